@@ -1,0 +1,31 @@
+# How everything in this tree is compiled: one standard, one set of warnings, one choice of sanitizers.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+option(EORVA_WERROR "Treat warnings as errors" ON)
+option(EORVA_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
+option(EORVA_COVERAGE "Build for coverage measurement" OFF)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -fstack-protector-strong)
+if(EORVA_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(EORVA_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(EORVA_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()
+
+# Limits what a shared library exports to the names in a version script.
+function(eorva_export_only target script)
+  target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${script}")
+endfunction()

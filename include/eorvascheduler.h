@@ -1,0 +1,318 @@
+/// \file eorvascheduler.h
+/// The exported functions of libeorvascheduler.so.7, by family.
+///
+/// Everything crosses this boundary as `Json::Value`. Every function returns an integer: 0 or more (a count,
+/// a process id, a found-flag) on success, a negative number on failure; nothing is ever thrown. A failure is
+/// logged once, with the text of the check that did not hold.
+///
+/// A host keeps three handle variables, all null at first, and goes through
+///
+///     initConfig("task", jConfig, &pDb, &pApi);                 // opens the database
+///     initConfig("task_result", jConfig, &pDb, &pApiResult);    // reuses it
+///     ... any of the functions below ...
+///     freeConfig(&pDb, &pApi, &pApiResult);
+///
+/// The other functions borrow these handles: none of them opens, closes or keeps anything.
+///
+/// One thread per process: opening the database switches the effective user of the whole process, and an
+/// execution (runByEvent(), runTaskOne()) blocks its caller until the last child has ended. The host must not
+/// ignore SIGCHLD, nor reap the children of an execution itself.
+///
+/// Values that must be strings, integers or booleans are read with JsonCpp's own conversions where nothing
+/// stricter is said; a value that has no such conversion fails the call.
+
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+
+struct sqlite3;
+class OrvaJsonDbApi;
+
+/// Marks what the shared library exports; everything else in it is hidden.
+#define EORVA_EXPORT __attribute__((visibility("default")))
+
+/// \name Flags that the host defines
+/// The library only reads them; a program that links it must define both (a plain global `bool` each).
+/// @{
+
+/// True: log lines go to standard output as "(PID) FILE:LINE MESSAGE"; false: to syslog at priority error.
+extern bool blLogToStdout;
+
+/// True: debug lines are logged too (to the same place, at the same priority).
+extern bool blDebugOutput;
+
+/// @}
+
+/// What recListRelate() looks for.
+enum RelateType {
+  RTYPE_BOTTM_UP = 0,   ///< every task that the given one waits for, directly or through others
+  RTYPE_TOP_DOWN = 1,   ///< every task that waits for the given one, directly or through others
+  RTYPE_CANDIDATE = 2,  ///< the tasks of the same event that are neither, without the task itself
+};
+
+/// What recUpdateSubtree() does.
+enum SubtreeChange {
+  SUBTREE_DELETE = 0,  ///< delete the task, and its entry in the lists of the tasks that wait for it
+  SUBTREE_RENAME = 1,  ///< give the task a new name, there too
+};
+
+/// \name Setup
+/// @{
+
+/// Opens the store handle of one table, and the database when it is not open yet.
+/// \param strTableName  "task" or "task_result".
+/// \param jConfigOut    replaced by the whole configuration file (an object of sections), read anew on every
+///                      call; an empty object when there is no file. It may have been written when a later
+///                      step fails.
+/// \param ppDb          database handle; opened when it is null, else used as it is. Owned by the caller.
+/// \param ppApi         receives the new store handle, owned by the caller. A handle that it holds already is
+///                      overwritten without being released.
+/// \return 0; -1 when an argument, the table definitions, the creation SQL, the configuration or the database
+///         failed. `*ppDb` and `*ppApi` are then untouched.
+EORVA_EXPORT int initConfig(std::string strTableName, Json::Value& jConfigOut, sqlite3** ppDb, OrvaJsonDbApi** ppApi);
+
+/// Closes the database and releases both store handles; what is null already is skipped.
+/// The database is closed before the store handles are destroyed.
+/// \param ppDb         database handle; set to null, also when SQLite refuses to close it.
+/// \param ppApi        store handle of `task`; set to null.
+/// \param ppApiResult  store handle of `task_result`; set to null.
+/// \return 0; -1 when one of the three addresses is null, and then nothing is released.
+EORVA_EXPORT int freeConfig(sqlite3** ppDb, OrvaJsonDbApi** ppApi, OrvaJsonDbApi** ppApiResult);
+
+/// Opens a database with foreign keys enforced; creates it empty, with mode 0700, when it does not exist.
+/// \param strPath   path of the database file.
+/// \param blAsRoot  true: the effective user is 0 meanwhile, so that a new file belongs to root.
+/// \return the connection, owned by the caller; null when the file could not be created or the user not be
+///         switched. When SQLite itself fails to open the file, its handle of the failed connection is
+///         returned as it is: look at `sqlite3_errcode`.
+EORVA_EXPORT sqlite3* openDb(std::string strPath, bool blAsRoot);
+
+/// Reads the installed table definitions.
+/// \param jTableDef  replaced by what the file holds: an object with the members `task` and `task_result`;
+///                   null when it could not be parsed.
+/// \return 0; -1 when the file is missing, unreadable or lacks one of the members.
+EORVA_EXPORT int loadTableDef(Json::Value& jTableDef);
+
+/// Reads the installed SQL that creates the tables.
+/// \param strSqlCreate  replaced by the text; untouched when there is no such file.
+/// \return as loadFile().
+EORVA_EXPORT int loadSqlCreate(std::string& strSqlCreate);
+
+/// Reads a whole regular file, byte for byte.
+/// \param strFilePath  path of the file.
+/// \param strContent   replaced by the file's bytes; untouched unless the result is 0.
+/// \return 0 when read; 1 when there is no such file (nothing is logged); -1 when it exists and cannot be read
+///         (no permission, a folder, a device, larger than memory).
+EORVA_EXPORT int loadFile(std::string strFilePath, std::string& strContent);
+
+/// @}
+
+/// \name Configuration
+/// The configuration file is one object of sections; the scheduler's own section is `eorvascheduler`, with
+/// `type` (its own name), `output_path` (string: a share, optionally with a path inside it) and
+/// `enable_output` (boolean, true when absent). There is no locking: of two processes that write at the same
+/// moment the last one wins.
+/// @{
+
+/// Creates the configuration file when there is none.
+/// \return 0 when the file exists, whatever it holds, or was created; -1 when it could not be created.
+EORVA_EXPORT int configInit();
+
+/// Reads the configuration, or one section of it.
+/// \param jIn   null, or an object: `type` (string, optional) names the section.
+/// \param jOut  null or an object; replaced by the section, or by the whole file without `type`. Set to null
+///              when there is no such section; untouched when there is no file, or on failure.
+/// \return 1 when something was delivered; 0 when there is no file or no such section; -1 when an argument
+///         has the wrong type or the file cannot be read as an object.
+EORVA_EXPORT int configGet(Json::Value& jIn, Json::Value& jOut);
+
+/// Stores one section whole, creating the file when there is none; the file's mode becomes 0644.
+/// \param jIn  object: `type` (string, required) names the section; every other member is kept. Members of
+///             the stored section that `jIn` lacks are dropped, other sections are kept.
+/// \return 0; -1 when the argument, the present file or the write failed. The file is then as it was, except
+///         that a failure to set the mode comes after the write.
+EORVA_EXPORT int configSet(Json::Value& jIn);
+
+/// Reads the whole configuration and tolerates a damaged file.
+/// \param jConfigOut  replaced by the whole file; an empty object without a file, null when it does not parse.
+/// \return 0, also for a file that does not parse; -1 when the file cannot even be examined.
+EORVA_EXPORT int recConfigGet(Json::Value& jConfigOut);
+
+/// Reads the installed event catalogue, exactly as it stands in its file.
+/// \param jEventOut  replaced by the document; null when it does not parse.
+/// \return 0; -1 when the file is missing or does not parse.
+EORVA_EXPORT int eventList(Json::Value& jEventOut);
+
+/// @}
+
+/// \name Task catalogue
+/// A task record is an object keyed by `task_name`. The tasks it waits for stand in `depend_on_task`, each
+/// name between "[" and "]", as in "[backup][cleanup]"; the empty string marks a root of its event.
+/// @{
+
+/// Walks the dependency graph from one task, breadth first.
+/// \param pApi          store handle of `task`; borrowed.
+/// \param jRecParam     object: `task_name` (string, required), the starting task. Other members are ignored.
+/// \param jRecArrayOut  array or null; replaced by the array of whole task records in the order in which they
+///                      were met, each once, without the starting task. Undefined on failure.
+/// \param pDb           the open database; only tested for null.
+/// \param blBottomUp    true: towards the tasks it waits for; false: towards the tasks that wait for it. The
+///                      latter are found by pattern, so "_" and "%" in a name match other names, and ASCII
+///                      letters match without regard to case.
+/// \param strEvent      empty; or an event, and then the result is its complement: the tasks of that event
+///                      that the walk did not meet, without the starting task.
+/// \param blReserved    accepted, never read.
+/// \return 0; -1 on a bad argument, a malformed list, a failing store, or a cycle through the starting task.
+///         A cycle that does not pass through the starting task is not noticed and the walk does not end: do
+///         not store one.
+EORVA_EXPORT int recListRelateEx(OrvaJsonDbApi* pApi, Json::Value& jRecParam, Json::Value& jRecArrayOut, sqlite3* pDb,
+                                 bool blBottomUp, std::string strEvent, bool blReserved);
+
+/// Lists the tasks that stand in a given relation to one task.
+/// \param pApi          store handle of `task`; borrowed.
+/// \param jRecParam     object: `relate_type` (integer, one of RelateType, required), `task_name` (string,
+///                      required).
+/// \param jRecArrayOut  array or null; receives whole task records. Replaced for the first two types; for
+///                      #RTYPE_CANDIDATE they are appended to what it holds.
+/// \param pDb           the open database; only tested for null.
+/// \return 0; -1 on a bad argument or when a walk failed.
+EORVA_EXPORT int recListRelate(OrvaJsonDbApi* pApi, Json::Value& jRecParam, Json::Value& jRecArrayOut, sqlite3* pDb);
+
+/// Creates a task, and an event log entry.
+/// \param pApi  store handle of `task`; borrowed.
+/// \param jIn   object: the task record. It is stored as it is: no member is validated here.
+/// \param jOut  the created record, as the store gives it.
+/// \return the store's result: negative when it refused the record; nothing is logged then.
+EORVA_EXPORT int recCreate(OrvaJsonDbApi* pApi, Json::Value& jIn, Json::Value& jOut);
+
+/// Changes a task, or gives it a new name.
+/// \param pApi  store handle of `task`; borrowed.
+/// \param jIn   object: `task_name` (string, required) and the members to change. With `old_task_name`
+///              (string) the task stored under that name gets the name `task_name`, here and in the lists of
+///              the tasks that wait for it, in one transaction; `old_task_name` is then removed from `jIn`.
+/// \param pDb   the open database, for the transaction.
+/// \return 0, also when there is no such task (nothing is created); -1 on failure. See recUpdateSubtree() for
+///         what a failed change of name leaves.
+EORVA_EXPORT int recUpdate(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3* pDb);
+
+/// Deletes a task, and its entry in the lists of the tasks that wait for it, in one transaction.
+/// \param pApi  store handle of `task`; borrowed.
+/// \param jIn   object: `task_name` (string, required).
+/// \param pDb   the open database, for the transaction.
+/// \return 0; negative on failure. See recUpdateSubtree() for what that leaves.
+EORVA_EXPORT int recDelete(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3* pDb);
+
+/// Deletes a task or changes its name, and rewrites the first copy of its entry in the `depend_on_task` of
+/// every task that waits for it, in one transaction. No event log entry is written.
+/// \param pApi   store handle of `task`; borrowed.
+/// \param jIn    object: `task_name` (required, not empty); for a new name also `old_task_name` (required, not
+///               empty), which is removed from the object.
+/// \param pDb    the open database, for the transaction.
+/// \param iType  one of SubtreeChange.
+/// \return 0; -1 on failure. A failure after the transaction began neither commits nor rolls back: it stays
+///         open on the connection, and the host rolls back or closes it.
+EORVA_EXPORT int recUpdateSubtree(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3* pDb, int iType);
+
+/// @}
+
+/// \name Execution
+/// @{
+
+/// Runs every enabled root task of an event, then the tasks that wait for them, each as soon as the last task
+/// it waits for has ended in this execution. Blocks until no child is left.
+///
+/// A child that cannot write its script returns through this function too: compare `getpid()` with the pid
+/// from before the call, and leave at once with `_exit` when they differ.
+/// \param pApi        store handle of `task`; borrowed.
+/// \param pApiResult  store handle of `task_result`; borrowed.
+/// \param jIn         object: `event` (string, required, not empty), the name of the event that fired.
+/// \param pDb         the open database.
+/// \return 0, also when the event has no such task or single runs failed; -1 when the request, the listing or
+///         the configuration failed.
+EORVA_EXPORT int runByEvent(OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, Json::Value& jIn, sqlite3* pDb);
+
+/// Runs one task now, whatever its `enable`, `event` and `depend_on_task` say, and blocks until it has ended.
+/// Tasks that wait for it are not started. The caution about returning children of runByEvent() holds here too.
+/// \param jTask       object: the whole stored task record; left unchanged.
+/// \param pApi        store handle of `task`; borrowed.
+/// \param pApiResult  store handle of `task_result`; borrowed.
+/// \param pDb         the open database.
+/// \return 0, also when the run was refused or failed; -1 when an argument or the configuration failed.
+EORVA_EXPORT int runTaskOne(Json::Value& jTask, OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, sqlite3* pDb);
+
+/// Classifies a wait status, as `waitpid` or `system` gives it.
+/// \param iStatus  the wait status.
+/// \param jExit    object or null; replaced by an object: `exit_type` ("normal", "by_signal", "stop" or
+///                 "continue") and, except for "continue", `exit_code` (integer).
+/// \return 0; -1 when `jExit` has another type or the status fits no class, and `jExit` is then untouched.
+EORVA_EXPORT int getExitStatus(int iStatus, Json::Value& jExit);
+
+/// Gives the text for an exit type in the server's mail language.
+/// \param strExitType  "normal", "by_signal", "stop" or "continue"; the last three share one text.
+/// \param strText      replaced by the text, empty when the language has none; untouched on failure.
+/// \return 0; -1 when the type is empty or unknown, or the language has no texts at all.
+EORVA_EXPORT int getExitTypeString(std::string& strExitType, std::string& strText);
+
+/// @}
+
+/// \name Output and presentation
+/// @{
+
+/// Fetches what a run printed and the script that ran.
+/// \param pApiResult  store handle of `task_result`; borrowed.
+/// \param jIn         object: `result_id` (required), `task_name` (string, required); as a whole the filter
+///                    that finds the run record.
+/// \param jOut        object or null; receives `script_out` and `script_in` (strings; empty when the file is
+///                    gone or output is not kept). Untouched when no run record matches.
+/// \return 0, also when no run record matches or there is no configuration; -1 on failure, and `jOut` may then
+///         hold `script_out` alone.
+EORVA_EXPORT int recResultGetFile(OrvaJsonDbApi* pApiResult, Json::Value& jIn, Json::Value& jOut);
+
+/// Translates a path that begins with a share's name into a path of the file system.
+/// \param strSharePath   the share's name, optionally "/" and a path inside it; cut at 4095 bytes.
+/// \param strVolumePath  replaced by the path, cut at 4095 bytes; untouched on failure.
+/// \return 0; -1 when the path is empty or the share is unknown. When its volume is unusable, the
+///         administrators are notified.
+EORVA_EXPORT int sharePath2VolumePath(std::string& strSharePath, std::string& strVolumePath);
+
+/// Tells the administrators that the volume of a share cannot be used.
+/// \return 0; -1 when the notifier could not be run.
+EORVA_EXPORT int errorNotify();
+
+/// Turns task records from the form of the user interface into the stored form: see objectChangeFormatOwner().
+/// \param jInOut  a task record or an array of them; null and empty values are left alone.
+/// \return 0; -1 when a record failed: those before it in an array stay converted.
+EORVA_EXPORT int taskPreAction(Json::Value& jInOut);
+
+/// Turns task records from the stored form into that of the user interface: the owner, then the times.
+/// \param jInOut  a task record or an array of them; null and empty values are left alone.
+/// \return 0; -1 when a record failed: those before it in an array stay converted.
+EORVA_EXPORT int taskPostAction(Json::Value& jInOut);
+
+/// Turns the times of run records into readable text: see objectChangeTimeStamp().
+/// \param jInOut  a run record or an array of them; null and empty values are left alone.
+/// \return 0; -1 when a record failed: those before it in an array stay converted.
+EORVA_EXPORT int resultPostAction(Json::Value& jInOut);
+
+/// Turns the members `last_start_time`, `last_stop_time`, `start_time`, `stop_time` and `event_fire_time`, as
+/// far as the record has them, from Unix seconds into local time as "2026-11-20 09:57:01".
+/// \param jRec        object, or an empty value, which is left alone.
+/// \param blToString  accepted, never read: there is no conversion back.
+/// \return 0; -1 when a member cannot be converted: those before it stay converted.
+EORVA_EXPORT int objectChangeTimeStamp(Json::Value& jRec, bool blToString);
+
+/// Converts the member `owner` of a task record, when it has one.
+/// \param jRec       object, or an empty value, which is left alone.
+/// \param blAddName  true: from the uid (integer) to an object of one member, the uid in decimal, whose value
+///                   is the user's name (empty for an unknown user); false: from such an object to the uid.
+/// \return 0; -1 when `owner` has the wrong type, or is an object without members.
+EORVA_EXPORT int objectChangeFormatOwner(Json::Value& jRec, bool blAddName);
+
+/// Gives the decimal text of an integer.
+/// \param iValue  any integer.
+/// \return its digits, with a leading minus for a negative one; empty only when memory ran out.
+EORVA_EXPORT std::string myto_string(const int& iValue);
+
+/// @}
