@@ -11,10 +11,9 @@
 #pragma once
 
 #include <json/value.h>
-#include <sys/types.h>
-
 #include <memory>
 #include <string>
+#include <sys/types.h>
 
 struct sqlite3;
 
