@@ -1,1 +1,20 @@
-# The record store.
+# The record store, and the support that the other rooms share.
+target_sources(orvaplatform PRIVATE
+  record_store/authorizer.cpp
+  record_store/busy.cpp
+  record_store/column_value.cpp
+  record_store/copy_member.cpp
+  record_store/create_tables.cpp
+  record_store/definition.cpp
+  record_store/failure.cpp
+  record_store/filter.cpp
+  record_store/json_text.cpp
+  record_store/members.cpp
+  record_store/readable_time.cpp
+  record_store/record_store.cpp
+  record_store/row_reader.cpp
+  record_store/sql_texts.cpp
+  record_store/statement.cpp
+  support/last_error.cpp
+  support/log.cpp
+)

@@ -1,0 +1,40 @@
+/// \file column_value.h
+/// One value on its way into a statement and out of a row.
+
+#pragma once
+
+#include <json/value.h>
+#include <string>
+
+#include "record_store/definition.h"
+#include "record_store/json_text.h"
+#include "record_store/statement.h"
+
+namespace record_store {
+
+/// True for a value that becomes SQL NULL. A JSON column has a null of its own, so nothing does there.
+bool isSqlNull(const Column& column, const Json::Value& jValue);
+
+/// Binds values to the parameters of a statement, one after the other.
+/// Texts are not copied: the bound values must outlive the statement's steps.
+class Binder {
+public:
+  explicit Binder(const Statement& statement) : m_statement(statement) {}
+
+  /// Binds the next parameter. Raises when the value does not fit the column's type.
+  void bind(const Column& column, const Json::Value& jValue);
+
+private:
+  int bindJson(int iParameter, const Column& column, const Json::Value& jValue);
+
+  const Statement& m_statement;
+  int m_iBound = 0;
+  std::string m_strJson;
+};
+
+/// Reads one column of the current row.
+/// \param jOut  replaced by the value; the column must not be SQL NULL.
+/// \return false, and null in jOut, when the row holds what the column's type does not allow.
+bool readColumn(const Statement& statement, int iColumn, ColumnType type, JsonReader& reader, Json::Value& jOut);
+
+}  // namespace record_store

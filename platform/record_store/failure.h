@@ -1,0 +1,50 @@
+/// \file failure.h
+/// How the record store fails inside: an exception that the five operations turn into -1 and one log line.
+
+#pragma once
+
+#include <fmt/format.h>
+#include <stdexcept>
+#include <string>
+
+struct sqlite3;
+
+namespace record_store {
+
+/// A failed step of an operation: a reason for people, a code for the platform's last error.
+class StoreFailure : public std::runtime_error {
+public:
+  /// \param iCode      `errno` value.
+  /// \param szFile     source file that noticed it; a literal.
+  /// \param iLine      source line.
+  /// \param strReason  what went wrong; without the table and the operation, which the operation adds.
+  /// \param blBusy     true: somebody else had the database, and the same step may succeed later.
+  StoreFailure(int iCode, const char* szFile, int iLine, const std::string& strReason, bool blBusy = false)
+      : std::runtime_error(strReason), m_iCode(iCode), m_szFile(szFile), m_iLine(iLine), m_blBusy(blBusy) {}
+
+  int code() const { return m_iCode; }
+  const char* file() const { return m_szFile; }
+  int line() const { return m_iLine; }
+  bool isBusy() const { return m_blBusy; }
+
+private:
+  int m_iCode;
+  const char* m_szFile;
+  int m_iLine;
+  bool m_blBusy;
+};
+
+/// Makes the failure for a result code of SQLite, with the connection's own text.
+StoreFailure sqliteFailure(sqlite3* pDb, int iResult, const char* szFile, int iLine);
+
+/// Writes the one log line of a failed operation and records the platform's last error.
+/// \param szOperation  name of the operation, as its callers know it.
+void reportFailure(const std::string& strTable, const char* szOperation, const std::exception& failure);
+
+}  // namespace record_store
+
+/// Leaves the operation with a reason in the form of fmt::format().
+#define RAISE(iCode, ...) throw ::record_store::StoreFailure((iCode), __FILE_NAME__, __LINE__, fmt::format(__VA_ARGS__))
+
+/// Leaves the operation with the failure that SQLite reported.
+#define RAISE_SQLITE(pDb, iResult) throw ::record_store::sqliteFailure((pDb), (iResult), __FILE_NAME__, __LINE__)

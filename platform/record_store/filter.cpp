@@ -1,0 +1,40 @@
+#include "record_store/filter.h"
+
+#include <cerrno>
+
+#include "record_store/failure.h"
+
+namespace record_store {
+namespace {
+
+constexpr const char* RAW_MEMBER = "orvaSqlWhereFilter";
+
+bool isRaw(const Json::Value& jFilter) {
+  return jFilter.size() == 1 && jFilter.isMember(RAW_MEMBER);
+}
+
+std::string rawText(const Json::Value& jFilter) {
+  const Json::Value& jText = jFilter[RAW_MEMBER];
+  if (!jText.isString()) {
+    RAISE(EINVAL, "{} is no string", RAW_MEMBER);
+  }
+  std::string strText = jText.asString();
+  // SQLite would read only what stands before it.
+  if (strText.find('\0') != std::string::npos) {
+    RAISE(EINVAL, "{} holds a NUL", RAW_MEMBER);
+  }
+  return strText;
+}
+
+}  // namespace
+
+Filter::Filter(const TableDefinition& definition, const Json::Value& jFilter, FilterKind kind)
+    : m_members(definition, jFilter, "filter") {
+  if (kind == FilterKind::MEMBERS_OR_RAW && isRaw(jFilter)) {
+    m_raw = rawText(jFilter);
+  } else if (m_members.unknown()) {
+    RAISE(EINVAL, "the filter's member {} is no column", *m_members.unknown());
+  }
+}
+
+}  // namespace record_store

@@ -1,0 +1,166 @@
+#include "record_store/json_text.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <json/reader.h>
+
+namespace record_store {
+namespace {
+
+// Well below what the reader accepts and what recursion costs in stack.
+constexpr int MAX_DEPTH = 500;
+
+constexpr unsigned char FIRST_PRINTABLE = 0x20;
+
+void appendEscaped(unsigned char uCharacter, std::string& strOut) {
+  constexpr std::string_view HEX = "0123456789abcdef";
+  strOut += "\\u00";
+  strOut += HEX[uCharacter >> 4U];
+  strOut += HEX[uCharacter & 0xfU];
+}
+
+// Bytes above 0x7f pass as they are: text that is no UTF-8 comes back byte for byte.
+void appendString(std::string_view strText, std::string& strOut) {
+  strOut += '"';
+  for (const char cCharacter : strText) {
+    if (cCharacter == '"' || cCharacter == '\\') {
+      strOut += '\\';
+      strOut += cCharacter;
+    } else if (static_cast<unsigned char>(cCharacter) < FIRST_PRINTABLE) {
+      appendEscaped(static_cast<unsigned char>(cCharacter), strOut);
+    } else {
+      strOut += cCharacter;
+    }
+  }
+  strOut += '"';
+}
+
+template <typename Number>
+std::string_view digits(Number number, std::array<char, 32>& buffer) {
+  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number);
+  return {buffer.data(), result.ptr};
+}
+
+template <typename Number>
+void appendNumber(Number number, std::string& strOut) {
+  std::array<char, 32> buffer;
+  strOut += digits(number, buffer);
+}
+
+// The shortest digits that read back as the same number; a whole one keeps ".0", so that it stays a real.
+void appendReal(double dNumber, std::string& strOut) {
+  std::array<char, 32> buffer;
+  const std::string_view strDigits = digits(dNumber, buffer);
+  strOut += strDigits;
+  if (strDigits.find_first_of(".e") == std::string_view::npos) {
+    strOut += ".0";
+  }
+}
+
+std::string_view stringOf(const Json::Value& jString) {
+  const char* pBegin = nullptr;
+  const char* pEnd = nullptr;
+  jString.getString(&pBegin, &pEnd);
+  return {pBegin, pEnd};
+}
+
+const char* append(const Json::Value& jValue, int iDepth, std::string& strOut);
+
+const char* appendArray(const Json::Value& jArray, int iDepth, std::string& strOut) {
+  char cSeparator = '[';
+  for (const Json::Value& jElement : jArray) {
+    strOut += cSeparator;
+    cSeparator = ',';
+    if (const char* szReason = append(jElement, iDepth, strOut)) {
+      return szReason;
+    }
+  }
+  strOut += jArray.empty() ? "[]" : "]";
+  return nullptr;
+}
+
+const char* appendObject(const Json::Value& jObject, int iDepth, std::string& strOut) {
+  char cSeparator = '{';
+  for (auto member = jObject.begin(); member != jObject.end(); ++member) {
+    strOut += cSeparator;
+    cSeparator = ',';
+    const char* pEnd = nullptr;
+    const char* pBegin = member.memberName(&pEnd);
+    appendString({pBegin, pEnd}, strOut);
+    strOut += ':';
+    if (const char* szReason = append(*member, iDepth, strOut)) {
+      return szReason;
+    }
+  }
+  strOut += jObject.empty() ? "{}" : "}";
+  return nullptr;
+}
+
+const char* append(const Json::Value& jValue, int iDepth, std::string& strOut) {
+  if (iDepth > MAX_DEPTH) {
+    return "it is nested deeper than 500 levels";
+  }
+  switch (jValue.type()) {
+    case Json::nullValue:
+      strOut += "null";
+      return nullptr;
+    case Json::booleanValue:
+      strOut += jValue.asBool() ? "true" : "false";
+      return nullptr;
+    case Json::intValue:
+      appendNumber(jValue.asLargestInt(), strOut);
+      return nullptr;
+    case Json::uintValue:
+      appendNumber(jValue.asLargestUInt(), strOut);
+      return nullptr;
+    case Json::realValue:
+      if (!std::isfinite(jValue.asDouble())) {
+        return "it holds a number that is not finite";
+      }
+      appendReal(jValue.asDouble(), strOut);
+      return nullptr;
+    case Json::stringValue:
+      appendString(stringOf(jValue), strOut);
+      return nullptr;
+    case Json::arrayValue:
+      return appendArray(jValue, iDepth + 1, strOut);
+    case Json::objectValue:
+      return appendObject(jValue, iDepth + 1, strOut);
+  }
+  return "it has no JSON type";
+}
+
+Json::CharReader* newReader() {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  builder["strictRoot"] = false;
+  builder["collectComments"] = false;
+  return builder.newCharReader();
+}
+
+}  // namespace
+
+const char* writeJson(const Json::Value& jValue, std::string& strOut) {
+  strOut.clear();
+  return append(jValue, 0, strOut);
+}
+
+JsonReader::JsonReader() : m_pReader(newReader()) {}
+
+JsonReader::~JsonReader() = default;
+
+bool JsonReader::read(std::string_view strText, Json::Value& jOut) {
+  // By far the most frequent value, and not worth a parse.
+  if (strText == "{}") {
+    jOut = Json::Value(Json::objectValue);
+    return true;
+  }
+  try {
+    return m_pReader->parse(strText.data(), strText.data() + strText.size(), &jOut, nullptr);
+  } catch (const Json::Exception&) {
+    return false;
+  }
+}
+
+}  // namespace record_store

@@ -1,0 +1,35 @@
+#include "support/log.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <syslog.h>
+
+namespace {
+
+constexpr unsigned char FIRST_PRINTABLE = 0x20;
+constexpr unsigned char DELETE_CHARACTER = 0x7f;
+constexpr int MAX_LINE = 2048;
+
+void blankControlCharacters(char* szText) {
+  for (; *szText != '\0'; ++szText) {
+    const auto uCharacter = static_cast<unsigned char>(*szText);
+    if (uCharacter < FIRST_PRINTABLE || uCharacter == DELETE_CHARACTER) {
+      *szText = ' ';
+    }
+  }
+}
+
+}  // namespace
+
+void logError(const char* szFormat, ...) {
+  const int iErrno = errno;
+  char szText[MAX_LINE] = "";
+  va_list arguments;
+  va_start(arguments, szFormat);
+  std::vsnprintf(szText, sizeof(szText), szFormat, arguments);
+  va_end(arguments);
+  blankControlCharacters(szText);
+  syslog(LOG_ERR, "orvaplatform: %s", szText);
+  errno = iErrno;
+}

@@ -1,0 +1,5 @@
+# What the library reads to build its store handles.
+install(FILES
+  eorvascheduler-table-def.json
+  eorvascheduler-table-create.sql
+  DESTINATION ${ORVA_ROOT}/share/eorvascheduler)
