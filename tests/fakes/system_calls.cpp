@@ -210,6 +210,11 @@ int eorvaFake_close(int iFd) {
   return answer->result(-1);
 }
 
+int eorvaFake_ftruncate(int iFd, off_t cb) {
+  const auto answer = fakes().systemCall("ftruncate", iFd, cb);
+  return answer ? answer->result(-1) : ::ftruncate(iFd, cb);
+}
+
 int eorvaFake_fsync(int iFd) {
   const auto answer = fakes().systemCall("fsync", iFd);
   return answer ? answer->result(-1) : ::fsync(iFd);
