@@ -24,7 +24,6 @@
 #pragma once
 
 #include <json/value.h>
-
 #include <string>
 
 struct sqlite3;

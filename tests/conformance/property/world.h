@@ -1,0 +1,69 @@
+/// \file world.h
+/// The small server on which hostile requests arrive.
+
+#pragma once
+
+#include <json/value.h>
+#include <memory>
+#include <sqlite3.h>
+#include <string>
+#include <vector>
+
+#include "orva_platform.h"
+
+#include "conformance/property/choices.h"
+
+namespace OrvaTest {
+
+/// \name Valid records and requests, to be spoiled
+/// @{
+Json::Value validTask(const std::string& strName, const std::string& strDependOnTask);
+Json::Value validRun(int iResultId, const std::string& strTaskName);
+Json::Value validSection();
+/// @}
+
+/// Two store handles over recorded tables, a database for the transactions, and the library's files. Whatever a
+/// call did to them is undone before the next one.
+class World {
+public:
+  World();
+  ~World();
+  World(const World&) = delete;
+  World& operator=(const World&) = delete;
+
+  /// Prepares the next call: the records, the files, the answers of the platform; each of them sound or spoiled.
+  void prepare(Choices& choices);
+
+  /// The handles, null once in a while.
+  OrvaJsonDbApi* taskApi(Choices& choices) { return choices.oneIn(64) ? nullptr : m_pTask.get(); }
+  OrvaJsonDbApi* resultApi(Choices& choices) { return choices.oneIn(64) ? nullptr : m_pTaskResult.get(); }
+  sqlite3* database(Choices& choices) { return choices.oneIn(64) ? nullptr : m_pDb.get(); }
+
+  /// True when a transaction is open on the database; it is rolled back here.
+  bool endTransaction();
+
+  /// What the last call left behind and should not have: descriptors, children, platform objects.
+  std::vector<std::string> leftovers() const;
+
+  /// The number of lines that were logged since prepare().
+  size_t loggedLines() const;
+
+  /// The configuration file's content, empty without one.
+  static std::string configText();
+
+private:
+  void putRecords(Choices& choices);
+  void putFiles(Choices& choices);
+  void planAnswers(Choices& choices);
+
+  struct Close {
+    void operator()(sqlite3* pDb) const { sqlite3_close(pDb); }
+  };
+  std::unique_ptr<sqlite3, Close> m_pDb;
+  std::unique_ptr<OrvaJsonDbApi> m_pTask;
+  std::unique_ptr<OrvaJsonDbApi> m_pTaskResult;
+  int m_cCalls = 0;
+  int m_fdNext = -1;  // the lowest free descriptor
+};
+
+}  // namespace OrvaTest
