@@ -12,6 +12,9 @@ namespace {
 constexpr int MAX_DEPTH = 500;
 constexpr const char* TOO_DEEP = "it is nested deeper than 500 levels";
 
+// Longer texts seldom repeat, and comparing them would cost more than it saves.
+constexpr std::size_t MAX_KNOWN_TEXT = 64;
+
 constexpr unsigned char FIRST_PRINTABLE = 0x20;
 
 void appendEscaped(unsigned char uCharacter, std::string& strOut) {
@@ -149,16 +152,32 @@ JsonReader::JsonReader() : m_pReader(newReader()) {}
 JsonReader::~JsonReader() = default;
 
 bool JsonReader::read(std::string_view strText, Json::Value& jOut) {
-  // By far the most frequent value, and not worth a parse.
-  if (strText == "{}") {
-    jOut = Json::Value(Json::objectValue);
-    return true;
+  for (const Known& known : m_known) {
+    if (known.strText == strText && !strText.empty()) {
+      jOut = known.jValue;
+      return true;
+    }
   }
+  if (!parse(strText, jOut)) {
+    return false;
+  }
+  if (strText.size() <= MAX_KNOWN_TEXT) {
+    keep(strText, jOut);
+  }
+  return true;
+}
+
+bool JsonReader::parse(std::string_view strText, Json::Value& jOut) {
   try {
     return m_pReader->parse(strText.data(), strText.data() + strText.size(), &jOut, nullptr);
   } catch (const Json::Exception&) {
     return false;
   }
+}
+
+void JsonReader::keep(std::string_view strText, const Json::Value& jValue) {
+  m_known[m_iOldest] = {std::string(strText), jValue};
+  m_iOldest = (m_iOldest + 1) % m_known.size();
 }
 
 }  // namespace record_store
