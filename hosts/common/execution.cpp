@@ -8,7 +8,7 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <poll.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,6 +95,9 @@ pid_t forkExecution(const ExecutionRequest& request, int fdFile) {
   return pid;
 }
 
+/// The C library's own function cannot be linked from C++ in this version.
+int openProcess(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
+
 std::vector<GraphTask> planTasks(const TaskGraph& graph, const ExecutionRequest& request) {
   std::vector<GraphTask> vecTasks;
   if (request.blByEvent) {
@@ -172,7 +175,7 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
 }
 
 Execution::Execution(ExecutionRequest request)
-    : m_pid(forkExecution(request, m_file.fd())), m_fdProcess(pidfd_open(m_pid, 0)) {}
+    : m_pid(forkExecution(request, m_file.fd())), m_fdProcess(openProcess(m_pid)) {}
 
 std::optional<int> Execution::waitEnd(int iMilliseconds) {
   pollfd entry{m_fdProcess.get(), POLLIN, 0};
