@@ -10,6 +10,7 @@ namespace {
 
 // Well below what the reader accepts and what recursion costs in stack.
 constexpr int MAX_DEPTH = 500;
+constexpr const char* TOO_DEEP = "it is nested deeper than 500 levels";
 
 constexpr unsigned char FIRST_PRINTABLE = 0x20;
 
@@ -98,9 +99,6 @@ const char* appendObject(const Json::Value& jObject, int iDepth, std::string& st
 }
 
 const char* append(const Json::Value& jValue, int iDepth, std::string& strOut) {
-  if (iDepth > MAX_DEPTH) {
-    return "it is nested deeper than 500 levels";
-  }
   switch (jValue.type()) {
     case Json::nullValue:
       strOut += "null";
@@ -124,9 +122,9 @@ const char* append(const Json::Value& jValue, int iDepth, std::string& strOut) {
       appendString(stringOf(jValue), strOut);
       return nullptr;
     case Json::arrayValue:
-      return appendArray(jValue, iDepth + 1, strOut);
+      return iDepth == MAX_DEPTH ? TOO_DEEP : appendArray(jValue, iDepth + 1, strOut);
     case Json::objectValue:
-      return appendObject(jValue, iDepth + 1, strOut);
+      return iDepth == MAX_DEPTH ? TOO_DEEP : appendObject(jValue, iDepth + 1, strOut);
   }
   return "it has no JSON type";
 }
