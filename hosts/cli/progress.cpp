@@ -17,7 +17,7 @@ Progress::Progress(const Host::ExecutionPlan& plan) : m_plan(plan) {}
 
 std::vector<Json::Value> Progress::poll(Host::Session& session, const std::set<pid_t>& setChildren) {
   std::vector<Json::Value> vecNews;
-  const std::string strWhere = fmt::format("result_id > {} order by result_id", m_plan.iLastResult);
+  const std::string strWhere = fmt::format("result_id > {}", m_plan.iLastResult);
   for (const Json::Value& jRun : Host::listRuns(session, strWhere)) {
     if (setChildren.count(static_cast<pid_t>(intOf(jRun, "pid"))) == 0) {
       continue;

@@ -1,5 +1,6 @@
 /// eorva runs list|show|output|script
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -45,8 +46,7 @@ std::string whereOf(const ListOptions& options) {
   if (!options.strEvent.empty()) {
     strWhere += " and trigger_event = " + quoted(options.strEvent);
   }
-  strWhere += " order by result_id desc";
-  return options.cLimit > 0 ? strWhere + fmt::format(" limit {}", options.cLimit) : strWhere;
+  return strWhere;
 }
 
 int runList(const Context& context, const ListOptions& options) {
@@ -54,16 +54,18 @@ int runList(const Context& context, const ListOptions& options) {
   if (!options.strTask.empty()) {
     Host::requireTask(session, options.strTask);
   }
-  const Json::Value jRuns = Host::listRuns(session, whereOf(options));
+  const Json::Value jRuns = Host::listRuns(session, whereOf(options), options.cLimit);
+  std::vector<Json::Value> vecRuns(jRuns.begin(), jRuns.end());
+  std::reverse(vecRuns.begin(), vecRuns.end());
   const OwnerNames owners = ownerNames(Host::listTasks(session));
   if (options.blJson) {
     Json::Value jOut(Json::arrayValue);
-    for (const Json::Value& jRun : jRuns) {
+    for (const Json::Value& jRun : vecRuns) {
       jOut.append(runForPrograms(jRun, owners));
     }
     printJson(jOut);
   } else {
-    printRuns({jRuns.begin(), jRuns.end()}, owners, context.isColored());
+    printRuns(vecRuns, owners, context.isColored());
   }
   return EXIT_DONE;
 }

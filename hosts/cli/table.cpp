@@ -13,6 +13,8 @@ Table::Table(const std::vector<Column>& vecColumns, bool blColor) : m_pTable(sco
   if (m_pTable == nullptr) {
     throw std::bad_alloc();
   }
+  // No blanks at the ends of lines.
+  scols_table_enable_minout(m_pTable.get(), 1);
   scols_table_enable_colors(m_pTable.get(), blColor ? 1 : 0);
   for (const Column& column : vecColumns) {
     const int iFlags = (column.blRight ? SCOLS_FL_RIGHT : 0) | (column.blTree ? SCOLS_FL_TREE : 0) |

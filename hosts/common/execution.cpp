@@ -96,7 +96,9 @@ pid_t forkExecution(const ExecutionRequest& request, int fdFile) {
 }
 
 /// The C library's own function cannot be linked from C++ in this version.
-int openProcess(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
+int openProcess(pid_t pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
 
 std::vector<GraphTask> planTasks(const TaskGraph& graph, const ExecutionRequest& request) {
   std::vector<GraphTask> vecTasks;
@@ -168,7 +170,7 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
   } else {
     checkSharedScript(plan.vecTasks, plan.vecWarnings);
   }
-  for (const Json::Value& jRun : listRuns(session, "1 order by result_id desc limit 1")) {
+  for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }
   return plan;

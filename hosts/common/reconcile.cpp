@@ -56,7 +56,7 @@ Json::Value idFilter(const char* szKey, const Json::Value& jId) {
 std::vector<Json::Value> staleRuns(Session& session) {
   std::vector<Json::Value> vecStale;
   std::map<pid_t, Json::Value> mapNewest;
-  for (const Json::Value& jRun : listRuns(session, "stop_time is null order by result_id")) {
+  for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
     const auto [it, blNew] = mapNewest.emplace(pidOf(jRun), jRun);
     if (!blNew) {
       vecStale.push_back(std::exchange(it->second, jRun));

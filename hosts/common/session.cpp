@@ -139,9 +139,14 @@ Json::Value requireTask(Session& session, const std::string& strTask) {
   return jTask;
 }
 
-Json::Value listRuns(Session& session, const std::string& strWhere) {
+Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest) {
   Json::Value jFilter(Json::objectValue);
-  jFilter["orvaSqlWhereFilter"] = strWhere;
+  // The store orders what it gives by the key and sets no limit; a query inside the clause may.
+  jFilter["orvaSqlWhereFilter"] =
+      cNewest == 0
+          ? strWhere
+          : fmt::format("result_id in (select result_id from task_result where {} order by result_id desc limit {})",
+                        strWhere, cNewest);
   return list(session.runs(), jFilter, "runs");
 }
 

@@ -73,8 +73,9 @@ Json::Value findTask(Session& session, const std::string& strTask);
 /// Gives one task. \throw Failure when there is none.
 Json::Value requireTask(Session& session, const std::string& strTask);
 
-/// Lists run records by a WHERE text, which may go on with ORDER BY and LIMIT.
-Json::Value listRuns(Session& session, const std::string& strWhere);
+/// Lists run records by a WHERE text, the oldest first.
+/// \param cNewest  how many at most, the newest of those that match; 0 lists all.
+Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest = 0);
 
 /// Gives one run record. \throw Failure when there is none.
 Json::Value requireRun(Session& session, Json::Int64 iResult);
