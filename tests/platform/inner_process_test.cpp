@@ -81,6 +81,7 @@ TEST_F(RunProgram, CallerThatIgnoresEndedChildrenLearnsThatTheStatusIsUnknown) {
 }
 
 TEST_F(RunProgram, MailProgramThatHangsIsEndedAndTheMailKept) {
+  OrvaTest::adoptOrphans();
   OrvaTest::installMailProgram("#!/bin/sh\ntrap '' TERM\nwhile :; do sleep 1000; done\n");
   const int fdMessage = memfd_create("message", 0);
   ASSERT_EQ(write(fdMessage, "a@b c@d\nmessage\n", 16), 16);
@@ -89,6 +90,7 @@ TEST_F(RunProgram, MailProgramThatHangsIsEndedAndTheMailKept) {
   OrvaTest::installMailProgram(OrvaTest::KEEPING_MAIL_PROGRAM);
   EXPECT_EQ(orva::flushOutbox({100s, 1s}), 0);
   EXPECT_EQ(OrvaTest::readFile("/tmp/mail/1.eml"), "message\n");
+  OrvaTest::waitForOrphans();
   close(fdMessage);
 }
 

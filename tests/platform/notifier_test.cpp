@@ -28,6 +28,14 @@ protected:
     OrvaTest::adoptOrphans();
     OrvaTest::installMailProgram(OrvaTest::KEEPING_MAIL_PROGRAM);
     fs::copy_file(ORVA_NOTIFIER, notifier(), fs::copy_options::overwrite_existing);
+    fs::copy("/etc/passwd", "/tmp/passwd", fs::copy_options::overwrite_existing);
+    fs::copy("/etc/group", "/tmp/group", fs::copy_options::overwrite_existing);
+  }
+
+  void TearDown() override {
+    fs::copy("/tmp/passwd", "/etc/passwd", fs::copy_options::overwrite_existing);
+    fs::copy("/tmp/group", "/etc/group", fs::copy_options::overwrite_existing);
+    PlatformTest::TearDown();
   }
 
   static std::string notifier() {

@@ -13,7 +13,7 @@ print(json.dumps({
                + [str(defect) for name in message.keys() for defect in message[name].defects],
     "to": [address.addr_spec for address in message["To"].addresses],
     "date": message["Date"].datetime.timestamp(),
-    "body": message.get_content(),
+    "body": message.get_content().replace("\r\n", "\n"),
     "multipart": message.is_multipart(),
     "longest": max(len(line) for line in raw.split(b"\n")),
     "ascii": raw.isascii(),
