@@ -188,6 +188,16 @@ int eorvaFake_openat(int iFd, const char* szPath, int iFlags, ...) {
   return answer ? answer->result(-1) : ::openat(iFd, szPath, iFlags, mode);
 }
 
+char* eorvaFake_realpath(const char* szPath, char* szResolved) {
+  return fakes().systemCall("realpath", szPath) ? nullptr : ::realpath(szPath, szResolved);
+}
+
+// Never fails.
+mode_t eorvaFake_umask(mode_t mask) {
+  fakes().enter("umask", OrvaTest::callText("umask", Octal{mask}), false, false);
+  return ::umask(mask);
+}
+
 ssize_t eorvaFake_read(int iFd, void* pData, size_t cb) {
   const auto answer = fakes().systemCall("read", iFd, cb);
   return answer ? answer->result(-1) : ::read(iFd, pData, cb);

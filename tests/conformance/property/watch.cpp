@@ -34,6 +34,9 @@ void Watch::expect(bool blHolds, const std::string& strPromise) {
 }
 
 std::vector<std::string> Watch::broken() {
+  for (const std::string& strLine : m_world.linesOfRescue()) {
+    complain(strLine);
+  }
   for (const std::string& strProblem : m_world.leftovers()) {
     complain(strProblem);
   }

@@ -249,6 +249,19 @@ size_t World::loggedLines() const {
   }));
 }
 
+std::vector<std::string> World::linesOfRescue() const {
+  std::vector<std::string> lines;
+  if (fakes().faults() > 0) {
+    return lines;  // the store's constructor fails by an exception
+  }
+  for (const Journal::Entry& entry : fakes().journal().entries()) {
+    if (entry.kind == Journal::Kind::SYSLOG && entry.strText.find("operation given up") != std::string::npos) {
+      lines.push_back(entry.strText);
+    }
+  }
+  return lines;
+}
+
 std::string World::configText() {
   return std::filesystem::is_regular_file(CONFIG_FILE) ? readFile(CONFIG_FILE) : std::string();
 }

@@ -50,6 +50,9 @@ public:
   /// The number of lines that were logged since prepareCall().
   size_t loggedLines() const;
 
+  /// Lines of the guard at the boundary: something was thrown inside, where types should have been tested before.
+  std::vector<std::string> linesOfRescue() const;
+
   /// The configuration file's content, empty without one.
   static std::string configText();
   static void removeConfig();
