@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest-spi.h>
+#include <new>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -202,7 +203,7 @@ TEST_F(Harness, ACallCanFailInTheChildAlone) {
   Json::Value jTask = task("a", "true\n");
   Json::Value jConfig(Json::objectValue);
   Json::Value jResult = json("{'start_time': 1}");
-  fakes().fail("chmod").inChild().withErrno(EPERM);
+  fakes().fail("fchmod").inChild().withErrno(EPERM);
   const pid_t pid = withoutReturn([&] { return forkRunCmd(jTask, jConfig, jResult); });
   ASSERT_GT(pid, 0);
   ASSERT_EQ(::waitpid(pid, nullptr, 0), pid);
@@ -213,6 +214,20 @@ TEST_F(Harness, ACallCanFailInTheChildAlone) {
   EXPECT_THAT(fakes().childReturns(), testing::ElementsAre(-1));
   EXPECT_THAT(fakes().events(), testing::ElementsAre("ORVALogSet1(1, 3, 0x14400201, a, , , )"));
   EXPECT_EQ(takeTemporaryFiles().size(), 1U);
+}
+
+TEST_F(Harness, SomethingCanBeDoneBeforeACall) {
+  std::vector<int> done;
+  fakes().before("recList(task,", [&] { done.push_back(1); }).nth(2);
+  fakes().before("recGetOne", [&] { throw std::bad_alloc(); });
+  Json::Value jOut;
+  EXPECT_EQ(m_pApi->recList(json("{}"), jOut), 0);
+  EXPECT_THAT(done, testing::IsEmpty());
+  EXPECT_EQ(m_pApi->recList(json("{}"), jOut), 0);
+  EXPECT_THAT(done, testing::ElementsAre(1));
+  EXPECT_THROW(m_pApi->recGetOne(json("{}"), jOut), std::bad_alloc);
+  EXPECT_EQ(m_pApi->recGetOne(json("{}"), jOut), 0);
+  EXPECT_EQ(fakes().faults(), 0);
 }
 
 TEST_F(Harness, ARunnerWithRealChildrenDoesNotSleep) {
