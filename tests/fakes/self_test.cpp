@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest-spi.h>
+#include <new>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -227,6 +228,20 @@ TEST_F(Harness, AChildThatComesBackIsCaught) {
   EXPECT_THAT(fakes().childReturns(), testing::ElementsAre(-1));
   EXPECT_THAT(fakes().events(), testing::ElementsAre("ORVALogSet1(1, 3, 0x14400201, a, , , )"));
   EXPECT_EQ(takeTemporaryFiles().size(), 1U);
+}
+
+TEST_F(Harness, SomethingCanBeDoneBeforeACall) {
+  std::vector<int> done;
+  fakes().before("recList(task,", [&] { done.push_back(1); }).nth(2);
+  fakes().before("recGetOne", [&] { throw std::bad_alloc(); });
+  Json::Value jOut;
+  EXPECT_EQ(m_pApi->recList(json("{}"), jOut), 0);
+  EXPECT_THAT(done, testing::IsEmpty());
+  EXPECT_EQ(m_pApi->recList(json("{}"), jOut), 0);
+  EXPECT_THAT(done, testing::ElementsAre(1));
+  EXPECT_THROW(m_pApi->recGetOne(json("{}"), jOut), std::bad_alloc);
+  EXPECT_EQ(m_pApi->recGetOne(json("{}"), jOut), 0);
+  EXPECT_EQ(fakes().faults(), 0);
 }
 
 TEST_F(Harness, ARunnerWithRealChildrenDoesNotSleep) {

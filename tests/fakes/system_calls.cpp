@@ -165,11 +165,6 @@ int eorvaFake_unlinkat(int iFd, const char* szPath, int iFlags) {
   return answer ? answer->result(-1) : ::unlinkat(iFd, szPath, iFlags);
 }
 
-int eorvaFake_setenv(const char* szName, const char* szValue, int iOverwrite) {
-  const auto answer = fakes().systemCall("setenv", szName, szValue, iOverwrite);
-  return answer ? answer->result(-1) : ::setenv(szName, szValue, iOverwrite);
-}
-
 int eorvaFake_rename(const char* szFrom, const char* szTo) {
   const auto answer = fakes().systemCall("rename", szFrom, szTo);
   return answer ? answer->result(-1) : ::rename(szFrom, szTo);
@@ -242,6 +237,16 @@ int eorvaFake_fsync(int iFd) {
 
 FILE* eorvaFake_fopen(const char* szPath, const char* szMode) {
   return fakes().systemCall("fopen", szPath, szMode) ? nullptr : std::fopen(szPath, szMode);
+}
+
+int eorvaFake_setenv(const char* szName, const char* szValue, int iOverwrite) {
+  const auto answer = fakes().systemCall("setenv", szName, szValue, iOverwrite);
+  return answer ? answer->result(-1) : ::setenv(szName, szValue, iOverwrite);
+}
+
+int eorvaFake_unsetenv(const char* szName) {
+  const auto answer = fakes().systemCall("unsetenv", szName);
+  return answer ? answer->result(-1) : ::unsetenv(szName);
 }
 
 time_t eorvaFake_time(time_t* pTime) {
