@@ -20,6 +20,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pBytes, std::size_t cBytes) {
   OrvaTest::ByteChoices choices(pBytes, cBytes);
   OrvaTest::World world;
+  world.setScene(choices);
   for (int i = 0; i < CALLS_AT_MOST && !choices.exhausted(); ++i) {
     const auto broken = OrvaTest::FUZZED_FAMILY(world, choices);
     for (const std::string& strBroken : broken) {

@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pBytes, std::size_t cBytes) {
   const std::string strText(reinterpret_cast<const char*>(pBytes), cBytes);
-  OrvaTest::fakes().forgetCalls();
+  OrvaTest::fakes().journal().clear();
   OrvaTest::writeFile(CONFIG_FILE, strText);
   OrvaTest::writeFile(SHARE_FOLDER + "eorvascheduler-table-def.json", strText);
   OrvaTest::writeFile(SHARE_FOLDER + "eorvascheduler-event.json", strText);

@@ -42,6 +42,10 @@ protected:
   ExpectedLine& expectDirectLine(const std::string& strText, const std::string& strSource);
   /// A debug line; set `blDebugOutput` before the call.
   ExpectedLine& expectDebug(const std::string& strText, const std::string& strSource);
+  /// What the library says when RunnerStopped comes out of its polling.
+  ExpectedLine& expectStopped() {
+    return expectLine(std::string("operation given up: ") + RunnerStopped().what(), LIB);
+  }
   /// @}
 
   /// Holds the announced lines against those logged so far, and starts anew.

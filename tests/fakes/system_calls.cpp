@@ -12,14 +12,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fakes/coverage.h"
 #include "fakes/fakes.h"
 
 using OrvaTest::fakes;
 using OrvaTest::Hex;
 using OrvaTest::Octal;
-
-// Counters of a coverage build are written by exit() only; children of the library never get there.
-extern "C" void __gcov_dump() __attribute__((weak));
 
 namespace {
 
@@ -64,9 +62,7 @@ int eorvaFake_system(const char* szCommand) {
 
 void eorvaFake__exit(int iStatus) {
   fakes().enter("_exit", OrvaTest::callText("_exit", iStatus), false, false);
-  if (__gcov_dump) {
-    __gcov_dump();
-  }
+  OrvaTest::saveCoverage();
   ::_exit(iStatus);
 }
 
@@ -92,7 +88,11 @@ gid_t eorvaFake_getegid() {
 
 int eorvaFake_setuid(uid_t uid) {
   const auto answer = fakes().systemCall("setuid", uid);
-  return answer ? answer->result(-1) : ::setuid(uid);
+  if (answer) {
+    return answer->result(-1);
+  }
+  OrvaTest::saveCoverage();
+  return ::setuid(uid);
 }
 
 int eorvaFake_seteuid(uid_t uid) {
@@ -188,6 +188,16 @@ int eorvaFake_openat(int iFd, const char* szPath, int iFlags, ...) {
   return answer ? answer->result(-1) : ::openat(iFd, szPath, iFlags, mode);
 }
 
+char* eorvaFake_realpath(const char* szPath, char* szResolved) {
+  return fakes().systemCall("realpath", szPath) ? nullptr : ::realpath(szPath, szResolved);
+}
+
+// Never fails.
+mode_t eorvaFake_umask(mode_t mask) {
+  fakes().enter("umask", OrvaTest::callText("umask", Octal{mask}), false, false);
+  return ::umask(mask);
+}
+
 ssize_t eorvaFake_read(int iFd, void* pData, size_t cb) {
   const auto answer = fakes().systemCall("read", iFd, cb);
   return answer ? answer->result(-1) : ::read(iFd, pData, cb);
@@ -208,6 +218,11 @@ int eorvaFake_close(int iFd) {
   }
   errno = iErrno;
   return answer->result(-1);
+}
+
+int eorvaFake_ftruncate(int iFd, off_t cb) {
+  const auto answer = fakes().systemCall("ftruncate", iFd, cb);
+  return answer ? answer->result(-1) : ::ftruncate(iFd, cb);
 }
 
 int eorvaFake_fsync(int iFd) {

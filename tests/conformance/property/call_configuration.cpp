@@ -50,8 +50,11 @@ std::vector<std::string> callConfigSet(World& world, Choices& choices) {
   return watch.broken();
 }
 
-std::vector<std::string> callConfigInit(World& world, Choices&) {
+std::vector<std::string> callConfigInit(World& world, Choices& choices) {
   Watch watch(world, "configInit");
+  if (choices.oneIn(2)) {
+    World::removeConfig();
+  }
   const std::string strBefore = World::configText();
   watch.run([] { return configInit(); });
   watch.expectOneOf({0, -1});

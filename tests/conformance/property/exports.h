@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <exception>
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,10 @@
 #include "conformance/property/world.h"
 
 namespace OrvaTest {
+
+/// How often each documented result of each function was seen: a generator that stays at the surface shows here.
+using ResultCounts = std::map<std::string, std::map<int, int>>;
+ResultCounts& resultCounts();
 
 /// One call of one function, and what it has to be judged by.
 class Watch {
@@ -55,14 +60,14 @@ private:
   int m_iResult = 0;
 };
 
-/// Calls one function, chosen and supplied by `choices`, and says which promises it broke.
+/// Calls one function, chosen and supplied by `choices`, in the scene that is set; says which promises it broke.
 using FamilyCall = std::vector<std::string> (*)(World& world, Choices& choices);
 
-/// One of several functions, chosen by `choices`, on a freshly prepared server.
+/// One of several functions, chosen by `choices`.
 template <std::size_t N>
 std::vector<std::string> callOneOf(const FamilyCall (&calls)[N], World& world, Choices& choices) {
   const FamilyCall call = calls[choices.below(static_cast<std::uint32_t>(N))];
-  world.prepare(choices);
+  world.prepareCall(choices);
   return call(world, choices);
 }
 

@@ -1,14 +1,24 @@
 #include <algorithm>
+#include <eorvascheduler.h>
 
 #include "conformance/property/exports.h"
 
 namespace OrvaTest {
 
+ResultCounts& resultCounts() {
+  static ResultCounts counts;
+  return counts;
+}
+
 void Watch::expectOneOf(std::initializer_list<int> results) {
+  for (const int iResult : results) {
+    resultCounts()[m_strFunction][iResult] += iResult == m_iResult ? 1 : 0;
+  }
   if (std::find(results.begin(), results.end(), m_iResult) == results.end()) {
     complain("gave " + std::to_string(m_iResult));
   }
-  expect(!failed() || m_world.loggedLines() > 0, "a failure is logged");
+  // Debug lines look like any other, so only without them a line must be that of the failure.
+  expect(!failed() || blDebugOutput || m_world.loggedLines() > 0, "a failure is logged");
 }
 
 void Watch::expectUntouched(const char* szWhat, const std::string& strBefore, const std::string& strAfter) {
@@ -24,6 +34,9 @@ void Watch::expect(bool blHolds, const std::string& strPromise) {
 }
 
 std::vector<std::string> Watch::broken() {
+  for (const std::string& strLine : m_world.linesOfRescue()) {
+    complain(strLine);
+  }
   for (const std::string& strProblem : m_world.leftovers()) {
     complain(strProblem);
   }

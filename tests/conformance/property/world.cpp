@@ -7,6 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "eorvascheduler.h"
+
 #include "conformance/property/hostile_json.h"
 #include "fakes/fakes.h"
 #include "support/files.h"
@@ -20,8 +22,8 @@ const std::string SHARE_FOLDER = "/usr/orva/share/eorvascheduler/";
 
 // A walk over a graph with a cycle that misses its start has no end: the store gives up first.
 constexpr int QUERIES_AT_MOST = 100;
-// Resetting the fakes makes folders; the records, which the calls do change, are put back every time.
-constexpr int CALLS_PER_RESET = 50;
+// Resetting the fakes makes folders anew, which costs more than a scene.
+constexpr int SCENES_PER_RESET = 16;
 
 int lowestFreeDescriptor() {
   const int fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -129,22 +131,26 @@ World::World() {
 
 World::~World() = default;
 
-void World::prepare(Choices& choices) {
-  if (m_cCalls++ % CALLS_PER_RESET == 0) {
+void World::setScene(Choices& choices) {
+  if (m_cScenes++ % SCENES_PER_RESET == 0) {
     fakes().reset();
     writeFile(SHARE_FOLDER + "eorvascheduler-table-create.sql", "SELECT 1;");
   }
-  fakes().clearFaults();
   putRecords(choices);
   putFiles(choices);
+}
+
+void World::prepareCall(Choices& choices) {
+  fakes().clearFaults();
   planAnswers(choices);
-  fakes().forgetCalls();
+  blDebugOutput = choices.oneIn(4);
+  fakes().journal().clear();
   m_fdNext = lowestFreeDescriptor();
 }
 
 void World::putRecords(Choices& choices) {
-  const std::vector<Json::Value> tasks{validTask("alpha", ""), validTask("beta", "[alpha]"),
-                                       validTask("gamma", "[alpha]"), validTask("delta", "[beta][gamma]")};
+  static const std::vector<Json::Value> tasks{validTask("alpha", ""), validTask("beta", "[alpha]"),
+                                              validTask("gamma", "[alpha]"), validTask("delta", "[beta][gamma]")};
   for (const char* szTable : {"task", "task_result"}) {
     fakes().table(szTable) = RecordTable(szTable);
   }
@@ -168,7 +174,7 @@ void World::putRecords(Choices& choices) {
 }
 
 void World::putFiles(Choices& choices) {
-  const bool blFirst = m_cCalls == 1;
+  const bool blFirst = m_cScenes == 1;
   if (choices.oneIn(4)) {
     putSpoiledFile(choices, CONFIG_FILE, validConfig());
   } else if (choices.oneIn(4) || blFirst) {
@@ -187,7 +193,7 @@ void World::putFiles(Choices& choices) {
 }
 
 void World::planAnswers(Choices& choices) {
-  fakes().fail("recList", QUERIES_AT_MOST).every();
+  fakes().fail("recList", QUERIES_AT_MOST);
   if (choices.oneIn(8)) {
     fakes().failNthCall(1 + static_cast<int>(choices.below(24)));
   }
@@ -243,8 +249,25 @@ size_t World::loggedLines() const {
   }));
 }
 
+std::vector<std::string> World::linesOfRescue() const {
+  std::vector<std::string> lines;
+  if (fakes().faults() > 0) {
+    return lines;  // the store's constructor fails by an exception
+  }
+  for (const Journal::Entry& entry : fakes().journal().entries()) {
+    if (entry.kind == Journal::Kind::SYSLOG && entry.strText.find("operation given up") != std::string::npos) {
+      lines.push_back(entry.strText);
+    }
+  }
+  return lines;
+}
+
 std::string World::configText() {
   return std::filesystem::is_regular_file(CONFIG_FILE) ? readFile(CONFIG_FILE) : std::string();
+}
+
+void World::removeConfig() {
+  std::filesystem::remove_all(CONFIG_FILE);
 }
 
 }  // namespace OrvaTest

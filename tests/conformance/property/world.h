@@ -22,8 +22,7 @@ Json::Value validRun(int iResultId, const std::string& strTaskName);
 Json::Value validSection();
 /// @}
 
-/// Two store handles over recorded tables, a database for the transactions, and the library's files. Whatever a
-/// call did to them is undone before the next one.
+/// Two store handles over recorded tables, a database for the transactions, and the library's files.
 class World {
 public:
   World();
@@ -31,8 +30,11 @@ public:
   World(const World&) = delete;
   World& operator=(const World&) = delete;
 
-  /// Prepares the next call: the records, the files, the answers of the platform; each of them sound or spoiled.
-  void prepare(Choices& choices);
+  /// Puts the records and the files in place, each of them sound or spoiled.
+  void setScene(Choices& choices);
+
+  /// Plans what the platform answers in the next call, and from what it is judged afterwards.
+  void prepareCall(Choices& choices);
 
   /// The handles, null once in a while.
   OrvaJsonDbApi* taskApi(Choices& choices) { return choices.oneIn(64) ? nullptr : m_pTask.get(); }
@@ -45,11 +47,15 @@ public:
   /// What the last call left behind and should not have: descriptors, children, platform objects.
   std::vector<std::string> leftovers() const;
 
-  /// The number of lines that were logged since prepare().
+  /// The number of lines that were logged since prepareCall().
   size_t loggedLines() const;
+
+  /// Lines of the guard at the boundary: something was thrown inside, where types should have been tested before.
+  std::vector<std::string> linesOfRescue() const;
 
   /// The configuration file's content, empty without one.
   static std::string configText();
+  static void removeConfig();
 
 private:
   void putRecords(Choices& choices);
@@ -62,7 +68,7 @@ private:
   std::unique_ptr<sqlite3, Close> m_pDb;
   std::unique_ptr<OrvaJsonDbApi> m_pTask;
   std::unique_ptr<OrvaJsonDbApi> m_pTaskResult;
-  int m_cCalls = 0;
+  int m_cScenes = 0;
   int m_fdNext = -1;  // the lowest free descriptor
 };
 
