@@ -25,7 +25,9 @@ add_library(orvaplatform_server OBJECT
   settings/server_settings.cpp
   settings/text_line.cpp
   shares/make_folders.cpp
+  shares/samba_shares.cpp
   shares/share_access.cpp
+  shares/share_file.cpp
   shares/share_list.cpp
   strings/hash.cpp
   strings/list.cpp

@@ -9,8 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "orva_platform.h"
-
+#include "shares/own_folder.h"
 #include "support/unique_fd.h"
 #include "texts/utf8.h"
 
@@ -75,8 +74,7 @@ UniqueFd openForLine(std::size_t cbLine, off_t& cbFile) {
 }  // namespace
 
 int appendToEventFile(int iLevel, unsigned int uCode, const EventArguments& arguments) {
-  constexpr auto KEEP = static_cast<uid_t>(-1);
-  if (ORVAFSMkdirP(FOLDER_PATH, nullptr, 1, KEEP, KEEP, 0755) < 0) {
+  if (!makeOwnFolder(FOLDER_PATH, 0755)) {
     return errno;
   }
   const std::string strLine = eventLine(iLevel, uCode, arguments);

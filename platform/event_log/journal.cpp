@@ -1,13 +1,14 @@
 #include "event_log/journal.h"
 
 #define SD_JOURNAL_SUPPRESS_LOCATION
-#include <algorithm>
 #include <string>
 #include <sys/uio.h>
 #include <syslog.h>
 #include <systemd/sd-journal.h>
 #include <unistd.h>
 #include <vector>
+
+#include "settings/text_line.h"
 
 namespace orva {
 namespace {
@@ -24,17 +25,11 @@ bool sendToJournal(const std::vector<std::string>& vecField) {
   return access(JOURNAL_SOCKET, F_OK) == 0 && sd_journal_sendv(vecPart.data(), static_cast<int>(vecPart.size())) == 0;
 }
 
-// Whoever names a task must not be able to write lines of their own into the log.
-std::string oneLine(std::string strText) {
-  std::replace_if(
-      strText.begin(), strText.end(), [](char ch) { return static_cast<unsigned char>(ch) < 0x20 || ch == 0x7F; }, ' ');
-  return strText;
-}
-
 }  // namespace
 
 void writeSystemLog(int iPriority, unsigned int uCode, const EventArguments& arguments, const EventText& text) {
-  const std::string strText = oneLine(text.strText);
+  // Whoever names a task must not be able to write lines of their own into the log.
+  const std::string strText = inOneLine(text.strText);
   std::vector<std::string> vecField = {"MESSAGE=" + strText, "PRIORITY=" + std::to_string(iPriority),
                                        std::string("SYSLOG_IDENTIFIER=") + IDENTIFIER,
                                        "ORVA_EVENT_CODE=" + eventCodeText(uCode)};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "settings/text_line.h"
 #include "texts/utf8.h"
 
 namespace orva {
@@ -11,10 +12,6 @@ constexpr std::size_t CB_LINE_MAX = 76;
 constexpr std::size_t CB_PLAIN_HEADER_MAX = 60;
 // A line with encoded words has at most 76 characters: 39 bytes make 52, "=?UTF-8?B?" and "?=" 12, "Subject: " 9.
 constexpr std::size_t CB_WORD_MAX = 39;
-
-bool isControl(char ch) {
-  return static_cast<unsigned char>(ch) < 0x20 || ch == 0x7F;
-}
 
 // What stands for itself in quoted-printable; blanks do too, except at the end of a line.
 bool isLiteral(char ch) {
@@ -50,12 +47,6 @@ void appendQuotedLine(std::string_view strLine, std::string& strResult) {
     strResult += strPiece;
     cbLine += strPiece.size();
   }
-}
-
-std::string withoutControls(std::string_view strText) {
-  std::string strResult(strText);
-  std::replace_if(strResult.begin(), strResult.end(), isControl, ' ');
-  return strResult;
 }
 
 }  // namespace
@@ -104,7 +95,7 @@ bool wantsBase64(std::string_view strText) {
 }
 
 std::string encodedHeader(std::string_view strText) {
-  const std::string strPlain = withoutControls(strText);
+  const std::string strPlain = inOneLine(strText);
   const bool blAscii = std::all_of(strPlain.begin(), strPlain.end(), [](char ch) { return ch >= 0x20 && ch < 0x7F; });
   if (blAscii && strPlain.size() <= CB_PLAIN_HEADER_MAX && strPlain.find("=?") == std::string::npos) {
     return strPlain;

@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "orva_platform.h"
+#include "shares/own_folder.h"
+#include "support/directory.h"
 
 namespace orva {
 namespace {
@@ -18,10 +17,6 @@ namespace {
 constexpr const char* OUTBOX_PATH = "/var/spool/orva/outbox";
 constexpr const char* UNFINISHED = ".new.";
 constexpr std::time_t UNFINISHED_SECONDS_MAX = 3600;
-
-struct CloseDirectory {
-  void operator()(DIR* pDirectory) const { closedir(pDirectory); }
-};
 
 // Names in the order of their making; the process and a counter keep those of one instant apart.
 std::string freshName() {
@@ -49,7 +44,7 @@ bool copyAll(int fdFrom, int fdTo) {
 template <typename Visit>
 void forEachFile(int fdFolder, Visit visit) {
   const int fdOwn = openat(fdFolder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, CloseDirectory> pDirectory(fdOwn < 0 ? nullptr : fdopendir(fdOwn));
+  const DirectoryPtr pDirectory(fdOwn < 0 ? nullptr : fdopendir(fdOwn));
   while (const dirent* const pEntry = pDirectory ? readdir(pDirectory.get()) : nullptr) {
     const std::string strName = pEntry->d_name;
     struct stat status{};
@@ -62,9 +57,7 @@ void forEachFile(int fdFolder, Visit visit) {
 }  // namespace
 
 std::optional<Outbox> Outbox::open() {
-  constexpr auto KEEP = static_cast<uid_t>(-1);
-  if (ORVAFSMkdirP(OUTBOX_PATH, nullptr, 0, KEEP, KEEP, 0755) < 0 ||
-      ORVAFSMkdirP(OUTBOX_PATH, nullptr, 1, KEEP, KEEP, 0700) < 0) {
+  if (!makeOwnFolder(OUTBOX_PATH, 0700)) {
     return std::nullopt;
   }
   UniqueFd fdFolder(::open(OUTBOX_PATH, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

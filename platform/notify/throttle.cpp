@@ -9,9 +9,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include "orva_platform.h"
-
 #include "notify/notifier.h"
+#include "shares/own_folder.h"
 #include "support/log.h"
 #include "support/unique_fd.h"
 
@@ -43,8 +42,7 @@ bool writeState(int fd, const State& state) {
 }
 
 UniqueFd openState(const std::string& strKey) {
-  constexpr auto KEEP = static_cast<uid_t>(-1);
-  if (ORVAFSMkdirP(STATE_FOLDER, nullptr, 1, KEEP, KEEP, 0755) < 0) {
+  if (!makeOwnFolder(STATE_FOLDER, 0755)) {
     return {};
   }
   const std::string strPath = std::string(STATE_FOLDER) + "/" + strKey;

@@ -1,6 +1,18 @@
 #include "settings/text_line.h"
 
+#include <algorithm>
+
 namespace orva {
+
+bool isControl(char ch) {
+  return static_cast<unsigned char>(ch) < 0x20 || ch == 0x7F;
+}
+
+std::string inOneLine(std::string_view strText) {
+  std::string strResult(strText);
+  std::replace_if(strResult.begin(), strResult.end(), isControl, ' ');
+  return strResult;
+}
 
 std::string_view trimmed(std::string_view strText) {
   constexpr std::string_view BLANKS = " \t\r\v\f";

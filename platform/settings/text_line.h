@@ -9,6 +9,12 @@
 
 namespace orva {
 
+/// Tells whether a byte is a control character of ASCII: nothing of a single line of text.
+bool isControl(char ch);
+
+/// Replaces control characters by blanks, so that a text stays in its line.
+std::string inOneLine(std::string_view strText);
+
 /// Takes blanks, and the carriage return of a file from elsewhere, off both ends.
 std::string_view trimmed(std::string_view strText);
 

@@ -23,12 +23,8 @@ constexpr int ERR_SHARE_VOLUME = 0x1400;
 /// blanks at its ends, and neither "." nor "..".
 bool isShareName(std::string_view strName);
 
-/// Reads the definitions anew. A faulty one is logged with its line, and costs that share alone.
+/// Reads the definitions from the source that the setting `sharesource` names: "file" (the default) or "samba".
 std::vector<Share> definedShares();
-
-/// Reads the definitions in a text, for definedShares().
-/// \param strFile  the name of the file, for the log.
-std::vector<Share> parseShares(const std::string& strFile, std::string_view strText);
 
 /// The folder of a share, without links.
 /// \param iError  receives why there is none: ENOENT for an unknown share, or #ERR_SHARE_VOLUME.

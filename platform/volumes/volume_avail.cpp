@@ -65,6 +65,12 @@ std::set<std::string> shareMounts(const std::vector<MountPoint>& vecMount) {
 std::set<std::string> dataMounts(const std::vector<MountPoint>& vecMount) {
   std::set<std::string> setTarget;
   std::set<std::string> setDevice;
+  // A piece of the root file system that is bound elsewhere is the system's all the same.
+  for (const MountPoint& mount : vecMount) {
+    if (mount.strTarget == "/") {
+      setDevice.insert(mount.strDevice);
+    }
+  }
   for (const MountPoint& mount : vecMount) {
     // Other mounts of the same file system (bind mounts) have the same room.
     if (isDataMount(mount) && setDevice.insert(mount.strDevice).second) {

@@ -1,5 +1,6 @@
 #include "platform_fixture.h"
 #include "settings/section_file.h"
+#include "shares/samba_shares.h"
 #include "shares/share_list.h"
 #include "volumes/mount_table.h"
 
@@ -30,6 +31,18 @@ TEST(ShareList, NamesAreChecked) {
   }
   EXPECT_TRUE(orva::isShareName(std::string(80, 'x')));
   EXPECT_FALSE(orva::isShareName(std::string(81, 'x')));
+}
+
+TEST(SambaShares, OnlyFoldersOfTheirOwnAreShares) {
+  std::vector<std::string> vecShare;
+  for (const orva::Share& share : orva::parseTestparm(
+           "# Global parameters\n[global]\n\tpath = /x\n\n[homes]\n\tpath = /home/x\n[printers]\n"
+           "\tpath = /spool\n\tprintable = Yes\n[print$]\n\tpath = /drivers\n[two words]\n\tpath = /srv/a b\n"
+           "\tread only = No\n[gone]\n\tavailable = No\n\tpath = /srv/gone\n[own]\n\tpath = /home/%U\n"
+           "[lp]\n\tPath = /spool\n\tprintable = YES\n[no path]\n\tguest ok = Yes\n[last]\n\tpath = /srv/last\n")) {
+    vecShare.push_back(share.strName + "=" + share.strPath);
+  }
+  EXPECT_THAT(vecShare, testing::ElementsAre("two words=/srv/a b", "last=/srv/last"));
 }
 
 TEST(MountTable, FolderHoldsItselfAndWhatLiesBelow) {

@@ -143,6 +143,29 @@ TEST_F(Shares, FaultyDefinitionCostsThatShareAlone) {
   }
 }
 
+// testparm itself reads a configuration with an include, a synonym and what is no share.
+TEST_F(Shares, SambaServerGivesItsShares) {
+  fs::create_directories("/tmp/srv/a");
+  fs::create_directories("/tmp/srv/b");
+  OrvaTest::writeFile("/etc/orvainfo.conf", "sharesource = samba\n");
+  OrvaTest::writeFile("/etc/samba/included.conf",
+                      "[Public]\n  directory = /tmp/srv/a\n[off]\n  path = /tmp/srv/a\n"
+                      "  available = no\n");
+  OrvaTest::writeFile("/etc/samba/smb.conf",
+                      "[global]\n  workgroup = X\n  include = /etc/samba/included.conf\n[homes]\n"
+                      "  browseable = no\n[printers]\n  path = /tmp\n  printable = yes\n");
+  EXPECT_EQ(pathOf("Public"), "/tmp/srv/a");
+  for (const char* const szName : {"off", "homes", "printers", "global", "new"}) {
+    EXPECT_EQ(pathOf(szName), "<No such file or directory>") << szName;
+  }
+  OrvaTest::writeFile("/etc/samba/smb.conf", "[new]\n  path = /tmp/srv/b\n[gone]\n  path = /tmp/srv/gone\n");
+  EXPECT_EQ(pathOf("new"), "/tmp/srv/b") << "a changed configuration is read at once";
+  EXPECT_EQ(pathOf("Public"), "<No such file or directory>");
+  EXPECT_EQ(pathOf("gone"), "<unusable>");
+  OrvaTest::writeFile("/etc/orvainfo.conf", "sharesource = nfs\n");
+  EXPECT_EQ(pathOf("new"), "<No such file or directory>");
+}
+
 TEST_F(Shares, BufferThatIsTooSmallIsAFailure) {
   defineShares("[logs]\npath = /tmp\n");
   char szPath[5] = "";

@@ -1,13 +1,16 @@
+#include <cstring>
 #include <filesystem>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "orva_platform.h"
 
 #include "platform_fixture.h"
 #include "support/files.h"
+#include "support/processes.h"
 
 namespace fs = std::filesystem;
 using OrvaTest::defineShares;
@@ -117,6 +120,61 @@ TEST_F(Volumes, MountPointThatAShellWouldReadIsNoVolume) {
     defineShares(std::string("[a]\npath = ") + szTarget + "\n");
     EXPECT_NE(availableVolume(MIB), szTarget);
   }
+}
+
+TEST_F(Volumes, DiskWithoutShareIsTakenWhenNoShareHasRoom) {
+  OrvaTest::runCommand({"truncate", "-s", "32M", "/tmp/disk"});
+  ASSERT_EQ(OrvaTest::runCommand({"mkfs.ext4", "-q", "-F", "/tmp/disk"}).iStatus, 0);
+  fs::create_directories("/srv/disk");
+  const auto mounted = OrvaTest::runCommand({"mount", "-o", "loop", "/tmp/disk", "/srv/disk"});
+  if (mounted.iStatus != 0) {
+    fs::remove("/tmp/disk");
+    GTEST_SKIP() << "no loop device here: " << mounted.strErrors;
+  }
+  volume("/tmp/vol", "size=8m");
+  defineShares("[a]\npath = /tmp/vol\n");
+  EXPECT_EQ(availableVolume(4 * MIB), "/tmp/vol") << "the volume of a share comes first, though it has less room";
+  EXPECT_EQ(availableVolume(16 * MIB), "/srv/disk");
+  fs::create_directories("/srv/bound");
+  ASSERT_EQ(mount("/srv/disk", "/srv/bound", nullptr, MS_BIND, nullptr), 0);
+  EXPECT_EQ(availableVolume(16 * MIB), "/srv/disk") << "a bind mount is no volume of its own";
+  umount("/srv/bound");
+  ASSERT_EQ(OrvaTest::runCommand({"umount", "/srv/disk"}).iStatus, 0);
+  EXPECT_EQ(availableVolume(16 * MIB), "") << "unmounted while the scheduler runs";
+  fs::remove("/tmp/disk");
+}
+
+// The temporary folder of the root file system, in a root of the test's own.
+std::string tempFolderOfRoot(mode_t modeOfVarTmp) {
+  const std::string strRoot = "/tmp/root";
+  fs::create_directories(strRoot + "/var/tmp");
+  fs::create_directories(strRoot + "/proc");
+  chmod((strRoot + "/var/tmp").c_str(), modeOfVarTmp);
+  mount("proc", (strRoot + "/proc").c_str(), "proc", 0, nullptr);
+  int fdPipe[2] = {-1, -1};
+  EXPECT_EQ(pipe(fdPipe), 0);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    char szPath[64] = "";
+    const bool blFound = chroot(strRoot.c_str()) == 0 && chdir("/") == 0 && ORVAShareTmpPathGet("/", szPath, 64) == 0;
+    const ssize_t cb = blFound ? write(fdPipe[1], szPath, strlen(szPath)) : 0;
+    _exit(cb > 0 ? 0 : 1);
+  }
+  close(fdPipe[1]);
+  char szPath[64] = "";
+  EXPECT_GE(read(fdPipe[0], szPath, sizeof szPath - 1), 0);
+  close(fdPipe[0]);
+  waitpid(pid, nullptr, 0);
+  umount((strRoot + "/proc").c_str());
+  return szPath;
+}
+
+TEST_F(Volumes, TempFolderOfTheRootFileSystemIsVarTmpWhenThatIsOne) {
+  volume("/tmp/root");
+  EXPECT_EQ(tempFolderOfRoot(01777), "/var/tmp");
+  EXPECT_FALSE(fs::exists("/tmp/root/@tmp"));
+  EXPECT_EQ(tempFolderOfRoot(0755), "/@tmp");
+  EXPECT_EQ(OrvaTest::fileMode("/tmp/root/@tmp"), 01777U);
 }
 
 TEST_F(Volumes, SmallBufferIsAFailure) {
