@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 
@@ -23,9 +24,11 @@ void require(bool blDone, const char* szWhat) {
 }
 
 void resetSignals() {
+  // Asked of the kernel itself: the C library refuses for the two signals that it uses between threads, and
+  // these can be inherited as ignored like any other. KILL and STOP refuse, and need no reset.
+  constexpr std::array<unsigned long, 4> DEFAULT{};  // handler, flags, restorer, mask
   for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
-    // KILL, STOP and the two that the C library keeps for itself refuse; they need no reset.
-    std::signal(iSignal, SIG_DFL);
+    syscall(SYS_rt_sigaction, iSignal, DEFAULT.data(), nullptr, sizeof(unsigned long));
   }
   sigset_t none;
   sigemptyset(&none);
