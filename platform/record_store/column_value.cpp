@@ -88,12 +88,12 @@ bool readText(std::string_view strText, ColumnType type, JsonReader& reader, Jso
   return type == ColumnType::JSON && reader.read(strText, jOut);
 }
 
-bool readStored(sqlite3_stmt* pStatement, int iColumn, ColumnType type, JsonReader& reader, Json::Value& jOut) {
-  switch (sqlite3_column_type(pStatement, iColumn)) {
+bool readStored(const StoredColumn& stored, ColumnType type, JsonReader& reader, Json::Value& jOut) {
+  switch (stored.iStored) {
     case SQLITE_INTEGER:
-      return readInteger(pStatement, iColumn, type, jOut);
+      return readInteger(stored.pStatement, stored.iColumn, type, jOut);
     case SQLITE_TEXT:
-      return readText(textOf(pStatement, iColumn), type, reader, jOut);
+      return readText(textOf(stored.pStatement, stored.iColumn), type, reader, jOut);
     default:
       return false;
   }
@@ -135,8 +135,8 @@ void Binder::bind(const Column& column, const Json::Value& jValue) {
   }
 }
 
-bool readColumn(const Statement& statement, int iColumn, ColumnType type, JsonReader& reader, Json::Value& jOut) {
-  if (readStored(statement.handle(), iColumn, type, reader, jOut)) {
+bool readColumn(const StoredColumn& stored, ColumnType type, JsonReader& reader, Json::Value& jOut) {
+  if (readStored(stored, type, reader, jOut)) {
     return true;
   }
   jOut = Json::Value();

@@ -32,9 +32,16 @@ private:
   std::string m_strJson;
 };
 
-/// Reads one column of the current row.
-/// \param jOut  replaced by the value; the column must not be SQL NULL.
+/// A column of the current row.
+struct StoredColumn {
+  sqlite3_stmt* pStatement;
+  int iColumn;
+  int iStored;  ///< SQLite's type of the content; not SQLITE_NULL
+};
+
+/// Reads one column.
+/// \param jOut  replaced by the value.
 /// \return false, and null in jOut, when the row holds what the column's type does not allow.
-bool readColumn(const Statement& statement, int iColumn, ColumnType type, JsonReader& reader, Json::Value& jOut);
+bool readColumn(const StoredColumn& stored, ColumnType type, JsonReader& reader, Json::Value& jOut);
 
 }  // namespace record_store

@@ -10,6 +10,10 @@ namespace {
 
 // Well below what the reader accepts and what recursion costs in stack.
 constexpr int MAX_DEPTH = 500;
+constexpr const char* TOO_DEEP = "it is nested deeper than 500 levels";
+
+// Longer texts seldom repeat, and comparing them would cost more than it saves.
+constexpr std::size_t MAX_KNOWN_TEXT = 64;
 
 constexpr unsigned char FIRST_PRINTABLE = 0x20;
 
@@ -98,9 +102,6 @@ const char* appendObject(const Json::Value& jObject, int iDepth, std::string& st
 }
 
 const char* append(const Json::Value& jValue, int iDepth, std::string& strOut) {
-  if (iDepth > MAX_DEPTH) {
-    return "it is nested deeper than 500 levels";
-  }
   switch (jValue.type()) {
     case Json::nullValue:
       strOut += "null";
@@ -124,9 +125,9 @@ const char* append(const Json::Value& jValue, int iDepth, std::string& strOut) {
       appendString(stringOf(jValue), strOut);
       return nullptr;
     case Json::arrayValue:
-      return appendArray(jValue, iDepth + 1, strOut);
+      return iDepth == MAX_DEPTH ? TOO_DEEP : appendArray(jValue, iDepth + 1, strOut);
     case Json::objectValue:
-      return appendObject(jValue, iDepth + 1, strOut);
+      return iDepth == MAX_DEPTH ? TOO_DEEP : appendObject(jValue, iDepth + 1, strOut);
   }
   return "it has no JSON type";
 }
@@ -151,16 +152,32 @@ JsonReader::JsonReader() : m_pReader(newReader()) {}
 JsonReader::~JsonReader() = default;
 
 bool JsonReader::read(std::string_view strText, Json::Value& jOut) {
-  // By far the most frequent value, and not worth a parse.
-  if (strText == "{}") {
-    jOut = Json::Value(Json::objectValue);
-    return true;
+  for (const Known& known : m_known) {
+    if (known.strText == strText && !strText.empty()) {
+      jOut = known.jValue;
+      return true;
+    }
   }
+  if (!parse(strText, jOut)) {
+    return false;
+  }
+  if (strText.size() <= MAX_KNOWN_TEXT) {
+    keep(strText, jOut);
+  }
+  return true;
+}
+
+bool JsonReader::parse(std::string_view strText, Json::Value& jOut) {
   try {
     return m_pReader->parse(strText.data(), strText.data() + strText.size(), &jOut, nullptr);
   } catch (const Json::Exception&) {
     return false;
   }
+}
+
+void JsonReader::keep(std::string_view strText, const Json::Value& jValue) {
+  m_known[m_iOldest] = {std::string(strText), jValue};
+  m_iOldest = (m_iOldest + 1) % m_known.size();
 }
 
 }  // namespace record_store

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <array>
 #include <json/value.h>
 #include <memory>
 #include <string>
@@ -19,7 +20,8 @@ namespace record_store {
 /// \return null; or why the value has no text.
 const char* writeJson(const Json::Value& jValue, std::string& strOut);
 
-/// Reads what writeJson() wrote; building a parser costs several times what one parse costs, so it is kept.
+/// Reads what writeJson() wrote. Building a parser costs several times what one parse costs, so it is kept; and rows
+/// say the same few things over and over ("ended normally with 0"), so the last short texts are kept with their values.
 class JsonReader {
 public:
   JsonReader();
@@ -30,7 +32,17 @@ public:
   bool read(std::string_view strText, Json::Value& jOut);
 
 private:
+  struct Known {
+    std::string strText;
+    Json::Value jValue;
+  };
+
+  bool parse(std::string_view strText, Json::Value& jOut);
+  void keep(std::string_view strText, const Json::Value& jValue);
+
   std::unique_ptr<Json::CharReader> m_pReader;
+  std::array<Known, 4> m_known;
+  std::size_t m_iOldest = 0;
 };
 
 }  // namespace record_store

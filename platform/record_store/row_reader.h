@@ -3,7 +3,10 @@
 
 #pragma once
 
+#include <array>
 #include <json/value.h>
+#include <map>
+#include <vector>
 
 #include "record_store/definition.h"
 #include "record_store/json_text.h"
@@ -21,12 +24,16 @@ public:
   Json::Value read(const Statement& statement);
 
 private:
+  using StoredTypes = std::array<int, MAX_COLUMNS>;
+
+  ColumnSet presentColumns(const Statement& statement, StoredTypes& types) const;
+  const Json::Value& prototype(ColumnSet present);
   void reportDamage(const Statement& statement, const Column& column) const;
 
   const TableDefinition& m_definition;
   JsonReader m_reader;
-  // Copying an object that has every member already is cheaper than adding them one by one.
-  Json::Value m_jPrototype;
+  std::vector<const char*> m_names;
+  std::map<ColumnSet, Json::Value> m_prototypes;
 };
 
 }  // namespace record_store

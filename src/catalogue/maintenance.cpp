@@ -5,6 +5,7 @@
 #include "orva_platform.h"
 
 #include "catalogue/depend_list.h"
+#include "catalogue/records.h"
 #include "store/database.h"
 #include "support/boundary.h"
 #include "support/check.h"
@@ -23,7 +24,7 @@ struct EntryChange {
   std::string strReplacement;
 };
 
-// One statement whose error text, if any, is logged when the operation ends.
+// The statements around a change; the error text of the last one, if any, is logged when the operation ends.
 class Transaction {
 public:
   explicit Transaction(sqlite3* pDb) : m_pDb(pDb) {}
@@ -58,9 +59,10 @@ private:
   SqlText m_pErrMsg;
 };
 
-Json::Value filterByName(const Json::Value& jName) {
+// A request for a new name is about the task that is stored under the old one.
+Json::Value oldNameFilter(const Json::Value& jIn) {
   Json::Value jFilter(Json::objectValue);
-  jFilter["task_name"] = jName;
+  jFilter["task_name"] = jIn["old_task_name"];
   return jFilter;
 }
 
@@ -69,7 +71,7 @@ int checkSubtreeRequest(const OrvaJsonDbApi* pApi, const Json::Value& jIn, const
   FAIL_IF(!pDb);
   FAIL_IF(jIn.type() != Json::objectValue);
   FAIL_IF(!jIn.isMember("task_name"));
-  FAIL_IF(!jIn["task_name"].isConvertibleTo(Json::stringValue));
+  FAIL_IF_AS(!isTextLike(jIn["task_name"]), "!jIn[\"task_name\"].isString()");
   FAIL_IF(jIn["task_name"].asString().empty());
   FAIL_IF(iType < 0 || iType > 1);
   return 0;
@@ -83,11 +85,11 @@ int buildEntries(Json::Value& jIn, int iType, EntryChange& change, Json::Value& 
     return 0;
   }
   FAIL_IF(!jIn.isMember("old_task_name"));
-  FAIL_IF(!jIn["old_task_name"].isConvertibleTo(Json::stringValue));
+  FAIL_IF_AS(!isTextLike(jIn["old_task_name"]), "!jIn[\"old_task_name\"].isString()");
   FAIL_IF(jIn["old_task_name"].asString().empty());
   change.strSearch = dependEntry(jIn["old_task_name"].asString());
   change.strReplacement = strEntry;
-  jFilter = filterByName(jIn["old_task_name"]);
+  jFilter = oldNameFilter(jIn);
   jIn.removeMember("old_task_name");
   return 0;
 }
@@ -117,7 +119,7 @@ int rewriteList(OrvaJsonDbApi* pApi, Json::Value& jOut, const EntryChange& chang
     return 0;
   }
   jOut["depend_on_task"] = strTaskDepend.replace(pos, change.strSearch.size(), change.strReplacement);
-  const Json::Value jFilter = filterByName(jOut["task_name"]);
+  const Json::Value jFilter = taskFilter(jOut);
   FAIL_IF(0 > pApi->recUpdateByFilter(jFilter, jOut));
   return 0;
 }
@@ -147,14 +149,15 @@ int updateTask(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3* pDb) {
   FAIL_IF(jIn.type() != Json::objectValue);
   FAIL_IF(!jIn.isMember("task_name"));
   const bool blRename = jIn.isMember("old_task_name");
-  Json::Value jFilter = filterByName(jIn[blRename ? "old_task_name" : "task_name"]);
-  FAIL_IF(blRename && !jIn["old_task_name"].isConvertibleTo(Json::stringValue));
-  FAIL_IF(blRename && !jIn["task_name"].isConvertibleTo(Json::stringValue));
+  Json::Value jFilter = blRename ? oldNameFilter(jIn) : taskFilter(jIn);
+  FAIL_IF_AS(!isTextLike(memberOf(jIn, "old_task_name")), "!jIn[\"old_task_name\"].isString()");
+  FAIL_IF_AS(blRename && !isTextLike(jIn["task_name"]), "!jIn[\"task_name\"].isString()");
   const std::string strOldName = textOf(memberOf(jIn, "old_task_name"));
   const std::string strNewName = textOf(jIn["task_name"]);
   Json::Value jOut;
   FAIL_IF(0 > pApi->recList(jFilter, jOut));
   if (jOut.empty()) {
+    // The wording is what logs are searched for, odd as it is.
     LOG_DEBUG("nothing to be save, ignore");
     return 0;
   }

@@ -7,6 +7,7 @@
 #include "orva_platform.h"
 
 #include "catalogue/depend_list.h"
+#include "catalogue/records.h"
 #include "store/database.h"
 #include "store/json_file.h"
 #include "support/boundary.h"
@@ -134,9 +135,10 @@ int listRelateEx(OrvaJsonDbApi* pApi, const Json::Value& jRecParam, Json::Value&
   FAIL_IF(jRecParam.type() != Json::objectValue);
   FAIL_IF(!jRecParam.isMember("task_name"));
   FAIL_IF(!jRecParam["task_name"].isString());
+  // Before the result is cleared, which the request may be a part of.
+  const std::string strStart = jRecParam["task_name"].asString();
   // Also a null becomes an array: no match is an empty list.
   jRecArrayOut = Json::Value(Json::arrayValue);
-  const std::string strStart = jRecParam["task_name"].asString();
   if (0 > Walk(*pApi, strStart, blBottomUp, jRecArrayOut).run()) {
     return -1;
   }
@@ -159,11 +161,10 @@ int intersect(const Json::Value& jOut1, const Json::Value& jOut2, Json::Value& j
 }
 
 int listCandidates(OrvaJsonDbApi* pApi, Json::Value& jRecParam, Json::Value& jRecArrayOut, sqlite3* pDb) {
+  FAIL_IF(!jRecParam.isMember("task_name"));
   FAIL_IF(!pApi);
   FAIL_IF(jRecArrayOut.type() != Json::arrayValue && jRecArrayOut.type() != Json::nullValue);
-  FAIL_IF(!jRecParam.isMember("task_name"));
-  Json::Value jFilter(Json::objectValue);
-  jFilter["task_name"] = jRecParam["task_name"];
+  const Json::Value jFilter = taskFilter(jRecParam);
   Json::Value jTask;
   FAIL_IF(0 > pApi->recGetOne(jFilter, jTask));
   FAIL_IF_AS(!hasMember(jTask, "event"), "!jTask.isMember(\"event\")");

@@ -1,8 +1,11 @@
 // The configuration file: one object of sections.
 
 #include <cerrno>
+#include <cstdlib>
+#include <memory>
 #include <sys/stat.h>
 
+#include "config/own_section.h"
 #include "store/json_file.h"
 #include "support/boundary.h"
 #include "support/check.h"
@@ -21,12 +24,18 @@ bool configIsMissing() {
   return 0 != stat(EORVA_SCHEDULER_CONFIG_PATH, &info) && ENOENT == errno;
 }
 
+// An administrator may keep the file elsewhere and leave a link here: it is the file that is to be replaced.
+std::string writtenPath() {
+  const std::unique_ptr<char, decltype(&std::free)> szResolved(realpath(EORVA_SCHEDULER_CONFIG_PATH, nullptr),
+                                                               &std::free);
+  return szResolved ? szResolved.get() : EORVA_SCHEDULER_CONFIG_PATH;
+}
+
 int createConfig() {
   if (!isMissing(EORVA_SCHEDULER_CONFIG_PATH)) {
     return 0;
   }
-  Json::Value jIn(Json::objectValue);
-  jIn["type"] = "eorvascheduler";
+  Json::Value jIn = ownSection();
   FAIL_IF(0 > configSet(jIn));
   return 0;
 }
@@ -61,7 +70,7 @@ int writeSection(const Json::Value& jIn) {
   Json::Value jConfig;
   FAIL_IF(0 > configGet(jNull, jConfig));
   jConfig[jIn["type"].asString()] = jIn;
-  FAIL_IF_AS(!toFile(jConfig, EORVA_SCHEDULER_CONFIG_PATH, true), "!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)");
+  FAIL_IF_AS(!toFile(jConfig, writtenPath(), true), "!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)");
   FAIL_IF(0 > chmod(EORVA_SCHEDULER_CONFIG_PATH, 0644));
   return 0;
 }

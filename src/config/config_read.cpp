@@ -19,6 +19,7 @@ int readTolerantly(Json::Value& jConfigOut) {
   const bool blFound = 0 == stat(EORVA_SCHEDULER_CONFIG_PATH, &info);
   if (!blFound && ENOENT == errno) {
     jConfigOut = Json::Value(Json::objectValue);
+    // Not the words of configGet() for the same thing: the two are told apart by them.
     LOG_DEBUG("not config file exist, path=%s", EORVA_SCHEDULER_CONFIG_PATH);
     return 0;
   }

@@ -4,6 +4,7 @@
 
 #include "orva_platform.h"
 
+#include "catalogue/records.h"
 #include "engine/launcher.h"
 #include "store/json_file.h"
 #include "support/boundary.h"
@@ -25,12 +26,6 @@ int checkArguments(const Json::Value& jTask, const Json::Value& jEvent, const Or
   FAIL_IF(!pApiResult);
   FAIL_IF(!pDb);
   return 0;
-}
-
-Json::Value filterOf(const Json::Value& jTask) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["task_name"] = memberOf(jTask, "task_name");
-  return jFilter;
 }
 
 Json::Value newRunRecord(const Json::Value& jTask, const Json::Value& jEvent) {
@@ -66,7 +61,7 @@ int recordRun(Json::Value& jTask, OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult
   FAIL_IF(0 > pApiResult->recCreate(jResult, jResultOut));
   jResult = jResultOut;
   markStarted(jTask, jResult, pid);
-  const Json::Value jFilter = filterOf(jTask);
+  const Json::Value jFilter = taskFilter(jTask);
   FAIL_IF(0 > pApi->recUpdateByFilter(jFilter, jTask));
   return pid;
 }
@@ -113,7 +108,7 @@ int keepLive(const Json::Value& jRunning, bool blRunTheSameTime, Json::Value& jL
 
 int storeLive(Json::Value& jTask, OrvaJsonDbApi* pApi, const Json::Value& jLive) {
   jTask["status"]["running"] = jLive;
-  const Json::Value jFilter = filterOf(jTask);
+  const Json::Value jFilter = taskFilter(jTask);
   FAIL_IF(0 > pApi->recUpdateByFilter(jFilter, jTask));
   return 0;
 }

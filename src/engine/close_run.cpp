@@ -6,6 +6,7 @@
 
 #include "orva_platform.h"
 
+#include "catalogue/records.h"
 #include "store/json_file.h"
 #include "support/boundary.h"
 #include "support/check.h"
@@ -27,9 +28,9 @@ int checkArguments(const Json::Value& jTask, const OrvaJsonDbApi* pApi, const Or
   FAIL_IF(!pDb);
   FAIL_IF(jResult.type() != Json::objectValue);
   FAIL_IF(!jResult.isMember("result_id"));
-  FAIL_IF(!isInt64Like(jResult["result_id"]));
   FAIL_IF(!jTask.isMember("strExitCode_tmp"));
   FAIL_IF(!jTask["strExitCode_tmp"].isString());
+  FAIL_IF_AS(!isInt64Like(jResult["result_id"]), "!jResult[\"result_id\"].isInt64()");
   return 0;
 }
 
@@ -47,7 +48,7 @@ bool readExitCode(const std::string& strPath, const Json::Value& jOwner, Json::V
   }
   std::string strText;
   Json::Value jRead;
-  if (!readAll(file.get(), strText) || !parseJson(strText, jRead) || !jRead.isObject()) {
+  if (!readUpTo(file.get(), CB_MOST, strText) || !parseJson(strText, jRead) || !jRead.isObject()) {
     return false;
   }
   jExit = jRead;
@@ -89,7 +90,7 @@ int removeFromRunning(Json::Value& jTask, const Json::Value& jResult) {
   FAIL_IF(jStatus["running"].type() != Json::arrayValue);
   FAIL_IF(jResult.type() != Json::objectValue);
   FAIL_IF(!jResult.isMember("pid"));
-  FAIL_IF(!isInt64Like(jResult["pid"]));
+  FAIL_IF_AS(!isInt64Like(jResult["pid"]), "!jResult[\"pid\"].isInt64()");
   const auto pid = static_cast<std::int32_t>(jResult["pid"].asInt64());
   Json::Value jRunning(Json::arrayValue);
   for (const Json::Value& jPid : jStatus["running"]) {
@@ -107,8 +108,7 @@ int removeFromRunning(Json::Value& jTask, const Json::Value& jResult) {
 }
 
 int closeTask(Json::Value& jTask, OrvaJsonDbApi* pApi, const Json::Value& jResult) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["task_name"] = memberOf(jTask, "task_name");
+  const Json::Value jFilter = taskFilter(jTask);
   FAIL_IF(0 > pApi->recGetOne(jFilter, jTask));
   // A task that was deleted meanwhile comes back as null, becomes an object here and fails for want of a status.
   FAIL_IF(jTask.type() != Json::objectValue && jTask.type() != Json::nullValue);

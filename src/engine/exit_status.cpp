@@ -3,7 +3,6 @@
 #include "store/json_file.h"
 #include "support/boundary.h"
 #include "support/check.h"
-#include "support/json_read.h"
 #include "support/paths.h"
 
 using namespace Orva;

@@ -1,5 +1,6 @@
 #include "engine/identity.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <grp.h>
 #include <unistd.h>
@@ -23,6 +24,7 @@ int assumeUser(const ORVAUSER* pUser) {
 
 // A switch that looks done and can be undone would hand root to the script.
 int checkSwitchIsFinal(const ORVAUSER* pUser, uid_t uidBefore, gid_t gidBefore) {
+  const int iErrno = errno;
   FAIL_IF(getuid() != pUser->pw_uid || geteuid() != pUser->pw_uid);
   FAIL_IF(getgid() != pUser->pw_gid || getegid() != pUser->pw_gid);
   if (UID_ROOT == pUser->pw_uid) {
@@ -31,11 +33,15 @@ int checkSwitchIsFinal(const ORVAUSER* pUser, uid_t uidBefore, gid_t gidBefore) 
   FAIL_IF(gidBefore != pUser->pw_gid && (-1 != setgid(gidBefore) || -1 != setegid(gidBefore)));
   FAIL_IF(-1 != setuid(uidBefore) || -1 != seteuid(uidBefore));
   FAIL_IF(-1 != setuid(UID_ROOT) || -1 != seteuid(UID_ROOT));
+  // The refusals are what was wanted; later lines are not to speak of them.
+  errno = iErrno;
   return 0;
 }
 
+// A home that the platform does not know is better unset than root's.
 int setUserEnvironment(const ORVAUSER* pUser) {
-  FAIL_IF(pUser->szHome && 0 != setenv("HOME", pUser->szHome, 1));
+  FAIL_IF_AS(0 != (pUser->szHome ? setenv("HOME", pUser->szHome, 1) : unsetenv("HOME")),
+             "0 != setenv(\"HOME\", pUser->szHome, 1)");
   FAIL_IF(0 != setenv("USER", pUser->szName, 1));
   FAIL_IF(0 != setenv("LOGNAME", pUser->szName, 1));
   return 0;

@@ -50,7 +50,7 @@ int readTask(const Json::Value& jTask, const Json::Value& jResult, ScriptRun& ru
   run.strScript = jTask["operation"].asString();
   LOG_DEBUG("task=%s, strOp=%s", run.strTaskName.c_str(), run.strScript.c_str());
   FAIL_IF(!jTask.isMember("owner"));
-  FAIL_IF(!isUid(jTask["owner"]));
+  FAIL_IF_AS(!isUid(jTask["owner"]), "!jTask[\"owner\"].isUInt()");
   run.uidOwner = jTask["owner"].asUInt();
   FAIL_IF_AS(!isInt64Like(memberOf(jResult, "start_time")), "!jResult[\"start_time\"].isInt64()");
   run.iStartTime = toSeconds(memberOf(jResult, "start_time").asInt64());

@@ -6,6 +6,7 @@
 #include "orva_platform.h"
 
 #include "output/location.h"
+#include "store/run_file.h"
 #include "support/boundary.h"
 #include "support/check.h"
 #include "support/json_read.h"
@@ -84,7 +85,7 @@ int checkOutcome(const Json::Value& jExit, bool& blWanted) {
     return 0;
   }
   FAIL_IF(!jExit.isMember("exit_code"));
-  FAIL_IF(!isInt64Like(jExit["exit_code"]));
+  FAIL_IF_AS(!isInt64Like(jExit["exit_code"]), "!jExit[\"exit_code\"].isInt64()");
   if (0 == jExit["exit_code"].asInt64()) {
     // The reverse of the condition, deliberately: the line is known so.
     LOG_DEBUG("exit status != 0, need not notify");
@@ -129,7 +130,7 @@ int setTask(const Json::Value& jTask, MailValues& values, std::string& strTaskNa
 int setStartTime(const Json::Value& jResult, MailValues& values, long& iStartTime) {
   FAIL_IF(jResult.type() != Json::objectValue);
   FAIL_IF(!jResult.isMember("start_time"));
-  FAIL_IF(!isInt64Like(jResult["start_time"]));
+  FAIL_IF_AS(!isInt64Like(jResult["start_time"]), "!jResult[\"start_time\"].isInt64()");
   iStartTime = toSeconds(jResult["start_time"].asInt64());
   std::string strStartTime;
   FAIL_IF(0 > convert2ReadableTime(iStartTime, strStartTime, ORVA_TIME_FORMAT_FOR_MAIL));
@@ -138,7 +139,7 @@ int setStartTime(const Json::Value& jResult, MailValues& values, long& iStartTim
 
 int setEndTime(const Json::Value& jResult, MailValues& values) {
   FAIL_IF(!jResult.isMember("stop_time"));
-  FAIL_IF(!isInt64Like(jResult["stop_time"]));
+  FAIL_IF_AS(!isInt64Like(jResult["stop_time"]), "!jResult[\"stop_time\"].isInt64()");
   const long iEndTime = toSeconds(jResult["stop_time"].asInt64());
   std::string strEndTime;
   FAIL_IF(0 > convert2ReadableTime(iEndTime, strEndTime, ORVA_TIME_FORMAT_FOR_MAIL));
@@ -172,10 +173,11 @@ int setOutput(const Json::Value& jTask, Json::Value& jConfig, const std::string&
   FAIL_IF(0 > getOutputPath(jConfig, strTaskName, iStartTime, &strOutPath, NULL));
   std::string strContent;
   if (!strOutPath.empty()) {
-    FAIL_IF(0 > loadFile(strOutPath, strContent));
+    FAIL_IF_AS(0 > loadRunFile(strOutPath, strContent), "0 > loadFile(strOutPath, strContent)");
   } else if (jTask.isMember("strOutputPath_tmp")) {
     FAIL_IF(!jTask["strOutputPath_tmp"].isString());
-    FAIL_IF(0 > loadFile(jTask["strOutputPath_tmp"].asString(), strContent));
+    FAIL_IF_AS(0 > loadRunFile(jTask["strOutputPath_tmp"].asString(), strContent),
+               "0 > loadFile(jTask[\"strOutputPath_tmp\"].asString(), strContent)");
   }
   return values.set("%OUT_PUT%", strContent);
 }

@@ -7,6 +7,7 @@
 #include "eorvascheduler.h"
 
 #include "catalogue/depend_list.h"
+#include "catalogue/records.h"
 #include "support/boundary.h"
 #include "support/check.h"
 #include "support/json_read.h"
@@ -90,8 +91,7 @@ int appendReady(const Completed& qComplete, Json::Value& jTask, OrvaJsonDbApi* p
   if (0 > checkArguments(jTask, pApi, pApiResult, pDb, jTaskArrayOut)) {
     return -1;
   }
-  Json::Value jFilter(Json::objectValue);
-  jFilter["task_name"] = memberOf(jTask, "task_name");
+  Json::Value jFilter = taskFilter(jTask);
   Json::Value jArray(Json::arrayValue);
   FAIL_IF_AS(0 > recListRelateEx(pApi, jFilter, jArray, pDb, false, std::string(), false),
              "0 > recListRelateEx(pApi, jFilter, jArray, pDb, false, string(\"\") , false)");

@@ -1,11 +1,15 @@
 #include "engine/runner.h"
 
+#include <cstdint>
 #include <map>
+#include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include "eorvascheduler.h"
 
+#include "config/own_section.h"
 #include "engine/admission.h"
 #include "engine/close_run.h"
 #include "engine/notification.h"
@@ -52,8 +56,7 @@ private:
   using Running = std::map<std::int32_t, Json::Value>;
 
   int readConfig() {
-    Json::Value jFilter(Json::objectValue);
-    jFilter["type"] = "eorvascheduler";
+    Json::Value jFilter = ownSection();
     Json::Value jConfig;
     int iFound = 0;
     FAIL_IF_AS(0 > (iFound = configGet(jFilter, jConfig)), "0 > configGet(jFilter, jConfig)");
@@ -104,7 +107,7 @@ private:
   }
 
   // The wait status says nothing: how a script ended stands in its exit-code file.
-  bool isReaped(std::int32_t pid) {
+  static bool isReaped(std::int32_t pid) {
     if (0 >= pid) {
       LOG_ERROR("it->first <= 0");
       return false;
@@ -145,7 +148,7 @@ private:
   }
 
   // Whether the task still knows its temporary files is up to the store that it was read from again.
-  void removeFile(const Json::Value& jTask, const char* szMember) {
+  static void removeFile(const Json::Value& jTask, const char* szMember) {
     if (hasMember(jTask, szMember)) {
       const std::string strPath = textOf(jTask[szMember]);
       LOG_DEBUG("unlink %s", strPath.c_str());

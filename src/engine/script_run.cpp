@@ -1,19 +1,18 @@
 #include "engine/script_run.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
+#include <exception>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "engine/exit_status.h"
 #include "engine/identity.h"
+#include "engine/script_file.h"
 #include "store/json_file.h"
-#include "support/boundary.h"
 #include "support/event_log.h"
-#include "support/file.h"
 #include "support/json_read.h"
+#include "support/log.h"
 
 using namespace Orva;
 
@@ -26,39 +25,25 @@ constexpr const char* LOG_SOURCE = SOURCE_LIB;
   _exit(0);
 }
 
-// Opens a file for writing that nobody else can have put there as a trap: no link, no pipe, no other name of a
-// file that is worth something.
-bool openForWriting(const std::string& strPath, int& iFd) {
-  iFd = open(strPath.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
-  struct stat info{};
-  return iFd >= 0 && 0 == fstat(iFd, &info) && S_ISREG(info.st_mode) && 1 == info.st_nlink;
-}
-
-// A script is run only when the whole of it is in its file, and the file is the runner's own.
-bool writeScript(const ScriptRun& run) {
-  int iFd = -1;
-  const bool blOpen = openForWriting(run.strScriptPath, iFd);
-  FileDescriptor file(iFd);
-  struct stat info{};
-  if (!blOpen || 0 != fstat(iFd, &info) || geteuid() != info.st_uid || 0 != ftruncate(iFd, 0)) {
-    return false;
-  }
-  LOG_DEBUG("run script=%s", run.strScript.c_str());
-  return writeAll(iFd, run.strScript) && file.close();
-}
-
 int placeScript(const ScriptRun& run) {
-  if (!writeScript(run)) {
-    LOG_SYSTEM("Failed to open scriptFile [%s]", run.strScriptPath.c_str());
-    logEvent(LEVEL_ERROR, EVENT_NOT_STARTED, run.strTaskName);
-    return -1;
+  const ScriptFolder folder = run.blTemporaryScript ? ScriptFolder::SHARED : ScriptFolder::RUN;
+  const ScriptFileResult result = writeScriptFile(run.strScriptPath, folder, run.strScript);
+  if (ScriptFileResult::READY == result) {
+    return 0;
   }
-  if (0 != chmod(run.strScriptPath.c_str(), 0755)) {
-    LOG_SYSTEM("Failed to change mode with file [%s]", run.strScriptPath.c_str());
-    logEvent(LEVEL_ERROR, EVENT_NOT_STARTED, run.strTaskName);
-    return -1;
+  LOG_SYSTEM(ScriptFileResult::NOT_WRITTEN == result ? "Failed to open scriptFile [%s]"
+                                                     : "Failed to change mode with file [%s]",
+             run.strScriptPath.c_str());
+  logEvent(LEVEL_ERROR, EVENT_NOT_STARTED, run.strTaskName);
+  return -1;
+}
+
+// Nothing belongs at a place that carries this process's id: what is there was left behind, or put there to catch the
+// output. Afterwards only its owner may remove it.
+void clearTemporaryOutput(const ScriptRun& run) {
+  if (run.blTemporaryOutput) {
+    unlink(temporaryOutputOf(run, getpid()).c_str());
   }
-  return 0;
 }
 
 void becomeOwner(const ScriptRun& run) {
@@ -82,17 +67,14 @@ int nameTemporaryOutput(ScriptRun& run) {
   return 0;
 }
 
-// The shell follows links. One that stands in the output's place is refused in its stead, with the status by which
-// a shell says that it could not open the output of a command.
+// The shell follows links and writes to what is there. A trap in the output's place is refused in its stead, with the
+// status by which a shell says that it could not open the output of a command.
 bool isOutputSafe(const ScriptRun& run) {
-  if (run.strOutput.empty()) {
-    return true;
-  }
   struct stat info{};
-  if (0 != lstat(run.strOutput.c_str(), &info)) {
+  if (run.strOutput.empty() || 0 != lstat(run.strOutput.c_str(), &info)) {
     return true;
   }
-  return S_ISREG(info.st_mode) && 1 == info.st_nlink;
+  return S_ISREG(info.st_mode) && 1 == info.st_nlink && geteuid() == info.st_uid;
 }
 
 std::string commandOf(const ScriptRun& run) {
@@ -106,7 +88,7 @@ int runScript(const ScriptRun& run) {
   constexpr int STATUS_CANNOT_REDIRECT = 2 << 8;
   const std::string strCmd = commandOf(run);
   if (!isOutputSafe(run)) {
-    LOG_ERROR("output is no plain file, path=%s", run.strOutput.c_str());
+    LOG_ERROR("output is no plain file of the owner, path=%s", run.strOutput.c_str());
     return STATUS_CANNOT_REDIRECT;
   }
   LOG_DEBUG("running strCmd=%s", strCmd.c_str());
@@ -144,6 +126,7 @@ int runToTheEnd(ScriptRun& run) {
   if (0 > placeScript(run)) {
     return -1;
   }
+  clearTemporaryOutput(run);
   becomeOwner(run);
   if (0 > nameTemporaryOutput(run)) {
     return -1;
@@ -164,13 +147,15 @@ std::string temporaryOutputOf(const ScriptRun& run, pid_t pid) {
   return run.strOutput + "." + myto_string(pid);
 }
 
-int runInChild(ScriptRun run) noexcept {
+int runInChild(ScriptRun& run) noexcept {
   try {
     return runToTheEnd(run);
   } catch (const std::exception& thrown) {
-    // Not back into the runner: what has thrown here would be thrown there again.
     LOG_ERROR("run given up, task=%s: %s", run.strTaskName.c_str(), thrown.what());
+  } catch (...) {
+    LOG_ERROR("run given up, task=%s", run.strTaskName.c_str());
   }
+  // Not back into the runner, as whose copy this process would go on.
   endChild();
 }
 

@@ -21,8 +21,9 @@ struct ScriptRun {
 // The temporary output file of the child of that process id.
 std::string temporaryOutputOf(const ScriptRun& run, pid_t pid);
 
-// Writes the script, becomes its owner, runs it, leaves the exit information and ends the process. Only a script
-// that cannot be written returns: -1, deliberately into the copy of the runner that the child is.
-int runInChild(ScriptRun run) noexcept;
+// Writes the script, becomes its owner, runs it, leaves the exit information and ends the process. Only what keeps it
+// from being written, or its output from having a name, returns: -1, deliberately into the copy of the runner that the
+// child is.
+int runInChild(ScriptRun& run) noexcept;
 
 }  // namespace Orva

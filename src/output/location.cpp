@@ -25,7 +25,7 @@ int isOutputOn(const Json::Value& jConfig, bool& blOn) {
     LOG_DEBUG("not set output path");
     return 0;
   }
-  FAIL_IF(jConfig.isMember("enable_output") && !jConfig["enable_output"].isConvertibleTo(Json::booleanValue));
+  FAIL_IF_AS(!isBoolLike(memberOf(jConfig, "enable_output")), "!jConfig[\"enable_output\"].isBool()");
   if (jConfig.isMember("enable_output") && !jConfig["enable_output"].asBool()) {
     LOG_DEBUG("not enable output");
     return 0;

@@ -26,7 +26,7 @@ std::string userName(int uid) {
     LOG_ERROR("cannot get user name, uid=%d, using empty name", uid);
     return std::string();
   }
-  return pUser->szName;
+  return pUser->szName ? pUser->szName : "";
 }
 
 int addOwnerName(Json::Value& jRec) {
@@ -48,6 +48,7 @@ int removeOwnerName(Json::Value& jRec) {
   return 0;
 }
 
+// "emtpy", here and below: the lines are known so.
 int changeOwner(Json::Value& jRec, bool blAddName) {
   if (jRec.empty()) {
     LOG_DEBUG("jRec is emtpy, need not change owner format");
@@ -70,7 +71,7 @@ int objectChangeTimeStampByKey(Json::Value& jRec, const std::string& strKey) {
   if (!jRec.isMember(strKey)) {
     return 0;
   }
-  FAIL_IF(!isInt64Like(jRec[strKey]));
+  FAIL_IF_AS(!isInt64Like(jRec[strKey]), "!jRec[strKey].isInt64()");
   std::string strTime;
   FAIL_IF_AS(0 > ORVA_JSON_DB::convert2ReadableTime(toSeconds(jRec[strKey].asInt64()), strTime,
                                                     ORVA_TIME_FORMAT_YYYY_MM_DD__HH_MM_SS),

@@ -2,7 +2,9 @@
 
 #include "orva_platform.h"
 
+#include "config/own_section.h"
 #include "output/location.h"
+#include "store/run_file.h"
 #include "support/boundary.h"
 #include "support/check.h"
 #include "support/json_read.h"
@@ -51,7 +53,7 @@ int findFiles(Json::Value& jConfig, const Json::Value& jIn, const Json::Value& j
 // A file that is gone is an empty text.
 int readInto(const std::string& strPath, Json::Value& jText) {
   std::string strContent;
-  if (!strPath.empty() && 0 > loadFile(strPath, strContent)) {
+  if (!strPath.empty() && 0 > loadRunFile(strPath, strContent)) {
     // The word is spelled so in the logs that people search.
     LOG_FAILED_WITH("load ouput failed, path=%s", strPath.c_str());
     return -1;
@@ -72,8 +74,7 @@ int resultGetFile(OrvaJsonDbApi* pApiResult, const Json::Value& jIn, Json::Value
     return 0;
   }
   FAIL_IF(jOut.type() != Json::objectValue && jOut.type() != Json::nullValue);
-  Json::Value jFilter(Json::objectValue);
-  jFilter["type"] = "eorvascheduler";
+  Json::Value jFilter = ownSection();
   Json::Value jConfig;
   int err = 0;
   FAIL_IF(0 > (err = configGet(jFilter, jConfig)));

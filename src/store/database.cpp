@@ -3,7 +3,7 @@
 #include "store/database.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,11 +20,6 @@ using namespace Orva;
 namespace {
 
 constexpr const char* LOG_SOURCE = SOURCE_UTIL;
-
-struct CloseFile {
-  void operator()(FILE* fp) const { std::fclose(fp); }
-};
-using File = std::unique_ptr<FILE, CloseFile>;
 
 // Effective user 0 for a while; also an attempt that failed is taken back.
 class RootIdentity {
@@ -49,16 +44,19 @@ private:
   uid_t m_uid;
 };
 
-// Exclusively: a database that another process creates at the same moment must not be emptied.
-int createIfMissing(const std::string& strPath, File& fp) {
+// Exclusively, because a database that another process creates at the same moment must not be emptied; and with its
+// mode from the start, because whoever opened it before a change of mode could go on reading.
+int createIfMissing(const std::string& strPath, int& iFd) {
   if (!isMissing(strPath)) {
     return 0;
   }
-  fp.reset(std::fopen(strPath.c_str(), "wxe"));
-  if (!fp && EEXIST == errno && !isMissing(strPath)) {
+  iFd = open(strPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0700);
+  const int iErrno = errno;
+  if (iFd < 0 && EEXIST == iErrno && !isMissing(strPath)) {
     return 0;
   }
-  FAIL_IF_AS(!fp, "NULL == (fp = fopen(strPath.c_str(), \"w\"))");
+  errno = iErrno;
+  FAIL_IF_AS(iFd < 0, "NULL == (fp = fopen(strPath.c_str(), \"w\"))");
   FAIL_IF(-1 == chmod(strPath.c_str(), 0700));
   return 0;
 }
@@ -72,7 +70,7 @@ void enforceForeignKeys(sqlite3* pDb, SqlText& pErrMsg) {
   }
 }
 
-sqlite3* connect(const std::string& strPath, SqlText& pErrMsg) {
+sqlite3* openConnection(const std::string& strPath, SqlText& pErrMsg) {
   sqlite3* pDb = nullptr;
   const int iResult = sqlite3_open(strPath.c_str(), &pDb);
   if (SQLITE_OK != iResult) {
@@ -88,11 +86,14 @@ sqlite3* connect(const std::string& strPath, SqlText& pErrMsg) {
 
 sqlite3* createAndConnect(const std::string& strPath, bool blAsRoot, SqlText& pErrMsg) {
   RootIdentity identity(blAsRoot);
-  File fp;
-  if (0 > identity.assume() || 0 > createIfMissing(strPath, fp)) {
+  if (0 > identity.assume()) {
     return nullptr;
   }
-  return connect(strPath, pErrMsg);
+  int iFd = -1;
+  const int iCreated = createIfMissing(strPath, iFd);
+  // Held open while the connection is made, and closed before the identity is given back.
+  const FileDescriptor file(iFd);
+  return 0 > iCreated ? nullptr : openConnection(strPath, pErrMsg);
 }
 
 int readTableDef(Json::Value& jTableDef) {
@@ -131,6 +132,7 @@ int closeStore(sqlite3** ppDb, OrvaJsonDbApi** ppApi, OrvaJsonDbApi** ppApiResul
   FAIL_IF(!ppDb);
   FAIL_IF(!ppApi);
   FAIL_IF(!ppApiResult);
+  // The database first: the handles never touch it again, and hosts rely on the order.
   if (*ppDb && SQLITE_OK != sqlite3_close(*ppDb)) {
     LOG_ERROR("close db failed");
   }

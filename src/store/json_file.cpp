@@ -1,6 +1,8 @@
 #include "store/json_file.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <json/reader.h>
 #include <json/writer.h>
@@ -28,11 +30,13 @@ std::unique_ptr<Json::StreamWriter> makeWriter(const char* szIndentation) {
   Json::StreamWriterBuilder builder;
   builder["commentStyle"] = "None";
   builder["emitUTF8"] = true;
+  // A number that JSON has no text for is written as one that no reader takes, and so never reaches a file.
+  builder["useSpecialFloats"] = true;
   builder["indentation"] = szIndentation;
   return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
 }
 
-std::string write(const Json::Value& jValue, bool blStyled) {
+std::string render(const Json::Value& jValue, bool blStyled) {
   static thread_local const std::unique_ptr<Json::StreamWriter> pCompact = makeWriter("");
   static thread_local const std::unique_ptr<Json::StreamWriter> pStyled = makeWriter("  ");
   std::ostringstream stream;
@@ -95,6 +99,11 @@ private:
 namespace Orva {
 
 bool parseJson(const std::string& strText, Json::Value& jOut) {
+  // The parser would take a NUL for the end of the text.
+  if (strText.find('\0') != std::string::npos) {
+    jOut = Json::Value();
+    return false;
+  }
   try {
     if (reader().parse(strText.data(), strText.data() + strText.size(), &jOut, nullptr)) {
       return true;
@@ -111,16 +120,20 @@ bool fromFile(Json::Value& jOut, const std::string& strPath) {
   struct stat info{};
   const FileDescriptor file = openRegular(strPath, 0, info);
   std::string strText;
-  return file.isOpen() && readAll(file.get(), strText) && parseJson(strText, jOut);
+  return file.isOpen() && readUpTo(file.get(), info.st_size, strText) && parseJson(strText, jOut);
 }
 
 bool toFile(const Json::Value& jValue, const std::string& strPath, bool blStyled) {
-  const std::string strText = write(jValue, blStyled) + "\n";
-  return readsBack(strText) && DraftFile(strPath).replaceTarget(strText);
+  const std::string strText = render(jValue, blStyled) + "\n";
+  if (!readsBack(strText)) {
+    errno = EINVAL;
+    return false;
+  }
+  return DraftFile(strPath).replaceTarget(strText);
 }
 
 std::string toString(const Json::Value& jValue) {
-  return write(jValue, false);
+  return render(jValue, false);
 }
 
 }  // namespace Orva

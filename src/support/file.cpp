@@ -4,6 +4,27 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace {
+
+// Waits for a file server to give up its lease on a file: as long as the system allows, for a regular file only.
+int openLeased(const std::string& strPath, int iFlags) {
+  const Orva::FileDescriptor found(open(strPath.c_str(), O_PATH | O_CLOEXEC | iFlags));
+  struct stat info{};
+  if (0 != fstat(found.get(), &info) || !S_ISREG(info.st_mode)) {
+    errno = EWOULDBLOCK;
+    return -1;
+  }
+  return open(("/proc/self/fd/" + std::to_string(found.get())).c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+// A pipe may stand there, whose other end never comes.
+int openWithoutWaiting(const std::string& strPath, int iFlags) {
+  const int iFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | iFlags);
+  return iFd < 0 && EWOULDBLOCK == errno ? openLeased(strPath, iFlags) : iFd;
+}
+
+}  // namespace
+
 namespace Orva {
 
 bool FileDescriptor::close() {
@@ -16,40 +37,42 @@ bool FileDescriptor::close() {
 }
 
 bool isMissing(const std::string& strPath) {
-  return 0 != access(strPath.c_str(), F_OK) && ENOENT == errno;
+  return 0 != access(strPath.c_str(), F_OK) && (ENOENT == errno || ENOTDIR == errno);
 }
 
 FileDescriptor openRegular(const std::string& strPath, int iFlags, struct stat& info) {
-  const int iFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | iFlags);
+  const int iFd = openWithoutWaiting(strPath, iFlags);
   if (iFd < 0) {
     return FileDescriptor();
   }
-  if (0 == fstat(iFd, &info) && S_ISREG(info.st_mode)) {
+  const bool blExamined = 0 == fstat(iFd, &info);
+  if (blExamined && S_ISREG(info.st_mode)) {
     return FileDescriptor(iFd);
   }
+  const int iErrno = !blExamined ? errno : S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
   ::close(iFd);
-  errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+  errno = iErrno;
   return FileDescriptor();
 }
 
-bool readAll(int iFd, std::string& strContent) {
-  constexpr std::size_t CB_CHUNK = 1 << 16;
+bool readUpTo(int iFd, off_t cbMost, std::string& strContent) {
+  strContent.resize(static_cast<std::size_t>(cbMost));
   std::size_t cbRead = 0;
-  for (;;) {
-    strContent.resize(cbRead + CB_CHUNK);
-    const ssize_t cb = read(iFd, strContent.data() + cbRead, CB_CHUNK);
+  while (cbRead < strContent.size()) {
+    const ssize_t cb = read(iFd, strContent.data() + cbRead, strContent.size() - cbRead);
     if (cb < 0 && EINTR == errno) {
       continue;
     }
     if (cb < 0) {
       return false;
     }
-    cbRead += static_cast<std::size_t>(cb);
     if (0 == cb) {
-      strContent.resize(cbRead);
-      return true;
+      break;
     }
+    cbRead += static_cast<std::size_t>(cb);
   }
+  strContent.resize(cbRead);
+  return true;
 }
 
 bool writeAll(int iFd, const std::string& strContent) {

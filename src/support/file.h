@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <sys/stat.h>
 
@@ -25,15 +24,16 @@ private:
   int m_iFd;
 };
 
-// Missing means that nothing has that name: what may not be looked at exists.
+// Missing means that nothing can have that name: what may not be looked at exists.
 bool isMissing(const std::string& strPath);
 
-// Opens a regular file for reading, without waiting for the other end of a pipe; anything else is a failure
-// with errno set. iFlags are added to open's.
+// Opens a regular file for reading; anything else, such as a folder or a pipe, is a failure with errno set. iFlags
+// are added to open's.
 FileDescriptor openRegular(const std::string& strPath, int iFlags, struct stat& info);
 
-// Both take up where a signal interrupted them.
-bool readAll(int iFd, std::string& strContent);
+// Reads to the end, or to the given size: what grows while it is read would have no end. Both take up where a signal
+// interrupted them.
+bool readUpTo(int iFd, off_t cbMost, std::string& strContent);
 bool writeAll(int iFd, const std::string& strContent);
 
 }  // namespace Orva

@@ -11,10 +11,6 @@ inline bool isObjectOrNull(const Json::Value& jValue) {
   return jValue.isObject() || jValue.isNull();
 }
 
-inline bool isArrayOrNull(const Json::Value& jValue) {
-  return jValue.isArray() || jValue.isNull();
-}
-
 // Whether a value, of whatever type, is an object with that member.
 inline bool hasMember(const Json::Value& jValue, const char* szKey) {
   return jValue.isObject() && jValue.isMember(szKey);
@@ -44,7 +40,7 @@ inline bool isBoolLike(const Json::Value& jValue) {
   return jValue.isConvertibleTo(Json::booleanValue);
 }
 
-// For log lines, where any value will do.
+// Where any value will do, as in log lines: the empty text for what has none.
 inline std::string textOf(const Json::Value& jValue) {
   return isTextLike(jValue) ? jValue.asString() : std::string();
 }

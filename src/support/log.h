@@ -14,7 +14,8 @@ namespace Orva {
 constexpr const char* SOURCE_LIB = "eorvascheduler_lib";
 constexpr const char* SOURCE_UTIL = "util";
 
-// One line through the flags. `errno` is that of the caller: the line ends with its text. It is left as it was.
+// One line through the flags. `errno` is that of the caller, whose text a line in syslog ends with; it is left as it
+// was.
 void logLine(const char* szSource, int iLine, const char* szFormat, ...) noexcept __attribute__((format(printf, 3, 4)));
 
 // The line of a failure; szText is the text of the check that did not hold.
@@ -24,7 +25,7 @@ void logFailed(const char* szSource, int iLine, const char* szText) noexcept;
 void logFailedWith(const char* szSource, int iLine, const char* szFormat, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 
-// One line straight to syslog, whatever the flags say: it stands beside an entry of the event log.
+// One line straight to syslog, whatever the flags say: it says why nothing was started.
 void logSystem(const char* szSource, int iLine, const char* szFormat, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 #include "fakes/call_text.h"
@@ -58,6 +59,12 @@ public:
   /// calls that fill a buffer).
   Rule& answer(const std::string& strCall, int iResult, const std::optional<Json::Value>& jOut = std::nullopt) {
     return m_faults.answer(strCall, iResult, jOut);
+  }
+
+  /// Does something just before a call, in the process that makes it; the call then does its work, unless the action
+  /// throws.
+  Rule& before(const std::string& strCall, std::function<void()> action) {
+    return m_faults.before(strCall, std::move(action));
   }
 
   /// Fails the n-th call of all that can fail, into the platform, the C library or SQLite.

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <unistd.h>
+#include <utility>
 
 namespace OrvaTest {
 
@@ -45,6 +46,13 @@ Rule& Faults::answer(const std::string& strCall, int iResult, const std::optiona
   return rule;
 }
 
+Rule& Faults::before(const std::string& strCall, std::function<void()> action) {
+  Rule& rule = m_rules.emplace_back();
+  rule.m_strCall = strCall;
+  rule.m_action = std::move(action);
+  return rule;
+}
+
 Rule& Faults::failNthCall(int iOrdinal) {
   return fail("", iOrdinal);
 }
@@ -66,7 +74,12 @@ std::optional<Answer> Faults::decide(const std::string& strName, const std::stri
       continue;
     }
     ++rule.m_cSeen;
-    if (!answer && (rule.m_iOrdinal == Rule::EVERY || rule.m_iOrdinal == rule.m_cSeen)) {
+    const bool blNow = rule.m_iOrdinal == Rule::EVERY || rule.m_iOrdinal == rule.m_cSeen;
+    if (blNow && rule.m_action) {
+      const int iErrno = errno;
+      rule.m_action();
+      errno = iErrno;
+    } else if (blNow && !answer) {
       answer = Answer{rule.m_blFails, rule.m_iResult, rule.m_jOut};
       if (rule.m_iErrno != 0 || (rule.m_blFails && blSystemCall)) {
         errno = rule.m_iErrno != 0 ? rule.m_iErrno : EIO;

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <functional>
 #include <json/value.h>
 #include <list>
 #include <optional>
@@ -39,6 +40,7 @@ private:
   int m_iErrno = 0;
   int m_iResult = 0;
   std::optional<Json::Value> m_jOut;
+  std::function<void()> m_action;
 };
 
 /// The answer of a rule to one call.
@@ -56,6 +58,7 @@ public:
 
   Rule& fail(const std::string& strCall, int iOrdinal);
   Rule& answer(const std::string& strCall, int iResult, const std::optional<Json::Value>& jOut);
+  Rule& before(const std::string& strCall, std::function<void()> action);
   /// Fails the n-th call of all that can fail.
   Rule& failNthCall(int iOrdinal);
   void clear();

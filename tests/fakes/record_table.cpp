@@ -179,8 +179,8 @@ Json::Value RecordTable::record(const Json::Value& jKey) const {
 
 std::vector<Json::Value> RecordTable::records() const {
   std::vector<Json::Value> sorted = m_records;
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [&](const auto& jLeft, const auto& jRight) { return jLeft[m_strKey] < jRight[m_strKey]; });
+  std::sort(sorted.begin(), sorted.end(),
+            [&](const auto& jLeft, const auto& jRight) { return jLeft[m_strKey] < jRight[m_strKey]; });
   return sorted;
 }
 
@@ -209,8 +209,8 @@ std::optional<std::vector<size_t>> RecordTable::find(const Json::Value& jFilter)
       }
     }
   }
-  std::stable_sort(found.begin(), found.end(),
-                   [&](size_t i, size_t j) { return m_records[i][m_strKey] < m_records[j][m_strKey]; });
+  std::sort(found.begin(), found.end(),
+            [&](size_t i, size_t j) { return m_records[i][m_strKey] < m_records[j][m_strKey]; });
   return found;
 }
 

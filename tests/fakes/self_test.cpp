@@ -1,8 +1,10 @@
 // The harness itself: that it notices what it is there for, and that its stand-ins behave.
 
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest-spi.h>
+#include <new>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -199,20 +201,47 @@ TEST_F(Harness, WhatAChildDoesIsSeen) {
 }
 
 TEST_F(Harness, ACallCanFailInTheChildAlone) {
+  fakes().fail("KLIBCExec").inChild();
+  const auto run = [] { return KLIBCExec("/x", nullptr, nullptr, nullptr, nullptr); };
+  EXPECT_EQ(run(), 0);
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    ::_exit(run() == -1 ? 7 : 1);
+  }
+  int iStatus = 0;
+  ASSERT_EQ(::waitpid(pid, &iStatus, 0), pid);
+  EXPECT_EQ(WEXITSTATUS(iStatus), 7);
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(fakes().faults(), 1);
+}
+
+TEST_F(Harness, AChildThatComesBackIsCaught) {
+  const std::string strScript = "/tmp/eorvascheduler.script." + std::to_string(::getpid());
+  std::filesystem::create_directory(strScript);
   Json::Value jTask = task("a", "true\n");
   Json::Value jConfig(Json::objectValue);
   Json::Value jResult = json("{'start_time': 1}");
-  fakes().fail("chmod").inChild().withErrno(EPERM);
   const pid_t pid = withoutReturn([&] { return forkRunCmd(jTask, jConfig, jResult); });
   ASSERT_GT(pid, 0);
   ASSERT_EQ(::waitpid(pid, nullptr, 0), pid);
-  expectDirectLine("Failed to change mode with file [/tmp/eorvascheduler.script." + std::to_string(::getpid()) + "]",
-                   LIB)
-      .inChild()
-      .withErrno(EPERM);
+  expectDirectLine("Failed to open scriptFile [" + strScript + "]", LIB).inChild();
   EXPECT_THAT(fakes().childReturns(), testing::ElementsAre(-1));
   EXPECT_THAT(fakes().events(), testing::ElementsAre("ORVALogSet1(1, 3, 0x14400201, a, , , )"));
   EXPECT_EQ(takeTemporaryFiles().size(), 1U);
+}
+
+TEST_F(Harness, SomethingCanBeDoneBeforeACall) {
+  std::vector<int> done;
+  fakes().before("recList(task,", [&] { done.push_back(1); }).nth(2);
+  fakes().before("recGetOne", [&] { throw std::bad_alloc(); });
+  Json::Value jOut;
+  EXPECT_EQ(m_pApi->recList(json("{}"), jOut), 0);
+  EXPECT_THAT(done, testing::IsEmpty());
+  EXPECT_EQ(m_pApi->recList(json("{}"), jOut), 0);
+  EXPECT_THAT(done, testing::ElementsAre(1));
+  EXPECT_THROW(m_pApi->recGetOne(json("{}"), jOut), std::bad_alloc);
+  EXPECT_EQ(m_pApi->recGetOne(json("{}"), jOut), 0);
+  EXPECT_EQ(fakes().faults(), 0);
 }
 
 TEST_F(Harness, ARunnerWithRealChildrenDoesNotSleep) {

@@ -12,14 +12,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fakes/coverage.h"
 #include "fakes/fakes.h"
 
 using OrvaTest::fakes;
 using OrvaTest::Hex;
 using OrvaTest::Octal;
-
-// Counters of a coverage build are written by exit() only; children of the library never get there.
-extern "C" void __gcov_dump() __attribute__((weak));
 
 namespace {
 
@@ -64,9 +62,7 @@ int eorvaFake_system(const char* szCommand) {
 
 void eorvaFake__exit(int iStatus) {
   fakes().enter("_exit", OrvaTest::callText("_exit", iStatus), false, false);
-  if (__gcov_dump) {
-    __gcov_dump();
-  }
+  OrvaTest::saveCoverage();
   ::_exit(iStatus);
 }
 
@@ -92,7 +88,11 @@ gid_t eorvaFake_getegid() {
 
 int eorvaFake_setuid(uid_t uid) {
   const auto answer = fakes().systemCall("setuid", uid);
-  return answer ? answer->result(-1) : ::setuid(uid);
+  if (answer) {
+    return answer->result(-1);
+  }
+  OrvaTest::saveCoverage();
+  return ::setuid(uid);
 }
 
 int eorvaFake_seteuid(uid_t uid) {
@@ -160,6 +160,11 @@ int eorvaFake_unlink(const char* szPath) {
   return answer ? answer->result(-1) : ::unlink(szPath);
 }
 
+int eorvaFake_unlinkat(int iFd, const char* szPath, int iFlags) {
+  const auto answer = fakes().systemCall("unlinkat", iFd, szPath, Hex{static_cast<unsigned long>(iFlags)});
+  return answer ? answer->result(-1) : ::unlinkat(iFd, szPath, iFlags);
+}
+
 int eorvaFake_rename(const char* szFrom, const char* szTo) {
   const auto answer = fakes().systemCall("rename", szFrom, szTo);
   return answer ? answer->result(-1) : ::rename(szFrom, szTo);
@@ -186,6 +191,16 @@ int eorvaFake_openat(int iFd, const char* szPath, int iFlags, ...) {
   va_end(args);
   const auto answer = fakes().systemCall("openat", iFd, szPath, Hex{static_cast<unsigned long>(iFlags)}, Octal{mode});
   return answer ? answer->result(-1) : ::openat(iFd, szPath, iFlags, mode);
+}
+
+char* eorvaFake_realpath(const char* szPath, char* szResolved) {
+  return fakes().systemCall("realpath", szPath) ? nullptr : ::realpath(szPath, szResolved);
+}
+
+// Never fails.
+mode_t eorvaFake_umask(mode_t mask) {
+  fakes().enter("umask", OrvaTest::callText("umask", Octal{mask}), false, false);
+  return ::umask(mask);
 }
 
 ssize_t eorvaFake_read(int iFd, void* pData, size_t cb) {
@@ -222,6 +237,16 @@ int eorvaFake_fsync(int iFd) {
 
 FILE* eorvaFake_fopen(const char* szPath, const char* szMode) {
   return fakes().systemCall("fopen", szPath, szMode) ? nullptr : std::fopen(szPath, szMode);
+}
+
+int eorvaFake_setenv(const char* szName, const char* szValue, int iOverwrite) {
+  const auto answer = fakes().systemCall("setenv", szName, szValue, iOverwrite);
+  return answer ? answer->result(-1) : ::setenv(szName, szValue, iOverwrite);
+}
+
+int eorvaFake_unsetenv(const char* szName) {
+  const auto answer = fakes().systemCall("unsetenv", szName);
+  return answer ? answer->result(-1) : ::unsetenv(szName);
 }
 
 time_t eorvaFake_time(time_t* pTime) {

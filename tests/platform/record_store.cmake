@@ -1,7 +1,18 @@
 # The record store against real databases, several processes among them.
 add_executable(record_store_test
+  record_store_authorizer.cpp
+  record_store_busy.cpp
+  record_store_columns.cpp
+  record_store_copy_member.cpp
+  record_store_create_tables.cpp
+  record_store_failures.cpp
+  record_store_filters.cpp
   record_store_fixture.cpp
+  record_store_installed_tables.cpp
+  record_store_last_error.cpp
   record_store_operations.cpp
+  record_store_processes.cpp
+  record_store_readable_time.cpp
 )
 target_compile_definitions(record_store_test PRIVATE EORVA_SHARE="${CMAKE_SOURCE_DIR}/share")
 target_link_libraries(record_store_test PRIVATE orvaplatform GTest::gmock_main)

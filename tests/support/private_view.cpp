@@ -80,7 +80,7 @@ void enterPrivateView() {
   mustMount("tmpfs", SCRATCH, "tmpfs", 0, "mode=0755");
   makeWritableCopy("/usr");
   makeWritableCopy("/etc");
-  refresh({{"/tmp", "1777"}, {"/run", "0755"}, {"/var/lib", "0755"}, {"/var/spool", "0755"}},
+  refresh({{"/tmp", "1777"}, {"/run", "0755"}, {"/var/lib", "0755"}, {"/var/log", "0755"}, {"/var/spool", "0755"}},
           {EORVA_SOURCE_DIR, EORVA_BINARY_DIR});
   s_blEntered = true;
   freshProduct();
@@ -94,6 +94,7 @@ void freshProduct() {
   }
   fs::remove_all("/usr/orva");
   fs::remove_all("/etc/orvainfo.conf");
+  fs::remove_all("/etc/orva");
   fs::create_directories("/usr/orva/etc/eorvascheduler");
   fs::create_directories("/usr/orva/share/eorvascheduler");
 }

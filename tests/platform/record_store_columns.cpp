@@ -1,0 +1,257 @@
+// What goes into a column comes back; what does not fit is refused and named.
+
+#include <cmath>
+#include <limits>
+
+#include "record_store_fixture.h"
+
+namespace {
+
+struct Misfit {
+  const char* szMember;
+  Json::Value jValue;
+  const char* szReason;
+};
+
+class Columns : public RecordStore {
+protected:
+  // What a task's member becomes on its way through the table.
+  Json::Value roundTrip(const char* szMember, const Json::Value& jValue) {
+    Json::Value jTask = task("t");
+    jTask[szMember] = jValue;
+    Json::Value jCreated;
+    EXPECT_EQ(0, m_tasks.recCreate(jTask, jCreated));
+    Json::Value jRead;
+    EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"t"})"), jRead));
+    EXPECT_EQ(jCreated, jRead);
+    EXPECT_EQ(1, m_tasks.recDelete(jRead, true));
+    return jRead;
+  }
+
+  void expectRefused(const Misfit& misfit) {
+    Json::Value jTask = task("t");
+    jTask[misfit.szMember] = misfit.jValue;
+    Json::Value jOut;
+    EXPECT_EQ(-1, m_tasks.recCreate(jTask, jOut));
+    expectFailure(std::string("task, recCreate: ") + misfit.szReason);
+    EXPECT_EQ("0", queryText(m_pDb.get(), "SELECT count(*) FROM task"));
+  }
+};
+
+Json::Value nested(int iDepth) {
+  Json::Value jValue(Json::arrayValue);
+  for (int iLevel = 1; iLevel < iDepth; ++iLevel) {
+    Json::Value jOuter(Json::arrayValue);
+    jOuter.append(std::move(jValue));
+    jValue = std::move(jOuter);
+  }
+  return jValue;
+}
+
+const Json::Int64 INT64_LEAST = std::numeric_limits<Json::Int64>::min();
+const Json::Int64 INT64_MOST = std::numeric_limits<Json::Int64>::max();
+const Json::UInt64 UINT64_MOST = std::numeric_limits<Json::UInt64>::max();
+
+}  // namespace
+
+TEST_F(Columns, IntegersOf64BitsComeBack) {
+  for (const Json::Value& jNumber : {Json::Value(0), Json::Value(-1), Json::Value(INT64_LEAST), Json::Value(INT64_MOST),
+                                     Json::Value(Json::UInt64{INT64_MOST}), Json::Value(Json::UInt(7))}) {
+    EXPECT_EQ(jNumber.asInt64(), roundTrip("last_start_time", jNumber)["last_start_time"].asInt64());
+  }
+}
+
+TEST_F(Columns, BooleansComeBackAsBooleans) {
+  EXPECT_EQ(Json::Value(true), roundTrip("enable", true)["enable"]);
+  EXPECT_EQ(Json::Value(false), roundTrip("enable", false)["enable"]);
+}
+
+TEST_F(Columns, TextsComeBackByteForByte) {
+  using namespace std::string_literals;
+  for (const std::string& strText : {""s, "plain"s, "it's \"quoted\" [x] %_"s, "a\0b\0"s, "\0"s, "\xff\xfe\x80"s,
+                                     "gr\xc3\xbc\xc3\x9f"s, "line\nline\r\n"s, std::string(3'000'000, 'x')}) {
+    EXPECT_EQ(Json::Value(strText), roundTrip("operation", strText)["operation"]);
+  }
+}
+
+TEST_F(Columns, NamesOfAnyBytesAreFoundChangedAndDeleted) {
+  using namespace std::string_literals;
+  for (const std::string& strName :
+       {"o'brien"s, "\"; DROP TABLE task; --"s, "100%"s, "_"s, "a\0b"s, "a\0c"s, "\0"s, "\xff"s, "[x]"s, "?1"s}) {
+    add(task(strName));
+  }
+  for (const std::string& strName :
+       {"o'brien"s, "\"; DROP TABLE task; --"s, "100%"s, "_"s, "a\0b"s, "a\0c"s, "\0"s, "\xff"s, "[x]"s, "?1"s}) {
+    Json::Value jFilter;
+    jFilter["task_name"] = strName;
+    Json::Value jOut;
+    ASSERT_EQ(0, m_tasks.recList(jFilter, jOut));
+    ASSERT_EQ(1U, jOut.size());
+    EXPECT_EQ(strName, jOut[0]["task_name"].asString());
+    EXPECT_EQ(1, m_tasks.recUpdateByFilter(jFilter, parse(R"({"enable":true})")));
+    EXPECT_EQ(1, m_tasks.recDelete(jFilter, true));
+  }
+}
+
+TEST_F(Columns, JsonValuesComeBackAsTheyWere) {
+  for (const char* szText : {"{}",
+                             "[]",
+                             "null",
+                             "true",
+                             "false",
+                             "0",
+                             "-7",
+                             "1.5",
+                             "1.0",
+                             "-0.0",
+                             "1e300",
+                             "1e-300",
+                             "0.1",
+                             "\"\"",
+                             "\"text\"",
+                             "[[],{},null]",
+                             R"({"running":[1,2,3]})",
+                             R"({"":{"":""}})",
+                             "18446744073709551615",
+                             "-9223372036854775808",
+                             R"({"a":[1,2.5,"x",null,true,{"b":"c"}]})"}) {
+    const Json::Value jRead = roundTrip("status", parse(szText));
+    ASSERT_TRUE(jRead.isMember("status")) << szText;
+    EXPECT_EQ(text(parse(szText)), text(jRead["status"]));
+    EXPECT_EQ(parse(szText).type(), jRead["status"].type()) << szText;
+  }
+}
+
+TEST_F(Columns, JsonStringsAndNamesComeBackByteForByte) {
+  using namespace std::string_literals;
+  for (const std::string& strText :
+       {"a\0b"s, "\xff\xfe\x80 \xc3"s, "\"\\/\b\f\n\r\t\x01\x1f\x7f"s, "\xe2\x82\xac"s, "\\u0000"s}) {
+    Json::Value jStatus;
+    jStatus[strText] = strText;
+    EXPECT_EQ(jStatus, roundTrip("status", jStatus)["status"]);
+  }
+}
+
+TEST_F(Columns, RealsComeBackExactly) {
+  for (const double dNumber : {0.1, 1.0 / 3, 5e-324, 1.7976931348623157e308, 123456789012345680.0, -1e22, 2e-5}) {
+    const Json::Value jRead = roundTrip("status", dNumber);
+    EXPECT_EQ(dNumber, jRead["status"].asDouble());
+    EXPECT_EQ(Json::realValue, jRead["status"].type());
+  }
+}
+
+TEST_F(Columns, JsonOfManyLevelsComesBackAndDeeperIsRefused) {
+  EXPECT_EQ(nested(500), roundTrip("status", nested(500))["status"]);
+  expectRefused({"status", nested(501), "column status: it is nested deeper than 500 levels"});
+  expectRefused({"status", nested(20'000), "column status: it is nested deeper than 500 levels"});
+}
+
+TEST_F(Columns, NullIsAValueInAJsonColumnAndAbsenceInAnyOther) {
+  Json::Value jRead = roundTrip("status", Json::Value());
+  EXPECT_TRUE(jRead.isMember("status"));
+  EXPECT_TRUE(jRead["status"].isNull());
+  EXPECT_FALSE(roundTrip("last_start_time", Json::Value()).isMember("last_start_time"));
+  EXPECT_FALSE(roundTrip("description", Json::Value()).isMember("description"));
+}
+
+TEST_F(Columns, UpdateToNullTakesTheMemberAway) {
+  add(task("a", R"({"last_start_time":5,"description":"x","status":{"running":[1]}})"));
+  EXPECT_EQ(1, m_tasks.recUpdateByFilter(parse(R"({"task_name":"a"})"),
+                                         parse(R"({"last_start_time":null,"description":null,"status":null})")));
+  Json::Value jRead;
+  ASSERT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead));
+  EXPECT_FALSE(jRead.isMember("last_start_time"));
+  EXPECT_FALSE(jRead.isMember("description"));
+  EXPECT_TRUE(jRead.isMember("status"));
+}
+
+TEST_F(Columns, WhatDoesNotFitItsColumnIsRefusedByName) {
+  for (const Misfit& misfit : std::vector<Misfit>{
+           {"last_start_time", UINT64_MOST,
+            "column last_start_time: 18446744073709551615 does not fit the type integer"},
+           {"last_start_time", 1.5, "column last_start_time: 1.5 does not fit the type integer"},
+           {"last_start_time", 5.0, "column last_start_time: 5.0 does not fit the type integer"},
+           {"last_start_time", 1e300, "column last_start_time: 1e+300 does not fit the type integer"},
+           {"last_start_time", "5", "column last_start_time: \"5\" does not fit the type integer"},
+           {"last_start_time", true, "column last_start_time: true does not fit the type integer"},
+           {"last_start_time", Json::Value(Json::objectValue),
+            "column last_start_time: {} does not fit the type integer"},
+           {"enable", 1, "column enable: 1 does not fit the type boolean"},
+           {"enable", "true", "column enable: \"true\" does not fit the type boolean"},
+           {"operation", 7, "column operation: 7 does not fit the type text"},
+           {"operation", Json::Value(Json::arrayValue), "column operation: [] does not fit the type text"},
+           {"status", std::nan(""), "column status: it holds a number that is not finite"},
+           {"status", HUGE_VAL, "column status: it holds a number that is not finite"},
+           {"enable", HUGE_VAL,
+            "column enable: a value (it holds a number that is not finite) does not fit the type "
+            "boolean"},
+           {"enable", std::string(100, 'x'),
+            "column enable: \"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx... does not fit the type boolean"},
+       }) {
+    expectRefused(misfit);
+    EXPECT_EQ(EINVAL, KLIBCErrGet());
+  }
+}
+
+TEST_F(Columns, OwnerThatIsNoUserIdIsRefused) {
+  const std::string strCheck = "CHECK constraint failed: typeof(owner) = 'integer' AND owner BETWEEN 0 AND 4294967294";
+  for (const Misfit& misfit : std::vector<Misfit>{
+           {"owner", Json::Value(), "NOT NULL constraint failed: task.owner"},
+           {"owner", false, "column owner: false does not fit the type integer"},
+           {"owner", 0.7, "column owner: 0.7 does not fit the type integer"},
+           {"owner", "abc", "column owner: \"abc\" does not fit the type integer"},
+           {"owner", "", "column owner: \"\" does not fit the type integer"},
+           {"owner", "4294967296", "column owner: \"4294967296\" does not fit the type integer"},
+           {"owner", Json::Int64{4294967295}, strCheck.c_str()},
+           {"owner", Json::Int64{4294967296}, strCheck.c_str()},
+           {"owner", -1, strCheck.c_str()},
+           {"owner", Json::Value(Json::arrayValue), "column owner: [] does not fit the type integer"},
+       }) {
+    expectRefused(misfit);
+  }
+  Json::Value jOut;
+  EXPECT_EQ(-1, m_tasks.recCreate(parse(R"({"task_name":"t"})"), jOut));
+  expectFailure("task, recCreate: NOT NULL constraint failed: task.owner");
+}
+
+TEST_F(Columns, LogLineOfABadValueStaysOneLine) {
+  expectRefused({"enable", "a\nb", "column enable: \"a\\u000ab\" does not fit the type boolean"});
+  Json::Value jOut;
+  EXPECT_EQ(-1, m_tasks.recList(parse("{\"a\\nEvil line\":1}"), jOut));
+  expectFailure("task, recList: the filter's member a Evil line is no column");
+}
+
+TEST_F(Columns, DamagedJsonComesBackAsNullAndIsNamed) {
+  add(task("a", R"({"status":{},"last_exit_info":{}})"));
+  for (const char* szDamage : {"'{\"running\":['", "''", "'{} x'", "'{\"a\":1,\"a\":2}'", "'/**/{}'", "'nonsense'"}) {
+    runSql(m_pDb.get(), std::string("UPDATE task SET status = ") + szDamage);
+    Json::Value jRead;
+    EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead)) << szDamage;
+    expectFailure("task, row a, column status: the content is no json value and is left out");
+    EXPECT_TRUE(jRead.isMember("status"));
+    EXPECT_TRUE(jRead["status"].isNull());
+    EXPECT_TRUE(jRead["last_exit_info"].isObject());
+    EXPECT_EQ(EBADMSG, KLIBCErrGet());
+  }
+}
+
+TEST_F(Columns, DamageDeepInsideTheReaderIsNoException) {
+  add(task("a"));
+  runSql(m_pDb.get(), "UPDATE task SET status = replace(hex(zeroblob(5000)), '00', '[')");
+  Json::Value jRead;
+  EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead));
+  expectFailure("task, row a, column status: the content is no json value and is left out");
+}
+
+TEST_F(Columns, OneDamagedRowDoesNotHideTheOthers) {
+  add(task("a", R"({"status":{}})"));
+  add(task("b", R"({"status":{}})"));
+  add(task("c", R"({"status":{}})"));
+  runSql(m_pDb.get(), "UPDATE task SET status = '{' WHERE task_name = 'b'");
+  Json::Value jRead;
+  EXPECT_EQ(0, m_tasks.recList(Json::Value(Json::objectValue), jRead));
+  expectFailure("task, row b, column status: the content is no json value and is left out");
+  ASSERT_EQ(3U, jRead.size());
+  EXPECT_TRUE(jRead[0]["status"].isObject());
+  EXPECT_TRUE(jRead[2]["status"].isObject());
+}

@@ -1,0 +1,181 @@
+// Several processes on one database, as events and administrators come together on a server.
+
+#include <functional>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "record_store_fixture.h"
+
+using testing::IsEmpty;
+
+namespace {
+
+constexpr int PROCESSES = 8;
+
+/// Lets processes wait for a common start: each blocks on the pipe until its last writer has gone.
+class Gate {
+public:
+  Gate() { EXPECT_EQ(0, pipe(m_ends)); }
+
+  ~Gate() {
+    close(m_ends[0]);
+    open();
+  }
+
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
+
+  void open() {
+    if (m_ends[1] != -1) {
+      close(m_ends[1]);
+      m_ends[1] = -1;
+    }
+  }
+
+  void pass() {
+    open();
+    char cUnused = 0;
+    while (read(m_ends[0], &cUnused, 1) > 0) {
+    }
+  }
+
+private:
+  int m_ends[2] = {-1, -1};
+};
+
+/// Runs the work in processes that begin at the same moment; each ends with what its work returns.
+std::vector<int> runTogether(const std::function<int(int)>& work) {
+  Gate gate;
+  std::vector<pid_t> children;
+  for (int iProcess = 0; iProcess < PROCESSES; ++iProcess) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      gate.pass();
+      _exit(work(iProcess));
+    }
+    children.push_back(pid);
+  }
+  gate.open();
+  std::vector<int> results;
+  for (const pid_t pid : children) {
+    int iStatus = 0;
+    EXPECT_EQ(pid, waitpid(pid, &iStatus, 0));
+    results.push_back(WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1);
+  }
+  return results;
+}
+
+// The number of log lines is the child's result, and the lines are shown.
+int failures() {
+  const std::vector<std::string> lines = takeLogLines();
+  for (const std::string& strLine : lines) {
+    fprintf(stderr, "%s\n", strLine.c_str());
+  }
+  return static_cast<int>(std::min<std::size_t>(lines.size(), 100));
+}
+
+// Eight kinds of steps, so that every process inserts, changes, reads and deletes among the others.
+int writeMixed(const std::string& strPath, int iProcess, int cWrites) {
+  Database pDb = openDatabase(strPath);
+  OrvaJsonDbApi tasks(pDb.get(), "task", installedDefinitions(), installedSql());
+  OrvaJsonDbApi results(pDb.get(), "task_result", installedDefinitions(), installedSql());
+  const std::string strOwn = "task" + std::to_string(iProcess);
+  Json::Value jTask;
+  jTask["task_name"] = strOwn;
+  jTask["owner"] = iProcess;
+  Json::Value jFilter;
+  jFilter["task_name"] = strOwn;
+  Json::Value jOut;
+  int cRefused = tasks.recCreate(jTask, jOut) == 0 ? 0 : 1;
+  for (int iWrite = 0; iWrite < cWrites; ++iWrite) {
+    Json::Value jRun;
+    jRun["task_name"] = strOwn;
+    jRun["pid"] = iWrite;
+    switch (iWrite % 4) {
+      case 0:
+        cRefused += results.recCreate(jRun, jOut) == 0 ? 0 : 1;
+        break;
+      case 1:
+        cRefused += tasks.recGetOne(jFilter, jTask) == 0 && jTask.isObject() ? 0 : 1;
+        jTask["last_start_time"] = iWrite;
+        cRefused += tasks.recUpdateByFilter(jFilter, jTask) == 1 ? 0 : 1;
+        break;
+      case 2:
+        cRefused += results.recUpdateByFilter(jFilter, parse(R"({"stop_time":7})")) > 0 ? 0 : 1;
+        break;
+      default:
+        cRefused += iWrite % 8 == 3 ? results.recDelete(jOut, true) == 1 ? 0 : 1
+                    : tasks.recUpdateByFilter(jFilter, parse(R"({"enable":true})")) == 1 ? 0
+                                                                                         : 1;
+    }
+  }
+  return std::min(cRefused + failures(), 100);
+}
+
+class Processes : public testing::Test {
+protected:
+  TempFolder m_folder;
+  std::string m_strPath = m_folder.path("test.db");
+};
+
+}  // namespace
+
+TEST_F(Processes, TablesAreCreatedOnceByProcessesThatComeAtTheSameMoment) {
+  for (int iRound = 0; iRound < 15; ++iRound) {
+    const std::string strPath = m_folder.path("round" + std::to_string(iRound) + ".db");
+    const std::vector<int> refused = runTogether([&](int iProcess) {
+      Database pDb = openDatabase(strPath);
+      try {
+        OrvaJsonDbApi tasks(pDb.get(), "task", installedDefinitions(), installedSql());
+        OrvaJsonDbApi results(pDb.get(), "task_result", installedDefinitions(), installedSql());
+        Json::Value jTask;
+        jTask["task_name"] = std::to_string(iProcess);
+        jTask["owner"] = 0;
+        Json::Value jOut;
+        return tasks.recCreate(jTask, jOut) == 0 && results.recCreate(jTask, jOut) == 0 ? failures() : 101;
+      } catch (const std::exception&) {
+        failures();
+        return 102;
+      }
+    });
+    EXPECT_EQ(std::vector<int>(PROCESSES, 0), refused);
+    Database pDb = openDatabase(strPath);
+    EXPECT_EQ("8", queryText(pDb.get(), "SELECT count(*) FROM task_result"));
+    EXPECT_EQ("wal", queryText(pDb.get(), "PRAGMA journal_mode"));
+    EXPECT_EQ("ok", queryText(pDb.get(), "PRAGMA integrity_check"));
+  }
+}
+
+TEST_F(Processes, NoMixedWriteOfEightProcessesIsRefused) {
+  constexpr int WRITES = 200;
+  const std::vector<int> refused = runTogether([&](int iProcess) { return writeMixed(m_strPath, iProcess, WRITES); });
+  EXPECT_EQ(std::vector<int>(PROCESSES, 0), refused);
+  Database pDb = openDatabase(m_strPath);
+  EXPECT_EQ("ok", queryText(pDb.get(), "PRAGMA integrity_check"));
+  EXPECT_EQ("(no row)", queryText(pDb.get(), "PRAGMA foreign_key_check"));
+  EXPECT_EQ("8", queryText(pDb.get(), "SELECT count(*) FROM task WHERE last_start_time = 197 AND enable = 1"));
+  // Of each process's 50 runs, every second one was deleted again.
+  EXPECT_EQ("200", queryText(pDb.get(), "SELECT count(*) FROM task_result WHERE stop_time = 7"));
+  EXPECT_EQ("400", queryText(pDb.get(), "SELECT seq FROM sqlite_sequence WHERE name = 'task_result'"));
+}
+
+TEST_F(Processes, ConnectionsThatComeAndGoRefuseNothing) {
+  constexpr int VISITS = 25;
+  const std::vector<int> refused = runTogether([&](int iProcess) {
+    int cRefused = 0;
+    for (int iVisit = 0; iVisit < VISITS; ++iVisit) {
+      Database pDb = openDatabase(m_strPath);
+      OrvaJsonDbApi tasks(pDb.get(), "task", installedDefinitions(), installedSql());
+      Json::Value jTask;
+      jTask["task_name"] = std::to_string(iProcess) + "/" + std::to_string(iVisit);
+      jTask["owner"] = iVisit;
+      Json::Value jOut;
+      cRefused += tasks.recCreate(jTask, jOut) == 0 ? 0 : 1;
+      cRefused += tasks.recList(parse("{}"), jOut) == 0 ? 0 : 1;
+    }
+    return cRefused + failures();
+  });
+  EXPECT_EQ(std::vector<int>(PROCESSES, 0), refused);
+  Database pDb = openDatabase(m_strPath);
+  EXPECT_EQ("200", queryText(pDb.get(), "SELECT count(*) FROM task"));
+}
