@@ -6,7 +6,7 @@ cd "$(dirname "$0")/../.."
 status=0
 
 # The brackets keep these lines from finding themselves.
-folders='(^|[^[:alnum:]_.-])/([w]ork|[h]ome|[t]mp/wt)/'
+folders='(^|[^[:alnum:]_.-])/([w]ork|[t]mp/wt)/'
 links='[h]ttps?://[^/ ">)]+'
 known='://(([a-z.]*\.)?example\.(com|org|net)|localhost|127\.0\.0\.1|www\.w3\.org|json-schema\.org)(:[0-9]+)?$'
 

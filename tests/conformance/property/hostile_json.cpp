@@ -162,32 +162,32 @@ Json::Value hostileTree(Choices& choices, std::uint32_t cLevels) {
   return jTree;
 }
 
-void spoilMember(Choices& choices, Json::Value& jObject) {
-  const auto names = jObject.getMemberNames();
-  if (names.empty() || choices.oneIn(6)) {
-    jObject[hostileText(choices)] = hostileTree(choices, MAX_LEVELS);
-    return;
-  }
-  const std::string strName = names[choices.below(static_cast<std::uint32_t>(names.size()))];
-  if (choices.oneIn(4)) {
-    jObject.removeMember(strName);
-  } else if (jObject[strName].isObject() && !choices.oneIn(3)) {
-    spoilMember(choices, jObject[strName]);
+void spoilPlace(Choices& choices, Json::Value& jWhole);
+
+// Replaces what stands in a place, or goes down into it.
+void spoilAt(Choices& choices, Json::Value& jPlace) {
+  const bool blGoesDown = jPlace.isObject() || jPlace.isArray();
+  if (blGoesDown && !choices.oneIn(3)) {
+    spoilPlace(choices, jPlace);
   } else {
-    jObject[strName] = hostileTree(choices, MAX_LEVELS);
+    jPlace = hostileTree(choices, MAX_LEVELS);
   }
 }
 
-void spoilElement(Choices& choices, Json::Value& jArray) {
-  if (jArray.empty() || choices.oneIn(4)) {
-    jArray.append(hostileTree(choices, MAX_LEVELS));
-    return;
-  }
-  Json::Value& jElement = jArray[choices.below(jArray.size())];
-  if (jElement.isObject() && !choices.oneIn(3)) {
-    spoilMember(choices, jElement);
+// Adds, drops or spoils one member of an object or one element of an array.
+void spoilPlace(Choices& choices, Json::Value& jWhole) {
+  if (jWhole.empty() || choices.oneIn(6)) {
+    (jWhole.isArray() ? jWhole.append(Json::Value()) : jWhole[hostileText(choices)]) = hostileTree(choices, MAX_LEVELS);
+  } else if (jWhole.isArray()) {
+    spoilAt(choices, jWhole[choices.below(jWhole.size())]);
   } else {
-    jElement = hostileTree(choices, MAX_LEVELS);
+    const auto names = jWhole.getMemberNames();
+    const std::string strName = names[choices.below(static_cast<std::uint32_t>(names.size()))];
+    if (choices.oneIn(4)) {
+      jWhole.removeMember(strName);
+    } else {
+      spoilAt(choices, jWhole[strName]);
+    }
   }
 }
 
@@ -215,11 +215,7 @@ Json::Value spoiled(Choices& choices, const Json::Value& jValid) {
   }
   Json::Value jSpoiled(jValid);
   for (std::uint32_t cPlaces = 3 - choices.below(4); cPlaces > 0; --cPlaces) {
-    if (jSpoiled.isObject()) {
-      spoilMember(choices, jSpoiled);
-    } else if (jSpoiled.isArray()) {
-      spoilElement(choices, jSpoiled);
-    }
+    spoilPlace(choices, jSpoiled);
   }
   return jSpoiled;
 }

@@ -17,8 +17,8 @@ std::string hostileText(Choices& choices);
 /// a nesting on both sides of the 1,000 levels that the JSON reader accepts.
 Json::Value hostileValue(Choices& choices);
 
-/// A valid value with up to a few places changed: a member dropped, replaced by a hostile value, or added. About
-/// one in four comes back as it is, one in sixteen is hostile as a whole.
+/// A valid object or array with up to three places changed, at any depth: dropped, replaced by a hostile value, or
+/// added. About one in four comes back as it is, one in sixteen is hostile as a whole.
 Json::Value spoiled(Choices& choices, const Json::Value& jValid);
 
 /// The text of a file that should hold that value: written as it is, cut short, followed by garbage, with a

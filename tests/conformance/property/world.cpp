@@ -197,12 +197,12 @@ void World::planAnswers(Choices& choices) {
   if (choices.oneIn(8)) {
     fakes().failNthCall(1 + static_cast<int>(choices.below(24)));
   }
-  if (choices.oneIn(16)) {
+  if (choices.oneIn(8)) {
     Json::Value jList(Json::arrayValue);
-    jList.append(spoiled(choices, validTask("alpha", "[beta]")));
-    fakes().answer("recList", 0, spoiled(choices, jList));
+    jList.append(validTask("beta", "[alpha]"));
+    fakes().answer("recList", 0, spoiled(choices, jList)).nth(1 + static_cast<int>(choices.below(4)));
   }
-  if (choices.oneIn(16)) {
+  if (choices.oneIn(8)) {
     fakes().answer("recGetOne", 0, spoiled(choices, validTask("alpha", "")));
   }
   if (choices.oneIn(16)) {
