@@ -20,6 +20,23 @@ protected:
   }
 };
 
+// Runs a task to its end, by signal 9, with the members given.
+class NotificationOfARunner : public HandlesTest {
+protected:
+  int run(const std::string& strMembers) {
+    writeFile("/etc/orvainfo.conf", "maillang=\"enu\"\n");
+    fakes().pretendChildren(json("{'exit_type': 'by_signal', 'exit_code': 9}"));
+    Json::Value jTask = json(strMembers);
+    for (const char* szMember : {"task_name", "operation", "operation_type", "owner", "run_the_same_time"}) {
+      jTask[szMember] = json(
+          "{'task_name': 'backup', 'operation': 'true', 'operation_type': 'script', 'owner': 0,"
+          " 'run_the_same_time': true}")[szMember];
+    }
+    fakes().put("task", jTask);
+    return runTaskOne(jTask, m_pApi, m_pApiResult, m_pDb);
+  }
+};
+
 }  // namespace
 
 TEST_F(NotificationWanted, TheTemplateGoesToTheAddress) {
@@ -232,4 +249,18 @@ TEST_F(NotificationRecipients, ValuesAndListAreFreedAfterTheMails) {
   const std::vector<std::string> after(sent, calls.end());
   EXPECT_THAT(after,
               testing::UnorderedElementsAre(testing::StartsWith("ORVAMail"), "KLIBCSzHashFree()", "KLIBCSzListFree()"));
+}
+
+TEST_F(NotificationOfARunner, AFailedNotificationIsLoggedAndTheRunnerGoesOn) {
+  expectFailure("!jTask.isMember(\"notify_if_error\")", LIB);
+  expectLine("notify failed, task=backup", LIB);
+  EXPECT_EQ(run("{'notify_enable': true, 'notify_mail': 'a@example.org'}"), 0);
+  EXPECT_THAT(fakes().mails, testing::IsEmpty());
+}
+
+TEST_F(NotificationOfARunner, TheMailSaysWhatTheClosedRunSays) {
+  EXPECT_EQ(run("{'notify_enable': true, 'notify_if_error': true, 'notify_mail': 'a@example.org'}"), 0);
+  ASSERT_EQ(fakes().mails.size(), 1U);
+  EXPECT_EQ(fakes().mails[0].values.at("%TASK%"), "backup");
+  EXPECT_EQ(fakes().mails[0].values.at("%EXIT_CODE%"), "9 (Interrupted)");
 }
