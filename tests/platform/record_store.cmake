@@ -10,6 +10,7 @@ add_executable(record_store_test
   record_store_fixture.cpp
   record_store_installed_tables.cpp
   record_store_last_error.cpp
+  record_store_memory.cpp
   record_store_operations.cpp
   record_store_processes.cpp
   record_store_readable_time.cpp
