@@ -19,9 +19,15 @@ if(EORVA_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+if(EORVA_FUZZ)
+  # Lets the fuzzer see which ways an input takes through the library; each target links the fuzzer itself.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 if(EORVA_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
+  add_library(eorva_coverage_exit OBJECT "${CMAKE_SOURCE_DIR}/cmake/coverage_exit.cpp")
+  link_libraries(eorva_coverage_exit)
 endif()
 
 # Limits what a shared library exports to the names in a version script.

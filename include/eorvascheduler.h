@@ -3,7 +3,7 @@
 ///
 /// Everything crosses this boundary as `Json::Value`. Every function returns an integer: 0 or more (a count,
 /// a process id, a found-flag) on success, a negative number on failure; nothing is ever thrown. A failure is
-/// logged once, with the text of the check that did not hold.
+/// logged with the text of the check that did not hold, where it happened and in each operation that gives up for it.
 ///
 /// A host keeps three handle variables, all null at first, and goes through
 ///
@@ -24,7 +24,6 @@
 #pragma once
 
 #include <json/value.h>
-
 #include <string>
 
 struct sqlite3;
@@ -37,7 +36,8 @@ class OrvaJsonDbApi;
 /// The library only reads them; a program that links it must define both (a plain global `bool` each).
 /// @{
 
-/// True: log lines go to standard output as "(PID) FILE:LINE MESSAGE"; false: to syslog at priority error.
+/// True: log lines go to standard output as "(PID) FILE:LINE MESSAGE"; false: to syslog at priority error. The few
+/// lines that say why a run was not started go to syslog whatever the flag says.
 extern bool blLogToStdout;
 
 /// True: debug lines are logged too (to the same place, at the same priority).
@@ -47,8 +47,9 @@ extern bool blDebugOutput;
 
 /// What recListRelate() looks for.
 enum RelateType {
-  RTYPE_BOTTM_UP = 0,   ///< every task that the given one waits for, directly or through others
-  RTYPE_TOP_DOWN = 1,   ///< every task that waits for the given one, directly or through others
+  RTYPE_BOTTM_UP = 0,  ///< (spelled so on purpose: log lines name it) every task that the given one waits for, directly
+                       ///< or through others
+  RTYPE_TOP_DOWN = 1,  ///< every task that waits for the given one, directly or through others
   RTYPE_CANDIDATE = 2,  ///< the tasks of the same event that are neither, without the task itself
 };
 
@@ -63,14 +64,14 @@ enum SubtreeChange {
 
 /// Opens the store handle of one table, and the database when it is not open yet.
 /// \param strTableName  "task" or "task_result".
-/// \param jConfigOut    replaced by the whole configuration file (an object of sections), read anew on every
-///                      call; an empty object when there is no file. It may have been written when a later
+/// \param jConfigOut    replaced by the whole configuration file, as recConfigGet() reads it, on every call. It may
+/// have been written when a later
 ///                      step fails.
 /// \param ppDb          database handle; opened when it is null, else used as it is. Owned by the caller.
 /// \param ppApi         receives the new store handle, owned by the caller. A handle that it holds already is
 ///                      overwritten without being released.
-/// \return 0; -1 when an argument, the table definitions, the creation SQL, the configuration or the database
-///         failed. `*ppDb` and `*ppApi` are then untouched.
+/// \return 0; -1 when an argument, the table definitions, the creation SQL or the configuration failed, openDb() gave
+///         null or the store refused the database. `*ppDb` and `*ppApi` are then untouched.
 EORVA_EXPORT int initConfig(std::string strTableName, Json::Value& jConfigOut, sqlite3** ppDb, OrvaJsonDbApi** ppApi);
 
 /// Closes the database and releases both store handles; what is null already is skipped.
@@ -84,15 +85,16 @@ EORVA_EXPORT int freeConfig(sqlite3** ppDb, OrvaJsonDbApi** ppApi, OrvaJsonDbApi
 /// Opens a database with foreign keys enforced; creates it empty, with mode 0700, when it does not exist.
 /// \param strPath   path of the database file.
 /// \param blAsRoot  true: the effective user is 0 meanwhile, so that a new file belongs to root.
-/// \return the connection, owned by the caller; null when the file could not be created or the user not be
-///         switched. When SQLite itself fails to open the file, its handle of the failed connection is
+/// \return the connection, owned by the caller; null for an empty path, or when the file could not be created or
+///         the user not be switched. It is returned, after a log line, also when foreign keys could not be
+///         enforced. When SQLite itself fails to open the file, its handle of the failed connection is
 ///         returned as it is: look at `sqlite3_errcode`.
 EORVA_EXPORT sqlite3* openDb(std::string strPath, bool blAsRoot);
 
 /// Reads the installed table definitions.
 /// \param jTableDef  replaced by what the file holds: an object with the members `task` and `task_result`;
 ///                   null when it could not be parsed.
-/// \return 0; -1 when the file is missing, unreadable or lacks one of the members.
+/// \return 0; -1 when the file is missing, unreadable, no object, or lacks one of the members.
 EORVA_EXPORT int loadTableDef(Json::Value& jTableDef);
 
 /// Reads the installed SQL that creates the tables.
@@ -191,7 +193,8 @@ EORVA_EXPORT int recCreate(OrvaJsonDbApi* pApi, Json::Value& jIn, Json::Value& j
 /// \param pApi  store handle of `task`; borrowed.
 /// \param jIn   object: `task_name` (string, required) and the members to change. With `old_task_name`
 ///              (string) the task stored under that name gets the name `task_name`, here and in the lists of
-///              the tasks that wait for it, in one transaction; `old_task_name` is then removed from `jIn`.
+///              the tasks that wait for it, in one transaction; once the request is found sound, `old_task_name` is
+///              removed from `jIn`.
 /// \param pDb   the open database, for the transaction.
 /// \return 0, also when there is no such task (nothing is created); -1 on failure. See recUpdateSubtree() for
 ///         what a failed change of name leaves.
@@ -230,7 +233,7 @@ EORVA_EXPORT int recUpdateSubtree(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3
 /// \param jIn         object: `event` (string, required, not empty), the name of the event that fired.
 /// \param pDb         the open database.
 /// \return 0, also when the event has no such task or single runs failed; -1 when the request, the listing or
-///         the configuration failed.
+///         the configuration failed, or the store listed what is no object.
 EORVA_EXPORT int runByEvent(OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, Json::Value& jIn, sqlite3* pDb);
 
 /// Runs one task now, whatever its `enable`, `event` and `depend_on_task` say, and blocks until it has ended.
@@ -283,17 +286,20 @@ EORVA_EXPORT int errorNotify();
 
 /// Turns task records from the form of the user interface into the stored form: see objectChangeFormatOwner().
 /// \param jInOut  a task record or an array of them; null and empty values are left alone.
-/// \return 0; -1 when a record failed: those before it in an array stay converted.
+/// \return 0; -1 when the argument has another type or a record failed: the records before it in an array stay
+///         converted, and so may a part of that record.
 EORVA_EXPORT int taskPreAction(Json::Value& jInOut);
 
 /// Turns task records from the stored form into that of the user interface: the owner, then the times.
 /// \param jInOut  a task record or an array of them; null and empty values are left alone.
-/// \return 0; -1 when a record failed: those before it in an array stay converted.
+/// \return 0; -1 when the argument has another type or a record failed: the records before it in an array stay
+///         converted, and so may a part of that record.
 EORVA_EXPORT int taskPostAction(Json::Value& jInOut);
 
 /// Turns the times of run records into readable text: see objectChangeTimeStamp().
 /// \param jInOut  a run record or an array of them; null and empty values are left alone.
-/// \return 0; -1 when a record failed: those before it in an array stay converted.
+/// \return 0; -1 when the argument has another type or a record failed: the records before it in an array stay
+///         converted, and so may a part of that record.
 EORVA_EXPORT int resultPostAction(Json::Value& jInOut);
 
 /// Turns the members `last_start_time`, `last_stop_time`, `start_time`, `stop_time` and `event_fire_time`, as

@@ -11,10 +11,9 @@
 #pragma once
 
 #include <json/value.h>
-#include <sys/types.h>
-
 #include <memory>
 #include <string>
+#include <sys/types.h>
 
 struct sqlite3;
 
@@ -132,7 +131,10 @@ typedef struct tagORVAUSER {
   gid_t pw_gid;   ///< primary group
   char* szHome;   ///< home folder
   char* szShell;  ///< login shell
-} ORVAUSER, *PORVAUSER;
+} ORVAUSER;
+
+/// A user record by its address, as the calls hand it over.
+typedef ORVAUSER* PORVAUSER;
 
 /// Looks a user up by id.
 /// \param uid     user id.
@@ -217,10 +219,16 @@ ORVA_EXPORT int KLIBCExec(const char* szProgram, const char* szArg1, const char*
 /// A list of strings; more members follow for the platform alone.
 typedef struct tagKLIBCSZLIST {
   int nItem;  ///< number of strings
-} KLIBCSZLIST, *PKLIBCSZLIST;
+} KLIBCSZLIST;
 
-/// A map from string to string.
-typedef struct tagKLIBCSZHASH KLIBCSZHASH, *PKLIBCSZHASH;
+/// A list by its address, as the calls hand it over.
+typedef KLIBCSZLIST* PKLIBCSZLIST;
+
+/// A map from string to string; what it holds is the platform's own affair.
+typedef struct tagKLIBCSZHASH KLIBCSZHASH;
+
+/// A map by its address, as the calls hand it over.
+typedef KLIBCSZHASH* PKLIBCSZHASH;
 
 /// Makes an empty list.
 /// \param cItem  number of strings to expect; it grows as needed.

@@ -1,0 +1,7 @@
+#!/bin/sh
+# What the machine is busy with.
+set -eu
+echo "load: $(cut -d ' ' -f 1-3 /proc/loadavg), processors: $(nproc)"
+ps -e -o pid,user,pcpu,rss,comm --sort=-rss | head -n 6
+sleep 2
+echo "load 2 seconds later: $(cut -d ' ' -f 1-3 /proc/loadavg)"

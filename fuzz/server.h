@@ -1,0 +1,27 @@
+/// \file server.h
+/// The view of the machine in which a fuzz target works.
+
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+#include "conformance/property/read_only_root.h"
+#include "support/private_view.h"
+
+namespace OrvaFuzz {
+
+/// Moves the process into a private view with a read-only root; ends it when that is impossible.
+inline void enterServer() {
+  try {
+    OrvaTest::enterPrivateView();
+    OrvaTest::makeRootReadOnly();
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "No private view of the file system, nothing is fuzzed: %s\n", failure.what());
+    std::exit(1);
+  }
+}
+
+}  // namespace OrvaFuzz

@@ -1,0 +1,49 @@
+/// \file context.h
+/// What the parts of the command share.
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <memory>
+#include <string>
+
+/// Results of the program.
+inline constexpr int EXIT_DONE = 0;
+inline constexpr int EXIT_FAILED = 1;
+inline constexpr int EXIT_USAGE = 2;
+inline constexpr int EXIT_TASK_FAILED = 3;  ///< an execution ran, and some task did not end with 0
+
+/// Options for the whole command, and what the command line asks for.
+struct Context {
+  std::string strColor = "auto";
+  std::function<int()> fnRun;  ///< set by the subcommand that was typed
+
+  /// Tells whether what goes to standard output may be coloured.
+  bool isColored() const;
+};
+
+/// Adds a subcommand.
+/// \param strExamples  lines for its help, each a command and what it does.
+CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::string& strDescription,
+                     const std::string& strExamples);
+
+/// Makes a subcommand run a function on its options, which live as long as the command line does.
+template <typename Options>
+void onCommand(CLI::App* pCommand, Context& context, std::shared_ptr<Options> pOptions,
+               int (*fnRun)(const Context&, const Options&)) {
+  pCommand->callback([&context, pOptions, fnRun] {
+    context.fnRun = [&context, pOptions, fnRun] { return fnRun(context, *pOptions); };
+  });
+}
+
+/// \name The families of subcommands
+/// @{
+void addInitCommand(CLI::App& app, Context& context);
+void addTaskCommands(CLI::App& app, Context& context);
+void addGraphCommand(CLI::App& task, Context& context);
+void addTaskAddCommand(CLI::App& task, Context& context);
+void addExecuteCommands(CLI::App& app, Context& context);
+void addRunsCommands(CLI::App& app, Context& context);
+void addConfigCommands(CLI::App& app, Context& context);
+/// @}

@@ -1,0 +1,120 @@
+/// eorva task graph
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <set>
+
+#include "common/json_read.h"
+#include "common/session.h"
+#include "common/task_graph.h"
+#include "context.h"
+#include "present.h"
+
+namespace {
+
+struct GraphOptions {
+  std::string strEvent;
+  bool blJson = false;
+};
+
+/// Draws each task below each task that it waits for; what stands below a task is drawn once.
+class GraphTable {
+public:
+  GraphTable(const Host::TaskGraph& graph, const OwnerNames& owners, bool blColor)
+      : m_graph(graph),
+        m_owners(owners),
+        m_table({{"TASK", false, true}, {"OWNER"}, {"WAITS FOR"}, {"NOTE"}}, blColor) {}
+
+  void add(const Host::GraphTask& task, libscols_line* pParent) {
+    const bool blFirst = m_setDrawn.insert(task.strName).second;
+    libscols_line* pLine =
+        m_table.addRow({{task.strName},
+                        {m_owners.at(task.strName)},
+                        {task.vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(task.vecNeeds, ", "))},
+                        {blFirst ? noteOf(task) : "see above", blFirst ? "yellow" : nullptr}},
+                       pParent);
+    for (const Host::GraphTask* pNext : blFirst ? m_graph.dependantsOf(task.strName) : NONE) {
+      add(*pNext, pLine);
+    }
+  }
+
+  bool isDrawn(const std::string& strName) const { return m_setDrawn.count(strName) > 0; }
+  void print() const { m_table.print(); }
+
+private:
+  inline static const std::vector<const Host::GraphTask*> NONE;
+
+  /// Why the event will not start a task, as far as the graph tells.
+  std::string noteOf(const Host::GraphTask& task) const {
+    if (!task.blEnabled) {
+      return "disabled";
+    }
+    for (const std::string& strNeed : task.vecNeeds) {
+      const Host::GraphTask* pNeed = m_graph.find(strNeed);
+      if (pNeed == nullptr) {
+        return fmt::format("never starts: there is no task \"{}\"", strNeed);
+      }
+      if (pNeed->strEvent != task.strEvent) {
+        return fmt::format("\"{}\" belongs to the event \"{}\"", strNeed, pNeed->strEvent);
+      }
+    }
+    return {};
+  }
+
+  const Host::TaskGraph& m_graph;
+  const OwnerNames& m_owners;
+  Table m_table;
+  std::set<std::string> m_setDrawn;
+};
+
+void printTree(const Host::TaskGraph& graph, const OwnerNames& owners, const std::string& strEvent, bool blColor) {
+  GraphTable table(graph, owners, blColor);
+  const std::vector<const Host::GraphTask*> vecTasks = graph.tasksOf(strEvent);
+  for (const Host::GraphTask* pTask : vecTasks) {
+    if (pTask->vecNeeds.empty()) {
+      table.add(*pTask, nullptr);
+    }
+  }
+  // What no root leads to: a circle, or tasks that wait for what is not there.
+  for (const Host::GraphTask* pTask : vecTasks) {
+    if (!table.isDrawn(pTask->strName)) {
+      table.add(*pTask, nullptr);
+    }
+  }
+  table.print();
+}
+
+int runGraph(const Context& context, const GraphOptions& options) {
+  Host::Session session;
+  const Json::Value jTasks = Host::listTasks(session);
+  const Host::TaskGraph graph(jTasks);
+  if (!options.blJson) {
+    printTree(graph, ownerNames(jTasks), options.strEvent, context.isColored());
+    return EXIT_DONE;
+  }
+  Json::Value jOut(Json::arrayValue);
+  for (const Json::Value& jTask : jTasks) {
+    if (Host::textOf(jTask, "event") == options.strEvent) {
+      Json::Value jNode = taskForPrograms(jTask);
+      jNode["needed_by"] = Json::Value(Json::arrayValue);
+      for (const Host::GraphTask* pTask : graph.dependantsOf(Host::textOf(jTask, "task_name"))) {
+        jNode["needed_by"].append(pTask->strName);
+      }
+      jOut.append(std::move(jNode));
+    }
+  }
+  printJson(jOut);
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addGraphCommand(CLI::App& task, Context& context) {
+  auto pOptions = std::make_shared<GraphOptions>();
+  CLI::App* pCommand =
+      addCommand(task, "graph", "Show which tasks of an event wait for which.", "  eorva task graph bootup\n");
+  pCommand->add_option("event", pOptions->strEvent, "the event")->required()->type_name("EVENT");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records, with \"waits_for\" and \"needed_by\"");
+  onCommand(pCommand, context, pOptions, &runGraph);
+}

@@ -1,0 +1,48 @@
+/// eorva init
+
+#include <fmt/format.h>
+
+#include "eorvascheduler.h"
+#include "orva_platform.h"
+
+#include "common/failure.h"
+#include "common/installed_paths.h"
+#include "common/session.h"
+#include "context.h"
+#include "output_setting.h"
+
+namespace {
+
+struct InitOptions {
+  std::string strOutputPath;
+};
+
+int runInit(const Context&, const InitOptions& options) {
+  if (ORVAFSMkdirP(Host::STORE_FOLDER, nullptr, 1, 0, 0, 0755) < 0) {
+    throw Host::Failure(fmt::format("cannot create the folder {}", Host::STORE_FOLDER));
+  }
+  if (configInit() < 0) {
+    throw Host::Failure(fmt::format("cannot create the configuration {}", Host::CONFIG_PATH));
+  }
+  if (!options.strOutputPath.empty()) {
+    setOutputPath(options.strOutputPath);
+  }
+  const Host::Session session(Host::Session::Store::CREATE);
+  const Json::Value jConfig = Host::schedulerConfig();
+  fmt::print("store          {}\nconfiguration  {}\noutput         {}\n", Host::DATABASE_PATH, Host::CONFIG_PATH,
+             outputSetting(jConfig));
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addInitCommand(CLI::App& app, Context& context) {
+  auto pOptions = std::make_shared<InitOptions>();
+  CLI::App* pCommand =
+      addCommand(app, "init", "Create the store and the configuration; what is there stays.",
+                 "  eorva init\n"
+                 "  eorva init --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n");
+  pCommand->add_option("--output-path", pOptions->strOutputPath, "where output is kept: a share, or a path inside it")
+      ->type_name("SHARE[/PATH]");
+  onCommand(pCommand, context, pOptions, &runInit);
+}

@@ -1,0 +1,114 @@
+/// eorva, the administrators' command.
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fmt/format.h>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "eorvascheduler.h"
+
+#include "common/failure.h"
+#include "context.h"
+
+namespace {
+
+constexpr char EXAMPLES[] =
+    "Examples:\n"
+    "  eorva init --output-path logs             create the store; keep output on the share \"logs\"\n"
+    "  eorva task add disk-usage --event bootup --owner alice --script disk-usage.sh\n"
+    "  eorva fire bootup                         run the tasks of an event\n"
+    "  eorva runs list                           what ran, and how it ended\n"
+    "\n"
+    "Results: 0 done, 1 failed, 2 wrong usage; fire and run: 3 when some task did not end with 0.\n";
+
+/// That a command is missing says little when another word stands in its place.
+std::string usageText(const CLI::App* pApp, const CLI::Error& error) {
+  const std::vector<std::string> vecRest = pApp->remaining(true);
+  const bool blUnknown = error.get_name() == "RequiredError" && !vecRest.empty();
+  return fmt::format("eorva: {}\nTry 'eorva --help'.\n",
+                     blUnknown ? fmt::format("there is no command \"{}\"", vecRest.front()) : error.what());
+}
+
+void buildCommandLine(CLI::App& app, Context& context) {
+  app.name("eorva");
+  app.footer(EXAMPLES);
+  app.set_version_flag("--version", "eorva " EORVA_VERSION);
+  app.add_flag("--log-stdout", blLogToStdout, "write log lines to standard output instead of the system log");
+  app.add_flag("--debug", blDebugOutput, "log what the library does, step by step");
+  app.add_option("--color", context.strColor, "colour what is shown: auto, always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->type_name("WHEN");
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.failure_message(&usageText);
+  addInitCommand(app, context);
+  addTaskCommands(app, context);
+  addExecuteCommands(app, context);
+  addRunsCommands(app, context);
+  addConfigCommands(app, context);
+}
+
+void requireRoot() {
+  if (getuid() != 0 || geteuid() != 0) {
+    throw Host::Failure(
+        fmt::format("must be run by root: real and effective user must be 0, not {} and {}", getuid(), geteuid()));
+  }
+}
+
+/// What was shown but could not be written must not look like success.
+int flushOutput(int iResult) {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    std::fputs(fmt::format("eorva: cannot write to standard output: {}\n", std::strerror(errno)).c_str(), stderr);
+    return EXIT_FAILED;
+  }
+  return iResult;
+}
+
+int runCommand(const Context& context) {
+  try {
+    requireRoot();
+    return flushOutput(context.fnRun());
+  } catch (const Host::UsageFailure& error) {
+    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
+    return EXIT_USAGE;
+  } catch (const std::exception& error) {
+    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
+    return EXIT_FAILED;
+  }
+}
+
+}  // namespace
+
+bool Context::isColored() const {
+  if (strColor != "auto") {
+    return strColor == "always";
+  }
+  const char* szNoColor = std::getenv("NO_COLOR");
+  return (szNoColor == nullptr || *szNoColor == '\0') && isatty(STDOUT_FILENO) == 1;
+}
+
+CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::string& strDescription,
+                     const std::string& strExamples) {
+  CLI::App* pCommand = parent.add_subcommand(strName, strDescription);
+  pCommand->footer("Examples:\n" + strExamples);
+  return pCommand;
+}
+
+int main(int argc, char** argv) {
+  std::setlocale(LC_ALL, "");
+  Context context;
+  CLI::App app("Runs users' scripts when something happens on this server.");
+  try {
+    buildCommandLine(app, context);
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // Help and version are "errors" without a code.
+    return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+  }
+  return runCommand(context);
+}

@@ -1,0 +1,49 @@
+/// \file present.h
+/// Records in the form in which people, and programs, read them.
+
+#pragma once
+
+#include <json/value.h>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "common/outcome.h"
+#include "table.h"
+
+/// Writes a value as indented JSON to standard output.
+void printJson(const Json::Value& jValue);
+
+/// Writes a line to standard error; for what is no data and no failure.
+void printNote(const std::string& strText);
+
+/// "name" of a task's owner, or the bare number when there is no such user.
+std::string ownerText(const Json::Value& jTask);
+
+/// A time member as local time; a dash when it is absent or 0.
+std::string timeText(const Json::Value& jRec, const char* szKey);
+
+/// Seconds as "4 s", "3 min 12 s", "2 h 05 min".
+std::string durationText(Json::Int64 iSeconds);
+
+/// The colour of an outcome; null for none.
+const char* outcomeColor(Host::Outcome::Kind kind);
+
+/// The tasks that a task waits for, as "a, b"; a dash for none.
+std::string needsText(const Json::Value& jTask);
+
+/// Name of the owner of every task, by the task's name.
+using OwnerNames = std::map<std::string, std::string>;
+OwnerNames ownerNames(const Json::Value& jTasks);
+
+/// A task record for programs: as it is stored, with the names besides.
+Json::Value taskForPrograms(const Json::Value& jTask);
+
+/// A run record for programs: as it is stored, with what can be read from it besides.
+Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners);
+
+/// Run records as a table.
+void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor);
+
+/// Lines of "name: value", the values aligned.
+void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);

@@ -1,0 +1,89 @@
+#include "clean_process.h"
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+
+namespace Host {
+
+namespace {
+
+constexpr int FIRST_DESCRIPTOR = 3;
+
+void require(bool blDone, const char* szWhat) {
+  if (!blDone) {
+    std::perror(szWhat);
+    _exit(1);
+  }
+}
+
+void resetSignals() {
+  // Asked of the kernel itself: the C library refuses for the two signals that it uses between threads, and
+  // these can be inherited as ignored like any other. KILL and STOP refuse, and need no reset.
+  constexpr std::array<unsigned long, 4> DEFAULT{};  // handler, flags, restorer, mask
+  for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
+    syscall(SYS_rt_sigaction, iSignal, DEFAULT.data(), nullptr, sizeof(unsigned long));
+  }
+  sigset_t none;
+  sigemptyset(&none);
+  require(sigprocmask(SIG_SETMASK, &none, nullptr) == 0, "eorva: sigprocmask");
+}
+
+void redirectToNull(int fd, int iMode) {
+  const int fdNull = open("/dev/null", iMode);
+  require(fdNull >= 0, "eorva: /dev/null");
+  if (fdNull != fd) {
+    require(dup2(fdNull, fd) == fd, "eorva: /dev/null");
+    close(fdNull);
+  }
+}
+
+int closeDescriptors(int fdKeep, bool blKeepStdout) {
+  redirectToNull(STDIN_FILENO, O_RDONLY);
+  if (!blKeepStdout || fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+    redirectToNull(STDOUT_FILENO, O_WRONLY);
+  }
+  if (fcntl(STDERR_FILENO, F_GETFD) < 0) {
+    redirectToNull(STDERR_FILENO, O_WRONLY);
+  }
+  if (fdKeep != FIRST_DESCRIPTOR) {
+    require(dup3(fdKeep, FIRST_DESCRIPTOR, O_CLOEXEC) == FIRST_DESCRIPTOR, "eorva: dup3");
+  }
+  require(close_range(FIRST_DESCRIPTOR + 1, ~0U, 0) == 0, "eorva: close_range");
+  return FIRST_DESCRIPTOR;
+}
+
+void setEnvironment(const std::string& strEvent) {
+  constexpr std::array<std::pair<const char*, const char*>, 6> FIXED = {
+      {{"PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"},
+       {"LANG", "C.UTF-8"},
+       {"HOME", "/root"},
+       {"USER", "root"},
+       {"LOGNAME", "root"},
+       {"SHELL", "/bin/sh"}}};
+  require(clearenv() == 0, "eorva: clearenv");
+  for (const auto& [szName, szValue] : FIXED) {
+    require(setenv(szName, szValue, 1) == 0, "eorva: setenv");
+  }
+  require(setenv("EORVA_EVENT", strEvent.c_str(), 1) == 0, "eorva: setenv");
+}
+
+}  // namespace
+
+int becomeCleanProcess(int fdKeep, bool blKeepStdout, const std::string& strEvent) {
+  require(setsid() >= 0, "eorva: setsid");
+  resetSignals();
+  umask(022);
+  require(chdir("/") == 0, "eorva: /");
+  const int fd = closeDescriptors(fdKeep, blKeepStdout);
+  setEnvironment(strEvent);
+  return fd;
+}
+
+}  // namespace Host

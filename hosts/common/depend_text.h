@@ -1,0 +1,18 @@
+/// \file depend_text.h
+/// The list of tasks that a task waits for, as in "[backup][cleanup]".
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Host {
+
+/// Reads the names, as the library does: what stands outside of brackets is skipped, and so is an entry that
+/// is never closed.
+std::vector<std::string> readDependText(const std::string& strDepend);
+
+/// Writes the names.
+std::string writeDependText(const std::vector<std::string>& vecNames);
+
+}  // namespace Host

@@ -1,0 +1,213 @@
+#include "execution.h"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "eorvascheduler.h"
+#include "orva_platform.h"
+
+#include "clean_process.h"
+#include "failure.h"
+#include "installed_paths.h"
+#include "json_read.h"
+#include "output_folder.h"
+
+namespace Host {
+
+namespace {
+
+/// The event that a child writes last when it could not write or prepare its script.
+constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
+
+/// Free bytes that the library asks of a volume for temporary output.
+constexpr unsigned long long CB_TEMPORARY_OUTPUT = 0x500000;
+
+/// The folder of a run is named by its task and its second: a second start within it would overwrite the first.
+void waitForUnusedSecond(Session& session, const ExecutionRequest& request) {
+  constexpr int MAX_SECONDS = 5;
+  for (int i = 0; i < MAX_SECONDS; ++i) {
+    bool blUsed = false;
+    for (const Json::Value& jRun : listRuns(session, fmt::format("start_time = {}", std::time(nullptr)))) {
+      blUsed = blUsed || textOf(jRun, request.blByEvent ? "trigger_event" : "task_name") == request.strName;
+    }
+    if (!blUsed) {
+      return;
+    }
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const timespec pause{0, 1000000000L - now.tv_nsec};
+    nanosleep(&pause, nullptr);
+  }
+}
+
+int runRequest(Session& session, const ExecutionRequest& request) {
+  if (request.blByEvent) {
+    Json::Value jIn(Json::objectValue);
+    jIn["event"] = request.strName;
+    return runByEvent(session.tasks(), session.runs(), jIn, session.db());
+  }
+  Json::Value jTask = requireTask(session, request.strName);
+  return runTaskOne(jTask, session.tasks(), session.runs(), session.db());
+}
+
+/// What the process of an execution does, from its first to its last step.
+[[noreturn]] void executeAndExit(const ExecutionRequest& request, int fdFile) {
+  const pid_t pidSelf = getpid();
+  int iResult = -1;
+  try {
+    reportChildrenTo(becomeCleanProcess(fdFile, blLogToStdout, request.blByEvent ? request.strName : "on_demand"));
+    // A child that cannot write its script would go on as a second runner; it ends with its last message instead.
+    ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
+    Session session;
+    waitForUnusedSecond(session, request);
+    iResult = runRequest(session, request);
+    if (getpid() != pidSelf) {
+      _exit(0);
+    }
+  } catch (const std::exception& error) {
+    if (getpid() != pidSelf) {
+      _exit(0);
+    }
+    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
+  }
+  std::fflush(nullptr);
+  _exit(iResult < 0 ? 1 : 0);
+}
+
+pid_t forkExecution(const ExecutionRequest& request, int fdFile) {
+  std::fflush(nullptr);
+  // Who started this program may have left it ignored; then nobody would learn how the execution ended.
+  std::signal(SIGCHLD, SIG_DFL);
+  const pid_t pid = fork();
+  if (pid < 0) {
+    throw Failure(fmt::format("cannot start a process: {}", std::strerror(errno)));
+  }
+  if (pid == 0) {
+    executeAndExit(request, fdFile);
+  }
+  return pid;
+}
+
+/// The C library's own function cannot be linked from C++ in this version.
+int openProcess(pid_t pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
+
+std::vector<GraphTask> planTasks(const TaskGraph& graph, const ExecutionRequest& request) {
+  std::vector<GraphTask> vecTasks;
+  if (request.blByEvent) {
+    for (const GraphTask* pTask : graph.planOf(request.strName)) {
+      vecTasks.push_back(*pTask);
+    }
+  } else if (const GraphTask* pTask = graph.find(request.strName)) {
+    vecTasks.push_back(*pTask);
+  } else {
+    throw Failure(fmt::format("there is no task \"{}\"", request.strName));
+  }
+  return vecTasks;
+}
+
+/// The library itself would go round in circles without end.
+void checkGraph(const TaskGraph& graph, const ExecutionRequest& request, const std::vector<GraphTask>& vecTasks) {
+  std::vector<std::string> vecNames;
+  std::string strReasons;
+  for (const GraphTask& task : vecTasks) {
+    vecNames.push_back(task.strName);
+    for (const std::string& strWhy : graph.whyConfused(task.strName)) {
+      strReasons += fmt::format("\n  the name \"{}\" {}", task.strName, strWhy);
+    }
+  }
+  for (const std::string& strWhy : graph.whyEndless(vecNames)) {
+    strReasons += "\n  " + strWhy;
+  }
+  if (!strReasons.empty()) {
+    throw Failure(fmt::format("the event \"{}\" is not fired, for its tasks cannot be run safely:{}", request.strName,
+                              strReasons));
+  }
+}
+
+/// Without an output folder all runs of an execution share one script file, so that any owner's script can
+/// end up being run with the rights of another one.
+void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::string>& vecWarnings) {
+  std::set<Json::Int64> setOwners;
+  for (const GraphTask& task : vecTasks) {
+    setOwners.insert(task.iOwner);
+  }
+  if (setOwners.size() < 2) {
+    return;
+  }
+  if (!memberOf(schedulerConfig(), "enable_output").isBool()) {
+    throw Failure(
+        "no output folder is set, and without one a script of one owner can be run with the rights of another: "
+        "set one with 'eorva config set --output-path SHARE'");
+  }
+  vecWarnings.emplace_back("output is switched off, so a script of one owner can be run with the rights of another");
+}
+
+}  // namespace
+
+ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request) {
+  ExecutionPlan plan;
+  const TaskGraph graph(listTasks(session));
+  plan.vecTasks = planTasks(graph, request);
+  if (request.blByEvent) {
+    checkGraph(graph, request, plan.vecTasks);
+  }
+  if (const std::optional<OutputFolder> folder = OutputFolder::configured()) {
+    for (const GraphTask& task : plan.vecTasks) {
+      // The library does not launch a task without an owner.
+      if (task.iOwner >= 0) {
+        folder->prepare(task.strName, static_cast<uid_t>(task.iOwner));
+      }
+    }
+  } else {
+    checkSharedScript(plan.vecTasks, plan.vecWarnings);
+  }
+  for (const Json::Value& jRun : listRuns(session, "1", 1)) {
+    plan.iLastResult = intOf(jRun, "result_id");
+  }
+  return plan;
+}
+
+Execution::Execution(ExecutionRequest request)
+    : m_pid(forkExecution(request, m_file.fd())), m_fdProcess(openProcess(m_pid)) {}
+
+std::optional<int> Execution::waitEnd(int iMilliseconds) {
+  pollfd entry{m_fdProcess.get(), POLLIN, 0};
+  poll(&entry, 1, iMilliseconds);
+  int iStatus = 0;
+  const pid_t pidEnded = waitpid(m_pid, &iStatus, WNOHANG);
+  if (pidEnded < 0) {
+    throw Failure(fmt::format("lost sight of the execution in process {}: {}", m_pid, std::strerror(errno)));
+  }
+  if (pidEnded == 0) {
+    return std::nullopt;
+  }
+  m_file.remove();
+  return iStatus;
+}
+
+void removeTemporaryFiles(pid_t pidExecution, const std::set<pid_t>& setChildren) {
+  unlink(fmt::format("{}{}", SCRIPT_PREFIX, pidExecution).c_str());
+  std::array<char, PATH_MAX> szVolume{};
+  std::array<char, PATH_MAX> szFolder{};
+  if (VolumeAvailGet(CB_TEMPORARY_OUTPUT, 0, szVolume.data(), static_cast<int>(szVolume.size()), 0) <= 0 ||
+      ORVAShareTmpPathGet(szVolume.data(), szFolder.data(), static_cast<int>(szFolder.size())) < 0) {
+    return;
+  }
+  for (const pid_t pid : setChildren) {
+    unlink(fmt::format("{}{}{}", szFolder.data(), OUTPUT_SUFFIX, pid).c_str());
+  }
+}
+
+}  // namespace Host

@@ -1,0 +1,25 @@
+/// \file installed_paths.h
+/// The fixed paths that hosts share with the library.
+
+#pragma once
+
+namespace Host {
+
+/// Folder of the database and the configuration.
+inline constexpr char STORE_FOLDER[] = "/usr/orva/etc/eorvascheduler";
+inline constexpr char DATABASE_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler.db";
+inline constexpr char CONFIG_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler-conf.json";
+
+/// What a run leaves behind is named by these and a process id.
+inline constexpr char EXIT_CODE_PREFIX[] = "/tmp/eorvascheduler_exit_code.";
+inline constexpr char SCRIPT_PREFIX[] = "/tmp/eorvascheduler.script.";
+inline constexpr char OUTPUT_SUFFIX[] = "/eorvascheduler.output.";
+
+/// One file for every execution under way, gone after a reboot.
+inline constexpr char EXECUTIONS_PARENT[] = "/run/eorva";
+inline constexpr char EXECUTIONS_FOLDER[] = "/run/eorva/executions";
+
+/// The type of the scheduler's section of the configuration.
+inline constexpr char CONFIG_TYPE[] = "eorvascheduler";
+
+}  // namespace Host

@@ -1,0 +1,28 @@
+/// \file outcome.h
+/// What a run record says about how its run ended.
+
+#pragma once
+
+#include <json/value.h>
+#include <string>
+
+namespace Host {
+
+/// The exit type of a run whose process was gone before anybody could ask how it ended.
+inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
+
+struct Outcome {
+  enum class Kind { RUNNING, OK, FAILED };
+
+  Kind kind = Kind::RUNNING;
+  std::string strText;         ///< for a table: "exit 3 or signal 3 (SIGQUIT)"
+  std::string strExplanation;  ///< for one run: a sentence
+};
+
+/// Explains a run record.
+Outcome outcomeOf(const Json::Value& jRun);
+
+/// The word for it in machine-readable output: "running", "ok" or "failed".
+const char* outcomeWord(Outcome::Kind kind);
+
+}  // namespace Host

@@ -1,0 +1,174 @@
+#include "output_folder.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <memory>
+#include <sys/stat.h>
+
+#include "orva_platform.h"
+
+#include "failure.h"
+#include "json_read.h"
+#include "session.h"
+
+namespace Host {
+
+namespace {
+
+constexpr int OPEN_FOLDER = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+[[noreturn]] void failErrno(const char* szDo, const std::string& strPath) {
+  const int iError = errno;
+  // What O_NOFOLLOW says about a link depends on the other flags; neither text would help.
+  if (iError == ELOOP || iError == ENOTDIR) {
+    throw Failure(fmt::format("cannot {} {}: it is no folder, or a link", szDo, strPath));
+  }
+  throw Failure(fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(iError)));
+}
+
+struct stat statusOf(const UniqueFd& fd, const std::string& strPath) {
+  struct stat status{};
+  if (fstat(fd.get(), &status) < 0) {
+    failErrno("examine", strPath);
+  }
+  return status;
+}
+
+/// Who can change a folder can swap what is in it, after it has been looked at.
+void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
+  const struct stat status = statusOf(fd, strPath);
+  if (status.st_uid != 0) {
+    throw Failure(
+        fmt::format("the output folder {} belongs to user {}, not to root: its owner could swap what root "
+                    "runs from there",
+                    strPath, status.st_uid));
+  }
+  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (status.st_mode & S_ISVTX) == 0) {
+    throw Failure(
+        fmt::format("the output folder {} may be changed by others (mode {:04o}): they could swap what root "
+                    "runs from there",
+                    strPath, status.st_mode & 07777));
+  }
+}
+
+UniqueFd openFolderAt(const UniqueFd& parent, const std::string& strName, const std::string& strPath) {
+  UniqueFd fd(openat(parent.get(), strName.c_str(), OPEN_FOLDER));
+  if (!fd.isOpen()) {
+    failErrno("open", strPath);
+  }
+  return fd;
+}
+
+void makeFolderAt(const UniqueFd& parent, const std::string& strName, const std::string& strPath, mode_t mode) {
+  if (mkdirat(parent.get(), strName.c_str(), mode) < 0 && errno != EEXIST) {
+    failErrno("create", strPath);
+  }
+}
+
+/// Records that were not made here may hold names that are more than one step of a path.
+void checkOneStep(const std::string& strTask) {
+  if (strTask.empty() || strTask == "." || strTask == ".." || strTask.find('/') != std::string::npos) {
+    throw Failure(fmt::format("the task \"{}\" can have no output folder: its name is no name of a folder", strTask));
+  }
+}
+
+gid_t groupOf(uid_t owner) {
+  PORVAUSER pUser = nullptr;
+  ORVAUserGetByUID(owner, &pUser);
+  const std::unique_ptr<ORVAUSER, decltype(&ORVAUserFree)> guard(pUser, &ORVAUserFree);
+  return pUser != nullptr ? pUser->pw_gid : static_cast<gid_t>(-1);
+}
+
+}  // namespace
+
+std::optional<OutputFolder> OutputFolder::configured() {
+  const Json::Value jConfig = schedulerConfig();
+  if (!jConfig.isMember("output_path") || !boolOf(jConfig, "enable_output", true)) {
+    return std::nullopt;
+  }
+  const std::string strOutput = textOf(jConfig, "output_path");
+  const std::string strShare = strOutput.substr(0, strOutput.find('/'));
+  std::array<char, PATH_MAX> szPath{};
+  if (strShare.empty() || ORVASharePathGet(strShare.c_str(), szPath.data(), static_cast<int>(szPath.size())) < 0) {
+    throw Failure(
+        fmt::format("the output folder \"{}\" cannot be used: there is no share \"{}\"", strOutput, strShare));
+  }
+  OutputFolder folder;
+  folder.m_strSharePath = szPath.data();
+  folder.m_strInside = strOutput.size() > strShare.size() ? strOutput.substr(strShare.size() + 1) : std::string();
+  folder.m_strPath = folder.m_strSharePath + (folder.m_strInside.empty() ? "" : "/" + folder.m_strInside);
+  return folder;
+}
+
+/// Goes from the share's folder inwards. The path of the share itself is the administrator's and may hold links.
+UniqueFd OutputFolder::openBase(bool blCreate) const {
+  UniqueFd fd(open(m_strSharePath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!fd.isOpen()) {
+    failErrno("open", m_strSharePath);
+  }
+  std::string strPath = m_strSharePath;
+  checkGuarded(fd, strPath);
+  for (std::size_t iStart = 0; iStart < m_strInside.size();) {
+    const std::size_t iEnd = std::min(m_strInside.find('/', iStart), m_strInside.size());
+    const std::string strName = m_strInside.substr(iStart, iEnd - iStart);
+    iStart = iEnd + 1;
+    if (strName.empty()) {
+      continue;
+    }
+    strPath += "/" + strName;
+    if (blCreate) {
+      makeFolderAt(fd, strName, strPath, 0711);
+    }
+    fd = openFolderAt(fd, strName, strPath);
+    checkGuarded(fd, strPath);
+  }
+  return fd;
+}
+
+void OutputFolder::prepare(const std::string& strTask, uid_t owner) const {
+  checkOneStep(strTask);
+  const UniqueFd base = openBase(true);
+  const std::string strPath = m_strPath + "/" + strTask;
+  makeFolderAt(base, strTask, strPath, 0700);
+  const UniqueFd fd = openFolderAt(base, strTask, strPath);
+  const struct stat status = statusOf(fd, strPath);
+  // Root's own closed folder is one that was just created; nobody else can have put anything into it.
+  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0;
+  if (status.st_uid != owner && !blFresh) {
+    throw Failure(fmt::format("the output folder {} belongs to user {}, but the task's owner is user {}: move it away",
+                              strPath, status.st_uid, owner));
+  }
+  if (blFresh && fchown(fd.get(), owner, groupOf(owner)) < 0) {
+    failErrno("hand over", strPath);
+  }
+  if (fchmod(fd.get(), 0700) < 0) {
+    failErrno("close to others", strPath);
+  }
+}
+
+UniqueFd OutputFolder::openRunFile(const std::string& strTask, long lStartTime, const char* szFile) const {
+  checkOneStep(strTask);
+  std::string strPath = m_strPath + "/" + strTask;
+  UniqueFd fd = openFolderAt(openBase(false), strTask, strPath);
+  const std::string strStart = std::to_string(lStartTime);
+  strPath += "/" + strStart;
+  fd = openFolderAt(fd, strStart, strPath);
+  strPath += std::string("/") + szFile;
+  UniqueFd file(openat(fd.get(), szFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file.isOpen()) {
+    failErrno("open", strPath);
+  }
+  const struct stat status = statusOf(file, strPath);
+  // The task's owner can put anything there, a second name of somebody else's file too.
+  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
+    throw Failure(fmt::format("{} is not shown: it is no plain file", strPath));
+  }
+  return file;
+}
+
+}  // namespace Host

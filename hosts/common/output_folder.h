@@ -1,0 +1,46 @@
+/// \file output_folder.h
+/// Where the output and the script of each run are kept.
+///
+/// The library creates the folder of a run open to everybody and trusts every path to it. So before an
+/// execution the folder of each task is made its owner's alone, and nothing on the way to it may be a link or
+/// be changed by others.
+
+#pragma once
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+#include "unique_fd.h"
+
+namespace Host {
+
+class OutputFolder {
+public:
+  /// Gives the configured place; nothing when no output is kept.
+  /// \throw Failure when the configuration cannot be used.
+  static std::optional<OutputFolder> configured();
+
+  /// Makes the folder of a task ready for the runs of its owner.
+  /// \throw Failure when something on the way is not what it should be; then no task may be run.
+  void prepare(const std::string& strTask, uid_t owner) const;
+
+  /// Opens what a run left.
+  /// \param szFile  "output.log" or "script.log".
+  /// \throw Failure when there is no such file, or when it is no plain file.
+  UniqueFd openRunFile(const std::string& strTask, long lStartTime, const char* szFile) const;
+
+  /// The path of the folder, for messages.
+  const std::string& path() const { return m_strPath; }
+
+private:
+  OutputFolder() = default;
+
+  UniqueFd openBase(bool blCreate) const;
+
+  std::string m_strSharePath;  ///< folder of the share
+  std::string m_strInside;     ///< path inside the share, may be empty
+  std::string m_strPath;       ///< both together
+};
+
+}  // namespace Host

@@ -1,0 +1,169 @@
+#include "reconcile.h"
+
+#include <algorithm>
+#include <ctime>
+#include <fmt/format.h>
+#include <fstream>
+#include <map>
+#include <unistd.h>
+#include <utility>
+
+#include "execution_file.h"
+#include "failure.h"
+#include "installed_paths.h"
+#include "json_read.h"
+#include "outcome.h"
+
+namespace Host {
+
+namespace {
+
+/// The process of a run is a fork of a process that has the library loaded, and stays one until the run has
+/// ended. A process id that was given to something else meanwhile, after a reboot too, is told apart by that;
+/// clocks play no part in it.
+bool hasLibraryLoaded(pid_t pid) {
+  std::ifstream maps(fmt::format("/proc/{}/maps", pid));
+  for (std::string strLine; std::getline(maps, strLine);) {
+    if (strLine.find("/libeorvascheduler.so.") != std::string::npos) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// A process that has ended and waits for its parent shows nothing of what it was; its parent is about to
+/// close the run.
+bool waitsForParent(pid_t pid) {
+  std::ifstream stat(fmt::format("/proc/{}/stat", pid));
+  std::string strStat;
+  std::getline(stat, strStat);
+  const std::size_t iName = strStat.rfind(") ");
+  return iName != std::string::npos && strStat.compare(iName + 2, 1, "Z") == 0;
+}
+
+pid_t pidOf(const Json::Value& jRun) {
+  return static_cast<pid_t>(intOf(jRun, "pid"));
+}
+
+Json::Value idFilter(const char* szKey, const Json::Value& jId) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter[szKey] = jId;
+  return jFilter;
+}
+
+/// Gives the runs that are open although their process is gone. Of several runs with one process id only the
+/// newest can be that process.
+std::vector<Json::Value> staleRuns(Session& session) {
+  std::vector<Json::Value> vecStale;
+  std::map<pid_t, Json::Value> mapNewest;
+  for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
+    const auto [it, blNew] = mapNewest.emplace(pidOf(jRun), jRun);
+    if (!blNew) {
+      vecStale.push_back(std::exchange(it->second, jRun));
+    }
+  }
+  for (const auto& [pid, jRun] : mapNewest) {
+    if (!isRunAlive(pid)) {
+      vecStale.push_back(jRun);
+    }
+  }
+  return vecStale;
+}
+
+/// Closes one run, unless somebody else has closed it meanwhile.
+bool closeInterrupted(Session& session, Json::Value& jRun) {
+  const Json::Value jFilter = idFilter("result_id", jRun["result_id"]);
+  WriteLock lock(session);
+  Json::Value jNow;
+  if (session.runs()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject() || jNow.isMember("stop_time")) {
+    return false;
+  }
+  Json::Value jUpdate(Json::objectValue);
+  jUpdate["stop_time"] = static_cast<Json::Int64>(std::time(nullptr));
+  jUpdate["exit_info"]["exit_type"] = EXIT_INTERRUPTED;
+  if (session.runs()->recUpdateByFilter(jFilter, jUpdate) < 0 ||
+      ORVA_JSON_DB::jsonCopyMember(jNow, jUpdate, true) < 0) {
+    throw Failure(fmt::format("cannot close run {} in the store", intOf(jRun, "result_id")));
+  }
+  Json::Value jTask;
+  const Json::Value jTaskFilter = idFilter("task_name", jRun["task_name"]);
+  // The task tells about its newest run; an older one that is found late changes nothing there.
+  if (session.tasks()->recGetOne(jTaskFilter, jTask) == 0 && jTask.isObject() &&
+      intOf(jTask, "last_start_time", -1) == intOf(jNow, "start_time") && intOf(jTask, "last_stop_time") == 0) {
+    Json::Value jLast(Json::objectValue);
+    jLast["last_stop_time"] = jNow["stop_time"];
+    jLast["last_exit_info"] = jNow["exit_info"];
+    session.tasks()->recUpdateByFilter(jTaskFilter, jLast);
+  }
+  lock.commit();
+  unlink(fmt::format("{}{}", EXIT_CODE_PREFIX, pidOf(jNow)).c_str());
+  jRun = std::move(jNow);
+  return true;
+}
+
+/// The part of a running list that is still true.
+Json::Value liveRunning(const Json::Value& jTask) {
+  Json::Value jRunning(Json::arrayValue);
+  for (const pid_t pid : livePidsOf(jTask)) {
+    jRunning.append(pid);
+  }
+  return jRunning;
+}
+
+void pruneRunning(Session& session, const Json::Value& jTask) {
+  const Json::Value& jStored = memberOf(memberOf(jTask, "status"), "running");
+  if (!jStored.isArray() || jStored == liveRunning(jTask)) {
+    return;
+  }
+  const Json::Value jFilter = idFilter("task_name", jTask["task_name"]);
+  WriteLock lock(session);
+  Json::Value jNow;
+  if (session.tasks()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject()) {
+    return;
+  }
+  Json::Value jUpdate(Json::objectValue);
+  jUpdate["status"]["running"] = liveRunning(jNow);
+  if (session.tasks()->recUpdateByFilter(jFilter, jUpdate) < 0) {
+    throw Failure(fmt::format("cannot change the task \"{}\" in the store", textOf(jNow, "task_name")));
+  }
+  lock.commit();
+}
+
+}  // namespace
+
+bool isRunAlive(pid_t pid) {
+  if (pid <= 0) {
+    return false;
+  }
+  if (KLIBCProcAlive(pid) == 1 && (hasLibraryLoaded(pid) || waitsForParent(pid))) {
+    return true;
+  }
+  // Asked only after the process was seen to be gone: it reported before it did anything else.
+  return childrenOfLiveExecutions().count(pid) > 0;
+}
+
+std::vector<pid_t> livePidsOf(const Json::Value& jTask) {
+  std::vector<pid_t> vecPids;
+  const Json::Value& jRunning = memberOf(memberOf(jTask, "status"), "running");
+  for (const Json::Value& jPid : jRunning.isArray() ? jRunning : Json::Value(Json::arrayValue)) {
+    if (jPid.isInt() && isRunAlive(jPid.asInt())) {
+      vecPids.push_back(jPid.asInt());
+    }
+  }
+  return vecPids;
+}
+
+std::vector<Json::Value> reconcile(Session& session) {
+  std::vector<Json::Value> vecClosed;
+  for (Json::Value& jRun : staleRuns(session)) {
+    if (closeInterrupted(session, jRun)) {
+      vecClosed.push_back(jRun);
+    }
+  }
+  for (const Json::Value& jTask : listTasks(session)) {
+    pruneRunning(session, jTask);
+  }
+  return vecClosed;
+}
+
+}  // namespace Host

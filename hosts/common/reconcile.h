@@ -1,0 +1,26 @@
+/// \file reconcile.h
+/// Brings the records in line with the processes that are really there.
+
+#pragma once
+
+#include <json/value.h>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "session.h"
+
+namespace Host {
+
+/// Tells whether the process of a run is still there, or its execution still has to close the run.
+bool isRunAlive(pid_t pid);
+
+/// The processes of a task's runs that are still there.
+std::vector<pid_t> livePidsOf(const Json::Value& jTask);
+
+/// Closes every run whose process is gone, as interrupted, and takes the processes that are gone off the
+/// running lists, so that they no longer keep a task from starting.
+/// \return the records of the runs that were closed, as they are now.
+std::vector<Json::Value> reconcile(Session& session);
+
+}  // namespace Host

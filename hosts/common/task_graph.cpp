@@ -1,0 +1,186 @@
+#include "task_graph.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <set>
+#include <sqlite3.h>
+
+#include "depend_text.h"
+#include "json_read.h"
+
+namespace Host {
+
+namespace {
+
+/// Store queries that one walk may cost. A graph of a few hundred tasks in layers stays far below it.
+constexpr unsigned MAX_QUERIES = 10000;
+
+bool matches(const std::string& strPattern, const std::string& strText) {
+  return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
+}
+
+}  // namespace
+
+/// The cost of a walk from every task met so far; a task whose walk is still being added up stands at 0.
+struct TaskGraph::Walk {
+  std::map<std::string, unsigned> mapCost;
+  std::vector<std::string> vecPath;
+  std::vector<std::string> vecProblems;
+};
+
+TaskGraph::TaskGraph(const Json::Value& jTasks) {
+  for (const Json::Value& jTask : jTasks) {
+    GraphTask task;
+    task.strName = textOf(jTask, "task_name");
+    task.strEvent = textOf(jTask, "event");
+    task.blEnabled = boolOf(jTask, "enable", true);
+    task.iOwner = intOf(jTask, "owner", -1);
+    task.strDepend = textOf(jTask, "depend_on_task");
+    task.vecNeeds = readDependText(task.strDepend);
+    task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
+    m_mapTasks.emplace(task.strName, std::move(task));
+  }
+}
+
+const GraphTask* TaskGraph::find(const std::string& strName) const {
+  const auto it = m_mapTasks.find(strName);
+  return it == m_mapTasks.end() ? nullptr : &it->second;
+}
+
+std::vector<const GraphTask*> TaskGraph::tasksOf(const std::string& strEvent) const {
+  std::vector<const GraphTask*> vecTasks;
+  for (const auto& [strName, task] : m_mapTasks) {
+    if (task.strEvent == strEvent) {
+      vecTasks.push_back(&task);
+    }
+  }
+  return vecTasks;
+}
+
+std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName) const {
+  std::vector<const GraphTask*> vecTasks;
+  for (const auto& [strOther, task] : m_mapTasks) {
+    if (std::find(task.vecNeeds.begin(), task.vecNeeds.end(), strName) != task.vecNeeds.end()) {
+      vecTasks.push_back(&task);
+    }
+  }
+  return vecTasks;
+}
+
+std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) const {
+  std::vector<const GraphTask*> vecPlan;
+  std::set<std::string> setPlanned;
+  for (const GraphTask* pTask : tasksOf(strEvent)) {
+    if (pTask->blRoot && pTask->blEnabled) {
+      vecPlan.push_back(pTask);
+      setPlanned.insert(pTask->strName);
+    }
+  }
+  // A dependant need not be bound to the same event to be started.
+  for (std::size_t i = 0; i < vecPlan.size(); ++i) {
+    for (const GraphTask* pTask : dependantsOf(vecPlan[i]->strName)) {
+      const bool blReady = std::all_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(),
+                                       [&](const std::string& strNeed) { return setPlanned.count(strNeed) > 0; });
+      if (blReady && pTask->blEnabled && setPlanned.insert(pTask->strName).second) {
+        vecPlan.push_back(pTask);
+      }
+    }
+  }
+  return vecPlan;
+}
+
+std::vector<std::string> TaskGraph::matchesOf(const std::string& strName) const {
+  std::vector<std::string> vecNames;
+  const std::string strPattern = "%[" + strName + "]%";
+  for (const auto& [strOther, task] : m_mapTasks) {
+    if (!task.strDepend.empty() && matches(strPattern, task.strDepend)) {
+      vecNames.push_back(strOther);
+    }
+  }
+  return vecNames;
+}
+
+void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
+  walk.mapCost[strName] = 0;
+  walk.vecPath.push_back(strName);
+  unsigned cQueries = 1;
+  for (const std::string& strNext : matchesOf(strName)) {
+    const auto it = walk.mapCost.find(strNext);
+    if (it == walk.mapCost.end()) {
+      walkDown(strNext, walk);
+    } else if (it->second == 0) {
+      const auto itStart = std::find(walk.vecPath.begin(), walk.vecPath.end(), strNext);
+      walk.vecProblems.push_back(fmt::format("the tasks wait for each other in a circle: {} -> {}",
+                                             fmt::join(itStart, walk.vecPath.end(), " -> "), strNext));
+    }
+    cQueries = std::min(cQueries + walk.mapCost[strNext], MAX_QUERIES + 1);
+  }
+  walk.vecPath.pop_back();
+  walk.mapCost[strName] = cQueries;
+  if (cQueries > MAX_QUERIES) {
+    walk.vecProblems.push_back(
+        fmt::format("there are too many ways through the tasks that wait for \"{}\": a walk would ask the store more "
+                    "than {} times",
+                    strName, MAX_QUERIES));
+  }
+}
+
+void TaskGraph::walkUp(const std::string& strName, Walk& walk) const {
+  // Circles are found on the way down, which meets every edge that this way meets.
+  walk.mapCost[strName] = 1;
+  unsigned cQueries = 1;
+  const GraphTask* pTask = find(strName);
+  for (const std::string& strNeed : pTask != nullptr ? pTask->vecNeeds : std::vector<std::string>()) {
+    if (walk.mapCost.count(strNeed) == 0) {
+      walkUp(strNeed, walk);
+    }
+    cQueries = std::min(cQueries + walk.mapCost[strNeed], MAX_QUERIES + 1);
+  }
+  walk.mapCost[strName] = cQueries;
+  if (cQueries > MAX_QUERIES) {
+    walk.vecProblems.push_back(
+        fmt::format("there are too many ways through the tasks that \"{}\" waits for: a walk would ask the store more "
+                    "than {} times",
+                    strName, MAX_QUERIES));
+  }
+}
+
+std::vector<std::string> TaskGraph::whyEndless(const std::vector<std::string>& vecNames) const {
+  Walk down;
+  Walk up;
+  for (const std::string& strName : vecNames) {
+    if (down.mapCost.count(strName) == 0) {
+      walkDown(strName, down);
+    }
+    if (up.mapCost.count(strName) == 0) {
+      walkUp(strName, up);
+    }
+  }
+  std::vector<std::string> vecProblems = std::move(down.vecProblems);
+  vecProblems.insert(vecProblems.end(), up.vecProblems.begin(), up.vecProblems.end());
+  // One cause is enough: of a heavy graph every task further up would be reported too.
+  const std::size_t cShown = 3;
+  vecProblems.resize(std::min(vecProblems.size(), cShown));
+  return vecProblems;
+}
+
+std::vector<std::string> TaskGraph::whyConfused(const std::string& strName) const {
+  std::vector<std::string> vecReasons;
+  for (const auto& [strOther, task] : m_mapTasks) {
+    if (strOther == strName) {
+      continue;
+    }
+    if (matches(strName, strOther) && matches(strOther, strName)) {
+      vecReasons.push_back(fmt::format("differs from the task \"{}\" only in what is not told apart", strOther));
+    } else if (matches(strName, strOther)) {
+      vecReasons.push_back(fmt::format("also stands for the task \"{}\": \"_\" matches any character", strOther));
+    } else if (matches(strOther, strName)) {
+      vecReasons.push_back(
+          fmt::format("is also what the task \"{}\" stands for: \"_\" matches any character", strOther));
+    }
+  }
+  return vecReasons;
+}
+
+}  // namespace Host

@@ -1,0 +1,62 @@
+/// \file task_graph.h
+/// Which task waits for which, as the library will see it.
+///
+/// The library finds the tasks that wait for NAME with the pattern '%[NAME]%', in which "_" stands for any
+/// character and ASCII letters match without regard to case, and it walks on from every task as often as it
+/// is met. So a graph that looks harmless can keep an execution, or a change of name, busy for ever.
+
+#pragma once
+
+#include <json/value.h>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Host {
+
+struct GraphTask {
+  std::string strName;
+  std::string strEvent;
+  bool blEnabled = true;
+  Json::Int64 iOwner = -1;
+  std::vector<std::string> vecNeeds;  ///< as its record lists them
+  std::string strDepend;              ///< the list as it is stored
+  bool blRoot = false;                ///< the list is the empty text
+};
+
+class TaskGraph {
+public:
+  /// \param jTasks  array of stored task records.
+  explicit TaskGraph(const Json::Value& jTasks);
+
+  /// Gives a task; null when there is none.
+  const GraphTask* find(const std::string& strName) const;
+
+  /// The tasks of an event, by name.
+  std::vector<const GraphTask*> tasksOf(const std::string& strEvent) const;
+
+  /// The tasks that list NAME exactly, by name.
+  std::vector<const GraphTask*> dependantsOf(const std::string& strName) const;
+
+  /// What an event starts: the enabled roots, then what waits for them, each after all that it waits for.
+  std::vector<const GraphTask*> planOf(const std::string& strEvent) const;
+
+  /// Says why a walk from one of these tasks, in either direction, would not end in reasonable time.
+  /// \return one sentence a problem; empty when all is well.
+  std::vector<std::string> whyEndless(const std::vector<std::string>& vecNames) const;
+
+  /// Says which other task the library could take for this one.
+  /// \return one sentence a task.
+  std::vector<std::string> whyConfused(const std::string& strName) const;
+
+private:
+  struct Walk;
+
+  std::vector<std::string> matchesOf(const std::string& strName) const;
+  void walkDown(const std::string& strName, Walk& walk) const;
+  void walkUp(const std::string& strName, Walk& walk) const;
+
+  std::map<std::string, GraphTask> m_mapTasks;
+};
+
+}  // namespace Host

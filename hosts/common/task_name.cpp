@@ -1,0 +1,136 @@
+#include "task_name.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <fmt/format.h>
+#include <optional>
+
+namespace Host {
+
+namespace {
+
+constexpr std::size_t MAX_NAME = 64;
+constexpr std::size_t MAX_EVENT = 255;
+
+/// Takes one code point off the front; nothing when the bytes are no UTF-8 (overlong forms and surrogates are none).
+std::optional<char32_t> takeCodePoint(std::string_view& strText) {
+  const auto first = static_cast<unsigned char>(strText.front());
+  const std::size_t cb = first < 0x80   ? 1
+                         : first < 0xC2 ? 0
+                         : first < 0xE0 ? 2
+                         : first < 0xF0 ? 3
+                         : first < 0xF5 ? 4
+                                        : 0;
+  if (cb == 0 || strText.size() < cb) {
+    return std::nullopt;
+  }
+  char32_t code = cb == 1 ? first : static_cast<char32_t>(first & (0x7F >> cb));
+  for (std::size_t i = 1; i < cb; ++i) {
+    const auto next = static_cast<unsigned char>(strText[i]);
+    if ((next & 0xC0) != 0x80) {
+      return std::nullopt;
+    }
+    code = (code << 6) | (next & 0x3F);
+  }
+  const bool blOverlong = (cb == 3 && code < 0x800) || (cb == 4 && code < 0x10000);
+  if (blOverlong || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
+    return std::nullopt;
+  }
+  strText.remove_prefix(cb);
+  return code;
+}
+
+bool isAsciiAlnum(char32_t code) {
+  return (code >= '0' && code <= '9') || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
+}
+
+/// Letters beyond ASCII, without asking the locale; the ranges hold every script in use and leave out
+/// punctuation, spaces, controls, private use and characters that are not seen.
+bool isWideLetter(char32_t code) {
+  // Characters within those ranges that are blank or only steer the display.
+  constexpr std::array<char32_t, 12> UNSEEN = {0x61C,  0x115F, 0x1160, 0x1680, 0x17B4, 0x17B5,
+                                               0x180B, 0x180C, 0x180D, 0x180E, 0x180F, 0x3164};
+  if (std::find(UNSEEN.begin(), UNSEEN.end(), code) != UNSEEN.end()) {
+    return false;
+  }
+  return (code >= 0xC0 && code <= 0x2AF && code != 0xD7 && code != 0xF7) || (code >= 0x370 && code <= 0x1FFF) ||
+         (code >= 0x2C00 && code <= 0x2DFF) || (code >= 0x3041 && code <= 0xD7FF) ||
+         (code >= 0xF900 && code <= 0xFAFF) || (code >= 0x20000 && code <= 0x3FFFF);
+}
+
+std::string quoteCodePoint(char32_t code) {
+  return code > 0x20 && code < 0x7F ? fmt::format("'{}'", static_cast<char>(code))
+                                    : fmt::format("the character U+{:04X}", static_cast<unsigned>(code));
+}
+
+std::string whyNotName(std::string_view strName) {
+  if (strName.empty()) {
+    return "is empty";
+  }
+  if (strName.size() > MAX_NAME) {
+    return fmt::format("is {} bytes long; {} are allowed", strName.size(), MAX_NAME);
+  }
+  if (strName.back() == ' ') {
+    return "ends with a space";
+  }
+  bool blFirst = true;
+  for (std::string_view strRest = strName; !strRest.empty(); blFirst = false) {
+    const std::optional<char32_t> code = takeCodePoint(strRest);
+    if (!code) {
+      return "is not valid UTF-8";
+    }
+    const bool blLetter = isAsciiAlnum(*code) || isWideLetter(*code);
+    if (blFirst && !blLetter) {
+      return fmt::format("must begin with a letter or a digit, not with {}", quoteCodePoint(*code));
+    }
+    if (!blLetter && *code != '.' && *code != '_' && *code != '-' && *code != ' ') {
+      return fmt::format("must not contain {}: letters, digits, '.', '_', '-' and spaces are allowed",
+                         quoteCodePoint(*code));
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+std::string whyNotTaskName(std::string_view strName) {
+  return whyNotName(strName);
+}
+
+std::string whyNotEventName(std::string_view strName) {
+  if (strName.empty()) {
+    return "is empty";
+  }
+  if (strName.size() > MAX_EVENT) {
+    return fmt::format("is {} bytes long; {} are allowed", strName.size(), MAX_EVENT);
+  }
+  // Run records carry this word for a manual start.
+  if (strName == "on_demand") {
+    return "is \"on_demand\", which stands for a start by hand";
+  }
+  for (std::string_view strRest = strName; !strRest.empty();) {
+    const std::optional<char32_t> code = takeCodePoint(strRest);
+    if (!code) {
+      return "is not valid UTF-8";
+    }
+    if (*code < 0x20 || (*code >= 0x7F && *code < 0xA0)) {
+      return "contains a control character";
+    }
+  }
+  return {};
+}
+
+std::string whyNotOutputPath(std::string_view strPath) {
+  for (std::size_t iStart = 0; iStart <= strPath.size();) {
+    const std::size_t iEnd = std::min(strPath.find('/', iStart), strPath.size());
+    const std::string_view strPart = strPath.substr(iStart, iEnd - iStart);
+    if (const std::string strWhy = whyNotName(strPart); !strWhy.empty()) {
+      return fmt::format("its part \"{}\" {}", strPart, strWhy);
+    }
+    iStart = iEnd + 1;
+  }
+  return {};
+}
+
+}  // namespace Host

@@ -1,0 +1,289 @@
+#include "task_rules.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <fmt/format.h>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string_view>
+
+#include "eorvascheduler.h"
+#include "orva_platform.h"
+
+#include "depend_text.h"
+#include "json_read.h"
+#include "script_check.h"
+#include "task_graph.h"
+#include "task_name.h"
+
+namespace Host {
+
+namespace {
+
+struct Member {
+  const char* szName;
+  Json::ValueType type;
+};
+
+/// Every member that a request sets, and all are required; what the engine keeps in a record is not among them.
+constexpr std::array<Member, 11> MEMBERS = {{
+    {"task_name", Json::stringValue},
+    {"event", Json::stringValue},
+    {"enable", Json::booleanValue},
+    {"depend_on_task", Json::stringValue},
+    {"operation_type", Json::stringValue},
+    {"operation", Json::stringValue},
+    {"owner", Json::objectValue},
+    {"run_the_same_time", Json::booleanValue},
+    {"notify_enable", Json::booleanValue},
+    {"notify_if_error", Json::booleanValue},
+    {"notify_mail", Json::stringValue},
+}};
+
+const char* typeName(Json::ValueType type) {
+  switch (type) {
+    case Json::stringValue:
+      return "a string";
+    case Json::booleanValue:
+      return "true or false";
+    default:
+      return "an object";
+  }
+}
+
+class Checker {
+public:
+  Checker(const Json::Value& jTask, const Json::Value& jTasks) : m_jTask(jTask), m_jTasks(jTasks), m_graph(jTasks) {}
+
+  Findings run() {
+    if (!m_jTask.isObject()) {
+      error("the record", "must be an object");
+      return m_findings;
+    }
+    checkMembers();
+    checkName();
+    checkEvent();
+    checkOwner();
+    checkNeeds();
+    checkOperation();
+    checkMail();
+    // A graph is looked at only when it can be built: all its names are sound by then.
+    if (m_findings.vecErrors.empty()) {
+      checkGraph();
+    }
+    return m_findings;
+  }
+
+private:
+  void error(const char* szMember, std::string strReason) {
+    m_findings.vecErrors.push_back({szMember, std::move(strReason)});
+  }
+
+  /// A member whose type has been reported already is not looked at again.
+  std::optional<std::string> text(const char* szMember) const {
+    const Json::Value& jValue = memberOf(m_jTask, szMember);
+    return jValue.isString() ? std::optional<std::string>(jValue.asString()) : std::nullopt;
+  }
+
+  void checkMembers() {
+    for (const Member& member : MEMBERS) {
+      if (!m_jTask.isMember(member.szName)) {
+        error(member.szName, "is missing");
+      } else if (m_jTask[member.szName].type() != member.type) {
+        error(member.szName, fmt::format("must be {}", typeName(member.type)));
+      }
+    }
+    for (const std::string& strName : m_jTask.getMemberNames()) {
+      const bool blKnown =
+          std::any_of(MEMBERS.begin(), MEMBERS.end(), [&](const Member& member) { return strName == member.szName; });
+      if (!blKnown) {
+        error(strName.c_str(), "is no member that a request may set");
+      }
+    }
+  }
+
+  void checkName() {
+    const std::optional<std::string> strName = text("task_name");
+    if (!strName) {
+      return;
+    }
+    if (std::string strWhy = whyNotTaskName(*strName); !strWhy.empty()) {
+      error("task_name", std::move(strWhy));
+      return;
+    }
+    if (m_graph.find(*strName) != nullptr) {
+      error("task_name", "is the name of another task already");
+      return;
+    }
+    for (std::string& strWhy : m_graph.whyConfused(*strName)) {
+      error("task_name", std::move(strWhy));
+    }
+  }
+
+  void checkEvent() {
+    if (const std::optional<std::string> strEvent = text("event")) {
+      if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
+        error("event", std::move(strWhy));
+      }
+    }
+  }
+
+  /// The owner decides with whose rights a script runs, so nothing is guessed: one uid, written as the
+  /// library will read it, of a user who exists and has the name that was given along with it.
+  void checkOwner() {
+    const Json::Value& jOwner = memberOf(m_jTask, "owner");
+    if (!jOwner.isObject()) {
+      return;
+    }
+    if (jOwner.size() != 1) {
+      error("owner", fmt::format("must name one user, not {}", jOwner.size()));
+      return;
+    }
+    const std::string strUid = jOwner.getMemberNames().front();
+    int iUid = -1;
+    const auto [pEnd, code] = std::from_chars(strUid.data(), strUid.data() + strUid.size(), iUid);
+    if (code != std::errc() || iUid < 0 || std::to_string(iUid) != strUid) {
+      error("owner", fmt::format("there is no user \"{}\"", strUid));
+      return;
+    }
+    PORVAUSER pUser = nullptr;
+    ORVAUserGetByUID(static_cast<uid_t>(iUid), &pUser);
+    const std::unique_ptr<ORVAUSER, decltype(&ORVAUserFree)> guard(pUser, &ORVAUserFree);
+    if (pUser == nullptr) {
+      error("owner", fmt::format("there is no user with the id {}", iUid));
+    } else if (!jOwner[strUid].isString() || jOwner[strUid].asString() != pUser->szName) {
+      error("owner", fmt::format("the user with the id {} is {}", iUid, pUser->szName));
+    } else {
+      checkOwnerReading(iUid);
+    }
+  }
+
+  /// Goes the way that the record will go, and compares what comes out.
+  void checkOwnerReading(int iUid) {
+    Json::Value jStored(Json::objectValue);
+    jStored["owner"] = m_jTask["owner"];
+    if (taskPreAction(jStored) < 0 || intOf(jStored, "owner", -1) != iUid) {
+      error("owner", fmt::format("{} would be stored as another user", iUid));
+    }
+  }
+
+  void checkNeeds() {
+    const std::optional<std::string> strDepend = text("depend_on_task");
+    if (!strDepend) {
+      return;
+    }
+    const std::vector<std::string> vecNeeds = readDependText(*strDepend);
+    if (writeDependText(vecNeeds) != *strDepend) {
+      error("depend_on_task", "must be names in brackets and nothing else, as in [backup][cleanup]");
+      return;
+    }
+    std::set<std::string> setSeen;
+    for (const std::string& strNeed : vecNeeds) {
+      checkNeed(strNeed, setSeen.insert(strNeed).second);
+    }
+  }
+
+  void checkNeed(const std::string& strNeed, bool blFirst) {
+    if (!blFirst) {
+      error("depend_on_task", fmt::format("names \"{}\" twice", strNeed));
+      return;
+    }
+    if (strNeed == textOf(m_jTask, "task_name")) {
+      error("depend_on_task", "names the task itself");
+      return;
+    }
+    const GraphTask* pNeed = m_graph.find(strNeed);
+    if (pNeed == nullptr) {
+      error("depend_on_task", fmt::format("there is no task \"{}\"", strNeed));
+    } else if (const std::optional<std::string> strEvent = text("event"); strEvent && pNeed->strEvent != *strEvent) {
+      error("depend_on_task",
+            fmt::format("\"{}\" belongs to the event \"{}\", so the two would never meet", strNeed, pNeed->strEvent));
+    }
+  }
+
+  void checkOperation() {
+    if (const std::optional<std::string> strType = text("operation_type"); strType && *strType != "script") {
+      error("operation_type", fmt::format("must be \"script\", not \"{}\"", *strType));
+    }
+    if (const std::optional<std::string> strScript = text("operation")) {
+      for (std::string& strWarning : warnAboutScript(*strScript)) {
+        m_findings.vecWarnings.push_back({"operation", std::move(strWarning)});
+      }
+    }
+  }
+
+  void checkMail() {
+    const std::optional<std::string> strMail = text("notify_mail");
+    if (!strMail) {
+      return;
+    }
+    if (boolOf(m_jTask, "notify_enable") && strMail->empty()) {
+      error("notify_mail", "is empty, so nobody would be told");
+    }
+    for (std::size_t iStart = 0; !strMail->empty() && iStart <= strMail->size();) {
+      const std::size_t iEnd = std::min(strMail->find(',', iStart), strMail->size());
+      checkAddress(strMail->substr(iStart, iEnd - iStart));
+      iStart = iEnd + 1;
+    }
+  }
+
+  void checkAddress(const std::string& strAddress) {
+    constexpr std::string_view ALLOWED =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.!#$&'*+/=?^_{}~-@%";
+    const std::size_t cAt = static_cast<std::size_t>(std::count(strAddress.begin(), strAddress.end(), '@'));
+    const bool blSound = !strAddress.empty() && strAddress.front() != '-' && strAddress.front() != '@' &&
+                         strAddress.back() != '@' && cAt <= 1 &&
+                         strAddress.find_first_not_of(ALLOWED) == std::string::npos;
+    if (!blSound) {
+      error("notify_mail", fmt::format("\"{}\" is no mail address", strAddress));
+    }
+  }
+
+  void checkGraph() {
+    Json::Value jAll = m_jTasks;
+    jAll.append(m_jTask);
+    const TaskGraph graph(jAll);
+    std::vector<std::string> vecNames = {textOf(m_jTask, "task_name")};
+    for (std::size_t i = 0; i < vecNames.size(); ++i) {
+      const GraphTask* pTask = graph.find(vecNames[i]);
+      for (const std::string& strNeed : pTask != nullptr ? pTask->vecNeeds : std::vector<std::string>()) {
+        if (std::find(vecNames.begin(), vecNames.end(), strNeed) == vecNames.end()) {
+          vecNames.push_back(strNeed);
+        }
+      }
+    }
+    for (std::string& strWhy : graph.whyEndless(vecNames)) {
+      error("depend_on_task", std::move(strWhy));
+    }
+  }
+
+  const Json::Value& m_jTask;
+  const Json::Value& m_jTasks;
+  const TaskGraph m_graph;
+  Findings m_findings;
+};
+
+}  // namespace
+
+void fillDefaults(Json::Value& jTask) {
+  const std::array<std::pair<const char*, Json::Value>, 7> DEFAULTS = {{{"enable", true},
+                                                                        {"depend_on_task", ""},
+                                                                        {"operation_type", "script"},
+                                                                        {"run_the_same_time", false},
+                                                                        {"notify_enable", false},
+                                                                        {"notify_if_error", false},
+                                                                        {"notify_mail", ""}}};
+  for (const auto& [szName, jValue] : DEFAULTS) {
+    if (!jTask.isMember(szName)) {
+      jTask[szName] = jValue;
+    }
+  }
+}
+
+Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks) {
+  return Checker(jTask, jTasks).run();
+}
+
+}  // namespace Host

@@ -1,0 +1,18 @@
+/// \file event_file.h
+/// The event file, /var/log/orva/event.jsonl: one JSON object a line,
+///
+///     {"args":["backup"],"code":"0x14400004","level":1,"pid":812,"time":1700000000}
+///
+/// Before it would pass 5 MB it becomes event.jsonl.1, that one .2, and so on to .5.
+
+#pragma once
+
+#include "event_log/log_catalogue.h"
+
+namespace orva {
+
+/// Appends an event.
+/// \return 0, or an errno value.
+int appendToEventFile(int iLevel, unsigned int uCode, const EventArguments& arguments);
+
+}  // namespace orva

@@ -1,0 +1,15 @@
+/// \file journal.h
+/// Entries for the system's journal.
+
+#pragma once
+
+#include "event_log/log_catalogue.h"
+
+namespace orva {
+
+/// Writes an event to the journal, with its code and arguments as fields of their own; to syslog on a system
+/// without journal.
+/// \param iPriority  priority of syslog().
+void writeSystemLog(int iPriority, unsigned int uCode, const EventArguments& arguments, const EventText& text);
+
+}  // namespace orva

@@ -1,0 +1,27 @@
+// orvamailflush: tries to hand over the mail that waits in the outbox. For a timer, and for administrators who have
+// mended their mail program.
+
+#include <cstdio>
+#include <string_view>
+
+#include "mail/courier.h"
+
+int main(int argc, char** argv) {
+  if (argc == 2 && std::string_view(argv[1]) == "--help") {
+    std::puts(
+        "Usage: orvamailflush\nHands over the mail that waits in /var/spool/orva/outbox.\n"
+        "Exit status: 0 nothing waits any more, 1 some mail still waits, 2 wrong usage.");
+    return 0;
+  }
+  if (argc != 1) {
+    std::fputs("orvamailflush: it takes no arguments; see orvamailflush --help\n", stderr);
+    return 2;
+  }
+  const int cWaiting = orva::flushOutbox(orva::COURIER_LIMITS);
+  if (cWaiting < 0) {
+    std::perror("orvamailflush: cannot open the outbox");
+    return 1;
+  }
+  std::printf("%d mail%s waiting\n", cWaiting, cWaiting == 1 ? "" : "s");
+  return cWaiting == 0 ? 0 : 1;
+}

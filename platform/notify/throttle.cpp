@@ -1,0 +1,74 @@
+// One small file a key, /var/lib/orva/notify/KEY: the time of the last notification and the number of those that
+// were held back since.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "notify/notifier.h"
+#include "shares/own_folder.h"
+#include "support/log.h"
+#include "support/unique_fd.h"
+
+namespace orva {
+namespace {
+
+constexpr const char* STATE_FOLDER = "/var/lib/orva/notify";
+constexpr std::time_t SECONDS_BETWEEN = 600;
+
+struct State {
+  long long llLast = 0;
+  unsigned cSuppressed = 0;
+};
+
+State readState(int fd) {
+  char szText[64] = "";
+  State state;
+  if (pread(fd, szText, sizeof szText - 1, 0) <= 0 ||
+      std::sscanf(szText, "%lld %u", &state.llLast, &state.cSuppressed) != 2) {
+    return {};
+  }
+  return state;
+}
+
+bool writeState(int fd, const State& state) {
+  // Of fixed width, so that one write replaces the whole.
+  const std::string strText = fmt::format("{:20} {:10}\n", state.llLast, state.cSuppressed);
+  return pwrite(fd, strText.data(), strText.size(), 0) == static_cast<ssize_t>(strText.size());
+}
+
+UniqueFd openState(const std::string& strKey) {
+  if (!makeOwnFolder(STATE_FOLDER, 0755)) {
+    return {};
+  }
+  const std::string strPath = std::string(STATE_FOLDER) + "/" + strKey;
+  UniqueFd fd(open(strPath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  return fd && flock(fd.get(), LOCK_EX) == 0 ? std::move(fd) : UniqueFd();
+}
+
+}  // namespace
+
+bool admitNotification(const std::string& strKey, std::time_t now, unsigned& cSuppressed) {
+  cSuppressed = 0;
+  const UniqueFd fd = openState(strKey);
+  if (!fd) {
+    logError("cannot keep the state of notification %s: %s", strKey.c_str(), strerror(errno));
+    return true;
+  }
+  State state = readState(fd.get());
+  // A clock that was set back must not silence the server until it has caught up.
+  const bool blAdmitted = now < state.llLast || now - state.llLast >= SECONDS_BETWEEN;
+  cSuppressed = state.cSuppressed;
+  state = blAdmitted ? State{now, 0} : State{state.llLast, state.cSuppressed + 1};
+  if (!writeState(fd.get(), state)) {
+    logError("cannot keep the state of notification %s: %s", strKey.c_str(), strerror(errno));
+    return true;
+  }
+  return blAdmitted;
+}
+
+}  // namespace orva

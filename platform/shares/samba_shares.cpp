@@ -1,0 +1,105 @@
+#include "shares/samba_shares.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <tuple>
+
+#include "process/run.h"
+#include "settings/regular_file.h"
+#include "settings/section_file.h"
+#include "support/log.h"
+#include "support/unique_fd.h"
+
+namespace orva {
+namespace {
+
+constexpr const char* TESTPARM_PATH = "/usr/bin/testparm";
+constexpr const char* CONFIGURATION_PATH = "/etc/samba/smb.conf";
+constexpr std::size_t CB_OUTPUT_MAX = std::size_t{16} << 20;
+
+// Files that the configuration includes change without a trace in it, so what was read is not kept for long.
+constexpr std::chrono::seconds KEPT_FOR{60};
+
+using FileState = std::tuple<ino_t, off_t, time_t, long>;
+
+FileState stateOf(const char* szPath) {
+  struct stat status{};
+  if (stat(szPath, &status) != 0) {
+    return {};
+  }
+  return {status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+std::string lowered(std::string strText) {
+  std::transform(strText.begin(), strText.end(), strText.begin(),
+                 [](char ch) { return ch >= 'A' && ch <= 'Z' ? static_cast<char>(ch | 0x20) : ch; });
+  return strText;
+}
+
+std::string valueOf(const Section& section, const std::string& strKey) {
+  for (const SectionEntry& entry : section.vecEntry) {
+    if (lowered(entry.strKey) == strKey) {
+      return entry.strValue;
+    }
+  }
+  return "";
+}
+
+bool isSharedFolder(const Section& section) {
+  constexpr std::array<std::string_view, 4> NO_FOLDERS = {"global", "homes", "printers", "print$"};
+  const std::string strPath = valueOf(section, "path");
+  return std::find(NO_FOLDERS.begin(), NO_FOLDERS.end(), lowered(section.strName)) == NO_FOLDERS.end() &&
+         lowered(valueOf(section, "printable")) != "yes" && lowered(valueOf(section, "available")) != "no" &&
+         isShareName(section.strName) && !strPath.empty() && strPath.front() == '/' &&
+         strPath.find('%') == std::string::npos;
+}
+
+std::vector<Share> askTestparm() {
+  const UniqueFd fdOut(memfd_create("testparm", MFD_CLOEXEC));
+  const int iExit = fdOut ? runProgram({TESTPARM_PATH, "-s", "-l"}, -1, fdOut.get()) : -1;
+  if (iExit != 0) {
+    logError("cannot read shares from %s: %s", TESTPARM_PATH,
+             iExit < 0 ? strerror(errno) : ("exit status " + std::to_string(iExit)).c_str());
+    return {};
+  }
+  std::string strOutput;
+  if (const int iError = readRegularFile("/proc/self/fd/" + std::to_string(fdOut.get()), strOutput, CB_OUTPUT_MAX);
+      iError != 0) {
+    logError("cannot read what %s printed: %s", TESTPARM_PATH, strerror(iError));
+    return {};
+  }
+  return parseTestparm(strOutput);
+}
+
+}  // namespace
+
+std::vector<Share> parseTestparm(std::string_view strText) {
+  std::vector<Share> vecShare;
+  for (const Section& section : parseSections(strText, [](int, const std::string&) {})) {
+    if (isSharedFolder(section)) {
+      vecShare.push_back({section.strName, valueOf(section, "path"), ""});
+    }
+  }
+  return vecShare;
+}
+
+std::vector<Share> sambaShares() {
+  using std::chrono::steady_clock;
+  static std::vector<Share> vecKept;
+  static FileState stateKept;
+  static steady_clock::time_point keptUntil;
+  const FileState state = stateOf(CONFIGURATION_PATH);
+  if (state != stateKept || steady_clock::now() >= keptUntil) {
+    vecKept = askTestparm();
+    stateKept = state;
+    keptUntil = steady_clock::now() + KEPT_FOR;
+  }
+  return vecKept;
+}
+
+}  // namespace orva

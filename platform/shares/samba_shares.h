@@ -1,0 +1,20 @@
+/// \file samba_shares.h
+/// Shares of a Samba server, as `testparm -s -l` prints them: includes and synonyms resolved.
+
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "shares/share_list.h"
+
+namespace orva {
+
+/// Asks testparm, at most once a minute as long as smb.conf stays as it is. Nothing when it fails; that is logged.
+std::vector<Share> sambaShares();
+
+/// Picks the shares out of testparm's output. Left out are the sections that are no shared folder of their own (global,
+/// homes, printers, print$), printers, shares that are not available, and those whose path depends on who asks.
+std::vector<Share> parseTestparm(std::string_view strText);
+
+}  // namespace orva

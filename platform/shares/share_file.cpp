@@ -1,0 +1,110 @@
+#include "shares/share_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "settings/regular_file.h"
+#include "settings/section_file.h"
+#include "settings/text_line.h"
+#include "support/log.h"
+#include "texts/utf8.h"
+#include "volumes/mount_table.h"
+
+namespace orva {
+namespace {
+
+constexpr const char* DEFINITIONS_PATH = "/etc/orva/shares.conf";
+
+// An absolute path of real components, so that what stands in the file is what is used.
+bool isPlainPath(std::string_view strPath) {
+  if (strPath.empty() || strPath.front() != '/' || std::any_of(strPath.begin(), strPath.end(), isControl)) {
+    return false;
+  }
+  const std::string strClosed = std::string(strPath) + "/";
+  return strClosed.find("/../") == std::string::npos && strClosed.find("/./") == std::string::npos;
+}
+
+std::string withoutFinalSlash(std::string_view strPath) {
+  while (strPath.size() > 1 && strPath.back() == '/') {
+    strPath.remove_suffix(1);
+  }
+  return std::string(strPath);
+}
+
+// Gives what is wrong with an entry; empty when it was taken over.
+std::string takeEntry(const SectionEntry& entry, Share& share) {
+  const std::string strValue(withoutQuotes(entry.strValue));
+  std::string* const pTarget = entry.strKey == "path"     ? &share.strPath
+                               : entry.strKey == "volume" ? &share.strVolume
+                                                          : nullptr;
+  if (!pTarget) {
+    return "unknown key \"" + entry.strKey + "\"";
+  }
+  if (!pTarget->empty()) {
+    return "\"" + entry.strKey + "\" stands there twice";
+  }
+  if (!isPlainPath(strValue)) {
+    return "\"" + strValue + "\" is no absolute path without \".\" and \"..\"";
+  }
+  *pTarget = withoutFinalSlash(strValue);
+  return "";
+}
+
+// Gives what is wrong with a definition, and in which line; empty when the share can be used.
+std::string takeSection(const Section& section, Share& share, int& iLine) {
+  share.strName = section.strName;
+  iLine = section.iLine;
+  if (!isShareName(section.strName)) {
+    return "\"" + section.strName + "\" cannot be the name of a share";
+  }
+  for (const SectionEntry& entry : section.vecEntry) {
+    if (const std::string strFault = takeEntry(entry, share); !strFault.empty()) {
+      iLine = entry.iLine;
+      return strFault;
+    }
+  }
+  if (share.strPath.empty()) {
+    return "\"path\" is missing";
+  }
+  if (!share.strVolume.empty() && !isWithin(share.strPath, share.strVolume)) {
+    return "the path does not lie on the volume";
+  }
+  return "";
+}
+
+}  // namespace
+
+std::vector<Share> parseShares(const std::string& strFile, std::string_view strText) {
+  const auto report = [&strFile](int iLine, const std::string& strFault) {
+    logError("%s:%d: %s", strFile.c_str(), iLine, repairedUtf8(strFault).c_str());
+  };
+  std::vector<Share> vecShare;
+  for (const Section& section : parseSections(strText, report)) {
+    Share share;
+    int iLine = 0;
+    std::string strFault = takeSection(section, share, iLine);
+    const bool blKnown = std::any_of(vecShare.begin(), vecShare.end(),
+                                     [&share](const Share& other) { return other.strName == share.strName; });
+    if (strFault.empty() && blKnown) {
+      strFault = "is defined already";
+    }
+    if (strFault.empty()) {
+      vecShare.push_back(std::move(share));
+    } else {
+      report(iLine, "share \"" + section.strName + "\": " + strFault);
+    }
+  }
+  return vecShare;
+}
+
+std::vector<Share> fileShares() {
+  std::string strText;
+  const int iError = readRegularFile(DEFINITIONS_PATH, strText);
+  if (iError != 0 && iError != ENOENT) {
+    logError("cannot read shares from %s: %s", DEFINITIONS_PATH, strerror(iError));
+  }
+  return parseShares(DEFINITIONS_PATH, strText);
+}
+
+}  // namespace orva

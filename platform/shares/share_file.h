@@ -1,0 +1,28 @@
+/// \file share_file.h
+/// Shares from the server's own definition file, /etc/orva/shares.conf:
+///
+///     [NAME]
+///     path = /absolute/path
+///     volume = /mount/point
+///
+/// `volume` may be left out.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "shares/share_list.h"
+
+namespace orva {
+
+/// Reads the file anew; a missing file means no shares. A faulty definition is logged with its line, and costs that
+/// share alone.
+std::vector<Share> fileShares();
+
+/// Reads the definitions in a text.
+/// \param strFile  the name of the file, for the log.
+std::vector<Share> parseShares(const std::string& strFile, std::string_view strText);
+
+}  // namespace orva

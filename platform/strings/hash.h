@@ -1,0 +1,13 @@
+/// \file hash.h
+/// What stands behind a PKLIBCSZHASH.
+
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "orva_platform.h"
+
+struct tagKLIBCSZHASH {
+  std::map<std::string, std::string, std::less<>> m_mapValue;
+};

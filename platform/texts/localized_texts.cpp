@@ -1,0 +1,92 @@
+// Texts of one language: files NAME.strings in its folder, in UTF-8, read in the order of their names.
+//
+//     # comment
+//     [section]
+//     key = "text with \"quotes\", \n line breaks, \t tabs and \\ backslashes"
+//     other = text as it stands, without the blanks around it
+//
+// A key that comes again replaces the earlier text. A line that cannot be read costs that line alone.
+
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include "orva_platform.h"
+
+#include "settings/folder_files.h"
+#include "settings/regular_file.h"
+#include "settings/section_file.h"
+#include "support/log.h"
+#include "texts/utf8.h"
+
+namespace orva {
+namespace {
+
+std::optional<char> escaped(char ch) {
+  switch (ch) {
+    case '"':
+    case '\\':
+      return ch;
+    case 'n':
+      return '\n';
+    case 't':
+      return '\t';
+    default:
+      return std::nullopt;
+  }
+}
+
+// A text that begins with a quote ends with one; nothing when it does not, or its escapes are wrong.
+std::optional<std::string> plainText(const std::string& strValue) {
+  if (strValue.empty() || strValue.front() != '"') {
+    return strValue;
+  }
+  std::string strText;
+  for (std::size_t i = 1; i < strValue.size(); ++i) {
+    if (strValue[i] == '"') {
+      return i + 1 == strValue.size() ? std::optional(strText) : std::nullopt;
+    }
+    if (strValue[i] != '\\') {
+      strText += strValue[i];
+      continue;
+    }
+    const auto ch = ++i < strValue.size() ? escaped(strValue[i]) : std::nullopt;
+    if (!ch) {
+      return std::nullopt;
+    }
+    strText += *ch;
+  }
+  return std::nullopt;
+}
+
+void readTexts(const std::string& strPath, Json::Value& jTexts) {
+  const auto report = [&strPath](int iLine, const std::string& strFault) {
+    logError("%s:%d: %s", strPath.c_str(), iLine, repairedUtf8(strFault).c_str());
+  };
+  std::string strContent;
+  if (const int iError = readRegularFile(strPath, strContent); iError != 0) {
+    logError("cannot read texts %s: %s", strPath.c_str(), strerror(iError));
+    return;
+  }
+  for (const Section& section : parseSections(strContent, report)) {
+    for (const SectionEntry& entry : section.vecEntry) {
+      const auto text = plainText(entry.strValue);
+      if (!text || !isUtf8(section.strName + entry.strKey + *text)) {
+        report(entry.iLine, "the text of \"" + entry.strKey + "\" is " + (text ? "not UTF-8" : "not quoted well"));
+        continue;
+      }
+      jTexts[section.strName][entry.strKey] = *text;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace orva
+
+Json::Value ORVA::UIX::LocalizedStringParser::ParseTexts(const std::string& strDirectory) {
+  Json::Value jTexts(Json::objectValue);
+  for (const std::string& strName : orva::filesInFolder(strDirectory, ".strings")) {
+    orva::readTexts(strDirectory + "/" + strName, jTexts);
+  }
+  return jTexts;
+}

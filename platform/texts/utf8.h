@@ -1,0 +1,23 @@
+/// \file utf8.h
+/// Bytes that should be UTF-8.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orva {
+
+/// Length in bytes of the character at the start of a text; 0 when it is no well-formed UTF-8 (an overlong form, a
+/// surrogate, beyond U+10FFFF, or cut short), or the text is empty.
+std::size_t utf8Length(std::string_view strText);
+
+bool isUtf8(std::string_view strText);
+
+/// Replaces every byte that belongs to no character by U+FFFD.
+std::string repairedUtf8(std::string_view strText);
+
+/// The longest beginning of at most `cbMax` bytes that does not cut a character. The text is well-formed.
+std::string_view utf8Prefix(std::string_view strText, std::size_t cbMax);
+
+}  // namespace orva

@@ -1,0 +1,126 @@
+// A volume is a mount point. Those that hold a share come first, then other mounts of data; among equals the one
+// with most room. Mounts of the system itself are no volumes unless a share lies on them.
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <set>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include "orva_platform.h"
+
+#include "shares/share_list.h"
+#include "support/boundary.h"
+#include "support/copy_out.h"
+#include "volumes/mount_table.h"
+
+namespace {
+
+using orva::MountPoint;
+
+// Mounts that belong to the system, or come and go with a device that somebody plugs in.
+constexpr std::array<std::string_view, 13> NO_DATA_FOLDERS = {
+    "/boot", "/dev", "/efi", "/etc", "/media", "/proc", "/root", "/run", "/sys", "/tmp", "/usr", "/var", "/snap"};
+
+// A volume's name becomes part of commands: what a shell would read in it rules it out.
+constexpr std::string_view SHELL_MARKS = "'\"`$\\;&|<>()*?[]{}!#~\n\r\t";
+
+// Bytes that an unprivileged writer may use; nothing for a file system that is read-only, has no room of its own
+// (the kernel's own ones) or cannot be asked.
+std::optional<unsigned long long> freeBytes(const std::string& strTarget) {
+  struct statvfs status{};
+  if (statvfs(strTarget.c_str(), &status) != 0 || (status.f_flag & ST_RDONLY) != 0 || status.f_blocks == 0) {
+    return std::nullopt;
+  }
+  unsigned long long cbFree = 0;
+  const bool blHuge = __builtin_mul_overflow(static_cast<unsigned long long>(status.f_bavail),
+                                             static_cast<unsigned long long>(status.f_frsize), &cbFree);
+  return blHuge ? std::numeric_limits<unsigned long long>::max() : cbFree;
+}
+
+bool isDataMount(const MountPoint& mount) {
+  const bool blNoData = mount.strTarget == "/" || std::any_of(NO_DATA_FOLDERS.begin(), NO_DATA_FOLDERS.end(),
+                                                              [&mount](std::string_view strFolder) {
+                                                                return orva::isWithin(mount.strTarget, strFolder);
+                                                              });
+  struct stat status{};
+  // A single file can be a mount too.
+  return !mount.blPseudo && !mount.blNetwork && !blNoData && orva::isReachable(mount) &&
+         stat(mount.strTarget.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::set<std::string> shareMounts(const std::vector<MountPoint>& vecMount) {
+  std::set<std::string> setTarget;
+  for (const orva::Share& share : orva::definedShares()) {
+    const auto path = orva::usableSharePath(share);
+    const auto mount = path ? orva::mountHolding(vecMount, *path) : std::nullopt;
+    if (mount && orva::isReachable(*mount)) {
+      setTarget.insert(mount->strTarget);
+    }
+  }
+  return setTarget;
+}
+
+std::set<std::string> dataMounts(const std::vector<MountPoint>& vecMount) {
+  std::set<std::string> setTarget;
+  std::set<std::string> setDevice;
+  // A piece of the root file system that is bound elsewhere is the system's all the same.
+  for (const MountPoint& mount : vecMount) {
+    if (mount.strTarget == "/") {
+      setDevice.insert(mount.strDevice);
+    }
+  }
+  for (const MountPoint& mount : vecMount) {
+    // Other mounts of the same file system (bind mounts) have the same room.
+    if (isDataMount(mount) && setDevice.insert(mount.strDevice).second) {
+      setTarget.insert(mount.strTarget);
+    }
+  }
+  return setTarget;
+}
+
+// The one with most room of those that have enough; empty when none has.
+std::string roomiest(const std::set<std::string>& setTarget, unsigned long long cbMinimum) {
+  std::string strBest;
+  unsigned long long cbBest = 0;
+  for (const std::string& strTarget : setTarget) {
+    const auto cbFree = freeBytes(strTarget);
+    const bool blSafe = strTarget.find_first_of(SHELL_MARKS) == std::string::npos;
+    if (blSafe && cbFree && *cbFree >= cbMinimum && (strBest.empty() || *cbFree > cbBest)) {
+      strBest = strTarget;
+      cbBest = *cbFree;
+    }
+  }
+  return strBest;
+}
+
+int volumeAvailGet(unsigned long long cbMinimum, char* szVolume, int cbVolume) {
+  if (!szVolume || cbVolume <= 0) {
+    FAIL_WITH(EINVAL);
+  }
+  const std::vector<MountPoint> vecMount = orva::currentMounts();
+  if (vecMount.empty()) {
+    FAIL_WITH(EIO);
+  }
+  std::string strFound = roomiest(shareMounts(vecMount), cbMinimum);
+  if (strFound.empty()) {
+    strFound = roomiest(dataMounts(vecMount), cbMinimum);
+  }
+  if (strFound.empty()) {
+    return 0;
+  }
+  if (!orva::copyOut(strFound, szVolume, cbVolume)) {
+    FAIL_WITH(ERANGE);
+  }
+  return 1;
+}
+
+}  // namespace
+
+extern "C" int VolumeAvailGet(unsigned long long cbMinimum, int iReserved1, char* szVolume, int cbVolume,
+                              int iReserved2) {
+  static_cast<void>(iReserved1);
+  static_cast<void>(iReserved2);
+  return orva::guarded([&] { return volumeAvailGet(cbMinimum, szVolume, cbVolume); });
+}

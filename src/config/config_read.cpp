@@ -1,0 +1,57 @@
+// Readers for the hosts: the tolerant one of the configuration, and the event catalogue's.
+
+#include <cerrno>
+#include <sys/stat.h>
+
+#include "store/json_file.h"
+#include "support/boundary.h"
+#include "support/check.h"
+#include "support/paths.h"
+
+using namespace Orva;
+
+namespace {
+
+constexpr const char* LOG_SOURCE = SOURCE_LIB;
+
+int readTolerantly(Json::Value& jConfigOut) {
+  struct stat info{};
+  const bool blFound = 0 == stat(EORVA_SCHEDULER_CONFIG_PATH, &info);
+  if (!blFound && ENOENT == errno) {
+    jConfigOut = Json::Value(Json::objectValue);
+    // Not the words of configGet() for the same thing: the two are told apart by them.
+    LOG_DEBUG("not config file exist, path=%s", EORVA_SCHEDULER_CONFIG_PATH);
+    return 0;
+  }
+  if (!blFound) {
+    // Deliberate: the line has always spoken of an event configuration, and logs are searched for it.
+    LOG_ERROR("load event config failed, file=%s", EORVA_SCHEDULER_CONFIG_PATH);
+    return -1;
+  }
+  // A damaged configuration must not keep the database closed.
+  if (!fromFile(jConfigOut, EORVA_SCHEDULER_CONFIG_PATH)) {
+    LOG_DEBUG("failed to load config file=%s", EORVA_SCHEDULER_CONFIG_PATH);
+  }
+  return 0;
+}
+
+int readCatalogue(Json::Value& jEventOut) {
+  FAIL_IF_AS(!fromFile(jEventOut, EORVA_SCHEDULER_EVENT_PATH), "!jEventOut.fromFile(EORVA_SCHEDULER_EVENT_PATH)");
+  return 0;
+}
+
+}  // namespace
+
+int recConfigGet(Json::Value& jConfigOut) {
+  return GUARDED([&] { return readTolerantly(jConfigOut); });
+}
+
+int eventList(Json::Value& jEventOut) {
+  return GUARDED([&] {
+    const int iResult = readCatalogue(jEventOut);
+    if (0 > iResult) {
+      LOG_ERROR("load event list failed, file=%s", EORVA_SCHEDULER_EVENT_PATH);
+    }
+    return iResult;
+  });
+}

@@ -1,0 +1,162 @@
+#include "engine/script_run.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "engine/exit_status.h"
+#include "engine/identity.h"
+#include "engine/script_file.h"
+#include "store/json_file.h"
+#include "support/event_log.h"
+#include "support/json_read.h"
+#include "support/log.h"
+
+using namespace Orva;
+
+namespace {
+
+constexpr const char* LOG_SOURCE = SOURCE_LIB;
+
+[[noreturn]] void endChild() {
+  std::fflush(nullptr);
+  _exit(0);
+}
+
+int placeScript(const ScriptRun& run) {
+  const ScriptFolder folder = run.blTemporaryScript ? ScriptFolder::SHARED : ScriptFolder::RUN;
+  const ScriptFileResult result = writeScriptFile(run.strScriptPath, folder, run.strScript);
+  if (ScriptFileResult::READY == result) {
+    return 0;
+  }
+  LOG_SYSTEM(ScriptFileResult::NOT_WRITTEN == result ? "Failed to open scriptFile [%s]"
+                                                     : "Failed to change mode with file [%s]",
+             run.strScriptPath.c_str());
+  logEvent(LEVEL_ERROR, EVENT_NOT_STARTED, run.strTaskName);
+  return -1;
+}
+
+// Nothing belongs at a place that carries this process's id: what is there was left behind, or put there to catch the
+// output. Afterwards only its owner may remove it.
+void clearTemporaryOutput(const ScriptRun& run) {
+  if (run.blTemporaryOutput) {
+    unlink(temporaryOutputOf(run, getpid()).c_str());
+  }
+}
+
+void becomeOwner(const ScriptRun& run) {
+  if (0 > changeUserCtx(run.uidOwner)) {
+    LOG_SYSTEM("Failed to change user [%u] != [%u]", getuid(), run.uidOwner);
+    logEvent(LEVEL_ERROR, EVENT_NO_IDENTITY, run.strTaskName);
+    endChild();
+  }
+}
+
+int nameTemporaryOutput(ScriptRun& run) {
+  if (!run.blTemporaryOutput) {
+    return 0;
+  }
+  if (run.strOutput.empty()) {
+    LOG_SYSTEM("Output path is empty");
+    logEvent(LEVEL_ERROR, EVENT_NOT_STARTED, run.strTaskName);
+    return -1;
+  }
+  run.strOutput = temporaryOutputOf(run, getpid());
+  return 0;
+}
+
+// The shell follows links and writes to what is there. A trap in the output's place is refused in its stead, with the
+// status by which a shell says that it could not open the output of a command.
+bool isOutputSafe(const ScriptRun& run) {
+  struct stat info{};
+  if (run.strOutput.empty() || 0 != lstat(run.strOutput.c_str(), &info)) {
+    return true;
+  }
+  return S_ISREG(info.st_mode) && 1 == info.st_nlink && geteuid() == info.st_uid;
+}
+
+std::string commandOf(const ScriptRun& run) {
+  if (run.strOutput.empty()) {
+    return "'" + run.strScriptPath + "'";
+  }
+  return "'" + run.strScriptPath + "' > '" + run.strOutput + "' 2>&1 ";
+}
+
+int runScript(const ScriptRun& run) {
+  constexpr int STATUS_CANNOT_REDIRECT = 2 << 8;
+  const std::string strCmd = commandOf(run);
+  if (!isOutputSafe(run)) {
+    LOG_ERROR("output is no plain file of the owner, path=%s", run.strOutput.c_str());
+    return STATUS_CANNOT_REDIRECT;
+  }
+  LOG_DEBUG("running strCmd=%s", strCmd.c_str());
+  const int iStatus = system(strCmd.c_str());
+  if (-1 == iStatus) {
+    LOG_ERROR("run command failed, command=%s", strCmd.c_str());
+  }
+  LOG_DEBUG("system return iStatus=%d", iStatus);
+  if (!run.strOutput.empty()) {
+    LOG_DEBUG("output=");
+    [[maybe_unused]] const int iShown = system(("cat " + run.strOutput).c_str());
+  }
+  return iStatus;
+}
+
+// Decoded twice, deliberately: what the shell exits with is read as a wait status in its turn, so that a script
+// killed by signal 9, for which the shell exits with 137, is recorded as killed by 9. A plain exit with 3 is
+// recorded as signal 3 by the same rule.
+Json::Value decode(int iStatus) {
+  Json::Value jExit(Json::objectValue);
+  if (0 > getExitStatus(iStatus, jExit)) {
+    LOG_ERROR("get exit status failed, iStatus=%d", iStatus);
+  }
+  if (!jExit.isMember("exit_code")) {
+    LOG_ERROR("get exit code failed, iStatus=%d, jExit=%s", iStatus, toString(jExit).c_str());
+  }
+  if (0 > getExitStatus(memberOf(jExit, "exit_code").asInt(), jExit)) {
+    LOG_ERROR("get exit status failed, iStatus=%d, jExit=%s", iStatus, toString(jExit).c_str());
+  }
+  return jExit;
+}
+
+int runToTheEnd(ScriptRun& run) {
+  LOG_DEBUG("fork and run task=%s", run.strTaskName.c_str());
+  if (0 > placeScript(run)) {
+    return -1;
+  }
+  clearTemporaryOutput(run);
+  becomeOwner(run);
+  if (0 > nameTemporaryOutput(run)) {
+    return -1;
+  }
+  const Json::Value jExit = decode(runScript(run));
+  if (!toFile(jExit, exitCodePath(getpid()), true)) {
+    LOG_ERROR("write exit status failed");
+  }
+  LOG_DEBUG("jExit=%s", toString(jExit).c_str());
+  endChild();
+}
+
+}  // namespace
+
+namespace Orva {
+
+std::string temporaryOutputOf(const ScriptRun& run, pid_t pid) {
+  return run.strOutput + "." + myto_string(pid);
+}
+
+int runInChild(ScriptRun& run) noexcept {
+  try {
+    return runToTheEnd(run);
+  } catch (const std::exception& thrown) {
+    LOG_ERROR("run given up, task=%s: %s", run.strTaskName.c_str(), thrown.what());
+  } catch (...) {
+    LOG_ERROR("run given up, task=%s", run.strTaskName.c_str());
+  }
+  // Not back into the runner, as whose copy this process would go on.
+  endChild();
+}
+
+}  // namespace Orva

@@ -1,0 +1,64 @@
+// Whole files as text.
+
+#include <cerrno>
+#include <fcntl.h>
+
+#include "store/run_file.h"
+#include "support/boundary.h"
+#include "support/check.h"
+#include "support/file.h"
+
+using namespace Orva;
+
+namespace {
+
+constexpr const char* LOG_SOURCE = SOURCE_UTIL;
+
+enum class Trust { ANY_FILE, PLAIN_FILE };
+
+bool readRegular(const std::string& strPath, Trust trust, std::string& strContent) {
+  struct stat info{};
+  const FileDescriptor file = openRegular(strPath, Trust::PLAIN_FILE == trust ? O_NOFOLLOW : 0, info);
+  if (!file.isOpen()) {
+    return false;
+  }
+  if (Trust::PLAIN_FILE == trust && 1 != info.st_nlink) {
+    errno = EMLINK;
+    return false;
+  }
+  std::string strRead;
+  if (!readUpTo(file.get(), info.st_size, strRead)) {
+    return false;
+  }
+  strContent.swap(strRead);
+  return true;
+}
+
+int load(const std::string& strFilePath, Trust trust, std::string& strContent) {
+  if (readRegular(strFilePath, trust, strContent)) {
+    return 0;
+  }
+  const int iErrno = errno;
+  if (isMissing(strFilePath)) {
+    // Callers read what may never have been written; they are not to fill the log with it.
+    return 1;
+  }
+  errno = iErrno;
+  LOG_FAILED("!in");
+  LOG_ERROR("strFilePath=%s", strFilePath.c_str());
+  return -1;
+}
+
+}  // namespace
+
+namespace Orva {
+
+int loadRunFile(const std::string& strFilePath, std::string& strContent) {
+  return GUARDED([&] { return load(strFilePath, Trust::PLAIN_FILE, strContent); });
+}
+
+}  // namespace Orva
+
+int loadFile(std::string strFilePath, std::string& strContent) {
+  return GUARDED([&] { return load(strFilePath, Trust::ANY_FILE, strContent); });
+}

@@ -1,0 +1,28 @@
+// The edge of the library: nothing that is thrown inside gets past it.
+
+#pragma once
+
+#include <exception>
+#include <utility>
+
+#include "support/log.h"
+
+namespace Orva {
+
+// Runs the body of an operation; what it throws becomes a log line and the result of a failure.
+template <typename Result, typename Body>
+Result guarded(const char* szSource, int iLine, Result failed, Body&& body) noexcept {
+  try {
+    return std::forward<Body>(body)();
+  } catch (const std::exception& thrown) {
+    logLine(szSource, iLine, "operation given up: %s", thrown.what());
+  } catch (...) {
+    logLine(szSource, iLine, "operation given up: unknown exception");
+  }
+  return failed;
+}
+
+}  // namespace Orva
+
+// return GUARDED([&] { ... });
+#define GUARDED(...) Orva::guarded(LOG_SOURCE, __LINE__, -1, __VA_ARGS__)

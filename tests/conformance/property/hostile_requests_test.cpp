@@ -1,0 +1,66 @@
+// Whatever JSON a host passes: nothing is thrown, the result is a documented one, and nothing is left behind.
+
+#include <gtest/gtest.h>
+#include <ostream>
+
+#include "conformance/property/exports.h"
+#include "conformance/property/read_only_root.h"
+
+namespace OrvaTest {
+
+namespace {
+
+constexpr int SHARES = 4;
+constexpr int SCENES_PER_SHARE = 2'100;
+constexpr int CALLS_PER_SCENE = 6;
+constexpr int COMPLAINTS_AT_MOST = 5;
+
+struct Family {
+  const char* szName;
+  FamilyCall call;
+};
+
+std::ostream& operator<<(std::ostream& out, const Family& family) {
+  return out << family.szName;
+}
+
+class HostileRequests : public testing::TestWithParam<std::tuple<Family, int>> {
+protected:
+  static void SetUpTestSuite() { makeRootReadOnly(); }
+};
+
+TEST_P(HostileRequests, BreakNoPromise) {
+  const auto& [family, iShare] = GetParam();
+  World world;
+  resultCounts().clear();
+  int cComplaints = 0;
+  for (int i = 0; i < SCENES_PER_SHARE && cComplaints < COMPLAINTS_AT_MOST; ++i) {
+    // A seed for each scene: one that fails can be played again alone.
+    SeededChoices choices(static_cast<std::uint64_t>(iShare) * SCENES_PER_SHARE + static_cast<std::uint64_t>(i));
+    world.setScene(choices);
+    for (int iCall = 0; iCall < CALLS_PER_SCENE; ++iCall) {
+      for (const std::string& strBroken : family.call(world, choices)) {
+        ++cComplaints;
+        ADD_FAILURE() << "scene " << i << ", call " << iCall << ": " << strBroken;
+      }
+    }
+  }
+  for (const auto& [strFunction, counts] : resultCounts()) {
+    for (const auto& [iResult, cSeen] : counts) {
+      EXPECT_GT(cSeen, 0) << strFunction << " never gave " << iResult;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Every, HostileRequests,
+    testing::Combine(testing::Values(Family{"Configuration", callConfiguration}, Family{"Catalogue", callCatalogue},
+                                     Family{"Execution", callExecution}, Family{"Presentation", callPresentation}),
+                     testing::Range(0, SHARES)),
+    [](const auto& instance) {
+      return std::string(std::get<0>(instance.param).szName) + "Share" + std::to_string(std::get<1>(instance.param));
+    });
+
+}  // namespace
+
+}  // namespace OrvaTest

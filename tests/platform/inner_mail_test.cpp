@@ -1,0 +1,180 @@
+#include <ctime>
+#include <json/reader.h>
+#include <random>
+#include <sstream>
+
+#include "mail/address.h"
+#include "mail/message.h"
+#include "platform_fixture.h"
+#include "support/files.h"
+#include "support/processes.h"
+#include "texts/utf8.h"
+
+namespace {
+
+const orva::MailTemplate TEMPLATE{"Task %TASK% has ended", "The rest was cut.", "Task: %TASK%\n%OUT_PUT%\nend\n"};
+const orva::MessageHead HEAD{"scheduler@example.org", "admin@example.org", "complete-task", "server.example.org"};
+
+std::string compose(const orva::PlaceholderValues& mapValue) {
+  return orva::composeMessage(HEAD, TEMPLATE, mapValue);
+}
+
+// What a mail reader makes of a message.
+Json::Value readBack(const std::string& strMessage) {
+  OrvaTest::writeFile("/tmp/message.eml", strMessage);
+  const auto result = OrvaTest::runCommand(
+      {"/bin/sh", "-c", "exec /usr/bin/python3 " ORVA_TEST_SCRIPTS "/parse_mail.py < /tmp/message.eml"});
+  EXPECT_EQ(result.iStatus, 0) << result.strErrors;
+  Json::Value jMail;
+  std::istringstream(result.strOut) >> jMail;
+  EXPECT_TRUE(jMail["ascii"].asBool());
+  EXPECT_LE(jMail["longest"].asInt(), 78);
+  EXPECT_TRUE(jMail["defects"].empty()) << jMail["defects"].toStyledString();
+  EXPECT_FALSE(jMail["multipart"].asBool());
+  return jMail;
+}
+
+std::vector<std::string> headerNames(const Json::Value& jMail) {
+  std::vector<std::string> vecName;
+  for (const Json::Value& jHeader : jMail["headers"]) {
+    vecName.push_back(jHeader[0].asString());
+  }
+  return vecName;
+}
+
+std::string header(const Json::Value& jMail, const std::string& strName) {
+  for (const Json::Value& jHeader : jMail["headers"]) {
+    if (jHeader[0].asString() == strName) {
+      return jHeader[1].asString();
+    }
+  }
+  return "<none>";
+}
+
+const std::vector<std::string> HEADER_NAMES = {
+    "Date",    "From",           "To",           "Subject",      "Message-ID",
+    "List-Id", "Auto-Submitted", "MIME-Version", "Content-Type", "Content-Transfer-Encoding"};
+
+TEST(MailMessage, ReaderGetsHeadersAndTextBack) {
+  const std::time_t before = std::time(nullptr);
+  const Json::Value jMail = readBack(compose({{"%TASK%", "backup"}, {"%OUT_PUT%", "line\n.\nFrom me\nblank \n"}}));
+  EXPECT_EQ(headerNames(jMail), HEADER_NAMES);
+  EXPECT_EQ(header(jMail, "From"), "scheduler@example.org");
+  EXPECT_EQ(header(jMail, "Subject"), "Task backup has ended");
+  EXPECT_EQ(header(jMail, "List-Id"), "<complete-task.server.example.org>");
+  EXPECT_EQ(header(jMail, "Auto-Submitted"), "auto-generated");
+  EXPECT_EQ(header(jMail, "Content-Transfer-Encoding"), "quoted-printable");
+  EXPECT_THAT(header(jMail, "Message-ID"), testing::MatchesRegex("<[0-9a-f.]+@server.example.org>"));
+  EXPECT_GE(jMail["date"].asDouble(), static_cast<double>(before));
+  EXPECT_LE(jMail["date"].asDouble(), static_cast<double>(std::time(nullptr)));
+  EXPECT_EQ(jMail["body"].asString(), "Task: backup\nline\n.\nFrom me\nblank \n\nend\n");
+}
+
+TEST(MailMessage, DateIsRightInEveryZone) {
+  for (const char* const szZone : {"UTC", "Asia/Kolkata", "America/St_Johns", "Pacific/Auckland"}) {
+    setenv("TZ", szZone, 1);
+    tzset();
+    const std::time_t before = std::time(nullptr);
+    EXPECT_GE(readBack(compose({}))["date"].asDouble(), static_cast<double>(before)) << szZone;
+  }
+  unsetenv("TZ");
+  tzset();
+}
+
+TEST(MailMessage, TextInOtherLettersComesBack) {
+  const std::string strOutput = "日本語の出力です。\nテスト\n";
+  const Json::Value jMail =
+      readBack(compose({{"%TASK%", "größe 日本語 " + std::string(60, 'x')}, {"%OUT_PUT%", strOutput}}));
+  EXPECT_EQ(header(jMail, "Subject"), "Task größe 日本語 " + std::string(60, 'x') + " has ended");
+  EXPECT_THAT(jMail["body"].asString(), testing::HasSubstr(strOutput));
+}
+
+TEST(MailMessage, MostlyForeignTextTravelsAsBase64) {
+  std::string strOutput;
+  for (int i = 0; i < 500; ++i) {
+    strOutput += "日本語\n";
+  }
+  const Json::Value jMail = readBack(compose({{"%TASK%", "t"}, {"%OUT_PUT%", strOutput}}));
+  EXPECT_EQ(header(jMail, "Content-Transfer-Encoding"), "base64");
+  EXPECT_THAT(jMail["body"].asString(), testing::HasSubstr(strOutput));
+}
+
+TEST(MailMessage, PlaceholderInAValueIsNotFilledAgain) {
+  const Json::Value jMail = readBack(compose({{"%TASK%", "%OUT_PUT%"}, {"%OUT_PUT%", "%TASK%"}}));
+  EXPECT_EQ(header(jMail, "Subject"), "Task %OUT_PUT% has ended");
+  EXPECT_EQ(jMail["body"].asString(), "Task: %OUT_PUT%\n%TASK%\nend\n");
+}
+
+TEST(MailMessage, LongerPlaceholderIsMeantAndWhatHasNoValueStays) {
+  EXPECT_EQ(orva::filled("%A%B% %A% %X% 100%", {{"%A%", "1"}, {"%A%B%", "2"}}, 100), "2 1 %X% 100%");
+}
+
+TEST(MailMessage, TaskNameAddsNoHeader) {
+  const Json::Value jMail =
+      readBack(compose({{"%TASK%", "x\r\nBcc: evil@example.org\r\n\r\nbody"}, {"%OUT_PUT%", "y"}}));
+  EXPECT_EQ(headerNames(jMail), HEADER_NAMES);
+  EXPECT_EQ(header(jMail, "Subject"), "Task x  Bcc: evil@example.org    body has ended");
+}
+
+TEST(MailMessage, OutputOfAnyBytesIsSentAsText) {
+  std::mt19937 random(11);
+  for (int i = 0; i < 20; ++i) {
+    std::string strOutput;
+    for (int c = 0; c < 3000; ++c) {
+      strOutput += static_cast<char>(random() % 256);
+    }
+    const Json::Value jMail = readBack(compose({{"%TASK%", strOutput.substr(0, 40)}, {"%OUT_PUT%", strOutput}}));
+    EXPECT_EQ(headerNames(jMail), HEADER_NAMES);
+    EXPECT_EQ(jMail["to"].size(), 1U);
+    EXPECT_EQ(jMail["to"][0].asString(), "admin@example.org");
+  }
+}
+
+TEST(MailMessage, LongSubjectIsCut) {
+  const std::string strSubject = header(readBack(compose({{"%TASK%", std::string(5000, 'x')}})), "Subject");
+  EXPECT_EQ(strSubject, "Task " + std::string(195, 'x') + "...");
+}
+
+TEST(MailMessage, BodyIsCutAtOneMebibyteAtTheEndOfALine) {
+  std::string strOutput;
+  while (strOutput.size() < 50'000'000) {
+    strOutput += "0123456789 é\n";
+  }
+  const std::string strBody = readBack(compose({{"%TASK%", "t"}, {"%OUT_PUT%", strOutput}}))["body"].asString();
+  EXPECT_LE(strBody.size(), (1U << 20) + 30);
+  EXPECT_GT(strBody.size(), (1U << 20) - 30);
+  EXPECT_THAT(strBody, testing::EndsWith("0123456789 é\n\nThe rest was cut.\n"));
+}
+
+TEST(MailMessage, BodyOfExactlyOneMebibyteIsWhole) {
+  const orva::MailTemplate mail{"s", "cut", "%X%"};
+  const auto bodyOf = [&mail](std::size_t cb) {
+    return readBack(orva::composeMessage(HEAD, mail, {{"%X%", std::string(cb - 1, 'x') + "\n"}}))["body"].asString();
+  };
+  EXPECT_EQ(bodyOf(1U << 20).size(), 1U << 20);
+  EXPECT_THAT(bodyOf((1U << 20) + 1), testing::EndsWith("x\n\ncut\n")) << "one line longer than all that";
+}
+
+TEST(MailAddress, AllowListDecides) {
+  for (const char* const szAddress :
+       {"root", "a@b", "A.B-c_d+e=f~g&h'i@x-1.example.org", "_a@b", "1@2.3", "user@localhost"}) {
+    EXPECT_TRUE(orva::isMailAddress(szAddress)) << szAddress;
+  }
+  for (const char* const szAddress :
+       {"",      "@",     "a@",    "@b",    "-a@b",  "+a@b",  ".a@b",   "a.@b",        "a..b@c",  "a@b@c", "a b@c",
+        " a@b",  "a@b ",  "a@-b",  "a@b-",  "a@.b",  "a@b.",  "a@b..c", "a@[1.2.3.4]", "\"a\"@b", "a,b@c", "a;b@c",
+        "a|b@c", "|a",    "/a",    "a/b@c", "a!b",   "a%b@c", "a:b@c",  "a\n@b",       "a@b\n",   "é@b",   "a@é",
+        "<a@b>", "a$b@c", "`a`@b", "a\\@b", "a@b_c", "*",     "a@*",    "#a",          "{a}@b"}) {
+    EXPECT_FALSE(orva::isMailAddress(szAddress)) << szAddress;
+  }
+  EXPECT_TRUE(orva::isMailAddress(std::string(64, 'a') + "@b"));
+  EXPECT_FALSE(orva::isMailAddress(std::string(65, 'a') + "@b"));
+  EXPECT_TRUE(orva::isMailAddress("a@" + std::string(63, 'b')));
+  EXPECT_FALSE(orva::isMailAddress("a@" + std::string(64, 'b')));
+  const std::string strDomain = std::string(63, 'b') + "." + std::string(63, 'b') + "." + std::string(63, 'b');
+  EXPECT_TRUE(orva::isMailAddress(std::string(62, 'a') + "@" + strDomain));
+  EXPECT_FALSE(orva::isMailAddress(std::string(63, 'a') + "@" + strDomain));
+  EXPECT_FALSE(orva::isMailAddress(std::string_view("a\0b@c", 5)));
+}
+
+}  // namespace
