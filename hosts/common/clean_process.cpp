@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 
@@ -24,11 +23,9 @@ void require(bool blDone, const char* szWhat) {
 }
 
 void resetSignals() {
-  // Asked of the kernel itself: the C library refuses for the two signals that it uses between threads, and
-  // these can be inherited as ignored like any other. KILL and STOP refuse, and need no reset.
-  constexpr std::array<unsigned long, 4> DEFAULT{};  // handler, flags, restorer, mask
   for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
-    syscall(SYS_rt_sigaction, iSignal, DEFAULT.data(), nullptr, sizeof(unsigned long));
+    // KILL, STOP and the two that the C library uses between threads refuse, and need no reset.
+    std::signal(iSignal, SIG_DFL);
   }
   sigset_t none;
   sigemptyset(&none);
