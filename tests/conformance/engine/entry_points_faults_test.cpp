@@ -1,5 +1,5 @@
 // runByEvent and runTaskOne without each of the calls that can fail, one after the other: the runner's calls, and
-// those of its children, which are real.
+// those of its children. The children are real, but for an event's runner, which makes too many calls.
 
 #include "conformance/engine/runs.h"
 
@@ -53,6 +53,7 @@ TEST_F(FailingCalls, RunByEventInTheRunner) {
         [&] {
           prepareTask(blWithOutput, "a", "");
           prepareTask(blWithOutput, "b", "[a]");
+          fakes().pretendChildren(exitInfo("normal", 0));
         },
         [&] {
           const int iResult = fire();

@@ -34,10 +34,12 @@ Json::Value expected(int iShellStatus) {
 
 }  // namespace
 
-TEST_F(TwiceDecoded, EveryExitStatusOfAShell) {
+TEST_F(TwiceDecoded, ExitStatusesOfAShellAtEveryTurnOfTheRule) {
   ignoreLog();
-  for (int iShellStatus = 0; iShellStatus <= 255; ++iShellStatus) {
-    EXPECT_EQ(recorded(iShellStatus << 8), expected(iShellStatus)) << iShellStatus;
+  for (const auto& [iFirst, iLast] : {std::pair(0, 8), {62, 66}, {122, 138}, {190, 194}, {250, 255}}) {
+    for (int iShellStatus = iFirst; iShellStatus <= iLast; ++iShellStatus) {
+      EXPECT_EQ(recorded(iShellStatus << 8), expected(iShellStatus)) << iShellStatus;
+    }
   }
   takeTemporaryFiles();
 }
