@@ -72,7 +72,7 @@ EventText eventText(const Json::Value& jCatalogue, unsigned int uCode, const Eve
   }
   PlaceholderValues mapValue;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
-    mapValue["%" + std::to_string(i + 1)] = arguments.at(i);
+    mapValue[fmt::format("%{}", i + 1)] = arguments.at(i);
   }
   return {filled(strText, mapValue, CB_TEXT_MAX), textMember(jEvent, "message_id")};
 }

@@ -30,10 +30,11 @@ std::string rawText(const Json::Value& jFilter) {
 
 Filter::Filter(const TableDefinition& definition, const Json::Value& jFilter, FilterKind kind)
     : m_members(definition, jFilter, "filter") {
+  const std::optional<std::string>& unknown = m_members.unknown();
   if (kind == FilterKind::MEMBERS_OR_RAW && isRaw(jFilter)) {
     m_raw = rawText(jFilter);
-  } else if (m_members.unknown()) {
-    RAISE(EINVAL, "the filter's member {} is no column", *m_members.unknown());
+  } else if (unknown) {
+    RAISE(EINVAL, "the filter's member {} is no column", *unknown);
   }
 }
 

@@ -70,13 +70,14 @@ int OrvaJsonDbApi::Impl::create(const Json::Value& jIn, Json::Value& jOut) {
 
 template <typename Take>
 void OrvaJsonDbApi::Impl::readRows(const Filter& filter, RowLimit limit, const Take& take) {
+  const std::optional<std::string>& raw = filter.raw();
   std::optional<ReadOnlyGuard> guard;
-  if (filter.raw()) {
+  if (raw) {
     guard.emplace(m_pDb, m_definition.table());
   }
-  Statement statement(
-      m_pDb, filter.raw() ? m_texts.selectRaw(*filter.raw(), limit) : m_texts.selectRows(filter.shape(), limit));
-  if (filter.raw() && sqlite3_bind_parameter_count(statement.handle()) != 0) {
+  const std::string strRawSql = raw ? m_texts.selectRaw(*raw, limit) : std::string();
+  Statement statement(m_pDb, raw ? strRawSql : m_texts.selectRows(filter.shape(), limit));
+  if (raw && sqlite3_bind_parameter_count(statement.handle()) != 0) {
     RAISE(EINVAL, "the filter has a parameter, and there is no value for it");
   }
   Binder binder(statement);

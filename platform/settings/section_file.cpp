@@ -1,5 +1,7 @@
 #include "settings/section_file.h"
 
+#include <fmt/format.h>
+
 #include "settings/text_line.h"
 
 namespace orva {
@@ -27,16 +29,16 @@ private:
     if (m_blInSection) {
       m_vecSection.push_back({std::string(strName), iLine, {}});
     } else {
-      m_onFault(iLine, "not a section: \"" + std::string(strText) + "\"");
+      m_onFault(iLine, fmt::format("not a section: \"{}\"", strText));
     }
   }
 
   void addEntry(std::string_view strText, int iLine) {
     const auto pair = cutKeyValue(strText);
     if (!pair) {
-      m_onFault(iLine, "neither a section nor KEY = VALUE: \"" + std::string(strText) + "\"");
+      m_onFault(iLine, fmt::format("neither a section nor KEY = VALUE: \"{}\"", strText));
     } else if (!m_blInSection) {
-      m_onFault(iLine, "\"" + std::string(pair->strKey) + "\" stands in no section");
+      m_onFault(iLine, fmt::format("\"{}\" stands in no section", pair->strKey));
     } else {
       m_vecSection.back().vecEntry.push_back({std::string(pair->strKey), std::string(pair->strValue), iLine});
     }

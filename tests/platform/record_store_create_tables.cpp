@@ -7,9 +7,7 @@
 #include "record_store_fixture.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::StartsWith;
 
 namespace {
 

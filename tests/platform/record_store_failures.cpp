@@ -10,8 +10,6 @@
 #include "record_store_fixture.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::StartsWith;
 
 namespace {
 

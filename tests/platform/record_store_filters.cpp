@@ -3,7 +3,6 @@
 #include "record_store_fixture.h"
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {

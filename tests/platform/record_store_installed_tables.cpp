@@ -5,7 +5,6 @@
 #include "record_store_fixture.h"
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
 namespace {

@@ -9,7 +9,6 @@
 #include "record_store_fixture.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace {
@@ -18,7 +17,9 @@ namespace {
 long lUntilFailure = 0;
 
 void* allocate(std::size_t cbSize) {
-  if (lUntilFailure > 0 && --lUntilFailure == 0) {
+  const bool blFails = lUntilFailure == 1;
+  lUntilFailure -= lUntilFailure > 0 ? 1 : 0;
+  if (blFails) {
     throw std::bad_alloc();
   }
   void* pMemory = std::malloc(cbSize == 0 ? 1 : cbSize);

@@ -6,8 +6,6 @@
 
 #include "record_store_fixture.h"
 
-using testing::IsEmpty;
-
 namespace {
 
 constexpr int PROCESSES = 8;
