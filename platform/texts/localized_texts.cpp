@@ -88,7 +88,7 @@ void readTexts(const std::string& strPath, Json::Value& jTexts) {
 Json::Value ORVA::UIX::LocalizedStringParser::ParseTexts(const std::string& strDirectory) {
   Json::Value jTexts(Json::objectValue);
   for (const std::string& strName : orva::filesInFolder(strDirectory, ".strings")) {
-    orva::readTexts(strDirectory + "/" + strName, jTexts);
+    orva::readTexts(std::string(strDirectory).append("/").append(strName), jTexts);
   }
   return jTexts;
 }
