@@ -21,6 +21,7 @@
 #include "installed_paths.h"
 #include "json_read.h"
 #include "output_folder.h"
+#include "start_second.h"
 
 namespace Host {
 
@@ -32,22 +33,18 @@ constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
 /// Free bytes that the library asks of a volume for temporary output.
 constexpr unsigned long long CB_TEMPORARY_OUTPUT = 0x500000;
 
-/// The folder of a run is named by its task and its second: a second start within it would overwrite the first.
-void waitForUnusedSecond(Session& session, const ExecutionRequest& request) {
-  constexpr int MAX_SECONDS = 5;
-  for (int i = 0; i < MAX_SECONDS; ++i) {
-    bool blUsed = false;
-    for (const Json::Value& jRun : listRuns(session, fmt::format("start_time = {}", std::time(nullptr)))) {
-      blUsed = blUsed || textOf(jRun, request.blByEvent ? "trigger_event" : "task_name") == request.strName;
-    }
-    if (!blUsed) {
-      return;
-    }
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    const timespec pause{0, 1000000000L - now.tv_nsec};
-    nanosleep(&pause, nullptr);
+/// The tasks that start at once.
+std::set<std::string> firstTasks(Session& session, const ExecutionRequest& request) {
+  if (!request.blByEvent) {
+    return {request.strName};
   }
+  std::set<std::string> setTasks;
+  for (const GraphTask* pTask : TaskGraph(listTasks(session)).planOf(request.strName)) {
+    if (pTask->blRoot) {
+      setTasks.insert(pTask->strName);
+    }
+  }
+  return setTasks;
 }
 
 int runRequest(Session& session, const ExecutionRequest& request) {
@@ -69,7 +66,7 @@ int runRequest(Session& session, const ExecutionRequest& request) {
     // A child that cannot write its script would go on as a second runner; it ends with its last message instead.
     ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
     Session session;
-    waitForUnusedSecond(session, request);
+    claimStartSecond(session, firstTasks(session, request));
     iResult = runRequest(session, request);
     if (getpid() != pidSelf) {
       _exit(0);

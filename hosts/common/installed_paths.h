@@ -19,6 +19,9 @@ inline constexpr char OUTPUT_SUFFIX[] = "/eorvascheduler.output.";
 inline constexpr char EXECUTIONS_PARENT[] = "/run/eorva";
 inline constexpr char EXECUTIONS_FOLDER[] = "/run/eorva/executions";
 
+/// Which tasks were started in the present second.
+inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
+
 /// The type of the scheduler's section of the configuration.
 inline constexpr char CONFIG_TYPE[] = "eorvascheduler";
 

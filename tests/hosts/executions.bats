@@ -168,13 +168,25 @@ setup() { fresh_store; }
   same "task" '"one"' "$(jq .task <<<"$output")"
 }
 
-@test "two starts within one second do not share a folder" {
+@test "starts of one task at the same moment do not share a second, nor a folder" {
   add_task quick bootup alice 'echo "$$"' --parallel
   local i
-  for i in 1 2 3 4 5 6; do
-    eorva run quick >/dev/null
+  for i in 1 2 3 4 5; do
+    eorva run quick >/dev/null 3>&- &
   done
-  same "folders" 6 "$(find "$KEPT/quick" -mindepth 1 -maxdepth 1 | wc -l)"
+  wait
+  same "starts" 5 "$(eorva runs list --json | jq '[.[].start_time] | unique | length')"
+  same "folders" 5 "$(find "$KEPT/quick" -mindepth 1 -maxdepth 1 | wc -l)"
+}
+
+@test "a second that a record of the task has already is not used again" {
+  add_task quick bootup alice 'exit 0'
+  # As when the clock was set back: the seconds to come have been used.
+  local now
+  now=$(date +%s)
+  sqlite3 "$DATABASE" "with recursive later(s) as (select $now union all select s + 1 from later where s < $now + 4)
+    insert into task_result (task_name, start_time, stop_time, exit_info) select 'quick', s, s, '{}' from later"
+  run -0 eorva fire bootup
   same "starts" 6 "$(eorva runs list --json | jq '[.[].start_time] | unique | length')"
 }
 

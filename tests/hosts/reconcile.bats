@@ -95,6 +95,29 @@ is_open() { [[ $(field 1 outcome) == '"running"' ]]; }
   same "the task's last end" 0 "$(eorva task show long --json | jq .last_stop_time)"
 }
 
+@test "a run whose execution is about to close it is left to it" {
+  # As in the moment between the end of the process and the end of the record.
+  mkdir -p /run/eorva/executions
+  bash -c 'exit 0' &
+  local dead=$! holder
+  wait "$dead"
+  echo "$dead" >/run/eorva/executions/under-way
+  sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info) values ('long', 1, $dead, '{}');
+    update task set status = '{\"running\":[$dead]}' where task_name = 'long'"
+  flock --no-fork /run/eorva/executions/under-way sleep 300 3>&- &
+  holder=$!
+  wait_until eval '! flock --nonblock /run/eorva/executions/under-way true'
+  run -0 --separate-stderr eorva fire other
+  same "standard error" "" "$stderr"
+  is_open
+  same "running list" "[$dead]" "$(eorva task show long --json | jq -c .status.running)"
+  kill "$holder"
+  wait_until gone "$holder"
+  run -0 --separate-stderr eorva fire other
+  complains "was interrupted"
+  same "left of executions" "" "$(ls -A /run/eorva/executions)"
+}
+
 @test "nothing is closed that an execution under way will close" {
   add_task brief busy alice 'exit 0' --parallel
   local i

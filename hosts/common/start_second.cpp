@@ -1,0 +1,87 @@
+#include "start_second.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "failure.h"
+#include "installed_paths.h"
+#include "json_read.h"
+#include "unique_fd.h"
+
+namespace Host {
+
+namespace {
+
+/// After that the clock must be standing still; the library would start the tasks all the same.
+constexpr int MAX_SECONDS = 30;
+
+/// What was claimed last: a second, and the names of the tasks, each on a line.
+std::string readClaims(int fd) {
+  std::string strClaims;
+  char buffer[4096];
+  off_t offset = 0;
+  for (ssize_t cb = 0; (cb = pread(fd, buffer, sizeof buffer, offset)) > 0; offset += cb) {
+    strClaims.append(buffer, static_cast<std::size_t>(cb));
+  }
+  return strClaims;
+}
+
+bool isClaimed(const std::string& strClaims, const std::set<std::string>& setTasks) {
+  return std::any_of(setTasks.begin(), setTasks.end(), [&](const std::string& strTask) {
+    return strClaims.find("\n" + strTask + "\n") != std::string::npos;
+  });
+}
+
+bool isRecorded(Session& session, std::time_t second, const std::set<std::string>& setTasks) {
+  const Json::Value jRuns = listRuns(session, fmt::format("start_time = {}", second));
+  return std::any_of(jRuns.begin(), jRuns.end(),
+                     [&](const Json::Value& jRun) { return setTasks.count(textOf(jRun, "task_name")) > 0; });
+}
+
+void waitForNextSecond() {
+  constexpr long NANOSECONDS = 1000000000L;
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const timespec pause{0, NANOSECONDS - now.tv_nsec - 1};
+  nanosleep(&pause, nullptr);
+}
+
+void writeClaims(int fd, const std::string& strClaims) {
+  if (ftruncate(fd, 0) < 0 ||
+      pwrite(fd, strClaims.data(), strClaims.size(), 0) != static_cast<ssize_t>(strClaims.size())) {
+    throw Failure(fmt::format("cannot write {}: {}", START_SECOND_PATH, std::strerror(errno)));
+  }
+}
+
+}  // namespace
+
+void claimStartSecond(Session& session, const std::set<std::string>& setTasks) {
+  const UniqueFd fd(open(START_SECOND_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!fd.isOpen() || flock(fd.get(), LOCK_EX) < 0) {
+    throw Failure(fmt::format("cannot lock {}: {}", START_SECOND_PATH, std::strerror(errno)));
+  }
+  for (int i = 0; i < MAX_SECONDS; ++i) {
+    const std::time_t second = std::time(nullptr);
+    const std::string strSecond = fmt::format("{}\n", second);
+    std::string strClaims = readClaims(fd.get());
+    if (strClaims.compare(0, strSecond.size(), strSecond) != 0) {
+      strClaims = strSecond;
+    }
+    if (!isClaimed(strClaims, setTasks) && !isRecorded(session, second, setTasks)) {
+      for (const std::string& strTask : setTasks) {
+        strClaims += strTask + "\n";
+      }
+      writeClaims(fd.get(), strClaims);
+      return;
+    }
+    waitForNextSecond();
+  }
+}
+
+}  // namespace Host
