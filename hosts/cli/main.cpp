@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 #include "eorvascheduler.h"
 
@@ -24,6 +26,14 @@ constexpr char EXAMPLES[] =
     "\n"
     "Results: 0 done, 1 failed, 2 wrong usage; fire and run: 3 when some task did not end with 0.\n";
 
+/// That a command is missing says little when another word stands in its place.
+std::string usageText(const CLI::App* pApp, const CLI::Error& error) {
+  const std::vector<std::string> vecRest = pApp->remaining(true);
+  const bool blUnknown = error.get_name() == "RequiredError" && !vecRest.empty();
+  return fmt::format("eorva: {}\nTry 'eorva --help'.\n",
+                     blUnknown ? fmt::format("there is no command \"{}\"", vecRest.front()) : error.what());
+}
+
 void buildCommandLine(CLI::App& app, Context& context) {
   app.name("eorva");
   app.footer(EXAMPLES);
@@ -35,9 +45,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
       ->type_name("WHEN");
   app.require_subcommand(1);
   app.fallthrough();
-  app.failure_message([](const CLI::App*, const CLI::Error& error) {
-    return fmt::format("eorva: {}\nTry 'eorva --help'.\n", error.what());
-  });
+  app.failure_message(&usageText);
   addInitCommand(app, context);
   addTaskCommands(app, context);
   addExecuteCommands(app, context);

@@ -24,7 +24,7 @@ void require(bool blDone, const char* szWhat) {
 
 void resetSignals() {
   for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
-    // KILL, STOP and the two that the C library keeps for itself refuse; they need no reset.
+    // KILL, STOP and the two that the C library uses between threads refuse, and need no reset.
     std::signal(iSignal, SIG_DFL);
   }
   sigset_t none;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -85,6 +86,8 @@ int runRequest(Session& session, const ExecutionRequest& request) {
 
 pid_t forkExecution(const ExecutionRequest& request, int fdFile) {
   std::fflush(nullptr);
+  // Who started this program may have left it ignored; then nobody would learn how the execution ended.
+  std::signal(SIGCHLD, SIG_DFL);
   const pid_t pid = fork();
   if (pid < 0) {
     throw Failure(fmt::format("cannot start a process: {}", std::strerror(errno)));
@@ -183,7 +186,11 @@ std::optional<int> Execution::waitEnd(int iMilliseconds) {
   pollfd entry{m_fdProcess.get(), POLLIN, 0};
   poll(&entry, 1, iMilliseconds);
   int iStatus = 0;
-  if (waitpid(m_pid, &iStatus, WNOHANG) != m_pid) {
+  const pid_t pidEnded = waitpid(m_pid, &iStatus, WNOHANG);
+  if (pidEnded < 0) {
+    throw Failure(fmt::format("lost sight of the execution in process {}: {}", m_pid, std::strerror(errno)));
+  }
+  if (pidEnded == 0) {
     return std::nullopt;
   }
   m_file.remove();

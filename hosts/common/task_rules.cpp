@@ -145,7 +145,7 @@ private:
     int iUid = -1;
     const auto [pEnd, code] = std::from_chars(strUid.data(), strUid.data() + strUid.size(), iUid);
     if (code != std::errc() || iUid < 0 || std::to_string(iUid) != strUid) {
-      error("owner", fmt::format("\"{}\" is no user id", strUid));
+      error("owner", fmt::format("there is no user \"{}\"", strUid));
       return;
     }
     PORVAUSER pUser = nullptr;

@@ -19,6 +19,7 @@ constexpr const char* IDENTIFIER = "orva";
 
 bool sendToJournal(const std::vector<std::string>& vecField) {
   std::vector<iovec> vecPart;
+  vecPart.reserve(vecField.size());
   for (const std::string& strField : vecField) {
     vecPart.push_back({const_cast<char*>(strField.data()), strField.size()});
   }

@@ -95,7 +95,7 @@ bool wantsBase64(std::string_view strText) {
 }
 
 std::string encodedHeader(std::string_view strText) {
-  const std::string strPlain = inOneLine(strText);
+  std::string strPlain = inOneLine(strText);
   const bool blAscii = std::all_of(strPlain.begin(), strPlain.end(), [](char ch) { return ch >= 0x20 && ch < 0x7F; });
   if (blAscii && strPlain.size() <= CB_PLAIN_HEADER_MAX && strPlain.find("=?") == std::string::npos) {
     return strPlain;

@@ -17,8 +17,8 @@
 namespace {
 
 std::string senderAddress(const std::string& strMailName) {
-  const std::string strDefault = "root@" + strMailName;
-  const std::string strSender = orva::serverSetting("mailfrom", strDefault);
+  std::string strDefault = "root@" + strMailName;
+  std::string strSender = orva::serverSetting("mailfrom", strDefault);
   if (orva::isMailAddress(strSender)) {
     return strSender;
   }

@@ -2,7 +2,7 @@
 // were held back since.
 
 #include <cerrno>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -25,13 +25,16 @@ struct State {
   unsigned cSuppressed = 0;
 };
 
+// A state that cannot be read counts as none.
 State readState(int fd) {
   char szText[64] = "";
   State state;
-  if (pread(fd, szText, sizeof szText - 1, 0) <= 0 ||
-      std::sscanf(szText, "%lld %u", &state.llLast, &state.cSuppressed) != 2) {
-    return {};
+  if (pread(fd, szText, sizeof szText - 1, 0) <= 0) {
+    return state;
   }
+  char* szRest = nullptr;
+  state.llLast = std::strtoll(szText, &szRest, 10);
+  state.cSuppressed = static_cast<unsigned>(std::strtoul(szRest, nullptr, 10));
   return state;
 }
 

@@ -82,6 +82,7 @@ UniqueFd aside(int fd) {
 
 int spawn(const std::vector<std::string>& vecArgument, int fdIn, int fdOut, pid_t& pid) {
   std::vector<char*> vecPointer;
+  vecPointer.reserve(vecArgument.size() + 1);
   for (const std::string& strArgument : vecArgument) {
     vecPointer.push_back(const_cast<char*>(strArgument.c_str()));
   }

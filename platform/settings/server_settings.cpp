@@ -43,7 +43,7 @@ std::string serverMailName() {
   std::string strContent;
   readRegularFile(MAIL_NAME_PATH, strContent);
   std::string_view strRest = strContent;
-  const std::string strMailName(trimmed(takeLine(strRest)));
+  std::string strMailName(trimmed(takeLine(strRest)));
   if (isHostName(strMailName)) {
     return strMailName;
   }

@@ -71,11 +71,13 @@ void readTexts(const std::string& strPath, Json::Value& jTexts) {
   for (const Section& section : parseSections(strContent, report)) {
     for (const SectionEntry& entry : section.vecEntry) {
       const auto text = plainText(entry.strValue);
-      if (!text || !isUtf8(section.strName + entry.strKey + *text)) {
-        report(entry.iLine, "the text of \"" + entry.strKey + "\" is " + (text ? "not UTF-8" : "not quoted well"));
-        continue;
+      if (!text) {
+        report(entry.iLine, "the text of \"" + entry.strKey + "\" is not quoted well");
+      } else if (!isUtf8(section.strName) || !isUtf8(entry.strKey) || !isUtf8(*text)) {
+        report(entry.iLine, "the text of \"" + entry.strKey + "\" is not UTF-8");
+      } else {
+        jTexts[section.strName][entry.strKey] = *text;
       }
-      jTexts[section.strName][entry.strKey] = *text;
     }
   }
 }

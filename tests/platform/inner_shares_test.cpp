@@ -38,7 +38,7 @@ TEST(SambaShares, OnlyFoldersOfTheirOwnAreShares) {
   for (const orva::Share& share : orva::parseTestparm(
            "# Global parameters\n[global]\n\tpath = /x\n\n[homes]\n\tpath = /home/x\n[printers]\n"
            "\tpath = /spool\n\tprintable = Yes\n[print$]\n\tpath = /drivers\n[two words]\n\tpath = /srv/a b\n"
-           "\tread only = No\n[gone]\n\tavailable = No\n\tpath = /srv/gone\n[own]\n\tpath = /home/%U\n"
+           "\tread only = No\n[gone]\n\tavailable = No\n\tpath = /srv/gone\n[own]\n\tpath = /srv/%U\n"
            "[lp]\n\tPath = /spool\n\tprintable = YES\n[no path]\n\tguest ok = Yes\n[last]\n\tpath = /srv/last\n")) {
     vecShare.push_back(share.strName + "=" + share.strPath);
   }

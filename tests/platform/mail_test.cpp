@@ -134,8 +134,13 @@ TEST_F(Mail, CallerKeepsItsChildrenItsSignalsAndItsOutput) {
   ASSERT_EQ(pipe(fdPipe), 0);
   ASSERT_EQ(mkfifo("/tmp/gate", 0600), 0);
   installMailProgram("#!/bin/sh\nls -l /proc/$$/fd > /tmp/called\ncat /tmp/gate > /dev/null\n");
-  ASSERT_EQ(send("a@b"), 0);
+  const int fdKeptOut = dup(STDOUT_FILENO);
+  dup2(fdPipe[1], STDOUT_FILENO);
+  const int iResult = send("a@b");
+  dup2(fdKeptOut, STDOUT_FILENO);
+  close(fdKeptOut);
   close(fdPipe[1]);
+  EXPECT_EQ(iResult, 0);
   const int fdGate = open("/tmp/gate", O_WRONLY);
   pollfd watched{fdPipe[0], POLLIN, 0};
   EXPECT_EQ(poll(&watched, 1, 20'000), 1) << "the courier and the mail program must not hold the caller's pipe";

@@ -10,10 +10,12 @@ add_executable(record_store_test
   record_store_fixture.cpp
   record_store_installed_tables.cpp
   record_store_last_error.cpp
+  record_store_memory.cpp
   record_store_operations.cpp
   record_store_processes.cpp
   record_store_readable_time.cpp
 )
 target_compile_definitions(record_store_test PRIVATE EORVA_SHARE="${CMAKE_SOURCE_DIR}/share")
 target_link_libraries(record_store_test PRIVATE orvaplatform GTest::gmock_main)
-gtest_discover_tests(record_store_test TEST_PREFIX platform. DISCOVERY_TIMEOUT 60)
+gtest_discover_tests(record_store_test
+  TEST_PREFIX platform. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120 LABELS platform)

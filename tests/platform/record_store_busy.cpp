@@ -137,6 +137,13 @@ TEST_F(Busy, NewHandleWaitsWithItsTables) {
   EXPECT_EQ("1", queryText(m_pDb.get(), "PRAGMA user_version"));
 }
 
+TEST_F(Busy, NewHandleFindsTheTablesThatTheOtherMadeMeanwhile) {
+  runSql(m_pOther.get(), "COMMIT; PRAGMA user_version = 0; BEGIN IMMEDIATE; PRAGMA user_version = 1");
+  m_clock.atPause(5, [](void* pDb) { runSql(static_cast<sqlite3*>(pDb), "COMMIT"); }, m_pOther.get());
+  OrvaJsonDbApi handle(m_pDb.get(), "task", installedDefinitions(), "CREATE TABLE task (made_twice TEXT)");
+  EXPECT_EQ(5U, m_clock.pauses().size());
+}
+
 TEST_F(Busy, NewHandleGivesUpAfterTenSeconds) {
   runSql(m_pOther.get(), "COMMIT; PRAGMA user_version = 0; BEGIN IMMEDIATE");
   EXPECT_THROW(OrvaJsonDbApi(m_pDb.get(), "task", installedDefinitions(), installedSql()), std::exception);

@@ -48,6 +48,12 @@ Json::Value nested(int iDepth) {
   return jValue;
 }
 
+Json::Value objectWith(double dNumber) {
+  Json::Value jObject;
+  jObject["list"].append(dNumber);
+  return jObject;
+}
+
 const Json::Int64 INT64_LEAST = std::numeric_limits<Json::Int64>::min();
 const Json::Int64 INT64_MOST = std::numeric_limits<Json::Int64>::max();
 const Json::UInt64 UINT64_MOST = std::numeric_limits<Json::UInt64>::max();
@@ -182,6 +188,7 @@ TEST_F(Columns, WhatDoesNotFitItsColumnIsRefusedByName) {
            {"operation", Json::Value(Json::arrayValue), "column operation: [] does not fit the type text"},
            {"status", std::nan(""), "column status: it holds a number that is not finite"},
            {"status", HUGE_VAL, "column status: it holds a number that is not finite"},
+           {"status", objectWith(HUGE_VAL), "column status: it holds a number that is not finite"},
            {"enable", HUGE_VAL,
             "column enable: a value (it holds a number that is not finite) does not fit the type "
             "boolean"},
@@ -241,6 +248,71 @@ TEST_F(Columns, DamageDeepInsideTheReaderIsNoException) {
   Json::Value jRead;
   EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead));
   expectFailure("task, row a, column status: the content is no json value and is left out");
+}
+
+TEST_F(Columns, ContentOfAnotherStorageClassIsDamageToo) {
+  Database pDb = openDatabase(":memory:");
+  OrvaJsonDbApi api(pDb.get(), "loose",
+                    parse(R"({"loose":{"schema":1,"key":"id","columns":[{"name":"id","type":"integer"},
+                        {"name":"flag","type":"boolean"},{"name":"number","type":"integer"},
+                        {"name":"words","type":"text"},{"name":"value","type":"json"}]}})"),
+                    "CREATE TABLE loose (id INTEGER PRIMARY KEY, flag, number, words, value); PRAGMA user_version = 1");
+  for (const char* szContents : {"x'00', x'00', x'00', x'00'", "2, 'x', 7, 7", "1.5, 1.5, 1.5, 1.5"}) {
+    runSql(pDb.get(), std::string("DELETE FROM loose; INSERT INTO loose VALUES (5, ") + szContents + ")");
+    Json::Value jRead;
+    EXPECT_EQ(0, api.recGetOne(parse("{}"), jRead));
+    EXPECT_EQ(4U, takeLogLines().size());
+    EXPECT_EQ(R"({"flag":null,"id":5,"number":null,"value":null,"words":null})", text(jRead));
+  }
+}
+
+TEST_F(Columns, RecordWithoutAnyColumnGetsTheDefaults) {
+  Database pDb = openDatabase(":memory:");
+  OrvaJsonDbApi api(pDb.get(), "plain",
+                    parse(R"({"plain":{"schema":1,"key":"id","columns":[{"name":"id","type":"integer"},
+                        {"name":"words","type":"text"}]}})"),
+                    "CREATE TABLE plain (id INTEGER PRIMARY KEY, words TEXT DEFAULT 'none'); PRAGMA user_version = 1");
+  Json::Value jOut;
+  EXPECT_EQ(0, api.recCreate(parse(R"({"colour":"red"})"), jOut));
+  EXPECT_EQ(R"({"id":1,"words":"none"})", text(jOut));
+}
+
+TEST_F(Columns, EveryPatternOfAbsentMembersComesBack) {
+  add(task("a"));
+  const std::vector<std::string> members{"start_time", "stop_time", "pid",        "exit_info",
+                                         "extra",      "boot_id",   "start_ticks"};
+  Json::Value jExpected(Json::arrayValue);
+  for (unsigned uSet = 0; uSet < (1U << members.size()); ++uSet) {
+    Json::Value jRun = parse(R"({"task_name":"a"})");
+    for (std::size_t iMember = 0; iMember < members.size(); ++iMember) {
+      if ((uSet >> iMember & 1U) != 0) {
+        jRun[members[iMember]] = members[iMember] == "boot_id" ? Json::Value("b") : Json::Value(uSet);
+      }
+    }
+    Json::Value jOut;
+    ASSERT_EQ(0, m_results.recCreate(jRun, jOut));
+    jRun["result_id"] = uSet + 1;
+    EXPECT_EQ(text(jRun), text(jOut));
+    jExpected.append(jRun);
+  }
+  Json::Value jRead;
+  ASSERT_EQ(0, m_results.recList(parse("{}"), jRead));
+  EXPECT_EQ(text(jExpected), text(jRead));
+}
+
+TEST_F(Columns, RecordsOutliveTheirHandleAndMayBeChanged) {
+  Json::Value jRead;
+  {
+    OrvaJsonDbApi api(m_pDb.get(), "task", installedDefinitions(), "");
+    ASSERT_EQ(0, api.recCreate(task("a", R"({"status":{"running":[1]}})"), jRead));
+  }
+  Json::Value jCopy = jRead;
+  jRead["status"]["running"].append(2);
+  jRead["strExitCode_tmp"] = "x";
+  jRead.removeMember("owner");
+  EXPECT_EQ(R"({"running":[1]})", text(jCopy["status"]));
+  EXPECT_EQ(1000, jCopy["owner"].asInt());
+  EXPECT_FALSE(jRead.isMember("owner"));
 }
 
 TEST_F(Columns, OneDamagedRowDoesNotHideTheOthers) {

@@ -84,6 +84,19 @@ TEST_F(ConfigInit, FailsWhenTheSectionCannotBeStored) {
   EXPECT_THAT(filesInFolder(), testing::IsEmpty());
 }
 
+TEST_F(ConfigInit, EachFailingCallLeavesTheWholeSectionOrNoFile) {
+  const int cCalls = failEachCall([] { std::filesystem::remove(CONFIG_PATH); },
+                                  [] {
+                                    const int iResult = configInit();
+                                    EXPECT_TRUE(iResult == 0 || (iResult == -1 && fakes().faults() > 0));
+                                    if (fileExists(CONFIG_PATH)) {
+                                      EXPECT_EQ(storedConfig(), json("{'eorvascheduler': {'type': 'eorvascheduler'}}"));
+                                    }
+                                    EXPECT_LE(filesInFolder().size(), 1U);
+                                  });
+  EXPECT_GE(cCalls, 9);
+}
+
 TEST_F(ConfigGet, NullFilterDeliversTheWholeFile) {
   storeConfig();
   Json::Value jIn;
@@ -243,6 +256,18 @@ TEST_F(ConfigGet, GoesOnToTheFileAfterAnyOtherFailureThanAMissingOne) {
   EXPECT_EQ(jOut, json(CONFIG));
 }
 
+TEST_F(ConfigGet, EachFailingCallLeavesTheOutValueOrDeliversTheSection) {
+  const int cCalls = failEachCall([] { storeConfig(); },
+                                  [] {
+                                    Json::Value jIn = json("{'type': 'other'}");
+                                    Json::Value jOut = json("{'old': true}");
+                                    const int iResult = configGet(jIn, jOut);
+                                    EXPECT_TRUE(iResult == 1 || (iResult == -1 && fakes().faults() > 0));
+                                    EXPECT_EQ(jOut, iResult == 1 ? json(CONFIG)["other"] : json("{'old': true}"));
+                                  });
+  EXPECT_GE(cCalls, 4);
+}
+
 TEST_F(ConfigSet, FailsOnWhatIsNoObject) {
   for (const Json::Value& jWrong : {Json::Value(), json("[]"), Json::Value("type"), Json::Value(1.5)}) {
     Json::Value jIn = jWrong;
@@ -283,6 +308,16 @@ TEST_F(ConfigSet, DropsTheKeysThatTheNewSectionLacksAndKeepsOtherSections) {
   EXPECT_EQ(storedConfig()["eorvascheduler"], json("{'type': 'eorvascheduler', 'enable_output': false}"));
   EXPECT_EQ(storedConfig()["other"], json(CONFIG)["other"]);
   EXPECT_EQ(jIn, json("{'type': 'eorvascheduler', 'enable_output': false}"));
+}
+
+TEST_F(ConfigSet, LinkInPlaceOfTheFileIsKeptAndItsFileReplaced) {
+  const TempDir dir;
+  writeFile(dir.path("elsewhere.json"), quoted(CONFIG));
+  std::filesystem::create_symlink(dir.path("elsewhere.json"), CONFIG_PATH);
+  Json::Value jIn = json("{'type': 'other', 'n': 2}");
+  EXPECT_EQ(configSet(jIn), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(CONFIG_PATH));
+  EXPECT_EQ(json(readFile(dir.path("elsewhere.json")))["other"], jIn);
 }
 
 TEST_F(ConfigSet, StoresUnderAnyName) {

@@ -63,6 +63,27 @@ TEST_F(RecConfigGet, FailsWhenTheFileCannotBeExamined) {
   }
 }
 
+TEST_F(RecConfigGet, DocumentThatIsNoObjectIsNoFailure) {
+  for (const char* szContent : {"[1]", "null", "17"}) {
+    writeFile(CONFIG_PATH, szContent);
+    Json::Value jConfig = json("{'old': true}");
+    EXPECT_EQ(recConfigGet(jConfig), 0);
+    EXPECT_EQ(jConfig, json(szContent));
+  }
+}
+
+TEST_F(RecConfigGet, EachFailingCallIsAFailureOrLeavesNullOrTheWholeFile) {
+  const int cCalls = failEachCall([] { writeFile(CONFIG_PATH, "{\"a\":1}"); },
+                                  [] {
+                                    Json::Value jConfig;
+                                    const int iResult = recConfigGet(jConfig);
+                                    EXPECT_TRUE(iResult == 0 || (iResult == -1 && fakes().faults() > 0));
+                                    EXPECT_TRUE(jConfig == json("{'a': 1}") || fakes().faults() > 0);
+                                    EXPECT_TRUE(jConfig == json("{'a': 1}") || jConfig.isNull());
+                                  });
+  EXPECT_GE(cCalls, 4);
+}
+
 TEST_F(EventList, DeliversTheCatalogueExactlyAsItStands) {
   for (const char* szContent : {"{'bootup': {'text': ['a', 1, null]}, 'shutdown': {}}", "['bootup']", "'bootup'"}) {
     const Json::Value jContent = json(szContent);
@@ -98,4 +119,15 @@ TEST_F(EventList, LogsToStandardOutputWhenTheFlagIsSet) {
   EXPECT_EQ(eventList(jEvents), -1);
   EXPECT_TRUE(logLines().at(0).blStdout);
   EXPECT_TRUE(logLines().at(1).blStdout);
+}
+
+TEST_F(EventList, EachFailingCallIsAFailureOrDeliversTheCatalogue) {
+  const int cCalls = failEachCall([] { writeFile(EVENT_PATH, "[1]"); },
+                                  [] {
+                                    Json::Value jEvents;
+                                    const int iResult = eventList(jEvents);
+                                    EXPECT_TRUE(iResult == 0 || (iResult == -1 && fakes().faults() > 0));
+                                    EXPECT_EQ(jEvents, iResult == 0 ? json("[1]") : Json::Value());
+                                  });
+  EXPECT_GE(cCalls, 3);
 }

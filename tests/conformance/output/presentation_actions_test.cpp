@@ -1,6 +1,8 @@
 // taskPreAction, taskPostAction and resultPostAction: whole records, and arrays of them, on their way in and out.
 
 #include <array>
+#include <cstdlib>
+#include <ctime>
 
 #include "fakes/eorva_test.h"
 

@@ -1,6 +1,8 @@
 // objectChangeTimeStamp: times as people read them; and myto_string.
 
 #include <climits>
+#include <cstdlib>
+#include <ctime>
 
 #include "fakes/eorva_test.h"
 

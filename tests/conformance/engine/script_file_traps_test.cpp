@@ -1,0 +1,164 @@
+// The output and the exit-code file of a run, and what strangers may lay in their places while it starts and runs.
+// The children are real; a trap is laid in the child, which alone knows the names, just before one of its calls.
+
+#include "conformance/engine/runs.h"
+#include "conformance/engine/traps.h"
+
+using namespace OrvaTest;
+
+namespace {
+
+class RunTraps : public RunsTest {
+protected:
+  RunTraps() { addUser("alice", 4001, 4001); }
+
+  static Json::Value taskOf(uid_t uidOwner) {
+    Json::Value jTask = scriptTask("a", "#!/bin/sh\necho out\n");
+    jTask["owner"] = uidOwner;
+    return jTask;
+  }
+  static std::string outputOfThisProcess() {
+    return fakes().strTmpFolder + "/eorvascheduler.output." + std::to_string(::getpid());
+  }
+  static std::string exitCodeOfThisProcess() { return "/tmp/eorvascheduler_exit_code." + std::to_string(::getpid()); }
+  void expectRefused(const std::string& strOutput, const Json::Value& jTask) {
+    expectLine("output is no plain file of the owner, path=" + strOutput, LIB).inChild();
+    EXPECT_EQ(takeExitInfo(jTask), exitInfo("by_signal", 2)) << "as of a shell that cannot open it";
+    EXPECT_THAT(fakes().childCalls(), testing::Not(testing::Contains(testing::StartsWith("system("))));
+    verifyLog();
+  }
+
+  CapturedStdout m_stdout;
+};
+
+}  // namespace
+
+TEST_F(RunTraps, AnOutputTrapThatLaysThereBeforeTheRunIsRemoved) {
+  for (const uid_t uidOwner : {0U, 4001U}) {
+    for (const Trap& trap : traps()) {
+      if (trap.blFolder) {
+        continue;
+      }
+      const Victim victim;
+      fakes().before("openat", [&] { trap.plant(outputOfThisProcess(), victim.path()); }).inChild();
+      Json::Value jTask = taskOf(uidOwner);
+      launchAndWait(jTask);
+      fakes().clearFaults();
+      const std::string strOutput = jTask["strOutputPath_tmp"].asString();
+      EXPECT_EQ(readFile(strOutput), "out\n") << trap.strName;
+      EXPECT_TRUE(isPlainFileOf(uidOwner, strOutput)) << trap.strName;
+      EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+      EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0)) << trap.strName;
+      takeTemporaryFiles();
+    }
+  }
+}
+
+TEST_F(RunTraps, AnOutputTrapThatIsLaidWhileTheRunStartsIsRefused) {
+  for (const uid_t uidOwner : {0U, 4001U}) {
+    for (const Trap& trap : traps()) {
+      if (uidOwner != 0 && !trap.blFolder && trap.strName != "pipe" && trap.strName != "link") {
+        continue;  // the action runs as the owner then, who may not lay the others
+      }
+      fakes().forgetCalls();
+      const Victim victim;
+      fakes().before("lstat", [&] { trap.plant(outputOfThisProcess(), victim.path()); }).inChild();
+      Json::Value jTask = taskOf(uidOwner);
+      launchAndWait(jTask);
+      fakes().clearFaults();
+      expectRefused(jTask["strOutputPath_tmp"].asString(), jTask);
+      EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+      std::filesystem::remove_all(jTask["strOutputPath_tmp"].asString());
+      takeTemporaryFiles();
+    }
+  }
+}
+
+TEST_F(RunTraps, AFolderInThePlaceOfTheTemporaryOutputIsRefused) {
+  fakes().before("openat", [] { std::filesystem::create_directory(outputOfThisProcess()); }).inChild();
+  Json::Value jTask = taskOf(4001);
+  launchAndWait(jTask);
+  fakes().clearFaults();
+  expectRefused(jTask["strOutputPath_tmp"].asString(), jTask);
+  takeTemporaryFiles();
+}
+
+TEST_F(RunTraps, AnOutputTrapInTheRunsFolderIsRefused) {
+  for (const Trap& trap : traps()) {
+    fakes().forgetCalls();
+    const std::string strOutput = runFolder("a") + "output.log";
+    std::filesystem::create_directories(runFolder("a"));
+    const Victim victim;
+    trap.plant(strOutput, victim.path());
+    Json::Value jTask = taskOf(0);
+    launchAndWait(jTask, configWithOutput());
+    if (trap.strName == "dangling link") {
+      EXPECT_FALSE(fileExists(victim.path() + "2"));
+    }
+    expectRefused(strOutput, jTask);
+    EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+    std::filesystem::remove_all(runFolder("a"));
+  }
+}
+
+TEST_F(RunTraps, AnOutputOfTheOwnersOwnIsWrittenAnew) {
+  std::filesystem::create_directories(runFolder("a"));
+  writeFile(runFolder("a") + "output.log", "an older and longer output\n");
+  ASSERT_EQ(::chown((runFolder("a") + "output.log").c_str(), 4001, 4001), 0);
+  Json::Value jTask = taskOf(4001);
+  launchAndWait(jTask, configWithOutput());
+  EXPECT_EQ(readFile(runFolder("a") + "output.log"), "out\n");
+  EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0));
+}
+
+TEST_F(RunTraps, AnExitCodeTrapIsReplaced) {
+  for (const Trap& trap : traps()) {
+    if (trap.blFolder) {
+      continue;
+    }
+    const Victim victim;
+    fakes().before("mkostemp", [&] { trap.plant(exitCodeOfThisProcess(), victim.path()); }).inChild();
+    EXPECT_EQ(runOne(store(taskOf(0))), 0);
+    fakes().clearFaults();
+    EXPECT_EQ(fakes().records("task_result").back()["exit_info"], exitInfo("normal", 0)) << trap.strName;
+    EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+    EXPECT_EQ(takeTemporaryFiles().size(), 1U) << "the script";
+  }
+}
+
+// In a folder with the sticky bit nobody but root can replace what a stranger laid there.
+TEST_F(RunTraps, AnExitCodeTrapThatTheOwnerCannotReplaceIsNotBelieved) {
+  for (const Trap& trap : traps()) {
+    const Victim victim;
+    std::string strPath;
+    fakes()
+        .before("seteuid",
+                [&] {
+                  trap.plant(exitCodeOfThisProcess(), victim.path());
+                  if (trap.strName == "stranger's file") {
+                    writeFile(exitCodeOfThisProcess(), "{\"exit_type\": \"normal\", \"exit_code\": 0}");
+                  }
+                })
+        .inChild();
+    const int iResultId = static_cast<int>(fakes().records("task_result").size()) + 1;
+    EXPECT_EQ(runOne(store(taskOf(4001))), 0);
+    fakes().clearFaults();
+    expectLine("write exit status failed", LIB).inChild();
+    expectLine("load exit code failed, path=/tmp/eorvascheduler_exit_code." + run(iResultId)["pid"].asString(), LIB);
+    EXPECT_EQ(run(iResultId)["exit_info"], Json::Value(Json::objectValue)) << trap.strName;
+    EXPECT_TRUE(run(iResultId).isMember("stop_time")) << trap.strName;
+    EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+    EXPECT_EQ(takeTemporaryFiles().size(), trap.blFolder ? 2U : 1U) << trap.strName;
+    verifyLog();
+  }
+}
+
+TEST_F(RunTraps, AScriptThatWritesItsOwnExitCodeFileIsOverruled) {
+  Json::Value jTask = taskOf(4001);
+  jTask["operation"] =
+      "#!/bin/sh\nfor pid in $PPID $(cut -d' ' -f4 /proc/$PPID/stat); do\n"
+      "  echo '{\"exit_type\": \"normal\", \"exit_code\": 0}' > /tmp/eorvascheduler_exit_code.$pid\ndone\nexit 3\n";
+  EXPECT_EQ(runOne(store(jTask)), 0);
+  EXPECT_EQ(run(1)["exit_info"], exitInfo("by_signal", 3));
+  takeTemporaryFiles();
+}

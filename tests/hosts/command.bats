@@ -1,0 +1,138 @@
+#!/usr/bin/env bats
+# The command itself: usage, results, who may run it, the store.
+
+load common
+
+setup() { fresh_store; }
+
+@test "help shows examples for every command" {
+  local command
+  for command in "" init task "task add" "task list" "task show" "task graph" "task delete" fire run runs \
+    "runs list" "runs show" "runs output" "runs script" config "config show" "config set"; do
+    # shellcheck disable=SC2086
+    run -0 --separate-stderr eorva $command --help
+    says "Examples:"
+    same "standard error of '$command --help'" "" "$stderr"
+  done
+}
+
+@test "version is shown on standard output" {
+  run -0 --separate-stderr eorva --version
+  [[ $output =~ ^eorva\ [0-9]+\.[0-9]+\.[0-9]+$ ]]
+}
+
+@test "wrong usage ends with 2 and names what was typed" {
+  run -2 --separate-stderr eorva
+  same "standard output" "" "$output"
+  run -2 --separate-stderr eorva nonsense
+  complains "nonsense"
+  run -2 --separate-stderr eorva task list --frobnicate
+  complains "--frobnicate"
+  run -2 --separate-stderr eorva task show
+  complains "task"
+  run -2 --separate-stderr eorva runs show many
+  complains "many"
+  run -2 --separate-stderr eorva runs show -- -3
+  complains "-3"
+  run -2 --separate-stderr eorva --color=perhaps task list
+  complains "perhaps"
+  run -2 --separate-stderr eorva task add lonely
+  complains "--event"
+  run -2 --separate-stderr eorva fire ""
+  complains "event is empty"
+  run -2 --separate-stderr eorva config set
+  complains "nothing to set"
+}
+
+@test "other users are told that they may not" {
+  run -1 --separate-stderr setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva task list
+  complains "must be run by root: real and effective user must be 0, not 7001 and 7001"
+  same "standard output" "" "$output"
+}
+
+@test "root's rights alone, lent to another user, are refused too" {
+  run -1 --separate-stderr setpriv --ruid=alice /usr/sbin/eorva task list
+  complains "not 7001 and 0"
+}
+
+@test "help and version are for everybody" {
+  run -0 setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva --version
+  run -0 setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva task --help
+}
+
+@test "init creates the store for root alone, and a second one changes nothing" {
+  rm -rf "$STORE"
+  run -0 --separate-stderr eorva init
+  says "$DATABASE"
+  same "owner and mode of the database" "root 700" "$(stat -c '%U %a' "$DATABASE")"
+  same "mode of the configuration" 644 "$(stat -c %a "$STORE/eorvascheduler-conf.json")"
+  add_task one bootup alice 'exit 0'
+  eorva config set --output-path scheduler >/dev/null
+  run -0 eorva init
+  says "output         scheduler"
+  same "tasks" 1 "$(eorva task list --json | jq length)"
+}
+
+@test "init refuses a place for output that cannot be used, and names it" {
+  rm -rf "$STORE"
+  run -1 --separate-stderr eorva init --output-path attic
+  complains 'the output path "attic" cannot be used: the share "attic" is not defined'
+}
+
+@test "without a store every command says what to type" {
+  rm -rf "$STORE"
+  local command
+  for command in "task list" "task show x" "task graph x" "task delete x --yes" "fire x" "run x" "runs list" \
+    "runs show 1" "runs output 1"; do
+    # shellcheck disable=SC2086
+    run -1 --separate-stderr eorva $command
+    complains "run 'eorva init' first"
+    [[ ! -e $DATABASE ]]
+  done
+}
+
+@test "a database that is none is an error, and stays as it is" {
+  rm -f "$DATABASE"*
+  echo "these are my notes, and they are long enough to be no database" >"$DATABASE"
+  run -1 --separate-stderr eorva task list
+  complains "$DATABASE"
+  same "the file" "these are my notes, and they are long enough to be no database" "$(cat "$DATABASE")"
+}
+
+@test "colour is shown when it is asked for, and never in JSON" {
+  add_task one bootup alice 'exit 0'
+  run -0 eorva run one
+  run -0 eorva --color=always runs list
+  says $'\033['
+  run -0 eorva runs list
+  [[ $output != *$'\033['* ]]
+  run -0 eorva --color=always runs list --json
+  [[ $output != *$'\033['* ]]
+}
+
+@test "on a terminal there is colour, unless NO_COLOR is set" {
+  add_task one bootup alice 'exit 0'
+  run -0 eorva run one
+  run -0 script -qec 'TERM=xterm eorva runs list' /dev/null
+  says $'\033['
+  run -0 script -qec 'TERM=xterm NO_COLOR=1 eorva runs list' /dev/null
+  [[ $output != *$'\033[3'* ]]
+  run -0 script -qec 'TERM=xterm eorva --color=never runs list' /dev/null
+  [[ $output != *$'\033[3'* ]]
+}
+
+@test "log lines go to standard output when that is asked for" {
+  run -1 eorva --log-stdout --debug task show nobody
+  run -0 eorva --log-stdout --debug fire nothing
+  add_task one bootup alice 'exit 0'
+  run -0 eorva --log-stdout --debug fire bootup
+  says "jTaskArray size=1"
+  run -0 eorva --log-stdout fire bootup
+  [[ $output != *"jTaskArray size"* ]]
+}
+
+@test "what cannot be written is a failure" {
+  add_task one bootup alice 'exit 0'
+  run -1 --separate-stderr bash -c 'eorva task list >/dev/full'
+  complains "cannot write to standard output"
+}

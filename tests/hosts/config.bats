@@ -1,0 +1,88 @@
+#!/usr/bin/env bats
+# The configuration.
+
+load common
+
+setup() { fresh_store; }
+
+@test "show tells where output is kept" {
+  run -0 eorva config show
+  same "shown" "output:  scheduler" "$output"
+  same "as JSON" '{"enable_output":true,"output_path":"scheduler","type":"eorvascheduler"}' "$(eorva config show --json | jq -cS .)"
+}
+
+@test "a place inside a share is accepted" {
+  run -0 eorva config set --output-path scheduler/by-task/runs
+  same "path" '"scheduler/by-task/runs"' "$(eorva config show --json | jq .output_path)"
+  add_task one bootup alice 'echo here'
+  run -0 eorva run one
+  same "printed" here "$(eorva runs output 1)"
+  same "folders on the way" "root 711 root 711 alice 700" \
+    "$(stat -c '%U %a' "$KEPT/by-task" "$KEPT/by-task/runs" "$KEPT/by-task/runs/one" | paste -sd ' ')"
+}
+
+@test "places that cannot be used are refused and named" {
+  local place
+  for place in 'no-share' '../etc' 'scheduler/..' 'scheduler//x' 'scheduler/' '/etc' 'scheduler/$(id)' "scheduler/it's" ' '; do
+    run -1 --separate-stderr eorva config set --output-path "$place"
+    complains "the output path \"$place\" cannot be used"
+  done
+  same "path" '"scheduler"' "$(eorva config show --json | jq .output_path)"
+}
+
+@test "output is switched off and on again, and members of others stay" {
+  jq '.eorvascheduler.colour = "blue" | .web = {"type": "web", "port": 1}' "$STORE/eorvascheduler-conf.json" >conf.json
+  cp conf.json "$STORE/eorvascheduler-conf.json"
+  run -0 eorva config set --output off
+  says "off (was scheduler)"
+  same "file" '["blue",false,"scheduler",1]' \
+    "$(jq -c '[.eorvascheduler.colour, .eorvascheduler.enable_output, .eorvascheduler.output_path, .web.port]' "$STORE/eorvascheduler-conf.json")"
+  run -0 eorva config set --output on
+  says "output:  scheduler"
+}
+
+@test "output cannot be switched on without a place" {
+  rm "$STORE/eorvascheduler-conf.json"
+  run -1 --separate-stderr eorva config set --output on
+  complains "--output-path"
+}
+
+@test "output is not switched off while there are tasks of several owners, unless that is forced" {
+  add_task one bootup alice 'exit 0'
+  run -0 eorva config set --output off
+  run -0 eorva config set --output on
+  add_task two bootup bob 'exit 0'
+  run -1 --separate-stderr eorva config set --output off
+  complains "there are tasks of 2 owners"
+  run -0 eorva config set --output off --force
+  run -0 --separate-stderr eorva fire bootup
+  complains "warning: output is switched off"
+  run -1 --separate-stderr eorva runs output 1
+  complains "nothing is kept of run 1"
+}
+
+@test "an event with tasks of several owners is not fired when no place for output was ever set" {
+  add_task one bootup alice 'exit 0'
+  add_task two bootup bob 'exit 0'
+  rm "$STORE/eorvascheduler-conf.json"
+  run -1 --separate-stderr eorva fire bootup
+  complains "eorva config set --output-path SHARE"
+  same "runs" 0 "$(eorva runs list --json | jq length)"
+}
+
+@test "a run without an output folder leaves no file behind" {
+  rm "$STORE/eorvascheduler-conf.json"
+  add_task one bootup alice 'echo something'
+  run -0 eorva fire bootup
+  same "left in /tmp" "" "$(find /tmp /var/tmp "$KEPT" -maxdepth 2 -name 'eorvascheduler*' 2>/dev/null)"
+}
+
+@test "a damaged configuration stops what needs it, and is not overwritten" {
+  echo '{ torn' >"$STORE/eorvascheduler-conf.json"
+  add_task one bootup alice 'exit 0'
+  run -1 --separate-stderr eorva fire bootup
+  complains "$STORE/eorvascheduler-conf.json"
+  run -1 --separate-stderr eorva config set --output off
+  run -1 --separate-stderr eorva config show
+  same "file" "{ torn" "$(cat "$STORE/eorvascheduler-conf.json")"
+}

@@ -1,0 +1,205 @@
+#!/usr/bin/env bats
+# Firing events and running tasks: real children of real users.
+
+load common
+
+setup() { fresh_store; }
+
+@test "roots run first, then each task whose prerequisites have ended, as their owners" {
+  add_task root-a bootup alice 'id -un; echo a >>/home/alice/order'
+  add_task root-b bootup bob 'id -un'
+  add_task then-c bootup alice 'echo c >>/home/alice/order' --after root-a --after root-b
+  add_task then-d bootup alice 'echo d >>/home/alice/order' --after then-c
+  add_task apart shutdown alice 'echo never'
+  add_task resting bootup alice 'echo never' --disabled
+  rm -f /home/alice/order
+  run -0 --separate-stderr eorva fire bootup
+  says "event bootup: 4 runs, 4 ended with 0, 0 did not"
+  same "order" "a c d" "$(paste -sd ' ' /home/alice/order)"
+  same "who ran root-a" alice "$(eorva runs output "$(run_of root-a)")"
+  same "who ran root-b" bob "$(eorva runs output "$(run_of root-b)")"
+  same "runs" 4 "$(eorva runs list --json | jq length)"
+  same "triggers" '["bootup"]' "$(eorva runs list --json | jq -c '[.[].trigger_event] | unique')"
+  same "standard error" "" "$stderr"
+}
+
+@test "without a terminal a line is written for each start and each end" {
+  add_task quick bootup alice 'exit 0'
+  add_task next bootup bob 'exit 5' --after quick
+  run -3 eorva fire bootup
+  [[ ${lines[0]} =~ ^[0-9-]+\ [0-9:]+\ \ quick:\ started\ as\ alice\ \(run\ 1\)$ ]]
+  [[ ${lines[1]} =~ ^[0-9-]+\ [0-9:]+\ \ quick:\ exit\ 0,\ after\ [0-9]+\ s$ ]]
+  [[ ${lines[2]} =~ next:\ started\ as\ bob\ \(run\ 2\)$ ]]
+  [[ ${lines[3]} =~ next:\ exit\ 5\ or\ signal\ 5\ \(SIGTRAP\),\ after ]]
+  same "summary" "event bootup: 2 runs, 1 ended with 0, 1 did not" "${lines[4]}"
+  [[ ${lines[5]} =~ next:.*eorva\ runs\ output\ 2$ ]]
+}
+
+@test "on a terminal a table is drawn over again" {
+  add_task quick bootup alice 'exit 0'
+  add_task next bootup bob 'exit 0' --after quick
+  run -0 script -qec 'TERM=xterm COLUMNS=100 eorva fire bootup' /dev/null
+  says $'\033[3A\r\033[J'
+  says "waiting"
+  says "exit 0"
+  says "event bootup: 2 runs, 2 ended with 0, 0 did not"
+}
+
+@test "how runs end is shown as far as the record tells" {
+  add_task e0 ends alice 'exit 0'
+  add_task e1 ends alice 'exit 1'
+  add_task e70 ends alice 'exit 70'
+  add_task e127 ends alice 'no-such-command-at-all'
+  add_task e255 ends alice 'exit 255'
+  add_task kill9 ends alice 'kill -9 $$'
+  add_task term ends alice 'kill -TERM $$'
+  run -3 eorva fire ends
+  text() { field "$(run_of "$1")" outcome_text; }
+  same e0 '"exit 0"' "$(text e0)"
+  same e1 '"exit 1 or signal 1 (SIGHUP)"' "$(text e1)"
+  same e70 '"exit 70 or 198"' "$(text e70)"
+  same e127 '"exit 127 (not found)"' "$(text e127)"
+  same e255 '"exit 255"' "$(text e255)"
+  same kill9 '"exit 9 or signal 9 (SIGKILL)"' "$(text kill9)"
+  same term '"exit 15 or signal 15 (SIGTERM)"' "$(text term)"
+  same "outcomes" '{"failed":6,"ok":1}' "$(eorva runs list --json | jq -cS 'group_by(.outcome) | map({(.[0].outcome): length}) | add')"
+}
+
+@test "scripts get clean surroundings, whatever the command was started with" {
+  add_task look bootup alice '
+    env | sort
+    echo "umask $(umask), folder $(pwd), user $(id -un), groups $(id -Gn)"
+    grep -E "^Sig(Blk|Ign)" /proc/self/status
+    ls /proc/self/fd | wc -l
+    ps -o tty= -p $$'
+  add_task root-look bootup 0 'echo "HOME=$HOME USER=$USER"'
+  (
+    umask 077
+    export SECRET=1 LD_LIBRARY_PATH=/nowhere IFS=x ENV=/etc/passwd
+    exec 7</etc/shadow 8>/dev/null
+    trap '' PIPE INT TERM CHLD
+    cd /home
+    eorva fire bootup
+  )
+  run -0 eorva runs output "$(run_of look)"
+  same "environment" "EORVA_EVENT=bootup HOME=/home/alice LANG=C.UTF-8 LOGNAME=alice PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin PWD=/ SHELL=/bin/sh USER=alice" \
+    "$(grep = <<<"$output" | grep -vE '^(_|OLDPWD|SHLVL)=' | paste -sd ' ')"
+  says "umask 0022, folder /, user alice, groups alice staff-of-two"
+  says "SigBlk:	0000000000000000"
+  # The C library itself ignores its two internal signals, 32 and 33, in what it starts.
+  [[ $output =~ SigIgn:.0{7}[01][08]0{7} ]]
+  # Standard input, output and error, and the folder that is being listed.
+  same "descriptors" 4 "$(grep -xE '[0-9]+' <<<"$output")"
+  same "terminal" "?" "$(tail -n 1 <<<"$output")"
+  same "root's" "HOME=/root USER=root" "$(eorva runs output "$(run_of root-look)")"
+}
+
+@test "an event without tasks does nothing, says so, and is no failure" {
+  run -0 --separate-stderr eorva fire silence
+  complains 'the event "silence" has no task that could start'
+  says "event silence: 0 runs"
+  add_task resting silence alice 'exit 0' --disabled
+  run -0 eorva fire silence
+  same "runs" 0 "$(eorva runs list --json | jq length)"
+}
+
+@test "run starts one task, though it is disabled and waits for others, and none that wait for it" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup alice 'echo "by $EORVA_EVENT"' --after first --disabled
+  add_task third bootup alice 'exit 0' --after second
+  run -0 eorva run second
+  says "task second: 1 run, 1 ended with 0, 0 did not"
+  same "runs" '[["second","on_demand"]]' "$(eorva runs list --json | jq -c '[.[] | [.task_name, .trigger_event]]')"
+  same "printed" "by on_demand" "$(eorva runs output 1)"
+}
+
+@test "run answers 3 when the task does not end with 0" {
+  add_task bad bootup alice 'exit 4'
+  run -3 eorva run bad
+  says "task bad: 1 run, 0 ended with 0, 1 did not"
+}
+
+@test "a second run is refused while the first goes on, unless the task allows it" {
+  add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  add_task several bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done' --parallel
+  eorva fire bootup >/dev/null 3>&- &
+  wait_until runs_are 2
+  run -1 --separate-stderr eorva run single
+  complains 'the task "single" is running already (process '
+  eorva run several >/dev/null 3>&- &
+  wait_until runs_are 3
+  run -0 eorva task show several
+  says "running now:           process "
+  touch /tmp/go
+  wait
+  same "outcomes" '["ok"]' "$(eorva runs list --json | jq -c '[.[].outcome] | unique')"
+}
+
+@test "an event that finds its task running says what was not started" {
+  add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  add_task after bootup alice 'exit 0' --after single
+  eorva run single >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -3 eorva fire bootup
+  says "event bootup: 0 runs, 0 ended with 0, 0 did not; not started: single, after"
+  touch /tmp/go
+  wait
+}
+
+@test "a task whose owner is gone does not run, and the others do" {
+  useradd --uid 7050 shortlived
+  add_task orphan bootup shortlived 'echo never'
+  add_task other bootup alice 'exit 0'
+  userdel shortlived
+  run -3 eorva fire bootup
+  same "outcome of orphan" '"unknown"' "$(field "$(run_of orphan)" outcome_text)"
+  same "outcome of other" '"ok"' "$(field "$(run_of other)" outcome)"
+  run -0 eorva runs list
+  says "7050"
+}
+
+@test "JSON comes when all have ended, and nothing else" {
+  add_task one bootup alice 'exit 0'
+  add_task two bootup bob 'exit 6' --after one
+  run -3 --separate-stderr eorva fire bootup --json
+  same "runs" '["bootup",[["one","ok"],["two","failed"]],[]]' \
+    "$(jq -c '[.event, [.runs[] | [.task_name, .outcome]], .not_started]' <<<"$output")"
+  run -0 eorva run one --json
+  same "task" '"one"' "$(jq .task <<<"$output")"
+}
+
+@test "two starts within one second do not share a folder" {
+  add_task quick bootup alice 'echo "$$"' --parallel
+  local i
+  for i in 1 2 3 4 5 6; do
+    eorva run quick >/dev/null
+  done
+  same "folders" 6 "$(find "$KEPT/quick" -mindepth 1 -maxdepth 1 | wc -l)"
+  same "starts" 6 "$(eorva runs list --json | jq '[.[].start_time] | unique | length')"
+}
+
+@test "what ends the display does not end the execution" {
+  add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; echo done'
+  setsid bash -c 'trap - INT; exec eorva fire bootup' >/dev/null 2>fire.err 3>&- &
+  local display=$!
+  wait_until runs_are 1
+  kill -INT "$display"
+  local status=0
+  wait "$display" || status=$?
+  same "answer of the display" 130 "$status"
+  grep -q "the execution goes on without this display, in process" fire.err
+  touch /tmp/go
+  wait_until eval '[[ $(eorva runs show 1 --json | jq -r .outcome) == ok ]]'
+  same "printed" done "$(eorva runs output 1)"
+}
+
+@test "graphs that came into the store by another way are not walked" {
+  add_task root bootup alice 'exit 0'
+  add_task one bootup alice 'exit 0' --after root
+  add_task two bootup alice 'exit 0' --after one
+  sqlite3 "$DATABASE" "update task set depend_on_task = '[root][two]' where task_name = 'one'"
+  run -1 --separate-stderr eorva fire bootup
+  complains "the tasks wait for each other in a circle: "
+  same "runs" 0 "$(eorva runs list --json | jq length)"
+  run -0 timeout 20 eorva task graph bootup
+}

@@ -1,0 +1,114 @@
+#!/usr/bin/env bats
+# Users who try to make root, or one another, do their work.
+
+load common
+
+setup() { fresh_store; }
+
+@test "the folder of a task is its owner's alone" {
+  add_task one bootup alice 'umask; echo secret'
+  run -0 eorva run one
+  same "folder" "alice alice 700" "$(stat -c '%U %G %a' "$KEPT/one")"
+  same "script and output exist" 2 "$(find "$KEPT/one" -type f | wc -l)"
+  run -1 setpriv --reuid=bob --regid=bob --init-groups bash -c "cat $KEPT/one/*/output.log"
+  run -1 setpriv --reuid=bob --regid=bob --init-groups bash -c "echo rm -rf / >$KEPT/one/x"
+}
+
+@test "a folder that somebody else planted stops the execution before anything runs" {
+  add_task victim bootup alice 'echo ran'
+  add_task bystander bootup bob 'echo ran'
+  mkdir -m 777 "$KEPT/victim"
+  chown bob "$KEPT/victim"
+  run -1 --separate-stderr eorva fire bootup
+  complains "the output folder $KEPT/victim belongs to user 7002, but the task's owner is user 7001"
+  same "runs" 0 "$(eorva runs list --json | jq length)"
+  run -1 --separate-stderr eorva run victim
+  complains "$KEPT/victim"
+}
+
+@test "an open folder of root's is not taken for a fresh one" {
+  add_task victim bootup alice 'echo ran'
+  mkdir -m 777 "$KEPT/victim"
+  run -1 --separate-stderr eorva run victim
+  complains "belongs to user 0"
+}
+
+@test "a link in the place of a folder is not followed" {
+  add_task victim bootup alice 'echo ran'
+  mkdir -m 700 /home/bob/trap
+  ln -s /home/bob/trap "$KEPT/victim"
+  run -1 --separate-stderr eorva run victim
+  complains "$KEPT/victim: it is no folder, or a link"
+  same "in the trap" "" "$(ls /home/bob/trap)"
+}
+
+@test "a share that others may change is not used" {
+  add_task one bootup alice 'echo ran'
+  chmod 777 "$KEPT"
+  run -1 --separate-stderr eorva run one
+  complains "may be changed by others (mode 0777)"
+  chmod 711 "$KEPT"
+  chown bob "$KEPT"
+  run -1 --separate-stderr eorva run one
+  complains "belongs to user 7002, not to root"
+  chown root "$KEPT"
+  run -0 eorva run one
+}
+
+@test "names of old records that lead out of the share are not used" {
+  add_task fine bootup alice 'echo ran'
+  sqlite3 "$DATABASE" "update task set task_name = '../../../tmp/out' where task_name = 'fine'"
+  run -1 --separate-stderr eorva fire bootup
+  complains "its name is no name of a folder"
+  [[ ! -e /tmp/out ]]
+}
+
+@test "a script that cannot be written ends its child there: no second runner, whatever is planted" {
+  local i name second
+  for i in 1 2 3 4 5 6; do
+    add_task "planted-$i" bootup alice 'echo ran'
+  done
+  add_task clean bootup bob 'echo ran' --after planted-1
+  eorva run planted-1 >/dev/null
+  # The owner knows where the next scripts will be written, and is there first.
+  second=$(date +%s)
+  for i in 1 2 3 4 5 6; do
+    for ((name = second; name < second + 60; name++)); do
+      mkdir -p "$KEPT/planted-$i/$name/script.log"
+    done
+    chown -R alice "$KEPT/planted-$i"
+    chmod 700 "$KEPT/planted-$i"
+  done
+  run -3 timeout 60 eorva fire bootup
+  says "event bootup: 7 runs, 1 ended with 0, 6 did not"
+  same "runs" 8 "$(eorva runs list --json | jq length)"
+  same "open runs" 0 "$(eorva runs list --json | jq '[.[] | select(.outcome == "running")] | length')"
+  same "processes" "" "$(pgrep -x eorva || true)"
+}
+
+@test "an exit code that another user planted is not believed" {
+  add_task bad bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; kill -9 $PPID; exit 1'
+  eorva run bad >/dev/null 2>&1 3>&- &
+  wait_until runs_are 1
+  local pid
+  pid=$(field 1 pid)
+  setpriv --reuid=bob --regid=bob --init-groups bash -c "echo '{\"exit_type\":\"normal\",\"exit_code\":0}' >/tmp/eorvascheduler_exit_code.$pid"
+  kill -9 "$pid"
+  touch /tmp/go
+  wait
+  same "outcome" '"unknown"' "$(field 1 outcome_text)"
+}
+
+@test "a pipe in the place of an exit code does not hold root up" {
+  add_task bad bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  timeout 60 eorva run bad >/dev/null 2>&1 3>&- &
+  wait_until runs_are 1
+  local pid
+  pid=$(field 1 pid)
+  setpriv --reuid=bob --regid=bob --init-groups mkfifo "/tmp/eorvascheduler_exit_code.$pid"
+  kill -9 "$pid"
+  touch /tmp/go
+  local status=0
+  wait %1 || status=$?
+  same "answer" 3 "$status"
+}

@@ -1,0 +1,110 @@
+#!/usr/bin/env bats
+# Runs whose process is gone.
+
+load common
+
+setup() {
+  fresh_store
+  add_task long bootup alice 'echo $$ >/tmp/pid; exec sleep 300'
+  add_task quick other bob 'exit 0'
+  chmod 1777 /tmp
+  rm -f /tmp/pid
+}
+
+teardown() { pkill -u alice sleep || true; }
+
+# Starts the long task in the background; sets display, child and execution.
+start_long() {
+  eorva run long >long.out 2>long.err 3>&- &
+  display=$!
+  wait_until runs_are 1
+  wait_until test -s /tmp/pid
+  child=$(field 1 pid)
+  execution=$(parent_of "$child")
+}
+
+is_open() { [[ $(field 1 outcome) == '"running"' ]]; }
+
+@test "a run whose whole family was killed is closed by the next event" {
+  start_long
+  kill -9 "$display" "$execution" "$child" "$(cat /tmp/pid)"
+  wait "$display" || true
+  wait_until gone "$child"
+  is_open
+  same "running list" "[$child]" "$(eorva task show long --json | jq -c .status.running)"
+  run -0 --separate-stderr eorva fire other
+  complains 'run 1 of "long", started '
+  complains 'was interrupted; it is closed now'
+  same "exit information" '{"exit_type":"interrupted"}' "$(field 1 exit_info)"
+  same "outcome" '"interrupted"' "$(field 1 outcome_text)"
+  same "task" '[{"running":[]},{"exit_type":"interrupted"},true]' \
+    "$(eorva task show long --json | jq -c '[.status, .last_exit_info, (.last_stop_time > 0)]')"
+  run -0 --separate-stderr eorva fire other
+  same "said again" "" "$stderr"
+  same "left of executions" "" "$(ls -A /run/eorva/executions)"
+}
+
+@test "an execution that is killed is a failure, and a task that goes on is left alone" {
+  start_long
+  kill -9 "$execution"
+  local status=0
+  wait "$display" || status=$?
+  same "answer" 1 "$status"
+  grep -q "the execution was killed by signal 9 (SIGKILL)" long.err
+  run -0 eorva fire other
+  is_open
+  run -1 --separate-stderr eorva run long
+  complains 'is running already'
+  # Its end is seen by nobody; the next one who looks closes it.
+  kill -9 "$(cat /tmp/pid)"
+  wait_until gone "$child"
+  run -0 --separate-stderr eorva fire other
+  complains "was interrupted"
+  same "left in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorvascheduler*')"
+}
+
+@test "a child that is killed alone is closed by its own execution" {
+  start_long
+  kill -9 "$child"
+  local status=0
+  wait "$display" || status=$?
+  same "answer" 3 "$status"
+  same "outcome" '"unknown"' "$(field 1 outcome_text)"
+  same "running list" '{"running":[]}' "$(eorva task show long --json | jq -c .status)"
+}
+
+@test "a process number that means another process now does not keep a task from running" {
+  start_long
+  kill -9 "$display" "$execution" "$child" "$(cat /tmp/pid)"
+  wait "$display" || true
+  wait_until gone "$child"
+  # As after a reboot: the number belongs to something else.
+  sqlite3 "$DATABASE" "update task_result set pid = $$; update task set status = '{\"running\":[$$]}' where task_name = 'long'"
+  run -0 --separate-stderr eorva fire other
+  complains "was interrupted"
+  same "running list" '{"running":[]}' "$(eorva task show long --json | jq -c .status)"
+}
+
+@test "of two open runs with one process number only the newer is alive" {
+  start_long
+  sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info, trigger_event) select task_name, start_time, pid, '{}', trigger_event from task_result;
+    update task_result set start_time = start_time - 1000 where result_id = 1"
+  run -0 --separate-stderr eorva fire other
+  complains 'run 1 of "long"'
+  same "the newer" '"running"' "$(field 2 outcome)"
+  same "the task's last end" 0 "$(eorva task show long --json | jq .last_stop_time)"
+}
+
+@test "nothing is closed that an execution under way will close" {
+  add_task brief busy alice 'exit 0' --parallel
+  local i
+  for i in 1 2 3; do
+    (for round in 1 2 3; do eorva fire busy; done) >busy.$i 2>&1 3>&- &
+  done
+  for i in 1 2 3; do
+    eorva fire other >>other.out 2>&1
+  done
+  wait
+  ! grep -l interrupted busy.* other.out
+  same "interrupted" 0 "$(eorva runs list --limit 0 --json | jq '[.[] | select(.outcome_text == "interrupted")] | length')"
+}

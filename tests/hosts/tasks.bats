@@ -1,0 +1,253 @@
+#!/usr/bin/env bats
+# Adding, showing and deleting tasks.
+
+load common
+
+setup() { fresh_store; }
+
+@test "a task is added, listed and shown" {
+  printf 'echo hello\n' >hello.sh
+  run -0 --separate-stderr eorva task add hello --event bootup --owner alice --script hello.sh
+  same "answer" "added hello (event bootup, owner alice)" "$output"
+  same "standard error" "" "$stderr"
+  run -0 eorva task list
+  [[ ${lines[0]} =~ ^TASK\ +EVENT\ +OWNER\ +ENABLED\ +WAITS\ FOR\ +LAST\ START\ +HOW\ IT\ ENDED$ ]]
+  [[ ${lines[1]} =~ ^hello\ +bootup\ +alice\ +yes\ +-\ +-\ +-$ ]]
+  run -0 eorva task show hello
+  says "several runs at once:  no"
+  says "echo hello"
+}
+
+@test "the record has these members and no others" {
+  add_task hello bootup alice 'exit 0'
+  run -0 eorva task list --json
+  same "members" '["depend_on_task","enable","event","notify_enable","notify_if_error","notify_mail","operation","operation_type","owner","owner_name","run_the_same_time","task_name","time_limit","waits_for"]' \
+    "$(jq -c '.[0] | keys' <<<"$output")"
+  same "record" '["hello","bootup",7001,"alice",true,false,"script","exit 0\n",[]]' \
+    "$(jq -c '.[0] | [.task_name, .event, .owner, .owner_name, .enable, .run_the_same_time, .operation_type, .operation, .waits_for]' <<<"$output")"
+  same "the same as shown" "$(jq -S '.[0]' <<<"$output")" "$(eorva task show hello --json | jq -S .)"
+}
+
+@test "an empty list is an empty array, and a table with its head" {
+  run -0 eorva task list --json
+  same "list" "[]" "$(jq -c . <<<"$output")"
+  run -0 eorva task list
+  same "lines" 0 "${#lines[@]}"
+}
+
+@test "options become members" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup bob 'exit 0'
+  add_task both bootup 7002 'exit 0' --after first --after second --disabled --parallel --mail a@example.org,b@example.org --mail-if-error
+  same "record" '["[first][second]",false,true,true,true,"a@example.org,b@example.org",7002]' \
+    "$(eorva task show both --json | jq -c '[.depend_on_task, .enable, .run_the_same_time, .notify_enable, .notify_if_error, .notify_mail, .owner]')"
+  run -0 eorva task show first
+  says "needed by:             both"
+}
+
+@test "list shows one event alone when asked" {
+  add_task morning bootup alice 'exit 0'
+  add_task evening shutdown alice 'exit 0'
+  same "tasks" '["evening"]' "$(eorva task list --event shutdown --json | jq -c '[.[].task_name]')"
+}
+
+@test "an empty event is wrong usage" {
+  run -2 --separate-stderr eorva task add one --event '' --owner alice --script - <<<'exit 0'
+  complains "--event"
+}
+
+@test "all that is wrong is said at once, each with its member" {
+  add_task elsewhere shutdown alice 'exit 0'
+  run -1 --separate-stderr eorva task add '../up' --event on_demand --owner nobody-at-all --script - --after there \
+    --after elsewhere --mail '-oops,x y' <<<'exit 0'
+  complains 'the task "../up" is not added:'
+  complains "task_name: must begin with a letter or a digit, not with '.'"
+  complains 'event: is "on_demand", which stands for a start by hand'
+  complains 'owner: there is no user "nobody-at-all"'
+  complains 'depend_on_task: there is no task "there"'
+  complains 'depend_on_task: "elsewhere" belongs to the event "shutdown"'
+  complains 'notify_mail: "-oops" is no mail address'
+  complains 'notify_mail: "x y" is no mail address'
+  same "tasks" 1 "$(eorva task list --json | jq length)"
+}
+
+@test "hostile names are refused, two hundred of them, and nothing happens" {
+  local name names=() i
+  names=('..' '.' '../..' 'a/b' '/etc' "it's" 'say "x"' 'a;touch pwn' '$(touch pwn)' '`touch pwn`' 'a|b' 'a&b' 'a>b'
+    'a<b' 'a*b' 'a?b' 'a[b]' 'a]b' 'a%b' 'a\b' '-rf' ' lead' 'trail ' $'new\nline' $'tab\tbed' $'bell\a' '~root' '#x'
+    'a=b' 'a,b' $'\xff\xfe' $'cut\xc3' $'\xe2\x80\xae' $'dash\xe2\x80\x8b' $'\xc0\xaf' "$(printf 'x%.0s' {1..65})")
+  for ((i = ${#names[@]}; i < 200; i++)); do
+    # One character of each kind that is not allowed, at a changing place in a sound name.
+    local bad='/;$`|&<>*?[]%\~#=,"(){}!^:@+'"'"
+    name=ordinary-name-$i
+    local at=$((i % ${#name}))
+    names+=("${name:0:at}${bad:i % ${#bad}:1}${name:at}")
+  done
+  local refused=0
+  for name in "${names[@]}"; do
+    run --separate-stderr eorva task add "$name" --event bootup --owner alice --script /dev/null
+    [[ $status == 1 || $status == 2 ]] || { echo "not refused: $name" >&2; return 1; }
+    refused=$((refused + 1))
+  done
+  same "refused" 200 "$refused"
+  same "tasks" 0 "$(eorva task list --json | jq length)"
+  [[ ! -e pwn && ! -e /pwn && ! -e /tmp/pwn ]]
+}
+
+@test "sound names are accepted" {
+  local name
+  for name in a 7 a.b under_score 'two words' Müll-Abfuhr 日次バックアップ "$(printf 'x%.0s' {1..64})"; do
+    run -0 eorva task add "$name" --event bootup --owner alice --script /dev/null
+    same "name" "\"$name\"" "$(eorva task show "$name" --json | jq .task_name)"
+  done
+}
+
+@test "names that the library could take for one another are refused" {
+  add_task task_1 bootup alice 'exit 0'
+  run -1 --separate-stderr eorva task add TASK_1 --event bootup --owner alice --script /dev/null
+  complains 'task_name: differs from the task "task_1" only in what is not told apart'
+  run -1 --separate-stderr eorva task add taskX1 --event bootup --owner alice --script /dev/null
+  complains 'task_name: is also what the task "task_1" stands for'
+  add_task night-1 bootup alice 'exit 0'
+  run -1 --separate-stderr eorva task add night_1 --event bootup --owner alice --script /dev/null
+  complains 'task_name: also stands for the task "night-1"'
+  run -1 --separate-stderr eorva task add task_1 --event bootup --owner alice --script /dev/null
+  complains 'task_name: is the name of another task already'
+}
+
+@test "a graph that would keep the library busy is refused" {
+  local layer from=() after i
+  # Nine layers of three tasks, each waiting for all of the layer before: a walk from the first asks 9,841 times.
+  for layer in 1 2 3 4 5 6 7 8 9; do
+    after=()
+    for i in "${from[@]}"; do after+=(--after "$i"); done
+    from=()
+    for i in a b c; do
+      add_task "l$layer$i" bootup alice 'exit 0' "${after[@]}"
+      from+=("l$layer$i")
+    done
+  done
+  run -1 --separate-stderr eorva task add deep --event bootup --owner alice --script /dev/null \
+    --after l9a --after l9b --after l9c
+  complains 'depend_on_task: there are too many ways through'
+  same "tasks" 27 "$(eorva task list --json | jq length)"
+}
+
+@test "a record is taken whole, and looked over as strictly" {
+  cat >task.json <<'J'
+{"task_name": "whole", "event": "bootup", "owner": {"7001": "alice"}, "operation": "exit 0\n"}
+J
+  run -0 eorva task add --record task.json
+  same "owner" 7001 "$(eorva task show whole --json | jq .owner)"
+  run -1 --separate-stderr eorva task add --record - <<<'{"task_name": "x", "status": {"running": [1]}, "event": 7, "enable": "yes", "owner": {"7001": "alice", "0": "root"}, "operation": "exit 0", "depend_on_task": "[whole"}'
+  complains "status: is no member that a request may set"
+  complains "event: must be a string"
+  complains "enable: must be true or false"
+  complains "owner: must name one user, not 2"
+  complains "depend_on_task: must be names in brackets and nothing else"
+}
+
+@test "an owner that could be read as root by accident is refused" {
+  local owner
+  for owner in null false 0.7 '"abc"' '""' '4294967296' '{}' '{"abc": ""}' '{"": "root"}' '{"7001": "bob"}' '{"7001x": "alice"}' \
+    '{"4294967296": "root"}' '{"-1": ""}' '{" 0": "root"}' '{"00": "root"}' '{"7009": ""}' '[0]' '{"7001": 7001}'; do
+    run -1 --separate-stderr eorva task add --record - <<<"{\"task_name\": \"x\", \"event\": \"bootup\", \"operation\": \"id\", \"owner\": $owner}"
+    complains "owner: "
+  done
+  same "tasks" 0 "$(eorva task list --json | jq length)"
+}
+
+@test "a record that is no record is an error that names the file" {
+  local text
+  for text in '' '{' '[]' '7' '"x"' '{"a": 1, "a": 2}' '{} trailing' "$(printf '[%.0s' {1..2000})"; do
+    printf '%s' "$text" >bad.json
+    run -1 --separate-stderr eorva task add --record bad.json
+    [[ $stderr == *"bad.json is no JSON"* || $stderr == *"must be an object"* ]] || { echo "$text: $stderr" >&2; return 1; }
+  done
+  run -2 --separate-stderr eorva task add x --record bad.json
+}
+
+@test "a script that cannot be read is an error that names it" {
+  run -1 --separate-stderr eorva task add x --event bootup --owner alice --script missing.sh
+  complains "missing.sh"
+  run -1 --separate-stderr eorva task add x --event bootup --owner alice --script /
+  complains "cannot read /"
+  head -c 1048577 /dev/zero >long.sh
+  run -1 --separate-stderr eorva task add x --event bootup --owner alice --script long.sh
+  complains "long.sh is too long"
+}
+
+@test "a script that will hardly run is stored with a warning" {
+  printf '#!/bin/sh\r\nexit 0\r\n' >crlf.sh
+  run -0 --separate-stderr eorva task add crlf --event bootup --owner alice --script crlf.sh
+  complains 'warning: task "crlf": operation: line 1 of the script ends with CR LF'
+  printf '#!/no/such/shell\nexit 0\n' >shell.sh
+  run -0 --separate-stderr eorva task add shell --event bootup --owner alice --script shell.sh
+  complains "interpreter /no/such/shell cannot be run here"
+  printf 'echo a\0b\n' >nul.sh
+  run -0 --separate-stderr eorva task add nul --event bootup --owner alice --script nul.sh
+  complains "NUL byte (byte 7)"
+  run -0 --separate-stderr eorva task add empty --event bootup --owner alice --script /dev/null
+  complains "the script is empty"
+  printf 'exit 0\n' >plain.sh
+  run -0 --separate-stderr eorva task add plain --event bootup --owner alice --script plain.sh
+  same "warnings" "" "$stderr"
+}
+
+@test "a task that is not there is named" {
+  run -1 --separate-stderr eorva task show ghost
+  complains 'there is no task "ghost"'
+  run -1 --separate-stderr eorva task delete ghost --yes
+  complains 'there is no task "ghost"'
+  run -1 --separate-stderr eorva run ghost
+  complains 'there is no task "ghost"'
+  run -1 --separate-stderr eorva runs list --task ghost
+  complains 'there is no task "ghost"'
+}
+
+@test "delete says what it takes along and asks" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0' --after first
+  run -1 --separate-stderr eorva task delete first </dev/null
+  complains "and these no longer wait for it: second"
+  same "tasks" 2 "$(eorva task list --json | jq length)"
+  run -0 eorva task delete first --yes
+  same "what second waits for" '""' "$(eorva task show second --json | jq .depend_on_task)"
+  same "tasks" '["second"]' "$(eorva task list --json | jq -c '[.[].task_name]')"
+}
+
+@test "delete believes only a yes on a terminal" {
+  add_task first bootup alice 'exit 0'
+  run -1 script -qec 'eorva task delete first' /dev/null <<<'n'
+  same "tasks" 1 "$(eorva task list --json | jq length)"
+  run -0 script -qec 'eorva task delete first' /dev/null <<<'y'
+  same "tasks" 0 "$(eorva task list --json | jq length)"
+}
+
+@test "a task that runs is not deleted" {
+  add_task long bootup alice 'exec sleep 300'
+  eorva run long >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -1 --separate-stderr eorva task delete long --yes
+  complains 'the task "long" is running (process '
+  pkill -u alice sleep
+  wait %1 || true
+  run -0 eorva task delete long --yes
+}
+
+@test "the graph is a tree, and JSON on request" {
+  add_task root bootup alice 'exit 0'
+  add_task left bootup alice 'exit 0' --after root
+  add_task right bootup bob 'exit 0' --after root --disabled
+  add_task leaf bootup bob 'exit 0' --after left --after right
+  add_task other shutdown bob 'exit 0'
+  run -0 eorva task graph bootup
+  [[ ${lines[1]} == root* ]]
+  [[ ${lines[2]} == "├─left"* ]]
+  [[ ${lines[3]} == "│ └─leaf"*"left, right"* ]]
+  [[ ${lines[4]} == "└─right"*"disabled" ]]
+  [[ ${lines[5]} == "  └─leaf"*"see above" ]]
+  same "lines" 6 "${#lines[@]}"
+  same "JSON" '[["leaf",["left","right"],[]],["left",["root"],["leaf"]],["right",["root"],["leaf"]],["root",[],["left","right"]]]' \
+    "$(eorva task graph bootup --json | jq -c '[.[] | [.task_name, .waits_for, .needed_by]]')"
+}
