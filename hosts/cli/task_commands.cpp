@@ -83,7 +83,8 @@ int runList(const Context& context, const ListOptions& options) {
 
 std::string neededByText(Host::Session& session, const std::string& strTask) {
   std::vector<std::string> vecNames;
-  for (const Host::GraphTask* pTask : Host::TaskGraph(Host::listTasks(session)).dependantsOf(strTask)) {
+  const Host::TaskGraph graph(Host::listTasks(session));
+  for (const Host::GraphTask* pTask : graph.dependantsOf(strTask)) {
     vecNames.push_back(pTask->strName);
   }
   return vecNames.empty() ? "-" : fmt::format("{}", fmt::join(vecNames, ", "));

@@ -39,7 +39,8 @@ std::set<std::string> firstTasks(Session& session, const ExecutionRequest& reque
     return {request.strName};
   }
   std::set<std::string> setTasks;
-  for (const GraphTask* pTask : TaskGraph(listTasks(session)).planOf(request.strName)) {
+  const TaskGraph graph(listTasks(session));
+  for (const GraphTask* pTask : graph.planOf(request.strName)) {
     if (pTask->blRoot) {
       setTasks.insert(pTask->strName);
     }

@@ -43,12 +43,12 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
   }
 }
 
-const GraphTask* TaskGraph::find(const std::string& strName) const {
+const GraphTask* TaskGraph::find(const std::string& strName) const& {
   const auto it = m_mapTasks.find(strName);
   return it == m_mapTasks.end() ? nullptr : &it->second;
 }
 
-std::vector<const GraphTask*> TaskGraph::tasksOf(const std::string& strEvent) const {
+std::vector<const GraphTask*> TaskGraph::tasksOf(const std::string& strEvent) const& {
   std::vector<const GraphTask*> vecTasks;
   for (const auto& [strName, task] : m_mapTasks) {
     if (task.strEvent == strEvent) {
@@ -58,7 +58,7 @@ std::vector<const GraphTask*> TaskGraph::tasksOf(const std::string& strEvent) co
   return vecTasks;
 }
 
-std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName) const {
+std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName) const& {
   std::vector<const GraphTask*> vecTasks;
   for (const auto& [strOther, task] : m_mapTasks) {
     if (std::find(task.vecNeeds.begin(), task.vecNeeds.end(), strName) != task.vecNeeds.end()) {
@@ -68,7 +68,7 @@ std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName
   return vecTasks;
 }
 
-std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) const {
+std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) const& {
   std::vector<const GraphTask*> vecPlan;
   std::set<std::string> setPlanned;
   for (const GraphTask* pTask : tasksOf(strEvent)) {

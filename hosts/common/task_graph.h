@@ -24,22 +24,27 @@ struct GraphTask {
   bool blRoot = false;                ///< the list is the empty text
 };
 
+/// Tasks are handed out by reference into the graph, so a graph that is about to go away hands out none.
 class TaskGraph {
 public:
   /// \param jTasks  array of stored task records.
   explicit TaskGraph(const Json::Value& jTasks);
 
   /// Gives a task; null when there is none.
-  const GraphTask* find(const std::string& strName) const;
+  const GraphTask* find(const std::string& strName) const&;
+  const GraphTask* find(const std::string&) const&& = delete;
 
   /// The tasks of an event, by name.
-  std::vector<const GraphTask*> tasksOf(const std::string& strEvent) const;
+  std::vector<const GraphTask*> tasksOf(const std::string& strEvent) const&;
+  std::vector<const GraphTask*> tasksOf(const std::string&) const&& = delete;
 
   /// The tasks that list NAME exactly, by name.
-  std::vector<const GraphTask*> dependantsOf(const std::string& strName) const;
+  std::vector<const GraphTask*> dependantsOf(const std::string& strName) const&;
+  std::vector<const GraphTask*> dependantsOf(const std::string&) const&& = delete;
 
   /// What an event starts: the enabled roots, then what waits for them, each after all that it waits for.
-  std::vector<const GraphTask*> planOf(const std::string& strEvent) const;
+  std::vector<const GraphTask*> planOf(const std::string& strEvent) const&;
+  std::vector<const GraphTask*> planOf(const std::string&) const&& = delete;
 
   /// Says why a walk from one of these tasks, in either direction, would not end in reasonable time.
   /// \return one sentence a problem; empty when all is well.
