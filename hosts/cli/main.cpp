@@ -69,17 +69,18 @@ int flushOutput(int iResult) {
   return iResult;
 }
 
-int runCommand(const Context& context) {
+int runCommandLine(int argc, char** argv) {
+  Context context;
+  CLI::App app("Runs users' scripts when something happens on this server.");
   try {
-    requireRoot();
-    return flushOutput(context.fnRun());
-  } catch (const Host::UsageFailure& error) {
-    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
-    return EXIT_USAGE;
-  } catch (const std::exception& error) {
-    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
-    return EXIT_FAILED;
+    buildCommandLine(app, context);
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // Help and version are "errors" without a code.
+    return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
   }
+  requireRoot();
+  return flushOutput(context.fnRun());
 }
 
 }  // namespace
@@ -101,14 +102,13 @@ CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::st
 
 int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
-  Context context;
-  CLI::App app("Runs users' scripts when something happens on this server.");
   try {
-    buildCommandLine(app, context);
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    // Help and version are "errors" without a code.
-    return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+    return runCommandLine(argc, argv);
+  } catch (const Host::UsageFailure& error) {
+    std::fprintf(stderr, "eorva: %s\n", error.what());
+    return EXIT_USAGE;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "eorva: %s\n", error.what());
+    return EXIT_FAILED;
   }
-  return runCommand(context);
 }
