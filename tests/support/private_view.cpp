@@ -80,7 +80,12 @@ void enterPrivateView() {
   mustMount("tmpfs", SCRATCH, "tmpfs", 0, "mode=0755");
   makeWritableCopy("/usr");
   makeWritableCopy("/etc");
-  refresh({{"/tmp", "1777"}, {"/run", "0755"}, {"/var/lib", "0755"}, {"/var/log", "0755"}, {"/var/spool", "0755"}},
+  refresh({{"/tmp", "1777"},
+           {"/run", "0755"},
+           {"/srv", "0755"},
+           {"/var/lib", "0755"},
+           {"/var/log", "0755"},
+           {"/var/spool", "0755"}},
           {EORVA_SOURCE_DIR, EORVA_BINARY_DIR});
   s_blEntered = true;
   freshProduct();
