@@ -17,9 +17,9 @@ std::string dependEntry(std::string_view strName) {
 int parseDependList(const std::string& strTaskDepend, std::vector<std::string>& names) {
   using std::string;
   string::size_type posStart = 0;
-  while (string::npos != (posStart = strTaskDepend.find("[", posStart))) {
-    string::size_type posEnd = 0;
-    FAIL_IF(string::npos == (posEnd = strTaskDepend.find("]", posStart)));
+  while (string::npos != (posStart = strTaskDepend.find('[', posStart))) {
+    const string::size_type posEnd = strTaskDepend.find(']', posStart);
+    FAIL_IF_AS(string::npos == posEnd, "string::npos == (posEnd = strTaskDepend.find(\"]\", posStart))");
     names.push_back(strTaskDepend.substr(posStart + 1, posEnd - posStart - 1));
     posStart = posEnd;
   }

@@ -71,8 +71,8 @@ int admitAndRun(Json::Value& jTask, Json::Value& jEvent, OrvaJsonDbApi* pApi, Or
   if (0 > checkArguments(jTask, jEvent, pApi, pApiResult, pDb)) {
     return -1;
   }
-  int ret = 0;
-  FAIL_IF(-1 == (ret = checkRunTheSameTime(jTask, pApi)));
+  const int ret = checkRunTheSameTime(jTask, pApi);
+  FAIL_IF_AS(-1 == ret, "-1 == (ret = checkRunTheSameTime(jTask, pApi))");
   if (RUN_BLOCKED == ret) {
     if (memberOf(jTask, "task_name").isString()) {
       LOG_DEBUG("task=%s is running, should run the same", jTask["task_name"].asCString());
@@ -80,8 +80,8 @@ int admitAndRun(Json::Value& jTask, Json::Value& jEvent, OrvaJsonDbApi* pApi, Or
     return 0;
   }
   jResult = newRunRecord(jTask, jEvent);
-  int pid = 0;
-  FAIL_IF(0 >= (pid = forkRunCmd(jTask, jConfig, jResult)));
+  const int pid = forkRunCmd(jTask, jConfig, jResult);
+  FAIL_IF_AS(0 >= pid, "0 >= (pid = forkRunCmd(jTask, jConfig, jResult))");
   return recordRun(jTask, pApi, pApiResult, pid, jResult);
 }
 

@@ -170,7 +170,8 @@ int setExitCode(const Json::Value& jResult, MailValues& values) {
 int setOutput(const Json::Value& jTask, Json::Value& jConfig, const std::string& strTaskName, long iStartTime,
               MailValues& values) {
   std::string strOutPath;
-  FAIL_IF(0 > getOutputPath(jConfig, strTaskName, iStartTime, &strOutPath, NULL));
+  FAIL_IF_AS(0 > getOutputPath(jConfig, strTaskName, iStartTime, &strOutPath, nullptr),
+             "0 > getOutputPath(jConfig, strTaskName, iStartTime, &strOutPath, NULL)");
   std::string strContent;
   if (!strOutPath.empty()) {
     FAIL_IF_AS(0 > loadRunFile(strOutPath, strContent), "0 > loadFile(strOutPath, strContent)");

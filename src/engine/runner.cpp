@@ -58,8 +58,8 @@ private:
   int readConfig() {
     Json::Value jFilter = ownSection();
     Json::Value jConfig;
-    int iFound = 0;
-    FAIL_IF_AS(0 > (iFound = configGet(jFilter, jConfig)), "0 > configGet(jFilter, jConfig)");
+    const int iFound = configGet(jFilter, jConfig);
+    FAIL_IF_AS(0 > iFound, "0 > configGet(jFilter, jConfig)");
     // Without a configuration there is no output folder, and tasks run all the same.
     m_jConfig = 0 == iFound ? Json::Value(Json::objectValue) : jConfig;
     return 0;

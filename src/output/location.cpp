@@ -17,7 +17,6 @@ constexpr const char* LOG_SOURCE = SOURCE_LIB;
 
 constexpr uid_t UID_ERR = static_cast<uid_t>(-1);
 constexpr gid_t GID_ERR = static_cast<gid_t>(-1);
-constexpr int TRUE = 1;
 
 int isOutputOn(const Json::Value& jConfig, bool& blOn) {
   blOn = false;
@@ -39,7 +38,8 @@ int makeRunFolder(std::string strSharePathBase, const std::string& strTaskName, 
   FAIL_IF(0 > sharePath2VolumePath(strSharePathBase, strOutBase));
   FAIL_IF(strOutBase.empty());
   strOutBase.append("/").append(strTaskName).append("/").append(myto_string(static_cast<int>(iStartTime))).append("/");
-  FAIL_IF(0 > ORVAFSMkdirP(strOutBase.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0777));
+  FAIL_IF_AS(0 > ORVAFSMkdirP(strOutBase.c_str(), nullptr, 1, UID_ERR, GID_ERR, 0777),
+             "0 > ORVAFSMkdirP(strOutBase.c_str(), NULL, TRUE, UID_ERR, GID_ERR, 0777)");
   return 0;
 }
 

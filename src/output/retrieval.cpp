@@ -76,8 +76,8 @@ int resultGetFile(OrvaJsonDbApi* pApiResult, const Json::Value& jIn, Json::Value
   FAIL_IF(jOut.type() != Json::objectValue && jOut.type() != Json::nullValue);
   Json::Value jFilter = ownSection();
   Json::Value jConfig;
-  int err = 0;
-  FAIL_IF(0 > (err = configGet(jFilter, jConfig)));
+  const int err = configGet(jFilter, jConfig);
+  FAIL_IF_AS(0 > err, "0 > (err = configGet(jFilter, jConfig))");
   if (0 == err) {
     jOut["script_out"] = "";
     jOut["script_in"] = "";

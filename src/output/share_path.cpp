@@ -46,8 +46,10 @@ int translate(const std::string& strSharePath, std::string& strVolumePath) {
 }
 
 int notifyAdministrators() {
-  FAIL_IF(0 != KLIBCExec(SZCMD_DAR_ORVAKBVNOTIFY, "@administrators", "taskscheduler_notify_user_share_volume_error",
-                         NULL, NULL));
+  FAIL_IF_AS(0 != KLIBCExec(SZCMD_DAR_ORVAKBVNOTIFY, "@administrators", "taskscheduler_notify_user_share_volume_error",
+                            nullptr, nullptr),
+             "0 != KLIBCExec(SZCMD_DAR_ORVAKBVNOTIFY, \"@administrators\", "
+             "\"taskscheduler_notify_user_share_volume_error\", NULL, NULL)");
   return 0;
 }
 

@@ -99,20 +99,19 @@ private:
 namespace Orva {
 
 bool parseJson(const std::string& strText, Json::Value& jOut) {
-  // The parser would take a NUL for the end of the text.
-  if (strText.find('\0') != std::string::npos) {
-    jOut = Json::Value();
-    return false;
-  }
+  bool blParsed = false;
   try {
-    if (reader().parse(strText.data(), strText.data() + strText.size(), &jOut, nullptr)) {
-      return true;
-    }
+    // The parser would take a NUL for the end of the text.
+    blParsed = std::string::npos == strText.find('\0') &&
+               reader().parse(strText.data(), strText.data() + strText.size(), &jOut, nullptr);
   } catch (const Json::Exception&) {
-    // The parser throws at a nesting that it will not follow.
+    // It throws at a nesting that it will not follow.
+    blParsed = false;
   }
-  jOut = Json::Value();
-  return false;
+  if (!blParsed) {
+    jOut = Json::Value();
+  }
+  return blParsed;
 }
 
 bool fromFile(Json::Value& jOut, const std::string& strPath) {
