@@ -27,7 +27,8 @@ if(EORVA_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
   add_library(eorva_coverage_exit OBJECT "${CMAKE_SOURCE_DIR}/cmake/coverage_exit.cpp")
-  link_libraries(eorva_coverage_exit)
+  # Not for those who link an installed library.
+  link_libraries("$<BUILD_INTERFACE:eorva_coverage_exit>")
 endif()
 
 # Limits what a shared library exports to the names in a version script.

@@ -106,13 +106,18 @@ int follow(Host::Execution& execution, Progress& progress, ProgressView* pView) 
   return 0;
 }
 
+/// Closes what an execution that has ended left open, so that nothing is shown as running any more.
+void settle(const Host::Execution& execution, Progress& progress) {
+  Host::Session session;
+  reportInterrupted(Host::reconcile(session));
+  progress.poll(session, execution.children());
+}
+
 void checkStatus(int iStatus) {
   if (WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0) {
     return;
   }
   if (WIFSIGNALED(iStatus)) {
-    Host::Session session;
-    reportInterrupted(Host::reconcile(session));
     throw Host::Failure(fmt::format("the execution was killed by signal {} (SIG{})", WTERMSIG(iStatus),
                                     sigabbrev_np(WTERMSIG(iStatus))));
   }
@@ -167,7 +172,9 @@ int execute(const Context& context, const Host::ExecutionRequest& request, bool 
     const std::unique_ptr<ProgressView> pView =
         blLive ? makeLiveView(prepared.owners, context.isColored()) : makeLineView(prepared.owners);
     Host::Execution execution(request);
-    checkStatus(follow(execution, progress, blJson ? nullptr : pView.get()));
+    const int iStatus = follow(execution, progress, blJson ? nullptr : pView.get());
+    settle(execution, progress);
+    checkStatus(iStatus);
   }
   if (blJson) {
     printSummaryJson(request, progress, prepared.owners);

@@ -137,10 +137,19 @@ void confirmDelete(Host::Session& session, const std::string& strTask) {
   }
 }
 
+void refuseWhileRunning(const Json::Value& jTask) {
+  if (const std::vector<pid_t> vecPids = Host::livePidsOf(jTask); !vecPids.empty()) {
+    throw Host::Failure(fmt::format("the task \"{}\" is running (process {}) and cannot be deleted now",
+                                    textOf(jTask, "task_name"), fmt::join(vecPids, ", ")));
+  }
+}
+
 /// One try, on a connection of its own: a failed one leaves a transaction open.
 /// \return false when another process was writing.
 bool tryDelete(const std::string& strTask) {
   Host::Session session;
+  // Again: it may have been started while the question was open.
+  refuseWhileRunning(Host::requireTask(session, strTask));
   Json::Value jIn(Json::objectValue);
   jIn["task_name"] = strTask;
   if (recDelete(session.tasks(), jIn, session.db()) >= 0) {
@@ -156,11 +165,7 @@ int runDelete(const Context&, const DeleteOptions& options) {
   using namespace std::chrono_literals;
   {
     Host::Session session;
-    const Json::Value jTask = Host::requireTask(session, options.strTask);
-    if (const std::vector<pid_t> vecPids = Host::livePidsOf(jTask); !vecPids.empty()) {
-      throw Host::Failure(fmt::format("the task \"{}\" is running (process {}) and cannot be deleted now",
-                                      options.strTask, fmt::join(vecPids, ", ")));
-    }
+    refuseWhileRunning(Host::requireTask(session, options.strTask));
     if (!options.blYes) {
       confirmDelete(session, options.strTask);
     }

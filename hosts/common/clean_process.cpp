@@ -27,6 +27,9 @@ void resetSignals() {
     // KILL, STOP and the two that the C library uses between threads refuse, and need no reset.
     std::signal(iSignal, SIG_DFL);
   }
+  // Whoever reads the log may go away, and that must not end an execution. Caught, not ignored: a script gets the
+  // default again.
+  std::signal(SIGPIPE, [](int) {});
   sigset_t none;
   sigemptyset(&none);
   require(sigprocmask(SIG_SETMASK, &none, nullptr) == 0, "eorva: sigprocmask");

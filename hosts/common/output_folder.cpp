@@ -48,7 +48,8 @@ void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
                     "runs from there",
                     strPath, status.st_uid));
   }
-  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (status.st_mode & S_ISVTX) == 0) {
+  // Also in a sticky one: the owner of a task's folder could put a link in its place.
+  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     throw Failure(
         fmt::format("the output folder {} may be changed by others (mode {:04o}): they could swap what root "
                     "runs from there",

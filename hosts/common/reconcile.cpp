@@ -96,7 +96,10 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
     session.tasks()->recUpdateByFilter(jTaskFilter, jLast);
   }
   lock.commit();
-  unlink(fmt::format("{}{}", EXIT_CODE_PREFIX, pidOf(jNow)).c_str());
+  // By now the number may be that of a newer run, whose file it is then.
+  if (KLIBCProcAlive(pidOf(jNow)) != 1) {
+    unlink(fmt::format("{}{}", EXIT_CODE_PREFIX, pidOf(jNow)).c_str());
+  }
   jRun = std::move(jNow);
   return true;
 }

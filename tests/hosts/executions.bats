@@ -215,3 +215,12 @@ setup() { fresh_store; }
   same "runs" 0 "$(eorva runs list --json | jq length)"
   run -0 timeout 20 eorva task graph bootup
 }
+
+ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")] | length') == "$1" ]]; }
+
+@test "a log that nobody reads any more does not end the execution" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup bob 'exit 0' --after first
+  eorva --log-stdout --debug fire bootup | head -n 1 || true
+  wait_until ended_well 2
+}
