@@ -162,6 +162,8 @@ void printSummaryJson(const Host::ExecutionRequest& request, const Progress& pro
 }
 
 int execute(const Context& context, const Host::ExecutionRequest& request, bool blJson) {
+  // Whoever reads what is shown may go away; the event is fired all the same.
+  std::signal(SIGPIPE, [](int) {});
   const Prepared prepared = prepare(request);
   Progress progress(prepared.plan);
   if (prepared.plan.vecTasks.empty()) {

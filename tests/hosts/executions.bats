@@ -218,9 +218,28 @@ setup() { fresh_store; }
 
 ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")] | length') == "$1" ]]; }
 
+# unread COMMAND...: its standard output is a pipe that nobody reads, from its first line on.
+unread() {
+  python3 -c 'import os, signal, sys
+reader, writer = os.pipe()
+os.dup2(writer, 1)
+os.close(reader)
+signal.signal(signal.SIGPIPE, signal.SIG_DFL)
+os.execvp(sys.argv[1], sys.argv[1:])' "$@"
+}
+
 @test "a log that nobody reads any more does not end the execution" {
   add_task first bootup alice 'exit 0'
   add_task second bootup bob 'exit 0' --after first
   eorva --log-stdout --debug fire bootup | head -n 1 || true
   wait_until ended_well 2
+}
+
+@test "an event is fired although nobody reads what is shown" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup bob 'exit 0' --after first
+  unread eorva --log-stdout --debug fire bootup || true
+  wait_until ended_well 2
+  unread eorva fire bootup || true
+  wait_until ended_well 4
 }
