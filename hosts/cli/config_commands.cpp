@@ -1,9 +1,13 @@
-/// eorva config show|set
+/// eorva config show|get|set
 
+#include <algorithm>
+#include <array>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <set>
 
 #include "common/failure.h"
+#include "common/host_settings.h"
 #include "common/json_read.h"
 #include "common/session.h"
 #include "context.h"
@@ -14,6 +18,10 @@ namespace {
 
 struct ShowOptions {
   bool blJson = false;
+};
+
+struct GetOptions {
+  std::string strKey;
 };
 
 struct SetOptions {
@@ -29,6 +37,31 @@ int runShow(const Context&, const ShowOptions& options) {
   } else {
     printFields({{"output", outputSetting(jConfig)}});
   }
+  return EXIT_DONE;
+}
+
+/// Members of the scheduler's section that administrators know by name.
+constexpr std::array<const char*, 2> SECTION_KEYS = {"output_path", "enable_output"};
+
+std::string sectionText(const std::string& strKey) {
+  const Json::Value jConfig = Host::schedulerConfig();
+  if (strKey == "enable_output") {
+    return Host::boolOf(jConfig, "enable_output", true) ? "yes" : "no";
+  }
+  return Host::textOf(jConfig, strKey.c_str());
+}
+
+int runGet(const Context&, const GetOptions& options) {
+  if (std::find(SECTION_KEYS.begin(), SECTION_KEYS.end(), options.strKey) != SECTION_KEYS.end()) {
+    fmt::print("{}\n", sectionText(options.strKey));
+    return EXIT_DONE;
+  }
+  const std::vector<std::string> vecKeys = Host::settingKeys();
+  if (std::find(vecKeys.begin(), vecKeys.end(), options.strKey) == vecKeys.end()) {
+    throw Host::UsageFailure(fmt::format("config get: there is no setting \"{}\"; there are {}, {}", options.strKey,
+                                         fmt::join(SECTION_KEYS, ", "), fmt::join(vecKeys, ", ")));
+  }
+  fmt::print("{}\n", Host::settingText(options.strKey));
   return EXIT_DONE;
 }
 
@@ -78,6 +111,11 @@ void addConfigCommands(CLI::App& app, Context& context) {
   CLI::App* pCommand = addCommand(*pConfig, "show", "Show the configuration.", "  eorva config show --json\n");
   pCommand->add_flag("--json", pShow->blJson, "as JSON: the section as it is stored");
   onCommand(pCommand, context, pShow, &runShow);
+
+  auto pGet = std::make_shared<GetOptions>();
+  pCommand = addCommand(*pConfig, "get", "Show one setting, and nothing else.", "  eorva config get retention_runs\n");
+  pCommand->add_option("key", pGet->strKey, "its name")->required()->type_name("KEY");
+  onCommand(pCommand, context, pGet, &runGet);
 
   auto pSet = std::make_shared<SetOptions>();
   pCommand = addCommand(*pConfig, "set", "Change the configuration.",

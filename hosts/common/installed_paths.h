@@ -10,6 +10,9 @@ inline constexpr char STORE_FOLDER[] = "/usr/orva/etc/eorvascheduler";
 inline constexpr char DATABASE_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler.db";
 inline constexpr char CONFIG_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler-conf.json";
 
+/// What administrators set for the programs here.
+inline constexpr char SETTINGS_PATH[] = "/etc/eorva.conf";
+
 /// What a run leaves behind is named by these and a process id.
 inline constexpr char EXIT_CODE_PREFIX[] = "/tmp/eorvascheduler_exit_code.";
 inline constexpr char SCRIPT_PREFIX[] = "/tmp/eorvascheduler.script.";

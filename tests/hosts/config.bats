@@ -3,7 +3,12 @@
 
 load common
 
-setup() { fresh_store; }
+setup() {
+  fresh_store
+  cp /etc/eorva.conf "$BATS_TEST_TMPDIR/eorva.conf"
+}
+
+teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
 @test "show tells where output is kept" {
   run -0 eorva config show
@@ -85,4 +90,48 @@ setup() { fresh_store; }
   run -1 --separate-stderr eorva config set --output off
   run -1 --separate-stderr eorva config show
   same "file" "{ torn" "$(cat "$STORE/eorvascheduler-conf.json")"
+}
+
+@test "a setting that nobody has set has its default" {
+  same "of all" "scheduler yes 100 20 10G 300 10 no" "$(for key in output_path enable_output retention_runs retention_failed_runs \
+    retention_output_size shutdown_budget stop_grace shared_script; do eorva config get $key; done | paste -sd ' ')"
+  rm /etc/eorva.conf
+  same "without a file" 100 "$(eorva config get retention_runs)"
+}
+
+@test "the installed file tells the defaults" {
+  local line
+  while read -r line; do
+    same "${line%%=*}" "${line#*=}" "$(eorva config get "${line%%=*}")"
+  done < <(sed -n 's/^#\([a-z_]*=\)/\1/p' /etc/eorva.conf)
+  same "keys" 6 "$(grep -c '^#[a-z_]*=' /etc/eorva.conf)"
+}
+
+@test "settings are read from the file, and the last line of a key holds" {
+  printf '%s\n' 'retention_runs = 7' 'retention_runs="all"' ' retention_output_size=0' '; stop_grace=1' >/etc/eorva.conf
+  same "of all" "all 0 10" "$(for key in retention_runs retention_output_size stop_grace; do eorva config get $key; done | paste -sd ' ')"
+}
+
+@test "a value that cannot be used is reported with its file and its key" {
+  local line
+  for line in 'retention_runs=0' 'retention_runs=-1' 'retention_runs=' 'retention_runs=1e3' 'retention_runs=1000001' \
+    'retention_failed_runs=none' 'retention_output_size=10X' 'retention_output_size=G' 'retention_output_size=10GB' \
+    'retention_output_size=9000000000G' 'retention_output_size=99999999999999999999' 'shutdown_budget=0' \
+    'stop_grace=86401' 'shared_script=true'; do
+    echo "$line" >/etc/eorva.conf
+    run -1 --separate-stderr eorva config get "${line%%=*}"
+    complains "/etc/eorva.conf: ${line%%=*} must be "
+    complains "not \"${line#*=}\""
+  done
+  rm /etc/eorva.conf
+  mkdir /etc/eorva.conf
+  run -1 --separate-stderr eorva config get stop_grace
+  complains "cannot read stop_grace from /etc/eorva.conf: Is a directory"
+  rmdir /etc/eorva.conf
+}
+
+@test "a setting that does not exist is wrong usage, and those that do are named" {
+  run -2 --separate-stderr eorva config get retention
+  complains 'there is no setting "retention"'
+  complains "output_path, enable_output, retention_runs, retention_failed_runs"
 }

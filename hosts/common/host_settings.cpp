@@ -1,0 +1,180 @@
+#include "host_settings.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <optional>
+#include <string_view>
+#include <type_traits>
+#include <variant>
+
+#include "orva_platform.h"
+
+#include "failure.h"
+#include "installed_paths.h"
+
+namespace Host {
+
+namespace {
+
+/// What a value may be.
+enum class Form { NUMBER, NUMBER_OR_ALL, SIZE, YES_OR_NO };
+
+using Member = std::variant<unsigned HostSettings::*, std::uint64_t HostSettings::*, bool HostSettings::*>;
+
+struct Rule {
+  const char* szKey;
+  const char* szDefault;
+  Member pMember;
+  Form form;
+  unsigned iMin = 0;  ///< of a number, and so is the next
+  unsigned iMax = 0;
+};
+
+constexpr unsigned MAX_RUNS = 1'000'000;
+constexpr unsigned MAX_SECONDS = 86'400;
+
+constexpr std::array<Rule, 6> RULES = {{
+    {"retention_runs", "100", &HostSettings::cRetentionRuns, Form::NUMBER_OR_ALL, 1, MAX_RUNS},
+    {"retention_failed_runs", "20", &HostSettings::cRetentionFailedRuns, Form::NUMBER_OR_ALL, 0, MAX_RUNS},
+    {"retention_output_size", "10G", &HostSettings::cbRetentionOutput, Form::SIZE},
+    {"shutdown_budget", "300", &HostSettings::cShutdownBudget, Form::NUMBER, 1, MAX_SECONDS},
+    {"stop_grace", "10", &HostSettings::cStopGrace, Form::NUMBER, 0, MAX_SECONDS},
+    {"shared_script", "no", &HostSettings::blSharedScript, Form::YES_OR_NO},
+}};
+
+const Rule& requireRule(const std::string& strKey) {
+  const auto* const itRule =
+      std::find_if(RULES.begin(), RULES.end(), [&](const Rule& rule) { return strKey == rule.szKey; });
+  if (itRule == RULES.end()) {
+    throw Failure(fmt::format("{} has no setting \"{}\"", SETTINGS_PATH, strKey));
+  }
+  return *itRule;
+}
+
+std::optional<std::uint64_t> readDigits(std::string_view strText) {
+  std::uint64_t iValue = 0;
+  const auto [pEnd, code] = std::from_chars(strText.data(), strText.data() + strText.size(), iValue);
+  const bool blWhole = code == std::errc() && pEnd == strText.data() + strText.size();
+  return blWhole ? std::optional(iValue) : std::nullopt;
+}
+
+/// "10G": bytes, or with K, M, G or T the multiple of 1024 that it stands for.
+std::optional<std::uint64_t> readSize(std::string_view strText) {
+  constexpr std::string_view UNITS = "KMGT";
+  const std::size_t iUnit = strText.empty() ? std::string_view::npos : UNITS.find(strText.back());
+  const bool blUnit = iUnit != std::string_view::npos;
+  const std::size_t cShift = blUnit ? 10 * (iUnit + 1) : 0;
+  const std::optional<std::uint64_t> count = readDigits(strText.substr(0, strText.size() - (blUnit ? 1 : 0)));
+  constexpr auto MAX_SIZE = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  return count && *count <= MAX_SIZE >> cShift ? std::optional(*count << cShift) : std::nullopt;
+}
+
+/// Gives what a value stands for; nothing when it cannot be used.
+std::optional<std::uint64_t> readValue(const Rule& rule, std::string_view strValue) {
+  if (rule.form == Form::YES_OR_NO) {
+    return strValue == "yes" || strValue == "no" ? std::optional<std::uint64_t>(strValue == "yes") : std::nullopt;
+  }
+  if (rule.form == Form::SIZE) {
+    return readSize(strValue);
+  }
+  if (rule.form == Form::NUMBER_OR_ALL && strValue == "all") {
+    return KEEP_ALL;
+  }
+  const std::optional<std::uint64_t> count = readDigits(strValue);
+  return count && *count >= rule.iMin && *count <= rule.iMax ? count : std::nullopt;
+}
+
+std::string whyNotValue(const Rule& rule, const std::string& strValue) {
+  if (readValue(rule, strValue)) {
+    return {};
+  }
+  switch (rule.form) {
+    case Form::YES_OR_NO:
+      return "must be yes or no";
+    case Form::SIZE:
+      return "must be a number of bytes, or a number with K, M, G or T after it; 0 is no limit";
+    case Form::NUMBER_OR_ALL:
+      return fmt::format("must be a number from {} to {}, or all", rule.iMin, rule.iMax);
+    case Form::NUMBER:
+      break;
+  }
+  return fmt::format("must be a number from {} to {}", rule.iMin, rule.iMax);
+}
+
+/// Reads one key of the file; gives the default when the file, or the key in it, is missing.
+std::string readKey(const Rule& rule) {
+  std::array<char, 4096> szValue{};
+  const int iFound = KLIBCFileGetKeyValue(SETTINGS_PATH, rule.szKey, szValue.data(), static_cast<int>(szValue.size()));
+  if (iFound < 0 && KLIBCErrGet() != ENOENT) {
+    throw Failure(fmt::format("cannot read {} from {}: {}", rule.szKey, SETTINGS_PATH, std::strerror(KLIBCErrGet())));
+  }
+  return iFound > 0 ? szValue.data() : rule.szDefault;
+}
+
+std::string problemText(const Rule& rule, const std::string& strValue, const std::string& strWhy) {
+  return fmt::format("{}: {} {}, not \"{}\"", SETTINGS_PATH, rule.szKey, strWhy, strValue);
+}
+
+/// Gives the value of one setting; the default, and a problem, when what is set cannot be used.
+std::uint64_t readRule(const Rule& rule, std::vector<std::string>& vecProblems) {
+  try {
+    const std::string strValue = readKey(rule);
+    if (const std::optional<std::uint64_t> value = readValue(rule, strValue)) {
+      return *value;
+    }
+    vecProblems.push_back(problemText(rule, strValue, whyNotValue(rule, strValue)));
+  } catch (const Failure& error) {
+    vecProblems.emplace_back(error.what());
+  }
+  return *readValue(rule, rule.szDefault);
+}
+
+}  // namespace
+
+HostSettings readHostSettings(std::vector<std::string>& vecProblems) {
+  HostSettings settings;
+  for (const Rule& rule : RULES) {
+    const std::uint64_t iValue = readRule(rule, vecProblems);
+    std::visit(
+        [&](auto pMember) {
+          settings.*pMember = static_cast<std::remove_reference_t<decltype(settings.*pMember)>>(iValue);
+        },
+        rule.pMember);
+  }
+  return settings;
+}
+
+HostSettings hostSettings() {
+  std::vector<std::string> vecProblems;
+  const HostSettings settings = readHostSettings(vecProblems);
+  if (!vecProblems.empty()) {
+    throw Failure(fmt::format("{}", fmt::join(vecProblems, "\n")));
+  }
+  return settings;
+}
+
+std::vector<std::string> settingKeys() {
+  std::vector<std::string> vecKeys;
+  std::transform(RULES.begin(), RULES.end(), std::back_inserter(vecKeys), [](const Rule& rule) { return rule.szKey; });
+  return vecKeys;
+}
+
+std::string settingText(const std::string& strKey) {
+  const Rule& rule = requireRule(strKey);
+  std::string strValue = readKey(rule);
+  if (const std::string strWhy = whyNotValue(rule, strValue); !strWhy.empty()) {
+    throw Failure(problemText(rule, strValue, strWhy));
+  }
+  return strValue;
+}
+
+std::string whyNotSetting(const std::string& strKey, const std::string& strValue) {
+  return whyNotValue(requireRule(strKey), strValue);
+}
+
+}  // namespace Host
