@@ -48,6 +48,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
   app.failure_message(&usageText);
   addInitCommand(app, context);
   addTaskCommands(app, context);
+  addEventCommands(app, context);
   addExecuteCommands(app, context);
   addRunsCommands(app, context);
   addConfigCommands(app, context);

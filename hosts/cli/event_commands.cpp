@@ -1,0 +1,8 @@
+/// eorva event
+
+#include "context.h"
+
+void addEventCommands(CLI::App& app, Context&) {
+  CLI::App* pEvent = addCommand(app, "event", "Show events, and what they would do.", "  eorva event plan bootup\n");
+  pEvent->require_subcommand(1);
+}
