@@ -155,8 +155,8 @@ ORVA_EXPORT void ORVAUserFree(PORVAUSER pUser);
 /// \param szShare  name of the share.
 /// \param szPath   receives the path.
 /// \param cbPath   size of that buffer.
-/// \return 0; negative when there is no such share. `errno` is 0x1400 when it exists but its volume cannot be
-///         used.
+/// \return 0; negative when there is no such share, or it cannot be used. `errno` is 0x1400 when it is defined but its
+///         volume is not there; it is never that for another reason.
 ORVA_EXPORT int ORVASharePathGet(const char* szShare, char* szPath, int cbPath);
 
 /// Gives the folder for temporary files on a volume, which every user may write to.
@@ -166,7 +166,7 @@ ORVA_EXPORT int ORVASharePathGet(const char* szShare, char* szPath, int cbPath);
 /// \return 0; negative on failure.
 ORVA_EXPORT int ORVAShareTmpPathGet(const char* szVolume, char* szPath, int cbPath);
 
-/// Tells whether a share can be used now: it is defined, and its folder is there.
+/// Tells whether a share can be used now: it is defined, its volume is mounted, and its folder is there.
 /// \param szShare  name of the share.
 /// \return 1 or 0; with 0 the last error says why.
 ORVA_EXPORT int KLIBShareIsAccessible(const char* szShare);
@@ -332,6 +332,35 @@ ORVA_EXPORT int ORVALogSet1(int iType, int iLevel, unsigned int uCode, const cha
 /// with `_exit(0)`. The calling process itself is never ended.
 /// \param uCode  code of the event; 0 switches it off again.
 ORVA_EXPORT void ORVALogEndChildAfter(unsigned int uCode);
+
+/// A share as it is defined, and what has become of it.
+typedef struct tagORVASHARE {
+  char* szName;               ///< name
+  char* szPath;               ///< its folder, as it is defined
+  char* szVolume;             ///< mount point that it lies on or should lie on; empty when that is unknown
+  int iError;                 ///< 0 when it can be used; else what KLIBShareIsAccessible() leaves as last error
+  unsigned long long cbFree;  ///< bytes that an unprivileged writer may use; 0 when it is read-only or unusable
+} ORVASHARE;
+
+/// A share by its address, as the calls hand it over.
+typedef ORVASHARE* PORVASHARE;
+
+/// Lists the shares that are defined, in the order of their definitions.
+/// \param ppShares  the list that their names are appended to; it may move.
+/// \param ppFaults  likewise for what is wrong with definitions, one text each with file and line; null: they are
+///                  logged.
+/// \return the number of shares; negative on failure.
+ORVA_EXPORT int ORVAShareList(PKLIBCSZLIST* ppShares, PKLIBCSZLIST* ppFaults);
+
+/// Looks at one share.
+/// \param szShare  name of the share.
+/// \param ppShare  receives the share; free it with ORVAShareFree().
+/// \return 0, also when the share cannot be used; negative when there is no such share, and `*ppShare` is then null.
+ORVA_EXPORT int ORVAShareGet(const char* szShare, PORVASHARE* ppShare);
+
+/// Frees a share; null is accepted.
+/// \param pShare  the share.
+ORVA_EXPORT void ORVAShareFree(PORVASHARE pShare);
 
 /// @}
 

@@ -28,6 +28,7 @@ add_library(orvaplatform_server OBJECT
   shares/samba_shares.cpp
   shares/share_access.cpp
   shares/share_file.cpp
+  shares/share_info.cpp
   shares/share_list.cpp
   strings/hash.cpp
   strings/list.cpp

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <fmt/format.h>
+#include <optional>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <tuple>
@@ -12,7 +14,6 @@
 #include "process/run.h"
 #include "settings/regular_file.h"
 #include "settings/section_file.h"
-#include "support/log.h"
 #include "support/unique_fd.h"
 
 namespace orva {
@@ -59,19 +60,19 @@ bool isSharedFolder(const Section& section) {
          strPath.find('%') == std::string::npos;
 }
 
-std::vector<Share> askTestparm() {
+std::optional<std::vector<Share>> askTestparm(const ShareFaultSink& onFault) {
   const UniqueFd fdOut(memfd_create("testparm", MFD_CLOEXEC));
   const int iExit = fdOut ? runProgram({TESTPARM_PATH, "-s", "-l"}, -1, fdOut.get()) : -1;
   if (iExit != 0) {
-    logError("cannot read shares from %s: %s", TESTPARM_PATH,
-             iExit < 0 ? strerror(errno) : ("exit status " + std::to_string(iExit)).c_str());
-    return {};
+    onFault(fmt::format("cannot read shares from {}: {}", TESTPARM_PATH,
+                        iExit < 0 ? strerror(errno) : fmt::format("exit status {}", iExit)));
+    return std::nullopt;
   }
   std::string strOutput;
-  if (const int iError = readRegularFile("/proc/self/fd/" + std::to_string(fdOut.get()), strOutput, CB_OUTPUT_MAX);
+  if (const int iError = readRegularFile(fmt::format("/proc/self/fd/{}", fdOut.get()), strOutput, CB_OUTPUT_MAX);
       iError != 0) {
-    logError("cannot read what %s printed: %s", TESTPARM_PATH, strerror(iError));
-    return {};
+    onFault(fmt::format("cannot read what {} printed: {}", TESTPARM_PATH, strerror(iError)));
+    return std::nullopt;
   }
   return parseTestparm(strOutput);
 }
@@ -88,18 +89,19 @@ std::vector<Share> parseTestparm(std::string_view strText) {
   return vecShare;
 }
 
-std::vector<Share> sambaShares() {
+std::vector<Share> sambaShares(const ShareFaultSink& onFault) {
   using std::chrono::steady_clock;
-  static std::vector<Share> vecKept;
+  static std::optional<std::vector<Share>> kept;
   static FileState stateKept;
   static steady_clock::time_point keptUntil;
+  // Taken before the file is read: a change in between is then seen by the next call.
   const FileState state = stateOf(CONFIGURATION_PATH);
-  if (state != stateKept || steady_clock::now() >= keptUntil) {
-    vecKept = askTestparm();
+  if (!kept || state != stateKept || steady_clock::now() >= keptUntil) {
+    kept = askTestparm(onFault);
     stateKept = state;
     keptUntil = steady_clock::now() + KEPT_FOR;
   }
-  return vecKept;
+  return kept.value_or(std::vector<Share>());
 }
 
 }  // namespace orva

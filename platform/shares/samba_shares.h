@@ -10,8 +10,9 @@
 
 namespace orva {
 
-/// Asks testparm, at most once a minute as long as smb.conf stays as it is. Nothing when it fails; that is logged.
-std::vector<Share> sambaShares();
+/// Asks testparm, at most once a minute as long as smb.conf stays as it is. Nothing when it fails; that is reported,
+/// and the next call asks again.
+std::vector<Share> sambaShares(const ShareFaultSink& onFault);
 
 /// Picks the shares out of testparm's output. Left out are the sections that are no shared folder of their own (global,
 /// homes, printers, print$), printers, shares that are not available, and those whose path depends on who asks.

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fmt/format.h>
 
 #include "settings/regular_file.h"
 #include "settings/section_file.h"
 #include "settings/text_line.h"
-#include "support/log.h"
 #include "texts/utf8.h"
 #include "volumes/mount_table.h"
 
@@ -75,9 +75,9 @@ std::string takeSection(const Section& section, Share& share, int& iLine) {
 
 }  // namespace
 
-std::vector<Share> parseShares(const std::string& strFile, std::string_view strText) {
-  const auto report = [&strFile](int iLine, const std::string& strFault) {
-    logError("%s:%d: %s", strFile.c_str(), iLine, repairedUtf8(strFault).c_str());
+std::vector<Share> parseShares(const std::string& strFile, std::string_view strText, const ShareFaultSink& onFault) {
+  const auto report = [&](int iLine, const std::string& strFault) {
+    onFault(fmt::format("{}:{}: {}", strFile, iLine, repairedUtf8(strFault)));
   };
   std::vector<Share> vecShare;
   for (const Section& section : parseSections(strText, report)) {
@@ -98,13 +98,13 @@ std::vector<Share> parseShares(const std::string& strFile, std::string_view strT
   return vecShare;
 }
 
-std::vector<Share> fileShares() {
+std::vector<Share> fileShares(const ShareFaultSink& onFault) {
   std::string strText;
   const int iError = readRegularFile(DEFINITIONS_PATH, strText);
   if (iError != 0 && iError != ENOENT) {
-    logError("cannot read shares from %s: %s", DEFINITIONS_PATH, strerror(iError));
+    onFault(fmt::format("cannot read shares from {}: {}", DEFINITIONS_PATH, strerror(iError)));
   }
-  return parseShares(DEFINITIONS_PATH, strText);
+  return parseShares(DEFINITIONS_PATH, strText, onFault);
 }
 
 }  // namespace orva

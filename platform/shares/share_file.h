@@ -17,12 +17,12 @@
 
 namespace orva {
 
-/// Reads the file anew; a missing file means no shares. A faulty definition is logged with its line, and costs that
+/// Reads the file anew; a missing file means no shares. A faulty definition is reported with its line, and costs that
 /// share alone.
-std::vector<Share> fileShares();
+std::vector<Share> fileShares(const ShareFaultSink& onFault);
 
 /// Reads the definitions in a text.
-/// \param strFile  the name of the file, for the log.
-std::vector<Share> parseShares(const std::string& strFile, std::string_view strText);
+/// \param strFile  the name of the file, for the reports.
+std::vector<Share> parseShares(const std::string& strFile, std::string_view strText, const ShareFaultSink& onFault);
 
 }  // namespace orva

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fmt/format.h>
 #include <sys/stat.h>
 
 #include "settings/server_settings.h"
@@ -17,14 +18,16 @@ namespace {
 
 constexpr std::size_t CB_NAME_MAX = 80;
 
-// The mount point that should hold a path; empty when none but the root file system does.
-std::string expectedVolume(const Share& share, const std::string& strPath) {
+// The mount point that should hold a path; empty when none but the root file system does. Where the path leads
+// counts, and also how it is defined: below a mount that is absent, its folders may be missing.
+std::string expectedVolume(const Share& share, const std::string& strReached) {
   if (!share.strVolume.empty()) {
     return resolvedPath(share.strVolume).value_or(share.strVolume);
   }
   std::string strExpected;
   for (const std::string& strTarget : configuredMountPoints()) {
-    if (isWithin(strPath, strTarget) && strTarget.size() > strExpected.size()) {
+    if ((isWithin(strReached, strTarget) || isWithin(share.strPath, strTarget)) &&
+        strTarget.size() > strExpected.size()) {
       strExpected = strTarget;
     }
   }
@@ -38,9 +41,26 @@ bool isMounted(const std::string& strTarget) {
   });
 }
 
-bool isFolder(const std::string& strPath) {
+// Why a path on a volume that is mounted leads to no folder; 0 when it does.
+int reasonAgainst(const std::string& strPath, int iError) {
   struct stat status{};
-  return stat(strPath.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  if (iError == 0 && stat(strPath.c_str(), &status) != 0) {
+    iError = errno;
+  }
+  switch (iError) {
+    case 0:
+      return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+    case ENOENT:
+    case ENOTDIR:
+      return ENOTDIR;
+    case ELOOP:
+    case EACCES:
+    case ENAMETOOLONG:
+      return iError;
+    default:
+      // A server that is gone, a disk that gives errors: mounted, and yet of no use.
+      return ERR_SHARE_VOLUME;
+  }
 }
 
 }  // namespace
@@ -51,24 +71,30 @@ bool isShareName(std::string_view strName) {
          std::none_of(strName.begin(), strName.end(), isControl) && isUtf8(strName);
 }
 
-std::vector<Share> definedShares() {
-  const std::string strSource = serverSetting("sharesource", "file");
-  if (strSource == "samba") {
-    return sambaShares();
-  }
-  if (strSource != "file") {
-    logError("setting sharesource is \"%s\", neither \"file\" nor \"samba\"", repairedUtf8(strSource).c_str());
-  }
-  return strSource == "file" ? fileShares() : std::vector<Share>();
+void logShareFault(const std::string& strFault) {
+  logError("%s", strFault.c_str());
 }
 
-std::optional<std::string> usableSharePath(const Share& share) {
-  const auto path = resolvedPath(share.strPath);
-  if (!path || !isFolder(*path)) {
-    return std::nullopt;
+std::vector<Share> definedShares(const ShareFaultSink& onFault) {
+  const std::string strSource = serverSetting("sharesource", "file");
+  if (strSource == "samba") {
+    return sambaShares(onFault);
   }
-  const std::string strVolume = expectedVolume(share, *path);
-  return strVolume.empty() || isMounted(strVolume) ? path : std::nullopt;
+  if (strSource == "file") {
+    return fileShares(onFault);
+  }
+  onFault(fmt::format("setting sharesource is \"{}\", neither \"file\" nor \"samba\"", repairedUtf8(strSource)));
+  return {};
+}
+
+ShareState shareState(const Share& share) {
+  ShareState state;
+  int iError = 0;
+  state.strPath = reachedPath(share.strPath, iError);
+  state.strVolume = expectedVolume(share, state.strPath);
+  const bool blMounted = state.strVolume.empty() || isMounted(state.strVolume);
+  state.iError = blMounted ? reasonAgainst(state.strPath, iError) : ERR_SHARE_VOLUME;
+  return state;
 }
 
 std::optional<std::string> usableSharePath(std::string_view strName, int& iError) {
@@ -78,8 +104,9 @@ std::optional<std::string> usableSharePath(std::string_view strName, int& iError
   }
   for (const Share& share : definedShares()) {
     if (share.strName == strName) {
-      iError = ERR_SHARE_VOLUME;
-      return usableSharePath(share);
+      const ShareState state = shareState(share);
+      iError = state.iError;
+      return iError == 0 ? std::optional(state.strPath) : std::nullopt;
     }
   }
   return std::nullopt;

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,14 +24,28 @@ constexpr int ERR_SHARE_VOLUME = 0x1400;
 /// blanks at its ends, and neither "." nor "..".
 bool isShareName(std::string_view strName);
 
+/// Receives what is wrong with the source of the shares, with its place: a whole sentence.
+using ShareFaultSink = std::function<void(const std::string& strFault)>;
+
+/// Writes such a fault to the log.
+void logShareFault(const std::string& strFault);
+
 /// Reads the definitions from the source that the setting `sharesource` names: "file" (the default) or "samba".
-std::vector<Share> definedShares();
+std::vector<Share> definedShares(const ShareFaultSink& onFault = &logShareFault);
+
+/// What has become of a share.
+struct ShareState {
+  std::string strPath;    ///< its folder, without links
+  std::string strVolume;  ///< mount point that must be mounted; empty: the root file system will do
+  int iError = 0;         ///< 0 when it can be used; #ERR_SHARE_VOLUME, or why its path leads to no folder
+};
+
+/// Looks at a share. Its volume cannot be used when it is not mounted, is hidden by another mount, or fails when it is
+/// asked. On a volume that is there, ENOTDIR says that the path is missing or no folder.
+ShareState shareState(const Share& share);
 
 /// The folder of a share, without links.
-/// \param iError  receives why there is none: ENOENT for an unknown share, or #ERR_SHARE_VOLUME.
+/// \param iError  receives why there is none: ENOENT for an unknown share, or as shareState() says.
 std::optional<std::string> usableSharePath(std::string_view strName, int& iError);
-
-/// The same for a share whose definition is at hand; nothing when its volume cannot be used.
-std::optional<std::string> usableSharePath(const Share& share);
 
 }  // namespace orva

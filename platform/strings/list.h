@@ -15,4 +15,11 @@ struct StringList : KLIBCSZLIST {
   std::vector<std::string> m_vecItem;
 };
 
+/// Adds a string to a list of the platform.
+inline void appendTo(PKLIBCSZLIST pList, const std::string& strItem) {
+  auto* const pOwn = static_cast<StringList*>(pList);
+  pOwn->m_vecItem.push_back(strItem);
+  ++pOwn->nItem;
+}
+
 }  // namespace orva

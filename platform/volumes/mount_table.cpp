@@ -1,11 +1,14 @@
 #include "volumes/mount_table.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <fcntl.h>
 #include <libmount.h>
+#include <limits>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/sysmacros.h>
 
 namespace orva {
@@ -90,6 +93,24 @@ bool isReachable(const MountPoint& mount) {
 std::optional<std::string> resolvedPath(const std::string& strPath) {
   char szResolved[PATH_MAX];
   return realpath(strPath.c_str(), szResolved) ? std::optional<std::string>(szResolved) : std::nullopt;
+}
+
+std::string reachedPath(const std::string& strPath, int& iError) {
+  char szResolved[PATH_MAX] = "";
+  iError = realpath(strPath.c_str(), szResolved) ? 0 : errno;
+  // Only for these two does the C library say how far it came.
+  return iError == 0 || iError == ENOENT || iError == EACCES ? szResolved : strPath;
+}
+
+std::optional<unsigned long long> freeBytes(const std::string& strFolder) {
+  struct statvfs status{};
+  if (statvfs(strFolder.c_str(), &status) != 0 || (status.f_flag & ST_RDONLY) != 0 || status.f_blocks == 0) {
+    return std::nullopt;
+  }
+  unsigned long long cbFree = 0;
+  const bool blHuge = __builtin_mul_overflow(static_cast<unsigned long long>(status.f_bavail),
+                                             static_cast<unsigned long long>(status.f_frsize), &cbFree);
+  return blHuge ? std::numeric_limits<unsigned long long>::max() : cbFree;
 }
 
 }  // namespace orva

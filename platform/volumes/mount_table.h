@@ -36,4 +36,12 @@ bool isReachable(const MountPoint& mount);
 /// A path without links; nothing when it does not exist.
 std::optional<std::string> resolvedPath(const std::string& strPath);
 
+/// A path without links, as far as it exists: the first component that is missing is its last.
+/// \param iError  receives 0 when all of it exists, else why not, as an errno value.
+std::string reachedPath(const std::string& strPath, int& iError);
+
+/// Bytes that an unprivileged writer may use; nothing for a file system that is read-only, has no room of its own
+/// (the kernel's own ones) or cannot be asked.
+std::optional<unsigned long long> freeBytes(const std::string& strFolder);
+
 }  // namespace orva

@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <set>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include "orva_platform.h"
 
@@ -26,19 +24,6 @@ constexpr std::array<std::string_view, 13> NO_DATA_FOLDERS = {
 // A volume's name becomes part of commands: what a shell would read in it rules it out.
 constexpr std::string_view SHELL_MARKS = "'\"`$\\;&|<>()*?[]{}!#~\n\r\t";
 
-// Bytes that an unprivileged writer may use; nothing for a file system that is read-only, has no room of its own
-// (the kernel's own ones) or cannot be asked.
-std::optional<unsigned long long> freeBytes(const std::string& strTarget) {
-  struct statvfs status{};
-  if (statvfs(strTarget.c_str(), &status) != 0 || (status.f_flag & ST_RDONLY) != 0 || status.f_blocks == 0) {
-    return std::nullopt;
-  }
-  unsigned long long cbFree = 0;
-  const bool blHuge = __builtin_mul_overflow(static_cast<unsigned long long>(status.f_bavail),
-                                             static_cast<unsigned long long>(status.f_frsize), &cbFree);
-  return blHuge ? std::numeric_limits<unsigned long long>::max() : cbFree;
-}
-
 bool isDataMount(const MountPoint& mount) {
   const bool blNoData = mount.strTarget == "/" || std::any_of(NO_DATA_FOLDERS.begin(), NO_DATA_FOLDERS.end(),
                                                               [&mount](std::string_view strFolder) {
@@ -53,8 +38,8 @@ bool isDataMount(const MountPoint& mount) {
 std::set<std::string> shareMounts(const std::vector<MountPoint>& vecMount) {
   std::set<std::string> setTarget;
   for (const orva::Share& share : orva::definedShares()) {
-    const auto path = orva::usableSharePath(share);
-    const auto mount = path ? orva::mountHolding(vecMount, *path) : std::nullopt;
+    const orva::ShareState state = orva::shareState(share);
+    const auto mount = state.iError == 0 ? orva::mountHolding(vecMount, state.strPath) : std::nullopt;
     if (mount && orva::isReachable(*mount)) {
       setTarget.insert(mount->strTarget);
     }
@@ -85,7 +70,7 @@ std::string roomiest(const std::set<std::string>& setTarget, unsigned long long 
   std::string strBest;
   unsigned long long cbBest = 0;
   for (const std::string& strTarget : setTarget) {
-    const auto cbFree = freeBytes(strTarget);
+    const auto cbFree = orva::freeBytes(strTarget);
     const bool blSafe = strTarget.find_first_of(SHELL_MARKS) == std::string::npos;
     if (blSafe && cbFree && *cbFree >= cbMinimum && (strBest.empty() || *cbFree > cbBest)) {
       strBest = strTarget;

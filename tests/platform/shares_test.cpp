@@ -62,11 +62,31 @@ TEST_F(Shares, NoDefinitionFileMeansNoShares) {
   EXPECT_EQ(pathOf("logs"), "<No such file or directory>");
 }
 
-TEST_F(Shares, ShareWhosePathIsNoFolderHasAnUnusableVolume) {
+TEST_F(Shares, ShareWhosePathIsNoFolderCannotBeUsedThoughItsVolumeIsThere) {
   OrvaTest::writeFile("/tmp/srv/file", "");
-  defineShares("[gone]\npath = /tmp/srv/gone\n[file]\npath = /tmp/srv/file\n");
-  EXPECT_EQ(pathOf("gone"), "<unusable>");
-  EXPECT_EQ(pathOf("file"), "<unusable>");
+  fs::create_symlink("loop", "/tmp/srv/loop");
+  fs::create_symlink("/tmp/srv/gone", "/tmp/srv/dangling");
+  defineShares(
+      "[gone]\npath = /tmp/srv/gone\n[file]\npath = /tmp/srv/file\n[below]\npath = /tmp/srv/file/x\n"
+      "[dangling]\npath = /tmp/srv/dangling\n[loop]\npath = /tmp/srv/loop\n");
+  for (const char* const szName : {"gone", "file", "below", "dangling"}) {
+    EXPECT_EQ(pathOf(szName), "<Not a directory>") << szName;
+  }
+  EXPECT_EQ(pathOf("loop"), "<Too many levels of symbolic links>");
+}
+
+// The folders of a share are missing together with the mount that holds them.
+TEST_F(Shares, PathThatIsMissingBelowAnAbsentMountHasAnUnusableVolume) {
+  fs::create_directories("/tmp/srv");
+  fs::create_symlink("/tmp/srv/data/logs", "/tmp/srv/link");
+  OrvaTest::writeFile("/etc/fstab", "/dev/none /tmp/srv/data ext4 nofail 0 2\n");
+  defineShares("[deep]\npath = /tmp/srv/data/deep/logs\n[link]\npath = /tmp/srv/link\n");
+  EXPECT_EQ(pathOf("deep"), "<unusable>") << "the mount point is missing too";
+  EXPECT_EQ(pathOf("link"), "<unusable>") << "a link leads to the absent mount";
+  OrvaTest::mountTmpfs("/tmp/srv/data");
+  EXPECT_EQ(pathOf("deep"), "<Not a directory>") << "the volume is there, the folder is missing";
+  EXPECT_EQ(pathOf("link"), "<Not a directory>");
+  ASSERT_EQ(umount("/tmp/srv/data"), 0);
 }
 
 TEST_F(Shares, EmptyFolderWhoseConfiguredMountIsAbsentIsUnusable) {
@@ -75,7 +95,7 @@ TEST_F(Shares, EmptyFolderWhoseConfiguredMountIsAbsentIsUnusable) {
   defineShares("[logs]\npath = /tmp/srv/data/logs\n");
   EXPECT_EQ(pathOf("logs"), "<unusable>");
   OrvaTest::mountTmpfs("/tmp/srv/data");
-  EXPECT_EQ(pathOf("logs"), "<unusable>") << "mounted, but the folder is not on it";
+  EXPECT_EQ(pathOf("logs"), "<Not a directory>") << "mounted, but the folder is not on it";
   fs::create_directories("/tmp/srv/data/logs");
   EXPECT_EQ(pathOf("logs"), "/tmp/srv/data/logs");
   ASSERT_EQ(umount("/tmp/srv/data"), 0);
@@ -161,7 +181,7 @@ TEST_F(Shares, SambaServerGivesItsShares) {
   OrvaTest::writeFile("/etc/samba/smb.conf", "[new]\n  path = /tmp/srv/b\n[gone]\n  path = /tmp/srv/gone\n");
   EXPECT_EQ(pathOf("new"), "/tmp/srv/b") << "a changed configuration is read at once";
   EXPECT_EQ(pathOf("Public"), "<No such file or directory>");
-  EXPECT_EQ(pathOf("gone"), "<unusable>");
+  EXPECT_EQ(pathOf("gone"), "<Not a directory>");
   OrvaTest::writeFile("/etc/orvainfo.conf", "sharesource = nfs\n");
   EXPECT_EQ(pathOf("new"), "<No such file or directory>");
 }
