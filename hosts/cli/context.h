@@ -47,4 +47,5 @@ void addEventCommands(CLI::App& app, Context& context);
 void addExecuteCommands(CLI::App& app, Context& context);
 void addRunsCommands(CLI::App& app, Context& context);
 void addConfigCommands(CLI::App& app, Context& context);
+void addShareCommands(CLI::App& app, Context& context);
 /// @}

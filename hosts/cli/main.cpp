@@ -52,6 +52,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
   addExecuteCommands(app, context);
   addRunsCommands(app, context);
   addConfigCommands(app, context);
+  addShareCommands(app, context);
 }
 
 void requireRoot() {

@@ -1,0 +1,60 @@
+#!/usr/bin/env bats
+# The shared folders, as an administrator sees them.
+
+load common
+
+setup() {
+  fresh_store
+  cp /etc/orva/shares.conf shares.conf
+}
+
+teardown() {
+  cp "$BATS_TEST_TMPDIR/shares.conf" /etc/orva/shares.conf
+  while mountpoint -q /srv/data; do umount --lazy /srv/data; done
+}
+
+# member SHARE NAME: what the list says of a share, as JSON.
+member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name == \$share).$2"; }
+
+@test "the default share is listed, and can be used" {
+  run -0 --separate-stderr eorva share list
+  [[ ${lines[0]} =~ ^SHARE\ +PATH\ +VOLUME\ +FREE\ +ACCESSIBLE$ ]]
+  [[ ${lines[1]} =~ ^scheduler\ +/var/lib/orva/scheduler\ +/var\ +[0-9.]+\ [KMGT]iB\ yes$ ]]
+  same "standard error" "" "$stderr"
+  same "members" '["accessible","free","name","path","volume","why_not"]' "$(eorva share list --json | jq -c '.[0] | keys')"
+  same "why not" null "$(member scheduler why_not)"
+}
+
+@test "a share whose volume is missing, and one without a folder, say what to do" {
+  mkdir -p '/srv/my data'
+  printf '%s\n' '/dev/none /srv/data ext4 nofail 0 2' >>/etc/fstab
+  printf '%s\n' '[absent]' 'path = /srv/data/logs' '[bare]' 'path = /srv/my data/logs' >>/etc/orva/shares.conf
+  run -0 eorva share list
+  says "no: its volume is not there: mount '/srv/data'"
+  says "no: it has no folder: mkdir -p '/srv/my data/logs'"
+  same "accessible" "false false" "$(echo "$(member absent accessible) $(member bare accessible)")"
+  same "volume" '"/srv/data"' "$(member absent volume)"
+  mkdir -p /srv/data
+  mount -t tmpfs -o size=4m volume /srv/data
+  mkdir /srv/data/logs '/srv/my data/logs'
+  same "accessible" "true true" "$(echo "$(member absent accessible) $(member bare accessible)")"
+  same "free bytes" 4194304 "$(member absent free)"
+  sed -i '/dev.none/d' /etc/fstab
+}
+
+@test "what is wrong with the definitions is shown with its line, and the rest is listed" {
+  printf '%s\n' '[scheduler]' 'path = /var/lib/orva/scheduler' '[typo]' 'paht = /srv' 'stray' >/etc/orva/shares.conf
+  run -1 --separate-stderr eorva share list
+  says "/var/lib/orva/scheduler"
+  complains 'eorva: /etc/orva/shares.conf:4: share "typo": unknown key "paht"'
+  complains 'eorva: /etc/orva/shares.conf:5: neither a section nor KEY = VALUE: "stray"'
+  run -1 --separate-stderr eorva share list --json
+  same "names" '["scheduler"]' "$(jq -c 'map(.name)' <<<"$output")"
+}
+
+@test "no shares are an empty list" {
+  rm /etc/orva/shares.conf
+  run -0 --separate-stderr eorva share list
+  same "standard error" "" "$stderr"
+  same "as JSON" "[]" "$(eorva share list --json | jq -c .)"
+}
