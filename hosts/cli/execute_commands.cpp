@@ -1,12 +1,14 @@
 /// eorva fire|run
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 #include "eorvascheduler.h"
 
@@ -46,7 +48,7 @@ void reportInterrupted(const std::vector<Json::Value>& vecRuns) {
 /// A run that would be refused is no run: whoever asked for it by name must learn that.
 void refuseSecondRun(Host::Session& session, const std::string& strTask) {
   const Json::Value jTask = Host::requireTask(session, strTask);
-  const std::vector<pid_t> vecPids = Host::livePidsOf(jTask);
+  const std::vector<pid_t> vecPids = Host::livePidsOf(session, strTask);
   if (!vecPids.empty() && !Host::boolOf(jTask, "run_the_same_time")) {
     throw Host::Failure(
         fmt::format("the task \"{}\" is running already (process {}), and does not allow several runs "
@@ -55,13 +57,13 @@ void refuseSecondRun(Host::Session& session, const std::string& strTask) {
   }
 }
 
-Prepared prepare(const Host::ExecutionRequest& request) {
+Prepared prepare(const Host::ExecutionRequest& request, Host::TaskLock& lock) {
   Host::Session session;
   reportInterrupted(Host::reconcile(session));
+  Prepared prepared{Host::prepareExecution(session, request, lock), ownerNames(Host::listTasks(session))};
   if (!request.blByEvent) {
     refuseSecondRun(session, request.strName);
   }
-  Prepared prepared{Host::prepareExecution(session, request), ownerNames(Host::listTasks(session))};
   for (const std::string& strWarning : prepared.plan.vecWarnings) {
     printNote("warning: " + strWarning);
   }
@@ -84,9 +86,34 @@ void sayThatItGoesOn(int) {
   _exit(128 + SIGINT);
 }
 
+/// What could not be launched leaves no record; nobody waits for it longer than that.
+constexpr auto TURN_TIME = std::chrono::seconds(10);
+
+/// Withdraws what has been started: its run tells from now on that the task cannot be changed.
+class StartWatch {
+public:
+  StartWatch(Host::TaskLock& lock, const std::vector<std::string>& vecFirst) : m_lock(lock), m_vecFirst(vecFirst) {}
+
+  void update(const std::vector<Json::Value>& vecNews) {
+    for (const Json::Value& jRun : vecNews) {
+      m_lock.withdraw(textOf(jRun, "task_name"));
+    }
+    if (std::chrono::steady_clock::now() > m_turnEnd) {
+      for (const std::string& strTask : std::exchange(m_vecFirst, {})) {
+        m_lock.endTurn(strTask);
+      }
+    }
+  }
+
+private:
+  Host::TaskLock& m_lock;
+  std::vector<std::string> m_vecFirst;
+  std::chrono::steady_clock::time_point m_turnEnd = std::chrono::steady_clock::now() + TURN_TIME;
+};
+
 /// Watches an execution until it has ended.
 /// \return its wait status.
-int follow(Host::Execution& execution, Progress& progress, ProgressView* pView) {
+int follow(Host::Execution& execution, Progress& progress, StartWatch& watch, ProgressView* pView) {
   g_pidExecution = execution.pid();
   std::signal(SIGINT, sayThatItGoesOn);
   Host::Session session;
@@ -94,6 +121,7 @@ int follow(Host::Execution& execution, Progress& progress, ProgressView* pView) 
     // Its end is looked at first: what it has written by then is read after that.
     status = execution.waitEnd(POLL_MILLISECONDS);
     const std::vector<Json::Value> vecNews = progress.poll(session, execution.children());
+    watch.update(vecNews);
     if (pView != nullptr) {
       pView->update(progress, vecNews);
     }
@@ -164,7 +192,8 @@ void printSummaryJson(const Host::ExecutionRequest& request, const Progress& pro
 int execute(const Context& context, const Host::ExecutionRequest& request, bool blJson) {
   // Whoever reads what is shown may go away; the event is fired all the same.
   std::signal(SIGPIPE, [](int) {});
-  const Prepared prepared = prepare(request);
+  Host::TaskLock lock;
+  const Prepared prepared = prepare(request, lock);
   Progress progress(prepared.plan);
   if (prepared.plan.vecTasks.empty()) {
     printNote(fmt::format("the event \"{}\" has no task that could start", request.strName));
@@ -173,8 +202,9 @@ int execute(const Context& context, const Host::ExecutionRequest& request, bool 
     const bool blLive = isatty(STDOUT_FILENO) == 1 && !blLogToStdout;
     const std::unique_ptr<ProgressView> pView =
         blLive ? makeLiveView(prepared.owners, context.isColored()) : makeLineView(prepared.owners);
-    Host::Execution execution(request);
-    const int iStatus = follow(execution, progress, blJson ? nullptr : pView.get());
+    Host::Execution execution(request, lock);
+    StartWatch watch(lock, prepared.plan.vecFirst);
+    const int iStatus = follow(execution, progress, watch, blJson ? nullptr : pView.get());
     settle(execution, progress);
     checkStatus(iStatus);
   }

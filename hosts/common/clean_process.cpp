@@ -13,8 +13,6 @@ namespace Host {
 
 namespace {
 
-constexpr int FIRST_DESCRIPTOR = 3;
-
 void require(bool blDone, const char* szWhat) {
   if (!blDone) {
     std::perror(szWhat);
@@ -44,7 +42,20 @@ void redirectToNull(int fd, int iMode) {
   }
 }
 
-int closeDescriptors(int fdKeep, bool blKeepStdout) {
+/// Gives them the numbers from the first on. Via higher ones, for a number may be in use by another one of them.
+void renumber(std::vector<int> vecKeep) {
+  const int fdEnd = FIRST_KEPT + static_cast<int>(vecKeep.size());
+  for (int& fd : vecKeep) {
+    fd = fcntl(fd, F_DUPFD_CLOEXEC, fdEnd);
+    require(fd >= 0, "eorva: F_DUPFD_CLOEXEC");
+  }
+  for (int fd = FIRST_KEPT; fd < fdEnd; ++fd) {
+    require(dup3(vecKeep[static_cast<std::size_t>(fd - FIRST_KEPT)], fd, O_CLOEXEC) == fd, "eorva: dup3");
+  }
+  require(close_range(static_cast<unsigned>(fdEnd), ~0U, 0) == 0, "eorva: close_range");
+}
+
+void closeDescriptors(const std::vector<int>& vecKeep, bool blKeepStdout) {
   redirectToNull(STDIN_FILENO, O_RDONLY);
   if (!blKeepStdout || fcntl(STDOUT_FILENO, F_GETFD) < 0) {
     redirectToNull(STDOUT_FILENO, O_WRONLY);
@@ -52,11 +63,7 @@ int closeDescriptors(int fdKeep, bool blKeepStdout) {
   if (fcntl(STDERR_FILENO, F_GETFD) < 0) {
     redirectToNull(STDERR_FILENO, O_WRONLY);
   }
-  if (fdKeep != FIRST_DESCRIPTOR) {
-    require(dup3(fdKeep, FIRST_DESCRIPTOR, O_CLOEXEC) == FIRST_DESCRIPTOR, "eorva: dup3");
-  }
-  require(close_range(FIRST_DESCRIPTOR + 1, ~0U, 0) == 0, "eorva: close_range");
-  return FIRST_DESCRIPTOR;
+  renumber(vecKeep);
 }
 
 void setEnvironment(const std::string& strEvent) {
@@ -76,14 +83,13 @@ void setEnvironment(const std::string& strEvent) {
 
 }  // namespace
 
-int becomeCleanProcess(int fdKeep, bool blKeepStdout, const std::string& strEvent) {
+void becomeCleanProcess(const std::vector<int>& vecKeep, bool blKeepStdout, const std::string& strEvent) {
   require(setsid() >= 0, "eorva: setsid");
   resetSignals();
   umask(022);
   require(chdir("/") == 0, "eorva: /");
-  const int fd = closeDescriptors(fdKeep, blKeepStdout);
+  closeDescriptors(vecKeep, blKeepStdout);
   setEnvironment(strEvent);
-  return fd;
 }
 
 }  // namespace Host

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace Host {
 
@@ -12,16 +13,19 @@ namespace Host {
 ///
 /// - a session of its own, without a terminal; nothing that ends the starter ends it
 /// - default signal dispositions, no signal blocked; umask 022; current folder /
-/// - standard input and, unless it is kept, standard output on /dev/null; no other descriptor but `fdKeep`
+/// - standard input and, unless it is kept, standard output on /dev/null; no other descriptor but those that are kept
 /// - this environment and no more: PATH (the usual six folders), LANG=C.UTF-8, HOME=/root, USER=root,
 ///   LOGNAME=root, SHELL=/bin/sh, and EORVA_EVENT, the event or "on_demand". For a run of another user the
 ///   library sets HOME, USER and LOGNAME.
 ///
-/// \param fdKeep        descriptor that stays open here, though not in programs that are run; it gets the
-///                      lowest free number.
+/// \param vecKeep       descriptors that stay open here, though not in programs that are run; they get the lowest
+///                      free numbers, from 3, in their order.
 /// \param blKeepStdout  true: standard output stays what it is.
 /// \param strEvent      for the environment.
-/// \return the new number of `fdKeep`. Ends the process when something cannot be done.
-int becomeCleanProcess(int fdKeep, bool blKeepStdout, const std::string& strEvent);
+/// Ends the process when something cannot be done.
+void becomeCleanProcess(const std::vector<int>& vecKeep, bool blKeepStdout, const std::string& strEvent);
+
+/// The number of the first descriptor that was kept.
+inline constexpr int FIRST_KEPT = 3;
 
 }  // namespace Host

@@ -21,6 +21,7 @@
 #include "installed_paths.h"
 #include "json_read.h"
 #include "output_folder.h"
+#include "reconcile.h"
 #include "start_second.h"
 
 namespace Host {
@@ -59,11 +60,12 @@ int runRequest(Session& session, const ExecutionRequest& request) {
 }
 
 /// What the process of an execution does, from its first to its last step.
-[[noreturn]] void executeAndExit(const ExecutionRequest& request, int fdFile) {
+[[noreturn]] void executeAndExit(const ExecutionRequest& request, int fdFile, int fdLock) {
   const pid_t pidSelf = getpid();
   int iResult = -1;
   try {
-    reportChildrenTo(becomeCleanProcess(fdFile, blLogToStdout, request.blByEvent ? request.strName : "on_demand"));
+    becomeCleanProcess({fdFile, fdLock}, blLogToStdout, request.blByEvent ? request.strName : "on_demand");
+    reportChildrenTo(FIRST_KEPT, FIRST_KEPT + 1);
     // A child that cannot write its script would go on as a second runner; it ends with its last message instead.
     ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
     Session session;
@@ -82,7 +84,7 @@ int runRequest(Session& session, const ExecutionRequest& request) {
   _exit(iResult < 0 ? 1 : 0);
 }
 
-pid_t forkExecution(const ExecutionRequest& request, int fdFile) {
+pid_t forkExecution(const ExecutionRequest& request, int fdFile, int fdLock) {
   std::fflush(nullptr);
   // Who started this program may have left it ignored; then nobody would learn how the execution ended.
   std::signal(SIGCHLD, SIG_DFL);
@@ -91,7 +93,7 @@ pid_t forkExecution(const ExecutionRequest& request, int fdFile) {
     throw Failure(fmt::format("cannot start a process: {}", std::strerror(errno)));
   }
   if (pid == 0) {
-    executeAndExit(request, fdFile);
+    executeAndExit(request, fdFile, fdLock);
   }
   return pid;
 }
@@ -152,33 +154,81 @@ void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::
   vecWarnings.emplace_back("output is switched off, so a script of one owner can be run with the rights of another");
 }
 
+void prepareFolders(ExecutionPlan& plan) {
+  const std::optional<OutputFolder> folder = OutputFolder::configured();
+  if (!folder) {
+    checkSharedScript(plan.vecTasks, plan.vecWarnings);
+    return;
+  }
+  for (const GraphTask& task : plan.vecTasks) {
+    // The library does not launch a task without an owner.
+    if (task.iOwner >= 0) {
+      folder->prepare(task.strName, static_cast<uid_t>(task.iOwner));
+    }
+  }
+}
+
+/// Which tasks there are to announce can change until they are announced.
+/// \return the stored tasks; those of the request cannot be changed any more.
+Json::Value announceTasks(Session& session, const ExecutionRequest& request, TaskLock& lock) {
+  std::set<std::string> setAnnounced;
+  for (;;) {
+    Json::Value jTasks = listTasks(session);
+    std::vector<std::string> vecNew;
+    for (const GraphTask& task : planTasks(TaskGraph(jTasks), request)) {
+      if (setAnnounced.insert(task.strName).second) {
+        vecNew.push_back(task.strName);
+      }
+    }
+    if (vecNew.empty()) {
+      return jTasks;
+    }
+    lock.announce(vecNew);
+  }
+}
+
+/// Others that want to start the same tasks wait until these have been started, or were found to run already.
+/// \return the tasks that will be started at once.
+std::vector<std::string> takeTurns(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan,
+                                   TaskLock& lock) {
+  std::vector<std::string> vecSingle;
+  for (const GraphTask& task : plan.vecTasks) {
+    if ((task.blRoot || !request.blByEvent) && !boolOf(findTask(session, task.strName), "run_the_same_time")) {
+      vecSingle.push_back(task.strName);
+    }
+  }
+  lock.takeTurn(vecSingle);
+  std::vector<std::string> vecFirst;
+  for (const std::string& strTask : vecSingle) {
+    if (livePidsOf(session, strTask).empty()) {
+      vecFirst.push_back(strTask);
+    } else {
+      lock.endTurn(strTask);
+    }
+  }
+  return vecFirst;
+}
+
 }  // namespace
 
-ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request) {
+ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock) {
   ExecutionPlan plan;
-  const TaskGraph graph(listTasks(session));
+  const Json::Value jTasks = announceTasks(session, request, lock);
+  const TaskGraph graph(jTasks);
   plan.vecTasks = planTasks(graph, request);
   if (request.blByEvent) {
     checkGraph(graph, request, plan.vecTasks);
   }
-  if (const std::optional<OutputFolder> folder = OutputFolder::configured()) {
-    for (const GraphTask& task : plan.vecTasks) {
-      // The library does not launch a task without an owner.
-      if (task.iOwner >= 0) {
-        folder->prepare(task.strName, static_cast<uid_t>(task.iOwner));
-      }
-    }
-  } else {
-    checkSharedScript(plan.vecTasks, plan.vecWarnings);
-  }
+  prepareFolders(plan);
+  plan.vecFirst = takeTurns(session, request, plan, lock);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }
   return plan;
 }
 
-Execution::Execution(ExecutionRequest request)
-    : m_pid(forkExecution(request, m_file.fd())), m_fdProcess(openProcess(m_pid)) {}
+Execution::Execution(ExecutionRequest request, const TaskLock& lock)
+    : m_pid(forkExecution(request, m_file.fd(), lock.fd())), m_fdProcess(openProcess(m_pid)) {}
 
 std::optional<int> Execution::waitEnd(int iMilliseconds) {
   pollfd entry{m_fdProcess.get(), POLLIN, 0};

@@ -13,6 +13,7 @@
 #include "execution_file.h"
 #include "session.h"
 #include "task_graph.h"
+#include "task_lock.h"
 #include "unique_fd.h"
 
 namespace Host {
@@ -26,13 +27,14 @@ struct ExecutionRequest {
 /// What an execution is expected to run, checked and made ready.
 struct ExecutionPlan {
   std::vector<GraphTask> vecTasks;       ///< in the order in which they can start
+  std::vector<std::string> vecFirst;     ///< those of them that others wait to see started
   std::vector<std::string> vecWarnings;  ///< what the user should know
   Json::Int64 iLastResult = 0;           ///< runs up to this one are older
 };
 
-/// Checks that the request can be run safely, and makes the output folders of its tasks ready.
+/// Checks that the request can be run safely, announces its tasks, and makes their output folders ready.
 /// \throw Failure with the reason; nothing has been run then.
-ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request);
+ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock);
 
 /// The process that runs a request, seen from the one that started it.
 ///
@@ -40,7 +42,8 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
 /// started.
 class Execution {
 public:
-  explicit Execution(ExecutionRequest request);
+  /// \param lock  the announced tasks; they stay announced until they are withdrawn, or the process ends.
+  Execution(ExecutionRequest request, const TaskLock& lock);
 
   Execution(const Execution&) = delete;
   Execution& operator=(const Execution&) = delete;

@@ -12,6 +12,7 @@
 #include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <utility>
 
 #include "failure.h"
 #include "installed_paths.h"
@@ -24,6 +25,7 @@ namespace fs = std::filesystem;
 
 /// Where the children of this process report; only set in the process of an execution.
 int g_fdReport = -1;
+int g_fdCloseToo = -1;
 
 void reportSelf() {
   if (g_fdReport < 0) {
@@ -35,8 +37,8 @@ void reportSelf() {
   // One short write to a file in append mode: lines of several children do not mix. Nothing could be done
   // about a failure here; the run is then told apart by its process alone.
   [[maybe_unused]] const ssize_t cb = write(g_fdReport, szLine.data(), static_cast<std::size_t>(pEnd - szLine.data()));
-  close(g_fdReport);
-  g_fdReport = -1;
+  close(std::exchange(g_fdReport, -1));
+  close(std::exchange(g_fdCloseToo, -1));
 }
 
 void makeFolder(const char* szPath) {
@@ -64,7 +66,7 @@ void readPids(int fd, std::set<pid_t>& setPids) {
 }  // namespace
 
 ExecutionFile::ExecutionFile() {
-  makeFolder(EXECUTIONS_PARENT);
+  makeFolder(RUN_FOLDER);
   makeFolder(EXECUTIONS_FOLDER);
   // A process id alone could come back while an earlier execution with it is still alive.
   timespec now{};
@@ -89,8 +91,9 @@ std::set<pid_t> ExecutionFile::children() const {
   return setPids;
 }
 
-void reportChildrenTo(int fd) {
+void reportChildrenTo(int fd, int fdCloseToo) {
   g_fdReport = fd;
+  g_fdCloseToo = fdCloseToo;
   pthread_atfork(nullptr, nullptr, reportSelf);
 }
 

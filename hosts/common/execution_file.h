@@ -39,8 +39,8 @@ private:
 };
 
 /// Makes every child that the calling process forks from now on report itself through a descriptor.
-/// The children close it; programs that they run do not inherit it.
-void reportChildrenTo(int fd);
+/// The children close it, and a second one; programs that they run inherit neither.
+void reportChildrenTo(int fd, int fdCloseToo);
 
 /// The children of every execution that is alive. Files of executions that are not are removed.
 std::set<pid_t> childrenOfLiveExecutions();

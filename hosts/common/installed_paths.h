@@ -18,9 +18,14 @@ inline constexpr char EXIT_CODE_PREFIX[] = "/tmp/eorvascheduler_exit_code.";
 inline constexpr char SCRIPT_PREFIX[] = "/tmp/eorvascheduler.script.";
 inline constexpr char OUTPUT_SUFFIX[] = "/eorvascheduler.output.";
 
-/// One file for every execution under way, gone after a reboot.
-inline constexpr char EXECUTIONS_PARENT[] = "/run/eorva";
+/// What concerns processes that live now; gone after a reboot.
+inline constexpr char RUN_FOLDER[] = "/run/eorva";
+
+/// One file for every execution under way.
 inline constexpr char EXECUTIONS_FOLDER[] = "/run/eorva/executions";
+
+/// Locks on tasks; the file itself is empty.
+inline constexpr char TASK_LOCK_PATH[] = "/run/eorva/task-locks";
 
 /// Which tasks were started in the present second.
 inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";

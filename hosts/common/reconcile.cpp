@@ -156,6 +156,17 @@ std::vector<pid_t> livePidsOf(const Json::Value& jTask) {
   return vecPids;
 }
 
+std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
+  std::vector<pid_t> vecPids = livePidsOf(findTask(session, strTask));
+  for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
+    const bool blKnown = std::find(vecPids.begin(), vecPids.end(), pidOf(jRun)) != vecPids.end();
+    if (textOf(jRun, "task_name") == strTask && !blKnown && isRunAlive(pidOf(jRun))) {
+      vecPids.push_back(pidOf(jRun));
+    }
+  }
+  return vecPids;
+}
+
 std::vector<Json::Value> reconcile(Session& session) {
   std::vector<Json::Value> vecClosed;
   for (Json::Value& jRun : staleRuns(session)) {

@@ -18,6 +18,9 @@ bool isRunAlive(pid_t pid);
 /// The processes of a task's runs that are still there.
 std::vector<pid_t> livePidsOf(const Json::Value& jTask);
 
+/// The same, with those that have a record already but are not on the running list yet.
+std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask);
+
 /// Closes every run whose process is gone, as interrupted, and takes the processes that are gone off the
 /// running lists, so that they no longer keep a task from starting.
 /// \return the records of the runs that were closed, as they are now.

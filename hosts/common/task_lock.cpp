@@ -1,0 +1,134 @@
+#include "task_lock.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <optional>
+#include <sys/stat.h>
+#include <thread>
+
+#include "failure.h"
+#include "installed_paths.h"
+#include "reconcile.h"
+
+namespace Host {
+
+namespace {
+
+using std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+/// A change takes a moment, but may itself wait for the store.
+constexpr auto CHANGE_LIMIT = 60s;
+
+/// An execution keeps the turn while it starts its first tasks.
+constexpr auto TURN_LIMIT = 20s;
+
+/// Another change ends within a moment; an announced task may stay announced for hours.
+constexpr auto ANNOUNCED_LIMIT = 1s;
+
+/// Each task has two bytes of the file, which is and stays empty: locks may lie behind its end. Where they lie
+/// follows from the name alone, so that any name, of any length, has a place that no other name is likely to have.
+enum class Place : std::uint8_t { RECORD = 0, TURN = 1 };
+
+std::int64_t offsetOf(const std::string& strTask, Place place) {
+  std::uint64_t hash = 0xcbf29ce484222325U;  // FNV-1a
+  for (const char c : strTask) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
+  }
+  return static_cast<std::int64_t>(hash >> 2 & ~std::uint64_t{1}) + static_cast<std::int64_t>(place);
+}
+
+bool setLock(int fd, short iType, const std::string& strTask, Place place) {
+  struct flock lock{};
+  lock.l_type = iType;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = offsetOf(strTask, place);
+  lock.l_len = 1;
+  if (fcntl(fd, F_OFD_SETLK, &lock) == 0) {
+    return true;
+  }
+  if (errno != EAGAIN && errno != EACCES) {
+    throw Failure(fmt::format("cannot lock {}: {}", TASK_LOCK_PATH, std::strerror(errno)));
+  }
+  return false;
+}
+
+void unlock(int fd, const std::string& strTask, Place place) {
+  setLock(fd, F_UNLCK, strTask, place);
+}
+
+/// Takes all of the locks or none, so that two who want the same ones in another order do not wait for each other.
+/// \return the task whose lock could not be had; nothing when all are held.
+std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::string>& vecTasks, Place place,
+                                   steady_clock::duration limit) {
+  const auto deadline = steady_clock::now() + limit;
+  for (;;) {
+    const auto it = std::find_if(vecTasks.begin(), vecTasks.end(),
+                                 [&](const std::string& strTask) { return !setLock(fd, iType, strTask, place); });
+    if (it == vecTasks.end()) {
+      return std::nullopt;
+    }
+    std::for_each(vecTasks.begin(), it, [&](const std::string& strTask) { unlock(fd, strTask, place); });
+    if (steady_clock::now() > deadline) {
+      return *it;
+    }
+    std::this_thread::sleep_for(20ms);
+  }
+}
+
+UniqueFd openLockFile() {
+  if (mkdir(RUN_FOLDER, 0700) < 0 && errno != EEXIST) {
+    throw Failure(fmt::format("cannot create {}: {}", RUN_FOLDER, std::strerror(errno)));
+  }
+  UniqueFd fd(open(TASK_LOCK_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!fd.isOpen()) {
+    throw Failure(fmt::format("cannot open {}: {}", TASK_LOCK_PATH, std::strerror(errno)));
+  }
+  return fd;
+}
+
+}  // namespace
+
+TaskLock::TaskLock() : m_fd(openLockFile()) {}
+
+void TaskLock::announce(const std::vector<std::string>& vecTasks) {
+  if (const auto busy = lockAll(m_fd.get(), F_RDLCK, vecTasks, Place::RECORD, CHANGE_LIMIT)) {
+    throw Failure(fmt::format("the task \"{}\" is being changed by another command, which does not end", *busy));
+  }
+}
+
+bool TaskLock::takeTurn(const std::vector<std::string>& vecTasks) {
+  return lockAll(m_fd.get(), F_WRLCK, vecTasks, Place::TURN, TURN_LIMIT) == std::nullopt;
+}
+
+void TaskLock::endTurn(const std::string& strTask) {
+  unlock(m_fd.get(), strTask, Place::TURN);
+}
+
+void TaskLock::withdraw(const std::string& strTask) {
+  unlock(m_fd.get(), strTask, Place::RECORD);
+  endTurn(strTask);
+}
+
+TaskChange::TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone) {
+  if (const auto busy = lockAll(m_lock.fd(), F_WRLCK, vecTasks, Place::RECORD, ANNOUNCED_LIMIT)) {
+    throw Failure(
+        fmt::format("the task \"{}\" cannot be {} now: an execution under way may still start it, or "
+                    "another command is changing it",
+                    *busy, szDone));
+  }
+  for (const std::string& strTask : vecTasks) {
+    if (const std::vector<pid_t> vecPids = livePidsOf(session, strTask); !vecPids.empty()) {
+      throw Failure(fmt::format("the task \"{}\" is running (process {}) and cannot be {} now", strTask,
+                                fmt::join(vecPids, ", "), szDone));
+    }
+  }
+}
+
+}  // namespace Host

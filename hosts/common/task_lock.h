@@ -1,0 +1,60 @@
+/// \file task_lock.h
+/// Keeps what starts a task and what changes it apart.
+///
+/// The library starts a task from a copy of its record, and writes that copy back whole a moment later: a change
+/// that came in between would be lost, and a new name would not be noticed. So an execution announces the tasks
+/// that it may start, and withdraws each when it has started (from then on its run tells that it cannot be
+/// changed); a change needs a task that nobody has announced.
+///
+/// The locks lie in the kernel and go away with their holders. They belong to the open file, so that a child that
+/// gets the descriptor holds them too.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "session.h"
+#include "unique_fd.h"
+
+namespace Host {
+
+class TaskLock {
+public:
+  /// Holds nothing yet. \throw Failure when the file of the locks cannot be opened.
+  TaskLock();
+
+  /// Announces tasks that may be started from now on; any number of executions may do that.
+  /// Waits for changes under way. \throw Failure when one of them does not end.
+  void announce(const std::vector<std::string>& vecTasks);
+
+  /// Takes the turn to find out whether a task runs already, and to start it if it does not.
+  /// Waits for whoever has the turn.
+  /// \return false when that took too long; the start is safe then too, but may come to be a second one.
+  bool takeTurn(const std::vector<std::string>& vecTasks);
+
+  /// Lets the next one have the turn.
+  void endTurn(const std::string& strTask);
+
+  /// Withdraws a task, and ends its turn.
+  void withdraw(const std::string& strTask);
+
+  /// For a child that is to hold the same locks.
+  int fd() const { return m_fd.get(); }
+
+private:
+  UniqueFd m_fd;
+};
+
+/// The right to change tasks: while it lasts none of them is started, and all of them are idle.
+class TaskChange {
+public:
+  /// \param szDone  what is to be done with them, for the message: "deleted", "renamed".
+  /// \throw Failure when one of them runs, is about to be started, or is being changed by somebody else.
+  TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone);
+
+private:
+  TaskLock m_lock;
+};
+
+}  // namespace Host

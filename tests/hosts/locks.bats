@@ -1,0 +1,71 @@
+#!/usr/bin/env bats
+# What is started and what is changed at the same time.
+
+load common
+
+setup() { fresh_store; }
+
+# locked FILE_OFFSETS: how many locks there are, by kind.
+locks() {
+  local inode
+  inode=$(stat -c %i /run/eorva/task-locks)
+  awk -v inode=":$inode\$" '$2 == "OFDLCK" && $6 ~ inode { n[$4]++ } END { printf "read %d, write %d", n["READ"], n["WRITE"] }' /proc/locks
+}
+
+@test "an execution announces what it may still start, and withdraws what has started" {
+  add_task first bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  add_task second bootup alice 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done' --after first
+  add_task third bootup alice 'exit 0' --after second
+  rm -f /tmp/go2
+  eorva fire bootup >/dev/null 3>&- &
+  wait_until runs_are 1
+  wait_until eval '[[ $(locks) == "read 2, write 0" ]]'
+  touch /tmp/go
+  wait_until runs_are 2
+  wait_until eval '[[ $(locks) == "read 1, write 0" ]]'
+  touch /tmp/go2
+  wait
+  same "left of the locks" "read 0, write 0" "$(locks)"
+}
+
+@test "what is announced stays announced although the display is killed, and no script holds it" {
+  add_task first bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; setsid sleep 300 >/dev/null 2>&1 &'
+  add_task second bootup alice 'exit 0' --after first
+  eorva fire bootup >/dev/null 3>&- &
+  local display=$!
+  wait_until runs_are 1
+  wait_until eval '[[ $(locks) == "read 1, write 0" ]]'
+  kill -9 "$display"
+  wait "$display" || true
+  same "the display is gone" "read 1, write 0" "$(locks)"
+  touch /tmp/go
+  wait_until runs_are 2
+  wait_until eval '[[ $(locks) == "read 0, write 0" ]]'
+  pkill -u alice sleep
+}
+
+@test "of 20 starts at the same moment one runs, and the others are refused" {
+  add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  local i
+  for i in {1..20}; do
+    eorva run single >/dev/null 2>"refused.$i" 3>&- &
+  done
+  all_refused() { [[ $(cat refused.* | grep -c 'is running already') == 19 ]]; }
+  wait_until all_refused
+  same "runs" 1 "$(eorva runs list --json | jq length)"
+  touch /tmp/go
+  wait
+}
+
+@test "of 10 events at the same moment one starts the task" {
+  add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  local i
+  for i in {1..10}; do
+    eorva fire bootup >"fired.$i" 3>&- &
+  done
+  nine_over() { [[ $(cat fired.* | grep -c 'not started: single') == 9 ]]; }
+  wait_until nine_over
+  same "runs" 1 "$(eorva runs list --json | jq length)"
+  touch /tmp/go
+  wait
+}

@@ -1,0 +1,148 @@
+/// Who waits for whom when tasks are started and changed. Locks belong to open files, so two holders in one process
+/// stand for two processes.
+
+#include "common/task_lock.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "common/failure.h"
+#include "common/session.h"
+#include "support/files.h"
+#include "support/private_view.h"
+#include "support/processes.h"
+
+using namespace Host;
+using testing::HasSubstr;
+
+namespace {
+
+class TaskLocks : public testing::Test {
+protected:
+  void SetUp() override {
+    OrvaTest::freshProduct();
+    OrvaTest::installShareFiles();
+    std::filesystem::create_directories("/usr/orva/etc/eorvascheduler");
+    std::filesystem::remove_all("/run/eorva");
+    const Session session(Session::Store::CREATE);
+  }
+
+  /// Why a change of a task is refused; empty when it is not.
+  static std::string whyNoChange(const std::string& strTask) {
+    Session session;
+    try {
+      const TaskChange change(session, {strTask}, "deleted");
+    } catch (const Failure& failure) {
+      return failure.what();
+    }
+    return {};
+  }
+};
+
+}  // namespace
+
+TEST_F(TaskLocks, AnAnnouncedTaskCannotBeChangedUntilItIsWithdrawn) {
+  TaskLock execution;
+  execution.announce({"a", "b"});
+  EXPECT_THAT(whyNoChange("b"), HasSubstr("the task \"b\" cannot be deleted now: an execution under way"));
+  EXPECT_EQ(whyNoChange("c"), "");
+  execution.withdraw("b");
+  EXPECT_EQ(whyNoChange("b"), "");
+  EXPECT_NE(whyNoChange("a"), "");
+}
+
+TEST_F(TaskLocks, AnyNumberOfExecutionsMayAnnounceATask) {
+  TaskLock first;
+  TaskLock second;
+  first.announce({"a"});
+  second.announce({"a"});
+  first.withdraw("a");
+  EXPECT_NE(whyNoChange("a"), "");
+  second.withdraw("a");
+  EXPECT_EQ(whyNoChange("a"), "");
+}
+
+TEST_F(TaskLocks, AnnouncingWaitsForTheChangeToEnd) {
+  Session session;
+  auto pChange = std::make_unique<TaskChange>(session, std::vector<std::string>{"b"}, "renamed");
+  std::atomic<bool> blEnded = false;
+  std::thread starter([&] {
+    TaskLock execution;
+    execution.announce({"a", "b"});
+    EXPECT_TRUE(blEnded);
+  });
+  // What was had of it meanwhile is given back: who changes "a" does not wait for who waits for "b".
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(whyNoChange("a"), "");
+  }
+  blEnded = true;
+  pChange.reset();
+  starter.join();
+}
+
+TEST_F(TaskLocks, StartsTakeTurns) {
+  TaskLock first;
+  TaskLock second;
+  ASSERT_TRUE(first.takeTurn({"a", "b"}));
+  std::atomic<bool> blEnded = false;
+  std::thread starter([&] {
+    EXPECT_TRUE(second.takeTurn({"b", "a"}));
+    EXPECT_TRUE(blEnded);
+  });
+  first.endTurn("b");
+  blEnded = true;
+  first.endTurn("a");
+  starter.join();
+}
+
+TEST_F(TaskLocks, TheChildThatGetsTheDescriptorHoldsTheLocksAndTheirEndEndsThem) {
+  int pipes[2];
+  ASSERT_EQ(pipe(pipes), 0);
+  pid_t pid = 0;
+  {
+    TaskLock execution;
+    execution.announce({"a"});
+    pid = fork();
+    if (pid == 0) {
+      char c = 0;
+      close(pipes[1]);
+      [[maybe_unused]] const ssize_t cb = read(pipes[0], &c, 1);
+      _exit(0);
+    }
+  }
+  EXPECT_NE(whyNoChange("a"), "");
+  close(pipes[0]);
+  close(pipes[1]);
+  ASSERT_EQ(waitpid(pid, nullptr, 0), pid);
+  EXPECT_EQ(whyNoChange("a"), "");
+}
+
+TEST_F(TaskLocks, NamesThatAreNoFileNamesAreLockedToo) {
+  for (const std::string& strName : {std::string("../../etc/passwd"), std::string("a/b"), std::string(5000, 'x'),
+                                     std::string("NUL\0inside", 10), std::string(), std::string("ä ö")}) {
+    TaskLock execution;
+    execution.announce({strName});
+    EXPECT_NE(whyNoChange(strName), "") << strName;
+    EXPECT_EQ(whyNoChange(strName + "."), "") << strName;
+  }
+}
+
+TEST_F(TaskLocks, OnlyRootSeesTheFileAndItStaysEmpty) {
+  TaskLock execution;
+  execution.announce({"a"});
+  EXPECT_EQ(OrvaTest::fileMode("/run/eorva"), 0700U);
+  EXPECT_EQ(OrvaTest::fileMode("/run/eorva/task-locks"), 0600U);
+  EXPECT_EQ(OrvaTest::readFile("/run/eorva/task-locks"), "");
+}
+
+TEST_F(TaskLocks, ALinkInTheirPlaceIsNotFollowed) {
+  std::filesystem::create_directories("/run/eorva");
+  std::filesystem::create_symlink("/tmp/elsewhere", "/run/eorva/task-locks");
+  EXPECT_THROW(TaskLock(), Failure);
+  EXPECT_FALSE(OrvaTest::fileExists("/tmp/elsewhere"));
+}
