@@ -1,0 +1,22 @@
+# What fires the events, and keeps the installed system in order: systemd units, a udev rule, and their programs.
+set(EORVA_UNITS /lib/systemd/system)
+set(EORVA_LIBEXEC "${CMAKE_INSTALL_FULL_LIBEXECDIR}/eorva")
+
+# What names other installed files ends in .in.
+file(GLOB UNITS CONFIGURE_DEPENDS systemd/*.service.in)
+foreach(unit ${UNITS})
+  get_filename_component(name "${unit}" NAME_WLE)
+  configure_file("${unit}" "systemd/${name}" @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/systemd/${name}" DESTINATION "${EORVA_UNITS}")
+endforeach()
+file(GLOB TIMERS CONFIGURE_DEPENDS systemd/*.timer)
+install(FILES ${TIMERS} DESTINATION "${EORVA_UNITS}")
+
+foreach(name fire-shutdown watch-volumes watch-ups)
+  configure_file("libexec/${name}.in" "libexec/${name}" @ONLY)
+  install(PROGRAMS "${CMAKE_CURRENT_BINARY_DIR}/libexec/${name}" DESTINATION "${EORVA_LIBEXEC}")
+endforeach()
+
+install(FILES tmpfiles/eorva.conf DESTINATION /usr/lib/tmpfiles.d)
+install(FILES udev/90-eorva.rules DESTINATION /lib/udev/rules.d)
+install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva/examples" USE_SOURCE_PERMISSIONS)
