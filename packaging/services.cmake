@@ -20,3 +20,12 @@ endforeach()
 install(FILES tmpfiles/eorva.conf DESTINATION /usr/lib/tmpfiles.d)
 install(FILES udev/90-eorva.rules DESTINATION /lib/udev/rules.d)
 install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva/examples" USE_SOURCE_PERMISSIONS)
+
+# The store changes while the system runs, so it lies where backups look; the path that the library knows leads there.
+# A store that was made in that place by hand stays there.
+install(CODE "
+  set(store \"\$ENV{DESTDIR}${ORVA_ROOT}/etc/eorvascheduler\")
+  if(NOT EXISTS \"\${store}\" AND NOT IS_SYMLINK \"\${store}\")
+    file(MAKE_DIRECTORY \"\$ENV{DESTDIR}${ORVA_ROOT}/etc\" \"\$ENV{DESTDIR}/var/lib/orva/eorvascheduler\")
+    file(CREATE_LINK ../../../var/lib/orva/eorvascheduler \"\${store}\" SYMBOLIC)
+  endif()")

@@ -44,6 +44,7 @@ void addTaskCommands(CLI::App& app, Context& context);
 void addGraphCommand(CLI::App& task, Context& context);
 void addTaskAddCommand(CLI::App& task, Context& context);
 void addEventCommands(CLI::App& app, Context& context);
+void addEventStateCommands(CLI::App& event, Context& context);
 void addExecuteCommands(CLI::App& app, Context& context);
 void addRunsCommands(CLI::App& app, Context& context);
 void addConfigCommands(CLI::App& app, Context& context);

@@ -1,5 +1,6 @@
 /// eorva init
 
+#include <filesystem>
 #include <fmt/format.h>
 
 #include "eorvascheduler.h"
@@ -17,8 +18,16 @@ struct InitOptions {
   std::string strOutputPath;
 };
 
+/// The store's folder, or where the installed link to it leads: such a link is crossed on purpose.
+std::string storeFolder() {
+  const std::filesystem::path folder = Host::STORE_FOLDER;
+  std::error_code error;
+  const std::filesystem::path target = std::filesystem::read_symlink(folder, error);
+  return error ? folder.string() : (folder.parent_path() / target).lexically_normal().string();
+}
+
 int runInit(const Context&, const InitOptions& options) {
-  if (ORVAFSMkdirP(Host::STORE_FOLDER, nullptr, 1, 0, 0, 0755) < 0) {
+  if (ORVAFSMkdirP(storeFolder().c_str(), nullptr, 1, 0, 0, 0755) < 0) {
     throw Host::Failure(fmt::format("cannot create the folder {}", Host::STORE_FOLDER));
   }
   if (configInit() < 0) {

@@ -1,0 +1,187 @@
+/// eorva event list|enable|disable
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <map>
+#include <unistd.h>
+
+#include "common/event_catalogue.h"
+#include "common/failure.h"
+#include "common/installed_paths.h"
+#include "common/json_read.h"
+#include "common/session.h"
+#include "common/systemctl.h"
+#include "context.h"
+#include "present.h"
+
+using Host::Event;
+using Host::textOf;
+using Host::UnitState;
+
+namespace {
+
+struct ListOptions {
+  bool blJson = false;
+};
+
+struct NameOptions {
+  std::string strEvent;
+};
+
+/// An event, and how things are with it.
+struct EventRow {
+  Event event;
+  bool blInCatalogue = true;
+  std::vector<std::string> vecFiredBy;
+  UnitState state;
+  unsigned cTasks = 0;
+};
+
+/// How many tasks each event has; there are none before the store is there.
+std::map<std::string, unsigned> taskCounts() {
+  std::map<std::string, unsigned> mapCounts;
+  if (access(Host::DATABASE_PATH, F_OK) == 0) {
+    Host::Session session;
+    for (const Json::Value& jTask : Host::listTasks(session)) {
+      ++mapCounts[textOf(jTask, "event")];
+    }
+  }
+  return mapCounts;
+}
+
+/// Events that administrators thought of have no entry: their tasks tell of them.
+std::vector<EventRow> knownEvents() {
+  std::map<std::string, unsigned> mapCounts = taskCounts();
+  std::vector<EventRow> vecRows;
+  for (Event& event : Host::eventCatalogue()) {
+    const unsigned cTasks = mapCounts[event.strName];
+    mapCounts.erase(event.strName);
+    vecRows.push_back({std::move(event), true, {}, {}, cTasks});
+  }
+  for (const auto& [strName, cTasks] : mapCounts) {
+    vecRows.push_back({{strName, {}, {}, "", false}, false, {}, {}, cTasks});
+  }
+  return vecRows;
+}
+
+/// An event that no installed unit fires may be fired by a timer or a path unit that names the event's own unit.
+void askSystemd(std::vector<EventRow>& vecRows) {
+  std::vector<std::string> vecUnits;
+  for (const EventRow& row : vecRows) {
+    vecUnits.push_back(row.event.strUnit.empty() ? Host::eventUnit(row.event.strName) : row.event.strUnit);
+  }
+  const std::vector<UnitState> vecStates = Host::unitStates(vecUnits);
+  for (std::size_t i = 0; i < vecRows.size(); ++i) {
+    EventRow& row = vecRows[i];
+    if (!row.event.strUnit.empty()) {
+      row.vecFiredBy = {row.event.strUnit};
+      row.state = vecStates[i];
+    } else if (!vecStates[i].vecTriggers.empty()) {
+      row.vecFiredBy = vecStates[i].vecTriggers;
+      row.state = Host::unitStates({row.vecFiredBy.front()}).front();
+    }
+  }
+}
+
+std::string stateText(const EventRow& row) {
+  if (row.vecFiredBy.empty()) {
+    return "-";
+  }
+  const std::string strInstalled = row.state.strInstalled.empty() ? "missing" : row.state.strInstalled;
+  return row.state.strActive == "failed" ? strInstalled + ", failed" : strInstalled;
+}
+
+Json::Value eventForPrograms(const EventRow& row) {
+  Json::Value jEvent(Json::objectValue);
+  jEvent["name"] = row.event.strName;
+  jEvent["title"] = row.event.jTitle;
+  jEvent["description"] = row.event.jDescription;
+  jEvent["in_catalogue"] = row.blInCatalogue;
+  jEvent["tasks"] = row.cTasks;
+  jEvent["enabled"] = row.state.strInstalled == "enabled";
+  jEvent["active"] = row.state.strActive.empty() ? Json::Value() : Json::Value(row.state.strActive);
+  jEvent["fired_by"] = Json::Value(Json::arrayValue);
+  for (const std::string& strUnit : row.vecFiredBy) {
+    jEvent["fired_by"].append(strUnit);
+  }
+  return jEvent;
+}
+
+int runList(const Context& context, const ListOptions& options) {
+  std::vector<EventRow> vecRows = knownEvents();
+  askSystemd(vecRows);
+  if (options.blJson) {
+    Json::Value jOut(Json::arrayValue);
+    for (const EventRow& row : vecRows) {
+      jOut.append(eventForPrograms(row));
+    }
+    printJson(jOut);
+    return EXIT_DONE;
+  }
+  Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"FIRED BY"}, {"WHEN", false, false, true}}, context.isColored());
+  for (const EventRow& row : vecRows) {
+    const bool blFailed = row.state.strActive == "failed";
+    table.addRow({{row.event.strName},
+                  {stateText(row), blFailed                              ? "red"
+                                   : row.state.strInstalled == "enabled" ? "green"
+                                                                         : nullptr},
+                  {fmt::format("{}", row.cTasks)},
+                  {row.vecFiredBy.empty() ? "-" : fmt::format("{}", fmt::join(row.vecFiredBy, ", "))},
+                  {row.blInCatalogue ? textOf(row.event.jTitle, "enu") : "-"}});
+  }
+  table.print();
+  return EXIT_DONE;
+}
+
+/// \throw Failure when nothing that is installed fires the event.
+Event requireFiredEvent(const std::string& strEvent) {
+  const std::vector<Event> vecEvents = Host::eventCatalogue();
+  const auto it =
+      std::find_if(vecEvents.begin(), vecEvents.end(), [&](const Event& event) { return event.strName == strEvent; });
+  if (it == vecEvents.end()) {
+    throw Host::Failure(
+        fmt::format("there is no event \"{0}\" in the catalogue ('eorva event list' shows it); an event of your own is "
+                    "fired by a timer, a path unit or a rule that starts {1}: see 'man eorva-events'",
+                    strEvent, Host::eventUnit(strEvent)));
+  }
+  if (it->strUnit.empty()) {
+    throw Host::Failure(fmt::format("the catalogue names no unit that fires the event \"{}\"", strEvent));
+  }
+  return *it;
+}
+
+int runEnable(const Context&, const NameOptions& options) {
+  const Event event = requireFiredEvent(options.strEvent);
+  Host::enableUnit(event.strUnit, !event.blAtUnitStart);
+  fmt::print("enabled {} ({})\n", event.strName, event.strUnit);
+  return EXIT_DONE;
+}
+
+int runDisable(const Context&, const NameOptions& options) {
+  const Event event = requireFiredEvent(options.strEvent);
+  Host::disableUnit(event.strUnit);
+  fmt::print("disabled {} ({})\n", event.strName, event.strUnit);
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addEventStateCommands(CLI::App& event, Context& context) {
+  auto pList = std::make_shared<ListOptions>();
+  CLI::App* pCommand = addCommand(event, "list", "List the events, what fires them, and how many tasks they have.",
+                                  "  eorva event list --json\n");
+  pCommand->add_flag("--json", pList->blJson, "as JSON: with titles and descriptions in every language");
+  onCommand(pCommand, context, pList, &runList);
+
+  auto pEnable = std::make_shared<NameOptions>();
+  pCommand = addCommand(event, "enable", "Let an event be fired, from now on.", "  eorva event enable daily\n");
+  pCommand->add_option("event", pEnable->strEvent, "the event")->required()->type_name("EVENT");
+  onCommand(pCommand, context, pEnable, &runEnable);
+
+  auto pDisable = std::make_shared<NameOptions>();
+  pCommand = addCommand(event, "disable", "Let an event not be fired any more; 'eorva fire' still does.",
+                        "  eorva event disable bootup\n");
+  pCommand->add_option("event", pDisable->strEvent, "the event")->required()->type_name("EVENT");
+  onCommand(pCommand, context, pDisable, &runDisable);
+}

@@ -1,0 +1,24 @@
+/// \file event_catalogue.h
+/// The events that are known on this server, and what fires them.
+
+#pragma once
+
+#include <json/value.h>
+#include <string>
+#include <vector>
+
+namespace Host {
+
+struct Event {
+  std::string strName;
+  Json::Value jTitle;          ///< object: a text a language
+  Json::Value jDescription;    ///< object: a text a language
+  std::string strUnit;         ///< systemd unit that fires it while it is enabled; empty when nothing installed does
+  bool blAtUnitStart = false;  ///< starting the unit fires the event
+};
+
+/// Reads the event catalogue, in its order.
+/// \throw Failure when it cannot be read; entries without a name are left out.
+std::vector<Event> eventCatalogue();
+
+}  // namespace Host

@@ -1,0 +1,36 @@
+/// \file systemctl.h
+/// What the service manager knows about units, and how it is told to start with them.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Host {
+
+struct UnitState {
+  std::string strInstalled;              ///< "enabled", "disabled", "static"...; empty when there is no such unit
+  std::string strActive;                 ///< "active", "inactive", "failed"...; empty when systemd does not run
+  std::vector<std::string> vecTriggers;  ///< units that start this one: timers, paths, sockets
+};
+
+/// Tells whether systemd manages this system, as opposed to a container or another root folder.
+bool isSystemdRunning();
+
+/// Asks for the state of units.
+/// \return one entry a unit, in the same order.
+/// \throw Failure when systemctl cannot be run.
+std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits);
+
+/// Lets a unit start with the system, and, when that is wanted, starts it now.
+/// \throw Failure with what systemctl said.
+void enableUnit(const std::string& strUnit, bool blNow);
+
+/// Takes that back, and stops the unit.
+/// \throw Failure with what systemctl said.
+void disableUnit(const std::string& strUnit);
+
+/// The unit that fires an event whenever it is started: the name is escaped as systemd-escape does.
+std::string eventUnit(const std::string& strEvent);
+
+}  // namespace Host
