@@ -8,7 +8,7 @@ status=0
 # The brackets keep these lines from finding themselves.
 folders='(^|[^[:alnum:]_.-])/([w]ork|[t]mp/wt)/'
 links='[h]ttps?://[^/ ">)]+'
-known='://(([a-z.]*\.)?example\.(com|org|net)|localhost|127\.0\.0\.1|www\.w3\.org|json-schema\.org)(:[0-9]+)?$'
+known='://(([a-z.]*\.)?example\.(com|org|net)|localhost|127\.0\.0\.1|www\.debian\.org|www\.w3\.org|json-schema\.org)(:[0-9]+)?$'
 
 files() {
   find . -path ./.git -prune -o -path ./build -prune -o -type f -print0
