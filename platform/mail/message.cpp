@@ -37,6 +37,11 @@ std::string messageId(std::time_t now, const std::string& strMailName) {
   return fmt::format("<{}.{}.{:016x}@{}>", now, getpid(), uRandom, strMailName);
 }
 
+// An address in a message always has a domain; a local user's is that of the server.
+std::string withDomain(const std::string& strAddress, const std::string& strMailName) {
+  return strAddress.find('@') == std::string::npos ? strAddress + "@" + strMailName : strAddress;
+}
+
 std::string subjectOf(const std::string& strTemplate, const PlaceholderValues& mapValue) {
   const std::string strFilled = repairedUtf8(filled(strTemplate, mapValue, CB_SUBJECT_MAX));
   const std::string_view strCut = utf8Prefix(strFilled, CB_SUBJECT_MAX);
@@ -91,8 +96,8 @@ std::string composeMessage(const MessageHead& head, const MailTemplate& mail, co
              "Date: {}\nFrom: {}\nTo: {}\nSubject: {}\nMessage-ID: {}\nList-Id: <{}.{}>\n"
              "Auto-Submitted: auto-generated\nMIME-Version: 1.0\nContent-Type: text/plain; charset=UTF-8\n"
              "Content-Transfer-Encoding: {}\n\n",
-             mailDate(now), head.strFrom, head.strTo, subjectOf(mail.strSubject, mapValue),
-             messageId(now, head.strMailName), head.strListId, head.strMailName,
+             mailDate(now), withDomain(head.strFrom, head.strMailName), withDomain(head.strTo, head.strMailName),
+             subjectOf(mail.strSubject, mapValue), messageId(now, head.strMailName), head.strListId, head.strMailName,
              blBase64 ? "base64" : "quoted-printable") +
          (blBase64 ? base64Lines(withCrlf(strBody)) : quotedPrintable(strBody));
 }

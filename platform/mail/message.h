@@ -14,7 +14,7 @@ namespace orva {
 constexpr std::size_t CB_BODY_MAX = std::size_t{1} << 20;
 
 struct MessageHead {
-  std::string strFrom;
+  std::string strFrom;  ///< checked address; a local user's gets the server's name, here and below
   std::string strTo;
   std::string strListId;    ///< what receivers can filter on, a domain of its own
   std::string strMailName;  ///< the sending server

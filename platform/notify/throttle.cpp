@@ -25,17 +25,18 @@ struct State {
   unsigned cSuppressed = 0;
 };
 
-// A state that cannot be read counts as none.
+// A state that cannot be read, or that nobody here wrote, counts as none.
 State readState(int fd) {
+  constexpr long long N_SUPPRESSED_MAX = 1'000'000'000;
   char szText[64] = "";
-  State state;
   if (pread(fd, szText, sizeof szText - 1, 0) <= 0) {
-    return state;
+    return {};
   }
   char* szRest = nullptr;
-  state.llLast = std::strtoll(szText, &szRest, 10);
-  state.cSuppressed = static_cast<unsigned>(std::strtoul(szRest, nullptr, 10));
-  return state;
+  const long long llLast = std::strtoll(szText, &szRest, 10);
+  const long long llSuppressed = std::strtoll(szRest, nullptr, 10);
+  const bool blSane = llLast >= 0 && llSuppressed >= 0 && llSuppressed < N_SUPPRESSED_MAX;
+  return blSane ? State{llLast, static_cast<unsigned>(llSuppressed)} : State{};
 }
 
 bool writeState(int fd, const State& state) {
