@@ -1,13 +1,10 @@
 #include <ctime>
-#include <json/reader.h>
 #include <random>
-#include <sstream>
 
 #include "mail/address.h"
 #include "mail/message.h"
 #include "platform_fixture.h"
-#include "support/files.h"
-#include "support/processes.h"
+#include "smtp_sink.h"
 #include "texts/utf8.h"
 
 namespace {
@@ -19,14 +16,9 @@ std::string compose(const orva::PlaceholderValues& mapValue) {
   return orva::composeMessage(HEAD, TEMPLATE, mapValue);
 }
 
-// What a mail reader makes of a message.
+// What a mail reader makes of a message, which must be a proper one.
 Json::Value readBack(const std::string& strMessage) {
-  OrvaTest::writeFile("/tmp/message.eml", strMessage);
-  const auto result = OrvaTest::runCommand(
-      {"/bin/sh", "-c", "exec /usr/bin/python3 " ORVA_TEST_SCRIPTS "/parse_mail.py < /tmp/message.eml"});
-  EXPECT_EQ(result.iStatus, 0) << result.strErrors;
-  Json::Value jMail;
-  std::istringstream(result.strOut) >> jMail;
+  Json::Value jMail = OrvaTest::readMail(strMessage);
   EXPECT_TRUE(jMail["ascii"].asBool());
   EXPECT_LE(jMail["longest"].asInt(), 78);
   EXPECT_TRUE(jMail["defects"].empty()) << jMail["defects"].toStyledString();
@@ -68,6 +60,13 @@ TEST(MailMessage, ReaderGetsHeadersAndTextBack) {
   EXPECT_GE(jMail["date"].asDouble(), static_cast<double>(before));
   EXPECT_LE(jMail["date"].asDouble(), static_cast<double>(std::time(nullptr)));
   EXPECT_EQ(jMail["body"].asString(), "Task: backup\nline\n.\nFrom me\nblank \n\nend\n");
+}
+
+TEST(MailMessage, LocalUsersGetTheNameOfTheServer) {
+  const orva::MessageHead head{"daemon", "root", "complete-task", "server.example.org"};
+  const Json::Value jMail = readBack(orva::composeMessage(head, TEMPLATE, {}));
+  EXPECT_EQ(header(jMail, "From"), "daemon@server.example.org");
+  EXPECT_EQ(header(jMail, "To"), "root@server.example.org");
 }
 
 TEST(MailMessage, DateIsRightInEveryZone) {

@@ -1,0 +1,79 @@
+// How often the notifier may send a key, by a clock that the test sets.
+
+#include <filesystem>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "notify/notifier.h"
+#include "platform_fixture.h"
+#include "support/files.h"
+
+using orva::admitNotification;
+
+namespace {
+
+constexpr std::time_t NOW = 1'700'000'000;
+
+class Throttle : public OrvaTest::PlatformTest {
+protected:
+  // How many were held back before the one that is sent now; -1 when it is held back too.
+  static int ask(std::time_t now, const std::string& strKey = "key") {
+    unsigned cSuppressed = 0;
+    return admitNotification(strKey, now, cSuppressed) ? static_cast<int>(cSuppressed) : -1;
+  }
+};
+
+TEST_F(Throttle, KeyIsSentOnceInTenMinutesAndTheNextCountsWhatWasHeldBack) {
+  EXPECT_EQ(ask(NOW), 0);
+  EXPECT_EQ(ask(NOW), -1);
+  EXPECT_EQ(ask(NOW + 1), -1);
+  EXPECT_EQ(ask(NOW + 599), -1);
+  EXPECT_EQ(ask(NOW + 600), 3);
+  EXPECT_EQ(ask(NOW + 600), -1) << "the ten minutes begin anew";
+  EXPECT_EQ(ask(NOW + 1199), -1);
+  EXPECT_EQ(ask(NOW + 1200), 2);
+  EXPECT_EQ(ask(NOW + 99'999), 0) << "each one is counted once";
+}
+
+TEST_F(Throttle, KeysDoNotHoldEachOtherBack) {
+  EXPECT_EQ(ask(NOW, "a"), 0);
+  EXPECT_EQ(ask(NOW, "b"), 0);
+  EXPECT_EQ(ask(NOW + 1, "a"), -1);
+  EXPECT_EQ(ask(NOW + 600, "b"), 0);
+}
+
+TEST_F(Throttle, ClockThatWasSetBackSilencesNobody) {
+  EXPECT_EQ(ask(NOW), 0);
+  EXPECT_EQ(ask(NOW - 86400), 0);
+  EXPECT_EQ(ask(NOW - 86400 + 599), -1) << "counted from the new time";
+}
+
+TEST_F(Throttle, DamagedStateAndStateThatCannotBeKeptSilenceNobody) {
+  EXPECT_EQ(ask(NOW), 0);
+  for (const char* const szDamage :
+       {"", "damaged", "\xFF\xFE", "99999999999999999999 -3\n", "-99999999999999999999 1\n"}) {
+    OrvaTest::writeFile("/var/lib/orva/notify/key", szDamage, 0600);
+    EXPECT_EQ(ask(NOW + 1), 0) << szDamage;
+  }
+  std::filesystem::remove_all("/var/lib/orva/notify");
+  OrvaTest::writeFile("/var/lib/orva/notify", "a file where the folder should be");
+  EXPECT_EQ(ask(NOW), 0);
+  EXPECT_EQ(ask(NOW), 0);
+}
+
+TEST_F(Throttle, OfManyAtTheSameMomentOneIsSent) {
+  constexpr int N_PROCESSES = 16;
+  for (int i = 0; i < N_PROCESSES; ++i) {
+    if (fork() == 0) {
+      _exit(ask(NOW) >= 0 ? 1 : 0);
+    }
+  }
+  int cSent = 0;
+  for (int iStatus = 0; wait(&iStatus) > 0;) {
+    cSent += WEXITSTATUS(iStatus);
+  }
+  EXPECT_EQ(cSent, 1);
+  EXPECT_EQ(ask(NOW + 600), N_PROCESSES - 1);
+}
+
+}  // namespace
