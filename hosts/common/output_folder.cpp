@@ -71,11 +71,37 @@ void makeFolderAt(const UniqueFd& parent, const std::string& strName, const std:
   }
 }
 
-/// Records that were not made here may hold names that are more than one step of a path.
 void checkOneStep(const std::string& strTask) {
-  if (strTask.empty() || strTask == "." || strTask == ".." || strTask.find('/') != std::string::npos) {
+  if (!OutputFolder::isFolderName(strTask)) {
     throw Failure(fmt::format("the task \"{}\" can have no output folder: its name is no name of a folder", strTask));
   }
+}
+
+/// Whatever has the name: a link is not followed.
+bool hasEntry(const UniqueFd& folder, const std::string& strName) {
+  struct stat status{};
+  return fstatat(folder.get(), strName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+/// Only root can change the folder, so what has been looked at stays.
+void renameAt(const UniqueFd& folder, const std::string& strOld, const std::string& strNew,
+              const std::string& strPath) {
+  if (renameat(folder.get(), strOld.c_str(), folder.get(), strNew.c_str()) < 0) {
+    failErrno("move", strPath + "/" + strOld);
+  }
+}
+
+std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, const std::string& strPath) {
+  if (!hasEntry(folder, strName)) {
+    return {};
+  }
+  unsigned uNumber = 1;
+  while (hasEntry(folder, fmt::format("{}~{}", strName, uNumber))) {
+    ++uNumber;
+  }
+  const std::string strAside = fmt::format("{}~{}", strName, uNumber);
+  renameAt(folder, strName, strAside, strPath);
+  return strPath + "/" + strAside;
 }
 
 gid_t groupOf(uid_t owner) {
@@ -88,8 +114,12 @@ gid_t groupOf(uid_t owner) {
 }  // namespace
 
 std::optional<OutputFolder> OutputFolder::configured() {
+  return boolOf(schedulerConfig(), "enable_output", true) ? place() : std::nullopt;
+}
+
+std::optional<OutputFolder> OutputFolder::place() {
   const Json::Value jConfig = schedulerConfig();
-  if (!jConfig.isMember("output_path") || !boolOf(jConfig, "enable_output", true)) {
+  if (!jConfig.isMember("output_path")) {
     return std::nullopt;
   }
   const std::string strOutput = textOf(jConfig, "output_path");
@@ -131,6 +161,10 @@ UniqueFd OutputFolder::openBase(bool blCreate) const {
   return fd;
 }
 
+bool OutputFolder::isFolderName(const std::string& strTask) {
+  return !strTask.empty() && strTask != "." && strTask != ".." && strTask.find('/') == std::string::npos;
+}
+
 void OutputFolder::prepare(const std::string& strTask, uid_t owner) const {
   checkOneStep(strTask);
   const UniqueFd base = openBase(true);
@@ -150,6 +184,23 @@ void OutputFolder::prepare(const std::string& strTask, uid_t owner) const {
   if (fchmod(fd.get(), 0700) < 0) {
     failErrno("close to others", strPath);
   }
+}
+
+std::string OutputFolder::moveAside(const std::string& strTask) const {
+  checkOneStep(strTask);
+  return moveAsideAt(openBase(true), strTask, m_strPath);
+}
+
+bool OutputFolder::rename(const std::string& strTask, const std::string& strNew) const {
+  checkOneStep(strTask);
+  checkOneStep(strNew);
+  const UniqueFd base = openBase(true);
+  if (!hasEntry(base, strTask)) {
+    return false;
+  }
+  moveAsideAt(base, strNew, m_strPath);
+  renameAt(base, strTask, strNew, m_strPath);
+  return true;
 }
 
 UniqueFd OutputFolder::openRunFile(const std::string& strTask, long lStartTime, const char* szFile) const {

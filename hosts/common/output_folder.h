@@ -21,6 +21,14 @@ public:
   /// \throw Failure when the configuration cannot be used.
   static std::optional<OutputFolder> configured();
 
+  /// Gives the place where output is, or was before that was switched off; nothing when none is set.
+  /// \throw Failure when the configuration cannot be used.
+  static std::optional<OutputFolder> place();
+
+  /// Tells whether a task can have a folder: records that were not made here may hold names that are more than one
+  /// step of a path.
+  static bool isFolderName(const std::string& strTask);
+
   /// Makes the folder of a task ready for the runs of its owner.
   /// \throw Failure when something on the way is not what it should be; then no task may be run.
   void prepare(const std::string& strTask, uid_t owner) const;
@@ -29,6 +37,15 @@ public:
   /// \param szFile  "output.log" or "script.log".
   /// \throw Failure when there is no such file, or when it is no plain file.
   UniqueFd openRunFile(const std::string& strTask, long lStartTime, const char* szFile) const;
+
+  /// Puts the folder of a task aside, under a name that no task can have: NAME~1, NAME~2 and so on. So the name
+  /// is free for another owner, and nothing is lost.
+  /// \return its new path; empty when there was none. \throw Failure when it cannot be moved.
+  std::string moveAside(const std::string& strTask) const;
+
+  /// Gives the folder of a task another name; what has that name already is put aside.
+  /// \return false when there was none. \throw Failure when it cannot be moved.
+  bool rename(const std::string& strTask, const std::string& strNew) const;
 
   /// The path of the folder, for messages.
   const std::string& path() const { return m_strPath; }
