@@ -1,25 +1,78 @@
 #include "script_check.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <fmt/format.h>
+#include <optional>
+#include <sstream>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
+
+#include "failure.h"
+#include "output_folder.h"
 
 namespace Host {
 
 namespace {
 
-/// The interpreter of a "#!" line; empty when the script has no such line.
-std::string interpreterOf(const std::string& strScript) {
+/// The folders in which an execution looks for programs.
+constexpr std::array<const char*, 6> PROGRAM_FOLDERS = {"/usr/local/sbin", "/usr/local/bin", "/usr/sbin",
+                                                        "/usr/bin",        "/sbin",          "/bin"};
+
+/// The words of a "#!" line; empty when the script has no such line.
+std::vector<std::string> interpreterWords(const std::string& strScript) {
   if (strScript.compare(0, 2, "#!") != 0) {
     return {};
   }
-  const std::size_t iStart = strScript.find_first_not_of(" \t", 2);
-  const std::size_t iLine = std::min(strScript.find('\n'), strScript.size());
-  if (iStart == std::string::npos || iStart >= iLine) {
-    return "?";
+  std::istringstream line(strScript.substr(2, strScript.find('\n') - 2));
+  std::vector<std::string> vecWords;
+  for (std::string strWord; line >> strWord;) {
+    vecWords.push_back(std::move(strWord));
   }
-  return strScript.substr(iStart, std::min(strScript.find_first_of(" \t\n", iStart), iLine) - iStart);
+  if (vecWords.empty()) {
+    vecWords.emplace_back("?");
+  }
+  return vecWords;
+}
+
+bool canRun(const std::string& strProgram) {
+  struct stat status{};
+  return strProgram.front() == '/' && stat(strProgram.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         access(strProgram.c_str(), X_OK) == 0;
+}
+
+bool isProgram(const std::string& strName) {
+  return strName.find('/') != std::string::npos
+             ? canRun(strName)
+             : std::any_of(PROGRAM_FOLDERS.begin(), PROGRAM_FOLDERS.end(),
+                           [&](const char* szFolder) { return canRun(fmt::format("{}/{}", szFolder, strName)); });
+}
+
+/// The program that will not be found; empty when all is well.
+std::string missingInterpreter(const std::string& strScript) {
+  const std::vector<std::string> vecWords = interpreterWords(strScript);
+  if (vecWords.empty()) {
+    return {};
+  }
+  if (!canRun(vecWords[0])) {
+    return vecWords[0];
+  }
+  // "#!/usr/bin/env NAME" looks NAME up; a first word with "-" or "=" is an option or a variable.
+  const bool blEnv = vecWords[0].size() >= 4 && vecWords[0].compare(vecWords[0].size() - 4, 4, "/env") == 0;
+  const bool blName = blEnv && vecWords.size() > 1 && vecWords[1].find_first_of("-=") != 0 &&
+                      vecWords[1].find('=') == std::string::npos;
+  return blName && !isProgram(vecWords[1]) ? vecWords[1] : std::string();
+}
+
+/// The folder itself, or what is nearest above it.
+std::string nearestFolder(std::string strPath) {
+  struct stat status{};
+  while (strPath.size() > 1 && stat(strPath.c_str(), &status) != 0) {
+    strPath.resize(std::max<std::size_t>(strPath.rfind('/'), 1));
+  }
+  return strPath;
 }
 
 }  // namespace
@@ -36,14 +89,25 @@ std::vector<std::string> warnAboutScript(const std::string& strScript) {
     const auto cLines = std::count(strScript.begin(), strScript.begin() + static_cast<std::ptrdiff_t>(iCr), '\n');
     vecWarnings.push_back(fmt::format("line {} of the script ends with CR LF, as Windows writes it", cLines + 1));
   }
-  std::string strInterpreter = interpreterOf(strScript);
-  if (!strInterpreter.empty() && strInterpreter.back() == '\r') {
-    strInterpreter.pop_back();
-  }
-  if (!strInterpreter.empty() && access(strInterpreter.c_str(), X_OK) != 0) {
-    vecWarnings.push_back(fmt::format("the script's interpreter {} cannot be run here", strInterpreter));
+  if (const std::string strMissing = missingInterpreter(strScript); !strMissing.empty()) {
+    vecWarnings.push_back(fmt::format("the script's interpreter {} cannot be run here", strMissing));
   }
   return vecWarnings;
+}
+
+std::string warnAboutScriptFolder() {
+  try {
+    const std::optional<OutputFolder> folder = OutputFolder::configured();
+    const std::string strFolder = nearestFolder(folder ? folder->path() : "/tmp");
+    struct statvfs info{};
+    if (statvfs(strFolder.c_str(), &info) == 0 && (info.f_flag & ST_NOEXEC) != 0) {
+      return fmt::format("{} is on a file system that runs no programs (noexec), and scripts are run from there",
+                         strFolder);
+    }
+  } catch (const Failure& error) {
+    return error.what();
+  }
+  return {};
 }
 
 }  // namespace Host

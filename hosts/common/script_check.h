@@ -12,4 +12,8 @@ namespace Host {
 /// \return one warning a finding; the script may be stored all the same.
 std::vector<std::string> warnAboutScript(const std::string& strScript);
 
+/// Looks at the place where scripts are put before they are run.
+/// \return why nothing could be run from there; empty when all is well.
+std::string warnAboutScriptFolder();
+
 }  // namespace Host

@@ -116,12 +116,16 @@ void TaskLock::withdraw(const std::string& strTask) {
   endTurn(strTask);
 }
 
-TaskChange::TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone) {
+TaskChange::TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone,
+                       Running running) {
   if (const auto busy = lockAll(m_lock.fd(), F_WRLCK, vecTasks, Place::RECORD, ANNOUNCED_LIMIT)) {
     throw Failure(
         fmt::format("the task \"{}\" cannot be {} now: an execution under way may still start it, or "
                     "another command is changing it",
                     *busy, szDone));
+  }
+  if (running == Running::ALLOWED) {
+    return;
   }
   for (const std::string& strTask : vecTasks) {
     if (const std::vector<pid_t> vecPids = livePidsOf(session, strTask); !vecPids.empty()) {

@@ -46,12 +46,17 @@ private:
   UniqueFd m_fd;
 };
 
-/// The right to change tasks: while it lasts none of them is started, and all of them are idle.
+/// The right to change tasks: while it lasts none of them is started.
 class TaskChange {
 public:
+  /// What a task that runs means for the change.
+  enum class Running { REFUSED, ALLOWED };
+
   /// \param szDone  what is to be done with them, for the message: "deleted", "renamed".
-  /// \throw Failure when one of them runs, is about to be started, or is being changed by somebody else.
-  TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone);
+  /// \throw Failure when one of them runs though it must not, is about to be started, or is being changed by
+  ///        somebody else.
+  TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone,
+             Running running = Running::REFUSED);
 
 private:
   TaskLock m_lock;

@@ -13,6 +13,7 @@
 #include "orva_platform.h"
 
 #include "depend_text.h"
+#include "event_catalogue.h"
 #include "json_read.h"
 #include "script_check.h"
 #include "task_graph.h"
@@ -25,10 +26,11 @@ namespace {
 struct Member {
   const char* szName;
   Json::ValueType type;
+  bool blRequired = true;
 };
 
-/// Every member that a request sets, and all are required; what the engine keeps in a record is not among them.
-constexpr std::array<Member, 11> MEMBERS = {{
+/// Every member that a request sets; what the engine keeps in a record is not among them.
+constexpr std::array<Member, 13> MEMBERS = {{
     {"task_name", Json::stringValue},
     {"event", Json::stringValue},
     {"enable", Json::booleanValue},
@@ -40,7 +42,17 @@ constexpr std::array<Member, 11> MEMBERS = {{
     {"notify_enable", Json::booleanValue},
     {"notify_if_error", Json::booleanValue},
     {"notify_mail", Json::stringValue},
+    {"time_limit", Json::intValue},
+    {"description", Json::stringValue, false},
 }};
+
+/// Sixty-eight years; more would not fit where seconds are counted.
+constexpr Json::Int64 MAX_TIME_LIMIT = 2147483647;
+constexpr std::size_t MAX_DESCRIPTION = 1000;
+
+bool hasType(const Json::Value& jValue, Json::ValueType type) {
+  return type == Json::intValue ? jValue.isInt64() : jValue.type() == type;
+}
 
 const char* typeName(Json::ValueType type) {
   switch (type) {
@@ -48,14 +60,23 @@ const char* typeName(Json::ValueType type) {
       return "a string";
     case Json::booleanValue:
       return "true or false";
+    case Json::intValue:
+      return "a whole number";
     default:
       return "an object";
   }
 }
 
+bool isCatalogueEvent(const std::string& strEvent) {
+  const std::vector<Event> vecEvents = eventCatalogue();
+  return std::any_of(vecEvents.begin(), vecEvents.end(), [&](const Event& event) { return event.strName == strEvent; });
+}
+
 class Checker {
 public:
-  Checker(const Json::Value& jTask, const Json::Value& jTasks) : m_jTask(jTask), m_jTasks(jTasks), m_graph(jTasks) {}
+  /// \param jTasks  the stored tasks besides the one that is looked at.
+  Checker(const Json::Value& jTask, const Json::Value& jTasks, Events events)
+      : m_jTask(jTask), m_jTasks(jTasks), m_events(events), m_graph(jTasks) {}
 
   Findings run() {
     if (!m_jTask.isObject()) {
@@ -67,8 +88,11 @@ public:
     checkEvent();
     checkOwner();
     checkNeeds();
+    checkDependants();
     checkOperation();
     checkMail();
+    checkTimeLimit();
+    checkDescription();
     // A graph is looked at only when it can be built: all its names are sound by then.
     if (m_findings.vecErrors.empty()) {
       checkGraph();
@@ -90,8 +114,10 @@ private:
   void checkMembers() {
     for (const Member& member : MEMBERS) {
       if (!m_jTask.isMember(member.szName)) {
-        error(member.szName, "is missing");
-      } else if (m_jTask[member.szName].type() != member.type) {
+        if (member.blRequired) {
+          error(member.szName, "is missing");
+        }
+      } else if (!hasType(m_jTask[member.szName], member.type)) {
         error(member.szName, fmt::format("must be {}", typeName(member.type)));
       }
     }
@@ -126,6 +152,9 @@ private:
     if (const std::optional<std::string> strEvent = text("event")) {
       if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
         error("event", std::move(strWhy));
+      } else if (m_events == Events::CATALOGUE && !isCatalogueEvent(*strEvent)) {
+        error("event",
+              fmt::format("there is no event \"{}\"; --any-event binds the task to it all the same", *strEvent));
       }
     }
   }
@@ -203,12 +232,46 @@ private:
     }
   }
 
+  /// A task can move away from those that wait for it.
+  void checkDependants() {
+    const std::string strEvent = textOf(m_jTask, "event");
+    for (const GraphTask* pTask : m_graph.dependantsOf(textOf(m_jTask, "task_name"))) {
+      if (pTask->strEvent != strEvent) {
+        error("event", fmt::format("\"{}\" waits for this task and belongs to the event \"{}\", so the two would never "
+                                   "meet",
+                                   pTask->strName, pTask->strEvent));
+      }
+    }
+  }
+
+  void checkTimeLimit() {
+    const Json::Value& jLimit = memberOf(m_jTask, "time_limit");
+    if (jLimit.isInt64() && (jLimit.asInt64() < 0 || jLimit.asInt64() > MAX_TIME_LIMIT)) {
+      error("time_limit", fmt::format("must be a number of seconds from 0, for none, to {}", MAX_TIME_LIMIT));
+    }
+  }
+
+  void checkDescription() {
+    const std::string strDescription = textOf(m_jTask, "description");
+    if (strDescription.size() > MAX_DESCRIPTION) {
+      error("description", fmt::format("is {} bytes long; {} are allowed", strDescription.size(), MAX_DESCRIPTION));
+    }
+    const bool blControl = std::any_of(strDescription.begin(), strDescription.end(),
+                                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+    if (blControl) {
+      error("description", "must be one line, without control characters");
+    }
+  }
+
   void checkOperation() {
     if (const std::optional<std::string> strType = text("operation_type"); strType && *strType != "script") {
       error("operation_type", fmt::format("must be \"script\", not \"{}\"", *strType));
     }
     if (const std::optional<std::string> strScript = text("operation")) {
       for (std::string& strWarning : warnAboutScript(*strScript)) {
+        m_findings.vecWarnings.push_back({"operation", std::move(strWarning)});
+      }
+      if (std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
         m_findings.vecWarnings.push_back({"operation", std::move(strWarning)});
       }
     }
@@ -261,20 +324,42 @@ private:
 
   const Json::Value& m_jTask;
   const Json::Value& m_jTasks;
+  const Events m_events;
   const TaskGraph m_graph;
   Findings m_findings;
 };
 
+/// The other tasks, as they will be when the task has been stored.
+Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, const std::string& strNew) {
+  Json::Value jOthers(Json::arrayValue);
+  for (const Json::Value& jStored : jTasks) {
+    if (textOf(jStored, "task_name") == strTask) {
+      continue;
+    }
+    std::vector<std::string> vecNeeds = readDependText(textOf(jStored, "depend_on_task"));
+    if (strNew == strTask || std::find(vecNeeds.begin(), vecNeeds.end(), strTask) == vecNeeds.end()) {
+      jOthers.append(jStored);
+      continue;
+    }
+    std::replace(vecNeeds.begin(), vecNeeds.end(), strTask, strNew);
+    Json::Value jOther = jStored;
+    jOther["depend_on_task"] = writeDependText(vecNeeds);
+    jOthers.append(std::move(jOther));
+  }
+  return jOthers;
+}
+
 }  // namespace
 
 void fillDefaults(Json::Value& jTask) {
-  const std::array<std::pair<const char*, Json::Value>, 7> DEFAULTS = {{{"enable", true},
+  const std::array<std::pair<const char*, Json::Value>, 8> DEFAULTS = {{{"enable", true},
                                                                         {"depend_on_task", ""},
                                                                         {"operation_type", "script"},
                                                                         {"run_the_same_time", false},
                                                                         {"notify_enable", false},
                                                                         {"notify_if_error", false},
-                                                                        {"notify_mail", ""}}};
+                                                                        {"notify_mail", ""},
+                                                                        {"time_limit", 0}}};
   for (const auto& [szName, jValue] : DEFAULTS) {
     if (!jTask.isMember(szName)) {
       jTask[szName] = jValue;
@@ -282,8 +367,33 @@ void fillDefaults(Json::Value& jTask) {
   }
 }
 
-Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks) {
-  return Checker(jTask, jTasks).run();
+Json::Value requestOf(const Json::Value& jStored) {
+  Json::Value jTask(Json::objectValue);
+  for (const Member& member : MEMBERS) {
+    if (jStored.isMember(member.szName)) {
+      jTask[member.szName] = jStored[member.szName];
+    }
+  }
+  taskPostAction(jTask);
+  return jTask;
+}
+
+Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Events events) {
+  return Checker(jTask, jTasks, events).run();
+}
+
+Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
+                          Events events) {
+  const Json::Value jOthers = tasksBesides(jTasks, textOf(jBefore, "task_name"), textOf(jTask, "task_name"));
+  Findings all = Checker(jTask, jOthers, events).run();
+  Findings findings;
+  findings.vecWarnings = std::move(all.vecWarnings);
+  for (Finding& finding : all.vecErrors) {
+    const char* szMember = finding.strMember.c_str();
+    const bool blStays = memberOf(jTask, szMember) == memberOf(jBefore, szMember);
+    (blStays ? findings.vecWarnings : findings.vecErrors).push_back(std::move(finding));
+  }
+  return findings;
 }
 
 }  // namespace Host

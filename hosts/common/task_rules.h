@@ -1,5 +1,5 @@
 /// \file task_rules.h
-/// What a new task must look like before it may be stored: the library stores whatever it is given.
+/// What a task must look like before it may be stored: the library stores whatever it is given.
 
 #pragma once
 
@@ -20,14 +20,31 @@ struct Findings {
   std::vector<Finding> vecWarnings;  ///< it may, but will hardly do what is meant
 };
 
+/// Which events a task may be bound to.
+enum class Events {
+  CATALOGUE,  ///< those of the installed catalogue
+  ANY,        ///< any, for whoever fires events of his own
+};
+
 /// Gives the members that a record lacks and that have a usual value.
 /// \param jTask  object: a task record in the form of the user interface; changed in place.
 void fillDefaults(Json::Value& jTask);
 
+/// Gives the members of a stored record that a request may set, in the form of the user interface: `owner` is an
+/// object of one member, the uid in decimal, whose value is the user's name, or empty when there is no such user.
+Json::Value requestOf(const Json::Value& jStored);
+
 /// Looks a new task over and reports everything at once.
-/// \param jTask   a task record in the form of the user interface: `owner` is an object of one member, the uid
-///                in decimal, whose value is the user's name.
+/// \param jTask   a task record in the form of the user interface.
 /// \param jTasks  array: the stored task records.
-Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks);
+Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Events events);
+
+/// Looks a changed task over. What is wrong with a member that stays as it is has not come in now: it is only a
+/// warning, so that one fault does not keep another one from being mended.
+/// \param jTask    a task record in the form of the user interface; it may have a new name.
+/// \param jBefore  the same as it is stored, from requestOf().
+/// \param jTasks   array: the stored task records.
+Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
+                          Events events);
 
 }  // namespace Host
