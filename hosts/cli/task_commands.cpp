@@ -1,17 +1,8 @@
-/// eorva task list|show|delete
+/// eorva task list|show
 
-#include <chrono>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <iostream>
-#include <sqlite3.h>
-#include <thread>
-#include <unistd.h>
 
-#include "eorvascheduler.h"
-#include "orva_platform.h"
-
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
@@ -32,11 +23,6 @@ struct ListOptions {
 struct ShowOptions {
   std::string strTask;
   bool blJson = false;
-};
-
-struct DeleteOptions {
-  std::string strTask;
-  bool blYes = false;
 };
 
 /// How the newest run of a task ended; its members are copies of that run's.
@@ -97,6 +83,11 @@ std::string mailText(const Json::Value& jTask) {
   return textOf(jTask, "notify_mail") + (boolOf(jTask, "notify_if_error") ? " (when it did not end with 0)" : "");
 }
 
+std::string timeLimitText(const Json::Value& jTask) {
+  const Json::Int64 iLimit = Host::intOf(jTask, "time_limit");
+  return iLimit == 0 ? "-" : durationText(iLimit);
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   Host::Session session;
   const Json::Value jTask = Host::requireTask(session, options.strTask);
@@ -108,10 +99,12 @@ int runShow(const Context&, const ShowOptions& options) {
   printFields({{"task", textOf(jTask, "task_name")},
                {"event", textOf(jTask, "event")},
                {"owner", ownerText(jTask)},
+               {"description", textOf(jTask, "description").empty() ? "-" : textOf(jTask, "description")},
                {"enabled", boolOf(jTask, "enable", true) ? "yes" : "no"},
                {"waits for", needsText(jTask)},
                {"needed by", neededByText(session, options.strTask)},
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
+               {"time limit", timeLimitText(jTask)},
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},
@@ -121,75 +114,13 @@ int runShow(const Context&, const ShowOptions& options) {
   return EXIT_DONE;
 }
 
-void confirmDelete(Host::Session& session, const std::string& strTask) {
-  const std::string strNeededBy = neededByText(session, strTask);
-  const std::string strQuestion =
-      fmt::format("deleting \"{}\" also deletes the records of its runs{}", strTask,
-                  strNeededBy == "-" ? "" : fmt::format(", and these no longer wait for it: {}", strNeededBy));
-  if (isatty(STDIN_FILENO) != 1) {
-    throw Host::Failure(fmt::format("{}: add --yes if that is meant", strQuestion));
-  }
-  fmt::print(stderr, "eorva: {}. Delete it? [y/N] ", strQuestion);
-  std::string strAnswer;
-  std::getline(std::cin, strAnswer);
-  if (strAnswer != "y" && strAnswer != "yes") {
-    throw Host::Failure(fmt::format("the task \"{}\" is not deleted", strTask));
-  }
-}
-
-void refuseWhileRunning(const Json::Value& jTask) {
-  if (const std::vector<pid_t> vecPids = Host::livePidsOf(jTask); !vecPids.empty()) {
-    throw Host::Failure(fmt::format("the task \"{}\" is running (process {}) and cannot be deleted now",
-                                    textOf(jTask, "task_name"), fmt::join(vecPids, ", ")));
-  }
-}
-
-/// One try, on a connection of its own: a failed one leaves a transaction open.
-/// \return false when another process was writing.
-bool tryDelete(const std::string& strTask) {
-  Host::Session session;
-  // Again: it may have been started while the question was open.
-  refuseWhileRunning(Host::requireTask(session, strTask));
-  Json::Value jIn(Json::objectValue);
-  jIn["task_name"] = strTask;
-  if (recDelete(session.tasks(), jIn, session.db()) >= 0) {
-    return true;
-  }
-  if ((sqlite3_errcode(session.db()) & 0xFF) != SQLITE_BUSY) {
-    throw Host::Failure(fmt::format("the store refused to delete the task \"{}\"", strTask));
-  }
-  return false;
-}
-
-int runDelete(const Context&, const DeleteOptions& options) {
-  using namespace std::chrono_literals;
-  {
-    Host::Session session;
-    refuseWhileRunning(Host::requireTask(session, options.strTask));
-    if (!options.blYes) {
-      confirmDelete(session, options.strTask);
-    }
-  }
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (!tryDelete(options.strTask)) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      throw Host::Failure(
-          fmt::format("the task \"{}\" is not deleted: other processes keep writing to the store", options.strTask));
-    }
-    std::this_thread::sleep_for(50ms);
-  }
-  fmt::print("deleted {}\n", options.strTask);
-  return EXIT_DONE;
-}
-
 }  // namespace
 
 void addTaskCommands(CLI::App& app, Context& context) {
-  CLI::App* pTask = addCommand(app, "task", "Add, show and delete tasks.",
+  CLI::App* pTask = addCommand(app, "task", "Add, show and change tasks.",
                                "  eorva task list --event bootup\n"
                                "  eorva task show disk-usage\n");
   pTask->require_subcommand(1);
-  addTaskAddCommand(*pTask, context);
 
   auto pList = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.", "  eorva task list --event bootup --json\n");
@@ -203,12 +134,9 @@ void addTaskCommands(CLI::App& app, Context& context) {
   pCommand->add_flag("--json", pShow->blJson, "as JSON: the record");
   onCommand(pCommand, context, pShow, &runShow);
 
+  addTaskAddCommand(*pTask, context);
+  addTaskEditCommands(*pTask, context);
+  addTaskCopyCommand(*pTask, context);
+  addTaskRenameCommands(*pTask, context);
   addGraphCommand(*pTask, context);
-
-  auto pDelete = std::make_shared<DeleteOptions>();
-  pCommand = addCommand(*pTask, "delete", "Delete a task, its place in other tasks' lists, and its run records.",
-                        "  eorva task delete disk-usage --yes\n");
-  pCommand->add_option("task", pDelete->strTask, "its name")->required()->type_name("TASK");
-  pCommand->add_flag("--yes", pDelete->blYes, "do not ask");
-  onCommand(pCommand, context, pDelete, &runDelete);
 }

@@ -7,7 +7,8 @@ setup() { fresh_store; }
 
 @test "help shows examples for every command" {
   local command
-  for command in "" init task "task add" "task list" "task show" "task graph" "task delete" fire run runs \
+  for command in "" init task "task add" "task list" "task show" "task graph" "task delete" "task edit" "task enable" \
+    "task disable" "task copy" "task rename" fire run runs \
     "runs list" "runs show" "runs output" "runs script" config "config show" "config set" share "share list"; do
     # shellcheck disable=SC2086
     run -0 --separate-stderr eorva $command --help

@@ -18,7 +18,7 @@ fresh_store() {
 add_task() {
   local name=$1 event=$2 owner=$3 script=$4
   shift 4
-  printf '%s\n' "$script" | eorva task add "$name" --event "$event" --owner "$owner" --script - "$@" >/dev/null
+  printf '%s\n' "$script" | eorva task add "$name" --event "$event" --any-event --owner "$owner" --script - "$@" >/dev/null
 }
 
 # run_of TASK: the number of its newest run.

@@ -1,0 +1,20 @@
+#include "confirm.h"
+
+#include <cstdio>
+#include <fmt/format.h>
+#include <iostream>
+#include <unistd.h>
+
+#include "common/failure.h"
+
+void confirm(const std::string& strConsequence, const std::string& strQuestion, const std::string& strRefused) {
+  if (isatty(STDIN_FILENO) != 1) {
+    throw Host::Failure(fmt::format("{}: add --yes if that is meant", strConsequence));
+  }
+  fmt::print(stderr, "eorva: {}. {} [y/N] ", strConsequence, strQuestion);
+  std::string strAnswer;
+  std::getline(std::cin, strAnswer);
+  if (strAnswer != "y" && strAnswer != "yes") {
+    throw Host::Failure(strRefused);
+  }
+}

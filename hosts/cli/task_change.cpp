@@ -1,0 +1,87 @@
+#include "task_change.h"
+
+#include <chrono>
+#include <fmt/format.h>
+#include <thread>
+
+#include "eorvascheduler.h"
+
+#include "common/failure.h"
+#include "common/json_read.h"
+#include "common/reconcile.h"
+#include "common/session.h"
+#include "common/task_lock.h"
+#include "task_options.h"
+
+namespace {
+
+/// The members that are new or different.
+Json::Value differences(const Json::Value& jTask, const Json::Value& jBefore) {
+  Json::Value jUpdate(Json::objectValue);
+  for (const std::string& strMember : jTask.getMemberNames()) {
+    if (!jBefore.isMember(strMember) || jBefore[strMember] != jTask[strMember]) {
+      jUpdate[strMember] = jTask[strMember];
+    }
+  }
+  return jUpdate;
+}
+
+void checkChange(const std::string& strTask, const Json::Value& jTask, const Json::Value& jBefore,
+                 const std::optional<std::string>& strScript) {
+  if (strScript && Host::textOf(jBefore, "operation") != *strScript) {
+    throw Host::Failure(fmt::format("the script of \"{}\" was changed by somebody else meanwhile", strTask));
+  }
+  if (Host::textOf(jTask, "task_name") != strTask) {
+    throw Host::Failure(
+        fmt::format("the record has another task_name than \"{}\": 'eorva task rename' gives a task a "
+                    "new name",
+                    strTask));
+  }
+}
+
+/// One try, in one transaction. \return the members that were changed.
+Json::Value store(Host::Session& session, const std::string& strTask, const Json::Value& jChanges, Host::Events events,
+                  const std::optional<std::string>& strScript) {
+  Host::WriteLock lock(session);
+  const Json::Value jBefore = Host::requestOf(Host::requireTask(session, strTask));
+  Json::Value jTask = jBefore;
+  for (const std::string& strMember : jChanges.getMemberNames()) {
+    jTask[strMember] = jChanges[strMember];
+  }
+  checkChange(strTask, jTask, jBefore, strScript);
+  reportFindings(strTask, Host::checkChangedTask(jTask, jBefore, Host::listTasks(session), events), "changed");
+  const Json::Value jDifferent = differences(jTask, jBefore);
+  Json::Value jUpdate = jDifferent;
+  jUpdate["task_name"] = strTask;
+  if ((jUpdate.isMember("owner") && taskPreAction(jUpdate) < 0) ||
+      recUpdate(session.tasks(), jUpdate, session.db()) < 0) {
+    throw Host::Failure(fmt::format("the store refused to change the task \"{}\"", strTask));
+  }
+  lock.commit();
+  return jDifferent;
+}
+
+/// The end of a run writes back the whole record that was read a moment before; a change that came in between is
+/// made again.
+void makeSure(Host::Session& session, const std::string& strTask, Json::Value jDifferent) {
+  while (!Host::livePidsOf(session, strTask).empty()) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const Json::Value jNow = Host::requestOf(Host::requireTask(session, strTask));
+    if (differences(jDifferent, jNow).empty()) {
+      return;
+    }
+    store(session, strTask, jDifferent, Host::Events::ANY, std::nullopt);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
+                                    const std::optional<std::string>& strScript) {
+  Host::Session session;
+  Host::requireTask(session, strTask);
+  const Host::TaskChange change(session, {strTask}, "changed", Host::TaskChange::Running::ALLOWED);
+  const Json::Value jDifferent = store(session, strTask, jChanges, events, strScript);
+  makeSure(session, strTask, jDifferent);
+  return jDifferent.getMemberNames();
+}

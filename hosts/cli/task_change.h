@@ -1,0 +1,19 @@
+/// \file task_change.h
+/// Storing changed members of a task.
+
+#pragma once
+
+#include <json/value.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/task_rules.h"
+
+/// Changes a task, after it has been looked over.
+/// \param jChanges   members in the form of the user interface.
+/// \param strScript  when given, the script that must still be there: the change was made from it.
+/// \return the members that are different now.
+/// \throw Host::Failure with all that is wrong; the task stays as it is then.
+std::vector<std::string> changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
+                                    const std::optional<std::string>& strScript = std::nullopt);

@@ -1,0 +1,49 @@
+/// \file task_options.h
+/// The options that set the members of a task, and what is said about what they set.
+
+#pragma once
+
+#include <json/value.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/task_rules.h"
+#include "context.h"
+
+/// What was typed; nothing stands for "as it is".
+struct TaskOptions {
+  std::string strRecord;
+  std::string strScript;
+  std::optional<std::string> strEvent;
+  std::optional<std::string> strOwner;
+  std::optional<std::string> strMail;
+  std::optional<std::string> strDescription;
+  std::optional<Json::Int64> iTimeLimit;
+  std::vector<std::string> vecAfter;
+  bool blAnyEvent = false;
+  bool blNoAfter = false;
+  bool blEnabled = false;
+  bool blDisabled = false;
+  bool blParallel = false;
+  bool blNoParallel = false;
+  bool blNoMail = false;
+  bool blMailIfError = false;
+  bool blMailAlways = false;
+
+  Host::Events events() const { return blAnyEvent ? Host::Events::ANY : Host::Events::CATALOGUE; }
+};
+
+/// Adds the options to a subcommand. \return the one that reads a whole record.
+CLI::Option* addTaskOptions(CLI::App* pCommand, TaskOptions& options);
+
+/// Tells whether any member was set.
+bool setsMember(const TaskOptions& options);
+
+/// Sets the members that were typed.
+/// \param jTask  a task record in the form of the user interface; changed in place.
+void setMembers(const TaskOptions& options, Json::Value& jTask);
+
+/// Shows the warnings. \throw Host::Failure with all errors, when there are any.
+/// \param szDone  what does not happen then: "added", "changed".
+void reportFindings(const std::string& strTask, const Host::Findings& findings, const char* szDone);

@@ -1,0 +1,258 @@
+#!/usr/bin/env bats
+# Changing tasks: options, the editor, switching on and off, copies.
+
+load common
+
+setup() { fresh_store; }
+
+# member TASK FILTER: of its record, as JSON.
+member() { eorva task show "$1" --json | jq -c "$2"; }
+
+# editor TEXT: $EDITOR becomes a program that does this with the file $1.
+editor() {
+  printf '#!/bin/sh\n%s\n' "$1" >"$BATS_TEST_TMPDIR/editor"
+  chmod +x "$BATS_TEST_TMPDIR/editor"
+  export EDITOR="$BATS_TEST_TMPDIR/editor"
+  unset VISUAL
+}
+
+edits_left() { find /var/tmp -path '/var/tmp/eorva-edit.*' -type f; }
+
+@test "each option changes its member and no other" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0'
+  add_task it bootup alice 'exit 0'
+  local before after option
+  while IFS='|' read -r option members; do
+    before=$(member it .)
+    # shellcheck disable=SC2086
+    run -0 eorva task edit it $option
+    after=$(member it .)
+    same "what '$option' changed" "$members" \
+      "$(jq -cn --argjson a "$before" --argjson b "$after" '[$b | to_entries[] | select($a[.key] != .value) | .key] - ["owner_name", "waits_for"]')"
+  done <<'T'
+--owner bob|["owner"]
+--after first --after second|["depend_on_task"]
+--after second|["depend_on_task"]
+--no-after|["depend_on_task"]
+--event shutdown|["event"]
+--disabled|["enable"]
+--enabled|["enable"]
+--parallel|["run_the_same_time"]
+--no-parallel|["run_the_same_time"]
+--mail root,a@example.org|["notify_enable","notify_mail"]
+--mail-if-error|["notify_if_error"]
+--mail-always|["notify_if_error"]
+--no-mail|["notify_enable"]
+--time-limit 90|["time_limit"]
+--description nightly|["description"]
+T
+  same "at the end" '[7002,"","shutdown",true,false,false,"root,a@example.org",90,"nightly"]' \
+    "$(member it '[.owner, .depend_on_task, .event, .enable, .run_the_same_time, .notify_enable, .notify_mail, .time_limit, .description]')"
+  run -0 eorva task show it
+  says "time limit:            1 min 30 s"
+  says "description:           nightly"
+}
+
+@test "a change says what is different, or that nothing is" {
+  add_task it bootup alice 'exit 0'
+  run -0 eorva task edit it --event shutdown --mail root
+  same "answer" "changed it (event, notify_enable, notify_mail)" "$output"
+  run -0 eorva task edit it --event shutdown
+  same "answer" "nothing is different: it stays as it is" "$output"
+}
+
+@test "all that is wrong with a change is said at once, and nothing is changed" {
+  add_task elsewhere shutdown alice 'exit 0'
+  add_task it bootup alice 'exit 0'
+  local before
+  before=$(member it .)
+  run -1 --separate-stderr eorva task edit it --event Bootup --owner nobody-at-all --after ghost --after elsewhere \
+    --mail 'x y' --time-limit -1 --description $'two\nlines'
+  complains 'the task "it" is not changed:'
+  complains 'event: there is no event "Bootup"; --any-event binds the task to it all the same'
+  complains 'owner: there is no user "nobody-at-all"'
+  complains 'depend_on_task: there is no task "ghost"'
+  complains 'depend_on_task: "elsewhere" belongs to the event "shutdown"'
+  complains 'notify_mail: "x y" is no mail address'
+  complains 'time_limit: must be a number of seconds from 0'
+  complains 'description: must be one line'
+  same "the record" "$before" "$(member it .)"
+}
+
+@test "a task is bound to an event of one's own only when that is said" {
+  run -1 --separate-stderr eorva task add it --event my-event --owner alice --script /dev/null
+  complains 'event: there is no event "my-event"; --any-event'
+  run -0 eorva task add it --event my-event --any-event --owner alice --script /dev/null
+  run -0 eorva task edit it --parallel
+  run -1 --separate-stderr eorva task edit it --event other-event
+  run -0 eorva task edit it --event other-event --any-event
+}
+
+@test "a fault that is there already does not keep another member from being changed" {
+  useradd --uid 7010 carol
+  add_task it bootup carol 'exit 0'
+  userdel carol
+  run -0 --separate-stderr eorva task edit it --event shutdown
+  complains 'warning: task "it": owner: there is no user with the id 7010'
+  run -0 --separate-stderr eorva task disable it
+  run -0 --separate-stderr eorva task edit it --owner alice
+  [[ $stderr != *"no user"* ]]
+  same "owner" 7001 "$(member it .owner)"
+}
+
+@test "a task does not move away from those that wait for it" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0' --after first
+  run -1 --separate-stderr eorva task edit first --event shutdown
+  complains 'event: "second" waits for this task and belongs to the event "bootup"'
+  run -0 eorva task edit second --no-after
+  run -0 eorva task edit first --event shutdown
+}
+
+@test "a circle is refused, and one that is there can be mended" {
+  add_task a bootup alice 'exit 0'
+  add_task b bootup alice 'exit 0' --after a
+  add_task c bootup alice 'exit 0' --after b
+  run -1 --separate-stderr eorva task edit a --after c
+  complains 'depend_on_task: the tasks wait for each other in a circle'
+  run -1 --separate-stderr eorva task edit a --after a
+  complains 'depend_on_task: names the task itself'
+  sqlite3 "$DATABASE" "update task set depend_on_task = '[c]' where task_name = 'a'"
+  run -0 eorva task edit a --no-after
+  same "what a waits for" '""' "$(member a .depend_on_task)"
+}
+
+@test "a script comes from a file, from standard input, or in a record" {
+  add_task it bootup alice 'exit 0'
+  printf 'echo file\n' >new.sh
+  run -0 eorva task edit it --script new.sh
+  same "script" '"echo file\n"' "$(member it .operation)"
+  run -0 eorva task edit it --script - <<<'echo input'
+  same "script" '"echo input\n"' "$(member it .operation)"
+  run -0 eorva task edit it --record - <<<'{"operation": "echo record", "enable": false}'
+  same "both" '["echo record",false]' "$(member it '[.operation, .enable]')"
+  run -1 --separate-stderr eorva task edit it --record - <<<'{"task_name": "other"}'
+  complains "'eorva task rename' gives a task a new name"
+  run -1 --separate-stderr eorva task edit it --record - <<<'{"status": {}, "enable": 1}'
+  complains 'status: is no member that a request may set'
+  complains 'enable: must be true or false'
+}
+
+@test "the editor gets the script, and what it leaves is stored" {
+  add_task it bootup alice 'echo before'
+  editor 'grep -q "echo before" "$1" && case $1 in */it.sh) echo "echo after" >"$1" ;; esac'
+  run -0 --separate-stderr eorva task edit it
+  same "answer" "changed it (operation)" "$output"
+  same "script" '"echo after\n"' "$(member it .operation)"
+  same "files that are left" "" "$(edits_left)"
+}
+
+@test "VISUAL goes before EDITOR, options in it are passed on, and without both the system's editor is taken" {
+  add_task it bootup alice 'exit 0'
+  editor 'echo "echo $1" >"$2"'
+  VISUAL="$EDITOR --wait" EDITOR=false run -0 eorva task edit it
+  same "script" '"echo --wait\n"' "$(member it .operation)"
+  printf '#!/bin/sh\necho "echo system" >"$1"\n' >/usr/local/bin/sensible-editor
+  chmod +x /usr/local/bin/sensible-editor
+  EDITOR='' run -0 eorva task edit it
+  same "script" '"echo system\n"' "$(member it .operation)"
+  rm /usr/local/bin/sensible-editor
+}
+
+@test "an editor that changes nothing changes nothing" {
+  add_task it bootup alice 'exit 0'
+  editor 'true'
+  run -0 eorva task edit it
+  same "answer" "nothing is different: it stays as it is" "$output"
+  same "files that are left" "" "$(edits_left)"
+}
+
+@test "an edit that cannot be saved is kept, and the message says how to save it" {
+  add_task it bootup alice 'exit 0'
+  editor 'echo "echo precious" >"$1"; echo other | eorva task edit it --script - >/dev/null'
+  run -1 --separate-stderr eorva task edit it
+  complains 'the script of "it" was changed by somebody else meanwhile'
+  local kept
+  kept=$(edits_left)
+  same "what is kept" "echo precious" "$(cat "$kept")"
+  complains "eorva task edit 'it' --script '$kept'"
+  same "script" '"other\n"' "$(member it .operation)"
+  eval "$(tail -n 1 <<<"$stderr")"
+  same "script" '"echo precious\n"' "$(member it .operation)"
+  rm -r "$(dirname "$kept")"
+}
+
+@test "an edit is kept when the editor fails, and when the task has been deleted meanwhile" {
+  add_task it bootup alice 'exit 0'
+  editor 'echo half >"$1"; exit 3'
+  run -1 --separate-stderr eorva task edit it
+  complains 'the editor ended with 3'
+  same "what is kept" "half" "$(cat "$(edits_left)")"
+  rm -r /var/tmp/eorva-edit.*
+  editor 'echo late >"$1"; eorva task delete it --yes >/dev/null'
+  run -1 --separate-stderr eorva task edit it
+  complains 'there is no task "it"'
+  same "what is kept" "late" "$(cat "$(edits_left)")"
+  rm -r /var/tmp/eorva-edit.*
+}
+
+@test "an edit is kept when no editor is found" {
+  add_task it bootup alice 'exit 0'
+  mkdir empty
+  run -1 --separate-stderr env PATH="$PWD/empty" VISUAL='' EDITOR='' /usr/sbin/eorva task edit it
+  complains 'no editor was found: set EDITOR'
+  rm -r /var/tmp/eorva-edit.*
+}
+
+@test "tasks are switched off and on, several at once, and only all or none" {
+  add_task a bootup alice 'exit 0'
+  add_task b bootup alice 'exit 0' --disabled
+  run -0 eorva task disable a b
+  same "answers" $'disabled a\ndisabled b (it was before)' "$output"
+  run -1 --separate-stderr eorva task enable a ghost
+  complains 'there is no task "ghost"'
+  same "switched" '[false,false]' "$(eorva task list --json | jq -c 'map(.enable)')"
+  run -0 eorva task enable a b
+  same "switched" '[true,true]' "$(eorva task list --json | jq -c 'map(.enable)')"
+}
+
+@test "a copy has all of the members, apart from those that are set" {
+  add_task first bootup alice 'exit 0'
+  add_task it bootup alice 'echo it' --after first --mail root --time-limit 5 --disabled
+  eorva run it >/dev/null
+  run -0 eorva task copy it second --owner bob --enabled
+  same "answer" "added second (event bootup, owner bob)" "$output"
+  same "members" '["second",7002,"[first]","root",5,true,"echo it\n",null]' \
+    "$(member second '[.task_name, .owner, .depend_on_task, .notify_mail, .time_limit, .enable, .operation, .last_start_time]')"
+  run -1 --separate-stderr eorva task copy it second
+  complains 'task_name: is the name of another task already'
+  run -1 --separate-stderr eorva task copy it IT
+  complains 'task_name: differs from the task "it" only in what is not told apart'
+  run -1 --separate-stderr eorva task copy ghost other
+  complains 'there is no task "ghost"'
+}
+
+@test "a change while the task runs is there when it has ended" {
+  add_task it bootup alice 'exec sleep 300'
+  eorva run it >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -0 eorva task edit it --script - --disabled <<<'exit 0'
+  pkill -u alice sleep
+  wait %1 || true
+  same "members" '["exit 0\n",false,[]]' "$(member it '[.operation, .enable, .status.running]')"
+}
+
+@test "the script of a task that lies where nothing can be run gets a warning" {
+  mount -t tmpfs -o noexec,mode=0711 tmpfs "$KEPT"
+  printf 'exit 0\n' >plain.sh
+  run -0 --separate-stderr eorva task add it --event bootup --owner alice --script plain.sh
+  umount "$KEPT"
+  complains "operation: $KEPT is on a file system that runs no programs (noexec)"
+  printf '#!/usr/bin/env no-such-program\n' >env.sh
+  run -0 --separate-stderr eorva task edit it --script env.sh
+  complains "interpreter no-such-program cannot be run here"
+  printf '#!/usr/bin/env bash\nexit 0\n' >env.sh
+  run -0 --separate-stderr eorva task edit it --script env.sh
+  same "warnings" "" "$stderr"
+}

@@ -1,0 +1,154 @@
+#!/usr/bin/env bats
+# New names, and what a deleted task leaves.
+
+load common
+
+setup() { fresh_store; }
+
+@test "a new name is carried into lists, runs and output" {
+  add_task first bootup alice 'echo of the old name'
+  add_task second bootup alice 'exit 0' --after first
+  add_task third bootup alice 'exit 0' --after second --after first
+  eorva run first >/dev/null
+  run -0 --separate-stderr eorva task rename first earliest --yes
+  same "answer" "renamed first to earliest" "$output"
+  same "lists" '[["earliest",""],["second","[earliest]"],["third","[second][earliest]"]]' \
+    "$(eorva task list --json | jq -c 'map([.task_name, .depend_on_task])')"
+  same "task of run 1" '"earliest"' "$(field 1 task_name)"
+  run -0 eorva runs output 1
+  same "output of run 1" "of the old name" "$output"
+  [[ ! -e $KEPT/first ]]
+}
+
+@test "a new name is looked over like that of a new task" {
+  add_task it bootup alice 'exit 0'
+  add_task other_1 bootup alice 'exit 0'
+  local name
+  for name in '../up' 'a;b' '' ' x' 'a[b' "$(printf 'x%.0s' {1..65})" -- other_1 OTHER_1 other-1 it; do
+    [[ $name == -- ]] && continue
+    run -1 --separate-stderr eorva task rename it "$name" --yes
+    [[ $stderr == *"task_name: "* || $stderr == *"has that name already"* ]] || { echo "$name: $stderr" >&2; return 1; }
+  done
+  same "tasks" '["it","other_1"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+  run -0 eorva task rename it IT --yes
+  run -1 --separate-stderr eorva task rename ghost name --yes
+  complains 'there is no task "ghost"'
+}
+
+@test "a name that is no good can be left behind" {
+  add_task it bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0' --after it
+  sqlite3 "$DATABASE" "pragma foreign_keys = on; update task set task_name = '../it' where task_name = 'it';
+    update task set depend_on_task = '[../it]' where task_name = 'second'"
+  run -0 eorva task rename ../it it --yes
+  same "lists" '[["it",""],["second","[it]"]]' "$(eorva task list --json | jq -c 'map([.task_name, .depend_on_task])')"
+}
+
+@test "rename says who waits for the task, and believes only a yes" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0' --after first
+  run -1 --separate-stderr eorva task rename first earliest </dev/null
+  complains 'and these wait for "earliest" then: second'
+  complains 'add --yes if that is meant'
+  run -1 script -qec 'eorva task rename first earliest' /dev/null <<<'n'
+  same "tasks" '["first","second"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+  run -0 script -qec 'eorva task rename first earliest' /dev/null <<<'y'
+  same "tasks" '["earliest","second"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+}
+
+@test "a task that runs gets no new name" {
+  add_task long bootup alice 'exec sleep 300'
+  eorva run long >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -1 --separate-stderr eorva task rename long short --yes
+  complains 'the task "long" is running (process '
+  complains 'cannot be renamed now'
+  pkill -u alice sleep
+  wait %1 || true
+  run -0 eorva task rename long short --yes
+}
+
+@test "when the store refuses, the output folder has its old name again" {
+  add_task it bootup alice 'echo kept'
+  eorva run it >/dev/null
+  sqlite3 "$DATABASE" "create trigger no before update of task_name on task begin select raise(abort, 'no'); end"
+  run -1 --separate-stderr eorva task rename it other --yes
+  complains 'the store refused to rename the task "it"'
+  run -0 eorva runs output 1
+  same "output" kept "$output"
+  [[ ! -e $KEPT/other ]]
+}
+
+@test "when the output folder cannot be moved, the task keeps its name" {
+  add_task it bootup alice 'echo kept'
+  eorva run it >/dev/null
+  chmod 777 "$KEPT"
+  run -1 --separate-stderr eorva task rename it other --yes
+  complains "the output folder $KEPT may be changed by others"
+  chmod 711 "$KEPT"
+  same "tasks" '["it"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+  run -0 eorva runs output 1
+}
+
+@test "a folder that has the new name already is put aside, and a link is not followed" {
+  add_task it bootup alice 'echo kept'
+  eorva run it >/dev/null
+  mkdir target
+  ln -s "$PWD/target" "$KEPT/other"
+  run -0 eorva task rename it other --yes
+  [[ -L $KEPT/other~1 && -d $KEPT/other && ! -L $KEPT/other ]]
+  run -0 eorva runs output 1
+  same "output" kept "$output"
+  mv "$KEPT/other" elsewhere
+  ln -s "$PWD/elsewhere" "$KEPT/other"
+  run -0 eorva task rename other third --yes
+  [[ -L $KEPT/third ]]
+  run -1 --separate-stderr eorva runs output 1
+  complains "it is no folder, or a link"
+}
+
+@test "a name is carried along where output has been switched off meanwhile" {
+  add_task it bootup alice 'echo kept'
+  eorva run it >/dev/null
+  jq '.eorvascheduler.enable_output = false' "$STORE/eorvascheduler-conf.json" >conf.json
+  cp conf.json "$STORE/eorvascheduler-conf.json"
+  run -0 eorva task rename it other --yes
+  [[ -d $KEPT/other && ! -e $KEPT/it ]]
+}
+
+@test "a list that names the task twice is to be mended first" {
+  add_task it bootup alice 'exit 0'
+  add_task twice bootup alice 'exit 0' --after it
+  sqlite3 "$DATABASE" "update task set depend_on_task = '[it][it]' where task_name = 'twice'"
+  run -1 --separate-stderr eorva task rename it other --yes
+  complains "the task \"twice\" lists \"it\" twice: set its list anew, with 'eorva task edit twice --after it"
+  run -1 --separate-stderr eorva task delete it --yes
+  run -0 eorva task edit twice --after it
+  run -0 eorva task rename it other --yes
+}
+
+@test "the output of a deleted task is put aside, and another owner can take the name" {
+  add_task it bootup alice 'echo hers'
+  eorva run it >/dev/null
+  run -0 --separate-stderr eorva task delete it --yes
+  complains "its output is kept in $KEPT/it~1"
+  same "what it printed" hers "$(cat "$KEPT"/it~1/*/output.log)"
+  add_task it bootup bob 'echo his'
+  run -0 eorva run it
+  same "what it prints" his "$(eorva runs output "$(run_of it)")"
+  run -0 --separate-stderr eorva task delete it --yes
+  complains "its output is kept in $KEPT/it~2"
+}
+
+@test "other writers make a change of name wait, not fail" {
+  add_task it bootup alice 'exit 0'
+  # A writer that holds the lock, lets go, and takes it again, until the name has changed.
+  (for ((i = 0; i < 1000; i++)); do
+    sqlite3 "$DATABASE" ".timeout 10000" "begin immediate; select sum(value) from generate_series(1, 20000); commit" >/dev/null
+    [[ -e renamed ]] && break
+  done) 3>&- &
+  run -0 eorva task rename it other --yes
+  touch renamed
+  wait
+  same "tasks" '["other"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+}
