@@ -1,9 +1,13 @@
 // The configuration file: one object of sections.
 
+#include <array>
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
+#include <climits>
+#include <filesystem>
+#include <optional>
+#include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "config/own_section.h"
 #include "store/json_file.h"
@@ -24,11 +28,22 @@ bool configIsMissing() {
   return 0 != stat(EORVA_SCHEDULER_CONFIG_PATH, &info) && ENOENT == errno;
 }
 
-// An administrator may keep the file elsewhere and leave a link here: it is the file that is to be replaced.
-std::string writtenPath() {
-  const std::unique_ptr<char, decltype(&std::free)> szResolved(realpath(EORVA_SCHEDULER_CONFIG_PATH, nullptr),
-                                                               &std::free);
-  return szResolved ? szResolved.get() : EORVA_SCHEDULER_CONFIG_PATH;
+// An administrator may keep the file elsewhere and leave a link here: it is the file that is to be replaced. When it
+// is not there, the link still says where it belongs; its folder may be on a volume that is not mounted yet.
+// Nothing when the way there cannot be read.
+std::optional<std::string> writtenPath() {
+  constexpr int LINKS_FOLLOWED = 40;
+  std::filesystem::path path = EORVA_SCHEDULER_CONFIG_PATH;
+  for (int i = 0; i < LINKS_FOLLOWED; ++i) {
+    std::array<char, PATH_MAX> szTarget{};
+    const ssize_t cb = readlink(path.c_str(), szTarget.data(), szTarget.size() - 1);
+    if (0 > cb) {
+      return EINVAL == errno || ENOENT == errno ? std::optional<std::string>(path.string()) : std::nullopt;
+    }
+    path = path.parent_path() / std::string(szTarget.data(), static_cast<std::size_t>(cb));
+  }
+  errno = ELOOP;
+  return std::nullopt;
 }
 
 int createConfig() {
@@ -70,7 +85,8 @@ int writeSection(const Json::Value& jIn) {
   Json::Value jConfig;
   FAIL_IF(0 > configGet(jNull, jConfig));
   jConfig[jIn["type"].asString()] = jIn;
-  FAIL_IF_AS(!toFile(jConfig, writtenPath(), true), "!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)");
+  const std::optional<std::string> strPath = writtenPath();
+  FAIL_IF_AS(!strPath || !toFile(jConfig, *strPath, true), "!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)");
   FAIL_IF(0 > chmod(EORVA_SCHEDULER_CONFIG_PATH, 0644));
   return 0;
 }

@@ -193,8 +193,9 @@ int eorvaFake_openat(int iFd, const char* szPath, int iFlags, ...) {
   return answer ? answer->result(-1) : ::openat(iFd, szPath, iFlags, mode);
 }
 
-char* eorvaFake_realpath(const char* szPath, char* szResolved) {
-  return fakes().systemCall("realpath", szPath) ? nullptr : ::realpath(szPath, szResolved);
+ssize_t eorvaFake_readlink(const char* szPath, char* szTarget, size_t cb) {
+  const auto answer = fakes().systemCall("readlink", szPath);
+  return answer ? answer->result(-1) : ::readlink(szPath, szTarget, cb);
 }
 
 // Never fails.

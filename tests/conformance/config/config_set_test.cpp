@@ -115,6 +115,37 @@ TEST_F(ConfigSet, LinkInPlaceOfTheFileIsKeptAndItsFileReplaced) {
   EXPECT_EQ(json(readFile(dir.path("elsewhere.json")))["other"], jIn);
 }
 
+TEST_F(ConfigSet, LinkThatLeadsNowhereIsKeptAndItsFileCreated) {
+  const TempDir dir;
+  std::filesystem::create_symlink(dir.path("elsewhere.json"), dir.path("link"));
+  std::filesystem::create_symlink(dir.path("link"), CONFIG_PATH);
+  Json::Value jIn = json("{'type': 'other', 'n': 2}");
+  EXPECT_EQ(configSet(jIn), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(CONFIG_PATH));
+  EXPECT_TRUE(std::filesystem::is_symlink(dir.path("link")));
+  EXPECT_EQ(json(readFile(dir.path("elsewhere.json")))["other"], jIn);
+}
+
+TEST_F(ConfigSet, LinkIntoAFolderThatIsNotThereIsKept) {
+  // As when the volume that holds the file is not mounted yet: nothing must take its place meanwhile.
+  std::filesystem::create_symlink("not-mounted/elsewhere.json", CONFIG_PATH);
+  expectFailure("!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)", UTIL).withErrno(ENOENT);
+  Json::Value jIn = json("{'type': 'other'}");
+  EXPECT_EQ(configSet(jIn), -1);
+  EXPECT_EQ(std::filesystem::read_symlink(CONFIG_PATH), "not-mounted/elsewhere.json");
+  EXPECT_EQ(filesInFolder().size(), 1U);
+}
+
+TEST_F(ConfigSet, LinkThatCannotBeReadIsKept) {
+  const TempDir dir;
+  std::filesystem::create_symlink(dir.path("elsewhere.json"), CONFIG_PATH);
+  fakes().fail("readlink").withErrno(EIO);
+  expectFailure("!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)", UTIL).withErrno(EIO);
+  Json::Value jIn = json("{'type': 'other'}");
+  EXPECT_EQ(configSet(jIn), -1);
+  EXPECT_TRUE(std::filesystem::is_symlink(CONFIG_PATH));
+}
+
 TEST_F(ConfigSet, StoresUnderAnyName) {
   Json::Value jIn = json("{'type': ''}");
   EXPECT_EQ(configSet(jIn), 0);
