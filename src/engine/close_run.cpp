@@ -39,7 +39,7 @@ int checkArguments(const Json::Value& jTask, const OrvaJsonDbApi* pApi, const Or
 bool readExitCode(const std::string& strPath, const Json::Value& jOwner, Json::Value& jExit) {
   constexpr off_t CB_MOST = 64 * 1024;
   struct stat info{};
-  const FileDescriptor file = openRegular(strPath, O_NOFOLLOW, info);
+  const FileDescriptor file = openRegular(strPath, O_NOFOLLOW, info, Leased::FAIL);
   if (!file.isOpen() || info.st_nlink != 1 || info.st_size > CB_MOST) {
     return false;
   }

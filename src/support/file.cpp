@@ -6,7 +6,7 @@
 
 namespace {
 
-// Waits for a file server to give up its lease on a file: as long as the system allows, for a regular file only.
+// Only a regular file can be under a lease.
 int openLeased(const std::string& strPath, int iFlags) {
   const Orva::FileDescriptor found(open(strPath.c_str(), O_PATH | O_CLOEXEC | iFlags));
   struct stat info{};
@@ -18,9 +18,10 @@ int openLeased(const std::string& strPath, int iFlags) {
 }
 
 // A pipe may stand there, whose other end never comes.
-int openWithoutWaiting(const std::string& strPath, int iFlags) {
+int openForReading(const std::string& strPath, int iFlags, Orva::Leased leased) {
   const int iFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | iFlags);
-  return iFd < 0 && EWOULDBLOCK == errno ? openLeased(strPath, iFlags) : iFd;
+  const bool blWait = iFd < 0 && EWOULDBLOCK == errno && Orva::Leased::WAIT == leased;
+  return blWait ? openLeased(strPath, iFlags) : iFd;
 }
 
 }  // namespace
@@ -40,8 +41,8 @@ bool isMissing(const std::string& strPath) {
   return 0 != access(strPath.c_str(), F_OK) && (ENOENT == errno || ENOTDIR == errno);
 }
 
-FileDescriptor openRegular(const std::string& strPath, int iFlags, struct stat& info) {
-  const int iFd = openWithoutWaiting(strPath, iFlags);
+FileDescriptor openRegular(const std::string& strPath, int iFlags, struct stat& info, Leased leased) {
+  const int iFd = openForReading(strPath, iFlags, leased);
   if (iFd < 0) {
     return FileDescriptor();
   }

@@ -1,5 +1,7 @@
 // The exit-code file that a child leaves, and what others may have put in its place.
 
+#include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,6 +52,18 @@ TEST_F(ExitCodeFile, IsTakenAsItStands) {
 TEST_F(ExitCodeFile, MayBelongToTheTasksOwner) {
   ASSERT_EQ(::chown(exitCodePath().c_str(), OWNER, OWNER), 0);
   expectClosedWith("{'exit_type': 'normal', 'exit_code': 3}");
+}
+
+TEST_F(ExitCodeFile, UnderALeaseIsNotWaitedFor) {
+  // A lease on a file in this folder can be anybody's, who may keep it for as long as the system allows.
+  const int iFd = ::open(exitCodePath().c_str(), O_RDWR | O_CLOEXEC);
+  ::signal(SIGIO, SIG_IGN);
+  ASSERT_EQ(::fcntl(iFd, F_SETLEASE, F_WRLCK), 0);
+  expectNoExitInfo().withErrno(EWOULDBLOCK);
+  expectClosedWith("{}");
+  ::close(iFd);
+  ::signal(SIGIO, SIG_DFL);
+  EXPECT_FALSE(fileExists(exitCodePath()));
 }
 
 TEST_F(ExitCodeFile, MissingClosesTheRunWithoutExitInformation) {

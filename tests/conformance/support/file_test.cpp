@@ -3,6 +3,7 @@
 #include "support/file.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -41,6 +42,20 @@ TEST_F(File, RegularFileUnderALeaseIsWaitedFor) {
   std::string strContent;
   EXPECT_TRUE(readUpTo(file.get(), info.st_size, strContent));
   EXPECT_EQ(strContent, "text");
+}
+
+TEST_F(File, NobodyWaitsForALeaseWhoWasToldNotTo) {
+  writeFile(m_strPath, "text");
+  const int iFd = ::open(m_strPath.c_str(), O_RDWR | O_CLOEXEC);
+  // The breaking of the lease is announced by a signal, which would end this process.
+  ::signal(SIGIO, SIG_IGN);
+  ASSERT_EQ(::fcntl(iFd, F_SETLEASE, F_WRLCK), 0);
+  struct stat info{};
+  EXPECT_FALSE(openRegular(m_strPath, 0, info, Leased::FAIL).isOpen());
+  EXPECT_EQ(errno, EWOULDBLOCK);
+  ::close(iFd);
+  ::signal(SIGIO, SIG_DFL);
+  EXPECT_TRUE(openRegular(m_strPath, 0, info, Leased::FAIL).isOpen());
 }
 
 TEST_F(File, AnythingElseThatWouldBlockIsNot) {
