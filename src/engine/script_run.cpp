@@ -1,8 +1,10 @@
 #include "engine/script_run.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +13,7 @@
 #include "engine/script_file.h"
 #include "store/json_file.h"
 #include "support/event_log.h"
+#include "support/file.h"
 #include "support/json_read.h"
 #include "support/log.h"
 
@@ -67,14 +70,21 @@ int nameTemporaryOutput(ScriptRun& run) {
   return 0;
 }
 
-// The shell follows links and writes to what is there. A trap in the output's place is refused in its stead, with the
-// status by which a shell says that it could not open the output of a command.
-bool isOutputSafe(const ScriptRun& run) {
-  struct stat info{};
-  if (run.strOutput.empty() || 0 != lstat(run.strOutput.c_str(), &info)) {
+// The shell follows links and writes to what is there. So the output is created before, in the owner's name: where only
+// its owner may remove it, as in a temporary folder, nobody can put anything else in its place any more. Whatever else
+// keeps it from being created, the shell says so itself.
+bool claimOutput(const ScriptRun& run) {
+  // A quote in the path breaks the command: the shell opens something else, if anything.
+  if (run.strOutput.empty() || std::string::npos != run.strOutput.find('\'')) {
     return true;
   }
-  return S_ISREG(info.st_mode) && 1 == info.st_nlink && geteuid() == info.st_uid;
+  const FileDescriptor created(open(run.strOutput.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+  if (created.isOpen() || EEXIST != errno) {
+    return true;
+  }
+  struct stat info{};
+  return 0 == lstat(run.strOutput.c_str(), &info) && S_ISREG(info.st_mode) && 1 == info.st_nlink &&
+         geteuid() == info.st_uid;
 }
 
 std::string commandOf(const ScriptRun& run) {
@@ -85,9 +95,10 @@ std::string commandOf(const ScriptRun& run) {
 }
 
 int runScript(const ScriptRun& run) {
+  // As of a shell that could not open the output of a command.
   constexpr int STATUS_CANNOT_REDIRECT = 2 << 8;
   const std::string strCmd = commandOf(run);
-  if (!isOutputSafe(run)) {
+  if (!claimOutput(run)) {
     LOG_ERROR("output is no plain file of the owner, path=%s", run.strOutput.c_str());
     return STATUS_CANNOT_REDIRECT;
   }

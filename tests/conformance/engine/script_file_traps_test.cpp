@@ -21,6 +21,28 @@ protected:
     return fakes().strTmpFolder + "/eorvascheduler.output." + std::to_string(::getpid());
   }
   static std::string exitCodeOfThisProcess() { return "/tmp/eorvascheduler_exit_code." + std::to_string(::getpid()); }
+  /// What a stranger tries while the run goes on; it may fail.
+  static void asStranger(const std::function<void()>& attempt) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+      if (::setuid(UID_STRANGER) == 0) {
+        try {
+          attempt();
+        } catch (const std::exception&) {
+        }
+      }
+      ::_exit(0);
+    }
+    ::waitpid(pid, nullptr, 0);
+  }
+  static void replaceWith(const Trap& trap, const std::string& strPlace, const std::string& strVictim) {
+    ::unlink(strPlace.c_str());
+    const std::string strTrap = strPlace + ".trap";
+    trap.plant(strTrap, strVictim);
+    ::rename(strTrap.c_str(), strPlace.c_str());
+    ::unlink(strTrap.c_str());
+    ::rmdir(strTrap.c_str());
+  }
   void expectRefused(const std::string& strOutput, const Json::Value& jTask) {
     expectLine("output is no plain file of the owner, path=" + strOutput, LIB).inChild();
     EXPECT_EQ(takeExitInfo(jTask), exitInfo("by_signal", 2)) << "as of a shell that cannot open it";
@@ -62,7 +84,9 @@ TEST_F(RunTraps, AnOutputTrapThatIsLaidWhileTheRunStartsIsRefused) {
       }
       fakes().forgetCalls();
       const Victim victim;
-      fakes().before("lstat", [&] { trap.plant(outputOfThisProcess(), victim.path()); }).inChild();
+      fakes()
+          .before("open(" + fakes().strTmpFolder, [&] { trap.plant(outputOfThisProcess(), victim.path()); })
+          .inChild();
       Json::Value jTask = taskOf(uidOwner);
       launchAndWait(jTask);
       fakes().clearFaults();
@@ -71,6 +95,29 @@ TEST_F(RunTraps, AnOutputTrapThatIsLaidWhileTheRunStartsIsRefused) {
       std::filesystem::remove_all(jTask["strOutputPath_tmp"].asString());
       takeTemporaryFiles();
     }
+  }
+}
+
+TEST_F(RunTraps, AnOutputTrapThatComesJustBeforeTheShellDoesNoHarm) {
+  for (const Trap& trap : traps()) {
+    const Victim victim;
+    // The folder is open to everybody; what the run has put there is its own all the same.
+    fakes()
+        .before("system(",
+                [&] {
+                  const std::string strPlace = outputOfThisProcess();
+                  asStranger([&] { replaceWith(trap, strPlace, victim.path()); });
+                })
+        .inChild();
+    Json::Value jTask = taskOf(0);
+    launchAndWait(jTask);
+    fakes().clearFaults();
+    const std::string strOutput = jTask["strOutputPath_tmp"].asString();
+    EXPECT_EQ(readFile(strOutput), "out\n") << trap.strName;
+    EXPECT_TRUE(isPlainFileOf(0, strOutput)) << trap.strName;
+    EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+    EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0)) << trap.strName;
+    takeTemporaryFiles();
   }
 }
 
