@@ -39,7 +39,8 @@ int load(const std::string& strFilePath, Trust trust, std::string& strContent) {
     return 0;
   }
   const int iErrno = errno;
-  if (isMissing(strFilePath)) {
+  // A link that was not followed is there, although it may lead nowhere.
+  if (ELOOP != iErrno && isMissing(strFilePath)) {
     // Callers read what may never have been written; they are not to fill the log with it.
     return 1;
   }

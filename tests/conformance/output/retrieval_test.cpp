@@ -268,6 +268,14 @@ TEST_F(RecResultGetFile, DoesNotFollowALinkInPlaceOfTheOutput) {
   std::filesystem::remove("/etc/secret");
 }
 
+TEST_F(RecResultGetFile, ALinkThatLeadsNowhereCannotBeReadEither) {
+  std::filesystem::remove(output());
+  std::filesystem::create_symlink("/etc/nowhere", output());
+  expectUnreadable(output());
+  EXPECT_EQ(get(), -1);
+  EXPECT_TRUE(m_jOut.isNull());
+}
+
 TEST_F(RecResultGetFile, DoesNotReadAFileThatHasAnotherNameToo) {
   std::filesystem::create_hard_link(output(), folder() + "other");
   expectUnreadable(output());
