@@ -151,6 +151,7 @@ TEST_F(LauncherChild, DoesNotWriteTwiceWhatTheParentHadBuffered) {
   std::printf("buffered\n");
   Json::Value jTask = scriptTask("a");
   launchAndWait(jTask);
+  std::fflush(stdout);
   EXPECT_EQ(m_stdout.text(), "buffered\n");
   takeTemporaryFiles();
 }

@@ -61,6 +61,40 @@ TEST_F(Launcher, FailsOnATaskWithoutItsMembersInTheirOrder) {
   EXPECT_THAT(fakes().calls(), testing::IsEmpty());
 }
 
+TEST_F(Launcher, ChecksOneMemberAfterTheOther) {
+  const std::pair<const char*, const char*> steps[] = {{"operation_type", "!jTask.isMember(\"operation_type\")"},
+                                                       {"operation_type", "!jTask[\"operation_type\"].isString()"},
+                                                       {"task_name", "!jTask.isMember(\"task_name\")"},
+                                                       {"task_name", "!jTask[\"task_name\"].isString()"},
+                                                       {"operation", "!jTask.isMember(\"operation\")"},
+                                                       {"operation", "!jTask[\"operation\"].isString()"},
+                                                       {"owner", "!jTask.isMember(\"owner\")"},
+                                                       {"owner", "!jTask[\"owner\"].isUInt()"}};
+  // Everything that is behind the step is wrong, too.
+  const Json::Value jWhole = scriptTask("a");
+  Json::Value jTask(Json::objectValue);
+  Json::Value jConfig(Json::objectValue);
+  Json::Value jResult = json("{'start_time': 'never'}");
+  for (const auto& [szMember, szCheck] : steps) {
+    expectFailure(szCheck, LIB);
+    EXPECT_EQ(forkRunCmd(jTask, jConfig, jResult), -1) << szCheck;
+    const bool blRepaired = jTask.isMember(szMember);
+    jTask[szMember] = blRepaired ? jWhole[szMember] : Json::Value(Json::arrayValue);
+  }
+  expectFailure("!jResult[\"start_time\"].isInt64()", LIB);
+  EXPECT_EQ(forkRunCmd(jTask, jConfig, jResult), -1);
+  expectNoFork();
+}
+
+TEST_F(Launcher, SaysWhatItRunsBeforeItLooksAtTheOwner) {
+  blDebugOutput = true;
+  Json::Value jTask = scriptTask("a", "echo\n");
+  jTask.removeMember("owner");
+  expectDebug("task=a, strOp=echo\n", LIB);
+  expectFailure("!jTask.isMember(\"owner\")", LIB);
+  EXPECT_EQ(launch(jTask), -1);
+}
+
 TEST_F(Launcher, RunsNothingButScripts) {
   for (const std::string strType : {"", "Script", "mail", "script "}) {
     Json::Value jTask = scriptTask("a");

@@ -55,6 +55,26 @@ TEST_F(RunnerEnd, SendsTheMailOfARunThatWasClosed) {
   EXPECT_EQ(fakes().mails[0].values.at("%EXIT_CODE%"), "4 (Normal)");
 }
 
+TEST_F(RunnerEnd, TheMailHoldsTheOutputFromTheConfiguredFolder) {
+  fakes().pretendChildren(DONE);
+  keepOutput();
+  writeFile(runFolder("a") + "output.log", "what it said\n");
+  EXPECT_EQ(runTasks({store(notifyingTask("a"))}), 0);
+  ASSERT_EQ(fakes().mails.size(), 1U);
+  EXPECT_EQ(fakes().mails[0].values.at("%OUT_PUT%"), "what it said\n");
+}
+
+TEST_F(RunnerEnd, TheMailHoldsTheTemporaryOutputWhichIsRemovedThen) {
+  fakes().pretendChildren(DONE);
+  fakes().keepUnknownMembers();
+  const std::string strOutput = fakes().strTmpFolder + "/eorvascheduler.output.5000000";
+  writeFile(strOutput, "what it said\n");
+  EXPECT_EQ(runTasks({store(notifyingTask("a"))}), 0);
+  ASSERT_EQ(fakes().mails.size(), 1U);
+  EXPECT_EQ(fakes().mails[0].values.at("%OUT_PUT%"), "what it said\n");
+  EXPECT_FALSE(fileExists(strOutput));
+}
+
 TEST_F(RunnerEnd, AFailedMailDoesNotEndTheExecution) {
   fakes().pretendChildren(DONE);
   Json::Value jTask = notifyingTask("a");
