@@ -6,7 +6,7 @@
 ///
 ///     The body, to the end of the file.
 ///
-/// `Cut` is the sentence that ends a body that was too long. `Subject` is required.
+/// `Cut` is the sentence that ends a body that was too long. `Subject` is required. All three have placeholders.
 
 #pragma once
 

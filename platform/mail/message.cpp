@@ -8,12 +8,14 @@
 #include <unistd.h>
 
 #include "mail/encoding.h"
+#include "settings/text_line.h"
 #include "texts/utf8.h"
 
 namespace orva {
 namespace {
 
 constexpr std::size_t CB_SUBJECT_MAX = 200;
+constexpr std::size_t CB_CUT_MAX = 1000;
 
 // Not strftime: the names of days and months are English here, whatever language the program speaks.
 std::string mailDate(std::time_t now) {
@@ -74,7 +76,7 @@ std::string bodyOf(const MailTemplate& mail, const PlaceholderValues& mapValue) 
   } else {
     strCut += '\n';
   }
-  return strCut + "\n" + mail.strCut + "\n";
+  return strCut + "\n" + repairedUtf8(inOneLine(filled(mail.strCut, mapValue, CB_CUT_MAX))) + "\n";
 }
 
 std::string withCrlf(std::string_view strText) {
