@@ -1,11 +1,15 @@
+#include <algorithm>
 #include <ctime>
 #include <random>
+#include <sstream>
 
 #include "mail/address.h"
 #include "mail/message.h"
 #include "platform_fixture.h"
 #include "smtp_sink.h"
 #include "texts/utf8.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -129,6 +133,72 @@ TEST(MailMessage, OutputOfAnyBytesIsSentAsText) {
   }
 }
 
+// The lines of a message's head, continued ones joined.
+std::vector<std::string> headLines(const std::string& strMessage) {
+  std::vector<std::string> vecLine;
+  std::istringstream lines(strMessage);
+  for (std::string strLine; std::getline(lines, strLine) && !strLine.empty();) {
+    strLine.front() == ' ' && !vecLine.empty() ? vecLine.back() += strLine : vecLine.emplace_back(strLine);
+  }
+  return vecLine;
+}
+
+// A text of pieces that mean something to mail programs, shells and templates, between letters.
+std::string hostileText(std::mt19937& random, std::size_t cPiece) {
+  static const std::vector<std::string> PIECES = {"\n",
+                                                  "\r\n",
+                                                  "\r",
+                                                  "\n\n",
+                                                  "\n.\n",
+                                                  "\nBcc: evil@example.org\n",
+                                                  "\r\nTo: evil@example.org",
+                                                  "\nFrom evil",
+                                                  "\0"s,
+                                                  "%TASK%",
+                                                  "%OUT_PUT%",
+                                                  "=?UTF-8?B?Cg==?=",
+                                                  "=0A",
+                                                  "\xC3",
+                                                  "\xFF",
+                                                  "\xE2\x80\xA8",
+                                                  "日本",
+                                                  "`id`",
+                                                  "$(id)",
+                                                  "'; id; '",
+                                                  "\"",
+                                                  "\\",
+                                                  "\t",
+                                                  " ",
+                                                  "--boundary",
+                                                  "Content-Type: text/html",
+                                                  "a",
+                                                  "x y z"};
+  std::string strText;
+  for (std::size_t i = 0; i < cPiece; ++i) {
+    strText += PIECES[random() % PIECES.size()];
+  }
+  return strText;
+}
+
+TEST(MailMessage, TenThousandHostileNamesAndOutputsAddNoHeaderAndNoReceiver) {
+  std::mt19937 random(5);
+  for (int i = 0; i < 10'000; ++i) {
+    const std::string strName = hostileText(random, 1 + random() % 8);
+    const std::string strMessage = compose({{"%TASK%", strName}, {"%OUT_PUT%", hostileText(random, random() % 40)}});
+    const auto vecLine = headLines(strMessage);
+    ASSERT_EQ(vecLine.size(), HEADER_NAMES.size()) << strMessage;
+    for (std::size_t u = 0; u < vecLine.size(); ++u) {
+      ASSERT_THAT(vecLine[u], testing::StartsWith(HEADER_NAMES[u] + ": "));
+    }
+    ASSERT_EQ(vecLine[2], "To: admin@example.org");
+    ASSERT_TRUE(std::all_of(strMessage.begin(), strMessage.end(), [](char ch) {
+      return ch == '\n' || ch == '\t' || (ch >= ' ' && ch <= '~');
+    })) << strMessage;
+    ASSERT_EQ(strMessage.find("\n.\n"), std::string::npos) << "a line that ends the message for some programs";
+    ASSERT_EQ(strMessage.find("\nFrom "), std::string::npos);
+  }
+}
+
 TEST(MailMessage, LongSubjectIsCut) {
   const std::string strSubject = header(readBack(compose({{"%TASK%", std::string(5000, 'x')}})), "Subject");
   EXPECT_EQ(strSubject, "Task " + std::string(195, 'x') + "...");
@@ -143,6 +213,13 @@ TEST(MailMessage, BodyIsCutAtOneMebibyteAtTheEndOfALine) {
   EXPECT_LE(strBody.size(), (1U << 20) + 30);
   EXPECT_GT(strBody.size(), (1U << 20) - 30);
   EXPECT_THAT(strBody, testing::EndsWith("0123456789 é\n\nThe rest was cut.\n"));
+}
+
+TEST(MailMessage, SentenceOfTheCutNamesTheTask) {
+  const orva::MailTemplate mail{"s", "See the output of %TASK%.", "%OUT_PUT%"};
+  const std::string strMessage =
+      orva::composeMessage(HEAD, mail, {{"%TASK%", "%OUT_PUT%"}, {"%OUT_PUT%", std::string(2U << 20, '\n')}});
+  EXPECT_THAT(readBack(strMessage)["body"].asString(), testing::EndsWith("\nSee the output of %OUT_PUT%.\n"));
 }
 
 TEST(MailMessage, BodyOfExactlyOneMebibyteIsWhole) {

@@ -24,13 +24,8 @@ protected:
     PlatformTest::TearDown();
   }
 
-  int send(const std::string& strTask, const std::string& strOutput) {
-    PKLIBCSZHASH pHash = KLIBCSzHashAlloc(512);
-    KLIBCSzHashSetValue(&pHash, "%TASK%", strTask.c_str());
-    KLIBCSzHashSetValue(&pHash, "%OUT_PUT%", strOutput.c_str());
-    const int iResult = ORVAMailSendMessageWithoutBlock("eOrvascheduler_complete_task", pHash, "admin@example.org", 0);
-    KLIBCSzHashFree(pHash);
-    return iResult;
+  static int send(const std::string& strTask, const std::string& strOutput) {
+    return OrvaTest::sendTaskMail("admin@example.org", strTask, strOutput);
   }
 };
 

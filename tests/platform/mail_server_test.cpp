@@ -46,11 +46,7 @@ protected:
 
   // Sends one mail, and waits until the server has done with it.
   static int send(const std::string& strTo, const std::string& strTask, const std::string& strOutput) {
-    PKLIBCSZHASH pHash = KLIBCSzHashAlloc(512);
-    KLIBCSzHashSetValue(&pHash, "%TASK%", strTask.c_str());
-    KLIBCSzHashSetValue(&pHash, "%OUT_PUT%", strOutput.c_str());
-    const int iResult = ORVAMailSendMessageWithoutBlock("eOrvascheduler_complete_task", pHash, strTo.c_str(), 0);
-    KLIBCSzHashFree(pHash);
+    const int iResult = OrvaTest::sendTaskMail(strTo, strTask, strOutput);
     OrvaTest::waitForOrphans();
     return iResult;
   }

@@ -36,17 +36,9 @@ protected:
     fs::remove("/tmp/called");
   }
 
-  int send(const std::string& strTo, const std::string& strOutput = "all is well\n",
-           const char* szTemplate = TEMPLATE) {
-    PKLIBCSZHASH pHash = KLIBCSzHashAlloc(512);
-    KLIBCSzHashSetValue(&pHash, "%TASK%", "backup");
-    KLIBCSzHashSetValue(&pHash, "%START_TIME%", "now");
-    KLIBCSzHashSetValue(&pHash, "%END_TIME%", "later");
-    KLIBCSzHashSetValue(&pHash, "%EXIT_CODE%", "0 (ended)");
-    KLIBCSzHashSetValue(&pHash, "%OUT_PUT%", strOutput.c_str());
-    const int iResult = ORVAMailSendMessageWithoutBlock(szTemplate, pHash, strTo.c_str(), 0);
-    KLIBCSzHashFree(pHash);
-    return iResult;
+  static int send(const std::string& strTo, const std::string& strOutput = "all is well\n",
+                  const char* szTemplate = TEMPLATE) {
+    return OrvaTest::sendTaskMail(strTo, "backup", strOutput, szTemplate);
   }
 };
 

@@ -9,6 +9,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "orva_platform.h"
+
 #include "support/files.h"
 #include "support/private_view.h"
 #include "support/processes.h"
@@ -87,6 +89,19 @@ bool waitForOrphans() {
 void installMailProgram(const std::string& strScript) {
   writeFile("/tmp/mailprogram", strScript, 0755);
   writeFile("/etc/orvainfo.conf", "maillang=enu\nmailfrom=scheduler@example.org\nmailprogram=/tmp/mailprogram\n");
+}
+
+int sendTaskMail(const std::string& strTo, const std::string& strTask, const std::string& strOutput,
+                 const char* szTemplate) {
+  PKLIBCSZHASH pHash = KLIBCSzHashAlloc(512);
+  KLIBCSzHashSetValue(&pHash, "%TASK%", strTask.c_str());
+  KLIBCSzHashSetValue(&pHash, "%START_TIME%", "now");
+  KLIBCSzHashSetValue(&pHash, "%END_TIME%", "later");
+  KLIBCSzHashSetValue(&pHash, "%EXIT_CODE%", "0 (ended)");
+  KLIBCSzHashSetValue(&pHash, "%OUT_PUT%", strOutput.c_str());
+  const int iResult = ORVAMailSendMessageWithoutBlock(szTemplate, pHash, strTo.c_str(), 0);
+  KLIBCSzHashFree(pHash);
+  return iResult;
 }
 
 std::vector<std::string> entries(const std::string& strFolder) {

@@ -42,6 +42,11 @@ void installMailProgram(const std::string& strScript);
 /// The mail program that keeps each message: arguments in /tmp/mail/N.args, message in /tmp/mail/N.eml, N from 1.
 extern const char* const KEEPING_MAIL_PROGRAM;
 
+/// Sends the mail of a task that has ended; the result is that of the platform's function.
+int sendTaskMail(const std::string& strTo, const std::string& strTask = "backup",
+                 const std::string& strOutput = "all is well\n",
+                 const char* szTemplate = "eOrvascheduler_complete_task");
+
 /// Names of a folder's entries, sorted; none when it is missing.
 std::vector<std::string> entries(const std::string& strFolder);
 

@@ -186,6 +186,46 @@ TEST_F(Shares, SambaServerGivesItsShares) {
   EXPECT_EQ(pathOf("new"), "<No such file or directory>");
 }
 
+// testparm with a tally of its calls; it is itself again when this ends.
+class CountedTestparm {
+public:
+  CountedTestparm() {
+    fs::rename("/usr/bin/testparm", "/usr/bin/testparm.real");
+    works(true);
+  }
+  ~CountedTestparm() { fs::rename("/usr/bin/testparm.real", "/usr/bin/testparm"); }
+  CountedTestparm(const CountedTestparm&) = delete;
+  CountedTestparm& operator=(const CountedTestparm&) = delete;
+
+  static void works(bool blWorks) {
+    OrvaTest::writeFile("/usr/bin/testparm",
+                        std::string("#!/bin/sh\necho >> /tmp/asked\n") +
+                            (blWorks ? "exec /usr/bin/testparm.real \"$@\"\n" : "exit 1\n"),
+                        0755);
+  }
+  static std::size_t calls() { return OrvaTest::fileExists("/tmp/asked") ? fs::file_size("/tmp/asked") : 0; }
+};
+
+TEST_F(Shares, SambaServerIsAskedAgainWhenItsConfigurationHasChangedOrItDidNotAnswer) {
+  const CountedTestparm testparm;
+  fs::create_directories("/tmp/srv/a");
+  OrvaTest::writeFile("/etc/orvainfo.conf", "sharesource = samba\n");
+  OrvaTest::writeFile("/etc/samba/smb.conf", "[a]\n  path = /tmp/srv/a\n");
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(pathOf("a"), "/tmp/srv/a");
+  }
+  EXPECT_EQ(testparm.calls(), 1U);
+  OrvaTest::writeFile("/etc/samba/smb.conf.new", "[b]\n  path = /tmp/srv/a\n");
+  fs::rename("/etc/samba/smb.conf.new", "/etc/samba/smb.conf");
+  EXPECT_EQ(pathOf("b"), "/tmp/srv/a") << "replaced, as editors do";
+  EXPECT_EQ(testparm.calls(), 2U);
+  testparm.works(false);
+  OrvaTest::writeFile("/etc/samba/smb.conf", "[c]\n  path = /tmp/srv/a\n");
+  EXPECT_EQ(pathOf("c"), "<No such file or directory>");
+  testparm.works(true);
+  EXPECT_EQ(pathOf("c"), "/tmp/srv/a") << "a failure is not kept";
+}
+
 TEST_F(Shares, BufferThatIsTooSmallIsAFailure) {
   defineShares("[logs]\npath = /tmp\n");
   char szPath[5] = "";
