@@ -58,3 +58,27 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   same "standard error" "" "$stderr"
   same "as JSON" "[]" "$(eorva share list --json | jq -c .)"
 }
+
+@test "a volume that is taken away under an execution ends what it has started, and nothing lands in the empty folder" {
+  printf '%s\n' '[data]' 'path = /srv/data/logs' 'volume = /srv/data' >>/etc/orva/shares.conf
+  mkdir -p /srv/data/logs
+  mount -t tmpfs volume /srv/data
+  mkdir /srv/data/logs
+  chmod 711 /srv/data/logs
+  rm -f /tmp/started
+  eorva config set --output-path data >/dev/null
+  add_task first bootup alice 'touch /tmp/started; until [ -e /tmp/go ]; do sleep 0.1; done; echo over'
+  add_task second bootup alice 'echo never' --after first
+  eorva fire bootup >fired 2>&1 3>&- &
+  local fire=$!
+  wait_until test -e /tmp/started
+  umount --lazy /srv/data
+  run -1 --separate-stderr eorva config set --output-path data
+  touch /tmp/go
+  wait "$fire" || true
+  same "outcome of the first" '"normal"' "$(eorva runs list --task first --json | jq '.[0].exit_info.exit_type')"
+  same "runs of the second" 0 "$(eorva runs list --task second --json | jq length)"
+  same "below the mount point" "" "$(find /srv/data/logs -mindepth 1)"
+  same "event" '"0x14400101"' "$(tail -n 1 /var/log/orva/event.jsonl | jq .code)"
+  same "accessible" false "$(member data accessible)"
+}
