@@ -6,12 +6,12 @@
 
 #include "record_store/authorizer.h"
 #include "record_store/busy.h"
-#include "record_store/create_tables.h"
 #include "record_store/definition.h"
 #include "record_store/failure.h"
 #include "record_store/filter.h"
 #include "record_store/members.h"
 #include "record_store/row_reader.h"
+#include "record_store/schema.h"
 #include "record_store/sql_texts.h"
 #include "record_store/statement.h"
 
@@ -20,7 +20,7 @@ using namespace record_store;
 struct __attribute__((visibility("hidden"))) OrvaJsonDbApi::Impl {
   Impl(sqlite3* pDb, const std::string& strTable, const Json::Value& jDefinitions, const std::string& strSqlCreate)
       : m_pDb(pDb), m_definition(strTable, jDefinitions), m_texts(m_definition), m_reader(m_definition) {
-    makeReady(m_pDb, m_definition, strSqlCreate);
+    makeReady(m_pDb, m_definition, jDefinitions, strSqlCreate);
   }
 
   int create(const Json::Value& jIn, Json::Value& jOut);

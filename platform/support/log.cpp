@@ -20,16 +20,27 @@ void blankControlCharacters(char* szText) {
   }
 }
 
+void writeLine(int iPriority, const char* szFormat, va_list arguments) {
+  const int iErrno = errno;
+  char szText[MAX_LINE] = "";
+  std::vsnprintf(szText, sizeof(szText), szFormat, arguments);
+  blankControlCharacters(szText);
+  syslog(iPriority, "orvaplatform: %s", szText);
+  errno = iErrno;
+}
+
 }  // namespace
 
 void logError(const char* szFormat, ...) {
-  const int iErrno = errno;
-  char szText[MAX_LINE] = "";
   va_list arguments;
   va_start(arguments, szFormat);
-  std::vsnprintf(szText, sizeof(szText), szFormat, arguments);
+  writeLine(LOG_ERR, szFormat, arguments);
   va_end(arguments);
-  blankControlCharacters(szText);
-  syslog(LOG_ERR, "orvaplatform: %s", szText);
-  errno = iErrno;
+}
+
+void logNotice(const char* szFormat, ...) {
+  va_list arguments;
+  va_start(arguments, szFormat);
+  writeLine(LOG_NOTICE, szFormat, arguments);
+  va_end(arguments);
 }

@@ -1,5 +1,6 @@
 # The record store against real databases, several processes among them.
 add_executable(record_store_test
+  old_database.cpp
   record_store_authorizer.cpp
   record_store_busy.cpp
   record_store_columns.cpp
@@ -9,11 +10,15 @@ add_executable(record_store_test
   record_store_filters.cpp
   record_store_fixture.cpp
   record_store_installed_tables.cpp
+  record_store_kills.cpp
   record_store_last_error.cpp
+  record_store_load.cpp
   record_store_memory.cpp
+  record_store_migrations.cpp
   record_store_operations.cpp
   record_store_processes.cpp
   record_store_readable_time.cpp
+  together.cpp
 )
 target_compile_definitions(record_store_test PRIVATE EORVA_SHARE="${CMAKE_SOURCE_DIR}/share")
 target_link_libraries(record_store_test PRIVATE platform_under_test GTest::gmock_main)

@@ -37,6 +37,8 @@ protected:
     EXPECT_THAT(takeLogLines(), ElementsAre(strLine));
   }
 
+  void expectInstalledSchema() { EXPECT_EQ(std::to_string(installedSchema()), query("PRAGMA user_version")); }
+
   std::string query(const std::string& strSql) { return queryText(m_pDb.get(), strSql); }
 
   TempFolder m_folder;
@@ -48,7 +50,7 @@ protected:
 TEST_F(CreateTables, EmptyFileBecomesADatabaseOfTheNewestSchema) {
   open();
   EXPECT_EQ("wal", query("PRAGMA journal_mode"));
-  EXPECT_EQ("1", query("PRAGMA user_version"));
+  expectInstalledSchema();
   EXPECT_EQ("task,task_result", query("SELECT group_concat(name) FROM (SELECT name FROM sqlite_schema "
                                       "WHERE type = 'table' AND name LIKE 'task%' ORDER BY name)"));
 }
@@ -66,8 +68,7 @@ TEST_F(CreateTables, CommitsAreFullySynchronisedOnEveryConnection) {
 
 TEST_F(CreateTables, SqlIsRunOnlyWhenTheDatabaseIsOlder) {
   const std::string strSql =
-      "CREATE TABLE visits (x); CREATE TABLE task (task_name TEXT PRIMARY KEY);"
-      "PRAGMA user_version = 1;";
+      "CREATE TABLE visits (x); CREATE TABLE task (task_name TEXT PRIMARY KEY)" + setSchema(installedSchema());
   open(strSql);
   // A second run would find the tables there already and fail.
   open(strSql);
@@ -83,7 +84,8 @@ TEST_F(CreateTables, InstalledSqlIsHarmlessToRunAgain) {
   runSql(m_pDb.get(), installedSql());
   runSql(m_pDb.get(), "PRAGMA user_version = 0");
   open();
-  EXPECT_EQ("1", query("PRAGMA user_version"));
+  EXPECT_THAT(takeLogLines(), ElementsAre(testing::HasSubstr("it is kept in")));
+  expectInstalledSchema();
   EXPECT_EQ("a", query("SELECT task_name FROM task"));
   EXPECT_EQ(strSchema, query("SELECT group_concat(sql) FROM sqlite_schema"));
 }
@@ -98,12 +100,14 @@ TEST_F(CreateTables, HandleDoesNotWriteToADatabaseThatIsUpToDate) {
 
 TEST_F(CreateTables, NewerSchemaIsRefused) {
   open();
-  runSql(m_pDb.get(), "PRAGMA user_version = 2");
-  const char* const szReason = "the database has schema version 2, newer than 1, the newest that this system knows";
-  expectRefused(szReason);
-  expectRefused(szReason, "");
+  const std::string strNewer = std::to_string(installedSchema() + 1);
+  runSql(m_pDb.get(), setSchema(installedSchema() + 1));
+  const std::string strReason = "the database has schema version " + strNewer + ", newer than " +
+                                std::to_string(installedSchema()) + ", the newest that this system knows";
+  expectRefused(strReason);
+  expectRefused(strReason, "");
   EXPECT_EQ(ENOTSUP, KLIBCErrGet());
-  EXPECT_EQ("2", query("PRAGMA user_version"));
+  EXPECT_EQ(strNewer, query("PRAGMA user_version"));
 }
 
 TEST_F(CreateTables, EmptySqlCreatesNothing) {
@@ -118,7 +122,8 @@ TEST_F(CreateTables, EmptySqlCreatesNothing) {
 TEST_F(CreateTables, SqlThatFailsLeavesTheTablesAsTheyWere) {
   expectRefused("no such table: nowhere",
                 "PRAGMA journal_mode = WAL; CREATE TABLE task (task_name TEXT);"
-                "INSERT INTO nowhere VALUES (1); PRAGMA user_version = 1;");
+                "INSERT INTO nowhere VALUES (1)" +
+                    setSchema(installedSchema()));
   EXPECT_EQ("0", query("SELECT count(*) FROM sqlite_schema"));
   EXPECT_NE(0, sqlite3_get_autocommit(m_pDb.get()));
   expectRefused("near \"nonsense\": syntax error", "CREATE TABLE task (task_name TEXT); nonsense");
@@ -128,9 +133,11 @@ TEST_F(CreateTables, SqlThatFailsLeavesTheTablesAsTheyWere) {
 }
 
 TEST_F(CreateTables, SqlMustGiveTheVersionThatTheDefinitionDescribes) {
-  expectRefused("the creation SQL gives schema version 0, the definition describes 1", "CREATE TABLE task (x);");
-  expectRefused("the creation SQL gives schema version 2, the definition describes 1",
-                "CREATE TABLE task (x); PRAGMA user_version = 2;");
+  for (const int iSchema : {0, installedSchema() + 1}) {
+    expectRefused("the creation SQL gives schema version " + std::to_string(iSchema) + ", the definition describes " +
+                      std::to_string(installedSchema()),
+                  "CREATE TABLE task (x)" + setSchema(iSchema));
+  }
   EXPECT_EQ("0", query("SELECT count(*) FROM sqlite_schema"));
   EXPECT_EQ("0", query("PRAGMA user_version"));
 }
@@ -138,14 +145,15 @@ TEST_F(CreateTables, SqlMustGiveTheVersionThatTheDefinitionDescribes) {
 TEST_F(CreateTables, LeadingPragmasAreFoundBehindBlanksAndComments) {
   open(
       "\n\t-- PRAGMA journal_mode = OFF\n/* CREATE; */ ;; pragma journal_mode = wal; /**/ PrAgMa synchronous = OFF;"
-      "\n-- end\nCREATE TABLE task (task_name TEXT); PRAGMA user_version = 1; -- done");
+      "\n-- end\nCREATE TABLE task (task_name TEXT)" +
+      setSchema(installedSchema()) + " -- done");
   EXPECT_EQ("wal", query("PRAGMA journal_mode"));
-  EXPECT_EQ("1", query("PRAGMA user_version"));
+  expectInstalledSchema();
 }
 
 TEST_F(CreateTables, SqlOfNothingButPragmasAndCommentsWorks) {
-  open("PRAGMA journal_mode = WAL; PRAGMA user_version = 1; /* never closed");
-  EXPECT_EQ("1", query("PRAGMA user_version"));
+  open("PRAGMA journal_mode = WAL" + setSchema(installedSchema()) + " /* never closed");
+  expectInstalledSchema();
 }
 
 TEST_F(CreateTables, OpenTransactionIsRefusedAndStaysOpen) {

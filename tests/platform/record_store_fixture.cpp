@@ -112,6 +112,14 @@ const std::string& installedSql() {
   return strSql;
 }
 
+int installedSchema() {
+  return installedDefinitions()["task"]["schema"].asInt();
+}
+
+std::string setSchema(int iSchema) {
+  return "; PRAGMA user_version = " + std::to_string(iSchema) + ";";
+}
+
 TempFolder::TempFolder() {
   std::string strTemplate = std::filesystem::temp_directory_path() / "orva_store_test.XXXXXX";
   const char* szPath = mkdtemp(strTemplate.data());

@@ -26,6 +26,10 @@ std::string readFile(const std::string& strPath);
 const Json::Value& installedDefinitions();
 const std::string& installedSql();
 
+/// The schema version that they describe, and the SQL that sets one.
+int installedSchema();
+std::string setSchema(int iSchema);
+
 /// A folder that goes with the test.
 class TempFolder {
 public:

@@ -1,67 +1,13 @@
 // Several processes on one database, as events and administrators come together on a server.
 
-#include <functional>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <algorithm>
 
 #include "record_store_fixture.h"
+#include "together.h"
 
 namespace {
 
 constexpr int PROCESSES = 8;
-
-/// Lets processes wait for a common start: each blocks on the pipe until its last writer has gone.
-class Gate {
-public:
-  Gate() { EXPECT_EQ(0, pipe(m_ends)); }
-
-  ~Gate() {
-    close(m_ends[0]);
-    open();
-  }
-
-  Gate(const Gate&) = delete;
-  Gate& operator=(const Gate&) = delete;
-
-  void open() {
-    if (m_ends[1] != -1) {
-      close(m_ends[1]);
-      m_ends[1] = -1;
-    }
-  }
-
-  void pass() {
-    open();
-    char cUnused = 0;
-    while (read(m_ends[0], &cUnused, 1) > 0) {
-    }
-  }
-
-private:
-  int m_ends[2] = {-1, -1};
-};
-
-/// Runs the work in processes that begin at the same moment; each ends with what its work returns.
-std::vector<int> runTogether(const std::function<int(int)>& work) {
-  Gate gate;
-  std::vector<pid_t> children;
-  for (int iProcess = 0; iProcess < PROCESSES; ++iProcess) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-      gate.pass();
-      _exit(work(iProcess));
-    }
-    children.push_back(pid);
-  }
-  gate.open();
-  std::vector<int> results;
-  for (const pid_t pid : children) {
-    int iStatus = 0;
-    EXPECT_EQ(pid, waitpid(pid, &iStatus, 0));
-    results.push_back(WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1);
-  }
-  return results;
-}
 
 // The number of log lines is the child's result, and the lines are shown.
 int failures() {
@@ -121,7 +67,7 @@ protected:
 TEST_F(Processes, TablesAreCreatedOnceByProcessesThatComeAtTheSameMoment) {
   for (int iRound = 0; iRound < 15; ++iRound) {
     const std::string strPath = m_folder.path("round" + std::to_string(iRound) + ".db");
-    const std::vector<int> refused = runTogether([&](int iProcess) {
+    const std::vector<int> refused = runTogether(PROCESSES, [&](int iProcess) {
       Database pDb = openDatabase(strPath);
       try {
         OrvaJsonDbApi tasks(pDb.get(), "task", installedDefinitions(), installedSql());
@@ -146,7 +92,8 @@ TEST_F(Processes, TablesAreCreatedOnceByProcessesThatComeAtTheSameMoment) {
 
 TEST_F(Processes, NoMixedWriteOfEightProcessesIsRefused) {
   constexpr int WRITES = 200;
-  const std::vector<int> refused = runTogether([&](int iProcess) { return writeMixed(m_strPath, iProcess, WRITES); });
+  const std::vector<int> refused =
+      runTogether(PROCESSES, [&](int iProcess) { return writeMixed(m_strPath, iProcess, WRITES); });
   EXPECT_EQ(std::vector<int>(PROCESSES, 0), refused);
   Database pDb = openDatabase(m_strPath);
   EXPECT_EQ("ok", queryText(pDb.get(), "PRAGMA integrity_check"));
@@ -159,7 +106,7 @@ TEST_F(Processes, NoMixedWriteOfEightProcessesIsRefused) {
 
 TEST_F(Processes, ConnectionsThatComeAndGoRefuseNothing) {
   constexpr int VISITS = 25;
-  const std::vector<int> refused = runTogether([&](int iProcess) {
+  const std::vector<int> refused = runTogether(PROCESSES, [&](int iProcess) {
     int cRefused = 0;
     for (int iVisit = 0; iVisit < VISITS; ++iVisit) {
       Database pDb = openDatabase(m_strPath);
