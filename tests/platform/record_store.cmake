@@ -24,4 +24,4 @@ target_compile_definitions(record_store_test PRIVATE EORVA_SHARE="${CMAKE_SOURCE
 target_link_libraries(record_store_test PRIVATE platform_under_test GTest::gmock_main)
 eorva_test_code(record_store_test)
 gtest_discover_tests(record_store_test
-  TEST_PREFIX platform. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120 LABELS platform)
+  TEST_PREFIX platform. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 240 LABELS platform)

@@ -18,44 +18,6 @@ int failures() {
   return static_cast<int>(std::min<std::size_t>(lines.size(), 100));
 }
 
-// Eight kinds of steps, so that every process inserts, changes, reads and deletes among the others.
-int writeMixed(const std::string& strPath, int iProcess, int cWrites) {
-  Database pDb = openDatabase(strPath);
-  OrvaJsonDbApi tasks(pDb.get(), "task", installedDefinitions(), installedSql());
-  OrvaJsonDbApi results(pDb.get(), "task_result", installedDefinitions(), installedSql());
-  const std::string strOwn = "task" + std::to_string(iProcess);
-  Json::Value jTask;
-  jTask["task_name"] = strOwn;
-  jTask["owner"] = iProcess;
-  Json::Value jFilter;
-  jFilter["task_name"] = strOwn;
-  Json::Value jOut;
-  int cRefused = tasks.recCreate(jTask, jOut) == 0 ? 0 : 1;
-  for (int iWrite = 0; iWrite < cWrites; ++iWrite) {
-    Json::Value jRun;
-    jRun["task_name"] = strOwn;
-    jRun["pid"] = iWrite;
-    switch (iWrite % 4) {
-      case 0:
-        cRefused += results.recCreate(jRun, jOut) == 0 ? 0 : 1;
-        break;
-      case 1:
-        cRefused += tasks.recGetOne(jFilter, jTask) == 0 && jTask.isObject() ? 0 : 1;
-        jTask["last_start_time"] = iWrite;
-        cRefused += tasks.recUpdateByFilter(jFilter, jTask) == 1 ? 0 : 1;
-        break;
-      case 2:
-        cRefused += results.recUpdateByFilter(jFilter, parse(R"({"stop_time":7})")) > 0 ? 0 : 1;
-        break;
-      default:
-        cRefused += iWrite % 8 == 3 ? results.recDelete(jOut, true) == 1 ? 0 : 1
-                    : tasks.recUpdateByFilter(jFilter, parse(R"({"enable":true})")) == 1 ? 0
-                                                                                         : 1;
-    }
-  }
-  return std::min(cRefused + failures(), 100);
-}
-
 class Processes : public testing::Test {
 protected:
   TempFolder m_folder;
@@ -88,20 +50,6 @@ TEST_F(Processes, TablesAreCreatedOnceByProcessesThatComeAtTheSameMoment) {
     EXPECT_EQ("wal", queryText(pDb.get(), "PRAGMA journal_mode"));
     EXPECT_EQ("ok", queryText(pDb.get(), "PRAGMA integrity_check"));
   }
-}
-
-TEST_F(Processes, NoMixedWriteOfEightProcessesIsRefused) {
-  constexpr int WRITES = 200;
-  const std::vector<int> refused =
-      runTogether(PROCESSES, [&](int iProcess) { return writeMixed(m_strPath, iProcess, WRITES); });
-  EXPECT_EQ(std::vector<int>(PROCESSES, 0), refused);
-  Database pDb = openDatabase(m_strPath);
-  EXPECT_EQ("ok", queryText(pDb.get(), "PRAGMA integrity_check"));
-  EXPECT_EQ("(no row)", queryText(pDb.get(), "PRAGMA foreign_key_check"));
-  EXPECT_EQ("8", queryText(pDb.get(), "SELECT count(*) FROM task WHERE last_start_time = 197 AND enable = 1"));
-  // Of each process's 50 runs, every second one was deleted again.
-  EXPECT_EQ("200", queryText(pDb.get(), "SELECT count(*) FROM task_result WHERE stop_time = 7"));
-  EXPECT_EQ("400", queryText(pDb.get(), "SELECT seq FROM sqlite_sequence WHERE name = 'task_result'"));
 }
 
 TEST_F(Processes, ConnectionsThatComeAndGoRefuseNothing) {
