@@ -68,6 +68,9 @@ std::string whyUnusable(const ORVASHARE& share) {
                                      : fmt::format("its volume gives errors: see ls '{}'", share.szPath);
     case ENOTDIR:
       return fmt::format("it has no folder: mkdir -p '{}'", share.szPath);
+    case EINVAL:
+      return fmt::format("its path leads to a folder whose name a shell would act on: see readlink -f '{}'",
+                         share.szPath);
     default:
       return fmt::format("its path leads nowhere: {}", std::strerror(share.iError));
   }

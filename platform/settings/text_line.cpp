@@ -8,6 +8,12 @@ bool isControl(char ch) {
   return static_cast<unsigned char>(ch) < 0x20 || ch == 0x7F;
 }
 
+bool isPlainForShell(std::string_view strPath) {
+  constexpr std::string_view MARKS = "'\"`$\\;&|<>()*?[]{}!#~";
+  return strPath.find_first_of(MARKS) == std::string_view::npos &&
+         std::none_of(strPath.begin(), strPath.end(), isControl);
+}
+
 std::string inOneLine(std::string_view strText) {
   std::string strResult(strText);
   std::replace_if(strResult.begin(), strResult.end(), isControl, ' ');

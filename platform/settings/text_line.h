@@ -12,6 +12,10 @@ namespace orva {
 /// Tells whether a byte is a control character of ASCII: nothing of a single line of text.
 bool isControl(char ch);
 
+/// Tells whether a path stays one word, or several, of plain text when it becomes part of a command: no quote, no sign
+/// that a shell acts on. Blanks are no obstacle.
+bool isPlainForShell(std::string_view strPath);
+
 /// Replaces control characters by blanks, so that a text stays in its line.
 std::string inOneLine(std::string_view strText);
 

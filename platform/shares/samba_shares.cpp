@@ -14,7 +14,9 @@
 #include "process/run.h"
 #include "settings/regular_file.h"
 #include "settings/section_file.h"
+#include "settings/text_line.h"
 #include "support/unique_fd.h"
+#include "texts/utf8.h"
 
 namespace orva {
 namespace {
@@ -74,16 +76,23 @@ std::optional<std::vector<Share>> askTestparm(const ShareFaultSink& onFault) {
     onFault(fmt::format("cannot read what {} printed: {}", TESTPARM_PATH, strerror(iError)));
     return std::nullopt;
   }
-  return parseTestparm(strOutput);
+  return parseTestparm(strOutput, onFault);
 }
 
 }  // namespace
 
-std::vector<Share> parseTestparm(std::string_view strText) {
+std::vector<Share> parseTestparm(std::string_view strText, const ShareFaultSink& onFault) {
   std::vector<Share> vecShare;
   for (const Section& section : parseSections(strText, [](int, const std::string&) {})) {
-    if (isSharedFolder(section)) {
-      vecShare.push_back({section.strName, valueOf(section, "path"), ""});
+    const std::string strPath = valueOf(section, "path");
+    if (!isSharedFolder(section)) {
+      continue;
+    }
+    if (isPlainForShell(strPath)) {
+      vecShare.push_back({section.strName, strPath, ""});
+    } else {
+      onFault(repairedUtf8(fmt::format("{}: share \"{}\": \"{}\" holds a sign that a shell would act on",
+                                       CONFIGURATION_PATH, section.strName, strPath)));
     }
   }
   return vecShare;

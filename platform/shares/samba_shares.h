@@ -15,7 +15,8 @@ namespace orva {
 std::vector<Share> sambaShares(const ShareFaultSink& onFault);
 
 /// Picks the shares out of testparm's output. Left out are the sections that are no shared folder of their own (global,
-/// homes, printers, print$), printers, shares that are not available, and those whose path depends on who asks.
-std::vector<Share> parseTestparm(std::string_view strText);
+/// homes, printers, print$), printers, shares that are not available, and those whose path depends on who asks. One
+/// whose path would not stay text in a command is reported besides.
+std::vector<Share> parseTestparm(std::string_view strText, const ShareFaultSink& onFault);
 
 }  // namespace orva

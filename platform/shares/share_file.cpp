@@ -47,6 +47,9 @@ std::string takeEntry(const SectionEntry& entry, Share& share) {
   if (!isPlainPath(strValue)) {
     return "\"" + strValue + "\" is no absolute path without \".\" and \"..\"";
   }
+  if (!isPlainForShell(strValue)) {
+    return "\"" + strValue + "\" holds a sign that a shell would act on";
+  }
   *pTarget = withoutFinalSlash(strValue);
   return "";
 }

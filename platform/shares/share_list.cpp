@@ -49,7 +49,8 @@ int reasonAgainst(const std::string& strPath, int iError) {
   }
   switch (iError) {
     case 0:
-      return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+      // Links may lead to where no definition would.
+      return !S_ISDIR(status.st_mode) ? ENOTDIR : (isPlainForShell(strPath) ? 0 : EINVAL);
     case ENOENT:
     case ENOTDIR:
       return ENOTDIR;

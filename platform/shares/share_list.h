@@ -41,7 +41,8 @@ struct ShareState {
 };
 
 /// Looks at a share. Its volume cannot be used when it is not mounted, is hidden by another mount, or fails when it is
-/// asked. On a volume that is there, ENOTDIR says that the path is missing or no folder.
+/// asked. On a volume that is there, ENOTDIR says that the path is missing or no folder, EINVAL that it leads to a
+/// folder whose name would not stay text in a command.
 ShareState shareState(const Share& share);
 
 /// The folder of a share, without links.

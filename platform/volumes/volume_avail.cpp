@@ -8,6 +8,7 @@
 
 #include "orva_platform.h"
 
+#include "settings/text_line.h"
 #include "shares/share_list.h"
 #include "support/boundary.h"
 #include "support/copy_out.h"
@@ -20,9 +21,6 @@ using orva::MountPoint;
 // Mounts that belong to the system, or come and go with a device that somebody plugs in.
 constexpr std::array<std::string_view, 13> NO_DATA_FOLDERS = {
     "/boot", "/dev", "/efi", "/etc", "/media", "/proc", "/root", "/run", "/sys", "/tmp", "/usr", "/var", "/snap"};
-
-// A volume's name becomes part of commands: what a shell would read in it rules it out.
-constexpr std::string_view SHELL_MARKS = "'\"`$\\;&|<>()*?[]{}!#~\n\r\t";
 
 bool isDataMount(const MountPoint& mount) {
   const bool blNoData = mount.strTarget == "/" || std::any_of(NO_DATA_FOLDERS.begin(), NO_DATA_FOLDERS.end(),
@@ -71,8 +69,8 @@ std::string roomiest(const std::set<std::string>& setTarget, unsigned long long 
   unsigned long long cbBest = 0;
   for (const std::string& strTarget : setTarget) {
     const auto cbFree = orva::freeBytes(strTarget);
-    const bool blSafe = strTarget.find_first_of(SHELL_MARKS) == std::string::npos;
-    if (blSafe && cbFree && *cbFree >= cbMinimum && (strBest.empty() || *cbFree > cbBest)) {
+    // A volume's name becomes part of commands.
+    if (orva::isPlainForShell(strTarget) && cbFree && *cbFree >= cbMinimum && (strBest.empty() || *cbFree > cbBest)) {
       strBest = strTarget;
       cbBest = *cbFree;
     }

@@ -35,14 +35,19 @@ TEST(ShareList, NamesAreChecked) {
 
 TEST(SambaShares, OnlyFoldersOfTheirOwnAreShares) {
   std::vector<std::string> vecShare;
+  std::vector<std::string> vecFault;
   for (const orva::Share& share : orva::parseTestparm(
            "# Global parameters\n[global]\n\tpath = /x\n\n[homes]\n\tpath = /home/x\n[printers]\n"
            "\tpath = /spool\n\tprintable = Yes\n[print$]\n\tpath = /drivers\n[two words]\n\tpath = /srv/a b\n"
            "\tread only = No\n[gone]\n\tavailable = No\n\tpath = /srv/gone\n[own]\n\tpath = /srv/%U\n"
-           "[lp]\n\tPath = /spool\n\tprintable = YES\n[no path]\n\tguest ok = Yes\n[last]\n\tpath = /srv/last\n")) {
+           "[lp]\n\tPath = /spool\n\tprintable = YES\n[no path]\n\tguest ok = Yes\n[R&D]\n\tpath = /srv/R&D\n"
+           "[last]\n\tpath = /srv/last\n",
+           [&vecFault](const std::string& strFault) { vecFault.push_back(strFault); })) {
     vecShare.push_back(share.strName + "=" + share.strPath);
   }
   EXPECT_THAT(vecShare, testing::ElementsAre("two words=/srv/a b", "last=/srv/last"));
+  EXPECT_THAT(vecFault, testing::ElementsAre("/etc/samba/smb.conf: share \"R&D\": \"/srv/R&D\" holds a sign that a "
+                                             "shell would act on"));
 }
 
 TEST(MountTable, FolderHoldsItselfAndWhatLiesBelow) {

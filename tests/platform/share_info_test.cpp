@@ -83,6 +83,17 @@ TEST_F(ShareInfo, EveryFaultOfTheDefinitionFileIsToldWithItsLine) {
                   "/etc/orva/shares.conf:21: not a section: \"[open\""));
 }
 
+TEST_F(ShareInfo, PathThatAShellWouldActOnIsNoShare) {
+  for (const char* const szPath :
+       {"/tmp/it's", "/tmp/$(id)", "/tmp/a;b", "/tmp/`id`", "/tmp/a|b", "/tmp/a\"b", "/tmp/*"}) {
+    defineShares(std::string("[a]\npath = ") + szPath + "\n");
+    const auto [vecShare, vecFault] = list();
+    EXPECT_THAT(vecShare, testing::IsEmpty()) << szPath;
+    EXPECT_THAT(vecFault, testing::ElementsAre(std::string("/etc/orva/shares.conf:2: share \"a\": \"") + szPath +
+                                               "\" holds a sign that a shell would act on"));
+  }
+}
+
 TEST_F(ShareInfo, SourceThatCannotBeReadIsToldToo) {
   fs::create_directories("/etc/orva/shares.conf");
   EXPECT_THAT(list().second, testing::ElementsAre("cannot read shares from /etc/orva/shares.conf: Is a directory"));

@@ -117,7 +117,11 @@ TEST_F(Volumes, MountPointMayHaveSpaces) {
 TEST_F(Volumes, MountPointThatAShellWouldReadIsNoVolume) {
   for (const char* const szTarget : {"/tmp/a'b", "/tmp/a;b", "/tmp/$(a)", "/tmp/`a`", "/tmp/a\nb"}) {
     volume(szTarget, "size=64m");
-    defineShares(std::string("[a]\npath = ") + szTarget + "\n");
+    fs::remove("/tmp/link");
+    fs::create_directory_symlink(szTarget, "/tmp/link");
+    defineShares("[a]\npath = /tmp/link\n");
+    EXPECT_EQ(KLIBShareIsAccessible("a"), 0) << szTarget;
+    EXPECT_EQ(KLIBCErrGet(), EINVAL);
     EXPECT_NE(availableVolume(MIB), szTarget);
   }
 }
