@@ -54,13 +54,16 @@ target_sources(orvaplatform_inner INTERFACE
   "${CMAKE_CURRENT_SOURCE_DIR}/support/log.cpp")
 target_link_libraries(orvaplatform_inner INTERFACE orvaplatform_server)
 
-add_executable(orvakbvnotify
+# The parts of the notifier, apart for its tests.
+add_library(orvaplatform_notify OBJECT
   notify/group_members.cpp
   notify/notification_text.cpp
-  notify/notify_main.cpp
   notify/throttle.cpp
 )
-target_link_libraries(orvakbvnotify PRIVATE orvaplatform_inner)
+target_link_libraries(orvaplatform_notify PRIVATE orvaplatform_server)
+
+add_executable(orvakbvnotify notify/notify_main.cpp)
+target_link_libraries(orvakbvnotify PRIVATE orvaplatform_inner orvaplatform_notify)
 
 add_executable(orvamailflush mail/flush_main.cpp)
 target_link_libraries(orvamailflush PRIVATE orvaplatform_inner)

@@ -31,6 +31,7 @@ struct Shares {
 
 std::vector<std::string> textsOf(const ListPtr& pList) {
   std::vector<std::string> vecText;
+  vecText.reserve(static_cast<std::size_t>(pList->nItem));
   for (int i = 0; i < pList->nItem; ++i) {
     vecText.emplace_back(KLIBCSzListGet(pList.get(), i));
   }
