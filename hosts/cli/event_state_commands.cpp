@@ -3,21 +3,18 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <map>
-#include <unistd.h>
 
 #include "common/event_catalogue.h"
+#include "common/event_state.h"
 #include "common/failure.h"
-#include "common/installed_paths.h"
 #include "common/json_read.h"
-#include "common/session.h"
 #include "common/systemctl.h"
 #include "context.h"
 #include "present.h"
 
 using Host::Event;
+using Host::EventState;
 using Host::textOf;
-using Host::UnitState;
 
 namespace {
 
@@ -29,62 +26,7 @@ struct NameOptions {
   std::string strEvent;
 };
 
-/// An event, and how things are with it.
-struct EventRow {
-  Event event;
-  bool blInCatalogue = true;
-  std::vector<std::string> vecFiredBy;
-  UnitState state;
-  unsigned cTasks = 0;
-};
-
-/// How many tasks each event has; there are none before the store is there.
-std::map<std::string, unsigned> taskCounts() {
-  std::map<std::string, unsigned> mapCounts;
-  if (access(Host::DATABASE_PATH, F_OK) == 0) {
-    Host::Session session;
-    for (const Json::Value& jTask : Host::listTasks(session)) {
-      ++mapCounts[textOf(jTask, "event")];
-    }
-  }
-  return mapCounts;
-}
-
-/// Events that administrators thought of have no entry: their tasks tell of them.
-std::vector<EventRow> knownEvents() {
-  std::map<std::string, unsigned> mapCounts = taskCounts();
-  std::vector<EventRow> vecRows;
-  for (Event& event : Host::eventCatalogue()) {
-    const unsigned cTasks = mapCounts[event.strName];
-    mapCounts.erase(event.strName);
-    vecRows.push_back({std::move(event), true, {}, {}, cTasks});
-  }
-  for (const auto& [strName, cTasks] : mapCounts) {
-    vecRows.push_back({{strName, {}, {}, "", false}, false, {}, {}, cTasks});
-  }
-  return vecRows;
-}
-
-/// An event that no installed unit fires may be fired by a timer or a path unit that names the event's own unit.
-void askSystemd(std::vector<EventRow>& vecRows) {
-  std::vector<std::string> vecUnits;
-  for (const EventRow& row : vecRows) {
-    vecUnits.push_back(row.event.strUnit.empty() ? Host::eventUnit(row.event.strName) : row.event.strUnit);
-  }
-  const std::vector<UnitState> vecStates = Host::unitStates(vecUnits);
-  for (std::size_t i = 0; i < vecRows.size(); ++i) {
-    EventRow& row = vecRows[i];
-    if (!row.event.strUnit.empty()) {
-      row.vecFiredBy = {row.event.strUnit};
-      row.state = vecStates[i];
-    } else if (!vecStates[i].vecTriggers.empty()) {
-      row.vecFiredBy = vecStates[i].vecTriggers;
-      row.state = Host::unitStates({row.vecFiredBy.front()}).front();
-    }
-  }
-}
-
-std::string stateText(const EventRow& row) {
+std::string stateText(const EventState& row) {
   if (row.vecFiredBy.empty()) {
     return "-";
   }
@@ -92,7 +34,7 @@ std::string stateText(const EventRow& row) {
   return row.state.strActive == "failed" ? strInstalled + ", failed" : strInstalled;
 }
 
-Json::Value eventForPrograms(const EventRow& row) {
+Json::Value eventForPrograms(const EventState& row) {
   Json::Value jEvent(Json::objectValue);
   jEvent["name"] = row.event.strName;
   jEvent["title"] = row.event.jTitle;
@@ -109,18 +51,17 @@ Json::Value eventForPrograms(const EventRow& row) {
 }
 
 int runList(const Context& context, const ListOptions& options) {
-  std::vector<EventRow> vecRows = knownEvents();
-  askSystemd(vecRows);
+  const std::vector<EventState> vecRows = Host::eventStates();
   if (options.blJson) {
     Json::Value jOut(Json::arrayValue);
-    for (const EventRow& row : vecRows) {
+    for (const EventState& row : vecRows) {
       jOut.append(eventForPrograms(row));
     }
     printJson(jOut);
     return EXIT_DONE;
   }
   Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"FIRED BY"}, {"WHEN", false, false, true}}, context.isColored());
-  for (const EventRow& row : vecRows) {
+  for (const EventState& row : vecRows) {
     const bool blFailed = row.state.strActive == "failed";
     table.addRow({{row.event.strName},
                   {stateText(row), blFailed                              ? "red"

@@ -118,16 +118,9 @@ std::vector<GraphTask> planTasks(const TaskGraph& graph, const ExecutionRequest&
 }
 
 /// The library itself would go round in circles without end.
-void checkGraph(const TaskGraph& graph, const ExecutionRequest& request, const std::vector<GraphTask>& vecTasks) {
-  std::vector<std::string> vecNames;
+void checkGraph(const TaskGraph& graph, const ExecutionRequest& request) {
   std::string strReasons;
-  for (const GraphTask& task : vecTasks) {
-    vecNames.push_back(task.strName);
-    for (const std::string& strWhy : graph.whyConfused(task.strName)) {
-      strReasons += fmt::format("\n  the name \"{}\" {}", task.strName, strWhy);
-    }
-  }
-  for (const std::string& strWhy : graph.whyEndless(vecNames)) {
+  for (const std::string& strWhy : graph.whyUnsafe(graph.planOf(request.strName))) {
     strReasons += "\n  " + strWhy;
   }
   if (!strReasons.empty()) {
@@ -217,7 +210,7 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
   const TaskGraph graph(jTasks);
   plan.vecTasks = planTasks(graph, request);
   if (request.blByEvent) {
-    checkGraph(graph, request, plan.vecTasks);
+    checkGraph(graph, request);
   }
   prepareFolders(plan);
   plan.vecFirst = takeTurns(session, request, plan, lock);

@@ -38,6 +38,9 @@ public:
   /// \throw Failure when there is no such file, or when it is no plain file.
   UniqueFd openRunFile(const std::string& strTask, long lStartTime, const char* szFile) const;
 
+  /// Goes the way to the folder, and makes what is missing of it. \throw Failure when it cannot be used.
+  void check() const { openBase(true); }
+
   /// Puts the folder of a task aside, under a name that no task can have: NAME~1, NAME~2 and so on. So the name
   /// is free for another owner, and nothing is lost.
   /// \return its new path; empty when there was none. \throw Failure when it cannot be moved.

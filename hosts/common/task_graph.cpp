@@ -68,6 +68,19 @@ std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName
   return vecTasks;
 }
 
+std::vector<std::string> TaskGraph::withNeeds(const std::string& strName) const {
+  std::vector<std::string> vecNames = {strName};
+  for (std::size_t i = 0; i < vecNames.size(); ++i) {
+    const GraphTask* pTask = find(vecNames[i]);
+    for (const std::string& strNeed : pTask != nullptr ? pTask->vecNeeds : std::vector<std::string>()) {
+      if (std::find(vecNames.begin(), vecNames.end(), strNeed) == vecNames.end()) {
+        vecNames.push_back(strNeed);
+      }
+    }
+  }
+  return vecNames;
+}
+
 std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) const& {
   std::vector<const GraphTask*> vecPlan;
   std::set<std::string> setPlanned;
@@ -179,6 +192,21 @@ std::vector<std::string> TaskGraph::whyConfused(const std::string& strName) cons
       vecReasons.push_back(
           fmt::format("is also what the task \"{}\" stands for: \"_\" matches any character", strOther));
     }
+  }
+  return vecReasons;
+}
+
+std::vector<std::string> TaskGraph::whyUnsafe(const std::vector<const GraphTask*>& vecTasks) const {
+  std::vector<std::string> vecNames;
+  std::vector<std::string> vecReasons;
+  for (const GraphTask* pTask : vecTasks) {
+    vecNames.push_back(pTask->strName);
+    for (const std::string& strWhy : whyConfused(pTask->strName)) {
+      vecReasons.push_back(fmt::format("the name \"{}\" {}", pTask->strName, strWhy));
+    }
+  }
+  for (std::string& strWhy : whyEndless(vecNames)) {
+    vecReasons.push_back(std::move(strWhy));
   }
   return vecReasons;
 }

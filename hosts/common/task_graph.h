@@ -42,6 +42,9 @@ public:
   std::vector<const GraphTask*> dependantsOf(const std::string& strName) const&;
   std::vector<const GraphTask*> dependantsOf(const std::string&) const&& = delete;
 
+  /// A task, and all that it waits for, directly or through others; names without a task too.
+  std::vector<std::string> withNeeds(const std::string& strName) const;
+
   /// What an event starts: the enabled roots, then what waits for them, each after all that it waits for.
   std::vector<const GraphTask*> planOf(const std::string& strEvent) const&;
   std::vector<const GraphTask*> planOf(const std::string&) const&& = delete;
@@ -53,6 +56,9 @@ public:
   /// Says which other task the library could take for this one.
   /// \return one sentence a task.
   std::vector<std::string> whyConfused(const std::string& strName) const;
+
+  /// Says why an execution of these tasks is refused: which could be taken for one another, and which walks do not end.
+  std::vector<std::string> whyUnsafe(const std::vector<const GraphTask*>& vecTasks) const;
 
 private:
   struct Walk;

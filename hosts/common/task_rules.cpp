@@ -78,21 +78,28 @@ public:
   Checker(const Json::Value& jTask, const Json::Value& jTasks, Events events)
       : m_jTask(jTask), m_jTasks(jTasks), m_events(events), m_graph(jTasks) {}
 
-  Findings run() {
-    if (!m_jTask.isObject()) {
-      error("the record", "must be an object");
-      return m_findings;
-    }
+  /// What a task shows by itself, and with the tasks that it waits for.
+  Findings runAlone() {
     checkMembers();
     checkName();
     checkEvent();
     checkOwner();
     checkNeeds();
-    checkDependants();
     checkOperation();
     checkMail();
     checkTimeLimit();
     checkDescription();
+    return m_findings;
+  }
+
+  Findings run() {
+    if (!m_jTask.isObject()) {
+      error("the record", "must be an object");
+      return m_findings;
+    }
+    runAlone();
+    checkDependants();
+    checkScriptFolder();
     // A graph is looked at only when it can be built: all its names are sound by then.
     if (m_findings.vecErrors.empty()) {
       checkGraph();
@@ -271,9 +278,12 @@ private:
       for (std::string& strWarning : warnAboutScript(*strScript)) {
         m_findings.vecWarnings.push_back({"operation", std::move(strWarning)});
       }
-      if (std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
-        m_findings.vecWarnings.push_back({"operation", std::move(strWarning)});
-      }
+    }
+  }
+
+  void checkScriptFolder() {
+    if (std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
+      m_findings.vecWarnings.push_back({"operation", std::move(strWarning)});
     }
   }
 
@@ -308,16 +318,7 @@ private:
     Json::Value jAll = m_jTasks;
     jAll.append(m_jTask);
     const TaskGraph graph(jAll);
-    std::vector<std::string> vecNames = {textOf(m_jTask, "task_name")};
-    for (std::size_t i = 0; i < vecNames.size(); ++i) {
-      const GraphTask* pTask = graph.find(vecNames[i]);
-      for (const std::string& strNeed : pTask != nullptr ? pTask->vecNeeds : std::vector<std::string>()) {
-        if (std::find(vecNames.begin(), vecNames.end(), strNeed) == vecNames.end()) {
-          vecNames.push_back(strNeed);
-        }
-      }
-    }
-    for (std::string& strWhy : graph.whyEndless(vecNames)) {
+    for (std::string& strWhy : graph.whyEndless(graph.withNeeds(textOf(m_jTask, "task_name")))) {
       error("depend_on_task", std::move(strWhy));
     }
   }
@@ -394,6 +395,13 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
     (blStays ? findings.vecWarnings : findings.vecErrors).push_back(std::move(finding));
   }
   return findings;
+}
+
+Findings checkStoredTask(const Json::Value& jStored, const Json::Value& jTasks) {
+  const std::string strTask = textOf(jStored, "task_name");
+  const Json::Value jTask = requestOf(jStored);
+  const Json::Value jOthers = tasksBesides(jTasks, strTask, strTask);
+  return Checker(jTask, jOthers, Events::ANY).runAlone();
 }
 
 }  // namespace Host

@@ -47,4 +47,8 @@ Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Event
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
                           Events events);
 
+/// Looks a stored task over: what stands in it may have been sound once, or have been stored by other means. Its event
+/// may be any, and of a task that waits for one of another event only the one that waits is reported.
+Findings checkStoredTask(const Json::Value& jStored, const Json::Value& jTasks);
+
 }  // namespace Host

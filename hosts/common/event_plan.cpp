@@ -1,0 +1,121 @@
+#include "event_plan.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <map>
+#include <set>
+
+#include "json_read.h"
+#include "reconcile.h"
+#include "shell_word.h"
+#include "sql_text.h"
+
+namespace Host {
+
+namespace {
+
+/// The runner looks once a second for what has ended, and starts the next tasks a second later.
+constexpr Json::Int64 PASS_SECONDS = 1;
+
+using RunningTasks = std::map<std::string, Obstacle>;
+
+/// Tasks that would be refused, because of a run that is alive.
+RunningTasks refusedTasks(const Json::Value& jTasks) {
+  RunningTasks mapRunning;
+  for (const Json::Value& jTask : jTasks) {
+    const std::vector<pid_t> vecPids = boolOf(jTask, "run_the_same_time") ? std::vector<pid_t>() : livePidsOf(jTask);
+    if (!vecPids.empty()) {
+      mapRunning[textOf(jTask, "task_name")] = {
+          "running",
+          fmt::format("is running (process {}), and allows no second run at the same time", fmt::join(vecPids, ", ")),
+          fmt::format("eorva runs list --task {}", shellWord(textOf(jTask, "task_name"))), ""};
+    }
+  }
+  return mapRunning;
+}
+
+/// What would be refused is not started, like what is disabled.
+Json::Value withoutRefused(const Json::Value& jTasks, const RunningTasks& mapRunning) {
+  Json::Value jOut = jTasks;
+  for (Json::Value& jTask : jOut) {
+    if (mapRunning.count(textOf(jTask, "task_name")) > 0) {
+      jTask["enable"] = false;
+    }
+  }
+  return jOut;
+}
+
+std::optional<Json::Int64> lastDuration(Session& session, const std::string& strTask) {
+  const Json::Value jRuns = listRuns(
+      session, fmt::format("task_name = {} and stop_time is not null and start_time is not null", sqlText(strTask)), 1);
+  if (jRuns.empty()) {
+    return std::nullopt;
+  }
+  return std::max<Json::Int64>(intOf(jRuns[0], "stop_time") - intOf(jRuns[0], "start_time"), 0);
+}
+
+/// The tasks come in an order in which each stands after all that it waits for.
+std::vector<PlannedTask> schedule(Session& session, const std::vector<const GraphTask*>& vecOrder) {
+  std::map<std::string, PlannedTask> mapPlanned;
+  for (const GraphTask* pTask : vecOrder) {
+    PlannedTask planned{*pTask, 1, lastDuration(session, pTask->strName), 0, 0};
+    for (const std::string& strNeed : pTask->vecNeeds) {
+      const PlannedTask& need = mapPlanned.at(strNeed);
+      planned.uWave = std::max(planned.uWave, need.uWave + 1);
+      planned.iStart = std::max(planned.iStart, need.iEnd + PASS_SECONDS);
+    }
+    planned.iEnd = planned.iStart + planned.iLastDuration.value_or(0);
+    mapPlanned.emplace(pTask->strName, std::move(planned));
+  }
+  std::vector<PlannedTask> vecTasks;
+  for (auto& [strName, planned] : mapPlanned) {
+    vecTasks.push_back(std::move(planned));
+  }
+  std::stable_sort(vecTasks.begin(), vecTasks.end(),
+                   [](const PlannedTask& left, const PlannedTask& right) { return left.uWave < right.uWave; });
+  return vecTasks;
+}
+
+/// The tasks of the event that are not in the plan, and why.
+std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string& strEvent,
+                                      const RunningTasks& mapRunning) {
+  std::vector<BlockedTask> vecBlocked;
+  for (const GraphTask* pTask : graph.tasksOf(strEvent)) {
+    std::vector<Obstacle> vecObstacles = obstaclesOf(graph, *pTask);
+    const auto itSelf = mapRunning.find(pTask->strName);
+    for (Obstacle& obstacle : vecObstacles) {
+      const auto itNeed = mapRunning.find(obstacle.strOther);
+      if (obstacle.strCode == "disabled" && itSelf != mapRunning.end()) {
+        obstacle = itSelf->second;
+      } else if (obstacle.strCode == "need_disabled" && itNeed != mapRunning.end()) {
+        obstacle.strCode = "need_blocked";
+        obstacle.strText = fmt::format("waits for \"{}\", which is not started", obstacle.strOther);
+        obstacle.strAdvice.clear();
+      }
+    }
+    if (!vecObstacles.empty()) {
+      vecBlocked.push_back({pTask->strName, std::move(vecObstacles)});
+    }
+  }
+  return vecBlocked;
+}
+
+}  // namespace
+
+EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent) {
+  EventPlan plan;
+  const RunningTasks mapRunning = refusedTasks(jTasks);
+  const TaskGraph graph(withoutRefused(jTasks, mapRunning));
+  const std::vector<const GraphTask*> vecOrder = graph.planOf(strEvent);
+  plan.vecProblems = graph.whyUnsafe(vecOrder);
+  plan.vecTasks = schedule(session, vecOrder);
+  plan.vecBlocked = blockedTasks(graph, strEvent, mapRunning);
+  for (const PlannedTask& planned : plan.vecTasks) {
+    plan.iDuration = std::max(plan.iDuration, planned.iEnd);
+    plan.blExact = plan.blExact && planned.iLastDuration.has_value();
+  }
+  return plan;
+}
+
+}  // namespace Host

@@ -1,0 +1,45 @@
+/// \file event_plan.h
+/// What an event would start, if it were fired now.
+
+#pragma once
+
+#include <json/value.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "obstacle.h"
+#include "session.h"
+#include "task_graph.h"
+
+namespace Host {
+
+/// A task that would be started. Seconds count from the event.
+struct PlannedTask {
+  GraphTask task;
+  unsigned uWave = 1;                        ///< 1: at once; then one more than the last task that it waits for
+  std::optional<Json::Int64> iLastDuration;  ///< of its newest run that has ended; nothing when there is none
+  Json::Int64 iStart = 0;
+  Json::Int64 iEnd = 0;
+};
+
+/// A task that would not be started.
+struct BlockedTask {
+  std::string strName;
+  std::vector<Obstacle> vecObstacles;
+};
+
+struct EventPlan {
+  std::vector<PlannedTask> vecTasks;     ///< by wave, then by name
+  std::vector<BlockedTask> vecBlocked;   ///< by name
+  std::vector<std::string> vecProblems;  ///< why none of them would be started
+  Json::Int64 iDuration = 0;             ///< until the last one has ended
+  bool blExact = true;                   ///< false: some durations are not known, and count as none
+};
+
+/// \param jTasks  array: the stored task records.
+/// The codes of obstacles are those of obstaclesOf(), and "running", for a task whose run is alive and that does not
+/// allow a second one.
+EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent);
+
+}  // namespace Host

@@ -1,0 +1,68 @@
+#include "event_state.h"
+
+#include <map>
+#include <unistd.h>
+
+#include "installed_paths.h"
+#include "json_read.h"
+#include "session.h"
+
+namespace Host {
+
+namespace {
+
+/// How many tasks each event has; there are none before the store is there.
+std::map<std::string, unsigned> taskCounts() {
+  std::map<std::string, unsigned> mapCounts;
+  if (access(DATABASE_PATH, F_OK) == 0) {
+    Session session;
+    for (const Json::Value& jTask : listTasks(session)) {
+      ++mapCounts[textOf(jTask, "event")];
+    }
+  }
+  return mapCounts;
+}
+
+/// Events that administrators thought of have no entry: their tasks tell of them.
+std::vector<EventState> knownEvents() {
+  std::map<std::string, unsigned> mapCounts = taskCounts();
+  std::vector<EventState> vecRows;
+  for (Event& event : eventCatalogue()) {
+    const unsigned cTasks = mapCounts[event.strName];
+    mapCounts.erase(event.strName);
+    vecRows.push_back({std::move(event), true, {}, {}, cTasks});
+  }
+  for (const auto& [strName, cTasks] : mapCounts) {
+    vecRows.push_back({{strName, {}, {}, "", false}, false, {}, {}, cTasks});
+  }
+  return vecRows;
+}
+
+/// An event that no installed unit fires may be fired by a timer or a path unit that names the event's own unit.
+void askSystemd(std::vector<EventState>& vecRows) {
+  std::vector<std::string> vecUnits;
+  for (const EventState& row : vecRows) {
+    vecUnits.push_back(row.event.strUnit.empty() ? eventUnit(row.event.strName) : row.event.strUnit);
+  }
+  const std::vector<UnitState> vecStates = unitStates(vecUnits);
+  for (std::size_t i = 0; i < vecRows.size(); ++i) {
+    EventState& row = vecRows[i];
+    if (!row.event.strUnit.empty()) {
+      row.vecFiredBy = {row.event.strUnit};
+      row.state = vecStates[i];
+    } else if (!vecStates[i].vecTriggers.empty()) {
+      row.vecFiredBy = vecStates[i].vecTriggers;
+      row.state = unitStates({row.vecFiredBy.front()}).front();
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<EventState> eventStates() {
+  std::vector<EventState> vecStates = knownEvents();
+  askSystemd(vecStates);
+  return vecStates;
+}
+
+}  // namespace Host

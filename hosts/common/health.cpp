@@ -1,0 +1,198 @@
+#include "health.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <fmt/format.h>
+#include <optional>
+#include <set>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "orva_platform.h"
+
+#include "event_state.h"
+#include "failure.h"
+#include "host_settings.h"
+#include "installed_paths.h"
+#include "json_read.h"
+#include "output_folder.h"
+#include "reconcile.h"
+#include "script_check.h"
+#include "shell_word.h"
+
+namespace Host {
+
+namespace {
+
+using Severity = HealthFinding::Severity;
+
+/// Who can change these files can have anything run by root.
+void checkGuardedFile(const std::string& strPath, HealthFindings& findings) {
+  struct stat status{};
+  if (stat(strPath.c_str(), &status) < 0) {
+    return;
+  }
+  if (status.st_uid != 0) {
+    findings.push_back({Severity::PROBLEM, "store", strPath,
+                        fmt::format("{} belongs to user {}, not to root", strPath, status.st_uid),
+                        fmt::format("chown root {}", strPath)});
+  }
+  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    findings.push_back({Severity::PROBLEM, "store", strPath,
+                        fmt::format("{} may be changed by others (mode {:04o})", strPath, status.st_mode & 07777),
+                        fmt::format("chmod go-w {}", strPath)});
+  }
+}
+
+/// What a check of SQLite's own says; empty when it is content.
+std::string failedPragma(sqlite3* pDb, const char* szPragma) {
+  sqlite3_stmt* pStatement = nullptr;
+  if (sqlite3_prepare_v2(pDb, szPragma, -1, &pStatement, nullptr) != SQLITE_OK) {
+    return sqlite3_errmsg(pDb);
+  }
+  std::string strSays;
+  const int iCode = sqlite3_step(pStatement);
+  if (iCode == SQLITE_ROW) {
+    const auto* szText = reinterpret_cast<const char*>(sqlite3_column_text(pStatement, 0));
+    strSays = szText != nullptr ? szText : "";
+  } else if (iCode != SQLITE_DONE) {
+    strSays = sqlite3_errmsg(pDb);
+  }
+  sqlite3_finalize(pStatement);
+  return strSays == "ok" ? std::string() : strSays;
+}
+
+std::size_t ownersOf(const Json::Value& jTasks) {
+  std::set<Json::Int64> setOwners;
+  for (const Json::Value& jTask : jTasks) {
+    setOwners.insert(intOf(jTask, "owner", -1));
+  }
+  return setOwners.size();
+}
+
+void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
+  constexpr char SET_OUTPUT[] = "eorva config set --output-path SHARE";
+  try {
+    const std::optional<OutputFolder> folder = OutputFolder::configured();
+    if (folder) {
+      folder->check();
+    } else if (ownersOf(jTasks) > 1) {
+      std::vector<std::string> vecProblems;
+      const bool blAccepted = readHostSettings(vecProblems).blSharedScript;
+      findings.push_back({blAccepted ? Severity::WARNING : Severity::PROBLEM, "output", "",
+                          "no output is kept, and so a script of one owner can be run with the rights of another",
+                          SET_OUTPUT});
+    } else {
+      findings.push_back({Severity::WARNING, "output", "", "no output of runs is kept", SET_OUTPUT});
+    }
+    if (const std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
+      findings.push_back({Severity::PROBLEM, "output", folder ? folder->path() : "/tmp", strWarning,
+                          fmt::format("mount -o remount,exec \"$(findmnt -no TARGET -T {})\"",
+                                      shellWord(folder ? folder->path() : "/tmp"))});
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::PROBLEM, "output", "", error.what(), SET_OUTPUT});
+  }
+}
+
+}  // namespace
+
+void checkStore(const Session* pSession, HealthFindings& findings) {
+  for (const char* szPath : {STORE_FOLDER, DATABASE_PATH, CONFIG_PATH}) {
+    checkGuardedFile(szPath, findings);
+  }
+  if (pSession == nullptr) {
+    return;
+  }
+  for (const char* szPragma : {"PRAGMA quick_check(1);", "PRAGMA foreign_key_check;"}) {
+    if (const std::string strSays = failedPragma(pSession->db(), szPragma); !strSays.empty()) {
+      findings.push_back(
+          {Severity::PROBLEM, "store", DATABASE_PATH,
+           fmt::format("the store {} is damaged: {}", DATABASE_PATH, strSays),
+           fmt::format("sqlite3 {} .recover      and put back a backup, when there is one", DATABASE_PATH)});
+    }
+  }
+}
+
+void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings) {
+  try {
+    schedulerConfig();
+    checkOutput(jTasks, findings);
+  } catch (const Failure& error) {
+    findings.push_back({Severity::PROBLEM, "configuration", CONFIG_PATH, error.what(),
+                        fmt::format("mv {0} {0}.bad && eorva init", CONFIG_PATH)});
+  }
+  std::vector<std::string> vecProblems;
+  readHostSettings(vecProblems);
+  for (const std::string& strProblem : vecProblems) {
+    findings.push_back({Severity::PROBLEM, "configuration", "/etc/eorva.conf", strProblem, "eorva config set --help"});
+  }
+}
+
+void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {
+  constexpr char SETTINGS[] = "/etc/orvainfo.conf";
+  std::array<char, PATH_MAX> szProgram{};
+  const bool blSet =
+      KLIBCFileGetKeyValue(SETTINGS, "mailprogram", szProgram.data(), static_cast<int>(szProgram.size())) > 0;
+  const std::string strProgram = blSet && szProgram[0] != '\0' ? szProgram.data() : "/usr/sbin/sendmail";
+  if (access(strProgram.c_str(), X_OK) == 0) {
+    return;
+  }
+  const auto cMail = std::count_if(jTasks.begin(), jTasks.end(),
+                                   [](const Json::Value& jTask) { return boolOf(jTask, "notify_enable"); });
+  findings.push_back({cMail > 0 ? Severity::PROBLEM : Severity::WARNING, "mail", strProgram,
+                      fmt::format("the mail program {} cannot be run; {} task{} to send mail", strProgram, cMail,
+                                  cMail == 1 ? " wants" : "s want"),
+                      blSet ? fmt::format("editor {}", SETTINGS) : "apt-get install default-mta"});
+}
+
+void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
+  std::set<std::string> setInUse;
+  for (const Json::Value& jTask : jTasks) {
+    if (boolOf(jTask, "enable", true)) {
+      setInUse.insert(textOf(jTask, "event"));
+    }
+  }
+  try {
+    for (const EventState& state : eventStates()) {
+      const std::string& strEvent = state.event.strName;
+      if (setInUse.count(strEvent) == 0) {
+        continue;
+      }
+      if (state.vecFiredBy.empty()) {
+        findings.push_back(
+            {Severity::WARNING, "events", strEvent,
+             fmt::format("nothing that is installed fires the event \"{}\", and tasks wait for it", strEvent),
+             state.blInCatalogue ? "eorva event list" : fmt::format("eorva fire {}", shellWord(strEvent))});
+      } else if (state.state.strActive == "failed") {
+        findings.push_back(
+            {Severity::PROBLEM, "events", strEvent,
+             fmt::format("{}, which fires the event \"{}\", has failed", state.vecFiredBy.front(), strEvent),
+             fmt::format("systemctl status {}", state.vecFiredBy.front())});
+      } else if (state.state.strInstalled != "enabled" && state.state.strInstalled != "static") {
+        findings.push_back({Severity::PROBLEM, "events", strEvent,
+                            fmt::format("the event \"{}\" is not enabled ({}), and tasks wait for it", strEvent,
+                                        state.vecFiredBy.front()),
+                            state.blInCatalogue ? fmt::format("eorva event enable {}", shellWord(strEvent))
+                                                : fmt::format("systemctl enable {}", state.vecFiredBy.front())});
+      }
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::WARNING, "events", "", error.what(), "eorva event list"});
+  }
+}
+
+void checkRuns(Session& session, HealthFindings& findings) {
+  for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
+    if (!isRunAlive(static_cast<pid_t>(intOf(jRun, "pid")))) {
+      findings.push_back({Severity::PROBLEM, "runs", std::to_string(intOf(jRun, "result_id")),
+                          fmt::format("run {} of \"{}\" is recorded as running, but its process is gone",
+                                      intOf(jRun, "result_id"), textOf(jRun, "task_name")),
+                          "eorva check --repair"});
+    }
+  }
+}
+
+}  // namespace Host
