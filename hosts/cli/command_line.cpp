@@ -1,0 +1,120 @@
+#include "command_line.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace {
+
+/// Options of the commands above may stand behind the commands below.
+const CLI::Option* findOption(const CLI::App* pCommand, const std::string& strName) {
+  for (; pCommand != nullptr; pCommand = pCommand->get_parent()) {
+    if (const CLI::Option* pOption = pCommand->get_option_no_throw(strName)) {
+      return pOption;
+    }
+  }
+  return nullptr;
+}
+
+const CLI::App* findCommand(const CLI::App& command, const std::string& strName) {
+  const std::vector<const CLI::App*> vecFound =
+      command.get_subcommands([&](const CLI::App* pSub) { return pSub->get_name() == strName; });
+  return strName.empty() || vecFound.empty() ? nullptr : vecFound.front();
+}
+
+bool takesValue(const CLI::Option& option) {
+  return option.get_items_expected_max() > 0;
+}
+
+/// The argument at a place; the last one may take all that follow.
+const CLI::Option* argumentAt(const CLI::App& command, std::size_t iPlace) {
+  const std::vector<const CLI::Option*> vecArguments =
+      command.get_options([](const CLI::Option* pOption) { return pOption->get_positional(); });
+  if (vecArguments.empty()) {
+    return nullptr;
+  }
+  if (iPlace < vecArguments.size()) {
+    return vecArguments[iPlace];
+  }
+  return vecArguments.back()->get_expected_max() > 1 ? vecArguments.back() : nullptr;
+}
+
+/// The type as help shows it, "TASK", or a choice, "WHEN:{auto,always,never}".
+void addValues(const CLI::Option& option, NextWord& next) {
+  const std::string strType = option.get_type_name();
+  const std::size_t iOpen = strType.find(":{");
+  if (iOpen == std::string::npos) {
+    // What is checked besides stands behind a colon.
+    next.strType = strType.substr(0, strType.find(':'));
+    return;
+  }
+  std::istringstream choice(strType.substr(iOpen + 2, strType.find('}', iOpen) - iOpen - 2));
+  for (std::string strValue; std::getline(choice, strValue, ',');) {
+    next.vecWords.push_back(strValue);
+  }
+}
+
+void addOwnOptions(const CLI::App& command, NextWord& next) {
+  for (const CLI::Option* pOption : command.get_options()) {
+    for (const std::string& strName : pOption->get_lnames()) {
+      const std::string strOption = "--" + strName;
+      if (std::find(next.vecWords.begin(), next.vecWords.end(), strOption) == next.vecWords.end()) {
+        next.vecWords.push_back(strOption);
+      }
+    }
+  }
+  // Options of which one has to be chosen stand in a command without a name.
+  for (const CLI::App* pGroup : command.get_subcommands([](const CLI::App* p) { return p->get_name().empty(); })) {
+    addOwnOptions(*pGroup, next);
+  }
+}
+
+void addOptions(const CLI::App* pCommand, NextWord& next) {
+  for (; pCommand != nullptr; pCommand = pCommand->get_parent()) {
+    addOwnOptions(*pCommand, next);
+  }
+}
+
+void addCommands(const CLI::App& command, NextWord& next) {
+  // A command without a group is not shown in help either.
+  for (const CLI::App* pSub :
+       command.get_subcommands([](const CLI::App* p) { return !p->get_name().empty() && !p->get_group().empty(); })) {
+    next.vecWords.push_back(pSub->get_name());
+  }
+}
+
+}  // namespace
+
+NextWord nextWord(const CLI::App& app, const std::vector<std::string>& vecWords) {
+  NextWord next;
+  if (vecWords.empty()) {
+    return next;
+  }
+  const CLI::App* pCommand = &app;
+  const CLI::Option* pPending = nullptr;
+  std::size_t cArguments = 0;
+  for (std::size_t i = 0; i + 1 < vecWords.size(); ++i) {
+    const std::string& strWord = vecWords[i];
+    if (pPending != nullptr) {
+      pPending = nullptr;
+    } else if (strWord.size() > 1 && strWord.front() == '-') {
+      const std::size_t iValue = strWord.find('=');
+      const CLI::Option* pOption = findOption(pCommand, strWord.substr(0, iValue));
+      pPending = pOption != nullptr && takesValue(*pOption) && iValue == std::string::npos ? pOption : nullptr;
+    } else if (const CLI::App* pSub = findCommand(*pCommand, strWord)) {
+      pCommand = pSub;
+    } else {
+      ++cArguments;
+    }
+  }
+  if (pPending != nullptr) {
+    addValues(*pPending, next);
+  } else if (!vecWords.back().empty() && vecWords.back().front() == '-') {
+    addOptions(pCommand, next);
+  } else {
+    addCommands(*pCommand, next);
+    if (const CLI::Option* pArgument = argumentAt(*pCommand, cArguments)) {
+      addValues(*pArgument, next);
+    }
+  }
+  return next;
+}

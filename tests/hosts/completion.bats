@@ -1,0 +1,98 @@
+#!/usr/bin/env bats
+# Completion of command lines in bash.
+
+load common
+
+setup() {
+  fresh_store
+  source /usr/share/bash-completion/completions/eorva
+}
+
+# completes WORD... : what is offered for the last word, words separated by " | ".
+completes() {
+  COMP_WORDS=(eorva "$@")
+  COMP_CWORD=$#
+  COMPREPLY=()
+  _eorva
+  local IFS='|'
+  printf '%s' "${COMPREPLY[*]}"
+}
+
+@test "the words are one a line" {
+  add_task first bootup alice 'exit 0'
+  add_task 'two words' my-event alice 'exit 0'
+  eorva run first >/dev/null
+  eorva run first >/dev/null
+  same "tasks" $'first\ntwo words' "$(eorva complete tasks)"
+  same "runs, the newest first" $'2\n1' "$(eorva complete runs)"
+  [[ $'\n'$(eorva complete events)$'\n' == *$'\nbootup\n'*$'\nmy-event\n'* ]]
+  [[ $'\n'$(eorva complete owners)$'\n' == *$'\nroot\n'*$'\nalice\n'* ]]
+  [[ $'\n'$(eorva complete owners)$'\n' != *$'\ndaemon\n'* ]]
+  same "shares" scheduler "$(eorva complete shares)"
+  run -2 eorva complete nonsense
+}
+
+@test "commands are completed, and what no one types is not" {
+  same "the beginning of a command" "task" "$(completes ta)"
+  same "commands of a command" "edit|enable" "$(completes task e)"
+  [[ "|$(completes '')|" == *"|explain|"* && "|$(completes '')|" != *"|complete|"* ]]
+  same "nothing" "" "$(completes nonsense x)"
+}
+
+@test "options are completed, those of the command and the general ones" {
+  same "options" "--needs|--needed-by" "$(completes task relate x --nee)"
+  same "a general option" "--color" "$(completes task relate --col)"
+  same "its values" "auto|always" "$(completes --color a)"
+  same "the values of a choice" "dot" "$(completes task graph bootup --format d)"
+  same "with an equals sign" "bootup" "$(completes task list --event = boot)"
+  same "right behind it" "--json" "$(completes task list --event = bootup --js)"
+}
+
+@test "tasks, events, runs, shares and users are completed where they belong" {
+  add_task first bootup alice 'exit 0'
+  add_task second my-event alice 'exit 0'
+  eorva run first >/dev/null
+  same "a task" "first" "$(completes task show f)"
+  same "all tasks" "first|second" "$(completes explain '')"
+  same "the second of several" "second" "$(completes task enable first s)"
+  same "no task where a new name belongs" "" "$(completes task rename first '')"
+  same "a task after an option" "second" "$(completes task edit first --after s)"
+  same "an event" "bootup" "$(completes fire boot)"
+  same "an event of one's own" "my-event" "$(completes event plan my)"
+  same "a run" "1" "$(completes runs show '')"
+  same "a user" "alice" "$(completes task add x --owner ali)"
+  same "a share" "scheduler" "$(completes config set --output-path sch)"
+}
+
+@test "names with spaces are put in quotes, and read with them" {
+  add_task 'two words' bootup alice 'exit 0'
+  add_task "two more" bootup alice 'exit 0'
+  same "as one word" 'two\ more|two\ words' "$(completes task show two)"
+  same "begun with a backslash" 'two\ words' "$(completes task show 'two\ w')"
+  same "begun with a quote" "two words" "$(completes task show "'two w")"
+  same "begun with a double quote" "two words" "$(completes task show '"two w')"
+  same "after one that is done" "--json" "$(completes task show 'two\ words' --j)"
+}
+
+@test "nothing that is being typed is run" {
+  completes task show '$(touch pwned)' '`touch pwned`' "'; touch pwned; '" '"$(touch pwned)' >/dev/null
+  [[ ! -e pwned ]]
+}
+
+@test "files are completed where a file belongs" {
+  touch script-one.sh 'script two.sh'
+  same "files" 'script two.sh|script-one.sh' "$(completes task add x --script scr | tr '|' '\n' | LC_ALL=C sort | paste -sd '|')"
+}
+
+@test "without a store, and for other users, nothing is said in the line" {
+  rm -r "$STORE"
+  run -0 --separate-stderr eorva complete tasks
+  same "all of it" "" "$output$stderr"
+  run -0 --separate-stderr setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva complete line -- ta
+  same "for another user" "task" "$(grep -x task <<<"$output")"
+  same "messages" "" "$stderr"
+}
+
+@test "the function is loaded for eorva" {
+  [[ $(complete -p eorva) == "complete -o nosort -F _eorva eorva" ]]
+}
