@@ -18,6 +18,7 @@ inline constexpr int EXIT_TASK_FAILED = 3;  ///< an execution ran, and some task
 struct Context {
   std::string strColor = "auto";
   std::function<int()> fnRun;  ///< set by the subcommand that was typed
+  bool blAnyUser = false;      ///< set by one that everybody may run
 
   /// Tells whether what goes to standard output may be coloured.
   bool isColored() const;
@@ -42,13 +43,18 @@ void onCommand(CLI::App* pCommand, Context& context, std::shared_ptr<Options> pO
 void addInitCommand(CLI::App& app, Context& context);
 void addTaskCommands(CLI::App& app, Context& context);
 void addGraphCommand(CLI::App& task, Context& context);
+void addRelateCommand(CLI::App& task, Context& context);
 void addTaskAddCommand(CLI::App& task, Context& context);
 void addTaskCopyCommand(CLI::App& task, Context& context);
 void addTaskEditCommands(CLI::App& task, Context& context);
 void addTaskRenameCommands(CLI::App& task, Context& context);
 void addEventCommands(CLI::App& app, Context& context);
+void addEventPlanCommand(CLI::App& event, Context& context);
 void addEventStateCommands(CLI::App& event, Context& context);
 void addExecuteCommands(CLI::App& app, Context& context);
+void addCheckCommand(CLI::App& app, Context& context);
+void addCompleteCommand(CLI::App& app, Context& context);
+void addExplainCommand(CLI::App& app, Context& context);
 void addRunsCommands(CLI::App& app, Context& context);
 void addConfigCommands(CLI::App& app, Context& context);
 void addShareCommands(CLI::App& app, Context& context);

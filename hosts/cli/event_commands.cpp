@@ -6,4 +6,5 @@ void addEventCommands(CLI::App& app, Context& context) {
   CLI::App* pEvent = addCommand(app, "event", "Show events, and what they would do.", "  eorva event plan bootup\n");
   pEvent->require_subcommand(1);
   addEventStateCommands(*pEvent, context);
+  addEventPlanCommand(*pEvent, context);
 }

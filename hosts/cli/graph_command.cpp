@@ -6,6 +6,7 @@
 #include <set>
 
 #include "common/json_read.h"
+#include "common/obstacle.h"
 #include "common/session.h"
 #include "common/task_graph.h"
 #include "context.h"
@@ -15,6 +16,7 @@ namespace {
 
 struct GraphOptions {
   std::string strEvent;
+  std::string strFormat = "tree";
   bool blJson = false;
 };
 
@@ -45,21 +47,10 @@ public:
 private:
   inline static const std::vector<const Host::GraphTask*> NONE;
 
-  /// Why the event will not start a task, as far as the graph tells.
+  /// Why the event will not start a task.
   std::string noteOf(const Host::GraphTask& task) const {
-    if (!task.blEnabled) {
-      return "disabled";
-    }
-    for (const std::string& strNeed : task.vecNeeds) {
-      const Host::GraphTask* pNeed = m_graph.find(strNeed);
-      if (pNeed == nullptr) {
-        return fmt::format("never starts: there is no task \"{}\"", strNeed);
-      }
-      if (pNeed->strEvent != task.strEvent) {
-        return fmt::format("\"{}\" belongs to the event \"{}\"", strNeed, pNeed->strEvent);
-      }
-    }
-    return {};
+    const std::vector<Host::Obstacle> vecObstacles = Host::obstaclesOf(m_graph, task);
+    return vecObstacles.empty() ? std::string() : vecObstacles.front().strText;
   }
 
   const Host::TaskGraph& m_graph;
@@ -85,17 +76,10 @@ void printTree(const Host::TaskGraph& graph, const OwnerNames& owners, const std
   table.print();
 }
 
-int runGraph(const Context& context, const GraphOptions& options) {
-  Host::Session session;
-  const Json::Value jTasks = Host::listTasks(session);
-  const Host::TaskGraph graph(jTasks);
-  if (!options.blJson) {
-    printTree(graph, ownerNames(jTasks), options.strEvent, context.isColored());
-    return EXIT_DONE;
-  }
+void printGraphJson(const Host::TaskGraph& graph, const Json::Value& jTasks, const std::string& strEvent) {
   Json::Value jOut(Json::arrayValue);
   for (const Json::Value& jTask : jTasks) {
-    if (Host::textOf(jTask, "event") == options.strEvent) {
+    if (Host::textOf(jTask, "event") == strEvent) {
       Json::Value jNode = taskForPrograms(jTask);
       jNode["needed_by"] = Json::Value(Json::arrayValue);
       for (const Host::GraphTask* pTask : graph.dependantsOf(Host::textOf(jTask, "task_name"))) {
@@ -105,6 +89,45 @@ int runGraph(const Context& context, const GraphOptions& options) {
     }
   }
   printJson(jOut);
+}
+
+/// A text within quotes in the language of Graphviz.
+std::string dotEscaped(const std::string& strText) {
+  std::string strEscaped;
+  for (const char c : strText) {
+    if (c == '"' || c == '\\') {
+      strEscaped += '\\';
+    }
+    strEscaped += c;
+  }
+  return strEscaped;
+}
+
+void printDot(const Host::TaskGraph& graph, const OwnerNames& owners, const std::string& strEvent) {
+  fmt::print("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
+  for (const Host::GraphTask* pTask : graph.tasksOf(strEvent)) {
+    const std::string strName = dotEscaped(pTask->strName);
+    const bool blStarts = Host::obstaclesOf(graph, *pTask).empty();
+    fmt::print("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
+               blStarts ? "" : ", style=dashed");
+    for (const std::string& strNeed : pTask->vecNeeds) {
+      fmt::print("  \"{}\" -> \"{}\";\n", dotEscaped(strNeed), strName);
+    }
+  }
+  fmt::print("}}\n");
+}
+
+int runGraph(const Context& context, const GraphOptions& options) {
+  Host::Session session;
+  const Json::Value jTasks = Host::listTasks(session);
+  const Host::TaskGraph graph(jTasks);
+  if (options.blJson || options.strFormat == "json") {
+    printGraphJson(graph, jTasks, options.strEvent);
+  } else if (options.strFormat == "dot") {
+    printDot(graph, ownerNames(jTasks), options.strEvent);
+  } else {
+    printTree(graph, ownerNames(jTasks), options.strEvent, context.isColored());
+  }
   return EXIT_DONE;
 }
 
@@ -112,9 +135,13 @@ int runGraph(const Context& context, const GraphOptions& options) {
 
 void addGraphCommand(CLI::App& task, Context& context) {
   auto pOptions = std::make_shared<GraphOptions>();
-  CLI::App* pCommand =
-      addCommand(task, "graph", "Show which tasks of an event wait for which.", "  eorva task graph bootup\n");
+  CLI::App* pCommand = addCommand(task, "graph", "Show which tasks of an event wait for which.",
+                                  "  eorva task graph bootup\n"
+                                  "  eorva task graph bootup --format dot | dot -Tsvg > bootup.svg\n");
   pCommand->add_option("event", pOptions->strEvent, "the event")->required()->type_name("EVENT");
+  pCommand->add_option("--format", pOptions->strFormat, "tree, dot (for Graphviz) or json")
+      ->check(CLI::IsMember({"tree", "dot", "json"}))
+      ->type_name("FORMAT");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records, with \"waits_for\" and \"needed_by\"");
   onCommand(pCommand, context, pOptions, &runGraph);
 }

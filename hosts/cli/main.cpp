@@ -50,6 +50,9 @@ void buildCommandLine(CLI::App& app, Context& context) {
   addTaskCommands(app, context);
   addEventCommands(app, context);
   addExecuteCommands(app, context);
+  addExplainCommand(app, context);
+  addCheckCommand(app, context);
+  addCompleteCommand(app, context);
   addRunsCommands(app, context);
   addConfigCommands(app, context);
   addShareCommands(app, context);
@@ -81,7 +84,9 @@ int runCommandLine(int argc, char** argv) {
     // Help and version are "errors" without a code.
     return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
   }
-  requireRoot();
+  if (!context.blAnyUser) {
+    requireRoot();
+  }
   return flushOutput(context.fnRun());
 }
 

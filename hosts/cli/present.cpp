@@ -164,3 +164,12 @@ void printFields(const std::vector<std::pair<std::string, std::string>>& vecFiel
     fmt::print("{:<{}}  {}\n", strName + ":", cbLongest + 1, strValue);
   }
 }
+
+void printObstacles(const std::string& strTask, const std::vector<Host::Obstacle>& vecObstacles) {
+  for (const Host::Obstacle& obstacle : vecObstacles) {
+    fmt::print("  {} {}\n", strTask, obstacle.strText);
+    if (!obstacle.strAdvice.empty()) {
+      fmt::print("      {}\n", obstacle.strAdvice);
+    }
+  }
+}

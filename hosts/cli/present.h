@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/obstacle.h"
 #include "common/outcome.h"
 #include "table.h"
 
@@ -47,3 +48,6 @@ void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners
 
 /// Lines of "name: value", the values aligned.
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);
+
+/// What keeps tasks from being started, a line each, with what to type under it.
+void printObstacles(const std::string& strTask, const std::vector<Host::Obstacle>& vecObstacles);

@@ -139,4 +139,5 @@ void addTaskCommands(CLI::App& app, Context& context) {
   addTaskCopyCommand(*pTask, context);
   addTaskRenameCommands(*pTask, context);
   addGraphCommand(*pTask, context);
+  addRelateCommand(*pTask, context);
 }

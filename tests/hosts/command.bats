@@ -8,7 +8,7 @@ setup() { fresh_store; }
 @test "help shows examples for every command" {
   local command
   for command in "" init task "task add" "task list" "task show" "task graph" "task delete" "task edit" "task enable" \
-    "task disable" "task copy" "task rename" fire run runs \
+    "task disable" "task copy" "task rename" "task relate" event "event plan" explain check complete fire run runs \
     "runs list" "runs show" "runs output" "runs script" config "config show" "config set" share "share list"; do
     # shellcheck disable=SC2086
     run -0 --separate-stderr eorva $command --help
@@ -83,7 +83,8 @@ setup() { fresh_store; }
 @test "without a store every command says what to type" {
   rm -rf "$STORE"
   local command
-  for command in "task list" "task show x" "task graph x" "task delete x --yes" "fire x" "run x" "runs list" \
+  for command in "task list" "task show x" "task graph x" "task delete x --yes" "task edit x" "task enable x" \
+    "task rename x y --yes" "task copy x y" "task relate x --needs" "event plan x" "explain x" "fire x" "run x" "runs list" \
     "runs show 1" "runs output 1"; do
     # shellcheck disable=SC2086
     run -1 --separate-stderr eorva $command

@@ -1,0 +1,131 @@
+/// eorva event plan
+
+#include <ctime>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "common/event_plan.h"
+#include "common/failure.h"
+#include "common/json_read.h"
+#include "context.h"
+#include "present.h"
+
+using Host::BlockedTask;
+using Host::EventPlan;
+using Host::PlannedTask;
+
+namespace {
+
+struct PlanOptions {
+  std::string strEvent;
+  bool blJson = false;
+};
+
+std::string endText(const EventPlan& plan) {
+  Json::Value jEnd(Json::objectValue);
+  jEnd["stop_time"] = static_cast<Json::Int64>(std::time(nullptr)) + plan.iDuration;
+  return fmt::format("{} after {}, at {}", plan.blExact ? "would end" : "would end at the earliest",
+                     durationText(plan.iDuration), timeText(jEnd, "stop_time"));
+}
+
+void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor) {
+  Table table({{"WAVE", true}, {"TASK"}, {"OWNER"}, {"WAITS FOR"}, {"LAST TIME", true}, {"STARTS AFTER", true}},
+              blColor);
+  for (const PlannedTask& planned : plan.vecTasks) {
+    const std::vector<std::string>& vecNeeds = planned.task.vecNeeds;
+    table.addRow({{std::to_string(planned.uWave)},
+                  {planned.task.strName},
+                  {owners.at(planned.task.strName)},
+                  {vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "))},
+                  {planned.iLastDuration ? durationText(*planned.iLastDuration) : "-"},
+                  {durationText(planned.iStart)}});
+  }
+  table.print();
+}
+
+Json::Value plannedForPrograms(const PlannedTask& planned, const OwnerNames& owners) {
+  Json::Value jTask(Json::objectValue);
+  jTask["task_name"] = planned.task.strName;
+  jTask["event"] = planned.task.strEvent;
+  jTask["owner"] = planned.task.iOwner;
+  jTask["owner_name"] = owners.at(planned.task.strName);
+  jTask["wave"] = planned.uWave;
+  jTask["last_duration"] = planned.iLastDuration ? Json::Value(*planned.iLastDuration) : Json::Value();
+  jTask["starts_after"] = planned.iStart;
+  jTask["ends_after"] = planned.iEnd;
+  jTask["waits_for"] = Json::Value(Json::arrayValue);
+  for (const std::string& strNeed : planned.task.vecNeeds) {
+    jTask["waits_for"].append(strNeed);
+  }
+  return jTask;
+}
+
+Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners) {
+  Json::Value jPlan(Json::objectValue);
+  jPlan["event"] = strEvent;
+  jPlan["would_run"] = Json::Value(Json::arrayValue);
+  for (const PlannedTask& planned : plan.vecTasks) {
+    jPlan["would_run"].append(plannedForPrograms(planned, owners));
+  }
+  jPlan["would_not_run"] = Json::Value(Json::arrayValue);
+  for (const BlockedTask& blocked : plan.vecBlocked) {
+    Json::Value jTask(Json::objectValue);
+    jTask["task_name"] = blocked.strName;
+    for (const Host::Obstacle& obstacle : blocked.vecObstacles) {
+      jTask["reasons"].append(Host::obstacleForPrograms(obstacle));
+    }
+    jPlan["would_not_run"].append(jTask);
+  }
+  jPlan["problems"] = Json::Value(Json::arrayValue);
+  for (const std::string& strProblem : plan.vecProblems) {
+    jPlan["problems"].append(strProblem);
+  }
+  jPlan["duration"] = plan.iDuration;
+  jPlan["duration_known"] = plan.blExact;
+  return jPlan;
+}
+
+void printPlan(const Context& context, const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners) {
+  if (!plan.vecProblems.empty()) {
+    fmt::print("nothing would be started, for these tasks cannot be run safely:\n  {}\n",
+               fmt::join(plan.vecProblems, "\n  "));
+  } else if (plan.vecTasks.empty()) {
+    fmt::print("nothing would be started\n");
+  } else {
+    printPlanned(plan, owners, context.isColored());
+    fmt::print("event {}: {} task{}, {}\n", strEvent, plan.vecTasks.size(), plan.vecTasks.size() == 1 ? "" : "s",
+               endText(plan));
+  }
+  if (!plan.vecBlocked.empty()) {
+    fmt::print("would not be started:\n");
+  }
+  for (const BlockedTask& blocked : plan.vecBlocked) {
+    printObstacles(blocked.strName, blocked.vecObstacles);
+  }
+}
+
+int runPlan(const Context& context, const PlanOptions& options) {
+  Host::Session session;
+  const Json::Value jTasks = Host::listTasks(session);
+  const OwnerNames owners = ownerNames(jTasks);
+  const EventPlan plan = Host::planEvent(session, jTasks, options.strEvent);
+  if (options.blJson) {
+    printJson(planForPrograms(options.strEvent, plan, owners));
+  } else {
+    printPlan(context, options.strEvent, plan, owners);
+  }
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addEventPlanCommand(CLI::App& event, Context& context) {
+  auto pOptions = std::make_shared<PlanOptions>();
+  CLI::App* pCommand =
+      addCommand(event, "plan", "Show what an event would start now, in which order and for how long, and what not.",
+                 "  eorva event plan bootup\n"
+                 "  eorva event plan shutdown --json\n");
+  pCommand->add_option("event", pOptions->strEvent, "the event")->required()->type_name("EVENT");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object");
+  onCommand(pCommand, context, pOptions, &runPlan);
+}

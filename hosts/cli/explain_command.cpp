@@ -1,0 +1,134 @@
+/// eorva explain
+
+#include <fmt/format.h>
+
+#include "common/explanation.h"
+#include "common/json_read.h"
+#include "context.h"
+#include "present.h"
+
+using Host::Explanation;
+using Host::intOf;
+using Host::textOf;
+
+namespace {
+
+struct ExplainOptions {
+  std::string strTask;
+  bool blJson = false;
+};
+
+std::string runText(const Json::Value& jRun) {
+  const Host::Outcome outcome = Host::outcomeOf(jRun);
+  return fmt::format("run {}, started {}, {}", intOf(jRun, "result_id"), timeText(jRun, "start_time"),
+                     jRun.isMember("stop_time")
+                         ? fmt::format("ended {} with: {}", timeText(jRun, "stop_time"), outcome.strText)
+                         : std::string("not ended"));
+}
+
+/// A time of the event, in the form that records have.
+std::string firedText(const Explanation& explanation) {
+  Json::Value jRun(Json::objectValue);
+  jRun["event_fire_time"] = explanation.iFired;
+  return timeText(jRun, "event_fire_time");
+}
+
+void printVerdict(const Explanation& explanation) {
+  const std::string strTask = textOf(explanation.jTask, "task_name");
+  const std::string strEvent = textOf(explanation.jTask, "event");
+  switch (explanation.verdict) {
+    case Explanation::Verdict::NEVER_FIRED:
+      fmt::print("{} has not run for its event: \"{}\" has not started any task yet\n", strTask, strEvent);
+      return;
+    case Explanation::Verdict::NOT_STARTED:
+      fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent, firedText(explanation));
+      printObstacles("it", explanation.vecReasons);
+      return;
+    case Explanation::Verdict::RAN:
+    case Explanation::Verdict::RUNNING:
+      fmt::print("{} {} when \"{}\" was last fired, {}:\n  {}\n", strTask,
+                 explanation.verdict == Explanation::Verdict::RAN ? "ran" : "was started, and is running,", strEvent,
+                 firedText(explanation), runText(explanation.jRun));
+  }
+}
+
+void printNeeds(const Explanation& explanation) {
+  if (!explanation.vecNeeds.empty()) {
+    fmt::print("what it waits for, then:\n");
+  }
+  for (const Host::NeedState& need : explanation.vecNeeds) {
+    fmt::print("  {}: {}\n", need.strName, need.jRun.isObject() ? runText(need.jRun) : "not started");
+  }
+}
+
+void printNow(const Explanation& explanation) {
+  const std::string strEvent = textOf(explanation.jTask, "event");
+  const Json::Int64 iNewest = intOf(explanation.jNewest, "result_id");
+  if (iNewest != 0 && iNewest != intOf(explanation.jRun, "result_id")) {
+    fmt::print("its newest run: {} (trigger {})\n", runText(explanation.jNewest),
+               textOf(explanation.jNewest, "trigger_event"));
+  }
+  if (explanation.vecObstacles.empty()) {
+    fmt::print("if \"{}\" were fired now, it would be started\n", strEvent);
+    return;
+  }
+  fmt::print("if \"{}\" were fired now, it would not be started:\n", strEvent);
+  printObstacles("it", explanation.vecObstacles);
+}
+
+Json::Value obstaclesForPrograms(const std::vector<Host::Obstacle>& vecObstacles) {
+  Json::Value jOut(Json::arrayValue);
+  for (const Host::Obstacle& obstacle : vecObstacles) {
+    jOut.append(Host::obstacleForPrograms(obstacle));
+  }
+  return jOut;
+}
+
+Json::Value forPrograms(const Explanation& explanation, const OwnerNames& owners) {
+  const auto run = [&](const Json::Value& jRun) {
+    return jRun.isObject() ? runForPrograms(jRun, owners) : Json::Value();
+  };
+  Json::Value jOut(Json::objectValue);
+  jOut["task_name"] = explanation.jTask["task_name"];
+  jOut["event"] = explanation.jTask["event"];
+  jOut["verdict"] = Host::verdictWord(explanation.verdict);
+  jOut["last_fired"] = explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired);
+  jOut["run"] = run(explanation.jRun);
+  jOut["newest_run"] = run(explanation.jNewest);
+  jOut["reasons"] = obstaclesForPrograms(explanation.vecReasons);
+  jOut["would_start_now"] = explanation.vecObstacles.empty();
+  jOut["obstacles_now"] = obstaclesForPrograms(explanation.vecObstacles);
+  jOut["needs"] = Json::Value(Json::arrayValue);
+  for (const Host::NeedState& need : explanation.vecNeeds) {
+    Json::Value jNeed(Json::objectValue);
+    jNeed["task_name"] = need.strName;
+    jNeed["run"] = run(need.jRun);
+    jOut["needs"].append(jNeed);
+  }
+  return jOut;
+}
+
+int runExplain(const Context&, const ExplainOptions& options) {
+  Host::Session session;
+  const Explanation explanation = Host::explainTask(session, options.strTask);
+  if (options.blJson) {
+    printJson(forPrograms(explanation, ownerNames(Host::listTasks(session))));
+    return EXIT_DONE;
+  }
+  printVerdict(explanation);
+  printNeeds(explanation);
+  printNow(explanation);
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addExplainCommand(CLI::App& app, Context& context) {
+  auto pOptions = std::make_shared<ExplainOptions>();
+  CLI::App* pCommand = addCommand(app, "explain", "Tell why a task did, or did not, run when its event was last fired.",
+                                  "  eorva explain summary\n"
+                                  "  eorva explain summary --json\n");
+  pCommand->add_option("task", pOptions->strTask, "its name")->required()->type_name("TASK");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object");
+  onCommand(pCommand, context, pOptions, &runExplain);
+}

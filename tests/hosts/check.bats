@@ -1,0 +1,170 @@
+#!/usr/bin/env bats
+# The look over the whole installation.
+
+load common
+
+setup() {
+  fresh_store
+  [[ -x /usr/sbin/sendmail ]] || { printf '#!/bin/sh\n' >/usr/sbin/sendmail && chmod +x /usr/sbin/sendmail; }
+  rm -f /etc/systemd/system/*.wants/eorva-*
+  eorva event enable bootup >/dev/null
+  eorva event enable shutdown >/dev/null
+}
+
+# finds SEVERITY AREA SUBJECT TEXT ADVICE: among what is found; a problem makes the check end with 1.
+finds() {
+  local found
+  run --separate-stderr eorva check --json
+  [[ $status == 1 || $1 == warning ]] || { echo "the check ended with $status" >&2; return 1; }
+  found=$(jq -r --arg s "$1" --arg a "$2" --arg b "$3" \
+    '.findings[] | select(.severity == $s and .area == $a and .subject == $b) | .text + "\n    " + .advice' <<<"$output")
+  [[ $found == *"$4"*$'\n    '"$5"* ]] && return 0
+  printf 'wanted: %s %s %s: %s / %s\ngot: %s\n' "$@" "$output" >&2
+  return 1
+}
+
+@test "an installation without faults" {
+  add_task it bootup alice 'exit 0'
+  run -0 --separate-stderr eorva check
+  same "answer" "all is well" "$output"
+  run -0 eorva check --json
+  same "answer" '{"findings":[],"ok":true}' "$(jq -cS . <<<"$output")"
+}
+
+@test "each finding is a line with what to type under it, and they are counted" {
+  add_task it bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0' --after it
+  sqlite3 "$DATABASE" "update task set depend_on_task = '[ghost]' where task_name = 'second'"
+  eorva task edit it --script /dev/null
+  run -1 --separate-stderr eorva check
+  same "answer" 'warning: task "it": operation: the script is empty
+    eorva task edit it
+problem: task "second" is never started: it waits for "ghost", and there is no such task
+    eorva task edit second --no-after
+1 problem, 1 warning' "$output"
+}
+
+@test "without a store, or with one that is none" {
+  rm -r "$STORE"
+  finds problem store "$DATABASE" "there is no store yet" "eorva init"
+  eorva init --output-path scheduler
+  rm "$DATABASE"*
+  echo "these are my notes, and they are long enough to be no database" >"$DATABASE"
+  finds problem store "$DATABASE" "$DATABASE" ""
+}
+
+@test "a store that others can change, or that is damaged" {
+  chmod 777 "$STORE"
+  finds problem store "$STORE" "may be changed by others (mode 0777)" "chmod go-w $STORE"
+  chmod 755 "$STORE"
+  chown alice "$DATABASE"
+  finds problem store "$DATABASE" "belongs to user 7001, not to root" "chown root $DATABASE"
+  chown root "$DATABASE"
+  add_task it bootup alice 'exit 0'
+  sqlite3 "$DATABASE" "pragma foreign_keys = off; insert into task_result (task_name, stop_time) values ('ghost', 1)"
+  finds problem store "$DATABASE" "is damaged: task_result" "sqlite3 $DATABASE .recover"
+}
+
+@test "a configuration that cannot be read, and settings that cannot be used" {
+  echo '{' >"$STORE/eorvascheduler-conf.json"
+  finds problem configuration "$STORE/eorvascheduler-conf.json" "it is no JSON object" "mv $STORE/eorvascheduler-conf.json"
+  rm "$STORE/eorvascheduler-conf.json"
+  eorva init --output-path scheduler >/dev/null
+  echo 'stop_grace=soon' >>/etc/eorva.conf
+  finds problem configuration /etc/eorva.conf "soon" "eorva config set"
+  sed -i '$d' /etc/eorva.conf
+}
+
+@test "output that has no place" {
+  jq '.eorvascheduler.output_path = "attic"' "$STORE/eorvascheduler-conf.json" >conf.json
+  cp conf.json "$STORE/eorvascheduler-conf.json"
+  finds problem output "" 'there is no share "attic"' "eorva config set --output-path SHARE"
+  rm "$STORE/eorvascheduler-conf.json"
+  finds warning output "" "no output of runs is kept" "eorva config set --output-path SHARE"
+  add_task one bootup alice 'exit 0'
+  add_task two bootup bob 'exit 0'
+  finds problem output "" "a script of one owner can be run with the rights of another" "eorva config set --output-path SHARE"
+  echo 'shared_script=yes' >>/etc/eorva.conf
+  finds warning output "" "a script of one owner can be run with the rights of another" "eorva config set --output-path SHARE"
+  sed -i '$d' /etc/eorva.conf
+}
+
+@test "output in a place that others can change, or where nothing can be run" {
+  chmod 777 "$KEPT"
+  finds problem output "" "may be changed by others" ""
+  chmod 711 "$KEPT"
+  mount -t tmpfs -o noexec,mode=0711 tmpfs "$KEPT"
+  finds problem output "$KEPT" "runs no programs (noexec)" "mount -o remount,exec"
+  umount "$KEPT"
+}
+
+@test "a mail program that is not there matters when mail is to be sent" {
+  echo 'mailprogram=/no/such/program' >>/etc/orvainfo.conf
+  finds warning mail /no/such/program "the mail program /no/such/program cannot be run; 0 tasks want to send mail" "editor /etc/orvainfo.conf"
+  add_task it bootup alice 'exit 0' --mail root
+  finds problem mail /no/such/program "1 task wants to send mail" "editor /etc/orvainfo.conf"
+  sed -i '$d' /etc/orvainfo.conf
+}
+
+@test "events that tasks wait for and that nothing fires" {
+  add_task it daily alice 'exit 0'
+  add_task own my-event alice 'exit 0'
+  finds problem events daily 'the event "daily" is not enabled (' "eorva event enable daily"
+  run -0 eorva event enable daily
+  finds warning events my-event 'nothing that is installed fires the event "my-event"' "eorva fire my-event"
+  run -0 eorva task disable own
+  run -0 eorva check
+}
+
+@test "runs whose process is gone, and their repair" {
+  add_task it bootup alice 'exit 0'
+  sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, event_fire_time, trigger_event, exit_info)
+    values ('it', 1000, 2147483647, 1000, 'bootup', '{}')"
+  finds problem runs 1 'run 1 of "it" is recorded as running, but its process is gone' "eorva check --repair"
+  run -0 --separate-stderr eorva check --repair
+  complains 'run 1 of "it" was interrupted; it is closed now'
+  same "how it ended" '"interrupted"' "$(field 1 exit_info.exit_type)"
+}
+
+@test "a run that goes on is no fault" {
+  add_task it bootup alice 'exec sleep 300'
+  eorva run it >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -0 eorva check
+  pkill -u alice sleep
+  wait %1 || true
+}
+
+@test "tasks that can never start, and names and owners that are no good" {
+  useradd --uid 7011 dora
+  local task
+  for task in a b gone name_1 nameX2 astray; do add_task "$task" bootup alice 'exit 0'; done
+  add_task elsewhere shutdown alice 'exit 0'
+  add_task off bootup alice 'exit 0' --disabled
+  add_task behind bootup alice 'exit 0' --after off
+  add_task orphan bootup dora 'exit 0' --mail root
+  userdel dora
+  sqlite3 "$DATABASE" "update task set depend_on_task = '[b]' where task_name = 'a';
+    update task set depend_on_task = '[a]' where task_name = 'b';
+    update task set depend_on_task = '[ghost]' where task_name = 'gone';
+    update task set depend_on_task = '[elsewhere]' where task_name = 'astray';
+    update task set task_name = 'nameX1' where task_name = 'nameX2';
+    update task set notify_mail = '|evil' where task_name = 'orphan';
+    update task set task_name = '../up' where task_name = 'elsewhere';
+    update task set depend_on_task = '[../up]' where task_name = 'astray'"
+  finds problem tasks a 'task "a" is never started: it waits for "b", which waits for it in turn' "eorva task edit a --no-after"
+  finds problem tasks gone 'waits for "ghost", and there is no such task' "eorva task edit gone --no-after"
+  finds problem tasks astray 'waits for "../up", which belongs to the event "shutdown"' "eorva task edit ../up --event bootup"
+  finds warning tasks behind 'waits for "off", which is disabled' "eorva task enable off"
+  finds problem tasks orphan 'owner: there is no user with the id 7011' "eorva task edit orphan --owner USER"
+  finds problem tasks orphan 'notify_mail: "|evil" is no mail address' "eorva task edit orphan"
+  finds problem tasks name_1 'also stands for the task "nameX1"' "eorva task rename name_1 NAME"
+  finds problem tasks ../up "must begin with a letter or a digit, not with '.'" "eorva task rename ../up NAME"
+  finds problem tasks "" "the tasks wait for each other in a circle" "eorva task edit"
+}
+
+@test "scripts that will hardly run are warnings" {
+  printf '#!/no/such/shell\r\n' | eorva task add it --event bootup --owner alice --script -
+  finds warning tasks it "interpreter /no/such/shell" "eorva task edit it"
+  finds warning tasks it "CR LF" "eorva task edit it"
+}
