@@ -1,6 +1,7 @@
 #include "record_store/failure.h"
 
 #include <cerrno>
+#include <cstring>
 #include <new>
 #include <sqlite3.h>
 
@@ -50,14 +51,28 @@ bool isBusy(int iResult) {
   return iPrimary == SQLITE_BUSY || iPrimary == SQLITE_PROTOCOL;
 }
 
+// The system's own reason, where SQLite's is only that a file could not be opened, read or written; otherwise 0.
+int errnoOfSystem(sqlite3* pDb, int iResult) {
+  const int iPrimary = iResult & PRIMARY_CODE_MASK;
+  if (iPrimary == SQLITE_CANTOPEN && sqlite3_db_readonly(pDb, "main") == 1) {
+    // The database could be opened, for reading. It is the files beside it that could not be made.
+    return EROFS;
+  }
+  return iPrimary == SQLITE_IOERR || iPrimary == SQLITE_CANTOPEN ? sqlite3_system_errno(pDb) : 0;
+}
+
 }  // namespace
 
 StoreFailure sqliteFailure(sqlite3* pDb, int iResult, const char* szFile, int iLine) {
-  // A connection that never opened answers everything with "misuse", and keeps the text that says why it failed.
-  const int iPrimary = iResult & PRIMARY_CODE_MASK;
-  const bool blOwnText = iPrimary == SQLITE_MISUSE || iPrimary == (sqlite3_errcode(pDb) & PRIMARY_CODE_MASK);
-  const char* szReason = blOwnText ? sqlite3_errmsg(pDb) : sqlite3_errstr(iResult);
-  return {errnoOf(iResult), szFile, iLine, szReason, isBusy(iResult)};
+  // A connection that never opened answers everything with "misuse", and keeps what says why it failed.
+  const bool blNeverOpened = (iResult & PRIMARY_CODE_MASK) == SQLITE_MISUSE;
+  const int iCode = blNeverOpened ? sqlite3_extended_errcode(pDb) : iResult;
+  const bool blOwnText = (iCode & PRIMARY_CODE_MASK) == (sqlite3_errcode(pDb) & PRIMARY_CODE_MASK);
+  const char* szReason = blOwnText ? sqlite3_errmsg(pDb) : sqlite3_errstr(iCode);
+  if (const int iErrno = errnoOfSystem(pDb, iCode)) {
+    return {iErrno, szFile, iLine, fmt::format("{}: {}", szReason, std::strerror(iErrno))};
+  }
+  return {errnoOf(iCode), szFile, iLine, szReason, isBusy(iCode)};
 }
 
 void reportFailure(const std::string& strTable, const char* szOperation, const std::exception& failure) {

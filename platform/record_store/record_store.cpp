@@ -62,6 +62,10 @@ int OrvaJsonDbApi::Impl::create(const Json::Value& jIn, Json::Value& jOut) {
     record.bind(binder, record.set());
     Json::Value jRow = statement.step() ? m_reader.read(statement) : Json::Value();
     statement.finish();
+    // A view in the table's place gives a row although it keeps none.
+    if (sqlite3_changes(m_pDb) != 1) {
+      RAISE(EINVAL, "the table keeps no such record");
+    }
     return jRow;
   });
   jOut.swap(jCreated);

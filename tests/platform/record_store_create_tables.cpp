@@ -172,7 +172,8 @@ TEST_F(CreateTables, ConnectionThatNeverOpenedIsRefusedWithItsReason) {
   sqlite3* pDb = nullptr;
   EXPECT_EQ(SQLITE_CANTOPEN, sqlite3_open("/nowhere/at/all.db", &pDb));
   m_pDb.reset(pDb);
-  expectRefused("unable to open database file");
+  expectRefused("unable to open database file: No such file or directory");
+  EXPECT_EQ(ENOENT, KLIBCErrGet());
 }
 
 TEST_F(CreateTables, FileThatIsNoDatabaseIsRefusedAndKept) {
