@@ -131,7 +131,7 @@ std::uint64_t readRule(const Rule& rule, std::vector<std::string>& vecProblems) 
   } catch (const Failure& error) {
     vecProblems.emplace_back(error.what());
   }
-  return *readValue(rule, rule.szDefault);
+  return readValue(rule, rule.szDefault).value_or(0);
 }
 
 }  // namespace

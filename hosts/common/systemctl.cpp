@@ -53,6 +53,7 @@ std::string readAll(int fd) {
 Answer systemctl(std::vector<std::string> vecArguments) {
   vecArguments.insert(vecArguments.begin(), "systemctl");
   std::vector<char*> vecPointers;
+  vecPointers.reserve(vecArguments.size() + 1);
   for (std::string& strArgument : vecArguments) {
     vecPointers.push_back(strArgument.data());
   }

@@ -68,7 +68,7 @@ private:
   }
 
   void report() const {
-    if (!m_copy->path().empty()) {
+    if (m_copy && !m_copy->path().empty()) {
       logNotice("record store: the database has schema version %d now; as it was, with version %d, it is kept in %s",
                 m_definition.schema(), m_iFrom, m_copy->path().c_str());
     }
