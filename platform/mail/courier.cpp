@@ -114,12 +114,15 @@ void flush(const Outbox& outbox, const RunLimits& limits) {
   }
 }
 
-void deliverUnkept(int fdMessage, const RunLimits& limits) {
+// Hands over a message that the outbox cannot keep.
+Handover deliverUnkept(int fdMessage, const RunLimits& limits) {
   const int iErrno = errno;
   const auto envelope = readEnvelope(fdMessage);
-  if (envelope && runMailProgram(*envelope, fdMessage, limits) != Handover::TAKEN) {
+  const Handover result = envelope ? runMailProgram(*envelope, fdMessage, limits) : Handover::REFUSED;
+  if (envelope && result != Handover::TAKEN) {
     logError("the mail to %s is lost, the outbox cannot keep it: %s", envelope->strTo.c_str(), strerror(iErrno));
   }
+  return result;
 }
 
 bool writeAll(int fd, std::string_view strText) {
@@ -212,9 +215,9 @@ int sendDetached(const std::string& strFrom, const std::string& strTo, const std
 void deliverAndFlush(int fdMessage, const RunLimits& limits) {
   const auto outbox = Outbox::open();
   const auto entry = outbox ? outbox->put(fdMessage) : std::nullopt;
-  if (!entry) {
-    deliverUnkept(fdMessage, limits);
-  } else if (deliverEntry(*outbox, *entry, limits) == Handover::TAKEN) {
+  const Handover result = entry ? deliverEntry(*outbox, *entry, limits) : deliverUnkept(fdMessage, limits);
+  // A program that takes this mail, or knows better than to take it, is at work again; and a full outbox is emptied.
+  if (outbox && (result == Handover::TAKEN || result == Handover::REFUSED)) {
     flush(*outbox, limits);
   }
 }

@@ -66,6 +66,27 @@ TEST_F(MailOutbox, SizeOfWhatWaitsIsLimited) {
   EXPECT_THAT(entries(OUTBOX), testing::SizeIs(2));
 }
 
+TEST_F(MailOutbox, NextMailThatIsTakenEmptiesAFullOutbox) {
+  constexpr int N_MAILS = 500;
+  installMailProgram("#!/bin/sh\ncat > /dev/null\necho >> /tmp/taken\n");
+  for (int i = 0; i < N_MAILS; ++i) {
+    put(std::to_string(1000 + i));
+  }
+  ASSERT_EQ(sendTaskMail("a@b"), 0);
+  OrvaTest::waitForOrphans();
+  EXPECT_THAT(entries(OUTBOX), testing::IsEmpty());
+  EXPECT_EQ(fs::file_size("/tmp/taken"), 1U + N_MAILS);
+}
+
+TEST_F(MailOutbox, MailThatIsRefusedTakesAlongWhatWaits) {
+  put("1", 0, "a@b good@d\nx\n");
+  installMailProgram("#!/bin/sh\n[ \"$5\" = good@d ] || exit 67\ncat > /tmp/taken\n");
+  ASSERT_EQ(sendTaskMail("nobody@b"), 0);
+  OrvaTest::waitForOrphans();
+  EXPECT_THAT(entries(OUTBOX), testing::IsEmpty());
+  EXPECT_EQ(OrvaTest::readFile("/tmp/taken"), "x\n");
+}
+
 TEST_F(MailOutbox, MailIsGivenUpAfterFiveDays) {
   installMailProgram("#!/bin/sh\nexit 75\n");
   put("old", 5 * DAY + HOUR);
