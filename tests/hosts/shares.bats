@@ -52,6 +52,14 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   same "names" '["scheduler"]' "$(jq -c 'map(.name)' <<<"$output")"
 }
 
+@test "default settings are installed, and explained" {
+  local key
+  for key in maillang mailfrom mailprogram administratorsgroup sharesource; do
+    grep -Eq "^#?$key=" /etc/orvainfo.conf
+  done
+  grep -q '^# Language of mail' /etc/orvainfo.conf
+}
+
 @test "no shares are an empty list" {
   rm /etc/orva/shares.conf
   run -0 --separate-stderr eorva share list

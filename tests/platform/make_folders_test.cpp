@@ -1,6 +1,7 @@
 #include <csignal>
 #include <filesystem>
 #include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -65,6 +66,21 @@ TEST_F(MakeFolders, GroupThatTheParentHandsDownIsKept) {
   EXPECT_EQ(make(m_dir.path("a"), 0777), 0);
   EXPECT_EQ(fileMode(m_dir.path("a")), 02777U);
   EXPECT_EQ(OrvaTest::fileOwner(m_dir.path("a")).second, 4712U);
+}
+
+TEST_F(MakeFolders, MountPointsOnTheWayAreCrossed) {
+  const std::string strVolume = m_dir.path("my volume");
+  OrvaTest::mountTmpfs(strVolume);
+  fs::create_directories(m_dir.path("bound"));
+  ASSERT_EQ(mount(strVolume.c_str(), m_dir.path("bound").c_str(), nullptr, MS_BIND, nullptr), 0);
+  EXPECT_EQ(make(m_dir.path("bound/a/b")), 0);
+  EXPECT_EQ(fileMode(strVolume + "/a/b"), 0777U);
+  ASSERT_EQ(mount(nullptr, m_dir.path("bound").c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+  EXPECT_EQ(make(m_dir.path("bound/a/b")), 0) << "what exists needs no writing";
+  EXPECT_LT(make(m_dir.path("bound/a/c")), 0);
+  EXPECT_EQ(errno, EROFS);
+  ASSERT_EQ(umount(m_dir.path("bound").c_str()), 0);
+  ASSERT_EQ(umount(strVolume.c_str()), 0);
 }
 
 TEST_F(MakeFolders, WithoutLeafOnlyTheParentsAreMade) {

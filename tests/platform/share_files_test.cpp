@@ -164,6 +164,17 @@ TEST_F(ShareFiles, EventCatalogueNamesEachEventOnceInEveryLanguage) {
                                             "ups_low_battery", "hourly", "daily", "weekly", "monthly"));
 }
 
+TEST_F(ShareFiles, EverySettingStandsInTheDefaultFileAndOnThePage) {
+  const std::string strDefaults = readFile(share("etc/orvainfo.conf"));
+  const std::string strPage = readFile(OrvaTest::sourceDir() + "/docs/platform.md");
+  for (const std::string strKey : {"maillang", "mailfrom", "mailprogram", "administratorsgroup", "sharesource"}) {
+    EXPECT_TRUE(strDefaults.find("\n" + strKey + "=") != std::string::npos ||
+                strDefaults.find("\n#" + strKey + "=") != std::string::npos)
+        << strKey;
+    EXPECT_THAT(strPage, testing::HasSubstr("\n| `" + strKey + "` | ")) << strKey;
+  }
+}
+
 TEST_F(ShareFiles, DefaultSettingsAndDefaultShareAreValid) {
   char szValue[64] = "";
   EXPECT_EQ(KLIBCFileGetKeyValue(share("etc/orvainfo.conf").c_str(), "maillang", szValue, sizeof szValue), 1);
