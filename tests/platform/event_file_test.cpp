@@ -1,9 +1,7 @@
 // The event file under several writers: what one of them does between the steps of another.
 
-#include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -35,29 +33,6 @@ protected:
     return pid;
   }
 
-  // Tells whether the process waits for a lock: the kernel lists it behind an arrow.
-  static bool waitsForLock(pid_t pid) {
-    std::ifstream locks("/proc/locks");
-    for (std::string strLine; std::getline(locks, strLine);) {
-      int iOwner = 0;
-      if (std::sscanf(strLine.c_str(), "%*d: -> FLOCK %*s %*s %d", &iOwner) == 1 && iOwner == pid) {
-        return true;
-      }
-    }
-    return false;
-  }
-
-  static bool waitUntilItWaits(pid_t pid) {
-    constexpr int N_TRIES = 50'000;
-    for (int i = 0; i < N_TRIES; ++i) {
-      if (waitsForLock(pid)) {
-        return true;
-      }
-      usleep(1000);
-    }
-    return false;
-  }
-
   static int statusOf(pid_t pid) {
     int iStatus = -1;
     waitpid(pid, &iStatus, 0);
@@ -70,7 +45,7 @@ TEST_F(EventFile, FileThatIsMovedAsideWhileAWriterWaitsForItGetsNoMoreLines) {
   const int fdLocked = open(EVENT_FILE.c_str(), O_WRONLY | O_CLOEXEC);
   ASSERT_EQ(flock(fdLocked, LOCK_EX), 0);
   const pid_t pidWriter = startWriter();
-  ASSERT_TRUE(waitUntilItWaits(pidWriter)) << "it has opened the file, and waits for its turn";
+  ASSERT_TRUE(OrvaTest::waitUntilItWaitsForLock(pidWriter)) << "it has opened the file, and waits for its turn";
   fs::rename(EVENT_FILE, EVENT_FILE + ".1");
   // The writer inherited the descriptor: closing it here would not be enough.
   flock(fdLocked, LOCK_UN);
@@ -85,7 +60,7 @@ TEST_F(EventFile, FileThatIsReplacedWhileAWriterWaitsForItGetsNoMoreLines) {
   const int fdLocked = open(EVENT_FILE.c_str(), O_WRONLY | O_CLOEXEC);
   ASSERT_EQ(flock(fdLocked, LOCK_EX), 0);
   const pid_t pidWriter = startWriter();
-  ASSERT_TRUE(waitUntilItWaits(pidWriter));
+  ASSERT_TRUE(OrvaTest::waitUntilItWaitsForLock(pidWriter));
   fs::rename(EVENT_FILE, EVENT_FILE + ".1");
   OrvaTest::writeFile(EVENT_FILE, "{\"of\":\"another writer\"}\n");
   // The writer inherited the descriptor: closing it here would not be enough.

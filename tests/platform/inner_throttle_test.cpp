@@ -1,6 +1,8 @@
 // How often the notifier may send a key, by a clock that the test sets.
 
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,11 +65,21 @@ TEST_F(Throttle, DamagedStateAndStateThatCannotBeKeptSilenceNobody) {
 
 TEST_F(Throttle, OfManyAtTheSameMomentOneIsSent) {
   constexpr int N_PROCESSES = 16;
+  EXPECT_EQ(ask(NOW - 600), 0);
+  const int fdLocked = open("/var/lib/orva/notify/key", O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(fdLocked, LOCK_EX), 0);
+  std::vector<pid_t> vecPid;
   for (int i = 0; i < N_PROCESSES; ++i) {
-    if (fork() == 0) {
+    vecPid.push_back(fork());
+    if (vecPid.back() == 0) {
       _exit(ask(NOW) >= 0 ? 1 : 0);
     }
   }
+  for (const pid_t pid : vecPid) {
+    EXPECT_TRUE(OrvaTest::waitUntilItWaitsForLock(pid)) << "each has its turn";
+  }
+  flock(fdLocked, LOCK_UN);
+  close(fdLocked);
   int cSent = 0;
   for (int iStatus = 0; wait(&iStatus) > 0;) {
     cSent += WEXITSTATUS(iStatus);

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -37,6 +39,18 @@ std::size_t countDescriptors() {
   const auto mapOpen = openDescriptors();
   return static_cast<std::size_t>(std::count_if(mapOpen.begin(), mapOpen.end(),
                                                 [](const auto& open) { return open.second.rfind("socket:", 0) != 0; }));
+}
+
+// The kernel lists who waits for a lock behind an arrow.
+bool waitsForLock(pid_t pid) {
+  std::ifstream locks("/proc/locks");
+  for (std::string strLine; std::getline(locks, strLine);) {
+    int iOwner = 0;
+    if (std::sscanf(strLine.c_str(), "%*d: -> FLOCK %*s %*s %d", &iOwner) == 1 && iOwner == pid) {
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace
@@ -84,6 +98,22 @@ bool waitForOrphans() {
     blAny = true;
   }
   return blAny;
+}
+
+bool waitUntilItWaitsForLock(pid_t pid) {
+  constexpr int N_TRIES = 50'000;
+  for (int i = 0; i < N_TRIES; ++i) {
+    if (waitsForLock(pid)) {
+      return true;
+    }
+    // One that has ended will not wait any more.
+    siginfo_t info{};
+    if (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == pid) {
+      return false;
+    }
+    usleep(1000);
+  }
+  return false;
 }
 
 void installMailProgram(const std::string& strScript) {

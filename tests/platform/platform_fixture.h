@@ -36,6 +36,9 @@ void adoptOrphans();
 /// Waits until every child has ended; true when there was at least one.
 bool waitForOrphans();
 
+/// Waits until a process waits for a lock (flock) that another one holds; false when it does not.
+bool waitUntilItWaitsForLock(pid_t pid);
+
 /// Writes a mail program: a shell script. It is the one that the server's settings name.
 void installMailProgram(const std::string& strScript);
 

@@ -83,6 +83,9 @@ TEST_F(Shares, PathThatIsMissingBelowAnAbsentMountHasAnUnusableVolume) {
   defineShares("[deep]\npath = /tmp/srv/data/deep/logs\n[link]\npath = /tmp/srv/link\n");
   EXPECT_EQ(pathOf("deep"), "<unusable>") << "the mount point is missing too";
   EXPECT_EQ(pathOf("link"), "<unusable>") << "a link leads to the absent mount";
+  OrvaTest::writeFile("/etc/fstab", "/dev/none /tmp/srv/data/deep ext4 nofail 0 2\n");
+  EXPECT_EQ(pathOf("deep"), "<unusable>") << "and the folder above the mount point";
+  OrvaTest::writeFile("/etc/fstab", "/dev/none /tmp/srv/data ext4 nofail 0 2\n");
   OrvaTest::mountTmpfs("/tmp/srv/data");
   EXPECT_EQ(pathOf("deep"), "<Not a directory>") << "the volume is there, the folder is missing";
   EXPECT_EQ(pathOf("link"), "<Not a directory>");
