@@ -13,6 +13,7 @@ inline constexpr int EXIT_DONE = 0;
 inline constexpr int EXIT_FAILED = 1;
 inline constexpr int EXIT_USAGE = 2;
 inline constexpr int EXIT_TASK_FAILED = 3;  ///< an execution ran, and some task did not end with 0
+inline constexpr int EXIT_DIFFERENT = 3;    ///< two things were compared, and they differ
 
 /// Options for the whole command, and what the command line asks for.
 struct Context {

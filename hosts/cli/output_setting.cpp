@@ -8,6 +8,7 @@
 #include "common/failure.h"
 #include "common/installed_paths.h"
 #include "common/json_read.h"
+#include "common/output_places.h"
 #include "common/session.h"
 #include "common/task_name.h"
 
@@ -35,7 +36,7 @@ void setOutputPath(const std::string& strPath) {
                     strPath, strShare));
   }
   Json::Value jConfig = Host::schedulerConfig();
-  jConfig["output_path"] = strPath;
+  Host::changeOutputPlace(jConfig, strPath);
   jConfig["enable_output"] = true;
   store(std::move(jConfig));
 }

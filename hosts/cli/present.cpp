@@ -1,6 +1,7 @@
 #include "present.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
@@ -87,6 +88,20 @@ std::string durationText(Json::Int64 iSeconds) {
     return fmt::format("{} h {:02} min", iSeconds / HOUR, iSeconds % HOUR / MINUTE);
   }
   return fmt::format("{} d {:02} h", iSeconds / DAY, iSeconds % DAY / HOUR);
+}
+
+std::string sizeText(std::uint64_t cb) {
+  constexpr std::uint64_t STEP = 1024;
+  if (cb < STEP) {
+    return fmt::format("{} B", cb);
+  }
+  auto size = static_cast<double>(cb);
+  std::size_t iUnit = 0;
+  constexpr std::array<const char*, 5> UNITS = {"B", "KiB", "MiB", "GiB", "TiB"};
+  for (; size >= static_cast<double>(STEP) && iUnit + 1 < UNITS.size(); ++iUnit) {
+    size /= static_cast<double>(STEP);
+  }
+  return fmt::format("{:.1f} {}", size, UNITS[iUnit]);
 }
 
 const char* outcomeColor(Host::Outcome::Kind kind) {

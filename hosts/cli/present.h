@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <json/value.h>
 #include <map>
 #include <string>
@@ -26,6 +27,9 @@ std::string timeText(const Json::Value& jRec, const char* szKey);
 
 /// Seconds as "4 s", "3 min 12 s", "2 h 05 min".
 std::string durationText(Json::Int64 iSeconds);
+
+/// Bytes as "812 B", "1.5 KiB", "3.2 GiB".
+std::string sizeText(std::uint64_t cb);
 
 /// The colour of an outcome; null for none.
 const char* outcomeColor(Host::Outcome::Kind kind);

@@ -1,19 +1,15 @@
-/// eorva runs list|show|output|script
+/// eorva runs show, and what the other subcommands of "runs" share
 
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
+#include "runs_commands.h"
+
 #include <fmt/format.h>
-#include <memory>
-#include <sqlite3.h>
-#include <unistd.h>
+#include <fmt/ranges.h>
 
 #include "common/failure.h"
 #include "common/json_read.h"
 #include "common/output_folder.h"
-#include "common/session.h"
-#include "context.h"
+#include "common/reconcile.h"
+#include "common/retention.h"
 #include "present.h"
 
 using Host::intOf;
@@ -21,57 +17,14 @@ using Host::textOf;
 
 namespace {
 
-struct ListOptions {
-  std::string strTask;
-  std::string strEvent;
-  unsigned cLimit = 50;
-  bool blJson = false;
-};
-
-struct RunOptions {
+struct ShowOptions {
   Json::Int64 iResult = 0;
   bool blJson = false;
 };
 
-std::string quoted(const std::string& strText) {
-  const std::unique_ptr<char, decltype(&sqlite3_free)> szText(sqlite3_mprintf("%Q", strText.c_str()), &sqlite3_free);
-  return szText != nullptr ? szText.get() : "''";
-}
-
-std::string whereOf(const ListOptions& options) {
-  std::string strWhere = "1";
-  if (!options.strTask.empty()) {
-    strWhere += " and task_name = " + quoted(options.strTask);
-  }
-  if (!options.strEvent.empty()) {
-    strWhere += " and trigger_event = " + quoted(options.strEvent);
-  }
-  return strWhere;
-}
-
-int runList(const Context& context, const ListOptions& options) {
+int runShow(const Context&, const ShowOptions& options) {
   Host::Session session;
-  if (!options.strTask.empty()) {
-    Host::requireTask(session, options.strTask);
-  }
-  const Json::Value jRuns = Host::listRuns(session, whereOf(options), options.cLimit);
-  std::vector<Json::Value> vecRuns(jRuns.begin(), jRuns.end());
-  std::reverse(vecRuns.begin(), vecRuns.end());
-  const OwnerNames owners = ownerNames(Host::listTasks(session));
-  if (options.blJson) {
-    Json::Value jOut(Json::arrayValue);
-    for (const Json::Value& jRun : vecRuns) {
-      jOut.append(runForPrograms(jRun, owners));
-    }
-    printJson(jOut);
-  } else {
-    printRuns(vecRuns, owners, context.isColored());
-  }
-  return EXIT_DONE;
-}
-
-int runShow(const Context&, const RunOptions& options) {
-  Host::Session session;
+  closeInterruptedRuns(session);
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   const OwnerNames owners = ownerNames(Host::listTasks(session));
   const Json::Value jShown = runForPrograms(jRun, owners);
@@ -92,78 +45,77 @@ int runShow(const Context&, const RunOptions& options) {
   return EXIT_DONE;
 }
 
-/// Passes a file on piece by piece: a log can be larger than memory.
-void copyToStdout(const Host::UniqueFd& fd) {
-  std::array<char, 65536> buffer{};
-  ssize_t cbRead = 0;
-  while ((cbRead = read(fd.get(), buffer.data(), buffer.size())) > 0) {
-    for (ssize_t cbDone = 0, cb = 0; cbDone < cbRead; cbDone += cb) {
-      cb = write(STDOUT_FILENO, buffer.data() + cbDone, static_cast<std::size_t>(cbRead - cbDone));
-      if (cb < 0) {
-        throw Host::Failure(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
-      }
-    }
+/// Says where a file was looked for, or why there is none.
+std::string lookedText(const Json::Value& jRun, const std::vector<std::string>& vecLooked,
+                       const std::vector<std::string>& vecUnknown) {
+  const Json::Value& jExtra = Host::memberOf(jRun, "extra");
+  if (const Json::Int64 iRemoved = intOf(jExtra, Host::OUTPUT_REMOVED); iRemoved != 0) {
+    Json::Value jTime(Json::objectValue);
+    jTime["stop_time"] = iRemoved;
+    return fmt::format("it was removed to make room, {}", timeText(jTime, "stop_time"));
   }
-  if (cbRead < 0) {
-    throw Host::Failure(fmt::format("cannot read what the run left: {}", std::strerror(errno)));
+  std::string strText =
+      vecLooked.empty() ? "no output folder is set" : fmt::format("it is not in {}", fmt::join(vecLooked, ", nor in "));
+  for (const std::string& strPlace : vecUnknown) {
+    strText += fmt::format("; the place \"{}\" is on no share any more", strPlace);
   }
-}
-
-int printRunFile(Json::Int64 iResult, const char* szFile) {
-  Host::Session session;
-  const Json::Value jRun = Host::requireRun(session, iResult);
-  const std::optional<Host::OutputFolder> folder = Host::OutputFolder::configured();
-  if (!folder) {
-    throw Host::Failure(fmt::format("nothing is kept of run {}: no output folder is set, or output is off", iResult));
-  }
-  copyToStdout(folder->openRunFile(textOf(jRun, "task_name"), static_cast<long>(intOf(jRun, "start_time")), szFile));
-  return EXIT_DONE;
-}
-
-int runOutput(const Context&, const RunOptions& options) {
-  return printRunFile(options.iResult, "output.log");
-}
-int runScript(const Context&, const RunOptions& options) {
-  return printRunFile(options.iResult, "script.log");
-}
-
-std::shared_ptr<RunOptions> addRunOption(CLI::App* pCommand) {
-  auto pOptions = std::make_shared<RunOptions>();
-  pCommand->add_option("run", pOptions->iResult, "its number")
-      ->required()
-      ->type_name("RUN")
-      ->check(CLI::PositiveNumber);
-  return pOptions;
+  return strText;
 }
 
 }  // namespace
 
+CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName) {
+  return pCommand->add_option(szName, iResult, "its number")->required()->type_name("RUN")->check(CLI::PositiveNumber);
+}
+
+void closeInterruptedRuns(Host::Session& session) {
+  try {
+    Host::reconcile(session);
+  } catch (const Host::Failure& error) {
+    // Looking must be possible while a store cannot be written to.
+    printNote(fmt::format("warning: runs that were interrupted may be shown as running: {}", error.what()));
+  }
+}
+
+std::optional<Host::UniqueFd> findRunFile(const Json::Value& jRun, const char* szFile, std::string& strLooked) {
+  const std::string strTask = textOf(jRun, "task_name");
+  const Json::Int64 iStart = intOf(jRun, "start_time");
+  std::vector<std::string> vecUnknown;
+  std::vector<std::string> vecLooked;
+  for (const Host::OutputFolder& folder : Host::OutputFolder::places(vecUnknown)) {
+    if (std::optional<Host::UniqueFd> file = folder.findRunFile(strTask, iStart, szFile)) {
+      return file;
+    }
+    vecLooked.push_back(fmt::format("{}/{}/{}", folder.path(), strTask, iStart));
+  }
+  strLooked = lookedText(jRun, vecLooked, vecUnknown);
+  return std::nullopt;
+}
+
+Host::UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile) {
+  std::string strLooked;
+  std::optional<Host::UniqueFd> file = findRunFile(jRun, szFile, strLooked);
+  if (!file) {
+    throw Host::Failure(
+        fmt::format("nothing is kept of run {} as {}: {}", intOf(jRun, "result_id"), szFile, strLooked));
+  }
+  return std::move(*file);
+}
+
 void addRunsCommands(CLI::App& app, Context& context) {
-  CLI::App* pRuns = addCommand(app, "runs", "Show what ran, and how it ended.",
+  CLI::App* pRuns = addCommand(app, "runs", "Show what ran, and how it ended; what is kept, and for how long.",
                                "  eorva runs list --task disk-usage\n"
                                "  eorva runs output 12\n");
   pRuns->require_subcommand(1);
+  addRunsListCommand(*pRuns, context);
 
-  auto pList = std::make_shared<ListOptions>();
-  CLI::App* pCommand = addCommand(*pRuns, "list", "List runs, the newest first.",
-                                  "  eorva runs list --event bootup --limit 10\n"
-                                  "  eorva runs list --json --limit 0\n");
-  pCommand->add_option("--task", pList->strTask, "only runs of this task")->type_name("TASK");
-  pCommand->add_option("--event", pList->strEvent, "only runs that this event started")->type_name("EVENT");
-  pCommand->add_option("--limit", pList->cLimit, "how many at most; 0 lists all")
-      ->capture_default_str()
-      ->type_name("N");
-  pCommand->add_flag("--json", pList->blJson, "as JSON: an array of records");
-  onCommand(pCommand, context, pList, &runList);
+  CLI::App* pCommand = addCommand(*pRuns, "show", "Show one run.", "  eorva runs show 12\n");
+  auto pShow = std::make_shared<ShowOptions>();
+  addRunOption(pCommand, pShow->iResult);
+  pCommand->add_flag("--json", pShow->blJson, "as JSON: the record");
+  onCommand(pCommand, context, pShow, &runShow);
 
-  pCommand = addCommand(*pRuns, "show", "Show one run.", "  eorva runs show 12\n");
-  std::shared_ptr<RunOptions> pRun = addRunOption(pCommand);
-  pCommand->add_flag("--json", pRun->blJson, "as JSON: the record");
-  onCommand(pCommand, context, pRun, &runShow);
-
-  pCommand = addCommand(*pRuns, "output", "Show what a run printed.", "  eorva runs output 12 | less\n");
-  onCommand(pCommand, context, addRunOption(pCommand), &runOutput);
-
-  pCommand = addCommand(*pRuns, "script", "Show the script that a run ran.", "  eorva runs script 12\n");
-  onCommand(pCommand, context, addRunOption(pCommand), &runScript);
+  addRunsOutputCommands(*pRuns, context);
+  addRunsDiffCommand(*pRuns, context);
+  addRunsPruneCommand(*pRuns, context);
 }

@@ -77,6 +77,22 @@ Outcome outcomeOf(const Json::Value& jRun) {
           "exit information was lost."};
 }
 
+std::string whereOutcome(Outcome::Kind kind) {
+  // Somebody may have edited the database by hand; what is no JSON is not asked for its members.
+  constexpr char OK[] =
+      "case when json_valid(exit_info) then json_extract(exit_info, '$.exit_type') is 'normal' and "
+      "json_extract(exit_info, '$.exit_code') is 0 else 0 end";
+  switch (kind) {
+    case Outcome::Kind::RUNNING:
+      return "stop_time is null";
+    case Outcome::Kind::OK:
+      return fmt::format("(stop_time is not null and {})", OK);
+    case Outcome::Kind::FAILED:
+      break;
+  }
+  return fmt::format("(stop_time is not null and not {})", OK);
+}
+
 const char* outcomeWord(Outcome::Kind kind) {
   switch (kind) {
     case Outcome::Kind::RUNNING:

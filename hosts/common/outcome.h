@@ -22,6 +22,9 @@ struct Outcome {
 /// Explains a run record.
 Outcome outcomeOf(const Json::Value& jRun);
 
+/// A WHERE text for the runs that ended so; it agrees with outcomeOf().
+std::string whereOutcome(Outcome::Kind kind);
+
 /// The word for it in machine-readable output: "running", "ok" or "failed".
 const char* outcomeWord(Outcome::Kind kind);
 

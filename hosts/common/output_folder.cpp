@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <functional>
 #include <memory>
 #include <sys/stat.h>
 
@@ -14,6 +15,7 @@
 
 #include "failure.h"
 #include "json_read.h"
+#include "output_places.h"
 #include "session.h"
 
 namespace Host {
@@ -22,13 +24,32 @@ namespace {
 
 constexpr int OPEN_FOLDER = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
+/// Something on a path is not there.
+class Missing : public Failure {
+public:
+  using Failure::Failure;
+};
+
 [[noreturn]] void failErrno(const char* szDo, const std::string& strPath) {
   const int iError = errno;
   // What O_NOFOLLOW says about a link depends on the other flags; neither text would help.
   if (iError == ELOOP || iError == ENOTDIR) {
     throw Failure(fmt::format("cannot {} {}: it is no folder, or a link", szDo, strPath));
   }
-  throw Failure(fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(iError)));
+  const std::string strText = fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(iError));
+  if (iError == ENOENT) {
+    throw Missing(strText);
+  }
+  throw Failure(strText);
+}
+
+/// Runs what opens something; gives nothing when it is not there.
+std::optional<UniqueFd> unlessMissing(const std::function<UniqueFd()>& fnOpen) {
+  try {
+    return fnOpen();
+  } catch (const Missing&) {
+    return std::nullopt;
+  }
 }
 
 struct stat statusOf(const UniqueFd& fd, const std::string& strPath) {
@@ -63,6 +84,19 @@ UniqueFd openFolderAt(const UniqueFd& parent, const std::string& strName, const 
     failErrno("open", strPath);
   }
   return fd;
+}
+
+/// The task's owner can put anything there, a second name of somebody else's file too.
+UniqueFd openPlainFileAt(const UniqueFd& parent, const char* szFile, const std::string& strPath) {
+  UniqueFd file(openat(parent.get(), szFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file.isOpen()) {
+    failErrno("open", strPath);
+  }
+  const struct stat status = statusOf(file, strPath);
+  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
+    throw Failure(fmt::format("{} is not shown: it is no plain file", strPath));
+  }
+  return file;
 }
 
 void makeFolderAt(const UniqueFd& parent, const std::string& strName, const std::string& strPath, mode_t mode) {
@@ -113,6 +147,19 @@ gid_t groupOf(uid_t owner) {
 
 }  // namespace
 
+std::optional<OutputFolder> OutputFolder::resolve(const std::string& strOutput) {
+  const std::string strShare = strOutput.substr(0, strOutput.find('/'));
+  std::array<char, PATH_MAX> szPath{};
+  if (strShare.empty() || ORVASharePathGet(strShare.c_str(), szPath.data(), static_cast<int>(szPath.size())) < 0) {
+    return std::nullopt;
+  }
+  OutputFolder folder;
+  folder.m_strSharePath = szPath.data();
+  folder.m_strInside = strOutput.size() > strShare.size() ? strOutput.substr(strShare.size() + 1) : std::string();
+  folder.m_strPath = folder.m_strSharePath + (folder.m_strInside.empty() ? "" : "/" + folder.m_strInside);
+  return folder;
+}
+
 std::optional<OutputFolder> OutputFolder::configured() {
   return boolOf(schedulerConfig(), "enable_output", true) ? place() : std::nullopt;
 }
@@ -123,17 +170,24 @@ std::optional<OutputFolder> OutputFolder::place() {
     return std::nullopt;
   }
   const std::string strOutput = textOf(jConfig, "output_path");
-  const std::string strShare = strOutput.substr(0, strOutput.find('/'));
-  std::array<char, PATH_MAX> szPath{};
-  if (strShare.empty() || ORVASharePathGet(strShare.c_str(), szPath.data(), static_cast<int>(szPath.size())) < 0) {
-    throw Failure(
-        fmt::format("the output folder \"{}\" cannot be used: there is no share \"{}\"", strOutput, strShare));
+  std::optional<OutputFolder> folder = resolve(strOutput);
+  if (!folder) {
+    throw Failure(fmt::format("the output folder \"{}\" cannot be used: there is no share \"{}\"", strOutput,
+                              strOutput.substr(0, strOutput.find('/'))));
   }
-  OutputFolder folder;
-  folder.m_strSharePath = szPath.data();
-  folder.m_strInside = strOutput.size() > strShare.size() ? strOutput.substr(strShare.size() + 1) : std::string();
-  folder.m_strPath = folder.m_strSharePath + (folder.m_strInside.empty() ? "" : "/" + folder.m_strInside);
   return folder;
+}
+
+std::vector<OutputFolder> OutputFolder::places(std::vector<std::string>& vecUnknown) {
+  std::vector<OutputFolder> vecPlaces;
+  for (const std::string& strOutput : outputPlaces(schedulerConfig())) {
+    if (std::optional<OutputFolder> folder = resolve(strOutput)) {
+      vecPlaces.push_back(std::move(*folder));
+    } else {
+      vecUnknown.push_back(strOutput);
+    }
+  }
+  return vecPlaces;
 }
 
 /// Goes from the share's folder inwards. The path of the share itself is the administrator's and may hold links.
@@ -188,39 +242,37 @@ void OutputFolder::prepare(const std::string& strTask, uid_t owner) const {
 
 std::string OutputFolder::moveAside(const std::string& strTask) const {
   checkOneStep(strTask);
-  return moveAsideAt(openBase(true), strTask, m_strPath);
+  const std::optional<UniqueFd> base = openExisting();
+  return base ? moveAsideAt(*base, strTask, m_strPath) : std::string();
 }
 
 bool OutputFolder::rename(const std::string& strTask, const std::string& strNew) const {
   checkOneStep(strTask);
   checkOneStep(strNew);
-  const UniqueFd base = openBase(true);
-  if (!hasEntry(base, strTask)) {
+  const std::optional<UniqueFd> base = openExisting();
+  if (!base || !hasEntry(*base, strTask)) {
     return false;
   }
-  moveAsideAt(base, strNew, m_strPath);
-  renameAt(base, strTask, strNew, m_strPath);
+  moveAsideAt(*base, strNew, m_strPath);
+  renameAt(*base, strTask, strNew, m_strPath);
   return true;
 }
 
-UniqueFd OutputFolder::openRunFile(const std::string& strTask, long lStartTime, const char* szFile) const {
+std::optional<UniqueFd> OutputFolder::openExisting() const {
+  return unlessMissing([&] { return openBase(false); });
+}
+
+std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Json::Int64 iStartTime,
+                                                  const char* szFile) const {
   checkOneStep(strTask);
-  std::string strPath = m_strPath + "/" + strTask;
-  UniqueFd fd = openFolderAt(openBase(false), strTask, strPath);
-  const std::string strStart = std::to_string(lStartTime);
-  strPath += "/" + strStart;
-  fd = openFolderAt(fd, strStart, strPath);
-  strPath += std::string("/") + szFile;
-  UniqueFd file(openat(fd.get(), szFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!file.isOpen()) {
-    failErrno("open", strPath);
-  }
-  const struct stat status = statusOf(file, strPath);
-  // The task's owner can put anything there, a second name of somebody else's file too.
-  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
-    throw Failure(fmt::format("{} is not shown: it is no plain file", strPath));
-  }
-  return file;
+  return unlessMissing([&] {
+    std::string strPath = m_strPath + "/" + strTask;
+    UniqueFd fd = openFolderAt(openBase(false), strTask, strPath);
+    const std::string strStart = std::to_string(iStartTime);
+    strPath += "/" + strStart;
+    fd = openFolderAt(fd, strStart, strPath);
+    return openPlainFileAt(fd, szFile, strPath + "/" + szFile);
+  });
 }
 
 }  // namespace Host

@@ -7,9 +7,11 @@
 
 #pragma once
 
+#include <json/value.h>
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 #include "unique_fd.h"
 
@@ -29,14 +31,24 @@ public:
   /// step of a path.
   static bool isFolderName(const std::string& strTask);
 
+  /// Gives every place in which runs may have left something: the configured one, also when no output is kept
+  /// any more, then the former ones, the newest first.
+  /// \param vecUnknown  receives the places that are on no share any more, as they were configured.
+  static std::vector<OutputFolder> places(std::vector<std::string>& vecUnknown);
+
   /// Makes the folder of a task ready for the runs of its owner.
   /// \throw Failure when something on the way is not what it should be; then no task may be run.
   void prepare(const std::string& strTask, uid_t owner) const;
 
   /// Opens what a run left.
   /// \param szFile  "output.log" or "script.log".
-  /// \throw Failure when there is no such file, or when it is no plain file.
-  UniqueFd openRunFile(const std::string& strTask, long lStartTime, const char* szFile) const;
+  /// \return nothing when there is no such file.
+  /// \throw Failure when it is no plain file, or somebody could have put it there in the place of the real one.
+  std::optional<UniqueFd> findRunFile(const std::string& strTask, Json::Int64 iStartTime, const char* szFile) const;
+
+  /// Opens the folder in which the tasks have theirs; nothing when it does not exist.
+  /// \throw Failure as above.
+  std::optional<UniqueFd> openExisting() const;
 
   /// Goes the way to the folder, and makes what is missing of it. \throw Failure when it cannot be used.
   void check() const { openBase(true); }
@@ -56,6 +68,7 @@ public:
 private:
   OutputFolder() = default;
 
+  static std::optional<OutputFolder> resolve(const std::string& strOutput);
   UniqueFd openBase(bool blCreate) const;
 
   std::string m_strSharePath;  ///< folder of the share

@@ -6,40 +6,14 @@
 #include <fmt/format.h>
 #include <optional>
 
+#include "code_point.h"
+
 namespace Host {
 
 namespace {
 
 constexpr std::size_t MAX_NAME = 64;
 constexpr std::size_t MAX_EVENT = 255;
-
-/// Takes one code point off the front; nothing when the bytes are no UTF-8 (overlong forms and surrogates are none).
-std::optional<char32_t> takeCodePoint(std::string_view& strText) {
-  const auto first = static_cast<unsigned char>(strText.front());
-  const std::size_t cb = first < 0x80   ? 1
-                         : first < 0xC2 ? 0
-                         : first < 0xE0 ? 2
-                         : first < 0xF0 ? 3
-                         : first < 0xF5 ? 4
-                                        : 0;
-  if (cb == 0 || strText.size() < cb) {
-    return std::nullopt;
-  }
-  char32_t code = cb == 1 ? first : static_cast<char32_t>(first & (0x7F >> cb));
-  for (std::size_t i = 1; i < cb; ++i) {
-    const auto next = static_cast<unsigned char>(strText[i]);
-    if ((next & 0xC0) != 0x80) {
-      return std::nullopt;
-    }
-    code = (code << 6) | (next & 0x3F);
-  }
-  const bool blOverlong = (cb == 3 && code < 0x800) || (cb == 4 && code < 0x10000);
-  if (blOverlong || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-    return std::nullopt;
-  }
-  strText.remove_prefix(cb);
-  return code;
-}
 
 bool isAsciiAlnum(char32_t code) {
   return (code >= '0' && code <= '9') || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');

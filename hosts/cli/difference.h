@@ -1,0 +1,21 @@
+/// \file difference.h
+/// Two texts side by side, as diff(1) shows them.
+
+#pragma once
+
+#include <string>
+
+#include "common/unique_fd.h"
+
+/// One of the two texts.
+struct DiffSide {
+  int fd = -1;           ///< a regular file, open for reading
+  std::string strLabel;  ///< what it is called
+};
+
+/// Writes the unified difference of two texts to standard output.
+/// \return true when there is none. \throw Host::Failure when it cannot be found out.
+bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor);
+
+/// Gives a text as a file in memory. \throw Host::Failure when that is impossible.
+Host::UniqueFd fileOfText(const std::string& strText);

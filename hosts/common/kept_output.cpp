@@ -1,0 +1,187 @@
+#include "kept_output.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <memory>
+#include <optional>
+#include <sys/stat.h>
+
+#include "failure.h"
+
+namespace Host {
+
+namespace {
+
+/// Deeper than any run has reason to go; each level costs a descriptor.
+constexpr int MAX_DEPTH = 64;
+constexpr std::uint64_t CB_BLOCK = 512;
+
+[[noreturn]] void failAt(const char* szDo, const std::string& strPath) {
+  throw Failure(fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(errno)));
+}
+
+/// Opens a folder; nothing when there is none of that name, or something else.
+std::optional<UniqueFd> openFolder(int fdParent, const std::string& strName, const std::string& strPath) {
+  UniqueFd fd(openat(fdParent, strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (fd.isOpen()) {
+    return fd;
+  }
+  if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
+    failAt("open", strPath);
+  }
+  return std::nullopt;
+}
+
+struct CloseFolder {
+  void operator()(DIR* pFolder) const { closedir(pFolder); }
+};
+
+std::vector<std::string> entriesOf(const UniqueFd& folder, const std::string& strPath) {
+  // The stream closes its descriptor, and its position is one with the original's.
+  const int fd = openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::unique_ptr<DIR, CloseFolder> pFolder(fd < 0 ? nullptr : fdopendir(fd));
+  if (!pFolder) {
+    failAt("list", strPath);
+  }
+  std::vector<std::string> vecNames;
+  while (const dirent* const pEntry = readdir(pFolder.get())) {
+    if (std::strcmp(pEntry->d_name, ".") != 0 && std::strcmp(pEntry->d_name, "..") != 0) {
+      vecNames.emplace_back(pEntry->d_name);
+    }
+  }
+  return vecNames;
+}
+
+dev_t deviceOf(const UniqueFd& folder) {
+  struct stat status{};
+  return fstat(folder.get(), &status) == 0 ? status.st_dev : 0;
+}
+
+std::uint64_t sizeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth);
+
+/// Other file systems are not entered.
+std::uint64_t sizeOfFolder(const UniqueFd& parent, const std::string& strName, const std::string& strPath, int cDepth) {
+  const std::optional<UniqueFd> folder =
+      cDepth < MAX_DEPTH ? openFolder(parent.get(), strName, strPath) : std::optional<UniqueFd>();
+  return folder && deviceOf(*folder) == deviceOf(parent) ? sizeBelow(*folder, strPath, cDepth + 1) : 0;
+}
+
+/// Room that is really taken: a file with holes, or one that has a second name somewhere, could claim any size, and
+/// so have the output of others removed.
+std::uint64_t sizeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth) {
+  std::uint64_t cb = 0;
+  for (const std::string& strName : entriesOf(folder, strPath)) {
+    struct stat status{};
+    if (fstatat(folder.get(), strName.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      continue;
+    }
+    if (S_ISREG(status.st_mode) && status.st_nlink == 1) {
+      cb += static_cast<std::uint64_t>(status.st_blocks) * CB_BLOCK;
+    } else if (S_ISDIR(status.st_mode)) {
+      cb += sizeOfFolder(folder, strName, strPath + "/" + strName, cDepth);
+    }
+  }
+  return cb;
+}
+
+void removeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth);
+
+void removeEntry(const UniqueFd& folder, const std::string& strName, const std::string& strPath, int cDepth) {
+  const std::optional<UniqueFd> below = openFolder(folder.get(), strName, strPath);
+  if (below) {
+    if (deviceOf(*below) != deviceOf(folder)) {
+      throw Failure(fmt::format("cannot remove {}: another file system is mounted there", strPath));
+    }
+    if (cDepth >= MAX_DEPTH) {
+      throw Failure(fmt::format("cannot remove {}: it lies more than {} folders deep", strPath, MAX_DEPTH));
+    }
+    removeBelow(*below, strPath, cDepth + 1);
+  }
+  if (unlinkat(folder.get(), strName.c_str(), below ? AT_REMOVEDIR : 0) < 0 && errno != ENOENT) {
+    failAt("remove", strPath);
+  }
+}
+
+void removeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth) {
+  for (const std::string& strName : entriesOf(folder, strPath)) {
+    removeEntry(folder, strName, strPath + "/" + strName, cDepth);
+  }
+}
+
+/// The number that a folder of a run has as its name.
+std::optional<Json::Int64> readStartTime(const std::string& strName) {
+  Json::Int64 iStart = 0;
+  const auto [pEnd, code] = std::from_chars(strName.data(), strName.data() + strName.size(), iStart);
+  const bool blNumber = code == std::errc() && pEnd == strName.data() + strName.size();
+  return blNumber && std::to_string(iStart) == strName ? std::optional(iStart) : std::nullopt;
+}
+
+bool isRunFile(const std::string& strName) {
+  return strName == "output.log" || strName == "script.log";
+}
+
+/// Looks a folder over that could be that of a run.
+std::optional<KeptOutput> readKeptOutput(const UniqueFd& task, const std::string& strFolder, const std::string& strName,
+                                         const std::string& strPath) {
+  const std::optional<Json::Int64> start = readStartTime(strName);
+  const std::optional<UniqueFd> run = start ? openFolder(task.get(), strName, strPath) : std::nullopt;
+  if (!run) {
+    return std::nullopt;
+  }
+  KeptOutput kept{strFolder, *start, 0, true};
+  bool blRun = false;
+  for (const std::string& strEntry : entriesOf(*run, strPath)) {
+    blRun = blRun || isRunFile(strEntry);
+    kept.blOnlyRunFiles = kept.blOnlyRunFiles && isRunFile(strEntry);
+  }
+  kept.cb = blRun ? sizeBelow(*run, strPath, 0) : 0;
+  return blRun ? std::optional(kept) : std::nullopt;
+}
+
+/// Opens the folder of a task; nothing when there is none.
+std::optional<UniqueFd> openTaskFolder(const OutputFolder& place, const std::string& strFolder) {
+  if (strFolder.empty() || strFolder == "." || strFolder == ".." || strFolder.find('/') != std::string::npos) {
+    return std::nullopt;
+  }
+  const std::optional<UniqueFd> base = place.openExisting();
+  return base ? openFolder(base->get(), strFolder, place.path() + "/" + strFolder) : std::nullopt;
+}
+
+}  // namespace
+
+std::vector<KeptOutput> listKeptOutput(const OutputFolder& place) {
+  std::vector<KeptOutput> vecKept;
+  const std::optional<UniqueFd> base = place.openExisting();
+  for (const std::string& strFolder : base ? entriesOf(*base, place.path()) : std::vector<std::string>()) {
+    const std::string strTaskPath = place.path() + "/" + strFolder;
+    const std::optional<UniqueFd> task = openFolder(base->get(), strFolder, strTaskPath);
+    for (const std::string& strName : task ? entriesOf(*task, strTaskPath) : std::vector<std::string>()) {
+      if (const std::optional<KeptOutput> kept =
+              readKeptOutput(*task, strFolder, strName, strTaskPath + "/" + strName)) {
+        vecKept.push_back(*kept);
+      }
+    }
+  }
+  return vecKept;
+}
+
+std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+  const std::optional<UniqueFd> task = openTaskFolder(place, strFolder);
+  const std::string strName = std::to_string(iStartTime);
+  const std::string strPath = fmt::format("{}/{}/{}", place.path(), strFolder, strName);
+  const std::optional<UniqueFd> run = task ? openFolder(task->get(), strName, strPath) : std::nullopt;
+  return run ? sizeBelow(*run, strPath, 0) : 0;
+}
+
+void removeKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+  if (const std::optional<UniqueFd> task = openTaskFolder(place, strFolder)) {
+    const std::string strName = std::to_string(iStartTime);
+    removeEntry(*task, strName, fmt::format("{}/{}/{}", place.path(), strFolder, strName), 0);
+  }
+}
+
+}  // namespace Host

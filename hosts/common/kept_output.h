@@ -1,0 +1,36 @@
+/// \file kept_output.h
+/// What runs left in a place of output: how much it is, and how it is removed.
+///
+/// The owner of a task can do in its folder what he likes, while it is being looked at too: links, other file systems,
+/// folders without end. So everything goes through descriptors and no name is followed.
+
+#pragma once
+
+#include <cstdint>
+#include <json/value.h>
+#include <string>
+#include <vector>
+
+#include "output_folder.h"
+
+namespace Host {
+
+/// The folder of one run.
+struct KeptOutput {
+  std::string strFolder;        ///< folder of the task: its name, or another name when it is a task no more
+  Json::Int64 iStartTime = 0;   ///< when the run started
+  std::uint64_t cb = 0;         ///< room that it takes
+  bool blOnlyRunFiles = false;  ///< there is nothing in it but output and script
+};
+
+/// Lists the folders of runs in a place; folders that hold neither an output nor a script are none.
+std::vector<KeptOutput> listKeptOutput(const OutputFolder& place);
+
+/// The room that the folder of one run takes; 0 when there is none.
+std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
+
+/// Removes the folder of a run and all that is in it. One that is not there is no failure.
+/// \throw Failure when something stays.
+void removeKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
+
+}  // namespace Host

@@ -1,0 +1,228 @@
+#include "retention.h"
+
+#include <algorithm>
+#include <ctime>
+#include <fmt/format.h>
+#include <limits>
+#include <memory>
+#include <set>
+#include <sqlite3.h>
+#include <tuple>
+
+#include "failure.h"
+#include "json_read.h"
+#include "kept_output.h"
+#include "outcome.h"
+#include "output_folder.h"
+
+namespace Host {
+
+namespace {
+
+/// The folder of a run is there before the run is on record; one without a record is left alone that long.
+constexpr Json::Int64 FRESH_SECONDS = 24 * 3600;
+
+/// A connection holds no lock while folders are removed; records go in portions of this size.
+constexpr unsigned PORTION = 200;
+
+using RunKey = std::pair<std::string, Json::Int64>;  ///< task and start time: what names the folder of a run
+
+RunKey keyOf(const Json::Value& jRun) {
+  return {textOf(jRun, "task_name"), intOf(jRun, "start_time")};
+}
+
+std::string quoted(const std::string& strText) {
+  const std::unique_ptr<char, decltype(&sqlite3_free)> szText(sqlite3_mprintf("%Q", strText.c_str()), &sqlite3_free);
+  return szText != nullptr ? szText.get() : "''";
+}
+
+std::string newestOf(const std::string& strWhere, unsigned cRuns) {
+  return fmt::format("(select result_id from task_result where {} order by result_id desc limit {})", strWhere,
+                     cRuns == KEEP_ALL ? -1 : static_cast<Json::Int64>(cRuns));
+}
+
+class Pruning {
+public:
+  Pruning(Session& session, const HostSettings& settings, bool blDryRun)
+      : m_session(session), m_settings(settings), m_blDryRun(blDryRun) {
+    std::vector<std::string> vecUnknown;
+    m_vecPlaces = OutputFolder::places(vecUnknown);
+    for (const std::string& strPlace : vecUnknown) {
+      m_result.vecProblems.push_back(
+          fmt::format("the place \"{}\" of former output is on no share any more", strPlace));
+    }
+  }
+
+  PruneResult run() {
+    for (const Json::Value& jTask : listTasks(m_session)) {
+      pruneTask(textOf(jTask, "task_name"));
+    }
+    if (m_settings.cbRetentionOutput != 0) {
+      pruneOutput();
+    }
+    return std::move(m_result);
+  }
+
+private:
+  /// A run of the same task and second, as a clock that is set back can make one, has the same folder.
+  bool isFolderNeeded(const Json::Value& jRun) {
+    const auto [strTask, iStart] = keyOf(jRun);
+    return listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", quoted(strTask),
+                                           iStart, intOf(jRun, "result_id")))
+               .size() > 0;
+  }
+
+  std::uint64_t removeFolder(const std::string& strFolder, Json::Int64 iStart) {
+    std::uint64_t cb = 0;
+    for (const OutputFolder& place : m_vecPlaces) {
+      cb += sizeOfKeptOutput(place, strFolder, iStart);
+      if (!m_blDryRun) {
+        removeKeptOutput(place, strFolder, iStart);
+      }
+    }
+    return cb;
+  }
+
+  void pruneTask(const std::string& strTask) {
+    const std::string strOfTask = "task_name = " + quoted(strTask);
+    const std::string strVictims = fmt::format(
+        "{} and stop_time is not null and result_id not in {} and result_id not in {}", strOfTask,
+        newestOf(strOfTask, m_settings.cRetentionRuns),
+        newestOf(strOfTask + " and " + whereOutcome(Outcome::Kind::FAILED), m_settings.cRetentionFailedRuns));
+    // What is removed changes nothing about which runs are the newest; so portions can be asked for one by one.
+    Json::Int64 iBefore = std::numeric_limits<Json::Int64>::max();
+    for (Json::Value jRuns;;) {
+      jRuns = listRuns(m_session, fmt::format("{} and result_id < {}", strVictims, iBefore), PORTION);
+      if (jRuns.empty()) {
+        return;
+      }
+      iBefore = intOf(jRuns[0U], "result_id");
+      prunePortion(jRuns);
+    }
+  }
+
+  /// The output goes first: a record without output can be removed later, output without a record is lost from sight.
+  void prunePortion(const Json::Value& jRuns) {
+    std::vector<PrunedItem> vecDone;
+    for (const Json::Value& jRun : jRuns) {
+      try {
+        const auto [strTask, iStart] = keyOf(jRun);
+        const std::uint64_t cb = isFolderNeeded(jRun) ? 0 : removeFolder(strTask, iStart);
+        vecDone.push_back({jRun, strTask, iStart, cb});
+      } catch (const Failure& error) {
+        m_result.vecProblems.push_back(fmt::format("run {} is kept: {}", intOf(jRun, "result_id"), error.what()));
+      }
+    }
+    if (!m_blDryRun) {
+      removeRecords(vecDone);
+    }
+    m_result.vecRuns.insert(m_result.vecRuns.end(), vecDone.begin(), vecDone.end());
+  }
+
+  void removeRecords(const std::vector<PrunedItem>& vecItems) {
+    WriteLock lock(m_session);
+    for (const PrunedItem& item : vecItems) {
+      if (m_session.runs()->recDelete(item.jRun, false) < 0) {
+        throw Failure(fmt::format("cannot remove the record of run {}", intOf(item.jRun, "result_id")));
+      }
+    }
+    lock.commit();
+  }
+
+  /// Everything that is kept, what the other rules have removed (or would remove) left out, the oldest first.
+  std::vector<KeptOutput> listAll() {
+    std::set<RunKey> setGone;
+    for (const PrunedItem& item : m_result.vecRuns) {
+      setGone.emplace(item.strFolder, item.iStartTime);
+    }
+    std::vector<KeptOutput> vecKept;
+    for (const OutputFolder& place : m_vecPlaces) {
+      try {
+        for (KeptOutput& kept : listKeptOutput(place)) {
+          if (setGone.count({kept.strFolder, kept.iStartTime}) == 0) {
+            vecKept.push_back(std::move(kept));
+          }
+        }
+      } catch (const Failure& error) {
+        m_result.vecProblems.emplace_back(error.what());
+      }
+    }
+    std::sort(vecKept.begin(), vecKept.end(), [](const KeptOutput& left, const KeptOutput& right) {
+      return std::tie(left.iStartTime, left.strFolder) < std::tie(right.iStartTime, right.strFolder);
+    });
+    return vecKept;
+  }
+
+  /// The run that a folder belongs to, the newest if there are several; null when there is none.
+  Json::Value runOf(const KeptOutput& kept) {
+    const Json::Value jRuns =
+        listRuns(m_session, fmt::format("task_name = {} and start_time = {}", quoted(kept.strFolder), kept.iStartTime));
+    return jRuns.empty() ? Json::Value() : jRuns[jRuns.size() - 1];
+  }
+
+  static bool mayRemove(const KeptOutput& kept, const Json::Value& jRun) {
+    if (jRun.isObject()) {
+      return jRun.isMember("stop_time");
+    }
+    // Without a record it could be somebody else's folder that only looks like that of a run.
+    return kept.blOnlyRunFiles && kept.iStartTime + FRESH_SECONDS < static_cast<Json::Int64>(std::time(nullptr));
+  }
+
+  void pruneOutput() {
+    const std::vector<KeptOutput> vecKept = listAll();
+    std::uint64_t cbAll = 0;
+    for (const KeptOutput& kept : vecKept) {
+      cbAll += kept.cb;
+    }
+    for (const KeptOutput& kept : vecKept) {
+      if (cbAll <= m_settings.cbRetentionOutput) {
+        return;
+      }
+      const Json::Value jRun = runOf(kept);
+      if (mayRemove(kept, jRun) && pruneOneOutput(kept, jRun)) {
+        cbAll -= kept.cb;
+      }
+    }
+  }
+
+  bool pruneOneOutput(const KeptOutput& kept, const Json::Value& jRun) {
+    try {
+      removeFolder(kept.strFolder, kept.iStartTime);
+      if (jRun.isObject() && !m_blDryRun) {
+        noteRemoval(jRun);
+      }
+    } catch (const Failure& error) {
+      m_result.vecProblems.push_back(
+          fmt::format("the output in {}/{} is kept: {}", kept.strFolder, kept.iStartTime, error.what()));
+      return false;
+    }
+    m_result.vecOutputs.push_back({jRun, kept.strFolder, kept.iStartTime, kept.cb});
+    return true;
+  }
+
+  /// Whoever looks for the output later shall learn where it went.
+  void noteRemoval(const Json::Value& jRun) {
+    Json::Value jFilter(Json::objectValue);
+    jFilter["result_id"] = jRun["result_id"];
+    Json::Value jUpdate(Json::objectValue);
+    jUpdate["extra"] = memberOf(jRun, "extra").isObject() ? jRun["extra"] : Json::Value(Json::objectValue);
+    jUpdate["extra"][OUTPUT_REMOVED] = static_cast<Json::Int64>(std::time(nullptr));
+    if (m_session.runs()->recUpdateByFilter(jFilter, jUpdate) < 0) {
+      throw Failure(fmt::format("cannot change the record of run {}", intOf(jRun, "result_id")));
+    }
+  }
+
+  Session& m_session;
+  const HostSettings& m_settings;
+  const bool m_blDryRun;
+  std::vector<OutputFolder> m_vecPlaces;
+  PruneResult m_result;
+};
+
+}  // namespace
+
+PruneResult pruneRuns(Session& session, const HostSettings& settings, bool blDryRun) {
+  return Pruning(session, settings, blDryRun).run();
+}
+
+}  // namespace Host

@@ -1,0 +1,40 @@
+/// \file retention.h
+/// How long runs and their output are kept.
+///
+/// Of each task the newest runs are kept, and the newest failed ones besides; what all kept output takes together has
+/// a limit, and the oldest output goes first. A run that goes on is never touched.
+
+#pragma once
+
+#include <cstdint>
+#include <json/value.h>
+#include <string>
+#include <vector>
+
+#include "host_settings.h"
+#include "session.h"
+
+namespace Host {
+
+/// Member of a run's `extra`: when its output was removed although its record was kept.
+inline constexpr char OUTPUT_REMOVED[] = "output_removed";
+
+/// Something that the rules removed, or would remove.
+struct PrunedItem {
+  Json::Value jRun;       ///< the run record; null for output whose run is on record no more
+  std::string strFolder;  ///< folder of the task, and the next: of the run in it
+  Json::Int64 iStartTime = 0;
+  std::uint64_t cb = 0;  ///< room that the output took
+};
+
+struct PruneResult {
+  std::vector<PrunedItem> vecRuns;       ///< runs: record and output
+  std::vector<PrunedItem> vecOutputs;    ///< output alone
+  std::vector<std::string> vecProblems;  ///< what could not be removed, and why; it stays on record
+};
+
+/// Applies the rules.
+/// \param blDryRun  true: nothing is removed.
+PruneResult pruneRuns(Session& session, const HostSettings& settings, bool blDryRun);
+
+}  // namespace Host

@@ -1,0 +1,68 @@
+#include "terminal_text.h"
+
+#include <fmt/format.h>
+#include <optional>
+#include <utility>
+
+#include "code_point.h"
+
+namespace Host {
+
+namespace {
+
+constexpr std::size_t CB_LONGEST_CHARACTER = 4;
+
+std::string visible(char32_t code) {
+  if (code < 0x20 || code == 0x7F) {
+    return fmt::format("^{}", static_cast<char>(code ^ 0x40));
+  }
+  return fmt::format("<U+{:04X}>", static_cast<unsigned>(code));
+}
+
+/// Tells whether more bytes could make this the beginning of something else.
+bool isCutShort(std::string_view strText) {
+  return strText == "\r" || (strText.size() < CB_LONGEST_CHARACTER && static_cast<unsigned char>(strText[0]) >= 0xC2);
+}
+
+/// Takes one character off the front and adds what can be shown of it.
+void showOne(std::string_view& strText, std::string& strShown) {
+  if (strText.starts_with("\r\n")) {
+    strText.remove_prefix(1);
+  }
+  const std::string_view strBefore = strText;
+  if (const std::optional<char32_t> code = takeCodePoint(strText)) {
+    const bool blPlain = *code == '\n' || *code == '\t' || !isControl(*code);
+    strShown += blPlain ? std::string(strBefore.substr(0, strBefore.size() - strText.size())) : visible(*code);
+    return;
+  }
+  strShown += fmt::format("\\x{:02X}", static_cast<unsigned char>(strText.front()));
+  strText.remove_prefix(1);
+}
+
+}  // namespace
+
+std::string TerminalText::take(std::string_view strBytes) {
+  const std::string strAll = std::exchange(m_strWaiting, {}).append(strBytes);
+  std::string strShown;
+  std::string_view strRest = strAll;
+  while (!strRest.empty()) {
+    std::string_view strTry = strRest;
+    if (isCutShort(strRest) && (strRest == "\r" || !takeCodePoint(strTry))) {
+      m_strWaiting = strRest;
+      break;
+    }
+    showOne(strRest, strShown);
+  }
+  return strShown;
+}
+
+std::string TerminalText::finish() {
+  const std::string strAll = std::exchange(m_strWaiting, {});
+  std::string strShown;
+  for (std::string_view strRest = strAll; !strRest.empty();) {
+    showOne(strRest, strShown);
+  }
+  return strShown;
+}
+
+}  // namespace Host

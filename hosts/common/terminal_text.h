@@ -1,0 +1,25 @@
+/// \file terminal_text.h
+/// What users' scripts print, made harmless for a terminal.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Host {
+
+/// Makes visible what a terminal would obey: escape sequences, other control characters, characters that turn the
+/// direction of writing, bytes that are no text. Line ends and tabs stay.
+class TerminalText {
+public:
+  /// Gives what can be shown of the bytes so far; a character that is not whole yet waits for the next ones.
+  std::string take(std::string_view strBytes);
+
+  /// Gives what has been waiting, when no more bytes come.
+  std::string finish();
+
+private:
+  std::string m_strWaiting;
+};
+
+}  // namespace Host

@@ -1,0 +1,190 @@
+#!/usr/bin/env bats
+# How long runs and their output are kept.
+
+load common
+
+setup() {
+  fresh_store
+  : >/etc/eorva.conf
+  add_task one bootup alice 'exit 0'
+}
+
+# runs TASK OUTCOME FIRST LAST: so many runs on record, each with a script, and an output of 8 KiB.
+runs() {
+  local task=$1 code=$2 first=$3 last=$4 number
+  for ((number = first; number <= last; number++)); do
+    echo "insert into task_result (result_id, task_name, trigger_event, start_time, stop_time, exit_info, extra, pid)
+      values ($number, '$task', 'bootup', $number, $number, '{\"exit_code\":$code,\"exit_type\":\"normal\"}', '{}', 1);"
+    mkdir -p "$KEPT/$task/$number"
+    head -c 8192 /dev/zero >"$KEPT/$task/$number/output.log"
+    : >"$KEPT/$task/$number/script.log"
+  done | sqlite3 "$DATABASE"
+}
+
+kept() { eorva runs list --limit 0 --json | jq -c '[.[].result_id] | reverse'; }
+folders() { find "$KEPT/${1:-one}" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' | sort -n | paste -sd ,; }
+rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
+
+@test "the newest runs of each task are kept, and the newest failed ones besides" {
+  add_task two bootup bob 'exit 0'
+  runs one 0 1 2
+  runs one 1 3 5
+  runs one 0 6 10
+  runs two 0 11 13
+  rules retention_runs=3 retention_failed_runs=2
+  run -0 eorva runs prune
+  same "kept" "[4,5,8,9,10,11,12,13]" "$(kept)"
+  same "folders of one" "4,5,8,9,10" "$(folders one)"
+  same "folders of two" "11,12,13" "$(folders two)"
+  says "removed run 1 of one"
+  says "removed 5 runs and the output of 0 more: 40.0 KiB"
+  run -0 eorva runs prune
+  same "again" "removed 0 runs and the output of 0 more: 0 B" "$output"
+}
+
+@test "a dry run removes nothing and says the same" {
+  runs one 0 1 5
+  rules retention_runs=1 retention_failed_runs=0
+  run -0 eorva runs prune --dry-run --json
+  same "said" '{"dry_run":true,"runs":[1,2,3,4],"bytes":32768}' "$(jq -c '{dry_run, runs: ([.runs[].result_id] | sort), bytes}' <<<"$output")"
+  same "kept" "[1,2,3,4,5]" "$(kept)"
+  same "folders" "1,2,3,4,5" "$(folders)"
+  run -0 eorva runs prune --json
+  same "done" '{"dry_run":false,"runs":[1,2,3,4],"outputs":[],"bytes":32768,"problems":[]}' \
+    "$(jq -c '{dry_run, runs: ([.runs[].result_id] | sort), outputs, bytes, problems}' <<<"$output")"
+  same "kept then" "[5]" "$(kept)"
+}
+
+@test "all keeps all" {
+  runs one 0 1 130
+  run -0 eorva runs prune --json
+  same "by default" 30 "$(jq '.runs | length' <<<"$output")"
+  rules retention_runs=1 retention_failed_runs=all
+  sqlite3 "$DATABASE" "update task_result set exit_info = '{}' where result_id > 100"
+  run -0 eorva runs prune --json
+  same "with all failed ones" 70 "$(jq '.runs | length' <<<"$output")"
+  rules retention_runs=all retention_failed_runs=0
+  run -0 eorva runs prune --json
+  same "with all" 0 "$(jq '.runs | length' <<<"$output")"
+}
+
+@test "the oldest output goes first, of whatever task, and its record stays" {
+  add_task two bootup bob 'exit 0'
+  runs two 0 1 2
+  runs one 0 3 5
+  rules retention_output_size=24K
+  run -0 eorva runs prune
+  says "removed the output of run 1 of two"
+  says "removed 0 runs and the output of 2 more: 16.0 KiB"
+  same "kept" "[1,2,3,4,5]" "$(kept)"
+  same "folders" "3,4,5" "$(folders one)"
+  run -1 --separate-stderr eorva runs output 1
+  complains "it was removed to make room, $(date +%Y)"
+  run -0 eorva runs output 3
+}
+
+@test "a run that goes on keeps its record and its output" {
+  mkfifo /tmp/go
+  add_task slow bootup alice 'head -c 50000 /dev/zero; echo $$ >/tmp/pid; read -r line </tmp/go'
+  eorva run slow >/dev/null &
+  wait_until test -s /tmp/pid
+  wait_until runs_are 1
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time) values (2, 'slow', 5, 6), (3, 'slow', 6, 7)"
+  rules retention_runs=1 retention_failed_runs=0 retention_output_size=1K
+  run -0 eorva runs prune
+  same "kept" "[1,3]" "$(kept)"
+  same "output" 50000 "$(eorva runs output 1 | wc -c)"
+  echo >/tmp/go
+  wait
+  run -0 eorva runs prune
+  same "output afterwards" "" "$(folders slow)"
+}
+
+@test "output in a former place is pruned too" {
+  runs one 0 1 2
+  mkdir -p /srv/other
+  printf '[other]\npath = /srv/other\n' >>/etc/orva/shares.conf
+  run -0 eorva config set --output-path other
+  run -0 eorva config set --output off
+  rules retention_runs=1 retention_failed_runs=0
+  run -0 eorva runs prune
+  same "folders" 2 "$(folders)"
+  rules retention_output_size=1K
+  run -0 eorva runs prune
+  same "folders then" "" "$(folders)"
+  sed -i '/^\[other\]/,$d' /etc/orva/shares.conf
+}
+
+@test "output of a task that was deleted counts, and goes when it is old" {
+  runs one 0 1 3
+  mkdir -p "$KEPT/gone/7" "$KEPT/gone/$(date +%s)" "$KEPT/photos/8" "$KEPT/mixed/9"
+  head -c 10240 /dev/zero | tee "$KEPT/gone/7/output.log" "$KEPT/photos/8/image" "$KEPT/mixed/9/output.log" >"$KEPT/mixed/9/image"
+  touch "$KEPT/gone/$(date +%s)/script.log"
+  rules retention_output_size=1K
+  run -0 eorva runs prune
+  says "removed the output of a run that is on record no more of gone"
+  same "folders" "" "$(folders one)"
+  same "of gone" 1 "$(find "$KEPT/gone" -mindepth 1 -maxdepth 1 | wc -l)"
+  test -e "$KEPT/photos/8/image"
+  test -e "$KEPT/mixed/9/output.log"
+}
+
+@test "no link is followed, and what is behind one stays" {
+  runs one 0 1 6
+  mkdir -p "$KEPT/victim/folder"
+  echo precious | tee "$KEPT/victim/file" >"$KEPT/victim/folder/file"
+  rm -r "$KEPT/one/1"
+  ln -s "$KEPT/victim" "$KEPT/one/1"
+  ln -s "$KEPT/victim" "$KEPT/one/2/link"
+  rm "$KEPT/one/3/output.log"
+  ln "$KEPT/victim/file" "$KEPT/one/3/output.log"
+  mkdir -p "$KEPT/one/4/a/b/c"
+  mkfifo "$KEPT/one/4/a/fifo"
+  ln -s "$KEPT/victim/folder" "$KEPT/one/4/a/b/c/up"
+  chmod 0 "$KEPT/one/5"
+  rules retention_runs=1 retention_failed_runs=0
+  run -0 timeout 60 eorva runs prune
+  same "folders" 6 "$(folders)"
+  same "victim" "precious precious" "$(cat "$KEPT/victim/file" "$KEPT/victim/folder/file" | paste -sd ' ')"
+  mv "$KEPT/one" "$KEPT/moved"
+  ln -s "$KEPT/victim" "$KEPT/one"
+  mkdir "$KEPT/victim/6"
+  touch "$KEPT/victim/6/output.log"
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time) values (20, 'one', 20, 20)"
+  run -0 eorva runs prune
+  test -e "$KEPT/victim/6/output.log"
+}
+
+@test "another file system below a run's folder is not entered" {
+  runs one 0 1 2
+  mkdir "$KEPT/one/1/mounted"
+  mount -t tmpfs none "$KEPT/one/1/mounted"
+  echo precious >"$KEPT/one/1/mounted/file"
+  rules retention_runs=1 retention_failed_runs=0
+  run -1 --separate-stderr eorva runs prune
+  complains "run 1 is kept: cannot remove $KEPT/one/1/mounted: another file system is mounted there"
+  same "kept" "[1,2]" "$(kept)"
+  same "file" precious "$(cat "$KEPT/one/1/mounted/file")"
+  umount "$KEPT/one/1/mounted"
+  run -0 eorva runs prune
+  same "kept then" "[2]" "$(kept)"
+}
+
+@test "a file with holes, or with a second name, does not push out the output of others" {
+  runs one 0 1 3
+  truncate -s 1T "$KEPT/one/3/output.log"
+  head -c 1000000 /dev/zero >"$KEPT/big"
+  ln "$KEPT/big" "$KEPT/one/3/again"
+  rules retention_output_size=24K
+  run -0 eorva runs prune
+  same "folders" "1,2,3" "$(folders)"
+}
+
+@test "a setting that cannot be used stops it" {
+  runs one 0 1 3
+  rules retention_runs=few retention_output_size=1K
+  run -1 --separate-stderr eorva runs prune
+  complains '/etc/eorva.conf: retention_runs must be a number from 1 to 1000000, or all, not "few"'
+  same "kept" "[1,2,3]" "$(kept)"
+  same "folders" "1,2,3" "$(folders)"
+}

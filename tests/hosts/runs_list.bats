@@ -1,0 +1,107 @@
+#!/usr/bin/env bats
+# Which runs a list shows.
+
+load common
+
+setup() {
+  fresh_store
+  add_task one bootup alice 'exit 0'
+  add_task two shutdown bob 'exit 0'
+  # Run N began N hours after the epoch.
+  sqlite3 "$DATABASE" "
+    insert into task_result (result_id, task_name, trigger_event, start_time, stop_time, exit_info, pid) values
+      (1, 'one', 'bootup',    3600,  3660, '{\"exit_code\":0,\"exit_type\":\"normal\"}', 1),
+      (2, 'two', 'shutdown',  7200,  7260, '{\"exit_code\":2,\"exit_type\":\"by_signal\"}', 1),
+      (3, 'one', 'on_demand', 10800, 10860, '{\"exit_code\":1,\"exit_type\":\"normal\"}', 1),
+      (4, 'one', 'bootup',    14400, 14460, 'no JSON', 1);"
+}
+
+numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
+
+@test "lists are narrowed by task, event and owner" {
+  same "all" "[4,3,2,1]" "$(numbers)"
+  same "of one" "[4,3,1]" "$(numbers --task one)"
+  same "by shutdown" "[2]" "$(numbers --event shutdown)"
+  same "by hand" "[3]" "$(numbers --event on_demand)"
+  same "of bob" "[2]" "$(numbers --owner bob)"
+  same "of bob, by id" "[2]" "$(numbers --owner 7002)"
+  same "of somebody without tasks" "[]" "$(numbers --owner root)"
+  same "together" "[1]" "$(numbers --owner alice --event bootup --outcome ok)"
+  same "of a hostile event" "[]" "$(numbers --event "x' or '1'='1")"
+}
+
+@test "the outcome that is asked for is the one that is shown" {
+  same "ok" '[1]' "$(numbers --outcome ok)"
+  same "failed" '[4,3,2]' "$(numbers --outcome failed)"
+  same "running" '[]' "$(numbers --outcome running)"
+  same "shown" '["failed","failed","failed","ok"]' "$(eorva runs list --json | jq -c '[.[].outcome]')"
+}
+
+@test "a run that goes on is listed as running" {
+  add_task slow bootup alice 'echo $$ >/tmp/pid; read -r line </tmp/go'
+  mkfifo /tmp/go
+  eorva run slow >/dev/null &
+  wait_until test -s /tmp/pid
+  wait_until runs_are 5
+  same "running" '[5]' "$(numbers --running)"
+  same "ok" '[1]' "$(numbers --outcome ok)"
+  echo >/tmp/go
+  wait
+  same "running afterwards" '[]' "$(numbers --running)"
+}
+
+@test "times are absolute or relative, local, and both ends belong to the span" {
+  export TZ=UTC
+  same "from a time" "[4,3]" "$(numbers --since '1970-01-01 03:00')"
+  same "from a second later" "[4]" "$(numbers --since '1970-01-01 03:00:01')"
+  same "in the other form" "[4,3]" "$(numbers --since 1970-01-01T03:00:00)"
+  same "up to a time" "[2,1]" "$(numbers --until '@7200')"
+  same "between" "[3,2]" "$(numbers --since @7200 --until @10800)"
+  same "up to a day" "[]" "$(numbers --until 1970-01-01)"
+  same "up to the next day" "[4,3,2,1]" "$(numbers --until 1970-01-02)"
+  same "elsewhere" "[2,1]" "$(TZ=Asia/Tokyo eorva runs list --until '1970-01-01 11:00' --json | jq -c '[.[].result_id]')"
+  local now word
+  now=$(date +%s)
+  sqlite3 "$DATABASE" "update task_result set start_time = $now - 7200 where result_id = 4"
+  same "in three hours" "[4]" "$(numbers --since 3h)"
+  same "in one hour" "[]" "$(numbers --since 1h)"
+  same "in an hour and a half" "[]" "$(numbers --since '1 hour 30min')"
+  same "before an hour ago" "[4,3,2,1]" "$(numbers --until '1h ago')"
+  for word in yesterday 2d 1w '-50 hours' "$(date -d yesterday +%F)"; do
+    same "since $word" "[4]" "$(numbers --since "$word")"
+  done
+  same "from tomorrow" "[]" "$(numbers --since tomorrow)"
+}
+
+@test "what is no time is wrong usage" {
+  local time
+  for time in 'soon' '2026-02-31' '2026-13-01' '25:00' '5' '2x' '2h later' '@' '@-5' '1e3h' '99999999999999999999d'; do
+    run -2 --separate-stderr eorva runs list --since "$time"
+    complains "--since \"$time\" is no time"
+    complains "yesterday"
+  done
+}
+
+@test "an unknown user or task is named" {
+  run -1 --separate-stderr eorva runs list --owner nobody-there
+  complains 'there is no user "nobody-there"'
+  run -1 --separate-stderr eorva runs list --task three
+  complains 'there is no task "three"'
+}
+
+@test "pages follow one another without a gap, also when runs are added meanwhile" {
+  same "first page" "[4,3]" "$(numbers --limit 2)"
+  run -0 --separate-stderr eorva runs list --limit 2
+  complains "there are older runs: add --before 3"
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time) values (9, 'one', 1, 2)"
+  same "second page" "[2,1]" "$(numbers --limit 2 --before 3)"
+  run -0 --separate-stderr eorva runs list --limit 2 --before 3
+  same "nothing more" "" "$stderr"
+  same "no limit" "[9,4,3,2,1]" "$(numbers --limit 0)"
+}
+
+@test "what was interrupted is listed as such, not as running" {
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, exit_info, pid) values (8, 'one', 5, '{}', 999999)"
+  same "running" '[]' "$(numbers --running)"
+  same "outcome" '"interrupted"' "$(eorva runs list --json --limit 1 | jq '.[0].outcome_text')"
+}
