@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <functional>
-#include <optional>
 #include <sqlite3.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "eorvascheduler.h"
@@ -61,9 +62,40 @@ void changeSubtree(const std::string& strTask, const char* szDo, const std::func
   }
 }
 
-std::optional<OutputFolder> folderPlace(const std::string& strTask) {
-  return OutputFolder::isFolderName(strTask) ? OutputFolder::place() : std::nullopt;
+/// The places where the task may have a folder. \throw Failure when the configured one cannot be used.
+std::vector<OutputFolder> folderPlaces(const std::string& strTask) {
+  std::vector<std::string> vecUnknown;
+  const bool blFolder = OutputFolder::isFolderName(strTask) && OutputFolder::place();
+  return blFolder ? OutputFolder::places(vecUnknown) : std::vector<OutputFolder>();
 }
+
+/// The folder of a task moves in every place, or in none.
+class FolderMove {
+public:
+  FolderMove(const std::string& strTask, const std::string& strNew) : m_strTask(strTask), m_strNew(strNew) {
+    try {
+      for (const OutputFolder& place : folderPlaces(strTask)) {
+        if (place.rename(strTask, strNew)) {
+          m_vecMoved.push_back(place);
+        }
+      }
+    } catch (...) {
+      moveBack();
+      throw;
+    }
+  }
+
+  void moveBack() const {
+    for (const OutputFolder& place : m_vecMoved) {
+      place.rename(m_strNew, m_strTask);
+    }
+  }
+
+private:
+  std::string m_strTask;
+  std::string m_strNew;
+  std::vector<OutputFolder> m_vecMoved;
+};
 
 }  // namespace
 
@@ -74,18 +106,21 @@ std::string deleteTask(const std::string& strTask) {
     return recDelete(session.tasks(), jIn, session.db());
   });
   // The task is gone; a folder that cannot be moved does not bring it back.
+  std::vector<std::string> vecAside;
   try {
-    const std::optional<OutputFolder> folder = folderPlace(strTask);
-    const std::string strAside = folder ? folder->moveAside(strTask) : std::string();
-    return strAside.empty() ? std::string() : fmt::format("its output is kept in {}", strAside);
+    for (const OutputFolder& place : folderPlaces(strTask)) {
+      if (std::string strAside = place.moveAside(strTask); !strAside.empty()) {
+        vecAside.push_back(std::move(strAside));
+      }
+    }
   } catch (const Failure& error) {
     return fmt::format("its output stays where it is: {}", error.what());
   }
+  return vecAside.empty() ? std::string() : fmt::format("its output is kept in {}", fmt::join(vecAside, ", "));
 }
 
 void renameTask(const std::string& strTask, const std::string& strNew) {
-  const std::optional<OutputFolder> folder = folderPlace(strTask);
-  const bool blMoved = folder && folder->rename(strTask, strNew);
+  const FolderMove move(strTask, strNew);
   try {
     changeSubtree(strTask, "rename", [&](Session& session) {
       Json::Value jIn(Json::objectValue);
@@ -94,9 +129,7 @@ void renameTask(const std::string& strTask, const std::string& strNew) {
       return recUpdate(session.tasks(), jIn, session.db());
     });
   } catch (...) {
-    if (blMoved) {
-      folder->rename(strNew, strTask);
-    }
+    move.moveBack();
     throw;
   }
 }

@@ -174,3 +174,15 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   run -1 --separate-stderr eorva runs diff 1 2
   complains "nothing is kept of run 1 as script.log"
 }
+
+@test "a new name carries output along in every place" {
+  add_task one bootup alice 'echo first place'
+  run -0 eorva run one
+  run -0 eorva config set --output-path old/sub
+  run -0 eorva run one
+  run -0 eorva task rename one other --yes
+  same "first" "first place" "$(eorva runs output 1)"
+  same "second" "first place" "$(eorva runs output 2)"
+  run -0 eorva task delete other --yes
+  same "put aside" "2" "$(find "$KEPT" /srv/old/sub -maxdepth 1 -name 'other~1' | wc -l)"
+}
