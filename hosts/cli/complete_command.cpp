@@ -50,6 +50,7 @@ Words eventWords() {
     }
   } catch (const Host::Failure&) {
     // The catalogue can be read before there is a store, and by everybody.
+    return {setEvents.begin(), setEvents.end()};
   }
   return {setEvents.begin(), setEvents.end()};
 }
@@ -134,6 +135,7 @@ int runComplete(const Context&, const CompleteOptions& options) {
   } catch (const Host::Failure&) {
     // Without a store, or without the rights to read it, there is nothing to offer, and a message would end up in
     // the line that is being typed.
+    return EXIT_DONE;
   }
   return EXIT_DONE;
 }
