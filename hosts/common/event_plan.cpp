@@ -5,6 +5,7 @@
 #include <fmt/ranges.h>
 #include <map>
 #include <set>
+#include <tuple>
 
 #include "json_read.h"
 #include "reconcile.h"
@@ -69,11 +70,13 @@ std::vector<PlannedTask> schedule(Session& session, const std::vector<const Grap
     mapPlanned.emplace(pTask->strName, std::move(planned));
   }
   std::vector<PlannedTask> vecTasks;
+  vecTasks.reserve(mapPlanned.size());
   for (auto& [strName, planned] : mapPlanned) {
     vecTasks.push_back(std::move(planned));
   }
-  std::stable_sort(vecTasks.begin(), vecTasks.end(),
-                   [](const PlannedTask& left, const PlannedTask& right) { return left.uWave < right.uWave; });
+  std::sort(vecTasks.begin(), vecTasks.end(), [](const PlannedTask& left, const PlannedTask& right) {
+    return std::tie(left.uWave, left.task.strName) < std::tie(right.uWave, right.task.strName);
+  });
   return vecTasks;
 }
 

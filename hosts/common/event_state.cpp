@@ -41,6 +41,7 @@ std::vector<EventState> knownEvents() {
 /// An event that no installed unit fires may be fired by a timer or a path unit that names the event's own unit.
 void askSystemd(std::vector<EventState>& vecRows) {
   std::vector<std::string> vecUnits;
+  vecUnits.reserve(vecRows.size());
   for (const EventState& row : vecRows) {
     vecUnits.push_back(row.event.strUnit.empty() ? eventUnit(row.event.strName) : row.event.strUnit);
   }

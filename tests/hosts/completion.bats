@@ -45,6 +45,7 @@ completes() {
   same "its values" "auto|always" "$(completes --color a)"
   same "the values of a choice" "dot" "$(completes task graph bootup --format d)"
   same "with an equals sign" "bootup" "$(completes task list --event = boot)"
+  [[ $'\n'$(eorva complete line -- --color=auto ta)$'\n' == *$'\ntask\n'* ]]
   same "right behind it" "--json" "$(completes task list --event = bootup --js)"
 }
 
