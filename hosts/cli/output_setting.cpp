@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include "eorvascheduler.h"
-#include "orva_platform.h"
 
 #include "common/failure.h"
 #include "common/installed_paths.h"
 #include "common/json_read.h"
 #include "common/output_places.h"
 #include "common/session.h"
+#include "common/shares.h"
 #include "common/task_name.h"
 
 namespace {
@@ -29,11 +29,9 @@ void setOutputPath(const std::string& strPath) {
     throw Host::Failure(fmt::format("the output path \"{}\" cannot be used: {}", strPath, strWhy));
   }
   const std::string strShare = strPath.substr(0, strPath.find('/'));
-  if (KLIBShareIsAccessible(strShare.c_str()) == 0) {
+  if (const std::string strWhy = Host::whyShareUnusable(strShare); !strWhy.empty()) {
     throw Host::Failure(
-        fmt::format("the output path \"{}\" cannot be used: the share \"{}\" is not defined, or its "
-                    "folder is not there",
-                    strPath, strShare));
+        fmt::format("the output path \"{}\" cannot be used: the share \"{}\": {}", strPath, strShare, strWhy));
   }
   Json::Value jConfig = Host::schedulerConfig();
   Host::changeOutputPlace(jConfig, strPath);

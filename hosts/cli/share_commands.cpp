@@ -1,95 +1,19 @@
 /// eorva share list
 
-#include <array>
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
-#include <memory>
 
-#include "orva_platform.h"
-
-#include "common/failure.h"
+#include "common/shares.h"
 #include "context.h"
 #include "present.h"
 
 namespace {
 
-constexpr int ERR_VOLUME_UNUSABLE = 0x1400;
-
 struct ListOptions {
   bool blJson = false;
 };
 
-using SharePtr = std::unique_ptr<ORVASHARE, decltype(&ORVAShareFree)>;
-using ListPtr = std::unique_ptr<KLIBCSZLIST, decltype(&KLIBCSzListFree)>;
-
-/// The shares, and what is wrong with their definitions.
-struct Shares {
-  std::vector<SharePtr> vecShare;
-  std::vector<std::string> vecFault;
-};
-
-std::vector<std::string> textsOf(const ListPtr& pList) {
-  std::vector<std::string> vecText;
-  vecText.reserve(static_cast<std::size_t>(pList->nItem));
-  for (int i = 0; i < pList->nItem; ++i) {
-    vecText.emplace_back(KLIBCSzListGet(pList.get(), i));
-  }
-  return vecText;
-}
-
-Shares readShares() {
-  PKLIBCSZLIST pNames = KLIBCSzListAlloc(0);
-  PKLIBCSZLIST pFaults = KLIBCSzListAlloc(0);
-  const int iResult = ORVAShareList(&pNames, &pFaults);
-  const ListPtr names(pNames, &KLIBCSzListFree);
-  const ListPtr faults(pFaults, &KLIBCSzListFree);
-  if (iResult < 0) {
-    throw Host::Failure(fmt::format("cannot list the shares: {}", std::strerror(KLIBCErrGet())));
-  }
-  Shares shares;
-  shares.vecFault = textsOf(faults);
-  for (const std::string& strName : textsOf(names)) {
-    PORVASHARE pShare = nullptr;
-    // What is gone meanwhile is not shown.
-    if (ORVAShareGet(strName.c_str(), &pShare) == 0) {
-      shares.vecShare.emplace_back(pShare, &ORVAShareFree);
-    }
-  }
-  return shares;
-}
-
-/// Why a share cannot be used, and what would mend it; empty when it can.
-std::string whyUnusable(const ORVASHARE& share) {
-  switch (share.iError) {
-    case 0:
-      return "";
-    case ERR_VOLUME_UNUSABLE:
-      return *share.szVolume != '\0' ? fmt::format("its volume is not there: mount '{}'", share.szVolume)
-                                     : fmt::format("its volume gives errors: see ls '{}'", share.szPath);
-    case ENOTDIR:
-      return fmt::format("it has no folder: mkdir -p '{}'", share.szPath);
-    case EINVAL:
-      return fmt::format("its path leads to a folder whose name a shell would act on: see readlink -f '{}'",
-                         share.szPath);
-    default:
-      return fmt::format("its path leads nowhere: {}", std::strerror(share.iError));
-  }
-}
-
-std::string sizeText(unsigned long long cb) {
-  constexpr std::array<const char*, 6> UNITS = {"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-  double nSize = static_cast<double>(cb) / 1024;
-  std::size_t uUnit = 0;
-  while (nSize >= 1024 && uUnit + 1 < UNITS.size()) {
-    nSize /= 1024;
-    ++uUnit;
-  }
-  return fmt::format("{:.1f} {}", nSize, UNITS.at(uUnit));
-}
-
 Json::Value shareForPrograms(const ORVASHARE& share) {
-  const std::string strWhyNot = whyUnusable(share);
+  const std::string strWhyNot = Host::whyUnusable(share);
   Json::Value jShare(Json::objectValue);
   jShare["name"] = share.szName;
   jShare["path"] = share.szPath;
@@ -100,18 +24,18 @@ Json::Value shareForPrograms(const ORVASHARE& share) {
   return jShare;
 }
 
-void printSharesJson(const Shares& shares) {
+void printSharesJson(const Host::Shares& shares) {
   Json::Value jOut(Json::arrayValue);
-  for (const SharePtr& pShare : shares.vecShare) {
+  for (const Host::SharePtr& pShare : shares.vecShare) {
     jOut.append(shareForPrograms(*pShare));
   }
   printJson(jOut);
 }
 
-void printShares(const Shares& shares, bool blColor) {
+void printShares(const Host::Shares& shares, bool blColor) {
   Table table({{"SHARE"}, {"PATH"}, {"VOLUME"}, {"FREE", true}, {"ACCESSIBLE"}}, blColor);
-  for (const SharePtr& pShare : shares.vecShare) {
-    const std::string strWhyNot = whyUnusable(*pShare);
+  for (const Host::SharePtr& pShare : shares.vecShare) {
+    const std::string strWhyNot = Host::whyUnusable(*pShare);
     const bool blUsable = strWhyNot.empty();
     table.addRow({{pShare->szName},
                   {pShare->szPath},
@@ -123,7 +47,7 @@ void printShares(const Shares& shares, bool blColor) {
 }
 
 int runList(const Context& context, const ListOptions& options) {
-  const Shares shares = readShares();
+  const Host::Shares shares = Host::readShares();
   options.blJson ? printSharesJson(shares) : printShares(shares, context.isColored());
   for (const std::string& strFault : shares.vecFault) {
     printNote(strFault);

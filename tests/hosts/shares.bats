@@ -30,7 +30,7 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   printf '%s\n' '/dev/none /srv/data ext4 nofail 0 2' >>/etc/fstab
   printf '%s\n' '[absent]' 'path = /srv/data/logs' '[bare]' 'path = /srv/my data/logs' >>/etc/orva/shares.conf
   run -0 eorva share list
-  says "no: its volume is not there: mount '/srv/data'"
+  says "no: its volume is not there: mount /srv/data"
   says "no: it has no folder: mkdir -p '/srv/my data/logs'"
   same "accessible" "false false" "$(echo "$(member absent accessible) $(member bare accessible)")"
   same "volume" '"/srv/data"' "$(member absent volume)"
@@ -82,6 +82,7 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   wait_until test -e /tmp/started
   umount --lazy /srv/data
   run -1 --separate-stderr eorva config set --output-path data
+  complains 'the output path "data" cannot be used: the share "data": its volume is not there: mount /srv/data'
   touch /tmp/go
   wait "$fire" || true
   same "outcome of the first" '"normal"' "$(eorva runs list --task first --json | jq '.[0].exit_info.exit_type')"

@@ -1,0 +1,76 @@
+#include "common/shares.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+
+#include "common/failure.h"
+#include "common/shell_word.h"
+
+namespace Host {
+
+namespace {
+
+constexpr int ERR_VOLUME_UNUSABLE = 0x1400;
+
+using ListPtr = std::unique_ptr<KLIBCSZLIST, decltype(&KLIBCSzListFree)>;
+
+std::vector<std::string> textsOf(const ListPtr& pList) {
+  std::vector<std::string> vecText;
+  vecText.reserve(static_cast<std::size_t>(pList->nItem));
+  for (int i = 0; i < pList->nItem; ++i) {
+    vecText.emplace_back(KLIBCSzListGet(pList.get(), i));
+  }
+  return vecText;
+}
+
+}  // namespace
+
+Shares readShares() {
+  PKLIBCSZLIST pNames = KLIBCSzListAlloc(0);
+  PKLIBCSZLIST pFaults = KLIBCSzListAlloc(0);
+  const int iResult = ORVAShareList(&pNames, &pFaults);
+  const ListPtr names(pNames, &KLIBCSzListFree);
+  const ListPtr faults(pFaults, &KLIBCSzListFree);
+  if (iResult < 0) {
+    throw Failure(fmt::format("cannot list the shares: {}", std::strerror(KLIBCErrGet())));
+  }
+  Shares shares;
+  shares.vecFault = textsOf(faults);
+  for (const std::string& strName : textsOf(names)) {
+    PORVASHARE pShare = nullptr;
+    // What is gone meanwhile is not shown.
+    if (ORVAShareGet(strName.c_str(), &pShare) == 0) {
+      shares.vecShare.emplace_back(pShare, &ORVAShareFree);
+    }
+  }
+  return shares;
+}
+
+std::string whyUnusable(const ORVASHARE& share) {
+  const std::string strPath = shellWord(share.szPath);
+  switch (share.iError) {
+    case 0:
+      return "";
+    case ERR_VOLUME_UNUSABLE:
+      return *share.szVolume != '\0' ? fmt::format("its volume is not there: mount {}", shellWord(share.szVolume))
+                                     : fmt::format("its volume gives errors: see ls {}", strPath);
+    case ENOTDIR:
+      return fmt::format("it has no folder: mkdir -p {}", strPath);
+    case EINVAL:
+      return fmt::format("its path leads to a folder whose name a shell would act on: see readlink -f {}", strPath);
+    default:
+      return fmt::format("its path leads nowhere: {}", std::strerror(share.iError));
+  }
+}
+
+std::string whyShareUnusable(const std::string& strShare) {
+  PORVASHARE pShare = nullptr;
+  if (ORVAShareGet(strShare.c_str(), &pShare) < 0) {
+    return "it is not defined; see eorva share list";
+  }
+  const SharePtr share(pShare, &ORVAShareFree);
+  return whyUnusable(*share);
+}
+
+}  // namespace Host
