@@ -59,16 +59,15 @@ int bindText(sqlite3_stmt* pStatement, int iParameter, const Json::Value& jText)
   return sqlite3_bind_text64(pStatement, iParameter, pBegin, cbText, SQLITE_STATIC, SQLITE_UTF8);
 }
 
-std::string_view textOf(sqlite3_stmt* pStatement, int iColumn) {
-  const auto* pText = reinterpret_cast<const char*>(sqlite3_column_text(pStatement, iColumn));
+std::string_view textOf(sqlite3_value* pStored) {
+  const auto* pText = reinterpret_cast<const char*>(sqlite3_value_text(pStored));
   if (pText == nullptr) {
     throw std::bad_alloc();
   }
-  return {pText, static_cast<std::size_t>(sqlite3_column_bytes(pStatement, iColumn))};
+  return {pText, static_cast<std::size_t>(sqlite3_value_bytes(pStored))};
 }
 
-bool readInteger(sqlite3_stmt* pStatement, int iColumn, ColumnType type, Json::Value& jOut) {
-  const Json::Int64 iValue = sqlite3_column_int64(pStatement, iColumn);
+bool readInteger(Json::Int64 iValue, ColumnType type, Json::Value& jOut) {
   if (type == ColumnType::INTEGER) {
     jOut = iValue;
     return true;
@@ -80,20 +79,24 @@ bool readInteger(sqlite3_stmt* pStatement, int iColumn, ColumnType type, Json::V
   return false;
 }
 
-bool readText(std::string_view strText, ColumnType type, JsonReader& reader, Json::Value& jOut) {
-  if (type == ColumnType::TEXT) {
-    jOut = Json::Value(strText.data(), strText.data() + strText.size());
-    return true;
+bool readText(std::string_view strText, ColumnType type, const ColumnMemory& memory, Json::Value& jOut) {
+  if (type != ColumnType::TEXT) {
+    return type == ColumnType::JSON && memory.reader.read(strText, jOut);
   }
-  return type == ColumnType::JSON && reader.read(strText, jOut);
+  if (const char* szLasting = memory.text.find(strText)) {
+    jOut = Json::StaticString(szLasting);
+  } else {
+    jOut = Json::Value(strText.data(), strText.data() + strText.size());
+  }
+  return true;
 }
 
-bool readStored(const StoredColumn& stored, ColumnType type, JsonReader& reader, Json::Value& jOut) {
-  switch (stored.iStored) {
+bool readStored(sqlite3_value* pStored, ColumnType type, const ColumnMemory& memory, Json::Value& jOut) {
+  switch (sqlite3_value_type(pStored)) {
     case SQLITE_INTEGER:
-      return readInteger(stored.pStatement, stored.iColumn, type, jOut);
+      return readInteger(sqlite3_value_int64(pStored), type, jOut);
     case SQLITE_TEXT:
-      return readText(textOf(stored.pStatement, stored.iColumn), type, reader, jOut);
+      return readText(textOf(pStored), type, memory, jOut);
     default:
       return false;
   }
@@ -135,8 +138,8 @@ void Binder::bind(const Column& column, const Json::Value& jValue) {
   }
 }
 
-bool readColumn(const StoredColumn& stored, ColumnType type, JsonReader& reader, Json::Value& jOut) {
-  if (readStored(stored, type, reader, jOut)) {
+bool readColumn(sqlite3_value* pStored, ColumnType type, const ColumnMemory& memory, Json::Value& jOut) {
+  if (readStored(pStored, type, memory, jOut)) {
     return true;
   }
   jOut = Json::Value();

@@ -8,7 +8,10 @@
 
 #include "record_store/definition.h"
 #include "record_store/json_text.h"
+#include "record_store/lasting_text.h"
 #include "record_store/statement.h"
+
+struct sqlite3_value;
 
 namespace record_store {
 
@@ -32,16 +35,17 @@ private:
   std::string m_strJson;
 };
 
-/// A column of the current row.
-struct StoredColumn {
-  sqlite3_stmt* pStatement;
-  int iColumn;
-  int iStored;  ///< SQLite's type of the content; not SQLITE_NULL
+/// What is remembered from the rows before.
+struct ColumnMemory {
+  JsonReader& reader;
+  RepeatedText& text;
 };
 
-/// Reads one column.
-/// \param jOut  replaced by the value.
+/// Reads one value of a row, which is not SQL NULL.
+/// \param pStored  the value; the caller holds the connection's mutex.
+/// \param memory   of this column.
+/// \param jOut     replaced by the value.
 /// \return false, and null in jOut, when the row holds what the column's type does not allow.
-bool readColumn(const StoredColumn& stored, ColumnType type, JsonReader& reader, Json::Value& jOut);
+bool readColumn(sqlite3_value* pStored, ColumnType type, const ColumnMemory& memory, Json::Value& jOut);
 
 }  // namespace record_store

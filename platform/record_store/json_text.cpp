@@ -5,6 +5,8 @@
 #include <cmath>
 #include <json/reader.h>
 
+#include "record_store/lasting_text.h"
+
 namespace record_store {
 namespace {
 
@@ -132,6 +134,24 @@ const char* append(const Json::Value& jValue, int iDepth, std::string& strOut) {
   return "it has no JSON type";
 }
 
+// The same value, whose names and texts are lasting ones as far as there are any.
+Json::Value leanCopy(const Json::Value& jValue) {
+  if (jValue.isString()) {
+    const char* szLasting = lastingText(stringOf(jValue));
+    return szLasting == nullptr ? jValue : Json::Value(Json::StaticString(szLasting));
+  }
+  if (!jValue.isObject()) {
+    return jValue;
+  }
+  Json::Value jCopy(Json::objectValue);
+  for (auto member = jValue.begin(); member != jValue.end(); ++member) {
+    const std::string strName = member.name();
+    const char* szLasting = lastingText(strName);
+    (szLasting == nullptr ? jCopy[strName] : jCopy[Json::StaticString(szLasting)]) = leanCopy(*member);
+  }
+  return jCopy;
+}
+
 Json::CharReader* newReader() {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
@@ -152,9 +172,13 @@ JsonReader::JsonReader() : m_pReader(newReader()) {}
 JsonReader::~JsonReader() = default;
 
 bool JsonReader::read(std::string_view strText, Json::Value& jOut) {
-  for (const Known& known : m_known) {
+  for (Known& known : m_known) {
     if (known.strText == strText && !strText.empty()) {
-      jOut = known.jValue;
+      if (!known.blLean) {
+        known.jValue = leanCopy(known.jValue);
+        known.blLean = true;
+      }
+      jOut.copyPayload(known.jValue);
       return true;
     }
   }
@@ -176,7 +200,7 @@ bool JsonReader::parse(std::string_view strText, Json::Value& jOut) {
 }
 
 void JsonReader::keep(std::string_view strText, const Json::Value& jValue) {
-  m_known[m_iOldest] = {std::string(strText), jValue};
+  m_known[m_iOldest] = {std::string(strText), jValue, false};
   m_iOldest = (m_iOldest + 1) % m_known.size();
 }
 

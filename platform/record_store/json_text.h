@@ -22,6 +22,7 @@ const char* writeJson(const Json::Value& jValue, std::string& strOut);
 
 /// Reads what writeJson() wrote. Building a parser costs several times what one parse costs, so it is kept; and rows
 /// say the same few things over and over ("ended normally with 0"), so the last short texts are kept with their values.
+/// What is said a second time is given out with lasting names and texts.
 class JsonReader {
 public:
   JsonReader();
@@ -35,6 +36,7 @@ private:
   struct Known {
     std::string strText;
     Json::Value jValue;
+    bool blLean = false;  ///< its names and texts are lasting ones
   };
 
   bool parse(std::string_view strText, Json::Value& jOut);

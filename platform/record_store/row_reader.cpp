@@ -1,8 +1,6 @@
 #include "record_store/row_reader.h"
 
 #include <cerrno>
-#include <mutex>
-#include <set>
 #include <sqlite3.h>
 
 #include "record_store/column_value.h"
@@ -15,28 +13,32 @@ namespace {
 // Rows of a table have few different sets of NULLs.
 constexpr std::size_t MAX_PROTOTYPES = 64;
 
-// Names that outlive every record, so that a record need not copy the names of its members, which would be a large part
-// of what reading a row costs. There are as many as the definitions have columns; they are never freed, on purpose.
-const char* lastingName(const std::string& strName) {
-  static std::mutex mutex;
-  static auto& names = *new std::set<std::string>;
-  const std::lock_guard<std::mutex> lock(mutex);
-  return names.insert(strName).first->c_str();
-}
+// Reading a value needs the connection's mutex. Held for the whole row, it need not be taken for each value twice.
+class ConnectionLock {
+public:
+  explicit ConnectionLock(sqlite3* pDb) : m_pMutex(sqlite3_db_mutex(pDb)) { sqlite3_mutex_enter(m_pMutex); }
+  ~ConnectionLock() { sqlite3_mutex_leave(m_pMutex); }
+  ConnectionLock(const ConnectionLock&) = delete;
+  ConnectionLock& operator=(const ConnectionLock&) = delete;
+
+private:
+  sqlite3_mutex* m_pMutex;
+};
 
 }  // namespace
 
-RowReader::RowReader(const TableDefinition& definition) : m_definition(definition) {
+RowReader::RowReader(const TableDefinition& definition)
+    : m_definition(definition), m_texts(definition.columns().size()) {
   for (const Column& column : definition.columns()) {
     m_names.push_back(lastingName(column.strName));
   }
 }
 
-ColumnSet RowReader::presentColumns(const Statement& statement, StoredTypes& types) const {
+ColumnSet RowReader::valuesOf(const Statement& statement, Row& row) const {
   ColumnSet present = 0;
   for (std::size_t iColumn = 0; iColumn < m_names.size(); ++iColumn) {
-    types[iColumn] = sqlite3_column_type(statement.handle(), static_cast<int>(iColumn));
-    if (types[iColumn] != SQLITE_NULL) {
+    row[iColumn] = sqlite3_column_value(statement.handle(), static_cast<int>(iColumn));
+    if (sqlite3_value_type(row[iColumn]) != SQLITE_NULL) {
       present |= onlyColumn(iColumn);
     }
   }
@@ -45,9 +47,12 @@ ColumnSet RowReader::presentColumns(const Statement& statement, StoredTypes& typ
 
 // An object that has the members already, with null for each; copying it is cheaper than adding them one by one.
 const Json::Value& RowReader::prototype(ColumnSet present) {
-  const auto found = m_prototypes.find(present);
-  if (found != m_prototypes.end()) {
-    return found->second;
+  if (m_lastPrototype != m_prototypes.end() && m_lastPrototype->first == present) {
+    return m_lastPrototype->second;
+  }
+  m_lastPrototype = m_prototypes.find(present);
+  if (m_lastPrototype != m_prototypes.end()) {
+    return m_lastPrototype->second;
   }
   if (m_prototypes.size() >= MAX_PROTOTYPES) {
     m_prototypes.clear();
@@ -58,12 +63,14 @@ const Json::Value& RowReader::prototype(ColumnSet present) {
       jPrototype[Json::StaticString(m_names[iColumn])] = Json::Value();
     }
   }
-  return m_prototypes.emplace(present, std::move(jPrototype)).first->second;
+  m_lastPrototype = m_prototypes.emplace(present, std::move(jPrototype)).first;
+  return m_lastPrototype->second;
 }
 
 Json::Value RowReader::read(const Statement& statement) {
-  StoredTypes types;
-  const ColumnSet present = presentColumns(statement, types);
+  const ConnectionLock lock(statement.database());
+  Row row;
+  const ColumnSet present = valuesOf(statement, row);
   Json::Value jRecord(prototype(present));
   auto member = jRecord.begin();
   for (std::size_t iColumn = 0; iColumn < m_names.size(); ++iColumn) {
@@ -71,8 +78,7 @@ Json::Value RowReader::read(const Statement& statement) {
       continue;
     }
     const Column& column = m_definition.column(iColumn);
-    const StoredColumn stored{statement.handle(), static_cast<int>(iColumn), types[iColumn]};
-    if (!readColumn(stored, column.type, m_reader, *member)) {
+    if (!readColumn(row[iColumn], column.type, {m_reader, m_texts[iColumn]}, *member)) {
       reportDamage(statement, column);
     }
     ++member;

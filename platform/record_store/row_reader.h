@@ -10,7 +10,10 @@
 
 #include "record_store/definition.h"
 #include "record_store/json_text.h"
+#include "record_store/lasting_text.h"
 #include "record_store/statement.h"
+
+struct sqlite3_value;
 
 namespace record_store {
 
@@ -24,16 +27,18 @@ public:
   Json::Value read(const Statement& statement);
 
 private:
-  using StoredTypes = std::array<int, MAX_COLUMNS>;
+  using Row = std::array<sqlite3_value*, MAX_COLUMNS>;
 
-  ColumnSet presentColumns(const Statement& statement, StoredTypes& types) const;
+  ColumnSet valuesOf(const Statement& statement, Row& row) const;
   const Json::Value& prototype(ColumnSet present);
   void reportDamage(const Statement& statement, const Column& column) const;
 
   const TableDefinition& m_definition;
   JsonReader m_reader;
   std::vector<const char*> m_names;
+  std::vector<RepeatedText> m_texts;
   std::map<ColumnSet, Json::Value> m_prototypes;
+  std::map<ColumnSet, Json::Value>::const_iterator m_lastPrototype = m_prototypes.end();
 };
 
 }  // namespace record_store
