@@ -327,3 +327,47 @@ TEST_F(Columns, OneDamagedRowDoesNotHideTheOthers) {
   EXPECT_TRUE(jRead[0]["status"].isObject());
   EXPECT_TRUE(jRead[2]["status"].isObject());
 }
+
+// Rows that say the same share its text; of texts there are more, and longer ones, than are ever shared.
+TEST_F(Columns, WhatRepeatsFromRowToRowComesBackByteForByte) {
+  using namespace std::string_literals;
+  std::vector<std::string> texts{""s,
+                                 "a\0b"s,
+                                 "a"s,
+                                 "\0"s,
+                                 std::string(31, 'x'),
+                                 std::string(32, 'x'),
+                                 std::string(33, 'x'),
+                                 std::string(5000, 'x'),
+                                 "\xff\xfe"s};
+  for (int iText = 0; iText < 600; ++iText) {
+    texts.push_back("text" + std::to_string(iText));
+  }
+  add(task("a"));
+  Json::Value jExpected(Json::arrayValue);
+  runSql(m_pDb.get(), "BEGIN");
+  for (const std::string& strText : texts) {
+    Json::Value jRun = parse(R"({"task_name":"a"})");
+    jRun["trigger_event"] = strText;
+    jRun["extra"][strText] = strText;
+    jRun["extra"]["list"].append(strText);
+    for (int iRow = 0; iRow < 3; ++iRow) {
+      Json::Value jOut;
+      ASSERT_EQ(0, m_results.recCreate(jRun, jOut));
+      jRun["result_id"] = jOut["result_id"];
+      jExpected.append(jRun);
+      jRun.removeMember("result_id");
+    }
+  }
+  runSql(m_pDb.get(), "COMMIT");
+  Json::Value jRead;
+  {
+    OrvaJsonDbApi api(m_pDb.get(), "task_result", installedDefinitions(), "");
+    ASSERT_EQ(0, api.recList(parse("{}"), jRead));
+  }
+  // The records outlive the handle, and whatever the next one reads.
+  Json::Value jAgain;
+  ASSERT_EQ(0, m_results.recList(parse("{}"), jAgain));
+  EXPECT_TRUE(jExpected == jRead);
+  EXPECT_TRUE(jExpected == jAgain);
+}
