@@ -1,13 +1,10 @@
 /// eorva config show|get|set
 
-#include <algorithm>
-#include <array>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <set>
 
+#include "common/configuration.h"
 #include "common/failure.h"
-#include "common/host_settings.h"
 #include "common/json_read.h"
 #include "common/session.h"
 #include "context.h"
@@ -25,6 +22,7 @@ struct GetOptions {
 };
 
 struct SetOptions {
+  std::vector<std::string> vecValues;
   std::string strOutputPath;
   std::string strOutput;
   bool blForce = false;
@@ -33,69 +31,73 @@ struct SetOptions {
 int runShow(const Context&, const ShowOptions& options) {
   const Json::Value jConfig = Host::schedulerConfig();
   if (options.blJson) {
-    printJson(jConfig);
-  } else {
-    printFields({{"output", outputSetting(jConfig)}});
+    Json::Value jOut = jConfig;
+    for (const auto& [strKey, strValue] : Host::configValues()) {
+      // The section's own members stand there as they are stored.
+      if (strKey != "output_path" && strKey != "enable_output") {
+        jOut["settings"][strKey] = strValue;
+      }
+    }
+    printJson(jOut);
+    return EXIT_DONE;
   }
+  std::vector<std::pair<std::string, std::string>> vecFields = {{"output", outputSetting(jConfig)}};
+  for (const std::string& strKey : Host::configKeys()) {
+    if (strKey != "output_path" && strKey != "enable_output") {
+      vecFields.emplace_back(strKey, Host::configText(strKey));
+    }
+  }
+  printFields(vecFields);
   return EXIT_DONE;
-}
-
-/// Members of the scheduler's section that administrators know by name.
-constexpr std::array<const char*, 2> SECTION_KEYS = {"output_path", "enable_output"};
-
-std::string sectionText(const std::string& strKey) {
-  const Json::Value jConfig = Host::schedulerConfig();
-  if (strKey == "enable_output") {
-    return Host::boolOf(jConfig, "enable_output", true) ? "yes" : "no";
-  }
-  return Host::textOf(jConfig, strKey.c_str());
 }
 
 int runGet(const Context&, const GetOptions& options) {
-  if (std::find(SECTION_KEYS.begin(), SECTION_KEYS.end(), options.strKey) != SECTION_KEYS.end()) {
-    fmt::print("{}\n", sectionText(options.strKey));
-    return EXIT_DONE;
-  }
-  const std::vector<std::string> vecKeys = Host::settingKeys();
-  if (std::find(vecKeys.begin(), vecKeys.end(), options.strKey) == vecKeys.end()) {
-    throw Host::UsageFailure(fmt::format("config get: there is no setting \"{}\"; there are {}, {}", options.strKey,
-                                         fmt::join(SECTION_KEYS, ", "), fmt::join(vecKeys, ", ")));
-  }
-  fmt::print("{}\n", Host::settingText(options.strKey));
+  fmt::print("{}\n", Host::configText(options.strKey));
   return EXIT_DONE;
 }
 
-/// Without output, all runs of an execution share one script file, and a script of one owner can be run with
-/// the rights of another.
-void refuseSharedScript() {
+std::set<Json::Int64> taskOwners() {
   Host::Session session;
   std::set<Json::Int64> setOwners;
   for (const Json::Value& jTask : Host::listTasks(session)) {
     setOwners.insert(Host::intOf(jTask, "owner", -1));
   }
-  if (setOwners.size() > 1) {
-    throw Host::Failure(
-        fmt::format("output is not switched off: there are tasks of {} owners, and without an output folder a script "
-                    "of one owner can be run with the rights of another (--force does it all the same)",
-                    setOwners.size()));
+  return setOwners;
+}
+
+Host::ConfigValues valuesOf(const SetOptions& options) {
+  Host::ConfigValues values;
+  for (const std::string& strValue : options.vecValues) {
+    const std::size_t iEqual = strValue.find('=');
+    if (iEqual == std::string::npos) {
+      throw Host::UsageFailure(fmt::format("config set: \"{}\" is no KEY=VALUE", strValue));
+    }
+    if (!values.emplace(strValue.substr(0, iEqual), strValue.substr(iEqual + 1)).second) {
+      throw Host::UsageFailure(fmt::format("config set: {} is given twice", strValue.substr(0, iEqual)));
+    }
   }
+  if (!options.strOutputPath.empty()) {
+    values["output_path"] = options.strOutputPath;
+    values["enable_output"] = "yes";
+  } else if (!options.strOutput.empty()) {
+    values["enable_output"] = options.strOutput == "on" ? "yes" : "no";
+  }
+  return values;
 }
 
 int runSet(const Context&, const SetOptions& options) {
-  if (options.strOutputPath.empty() && options.strOutput.empty()) {
-    throw Host::UsageFailure("config set: nothing to set; give --output-path or --output");
+  const Host::ConfigValues values = valuesOf(options);
+  if (values.empty()) {
+    throw Host::UsageFailure("config set: nothing to set; give KEY=VALUE, --output-path or --output");
   }
-  if (options.strOutput == "off") {
-    if (!options.blForce) {
-      refuseSharedScript();
-    }
-    setOutputEnabled(false);
+  const bool blOwnersCount =
+      values.count("enable_output") > 0 && values.at("enable_output") == "no" && !options.blForce;
+  const std::vector<std::string> vecWhy =
+      Host::whyNotConfig(values, blOwnersCount ? taskOwners() : std::set<Json::Int64>());
+  if (!vecWhy.empty()) {
+    throw Host::Failure(fmt::format("{}", fmt::join(vecWhy, "\n")));
   }
-  if (!options.strOutputPath.empty()) {
-    setOutputPath(options.strOutputPath);
-  } else if (options.strOutput == "on") {
-    setOutputEnabled(true);
-  }
+  Host::setConfig(values);
   return runShow({}, {});
 }
 
@@ -104,12 +106,13 @@ int runSet(const Context&, const SetOptions& options) {
 void addConfigCommands(CLI::App& app, Context& context) {
   CLI::App* pConfig = addCommand(app, "config", "Show and change the configuration.",
                                  "  eorva config show\n"
-                                 "  eorva config set --output-path logs   keep output on the share \"logs\"\n");
+                                 "  eorva config set --output-path logs   keep output on the share \"logs\"\n"
+                                 "  eorva config set retention_runs=50\n");
   pConfig->require_subcommand(1);
 
   auto pShow = std::make_shared<ShowOptions>();
   CLI::App* pCommand = addCommand(*pConfig, "show", "Show the configuration.", "  eorva config show --json\n");
-  pCommand->add_flag("--json", pShow->blJson, "as JSON: the section as it is stored");
+  pCommand->add_flag("--json", pShow->blJson, "as JSON: the section as it is stored, and the settings");
   onCommand(pCommand, context, pShow, &runShow);
 
   auto pGet = std::make_shared<GetOptions>();
@@ -118,9 +121,12 @@ void addConfigCommands(CLI::App& app, Context& context) {
   onCommand(pCommand, context, pGet, &runGet);
 
   auto pSet = std::make_shared<SetOptions>();
-  pCommand = addCommand(*pConfig, "set", "Change the configuration.",
+  pCommand = addCommand(*pConfig, "set", "Change the configuration: all that is given, or nothing.",
+                        "  eorva config set retention_runs=50 retention_output_size=20G\n"
                         "  eorva config set --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n"
-                        "  eorva config set --output off              keep no output and no scripts\n");
+                        "  eorva config set --output off              keep no output and no scripts\n"
+                        "\nThe settings are explained in /etc/eorva.conf.\n");
+  pCommand->add_option("values", pSet->vecValues, "settings and their new values")->type_name("KEY=VALUE");
   CLI::Option* pPath =
       pCommand->add_option("--output-path", pSet->strOutputPath, "where output is kept: a share, or a path inside it")
           ->type_name("SHARE[/PATH]");

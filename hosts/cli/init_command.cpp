@@ -2,10 +2,12 @@
 
 #include <filesystem>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "common/configuration.h"
 #include "common/failure.h"
 #include "common/installed_paths.h"
 #include "common/session.h"
@@ -13,6 +15,9 @@
 #include "output_setting.h"
 
 namespace {
+
+/// The share that is installed for it.
+constexpr char DEFAULT_SHARE[] = "scheduler";
 
 struct InitOptions {
   std::string strOutputPath;
@@ -26,6 +31,15 @@ std::string storeFolder() {
   return error ? folder.string() : (folder.parent_path() / target).lexically_normal().string();
 }
 
+void useOutputPath(const std::string& strPath) {
+  const Host::ConfigValues values = {{"output_path", strPath}, {"enable_output", "yes"}};
+  const std::vector<std::string> vecWhy = Host::whyNotConfig(values, {});
+  if (!vecWhy.empty()) {
+    throw Host::Failure(fmt::format("{}", fmt::join(vecWhy, "\n")));
+  }
+  Host::setConfig(values);
+}
+
 int runInit(const Context&, const InitOptions& options) {
   if (ORVAFSMkdirP(storeFolder().c_str(), nullptr, 1, 0, 0, 0755) < 0) {
     throw Host::Failure(fmt::format("cannot create the folder {}", Host::STORE_FOLDER));
@@ -34,7 +48,10 @@ int runInit(const Context&, const InitOptions& options) {
     throw Host::Failure(fmt::format("cannot create the configuration {}", Host::CONFIG_PATH));
   }
   if (!options.strOutputPath.empty()) {
-    setOutputPath(options.strOutputPath);
+    useOutputPath(options.strOutputPath);
+  } else if (Host::configText("output_path").empty() && KLIBShareIsAccessible(DEFAULT_SHARE) == 1) {
+    // Without a folder for output all tasks share one script file, so there should be one from the beginning.
+    useOutputPath(DEFAULT_SHARE);
   }
   const Host::Session session(Host::Session::Store::CREATE);
   const Json::Value jConfig = Host::schedulerConfig();
@@ -49,7 +66,7 @@ void addInitCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<InitOptions>();
   CLI::App* pCommand =
       addCommand(app, "init", "Create the store and the configuration; what is there stays.",
-                 "  eorva init\n"
+                 "  eorva init                           keep output on the share \"scheduler\", if there is one\n"
                  "  eorva init --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n");
   pCommand->add_option("--output-path", pOptions->strOutputPath, "where output is kept: a share, or a path inside it")
       ->type_name("SHARE[/PATH]");

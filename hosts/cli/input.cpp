@@ -11,27 +11,21 @@
 
 #include "common/failure.h"
 
-namespace {
-
-constexpr std::streamsize CB_MAX_INPUT = 1024 * 1024;
-
-}  // namespace
-
-std::string readInput(const std::string& strFile) {
+std::string readInput(const std::string& strFile, std::size_t cbMax) {
   std::ifstream file;
   const bool blStdin = strFile == "-";
   if (!blStdin) {
     file.open(strFile, std::ios::binary);
   }
   std::istream& in = blStdin ? std::cin : file;
-  std::string strText(static_cast<std::size_t>(CB_MAX_INPUT) + 1, '\0');
+  std::string strText(cbMax + 1, '\0');
   in.read(strText.data(), static_cast<std::streamsize>(strText.size()));
   // A folder opens like a file and fails only when it is read.
   if ((!blStdin && !file.is_open()) || in.bad()) {
     throw Host::Failure(fmt::format("cannot read {}: {}", strFile, std::strerror(errno)));
   }
-  if (in.gcount() > CB_MAX_INPUT) {
-    throw Host::Failure(fmt::format("{} is too long: {} bytes are allowed", strFile, CB_MAX_INPUT));
+  if (in.gcount() > static_cast<std::streamsize>(cbMax)) {
+    throw Host::Failure(fmt::format("{} is too long: {} bytes are allowed", strFile, cbMax));
   }
   strText.resize(static_cast<std::size_t>(in.gcount()));
   return strText;

@@ -55,6 +55,10 @@ void buildCommandLine(CLI::App& app, Context& context) {
   addCompleteCommand(app, context);
   addRunsCommands(app, context);
   addConfigCommands(app, context);
+  addExportCommand(app, context);
+  addApplyCommand(app, context);
+  addLogCommand(app, context);
+  addBackupCommands(app, context);
   addShareCommands(app, context);
 }
 

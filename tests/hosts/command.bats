@@ -9,7 +9,8 @@ setup() { fresh_store; }
   local command
   for command in "" init task "task add" "task list" "task show" "task graph" "task delete" "task edit" "task enable" \
     "task disable" "task copy" "task rename" "task relate" event "event plan" explain check complete fire run runs \
-    "runs list" "runs show" "runs output" "runs script" config "config show" "config set" share "share list"; do
+    "runs list" "runs show" "runs output" "runs script" "runs diff" "runs prune" config "config show" \
+    "config get" "config set" export apply log backup restore share "share list"; do
     # shellcheck disable=SC2086
     run -0 --separate-stderr eorva $command --help
     says "Examples:"

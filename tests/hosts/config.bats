@@ -12,8 +12,10 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
 @test "show tells where output is kept" {
   run -0 eorva config show
-  same "shown" "output:  scheduler" "$output"
-  same "as JSON" '{"enable_output":true,"output_path":"scheduler","type":"eorvascheduler"}' "$(eorva config show --json | jq -cS .)"
+  same "shown" "output: scheduler" "$(head -n 1 <<<"$output" | tr -s ' ')"
+  says "retention_runs:         100"
+  same "as JSON" '{"enable_output":true,"output_path":"scheduler","type":"eorvascheduler"}' "$(eorva config show --json | jq -cS 'del(.settings)')"
+  same "settings" '["100","10"]' "$(eorva config show --json | jq -cS '[.settings.retention_runs, .settings.stop_grace]')"
 }
 
 @test "a place inside a share is accepted" {
@@ -43,7 +45,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "file" '["blue",false,"scheduler",1]' \
     "$(jq -c '[.eorvascheduler.colour, .eorvascheduler.enable_output, .eorvascheduler.output_path, .web.port]' "$STORE/eorvascheduler-conf.json")"
   run -0 eorva config set --output on
-  says "output:  scheduler"
+  same "shown" "output: scheduler" "$(head -n 1 <<<"$output" | tr -s ' ')"
 }
 
 @test "output cannot be switched on without a place" {
@@ -134,4 +136,67 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   run -2 --separate-stderr eorva config get retention
   complains 'there is no setting "retention"'
   complains "output_path, enable_output, retention_runs, retention_failed_runs"
+}
+
+@test "settings are changed in their file, and what else is in it stays" {
+  run -0 eorva config set retention_runs=7 retention_output_size=20G
+  same "one" 7 "$(eorva config get retention_runs)"
+  same "other" 20G "$(eorva config get retention_output_size)"
+  same "difference" "+retention_runs=7 +retention_output_size=20G" \
+    "$(diff -u "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf | grep '^[+-][^+-]' | paste -sd ' ')"
+  same "below its comment" "#retention_runs=100" "$(grep -B1 '^retention_runs=7' /etc/eorva.conf | head -n 1)"
+  run -0 eorva config set retention_runs=8
+  same "lines" 1 "$(grep -c '^retention_runs' /etc/eorva.conf)"
+  chmod 640 /etc/eorva.conf
+  mv /etc/eorva.conf /etc/real.conf
+  ln -s real.conf /etc/eorva.conf
+  run -0 eorva config set stop_grace=3
+  same "mode" 640 "$(stat -c %a /etc/real.conf)"
+  test -L /etc/eorva.conf
+  rm /etc/eorva.conf
+  run -0 eorva config set stop_grace=4
+  same "without a file" "stop_grace=4" "$(cat /etc/eorva.conf)"
+  same "left over" "" "$(find /etc -maxdepth 1 -name 'eorva.conf.*')"
+}
+
+@test "of several values all are set, or none" {
+  run -1 --separate-stderr eorva config set retention_runs=7 stop_grace=-1 shared_script=maybe output_path=nowhere retention=3
+  complains 'stop_grace must be a number from 0 to 86400, not "-1"'
+  complains 'shared_script must be yes or no, not "maybe"'
+  complains 'the share "nowhere": '
+  complains 'there is no setting "retention"'
+  same "unchanged" 100 "$(eorva config get retention_runs)"
+  mv /etc/eorva.conf /etc/aside
+  mkdir /etc/eorva.conf
+  run -1 --separate-stderr eorva config set output_path=scheduler/other retention_runs=7
+  rmdir /etc/eorva.conf
+  mv /etc/aside /etc/eorva.conf
+  same "path" scheduler "$(eorva config get output_path)"
+  run -2 eorva config set retention_runs
+  run -2 eorva config set retention_runs=1 retention_runs=2
+}
+
+@test "consent lets output be switched off" {
+  add_task one bootup alice 'exit 0'
+  add_task two bootup bob 'exit 0'
+  run -1 --separate-stderr eorva config set enable_output=no
+  complains "there are tasks of 2 owners"
+  run -0 eorva config set enable_output=no shared_script=yes
+  same "output" no "$(eorva config get enable_output)"
+}
+
+@test "a new store keeps output on the installed share, and one that has a place keeps that" {
+  rm -r "$STORE"
+  run -0 eorva init
+  same "place" scheduler "$(eorva config get output_path)"
+  run -0 eorva config set --output-path scheduler/inside
+  run -0 eorva config set --output off
+  run -0 eorva init
+  same "place then" "scheduler/inside no" "$(eorva config get output_path) $(eorva config get enable_output)"
+  rm -r "$STORE"
+  cp /etc/orva/shares.conf shares.conf
+  : >/etc/orva/shares.conf
+  run -0 eorva init
+  says "not set: nothing is kept"
+  cp shares.conf /etc/orva/shares.conf
 }

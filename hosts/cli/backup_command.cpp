@@ -1,0 +1,83 @@
+/// eorva backup|restore
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "common/backup_file.h"
+#include "common/failure.h"
+#include "common/json_read.h"
+#include "common/reconcile.h"
+#include "common/session.h"
+#include "confirm.h"
+#include "context.h"
+#include "present.h"
+
+namespace {
+
+struct BackupOptions {
+  std::string strFile;
+};
+
+struct RestoreOptions {
+  std::string strFile;
+  bool blYes = false;
+};
+
+int runBackup(const Context&, const BackupOptions& options) {
+  {
+    // Also says what is the matter when there is no store.
+    const Host::Session session;
+  }
+  Host::writeBackup(options.strFile);
+  fmt::print("backed up to {}\n", options.strFile);
+  return EXIT_DONE;
+}
+
+/// A run that goes on would be closed in a store that knows nothing of it.
+void refuseWhileRunning() {
+  Host::Session session;
+  Host::reconcile(session);
+  std::vector<Json::Int64> vecRuns;
+  for (const Json::Value& jRun : Host::listRuns(session, "stop_time is null")) {
+    vecRuns.push_back(Host::intOf(jRun, "result_id"));
+  }
+  if (!vecRuns.empty()) {
+    throw Host::Failure(fmt::format("nothing is restored while something runs: run {}", fmt::join(vecRuns, ", ")));
+  }
+}
+
+int runRestore(const Context&, const RestoreOptions& options) {
+  refuseWhileRunning();
+  if (!options.blYes) {
+    confirm("tasks, run records and configuration will be those of the backup, and what came later is lost",
+            "Restore it?", "nothing is restored");
+  }
+  const std::vector<std::string> vecRestored = Host::restoreBackup(options.strFile);
+  // Runs that were under way at the time of the backup have been over for long.
+  Host::Session session;
+  Host::reconcile(session);
+  fmt::print("restored from {}: the store, {}\n", options.strFile, fmt::join(vecRestored, ", "));
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addBackupCommands(CLI::App& app, Context& context) {
+  auto pBackup = std::make_shared<BackupOptions>();
+  CLI::App* pCommand =
+      addCommand(app, "backup", "Write tasks, run records and configuration to one file, while everything goes on.",
+                 "  eorva backup /var/backups/eorva.db     'eorva restore' reads it\n"
+                 "\nThe file is an SQLite database that only root can read. Kept output is not in it.\n");
+  pCommand->add_option("file", pBackup->strFile, "the file; one that is there is replaced")
+      ->required()
+      ->type_name("FILE");
+  onCommand(pCommand, context, pBackup, &runBackup);
+
+  auto pRestore = std::make_shared<RestoreOptions>();
+  pCommand = addCommand(app, "restore", "Put a backup in the place of tasks, run records and configuration.",
+                        "  eorva restore /var/backups/eorva.db\n"
+                        "  eorva init && eorva restore eorva.db --yes     on a new server\n");
+  pCommand->add_option("file", pRestore->strFile, "what 'eorva backup' has written")->required()->type_name("FILE");
+  pCommand->add_flag("--yes", pRestore->blYes, "do not ask");
+  onCommand(pCommand, context, pRestore, &runRestore);
+}

@@ -1,0 +1,47 @@
+/// eorva export
+
+#include <fmt/format.h>
+
+#include "common/json_read.h"
+#include "common/server_state.h"
+#include "context.h"
+#include "present.h"
+
+namespace {
+
+struct ExportOptions {
+  bool blJson = false;
+};
+
+/// A document that names somebody who is not there cannot be applied as it is.
+void warnAboutOwners(const Host::ServerState& state) {
+  for (const auto& [strTask, jTask] : state.mapTasks) {
+    const Json::Value& jOwner = Host::memberOf(jTask, "owner");
+    if (jOwner.isObject() && jOwner.size() == 1 && jOwner.begin()->isString() && jOwner.begin()->asString().empty()) {
+      printNote(fmt::format("warning: the owner of \"{}\", user {}, does not exist", strTask, jOwner.begin().name()));
+    }
+  }
+}
+
+int runExport(const Context&, const ExportOptions& options) {
+  Host::Session session;
+  const Host::ServerState state = Host::currentState(session);
+  warnAboutOwners(state);
+  if (options.blJson) {
+    printJson(Host::stateJson(state));
+  } else {
+    fmt::print("{}", Host::stateText(state));
+  }
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addExportCommand(CLI::App& app, Context& context) {
+  auto pOptions = std::make_shared<ExportOptions>();
+  CLI::App* pCommand = addCommand(app, "export", "Write all tasks and the configuration as one document, in YAML.",
+                                  "  eorva export > server.yaml            for 'eorva apply', here or elsewhere\n"
+                                  "  eorva export | ssh other eorva apply - --yes\n");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON, which 'eorva apply' reads too");
+  onCommand(pCommand, context, pOptions, &runExport);
+}

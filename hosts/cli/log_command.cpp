@@ -1,0 +1,118 @@
+/// eorva log
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "orva_platform.h"
+
+#include "common/event_log.h"
+#include "common/failure.h"
+#include "common/json_read.h"
+#include "common/terminal_text.h"
+#include "common/time_spec.h"
+#include "context.h"
+#include "present.h"
+
+using Host::intOf;
+using Host::textOf;
+
+namespace {
+
+struct LogOptions {
+  std::size_t cLines = 50;
+  bool blLines = false;
+  std::string strSince;
+  std::string strLanguage;
+  bool blJson = false;
+};
+
+std::string serverLanguage() {
+  std::array<char, 32> szLanguage{};
+  const int iFound =
+      KLIBCFileGetKeyValue("/etc/orvainfo.conf", "maillang", szLanguage.data(), static_cast<int>(szLanguage.size()));
+  return iFound > 0 ? szLanguage.data() : "enu";
+}
+
+std::string levelWord(Json::Int64 iLevel) {
+  return iLevel == 1 ? "info" : (iLevel == 2 ? "warning" : "error");
+}
+
+Host::EventLogQuery queryOf(const LogOptions& options) {
+  Host::EventLogQuery query;
+  query.strLanguage = options.strLanguage.empty() ? serverLanguage() : options.strLanguage;
+  const std::vector<std::string> vecLanguages = Host::eventLanguages();
+  if (!options.strLanguage.empty() &&
+      std::find(vecLanguages.begin(), vecLanguages.end(), options.strLanguage) == vecLanguages.end()) {
+    throw Host::UsageFailure(fmt::format("log: there are no texts in the language \"{}\"; there are {}",
+                                         options.strLanguage, fmt::join(vecLanguages, ", ")));
+  }
+  if (!options.strSince.empty()) {
+    query.since = Host::readTimeSpec(options.strSince, std::time(nullptr));
+    if (!query.since) {
+      throw Host::UsageFailure(
+          fmt::format("log: --since \"{}\" is no time; times are {}", options.strSince, Host::TIME_SPEC_FORMS));
+    }
+  }
+  // Whoever names a time wants everything since then.
+  query.cLines = options.blLines || options.strSince.empty() ? options.cLines : 0;
+  return query;
+}
+
+/// Names come from users; no line must look like two, or be obeyed by a terminal.
+std::string inOneLine(const std::string& strText) {
+  Host::TerminalText text;
+  std::string strLine = text.take(strText) + text.finish();
+  std::replace(strLine.begin(), strLine.end(), '\n', ' ');
+  return strLine;
+}
+
+int runLog(const Context&, const LogOptions& options) {
+  std::size_t cUnreadable = 0;
+  const std::vector<Json::Value> vecEvents = Host::readEventLog(queryOf(options), cUnreadable);
+  Json::Value jOut(Json::arrayValue);
+  for (const Json::Value& jEvent : vecEvents) {
+    if (options.blJson) {
+      jOut.append(jEvent);
+      continue;
+    }
+    Json::Value jTime(Json::objectValue);
+    jTime["start_time"] = jEvent["time"];
+    fmt::print("{}  {:<7}  {}\n", timeText(jTime, "start_time"), levelWord(intOf(jEvent, "level")),
+               inOneLine(textOf(jEvent, "text")));
+  }
+  if (options.blJson) {
+    printJson(jOut);
+  }
+  if (cUnreadable > 0) {
+    printNote(
+        fmt::format("warning: {} line{} of the event log cannot be read", cUnreadable, cUnreadable == 1 ? "" : "s"));
+  }
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addLogCommand(CLI::App& app, Context& context) {
+  auto pOptions = std::make_shared<LogOptions>();
+  CLI::App* pCommand =
+      addCommand(app, "log", "Show the event log: tasks that came and went, runs that could not start.",
+                 "  eorva log -n 20\n"
+                 "  eorva log --since yesterday --language ger\n"
+                 "\nTimes: " +
+                     std::string(Host::TIME_SPEC_FORMS) + "\n");
+  CLI::Option* pLines =
+      pCommand->add_option("-n,--lines", pOptions->cLines, "the newest ones; 0 shows all, and so does --since alone")
+          ->capture_default_str()
+          ->type_name("N");
+  pCommand->add_option("--since", pOptions->strSince, "only what happened then or later")->type_name("TIME");
+  pCommand->add_option("--language", pOptions->strLanguage, "language of the texts; the server's if it is not given")
+      ->type_name("LANGUAGE");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of events");
+  pCommand->callback([&context, pOptions, pLines] {
+    pOptions->blLines = pLines->count() > 0;
+    context.fnRun = [&context, pOptions] { return runLog(context, *pOptions); };
+  });
+}

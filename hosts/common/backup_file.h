@@ -1,0 +1,24 @@
+/// \file backup_file.h
+/// A store and its configuration in one file, and the way back.
+///
+/// The file is an SQLite database: a copy of the store, and a table `backup_file` that holds the files of the
+/// configuration. So it is whole, can be looked into with the sqlite3 shell, and is checked before anything is taken
+/// from it.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Host {
+
+/// Copies the store and the configuration while others go on working with them. The file is there whole or not at all,
+/// and only root can read it. \throw Failure that names it.
+void writeBackup(const std::string& strFile);
+
+/// Puts a backup in the place of the store and the configuration. \throw Failure when the file is no backup, or
+/// something runs.
+/// \return the files of the configuration that were put back.
+std::vector<std::string> restoreBackup(const std::string& strFile);
+
+}  // namespace Host

@@ -1,0 +1,183 @@
+#include "configuration.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <optional>
+#include <unistd.h>
+#include <utility>
+
+#include "eorvascheduler.h"
+
+#include "failure.h"
+#include "host_settings.h"
+#include "installed_paths.h"
+#include "json_read.h"
+#include "output_places.h"
+#include "replace_file.h"
+#include "session.h"
+#include "settings_file.h"
+#include "shares.h"
+#include "task_name.h"
+
+namespace Host {
+
+namespace {
+
+constexpr char OUTPUT_PATH[] = "output_path";
+constexpr char ENABLE_OUTPUT[] = "enable_output";
+constexpr mode_t MODE_READABLE = 0644;
+
+bool isSectionKey(const std::string& strKey) {
+  return strKey == OUTPUT_PATH || strKey == ENABLE_OUTPUT;
+}
+
+std::string sectionText(const Json::Value& jConfig, const std::string& strKey) {
+  return strKey == OUTPUT_PATH ? textOf(jConfig, OUTPUT_PATH) : (boolOf(jConfig, ENABLE_OUTPUT, true) ? "yes" : "no");
+}
+
+std::string whyNotPlace(const std::string& strPath) {
+  if (const std::string strWhy = whyNotOutputPath(strPath); !strWhy.empty()) {
+    return strWhy;
+  }
+  const std::string strShare = strPath.substr(0, strPath.find('/'));
+  const std::string strWhy = whyShareUnusable(strShare);
+  return strWhy.empty() ? "" : fmt::format("the share \"{}\": {}", strShare, strWhy);
+}
+
+/// Says what is wrong with one value by itself.
+std::string whyNotValue(const std::string& strKey, const std::string& strValue) {
+  if (strKey == OUTPUT_PATH) {
+    const std::string strWhy = whyNotPlace(strValue);
+    return strWhy.empty() ? "" : fmt::format("the output path \"{}\" cannot be used: {}", strValue, strWhy);
+  }
+  const bool blKnown = strValue == "yes" || strValue == "no";
+  const std::string strWhy =
+      strKey == ENABLE_OUTPUT ? (blKnown ? "" : "must be yes or no") : whyNotSetting(strKey, strValue);
+  return strWhy.empty() ? "" : fmt::format("{} {}, not \"{}\"", strKey, strWhy, strValue);
+}
+
+/// The value that will hold when these are set.
+std::string textAfter(const ConfigValues& values, const std::string& strKey) {
+  const auto itValue = values.find(strKey);
+  return itValue != values.end() ? itValue->second : configText(strKey);
+}
+
+/// What the values say together with those that hold already.
+void checkTogether(const ConfigValues& values, const std::set<Json::Int64>& setOwners,
+                   std::vector<std::string>& vecWhy) {
+  const bool blOff = textAfter(values, ENABLE_OUTPUT) == "no";
+  if (values.count(ENABLE_OUTPUT) > 0 && !blOff && textAfter(values, OUTPUT_PATH).empty()) {
+    vecWhy.emplace_back(
+        "output cannot be switched on without a place for it: use --output-path SHARE, or output_path=SHARE");
+  }
+  if (values.count(ENABLE_OUTPUT) > 0 && blOff && setOwners.size() > 1 && textAfter(values, "shared_script") != "yes") {
+    vecWhy.push_back(
+        fmt::format("output is not switched off: there are tasks of {} owners, and without an output folder a script "
+                    "of one owner can be run with the rights of another (shared_script=yes consents to that)",
+                    setOwners.size()));
+  }
+}
+
+void setSection(const ConfigValues& values) {
+  Json::Value jConfig = schedulerConfig();
+  const Json::Value jBefore = jConfig;
+  jConfig["type"] = CONFIG_TYPE;
+  if (const auto itPath = values.find(OUTPUT_PATH); itPath != values.end()) {
+    changeOutputPlace(jConfig, itPath->second);
+  }
+  if (const auto itEnable = values.find(ENABLE_OUTPUT); itEnable != values.end()) {
+    jConfig[ENABLE_OUTPUT] = itEnable->second == "yes";
+  }
+  if (jConfig != jBefore && configSet(jConfig) < 0) {
+    throw Failure(fmt::format("cannot write the configuration {}", CONFIG_PATH));
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> configKeys() {
+  std::vector<std::string> vecKeys = settingKeys();
+  vecKeys.insert(vecKeys.begin(), {OUTPUT_PATH, ENABLE_OUTPUT});
+  return vecKeys;
+}
+
+std::string configText(const std::string& strKey) {
+  if (isSectionKey(strKey)) {
+    return sectionText(schedulerConfig(), strKey);
+  }
+  const std::vector<std::string> vecKeys = configKeys();
+  if (std::find(vecKeys.begin(), vecKeys.end(), strKey) == vecKeys.end()) {
+    throw UsageFailure(fmt::format("there is no setting \"{}\"; there are {}", strKey, fmt::join(vecKeys, ", ")));
+  }
+  return settingText(strKey);
+}
+
+ConfigValues configValues() {
+  ConfigValues values;
+  for (const std::string& strKey : configKeys()) {
+    values[strKey] = configText(strKey);
+  }
+  return values;
+}
+
+std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set<Json::Int64>& setOwners) {
+  std::vector<std::string> vecWhy;
+  const std::vector<std::string> vecKeys = configKeys();
+  for (const auto& [strKey, strValue] : values) {
+    const bool blKnown = std::find(vecKeys.begin(), vecKeys.end(), strKey) != vecKeys.end();
+    std::string strWhy =
+        blKnown ? whyNotValue(strKey, strValue)
+                : fmt::format("there is no setting \"{}\"; there are {}", strKey, fmt::join(vecKeys, ", "));
+    if (!strWhy.empty()) {
+      vecWhy.push_back(std::move(strWhy));
+    }
+  }
+  if (vecWhy.empty()) {
+    checkTogether(values, setOwners, vecWhy);
+  }
+  return vecWhy;
+}
+
+void setConfig(const ConfigValues& values) {
+  const ConfigBefore before;
+  try {
+    setSection(values);
+    std::string strText = readTextFile(SETTINGS_PATH).value_or("");
+    const std::string strOld = strText;
+    for (const auto& [strKey, strValue] : values) {
+      if (!isSectionKey(strKey)) {
+        strText = withSetting(strText, strKey, strValue);
+      }
+    }
+    if (strText != strOld) {
+      replaceFile(SETTINGS_PATH, strText, MODE_READABLE);
+    }
+  } catch (...) {
+    before.restore();
+    throw;
+  }
+}
+
+ConfigBefore::ConfigBefore() {
+  for (const char* szPath : {CONFIG_PATH, SETTINGS_PATH}) {
+    m_mapFiles[szPath] = readTextFile(szPath);
+  }
+}
+
+void ConfigBefore::restore() const noexcept {
+  for (const auto& [strPath, strText] : m_mapFiles) {
+    try {
+      if (!strText) {
+        unlink(strPath.c_str());
+      } else if (readTextFile(strPath) != strText) {
+        replaceFile(strPath, *strText, MODE_READABLE);
+      }
+    } catch (...) {
+      // The failure that led here is the one to tell of.
+      continue;
+    }
+  }
+}
+
+}  // namespace Host

@@ -1,0 +1,330 @@
+#include "server_state.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <json/reader.h>
+#include <memory>
+#include <optional>
+#include <pwd.h>
+
+#include "base64.h"
+#include "depend_text.h"
+#include "failure.h"
+#include "json_read.h"
+#include "task_rules.h"
+#include "user_name.h"
+#include "yaml_reader.h"
+#include "yaml_text.h"
+
+namespace Host {
+
+namespace {
+
+constexpr int VERSION = 1;
+constexpr char WAITS_FOR[] = "waits_for";
+constexpr char SCRIPT[] = "script";
+constexpr char SCRIPT_BASE64[] = "script_base64";
+
+/// Members that stand in the document as they are stored, in its order.
+constexpr std::array<const char*, 8> PLAIN_MEMBERS = {
+    "enable",        "description",     "time_limit",  "run_the_same_time",
+    "notify_enable", "notify_if_error", "notify_mail", "operation_type"};
+
+constexpr std::array<const char*, 13> MEMBER_ORDER = {
+    "event",           "owner",       WAITS_FOR,           "enable",
+    "description",     "time_limit",  "run_the_same_time", "notify_enable",
+    "notify_if_error", "notify_mail", "operation_type",    SCRIPT,
+    SCRIPT_BASE64};
+
+const Json::Value& usualTask() {
+  static const Json::Value J_USUAL = [] {
+    Json::Value jTask(Json::objectValue);
+    fillDefaults(jTask);
+    jTask["description"] = "";
+    return jTask;
+  }();
+  return J_USUAL;
+}
+
+/// A record in the form of the user interface, with one way to say each thing.
+Json::Value inOneForm(Json::Value jTask) {
+  fillDefaults(jTask);
+  if (textOf(jTask, "description").empty()) {
+    jTask.removeMember("description");
+  }
+  return jTask;
+}
+
+// --- writing ---------------------------------------------------------------------------------------------------
+
+/// The owner by name; by number when there is no such user any more.
+Json::Value ownerForFile(const Json::Value& jTask) {
+  const Json::Value& jOwner = memberOf(jTask, "owner");
+  if (!jOwner.isObject() || jOwner.empty()) {
+    return {};
+  }
+  const std::string strUid = jOwner.getMemberNames().front();
+  const std::string strName = textOf(jOwner, strUid.c_str());
+  return strName.empty() ? Json::Value(static_cast<Json::Int64>(std::stoll(strUid))) : Json::Value(strName);
+}
+
+/// A task as the document has it.
+Json::Value taskForFile(const Json::Value& jTask) {
+  Json::Value jOut(Json::objectValue);
+  jOut["event"] = textOf(jTask, "event");
+  jOut["owner"] = ownerForFile(jTask);
+  for (const std::string& strNeed : readDependText(textOf(jTask, "depend_on_task"))) {
+    jOut[WAITS_FOR].append(strNeed);
+  }
+  for (const char* szMember : PLAIN_MEMBERS) {
+    if (jTask.isMember(szMember) && jTask[szMember] != usualTask()[szMember]) {
+      jOut[szMember] = jTask[szMember];
+    }
+  }
+  const std::string strScript = textOf(jTask, "operation");
+  jOut[isUtf8(strScript) ? SCRIPT : SCRIPT_BASE64] = isUtf8(strScript) ? strScript : toBase64(strScript);
+  return jOut;
+}
+
+std::string memberText(const std::string& strMember, const Json::Value& jValue) {
+  if (strMember == SCRIPT) {
+    return yamlBlock(jValue.asString(), 6);
+  }
+  if (jValue.isArray()) {
+    std::vector<std::string> vecItems;
+    std::transform(jValue.begin(), jValue.end(), std::back_inserter(vecItems),
+                   [](const Json::Value& jItem) { return yamlScalar(jItem.asString()); });
+    return fmt::format("[{}]\n", fmt::join(vecItems, ", "));
+  }
+  return (jValue.isString() ? yamlScalar(jValue.asString())
+                            : jValue.toStyledString().substr(0, jValue.toStyledString().find('\n'))) +
+         "\n";
+}
+
+std::string taskText(const std::string& strTask, const Json::Value& jTask) {
+  std::string strText = fmt::format("  {}:\n", yamlScalar(strTask));
+  for (const char* szMember : MEMBER_ORDER) {
+    if (jTask.isMember(szMember)) {
+      if (jTask[szMember].isString() && !isUtf8(jTask[szMember].asString())) {
+        throw Failure(fmt::format("the task \"{}\" cannot be written as text: its {} is no UTF-8", strTask, szMember));
+      }
+      strText += fmt::format("    {}: {}", szMember, memberText(szMember, jTask[szMember]));
+    }
+  }
+  return strText;
+}
+
+/// A number stays one, so that others can count with it.
+Json::Value configForFile(const std::string& strText) {
+  const bool blNumber = !strText.empty() && strText.size() < 18 &&
+                        strText.find_first_not_of("0123456789") == std::string::npos &&
+                        (strText == "0" || strText.front() != '0');
+  return blNumber ? Json::Value(static_cast<Json::Int64>(std::stoll(strText))) : Json::Value(strText);
+}
+
+// --- reading ---------------------------------------------------------------------------------------------------
+
+class StateReader {
+public:
+  explicit StateReader(std::vector<std::string>& vecErrors) : m_vecErrors(vecErrors) {}
+
+  ServerState read(const Json::Value& jDocument) {
+    if (!jDocument.isObject()) {
+      error("the document", "must have the members version, configuration and tasks");
+      return {};
+    }
+    refuseUnknown("the document", jDocument, {"version", "configuration", "tasks"});
+    if (intOf(jDocument, "version", -1) != VERSION) {
+      error("version", fmt::format("must be {}", VERSION));
+    }
+    readConfig(memberOf(jDocument, "configuration"));
+    const Json::Value& jTasks = memberOf(jDocument, "tasks");
+    if (!jTasks.isNull() && !jTasks.isObject()) {
+      error("tasks", "must have a member for each task, its name");
+      return std::move(m_state);
+    }
+    for (const std::string& strTask : jTasks.isObject() ? jTasks.getMemberNames() : std::vector<std::string>()) {
+      readTask(strTask, jTasks[strTask]);
+    }
+    return std::move(m_state);
+  }
+
+private:
+  void error(const std::string& strWhere, const std::string& strWhy) {
+    m_vecErrors.push_back(fmt::format("{}: {}", strWhere, strWhy));
+  }
+
+  void refuseUnknown(const std::string& strWhere, const Json::Value& jObject,
+                     const std::vector<std::string>& vecKnown) {
+    for (const std::string& strMember : jObject.getMemberNames()) {
+      if (std::find(vecKnown.begin(), vecKnown.end(), strMember) == vecKnown.end()) {
+        error(strWhere, fmt::format("\"{}\" is no member of it; there are {}", strMember, fmt::join(vecKnown, ", ")));
+      }
+    }
+  }
+
+  void readConfig(const Json::Value& jConfig) {
+    if (!jConfig.isNull() && !jConfig.isObject()) {
+      error("configuration", "must have a member for each setting");
+      return;
+    }
+    for (const std::string& strKey : jConfig.isObject() ? jConfig.getMemberNames() : std::vector<std::string>()) {
+      const Json::Value& jValue = jConfig[strKey];
+      if (jValue.isBool()) {
+        m_state.config[strKey] = jValue.asBool() ? "yes" : "no";
+      } else if (jValue.isString() || jValue.isInt64()) {
+        m_state.config[strKey] = jValue.asString();
+      } else {
+        error("configuration", fmt::format("{} must be a text or a number", strKey));
+      }
+    }
+  }
+
+  void readTask(const std::string& strTask, const Json::Value& jFile) {
+    const std::string strWhere = fmt::format("task \"{}\"", strTask);
+    if (!jFile.isObject()) {
+      error(strWhere, "must have members: event, owner and script at least");
+      return;
+    }
+    refuseUnknown(strWhere, jFile, {MEMBER_ORDER.begin(), MEMBER_ORDER.end()});
+    Json::Value jTask(Json::objectValue);
+    jTask["task_name"] = strTask;
+    for (const char* szMember : PLAIN_MEMBERS) {
+      copy(jFile, szMember, szMember, jTask);
+    }
+    copy(jFile, "event", "event", jTask);
+    readOwner(strWhere, memberOf(jFile, "owner"), jTask);
+    readNeeds(strWhere, memberOf(jFile, WAITS_FOR), jTask);
+    readScript(strWhere, jFile, jTask);
+    m_state.mapTasks[strTask] = inOneForm(jTask);
+  }
+
+  static void copy(const Json::Value& jFile, const char* szFrom, const char* szTo, Json::Value& jTask) {
+    if (jFile.isMember(szFrom)) {
+      jTask[szTo] = jFile[szFrom];
+    }
+  }
+
+  void readOwner(const std::string& strWhere, const Json::Value& jOwner, Json::Value& jTask) {
+    if (!jOwner.isString() && !jOwner.isInt64()) {
+      error(strWhere, jOwner.isNull() ? "owner is missing" : "owner must be the name or the id of a user");
+      return;
+    }
+    const std::string strOwner = jOwner.asString();
+    const std::optional<uid_t> uid = findUser(strOwner);
+    const std::string strName = uid ? userName(*uid) : std::string();
+    // A user who does not exist is passed on as he stands there, for the rules to report.
+    jTask["owner"][uid && !strName.empty() ? std::to_string(*uid) : strOwner] = strName;
+  }
+
+  void readNeeds(const std::string& strWhere, const Json::Value& jNeeds, Json::Value& jTask) {
+    std::vector<std::string> vecNeeds;
+    const bool blTexts =
+        jNeeds.isNull() || (jNeeds.isArray() && std::all_of(jNeeds.begin(), jNeeds.end(), [](const Json::Value& jNeed) {
+                              return jNeed.isString() || jNeed.isInt64();
+                            }));
+    if (!blTexts) {
+      error(strWhere, fmt::format("{} must be a list of names", WAITS_FOR));
+      return;
+    }
+    for (const Json::Value& jNeed : jNeeds) {
+      vecNeeds.push_back(jNeed.asString());
+    }
+    jTask["depend_on_task"] = writeDependText(vecNeeds);
+  }
+
+  void readScript(const std::string& strWhere, const Json::Value& jFile, Json::Value& jTask) {
+    const bool blText = jFile.isMember(SCRIPT);
+    if (blText == jFile.isMember(SCRIPT_BASE64)) {
+      error(strWhere, blText ? "script and script_base64 do not go together" : "script is missing");
+      return;
+    }
+    const Json::Value& jScript = jFile[blText ? SCRIPT : SCRIPT_BASE64];
+    const std::optional<std::string> strScript =
+        blText || !jScript.isString() ? std::optional(jScript.isString() ? jScript.asString() : std::string())
+                                      : fromBase64(jScript.asString());
+    if (!jScript.isString() || !strScript) {
+      error(strWhere, fmt::format("{} must be {}", blText ? SCRIPT : SCRIPT_BASE64, blText ? "a text" : "base64"));
+      return;
+    }
+    jTask["operation"] = *strScript;
+  }
+
+  std::vector<std::string>& m_vecErrors;
+  ServerState m_state;
+};
+
+Json::Value readJson(const std::string& strText) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  const std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
+  Json::Value jDocument;
+  std::string strErrors;
+  bool blRead = false;
+  try {
+    blRead = pReader->parse(strText.data(), strText.data() + strText.size(), &jDocument, &strErrors);
+  } catch (const Json::Exception& error) {
+    strErrors = error.what();
+  }
+  if (!blRead) {
+    std::replace(strErrors.begin(), strErrors.end(), '\n', ' ');
+    throw Failure(strErrors);
+  }
+  return jDocument;
+}
+
+}  // namespace
+
+bool operator==(const ServerState& left, const ServerState& right) {
+  return left.config == right.config && left.mapTasks == right.mapTasks;
+}
+
+ServerState currentState(Session& session) {
+  ServerState state;
+  state.config = configValues();
+  for (const Json::Value& jStored : listTasks(session)) {
+    state.mapTasks[textOf(jStored, "task_name")] = inOneForm(requestOf(jStored));
+  }
+  return state;
+}
+
+Json::Value stateJson(const ServerState& state) {
+  Json::Value jDocument(Json::objectValue);
+  jDocument["version"] = VERSION;
+  jDocument["configuration"] = Json::Value(Json::objectValue);
+  for (const auto& [strKey, strValue] : state.config) {
+    if (!strValue.empty()) {
+      jDocument["configuration"][strKey] = configForFile(strValue);
+    }
+  }
+  jDocument["tasks"] = Json::Value(Json::objectValue);
+  for (const auto& [strTask, jTask] : state.mapTasks) {
+    jDocument["tasks"][strTask] = taskForFile(jTask);
+  }
+  return jDocument;
+}
+
+std::string stateText(const ServerState& state) {
+  std::string strText = fmt::format("version: {}\nconfiguration:\n", VERSION);
+  for (const std::string& strKey : configKeys()) {
+    const auto itValue = state.config.find(strKey);
+    if (itValue != state.config.end() && !itValue->second.empty()) {
+      strText += fmt::format("  {}: {}", strKey, memberText(strKey, configForFile(itValue->second)));
+    }
+  }
+  strText += state.mapTasks.empty() ? "tasks: {}\n" : "tasks:\n";
+  for (const auto& [strTask, jTask] : state.mapTasks) {
+    strText += taskText(strTask, taskForFile(jTask));
+  }
+  return strText;
+}
+
+ServerState readState(const std::string& strText, std::vector<std::string>& vecErrors) {
+  const std::size_t iFirst = strText.find_first_not_of(" \t\r\n");
+  const bool blJson = iFirst != std::string::npos && strText[iFirst] == '{';
+  return StateReader(vecErrors).read(blJson ? readJson(strText) : readYaml(strText));
+}
+
+}  // namespace Host

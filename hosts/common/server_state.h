@@ -1,0 +1,56 @@
+/// \file server_state.h
+/// Everything about a server that is set by hand: its tasks and its configuration, as one document that is the same
+/// for the same state.
+///
+///     version: 1
+///     configuration:
+///       output_path: scheduler
+///       retention_runs: 100
+///     tasks:
+///       backup:
+///         event: daily
+///         owner: alice
+///         waits_for: [check-disk]
+///         script: |
+///           #!/bin/sh
+///           tar -cf /srv/backup.tar /home
+///
+/// Of a task, `event`, `owner` and a script are required. The rest is absent where it is usual: `enable: true`,
+/// `waits_for: []`, `description: ""`, `time_limit: 0`, `run_the_same_time: false`, `notify_enable: false`,
+/// `notify_if_error: false`, `notify_mail: ""`, `operation_type: script`. A script that is no text in UTF-8 is
+/// `script_base64`.
+
+#pragma once
+
+#include <json/value.h>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "configuration.h"
+#include "session.h"
+
+namespace Host {
+
+struct ServerState {
+  ConfigValues config;                          ///< what is not set stays as it is
+  std::map<std::string, Json::Value> mapTasks;  ///< records in the form of the user interface, by name
+};
+
+bool operator==(const ServerState& left, const ServerState& right);
+
+/// The state of this server.
+ServerState currentState(Session& session);
+
+/// The document, in YAML. \throw Failure when a task cannot be written as text.
+std::string stateText(const ServerState& state);
+
+/// The document, in JSON.
+Json::Value stateJson(const ServerState& state);
+
+/// Reads a document in YAML or JSON.
+/// \param vecErrors  receives what is wrong with its shape; what can be read is given all the same.
+/// \throw Failure when it is neither.
+ServerState readState(const std::string& strText, std::vector<std::string>& vecErrors);
+
+}  // namespace Host

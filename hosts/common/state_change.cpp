@@ -1,0 +1,224 @@
+#include "state_change.h"
+
+#include <fmt/format.h>
+#include <set>
+
+#include "eorvascheduler.h"
+#include "orva_platform.h"
+
+#include "failure.h"
+#include "json_read.h"
+#include "output_folder.h"
+#include "task_lock.h"
+
+namespace Host {
+
+namespace {
+
+constexpr int EVENT_TYPE = 1;
+constexpr int LEVEL_INFORMATION = 1;
+constexpr unsigned EVENT_TASK_CREATED = 0x14400004;
+constexpr unsigned EVENT_TASK_DELETED = 0x14400005;
+
+Json::Value tasksBesides(const ServerState& state, const std::string& strTask) {
+  Json::Value jTasks(Json::arrayValue);
+  for (const auto& [strName, jTask] : state.mapTasks) {
+    if (strName != strTask) {
+      jTasks.append(jTask);
+    }
+  }
+  return jTasks;
+}
+
+std::vector<std::string> errorsOf(const std::string& strTask, const Findings& findings) {
+  std::vector<std::string> vecErrors;
+  for (const Finding& error : findings.vecErrors) {
+    vecErrors.push_back(fmt::format("task \"{}\": {}: {}", strTask, error.strMember, error.strReason));
+  }
+  return vecErrors;
+}
+
+/// What is wrong with a task that stays as it is, and was not wrong before: it may wait for one that changes.
+void checkUntouched(const ServerState& before, const ServerState& after, const std::string& strTask, Events events,
+                    std::vector<std::string>& vecErrors) {
+  const Json::Value& jTask = after.mapTasks.at(strTask);
+  if (textOf(jTask, "depend_on_task").empty()) {
+    return;
+  }
+  const std::vector<std::string> vecOld = errorsOf(strTask, checkNewTask(jTask, tasksBesides(before, strTask), events));
+  const std::set<std::string> setOld(vecOld.begin(), vecOld.end());
+  for (std::string& strError : errorsOf(strTask, checkNewTask(jTask, tasksBesides(after, strTask), events))) {
+    if (setOld.count(strError) == 0) {
+      vecErrors.push_back(std::move(strError));
+    }
+  }
+}
+
+void checkTasks(const ServerState& before, const ServerState& after, Events events, std::vector<std::string>& vecErrors,
+                std::vector<std::string>& vecWarnings) {
+  for (const auto& [strTask, jTask] : after.mapTasks) {
+    const auto itBefore = before.mapTasks.find(strTask);
+    if (itBefore != before.mapTasks.end() && itBefore->second == jTask) {
+      checkUntouched(before, after, strTask, events, vecErrors);
+      continue;
+    }
+    const Findings findings = checkNewTask(jTask, tasksBesides(after, strTask), events);
+    for (std::string& strError : errorsOf(strTask, findings)) {
+      vecErrors.push_back(std::move(strError));
+    }
+    for (const Finding& warning : findings.vecWarnings) {
+      vecWarnings.push_back(fmt::format("task \"{}\": {}: {}", strTask, warning.strMember, warning.strReason));
+    }
+  }
+}
+
+ConfigValues changedConfig(const ServerState& before, const ServerState& after) {
+  ConfigValues values;
+  for (const auto& [strKey, strValue] : after.config) {
+    const auto itBefore = before.config.find(strKey);
+    if (itBefore == before.config.end() || itBefore->second != strValue) {
+      values[strKey] = strValue;
+    }
+  }
+  return values;
+}
+
+std::set<Json::Int64> ownersOf(const ServerState& state) {
+  std::set<Json::Int64> setOwners;
+  for (const auto& [strTask, jTask] : state.mapTasks) {
+    Json::Value jStored = jTask;
+    if (taskPreAction(jStored) == 0) {
+      setOwners.insert(intOf(jStored, "owner", -1));
+    }
+  }
+  return setOwners;
+}
+
+[[noreturn]] void failStore(const std::string& strTask) {
+  throw Failure(
+      fmt::format("the store refused the task \"{}\"; the reason is in the system log (--log-stdout shows it "
+                  "here)",
+                  strTask));
+}
+
+void storeTasks(Session& session, const StateDifference& difference, const ServerState& after) {
+  // First those that go: a new name may look like an old one.
+  for (const std::string& strTask : difference.vecDeleted) {
+    Json::Value jIn(Json::objectValue);
+    jIn["task_name"] = strTask;
+    if (session.tasks()->recDelete(jIn, true) < 0) {
+      failStore(strTask);
+    }
+  }
+  for (const std::string& strTask : difference.vecCreated) {
+    Json::Value jTask = after.mapTasks.at(strTask);
+    Json::Value jCreated;
+    if (taskPreAction(jTask) < 0 || session.tasks()->recCreate(jTask, jCreated) < 0) {
+      failStore(strTask);
+    }
+  }
+  for (const std::string& strTask : difference.vecChanged) {
+    Json::Value jTask = after.mapTasks.at(strTask);
+    // What is absent here is to be empty.
+    jTask["description"] = textOf(jTask, "description");
+    if (taskPreAction(jTask) < 0 || recUpdate(session.tasks(), jTask, session.db()) < 0) {
+      failStore(strTask);
+    }
+  }
+}
+
+/// The tasks are gone; folders that cannot be moved do not bring them back.
+void putOutputAside(const std::string& strTask, std::vector<std::string>& vecNotes) {
+  try {
+    std::vector<std::string> vecUnknown;
+    for (const OutputFolder& place :
+         OutputFolder::isFolderName(strTask) ? OutputFolder::places(vecUnknown) : std::vector<OutputFolder>()) {
+      if (const std::string strAside = place.moveAside(strTask); !strAside.empty()) {
+        vecNotes.push_back(fmt::format("the output of \"{}\" is kept in {}", strTask, strAside));
+      }
+    }
+  } catch (const Failure& error) {
+    vecNotes.push_back(fmt::format("the output of \"{}\" stays where it is: {}", strTask, error.what()));
+  }
+}
+
+void logEvents(const std::vector<std::string>& vecTasks, unsigned uCode) {
+  for (const std::string& strTask : vecTasks) {
+    ORVALogSet1(EVENT_TYPE, LEVEL_INFORMATION, uCode, strTask.c_str(), "", "", "");
+  }
+}
+
+}  // namespace
+
+ServerState stateAfter(const ServerState& before, const ServerState& document, bool blPrune) {
+  ServerState after = before;
+  if (blPrune) {
+    after.mapTasks.clear();
+  }
+  for (const auto& [strTask, jTask] : document.mapTasks) {
+    after.mapTasks[strTask] = jTask;
+  }
+  for (const auto& [strKey, strValue] : document.config) {
+    after.config[strKey] = strValue;
+  }
+  return after;
+}
+
+StateDifference differenceOf(const ServerState& before, const ServerState& after) {
+  StateDifference difference;
+  for (const auto& [strTask, jTask] : after.mapTasks) {
+    const auto itBefore = before.mapTasks.find(strTask);
+    if (itBefore == before.mapTasks.end()) {
+      difference.vecCreated.push_back(strTask);
+    } else if (itBefore->second != jTask) {
+      difference.vecChanged.push_back(strTask);
+    }
+  }
+  for (const auto& [strTask, jTask] : before.mapTasks) {
+    if (after.mapTasks.count(strTask) == 0) {
+      difference.vecDeleted.push_back(strTask);
+    }
+  }
+  for (const auto& [strKey, strValue] : changedConfig(before, after)) {
+    difference.vecConfig.push_back(strKey);
+  }
+  return difference;
+}
+
+std::vector<std::string> whyNotState(const ServerState& before, const ServerState& after, Events events,
+                                     std::vector<std::string>& vecWarnings) {
+  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(after));
+  checkTasks(before, after, events, vecErrors, vecWarnings);
+  return vecErrors;
+}
+
+std::vector<std::string> changeState(Session& session, const ServerState& before, const ServerState& after) {
+  const StateDifference difference = differenceOf(before, after);
+  // While these are held none of the tasks is started, and none of them runs.
+  std::vector<std::string> vecTouched = difference.vecChanged;
+  vecTouched.insert(vecTouched.end(), difference.vecDeleted.begin(), difference.vecDeleted.end());
+  const TaskChange change(session, vecTouched, "changed");
+  WriteLock lock(session);
+  if (!(currentState(session) == before)) {
+    throw Failure(
+        "the tasks or the configuration were changed by somebody else meanwhile: look at the difference again");
+  }
+  storeTasks(session, difference, after);
+  const ConfigBefore configBefore;
+  try {
+    setConfig(changedConfig(before, after));
+    lock.commit();
+  } catch (...) {
+    configBefore.restore();
+    throw;
+  }
+  logEvents(difference.vecDeleted, EVENT_TASK_DELETED);
+  logEvents(difference.vecCreated, EVENT_TASK_CREATED);
+  std::vector<std::string> vecNotes;
+  for (const std::string& strTask : difference.vecDeleted) {
+    putOutputAside(strTask, vecNotes);
+  }
+  return vecNotes;
+}
+
+}  // namespace Host

@@ -1,0 +1,218 @@
+#!/usr/bin/env bats
+# The state of a server as one document: written, compared, applied.
+
+load common
+
+setup() {
+  fresh_store
+  cp /etc/eorva.conf "$BATS_TEST_TMPDIR/eorva.conf"
+}
+
+teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
+
+# A store with every kind of member, and scripts that are hard to write down.
+fill() {
+  printf '#!/bin/sh\necho "one: #1"\n\n\tindented \\ with a tab\n' | eorva task add one --event bootup --owner alice --script - \
+    --description 'what: "it" is' --time-limit 60 --mail root,ops@example.org --mail-if-error >/dev/null
+  printf 'echo two' | eorva task add 'zwei drei' --event bootup --owner bob --script - --after one --disabled --parallel >/dev/null
+  printf '  begins with blanks\nends with several\n\n\n' | eorva task add 123 --event bootup --owner 0 --script - --after one --after 'zwei drei' >/dev/null
+  printf 'bell \a escape \033[1m trailing  \nü\r\n' | eorva task add true --event shutdown --owner alice --script - >/dev/null 2>&1
+  printf 'latin \374\n' | eorva task add latin --event shutdown --owner alice --script - >/dev/null 2>&1
+  printf '\n' | eorva task add blank --event shutdown --owner alice --script - >/dev/null 2>&1
+  eorva config set retention_runs=7 retention_output_size=0 >/dev/null
+}
+
+scripts() { eorva task list --json | jq -S 'map({task_name, operation, event, owner, depend_on_task, enable, time_limit, run_the_same_time, notify_enable, notify_mail, notify_if_error, description})'; }
+
+@test "an export, applied elsewhere, gives the same export" {
+  fill
+  eorva export >here.yaml
+  eorva export --json >here.json
+  scripts >here.records
+  rm -r "$STORE" /etc/eorva.conf
+  eorva init >/dev/null
+  run -0 eorva apply here.yaml --yes
+  says "applied: 6 created, 0 changed, 0 deleted, 2 settings"
+  eorva export >there.yaml
+  cmp here.yaml there.yaml
+  scripts >there.records
+  diff here.records there.records
+  rm -r "$STORE"
+  eorva init >/dev/null
+  run -0 eorva apply - --yes <here.json
+  eorva export >there.yaml
+  cmp here.yaml there.yaml
+}
+
+@test "an export is read by others as it is meant" {
+  fill
+  eorva export >here.yaml
+  eorva export --json >here.json
+  python3 -c 'import json, sys, yaml
+document = yaml.safe_load(open("here.yaml", encoding="utf-8"))
+sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
+  same "a script" "    script: |" "$(grep -A9 '^  one:' here.yaml | grep ' script:')"
+  same "the order of members" "event owner description time_limit notify_enable notify_if_error notify_mail script" \
+    "$(sed -n '/^  one:/,/^    script:/p' here.yaml | sed -n 's/^    \([a-z_]*\):.*/\1/p' | paste -sd ' ')"
+}
+
+@test "applying again changes nothing and says so" {
+  fill
+  eorva export >here.yaml
+  run -0 eorva apply here.yaml
+  same "said" "nothing to change" "$output"
+  local before
+  before=$(sqlite3 "$DATABASE" .dump | md5sum; stat -c %Y%i /etc/eorva.conf "$STORE/eorvascheduler-conf.json")
+  run -0 eorva apply here.yaml --yes --prune --json
+  same "as JSON" '{"applied":false,"changed":[],"configuration":[],"created":[],"deleted":[]}' "$(jq -cS . <<<"$output")"
+  same "untouched" "$before" "$(sqlite3 "$DATABASE" .dump | md5sum; stat -c %Y%i /etc/eorva.conf "$STORE/eorvascheduler-conf.json")"
+}
+
+@test "the difference is shown, and nothing is done without consent" {
+  fill
+  eorva export | sed 's/echo two/echo zwei/; s/retention_runs: 7/retention_runs: 9/' >there.yaml
+  run -3 eorva apply there.yaml --dry-run
+  says "-      echo two"
+  says "+      echo zwei"
+  says "+  retention_runs: 9"
+  says "would be applied: 0 created, 1 changed, 0 deleted, 1 setting"
+  run -1 --separate-stderr eorva apply there.yaml </dev/null
+  complains "add --yes if that is meant"
+  same "unchanged" 7 "$(eorva config get retention_runs)"
+  run -0 eorva apply there.yaml --yes
+  same "changed" "echo zwei" "$(eorva task show 'zwei drei' --json | jq -r .operation)"
+  same "setting" 9 "$(eorva config get retention_runs)"
+  run -0 eorva apply there.yaml --dry-run
+}
+
+@test "everything that is wrong is told at once, and nothing is done" {
+  fill
+  cat >wrong.yaml <<'END'
+version: 1
+configuration:
+  retention_runs: none
+  colour: blue
+tasks:
+  new:
+    event: bootup
+    owner: alice
+    script: exit 0
+  bad/name:
+    event: bootup
+    owner: nobody-there
+    waits_for: [missing]
+    script: exit 0
+  typo:
+    evnt: bootup
+    owner: alice
+    enable: sometimes
+  loop:
+    event: bootup
+    owner: alice
+    waits_for: [pool]
+    script: exit 0
+  pool:
+    event: bootup
+    owner: alice
+    waits_for: [loop]
+    script: exit 0
+END
+  sqlite3 "$DATABASE" .dump >before.sql
+  run -1 --separate-stderr eorva apply wrong.yaml --yes
+  complains "wrong.yaml is not applied"
+  complains 'retention_runs must be a number from 1 to 1000000, or all, not "none"'
+  complains 'there is no setting "colour"'
+  complains 'task "bad/name": task_name: must not contain'
+  complains 'task "bad/name": owner: there is no user "nobody-there"'
+  complains 'task "bad/name": depend_on_task: there is no task "missing"'
+  complains 'task "typo": "evnt" is no member of it'
+  complains 'task "typo": script is missing'
+  complains 'task "typo": event: is missing'
+  complains 'task "typo": enable: must be true or false'
+  complains 'task "loop": depend_on_task'
+  sqlite3 "$DATABASE" .dump | diff before.sql -
+  same "setting" 7 "$(eorva config get retention_runs)"
+}
+
+@test "a document that cannot be read is refused with its line" {
+  local text
+  while IFS='|' read -r text wanted; do
+    printf -- "$text" >torn.yaml
+    run -1 --separate-stderr eorva apply torn.yaml --yes
+    complains "torn.yaml is not applied"
+    complains "$wanted"
+  done <<'END'
+version: 1\ntasks:\n  a: [|line 4
+version: 1\ntasks: {}\ntasks: {}\n|line 3: "tasks" stands here a second time
+version: 1\ntasks:\n  a: &x {}\n  b: *x\n|line 3: references
+version: 1\ntasks: !!python/object {}\n|references and types
+version: 1\n---\nversion: 1\n|a second document
+version: 2\n|version: must be 1
+tasks: {}\n|version: must be 1
+version: 1\njobs: {}\n|"jobs" is no member
+version: 1\ntasks: []\n|tasks: must have a member for each task
+{"version": 1,, }|Line 1, Column 15
+\377\376|line 1
+- a\n|the document: must have
+END
+  run -1 --separate-stderr eorva apply not-there.yaml --yes
+  complains "cannot read not-there.yaml"
+}
+
+@test "a change that fails in the middle leaves nothing behind" {
+  fill
+  eorva export | sed 's/retention_runs: 7/retention_runs: 9/; s/output_path: scheduler/output_path: scheduler\/x/; s/echo two/echo zwei/' >there.yaml
+  printf '  newest:\n    event: bootup\n    owner: bob\n    script: exit 0\n' >>there.yaml
+  eorva export >before.yaml
+  mount -t tmpfs -o size=4k,nr_inodes=2 none /mnt
+  cp /etc/eorva.conf /mnt/eorva.conf
+  mv /etc/eorva.conf /etc/aside
+  ln -s /mnt/eorva.conf /etc/eorva.conf
+  run -1 --separate-stderr eorva apply there.yaml --yes
+  complains "/mnt/eorva.conf"
+  eorva export | diff before.yaml -
+  rm /etc/eorva.conf
+  mv /etc/aside /etc/eorva.conf
+  umount /mnt
+  run -0 eorva apply there.yaml --yes
+  same "then" '"scheduler/x" "9"' "$(eorva config show --json | jq -c '.output_path, .settings.retention_runs' | paste -sd ' ')"
+}
+
+@test "tasks that are not in the document are deleted only when that is asked for" {
+  fill
+  run -3 eorva run one
+  printf 'version: 1\ntasks:\n  one:\n    event: bootup\n    owner: alice\n    script: exit 0\n' >one.yaml
+  run -0 eorva apply one.yaml --yes
+  says "0 created, 1 changed, 0 deleted"
+  same "tasks" 6 "$(eorva task list --json | jq length)"
+  run -0 eorva apply one.yaml --yes --prune --json
+  same "deleted" '["123","blank","latin","true","zwei drei"]' "$(jq -c .deleted <<<"$output")"
+  same "tasks then" '["one"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+  same "history" 1 "$(eorva runs list --json | jq length)"
+}
+
+@test "a task that others wait for does not move away from them" {
+  fill
+  printf 'version: 1\ntasks:\n  one:\n    event: shutdown\n    owner: alice\n    script: exit 0\n' >one.yaml
+  run -1 --separate-stderr eorva apply one.yaml --yes
+  complains '"zwei drei"'
+  printf 'version: 1\ntasks:\n  123:\n    event: bootup\n    owner: alice\n    waits_for: [one]\n    script: exit 0\n' >one.yaml
+  run -1 --separate-stderr eorva apply one.yaml --yes --prune
+  complains 'there is no task "one"'
+}
+
+@test "a task that runs is neither changed nor deleted, nor is anything else then" {
+  mkfifo /tmp/go
+  add_task slow bootup alice 'echo $$ >/tmp/pid; read -r line </tmp/go'
+  eorva run slow >/dev/null &
+  wait_until test -s /tmp/pid
+  wait_until runs_are 1
+  printf 'version: 1\ntasks:\n  new:\n    event: bootup\n    owner: alice\n    script: exit 0\n' >new.yaml
+  run -1 --separate-stderr eorva apply new.yaml --yes --prune
+  complains 'the task "slow" is running'
+  same "tasks" '["slow"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+  run -0 eorva apply new.yaml --yes
+  same "without touching it" '["new","slow"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+  echo >/tmp/go
+  wait
+}

@@ -1,0 +1,104 @@
+#!/usr/bin/env bats
+# A backup, and the way back.
+
+load common
+
+setup() {
+  fresh_store
+  cp /etc/eorva.conf "$BATS_TEST_TMPDIR/eorva.conf"
+}
+
+teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
+
+@test "what was backed up is there again after a restore" {
+  add_task one bootup alice 'echo one'
+  eorva run one >/dev/null
+  eorva config set retention_runs=7 >/dev/null
+  run -0 eorva backup kept.db
+  same "mode" 600 "$(stat -c %a kept.db)"
+  same "beside it" kept.db "$(ls | grep kept | paste -sd ' ')"
+  eorva export >before.yaml
+  eorva runs list --json >before.json
+  add_task two bootup bob 'echo two'
+  eorva task delete one --yes >/dev/null 2>&1
+  eorva config set retention_runs=8 output_path=scheduler/x >/dev/null
+  run -0 eorva restore kept.db --yes
+  says "$STORE/eorvascheduler-conf.json"
+  eorva export | diff before.yaml -
+  eorva runs list --json | diff before.json -
+  same "tables" "task task_result" "$(sqlite3 "$DATABASE" "select name from sqlite_master where type = 'table' and name not like 'sqlite%' order by 1" | paste -sd ' ')"
+  same "journal" wal "$(sqlite3 "$DATABASE" 'pragma journal_mode')"
+}
+
+@test "a backup restores a new server" {
+  add_task one bootup alice 'echo one'
+  eorva backup kept.db >/dev/null
+  eorva export >before.yaml
+  rm -r "$STORE"
+  eorva init >/dev/null
+  run -0 eorva restore kept.db --yes
+  eorva export | diff before.yaml -
+}
+
+@test "a backup is taken while others write" {
+  add_task one bootup alice 'exit 0'
+  local i
+  for i in {1..60}; do
+    echo "insert into task_result (task_name, start_time, stop_time) values ('one', $i, $i);"
+  done | sqlite3 -cmd '.timeout 60000' "$DATABASE" &
+  for i in 1 2 3; do
+    run -0 eorva backup "kept$i.db"
+    same "intact" ok "$(sqlite3 "kept$i.db" 'pragma integrity_check')"
+  done
+  wait
+}
+
+@test "a file that is no backup, or damaged, restores nothing" {
+  add_task one bootup alice 'echo one'
+  eorva export >before.yaml
+  eorva backup kept.db >/dev/null
+  echo "no database" >text.db
+  sqlite3 other.db 'create table t (a)'
+  head -c 20000 kept.db >short.db
+  sqlite3 kept.db 'pragma user_version = 99'
+  local file
+  for file in text.db other.db short.db kept.db not-there.db; do
+    run -1 --separate-stderr eorva restore "$file" --yes
+    complains "$file"
+  done
+  eorva export | diff before.yaml -
+}
+
+@test "only the files of the configuration are put back" {
+  eorva backup kept.db >/dev/null
+  sqlite3 kept.db "insert into backup_file values ('/etc/hostile', cast('x' as blob))"
+  run -0 eorva restore kept.db --yes
+  test ! -e /etc/hostile
+}
+
+@test "a place that cannot be written to is named, and an old backup stays" {
+  run -1 --separate-stderr eorva backup /proc/kept.db
+  complains "/proc/kept.db"
+  run -1 --separate-stderr eorva backup no/folder/kept.db
+  complains "no/folder/kept.db"
+  eorva backup kept.db >/dev/null
+  mkdir taken.db
+  run -1 --separate-stderr eorva backup taken.db
+  complains "taken.db"
+  same "left over" "" "$(ls | grep 'db\.' || true)"
+}
+
+@test "nothing is restored while something runs, or without consent" {
+  eorva backup kept.db >/dev/null
+  run -1 --separate-stderr eorva restore kept.db </dev/null
+  complains "add --yes if that is meant"
+  mkfifo /tmp/go
+  add_task slow bootup alice 'echo $$ >/tmp/pid; read -r line </tmp/go'
+  eorva run slow >/dev/null &
+  wait_until test -s /tmp/pid
+  wait_until runs_are 1
+  run -1 --separate-stderr eorva restore kept.db --yes
+  complains "nothing is restored while something runs: run 1"
+  echo >/tmp/go
+  wait
+}

@@ -1,0 +1,71 @@
+#!/usr/bin/env bats
+# The event log.
+
+load common
+
+setup() {
+  rm -f /var/log/orva/event.jsonl*
+  fresh_store
+}
+
+@test "events are shown in order, in the chosen language" {
+  add_task one bootup alice 'exit 0'
+  eorva task rename one two --yes >/dev/null
+  eorva task delete two --yes >/dev/null
+  run -0 eorva log
+  [[ ${lines[0]} =~ ^20[0-9-]+\ [0-9:]+\ \ info\ +Task\ \"one\"\ was\ created\.$ ]]
+  says 'Task "one" was given the new name "two".'
+  [[ ${lines[2]} =~ 'Task "two" was deleted.' ]]
+  run -0 eorva log --language ger -n 1
+  says 'Die Aufgabe „two“ wurde gelöscht.'
+  same "one line" 1 "${#lines[@]}"
+  run -2 --separate-stderr eorva log --language xyz
+  complains "there are enu, fre, ger, jpn"
+}
+
+@test "the server's language is the usual one" {
+  cp /etc/orvainfo.conf orvainfo.conf
+  sed -i 's/^maillang=.*/maillang=fre/' /etc/orvainfo.conf
+  add_task one bootup alice 'exit 0'
+  run -0 eorva log
+  says "a été créée"
+  cp orvainfo.conf /etc/orvainfo.conf
+}
+
+@test "programs get the event as it was written, and its text" {
+  add_task one bootup alice 'exit 0'
+  run -0 eorva log --json
+  same "event" '[{"args":["one"],"code":"0x14400004","level":1,"text":"Task \"one\" was created."}]' \
+    "$(jq -cS 'map(del(.time, .pid))' <<<"$output")"
+  same "types" '["number","number"]' "$(jq -c '.[0] | [.time, .pid] | map(type)' <<<"$output")"
+}
+
+@test "older files are read when more is asked for" {
+  mkdir -p /var/log/orva
+  local i
+  for i in 3 2 1; do
+    printf '{"args":["t%s"],"code":"0x14400004","level":1,"pid":1,"time":%s}\n' "$i" "$((1000 - i))" >"/var/log/orva/event.jsonl.$i"
+  done
+  printf '{"args":["t0"],"code":"0x14400999","level":3,"pid":1,"time":1000}\ntorn\n' >/var/log/orva/event.jsonl
+  run -0 --separate-stderr eorva log --json
+  same "all" '["t3","t2","t1","t0"]' "$(jq -c 'map(.args[0])' <<<"$output")"
+  complains "1 line of the event log cannot be read"
+  same "two" '["t1","t0"]' "$(eorva log -n 2 --json 2>/dev/null | jq -c 'map(.args[0])')"
+  same "since" '["t1","t0"]' "$(eorva log --since @999 --json 2>/dev/null | jq -c 'map(.args[0])')"
+  same "since, one" '["t0"]' "$(eorva log --since @999 -n 1 --json 2>/dev/null | jq -c 'map(.args[0])')"
+  run -2 eorva log --since soon
+}
+
+@test "what stands in an event is one line, and no terminal obeys it" {
+  mkdir -p /var/log/orva
+  printf '{"args":["a\\n2026 \\u001b[31mfake"],"code":"0x14400004","level":2,"pid":1,"time":1000}\n' >/var/log/orva/event.jsonl
+  run -0 eorva log
+  same "lines" 1 "${#lines[@]}"
+  says 'warning  Task "a 2026 ^[[31mfake" was created.'
+}
+
+@test "a server without events has an empty log" {
+  run -0 eorva log
+  same "nothing" "" "$output"
+  same "as JSON" "[]" "$(eorva log --json | jq -c .)"
+}
