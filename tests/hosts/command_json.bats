@@ -69,3 +69,20 @@ documented() {
   documented "A check" "$check"
   documented "A finding" "$(jq '.findings[0]' <<<"$check")"
 }
+
+@test "configuration, documents, events and what was pruned" {
+  add_task first bootup alice 'exit 0'
+  eorva run first >/dev/null
+  documented "The configuration" "$(eorva config show --json)"
+  documented "An exported document" "$(eorva export --json)"
+  documented "What was applied" "$(eorva export | eorva apply - --json)"
+  documented "An event of the log" "$(eorva log --json | jq '.[-1]')"
+  sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time) values ('first', 1, 2)"
+  cp /etc/eorva.conf eorva.conf
+  printf 'retention_runs=1\nretention_failed_runs=0\n' >/etc/eorva.conf
+  local pruned
+  pruned=$(eorva runs prune --json --dry-run)
+  cp eorva.conf /etc/eorva.conf
+  documented "What was pruned" "$pruned"
+  documented "A run that was pruned" "$(jq '.runs[0]' <<<"$pruned")"
+}
