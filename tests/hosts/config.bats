@@ -166,11 +166,16 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   complains 'the share "nowhere": '
   complains 'there is no setting "retention"'
   same "unchanged" 100 "$(eorva config get retention_runs)"
+  # The place of the settings has room for them, but not for another file beside them.
+  mount -t tmpfs -o size=16k,nr_inodes=2 none /mnt
+  cp /etc/eorva.conf /mnt/eorva.conf
   mv /etc/eorva.conf /etc/aside
-  mkdir /etc/eorva.conf
+  ln -s /mnt/eorva.conf /etc/eorva.conf
   run -1 --separate-stderr eorva config set output_path=scheduler/other retention_runs=7
-  rmdir /etc/eorva.conf
+  complains "cannot create a file beside /mnt/eorva.conf"
+  rm /etc/eorva.conf
   mv /etc/aside /etc/eorva.conf
+  umount /mnt
   same "path" scheduler "$(eorva config get output_path)"
   run -2 eorva config set retention_runs
   run -2 eorva config set retention_runs=1 retention_runs=2
