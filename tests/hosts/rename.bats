@@ -68,6 +68,29 @@ setup() { fresh_store; }
   run -0 eorva task rename long short --yes
 }
 
+@test "a task that an execution may still start gets no new name" {
+  add_task long bootup alice 'exec sleep 300'
+  add_task next bootup alice 'exit 0' --after long
+  eorva fire bootup >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -1 --separate-stderr eorva task rename next other --yes
+  complains 'the task "next" cannot be renamed now: an execution under way may still start it'
+  run -1 --separate-stderr eorva task delete next --yes
+  complains 'the task "next" cannot be deleted now'
+  pkill -u alice sleep
+  wait %1 || true
+  same "runs" '["next","long"]' "$(eorva runs list --json | jq -c 'map(.task_name)')"
+}
+
+@test "a change of name that was cut off between its halves is finished by another try" {
+  add_task it bootup alice 'echo kept'
+  eorva run it >/dev/null
+  mv "$KEPT/it" "$KEPT/other"
+  run -0 eorva task rename it other --yes
+  run -0 eorva runs output 1
+  same "output" kept "$output"
+}
+
 @test "when the store refuses, the output folder has its old name again" {
   add_task it bootup alice 'echo kept'
   eorva run it >/dev/null
