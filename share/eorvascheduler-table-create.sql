@@ -46,7 +46,9 @@ CREATE TABLE IF NOT EXISTS task_result (
   extra           TEXT,
   -- Which process `pid` means: the boot it belongs to, and when it started, in clock ticks since that boot.
   boot_id         TEXT,
-  start_ticks     INTEGER
+  start_ticks     INTEGER,
+  -- Why it was ended before it ended by itself: stopped, time_limit, budget.
+  ended_by        TEXT
 ) STRICT;
 
 CREATE INDEX IF NOT EXISTS task_result_of_task ON task_result (task_name);

@@ -56,6 +56,7 @@ void addExecuteCommands(CLI::App& app, Context& context);
 void addCheckCommand(CLI::App& app, Context& context);
 void addCompleteCommand(CLI::App& app, Context& context);
 void addExplainCommand(CLI::App& app, Context& context);
+void addStopCommand(CLI::App& app, Context& context);
 void addRunsCommands(CLI::App& app, Context& context);
 void addConfigCommands(CLI::App& app, Context& context);
 void addExportCommand(CLI::App& app, Context& context);

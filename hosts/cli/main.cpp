@@ -13,6 +13,7 @@
 #include "eorvascheduler.h"
 
 #include "common/failure.h"
+#include "common/standard_descriptors.h"
 #include "context.h"
 
 namespace {
@@ -53,6 +54,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
   addExplainCommand(app, context);
   addCheckCommand(app, context);
   addCompleteCommand(app, context);
+  addStopCommand(app, context);
   addRunsCommands(app, context);
   addConfigCommands(app, context);
   addExportCommand(app, context);
@@ -112,6 +114,7 @@ CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::st
 }
 
 int main(int argc, char** argv) {
+  Host::occupyStandardDescriptors();
   std::setlocale(LC_ALL, "");
   try {
     return runCommandLine(argc, argv);

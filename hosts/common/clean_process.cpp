@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -42,6 +43,11 @@ void redirectToNull(int fd, int iMode) {
   }
 }
 
+bool isWritable(int fd) {
+  const int iFlags = fcntl(fd, F_GETFL);
+  return iFlags >= 0 && (iFlags & O_ACCMODE) != O_RDONLY;
+}
+
 /// Gives them the numbers from the first on. Via higher ones, for a number may be in use by another one of them.
 void renumber(std::vector<int> vecKeep) {
   const int fdEnd = FIRST_KEPT + static_cast<int>(vecKeep.size());
@@ -57,16 +63,16 @@ void renumber(std::vector<int> vecKeep) {
 
 void closeDescriptors(const std::vector<int>& vecKeep, bool blKeepStdout) {
   redirectToNull(STDIN_FILENO, O_RDONLY);
-  if (!blKeepStdout || fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+  if (!blKeepStdout || !isWritable(STDOUT_FILENO)) {
     redirectToNull(STDOUT_FILENO, O_WRONLY);
   }
-  if (fcntl(STDERR_FILENO, F_GETFD) < 0) {
+  if (!isWritable(STDERR_FILENO)) {
     redirectToNull(STDERR_FILENO, O_WRONLY);
   }
   renumber(vecKeep);
 }
 
-void setEnvironment(const std::string& strEvent) {
+void setEnvironment(const ExecutionRequest& request) {
   constexpr std::array<std::pair<const char*, const char*>, 6> FIXED = {
       {{"PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"},
        {"LANG", "C.UTF-8"},
@@ -78,18 +84,23 @@ void setEnvironment(const std::string& strEvent) {
   for (const auto& [szName, szValue] : FIXED) {
     require(setenv(szName, szValue, 1) == 0, "eorva: setenv");
   }
+  for (const auto& [strName, strValue] : request.vecEnvironment) {
+    require(setenv(strName.c_str(), strValue.c_str(), 1) == 0, "eorva: setenv");
+  }
+  const std::string strEvent = request.blByEvent ? request.strName : "on_demand";
   require(setenv("EORVA_EVENT", strEvent.c_str(), 1) == 0, "eorva: setenv");
+  require(setenv("EORVA_FIRED_AT", std::to_string(request.firedAt).c_str(), 1) == 0, "eorva: setenv");
 }
 
 }  // namespace
 
-void becomeCleanProcess(const std::vector<int>& vecKeep, bool blKeepStdout, const std::string& strEvent) {
+void becomeCleanProcess(const std::vector<int>& vecKeep, bool blKeepStdout, const ExecutionRequest& request) {
   require(setsid() >= 0, "eorva: setsid");
   resetSignals();
   umask(022);
   require(chdir("/") == 0, "eorva: /");
   closeDescriptors(vecKeep, blKeepStdout);
-  setEnvironment(strEvent);
+  setEnvironment(request);
 }
 
 }  // namespace Host

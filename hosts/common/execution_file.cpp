@@ -1,5 +1,6 @@
 #include "execution_file.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -10,12 +11,16 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <pthread.h>
+#include <string_view>
 #include <sys/file.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <utility>
+#include <vector>
 
 #include "failure.h"
 #include "installed_paths.h"
+#include "orphans.h"
 
 namespace Host {
 
@@ -23,11 +28,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Begins the first line of a file.
+constexpr std::string_view AFTER = "after ";
+
 /// Where the children of this process report; only set in the process of an execution.
 int g_fdReport = -1;
 int g_fdCloseToo = -1;
 
-void reportSelf() {
+/// The first thing that the process of a run does.
+void beginRun() {
   if (g_fdReport < 0) {
     return;
   }
@@ -39,6 +48,11 @@ void reportSelf() {
   [[maybe_unused]] const ssize_t cb = write(g_fdReport, szLine.data(), static_cast<std::size_t>(pEnd - szLine.data()));
   close(std::exchange(g_fdReport, -1));
   close(std::exchange(g_fdCloseToo, -1));
+  // A script that ends "its process group" must not end other runs, or the execution itself.
+  setsid();
+  // Whatever the script starts stays below, also when its parents end: so all of it can be found.
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  reapOnRequest();
 }
 
 void makeFolder(const char* szPath) {
@@ -47,25 +61,62 @@ void makeFolder(const char* szPath) {
   }
 }
 
-void readPids(int fd, std::set<pid_t>& setPids) {
+/// What a file says: a line with the last run before the execution, then a line for each child.
+struct Content {
+  Json::Int64 iLastResult = 0;
+  std::set<pid_t> setPids;
+};
+
+Content readContent(int fd) {
   std::string strText;
   std::array<char, 4096> buffer{};
   off_t offset = 0;
   for (ssize_t cb = 0; (cb = pread(fd, buffer.data(), buffer.size(), offset)) > 0; offset += cb) {
     strText.append(buffer.data(), static_cast<std::size_t>(cb));
   }
+  Content content;
   // A line that is not complete yet is left for the next time.
   for (std::size_t iStart = 0, iEnd = 0; (iEnd = strText.find('\n', iStart)) != std::string::npos; iStart = iEnd + 1) {
+    const std::string_view strLine = std::string_view(strText).substr(iStart, iEnd - iStart);
     pid_t pid = 0;
-    if (std::from_chars(strText.data() + iStart, strText.data() + iEnd, pid).ec == std::errc()) {
-      setPids.insert(pid);
+    if (strLine.substr(0, AFTER.size()) == AFTER) {
+      std::from_chars(strLine.data() + AFTER.size(), strLine.data() + strLine.size(), content.iLastResult);
+    } else if (std::from_chars(strLine.data(), strLine.data() + strLine.size(), pid).ec == std::errc()) {
+      content.setPids.insert(pid);
     }
   }
+  return content;
+}
+
+/// A file that has no name yet is about to be locked, unless its maker was killed just then.
+bool isOld(const UniqueFd& fd) {
+  constexpr std::time_t SECONDS = 60;
+  struct stat status{};
+  return fstat(fd.get(), &status) == 0 && std::time(nullptr) - status.st_ctime > SECONDS;
+}
+
+/// What the files of the executions that are alive say. Files of others are removed.
+std::vector<Content> readLive() {
+  std::vector<Content> vecContent;
+  std::error_code error;
+  for (const fs::directory_entry& entry : fs::directory_iterator(EXECUTIONS_FOLDER, error)) {
+    const UniqueFd fd(open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const bool blNew = entry.path().filename().string().front() == '.' && !isOld(fd);
+    if (!fd.isOpen() || blNew) {
+      continue;
+    }
+    if (flock(fd.get(), LOCK_SH | LOCK_NB) == 0) {
+      fs::remove(entry.path(), error);
+    } else {
+      vecContent.push_back(readContent(fd.get()));
+    }
+  }
+  return vecContent;
 }
 
 }  // namespace
 
-ExecutionFile::ExecutionFile() {
+ExecutionFile::ExecutionFile(Json::Int64 iLastResult) {
   makeFolder(RUN_FOLDER);
   makeFolder(EXECUTIONS_FOLDER);
   // A process id alone could come back while an earlier execution with it is still alive.
@@ -76,7 +127,10 @@ ExecutionFile::ExecutionFile() {
   // Locked before it has its name, so that nobody takes it for the file of a dead execution.
   const std::string strNew = fmt::format("{}/.{}", EXECUTIONS_FOLDER, strName);
   m_fd = UniqueFd(open(strNew.c_str(), O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!m_fd.isOpen() || flock(m_fd.get(), LOCK_EX | LOCK_NB) < 0 || rename(strNew.c_str(), m_strPath.c_str()) < 0) {
+  const std::string strFirst = fmt::format("{}{}\n", AFTER, iLastResult);
+  if (!m_fd.isOpen() || flock(m_fd.get(), LOCK_EX | LOCK_NB) < 0 ||
+      write(m_fd.get(), strFirst.data(), strFirst.size()) != static_cast<ssize_t>(strFirst.size()) ||
+      rename(strNew.c_str(), m_strPath.c_str()) < 0) {
     throw Failure(fmt::format("cannot create {}: {}", m_strPath, std::strerror(errno)));
   }
 }
@@ -86,30 +140,26 @@ void ExecutionFile::remove() {
 }
 
 std::set<pid_t> ExecutionFile::children() const {
-  std::set<pid_t> setPids;
-  readPids(m_fd.get(), setPids);
-  return setPids;
+  return readContent(m_fd.get()).setPids;
 }
 
 void reportChildrenTo(int fd, int fdCloseToo) {
   g_fdReport = fd;
   g_fdCloseToo = fdCloseToo;
-  pthread_atfork(nullptr, nullptr, reportSelf);
+  pthread_atfork(nullptr, nullptr, beginRun);
+}
+
+bool isOfLiveExecution(pid_t pid, Json::Int64 iResult) {
+  const std::vector<Content> vecContent = readLive();
+  return std::any_of(vecContent.begin(), vecContent.end(), [&](const Content& content) {
+    return content.iLastResult < iResult && content.setPids.count(pid) > 0;
+  });
 }
 
 std::set<pid_t> childrenOfLiveExecutions() {
   std::set<pid_t> setPids;
-  std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator(EXECUTIONS_FOLDER, error)) {
-    if (entry.path().filename().string().front() == '.') {
-      continue;
-    }
-    const UniqueFd fd(open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (fd.isOpen() && flock(fd.get(), LOCK_SH | LOCK_NB) == 0) {
-      fs::remove(entry.path(), error);
-    } else if (fd.isOpen()) {
-      readPids(fd.get(), setPids);
-    }
+  for (const Content& content : readLive()) {
+    setPids.insert(content.setPids.begin(), content.setPids.end());
   }
   return setPids;
 }

@@ -7,9 +7,11 @@
 
 #pragma once
 
+#include <json/value.h>
 #include <set>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 
 #include "unique_fd.h"
 
@@ -17,8 +19,15 @@ namespace Host {
 
 class ExecutionFile {
 public:
-  /// Creates and locks the file. \throw Failure when that is impossible.
-  ExecutionFile();
+  /// Creates and locks the file.
+  /// \param iLastResult  runs up to this one are no runs of the execution.
+  /// \throw Failure when that is impossible.
+  explicit ExecutionFile(Json::Int64 iLastResult);
+
+  /// The file that another process has created, for a child that got its descriptor.
+  ExecutionFile(std::string strPath, int fd) : m_strPath(std::move(strPath)), m_fd(fd) {}
+
+  const std::string& path() const { return m_strPath; }
 
   ExecutionFile(const ExecutionFile&) = delete;
   ExecutionFile& operator=(const ExecutionFile&) = delete;
@@ -41,6 +50,9 @@ private:
 /// Makes every child that the calling process forks from now on report itself through a descriptor.
 /// The children close it, and a second one; programs that they run inherit neither.
 void reportChildrenTo(int fd, int fdCloseToo);
+
+/// Tells whether a process belongs to an execution that is alive and can have made this run record.
+bool isOfLiveExecution(pid_t pid, Json::Int64 iResult);
 
 /// The children of every execution that is alive. Files of executions that are not are removed.
 std::set<pid_t> childrenOfLiveExecutions();

@@ -50,12 +50,7 @@ Outcome stoppedOutcome(Json::Int64 iCode) {
           fmt::format("The script was stopped by signal {}.", iCode)};
 }
 
-}  // namespace
-
-Outcome outcomeOf(const Json::Value& jRun) {
-  if (!jRun.isMember("stop_time")) {
-    return {Outcome::Kind::RUNNING, "running", "The run has not ended yet."};
-  }
+Outcome recordedOutcome(const Json::Value& jRun) {
   const Json::Value& jExit = memberOf(jRun, "exit_info");
   const std::string strType = textOf(jExit, "exit_type");
   const Json::Int64 iCode = intOf(jExit, "exit_code", -1);
@@ -77,11 +72,35 @@ Outcome outcomeOf(const Json::Value& jRun) {
           "exit information was lost."};
 }
 
+/// How a run ended that was not left to end by itself.
+Outcome endedEarly(const std::string& strEndedBy, const Outcome& outcome) {
+  if (strEndedBy == ENDED_TIME_LIMIT) {
+    return {Outcome::Kind::FAILED, "time limit: " + outcome.strText,
+            "The task's time limit was reached, and the run was ended. " + outcome.strExplanation};
+  }
+  if (strEndedBy == ENDED_BUDGET) {
+    return {Outcome::Kind::FAILED, "out of time: " + outcome.strText,
+            "The time for all of the event's tasks was used up, and the run was ended. " + outcome.strExplanation};
+  }
+  return {Outcome::Kind::FAILED, "stopped: " + outcome.strText,
+          "Somebody ended the run ('eorva stop'). " + outcome.strExplanation};
+}
+
+}  // namespace
+
+Outcome outcomeOf(const Json::Value& jRun) {
+  if (!jRun.isMember("stop_time")) {
+    return {Outcome::Kind::RUNNING, "running", "The run has not ended yet."};
+  }
+  const std::string strEndedBy = textOf(jRun, "ended_by");
+  return strEndedBy.empty() ? recordedOutcome(jRun) : endedEarly(strEndedBy, recordedOutcome(jRun));
+}
+
 std::string whereOutcome(Outcome::Kind kind) {
   // Somebody may have edited the database by hand; what is no JSON is not asked for its members.
   constexpr char OK[] =
       "case when json_valid(exit_info) then json_extract(exit_info, '$.exit_type') is 'normal' and "
-      "json_extract(exit_info, '$.exit_code') is 0 else 0 end";
+      "json_extract(exit_info, '$.exit_code') is 0 and ended_by is null else 0 end";
   switch (kind) {
     case Outcome::Kind::RUNNING:
       return "stop_time is null";

@@ -11,6 +11,13 @@ namespace Host {
 /// The exit type of a run whose process was gone before anybody could ask how it ended.
 inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
 
+/// \name Why a run was ended before it ended by itself, in the member "ended_by" of its record
+/// @{
+inline constexpr char ENDED_STOPPED[] = "stopped";        ///< somebody asked for it
+inline constexpr char ENDED_TIME_LIMIT[] = "time_limit";  ///< its task may not run longer
+inline constexpr char ENDED_BUDGET[] = "budget";          ///< its execution may not run longer
+/// @}
+
 struct Outcome {
   enum class Kind { RUNNING, OK, FAILED };
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -145,6 +146,19 @@ gid_t groupOf(uid_t owner) {
   return pUser != nullptr ? pUser->pw_gid : static_cast<gid_t>(-1);
 }
 
+/// Tells whether something stands in the place of a task's folder that its owner cannot be given: the folder of an
+/// earlier owner, an open folder, a link, a file. What is in it could have been prepared for whoever comes.
+bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
+  struct stat status{};
+  if (fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+    return false;
+  }
+  // Root's own closed folder is one that was just created; nobody else can have put anything into it.
+  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0;
+  const bool blOpen = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  return !S_ISDIR(status.st_mode) || blOpen || (status.st_uid != owner && !blFresh);
+}
+
 }  // namespace
 
 std::optional<OutputFolder> OutputFolder::resolve(const std::string& strOutput) {
@@ -219,25 +233,21 @@ bool OutputFolder::isFolderName(const std::string& strTask) {
   return !strTask.empty() && strTask != "." && strTask != ".." && strTask.find('/') == std::string::npos;
 }
 
-void OutputFolder::prepare(const std::string& strTask, uid_t owner) const {
+std::string OutputFolder::prepare(const std::string& strTask, uid_t owner) const {
   checkOneStep(strTask);
   const UniqueFd base = openBase(true);
   const std::string strPath = m_strPath + "/" + strTask;
+  const std::string strAside = isOthers(base, strTask, owner) ? moveAsideAt(base, strTask, m_strPath) : std::string();
   makeFolderAt(base, strTask, strPath, 0700);
   const UniqueFd fd = openFolderAt(base, strTask, strPath);
-  const struct stat status = statusOf(fd, strPath);
-  // Root's own closed folder is one that was just created; nobody else can have put anything into it.
-  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0;
-  if (status.st_uid != owner && !blFresh) {
-    throw Failure(fmt::format("the output folder {} belongs to user {}, but the task's owner is user {}: move it away",
-                              strPath, status.st_uid, owner));
-  }
-  if (blFresh && fchown(fd.get(), owner, groupOf(owner)) < 0) {
+  // Only root can have created or renamed anything here since it was looked at.
+  if (fchown(fd.get(), owner, groupOf(owner)) < 0) {
     failErrno("hand over", strPath);
   }
   if (fchmod(fd.get(), 0700) < 0) {
     failErrno("close to others", strPath);
   }
+  return strAside;
 }
 
 std::string OutputFolder::moveAside(const std::string& strTask) const {

@@ -36,9 +36,10 @@ public:
   /// \param vecUnknown  receives the places that are on no share any more, as they were configured.
   static std::vector<OutputFolder> places(std::vector<std::string>& vecUnknown);
 
-  /// Makes the folder of a task ready for the runs of its owner.
+  /// Makes the folder of a task ready for the runs of its owner. What somebody else left in its place is moved aside.
+  /// \return where that is now; empty when there was nothing.
   /// \throw Failure when something on the way is not what it should be; then no task may be run.
-  void prepare(const std::string& strTask, uid_t owner) const;
+  std::string prepare(const std::string& strTask, uid_t owner) const;
 
   /// Opens what a run left.
   /// \param szFile  "output.log" or "script.log".

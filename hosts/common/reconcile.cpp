@@ -34,11 +34,8 @@ bool hasLibraryLoaded(pid_t pid) {
 /// A process that has ended and waits for its parent shows nothing of what it was; its parent is about to
 /// close the run.
 bool waitsForParent(pid_t pid) {
-  std::ifstream stat(fmt::format("/proc/{}/stat", pid));
-  std::string strStat;
-  std::getline(stat, strStat);
-  const std::size_t iName = strStat.rfind(") ");
-  return iName != std::string::npos && strStat.compare(iName + 2, 1, "Z") == 0;
+  const std::optional<ProcessStatus> status = processStatus(pid);
+  return status && status->cState == 'Z';
 }
 
 pid_t pidOf(const Json::Value& jRun) {
@@ -104,18 +101,26 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
   return true;
 }
 
-/// The part of a running list that is still true.
-Json::Value liveRunning(const Json::Value& jTask) {
-  Json::Value jRunning(Json::arrayValue);
+/// The status as it should be: the processes that are still there, and whatever else it holds.
+Json::Value liveStatus(const Json::Value& jTask) {
+  const Json::Value& jStored = memberOf(jTask, "status");
+  Json::Value jStatus = jStored.isObject() ? jStored : Json::Value(Json::objectValue);
+  jStatus["running"] = Json::Value(Json::arrayValue);
   for (const pid_t pid : livePidsOf(jTask)) {
-    jRunning.append(pid);
+    jStatus["running"].append(pid);
   }
-  return jRunning;
+  return jStatus;
+}
+
+/// A status without a list is a task's before its first run. What the library could not read keeps a task from
+/// running for ever.
+bool isTrue(const Json::Value& jTask) {
+  const Json::Value& jStatus = memberOf(jTask, "status");
+  return jStatus.isNull() || (jStatus.isObject() && !jStatus.isMember("running")) || jStatus == liveStatus(jTask);
 }
 
 void pruneRunning(Session& session, const Json::Value& jTask) {
-  const Json::Value& jStored = memberOf(memberOf(jTask, "status"), "running");
-  if (!jStored.isArray() || jStored == liveRunning(jTask)) {
+  if (isTrue(jTask)) {
     return;
   }
   const Json::Value jFilter = idFilter("task_name", jTask["task_name"]);
@@ -125,7 +130,7 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
     return;
   }
   Json::Value jUpdate(Json::objectValue);
-  jUpdate["status"]["running"] = liveRunning(jNow);
+  jUpdate["status"] = liveStatus(jNow);
   if (session.tasks()->recUpdateByFilter(jFilter, jUpdate) < 0) {
     throw Failure(fmt::format("cannot change the task \"{}\" in the store", textOf(jNow, "task_name")));
   }
@@ -143,6 +148,24 @@ bool isRunAlive(pid_t pid) {
   }
   // Asked only after the process was seen to be gone: it reported before it did anything else.
   return childrenOfLiveExecutions().count(pid) > 0;
+}
+
+std::optional<Process> processOf(Session& session, const Json::Value& jRun) {
+  const Json::Int64 iResult = intOf(jRun, "result_id");
+  Process process(pidOf(jRun));
+  const Json::Value jSame =
+      listRuns(session, fmt::format("pid = {} and stop_time is null and result_id >= {}", process.pid(), iResult));
+  // Of several open runs with one number only the newest can be that process.
+  if (jSame.size() != 1 || intOf(jSame[0], "result_id") != iResult) {
+    return std::nullopt;
+  }
+  // An execution that began after this run cannot be its parent. Without one, it is a process that lost its own.
+  const bool blOfAny = childrenOfLiveExecutions().count(process.pid()) > 0;
+  if ((blOfAny && !isOfLiveExecution(process.pid(), iResult)) || !hasLibraryLoaded(process.pid())) {
+    return std::nullopt;
+  }
+  // Asked last: as long as it is there, all of this was about it.
+  return process.isAlive() ? std::optional<Process>(std::move(process)) : std::nullopt;
 }
 
 std::vector<pid_t> livePidsOf(const Json::Value& jTask) {
@@ -168,6 +191,8 @@ std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
 }
 
 std::vector<Json::Value> reconcile(Session& session) {
+  // What executions have left that were killed goes away.
+  childrenOfLiveExecutions();
   std::vector<Json::Value> vecClosed;
   for (Json::Value& jRun : staleRuns(session)) {
     if (closeInterrupted(session, jRun)) {

@@ -4,16 +4,22 @@
 #pragma once
 
 #include <json/value.h>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
+#include "process.h"
 #include "session.h"
 
 namespace Host {
 
 /// Tells whether the process of a run is still there, or its execution still has to close the run.
 bool isRunAlive(pid_t pid);
+
+/// Takes hold of the process of an open run.
+/// \return nothing when it is gone, has ended, or when the number means another process by now.
+std::optional<Process> processOf(Session& session, const Json::Value& jRun);
 
 /// The processes of a task's runs that are still there.
 std::vector<pid_t> livePidsOf(const Json::Value& jTask);

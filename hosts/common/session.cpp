@@ -84,9 +84,9 @@ void Session::close() {
   freeConfig(&m_pDb, &m_pApi, &m_pApiResult);
 }
 
-WriteLock::WriteLock(Session& session) : m_pDb(session.db()) {
+WriteLock::WriteLock(Session& session, std::chrono::milliseconds limit) : m_pDb(session.db()) {
   using namespace std::chrono_literals;
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  const auto deadline = std::chrono::steady_clock::now() + limit;
   auto pause = 1ms;
   int iCode = SQLITE_OK;
   while ((iCode = sqlite3_exec(m_pDb, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr)) == SQLITE_BUSY &&

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <json/value.h>
 #include <string>
 
@@ -46,9 +47,9 @@ private:
 /// Holds the database's write lock, so that what is read meanwhile still holds when it is written.
 class WriteLock {
 public:
-  /// Waits up to 10 seconds for another writer.
-  /// \throw Failure when the lock cannot be had.
-  explicit WriteLock(Session& session);
+  /// Waits for another writer.
+  /// \throw Failure when the lock cannot be had in that time.
+  explicit WriteLock(Session& session, std::chrono::milliseconds limit = std::chrono::seconds(10));
 
   /// Rolls back what was not committed.
   ~WriteLock();

@@ -156,9 +156,9 @@ void disableUnit(const std::string& strUnit) {
   }
 }
 
-std::string eventUnit(const std::string& strEvent) {
+std::string escapeUnitName(const std::string& strName) {
   std::string strEscaped;
-  for (const char c : strEvent) {
+  for (const char c : strName) {
     const bool blLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
     if (c == '/') {
       strEscaped += '-';
@@ -168,7 +168,11 @@ std::string eventUnit(const std::string& strEvent) {
       strEscaped += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
     }
   }
-  return fmt::format("eorva-event@{}.service", strEscaped);
+  return strEscaped;
+}
+
+std::string eventUnit(const std::string& strEvent) {
+  return fmt::format("eorva-event@{}.service", escapeUnitName(strEvent));
 }
 
 }  // namespace Host

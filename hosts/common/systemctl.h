@@ -30,7 +30,10 @@ void enableUnit(const std::string& strUnit, bool blNow);
 /// \throw Failure with what systemctl said.
 void disableUnit(const std::string& strUnit);
 
-/// The unit that fires an event whenever it is started: the name is escaped as systemd-escape does.
+/// Any text as a part of a unit's name, as systemd-escape gives it.
+std::string escapeUnitName(const std::string& strName);
+
+/// The unit that fires an event whenever it is started.
 std::string eventUnit(const std::string& strEvent);
 
 }  // namespace Host

@@ -26,9 +26,6 @@ using namespace std::chrono_literals;
 /// A change takes a moment, but may itself wait for the store.
 constexpr auto CHANGE_LIMIT = 60s;
 
-/// An execution keeps the turn while it starts its first tasks.
-constexpr auto TURN_LIMIT = 20s;
-
 /// Another change ends within a moment; an announced task may stay announced for hours.
 constexpr auto ANNOUNCED_LIMIT = 1s;
 
@@ -103,8 +100,8 @@ void TaskLock::announce(const std::vector<std::string>& vecTasks) {
   }
 }
 
-bool TaskLock::takeTurn(const std::vector<std::string>& vecTasks) {
-  return lockAll(m_fd.get(), F_WRLCK, vecTasks, Place::TURN, TURN_LIMIT) == std::nullopt;
+bool TaskLock::takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit) {
+  return lockAll(m_fd.get(), F_WRLCK, vecTasks, Place::TURN, limit) == std::nullopt;
 }
 
 void TaskLock::endTurn(const std::string& strTask) {

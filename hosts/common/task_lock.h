@@ -11,6 +11,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,9 @@ public:
   /// Holds nothing yet. \throw Failure when the file of the locks cannot be opened.
   TaskLock();
 
+  /// Holds what another process has taken, for a child that got its descriptor.
+  explicit TaskLock(int fd) : m_fd(fd) {}
+
   /// Announces tasks that may be started from now on; any number of executions may do that.
   /// Waits for changes under way. \throw Failure when one of them does not end.
   void announce(const std::vector<std::string>& vecTasks);
@@ -31,7 +35,10 @@ public:
   /// Takes the turn to find out whether a task runs already, and to start it if it does not.
   /// Waits for whoever has the turn.
   /// \return false when that took too long; the start is safe then too, but may come to be a second one.
-  bool takeTurn(const std::vector<std::string>& vecTasks);
+  bool takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit = TURN_LIMIT);
+
+  /// An execution keeps the turn while it starts its first tasks.
+  static constexpr std::chrono::milliseconds TURN_LIMIT{20000};
 
   /// Lets the next one have the turn.
   void endTurn(const std::string& strTask);

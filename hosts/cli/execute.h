@@ -1,0 +1,23 @@
+/// \file execute.h
+/// Runs something and shows how it goes.
+
+#pragma once
+
+#include <functional>
+
+#include "common/execution_request.h"
+#include "context.h"
+
+/// What is shown of an execution, and to whom.
+struct ExecuteView {
+  bool blJson = false;
+  /// Called when everything is ready and nothing has been started.
+  std::function<void()> fnReady = [] {};
+  /// Called when the execution is under way, with the process that watches over it.
+  std::function<void(pid_t)> fnStarted = [](pid_t) {};
+};
+
+/// Runs something, shows it while it goes on, and sums it up.
+/// \return the result of the program.
+/// \throw Host::Failure when nothing was run, or when the execution itself failed.
+int execute(const Context& context, const Host::ExecutionRequest& request, const ExecuteView& view);

@@ -1,0 +1,141 @@
+#include "execution_plan.h"
+
+#include <fmt/format.h>
+#include <optional>
+#include <set>
+
+#include "eorvascheduler.h"
+
+#include "failure.h"
+#include "host_settings.h"
+#include "json_read.h"
+#include "output_folder.h"
+#include "reconcile.h"
+
+namespace Host {
+
+namespace {
+
+std::vector<GraphTask> planTasks(const TaskGraph& graph, const ExecutionRequest& request) {
+  std::vector<GraphTask> vecTasks;
+  if (request.blByEvent) {
+    for (const GraphTask* pTask : graph.planOf(request.strName)) {
+      vecTasks.push_back(*pTask);
+    }
+  } else if (const GraphTask* pTask = graph.find(request.strName)) {
+    vecTasks.push_back(*pTask);
+  } else {
+    throw Failure(fmt::format("there is no task \"{}\"", request.strName));
+  }
+  return vecTasks;
+}
+
+/// The library itself would go round in circles without end.
+void checkGraph(const TaskGraph& graph, const ExecutionRequest& request) {
+  std::string strReasons;
+  for (const std::string& strWhy : graph.whyUnsafe(graph.planOf(request.strName))) {
+    strReasons += "\n  " + strWhy;
+  }
+  if (!strReasons.empty()) {
+    throw Failure(fmt::format("the event \"{}\" is not fired, for its tasks cannot be run safely:{}", request.strName,
+                              strReasons));
+  }
+}
+
+/// Without an output folder all runs of an execution share one script file, so that any owner's script can
+/// end up being run with the rights of another one.
+void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::string>& vecWarnings) {
+  std::set<Json::Int64> setOwners;
+  for (const GraphTask& task : vecTasks) {
+    setOwners.insert(task.iOwner);
+  }
+  if (setOwners.size() < 2) {
+    return;
+  }
+  std::vector<std::string> vecProblems;
+  if (!readHostSettings(vecProblems).blSharedScript) {
+    throw Failure(
+        "no output is kept, and without a folder for it a script of one owner can be run with the rights of another: "
+        "set one with 'eorva config set --output-path SHARE', or allow it with shared_script=yes in /etc/eorva.conf");
+  }
+  vecWarnings.emplace_back("no output is kept, so a script of one owner can be run with the rights of another");
+}
+
+void prepareFolders(ExecutionPlan& plan) {
+  const std::optional<OutputFolder> folder = OutputFolder::configured();
+  if (!folder) {
+    checkSharedScript(plan.vecTasks, plan.vecWarnings);
+    return;
+  }
+  for (const GraphTask& task : plan.vecTasks) {
+    // The library does not launch a task without an owner.
+    if (task.iOwner >= 0) {
+      const std::string strAside = folder->prepare(task.strName, static_cast<uid_t>(task.iOwner));
+      if (!strAside.empty()) {
+        plan.vecWarnings.push_back(
+            fmt::format("the output folder of \"{}\" was somebody else's; it is kept as {}", task.strName, strAside));
+      }
+    }
+  }
+}
+
+/// Which tasks there are to announce can change until they are announced.
+/// \return the stored tasks; those of the request cannot be changed any more.
+Json::Value announceTasks(Session& session, const ExecutionRequest& request, TaskLock& lock) {
+  std::set<std::string> setAnnounced;
+  for (;;) {
+    Json::Value jTasks = listTasks(session);
+    std::vector<std::string> vecNew;
+    for (const GraphTask& task : planTasks(TaskGraph(jTasks), request)) {
+      if (setAnnounced.insert(task.strName).second) {
+        vecNew.push_back(task.strName);
+      }
+    }
+    if (vecNew.empty()) {
+      return jTasks;
+    }
+    lock.announce(vecNew);
+  }
+}
+
+/// Others that want to start the same tasks wait until these have been started, or were found to run already.
+/// \return the tasks that will be started at once.
+std::vector<std::string> takeTurns(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan,
+                                   TaskLock& lock) {
+  std::vector<std::string> vecSingle;
+  for (const GraphTask& task : plan.vecTasks) {
+    if ((task.blRoot || !request.blByEvent) && !boolOf(findTask(session, task.strName), "run_the_same_time")) {
+      vecSingle.push_back(task.strName);
+    }
+  }
+  lock.takeTurn(vecSingle);
+  std::vector<std::string> vecFirst;
+  for (const std::string& strTask : vecSingle) {
+    if (livePidsOf(session, strTask).empty()) {
+      vecFirst.push_back(strTask);
+    } else {
+      lock.endTurn(strTask);
+    }
+  }
+  return vecFirst;
+}
+
+}  // namespace
+
+ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock) {
+  ExecutionPlan plan;
+  const Json::Value jTasks = announceTasks(session, request, lock);
+  const TaskGraph graph(jTasks);
+  plan.vecTasks = planTasks(graph, request);
+  if (request.blByEvent) {
+    checkGraph(graph, request);
+  }
+  prepareFolders(plan);
+  plan.vecFirst = takeTurns(session, request, plan, lock);
+  for (const Json::Value& jRun : listRuns(session, "1", 1)) {
+    plan.iLastResult = intOf(jRun, "result_id");
+  }
+  return plan;
+}
+
+}  // namespace Host

@@ -1,0 +1,73 @@
+#include "execution_process.h"
+
+#include <cstdio>
+#include <fmt/format.h>
+#include <set>
+#include <unistd.h>
+
+#include "eorvascheduler.h"
+#include "orva_platform.h"
+
+#include "execution_file.h"
+#include "session.h"
+#include "start_second.h"
+#include "task_graph.h"
+
+namespace Host {
+
+namespace {
+
+/// The event that a child writes last when it could not write or prepare its script.
+constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
+
+/// The tasks that start at once.
+std::set<std::string> firstTasks(Session& session, const ExecutionRequest& request) {
+  if (!request.blByEvent) {
+    return {request.strName};
+  }
+  std::set<std::string> setTasks;
+  const TaskGraph graph(listTasks(session));
+  for (const GraphTask* pTask : graph.planOf(request.strName)) {
+    if (pTask->blRoot) {
+      setTasks.insert(pTask->strName);
+    }
+  }
+  return setTasks;
+}
+
+int runRequest(Session& session, const ExecutionRequest& request) {
+  if (request.blByEvent) {
+    Json::Value jIn(Json::objectValue);
+    jIn["event"] = request.strName;
+    return runByEvent(session.tasks(), session.runs(), jIn, session.db());
+  }
+  Json::Value jTask = requireTask(session, request.strName);
+  return runTaskOne(jTask, session.tasks(), session.runs(), session.db());
+}
+
+}  // namespace
+
+void executeAndExit(const ExecutionRequest& request, int fdFile, int fdLock) {
+  const pid_t pidSelf = getpid();
+  int iResult = -1;
+  try {
+    reportChildrenTo(fdFile, fdLock);
+    // A child that cannot write its script would go on as a second runner; it ends with its last message instead.
+    ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
+    Session session;
+    claimStartSecond(session, firstTasks(session, request));
+    iResult = runRequest(session, request);
+    if (getpid() != pidSelf) {
+      _exit(0);
+    }
+  } catch (const std::exception& error) {
+    if (getpid() != pidSelf) {
+      _exit(0);
+    }
+    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
+  }
+  std::fflush(nullptr);
+  _exit(iResult < 0 ? 1 : 0);
+}
+
+}  // namespace Host

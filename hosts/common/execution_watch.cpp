@@ -1,0 +1,262 @@
+#include "execution_watch.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fmt/format.h>
+#include <optional>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "eorvascheduler.h"
+
+#include "clean_process.h"
+#include "execution_process.h"
+#include "failure.h"
+#include "host_settings.h"
+#include "orphans.h"
+#include "outcome.h"
+#include "process.h"
+#include "reconcile.h"
+#include "run_watch.h"
+#include "temporary_files.h"
+
+namespace Host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+/// How often it looks, usually and while the execution is being ended.
+constexpr std::chrono::milliseconds PAUSE = 200ms;
+constexpr std::chrono::milliseconds SHORT_PAUSE = 20ms;
+
+/// How often it looks after what seldom needs it.
+constexpr auto TIDY_PAUSE = 2s;
+
+/// What could not be launched leaves no record; others who want to start it too do not wait for that longer.
+constexpr auto TURN_TIME = 10s;
+
+std::chrono::seconds graceSetting() {
+  std::vector<std::string> vecProblems;
+  return std::chrono::seconds(readHostSettings(vecProblems).cStopGrace);
+}
+
+class Watch {
+public:
+  Watch(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file, TaskLock& lock)
+      : m_request(request), m_plan(plan), m_file(file), m_lock(lock), m_runs(lock, plan.iLastResult, graceSetting()) {}
+
+  /// Runs the execution.
+  /// \return the wait status of its process.
+  int run();
+
+  bool isOverBudget() const { return m_blOverBudget; }
+
+private:
+  Process forkExecution();
+  void look(const Process& execution);
+  bool collect(pid_t pidExecution);
+  void endTurns();
+  static bool hold(const Process& execution);
+  void spendBudget(const Process& execution);
+  void tidy();
+  void killRest();
+  void clearUp(pid_t pidExecution);
+  void complain(const std::exception& error);
+
+  const ExecutionRequest& m_request;
+  const ExecutionPlan& m_plan;
+  ExecutionFile& m_file;
+  TaskLock& m_lock;
+  RunWatch m_runs;
+  Clock::time_point m_start = Clock::now();
+  Clock::time_point m_tidied = Clock::now();
+  std::string m_strComplaint;
+  bool m_blTurns = true;
+  bool m_blOverBudget = false;
+  bool m_blHeld = false;
+  int m_iStatus = 0;
+};
+
+Process Watch::forkExecution() {
+  const pid_t pid = fork();
+  if (pid < 0) {
+    throw Failure(fmt::format("cannot start a process: {}", std::strerror(errno)));
+  }
+  if (pid == 0) {
+    // It may be held when this process dies, and would be so for ever.
+    prctl(PR_SET_PDEATHSIG, SIGCONT);
+    executeAndExit(m_request, m_file.fd(), m_lock.fd());
+  }
+  return Process(pid);
+}
+
+/// What goes wrong here must not leave the execution alone; it is said once.
+void Watch::complain(const std::exception& error) {
+  if (m_strComplaint != error.what()) {
+    m_strComplaint = error.what();
+    std::fputs(fmt::format("eorva: {}; the execution goes on\n", m_strComplaint).c_str(), stderr);
+  }
+}
+
+/// Collects what has ended: whatever loses its parent in this execution, and leaves it, comes here.
+/// \return true when the execution has ended.
+bool Watch::collect(pid_t pidExecution) {
+  int iStatus = 0;
+  for (pid_t pid = 0; (pid = waitpid(-1, &iStatus, WNOHANG)) > 0;) {
+    if (pid == pidExecution) {
+      m_iStatus = iStatus;
+      return true;
+    }
+  }
+  return false;
+}
+
+void Watch::endTurns() {
+  if (m_blTurns && Clock::now() - m_start > TURN_TIME) {
+    m_blTurns = false;
+    for (const std::string& strTask : m_plan.vecFirst) {
+      m_lock.endTurn(strTask);
+    }
+  }
+}
+
+/// Holds the process of the execution, so that it starts nothing more; not while it is writing, for nobody else could
+/// write then.
+bool Watch::hold(const Process& execution) {
+  execution.signal(SIGSTOP);
+  try {
+    Session session;
+    const WriteLock lock(session, SHORT_PAUSE);
+    return true;
+  } catch (const Failure&) {
+    execution.signal(SIGCONT);
+    return false;
+  }
+}
+
+/// Ends everything when the time is used up: nothing more is started, what runs is ended and closed, then the
+/// execution itself is ended before it can start what waited for that.
+void Watch::spendBudget(const Process& execution) {
+  if (m_request.budget.count() <= 0 || Clock::now() - m_start < m_request.budget) {
+    return;
+  }
+  m_blOverBudget = true;
+  m_blHeld = m_blHeld || hold(execution);
+  if (!m_blHeld) {
+    return;
+  }
+  m_runs.look(m_file.children(), execution.pid());
+  m_runs.endAll(ENDED_BUDGET);
+  if (!m_runs.step()) {
+    return;
+  }
+  const bool blDone = m_runs.areAllClosed() && ProcessTable().childrenOf(execution.pid()).empty();
+  execution.signal(blDone ? SIGKILL : SIGCONT);
+  m_blHeld = false;
+}
+
+void Watch::tidy() {
+  if (Clock::now() - m_tidied < TIDY_PAUSE) {
+    return;
+  }
+  m_tidied = Clock::now();
+  const ProcessTable table;
+  for (const pid_t pid : m_runs.processes()) {
+    const Process process(pid);
+    const std::optional<ProcessStatus> status = process.status();
+    if (status && status->cState == 'T' && !m_runs.isEnding(pid)) {
+      releaseAbandoned(process);
+    }
+    tidyOrphans(process, table);
+  }
+}
+
+void Watch::look(const Process& execution) {
+  try {
+    m_runs.look(m_file.children(), execution.pid());
+    endTurns();
+    m_runs.endOverdue();
+    m_runs.step();
+    spendBudget(execution);
+    tidy();
+  } catch (const std::exception& error) {
+    complain(error);
+  }
+}
+
+/// What is left of runs that were ended has lost its parent, and was taken in here.
+void Watch::killRest() {
+  for (std::vector<ProcessStatus> vecRest; !(vecRest = ProcessTable().below(getpid())).empty();) {
+    for (const ProcessStatus& status : vecRest) {
+      Process(status).signal(SIGKILL);
+    }
+    collect(0);
+    poll(nullptr, 0, static_cast<int>(SHORT_PAUSE.count()));
+  }
+}
+
+void Watch::clearUp(pid_t pidExecution) {
+  try {
+    removeTemporaryFiles(pidExecution, m_file.children());
+    // As long as the file is there, its children count as alive.
+    m_file.remove();
+    Session session;
+    reconcile(session);
+  } catch (const std::exception& error) {
+    complain(error);
+  }
+}
+
+int Watch::run() {
+  const Process execution = forkExecution();
+  do {
+    pollfd entry{execution.fd(), POLLIN, 0};
+    poll(&entry, 1, static_cast<int>((m_blOverBudget ? SHORT_PAUSE : PAUSE).count()));
+    look(execution);
+  } while (!collect(execution.pid()));
+  if (m_blOverBudget) {
+    killRest();
+  }
+  clearUp(execution.pid());
+  return m_iStatus;
+}
+
+/// Ends as the process of the execution did.
+[[noreturn]] void exitLike(int iStatus) {
+  std::fflush(nullptr);
+  if (WIFSIGNALED(iStatus)) {
+    std::signal(WTERMSIG(iStatus), SIG_DFL);
+    kill(getpid(), WTERMSIG(iStatus));
+  }
+  _exit(WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1);
+}
+
+}  // namespace
+
+void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
+                  const TaskLock& lock) {
+  try {
+    becomeCleanProcess({file.fd(), lock.fd()}, blLogToStdout, request);
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    ExecutionFile ownFile(file.path(), FIRST_KEPT);
+    TaskLock ownLock(FIRST_KEPT + 1);
+    Watch watch(request, plan, ownFile, ownLock);
+    const int iStatus = watch.run();
+    if (watch.isOverBudget()) {
+      std::fflush(nullptr);
+      _exit(RESULT_BUDGET);
+    }
+    exitLike(iStatus);
+  } catch (const std::exception& error) {
+    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
+  }
+  _exit(1);
+}
+
+}  // namespace Host

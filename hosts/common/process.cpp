@@ -1,0 +1,166 @@
+#include "process.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <memory>
+#include <set>
+#include <string_view>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <vector>
+
+namespace Host {
+
+namespace {
+
+/// The C library's own functions cannot be linked from C++ in this version.
+int openProcess(pid_t pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
+
+bool sendSignal(int fd, int iSignal) {
+  return syscall(SYS_pidfd_send_signal, fd, iSignal, nullptr, 0) == 0;
+}
+
+template <typename Number>
+Number numberAt(const std::vector<std::string_view>& vecFields, std::size_t i) {
+  Number value = 0;
+  if (i < vecFields.size()) {
+    std::from_chars(vecFields[i].data(), vecFields[i].data() + vecFields[i].size(), value);
+  }
+  return value;
+}
+
+std::vector<std::string_view> split(std::string_view strText) {
+  std::vector<std::string_view> vecFields;
+  for (std::size_t iStart = 0; iStart < strText.size();) {
+    const std::size_t iEnd = std::min(strText.find(' ', iStart), strText.size());
+    vecFields.push_back(strText.substr(iStart, iEnd - iStart));
+    iStart = iEnd + 1;
+  }
+  return vecFields;
+}
+
+struct CloseDirectory {
+  void operator()(DIR* pDirectory) const { closedir(pDirectory); }
+};
+
+}  // namespace
+
+std::optional<ProcessStatus> processStatus(pid_t pid) {
+  const UniqueFd fd(open(fmt::format("/proc/{}/stat", pid).c_str(), O_RDONLY | O_CLOEXEC));
+  std::array<char, 1024> buffer{};
+  const ssize_t cb = fd.isOpen() ? read(fd.get(), buffer.data(), buffer.size()) : -1;
+  if (cb <= 0) {
+    return std::nullopt;
+  }
+  const std::string_view strStat(buffer.data(), static_cast<std::size_t>(cb));
+  // The name stands in parentheses and may hold any character, blanks and parentheses too.
+  const std::size_t iName = strStat.rfind(") ");
+  if (iName == std::string_view::npos || iName + 2 >= strStat.size()) {
+    return std::nullopt;
+  }
+  const std::vector<std::string_view> vecFields = split(strStat.substr(iName + 2));
+  constexpr std::size_t PARENT = 1;
+  constexpr std::size_t START_TIME = 19;
+  return ProcessStatus{pid, numberAt<pid_t>(vecFields, PARENT), strStat[iName + 2],
+                       numberAt<std::uint64_t>(vecFields, START_TIME)};
+}
+
+Process::Process(pid_t pid) : m_pid(pid), m_fd(openProcess(pid)) {
+  if (!m_fd.isOpen() && (errno == EMFILE || errno == ENFILE)) {
+    const std::optional<ProcessStatus> status = processStatus(pid);
+    m_ticksStart = status ? status->ticksStart : 0;
+  }
+}
+
+Process::Process(const ProcessStatus& seen) : Process(seen.pid) {
+  const std::optional<ProcessStatus> now = status();
+  if (!now || now->ticksStart != seen.ticksStart) {
+    m_fd.reset();
+    m_ticksStart = 0;
+  }
+}
+
+std::optional<ProcessStatus> Process::status() const {
+  const std::optional<ProcessStatus> status = processStatus(m_pid);
+  // Asked afterwards: as long as it is there, what was read under its number was about it.
+  return signal(0) ? status : std::nullopt;
+}
+
+bool Process::isAlive() const {
+  const std::optional<ProcessStatus> now = status();
+  return now && !now->isEnded();
+}
+
+bool Process::signal(int iSignal) const {
+  if (m_fd.isOpen()) {
+    return sendSignal(m_fd.get(), iSignal);
+  }
+  const std::optional<ProcessStatus> now = m_ticksStart != 0 ? processStatus(m_pid) : std::nullopt;
+  return now && now->ticksStart == m_ticksStart && kill(m_pid, iSignal) == 0;
+}
+
+ProcessTable::ProcessTable() {
+  const std::unique_ptr<DIR, CloseDirectory> pDirectory(opendir("/proc"));
+  while (const dirent* pEntry = pDirectory ? readdir(pDirectory.get()) : nullptr) {
+    pid_t pid = 0;
+    const char* szEnd = pEntry->d_name + std::strlen(pEntry->d_name);
+    const auto [pEnd, error] = std::from_chars(pEntry->d_name, szEnd, pid);
+    if (error != std::errc() || pEnd != szEnd) {
+      continue;
+    }
+    if (const std::optional<ProcessStatus> status = processStatus(pid)) {
+      m_mapByParent.emplace(status->pidParent, *status);
+    }
+  }
+}
+
+std::vector<ProcessStatus> ProcessTable::below(pid_t pid) const {
+  std::vector<ProcessStatus> vecBelow;
+  std::set<pid_t> setSeen{pid};
+  std::vector<pid_t> vecOpen{pid};
+  while (!vecOpen.empty()) {
+    const auto [itBegin, itEnd] = m_mapByParent.equal_range(vecOpen.back());
+    vecOpen.pop_back();
+    for (auto it = itBegin; it != itEnd; ++it) {
+      // Numbers can come back while the table is read; then it may show a circle.
+      if (!setSeen.insert(it->second.pid).second) {
+        continue;
+      }
+      vecOpen.push_back(it->second.pid);
+      if (!it->second.isEnded()) {
+        vecBelow.push_back(it->second);
+      }
+    }
+  }
+  return vecBelow;
+}
+
+std::map<pid_t, ProcessStatus> ProcessTable::childrenOf(pid_t pid) const {
+  std::map<pid_t, ProcessStatus> mapChildren;
+  const auto [itBegin, itEnd] = m_mapByParent.equal_range(pid);
+  for (auto it = itBegin; it != itEnd; ++it) {
+    mapChildren.emplace(it->second.pid, it->second);
+  }
+  return mapChildren;
+}
+
+double secondsSinceStart(const ProcessStatus& status) {
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  constexpr double NANOSECONDS = 1e9;
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / NANOSECONDS -
+         static_cast<double>(status.ticksStart) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+}  // namespace Host

@@ -1,0 +1,178 @@
+#include "run_end.h"
+
+#include <algorithm>
+#include <csignal>
+#include <fmt/format.h>
+#include <fstream>
+#include <utility>
+
+#include "failure.h"
+
+namespace Host {
+
+namespace {
+
+/// Processes that multiply are stopped in so many rounds; each stops what the others have started meanwhile.
+constexpr int FREEZE_ROUNDS = 200;
+
+/// Another one who ends the run is not waited for.
+constexpr std::chrono::milliseconds OTHERS_LIMIT(500);
+
+/// Held by whoever ends the run. No task has such a name.
+std::string turnOf(const Process& process) {
+  return fmt::format("/process/{}", process.pid());
+}
+
+/// The shell that the process of a run has started the script with: its eldest child, unless it has become the script.
+pid_t shellOf(pid_t pidRun) {
+  const ProcessStatus* pEldest = nullptr;
+  const std::map<pid_t, ProcessStatus> mapChildren = ProcessTable().childrenOf(pidRun);
+  for (const auto& [pid, status] : mapChildren) {
+    if (pEldest == nullptr || status.ticksStart < pEldest->ticksStart) {
+      pEldest = &status;
+    }
+  }
+  if (pEldest == nullptr) {
+    return 0;
+  }
+  std::ifstream arguments(fmt::format("/proc/{}/cmdline", pEldest->pid));
+  std::string strProgram;
+  std::string strOption;
+  std::getline(arguments, strProgram, '\0');
+  std::getline(arguments, strOption, '\0');
+  return strProgram == "sh" && strOption == "-c" ? pEldest->pid : 0;
+}
+
+}  // namespace
+
+bool markEnded(Session& session, Json::Int64 iResult, const char* szWhy) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter["result_id"] = iResult;
+  WriteLock lock(session);
+  Json::Value jRun;
+  if (session.runs()->recGetOne(jFilter, jRun) < 0) {
+    throw Failure(fmt::format("cannot read run {}", iResult));
+  }
+  if (!jRun.isObject() || jRun.isMember("stop_time")) {
+    return false;
+  }
+  Json::Value jUpdate(Json::objectValue);
+  jUpdate["ended_by"] = szWhy;
+  if (session.runs()->recUpdateByFilter(jFilter, jUpdate) < 0) {
+    throw Failure(fmt::format("cannot change run {} in the store", iResult));
+  }
+  lock.commit();
+  return true;
+}
+
+RunEnd::RunEnd(Process process, std::chrono::seconds grace)
+    : m_process(std::move(process)), m_grace(grace), m_deadline(Clock::now() + grace) {
+  if (!m_lock.takeTurn({turnOf(m_process)}, OTHERS_LIMIT)) {
+    throw Failure(fmt::format("the run of process {} is being ended by another command", m_process.pid()));
+  }
+  m_process.signal(SIGSTOP);
+  look();
+}
+
+void RunEnd::ask() {
+  m_deadline = Clock::now() + m_grace;
+  look();
+  const pid_t pidShell = shellOf(m_process.pid());
+  for (const auto& [pid, known] : m_mapKnown) {
+    // It waits for the script, and hands on how that ended.
+    if (pid != pidShell) {
+      known.signal(SIGTERM);
+    }
+    // What is stopped would not see it.
+    known.signal(SIGCONT);
+  }
+}
+
+RunEnd::~RunEnd() {
+  m_process.signal(SIGCONT);
+}
+
+/// Takes hold of everything below the process, and below what was there before and may have lost its way to it.
+void RunEnd::look() {
+  const ProcessTable table;
+  std::vector<ProcessStatus> vecFound = table.below(m_process.pid());
+  for (const auto& [pid, known] : m_mapKnown) {
+    const std::vector<ProcessStatus> vecBelow = known.isAlive() ? table.below(pid) : std::vector<ProcessStatus>();
+    vecFound.insert(vecFound.end(), vecBelow.begin(), vecBelow.end());
+  }
+  std::erase_if(m_mapKnown, [](const auto& entry) { return !entry.second.isAlive(); });
+  for (const ProcessStatus& status : vecFound) {
+    m_mapKnown.try_emplace(status.pid, status);
+  }
+}
+
+bool RunEnd::isEmpty() const {
+  return std::none_of(m_mapKnown.begin(), m_mapKnown.end(), [](const auto& entry) { return entry.second.isAlive(); });
+}
+
+void RunEnd::freeze() {
+  bool blAllStopped = false;
+  for (int i = 0; i < FREEZE_ROUNDS && !blAllStopped; ++i) {
+    look();
+    blAllStopped = true;
+    for (const auto& [pid, known] : m_mapKnown) {
+      const std::optional<ProcessStatus> status = known.status();
+      if (status && !status->isEnded() && status->cState != 'T') {
+        known.signal(SIGSTOP);
+        blAllStopped = false;
+      }
+    }
+  }
+}
+
+void RunEnd::killAll() {
+  freeze();
+  for (const auto& [pid, known] : m_mapKnown) {
+    known.signal(SIGKILL);
+  }
+}
+
+void RunEnd::hold() {
+  look();
+  if (isEmpty()) {
+    m_blHeld = false;
+    m_deadline = Clock::now() + std::max(m_grace, std::chrono::seconds(1));
+    m_process.signal(SIGCONT);
+  } else if (Clock::now() >= m_deadline) {
+    killAll();
+  }
+}
+
+/// It has only its script's output to copy now, but may be kept from that too.
+void RunEnd::letGo() {
+  if (Clock::now() < m_deadline) {
+    return;
+  }
+  look();
+  if (isEmpty()) {
+    m_process.signal(SIGKILL);
+  } else {
+    killAll();
+  }
+}
+
+bool RunEnd::step() {
+  if (!m_process.isAlive()) {
+    // Killed by somebody else: nothing holds together what is left below it.
+    if (m_blHeld && !isEmpty()) {
+      killAll();
+    }
+    return true;
+  }
+  m_blHeld ? hold() : letGo();
+  return false;
+}
+
+void releaseAbandoned(const Process& process) {
+  TaskLock lock;
+  if (lock.takeTurn({turnOf(process)}, std::chrono::milliseconds(0))) {
+    process.signal(SIGCONT);
+  }
+}
+
+}  // namespace Host

@@ -1,0 +1,107 @@
+#include "run_watch.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+#include "json_read.h"
+#include "outcome.h"
+
+namespace Host {
+
+namespace {
+
+pid_t pidOf(const Json::Value& jRun) {
+  return static_cast<pid_t>(intOf(jRun, "pid"));
+}
+
+}  // namespace
+
+void RunWatch::note(Session& session, const Json::Value& jRun) {
+  const Json::Int64 iResult = intOf(jRun, "result_id");
+  const std::string strTask = textOf(jRun, "task_name");
+  // From here on the run tells that the task cannot be changed.
+  m_lock.withdraw(strTask);
+  if (!jRun.isMember("stop_time") && m_mapOpen.count(iResult) == 0) {
+    OpenRun& run = m_mapOpen[iResult];
+    run.pid = pidOf(jRun);
+    run.limit = std::chrono::seconds(intOf(findTask(session, strTask), "time_limit"));
+  }
+}
+
+void RunWatch::look(const std::set<pid_t>& setChildren, pid_t pidExecution) {
+  m_pidExecution = pidExecution;
+  Session session;
+  std::set<Json::Int64> setOpen;
+  Json::Int64 iSeen = m_iSeen;
+  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {} or stop_time is null", m_iSeen))) {
+    const Json::Int64 iResult = intOf(jRun, "result_id");
+    if (setChildren.count(pidOf(jRun)) > 0) {
+      note(session, jRun);
+      setOpen.insert(jRun.isMember("stop_time") ? 0 : iResult);
+    }
+    iSeen = std::max(iSeen, iResult);
+  }
+  std::erase_if(m_mapOpen, [&](const auto& entry) { return setOpen.count(entry.first) == 0; });
+  m_iSeen = iSeen;
+}
+
+void RunWatch::end(Json::Int64 iResult, OpenRun& run, const char* szWhy) {
+  run.blAsked = true;
+  Process process(run.pid);
+  const std::optional<ProcessStatus> status = process.status();
+  if (!status || status->isEnded() || status->pidParent != m_pidExecution) {
+    return;
+  }
+  auto pEnd = std::make_unique<RunEnd>(std::move(process), m_grace);
+  Session session;
+  if (pEnd->hasWork() && markEnded(session, iResult, szWhy)) {
+    pEnd->ask();
+    run.pEnd = std::move(pEnd);
+  }
+}
+
+void RunWatch::endOverdue() {
+  for (auto& [iResult, run] : m_mapOpen) {
+    if (run.blAsked || run.limit.count() <= 0) {
+      continue;
+    }
+    const std::optional<ProcessStatus> status = processStatus(run.pid);
+    if (status && secondsSinceStart(*status) >= static_cast<double>(run.limit.count())) {
+      end(iResult, run, ENDED_TIME_LIMIT);
+    }
+  }
+}
+
+void RunWatch::endAll(const char* szWhy) {
+  for (auto& [iResult, run] : m_mapOpen) {
+    if (!run.blAsked) {
+      end(iResult, run, szWhy);
+    }
+  }
+}
+
+bool RunWatch::step() {
+  bool blIdle = true;
+  for (auto& [iResult, run] : m_mapOpen) {
+    if (run.pEnd && run.pEnd->step()) {
+      run.pEnd.reset();
+    }
+    blIdle = blIdle && !run.pEnd;
+  }
+  return blIdle;
+}
+
+std::set<pid_t> RunWatch::processes() const {
+  std::set<pid_t> setPids;
+  for (const auto& [iResult, run] : m_mapOpen) {
+    setPids.insert(run.pid);
+  }
+  return setPids;
+}
+
+bool RunWatch::isEnding(pid_t pid) const {
+  return std::any_of(m_mapOpen.begin(), m_mapOpen.end(),
+                     [pid](const auto& entry) { return entry.second.pid == pid && entry.second.pEnd; });
+}
+
+}  // namespace Host

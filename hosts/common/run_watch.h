@@ -1,0 +1,68 @@
+/// \file run_watch.h
+/// The runs of one execution, looked after while they go on.
+
+#pragma once
+
+#include <chrono>
+#include <json/value.h>
+#include <map>
+#include <memory>
+#include <set>
+#include <sys/types.h>
+
+#include "run_end.h"
+#include "session.h"
+#include "task_lock.h"
+
+namespace Host {
+
+class RunWatch {
+public:
+  /// \param iLastResult  runs up to this one are older than the execution.
+  /// \param grace        how long a run may take to end when it is asked to.
+  RunWatch(TaskLock& lock, Json::Int64 iLastResult, std::chrono::seconds grace)
+      : m_lock(lock), m_iSeen(iLastResult), m_grace(grace) {}
+
+  /// Reads what has begun and ended since the last time. Tasks that have been started are withdrawn.
+  /// \param setChildren   processes of the runs of the execution.
+  /// \param pidExecution  the parent of those processes.
+  void look(const std::set<pid_t>& setChildren, pid_t pidExecution);
+
+  /// Begins to end every run whose task may not run longer.
+  void endOverdue();
+
+  /// Begins to end every run.
+  void endAll(const char* szWhy);
+
+  /// Goes on ending what is being ended.
+  /// \return true when nothing is.
+  bool step();
+
+  /// Tells whether all runs have been closed.
+  bool areAllClosed() const { return m_mapOpen.empty(); }
+
+  /// Processes of the runs that are open.
+  std::set<pid_t> processes() const;
+
+  /// Tells whether this run is being ended here.
+  bool isEnding(pid_t pid) const;
+
+private:
+  struct OpenRun {
+    pid_t pid = 0;
+    std::chrono::seconds limit{0};
+    bool blAsked = false;  ///< ended here, or by itself when that was tried
+    std::unique_ptr<RunEnd> pEnd;
+  };
+
+  void note(Session& session, const Json::Value& jRun);
+  void end(Json::Int64 iResult, OpenRun& run, const char* szWhy);
+
+  TaskLock& m_lock;
+  Json::Int64 m_iSeen;
+  std::chrono::seconds m_grace;
+  pid_t m_pidExecution = 0;
+  std::map<Json::Int64, OpenRun> m_mapOpen;
+};
+
+}  // namespace Host
