@@ -62,8 +62,13 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   run -1 --separate-stderr eorva config set --output off
   complains "there are tasks of 2 owners"
   run -0 eorva config set --output off --force
+  run -1 --separate-stderr eorva fire bootup
+  complains "or allow it with shared_script=yes in /etc/eorva.conf"
+  same "runs" 0 "$(eorva runs list --json | jq length)"
+  echo shared_script=yes >>/etc/eorva.conf
   run -0 --separate-stderr eorva fire bootup
-  complains "warning: output is switched off"
+  complains "warning: no output is kept, so a script of one owner can be run with the rights of another"
+  sed -i /shared_script=yes/d /etc/eorva.conf
   run -1 --separate-stderr eorva runs output 1
   complains "nothing is kept of run 1"
 }

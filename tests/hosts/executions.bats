@@ -82,8 +82,8 @@ setup() { fresh_store; }
     eorva fire bootup
   )
   run -0 eorva runs output "$(run_of look)"
-  same "environment" "EORVA_EVENT=bootup HOME=/home/alice LANG=C.UTF-8 LOGNAME=alice PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin PWD=/ SHELL=/bin/sh USER=alice" \
-    "$(grep = <<<"$output" | grep -vE '^(_|OLDPWD|SHLVL)=' | paste -sd ' ')"
+  same "environment" "EORVA_EVENT=bootup EORVA_FIRED_AT=now HOME=/home/alice LANG=C.UTF-8 LOGNAME=alice PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin PWD=/ SHELL=/bin/sh USER=alice" \
+    "$(grep = <<<"$output" | grep -vE '^(_|OLDPWD|SHLVL)=' | sed -E 's/^(EORVA_FIRED_AT)=[0-9]{10}$/\1=now/' | paste -sd ' ')"
   says "umask 0022, folder /, user alice, groups alice staff-of-two"
   says "SigBlk:	0000000000000000"
   # The C library itself ignores its two internal signals, 32 and 33, in what it starts.
@@ -95,12 +95,19 @@ setup() { fresh_store; }
 }
 
 @test "an event without tasks does nothing, says so, and is no failure" {
-  run -0 --separate-stderr eorva fire silence
-  complains 'the event "silence" has no task that could start'
-  says "event silence: 0 runs"
+  run -0 --separate-stderr eorva fire hourly
+  complains 'the event "hourly" has no task that could start'
+  says "event hourly: 0 runs"
   add_task resting silence alice 'exit 0' --disabled
   run -0 eorva fire silence
   same "runs" 0 "$(eorva runs list --json | jq length)"
+}
+
+@test "an event that nobody knows is a failure that names it" {
+  run -1 --separate-stderr eorva fire botup
+  complains 'there is no event "botup": no task is bound to it'
+  run -1 --separate-stderr eorva fire botup --detach
+  complains 'there is no event "botup"'
 }
 
 @test "run starts one task, though it is disabled and waits for others, and none that wait for it" {
@@ -192,7 +199,7 @@ setup() { fresh_store; }
 
 @test "what ends the display does not end the execution" {
   add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; echo done'
-  setsid bash -c 'trap - INT; exec eorva fire bootup' >/dev/null 2>fire.err 3>&- &
+  env --default-signal=INT eorva fire bootup >/dev/null 2>fire.err 3>&- &
   local display=$!
   wait_until runs_are 1
   kill -INT "$display"

@@ -17,31 +17,45 @@ teardown() { pkill -KILL -x eorva || true; }
   run -1 setpriv --reuid=bob --regid=bob --init-groups bash -c "echo rm -rf / >$KEPT/one/x"
 }
 
-@test "a folder that somebody else planted stops the execution before anything runs" {
+@test "what somebody else planted in the place of a folder is moved aside, and stops nobody" {
   add_task victim bootup alice 'echo ran'
   add_task bystander bootup bob 'echo ran'
   mkdir -m 777 "$KEPT/victim"
   chown bob "$KEPT/victim"
-  run -1 --separate-stderr eorva fire bootup
-  complains "the output folder $KEPT/victim belongs to user 7002, but the task's owner is user 7001"
-  same "runs" 0 "$(eorva runs list --json | jq length)"
-  run -1 --separate-stderr eorva run victim
-  complains "$KEPT/victim"
+  touch "$KEPT/victim/planted"
+  run -0 --separate-stderr eorva fire bootup
+  complains "the output folder of \"victim\" was somebody else's; it is kept as $KEPT/victim~1"
+  same "folder" "alice alice 700" "$(stat -c '%U %G %a' "$KEPT/victim")"
+  same "kept" "$KEPT/victim~1/planted" "$(ls "$KEPT"/victim*/planted)"
+  run -0 --separate-stderr eorva fire bootup
+  same "standard error" "" "$stderr"
+}
+
+@test "a task that is deleted and added again for another owner runs, and so do the others" {
+  add_task again bootup alice 'echo first'
+  add_task other bootup bob 'echo ran'
+  eorva fire bootup >/dev/null
+  eorva task delete again --yes
+  add_task again bootup bob 'echo second'
+  run -0 --separate-stderr eorva fire bootup
+  says "2 runs, 2 ended with 0"
+  same "folder" "bob bob 700" "$(stat -c '%U %G %a' "$KEPT/again")"
+  run -2 setpriv --reuid=alice --regid=alice --init-groups ls "$KEPT/again"
 }
 
 @test "an open folder of root's is not taken for a fresh one" {
   add_task victim bootup alice 'echo ran'
   mkdir -m 777 "$KEPT/victim"
-  run -1 --separate-stderr eorva run victim
-  complains "belongs to user 0"
+  run -0 --separate-stderr eorva run victim
+  complains "$KEPT/victim~1"
 }
 
 @test "a link in the place of a folder is not followed" {
   add_task victim bootup alice 'echo ran'
   mkdir -m 700 /home/bob/trap
   ln -s /home/bob/trap "$KEPT/victim"
-  run -1 --separate-stderr eorva run victim
-  complains "$KEPT/victim: it is no folder, or a link"
+  run -0 --separate-stderr eorva run victim
+  complains "$KEPT/victim~1"
   same "in the trap" "" "$(ls /home/bob/trap)"
 }
 

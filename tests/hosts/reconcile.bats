@@ -13,7 +13,7 @@ setup() {
 
 teardown() { pkill -u alice sleep || true; }
 
-# Starts the long task in the background; sets display, child and execution.
+# Starts the long task in the background; sets display, watch, execution and child, each the parent of the next.
 start_long() {
   eorva run long >long.out 2>long.err 3>&- &
   display=$!
@@ -21,13 +21,15 @@ start_long() {
   wait_until test -s /tmp/pid
   child=$(field 1 pid)
   execution=$(parent_of "$child")
+  watch=$(parent_of "$execution")
 }
 
-is_open() { [[ $(field 1 outcome) == '"running"' ]]; }
+# As it is stored: who looks at a run closes it, when its process is gone.
+is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result where result_id = 1') == 1 ]]; }
 
 @test "a run whose whole family was killed is closed by the next event" {
   start_long
-  kill -9 "$display" "$execution" "$child" "$(cat /tmp/pid)"
+  kill -9 "$display" "$watch" "$execution" "$child" "$(cat /tmp/pid)"
   wait "$display" || true
   wait_until gone "$child"
   is_open
@@ -63,6 +65,36 @@ is_open() { [[ $(field 1 outcome) == '"running"' ]]; }
   same "left in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorvascheduler*')"
 }
 
+@test "an execution goes on without the process that watches over it" {
+  start_long
+  kill -9 "$watch"
+  local status=0
+  wait "$display" || status=$?
+  same "answer" 1 "$status"
+  run -0 eorva fire other
+  is_open
+  kill "$(cat /tmp/pid)"
+  wait_until eval '! is_open'
+  same "outcome" '{"exit_code":15,"exit_type":"by_signal"}' "$(field 1 exit_info)"
+}
+
+@test "a status that cannot be read is put right, and keeps what else it holds" {
+  local damaged
+  for damaged in '{"running":7,"kept":1}' '{"running":null,"kept":1}' '{"running":{"a":1},"kept":1}' \
+    '{"running":"x","kept":1}' '{"running":[-5,"x",4000000],"kept":1}'; do
+    sqlite3 "$DATABASE" "update task set status = '$damaged' where task_name = 'quick'"
+    run -0 eorva fire other
+    sqlite3 "$DATABASE" "update task set status = '$damaged' where task_name = 'long'"
+    run -0 eorva fire other
+    same "after $damaged" '{"kept":1,"running":[]}' "$(eorva task show long --json | jq -cS .status)"
+  done
+  for damaged in '[]' '7' '"x"'; do
+    sqlite3 "$DATABASE" "update task set status = '$damaged' where task_name = 'quick'"
+    run -0 eorva fire other
+    says "event other: 1 run, 1 ended with 0"
+  done
+}
+
 @test "a child that is killed alone is closed by its own execution" {
   start_long
   kill -9 "$child"
@@ -75,7 +107,7 @@ is_open() { [[ $(field 1 outcome) == '"running"' ]]; }
 
 @test "a process number that means another process now does not keep a task from running" {
   start_long
-  kill -9 "$display" "$execution" "$child" "$(cat /tmp/pid)"
+  kill -9 "$display" "$watch" "$execution" "$child" "$(cat /tmp/pid)"
   wait "$display" || true
   wait_until gone "$child"
   # As after a reboot: the number belongs to something else.

@@ -1,0 +1,118 @@
+#!/usr/bin/env bats
+# What scripts are told about an event, and executions that nobody waits for.
+
+load common
+
+setup() { fresh_store; }
+
+@test "scripts are told the event, when it was, and what whoever fired it says" {
+  add_task look bootup alice 'echo "$EORVA_EVENT|$EORVA_FIRED_AT|$DISK|$WORDS|$EMPTY"'
+  local before after
+  before=$(date +%s)
+  run -0 eorva fire bootup --env DISK=/dev/sdb --env 'WORDS=a b=$HOME "c"' --env EMPTY=
+  after=$(date +%s)
+  IFS='|' read -r event fired rest <<<"$(eorva runs output 1)"
+  same "event" bootup "$event"
+  ((before <= fired && fired <= after))
+  same "told" '/dev/sdb|a b=$HOME "c"|' "$rest"
+  run -0 eorva run look --env DISK=x
+  [[ $(eorva runs output 2) == on_demand\|*\|x\|\| ]]
+}
+
+@test "what changes how programs are found, loaded or read is not told" {
+  add_task look bootup alice 'exit 0'
+  local variable
+  for variable in PATH=/tmp LD_PRELOAD=/tmp/x.so LD_LIBRARY_PATH=/tmp IFS=x ENV=/tmp/x BASH_ENV=/tmp/x HOME=/ USER=root \
+    LOGNAME=root SHELL=/tmp/x LANG=C LC_ALL=C GLIBC_TUNABLES=x GCONV_PATH=/tmp MALLOC_TRACE=/tmp/x PYTHONPATH=/tmp \
+    PERL5OPT=-d RUBYOPT=-r TMPDIR=/tmp EORVA_EVENT=x EORVA_FIRED_AT=1 BASH_FUNC_ls%%=x 1A=x A-B=x =x A 'A B=x'; do
+    run -2 --separate-stderr eorva fire bootup --env "$variable"
+    complains "--env \"${variable%%=*}"
+  done
+  same "runs" 0 "$(eorva runs list --json | jq length)"
+}
+
+ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")] | length') == "$1" ]]; }
+
+@test "what is detached goes on alone, and is under way when that is said" {
+  add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; echo "$EORVA_EVENT $DISK"'
+  run -0 --separate-stderr eorva fire bootup --detach --env DISK=sdb
+  [[ $output =~ ^event\ bootup:\ started\ in\ process\ ([0-9]+)$ ]]
+  local pid=${BASH_REMATCH[1]}
+  kill -0 "$pid"
+  same "standard error" "" "$stderr"
+  wait_until runs_are 1
+  same "open files of the watch" "/dev/null" "$(readlink "/proc/$pid/fd/0" "/proc/$pid/fd/1" "/proc/$pid/fd/2" | sort -u)"
+  touch /tmp/go
+  wait_until ended_well 1
+  same "printed" "bootup sdb" "$(eorva runs output 1)"
+  wait_until gone "$pid"
+  run -0 eorva run slow --detach --json
+  same "what was started" '["slow","number"]' "$(jq -c '[.task, (.pid | type)]' <<<"$output")"
+  wait_until ended_well 2
+}
+
+@test "what cannot be started is told to who detaches it" {
+  run -1 --separate-stderr eorva run nothing --detach
+  complains 'there is no task "nothing"'
+  add_task one bootup alice 'exit 0'
+  chmod 777 "$KEPT"
+  run -1 --separate-stderr eorva fire bootup --detach
+  complains "may be changed by others (mode 0777)"
+  chmod 711 "$KEPT"
+  run -0 --separate-stderr eorva fire hourly --detach
+  says "event hourly: 0 runs"
+}
+
+@test "an event that happens while its tasks run is not lost" {
+  add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  add_task several bootup bob 'exit 0' --parallel
+  eorva fire bootup --detach
+  wait_until ended_well 1
+  local i
+  for i in 1 2 3; do
+    eorva fire bootup --detach
+  done
+  wait_until ended_well 4
+  touch /tmp/go
+  wait_until ended_well 5
+  same "runs" '{"several":4,"single":1}' "$(eorva runs list --json | jq -cS 'group_by(.task_name) | map({(.[0].task_name): length}) | add')"
+}
+
+@test "descriptors that were closed are given to nothing else" {
+  add_task one bootup alice 'exit 0'
+  run -0 bash -c 'exec eorva run one >/dev/null <&- 2>&-'
+  run -1 bash -c 'exec eorva runs list >&-'
+  run -0 bash -c 'eorva fire bootup --detach <&- 2>&- | cat'
+  wait_until ended_well 2
+  same "integrity" ok "$(sqlite3 "$DATABASE" 'pragma integrity_check')"
+}
+
+@test "who is told to ignore an interrupt goes on showing" {
+  add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  (
+    trap '' INT
+    exec eorva fire bootup >shown 2>&1 3>&-
+  ) &
+  local display=$!
+  wait_until runs_are 1
+  kill -INT "$display"
+  touch /tmp/go
+  wait "$display"
+  grep -q '1 ended with 0' shown
+}
+
+@test "a display that loses the store says that the execution goes on" {
+  add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  eorva fire bootup >shown 2>&1 3>&- &
+  local display=$!
+  wait_until runs_are 1
+  mv /usr/orva/share/eorvascheduler /usr/orva/share/aside
+  wait_until grep -q 'nothing more can be shown: .*; the execution goes on in process' shown
+  mv /usr/orva/share/aside /usr/orva/share/eorvascheduler
+  touch /tmp/go
+  local status=0
+  wait "$display" || status=$?
+  same "answer" 1 "$status"
+  grep -q "the execution has ended; 'eorva runs list' shows how" shown
+  same "outcome" '"ok"' "$(field 1 outcome)"
+}

@@ -1,0 +1,182 @@
+#!/usr/bin/env bats
+# Runs that are ended before they end by themselves.
+
+load common
+
+setup() { fresh_store; }
+
+teardown() { pkill -KILL -u alice || true; }
+
+# A family that is hard to end: sessions of their own, parents that are gone, and nobody who listens to TERM.
+STUBBORN='trap "" TERM
+(setsid sh -c "trap \"\" TERM; (trap \"\" TERM; sleep 401 & ); sleep 402" &)
+setsid -f sh -c "trap \"\" TERM; setsid -f sleep 403; sleep 404"
+touch /tmp/go
+sleep 405'
+
+alice_has() { [[ $(pgrep -u alice sleep | wc -l) == "$1" ]]; }
+
+# start TASK [OPTION...]: runs a task in the background until it has begun.
+start() {
+  eorva run "$@" >"$1.out" 2>"$1.err" 3>&- &
+  display=$!
+  wait_until test -e /tmp/go
+}
+
+@test "a run is ended with all that its script has started, double forks and sessions of their own too" {
+  add_task stubborn bootup alice "$STUBBORN"
+  chmod 1777 /tmp
+  start stubborn
+  wait_until alice_has 5
+  run -0 eorva stop 1 --grace 1
+  same "said" "run 1 of stubborn: stopped: exit 9 or signal 9 (SIGKILL)" "$output"
+  same "left of it" "" "$(pgrep -u alice || true)"
+  same "record" '["stopped",{"exit_code":9,"exit_type":"by_signal"},"failed"]' \
+    "$(eorva runs show 1 --json | jq -c '[.ended_by, .exit_info, .outcome]')"
+  local status=0
+  wait "$display" || status=$?
+  same "answer of the execution" 3 "$status"
+  grep -q 'stubborn: stopped: exit 9' stubborn.out
+  same "running list" '{"running":[]}' "$(eorva task show stubborn --json | jq -c .status)"
+}
+
+@test "what listens to TERM may clean up, and the record tells how it ended" {
+  add_task polite bootup alice 'trap "echo cleaned; exit 7" TERM; touch /tmp/go; while :; do sleep 0.1; done'
+  chmod 1777 /tmp
+  start polite
+  run -0 eorva stop 1 --json
+  same "record" '["stopped",7]' "$(jq -c '[.ended_by, .exit_info.exit_code]' <<<"$output")"
+  wait "$display" || true
+  [[ $(eorva runs output 1) == *cleaned ]]
+}
+
+@test "other runs of the same execution go on, and so do those that wait" {
+  add_task one bootup alice 'touch /tmp/go; sleep 300'
+  add_task two bootup alice 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done; echo done'
+  add_task then bootup bob 'echo after' --after one --after two
+  chmod 1777 /tmp
+  rm -f /tmp/go2
+  eorva fire bootup >fired 3>&- &
+  wait_until runs_are 2
+  wait_until test -e /tmp/go
+  run -0 eorva stop "$(run_of one)"
+  same "two" '"running"' "$(field "$(run_of two)" outcome)"
+  touch /tmp/go2
+  wait
+  same "then" '"ok"' "$(field "$(run_of "then")" outcome)"
+  grep -q 'event bootup: 3 runs, 2 ended with 0, 1 did not' fired
+}
+
+@test "a script whose processes come and go all the time ends too" {
+  add_task restless bootup alice 'trap "" TERM; for i in 1 2 3 4 5 6 7 8 9 10; do
+    (while :; do (setsid -f sleep 0.3); sleep 0.05; done) & done; touch /tmp/go; wait'
+  chmod 1777 /tmp
+  start restless
+  run -0 eorva stop 1 --grace 0
+  same "left of it" "" "$(pgrep -u alice || true)"
+  wait "$display" || true
+}
+
+@test "ending a run that has ended changes nothing" {
+  add_task quick bootup alice 'exit 0'
+  eorva run quick >/dev/null
+  run -0 --separate-stderr eorva stop 1
+  complains "run 1 has ended already"
+  same "record" '[null,"ok"]' "$(eorva runs show 1 --json | jq -c '[.ended_by, .outcome]')"
+  run -1 --separate-stderr eorva stop 77
+  complains "there is no run 77"
+}
+
+@test "a number that means another process by now is never signalled" {
+  add_task long bootup alice 'touch /tmp/go; sleep 300'
+  chmod 1777 /tmp
+  start long
+  sleep 300 3>&- &
+  local other=$!
+  sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info) values ('long', 1, $other, '{}')"
+  run -0 eorva stop 2 --grace 0
+  same "outcome of the other" '"interrupted"' "$(field 2 outcome_text)"
+  kill -0 "$other"
+  # A run that is older than the execution that the process belongs to.
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, pid, exit_info)
+    select -5, 'long', 1, pid, '{}' from task_result where result_id = 1"
+  run -0 eorva stop --grace 0 -- -5
+  same "outcome of the older" interrupted "$(sqlite3 "$DATABASE" "select json_extract(exit_info, '$.exit_type') from task_result where result_id = -5")"
+  same "the run goes on" '"running"' "$(field 1 outcome)"
+  kill -0 "$(field 1 pid)"
+  kill -9 "$other"
+  eorva stop 1 --grace 0
+  wait "$display" || true
+}
+
+@test "a run that a killed command held goes on" {
+  add_task long bootup alice 'touch /tmp/go; while [ ! -e /tmp/go2 ]; do sleep 0.1; done; echo done'
+  chmod 1777 /tmp
+  rm -f /tmp/go2
+  start long
+  kill -STOP "$(field 1 pid)"
+  touch /tmp/go2
+  wait
+  same "outcome" '"ok"' "$(field 1 outcome)"
+}
+
+@test "a script that leaves a process behind every moment uses up no process ids" {
+  add_task leaver bootup alice 'i=0; while [ $i -lt 300 ]; do (true &); i=$((i + 1)); done; touch /tmp/go; while [ ! -e /tmp/go2 ]; do sleep 0.1; done'
+  chmod 1777 /tmp
+  rm -f /tmp/go2
+  start leaver
+  few_zombies() { [[ $(ps -o stat= --ppid "$(field 1 pid)" | grep -c '^Z') -lt 60 ]]; }
+  wait_until few_zombies
+  touch /tmp/go2
+  wait
+  same "outcome" '"ok"' "$(field 1 outcome)"
+}
+
+@test "a task may not run longer than its limit" {
+  add_task limited bootup alice 'sleep 300'
+  add_task unlimited bootup alice 'sleep 5'
+  add_task after bootup bob 'exit 0' --after limited
+  sqlite3 "$DATABASE" "update task set time_limit = 2 where task_name = 'limited'"
+  run -3 eorva fire bootup
+  says "limited: time limit: exit 15 or signal 15 (SIGTERM)"
+  same "record" '["time_limit",{"exit_code":15,"exit_type":"by_signal"}]' \
+    "$(eorva runs show "$(run_of limited)" --json | jq -c '[.ended_by, .exit_info]')"
+  same "unlimited" '"ok"' "$(field "$(run_of unlimited)" outcome)"
+  same "after" '"ok"' "$(field "$(run_of after)" outcome)"
+}
+
+@test "the limit is kept although the display is gone" {
+  add_task limited bootup alice 'trap "" TERM; touch /tmp/go; sleep 300'
+  chmod 1777 /tmp
+  echo stop_grace=1 >/etc/eorva.conf
+  sqlite3 "$DATABASE" "update task set time_limit = 3 where task_name = 'limited'"
+  start limited
+  kill -9 "$display"
+  wait_until eval '[[ $(field 1 ended_by) == "\"time_limit\"" && $(field 1 outcome) == "\"failed\"" ]]'
+  same "left of it" "" "$(pgrep -u alice || true)"
+  rm /etc/eorva.conf
+}
+
+@test "when the time of an event is used up, all is ended and closed, and nothing more starts" {
+  add_task one bootup alice 'sleep 300'
+  add_task two bootup bob 'trap "" TERM; setsid -f sleep 301; sleep 302'
+  add_task quick bootup bob 'exit 0'
+  add_task then bootup alice 'echo never' --after one
+  echo stop_grace=1 >/etc/eorva.conf
+  run -3 --separate-stderr eorva fire bootup --budget 4
+  complains 'the 4 s for the event "bootup" were used up; what still ran was ended'
+  says "event bootup: 3 runs, 1 ended with 0, 2 did not; not started: then"
+  same "ended" '[["one","budget",15],["quick",null,0],["two","budget",9]]' \
+    "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"
+  same "left of it" "" "$(pgrep -f 'sleep 30[0-2]' || true)"
+  same "left of executions" "" "$(ls -A /run/eorva/executions)"
+  same "running lists" '[{"running":[]},null]' "$(eorva task list --json | jq -c '[.[].status] | unique | sort_by(. == null)')"
+  rm /etc/eorva.conf
+}
+
+@test "a budget that is not used up changes nothing" {
+  add_task quick bootup alice 'exit 0'
+  run -0 --separate-stderr eorva fire bootup --budget 100
+  same "standard error" "" "$stderr"
+  same "record" '[null,"ok"]' "$(eorva runs show 1 --json | jq -c '[.ended_by, .outcome]')"
+}
