@@ -126,7 +126,7 @@ setup() { fresh_store; }
 
 @test "log lines go to standard output when that is asked for" {
   run -1 eorva --log-stdout --debug task show nobody
-  run -0 eorva --log-stdout --debug fire nothing
+  run -0 eorva --log-stdout --debug fire hourly
   add_task one bootup alice 'exit 0'
   run -0 eorva --log-stdout --debug fire bootup
   says "jTaskArray size=1"
