@@ -16,6 +16,8 @@ editor() {
   unset VISUAL
 }
 
+has_runs() { (($(sqlite3 "$DATABASE" 'select count(*) from task_result') > 0)); }
+
 edits_left() { find /var/tmp -path '/var/tmp/eorva-edit.*' -type f; }
 
 @test "each option changes its member and no other" {
@@ -241,6 +243,27 @@ T
   pkill -u alice sleep
   wait %1 || true
   same "members" '["exit 0\n",false,[]]' "$(member it '[.operation, .enable, .status.running]')"
+}
+
+@test "a change is not lost while an execution starts the task from an older copy of its record" {
+  # The roots of an event are listed once, and started one after the other: the last one long after that.
+  add_task t10 bootup alice 'exit 0'
+  sqlite3 "$DATABASE" "with recursive n(i) as (select 11 union all select i + 1 from n where i < 40)
+    insert into task (task_name, event, owner, enable, operation) select 't' || i, event, owner, enable, operation
+    from task, n"
+  eorva fire bootup >/dev/null 2>&1 3>&- &
+  wait_until has_runs
+  pkill -STOP -x eorva
+  run --separate-stderr timeout 60 eorva task edit t40 --mail new
+  # All of them: what was stopped may be another program by now.
+  kill -CONT -1
+  if [[ $status != 0 ]]; then
+    complains "an execution under way may still start it"
+    wait_until eorva task edit t40 --mail new
+  fi
+  wait %1 || true
+  same "runs" 31 "$(eorva runs list --limit 0 --json | jq length)"
+  same "addresses" '"new"' "$(member t40 .notify_mail)"
 }
 
 @test "the script of a task that lies where nothing can be run gets a warning" {
