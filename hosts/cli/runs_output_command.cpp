@@ -116,8 +116,9 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
   for (bool blGoesOn = true; blGoesOn; blGoesOn ? nanosleep(&PAUSE, nullptr) : 0) {
     // Asked first: what was printed by then is read after that.
     blGoesOn = goesOn(session, options.iResult);
-    if (!file && (file = findRunFile(jRun, OUTPUT_FILE, strLooked))) {
-      iOffset = startOfTail(*file, options.cTail);
+    if (!file) {
+      file = findRunFile(jRun, OUTPUT_FILE, strLooked);
+      iOffset = file ? startOfTail(*file, options.cTail) : 0;
     }
     if (file) {
       passOn(*file, iOffset, sink);

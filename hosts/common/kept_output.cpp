@@ -20,6 +20,10 @@ namespace {
 constexpr int MAX_DEPTH = 64;
 constexpr std::uint64_t CB_BLOCK = 512;
 
+std::string below(const std::string& strPath, const std::string& strName) {
+  return fmt::format("{}/{}", strPath, strName);
+}
+
 [[noreturn]] void failAt(const char* szDo, const std::string& strPath) {
   throw Failure(fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(errno)));
 }
@@ -82,7 +86,7 @@ std::uint64_t sizeBelow(const UniqueFd& folder, const std::string& strPath, int 
     if (S_ISREG(status.st_mode) && status.st_nlink == 1) {
       cb += static_cast<std::uint64_t>(status.st_blocks) * CB_BLOCK;
     } else if (S_ISDIR(status.st_mode)) {
-      cb += sizeOfFolder(folder, strName, strPath + "/" + strName, cDepth);
+      cb += sizeOfFolder(folder, strName, below(strPath, strName), cDepth);
     }
   }
   return cb;
@@ -91,24 +95,24 @@ std::uint64_t sizeBelow(const UniqueFd& folder, const std::string& strPath, int 
 void removeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth);
 
 void removeEntry(const UniqueFd& folder, const std::string& strName, const std::string& strPath, int cDepth) {
-  const std::optional<UniqueFd> below = openFolder(folder.get(), strName, strPath);
-  if (below) {
-    if (deviceOf(*below) != deviceOf(folder)) {
+  const std::optional<UniqueFd> inner = openFolder(folder.get(), strName, strPath);
+  if (inner) {
+    if (deviceOf(*inner) != deviceOf(folder)) {
       throw Failure(fmt::format("cannot remove {}: another file system is mounted there", strPath));
     }
     if (cDepth >= MAX_DEPTH) {
       throw Failure(fmt::format("cannot remove {}: it lies more than {} folders deep", strPath, MAX_DEPTH));
     }
-    removeBelow(*below, strPath, cDepth + 1);
+    removeBelow(*inner, strPath, cDepth + 1);
   }
-  if (unlinkat(folder.get(), strName.c_str(), below ? AT_REMOVEDIR : 0) < 0 && errno != ENOENT) {
+  if (unlinkat(folder.get(), strName.c_str(), inner ? AT_REMOVEDIR : 0) < 0 && errno != ENOENT) {
     failAt("remove", strPath);
   }
 }
 
 void removeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth) {
   for (const std::string& strName : entriesOf(folder, strPath)) {
-    removeEntry(folder, strName, strPath + "/" + strName, cDepth);
+    removeEntry(folder, strName, below(strPath, strName), cDepth);
   }
 }
 
@@ -148,7 +152,7 @@ std::optional<UniqueFd> openTaskFolder(const OutputFolder& place, const std::str
     return std::nullopt;
   }
   const std::optional<UniqueFd> base = place.openExisting();
-  return base ? openFolder(base->get(), strFolder, place.path() + "/" + strFolder) : std::nullopt;
+  return base ? openFolder(base->get(), strFolder, below(place.path(), strFolder)) : std::nullopt;
 }
 
 }  // namespace
@@ -156,12 +160,15 @@ std::optional<UniqueFd> openTaskFolder(const OutputFolder& place, const std::str
 std::vector<KeptOutput> listKeptOutput(const OutputFolder& place) {
   std::vector<KeptOutput> vecKept;
   const std::optional<UniqueFd> base = place.openExisting();
-  for (const std::string& strFolder : base ? entriesOf(*base, place.path()) : std::vector<std::string>()) {
-    const std::string strTaskPath = place.path() + "/" + strFolder;
+  if (!base) {
+    return vecKept;
+  }
+  for (const std::string& strFolder : entriesOf(*base, place.path())) {
+    const std::string strTaskPath = below(place.path(), strFolder);
     const std::optional<UniqueFd> task = openFolder(base->get(), strFolder, strTaskPath);
     for (const std::string& strName : task ? entriesOf(*task, strTaskPath) : std::vector<std::string>()) {
       if (const std::optional<KeptOutput> kept =
-              readKeptOutput(*task, strFolder, strName, strTaskPath + "/" + strName)) {
+              readKeptOutput(*task, strFolder, strName, below(strTaskPath, strName))) {
         vecKept.push_back(*kept);
       }
     }

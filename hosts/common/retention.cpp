@@ -67,9 +67,9 @@ private:
   /// A run of the same task and second, as a clock that is set back can make one, has the same folder.
   bool isFolderNeeded(const Json::Value& jRun) {
     const auto [strTask, iStart] = keyOf(jRun);
-    return listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", quoted(strTask),
-                                           iStart, intOf(jRun, "result_id")))
-               .size() > 0;
+    return !listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", quoted(strTask),
+                                            iStart, intOf(jRun, "result_id")))
+                .empty();
   }
 
   std::uint64_t removeFolder(const std::string& strFolder, Json::Int64 iStart) {

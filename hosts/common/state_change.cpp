@@ -32,6 +32,7 @@ Json::Value tasksBesides(const ServerState& state, const std::string& strTask) {
 
 std::vector<std::string> errorsOf(const std::string& strTask, const Findings& findings) {
   std::vector<std::string> vecErrors;
+  vecErrors.reserve(findings.vecErrors.size());
   for (const Finding& error : findings.vecErrors) {
     vecErrors.push_back(fmt::format("task \"{}\": {}: {}", strTask, error.strMember, error.strReason));
   }

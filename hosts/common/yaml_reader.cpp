@@ -53,18 +53,18 @@ private:
   yaml_event_t m_event{};
 };
 
-class Reader {
+class DocumentReader {
 public:
-  explicit Reader(const std::string& strText) {
+  explicit DocumentReader(const std::string& strText) {
     if (yaml_parser_initialize(&m_parser) == 0) {
       throw std::bad_alloc();
     }
     yaml_parser_set_encoding(&m_parser, YAML_UTF8_ENCODING);
     yaml_parser_set_input_string(&m_parser, reinterpret_cast<const unsigned char*>(strText.data()), strText.size());
   }
-  ~Reader() { yaml_parser_delete(&m_parser); }
-  Reader(const Reader&) = delete;
-  Reader& operator=(const Reader&) = delete;
+  ~DocumentReader() { yaml_parser_delete(&m_parser); }
+  DocumentReader(const DocumentReader&) = delete;
+  DocumentReader& operator=(const DocumentReader&) = delete;
 
   Json::Value readDocument() {
     const Event streamStart(m_parser);
@@ -156,7 +156,7 @@ private:
 }  // namespace
 
 Json::Value readYaml(const std::string& strText) {
-  return Reader(strText).readDocument();
+  return DocumentReader(strText).readDocument();
 }
 
 }  // namespace Host
