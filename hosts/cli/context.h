@@ -55,6 +55,7 @@ void addEventStateCommands(CLI::App& event, Context& context);
 void addExecuteCommands(CLI::App& app, Context& context);
 void addCheckCommand(CLI::App& app, Context& context);
 void addCompleteCommand(CLI::App& app, Context& context);
+void addManualCommand(CLI::App& app, Context& context);
 void addExplainCommand(CLI::App& app, Context& context);
 void addStopCommand(CLI::App& app, Context& context);
 void addRunsCommands(CLI::App& app, Context& context);

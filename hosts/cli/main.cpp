@@ -55,6 +55,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
   addCheckCommand(app, context);
   addCompleteCommand(app, context);
   addStopCommand(app, context);
+  addManualCommand(app, context);
   addRunsCommands(app, context);
   addConfigCommands(app, context);
   addExportCommand(app, context);

@@ -1,0 +1,122 @@
+/// eorva manual: the commands as a section of the man page, told by the command line's own description, so that the
+/// page has every command and option that there is.
+
+#include <fmt/format.h>
+
+#include "context.h"
+
+namespace {
+
+struct ManualOptions {
+  const CLI::App* pApp = nullptr;
+};
+
+/// Text as scdoc shows it unchanged.
+std::string escaped(const std::string& strText) {
+  std::string strEscaped;
+  for (const char c : strText) {
+    if (c == '\\' || c == '*' || c == '_' || c == '#' || c == '~' || c == '`' || c == '|') {
+      strEscaped += '\\';
+    }
+    strEscaped += c;
+  }
+  return strEscaped;
+}
+
+/// The name of a value, without what is tested of it.
+std::string valueName(const CLI::Option& option) {
+  const std::string strType = option.get_type_name();
+  return strType.substr(0, strType.find(':'));
+}
+
+bool isHidden(const CLI::Option& option) {
+  return option.get_group().empty() || option.check_name("--help");
+}
+
+/// Options in the groups of an application are its own to whoever types them.
+std::vector<const CLI::Option*> optionsOf(const CLI::App& app) {
+  std::vector<const CLI::Option*> vecOptions;
+  for (const CLI::Option* pOption : app.get_options()) {
+    if (!isHidden(*pOption)) {
+      vecOptions.push_back(pOption);
+    }
+  }
+  for (const CLI::App* pGroup : app.get_subcommands([](const CLI::App* pSub) { return pSub->get_name().empty(); })) {
+    const std::vector<const CLI::Option*> vecMore = optionsOf(*pGroup);
+    vecOptions.insert(vecOptions.end(), vecMore.begin(), vecMore.end());
+  }
+  return vecOptions;
+}
+
+std::string synopsis(const CLI::App& app, const std::string& strPath) {
+  std::string strPositionals;
+  bool blOptions = false;
+  for (const CLI::Option* pOption : optionsOf(app)) {
+    if (!pOption->get_positional()) {
+      blOptions = true;
+      continue;
+    }
+    const char* szMore = pOption->get_items_expected_max() > 1 ? "..." : "";
+    const std::string strValue = fmt::format("_{}_{}", escaped(valueName(*pOption)), szMore);
+    strPositionals += pOption->get_required() ? " " + strValue : fmt::format(" [{}]", strValue);
+  }
+  return fmt::format("*{}*{}{}", strPath, blOptions ? " [_OPTION_...]" : "", strPositionals);
+}
+
+void printOptions(const CLI::App& app) {
+  for (const CLI::Option* pOption : optionsOf(app)) {
+    if (!pOption->get_positional()) {
+      const std::string strValue = valueName(*pOption);
+      const bool blValue = pOption->get_items_expected_max() > 0 && !strValue.empty();
+      fmt::print("*--{}*{}\n\t{}\n\n", pOption->get_lnames().front(),
+                 blValue ? fmt::format(" _{}_", escaped(strValue)) : "", escaped(pOption->get_description()));
+    }
+  }
+}
+
+void printExamples(const CLI::App& app) {
+  const std::string strFooter = app.get_footer();
+  const std::size_t iLine = strFooter.find('\n');
+  if (iLine != std::string::npos) {
+    fmt::print("```\n{}```\n\n", strFooter.substr(iLine + 1));
+  }
+}
+
+/// The commands below one, in the order in which help shows them.
+void printCommands(const CLI::App& app, const std::string& strPath) {
+  for (const CLI::App* pCommand : app.get_subcommands([](const CLI::App* pSub) { return !pSub->get_name().empty(); })) {
+    const std::string strName = fmt::format("{} {}", strPath, pCommand->get_name());
+    if (pCommand->get_group().empty()) {
+      continue;
+    }
+    if (pCommand->get_require_subcommand_min() == 0) {
+      fmt::print("## {}\n\n{}\n\n{}\n\n", escaped(strName), synopsis(*pCommand, strName),
+                 escaped(pCommand->get_description()));
+      printOptions(*pCommand);
+      printExamples(*pCommand);
+    }
+    printCommands(*pCommand, strName);
+  }
+}
+
+int runManual(const Context&, const ManualOptions& options) {
+  fmt::print("# OPTIONS\n\n");
+  printOptions(*options.pApp);
+  fmt::print("# COMMANDS\n\n");
+  printCommands(*options.pApp, "eorva");
+  return EXIT_DONE;
+}
+
+}  // namespace
+
+void addManualCommand(CLI::App& app, Context& context) {
+  auto pOptions = std::make_shared<ManualOptions>();
+  pOptions->pApp = &app;
+  CLI::App* pCommand =
+      addCommand(app, "manual", "Print what the man page says about the commands, for scdoc.", "  eorva manual\n");
+  pCommand->group("");
+  pCommand->callback([&context, pOptions] {
+    context.blAnyUser = true;
+    context.fnRun = [&context, pOptions] { return runManual(context, *pOptions); };
+  });
+}
