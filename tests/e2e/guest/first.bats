@@ -1,0 +1,206 @@
+#!/usr/bin/env bats
+# The first start: every way in which an event is fired.
+
+load inside
+
+setup_file() { wait_for_start; }
+
+@test "no unit of the scheduler has failed, and what should be enabled is" {
+  same "failed units" "" "$(systemctl list-units --state=failed --plain --no-legend 'eorva*')"
+  same "enabled events" "bootup shutdown" "$(eorva event list --json | jq -r '[.[] | select(.enabled and .in_catalogue) | .name] | join(" ")')"
+  for unit in eorva-prune.timer eorva-mail-flush.timer eorva-shutdown.service; do
+    systemctl is-active "$unit"
+  done
+  same "default share" "711 root" "$(stat -c '%a %U' /var/lib/orva/scheduler)"
+}
+
+@test "bootup ran its tasks in order, each as its owner" {
+  patiently have_ended bootup 4
+  same "runs" "b-fails alice by_signal/4 b-last bob normal/0 b-left bob normal/0 b-root alice normal/0" \
+    "$(outcomes bootup | sort | paste -sd ' ')"
+  same "first" b-root "$(runs_of bootup | jq -r '.[0].task_name')"
+  same "last" b-last "$(runs_of bootup | jq -r '.[-1].task_name')"
+  in_order bootup b-root b-left
+  in_order bootup b-root b-fails
+  in_order bootup b-left b-last
+  in_order bootup b-fails b-last
+  same "b-root printed" $'alice\nbootup' "$(output_of b-root)"
+  same "b-last printed" bob "$(output_of b-last)"
+}
+
+@test "a timer fires an event of one's own" {
+  patiently have_ended tick 2
+  same "runs" $'tick-one alice normal/0\ntick-two bob normal/0' "$(outcomes tick)"
+}
+
+@test "a path unit fires an event whose name has a blank" {
+  touch /srv/inbox/a-file
+  patiently have_ended 'in box' 2
+  same "runs" $'in-one bob normal/0\nin-two alice normal/0' "$(outcomes 'in box')"
+  same "printed" $'bob\na-file' "$(output_of in-one)"
+}
+
+@test "the journal explains events" {
+  echo true | eorva task add explained --event never --owner alice --script - --any-event
+  eorva task delete explained --yes
+  run -0 journalctl --no-pager --catalog --output short MESSAGE_ID=9d7ed69642a846768eb3ab138102396d
+  says 'Task "explained" was created.'
+  says "The scheduler has stored a new task. It runs when its event fires."
+}
+
+@test "a detached execution survives its caller, in a unit of its own" {
+  systemd-run --wait --quiet --unit e2e-caller eorva fire --detach slow
+  patiently runs_open slow 1
+  local unit
+  unit=$(unit_of long-lived)
+  [[ $unit == /system.slice/eorva-*slow-*.service ]]
+  for property in KillMode=control-group OOMPolicy=continue IgnoreSIGPIPE=no TasksMax=4096; do
+    systemctl show "${unit##*/}" | grep -x "$property"
+  done
+  touch /srv/marks/slow-may-end
+  patiently have_ended slow 1
+  same "outcome" "long-lived alice normal/0" "$(outcomes slow)"
+}
+
+@test "an event that fires again while its tasks run is not lost" {
+  systemctl start eorva-event@twice_over.service
+  patiently runs_open twice_over 1
+  systemctl start eorva-event@twice_over.service
+  patiently runs_open twice_over 2
+  touch /srv/marks/twice
+  patiently have_ended twice_over 2
+}
+
+@test "volumes that come and go are told, by their mount points" {
+  eorva event enable volume_mounted
+  eorva event enable volume_unmounted
+  truncate -s 8M /srv/image
+  mkfs.ext4 -q /srv/image
+  mkdir "/srv/big disk" /srv/again
+  patiently watches mounted
+  patiently watches unmounted
+  mount -o loop /srv/image "/srv/big disk"
+  patiently have_ended volume_mounted 1
+  same "told" $'alice\n/srv/big disk' "$(output_of v-mounted)"
+  # A folder that is shown again, and memory, are no volumes.
+  mount --bind "/srv/big disk/lost+found" /srv/again
+  umount /srv/again
+  mount -t tmpfs tmpfs /srv/again
+  umount /srv/again
+  umount "/srv/big disk"
+  patiently have_ended volume_unmounted 1
+  same "told" $'bob\n/srv/big disk' "$(output_of v-gone)"
+  same "mounts" 1 "$(runs_of volume_mounted | jq length)"
+}
+
+# watches WHAT: the watcher has begun to follow the mount table.
+watches() {
+  local pid
+  for pid in $(systemctl show --property MainPID --value "eorva-volume-$1.service"); do
+    pgrep -P "$pid" findmnt
+  done
+}
+
+# rule_runs ACTION DISK: what the installed rule would have run for it.
+rule_runs() { udevadm test --action="$1" "/sys/block/$2" 2>/dev/null | sed -n "s/^run: '\(.*eorva.*\)'$/\1/p"; }
+
+@test "a disk starts its unit while its event is enabled, and the unit fires the event" {
+  local disk
+  disk=$(find /sys/block -mindepth 1 -maxdepth 1 -printf '%f\n' | grep -vE '^(loop|ram|zram|dm-|md|nbd|sr|fd)' | head -n 1)
+  [[ -n $disk ]]
+  same "disabled, comes" "" "$(rule_runs add "$disk")"
+  eorva event enable disk_attached
+  same "comes" "/bin/systemctl --no-block start eorva-disk-attached@$disk.service" "$(rule_runs add "$disk")"
+  same "goes, disabled" "" "$(rule_runs remove "$disk")"
+  same "changes" "" "$(rule_runs change "$disk")"
+  eorva event enable disk_detached
+  same "goes" "/bin/systemctl --no-block start eorva-disk-detached@$disk.service" "$(rule_runs remove "$disk")"
+  eorva event disable disk_attached
+  same "disabled again, comes" "" "$(rule_runs add "$disk")"
+  systemctl start "eorva-disk-attached@$disk.service" "eorva-disk-detached@$disk.service"
+  patiently have_ended disk_attached 1
+  patiently have_ended disk_detached 1
+  same "told" $'alice\n/dev/'"$disk" "$(output_of d-here)"
+  same "told" $'alice\n/dev/'"$disk" "$(output_of d-gone)"
+}
+
+# ups STATE: the UPS reports it.
+ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
+
+@test "a UPS on battery, and its low battery, are told once each" {
+  printf 'MODE=standalone\n' >/etc/nut/nut.conf
+  printf '[dummy]\ndriver = dummy-ups\nport = dummy.dev\n' >/etc/nut/ups.conf
+  printf 'ups.status: OL\n' >/etc/nut/dummy.dev
+  printf '[tester]\npassword = secret\nactions = SET\n' >/etc/nut/upsd.users
+  # What stays in the background must not keep the descriptors of this test.
+  upsdrvctl start 3>&- >driver.log 2>&1
+  upsd 3>&- >server.log 2>&1
+  patiently upsc dummy@localhost ups.status
+  eorva event enable ups_on_battery
+  eorva event enable ups_low_battery
+  patiently ups OB
+  patiently have_ended ups_on_battery 1
+  same "told" $'bob\ndummy' "$(output_of u-battery)"
+  same "not low" "[]" "$(runs_of ups_low_battery)"
+  patiently ups "OB LB"
+  patiently have_ended ups_low_battery 1
+  same "not twice" 1 "$(runs_of ups_on_battery | jq length)"
+}
+
+@test "calendar timers fire what the server missed while it was off" {
+  local event
+  for event in hourly daily weekly monthly; do
+    touch -d '40 days ago' "/var/lib/systemd/timers/stamp-eorva-$event.timer"
+    eorva event enable "$event"
+  done
+  for event in hourly daily weekly monthly; do
+    patiently have_ended "$event" 1
+    systemctl is-active "eorva-$event.timer"
+  done
+}
+
+@test "the list tells which timer fires an event of one's own" {
+  same "tick" '["e2e-tick.timer"]' "$(eorva event list --json | jq -c '.[] | select(.name == "tick") | .fired_by')"
+  same "in box" '["e2e-inbox.path"]' "$(eorva event list --json | jq -c '.[] | select(.name == "in box") | .fired_by')"
+}
+
+@test "stopping or restarting the unit of the shutdown fires nothing" {
+  systemctl restart eorva-shutdown.service
+  systemctl stop eorva-shutdown.service
+  systemctl start eorva-shutdown.service
+  same "runs" "[]" "$(runs_of shutdown)"
+}
+
+@test "an upgrade ends no run, and fires nothing" {
+  systemctl start eorva-event@upgrade.service
+  patiently runs_open upgrade 1
+  local before
+  before=$(runs_of upgrade | jq '.[0].pid')
+  local runs
+  runs=$(eorva runs list --limit 0 --json | jq length)
+  # A watcher that was started anew would tell once more of a UPS that is still on battery.
+  local units=(eorva-shutdown.service eorva-{ups-on-battery,ups-low-battery,volume-mounted,volume-unmounted}.service)
+  local since
+  since=$(systemctl show --property ActiveEnterTimestampMonotonic "${units[@]}")
+  DEBIAN_FRONTEND=noninteractive dpkg --install --force-unsafe-io /e2e/later/*.deb
+  same "version" 7.0.0+later "$(dpkg-query -W -f '${Version}' eorva)"
+  kill -0 "$before"
+  same "open runs" 1 "$(runs_of upgrade | jq '[.[] | select(.stop_time == null)] | length')"
+  same "units that were left alone" "$since" "$(systemctl show --property ActiveEnterTimestampMonotonic "${units[@]}")"
+  touch /srv/marks/upgrade-may-end
+  patiently have_ended upgrade 1
+  same "outcome" "long-upgrade bob normal/0" "$(outcomes upgrade)"
+  same "runs" "$runs" "$(eorva runs list --limit 0 --json | jq length)"
+}
+
+@test "mail to local users has arrived" {
+  patiently has_mail alice b-root
+  patiently has_mail bob b-fails
+  patiently has_mail alice b-fails
+}
+
+@test "nothing but the next start's work is left" {
+  eorva event enable network_online
+  patiently none_open
+  same "in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorva*')"
+}

@@ -1,0 +1,48 @@
+#!/usr/bin/env bats
+# The second start: what the orderly shutdown has left.
+
+load inside
+
+setup_file() { wait_for_start; }
+
+@test "the tasks of the shutdown ran in order, as their owners, while services and volumes were there" {
+  same "s-first" $'alice\nactive\n/srv/data is a mountpoint' "$(output_of s-first)"
+  same "s-second" $'bob\nsecond\n/srv/data is a mountpoint' "$(output_of s-second)"
+  in_order shutdown s-first s-second
+  same "outcomes" "s-first alice normal/0 s-second bob normal/0" \
+    "$(outcomes shutdown | grep -v endless | sort | paste -sd ' ')"
+}
+
+@test "a task that used up the time of the shutdown was ended, and recorded as that" {
+  same "why" budget "$(runs_of shutdown | jq -r '.[] | select(.task_name == "s-endless") | .ended_by')"
+}
+
+@test "every run of the first start is closed, and none was cut off" {
+  patiently none_open
+  same "interrupted runs" "[]" "$(eorva runs list --limit 0 --json |
+    jq -c '[.[] | select(.exit_info.exit_type == "interrupted") | .task_name]')"
+}
+
+@test "bootup fired once more, and so did the network" {
+  patiently have_ended bootup 8
+  patiently have_ended network_online 1
+  same "outcome" "n-online bob normal/0" "$(outcomes network_online)"
+}
+
+@test "the mail of the shutdown has arrived" {
+  systemctl start eorva-mail-flush.service
+  patiently has_mail alice s-first
+}
+
+@test "nothing is left in /tmp" {
+  same "in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorva*')"
+}
+
+@test "the power will be cut in the next shutdown" {
+  for task in s-first s-second s-endless; do
+    eorva task disable "$task"
+  done
+  eorva task enable s-cut
+  # What a run without an output folder would leave.
+  touch /tmp/eorvascheduler.script.4711 /tmp/eorvascheduler_exit_code.4712
+}
