@@ -1,9 +1,11 @@
 #include "transient_unit.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <fmt/format.h>
+#include <iterator>
 #include <memory>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
@@ -76,22 +78,33 @@ std::string uniqueName(const std::string& strName) {
       static_cast<std::uint64_t>(now.tv_sec) * 1000000U + static_cast<std::uint64_t>(now.tv_nsec) / 1000U, getpid());
 }
 
-/// As it is: systemd itself would replace "$NAME" in the arguments.
+/// systemd replaces "$NAME" in arguments, and "$$" by "$". The property that would leave them alone (ExecStartEx) gets
+/// lost when systemd reads its units again.
+std::string asArgument(const std::string& strText) {
+  std::string strArgument;
+  for (const char c : strText) {
+    strArgument.append(c == '$' ? 2 : 1, c);
+  }
+  return strArgument;
+}
+
 void appendCommand(sd_bus_message* pMessage, const std::vector<std::string>& vecCommand) {
+  std::vector<std::string> vecTexts;
+  std::transform(vecCommand.begin(), vecCommand.end(), std::back_inserter(vecTexts), &asArgument);
   std::vector<char*> vecArguments;
-  vecArguments.reserve(vecCommand.size() + 1);
-  for (const std::string& strArgument : vecCommand) {
-    vecArguments.push_back(const_cast<char*>(strArgument.c_str()));
+  vecArguments.reserve(vecTexts.size() + 1);
+  for (std::string& strText : vecTexts) {
+    vecArguments.push_back(strText.data());
   }
   vecArguments.push_back(nullptr);
   require(sd_bus_message_open_container(pMessage, 'r', "sv"), "describe a unit");
-  require(sd_bus_message_append(pMessage, "s", "ExecStartEx"), "describe a unit");
-  require(sd_bus_message_open_container(pMessage, 'v', "a(sasas)"), "describe a unit");
-  require(sd_bus_message_open_container(pMessage, 'a', "(sasas)"), "describe a unit");
-  require(sd_bus_message_open_container(pMessage, 'r', "sasas"), "describe a unit");
+  require(sd_bus_message_append(pMessage, "s", "ExecStart"), "describe a unit");
+  require(sd_bus_message_open_container(pMessage, 'v', "a(sasb)"), "describe a unit");
+  require(sd_bus_message_open_container(pMessage, 'a', "(sasb)"), "describe a unit");
+  require(sd_bus_message_open_container(pMessage, 'r', "sasb"), "describe a unit");
   require(sd_bus_message_append(pMessage, "s", vecCommand.front().c_str()), "describe a unit");
   require(sd_bus_message_append_strv(pMessage, vecArguments.data()), "describe a unit");
-  require(sd_bus_message_append(pMessage, "as", 1, "no-env-expand"), "describe a unit");
+  require(sd_bus_message_append(pMessage, "b", 0), "describe a unit");
   for (int i = 0; i < 4; ++i) {
     require(sd_bus_message_close_container(pMessage), "describe a unit");
   }
@@ -109,6 +122,11 @@ Message describe(sd_bus* pBus, const std::string& strUnit, const std::string& st
                                 "Type", "s", "exec", "CollectMode", "s", "inactive-or-failed", "IgnoreSIGPIPE", "b", 0,
                                 "OOMPolicy", "s", "continue", "KillMode", "s", "control-group", "TimeoutStartUSec", "t",
                                 UINT64_MAX, "TasksMax", "t", TASKS_MAX),
+          "describe a unit");
+  // A process that hands over mail, or that a script has left behind on purpose, is not ended with the last task.
+  require(sd_bus_message_append(pRaw, "(sv)", "ExitType", "s", "cgroup"), "describe a unit");
+  // Units stop in the reverse order: this one before the volumes go.
+  require(sd_bus_message_append(pRaw, "(sv)", "After", "as", 2, "local-fs.target", "remote-fs.target"),
           "describe a unit");
   appendCommand(pRaw, vecCommand);
   require(sd_bus_message_close_container(pRaw), "describe a unit");
