@@ -29,3 +29,8 @@ run_document() {
 }
 
 @test "the command lines of the README" { run_document README.md 6; }
+@test "the command lines of the page for administrators" {
+  # As the packages do it.
+  eorva init >/dev/null
+  run_document docs/administrators.md 30
+}
