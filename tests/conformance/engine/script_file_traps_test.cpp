@@ -21,6 +21,13 @@ protected:
     return fakes().strTmpFolder + "/eorvascheduler.output." + std::to_string(::getpid());
   }
   static std::string exitCodeOfThisProcess() { return "/tmp/eorvascheduler_exit_code." + std::to_string(::getpid()); }
+  /// A believable file of a stranger's; made anew, because the system may keep root from writing to one in /tmp.
+  static void forgeExitCode() {
+    const std::string strPath = exitCodeOfThisProcess();
+    ::unlink(strPath.c_str());
+    writeFile(strPath, "{\"exit_type\": \"normal\", \"exit_code\": 0}", 0666);
+    ASSERT_EQ(::chown(strPath.c_str(), UID_STRANGER, UID_STRANGER), 0);
+  }
   /// What a stranger tries while the run goes on; it may fail.
   static void asStranger(const std::function<void()>& attempt) {
     const pid_t pid = ::fork();
@@ -183,7 +190,7 @@ TEST_F(RunTraps, AnExitCodeTrapThatTheOwnerCannotReplaceIsNotBelieved) {
                 [&] {
                   trap.plant(exitCodeOfThisProcess(), victim.path());
                   if (trap.strName == "stranger's file") {
-                    writeFile(exitCodeOfThisProcess(), "{\"exit_type\": \"normal\", \"exit_code\": 0}");
+                    forgeExitCode();
                   }
                 })
         .inChild();
