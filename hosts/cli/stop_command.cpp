@@ -20,6 +20,9 @@ using namespace std::chrono_literals;
 
 constexpr auto PAUSE = 50ms;
 
+/// What was killed is gone at once, unless it cannot be.
+constexpr auto KILL_LIMIT = 30s;
+
 /// Its execution closes a run within a second or two, unless the store is busy.
 constexpr auto CLOSE_LIMIT = 60s;
 
@@ -64,7 +67,14 @@ bool endProcesses(Host::Session& session, Json::Int64 iResult, Host::Process pro
     return false;
   }
   end.ask();
+  const auto deadline = std::chrono::steady_clock::now() + 2 * grace + KILL_LIMIT;
   while (!end.step()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      throw Host::Failure(
+          fmt::format("run {} cannot be ended: something that it started does not even end when it is "
+                      "killed, as when it waits for a disk that does not answer",
+                      iResult));
+    }
     std::this_thread::sleep_for(PAUSE);
   }
   return true;

@@ -38,6 +38,10 @@ constexpr std::chrono::milliseconds SHORT_PAUSE = 20ms;
 /// How often it looks after what seldom needs it.
 constexpr auto TIDY_PAUSE = 2s;
 
+/// How long after its time and the grace an execution is ended without its runs being closed, and what cannot be killed
+/// is waited for.
+constexpr auto LAST_RESORT = 30s;
+
 /// What could not be launched leaves no record; others who want to start it too do not wait for that longer.
 constexpr auto TURN_TIME = 10s;
 
@@ -49,7 +53,7 @@ std::chrono::seconds graceSetting() {
 class Watch {
 public:
   Watch(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file, TaskLock& lock)
-      : m_request(request), m_plan(plan), m_file(file), m_lock(lock), m_runs(lock, plan.iLastResult, graceSetting()) {}
+      : m_request(request), m_plan(plan), m_file(file), m_lock(lock), m_runs(lock, plan.iLastResult, m_grace) {}
 
   /// Runs the execution.
   /// \return the wait status of its process.
@@ -59,6 +63,8 @@ public:
 
 private:
   Process forkExecution();
+  template <typename Step>
+  void attempt(Step step);
   void look(const Process& execution);
   bool collect(pid_t pidExecution);
   void endTurns();
@@ -73,6 +79,7 @@ private:
   const ExecutionPlan& m_plan;
   ExecutionFile& m_file;
   TaskLock& m_lock;
+  std::chrono::seconds m_grace = graceSetting();
   RunWatch m_runs;
   Clock::time_point m_start = Clock::now();
   Clock::time_point m_tidied = Clock::now();
@@ -147,11 +154,16 @@ void Watch::spendBudget(const Process& execution) {
     return;
   }
   m_blOverBudget = true;
+  if (Clock::now() - m_start > m_request.budget + m_grace + LAST_RESORT) {
+    // A store that cannot be written to, or a script that cannot be ended: a shutdown does not wait for either.
+    execution.signal(SIGKILL);
+    return;
+  }
   m_blHeld = m_blHeld || hold(execution);
   if (!m_blHeld) {
     return;
   }
-  m_runs.look(m_file.children(), execution.pid());
+  m_runs.look(m_file, execution.pid());
   m_runs.endAll(ENDED_BUDGET);
   if (!m_runs.step()) {
     return;
@@ -177,22 +189,31 @@ void Watch::tidy() {
   }
 }
 
-void Watch::look(const Process& execution) {
+template <typename Step>
+void Watch::attempt(Step step) {
   try {
-    m_runs.look(m_file.children(), execution.pid());
-    endTurns();
-    m_runs.endOverdue();
-    m_runs.step();
-    spendBudget(execution);
-    tidy();
+    step();
   } catch (const std::exception& error) {
     complain(error);
   }
 }
 
-/// What is left of runs that were ended has lost its parent, and was taken in here.
+/// Each step by itself: a store that cannot be read must not keep time from being up.
+void Watch::look(const Process& execution) {
+  attempt([&] { m_runs.look(m_file, execution.pid()); });
+  attempt([&] { endTurns(); });
+  attempt([&] { m_runs.endOverdue(); });
+  attempt([&] { m_runs.step(); });
+  attempt([&] { spendBudget(execution); });
+  attempt([&] { tidy(); });
+}
+
+/// What is left of runs that were ended has lost its parent, and was taken in here. A process that waits for a dead
+/// disk cannot be killed.
 void Watch::killRest() {
-  for (std::vector<ProcessStatus> vecRest; !(vecRest = ProcessTable().below(getpid())).empty();) {
+  const Clock::time_point deadline = Clock::now() + LAST_RESORT;
+  for (std::vector<ProcessStatus> vecRest;
+       Clock::now() < deadline && !(vecRest = ProcessTable().below(getpid())).empty();) {
     for (const ProcessStatus& status : vecRest) {
       Process(status).signal(SIGKILL);
     }

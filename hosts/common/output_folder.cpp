@@ -7,10 +7,12 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
 #include <functional>
 #include <memory>
 #include <sys/stat.h>
+#include <system_error>
 
 #include "orva_platform.h"
 
@@ -146,6 +148,13 @@ gid_t groupOf(uid_t owner) {
   return pUser != nullptr ? pUser->pw_gid : static_cast<gid_t>(-1);
 }
 
+bool isEmptyFolder(const UniqueFd& base, const std::string& strName) {
+  const UniqueFd fd(openat(base.get(), strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  std::error_code error;
+  const std::filesystem::directory_iterator entries(fmt::format("/proc/self/fd/{}", fd.get()), error);
+  return fd.isOpen() && !error && entries == std::filesystem::directory_iterator();
+}
+
 /// Tells whether something stands in the place of a task's folder that its owner cannot be given: the folder of an
 /// earlier owner, an open folder, a link, a file. What is in it could have been prepared for whoever comes.
 bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
@@ -153,8 +162,8 @@ bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
   if (fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
     return false;
   }
-  // Root's own closed folder is one that was just created; nobody else can have put anything into it.
-  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0;
+  // Root's own closed and empty folder is one that was just created; what a task of root has left is not handed on.
+  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0 && isEmptyFolder(base, strTask);
   const bool blOpen = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
   return !S_ISDIR(status.st_mode) || blOpen || (status.st_uid != owner && !blFresh);
 }

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <fmt/format.h>
 #include <fstream>
+#include <string_view>
 #include <utility>
 
 #include "failure.h"
@@ -21,6 +22,11 @@ constexpr std::chrono::milliseconds OTHERS_LIMIT(500);
 /// Held by whoever ends the run. No task has such a name.
 std::string turnOf(const Process& process) {
   return fmt::format("/process/{}", process.pid());
+}
+
+/// A process that waits for a disk, or is held by a debugger, starts nothing more, and shows no sign of being stopped.
+bool isRunning(const ProcessStatus& status) {
+  return !status.isEnded() && std::string_view("TtD").find(status.cState) == std::string_view::npos;
 }
 
 /// The shell that the process of a run has started the script with: its eldest child, unless it has become the script.
@@ -117,7 +123,7 @@ void RunEnd::freeze() {
     blAllStopped = true;
     for (const auto& [pid, known] : m_mapKnown) {
       const std::optional<ProcessStatus> status = known.status();
-      if (status && !status->isEnded() && status->cState != 'T') {
+      if (status && isRunning(*status)) {
         known.signal(SIGSTOP);
         blAllStopped = false;
       }

@@ -10,6 +10,11 @@ namespace Host {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+/// How long a run that could not be asked to end is left alone.
+constexpr std::chrono::seconds RETRY_PAUSE(1);
+
 pid_t pidOf(const Json::Value& jRun) {
   return static_cast<pid_t>(intOf(jRun, "pid"));
 }
@@ -28,12 +33,15 @@ void RunWatch::note(Session& session, const Json::Value& jRun) {
   }
 }
 
-void RunWatch::look(const std::set<pid_t>& setChildren, pid_t pidExecution) {
+void RunWatch::look(const ExecutionFile& file, pid_t pidExecution) {
   m_pidExecution = pidExecution;
   Session session;
   std::set<Json::Int64> setOpen;
   Json::Int64 iSeen = m_iSeen;
-  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {} or stop_time is null", m_iSeen))) {
+  const Json::Value jRuns = listRuns(session, fmt::format("result_id > {} or stop_time is null", m_iSeen));
+  // Read after the records: a process reports before its run is recorded, so that no run of this execution is missed.
+  const std::set<pid_t> setChildren = file.children();
+  for (const Json::Value& jRun : jRuns) {
     const Json::Int64 iResult = intOf(jRun, "result_id");
     if (setChildren.count(pidOf(jRun)) > 0) {
       note(session, jRun);
@@ -46,15 +54,25 @@ void RunWatch::look(const std::set<pid_t>& setChildren, pid_t pidExecution) {
 }
 
 void RunWatch::end(Json::Int64 iResult, OpenRun& run, const char* szWhy) {
-  run.blAsked = true;
+  if (Clock::now() < run.retry) {
+    return;
+  }
+  // Whatever keeps it from being asked now, a busy store or a script that has not begun yet, is no reason to let it be.
+  run.retry = Clock::now() + RETRY_PAUSE;
   Process process(run.pid);
   const std::optional<ProcessStatus> status = process.status();
   if (!status || status->isEnded() || status->pidParent != m_pidExecution) {
+    run.blAsked = true;
     return;
   }
   auto pEnd = std::make_unique<RunEnd>(std::move(process), m_grace);
+  if (!pEnd->hasWork()) {
+    return;
+  }
   Session session;
-  if (pEnd->hasWork() && markEnded(session, iResult, szWhy)) {
+  const bool blOpen = markEnded(session, iResult, szWhy);
+  run.blAsked = true;
+  if (blOpen) {
     pEnd->ask();
     run.pEnd = std::move(pEnd);
   }

@@ -10,6 +10,7 @@
 #include <set>
 #include <sys/types.h>
 
+#include "execution_file.h"
 #include "run_end.h"
 #include "session.h"
 #include "task_lock.h"
@@ -24,9 +25,9 @@ public:
       : m_lock(lock), m_iSeen(iLastResult), m_grace(grace) {}
 
   /// Reads what has begun and ended since the last time. Tasks that have been started are withdrawn.
-  /// \param setChildren   processes of the runs of the execution.
+  /// \param file          tells the processes of the runs of the execution.
   /// \param pidExecution  the parent of those processes.
-  void look(const std::set<pid_t>& setChildren, pid_t pidExecution);
+  void look(const ExecutionFile& file, pid_t pidExecution);
 
   /// Begins to end every run whose task may not run longer.
   void endOverdue();
@@ -51,7 +52,8 @@ private:
   struct OpenRun {
     pid_t pid = 0;
     std::chrono::seconds limit{0};
-    bool blAsked = false;  ///< ended here, or by itself when that was tried
+    bool blAsked = false;                           ///< ended here, or by itself when that was tried
+    std::chrono::steady_clock::time_point retry{};  ///< not tried again before
     std::unique_ptr<RunEnd> pEnd;
   };
 

@@ -47,7 +47,7 @@ public:
   }
 
 private:
-  sd_bus_error m_error = SD_BUS_ERROR_NULL;
+  sd_bus_error m_error{};
 };
 
 void require(int iResult, const char* szWhat) {

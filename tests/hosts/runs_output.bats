@@ -26,10 +26,11 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   add_task long bootup alice 'head -c 200000000 /dev/zero'
   run -0 eorva run long
   same "bytes" 200000000 "$(eorva runs output 1 | wc -c)"
-  # Looked at when half of it has gone through.
+  # Looked at when half of it has gone through. With the sanitizers the program itself takes some 150 MB, and would take
+  # some 350 with the log.
   run -0 bash -c 'eorva runs output 1 | { head -c 100000000 >/dev/null; grep VmHWM "/proc/$(pgrep -x eorva)/status"; cat >/dev/null; }'
   [[ $output =~ VmHWM:[[:space:]]+([0-9]+) ]]
-  ((BASH_REMATCH[1] < 150000)) || { echo "$output" >&2; return 1; }
+  ((BASH_REMATCH[1] < 250000)) || { echo "$output" >&2; return 1; }
 }
 
 @test "bytes pass through unchanged" {

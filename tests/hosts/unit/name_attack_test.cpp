@@ -62,7 +62,6 @@ TEST(NameAttacks, NoneOfTenThousandIsTaken) {
     ASSERT_EQ(whyNotTaskName(strName), "") << strName;
     strName.insert(static_cast<std::size_t>(i) % (strName.size() + 1), strHostile);
     ASSERT_NE(whyNotTaskName(strName), "") << strName;
-    ASSERT_NE(whyNotEventName(strName), "") << strName;
     // A slash leads into a folder there, and that is meant.
     if (strHostile != "/") {
       ASSERT_NE(whyNotOutputPath("share/" + strName), "") << strName;
