@@ -166,7 +166,10 @@ std::vector<KeptOutput> listKeptOutput(const OutputFolder& place) {
   for (const std::string& strFolder : entriesOf(*base, place.path())) {
     const std::string strTaskPath = below(place.path(), strFolder);
     const std::optional<UniqueFd> task = openFolder(base->get(), strFolder, strTaskPath);
-    for (const std::string& strName : task ? entriesOf(*task, strTaskPath) : std::vector<std::string>()) {
+    if (!task) {
+      continue;
+    }
+    for (const std::string& strName : entriesOf(*task, strTaskPath)) {
       if (const std::optional<KeptOutput> kept =
               readKeptOutput(*task, strFolder, strName, below(strTaskPath, strName))) {
         vecKept.push_back(*kept);

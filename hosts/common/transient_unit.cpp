@@ -188,7 +188,8 @@ std::string startTransientUnit(const std::string& strName, const std::string& st
   iResult = iResult < 0 ? iResult : sd_bus_call(bus.get(), message.get(), 0, error.get(), &pReply);
   const Message reply(pReply);
   const char* szJob = nullptr;
-  if (iResult < 0 || (iResult = sd_bus_message_read(pReply, "o", &szJob)) < 0) {
+  iResult = iResult < 0 ? iResult : sd_bus_message_read(pReply, "o", &szJob);
+  if (iResult < 0) {
     throw Failure(fmt::format("systemd does not start the unit {}: {}", strUnit, error.text(iResult)));
   }
   const std::string strResult = waitForJob(bus.get(), szJob, vecJobs);
