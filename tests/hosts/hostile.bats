@@ -130,3 +130,14 @@ teardown() { pkill -KILL -x eorva || true; }
   wait %1 || status=$?
   same "answer" 3 "$status"
 }
+
+@test "what a task of root has left is not handed to its next owner" {
+  add_task secret bootup root 'echo of root'
+  run -0 eorva run secret
+  run -0 eorva task edit secret --owner alice
+  run -0 eorva run secret
+  same "the folder's owner" alice "$(stat -c %U "$KEPT/secret")"
+  same "runs in it" 1 "$(find "$KEPT/secret" -mindepth 1 -maxdepth 1 | wc -l)"
+  same "the owner of what root left" root "$(stat -c %U "$KEPT/secret~1")"
+  run -1 su alice -c "cat $KEPT/secret~1/*/output.log"
+}
