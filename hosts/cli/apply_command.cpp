@@ -101,6 +101,10 @@ void check(const ApplyOptions& options, const ServerState& before, const ServerS
 int runApply(const Context& context, const ApplyOptions& options) {
   std::vector<std::string> vecErrors;
   const ServerState document = readDocument(options.strFile, vecErrors);
+  if (options.blPrune && !document.blTasks) {
+    vecErrors.push_back(
+        "tasks: is missing, and --prune would delete all of them; \"tasks: {}\" says that this is meant");
+  }
   Host::Session session;
   const ServerState before = Host::currentState(session);
   const ServerState after = Host::stateAfter(before, document, options.blPrune);
@@ -135,7 +139,8 @@ void addApplyCommand(CLI::App& app, Context& context) {
                  "  eorva apply server.yaml               shows the difference, and asks\n"
                  "  eorva apply server.yaml --dry-run     ends with 3 when something would change\n"
                  "  eorva apply - --yes --prune < server.yaml\n"
-                 "\nThe document is that of 'eorva export', in YAML or JSON. What it does not name stays as it is.\n");
+                 "\nThe document is that of 'eorva export', in YAML or JSON. What it does not name stays as it is.\n"
+                 "YAML must end with the line \"...\": without it, it may have been cut off on its way.\n");
   pCommand->add_option("file", pOptions->strFile, "the document; - reads standard input")
       ->required()
       ->type_name("FILE");

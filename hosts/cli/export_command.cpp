@@ -41,7 +41,8 @@ void addExportCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<ExportOptions>();
   CLI::App* pCommand = addCommand(app, "export", "Write all tasks and the configuration as one document, in YAML.",
                                   "  eorva export > server.yaml            for 'eorva apply', here or elsewhere\n"
-                                  "  eorva export --json | ssh other eorva apply - --yes\n");
+                                  "  eorva export | ssh other eorva apply - --yes\n"
+                                  "\nThe last line is \"...\": 'eorva apply' takes no document that was cut off.\n");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON, which 'eorva apply' reads too");
   onCommand(pCommand, context, pOptions, &runExport);
 }

@@ -141,6 +141,7 @@ public:
     }
     readConfig(memberOf(jDocument, "configuration"));
     const Json::Value& jTasks = memberOf(jDocument, "tasks");
+    m_state.blTasks = !jTasks.isNull();
     if (!jTasks.isNull() && !jTasks.isObject()) {
       error("tasks", "must have a member for each task, its name");
       return std::move(m_state);
@@ -318,7 +319,7 @@ std::string stateText(const ServerState& state) {
   for (const auto& [strTask, jTask] : state.mapTasks) {
     strText += taskText(strTask, taskForFile(jTask));
   }
-  return strText;
+  return strText + "...\n";
 }
 
 ServerState readState(const std::string& strText, std::vector<std::string>& vecErrors) {

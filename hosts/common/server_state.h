@@ -14,7 +14,9 @@
 ///         script: |
 ///           #!/bin/sh
 ///           tar -cf /srv/backup.tar /home
+///     ...
 ///
+/// The last line tells that nothing is missing.
 /// Of a task, `event`, `owner` and a script are required. The rest is absent where it is usual: `enable: true`,
 /// `waits_for: []`, `description: ""`, `time_limit: 0`, `run_the_same_time: false`, `notify_enable: false`,
 /// `notify_if_error: false`, `notify_mail: ""`, `operation_type: script`. A script that is no text in UTF-8 is
@@ -35,6 +37,7 @@ namespace Host {
 struct ServerState {
   ConfigValues config;                          ///< what is not set stays as it is
   std::map<std::string, Json::Value> mapTasks;  ///< records in the form of the user interface, by name
+  bool blTasks = true;                          ///< false for a document that does not speak of tasks
 };
 
 bool operator==(const ServerState& left, const ServerState& right);

@@ -79,6 +79,11 @@ public:
     if (streamEnd.type() != YAML_STREAM_END_EVENT) {
       streamEnd.fail("a second document begins here");
     }
+    // What was cut off on its way is often a document, too: the end of a list or of a script is seen by nothing else.
+    if (documentEnd.raw().data.document_end.implicit != 0) {
+      documentEnd.fail(
+          "the document ends without the line \"...\", and may have been cut off; add that line when it is whole");
+    }
     return jValue;
   }
 

@@ -116,6 +116,7 @@ tasks:
     owner: alice
     waits_for: [loop]
     script: exit 0
+...
 END
   sqlite3 "$DATABASE" .dump >before.sql
   run -1 --separate-stderr eorva apply wrong.yaml --yes
@@ -147,13 +148,15 @@ version: 1\ntasks: {}\ntasks: {}\n|line 3: "tasks" stands here a second time
 version: 1\ntasks:\n  a: &x {}\n  b: *x\n|line 3: references
 version: 1\ntasks: !!python/object {}\n|references and types
 version: 1\n---\nversion: 1\n|a second document
-version: 2\n|version: must be 1
-tasks: {}\n|version: must be 1
-version: 1\njobs: {}\n|"jobs" is no member
-version: 1\ntasks: []\n|tasks: must have a member for each task
+version: 1\ntasks: {}\n|line 3: the document ends without the line "..."
+version: 1\ntasks: {}\n...\ntasks: {}\n...\n|line 4, column 1: did not find
+version: 2\n...\n|version: must be 1
+tasks: {}\n...\n|version: must be 1
+version: 1\njobs: {}\n...\n|"jobs" is no member
+version: 1\ntasks: []\n...\n|tasks: must have a member for each task
 {"version": 1,, }|Line 1, Column 15
 \377\376|line 1
-- a\n|the document: must have
+- a\n...\n|the document: must have
 END
   run -1 --separate-stderr eorva apply not-there.yaml --yes
   complains "cannot read not-there.yaml"
@@ -162,7 +165,8 @@ END
 @test "a change that fails in the middle leaves nothing behind" {
   fill
   eorva export | sed 's/retention_runs: 7/retention_runs: 9/; s/output_path: scheduler/output_path: scheduler\/x/; s/echo two/echo zwei/' >there.yaml
-  printf '  newest:\n    event: bootup\n    owner: bob\n    script: exit 0\n' >>there.yaml
+  sed -i '$d' there.yaml
+  printf '  newest:\n    event: bootup\n    owner: bob\n    script: exit 0\n...\n' >>there.yaml
   eorva export >before.yaml
   mount -t tmpfs -o size=4k,nr_inodes=2 none /mnt
   cp /etc/eorva.conf /mnt/eorva.conf
@@ -181,7 +185,7 @@ END
 @test "tasks that are not in the document are deleted only when that is asked for" {
   fill
   run -3 eorva run one
-  printf 'version: 1\ntasks:\n  one:\n    event: bootup\n    owner: alice\n    script: exit 0\n' >one.yaml
+  printf 'version: 1\ntasks:\n  one:\n    event: bootup\n    owner: alice\n    script: exit 0\n...\n' >one.yaml
   run -0 eorva apply one.yaml --yes
   says "0 created, 1 changed, 0 deleted"
   same "tasks" 6 "$(eorva task list --json | jq length)"
@@ -191,12 +195,44 @@ END
   same "history" 1 "$(eorva runs list --json | jq length)"
 }
 
+@test "a document that was cut off on its way deletes nothing" {
+  fill
+  eorva export >before.yaml
+  local count
+  count=$(wc -l <before.yaml)
+  # Each is a document that could be read: the last line, the last task and all tasks are missing.
+  run -1 --separate-stderr bash -c 'head -n -1 before.yaml | eorva apply - --yes --prune'
+  complains "- is not applied:"
+  complains "line $count: the document ends without the line \"...\""
+  run -1 --separate-stderr bash -c 'sed "/^  zwei drei:/,\$d" before.yaml | eorva apply - --yes --prune'
+  complains 'without the line "..."'
+  run -1 --separate-stderr bash -c 'sed "/^tasks:/,\$d" before.yaml | eorva apply - --yes --prune'
+  complains 'without the line "..."'
+  run -1 --separate-stderr bash -c 'eorva export --json | head -n -1 | eorva apply - --yes --prune'
+  run -1 --separate-stderr eorva apply /dev/null --yes --prune
+  complains "/dev/null is not applied:"
+  run -1 --separate-stderr bash -c 'eorva export >/dev/full'
+  complains "No space left on device"
+  eorva export | cmp before.yaml -
+}
+
+@test "a document that does not speak of tasks deletes none" {
+  fill
+  printf 'version: 1\nconfiguration:\n  retention_runs: 8\n...\n' >config.yaml
+  run -1 --separate-stderr eorva apply config.yaml --yes --prune
+  complains 'tasks: is missing, and --prune would delete all of them'
+  run -0 eorva apply config.yaml --yes
+  says "0 created, 0 changed, 0 deleted, 1 setting"
+  printf 'version: 1\ntasks: {}\n...\n' | eorva apply - --yes --prune >/dev/null
+  same "tasks" 0 "$(eorva task list --json | jq length)"
+}
+
 @test "a task that others wait for does not move away from them" {
   fill
-  printf 'version: 1\ntasks:\n  one:\n    event: shutdown\n    owner: alice\n    script: exit 0\n' >one.yaml
+  printf 'version: 1\ntasks:\n  one:\n    event: shutdown\n    owner: alice\n    script: exit 0\n...\n' >one.yaml
   run -1 --separate-stderr eorva apply one.yaml --yes
   complains '"zwei drei"'
-  printf 'version: 1\ntasks:\n  123:\n    event: bootup\n    owner: alice\n    waits_for: [one]\n    script: exit 0\n' >one.yaml
+  printf 'version: 1\ntasks:\n  123:\n    event: bootup\n    owner: alice\n    waits_for: [one]\n    script: exit 0\n...\n' >one.yaml
   run -1 --separate-stderr eorva apply one.yaml --yes --prune
   complains 'there is no task "one"'
 }
@@ -207,7 +243,7 @@ END
   eorva run slow >/dev/null &
   wait_until test -s /tmp/pid
   wait_until runs_are 1
-  printf 'version: 1\ntasks:\n  new:\n    event: bootup\n    owner: alice\n    script: exit 0\n' >new.yaml
+  printf 'version: 1\ntasks:\n  new:\n    event: bootup\n    owner: alice\n    script: exit 0\n...\n' >new.yaml
   run -1 --separate-stderr eorva apply new.yaml --yes --prune
   complains 'the task "slow" is running'
   same "tasks" '["slow"]' "$(eorva task list --json | jq -c 'map(.task_name)')"

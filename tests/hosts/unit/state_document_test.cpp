@@ -1,0 +1,112 @@
+/// The document of a server's state, whole and cut off on its way.
+
+#include <gtest/gtest.h>
+
+#include "common/failure.h"
+#include "common/server_state.h"
+
+using namespace Host;
+
+namespace {
+
+/// A task of root, who is there on every machine.
+Json::Value taskOf(const std::string& strTask, const std::string& strScript, const std::string& strNeeds) {
+  Json::Value jTask(Json::objectValue);
+  jTask["task_name"] = strTask;
+  jTask["event"] = "daily";
+  jTask["owner"]["0"] = "root";
+  jTask["enable"] = true;
+  jTask["depend_on_task"] = strNeeds;
+  jTask["operation_type"] = "script";
+  jTask["operation"] = strScript;
+  jTask["run_the_same_time"] = false;
+  jTask["notify_enable"] = false;
+  jTask["notify_if_error"] = false;
+  jTask["notify_mail"] = "";
+  jTask["time_limit"] = 60;
+  return jTask;
+}
+
+/// Scripts that have the end mark in them, that end in the middle of a line, and that are no text.
+ServerState smallState() {
+  ServerState state;
+  state.config["retention_runs"] = "7";
+  state.mapTasks["check"] = taskOf("check", "#!/bin/sh\ncat <<END\n...\nEND\n...\n\n", "");
+  state.mapTasks["latin"] = taskOf("latin", "echo \374\n", "[check]");
+  state.mapTasks["pack"] = taskOf("pack", "tar -c /srv/a\ntar -c /srv/b", "[check][latin]");
+  state.mapTasks["pack"]["description"] = "waits for: \"...\"";
+  return state;
+}
+
+/// Reads what came through. \return false when it is refused.
+bool isTaken(const std::string& strText, ServerState& state) {
+  std::vector<std::string> vecErrors;
+  try {
+    state = readState(strText, vecErrors);
+  } catch (const Failure&) {
+    return false;
+  }
+  return vecErrors.empty();
+}
+
+/// Cuts a document off at every byte. \return how many of the pieces are refused.
+std::size_t refusedPieces(const std::string& strWhole, const ServerState& state) {
+  std::size_t cRefused = 0;
+  for (std::size_t cb = 0; cb < strWhole.size(); ++cb) {
+    ServerState piece;
+    const bool blTaken = isTaken(strWhole.substr(0, cb), piece);
+    EXPECT_TRUE(!blTaken || piece == state) << "taken as whole:\n" << strWhole.substr(0, cb);
+    cRefused += blTaken ? 0 : 1;
+  }
+  return cRefused;
+}
+
+std::string whyRefused(const std::string& strText) {
+  std::vector<std::string> vecErrors;
+  try {
+    readState(strText, vecErrors);
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return {};
+}
+
+}  // namespace
+
+TEST(StateDocument, ComesBackAsItWent) {
+  ServerState state;
+  ASSERT_TRUE(isTaken(stateText(smallState()), state));
+  EXPECT_TRUE(state == smallState());
+}
+
+TEST(StateDocument, CutOffAtAnyByteIsRefused) {
+  const std::string strText = stateText(smallState());
+  // Only the end of the last line may be missing.
+  EXPECT_EQ(refusedPieces(strText, smallState()), strText.size() - 1);
+}
+
+TEST(StateDocument, InJsonCutOffAtAnyByteIsRefused) {
+  const std::string strText = stateJson(smallState()).toStyledString();
+  EXPECT_GE(refusedPieces(strText, smallState()), strText.size() - 2);
+}
+
+TEST(StateDocument, WithoutAnEndSaysWhatToDo) {
+  EXPECT_EQ(whyRefused("version: 1\ntasks: {}\n"),
+            "line 3: the document ends without the line \"...\", and may have been cut off; add that line when it is "
+            "whole");
+  EXPECT_EQ(whyRefused("version: 1\ntasks: {}\n...\n"), "");
+}
+
+TEST(StateDocument, EndMarkWithinAScriptIsNoEnd) {
+  const std::string strTask = "version: 1\ntasks:\n  a:\n    event: daily\n    owner: root\n    script: ";
+  for (const char* szScript : {"|\n     ...\n", "|\n      echo\n      ...\n", "\"...\"\n", "...\n", "'a\n ...'\n"}) {
+    EXPECT_NE(whyRefused(strTask + szScript), "") << szScript;
+    EXPECT_EQ(whyRefused(strTask + szScript + "...\n"), "") << szScript;
+  }
+}
+
+TEST(StateDocument, EndMarkMayBeFollowedByRemarksOnly) {
+  EXPECT_EQ(whyRefused("version: 1\ntasks: {}\n... # whole\n# of the first server\n"), "");
+  EXPECT_EQ(whyRefused("version: 1\r\ntasks: {}\r\n...\r\n"), "");
+  EXPECT_NE(whyRefused("version: 1\ntasks: {}\n...\ntasks: {}\n...\n"), "");
+}
