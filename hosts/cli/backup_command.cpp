@@ -4,10 +4,12 @@
 #include <fmt/ranges.h>
 
 #include "common/backup_file.h"
+#include "common/execution_file.h"
 #include "common/failure.h"
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
+#include "common/task_lock.h"
 #include "confirm.h"
 #include "context.h"
 #include "present.h"
@@ -33,7 +35,8 @@ int runBackup(const Context&, const BackupOptions& options) {
   return EXIT_DONE;
 }
 
-/// A run that goes on would be closed in a store that knows nothing of it.
+/// A run that goes on would be closed in a store that knows nothing of it, and the end of an execution writes back what
+/// it read before.
 void refuseWhileRunning() {
   Host::Session session;
   Host::reconcile(session);
@@ -44,14 +47,21 @@ void refuseWhileRunning() {
   if (!vecRuns.empty()) {
     throw Host::Failure(fmt::format("nothing is restored while something runs: run {}", fmt::join(vecRuns, ", ")));
   }
+  if (Host::isAnyExecutionAlive()) {
+    throw Host::Failure(
+        "nothing is restored while an execution is under way; 'eorva runs list' shows when it has ended");
+  }
 }
 
 int runRestore(const Context&, const RestoreOptions& options) {
-  refuseWhileRunning();
   if (!options.blYes) {
+    refuseWhileRunning();
     confirm("tasks, run records and configuration will be those of the backup, and what came later is lost",
             "Restore it?", "nothing is restored");
   }
+  // From here on nothing is started until all is there.
+  const Host::Standstill standstill("restored");
+  refuseWhileRunning();
   const std::vector<std::string> vecRestored = Host::restoreBackup(options.strFile);
   // Runs that were under way at the time of the backup have been over for long.
   Host::Session session;

@@ -156,6 +156,10 @@ bool isOfLiveExecution(pid_t pid, Json::Int64 iResult) {
   });
 }
 
+bool isAnyExecutionAlive() {
+  return !readLive().empty();
+}
+
 std::set<pid_t> childrenOfLiveExecutions() {
   std::set<pid_t> setPids;
   for (const Content& content : readLive()) {

@@ -54,6 +54,10 @@ void reportChildrenTo(int fd, int fdCloseToo);
 /// Tells whether a process belongs to an execution that is alive and can have made this run record.
 bool isOfLiveExecution(pid_t pid, Json::Int64 iResult);
 
+/// Tells whether any execution is alive: until it has ended it may write to the store, although all its runs are
+/// closed.
+bool isAnyExecutionAlive();
+
 /// The children of every execution that is alive. Files of executions that are not are removed.
 std::set<pid_t> childrenOfLiveExecutions();
 

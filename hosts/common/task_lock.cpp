@@ -26,8 +26,8 @@ using namespace std::chrono_literals;
 /// A change takes a moment, but may itself wait for the store.
 constexpr auto CHANGE_LIMIT = 60s;
 
-/// Another change ends within a moment; an announced task may stay announced for hours.
-constexpr auto ANNOUNCED_LIMIT = 1s;
+/// How long who cannot have a lock waits before the next try.
+constexpr auto LOCK_PAUSE = 20ms;
 
 /// Each task has two bytes of the file, which is and stays empty: locks may lie behind its end. Where they lie
 /// follows from the name alone, so that any name, of any length, has a place that no other name is likely to have.
@@ -41,12 +41,15 @@ std::int64_t offsetOf(const std::string& strTask, Place place) {
   return static_cast<std::int64_t>(hash >> 2 & ~std::uint64_t{1}) + static_cast<std::int64_t>(place);
 }
 
-bool setLock(int fd, short iType, const std::string& strTask, Place place) {
+/// As a length: all that lies behind the start.
+constexpr std::int64_t TO_THE_END = 0;
+
+bool setLock(int fd, short iType, std::int64_t iStart, std::int64_t cb) {
   struct flock lock{};
   lock.l_type = iType;
   lock.l_whence = SEEK_SET;
-  lock.l_start = offsetOf(strTask, place);
-  lock.l_len = 1;
+  lock.l_start = iStart;
+  lock.l_len = cb;
   if (fcntl(fd, F_OFD_SETLK, &lock) == 0) {
     return true;
   }
@@ -56,8 +59,12 @@ bool setLock(int fd, short iType, const std::string& strTask, Place place) {
   return false;
 }
 
+bool lockTask(int fd, short iType, const std::string& strTask, Place place) {
+  return setLock(fd, iType, offsetOf(strTask, place), 1);
+}
+
 void unlock(int fd, const std::string& strTask, Place place) {
-  setLock(fd, F_UNLCK, strTask, place);
+  lockTask(fd, F_UNLCK, strTask, place);
 }
 
 /// Takes all of the locks or none, so that two who want the same ones in another order do not wait for each other.
@@ -67,7 +74,7 @@ std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::s
   const auto deadline = steady_clock::now() + limit;
   for (;;) {
     const auto it = std::find_if(vecTasks.begin(), vecTasks.end(),
-                                 [&](const std::string& strTask) { return !setLock(fd, iType, strTask, place); });
+                                 [&](const std::string& strTask) { return !lockTask(fd, iType, strTask, place); });
     if (it == vecTasks.end()) {
       return std::nullopt;
     }
@@ -75,7 +82,7 @@ std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::s
     if (steady_clock::now() > deadline) {
       return *it;
     }
-    std::this_thread::sleep_for(20ms);
+    std::this_thread::sleep_for(LOCK_PAUSE);
   }
 }
 
@@ -113,9 +120,9 @@ void TaskLock::withdraw(const std::string& strTask) {
   endTurn(strTask);
 }
 
-TaskChange::TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone,
-                       Running running) {
-  if (const auto busy = lockAll(m_lock.fd(), F_WRLCK, vecTasks, Place::RECORD, ANNOUNCED_LIMIT)) {
+TaskChange::TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone, Running running,
+                       std::chrono::milliseconds limit) {
+  if (const auto busy = lockAll(m_lock.fd(), F_WRLCK, vecTasks, Place::RECORD, limit)) {
     throw Failure(
         fmt::format("the task \"{}\" cannot be {} now: an execution under way may still start it, or "
                     "another command is changing it",
@@ -129,6 +136,19 @@ TaskChange::TaskChange(Session& session, const std::vector<std::string>& vecTask
       throw Failure(fmt::format("the task \"{}\" is running (process {}) and cannot be {} now", strTask,
                                 fmt::join(vecPids, ", "), szDone));
     }
+  }
+}
+
+Standstill::Standstill(const char* szDone, std::chrono::milliseconds limit) {
+  const auto deadline = steady_clock::now() + limit;
+  while (!setLock(m_lock.fd(), F_WRLCK, 0, TO_THE_END)) {
+    if (steady_clock::now() > deadline) {
+      throw Failure(
+          fmt::format("nothing can be {} now: an execution under way may still start a task, or another command is "
+                      "changing one",
+                      szDone));
+    }
+    std::this_thread::sleep_for(LOCK_PAUSE);
   }
 }
 

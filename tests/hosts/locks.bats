@@ -69,3 +69,52 @@ locks() {
   touch /tmp/go
   wait
 }
+
+@test "what starts while the restore asks keeps it from restoring" {
+  add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  eorva backup kept.db >/dev/null
+  mkfifo answer
+  script -qec 'eorva restore kept.db' /dev/null <answer >asked 2>&1 3>&- &
+  local restore=$! status=0
+  exec 4>answer
+  wait_until grep -q 'Restore it?' asked
+  eorva run slow >/dev/null 3>&- 4>&- &
+  wait_until runs_are 1
+  echo y >&4
+  exec 4>&-
+  wait "$restore" || status=$?
+  same "answer" 1 "$status"
+  grep -q 'nothing is restored while something runs: run 1' asked
+  touch /tmp/go
+  wait
+  same "the run is known" '"ok"' "$(field 1 outcome)"
+}
+
+@test "what is fired while a restore is under way waits, and is what was restored" {
+  add_task one bootup alice 'echo as it was'
+  eorva backup kept.db >/dev/null
+  eorva task delete one --yes >/dev/null
+  add_task one bootup bob 'echo as it came later'
+  # Somebody else writes, so that the restore is held in its middle.
+  mkfifo hold
+  sqlite3 "$DATABASE" <hold >held 3>&- &
+  exec 4>hold
+  echo 'begin immediate; select 1;' >&4
+  wait_until test -s held
+  eorva restore kept.db --yes >/dev/null 3>&- 4>&- &
+  local restore=$!
+  wait_until eval '[[ $(locks) == "read 0, write 1" ]]'
+  kill -STOP "$restore"
+  exec 4>&-
+  eorva fire bootup >fired 3>&- &
+  local fire=$!
+  waits() { [[ $(readlink /proc/"$fire"/fd/*) == *task-locks* ]]; }
+  wait_until waits
+  same "runs meanwhile" 0 "$(eorva runs list --json | jq length)"
+  kill -CONT "$restore"
+  wait "$restore"
+  wait "$fire"
+  same "run" '["ok","alice"]' "$(eorva runs show 1 --json | jq -c '[.outcome, .owner_name]')"
+  same "output" "as it was" "$(eorva runs output 1)"
+  wait
+}

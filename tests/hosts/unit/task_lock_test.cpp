@@ -22,6 +22,9 @@ using testing::HasSubstr;
 
 namespace {
 
+/// Who tries no longer than this finds out what is held now.
+constexpr std::chrono::milliseconds AT_ONCE{0};
+
 class TaskLocks : public testing::Test {
 protected:
   void SetUp() override {
@@ -33,16 +36,25 @@ protected:
   }
 
   /// Why a change of a task is refused; empty when it is not.
-  static std::string whyNoChange(const std::string& strTask) {
+  static std::string whyNoChange(const std::string& strTask, std::chrono::milliseconds limit = AT_ONCE) {
     Session session;
     try {
-      const TaskChange change(session, {strTask}, "deleted");
+      const TaskChange change(session, {strTask}, "deleted", TaskChange::Running::REFUSED, limit);
     } catch (const Failure& failure) {
       return failure.what();
     }
     return {};
   }
 };
+
+std::string whyNoStandstill() {
+  try {
+    const Standstill standstill("restored", AT_ONCE);
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return {};
+}
 
 }  // namespace
 
@@ -78,7 +90,7 @@ TEST_F(TaskLocks, AnnouncingWaitsForTheChangeToEnd) {
   });
   // What was had of it meanwhile is given back: who changes "a" does not wait for who waits for "b".
   for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(whyNoChange("a"), "");
+    EXPECT_EQ(whyNoChange("a", TaskChange::LIMIT), "");
   }
   blEnded = true;
   pChange.reset();
@@ -145,4 +157,41 @@ TEST_F(TaskLocks, ALinkInTheirPlaceIsNotFollowed) {
   std::filesystem::create_symlink("/tmp/elsewhere", "/run/eorva/task-locks");
   EXPECT_THROW(TaskLock(), Failure);
   EXPECT_FALSE(OrvaTest::fileExists("/tmp/elsewhere"));
+}
+
+TEST_F(TaskLocks, NothingStandsStillWhileATaskIsAnnouncedBeingStartedOrChanged) {
+  Session session;
+  {
+    TaskLock execution;
+    execution.announce({"a"});
+    EXPECT_EQ(whyNoStandstill(),
+              "nothing can be restored now: an execution under way may still start a task, or another command is "
+              "changing one");
+    execution.withdraw("a");
+    EXPECT_EQ(whyNoStandstill(), "");
+    ASSERT_TRUE(execution.takeTurn({"b"}));
+    EXPECT_NE(whyNoStandstill(), "");
+  }
+  {
+    const TaskChange change(session, {"c"}, "changed");
+    EXPECT_NE(whyNoStandstill(), "");
+  }
+  const Standstill standstill("restored");
+  EXPECT_NE(whyNoStandstill(), "");
+}
+
+TEST_F(TaskLocks, WhileAllStandsStillNoTaskIsChangedOrStartedWhateverItsName) {
+  auto pStandstill = std::make_unique<Standstill>("restored");
+  EXPECT_NE(whyNoChange("a"), "");
+  EXPECT_FALSE(TaskLock().takeTurn({"a"}, AT_ONCE));
+  std::atomic<bool> blEnded = false;
+  std::thread starter([&] {
+    TaskLock execution;
+    execution.announce({"a", "added meanwhile"});
+    EXPECT_TRUE(blEnded);
+  });
+  blEnded = true;
+  pStandstill.reset();
+  starter.join();
+  EXPECT_EQ(whyNoChange("a"), "");
 }
