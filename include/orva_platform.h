@@ -333,6 +333,18 @@ ORVA_EXPORT int ORVALogSet1(int iType, int iLevel, unsigned int uCode, const cha
 /// \param uCode  code of the event; 0 switches it off again.
 ORVA_EXPORT void ORVALogEndChildAfter(unsigned int uCode);
 
+/// Asked before records are listed. \return 0 to go on; negative to have the list fail.
+/// Must not throw. It may use the same record store; what it lists itself it is asked about too.
+typedef int (*ORVALISTGUARD)(void* pContext);
+
+/// Has every `OrvaJsonDbApi::recList()` of this process ask a function first.
+///
+/// The library reads the tasks that it is going to start with a list, and starts them from what it has read; a host
+/// that must make something ready for them, or wait for something, can do so at that moment and at no later one.
+/// \param pfnGuard  the function; null switches it off again.
+/// \param pContext  handed to it.
+ORVA_EXPORT void ORVAStoreAskBeforeList(ORVALISTGUARD pfnGuard, void* pContext);
+
 /// A share as it is defined, and what has become of it.
 typedef struct tagORVASHARE {
   char* szName;               ///< name

@@ -10,6 +10,7 @@ target_sources(orvaplatform PRIVATE
   record_store/json_text.cpp
   record_store/kept_copy.cpp
   record_store/lasting_text.cpp
+  record_store/list_guard.cpp
   record_store/members.cpp
   record_store/migrations.cpp
   record_store/readable_time.cpp

@@ -31,6 +31,9 @@ namespace fs = std::filesystem;
 /// Begins the first line of a file.
 constexpr std::string_view AFTER = "after ";
 
+/// A line of its own whenever turns were taken.
+constexpr std::string_view TURNS = "turns";
+
 /// Where the children of this process report; only set in the process of an execution.
 int g_fdReport = -1;
 int g_fdCloseToo = -1;
@@ -61,9 +64,10 @@ void makeFolder(const char* szPath) {
   }
 }
 
-/// What a file says: a line with the last run before the execution, then a line for each child.
+/// What a file says: a line with the last run before the execution, then a line for each child, and for turns.
 struct Content {
   Json::Int64 iLastResult = 0;
+  unsigned cTurns = 0;
   std::set<pid_t> setPids;
 };
 
@@ -81,6 +85,8 @@ Content readContent(int fd) {
     pid_t pid = 0;
     if (strLine.substr(0, AFTER.size()) == AFTER) {
       std::from_chars(strLine.data() + AFTER.size(), strLine.data() + strLine.size(), content.iLastResult);
+    } else if (strLine == TURNS) {
+      ++content.cTurns;
     } else if (std::from_chars(strLine.data(), strLine.data() + strLine.size(), pid).ec == std::errc()) {
       content.setPids.insert(pid);
     }
@@ -141,6 +147,17 @@ void ExecutionFile::remove() {
 
 std::set<pid_t> ExecutionFile::children() const {
   return readContent(m_fd.get()).setPids;
+}
+
+void ExecutionFile::noteTurns() const {
+  const std::string strLine = fmt::format("{}\n", TURNS);
+  if (write(m_fd.get(), strLine.data(), strLine.size()) != static_cast<ssize_t>(strLine.size())) {
+    throw Failure(fmt::format("cannot write {}: {}", m_strPath, std::strerror(errno)));
+  }
+}
+
+unsigned ExecutionFile::turns() const {
+  return readContent(m_fd.get()).cTurns;
 }
 
 void reportChildrenTo(int fd, int fdCloseToo) {

@@ -42,6 +42,13 @@ public:
   /// The children that have reported so far.
   std::set<pid_t> children() const;
 
+  /// Notes that the process of the execution has taken turns, for whoever watches over it.
+  /// \throw Failure when that cannot be written down.
+  void noteTurns() const;
+
+  /// How often that was noted.
+  unsigned turns() const;
+
 private:
   std::string m_strPath;
   UniqueFd m_fd;

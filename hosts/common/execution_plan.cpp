@@ -30,18 +30,6 @@ std::vector<GraphTask> planTasks(const TaskGraph& graph, const ExecutionRequest&
   return vecTasks;
 }
 
-/// The library itself would go round in circles without end.
-void checkGraph(const TaskGraph& graph, const ExecutionRequest& request) {
-  std::string strReasons;
-  for (const std::string& strWhy : graph.whyUnsafe(graph.planOf(request.strName))) {
-    strReasons += "\n  " + strWhy;
-  }
-  if (!strReasons.empty()) {
-    throw Failure(fmt::format("the event \"{}\" is not fired, for its tasks cannot be run safely:{}", request.strName,
-                              strReasons));
-  }
-}
-
 /// Without an output folder all runs of an execution share one script file, so that any owner's script can
 /// end up being run with the rights of another one.
 void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::string>& vecWarnings) {
@@ -59,24 +47,6 @@ void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::
         "set one with 'eorva config set --output-path SHARE', or allow it with shared_script=yes in /etc/eorva.conf");
   }
   vecWarnings.emplace_back("no output is kept, so a script of one owner can be run with the rights of another");
-}
-
-void prepareFolders(ExecutionPlan& plan) {
-  const std::optional<OutputFolder> folder = OutputFolder::configured();
-  if (!folder) {
-    checkSharedScript(plan.vecTasks, plan.vecWarnings);
-    return;
-  }
-  for (const GraphTask& task : plan.vecTasks) {
-    // The library does not launch a task without an owner.
-    if (task.iOwner >= 0) {
-      const std::string strAside = folder->prepare(task.strName, static_cast<uid_t>(task.iOwner));
-      if (!strAside.empty()) {
-        plan.vecWarnings.push_back(
-            fmt::format("the output folder of \"{}\" was somebody else's; it is kept as {}", task.strName, strAside));
-      }
-    }
-  }
 }
 
 /// Which tasks there are to announce can change until they are announced.
@@ -99,9 +69,7 @@ Json::Value announceTasks(Session& session, const ExecutionRequest& request, Tas
 }
 
 /// Others that want to start the same tasks wait until these have been started, or were found to run already.
-/// \return the tasks that will be started at once.
-std::vector<std::string> takeTurns(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan,
-                                   TaskLock& lock) {
+void takeTurns(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, TaskLock& lock) {
   std::vector<std::string> vecSingle;
   for (const GraphTask& task : plan.vecTasks) {
     if ((task.blRoot || !request.blByEvent) && !boolOf(findTask(session, task.strName), "run_the_same_time")) {
@@ -109,18 +77,46 @@ std::vector<std::string> takeTurns(Session& session, const ExecutionRequest& req
     }
   }
   lock.takeTurn(vecSingle);
-  std::vector<std::string> vecFirst;
   for (const std::string& strTask : vecSingle) {
-    if (livePidsOf(session, strTask).empty()) {
-      vecFirst.push_back(strTask);
-    } else {
+    if (!livePidsOf(session, strTask).empty()) {
       lock.endTurn(strTask);
     }
   }
-  return vecFirst;
 }
 
 }  // namespace
+
+/// The library itself would go round in circles without end.
+void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
+  std::string strReasons;
+  for (const std::string& strWhy : graph.whyUnsafe(graph.planOf(strEvent))) {
+    strReasons += "\n  " + strWhy;
+  }
+  if (!strReasons.empty()) {
+    throw Failure(
+        fmt::format("the event \"{}\" is not fired, for its tasks cannot be run safely:{}", strEvent, strReasons));
+  }
+}
+
+std::vector<std::string> prepareFolders(const std::vector<GraphTask>& vecTasks) {
+  std::vector<std::string> vecWarnings;
+  const std::optional<OutputFolder> folder = OutputFolder::configured();
+  if (!folder) {
+    checkSharedScript(vecTasks, vecWarnings);
+    return vecWarnings;
+  }
+  for (const GraphTask& task : vecTasks) {
+    // The library does not launch a task without an owner.
+    if (task.iOwner >= 0) {
+      const std::string strAside = folder->prepare(task.strName, static_cast<uid_t>(task.iOwner));
+      if (!strAside.empty()) {
+        vecWarnings.push_back(
+            fmt::format("the output folder of \"{}\" was somebody else's; it is kept as {}", task.strName, strAside));
+      }
+    }
+  }
+  return vecWarnings;
+}
 
 ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock) {
   ExecutionPlan plan;
@@ -128,10 +124,10 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
   const TaskGraph graph(jTasks);
   plan.vecTasks = planTasks(graph, request);
   if (request.blByEvent) {
-    checkGraph(graph, request);
+    checkGraph(graph, request.strName);
   }
-  prepareFolders(plan);
-  plan.vecFirst = takeTurns(session, request, plan, lock);
+  plan.vecWarnings = prepareFolders(plan.vecTasks);
+  takeTurns(session, request, plan, lock);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }

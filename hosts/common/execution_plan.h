@@ -17,7 +17,6 @@ namespace Host {
 /// Checked and made ready.
 struct ExecutionPlan {
   std::vector<GraphTask> vecTasks;       ///< in the order in which they can start
-  std::vector<std::string> vecFirst;     ///< those of them that others wait to see started
   std::vector<std::string> vecWarnings;  ///< what the user should know
   Json::Int64 iLastResult = 0;           ///< runs up to this one are older
 };
@@ -25,5 +24,13 @@ struct ExecutionPlan {
 /// Checks that the request can be run safely, announces its tasks, and makes their output folders ready.
 /// \throw Failure with the reason; nothing has been run then.
 ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock);
+
+/// Makes the output folders of tasks ready.
+/// \param vecTasks  every task that the execution may start: without output folders it matters whose they are.
+/// \return what the user should know. \throw Failure with the reason why none of them may be run.
+std::vector<std::string> prepareFolders(const std::vector<GraphTask>& vecTasks);
+
+/// Says why the tasks of an event cannot be run. \throw Failure with the reasons, if there are any.
+void checkGraph(const TaskGraph& graph, const std::string& strEvent);
 
 }  // namespace Host

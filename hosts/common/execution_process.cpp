@@ -8,7 +8,7 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "execution_file.h"
+#include "next_tasks.h"
 #include "session.h"
 #include "start_second.h"
 #include "task_graph.h"
@@ -35,8 +35,10 @@ std::set<std::string> firstTasks(Session& session, const ExecutionRequest& reque
   return setTasks;
 }
 
-int runRequest(Session& session, const ExecutionRequest& request) {
+int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
+               TaskLock& lock) {
   if (request.blByEvent) {
+    const NextTasks nextTasks(session, request, plan, file, lock);
     Json::Value jIn(Json::objectValue);
     jIn["event"] = request.strName;
     return runByEvent(session.tasks(), session.runs(), jIn, session.db());
@@ -47,16 +49,17 @@ int runRequest(Session& session, const ExecutionRequest& request) {
 
 }  // namespace
 
-void executeAndExit(const ExecutionRequest& request, int fdFile, int fdLock) {
+void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
+                    TaskLock& lock) {
   const pid_t pidSelf = getpid();
   int iResult = -1;
   try {
-    reportChildrenTo(fdFile, fdLock);
+    reportChildrenTo(file.fd(), lock.fd());
     // A child that cannot write its script would go on as a second runner; it ends with its last message instead.
     ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
     Session session;
     claimStartSecond(session, firstTasks(session, request));
-    iResult = runRequest(session, request);
+    iResult = runRequest(session, request, plan, file, lock);
     if (getpid() != pidSelf) {
       _exit(0);
     }

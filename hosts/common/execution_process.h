@@ -3,13 +3,15 @@
 
 #pragma once
 
+#include "execution_file.h"
+#include "execution_plan.h"
 #include "execution_request.h"
+#include "task_lock.h"
 
 namespace Host {
 
 /// Does what the process of an execution does, from its first to its last step. Ends with 1 when the library failed.
-/// \param fdFile  of the ExecutionFile.
-/// \param fdLock  of the TaskLock.
-[[noreturn]] void executeAndExit(const ExecutionRequest& request, int fdFile, int fdLock);
+[[noreturn]] void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
+                                 TaskLock& lock);
 
 }  // namespace Host

@@ -42,7 +42,8 @@ constexpr auto TIDY_PAUSE = 2s;
 /// is waited for.
 constexpr auto LAST_RESORT = 30s;
 
-/// What could not be launched leaves no record; others who want to start it too do not wait for that longer.
+/// A turn ends when what it was taken for has been started. What could not be launched leaves no record; others who
+/// want to start it too do not wait for that longer.
 constexpr auto TURN_TIME = 10s;
 
 std::chrono::seconds graceSetting() {
@@ -83,8 +84,9 @@ private:
   RunWatch m_runs;
   Clock::time_point m_start = Clock::now();
   Clock::time_point m_tidied = Clock::now();
+  std::optional<Clock::time_point> m_turns = Clock::now();  ///< when turns were taken, unless they have been ended
+  unsigned m_cTurns = 0;
   std::string m_strComplaint;
-  bool m_blTurns = true;
   bool m_blOverBudget = false;
   bool m_blHeld = false;
   int m_iStatus = 0;
@@ -98,7 +100,7 @@ Process Watch::forkExecution() {
   if (pid == 0) {
     // It may be held when this process dies, and would be so for ever.
     prctl(PR_SET_PDEATHSIG, SIGCONT);
-    executeAndExit(m_request, m_file.fd(), m_lock.fd());
+    executeAndExit(m_request, m_plan, m_file, m_lock);
   }
   return Process(pid);
 }
@@ -125,11 +127,13 @@ bool Watch::collect(pid_t pidExecution) {
 }
 
 void Watch::endTurns() {
-  if (m_blTurns && Clock::now() - m_start > TURN_TIME) {
-    m_blTurns = false;
-    for (const std::string& strTask : m_plan.vecFirst) {
-      m_lock.endTurn(strTask);
-    }
+  if (const unsigned cTurns = m_file.turns(); cTurns != m_cTurns) {
+    m_cTurns = cTurns;
+    m_turns = Clock::now();
+  }
+  if (m_turns && Clock::now() - *m_turns > TURN_TIME) {
+    m_turns.reset();
+    m_lock.endTurns();
   }
 }
 

@@ -31,14 +31,17 @@ constexpr auto LOCK_PAUSE = 20ms;
 
 /// Each task has two bytes of the file, which is and stays empty: locks may lie behind its end. Where they lie
 /// follows from the name alone, so that any name, of any length, has a place that no other name is likely to have.
+/// The records' bytes lie in the lower half of what a file can have, the turns' in the upper half.
 enum class Place : std::uint8_t { RECORD = 0, TURN = 1 };
+
+constexpr std::int64_t HALF = std::int64_t{1} << 62;
 
 std::int64_t offsetOf(const std::string& strTask, Place place) {
   std::uint64_t hash = 0xcbf29ce484222325U;  // FNV-1a
   for (const char c : strTask) {
     hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
   }
-  return static_cast<std::int64_t>(hash >> 2 & ~std::uint64_t{1}) + static_cast<std::int64_t>(place);
+  return static_cast<std::int64_t>(hash >> 2) + (place == Place::TURN ? HALF : 0);
 }
 
 /// As a length: all that lies behind the start.
@@ -113,6 +116,10 @@ bool TaskLock::takeTurn(const std::vector<std::string>& vecTasks, std::chrono::m
 
 void TaskLock::endTurn(const std::string& strTask) {
   unlock(m_fd.get(), strTask, Place::TURN);
+}
+
+void TaskLock::endTurns() {
+  setLock(m_fd.get(), F_UNLCK, HALF, TO_THE_END);
 }
 
 void TaskLock::withdraw(const std::string& strTask) {

@@ -43,6 +43,9 @@ public:
   /// Lets the next one have the turn.
   void endTurn(const std::string& strTask);
 
+  /// Lets the next ones have every turn that is held.
+  void endTurns();
+
   /// Withdraws a task, and ends its turn.
   void withdraw(const std::string& strTask);
 

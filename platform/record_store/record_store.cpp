@@ -9,6 +9,7 @@
 #include "record_store/definition.h"
 #include "record_store/failure.h"
 #include "record_store/filter.h"
+#include "record_store/list_guard.h"
 #include "record_store/members.h"
 #include "record_store/row_reader.h"
 #include "record_store/schema.h"
@@ -104,6 +105,7 @@ int OrvaJsonDbApi::Impl::getOne(const Json::Value& jFilter, Json::Value& jOut) {
 
 int OrvaJsonDbApi::Impl::list(const Json::Value& jFilter, Json::Value& jOut) {
   const Filter filter(m_definition, jFilter, FilterKind::MEMBERS_OR_RAW);
+  askBeforeList();
   Json::Value jFound;
   retryWhileBusy(m_pDb, [&] {
     jFound = Json::Value(Json::arrayValue);

@@ -172,4 +172,8 @@ void ORVALogEndChildAfter(unsigned int uCode) {
   fakes().platformCall("ORVALogEndChildAfter", Hex{uCode});
 }
 
+void ORVAStoreAskBeforeList(ORVALISTGUARD, void*) {
+  fakes().platformCall("ORVAStoreAskBeforeList");
+}
+
 }  // extern "C"

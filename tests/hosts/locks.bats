@@ -118,3 +118,48 @@ locks() {
   same "output" "as it was" "$(eorva runs output 1)"
   wait
 }
+
+# go_on_together COUNT SCRIPT [OPTION...]: so many executions of bootup go on to the task "second" at one moment.
+go_on_together() {
+  local i count=$1 script=$2
+  shift 2
+  add_task first bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done' --parallel
+  add_task second bootup alice "$script" --after first "$@"
+  for ((i = 1; i <= count; i++)); do
+    eorva fire bootup >"fired.$i" 3>&- &
+  done
+  wait_until runs_are "$count"
+  touch /tmp/go
+}
+
+@test "of 4 executions that come to a task at the same moment one starts it" {
+  rm -f /tmp/go2
+  go_on_together 4 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done'
+  three_over() { [[ $(cat fired.* | grep -c 'not started: second') == 3 ]]; }
+  wait_until three_over
+  same "runs of second" 1 "$(eorva runs list --task second --json | jq length)"
+  touch /tmp/go2
+  wait
+}
+
+@test "4 executions that come to a task at the same moment start it in seconds of their own" {
+  go_on_together 4 'exit 0' --parallel
+  wait
+  same "starts of second" 4 "$(eorva runs list --task second --json | jq '[.[].start_time] | unique | length')"
+  same "locks" "read 0, write 0" "$(locks)"
+}
+
+@test "a task that is added while its event is under way is announced and gets its folder before it starts" {
+  rm -f /tmp/go2
+  add_task first bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  eorva fire bootup >fired 3>&- &
+  wait_until runs_are 1
+  add_task late bootup bob 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done' --after first
+  rm -rf "${KEPT:?}/late"
+  touch /tmp/go
+  wait_until runs_are 2
+  same "folder of late" "bob 700" "$(stat -c '%U %a' "$KEPT/late")"
+  touch /tmp/go2
+  wait
+  same "late" '"ok"' "$(eorva runs list --task late --json | jq '.[0].outcome')"
+}

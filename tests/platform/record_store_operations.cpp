@@ -273,3 +273,49 @@ TEST_F(Delete, DestructorDoesNotTouchTheClosedDatabase) {
   ASSERT_EQ(SQLITE_OK, sqlite3_close(m_pDb.release()));
   pHandle.reset();
 }
+
+namespace {
+
+// Asks itself again by listing, and allows what it was told to.
+struct Guard {
+  static int ask(void* pThis) {
+    auto& guard = *static_cast<Guard*>(pThis);
+    if (++guard.cAsked == 1) {
+      Json::Value jOut;
+      EXPECT_EQ(guard.iAnswer, guard.api.recList(parse("{}"), jOut));
+    }
+    return guard.iAnswer;
+  }
+  ~Guard() { ORVAStoreAskBeforeList(nullptr, nullptr); }
+
+  OrvaJsonDbApi& api;
+  int iAnswer = 0;
+  int cAsked = 0;
+};
+
+}  // namespace
+
+TEST_F(List, HostIsAskedBeforeEachListAndMayListItself) {
+  add(task("a"));
+  Guard guard{m_tasks};
+  ORVAStoreAskBeforeList(&Guard::ask, &guard);
+  Json::Value jOut;
+  EXPECT_EQ(0, m_tasks.recList(parse("{}"), jOut));
+  EXPECT_EQ(1U, jOut.size());
+  EXPECT_EQ(2, guard.cAsked);
+  EXPECT_EQ(0, m_tasks.recGetOne(parse("{}"), jOut));
+  EXPECT_EQ(2, guard.cAsked);
+}
+
+TEST_F(List, HostHasAListFail) {
+  Guard guard{m_tasks, -1};
+  ORVAStoreAskBeforeList(&Guard::ask, &guard);
+  Json::Value jOut = "untouched";
+  EXPECT_EQ(-1, m_tasks.recList(parse("{}"), jOut));
+  // The list that the guard has asked for itself comes first.
+  expectLog(std::vector<std::string>(
+      2, "3 orvaplatform: record store, table task, recList: the host has nothing listed now"));
+  EXPECT_EQ("untouched", jOut.asString());
+  ORVAStoreAskBeforeList(nullptr, nullptr);
+  EXPECT_EQ(0, m_tasks.recList(parse("{}"), jOut));
+}
