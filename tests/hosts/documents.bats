@@ -1,8 +1,11 @@
 #!/usr/bin/env bats
 # Every command line that the documents show does what it says. One document is one session, on a fresh store, in the
-# folder of the demo's scripts.
+# folder of the demo's scripts. What needs more than a private view of this machine is run where there is more of it.
 
 load common
+load documented
+
+DOCUMENTED=$BATS_TEST_DIRNAME/documented_commands
 
 setup() {
   rm -rf "$STORE" /run/eorva "${KEPT:?}"/* /tmp/eorvascheduler*
@@ -11,26 +14,22 @@ setup() {
   cp "$BATS_TEST_DIRNAME"/../../demo/tasks/* .
 }
 
-# A command answers 0 unless its line ends with "# answers N".
-run_document() {
-  local commands command wanted count=0
-  commands=$("$BATS_TEST_DIRNAME/documented_commands" "$BATS_TEST_DIRNAME/../../$1")
-  while IFS= read -r command; do
-    eval "command=$command"
-    wanted=0
-    [[ $command =~ '# answers '([0-9]+)$ ]] && wanted=${BASH_REMATCH[1]}
-    echo "\$ $command"
-    local status=0
-    eval "$command" </dev/null 3>&- || status=$?
-    same "the answer of: $command" "$wanted" "$status"
-    count=$((count + 1))
-  done <<<"$commands"
-  ((count >= $2)) || same "command lines found in $1" "$2 or more" "$count"
-}
+# session DOCUMENT LEAST
+session() { run_lines "$2" < <("$DOCUMENTED" view "$1"); }
 
-@test "the command lines of the README" { run_document README.md 6; }
+@test "the command lines of the README" { session README.md 6; }
+
 @test "the command lines of the page for administrators" {
   # As the packages do it.
   eorva init >/dev/null
-  run_document docs/administrators.md 30
+  session docs/administrators.md 30
+}
+
+@test "the command lines of the man page" {
+  eorva init >/dev/null
+  session packaging/man/eorva.8.scd 3
+}
+
+@test "no document is left out" {
+  same "documents" "README.md docs/administrators.md packaging/man/eorva.8.scd" "$("$DOCUMENTED" view | paste -sd ' ')"
 }
