@@ -42,6 +42,14 @@ in_order() {
 # output_of TASK: what its newest run printed.
 output_of() { eorva runs output "$(run_of "$1")"; }
 
+# outputs_of EVENT: what all its runs printed.
+outputs_of() {
+  local run
+  for run in $(runs_of "$1" | jq '.[].result_id'); do
+    eorva runs output "$run"
+  done
+}
+
 # unit_of TASK: the unit that the newest run of a task belongs to.
 unit_of() {
   local pid

@@ -17,10 +17,23 @@ setup_file() { wait_for_start; }
   same "why" budget "$(runs_of shutdown | jq -r '.[] | select(.task_name == "s-endless") | .ended_by')"
 }
 
-@test "every run of the first start is closed, and none was cut off" {
+@test "every run of the first start is closed, and none was cut off but those that only the power ended" {
   patiently none_open
-  same "interrupted runs" "[]" "$(eorva runs list --limit 0 --json |
-    jq -c '[.[] | select(.exit_info.exit_type == "interrupted") | .task_name]')"
+  same "interrupted runs" '["o-deaf","o-front","o-plain","o-polite"]' "$(eorva runs list --limit 0 --json |
+    jq -c '[.[] | select(.exit_info.exit_type == "interrupted") | .task_name] | sort')"
+}
+
+# When the first start let its volume go, in seconds.
+unmounted() {
+  journalctl --unit srv-data.mount MESSAGE_ID=de5b426a63be47a7b6ac3eaac82e2f6f --output json |
+    jq -s '.[0].__REALTIME_TIMESTAMP | tonumber / 1000000 | floor'
+}
+
+@test "tasks of other events could clean up, were ended in time, and closed before the volumes went" {
+  [[ -e /srv/marks/cleaned && ! -e /srv/marks/volumes-are-gone ]]
+  same "closed later" "[]" "$(runs_of late | jq -c --argjson gone "$(unmounted)" '[.[] | select(.stop_time > $gone)]')"
+  # What waited for them did not start.
+  same "runs" "o-deaf o-plain o-polite" "$(outcomes late | cut -d ' ' -f 1 | sort | paste -sd ' ')"
 }
 
 @test "bootup fired once more, and so did the network" {
