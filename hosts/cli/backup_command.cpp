@@ -78,7 +78,9 @@ void addBackupCommands(CLI::App& app, Context& context) {
       addCommand(app, "backup", "Write tasks, run records and configuration to one file, while everything goes on.",
                  "  eorva backup /var/backups/eorva.db     'eorva restore' reads it\n"
                  "\nThe file is an SQLite database that only root can read. Kept output is not in it.\n");
-  pCommand->add_option("file", pBackup->strFile, "the file; one that is there is replaced")
+  pCommand
+      ->add_option("file", pBackup->strFile,
+                   "the file; a plain one that is there is replaced, no link and none of the store")
       ->required()
       ->type_name("FILE");
   onCommand(pCommand, context, pBackup, &runBackup);

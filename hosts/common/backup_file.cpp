@@ -16,6 +16,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "backup_target.h"
 #include "failure.h"
 #include "installed_paths.h"
 #include "replace_file.h"
@@ -179,6 +180,9 @@ void checkBackup(const Database& backup, const std::string& strFile) {
 }  // namespace
 
 void writeBackup(const std::string& strFile) {
+  if (const std::string strWhy = whyNotBackupTarget(strFile); !strWhy.empty()) {
+    throw Failure(strWhy);
+  }
   DraftName draft(strFile);
   fillBackup(draft.path());
   draft.put(strFile);

@@ -13,7 +13,8 @@
 namespace Host {
 
 /// Copies the store and the configuration while others go on working with them. The file is there whole or not at all,
-/// and only root can read it. \throw Failure that names it.
+/// and only root can read it. \throw Failure that names it; also when something else than a plain file is there, or one
+/// that the server works with.
 void writeBackup(const std::string& strFile);
 
 /// Puts a backup in the place of the store and the configuration. \throw Failure when the file is no backup, or

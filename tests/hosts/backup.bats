@@ -88,6 +88,30 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "left over" "" "$(ls | grep 'db\.' || true)"
 }
 
+@test "a backup replaces nothing that the server works with, and only plain files" {
+  add_task one bootup alice 'echo one'
+  eorva export >before.yaml
+  ln "$DATABASE" /usr/orva/etc/second-name.db
+  ln -s "$DATABASE" link.db
+  ln -s "$STORE" folder
+  ln -s kept.db to-nothing.db
+  mknod null c 1 3
+  mkfifo pipe
+  sqlite3 "$DATABASE" 'pragma wal_checkpoint(truncate)' >/dev/null
+  local file
+  for file in "$DATABASE" "$DATABASE-wal" "$DATABASE-shm" "$DATABASE-journal" "$STORE/kept.db" folder/eorvascheduler.db \
+    "$STORE/../eorvascheduler/eorvascheduler.db-wal" "$STORE/eorvascheduler-conf.json" /etc/eorva.conf \
+    /etc/../etc/eorva.conf /usr/orva/etc/second-name.db link.db to-nothing.db null pipe .; do
+    run -1 --separate-stderr eorva backup "$file"
+    complains "nothing is backed up to $file: "
+  done
+  rm /usr/orva/etc/second-name.db
+  cmp /etc/eorva.conf eorva.conf
+  [[ -c null && -p pipe && -L link.db && -L to-nothing.db && ! -e kept.db ]]
+  same "left over" "" "$(ls "$STORE" . /etc | grep -E '(db|null|pipe|eorva.conf)\.' || true)"
+  eorva export | diff before.yaml -
+}
+
 @test "nothing is restored while something runs, or without consent" {
   eorva backup kept.db >/dev/null
   run -1 --separate-stderr eorva restore kept.db </dev/null
