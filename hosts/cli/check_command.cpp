@@ -8,6 +8,7 @@
 #include "common/health.h"
 #include "common/installed_paths.h"
 #include "common/json_read.h"
+#include "common/lost_output.h"
 #include "common/reconcile.h"
 #include "context.h"
 #include "present.h"
@@ -27,6 +28,14 @@ void repair(Host::Session& session) {
     printNote(fmt::format("run {} of \"{}\" was interrupted; it is closed now", Host::intOf(jRun, "result_id"),
                           Host::textOf(jRun, "task_name")));
   }
+  try {
+    for (const Host::LostOutput& lost : Host::returnLostOutput(session)) {
+      printNote(fmt::format("the output of \"{}\" lay in {}; it is in its place again", lost.strTask, lost.path()));
+    }
+  } catch (const Host::Failure& error) {
+    // What stays as it is is found again.
+    printNote(error.what());
+  }
 }
 
 HealthFindings findAll(bool blRepair) {
@@ -40,6 +49,7 @@ HealthFindings findAll(bool blRepair) {
       repair(*session);
     }
     Host::checkRuns(*session, findings);
+    Host::checkLostOutput(*session, findings);
   } catch (const Host::Failure& error) {
     findings.push_back({HealthFinding::Severity::PROBLEM, "store", Host::DATABASE_PATH, error.what(), "eorva init"});
   }
@@ -105,9 +115,10 @@ void addCheckCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand =
       addCommand(app, "check", "Look the whole installation over; ends with 1 when something is wrong.",
                  "  eorva check                 each finding says what to type\n"
-                 "  eorva check --repair        closes runs whose process is gone, and looks again\n"
+                 "  eorva check --repair        mends what can be mended, and looks again\n"
                  "  eorva check --json\n");
-  pCommand->add_flag("--repair", pOptions->blRepair, "close the runs whose process is gone");
+  pCommand->add_flag("--repair", pOptions->blRepair,
+                     "close runs whose process is gone; give tasks their output back that a rename left elsewhere");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object with \"ok\" and \"findings\"");
   onCommand(pCommand, context, pOptions, &runCheck);
 }

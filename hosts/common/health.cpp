@@ -17,6 +17,7 @@
 #include "host_settings.h"
 #include "installed_paths.h"
 #include "json_read.h"
+#include "lost_output.h"
 #include "output_folder.h"
 #include "reconcile.h"
 #include "script_check.h"
@@ -192,6 +193,22 @@ void checkRuns(Session& session, HealthFindings& findings) {
                                       intOf(jRun, "result_id"), textOf(jRun, "task_name")),
                           "eorva check --repair"});
     }
+  }
+}
+
+void checkLostOutput(Session& session, HealthFindings& findings) {
+  try {
+    for (const LostOutput& lost : findLostOutput(session)) {
+      const std::string strTo = shellWord(fmt::format("{}/{}", lost.place.path(), lost.strTask));
+      findings.push_back({Severity::PROBLEM, "output", lost.strTask,
+                          fmt::format("output of \"{}\" lies in {}, which belongs to no task: a change of the name was "
+                                      "cut off",
+                                      lost.strTask, lost.path()),
+                          lost.blFree ? "eorva check --repair"
+                                      : fmt::format("mv --no-clobber {}/* {}/", shellWord(lost.path()), strTo)});
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::WARNING, "output", "", error.what(), "eorva check"});
   }
 }
 

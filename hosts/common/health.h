@@ -39,6 +39,9 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings);
 /// Looks for runs that are recorded as running although their process is gone.
 void checkRuns(Session& session, HealthFindings& findings);
 
+/// Looks for output that cannot be found under its task's name.
+void checkLostOutput(Session& session, HealthFindings& findings);
+
 /// Looks at each task, and at how they wait for each other.
 void checkTasks(const Json::Value& jTasks, HealthFindings& findings);
 

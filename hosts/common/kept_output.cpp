@@ -1,5 +1,6 @@
 #include "kept_output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -177,6 +178,27 @@ std::vector<KeptOutput> listKeptOutput(const OutputFolder& place) {
     }
   }
   return vecKept;
+}
+
+std::vector<std::string> listTaskFolders(const OutputFolder& place) {
+  const std::optional<UniqueFd> base = place.openExisting();
+  return base ? entriesOf(*base, place.path()) : std::vector<std::string>();
+}
+
+std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::string& strFolder) {
+  const std::optional<UniqueFd> folder = openTaskFolder(place, strFolder);
+  struct stat status{};
+  if (!folder || fstat(folder->get(), &status) < 0) {
+    return std::nullopt;
+  }
+  TaskFolder task{strFolder, status.st_uid, {}};
+  for (const std::string& strName : entriesOf(*folder, below(place.path(), strFolder))) {
+    if (const std::optional<Json::Int64> start = readStartTime(strName)) {
+      task.vecStarts.push_back(*start);
+    }
+  }
+  std::sort(task.vecStarts.rbegin(), task.vecStarts.rend());
+  return task;
 }
 
 std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {

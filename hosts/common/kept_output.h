@@ -8,7 +8,9 @@
 
 #include <cstdint>
 #include <json/value.h>
+#include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 #include "output_folder.h"
@@ -25,6 +27,19 @@ struct KeptOutput {
 
 /// Lists the folders of runs in a place; folders that hold neither an output nor a script are none.
 std::vector<KeptOutput> listKeptOutput(const OutputFolder& place);
+
+/// The folder of a task.
+struct TaskFolder {
+  std::string strName;
+  uid_t owner = 0;
+  std::vector<Json::Int64> vecStarts;  ///< when the runs started whose folders are in it, the newest first
+};
+
+/// The names of what could be folders of tasks in a place.
+std::vector<std::string> listTaskFolders(const OutputFolder& place);
+
+/// Looks into the folder of a task; nothing when there is none.
+std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::string& strFolder);
 
 /// The room that the folder of one run takes; 0 when there is none.
 std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <exception>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <functional>
+#include <optional>
 #include <sqlite3.h>
 #include <thread>
 #include <utility>
@@ -72,10 +75,13 @@ std::vector<OutputFolder> folderPlaces(const std::string& strTask) {
 /// The folder of a task moves in every place, or in none.
 class FolderMove {
 public:
-  FolderMove(const std::string& strTask, const std::string& strNew) : m_strTask(strTask), m_strNew(strNew) {
+  FolderMove(const std::string& strTask, const std::string& strNew)
+      : m_strTask(strTask), m_strNew(strNew), m_vecPlaces(folderPlaces(strTask)) {}
+
+  void run() {
     try {
-      for (const OutputFolder& place : folderPlaces(strTask)) {
-        if (place.rename(strTask, strNew)) {
+      for (const OutputFolder& place : m_vecPlaces) {
+        if (place.rename(m_strTask, m_strNew)) {
           m_vecMoved.push_back(place);
         }
       }
@@ -85,8 +91,8 @@ public:
     }
   }
 
-  void moveBack() const {
-    for (const OutputFolder& place : m_vecMoved) {
+  void moveBack() {
+    for (const OutputFolder& place : std::exchange(m_vecMoved, {})) {
       place.rename(m_strNew, m_strTask);
     }
   }
@@ -94,7 +100,65 @@ public:
 private:
   std::string m_strTask;
   std::string m_strNew;
+  std::vector<OutputFolder> m_vecPlaces;
   std::vector<OutputFolder> m_vecMoved;
+};
+
+/// Keeps signals from ending the process between two steps that belong together.
+class SignalsHeld {
+public:
+  SignalsHeld() {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, &m_before);
+  }
+  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+  sigset_t m_before{};
+};
+
+/// Moves the folder when all is written and only the commit is missing: then the store's write lock is held, so that
+/// nothing is waited for any more between the two. What goes wrong with the folder takes the change back.
+class MoveAtCommit {
+public:
+  MoveAtCommit(sqlite3* pDb, FolderMove& move) : m_pDb(pDb), m_move(move) {
+    sqlite3_commit_hook(m_pDb, &MoveAtCommit::onCommit, this);
+  }
+  ~MoveAtCommit() { sqlite3_commit_hook(m_pDb, nullptr, nullptr); }
+  MoveAtCommit(const MoveAtCommit&) = delete;
+  MoveAtCommit& operator=(const MoveAtCommit&) = delete;
+
+  /// Ends the pair of steps. \throw what kept the folder from being moved.
+  void finish(bool blCommitted) {
+    if (!blCommitted) {
+      m_move.moveBack();
+    }
+    m_signals.reset();
+    if (m_error) {
+      std::rethrow_exception(m_error);
+    }
+  }
+
+private:
+  /// \return other than 0 for a rollback. Nothing may be thrown through SQLite.
+  static int onCommit(void* pSelf) {
+    auto* const pMove = static_cast<MoveAtCommit*>(pSelf);
+    try {
+      pMove->m_signals.emplace();
+      pMove->m_move.run();
+    } catch (...) {
+      pMove->m_error = std::current_exception();
+    }
+    return pMove->m_error ? 1 : 0;
+  }
+
+  sqlite3* m_pDb;
+  FolderMove& m_move;
+  std::optional<SignalsHeld> m_signals;
+  std::exception_ptr m_error;
 };
 
 }  // namespace
@@ -120,18 +184,16 @@ std::string deleteTask(const std::string& strTask) {
 }
 
 void renameTask(const std::string& strTask, const std::string& strNew) {
-  const FolderMove move(strTask, strNew);
-  try {
-    changeSubtree(strTask, "rename", [&](Session& session) {
-      Json::Value jIn(Json::objectValue);
-      jIn["task_name"] = strNew;
-      jIn["old_task_name"] = strTask;
-      return recUpdate(session.tasks(), jIn, session.db());
-    });
-  } catch (...) {
-    move.moveBack();
-    throw;
-  }
+  FolderMove move(strTask, strNew);
+  changeSubtree(strTask, "rename", [&](Session& session) {
+    MoveAtCommit atCommit(session.db(), move);
+    Json::Value jIn(Json::objectValue);
+    jIn["task_name"] = strNew;
+    jIn["old_task_name"] = strTask;
+    const int iResult = recUpdate(session.tasks(), jIn, session.db());
+    atCommit.finish(iResult >= 0);
+    return iResult;
+  });
 }
 
 }  // namespace Host

@@ -1,0 +1,125 @@
+#include "lost_output.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "failure.h"
+#include "json_read.h"
+#include "kept_output.h"
+#include "task_lock.h"
+#include "task_name.h"
+
+namespace Host {
+
+namespace {
+
+/// That many runs tell whose folder it is.
+constexpr std::size_t MANY = 50;
+
+class Search {
+public:
+  explicit Search(Session& session) : m_session(session) {
+    for (const Json::Value& jTask : listTasks(session)) {
+      m_mapOwners.emplace(textOf(jTask, "task_name"), intOf(jTask, "owner", -1));
+    }
+    std::vector<std::string> vecUnknown;
+    m_vecPlaces = OutputFolder::places(vecUnknown);
+  }
+
+  std::vector<LostOutput> run() {
+    std::vector<LostOutput> vecLost;
+    for (const OutputFolder& place : m_vecPlaces) {
+      try {
+        searchPlace(place, vecLost);
+      } catch (const Failure&) {
+        // A place that cannot be looked into is a finding of its own.
+        continue;
+      }
+    }
+    return vecLost;
+  }
+
+private:
+  void searchPlace(const OutputFolder& place, std::vector<LostOutput>& vecLost) {
+    for (const std::string& strFolder : listTaskFolders(place)) {
+      // What was put aside has a name that no task can have.
+      if (m_mapOwners.count(strFolder) > 0 || !whyNotTaskName(strFolder).empty()) {
+        continue;
+      }
+      const std::optional<TaskFolder> folder = readTaskFolder(place, strFolder);
+      if (const std::string strTask = folder ? taskOf(*folder) : std::string(); !strTask.empty()) {
+        vecLost.push_back({place, strFolder, strTask, !readTaskFolder(place, strTask)});
+      }
+    }
+  }
+
+  /// The one task of the folder's owner that started a run at each of the times, and has nothing of it anywhere.
+  std::string taskOf(TaskFolder folder) {
+    folder.vecStarts.resize(std::min(folder.vecStarts.size(), MANY));
+    if (folder.vecStarts.empty()) {
+      return {};
+    }
+    std::map<std::string, std::set<Json::Int64>> mapStarts;
+    const std::string strWhere = fmt::format("start_time in ({})", fmt::join(folder.vecStarts, ", "));
+    for (const Json::Value& jRun : listRuns(m_session, strWhere)) {
+      mapStarts[textOf(jRun, "task_name")].insert(intOf(jRun, "start_time"));
+    }
+    std::vector<std::string> vecTasks;
+    for (const auto& [strTask, setStarts] : mapStarts) {
+      const auto itOwner = m_mapOwners.find(strTask);
+      if (itOwner != m_mapOwners.end() && itOwner->second == static_cast<Json::Int64>(folder.owner) &&
+          setStarts.size() == folder.vecStarts.size() && !hasOneOf(strTask, setStarts)) {
+        vecTasks.push_back(strTask);
+      }
+    }
+    return vecTasks.size() == 1 ? vecTasks.front() : std::string();
+  }
+
+  bool hasOneOf(const std::string& strTask, const std::set<Json::Int64>& setStarts) const {
+    return std::any_of(m_vecPlaces.begin(), m_vecPlaces.end(), [&](const OutputFolder& place) {
+      const std::optional<TaskFolder> folder = readTaskFolder(place, strTask);
+      return folder && std::any_of(folder->vecStarts.begin(), folder->vecStarts.end(),
+                                   [&](Json::Int64 iStart) { return setStarts.count(iStart) > 0; });
+    });
+  }
+
+  Session& m_session;
+  std::map<std::string, Json::Int64> m_mapOwners;
+  std::vector<OutputFolder> m_vecPlaces;
+};
+
+}  // namespace
+
+std::vector<LostOutput> findLostOutput(Session& session) {
+  if (Search(session).run().empty()) {
+    return {};
+  }
+  // A change of name holds this lock from before its first half to the end of the second.
+  const WriteLock lock(session);
+  return Search(session).run();
+}
+
+std::vector<LostOutput> returnLostOutput(Session& session) {
+  std::vector<LostOutput> vecReturned;
+  for (const LostOutput& lost : findLostOutput(session)) {
+    if (!lost.blFree) {
+      continue;
+    }
+    const TaskChange change(session, {lost.strTask, lost.strFolder}, "given its output back");
+    const WriteLock lock(session);
+    const std::vector<LostOutput> vecNow = Search(session).run();
+    const bool blStill = std::any_of(vecNow.begin(), vecNow.end(), [&](const LostOutput& now) {
+      return now.path() == lost.path() && now.strTask == lost.strTask && now.blFree;
+    });
+    if (blStill && lost.place.rename(lost.strFolder, lost.strTask)) {
+      vecReturned.push_back(lost);
+    }
+  }
+  return vecReturned;
+}
+
+}  // namespace Host

@@ -1,0 +1,246 @@
+/// What is left of a change of name that is cut off at any moment: the output of a task is found under its name, or the
+/// check finds it.
+
+#include "common/subtree_change.h"
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fmt/format.h>
+#include <functional>
+#include <gmock/gmock.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "eorvascheduler.h"
+
+#include "common/failure.h"
+#include "common/health.h"
+#include "common/installed_paths.h"
+#include "common/lost_output.h"
+#include "common/session.h"
+#include "support/files.h"
+#include "support/private_view.h"
+#include "support/processes.h"
+
+using namespace Host;
+using testing::HasSubstr;
+
+namespace {
+
+/// The signal that this process gets at a moment; 0 for none.
+int g_iSignalAfterMove = 0;
+int g_iSignalWhileWaiting = 0;
+
+void endHere(int iSignal) {
+  if (iSignal != 0) {
+    kill(getpid(), iSignal);
+  }
+}
+
+}  // namespace
+
+extern "C" int renameat(int fdOld, const char* szOld, int fdNew, const char* szNew) noexcept {
+  const auto iResult = static_cast<int>(syscall(SYS_renameat2, fdOld, szOld, fdNew, szNew, 0));
+  endHere(g_iSignalAfterMove);
+  return iResult;
+}
+
+extern "C" int clock_nanosleep(clockid_t clock, int iFlags, const timespec* pPause, timespec* pRest) {
+  endHere(g_iSignalWhileWaiting);
+  return static_cast<int>(-syscall(SYS_clock_nanosleep, clock, iFlags, pPause, pRest));
+}
+
+extern "C" int nanosleep(const timespec* pPause, timespec* pRest) {
+  endHere(g_iSignalWhileWaiting);
+  return static_cast<int>(syscall(SYS_nanosleep, pPause, pRest));
+}
+
+namespace {
+
+class ChangeOfName : public testing::Test {
+protected:
+  void SetUp() override {
+    OrvaTest::freshProduct();
+    OrvaTest::installShareFiles();
+    std::filesystem::create_directories(STORE_FOLDER);
+    std::filesystem::remove_all("/run/eorva");
+    std::filesystem::remove_all("/srv/kept");
+    std::filesystem::create_directories("/srv/kept/it/1000");
+    std::filesystem::create_directories("/etc/orva");
+    OrvaTest::writeFile("/etc/orva/shares.conf", "[kept]\npath = /srv/kept\n");
+    OrvaTest::writeFile(CONFIG_PATH, R"({"eorvascheduler": {"type": "eorvascheduler", "output_path": "kept"}})");
+    OrvaTest::writeFile("/srv/kept/it/1000/output.log", "printed\n");
+    Session session(Session::Store::CREATE);
+    addTask(session, "it");
+    addRun(session, "it", 1000);
+  }
+
+  void TearDown() override {
+    OrvaTest::endChildren();
+    std::filesystem::remove_all("/srv/kept");
+    std::filesystem::remove("/etc/orva/shares.conf");
+  }
+
+  static void addTask(Session& session, const std::string& strTask) {
+    Json::Value jTask(Json::objectValue);
+    Json::Value jCreated;
+    jTask["task_name"] = strTask;
+    jTask["event"] = "bootup";
+    jTask["owner"] = 0;
+    jTask["depend_on_task"] = "";
+    ASSERT_EQ(session.tasks()->recCreate(jTask, jCreated), 0);
+  }
+
+  static void addRun(Session& session, const std::string& strTask, int iStart) {
+    Json::Value jRun(Json::objectValue);
+    Json::Value jCreated;
+    jRun["task_name"] = strTask;
+    jRun["start_time"] = iStart;
+    jRun["stop_time"] = iStart + 1;
+    ASSERT_EQ(session.runs()->recCreate(jRun, jCreated), 0);
+  }
+
+  /// The tasks and their folders, as "it /it".
+  static std::string state() {
+    std::string strState;
+    Session session;
+    for (const Json::Value& jTask : listTasks(session)) {
+      strState += jTask["task_name"].asString() + " ";
+    }
+    for (const auto& entry : std::filesystem::directory_iterator("/srv/kept")) {
+      strState += "/" + entry.path().filename().string();
+    }
+    return strState;
+  }
+};
+
+/// Does something in a process of its own. \return how that ended.
+int statusOf(const std::function<void()>& fnDo) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    try {
+      fnDo();
+    } catch (const Failure& error) {
+      std::fprintf(stderr, "%s\n", error.what());
+      _exit(1);
+    }
+    _exit(0);
+  }
+  int iStatus = 0;
+  waitpid(pid, &iStatus, 0);
+  return iStatus;
+}
+
+/// Holds the store's write lock in another process until it is destroyed.
+class OtherWriter {
+public:
+  OtherWriter() {
+    int fds[2] = {-1, -1};
+    if (pipe(fds) != 0) {
+      throw std::runtime_error("pipe");
+    }
+    m_pid = fork();
+    if (m_pid == 0) {
+      Session session;
+      const WriteLock lock(session);
+      [[maybe_unused]] const ssize_t cbWritten = write(fds[1], "x", 1);
+      pause();
+      _exit(0);
+    }
+    char c = 0;
+    [[maybe_unused]] const ssize_t cbRead = read(fds[0], &c, 1);
+    close(fds[0]);
+    close(fds[1]);
+  }
+  ~OtherWriter() {
+    kill(m_pid, SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+  }
+  OtherWriter(const OtherWriter&) = delete;
+  OtherWriter& operator=(const OtherWriter&) = delete;
+
+private:
+  pid_t m_pid = -1;
+};
+
+void renameAndEnd(int& iWhen, int iSignal) {
+  iWhen = iSignal;
+  renameTask("it", "other");
+  iWhen = 0;
+}
+
+}  // namespace
+
+TEST_F(ChangeOfName, TakesTheFolderAlong) {
+  ASSERT_EQ(statusOf([] { renameTask("it", "other"); }), 0);
+  EXPECT_EQ(state(), "other /other");
+}
+
+TEST_F(ChangeOfName, KilledWhileItWaitsForTheStoreHasChangedNothing) {
+  {
+    const OtherWriter writer;
+    const int iStatus = statusOf([] { renameAndEnd(g_iSignalWhileWaiting, SIGKILL); });
+    EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
+  }
+  EXPECT_EQ(state(), "it /it");
+}
+
+TEST_F(ChangeOfName, EndedBetweenItsHalvesDoesTheSecondFirst) {
+  for (const int iSignal : {SIGTERM, SIGINT, SIGHUP}) {
+    SetUp();
+    const int iStatus = statusOf([&] { renameAndEnd(g_iSignalAfterMove, iSignal); });
+    EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal);
+    EXPECT_EQ(state(), "other /other");
+  }
+}
+
+TEST_F(ChangeOfName, KilledBetweenItsHalvesIsFoundAndMended) {
+  const int iStatus = statusOf([] { renameAndEnd(g_iSignalAfterMove, SIGKILL); });
+  ASSERT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGKILL);
+  ASSERT_EQ(state(), "it /other");
+  Session session;
+  HealthFindings findings;
+  checkLostOutput(session, findings);
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_EQ(findings[0].strSubject, "it");
+  EXPECT_THAT(findings[0].strText, HasSubstr("output of \"it\" lies in /srv/kept/other"));
+  EXPECT_EQ(findings[0].strAdvice, "eorva check --repair");
+  EXPECT_EQ(returnLostOutput(session).size(), 1U);
+  EXPECT_EQ(state(), "it /it");
+  EXPECT_EQ(OrvaTest::readFile("/srv/kept/it/1000/output.log"), "printed\n");
+  EXPECT_TRUE(findLostOutput(session).empty());
+}
+
+TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithWhatToType) {
+  std::filesystem::rename("/srv/kept/it", "/srv/kept/other");
+  std::filesystem::create_directories("/srv/kept/it/2000");
+  Session session;
+  addRun(session, "it", 2000);
+  EXPECT_TRUE(returnLostOutput(session).empty());
+  HealthFindings findings;
+  checkLostOutput(session, findings);
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_EQ(findings[0].strAdvice, "mv --no-clobber /srv/kept/other/* /srv/kept/it/");
+}
+
+TEST_F(ChangeOfName, FoldersThatMayBeSomethingElseAreLeftAlone) {
+  Session session;
+  addTask(session, "twin");
+  addRun(session, "twin", 1000);
+  // Another place for the same moment, what was put aside, nobody's, somebody else's, and one of two.
+  std::filesystem::create_directories("/srv/kept/copy/1000");
+  std::filesystem::create_directories("/srv/kept/twin/1000");
+  std::filesystem::create_directories("/srv/kept/it~1/1000");
+  std::filesystem::create_directories("/srv/kept/unknown/3000");
+  EXPECT_TRUE(findLostOutput(session).empty());
+  std::filesystem::remove_all("/srv/kept/it");
+  std::filesystem::remove_all("/srv/kept/twin");
+  EXPECT_TRUE(findLostOutput(session).empty()) << "it and twin both ran then";
+  std::filesystem::create_directories("/srv/kept/twin/1000");
+  ASSERT_EQ(findLostOutput(session).size(), 1U);
+  ASSERT_EQ(chown("/srv/kept/copy", 7, 7), 0);
+  EXPECT_TRUE(findLostOutput(session).empty()) << "not the owner's";
+}
