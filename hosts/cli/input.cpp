@@ -1,15 +1,13 @@
 #include "input.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
 #include <fstream>
 #include <iostream>
-#include <json/reader.h>
-#include <memory>
 
 #include "common/failure.h"
+#include "common/json_text.h"
 
 std::string readInput(const std::string& strFile, std::size_t cbMax) {
   std::ifstream file;
@@ -33,20 +31,9 @@ std::string readInput(const std::string& strFile, std::size_t cbMax) {
 
 Json::Value readRecord(const std::string& strFile) {
   const std::string strText = readInput(strFile);
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
-  Json::Value jRecord;
-  std::string strErrors;
-  bool blRead = false;
   try {
-    blRead = pReader->parse(strText.data(), strText.data() + strText.size(), &jRecord, &strErrors);
-  } catch (const Json::Exception& error) {
-    strErrors = error.what();
+    return Host::readJson(strText);
+  } catch (const Host::Failure& error) {
+    throw Host::Failure(fmt::format("{} is no JSON: {}", strFile, error.what()));
   }
-  if (!blRead) {
-    std::replace(strErrors.begin(), strErrors.end(), '\n', ' ');
-    throw Host::Failure(fmt::format("{} is no JSON: {}", strFile, strErrors));
-  }
-  return jRecord;
 }

@@ -26,6 +26,7 @@ struct LogOptions {
   bool blLines = false;
   std::string strSince;
   std::string strLanguage;
+  bool blFollow = false;
   bool blJson = false;
 };
 
@@ -40,15 +41,21 @@ std::string levelWord(Json::Int64 iLevel) {
   return iLevel == 1 ? "info" : (iLevel == 2 ? "warning" : "error");
 }
 
-Host::EventLogQuery queryOf(const LogOptions& options) {
-  Host::EventLogQuery query;
-  query.strLanguage = options.strLanguage.empty() ? serverLanguage() : options.strLanguage;
-  const std::vector<std::string> vecLanguages = Host::eventLanguages();
-  if (!options.strLanguage.empty() &&
-      std::find(vecLanguages.begin(), vecLanguages.end(), options.strLanguage) == vecLanguages.end()) {
+std::string languageOf(const LogOptions& options) {
+  if (options.strLanguage.empty()) {
+    return serverLanguage();
+  }
+  const std::vector<std::string> vecLanguages = Host::EventTexts().languages();
+  if (std::find(vecLanguages.begin(), vecLanguages.end(), options.strLanguage) == vecLanguages.end()) {
     throw Host::UsageFailure(fmt::format("log: there are no texts in the language \"{}\"; there are {}",
                                          options.strLanguage, fmt::join(vecLanguages, ", ")));
   }
+  return options.strLanguage;
+}
+
+Host::EventLogQuery queryOf(const LogOptions& options) {
+  Host::EventLogQuery query;
+  query.strLanguage = languageOf(options);
   if (!options.strSince.empty()) {
     query.since = Host::readTimeSpec(options.strSince, std::time(nullptr));
     if (!query.since) {
@@ -69,27 +76,48 @@ std::string inOneLine(const std::string& strText) {
   return strLine;
 }
 
+void printLine(const Json::Value& jEvent) {
+  Json::Value jTime(Json::objectValue);
+  jTime["start_time"] = jEvent["time"];
+  fmt::print("{}  {:<7}  {}\n", timeText(jTime, "start_time"), levelWord(intOf(jEvent, "level")),
+             inOneLine(textOf(jEvent, "text")));
+}
+
+void warnAboutUnreadable(Host::EventLog& log) {
+  if (const std::size_t cLines = log.takeUnreadable(); cLines > 0) {
+    printNote(fmt::format("warning: {} line{} of the event log cannot be read", cLines, cLines == 1 ? "" : "s"));
+  }
+}
+
+/// Shows what comes until this program is ended. An array would have no end, so programs get an event a line.
+[[noreturn]] void follow(Host::EventLog& log, bool blJson) {
+  for (std::vector<Json::Value> vecEvents = log.read();; vecEvents = log.readNew()) {
+    for (const Json::Value& jEvent : vecEvents) {
+      blJson ? printJsonLine(jEvent) : printLine(jEvent);
+    }
+    warnAboutUnreadable(log);
+    flushOutput();
+    Host::waitForMore();
+  }
+}
+
 int runLog(const Context&, const LogOptions& options) {
-  std::size_t cUnreadable = 0;
-  const std::vector<Json::Value> vecEvents = Host::readEventLog(queryOf(options), cUnreadable);
+  Host::EventLog log(queryOf(options));
+  if (options.blFollow) {
+    follow(log, options.blJson);
+  }
   Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jEvent : vecEvents) {
+  for (const Json::Value& jEvent : log.read()) {
     if (options.blJson) {
       jOut.append(jEvent);
-      continue;
+    } else {
+      printLine(jEvent);
     }
-    Json::Value jTime(Json::objectValue);
-    jTime["start_time"] = jEvent["time"];
-    fmt::print("{}  {:<7}  {}\n", timeText(jTime, "start_time"), levelWord(intOf(jEvent, "level")),
-               inOneLine(textOf(jEvent, "text")));
   }
   if (options.blJson) {
     printJson(jOut);
   }
-  if (cUnreadable > 0) {
-    printNote(
-        fmt::format("warning: {} line{} of the event log cannot be read", cUnreadable, cUnreadable == 1 ? "" : "s"));
-  }
+  warnAboutUnreadable(log);
   return EXIT_DONE;
 }
 
@@ -101,6 +129,7 @@ void addLogCommand(CLI::App& app, Context& context) {
       addCommand(app, "log", "Show the event log: tasks that came and went, runs that could not start.",
                  "  eorva log -n 20\n"
                  "  eorva log --since yesterday --language ger\n"
+                 "  eorva log -f                          shows what comes, until Ctrl-C\n"
                  "\nTimes: " +
                      std::string(Host::TIME_SPEC_FORMS) + "\n");
   CLI::Option* pLines =
@@ -110,7 +139,8 @@ void addLogCommand(CLI::App& app, Context& context) {
   pCommand->add_option("--since", pOptions->strSince, "only what happened then or later")->type_name("TIME");
   pCommand->add_option("--language", pOptions->strLanguage, "language of the texts; the server's if it is not given")
       ->type_name("LANGUAGE");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of events");
+  pCommand->add_flag("-f,--follow", pOptions->blFollow, "then show what comes, until it is ended");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of events; with -f, an event a line");
   pCommand->callback([&context, pOptions, pLines] {
     pOptions->blLines = pLines->count() > 0;
     context.fnRun = [&context, pOptions] { return runLog(context, *pOptions); };

@@ -15,6 +15,7 @@
 #include "common/failure.h"
 #include "common/standard_descriptors.h"
 #include "context.h"
+#include "present.h"
 
 namespace {
 
@@ -72,15 +73,6 @@ void requireRoot() {
   }
 }
 
-/// What was shown but could not be written must not look like success.
-int flushOutput(int iResult) {
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    std::fputs(fmt::format("eorva: cannot write to standard output: {}\n", std::strerror(errno)).c_str(), stderr);
-    return EXIT_FAILED;
-  }
-  return iResult;
-}
-
 int runCommandLine(int argc, char** argv) {
   Context context;
   CLI::App app("Runs users' scripts when something happens on this server.");
@@ -94,7 +86,9 @@ int runCommandLine(int argc, char** argv) {
   if (!context.blAnyUser) {
     requireRoot();
   }
-  return flushOutput(context.fnRun());
+  const int iResult = context.fnRun();
+  flushOutput();
+  return iResult;
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -13,6 +15,7 @@
 #include "eorvascheduler.h"
 
 #include "common/depend_text.h"
+#include "common/failure.h"
 #include "common/json_read.h"
 
 using Host::intOf;
@@ -47,6 +50,19 @@ void printJson(const Json::Value& jValue) {
   builder["indentation"] = "  ";
   builder["emitUTF8"] = true;
   fmt::print("{}\n", Json::writeString(builder, jValue));
+}
+
+void printJsonLine(const Json::Value& jValue) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  builder["emitUTF8"] = true;
+  fmt::print("{}\n", Json::writeString(builder, jValue));
+}
+
+void flushOutput() {
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw Host::Failure(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
+  }
 }
 
 void printNote(const std::string& strText) {

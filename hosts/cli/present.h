@@ -16,6 +16,12 @@
 /// Writes a value as indented JSON to standard output.
 void printJson(const Json::Value& jValue);
 
+/// Writes a value as JSON in one line to standard output.
+void printJsonLine(const Json::Value& jValue);
+
+/// What was shown but could not be written must not look like success. \throw Host::Failure then.
+void flushOutput();
+
 /// Writes a line to standard error; for what is no data and no failure.
 void printNote(const std::string& strText);
 

@@ -1,15 +1,14 @@
 /// eorva runs output|script
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <fmt/format.h>
-#include <limits>
+#include <optional>
 #include <unistd.h>
+#include <utility>
 
 #include "common/failure.h"
+#include "common/growing_file.h"
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/terminal_text.h"
@@ -20,14 +19,12 @@ using Host::intOf;
 
 namespace {
 
-constexpr unsigned ALL_LINES = std::numeric_limits<unsigned>::max();
-constexpr std::size_t CB_PIECE = 65536;
 constexpr char OUTPUT_FILE[] = "output.log";
 constexpr char SCRIPT_FILE[] = "script.log";
 
 struct OutputOptions {
   Json::Int64 iResult = 0;
-  unsigned cTail = ALL_LINES;
+  unsigned cTail = Host::GrowingFile::ALL_LINES;
   bool blFollow = false;
   bool blRaw = false;
 };
@@ -55,51 +52,17 @@ private:
   Host::TerminalText m_text;
 };
 
-[[noreturn]] void failRead() {
-  throw Host::Failure(fmt::format("cannot read what the run left: {}", std::strerror(errno)));
+void passOn(Host::GrowingFile& file, Sink& sink) {
+  file.takeNew([&](std::string_view strPiece) {
+    sink.put(strPiece);
+    return strPiece.size();
+  });
 }
 
-/// Where the last lines of a file begin. Read from its end: a log can be larger than memory.
-off_t startOfTail(const Host::UniqueFd& fd, unsigned cLines) {
-  const off_t cbFile = lseek(fd.get(), 0, SEEK_END);
-  if (cLines == ALL_LINES || cbFile <= 0) {
-    return 0;
-  }
-  std::array<char, CB_PIECE> buffer{};
-  unsigned cEnds = 0;
-  for (off_t iEnd = cbFile; iEnd > 0;) {
-    const off_t iStart = std::max<off_t>(0, iEnd - static_cast<off_t>(buffer.size()));
-    const ssize_t cb = pread(fd.get(), buffer.data(), static_cast<std::size_t>(iEnd - iStart), iStart);
-    if (cb < 0) {
-      failRead();
-    }
-    for (ssize_t i = cb - 1; i >= 0; --i) {
-      // The end of the last line begins no other one.
-      const bool blEnd = buffer[static_cast<std::size_t>(i)] == '\n' && iStart + i + 1 < cbFile;
-      if (blEnd && ++cEnds == cLines) {
-        return iStart + i + 1;
-      }
-    }
-    iEnd = iStart;
-  }
-  return cLines == 0 ? cbFile : 0;
-}
-
-/// Passes on what has come since the last time, piece by piece.
-void passOn(const Host::UniqueFd& fd, off_t& iOffset, Sink& sink) {
-  // A script can empty its own output, and then begins it anew.
-  if (lseek(fd.get(), 0, SEEK_END) < iOffset) {
-    iOffset = 0;
-  }
-  std::array<char, CB_PIECE> buffer{};
-  ssize_t cbRead = 0;
-  while ((cbRead = pread(fd.get(), buffer.data(), buffer.size(), iOffset)) > 0) {
-    sink.put({buffer.data(), static_cast<std::size_t>(cbRead)});
-    iOffset += cbRead;
-  }
-  if (cbRead < 0) {
-    failRead();
-  }
+/// Passes on a file that a run left, from its last lines.
+void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sink& sink) {
+  Host::GrowingFile file(requireRunFile(jRun, szFile), szFile, cTail);
+  passOn(file, sink);
 }
 
 bool goesOn(Host::Session& session, Json::Int64 iResult) {
@@ -109,19 +72,19 @@ bool goesOn(Host::Session& session, Json::Int64 iResult) {
 
 /// Shows what a run prints until it has ended.
 void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions& options, Sink& sink) {
-  constexpr timespec PAUSE{0, 200'000'000};
-  std::optional<Host::UniqueFd> file;
+  std::optional<Host::GrowingFile> file;
   std::string strLooked;
-  off_t iOffset = 0;
-  for (bool blGoesOn = true; blGoesOn; blGoesOn ? nanosleep(&PAUSE, nullptr) : 0) {
+  for (bool blGoesOn = true; blGoesOn;) {
     // Asked first: what was printed by then is read after that.
     blGoesOn = goesOn(session, options.iResult);
-    if (!file) {
-      file = findRunFile(jRun, OUTPUT_FILE, strLooked);
-      iOffset = file ? startOfTail(*file, options.cTail) : 0;
+    if (std::optional<Host::UniqueFd> fd = file ? std::nullopt : findRunFile(jRun, OUTPUT_FILE, strLooked)) {
+      file.emplace(std::move(*fd), OUTPUT_FILE, options.cTail);
     }
     if (file) {
-      passOn(*file, iOffset, sink);
+      passOn(*file, sink);
+    }
+    if (blGoesOn) {
+      Host::waitForMore();
     }
   }
   if (!file) {
@@ -136,9 +99,7 @@ int runOutput(const Context&, const OutputOptions& options) {
   if (options.blFollow) {
     follow(session, jRun, options, sink);
   } else {
-    const Host::UniqueFd file = requireRunFile(jRun, OUTPUT_FILE);
-    off_t iOffset = startOfTail(file, options.cTail);
-    passOn(file, iOffset, sink);
+    passOnFile(jRun, OUTPUT_FILE, options.cTail, sink);
   }
   sink.end();
   return EXIT_DONE;
@@ -146,10 +107,8 @@ int runOutput(const Context&, const OutputOptions& options) {
 
 int runScript(const Context&, const OutputOptions& options) {
   Host::Session session;
-  const Host::UniqueFd file = requireRunFile(Host::requireRun(session, options.iResult), SCRIPT_FILE);
   Sink sink(options.blRaw);
-  off_t iOffset = 0;
-  passOn(file, iOffset, sink);
+  passOnFile(Host::requireRun(session, options.iResult), SCRIPT_FILE, Host::GrowingFile::ALL_LINES, sink);
   sink.end();
   return EXIT_DONE;
 }

@@ -1,141 +1,142 @@
 #include "event_log.h"
 
 #include <algorithm>
-#include <deque>
-#include <filesystem>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
-#include <json/reader.h>
-#include <memory>
-#include <set>
-#include <sstream>
+#include <iterator>
+#include <string_view>
+#include <utility>
 
+#include "failure.h"
 #include "json_read.h"
-#include "replace_file.h"
+#include "json_text.h"
 
 namespace Host {
 
 namespace {
 
 constexpr char EVENT_FILE[] = "/var/log/orva/event.jsonl";
-constexpr char CATALOGUE_FOLDER[] = "/usr/orva/share/log";
-constexpr char ENGLISH[] = "enu";
+
+/// Older files have a number behind the name, from 1, the newest, to this.
 constexpr int FILES_KEPT = 5;
 
-Json::Value parse(const std::string& strText) {
-  static const std::unique_ptr<Json::CharReader> pReader(Json::CharReaderBuilder().newCharReader());
-  Json::Value jValue;
-  try {
-    return pReader->parse(strText.data(), strText.data() + strText.size(), &jValue, nullptr) ? jValue : Json::Value();
-  } catch (const Json::Exception&) {
-    return {};
+/// Opens a file by its age; nothing when there is none.
+UniqueFd openFile(int iAge) {
+  const std::string strPath = iAge == 0 ? EVENT_FILE : fmt::format("{}.{}", EVENT_FILE, iAge);
+  UniqueFd fd(open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!fd.isOpen() && errno != ENOENT) {
+    throw Failure(fmt::format("cannot open {}: {}", strPath, std::strerror(errno)));
   }
-}
-
-/// The texts of every code.
-Json::Value loadCatalogue() {
-  Json::Value jCatalogue(Json::objectValue);
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(CATALOGUE_FOLDER, error)) {
-    const Json::Value jFile =
-        entry.path().extension() == ".json" ? parse(readTextFile(entry.path()).value_or("")) : Json::Value();
-    for (const std::string& strCode : jFile.isObject() ? jFile.getMemberNames() : std::vector<std::string>()) {
-      jCatalogue[strCode] = jFile[strCode];
-    }
-  }
-  return jCatalogue;
-}
-
-std::string filledIn(const std::string& strText, const Json::Value& jArgs) {
-  std::string strFilled;
-  for (std::size_t i = 0; i < strText.size(); ++i) {
-    const bool blPlace = strText[i] == '%' && i + 1 < strText.size() && strText[i + 1] >= '1' && strText[i + 1] <= '4';
-    if (!blPlace) {
-      strFilled += strText[i];
-      continue;
-    }
-    const auto iArg = static_cast<Json::ArrayIndex>(strText[++i] - '1');
-    strFilled += jArgs.isArray() && iArg < jArgs.size() && jArgs[iArg].isString() ? jArgs[iArg].asString() : "";
-  }
-  return strFilled;
-}
-
-/// A code without a text is shown with its arguments.
-std::string textOfEvent(const Json::Value& jCatalogue, const Json::Value& jEvent, const std::string& strLanguage) {
-  const Json::Value& jTexts = memberOf(jCatalogue, textOf(jEvent, "code").c_str());
-  std::string strText = textOf(jTexts, strLanguage.c_str());
-  strText = strText.empty() ? textOf(jTexts, ENGLISH) : strText;
-  const Json::Value& jArgs = memberOf(jEvent, "args");
-  return strText.empty() ? filledIn("%1 %2 %3 %4", jArgs) : filledIn(strText, jArgs);
+  return fd;
 }
 
 bool isEvent(const Json::Value& jEvent) {
   return jEvent.isObject() && memberOf(jEvent, "time").isInt64() && memberOf(jEvent, "code").isString();
 }
 
-class Collector {
-public:
-  explicit Collector(const EventLogQuery& query) : m_query(query) {}
-
-  /// Adds the events of a file before those that there are already.
-  /// \return false when older files need not be looked at.
-  bool addOlder(const std::string& strContent) {
-    std::deque<Json::Value> queue;
-    std::istringstream in(strContent);
-    bool blOlder = true;
-    for (std::string strLine; std::getline(in, strLine);) {
-      const Json::Value jEvent = parse(strLine);
-      if (!isEvent(jEvent)) {
-        ++m_cUnreadable;
-      } else if (m_query.since && jEvent["time"].asInt64() < *m_query.since) {
-        blOlder = false;
-      } else {
-        queue.push_back(jEvent);
-      }
-    }
-    m_events.insert(m_events.begin(), queue.begin(), queue.end());
-    while (m_query.cLines != 0 && m_events.size() > m_query.cLines) {
-      m_events.pop_front();
-    }
-    return blOlder && (m_query.cLines == 0 || m_events.size() < m_query.cLines);
-  }
-
-  std::vector<Json::Value> take() { return {m_events.begin(), m_events.end()}; }
-  std::size_t unreadable() const { return m_cUnreadable; }
-
-private:
-  const EventLogQuery& m_query;
-  std::deque<Json::Value> m_events;
-  std::size_t m_cUnreadable = 0;
-};
+/// Files are opened from the newest to the oldest, so that one that gets another name meanwhile comes twice, and none
+/// is left out.
+bool isAmong(const std::vector<GrowingFile>& vecFiles, const UniqueFd& fd) {
+  return std::any_of(vecFiles.begin(), vecFiles.end(), [&](const GrowingFile& file) { return file.isSame(fd); });
+}
 
 }  // namespace
 
-std::vector<Json::Value> readEventLog(const EventLogQuery& query, std::size_t& cUnreadable) {
-  Collector collector(query);
-  bool blOlder = collector.addOlder(readTextFile(EVENT_FILE).value_or(""));
-  for (int i = 1; i <= FILES_KEPT && blOlder; ++i) {
-    blOlder = collector.addOlder(readTextFile(fmt::format("{}.{}", EVENT_FILE, i)).value_or(""));
-  }
-  cUnreadable = collector.unreadable();
-  std::vector<Json::Value> vecEvents = collector.take();
-  const Json::Value jCatalogue = loadCatalogue();
-  for (Json::Value& jEvent : vecEvents) {
-    jEvent["text"] = textOfEvent(jCatalogue, jEvent, query.strLanguage);
-  }
+/// A line that is not complete yet is left for the next time.
+std::vector<Json::Value> EventLog::takeEvents(GrowingFile& file) {
+  std::vector<Json::Value> vecEvents;
+  file.takeNew([&](std::string_view strPiece) {
+    std::size_t iStart = 0;
+    for (std::size_t iEnd = 0; (iEnd = strPiece.find('\n', iStart)) != std::string_view::npos; iStart = iEnd + 1) {
+      Json::Value jEvent = readJsonOrNull(std::string(strPiece.substr(iStart, iEnd - iStart)));
+      if (isEvent(jEvent)) {
+        vecEvents.push_back(std::move(jEvent));
+      } else {
+        ++m_cUnreadable;
+      }
+    }
+    return iStart;
+  });
   return vecEvents;
 }
 
-std::vector<std::string> eventLanguages() {
-  std::set<std::string> setLanguages;
-  const Json::Value jCatalogue = loadCatalogue();
-  for (const Json::Value& jTexts : jCatalogue) {
-    for (const std::string& strMember : jTexts.isObject() ? jTexts.getMemberNames() : std::vector<std::string>()) {
-      if (strMember != "message_id") {
-        setLanguages.insert(strMember);
-      }
+bool EventLog::isTooOld(const Json::Value& jEvent) const {
+  return m_query.since && jEvent["time"].asInt64() < static_cast<Json::Int64>(*m_query.since);
+}
+
+void EventLog::addTexts(std::vector<Json::Value>& vecEvents) const {
+  for (Json::Value& jEvent : vecEvents) {
+    jEvent["text"] = m_texts.textOf(jEvent, m_query.strLanguage);
+  }
+}
+
+std::vector<Json::Value> EventLog::read() {
+  std::vector<Json::Value> vecEvents;
+  std::vector<GrowingFile> vecFiles;
+  bool blEnough = false;
+  for (int iAge = 0; iAge <= FILES_KEPT && !blEnough; ++iAge) {
+    UniqueFd fd = openFile(iAge);
+    if (!fd.isOpen() || isAmong(vecFiles, fd)) {
+      continue;
+    }
+    std::vector<Json::Value> vecOlder = takeEvents(vecFiles.emplace_back(std::move(fd), EVENT_FILE));
+    const bool blOld = std::erase_if(vecOlder, [&](const Json::Value& jEvent) { return isTooOld(jEvent); }) > 0;
+    vecEvents.insert(vecEvents.begin(), vecOlder.begin(), vecOlder.end());
+    blEnough = blOld || (m_query.cLines != 0 && vecEvents.size() >= m_query.cLines);
+  }
+  if (m_query.cLines != 0 && vecEvents.size() > m_query.cLines) {
+    vecEvents.erase(vecEvents.begin(), vecEvents.end() - static_cast<std::ptrdiff_t>(m_query.cLines));
+  }
+  if (!vecFiles.empty()) {
+    m_file = std::move(vecFiles.front());
+  }
+  addTexts(vecEvents);
+  return vecEvents;
+}
+
+/// The files that came after the one that was read last, the oldest first.
+std::vector<GrowingFile> EventLog::filesSince() const {
+  std::vector<GrowingFile> vecFiles;
+  UniqueFd newest = openFile(0);
+  if (!newest.isOpen() || (m_file && m_file->isSame(newest))) {
+    return vecFiles;
+  }
+  vecFiles.emplace_back(std::move(newest), EVENT_FILE);
+  bool blFound = !m_file;
+  for (int iAge = 1; iAge <= FILES_KEPT; ++iAge) {
+    UniqueFd fd = openFile(iAge);
+    if (fd.isOpen() && m_file && m_file->isSame(fd)) {
+      blFound = true;
+      break;
+    }
+    if (fd.isOpen() && !isAmong(vecFiles, fd)) {
+      vecFiles.emplace_back(std::move(fd), EVENT_FILE);
     }
   }
-  return {setLanguages.begin(), setLanguages.end()};
+  // When somebody has taken it away, what is newer than it cannot be told from what is older.
+  if (!blFound) {
+    vecFiles.erase(vecFiles.begin() + 1, vecFiles.end());
+  }
+  std::reverse(vecFiles.begin(), vecFiles.end());
+  return vecFiles;
+}
+
+std::vector<Json::Value> EventLog::readNew() {
+  // Looked for first: nothing comes to a file any more that has got another name.
+  std::vector<GrowingFile> vecFiles = filesSince();
+  std::vector<Json::Value> vecEvents = m_file ? takeEvents(*m_file) : std::vector<Json::Value>();
+  for (GrowingFile& file : vecFiles) {
+    const std::vector<Json::Value> vecMore = takeEvents(file);
+    vecEvents.insert(vecEvents.end(), vecMore.begin(), vecMore.end());
+  }
+  if (!vecFiles.empty()) {
+    m_file = std::move(vecFiles.back());
+  }
+  std::erase_if(vecEvents, [&](const Json::Value& jEvent) { return isTooOld(jEvent); });
+  addTexts(vecEvents);
+  return vecEvents;
 }
 
 }  // namespace Host

@@ -1,5 +1,7 @@
 /// \file event_log.h
 /// The events that the platform has written down, with their texts.
+///
+/// They stand in one file, a line each, until it is long; then it gets another name, and a new one begins.
 
 #pragma once
 
@@ -7,23 +9,44 @@
 #include <json/value.h>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "event_texts.h"
+#include "growing_file.h"
 
 namespace Host {
 
 struct EventLogQuery {
-  std::size_t cLines = 0;            ///< how many at most, the newest; 0 is all
+  std::size_t cLines = 0;            ///< how many at most of those that there are, the newest; 0 is all
   std::optional<std::time_t> since;  ///< events of then or later
   std::string strLanguage;           ///< as "enu"
 };
 
-/// Reads events, the oldest first.
-/// \param cUnreadable  receives the number of lines that are no events.
-/// \return objects with time, level, code, pid and args, as they are written, and `text`, in the language, or in
-///         English when there is none in it.
-std::vector<Json::Value> readEventLog(const EventLogQuery& query, std::size_t& cUnreadable);
+/// Gives events, the oldest first: objects with time, level, code, pid and args, as they are written, and `text`.
+class EventLog {
+public:
+  explicit EventLog(EventLogQuery query) : m_query(std::move(query)) {}
 
-/// The languages that there are texts in.
-std::vector<std::string> eventLanguages();
+  /// What there is.
+  std::vector<Json::Value> read();
+
+  /// What has come since the last time, whatever became of the files meanwhile: nothing is left out or given twice.
+  std::vector<Json::Value> readNew();
+
+  /// How many lines were no events, since this was asked last.
+  std::size_t takeUnreadable() { return std::exchange(m_cUnreadable, 0); }
+
+private:
+  std::vector<Json::Value> takeEvents(GrowingFile& file);
+  std::vector<GrowingFile> filesSince() const;
+  bool isTooOld(const Json::Value& jEvent) const;
+  void addTexts(std::vector<Json::Value>& vecEvents) const;
+
+  EventLogQuery m_query;
+  EventTexts m_texts;
+  std::optional<GrowingFile> m_file;  ///< the newest one that has been read
+  std::size_t m_cUnreadable = 0;
+};
 
 }  // namespace Host

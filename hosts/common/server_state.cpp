@@ -4,8 +4,6 @@
 #include <array>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <json/reader.h>
-#include <memory>
 #include <optional>
 #include <pwd.h>
 
@@ -13,6 +11,7 @@
 #include "depend_text.h"
 #include "failure.h"
 #include "json_read.h"
+#include "json_text.h"
 #include "task_rules.h"
 #include "user_name.h"
 #include "yaml_reader.h"
@@ -256,25 +255,6 @@ private:
   std::vector<std::string>& m_vecErrors;
   ServerState m_state;
 };
-
-Json::Value readJson(const std::string& strText) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  const std::unique_ptr<Json::CharReader> pReader(builder.newCharReader());
-  Json::Value jDocument;
-  std::string strErrors;
-  bool blRead = false;
-  try {
-    blRead = pReader->parse(strText.data(), strText.data() + strText.size(), &jDocument, &strErrors);
-  } catch (const Json::Exception& error) {
-    strErrors = error.what();
-  }
-  if (!blRead) {
-    std::replace(strErrors.begin(), strErrors.end(), '\n', ' ');
-    throw Failure(strErrors);
-  }
-  return jDocument;
-}
 
 }  // namespace
 

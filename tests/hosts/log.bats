@@ -69,3 +69,34 @@ setup() {
   same "nothing" "" "$output"
   same "as JSON" "[]" "$(eorva log --json | jq -c .)"
 }
+
+@test "what comes is shown as it comes, over the change of files, until Ctrl-C" {
+  add_task first bootup alice 'exit 0'
+  # What runs in the background ignores an interrupt, unless told otherwise.
+  env --default-signal=INT eorva log -f -n 1 >followed 3>&- &
+  local follower=$! status=0
+  env --default-signal=INT eorva log --follow --json --since @1 >followed.json 3>&- &
+  local programs=$!
+  wait_until grep -q '"first" was created' followed
+  add_task second bootup alice 'exit 0'
+  wait_until grep -q '"second" was created' followed
+  mv /var/log/orva/event.jsonl /var/log/orva/event.jsonl.1
+  add_task third bootup alice 'exit 0'
+  wait_until grep -q '"third" was created' followed
+  wait_until grep -q third followed.json
+  kill -INT "$follower" "$programs"
+  wait "$follower" || status=$?
+  same "answer" 130 "$status"
+  wait "$programs" || true
+  same "shown" "first second third" "$(sed 's/.*Task "\(.*\)" was created.$/\1/' followed | paste -sd ' ')"
+  same "for programs, a line each" "$(eorva log --json | jq -c '.[]')" "$(jq -c . followed.json)"
+  same "lines" 3 "$(wc -l <followed.json)"
+}
+
+@test "following ends when nobody reads any more, and when it cannot be written" {
+  add_task first bootup alice 'exit 0'
+  run -0 timeout 100 bash -c 'eorva log -f | head -n 1'
+  says '"first" was created'
+  run -1 --separate-stderr timeout 100 bash -c 'eorva log -f >/dev/full'
+  complains "No space left on device"
+}

@@ -1,0 +1,63 @@
+#include "event_texts.h"
+
+#include <filesystem>
+#include <set>
+
+#include "json_read.h"
+#include "json_text.h"
+#include "replace_file.h"
+
+namespace Host {
+
+namespace {
+
+constexpr char CATALOGUE_FOLDER[] = "/usr/orva/share/log";
+constexpr char ENGLISH[] = "enu";
+
+std::string filledIn(const std::string& strText, const Json::Value& jArgs) {
+  std::string strFilled;
+  for (std::size_t i = 0; i < strText.size(); ++i) {
+    const bool blPlace = strText[i] == '%' && i + 1 < strText.size() && strText[i + 1] >= '1' && strText[i + 1] <= '4';
+    if (!blPlace) {
+      strFilled += strText[i];
+      continue;
+    }
+    const auto iArg = static_cast<Json::ArrayIndex>(strText[++i] - '1');
+    strFilled += jArgs.isArray() && iArg < jArgs.size() && jArgs[iArg].isString() ? jArgs[iArg].asString() : "";
+  }
+  return strFilled;
+}
+
+}  // namespace
+
+EventTexts::EventTexts() : m_jCatalogue(Json::objectValue) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(CATALOGUE_FOLDER, error)) {
+    const Json::Value jFile =
+        entry.path().extension() == ".json" ? readJsonOrNull(readTextFile(entry.path()).value_or("")) : Json::Value();
+    for (const std::string& strCode : jFile.isObject() ? jFile.getMemberNames() : std::vector<std::string>()) {
+      m_jCatalogue[strCode] = jFile[strCode];
+    }
+  }
+}
+
+std::string EventTexts::textOf(const Json::Value& jEvent, const std::string& strLanguage) const {
+  const Json::Value& jTexts = memberOf(m_jCatalogue, Host::textOf(jEvent, "code").c_str());
+  std::string strText = Host::textOf(jTexts, strLanguage.c_str());
+  strText = strText.empty() ? Host::textOf(jTexts, ENGLISH) : strText;
+  return filledIn(strText.empty() ? "%1 %2 %3 %4" : strText, memberOf(jEvent, "args"));
+}
+
+std::vector<std::string> EventTexts::languages() const {
+  std::set<std::string> setLanguages;
+  for (const Json::Value& jTexts : m_jCatalogue) {
+    for (const std::string& strMember : jTexts.isObject() ? jTexts.getMemberNames() : std::vector<std::string>()) {
+      if (strMember != "message_id") {
+        setLanguages.insert(strMember);
+      }
+    }
+  }
+  return {setLanguages.begin(), setLanguages.end()};
+}
+
+}  // namespace Host

@@ -1,0 +1,93 @@
+#include "growing_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <utility>
+
+#include "failure.h"
+
+namespace Host {
+
+namespace {
+
+constexpr std::size_t CB_PIECE = 65536;
+
+/// How long who follows a file waits before the next look.
+constexpr int PAUSE_MILLISECONDS = 200;
+
+}  // namespace
+
+GrowingFile::GrowingFile(UniqueFd fd, std::string strName, unsigned cLines)
+    : m_fd(std::move(fd)), m_strName(std::move(strName)), m_iOffset(startOfTail(cLines)) {}
+
+off_t GrowingFile::size() const {
+  return lseek(m_fd.get(), 0, SEEK_END);
+}
+
+std::size_t GrowingFile::readAt(off_t iOffset, char* pBytes, std::size_t cb) const {
+  const ssize_t cbRead = pread(m_fd.get(), pBytes, cb, iOffset);
+  if (cbRead < 0) {
+    throw Failure(fmt::format("cannot read {}: {}", m_strName, std::strerror(errno)));
+  }
+  return static_cast<std::size_t>(cbRead);
+}
+
+/// Where the last lines begin. Read from the end.
+off_t GrowingFile::startOfTail(unsigned cLines) const {
+  const off_t cbFile = size();
+  if (cLines == ALL_LINES || cbFile <= 0) {
+    return 0;
+  }
+  std::array<char, CB_PIECE> buffer{};
+  unsigned cEnds = 0;
+  for (off_t iEnd = cbFile; iEnd > 0;) {
+    const off_t iStart = std::max<off_t>(0, iEnd - static_cast<off_t>(buffer.size()));
+    for (std::size_t i = readAt(iStart, buffer.data(), static_cast<std::size_t>(iEnd - iStart)); i > 0; --i) {
+      const off_t iNext = iStart + static_cast<off_t>(i);
+      // The end of the last line begins no other one.
+      if (buffer[i - 1] == '\n' && iNext < cbFile && ++cEnds == cLines) {
+        return iNext;
+      }
+    }
+    iEnd = iStart;
+  }
+  return cLines == 0 ? cbFile : 0;
+}
+
+void GrowingFile::takeNew(const Take& fnTake) {
+  if (size() < m_iOffset) {
+    m_iOffset = 0;
+  }
+  std::string strPiece(CB_PIECE, '\0');
+  while (const std::size_t cb = readAt(m_iOffset, strPiece.data(), strPiece.size())) {
+    const std::size_t cbTaken = fnTake(std::string_view(strPiece).substr(0, cb));
+    m_iOffset += static_cast<off_t>(cbTaken);
+    if (cbTaken == 0 && cb < strPiece.size()) {
+      return;
+    }
+    strPiece.resize(cbTaken == 0 ? strPiece.size() * 2 : strPiece.size());
+  }
+}
+
+bool GrowingFile::isSame(const UniqueFd& fd) const {
+  struct stat mine{};
+  struct stat other{};
+  return fstat(m_fd.get(), &mine) == 0 && fstat(fd.get(), &other) == 0 && mine.st_dev == other.st_dev &&
+         mine.st_ino == other.st_ino;
+}
+
+void waitForMore() {
+  pollfd reader{STDOUT_FILENO, 0, 0};
+  if (poll(&reader, 1, PAUSE_MILLISECONDS) > 0) {
+    std::raise(SIGPIPE);
+    throw Failure("nobody reads standard output any more");
+  }
+}
+
+}  // namespace Host
