@@ -13,6 +13,7 @@
 #include "eorvascheduler.h"
 
 #include "common/failure.h"
+#include "common/run_process.h"
 #include "common/standard_descriptors.h"
 #include "context.h"
 #include "present.h"
@@ -110,6 +111,7 @@ CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::st
 
 int main(int argc, char** argv) {
   Host::occupyStandardDescriptors();
+  Host::takeHostName();
   std::setlocale(LC_ALL, "");
   try {
     return runCommandLine(argc, argv);

@@ -67,7 +67,7 @@ void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sin
 
 bool goesOn(Host::Session& session, Json::Int64 iResult) {
   const Json::Value jRun = Host::requireRun(session, iResult);
-  return !jRun.isMember("stop_time") && Host::isRunAlive(static_cast<pid_t>(intOf(jRun, "pid")));
+  return !jRun.isMember("stop_time") && Host::isRunAlive(jRun);
 }
 
 /// Shows what a run prints until it has ended.

@@ -88,7 +88,7 @@ Json::Value waitUntilClosed(Host::Session& session, Json::Int64 iResult) {
     if (jRun.isMember("stop_time")) {
       return jRun;
     }
-    if (!Host::isRunAlive(static_cast<pid_t>(Host::intOf(jRun, "pid")))) {
+    if (!Host::isRunAlive(jRun)) {
       Host::reconcile(session);
     } else if (std::chrono::steady_clock::now() > deadline) {
       throw Host::Failure(fmt::format("run {} was ended, but its execution does not close it", iResult));

@@ -95,7 +95,7 @@ int runShow(const Context&, const ShowOptions& options) {
     printJson(taskForPrograms(jTask));
     return EXIT_DONE;
   }
-  const std::vector<pid_t> vecPids = Host::livePidsOf(jTask);
+  const std::vector<pid_t> vecPids = Host::listedPidsOf(session, jTask);
   printFields({{"task", textOf(jTask, "task_name")},
                {"event", textOf(jTask, "event")},
                {"owner", ownerText(jTask)},

@@ -22,10 +22,11 @@ constexpr Json::Int64 PASS_SECONDS = 1;
 using RunningTasks = std::map<std::string, Obstacle>;
 
 /// Tasks that would be refused, because of a run that is alive.
-RunningTasks refusedTasks(const Json::Value& jTasks) {
+RunningTasks refusedTasks(Session& session, const Json::Value& jTasks) {
   RunningTasks mapRunning;
   for (const Json::Value& jTask : jTasks) {
-    const std::vector<pid_t> vecPids = boolOf(jTask, "run_the_same_time") ? std::vector<pid_t>() : livePidsOf(jTask);
+    const std::vector<pid_t> vecPids =
+        boolOf(jTask, "run_the_same_time") ? std::vector<pid_t>() : listedPidsOf(session, jTask);
     if (!vecPids.empty()) {
       mapRunning[textOf(jTask, "task_name")] = {
           "running",
@@ -108,7 +109,7 @@ std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string&
 
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent) {
   EventPlan plan;
-  const RunningTasks mapRunning = refusedTasks(jTasks);
+  const RunningTasks mapRunning = refusedTasks(session, jTasks);
   const TaskGraph graph(withoutRefused(jTasks, mapRunning));
   const std::vector<const GraphTask*> vecOrder = graph.planOf(strEvent);
   plan.vecProblems = graph.whyUnsafe(vecOrder);

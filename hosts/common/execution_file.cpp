@@ -1,6 +1,5 @@
 #include "execution_file.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
@@ -21,6 +20,7 @@
 #include "failure.h"
 #include "installed_paths.h"
 #include "orphans.h"
+#include "run_process.h"
 
 namespace Host {
 
@@ -163,14 +163,19 @@ unsigned ExecutionFile::turns() const {
 void reportChildrenTo(int fd, int fdCloseToo) {
   g_fdReport = fd;
   g_fdCloseToo = fdCloseToo;
-  pthread_atfork(nullptr, nullptr, beginRun);
+  // Whoever looks at a child before it has done anything must not take it for something else.
+  pthread_atfork(takeRunName, takeHostName, beginRun);
 }
 
-bool isOfLiveExecution(pid_t pid, Json::Int64 iResult) {
-  const std::vector<Content> vecContent = readLive();
-  return std::any_of(vecContent.begin(), vecContent.end(), [&](const Content& content) {
-    return content.iLastResult < iResult && content.setPids.count(pid) > 0;
-  });
+std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult) {
+  std::optional<bool> made;
+  for (const Content& content : readLive()) {
+    if (content.setPids.count(pid) > 0) {
+      // One that began after the run cannot be its parent.
+      made = made.value_or(false) || content.iLastResult < iResult;
+    }
+  }
+  return made;
 }
 
 bool isAnyExecutionAlive() {

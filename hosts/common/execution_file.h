@@ -8,6 +8,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <optional>
 #include <set>
 #include <string>
 #include <sys/types.h>
@@ -54,12 +55,14 @@ private:
   UniqueFd m_fd;
 };
 
-/// Makes every child that the calling process forks from now on report itself through a descriptor.
-/// The children close it, and a second one; programs that they run inherit neither.
+/// Makes every child that the calling process forks from now on report itself through a descriptor, and bear the name
+/// of a run (see run_process.h) from its first moment.
+/// The children close the descriptor, and a second one; programs that they run inherit neither.
 void reportChildrenTo(int fd, int fdCloseToo);
 
-/// Tells whether a process belongs to an execution that is alive and can have made this run record.
-bool isOfLiveExecution(pid_t pid, Json::Int64 iResult);
+/// Tells whether one of the executions that are alive and have a child with this number can have made this run record;
+/// nothing when there is no such execution.
+std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult);
 
 /// Tells whether any execution is alive: until it has ended it may write to the store, although all its runs are
 /// closed.

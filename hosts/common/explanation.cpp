@@ -39,7 +39,7 @@ bool isOpen(const Json::Value& jRun) {
 }
 
 bool isAlive(const Json::Value& jRun) {
-  return isOpen(jRun) && isRunAlive(static_cast<pid_t>(intOf(jRun, "pid")));
+  return isOpen(jRun) && isRunAlive(jRun);
 }
 
 bool wasInterrupted(const Json::Value& jRun) {

@@ -187,7 +187,7 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
 
 void checkRuns(Session& session, HealthFindings& findings) {
   for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
-    if (!isRunAlive(static_cast<pid_t>(intOf(jRun, "pid")))) {
+    if (!isRunAlive(jRun)) {
       findings.push_back({Severity::PROBLEM, "runs", std::to_string(intOf(jRun, "result_id")),
                           fmt::format("run {} of \"{}\" is recorded as running, but its process is gone",
                                       intOf(jRun, "result_id"), textOf(jRun, "task_name")),

@@ -65,15 +65,17 @@ std::optional<ProcessStatus> processStatus(pid_t pid) {
   }
   const std::string_view strStat(buffer.data(), static_cast<std::size_t>(cb));
   // The name stands in parentheses and may hold any character, blanks and parentheses too.
-  const std::size_t iName = strStat.rfind(") ");
-  if (iName == std::string_view::npos || iName + 2 >= strStat.size()) {
+  const std::size_t iName = strStat.find('(') + 1;
+  const std::size_t iNameEnd = strStat.rfind(") ");
+  if (iNameEnd == std::string_view::npos || iNameEnd + 2 >= strStat.size() || iNameEnd < iName) {
     return std::nullopt;
   }
-  const std::vector<std::string_view> vecFields = split(strStat.substr(iName + 2));
+  const std::vector<std::string_view> vecFields = split(strStat.substr(iNameEnd + 2));
   constexpr std::size_t PARENT = 1;
   constexpr std::size_t START_TIME = 19;
-  return ProcessStatus{pid, numberAt<pid_t>(vecFields, PARENT), strStat[iName + 2],
-                       numberAt<std::uint64_t>(vecFields, START_TIME)};
+  return ProcessStatus{pid, numberAt<pid_t>(vecFields, PARENT), strStat[iNameEnd + 2],
+                       numberAt<std::uint64_t>(vecFields, START_TIME),
+                       std::string(strStat.substr(iName, iNameEnd - iName))};
 }
 
 Process::Process(pid_t pid) : m_pid(pid), m_fd(openProcess(pid)) {

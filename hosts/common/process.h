@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 #include <sys/types.h>
 #include <vector>
 
@@ -20,6 +21,7 @@ struct ProcessStatus {
   pid_t pidParent = 0;
   char cState = '?';             ///< R, S, D, T, Z ...
   std::uint64_t ticksStart = 0;  ///< when it started, in clock ticks since the boot
+  std::string strName;           ///< of its program, or what it calls itself; up to 15 bytes
 
   bool isEnded() const { return cState == 'Z' || cState == 'X'; }
 };

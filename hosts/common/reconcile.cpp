@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <ctime>
 #include <fmt/format.h>
-#include <fstream>
 #include <map>
 #include <unistd.h>
 #include <utility>
@@ -13,30 +12,11 @@
 #include "installed_paths.h"
 #include "json_read.h"
 #include "outcome.h"
+#include "run_process.h"
 
 namespace Host {
 
 namespace {
-
-/// The process of a run is a fork of a process that has the library loaded, and stays one until the run has
-/// ended. A process id that was given to something else meanwhile, after a reboot too, is told apart by that;
-/// clocks play no part in it.
-bool hasLibraryLoaded(pid_t pid) {
-  std::ifstream maps(fmt::format("/proc/{}/maps", pid));
-  for (std::string strLine; std::getline(maps, strLine);) {
-    if (strLine.find("/libeorvascheduler.so.") != std::string::npos) {
-      return true;
-    }
-  }
-  return false;
-}
-
-/// A process that has ended and waits for its parent shows nothing of what it was; its parent is about to
-/// close the run.
-bool waitsForParent(pid_t pid) {
-  const std::optional<ProcessStatus> status = processStatus(pid);
-  return status && status->cState == 'Z';
-}
 
 pid_t pidOf(const Json::Value& jRun) {
   return static_cast<pid_t>(intOf(jRun, "pid"));
@@ -60,7 +40,7 @@ std::vector<Json::Value> staleRuns(Session& session) {
     }
   }
   for (const auto& [pid, jRun] : mapNewest) {
-    if (!isRunAlive(pid)) {
+    if (!isRunAlive(jRun)) {
       vecStale.push_back(jRun);
     }
   }
@@ -101,12 +81,21 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
   return true;
 }
 
+/// Tells whether a process on a running list is a run, and no newer one of another task that has got its number.
+bool isListedAlive(Session& session, const std::string& strTask, pid_t pid) {
+  if (!isRunProcess(pid) && childrenOfLiveExecutions().count(pid) == 0) {
+    return false;
+  }
+  const Json::Value jRuns = listRuns(session, fmt::format("pid = {} and stop_time is null", pid), 1);
+  return jRuns.empty() || textOf(jRuns[0], "task_name") == strTask;
+}
+
 /// The status as it should be: the processes that are still there, and whatever else it holds.
-Json::Value liveStatus(const Json::Value& jTask) {
+Json::Value liveStatus(Session& session, const Json::Value& jTask) {
   const Json::Value& jStored = memberOf(jTask, "status");
   Json::Value jStatus = jStored.isObject() ? jStored : Json::Value(Json::objectValue);
   jStatus["running"] = Json::Value(Json::arrayValue);
-  for (const pid_t pid : livePidsOf(jTask)) {
+  for (const pid_t pid : listedPidsOf(session, jTask)) {
     jStatus["running"].append(pid);
   }
   return jStatus;
@@ -114,13 +103,14 @@ Json::Value liveStatus(const Json::Value& jTask) {
 
 /// A status without a list is a task's before its first run. What the library could not read keeps a task from
 /// running for ever.
-bool isTrue(const Json::Value& jTask) {
+bool isTrue(Session& session, const Json::Value& jTask) {
   const Json::Value& jStatus = memberOf(jTask, "status");
-  return jStatus.isNull() || (jStatus.isObject() && !jStatus.isMember("running")) || jStatus == liveStatus(jTask);
+  return jStatus.isNull() || (jStatus.isObject() && !jStatus.isMember("running")) ||
+         jStatus == liveStatus(session, jTask);
 }
 
 void pruneRunning(Session& session, const Json::Value& jTask) {
-  if (isTrue(jTask)) {
+  if (isTrue(session, jTask)) {
     return;
   }
   const Json::Value jFilter = idFilter("task_name", jTask["task_name"]);
@@ -130,7 +120,7 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
     return;
   }
   Json::Value jUpdate(Json::objectValue);
-  jUpdate["status"] = liveStatus(jNow);
+  jUpdate["status"] = liveStatus(session, jNow);
   if (session.tasks()->recUpdateByFilter(jFilter, jUpdate) < 0) {
     throw Failure(fmt::format("cannot change the task \"{}\" in the store", textOf(jNow, "task_name")));
   }
@@ -139,15 +129,14 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
 
 }  // namespace
 
-bool isRunAlive(pid_t pid) {
+bool isRunAlive(const Json::Value& jRun) {
+  const pid_t pid = pidOf(jRun);
   if (pid <= 0) {
     return false;
   }
-  if (KLIBCProcAlive(pid) == 1 && (hasLibraryLoaded(pid) || waitsForParent(pid))) {
-    return true;
-  }
-  // Asked only after the process was seen to be gone: it reported before it did anything else.
-  return childrenOfLiveExecutions().count(pid) > 0;
+  const bool blProcess = isRunProcess(pid);
+  // Asked only after the process was looked at: it reported before it did anything else.
+  return isOfLiveExecution(pid, intOf(jRun, "result_id")).value_or(blProcess);
 }
 
 std::optional<Process> processOf(Session& session, const Json::Value& jRun) {
@@ -159,20 +148,19 @@ std::optional<Process> processOf(Session& session, const Json::Value& jRun) {
   if (jSame.size() != 1 || intOf(jSame[0], "result_id") != iResult) {
     return std::nullopt;
   }
-  // An execution that began after this run cannot be its parent. Without one, it is a process that lost its own.
-  const bool blOfAny = childrenOfLiveExecutions().count(process.pid()) > 0;
-  if ((blOfAny && !isOfLiveExecution(process.pid(), iResult)) || !hasLibraryLoaded(process.pid())) {
+  // Without an execution it is a process that lost its own.
+  if (!isRunProcess(process.pid()) || !isOfLiveExecution(process.pid(), iResult).value_or(true)) {
     return std::nullopt;
   }
   // Asked last: as long as it is there, all of this was about it.
   return process.isAlive() ? std::optional<Process>(std::move(process)) : std::nullopt;
 }
 
-std::vector<pid_t> livePidsOf(const Json::Value& jTask) {
+std::vector<pid_t> listedPidsOf(Session& session, const Json::Value& jTask) {
   std::vector<pid_t> vecPids;
   const Json::Value& jRunning = memberOf(memberOf(jTask, "status"), "running");
   for (const Json::Value& jPid : jRunning.isArray() ? jRunning : Json::Value(Json::arrayValue)) {
-    if (jPid.isInt() && isRunAlive(jPid.asInt())) {
+    if (jPid.isInt() && jPid.asInt() > 0 && isListedAlive(session, textOf(jTask, "task_name"), jPid.asInt())) {
       vecPids.push_back(jPid.asInt());
     }
   }
@@ -180,10 +168,10 @@ std::vector<pid_t> livePidsOf(const Json::Value& jTask) {
 }
 
 std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
-  std::vector<pid_t> vecPids = livePidsOf(findTask(session, strTask));
+  std::vector<pid_t> vecPids = listedPidsOf(session, findTask(session, strTask));
   for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
     const bool blKnown = std::find(vecPids.begin(), vecPids.end(), pidOf(jRun)) != vecPids.end();
-    if (textOf(jRun, "task_name") == strTask && !blKnown && isRunAlive(pidOf(jRun))) {
+    if (textOf(jRun, "task_name") == strTask && !blKnown && isRunAlive(jRun)) {
       vecPids.push_back(pidOf(jRun));
     }
   }

@@ -14,17 +14,17 @@
 
 namespace Host {
 
-/// Tells whether the process of a run is still there, or its execution still has to close the run.
-bool isRunAlive(pid_t pid);
+/// Tells whether the process of an open run is still there, or its execution still has to close the run.
+bool isRunAlive(const Json::Value& jRun);
 
 /// Takes hold of the process of an open run.
 /// \return nothing when it is gone, has ended, or when the number means another process by now.
 std::optional<Process> processOf(Session& session, const Json::Value& jRun);
 
-/// The processes of a task's runs that are still there.
-std::vector<pid_t> livePidsOf(const Json::Value& jTask);
+/// The processes on a task's running list that are still there.
+std::vector<pid_t> listedPidsOf(Session& session, const Json::Value& jTask);
 
-/// The same, with those that have a record already but are not on the running list yet.
+/// The same, with those that have a record already but are not on the list yet.
 std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask);
 
 /// Closes every run whose process is gone, as interrupted, and takes the processes that are gone off the

@@ -61,6 +61,6 @@ next_pid() { bash -c 'echo $$'; }
   same "forged" "touch /root/pwn" "$(cat /home/bob/forged)"
   same "runs" 4 "$(eorva runs list --json | jq length)"
   same "open" 0 "$(eorva runs list --json | jq '[.[] | select(.outcome == "running")] | length')"
-  same "processes" "" "$(pgrep -x eorva || true)"
+  same "processes" "" "$(pgrep '^eorva' || true)"
   find /tmp -user bob -delete
 }

@@ -253,7 +253,7 @@ T
     from task, n"
   eorva fire bootup >/dev/null 2>&1 3>&- &
   wait_until has_runs
-  pkill -STOP -x eorva
+  pkill -STOP '^eorva'
   run --separate-stderr timeout 60 eorva task edit t40 --mail new
   # All of them: what was stopped may be another program by now.
   kill -CONT -1

@@ -6,7 +6,7 @@ load common
 setup() { fresh_store; }
 
 # Runners that multiplied must not outlive their test.
-teardown() { pkill -KILL -x eorva || true; }
+teardown() { pkill -KILL '^eorva' || true; }
 
 @test "the folder of a task is its owner's alone" {
   add_task one bootup alice 'umask; echo secret'
@@ -101,7 +101,7 @@ teardown() { pkill -KILL -x eorva || true; }
   says "event bootup: 7 runs, 1 ended with 0, 6 did not"
   same "runs" 8 "$(eorva runs list --json | jq length)"
   same "open runs" 0 "$(eorva runs list --json | jq '[.[] | select(.outcome == "running")] | length')"
-  same "processes" "" "$(pgrep -x eorva || true)"
+  same "processes" "" "$(pgrep '^eorva' || true)"
 }
 
 @test "an exit code that another user planted is not believed" {

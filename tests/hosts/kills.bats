@@ -32,7 +32,7 @@ def family(pid):
 
 def is_eorva(pid):
     try:
-        return open(f'/proc/{pid}/comm').read().strip() == 'eorva'
+        return open(f'/proc/{pid}/comm').read().strip() in ('eorva', 'eorva-run')
     except OSError:
         return False
 
@@ -82,7 +82,7 @@ PYTHON
   cat torture-1 torture-2
   same "kills" 2 "$(cat torture-1 torture-2 | grep -cx "killed $((KILLS / 2))")"
   # The next command puts everything right.
-  pkill -KILL -x eorva || true
+  pkill -KILL '^eorva' || true
   add_task last last-event bob 'exit 0'
   run -0 eorva fire last-event
   same "open runs" 0 "$(sqlite3 "$DATABASE" 'select count(*) from task_result where stop_time is null')"

@@ -117,6 +117,24 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "running list" '{"running":[]}' "$(eorva task show long --json | jq -c .status)"
 }
 
+@test "a process number that means a command of our own now does not keep a task from running" {
+  add_task other-long busy bob 'exit 0'
+  start_long
+  # As after a reboot: the number belongs to one of the processes of an execution that has begun since.
+  local number
+  for number in $display $watch $execution; do
+    sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info) values ('other-long', 1, $number, '{}');
+      update task set status = '{\"running\":[$number]}' where task_name = 'other-long'"
+  done
+  run -0 --separate-stderr eorva fire other
+  same "closed" '["interrupted","interrupted","interrupted"]' \
+    "$(eorva runs list --task other-long --json | jq -c '[.[].outcome_text]')"
+  same "running list" '{"running":[]}' "$(eorva task show other-long --json | jq -c .status)"
+  is_open
+  kill "$(cat /tmp/pid)"
+  wait
+}
+
 @test "of two open runs with one process number only the newer is alive" {
   start_long
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info, trigger_event) select task_name, start_time, pid, '{}', trigger_event from task_result;
@@ -125,6 +143,8 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   complains 'run 1 of "long"'
   same "the newer" '"running"' "$(field 2 outcome)"
   same "the task's last end" 0 "$(eorva task show long --json | jq .last_stop_time)"
+  kill "$(cat /tmp/pid)"
+  wait
 }
 
 @test "a run whose execution is about to close it is left to it" {

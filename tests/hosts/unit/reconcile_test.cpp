@@ -1,0 +1,250 @@
+/// Which processes keep a run open. Real processes stand for runs: each has the library loaded, as a fork of this one.
+
+#include "common/reconcile.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fmt/format.h>
+#include <functional>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "common/execution_file.h"
+#include "common/json_read.h"
+#include "common/process.h"
+#include "common/run_process.h"
+#include "support/files.h"
+#include "support/private_view.h"
+#include "support/processes.h"
+
+using namespace Host;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+std::string nameOf(pid_t pid) {
+  const std::optional<ProcessStatus> status = processStatus(pid);
+  return status ? status->strName : std::string();
+}
+
+class Reconcile : public testing::Test {
+protected:
+  void SetUp() override {
+    OrvaTest::freshProduct();
+    OrvaTest::installShareFiles();
+    std::filesystem::create_directories("/usr/orva/etc/eorvascheduler");
+    std::filesystem::remove_all("/run/eorva");
+    m_pSession = std::make_unique<Session>(Session::Store::CREATE);
+    addTask("a");
+    addTask("b");
+  }
+
+  void TearDown() override { OrvaTest::endChildren(); }
+
+  /// Forks a process that lives until the test ends it.
+  /// \param fnFirst  what it does first; when this returns, that has been done.
+  static pid_t forkProcess(const std::function<void()>& fnFirst) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) < 0) {
+      throw std::runtime_error("pipe");
+    }
+    const pid_t pid = fork();
+    if (pid == 0) {
+      fnFirst();
+      close(ends[0]);
+      close(ends[1]);
+      for (;;) {
+        pause();
+      }
+    }
+    close(ends[1]);
+    char c = 0;
+    [[maybe_unused]] const ssize_t cb = read(ends[0], &c, 1);
+    close(ends[0]);
+    return pid;
+  }
+
+  /// A process that has ended, and that its parent has not looked after.
+  static pid_t forkEnded(const std::function<void()>& fnFirst) {
+    const pid_t pid = forkProcess([&] {
+      fnFirst();
+      _exit(0);
+    });
+    siginfo_t info{};
+    waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT);
+    return pid;
+  }
+
+  void addTask(const char* szTask) {
+    Json::Value jTask(Json::objectValue);
+    jTask["task_name"] = szTask;
+    jTask["event"] = "bootup";
+    jTask["owner"] = 0;
+    jTask["operation"] = "true";
+    jTask["operation_type"] = "script";
+    Json::Value jOut;
+    ASSERT_EQ(m_pSession->tasks()->recCreate(jTask, jOut), 0);
+  }
+
+  /// An open run of a task, on its running list. \return its number.
+  Json::Int64 addRun(const char* szTask, pid_t pid) {
+    Json::Value jRun(Json::objectValue);
+    jRun["task_name"] = szTask;
+    jRun["start_time"] = 1;
+    jRun["pid"] = pid;
+    jRun["exit_info"] = Json::Value(Json::objectValue);
+    Json::Value jOut;
+    EXPECT_EQ(m_pSession->runs()->recCreate(jRun, jOut), 0);
+    Json::Value jTask = requireTask(*m_pSession, szTask);
+    jTask["status"]["running"].append(pid);
+    Json::Value jFilter(Json::objectValue);
+    jFilter["task_name"] = szTask;
+    EXPECT_EQ(m_pSession->tasks()->recUpdateByFilter(jFilter, jTask), 1);
+    return intOf(jOut, "result_id");
+  }
+
+  /// The numbers of the runs that are closed now.
+  std::vector<Json::Int64> closed() {
+    std::vector<Json::Int64> vecClosed;
+    for (const Json::Value& jRun : reconcile(*m_pSession)) {
+      vecClosed.push_back(intOf(jRun, "result_id"));
+    }
+    return vecClosed;
+  }
+
+  std::vector<pid_t> listed(const char* szTask) {
+    std::vector<pid_t> vecPids;
+    const Json::Value jTask = requireTask(*m_pSession, szTask);
+    for (const Json::Value& jPid : jTask["status"]["running"]) {
+      vecPids.push_back(jPid.asInt());
+    }
+    return vecPids;
+  }
+
+  std::unique_ptr<Session> m_pSession;
+};
+
+}  // namespace
+
+TEST_F(Reconcile, ProcessOfOurOwnThatIsNoRunKeepsNoneOpen) {
+  const pid_t pid = forkProcess(&takeHostName);
+  const Json::Int64 iRun = addRun("a", pid);
+  EXPECT_FALSE(isRunAlive(requireRun(*m_pSession, iRun)));
+  EXPECT_FALSE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
+  EXPECT_THAT(livePidsOf(*m_pSession, "a"), IsEmpty());
+  EXPECT_THAT(closed(), ElementsAre(iRun));
+  EXPECT_THAT(listed("a"), IsEmpty());
+}
+
+TEST_F(Reconcile, RunThatLostItsExecutionIsLeftAlone) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  EXPECT_TRUE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
+  EXPECT_THAT(closed(), IsEmpty());
+  EXPECT_THAT(livePidsOf(*m_pSession, "a"), ElementsAre(pid));
+}
+
+TEST_F(Reconcile, RunOfAnotherProgramThatHasTheLibraryLoadedIsLeftAlone) {
+  const pid_t pid = forkProcess([] {});
+  ASSERT_EQ(nameOf(pid), "host_test");
+  const Json::Int64 iRun = addRun("a", pid);
+  EXPECT_TRUE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
+  EXPECT_THAT(closed(), IsEmpty());
+  EXPECT_THAT(livePidsOf(*m_pSession, "a"), ElementsAre(pid));
+}
+
+TEST_F(Reconcile, ProgramWithoutTheLibraryKeepsNoRunOpen) {
+  const pid_t pid = forkProcess([] { execlp("sleep", "eorva-run", "300", nullptr); });
+  addRun("a", pid);
+  EXPECT_THAT(closed(), ElementsAre(1));
+}
+
+TEST_F(Reconcile, EndedRunIsLeftToTheParentThatHasNotLookedAfterItYet) {
+  const pid_t pid = forkEnded([] {});
+  const Json::Int64 iRun = addRun("a", pid);
+  EXPECT_THAT(closed(), IsEmpty());
+  EXPECT_FALSE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
+}
+
+TEST_F(Reconcile, EndedCommandOfOurOwnKeepsNoRunOpen) {
+  const pid_t pid = forkEnded(&takeHostName);
+  const Json::Int64 iRun = addRun("a", pid);
+  EXPECT_THAT(closed(), ElementsAre(iRun));
+}
+
+TEST_F(Reconcile, EndedProcessOfAParentThatClosesNoRunsKeepsNoneOpen) {
+  // The program that the parent becomes does not know of its child.
+  const pid_t pidParent = forkProcess([] {
+    const pid_t pidSelf = getpid();
+    if (fork() == 0) {
+      while (nameOf(pidSelf) != "sleep") {
+        usleep(1000);
+      }
+      _exit(0);
+    }
+    execlp("sleep", "sleep", "300", nullptr);
+  });
+  pid_t pid = 0;
+  while (pid == 0) {
+    const std::map<pid_t, ProcessStatus> mapChildren = ProcessTable().childrenOf(pidParent);
+    ASSERT_EQ(mapChildren.size(), 1U);
+    pid = mapChildren.begin()->second.isEnded() ? mapChildren.begin()->first : 0;
+  }
+  addRun("a", pid);
+  EXPECT_THAT(closed(), ElementsAre(1));
+}
+
+TEST_F(Reconcile, ChildOfAnExecutionIsARunFromItsFirstMoment) {
+  const OrvaTest::TempDir folder;
+  const std::string strSeen = folder.path("seen");
+  const pid_t pid = forkProcess([&] {
+    takeHostName();
+    const ExecutionFile file(0);
+    // Earlier handlers run first: what they see is what anybody can see of a child that has done nothing yet.
+    static std::string strPath;
+    strPath = strSeen;
+    pthread_atfork(nullptr, nullptr, [] { OrvaTest::writeFile(strPath, nameOf(getpid())); });
+    reportChildrenTo(dup(file.fd()), dup(file.fd()));
+    const pid_t pidChild = fork();
+    if (pidChild == 0) {
+      _exit(0);
+    }
+    waitpid(pidChild, nullptr, 0);
+  });
+  EXPECT_EQ(OrvaTest::readFile(strSeen), "eorva-run");
+  EXPECT_EQ(nameOf(pid), "eorva");
+}
+
+TEST_F(Reconcile, ChildOfAnExecutionThatBeganLaterIsNotTheOldRun) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iOld = addRun("a", pid);
+  ExecutionFile later(iOld);
+  OrvaTest::writeFile(later.path(), fmt::format("after {}\n{}\n", iOld, pid));
+  EXPECT_FALSE(isRunAlive(requireRun(*m_pSession, iOld)));
+  EXPECT_FALSE(processOf(*m_pSession, requireRun(*m_pSession, iOld)));
+  EXPECT_THAT(closed(), ElementsAre(iOld));
+}
+
+TEST_F(Reconcile, RunThatItsExecutionWillCloseIsLeftToItAlthoughItsProcessIsGone) {
+  const pid_t pid = forkProcess([] { _exit(0); });
+  ASSERT_EQ(waitpid(pid, nullptr, 0), pid);
+  ExecutionFile file(0);
+  OrvaTest::writeFile(file.path(), fmt::format("after 0\n{}\n", pid));
+  addRun("a", pid);
+  EXPECT_THAT(closed(), IsEmpty());
+  EXPECT_THAT(listed("a"), ElementsAre(pid));
+  file.remove();
+  EXPECT_THAT(closed(), ElementsAre(1));
+}
+
+TEST_F(Reconcile, NumberThatANewerRunOfAnotherTaskHasGotBlocksTheOldTaskNoMore) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iOld = addRun("a", pid);
+  addRun("b", pid);
+  EXPECT_THAT(closed(), ElementsAre(iOld));
+  EXPECT_THAT(listed("a"), IsEmpty());
+  EXPECT_THAT(listed("b"), ElementsAre(pid));
+}
