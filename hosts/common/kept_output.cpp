@@ -137,7 +137,11 @@ std::optional<KeptOutput> readKeptOutput(const UniqueFd& task, const std::string
   if (!run) {
     return std::nullopt;
   }
-  KeptOutput kept{strFolder, *start, 0, true};
+  struct stat status{};
+  if (fstat(run->get(), &status) < 0) {
+    failAt("examine", strPath);
+  }
+  KeptOutput kept{strFolder, *start, std::min<Json::Int64>(*start, status.st_mtime), 0, true};
   bool blRun = false;
   for (const std::string& strEntry : entriesOf(*run, strPath)) {
     blRun = blRun || isRunFile(strEntry);

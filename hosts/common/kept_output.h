@@ -20,7 +20,8 @@ namespace Host {
 /// The folder of one run.
 struct KeptOutput {
   std::string strFolder;        ///< folder of the task: its name, or another name when it is a task no more
-  Json::Int64 iStartTime = 0;   ///< when the run started
+  Json::Int64 iStartTime = 0;   ///< when the run started, as the name of the folder says
+  Json::Int64 iSince = 0;       ///< the same, or when the folder was last changed if that was earlier
   std::uint64_t cb = 0;         ///< room that it takes
   bool blOnlyRunFiles = false;  ///< there is nothing in it but output and script
 };

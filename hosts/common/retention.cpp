@@ -129,7 +129,8 @@ private:
     lock.commit();
   }
 
-  /// Everything that is kept, what the other rules have removed (or would remove) left out, the oldest first.
+  /// Everything that the limit is about, what the other rules have removed (or would remove) left out, the oldest
+  /// first.
   std::vector<KeptOutput> listAll() {
     std::set<RunKey> setGone;
     for (const PrunedItem& item : m_result.vecRuns) {
@@ -139,7 +140,7 @@ private:
     for (const OutputFolder& place : m_vecPlaces) {
       try {
         for (KeptOutput& kept : listKeptOutput(place)) {
-          if (setGone.count({kept.strFolder, kept.iStartTime}) == 0) {
+          if (setGone.count({kept.strFolder, kept.iStartTime}) == 0 && counts(kept)) {
             vecKept.push_back(std::move(kept));
           }
         }
@@ -148,7 +149,7 @@ private:
       }
     }
     std::sort(vecKept.begin(), vecKept.end(), [](const KeptOutput& left, const KeptOutput& right) {
-      return std::tie(left.iStartTime, left.strFolder) < std::tie(right.iStartTime, right.strFolder);
+      return std::tie(left.iSince, left.strFolder) < std::tie(right.iSince, right.strFolder);
     });
     return vecKept;
   }
@@ -160,12 +161,17 @@ private:
     return jRuns.empty() ? Json::Value() : jRuns[jRuns.size() - 1];
   }
 
+  /// Without a record it could be somebody else's folder that only looks like that of a run, or that of a run which is
+  /// not on record yet.
+  static bool isLeftOver(const KeptOutput& kept) {
+    return kept.blOnlyRunFiles && kept.iSince + FRESH_SECONDS < static_cast<Json::Int64>(std::time(nullptr));
+  }
+
+  /// What may never be removed must not push out the output of others.
+  bool counts(const KeptOutput& kept) { return isLeftOver(kept) || runOf(kept).isObject(); }
+
   static bool mayRemove(const KeptOutput& kept, const Json::Value& jRun) {
-    if (jRun.isObject()) {
-      return jRun.isMember("stop_time");
-    }
-    // Without a record it could be somebody else's folder that only looks like that of a run.
-    return kept.blOnlyRunFiles && kept.iStartTime + FRESH_SECONDS < static_cast<Json::Int64>(std::time(nullptr));
+    return jRun.isObject() ? jRun.isMember("stop_time") : isLeftOver(kept);
   }
 
   void pruneOutput() {

@@ -129,6 +129,26 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   test -e "$KEPT/mixed/9/output.log"
 }
 
+@test "what may not be removed, being on record nowhere, pushes out no output of others" {
+  local now future=9999999999 recorded
+  now=$(date +%s)
+  runs one 0 $((now - 3)) $((now - 1))
+  recorded=$(folders)
+  mkdir -p "$KEPT/mine/$now" "$KEPT/mine/$future" "$KEPT/mixed/9"
+  head -c 1048576 /dev/zero | tee "$KEPT/mine/$now/output.log" "$KEPT/mine/$future/output.log" "$KEPT/mixed/9/output.log" >"$KEPT/mixed/9/image"
+  rules retention_output_size=24K
+  run -0 eorva runs prune
+  same "said" "removed 0 runs and the output of 0 more: 0 B" "$output"
+  same "folders" "$recorded" "$(folders)"
+  # A date to come proves nothing; then the folder is as old as its last change.
+  touch -d '2 days ago' "$KEPT/mine/$future"
+  run -0 eorva runs prune
+  says "removed 0 runs and the output of 1 more: 1.0 MiB"
+  same "of one" "$recorded" "$(folders)"
+  same "of mine" "$now" "$(folders mine)"
+  test -e "$KEPT/mixed/9/output.log"
+}
+
 @test "no link is followed, and what is behind one stays" {
   runs one 0 1 6
   mkdir -p "$KEPT/victim/folder"
