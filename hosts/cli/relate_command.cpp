@@ -34,7 +34,7 @@ RelateType typeOf(const RelateOptions& options) {
 void refuseEndlessWalk(const Json::Value& jTasks, const std::string& strTask) {
   const Host::TaskGraph graph(jTasks);
   std::string strReasons;
-  for (const std::string& strWhy : graph.whyEndless(graph.withNeeds(strTask))) {
+  for (const std::string& strWhy : graph.whyEndless(graph.withReachedBy({strTask}))) {
     strReasons += "\n  " + strWhy;
   }
   if (!strReasons.empty()) {

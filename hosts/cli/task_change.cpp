@@ -61,6 +61,15 @@ Json::Value store(Host::Session& session, const std::string& strTask, const Json
   return jDifferent;
 }
 
+/// A run that goes on stays its owner's: what it leaves, and the mail about it, are read in the task's owner's name.
+Host::TaskChange lockForChange(Host::Session& session, const std::string& strTask, const Json::Value& jChanges) {
+  const Json::Value jBefore = Host::requestOf(Host::requireTask(session, strTask));
+  if (jChanges.isMember("owner") && jChanges["owner"] != jBefore["owner"]) {
+    return Host::TaskChange(session, {strTask}, "given another owner", Host::TaskChange::Running::REFUSED);
+  }
+  return Host::TaskChange(session, {strTask}, "changed", Host::TaskChange::Running::ALLOWED);
+}
+
 /// The end of a run writes back the whole record that was read a moment before; a change that came in between is
 /// made again.
 void makeSure(Host::Session& session, const std::string& strTask, Json::Value jDifferent) {
@@ -79,8 +88,7 @@ void makeSure(Host::Session& session, const std::string& strTask, Json::Value jD
 std::vector<std::string> changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
                                     const std::optional<std::string>& strScript) {
   Host::Session session;
-  Host::requireTask(session, strTask);
-  const Host::TaskChange change(session, {strTask}, "changed", Host::TaskChange::Running::ALLOWED);
+  const Host::TaskChange change = lockForChange(session, strTask, jChanges);
   const Json::Value jDifferent = store(session, strTask, jChanges, events, strScript);
   makeSure(session, strTask, jDifferent);
   return jDifferent.getMemberNames();

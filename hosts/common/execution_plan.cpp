@@ -68,20 +68,15 @@ Json::Value announceTasks(Session& session, const ExecutionRequest& request, Tas
   }
 }
 
-/// Others that want to start the same tasks wait until these have been started, or were found to run already.
-void takeTurns(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, TaskLock& lock) {
-  std::vector<std::string> vecSingle;
+/// The tasks that start at once.
+std::vector<std::string> firstTasks(const ExecutionPlan& plan, const ExecutionRequest& request) {
+  std::vector<std::string> vecFirst;
   for (const GraphTask& task : plan.vecTasks) {
-    if ((task.blRoot || !request.blByEvent) && !boolOf(findTask(session, task.strName), "run_the_same_time")) {
-      vecSingle.push_back(task.strName);
+    if (task.blRoot || !request.blByEvent) {
+      vecFirst.push_back(task.strName);
     }
   }
-  lock.takeTurn(vecSingle);
-  for (const std::string& strTask : vecSingle) {
-    if (!livePidsOf(session, strTask).empty()) {
-      lock.endTurn(strTask);
-    }
-  }
+  return vecFirst;
 }
 
 }  // namespace
@@ -118,6 +113,16 @@ std::vector<std::string> prepareFolders(const std::vector<GraphTask>& vecTasks) 
   return vecWarnings;
 }
 
+void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskLock& lock) {
+  lock.takeTurn(vecTasks);
+  for (const std::string& strTask : vecTasks) {
+    // The library is going to find it running.
+    if (!boolOf(findTask(session, strTask), "run_the_same_time") && !livePidsOf(session, strTask).empty()) {
+      lock.endTurn(strTask);
+    }
+  }
+}
+
 ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock) {
   ExecutionPlan plan;
   const Json::Value jTasks = announceTasks(session, request, lock);
@@ -127,7 +132,7 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
     checkGraph(graph, request.strName);
   }
   plan.vecWarnings = prepareFolders(plan.vecTasks);
-  takeTurns(session, request, plan, lock);
+  takeTurns(session, firstTasks(plan, request), lock);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }

@@ -30,6 +30,11 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
 /// \return what the user should know. \throw Failure with the reason why none of them may be run.
 std::vector<std::string> prepareFolders(const std::vector<GraphTask>& vecTasks);
 
+/// Takes the turn of tasks that are about to be started, until they have been started. Others that want to start them
+/// wait for that: so they find out whether a task runs, and start it in a second of its own. A task that will be found
+/// running needs no turn.
+void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskLock& lock);
+
 /// Says why the tasks of an event cannot be run. \throw Failure with the reasons, if there are any.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent);
 

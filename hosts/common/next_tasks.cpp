@@ -1,7 +1,6 @@
 #include "next_tasks.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <fmt/format.h>
 #include <sqlite3.h>
@@ -11,16 +10,8 @@
 
 #include "failure.h"
 #include "json_read.h"
-#include "reconcile.h"
 
 namespace Host {
-
-namespace {
-
-/// Each of several executions that come to a task together keeps the others waiting for a second or two.
-constexpr std::chrono::minutes TURN_LIMIT(1);
-
-}  // namespace
 
 NextTasks::NextTasks(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan,
                      const ExecutionFile& file, TaskLock& lock)
@@ -60,8 +51,16 @@ void NextTasks::makeReady() {
   const TaskGraph graph(jTasks);
   checkChanges(graph, jTasks);
   const std::vector<GraphTask> vecReady = readyTasks(graph);
+  if (vecReady.empty()) {
+    return;
+  }
   addNew(vecReady);
-  takeTurns(vecReady);
+  std::vector<std::string> vecNames;
+  for (const GraphTask& task : vecReady) {
+    vecNames.push_back(task.strName);
+  }
+  takeTurns(m_session, vecNames, m_lock);
+  m_file.noteTurns();
 }
 
 /// What is added or changed while the execution is under way can make a walk endless too.
@@ -119,24 +118,6 @@ void NextTasks::addNew(const std::vector<GraphTask>& vecReady) {
     std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
   }
   m_vecAnnounced = std::move(vecAll);
-}
-
-void NextTasks::takeTurns(const std::vector<GraphTask>& vecReady) {
-  std::vector<std::string> vecNames;
-  for (const GraphTask& task : vecReady) {
-    vecNames.push_back(task.strName);
-  }
-  if (vecNames.empty()) {
-    return;
-  }
-  m_lock.takeTurn(vecNames, TURN_LIMIT);
-  m_file.noteTurns();
-  for (const std::string& strName : vecNames) {
-    // The library is going to find it running.
-    if (!boolOf(findTask(m_session, strName), "run_the_same_time") && !livePidsOf(m_session, strName).empty()) {
-      m_lock.endTurn(strName);
-    }
-  }
 }
 
 }  // namespace Host

@@ -40,7 +40,6 @@ private:
   void checkChanges(const TaskGraph& graph, const Json::Value& jTasks);
   std::vector<GraphTask> readyTasks(const TaskGraph& graph);
   void addNew(const std::vector<GraphTask>& vecReady);
-  void takeTurns(const std::vector<GraphTask>& vecReady);
 
   Session& m_session;
   const ExecutionRequest& m_request;

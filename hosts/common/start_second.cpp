@@ -59,27 +59,33 @@ void writeClaims(int fd, const std::string& strClaims) {
   }
 }
 
-}  // namespace
-
-void claimStartSecond(Session& session, const std::set<std::string>& setTasks) {
+/// Others wait no longer than this takes.
+/// \return false when one of the tasks has been started in this second already.
+bool claimThisSecond(Session& session, const std::set<std::string>& setTasks) {
   const UniqueFd fd(open(START_SECOND_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!fd.isOpen() || flock(fd.get(), LOCK_EX) < 0) {
     throw Failure(fmt::format("cannot lock {}: {}", START_SECOND_PATH, std::strerror(errno)));
   }
-  for (int i = 0; i < MAX_SECONDS; ++i) {
-    const std::time_t second = std::time(nullptr);
-    const std::string strSecond = fmt::format("{}\n", second);
-    std::string strClaims = readClaims(fd.get());
-    if (strClaims.compare(0, strSecond.size(), strSecond) != 0) {
-      strClaims = strSecond;
-    }
-    if (!isClaimed(strClaims, setTasks) && !isRecorded(session, second, setTasks)) {
-      for (const std::string& strTask : setTasks) {
-        strClaims += strTask + "\n";
-      }
-      writeClaims(fd.get(), strClaims);
-      return;
-    }
+  const std::time_t second = std::time(nullptr);
+  const std::string strSecond = fmt::format("{}\n", second);
+  std::string strClaims = readClaims(fd.get());
+  if (strClaims.compare(0, strSecond.size(), strSecond) != 0) {
+    strClaims = strSecond;
+  }
+  if (isClaimed(strClaims, setTasks) || isRecorded(session, second, setTasks)) {
+    return false;
+  }
+  for (const std::string& strTask : setTasks) {
+    strClaims += strTask + "\n";
+  }
+  writeClaims(fd.get(), strClaims);
+  return true;
+}
+
+}  // namespace
+
+void claimStartSecond(Session& session, const std::set<std::string>& setTasks) {
+  for (int i = 0; i < MAX_SECONDS && !claimThisSecond(session, setTasks); ++i) {
     waitForNextSecond();
   }
 }

@@ -20,6 +20,11 @@ bool matches(const std::string& strPattern, const std::string& strText) {
   return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
 }
 
+/// What the library finds the tasks that wait for a task by.
+std::string patternOf(const std::string& strName) {
+  return "%[" + strName + "]%";
+}
+
 }  // namespace
 
 /// The cost of a walk from every task met so far; a task whose walk is still being added up stands at 0.
@@ -68,13 +73,23 @@ std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName
   return vecTasks;
 }
 
-std::vector<std::string> TaskGraph::withNeeds(const std::string& strName) const {
-  std::vector<std::string> vecNames = {strName};
+std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNames) const {
+  std::set<std::string> setSeen(vecNames.begin(), vecNames.end());
   for (std::size_t i = 0; i < vecNames.size(); ++i) {
     const GraphTask* pTask = find(vecNames[i]);
-    for (const std::string& strNeed : pTask != nullptr ? pTask->vecNeeds : std::vector<std::string>()) {
-      if (std::find(vecNames.begin(), vecNames.end(), strNeed) == vecNames.end()) {
-        vecNames.push_back(strNeed);
+    if (pTask == nullptr || pTask->strDepend.empty()) {
+      continue;
+    }
+    std::vector<std::string> vecNext = pTask->vecNeeds;
+    // A pattern may match across the brackets of two names, too.
+    for (const auto& [strOther, task] : m_mapTasks) {
+      if (matches(patternOf(strOther), pTask->strDepend)) {
+        vecNext.push_back(strOther);
+      }
+    }
+    for (const std::string& strNext : vecNext) {
+      if (setSeen.insert(strNext).second) {
+        vecNames.push_back(strNext);
       }
     }
   }
@@ -105,7 +120,7 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
 
 std::vector<std::string> TaskGraph::matchesOf(const std::string& strName) const {
   std::vector<std::string> vecNames;
-  const std::string strPattern = "%[" + strName + "]%";
+  const std::string strPattern = patternOf(strName);
   for (const auto& [strOther, task] : m_mapTasks) {
     if (!task.strDepend.empty() && matches(strPattern, task.strDepend)) {
       vecNames.push_back(strOther);
@@ -123,9 +138,12 @@ void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
     if (it == walk.mapCost.end()) {
       walkDown(strNext, walk);
     } else if (it->second == 0) {
-      const auto itStart = std::find(walk.vecPath.begin(), walk.vecPath.end(), strNext);
+      std::vector<std::string> vecCircle(std::find(walk.vecPath.begin(), walk.vecPath.end(), strNext),
+                                         walk.vecPath.end());
+      // Told alike wherever the walk came into it.
+      std::rotate(vecCircle.begin(), std::min_element(vecCircle.begin(), vecCircle.end()), vecCircle.end());
       walk.vecProblems.push_back(fmt::format("the tasks wait for each other in a circle: {} -> {}",
-                                             fmt::join(itStart, walk.vecPath.end(), " -> "), strNext));
+                                             fmt::join(vecCircle, " -> "), vecCircle.front()));
     }
     cQueries = std::min(cQueries + walk.mapCost[strNext], MAX_QUERIES + 1);
   }

@@ -42,8 +42,8 @@ public:
   std::vector<const GraphTask*> dependantsOf(const std::string& strName) const&;
   std::vector<const GraphTask*> dependantsOf(const std::string&) const&& = delete;
 
-  /// A task, and all that it waits for, directly or through others; names without a task too.
-  std::vector<std::string> withNeeds(const std::string& strName) const;
+  /// Tasks, and all those from which a walk comes through them; names without a task too.
+  std::vector<std::string> withReachedBy(std::vector<std::string> vecNames) const;
 
   /// What an event starts: the enabled roots, then what waits for them, each after all that it waits for.
   std::vector<const GraphTask*> planOf(const std::string& strEvent) const&;

@@ -37,8 +37,8 @@ public:
   /// \return false when that took too long; the start is safe then too, but may come to be a second one.
   bool takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit = TURN_LIMIT);
 
-  /// An execution keeps the turn while it starts its first tasks.
-  static constexpr std::chrono::milliseconds TURN_LIMIT{20000};
+  /// An execution keeps a turn for a second or two, and several may stand in line.
+  static constexpr std::chrono::milliseconds TURN_LIMIT = std::chrono::minutes(1);
 
   /// Lets the next one have the turn.
   void endTurn(const std::string& strTask);

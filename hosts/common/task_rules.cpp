@@ -100,8 +100,8 @@ public:
     runAlone();
     checkDependants();
     checkScriptFolder();
-    // A graph is looked at only when it can be built: all its names are sound by then.
-    if (m_findings.vecErrors.empty()) {
+    // A graph is looked at only when it can be built.
+    if (isSound("task_name") && isSound("depend_on_task")) {
       checkGraph();
     }
     return m_findings;
@@ -110,6 +110,12 @@ public:
 private:
   void error(const char* szMember, std::string strReason) {
     m_findings.vecErrors.push_back({szMember, std::move(strReason)});
+  }
+
+  bool isSound(const char* szMember) const {
+    return m_jTask.isMember(szMember) &&
+           std::none_of(m_findings.vecErrors.begin(), m_findings.vecErrors.end(),
+                        [&](const Finding& finding) { return finding.strMember == szMember; });
   }
 
   /// A member whose type has been reported already is not looked at again.
@@ -314,12 +320,19 @@ private:
     }
   }
 
+  /// The walks that come through the task, and those that come through what waits for it: under a new name these have
+  /// another list.
   void checkGraph() {
     Json::Value jAll = m_jTasks;
     jAll.append(m_jTask);
     const TaskGraph graph(jAll);
-    for (std::string& strWhy : graph.whyEndless(graph.withNeeds(textOf(m_jTask, "task_name")))) {
-      error("depend_on_task", std::move(strWhy));
+    const std::string strTask = textOf(m_jTask, "task_name");
+    std::vector<std::string> vecNames = {strTask};
+    for (const GraphTask* pTask : graph.dependantsOf(strTask)) {
+      vecNames.push_back(pTask->strName);
+    }
+    for (std::string& strWhy : graph.whyEndless(graph.withReachedBy(vecNames))) {
+      m_findings.vecErrors.push_back({"depend_on_task", std::move(strWhy), true});
     }
   }
 
@@ -348,6 +361,18 @@ Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, 
     jOthers.append(std::move(jOther));
   }
   return jOthers;
+}
+
+/// A member that is null is there: it would be stored.
+bool isSame(const Json::Value& jTask, const Json::Value& jBefore, const char* szMember) {
+  return jTask.isMember(szMember) == jBefore.isMember(szMember) &&
+         memberOf(jTask, szMember) == memberOf(jBefore, szMember);
+}
+
+bool has(const std::vector<Finding>& vecFindings, const Finding& finding) {
+  return std::any_of(vecFindings.begin(), vecFindings.end(), [&](const Finding& other) {
+    return other.strMember == finding.strMember && other.strReason == finding.strReason;
+  });
 }
 
 }  // namespace
@@ -385,14 +410,17 @@ Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Event
 
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
                           Events events) {
-  const Json::Value jOthers = tasksBesides(jTasks, textOf(jBefore, "task_name"), textOf(jTask, "task_name"));
-  Findings all = Checker(jTask, jOthers, events).run();
+  const std::string strBefore = textOf(jBefore, "task_name");
+  const Json::Value jOthers = tasksBesides(jTasks, strBefore, textOf(jTask, "task_name"));
+  const Events eventsNow = isSame(jTask, jBefore, "event") ? Events::ANY : events;
+  Findings all = Checker(jTask, jOthers, eventsNow).run();
+  const Findings before = Checker(jBefore, tasksBesides(jTasks, strBefore, strBefore), eventsNow).run();
   Findings findings;
   findings.vecWarnings = std::move(all.vecWarnings);
   for (Finding& finding : all.vecErrors) {
-    const char* szMember = finding.strMember.c_str();
-    const bool blStays = memberOf(jTask, szMember) == memberOf(jBefore, szMember);
-    (blStays ? findings.vecWarnings : findings.vecErrors).push_back(std::move(finding));
+    const bool blTouched = !finding.blOfWalk && !isSame(jTask, jBefore, finding.strMember.c_str());
+    const bool blOld = !blTouched && has(before.vecErrors, finding);
+    (blOld ? findings.vecWarnings : findings.vecErrors).push_back(std::move(finding));
   }
   return findings;
 }

@@ -13,6 +13,7 @@ namespace Host {
 struct Finding {
   std::string strMember;
   std::string strReason;
+  bool blOfWalk = false;  ///< about a way through several tasks, which the member is only a part of
 };
 
 struct Findings {
@@ -39,8 +40,8 @@ Json::Value requestOf(const Json::Value& jStored);
 /// \param jTasks  array: the stored task records.
 Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Events events);
 
-/// Looks a changed task over. What is wrong with a member that stays as it is has not come in now: it is only a
-/// warning, so that one fault does not keep another one from being mended.
+/// Looks a changed task over. What was wrong before and is not touched has not come in now: it is only a warning, so
+/// that one fault does not keep another one from being mended. An event that stays may be any.
 /// \param jTask    a task record in the form of the user interface; it may have a new name.
 /// \param jBefore  the same as it is stored, from requestOf().
 /// \param jTasks   array: the stored task records.

@@ -245,6 +245,19 @@ T
   same "members" '["exit 0\n",false,[]]' "$(member it '[.operation, .enable, .status.running]')"
 }
 
+@test "a task that runs gets no other owner" {
+  add_task it bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  eorva run it >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -1 --separate-stderr eorva task edit it --owner bob
+  complains 'the task "it" is running'
+  complains 'cannot be given another owner now'
+  run -0 eorva task edit it --owner alice --description 'the same owner'
+  touch /tmp/go
+  wait
+  run -0 eorva task edit it --owner bob
+}
+
 @test "a change is not lost while an execution starts the task from an older copy of its record" {
   # The roots of an event are listed once, and started one after the other: the last one long after that.
   add_task t10 bootup alice 'exit 0'

@@ -163,3 +163,16 @@ go_on_together() {
   wait
   same "late" '"ok"' "$(eorva runs list --task late --json | jq '.[0].outcome')"
 }
+
+@test "4 executions of an event with 24 tasks start each of them in seconds of their own" {
+  local i
+  jq -n '{version: 1, tasks: ([range(24)] | map({key: "root\(.)", value:
+    {event: "bootup", owner: "alice", script: "exit 0", run_the_same_time: true}}) | from_entries)}' >tasks.json
+  eorva apply tasks.json --yes >/dev/null
+  for i in {1..4}; do
+    eorva fire bootup >"fired.$i" 3>&- &
+  done
+  wait
+  same "runs in seconds of their own" 96 \
+    "$(eorva runs list --limit 0 --json | jq '[.[] | [.task_name, .start_time]] | unique | length')"
+}
