@@ -128,17 +128,33 @@ void renameAt(const UniqueFd& folder, const std::string& strOld, const std::stri
   }
 }
 
+/// No task can have such a name.
+std::string asideName(const std::string& strName, unsigned uNumber) {
+  return fmt::format("{}~{}", strName, uNumber);
+}
+
 std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, const std::string& strPath) {
   if (!hasEntry(folder, strName)) {
     return {};
   }
   unsigned uNumber = 1;
-  while (hasEntry(folder, fmt::format("{}~{}", strName, uNumber))) {
+  while (hasEntry(folder, asideName(strName, uNumber))) {
     ++uNumber;
   }
-  const std::string strAside = fmt::format("{}~{}", strName, uNumber);
+  const std::string strAside = asideName(strName, uNumber);
   renameAt(folder, strName, strAside, strPath);
   return strPath + "/" + strAside;
+}
+
+/// \param strPath  of the folder in the base that has the folder of the run.
+std::optional<UniqueFd> findRunFileAt(const UniqueFd& base, const std::string& strPath, const std::string& strStart,
+                                      const char* szFile) {
+  return unlessMissing([&] {
+    const UniqueFd task = openFolderAt(base, std::filesystem::path(strPath).filename(), strPath);
+    const std::string strRunPath = strPath + "/" + strStart;
+    const UniqueFd run = openFolderAt(task, strStart, strRunPath);
+    return openPlainFileAt(run, szFile, strRunPath + "/" + szFile);
+  });
 }
 
 gid_t groupOf(uid_t owner) {
@@ -284,14 +300,15 @@ std::optional<UniqueFd> OutputFolder::openExisting() const {
 std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Json::Int64 iStartTime,
                                                   const char* szFile) const {
   checkOneStep(strTask);
-  return unlessMissing([&] {
-    std::string strPath = m_strPath + "/" + strTask;
-    UniqueFd fd = openFolderAt(openBase(false), strTask, strPath);
-    const std::string strStart = std::to_string(iStartTime);
-    strPath += "/" + strStart;
-    fd = openFolderAt(fd, strStart, strPath);
-    return openPlainFileAt(fd, szFile, strPath + "/" + szFile);
-  });
+  const std::optional<UniqueFd> base = openExisting();
+  std::optional<UniqueFd> file;
+  // What the runs of an earlier owner have left was put aside when the task got another one.
+  std::string strFolder = strTask;
+  for (unsigned uNumber = 1; base && !file && (uNumber == 1 || hasEntry(*base, strFolder)); ++uNumber) {
+    file = findRunFileAt(*base, m_strPath + "/" + strFolder, std::to_string(iStartTime), szFile);
+    strFolder = asideName(strTask, uNumber);
+  }
+  return file;
 }
 
 }  // namespace Host

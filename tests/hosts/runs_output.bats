@@ -187,3 +187,15 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   run -0 eorva task delete other --yes
   same "put aside" "2" "$(find "$KEPT" /srv/old/sub -maxdepth 1 -name 'other~1' | wc -l)"
 }
+
+@test "what a run has left is found when the task has got another owner since" {
+  add_task it bootup alice 'echo alice was here'
+  eorva run it >/dev/null
+  eorva task edit it --owner bob >/dev/null
+  eorva task edit it --script - <<<'echo bob was here' >/dev/null
+  same "before the next run" "alice was here" "$(eorva runs output 1)"
+  eorva run it >/dev/null
+  same "after it" "alice was here" "$(eorva runs output 1)"
+  same "the other one" "bob was here" "$(eorva runs output 2)"
+  same "script" "echo alice was here" "$(eorva runs script 1)"
+}
