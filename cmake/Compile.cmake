@@ -9,6 +9,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 option(EORVA_WERROR "Treat warnings as errors" ON)
 option(EORVA_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
+option(EORVA_PRECOMPILE "Parse headers that most files read once" OFF)
 option(EORVA_COVERAGE "Build for coverage measurement" OFF)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -fstack-protector-strong)
@@ -30,6 +31,14 @@ if(EORVA_COVERAGE)
   # Not for those who link an installed library.
   link_libraries("$<BUILD_INTERFACE:eorva_coverage_exit>")
 endif()
+
+# Parses headers that most files of a target read once. It hides an #include that is missing, so that something else has to
+# be built without: the packages are.
+function(eorva_precompile target)
+  if(EORVA_PRECOMPILE)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
 
 # Limits what a shared library exports to the names in a version script.
 function(eorva_export_only target script)
