@@ -3,4 +3,4 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 cmake --preset clang --log-level=WARNING >/dev/null
-cmake --build --preset clang -j "${EORVA_JOBS:-$(nproc)}"
+nice cmake --build --preset clang -j "${EORVA_JOBS:-$(nproc)}"

@@ -27,4 +27,4 @@ tidy() {
 export -f tidy
 
 find src platform hosts -name '*.cpp' -print0 | sort -z |
-  xargs -0 -n 1 -P "${EORVA_JOBS:-$(nproc)}" bash -c 'tidy "$1"' tidy
+  nice xargs -0 -n 1 -P "${EORVA_JOBS:-$(nproc)}" bash -c 'tidy "$1"' tidy
