@@ -23,6 +23,9 @@ constexpr auto PAUSE = 50ms;
 /// What was killed is gone at once, unless it cannot be.
 constexpr auto KILL_LIMIT = 30s;
 
+/// A script begins within a moment, unless its folder or the list of users does not answer.
+constexpr auto BEGIN_LIMIT = 60s;
+
 /// Its execution closes a run within a second or two, unless the store is busy.
 constexpr auto CLOSE_LIMIT = 60s;
 
@@ -59,7 +62,7 @@ private:
   sigset_t m_before{};
 };
 
-/// \return false when there was nothing to be ended any more.
+/// \return false when there was nothing to be ended yet, or any more.
 bool endProcesses(Host::Session& session, Json::Int64 iResult, Host::Process process, std::chrono::seconds grace) {
   const Patience patience;
   Host::RunEnd end(std::move(process), grace);
@@ -78,6 +81,22 @@ bool endProcesses(Host::Session& session, Json::Int64 iResult, Host::Process pro
     std::this_thread::sleep_for(PAUSE);
   }
   return true;
+}
+
+/// Ends the run as soon as there is something to be ended: its script may not have begun yet.
+void endRun(Host::Session& session, const Json::Value& jRun, std::chrono::seconds grace) {
+  const Json::Int64 iResult = Host::intOf(jRun, "result_id");
+  const auto deadline = std::chrono::steady_clock::now() + BEGIN_LIMIT;
+  for (;;) {
+    std::optional<Host::Process> process = Host::processOf(session, jRun);
+    if (!process || endProcesses(session, iResult, std::move(*process), grace)) {
+      return;
+    }
+    if (std::chrono::steady_clock::now() > deadline) {
+      throw Host::Failure(fmt::format("run {} was not ended: its script has not begun yet", iResult));
+    }
+    std::this_thread::sleep_for(PAUSE);
+  }
 }
 
 /// Waits until the run is closed: by its execution, or here when that is gone.
@@ -111,11 +130,7 @@ int runStop(const Context&, const StopOptions& options) {
   if (jRun.isMember("stop_time")) {
     printNote(fmt::format("run {} has ended already", options.iResult));
   } else {
-    if (std::optional<Host::Process> process = Host::processOf(session, jRun)) {
-      endProcesses(session, options.iResult, std::move(*process), graceOf(options));
-    } else {
-      Host::reconcile(session);
-    }
+    endRun(session, jRun, graceOf(options));
     jRun = waitUntilClosed(session, options.iResult);
   }
   show(jRun, options, ownerNames(Host::listTasks(session)));
