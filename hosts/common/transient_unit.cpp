@@ -1,14 +1,20 @@
 #include "transient_unit.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fmt/format.h>
 #include <iterator>
 #include <memory>
+#include <string_view>
 #include <systemd/sd-bus.h>
+#include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include "failure.h"
 #include "systemctl.h"
@@ -42,6 +48,7 @@ public:
   BusError(const BusError&) = delete;
   BusError& operator=(const BusError&) = delete;
   sd_bus_error* get() { return &m_error; }
+  const sd_bus_error* get() const { return &m_error; }
   std::string text(int iResult) const {
     return m_error.message != nullptr ? m_error.message : std::strerror(iResult < 0 ? -iResult : iResult);
   }
@@ -50,16 +57,47 @@ private:
   sd_bus_error m_error{};
 };
 
-void require(int iResult, const char* szWhat) {
-  if (iResult < 0) {
-    throw Failure(fmt::format("cannot {}: {}", szWhat, std::strerror(-iResult)));
+/// systemd, or the bus, went away while it was asked, as when it executes itself anew; it will be back.
+class Interrupted : public Failure {
+public:
+  using Failure::Failure;
+};
+
+bool isInterrupted(int iResult, const sd_bus_error* pError) {
+  constexpr std::array ERRNOS = {ECONNRESET, ECONNREFUSED, ENOTCONN, EPIPE, ETIMEDOUT, ESHUTDOWN};
+  constexpr std::array NAMES = {SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_SERVICE_UNKNOWN, SD_BUS_ERROR_NAME_HAS_NO_OWNER,
+                                SD_BUS_ERROR_DISCONNECTED, SD_BUS_ERROR_TIMEOUT};
+  // What the bus says that would start systemd, if anybody but the kernel could.
+  constexpr std::string_view SPAWN = "org.freedesktop.DBus.Error.Spawn.";
+  if (pError != nullptr && pError->name != nullptr) {
+    return std::string_view(pError->name).substr(0, SPAWN.size()) == SPAWN ||
+           std::any_of(NAMES.begin(), NAMES.end(),
+                       [&](const char* szName) { return std::string_view(pError->name) == szName; });
   }
+  return std::find(ERRNOS.begin(), ERRNOS.end(), -iResult) != ERRNOS.end();
+}
+
+/// \throw Interrupted, or another Failure, when it is a failure.
+void require(int iResult, const std::string& strWhat, const BusError* pError = nullptr) {
+  if (iResult >= 0) {
+    return;
+  }
+  const std::string strText =
+      fmt::format("cannot {}: {}", strWhat, pError != nullptr ? pError->text(iResult) : std::strerror(-iResult));
+  if (isInterrupted(iResult, pError != nullptr ? pError->get() : nullptr)) {
+    throw Interrupted(strText);
+  }
+  throw Failure(strText);
 }
 
 Bus connect() {
+  // What is asked while systemd executes itself anew is often never answered.
+  constexpr std::uint64_t ANSWER_MICROSECONDS = 5'000'000;
   sd_bus* pBus = nullptr;
   require(sd_bus_open_system(&pBus), "reach systemd over the system bus");
-  return Bus(pBus);
+  Bus bus(pBus);
+  require(sd_bus_set_method_call_timeout(pBus, ANSWER_MICROSECONDS), "reach systemd over the system bus");
+  return bus;
 }
 
 /// Units are told apart by the process that starts them, and the moment.
@@ -111,7 +149,7 @@ void appendCommand(sd_bus_message* pMessage, const std::vector<std::string>& vec
 }
 
 Message describe(sd_bus* pBus, const std::string& strUnit, const std::string& strDescription,
-                 const std::vector<std::string>& vecCommand) {
+                 const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
   sd_bus_message* pRaw = nullptr;
   require(sd_bus_message_new_method_call(pBus, &pRaw, SERVICE, OBJECT, MANAGER, "StartTransientUnit"),
           "describe a unit");
@@ -120,13 +158,17 @@ Message describe(sd_bus* pBus, const std::string& strUnit, const std::string& st
   require(sd_bus_message_open_container(pRaw, 'a', "(sv)"), "describe a unit");
   require(sd_bus_message_append(pRaw, "(sv)(sv)(sv)(sv)(sv)(sv)(sv)(sv)", "Description", "s", strDescription.c_str(),
                                 "Type", "s", "exec", "CollectMode", "s", "inactive-or-failed", "IgnoreSIGPIPE", "b", 0,
-                                "OOMPolicy", "s", "continue", "KillMode", "s", "control-group", "TimeoutStartUSec", "t",
+                                "OOMPolicy", "s", "continue", "KillMode", "s", "mixed", "TimeoutStartUSec", "t",
                                 UINT64_MAX, "TasksMax", "t", TASKS_MAX),
+          "describe a unit");
+  require(sd_bus_message_append(pRaw, "(sv)", "TimeoutStopUSec", "t",
+                                static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
           "describe a unit");
   // A process that hands over mail, or that a script has left behind on purpose, is not ended with the last task.
   require(sd_bus_message_append(pRaw, "(sv)", "ExitType", "s", "cgroup"), "describe a unit");
   // Units stop in the reverse order: this one before the volumes go.
-  require(sd_bus_message_append(pRaw, "(sv)", "After", "as", 2, "local-fs.target", "remote-fs.target"),
+  require(sd_bus_message_append(pRaw, "(sv)", "After", "as", 3, "local-fs.target", "remote-fs.target",
+                                "nss-user-lookup.target"),
           "describe a unit");
   appendCommand(pRaw, vecCommand);
   require(sd_bus_message_close_container(pRaw), "describe a unit");
@@ -135,68 +177,136 @@ Message describe(sd_bus* pBus, const std::string& strUnit, const std::string& st
   return message;
 }
 
-/// How a job ended, as systemd tells everybody who listens.
-struct Job {
-  std::string strPath;
-  std::string strResult;
+/// One unit on its way, through as many connections as that takes.
+class UnitStart {
+public:
+  explicit UnitStart(std::string strUnit) : m_strUnit(std::move(strUnit)) {}
+
+  /// Has systemd start it, unless it was asked already, and waits until that is done.
+  /// \throw Interrupted when it is to be tried once more.
+  void run(const std::string& strDescription, const std::vector<std::string>& vecCommand,
+           std::chrono::seconds stopTime);
+
+private:
+  static int onJobRemoved(sd_bus_message* pMessage, void* pData, sd_bus_error*);
+  void ask(sd_bus* pBus, sd_bus_message* pMessage);
+  void wait(sd_bus* pBus);
+  std::string lookAtState(sd_bus* pBus) const;
+
+  std::string m_strUnit;
+  std::string m_strResult;  ///< how its job ended
+  bool m_blAsked = false;
+  bool m_blTaken = false;
 };
 
-int onJobRemoved(sd_bus_message* pMessage, void* pData, sd_bus_error*) {
+/// systemd tells everybody who listens.
+int UnitStart::onJobRemoved(sd_bus_message* pMessage, void* pData, sd_bus_error*) {
   std::uint32_t iJob = 0;
   const char* szPath = nullptr;
   const char* szUnit = nullptr;
   const char* szResult = nullptr;
-  auto& vecJobs = *static_cast<std::vector<Job>*>(pData);
-  if (sd_bus_message_read(pMessage, "uoss", &iJob, &szPath, &szUnit, &szResult) >= 0) {
-    vecJobs.push_back({szPath, szResult});
+  auto& start = *static_cast<UnitStart*>(pData);
+  if (sd_bus_message_read(pMessage, "uoss", &iJob, &szPath, &szUnit, &szResult) >= 0 && start.m_strUnit == szUnit) {
+    start.m_strResult = szResult;
   }
   return 0;
 }
 
-/// The job may have ended before its name is known here.
-std::string waitForJob(sd_bus* pBus, const std::string& strPath, std::vector<Job>& vecJobs) {
-  for (;;) {
-    for (const Job& job : vecJobs) {
-      if (job.strPath == strPath) {
-        return job.strResult;
-      }
-    }
-    vecJobs.clear();
+void UnitStart::ask(sd_bus* pBus, sd_bus_message* pMessage) {
+  BusError error;
+  const bool blAgain = std::exchange(m_blAsked, true);
+  const int iResult = sd_bus_call(pBus, pMessage, 0, error.get(), nullptr);
+  // Nobody else would choose this name: it was started the last time, though nobody was told.
+  const bool blThere = blAgain && sd_bus_error_has_name(error.get(), "org.freedesktop.systemd1.UnitExists") > 0;
+  if (!blThere) {
+    require(iResult, fmt::format("have systemd start the unit {}", m_strUnit), &error);
+  }
+  m_blTaken = true;
+}
+
+/// What has become of the job, for whoever may have missed it: empty while it goes on.
+std::string UnitStart::lookAtState(sd_bus* pBus) const {
+  constexpr char UNIT[] = "org.freedesktop.systemd1.Unit";
+  constexpr char WHAT[] = "learn whether systemd has started the unit";
+  char* szRaw = nullptr;
+  require(sd_bus_path_encode("/org/freedesktop/systemd1/unit", m_strUnit.c_str(), &szRaw), WHAT);
+  const std::unique_ptr<char, decltype(&std::free)> szPath(szRaw, &std::free);
+  BusError error;
+  sd_bus_message* pRaw = nullptr;
+  require(sd_bus_get_property(pBus, SERVICE, szPath.get(), UNIT, "Job", error.get(), &pRaw, "(uo)"), WHAT, &error);
+  const Message message(pRaw);
+  std::uint32_t iJob = 0;
+  const char* szJob = nullptr;
+  require(sd_bus_message_read(pRaw, "(uo)", &iJob, &szJob), WHAT);
+  if (iJob != 0) {
+    return {};
+  }
+  char* szState = nullptr;
+  require(sd_bus_get_property_string(pBus, SERVICE, szPath.get(), UNIT, "ActiveState", error.get(), &szState), WHAT,
+          &error);
+  const std::string strState(szState);
+  std::free(szState);
+  // One that has ended, and is gone, is inactive.
+  return strState == "failed" ? strState : "done";
+}
+
+void UnitStart::wait(sd_bus* pBus) {
+  constexpr auto LOOK_MICROSECONDS = 2'000'000U;
+  while (m_strResult.empty()) {
     const int iResult = sd_bus_process(pBus, nullptr);
     require(iResult, "learn whether systemd has started the unit");
-    if (iResult == 0) {
-      require(sd_bus_wait(pBus, UINT64_MAX), "learn whether systemd has started the unit");
+    if (iResult > 0) {
+      continue;
     }
+    const int iReady = sd_bus_wait(pBus, LOOK_MICROSECONDS);
+    require(iReady == -EINTR ? 0 : iReady, "learn whether systemd has started the unit");
+    if (iReady == 0) {
+      m_strResult = lookAtState(pBus);
+    }
+  }
+}
+
+void UnitStart::run(const std::string& strDescription, const std::vector<std::string>& vecCommand,
+                    std::chrono::seconds stopTime) {
+  const Bus bus = connect();
+  sd_bus_slot* pSlot = nullptr;
+  require(
+      sd_bus_match_signal(bus.get(), &pSlot, SERVICE, OBJECT, MANAGER, "JobRemoved", &UnitStart::onJobRemoved, this),
+      "listen to systemd");
+  const Slot slot(pSlot);
+  BusError error;
+  require(sd_bus_call_method(bus.get(), SERVICE, OBJECT, MANAGER, "Subscribe", error.get(), nullptr, nullptr),
+          "listen to systemd", &error);
+  if (!m_blTaken) {
+    const Message message = describe(bus.get(), m_strUnit, strDescription, vecCommand, stopTime);
+    ask(bus.get(), message.get());
+  }
+  wait(bus.get());
+  if (m_strResult != "done") {
+    throw Failure(fmt::format("systemd did not start the unit {}: {}", m_strUnit, m_strResult));
   }
 }
 
 }  // namespace
 
 std::string startTransientUnit(const std::string& strName, const std::string& strDescription,
-                               const std::vector<std::string>& vecCommand) {
-  const Bus bus = connect();
+                               const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
+  using namespace std::chrono_literals;
+  constexpr auto PAUSE = 100ms;
+  constexpr auto PATIENCE = 60s;
   const std::string strUnit = uniqueName(strName);
-  std::vector<Job> vecJobs;
-  sd_bus_slot* pSlot = nullptr;
-  require(sd_bus_match_signal(bus.get(), &pSlot, SERVICE, OBJECT, MANAGER, "JobRemoved", &onJobRemoved, &vecJobs),
-          "listen to systemd");
-  const Slot slot(pSlot);
-  BusError error;
-  int iResult = sd_bus_call_method(bus.get(), SERVICE, OBJECT, MANAGER, "Subscribe", error.get(), nullptr, nullptr);
-  const Message message = describe(bus.get(), strUnit, strDescription, vecCommand);
-  sd_bus_message* pReply = nullptr;
-  iResult = iResult < 0 ? iResult : sd_bus_call(bus.get(), message.get(), 0, error.get(), &pReply);
-  const Message reply(pReply);
-  const char* szJob = nullptr;
-  iResult = iResult < 0 ? iResult : sd_bus_message_read(pReply, "o", &szJob);
-  if (iResult < 0) {
-    throw Failure(fmt::format("systemd does not start the unit {}: {}", strUnit, error.text(iResult)));
+  const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
+  for (UnitStart start(strUnit);;) {
+    try {
+      start.run(strDescription, vecCommand, stopTime);
+      return strUnit;
+    } catch (const Interrupted&) {
+      if (std::chrono::steady_clock::now() > deadline) {
+        throw;
+      }
+    }
+    std::this_thread::sleep_for(PAUSE);
   }
-  const std::string strResult = waitForJob(bus.get(), szJob, vecJobs);
-  if (strResult != "done") {
-    throw Failure(fmt::format("systemd did not start the unit {}: {}", strUnit, strResult));
-  }
-  return strUnit;
 }
 
 }  // namespace Host
