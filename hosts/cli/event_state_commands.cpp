@@ -27,7 +27,7 @@ struct NameOptions {
 };
 
 std::string stateText(const EventState& row) {
-  if (row.vecFiredBy.empty()) {
+  if (row.vecFiredBy.empty() || !row.state.blKnown) {
     return "-";
   }
   const std::string strInstalled = row.state.strInstalled.empty() ? "missing" : row.state.strInstalled;

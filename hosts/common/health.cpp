@@ -162,11 +162,12 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
       if (setInUse.count(strEvent) == 0) {
         continue;
       }
-      if (state.vecFiredBy.empty()) {
+      if (state.vecFiredBy.empty() || !state.state.blKnown) {
         findings.push_back(
             {Severity::WARNING, "events", strEvent,
              fmt::format("nothing that is installed fires the event \"{}\", and tasks wait for it", strEvent),
-             state.blInCatalogue ? "eorva event list" : fmt::format("eorva fire {}", shellWord(strEvent))});
+             state.blInCatalogue && state.state.blKnown ? "eorva event list"
+                                                        : fmt::format("eorva fire {}", shellWord(strEvent))});
       } else if (state.state.strActive == "failed") {
         findings.push_back(
             {Severity::PROBLEM, "events", strEvent,

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <optional>
 #include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
@@ -21,6 +22,12 @@ namespace {
 struct Answer {
   int iStatus = 0;      ///< as waitpid gives it
   std::string strText;  ///< what was written to standard output and standard error
+};
+
+/// There is no such program.
+class NotInstalled : public Failure {
+public:
+  using Failure::Failure;
 };
 
 class SpawnActions {
@@ -70,6 +77,9 @@ Answer systemctl(std::vector<std::string> vecArguments) {
   actions.putInPlaceOf(fdWrite.get(), STDERR_FILENO);
   pid_t pid = 0;
   const int iError = posix_spawnp(&pid, "systemctl", actions.get(), nullptr, vecPointers.data(), environ);
+  if (iError == ENOENT) {
+    throw NotInstalled("cannot run systemctl: systemd is not installed");
+  }
   if (iError != 0) {
     throw Failure(fmt::format("cannot run systemctl: {}", std::strerror(iError)));
   }
@@ -88,11 +98,24 @@ void demand(const std::vector<std::string>& vecArguments) {
   }
 }
 
+/// Nothing, where there is no such program.
+std::optional<Answer> systemctlIfInstalled(const std::vector<std::string>& vecArguments) {
+  try {
+    return systemctl(vecArguments);
+  } catch (const NotInstalled&) {
+    return std::nullopt;
+  }
+}
+
 /// Without systemd there are only the links of its units to look at.
 UnitState stateFromFiles(const std::string& strUnit) {
-  const Answer answer = systemctl({"is-enabled", strUnit});
-  std::istringstream text(answer.strText);
   UnitState state;
+  const std::optional<Answer> answer = systemctlIfInstalled({"is-enabled", strUnit});
+  if (!answer) {
+    state.blKnown = false;
+    return state;
+  }
+  std::istringstream text(answer->strText);
   // A unit that is not there is told by a whole sentence.
   if (std::string strRest; !(text >> state.strInstalled) || text >> strRest) {
     state.strInstalled.clear();
@@ -130,6 +153,11 @@ UnitState stateFromManager(const std::string& strUnit) {
 
 bool isSystemdRunning() {
   return access("/run/systemd/system", F_OK) == 0;
+}
+
+bool isSystemStopping() {
+  const std::optional<Answer> answer = isSystemdRunning() ? systemctlIfInstalled({"is-system-running"}) : std::nullopt;
+  return answer && answer->strText == "stopping\n";
 }
 
 std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits) {

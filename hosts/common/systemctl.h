@@ -9,6 +9,7 @@
 namespace Host {
 
 struct UnitState {
+  bool blKnown = true;                   ///< false where systemd is not installed
   std::string strInstalled;              ///< "enabled", "disabled", "static"...; empty when there is no such unit
   std::string strActive;                 ///< "active", "inactive", "failed"...; empty when systemd does not run
   std::vector<std::string> vecTriggers;  ///< units that start this one: timers, paths, sockets
@@ -17,7 +18,10 @@ struct UnitState {
 /// Tells whether systemd manages this system, as opposed to a container or another root folder.
 bool isSystemdRunning();
 
-/// Asks for the state of units.
+/// Tells whether systemd is shutting the system down.
+bool isSystemStopping();
+
+/// Asks for the state of units. Nothing is known about any where systemd is not installed.
 /// \return one entry a unit, in the same order.
 /// \throw Failure when systemctl cannot be run.
 std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits);

@@ -83,6 +83,21 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
     "$(jq -c '.[] | select(.in_catalogue | not) | [.name, .fired_by, .enabled]' <<<"$output")"
 }
 
+@test "the list needs no systemd" {
+  mv /usr/bin/systemctl kept
+  run -0 eorva event list
+  local listed=$output
+  run -0 eorva event list --json
+  local enabled
+  enabled=$(jq -c '[.[].enabled] | unique' <<<"$output")
+  add_task one bootup alice true
+  run eorva check
+  mv kept /usr/bin/systemctl
+  says 'nothing that is installed fires the event "bootup", and tasks wait for it'
+  [[ $listed =~ bootup\ +- ]]
+  same "enabled" "[false]" "$enabled"
+}
+
 @test "the list needs no store" {
   rm -rf "$STORE"
   run -0 eorva event list
