@@ -14,6 +14,7 @@
 #include "eorvascheduler.h"
 
 #include "common/failure.h"
+#include "common/host_settings.h"
 #include "common/systemctl.h"
 #include "common/transient_unit.h"
 #include "common/unique_fd.h"
@@ -28,13 +29,16 @@ std::vector<std::string> commandOf(const Host::ExecutionRequest& request) {
   if (blDebugOutput) {
     vecCommand.emplace_back("--debug");
   }
-  vecCommand.insert(vecCommand.end(),
-                    {request.blByEvent ? "fire" : "run", "--fired-at", std::to_string(request.firedAt)});
+  vecCommand.insert(vecCommand.end(), {request.blByEvent ? "fire" : "run", "--as-service", "--fired-at",
+                                       std::to_string(request.firedAt)});
   for (const auto& [strName, strValue] : request.vecEnvironment) {
     vecCommand.insert(vecCommand.end(), {"--env", fmt::format("{}={}", strName, strValue)});
   }
   if (request.budget.count() > 0) {
     vecCommand.insert(vecCommand.end(), {"--budget", std::to_string(request.budget.count())});
+  }
+  if (request.blLeaveNothing) {
+    vecCommand.emplace_back("--leave-nothing");
   }
   vecCommand.insert(vecCommand.end(), {"--", request.strName});
   return vecCommand;
@@ -50,6 +54,14 @@ void say(const Host::ExecutionRequest& request, bool blJson, const char* szMembe
   } else {
     fmt::print("{} {}: started in {}\n", request.kind(), request.strName, strWhere);
   }
+}
+
+/// How long the service may take to end when it is asked to: its runs are ended, closed, and cleared up after. Then
+/// systemd ends what is left of it.
+std::chrono::seconds stopTime() {
+  using namespace std::chrono_literals;
+  std::vector<std::string> vecProblems;
+  return 3 * std::chrono::seconds(Host::readHostSettings(vecProblems).cStopGrace) + 60s;
 }
 
 /// Whatever there was to be said about that has been shown.
@@ -159,9 +171,9 @@ int detach(const Context& context, const Host::ExecutionRequest& request, bool b
   if (!Host::isSystemdRunning()) {
     return detachProcess(context, request, blJson);
   }
-  const std::string strUnit =
-      Host::startTransientUnit(fmt::format("{}-{}", request.blByEvent ? "fire" : "run", request.strName),
-                               fmt::format("Scheduler {} {}", request.kind(), request.strName), commandOf(request));
+  const std::string strUnit = Host::startTransientUnit(
+      fmt::format("{}-{}", request.blByEvent ? "fire" : "run", request.strName),
+      fmt::format("Scheduler {} {}", request.kind(), request.strName), commandOf(request), stopTime());
   say(request, blJson, "unit", strUnit, strUnit);
   return EXIT_DONE;
 }

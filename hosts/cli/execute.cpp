@@ -21,6 +21,7 @@
 #include "common/run_end.h"
 #include "present.h"
 #include "progress.h"
+#include "service_process.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -140,10 +141,14 @@ private:
 };
 
 /// Watches an execution until it has ended.
+/// \param pService  whoever asks a service to end means the execution.
 /// \return its wait status.
-int follow(Host::Execution& execution, Display& display) {
+int follow(Host::Execution& execution, Display& display, ServiceProcess* pService) {
   const GoodBye goodBye(execution.pid());
   for (;;) {
+    if (pService != nullptr && pService->isAskedToEnd()) {
+      kill(execution.pid(), SIGTERM);
+    }
     // Its end is looked at first: what it has written by then is read after that.
     const std::optional<int> status = execution.waitEnd(POLL_MILLISECONDS);
     display.update(execution);
@@ -153,9 +158,15 @@ int follow(Host::Execution& execution, Display& display) {
   }
 }
 
+bool hasEndedWith(int iStatus, int iResult) {
+  return WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == iResult;
+}
+
 void checkStatus(int iStatus) {
-  if (WIFEXITED(iStatus) && (WEXITSTATUS(iStatus) == 0 || WEXITSTATUS(iStatus) == Host::RESULT_BUDGET)) {
-    return;
+  for (const int iResult : {0, Host::RESULT_BUDGET, Host::RESULT_ENDED}) {
+    if (hasEndedWith(iStatus, iResult)) {
+      return;
+    }
   }
   if (WIFSIGNALED(iStatus)) {
     throw Host::Failure(fmt::format("the execution was killed by signal {} (SIG{})", WTERMSIG(iStatus),
@@ -211,7 +222,7 @@ int runPrepared(const Context& context, const Host::ExecutionRequest& request, c
   Host::Execution execution(request, prepared.plan, lock);
   view.fnStarted(execution.pid());
   Display display(progress, view.blJson ? nullptr : pView.get());
-  const int iStatus = follow(execution, display);
+  const int iStatus = follow(execution, display, view.pService);
   if (display.hasFailed()) {
     checkStatus(iStatus);
     throw Host::Failure("the execution has ended; 'eorva runs list' shows how");
@@ -232,7 +243,11 @@ int execute(const Context& context, const Host::ExecutionRequest& request, const
   } else {
     const int iStatus = runPrepared(context, request, view, prepared, lock, progress);
     checkStatus(iStatus);
-    if (WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == Host::RESULT_BUDGET) {
+    if (hasEndedWith(iStatus, Host::RESULT_ENDED)) {
+      printNote(fmt::format("the execution of the {} \"{}\" was ended; what still ran was ended with it",
+                            request.kind(), request.strName));
+    }
+    if (hasEndedWith(iStatus, Host::RESULT_BUDGET)) {
       printNote(fmt::format("the {} s for the {} \"{}\" were used up; what still ran was ended", request.budget.count(),
                             request.kind(), request.strName));
     }

@@ -8,6 +8,8 @@
 #include "common/execution_request.h"
 #include "context.h"
 
+class ServiceProcess;
+
 /// What is shown of an execution, and to whom.
 struct ExecuteView {
   bool blJson = false;
@@ -15,6 +17,8 @@ struct ExecuteView {
   std::function<void()> fnReady = [] {};
   /// Called when the execution is under way, with the process that watches over it.
   std::function<void(pid_t)> fnStarted = [](pid_t) {};
+  /// Set where this process is the main one of a service.
+  ServiceProcess* pService = nullptr;
 };
 
 /// Runs something, shows it while it goes on, and sums it up.

@@ -1,6 +1,7 @@
 /// eorva fire|run
 
 #include <algorithm>
+#include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
 
@@ -12,6 +13,7 @@
 #include "detach.h"
 #include "execute.h"
 #include "present.h"
+#include "service_process.h"
 
 namespace {
 
@@ -21,6 +23,8 @@ struct ExecuteOptions {
   Json::Int64 iBudget = 0;
   Json::Int64 iFiredAt = 0;
   bool blDetach = false;
+  bool blLeaveNothing = false;
+  bool blService = false;
   bool blJson = false;
 };
 
@@ -30,6 +34,7 @@ Host::ExecutionRequest requestOf(const ExecuteOptions& options, bool blByEvent) 
   request.strName = options.strName;
   request.firedAt = options.iFiredAt > 0 ? static_cast<std::time_t>(options.iFiredAt) : std::time(nullptr);
   request.budget = std::chrono::seconds(options.iBudget);
+  request.blLeaveNothing = options.blLeaveNothing;
   for (const std::string& strText : options.vecEnvironment) {
     request.vecEnvironment.push_back(Host::parseVariable(strText));
   }
@@ -55,8 +60,28 @@ void checkKnown(const std::string& strEvent) {
   }
 }
 
+/// What scripts have left behind belongs to the service, and keeps it, however the execution went.
+int executeAsService(const Context& context, const Host::ExecutionRequest& request, ExecuteView view) {
+  ServiceProcess service;
+  view.pService = &service;
+  try {
+    const int iResult = execute(context, request, view);
+    std::fflush(nullptr);
+    service.waitForRest();
+    return iResult;
+  } catch (const std::exception&) {
+    service.waitForRest();
+    throw;
+  }
+}
+
 int start(const Context& context, const ExecuteOptions& options, const Host::ExecutionRequest& request) {
-  return options.blDetach ? detach(context, request, options.blJson) : execute(context, request, {options.blJson});
+  if (options.blDetach) {
+    return detach(context, request, options.blJson);
+  }
+  ExecuteView view;
+  view.blJson = options.blJson;
+  return options.blService ? executeAsService(context, request, view) : execute(context, request, view);
 }
 
 int runFire(const Context& context, const ExecuteOptions& options) {
@@ -87,8 +112,11 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
   pCommand->add_option("--budget", options.iBudget, "end whatever still runs after so many seconds")
       ->type_name("SECONDS")
       ->check(CLI::Range(Json::Int64{1}, Json::Int64{366 * 86400}));
+  pCommand->add_flag("--leave-nothing", options.blLeaveNothing,
+                     "when the last task has ended, end what scripts have left in the background");
   // For the service that --detach starts: the event has happened before that.
   pCommand->add_option("--fired-at", options.iFiredAt)->group("");
+  pCommand->add_flag("--as-service", options.blService)->group("");
 }
 
 }  // namespace
@@ -99,7 +127,7 @@ void addExecuteCommands(CLI::App& app, Context& context) {
                                   "  eorva fire bootup            ends with 3 when some task did not end with 0\n"
                                   "  eorva fire bootup --json     nothing while it runs, then all of it\n"
                                   "  eorva fire disk_attached --env EORVA_DISK=/dev/sdb --detach\n"
-                                  "  eorva fire shutdown --budget 300\n");
+                                  "  eorva fire shutdown --budget 300 --leave-nothing\n");
   pCommand->add_option("event", pFire->strName, "the event")->required()->type_name("EVENT");
   addCommonOptions(pCommand, *pFire);
   pCommand->add_flag("--json", pFire->blJson,

@@ -18,6 +18,7 @@ struct ExecutionRequest {
   std::time_t firedAt = 0;                                          ///< when it happened
   std::vector<std::pair<std::string, std::string>> vecEnvironment;  ///< what scripts are told about it
   std::chrono::seconds budget{0};                                   ///< how long it may take at most; 0 is no limit
+  bool blLeaveNothing = false;                                      ///< what scripts have left behind is ended, too
 
   /// What a failure, or a summary, is about.
   const char* kind() const { return blByEvent ? "event" : "task"; }

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <optional>
 #include <poll.h>
+#include <string_view>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,7 +22,9 @@
 #include "outcome.h"
 #include "process.h"
 #include "reconcile.h"
+#include "rest_end.h"
 #include "run_watch.h"
+#include "systemctl.h"
 #include "temporary_files.h"
 
 namespace Host {
@@ -38,8 +41,7 @@ constexpr std::chrono::milliseconds SHORT_PAUSE = 20ms;
 /// How often it looks after what seldom needs it.
 constexpr auto TIDY_PAUSE = 2s;
 
-/// How long after its time and the grace an execution is ended without its runs being closed, and what cannot be killed
-/// is waited for.
+/// How long after its time and the grace an execution is ended without its runs being closed.
 constexpr auto LAST_RESORT = 30s;
 
 /// A turn ends when what it was taken for has been started. What could not be launched leaves no record; others who
@@ -51,6 +53,16 @@ std::chrono::seconds graceSetting() {
   return std::chrono::seconds(readHostSettings(vecProblems).cStopGrace);
 }
 
+volatile std::sig_atomic_t g_iAskedToEnd = 0;
+
+/// Why an execution is to be ended now; null when it may go on.
+const char* reasonToEnd(std::chrono::seconds budget, Clock::duration spent) {
+  if (g_iAskedToEnd != 0) {
+    return isSystemStopping() ? ENDED_SHUTDOWN : ENDED_STOPPED;
+  }
+  return budget.count() > 0 && spent >= budget ? ENDED_BUDGET : nullptr;
+}
+
 class Watch {
 public:
   Watch(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file, TaskLock& lock)
@@ -60,7 +72,8 @@ public:
   /// \return the wait status of its process.
   int run();
 
-  bool isOverBudget() const { return m_blOverBudget; }
+  /// The result of this process when it has ended the execution; nothing when that has ended by itself.
+  std::optional<int> resultOfEnd() const;
 
 private:
   Process forkExecution();
@@ -70,9 +83,8 @@ private:
   bool collect(pid_t pidExecution);
   void endTurns();
   static bool hold(const Process& execution);
-  void spendBudget(const Process& execution);
+  void endWhenDue(const Process& execution);
   void tidy();
-  void killRest();
   void clearUp(pid_t pidExecution);
   void complain(const std::exception& error);
 
@@ -87,7 +99,8 @@ private:
   std::optional<Clock::time_point> m_turns = Clock::now();  ///< when turns were taken, unless they have been ended
   unsigned m_cTurns = 0;
   std::string m_strComplaint;
-  bool m_blOverBudget = false;
+  const char* m_szEndedBy = nullptr;  ///< why the execution is being ended
+  Clock::time_point m_ending;
   bool m_blHeld = false;
   int m_iStatus = 0;
 };
@@ -151,14 +164,17 @@ bool Watch::hold(const Process& execution) {
   }
 }
 
-/// Ends everything when the time is used up: nothing more is started, what runs is ended and closed, then the
-/// execution itself is ended before it can start what waited for that.
-void Watch::spendBudget(const Process& execution) {
-  if (m_request.budget.count() <= 0 || Clock::now() - m_start < m_request.budget) {
+/// Ends everything when the time is used up, or somebody asks for it: nothing more is started, what runs is ended and
+/// closed, then the execution itself is ended before it can start what waited for that.
+void Watch::endWhenDue(const Process& execution) {
+  if (m_szEndedBy == nullptr) {
+    m_szEndedBy = reasonToEnd(m_request.budget, Clock::now() - m_start);
+    m_ending = Clock::now();
+  }
+  if (m_szEndedBy == nullptr) {
     return;
   }
-  m_blOverBudget = true;
-  if (Clock::now() - m_start > m_request.budget + m_grace + LAST_RESORT) {
+  if (Clock::now() - m_ending > m_grace + LAST_RESORT) {
     // A store that cannot be written to, or a script that cannot be ended: a shutdown does not wait for either.
     execution.signal(SIGKILL);
     return;
@@ -168,13 +184,20 @@ void Watch::spendBudget(const Process& execution) {
     return;
   }
   m_runs.look(m_file, execution.pid());
-  m_runs.endAll(ENDED_BUDGET);
+  m_runs.endAll(m_szEndedBy);
   if (!m_runs.step()) {
     return;
   }
   const bool blDone = m_runs.areAllClosed() && ProcessTable().childrenOf(execution.pid()).empty();
   execution.signal(blDone ? SIGKILL : SIGCONT);
   m_blHeld = false;
+}
+
+std::optional<int> Watch::resultOfEnd() const {
+  if (m_szEndedBy == nullptr) {
+    return std::nullopt;
+  }
+  return m_szEndedBy == std::string_view(ENDED_BUDGET) ? RESULT_BUDGET : RESULT_ENDED;
 }
 
 void Watch::tidy() {
@@ -208,22 +231,8 @@ void Watch::look(const Process& execution) {
   attempt([&] { endTurns(); });
   attempt([&] { m_runs.endOverdue(); });
   attempt([&] { m_runs.step(); });
-  attempt([&] { spendBudget(execution); });
+  attempt([&] { endWhenDue(execution); });
   attempt([&] { tidy(); });
-}
-
-/// What is left of runs that were ended has lost its parent, and was taken in here. A process that waits for a dead
-/// disk cannot be killed.
-void Watch::killRest() {
-  const Clock::time_point deadline = Clock::now() + LAST_RESORT;
-  for (std::vector<ProcessStatus> vecRest;
-       Clock::now() < deadline && !(vecRest = ProcessTable().below(getpid())).empty();) {
-    for (const ProcessStatus& status : vecRest) {
-      Process(status).signal(SIGKILL);
-    }
-    collect(0);
-    poll(nullptr, 0, static_cast<int>(SHORT_PAUSE.count()));
-  }
 }
 
 void Watch::clearUp(pid_t pidExecution) {
@@ -242,11 +251,12 @@ int Watch::run() {
   const Process execution = forkExecution();
   do {
     pollfd entry{execution.fd(), POLLIN, 0};
-    poll(&entry, 1, static_cast<int>((m_blOverBudget ? SHORT_PAUSE : PAUSE).count()));
+    poll(&entry, 1, static_cast<int>((m_szEndedBy != nullptr ? SHORT_PAUSE : PAUSE).count()));
     look(execution);
   } while (!collect(execution.pid()));
-  if (m_blOverBudget) {
-    killRest();
+  if (m_szEndedBy != nullptr || m_request.blLeaveNothing) {
+    // It has lost its parent, and was taken in here.
+    endRest(m_grace);
   }
   clearUp(execution.pid());
   return m_iStatus;
@@ -268,14 +278,16 @@ void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, co
                   const TaskLock& lock) {
   try {
     becomeCleanProcess({file.fd(), lock.fd()}, blLogToStdout, request);
+    // Caught by all processes of the execution, which end when their watch has seen to it; a script gets the default.
+    std::signal(SIGTERM, [](int) { g_iAskedToEnd = 1; });
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     ExecutionFile ownFile(file.path(), FIRST_KEPT);
     TaskLock ownLock(FIRST_KEPT + 1);
     Watch watch(request, plan, ownFile, ownLock);
     const int iStatus = watch.run();
-    if (watch.isOverBudget()) {
+    if (const std::optional<int> result = watch.resultOfEnd()) {
       std::fflush(nullptr);
-      _exit(RESULT_BUDGET);
+      _exit(*result);
     }
     exitLike(iStatus);
   } catch (const std::exception& error) {

@@ -82,8 +82,12 @@ Outcome endedEarly(const std::string& strEndedBy, const Outcome& outcome) {
     return {Outcome::Kind::FAILED, "out of time: " + outcome.strText,
             "The time for all of the event's tasks was used up, and the run was ended. " + outcome.strExplanation};
   }
+  if (strEndedBy == ENDED_SHUTDOWN) {
+    return {Outcome::Kind::FAILED, "shutdown: " + outcome.strText,
+            "The server was shut down, and the run was ended. " + outcome.strExplanation};
+  }
   return {Outcome::Kind::FAILED, "stopped: " + outcome.strText,
-          "Somebody ended the run ('eorva stop'). " + outcome.strExplanation};
+          "Somebody ended the run, or its execution ('eorva stop'). " + outcome.strExplanation};
 }
 
 }  // namespace

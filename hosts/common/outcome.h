@@ -16,6 +16,7 @@ inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
 inline constexpr char ENDED_STOPPED[] = "stopped";        ///< somebody asked for it
 inline constexpr char ENDED_TIME_LIMIT[] = "time_limit";  ///< its task may not run longer
 inline constexpr char ENDED_BUDGET[] = "budget";          ///< its execution may not run longer
+inline constexpr char ENDED_SHUTDOWN[] = "shutdown";      ///< the server shuts down
 /// @}
 
 struct Outcome {

@@ -116,3 +116,38 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   grep -q "the execution has ended; 'eorva runs list' shows how" shown
   same "outcome" '"ok"' "$(field 1 outcome)"
 }
+
+# What a shutdown asks systemd: that it stops, and which executions are still being ended. One of them is cut off
+# meanwhile.
+fake_systemctl() {
+  cat >/usr/bin/systemctl <<END
+#!/bin/sh
+case \$1 in
+  is-system-running) echo "$1" ;;
+  list-units)
+    echo asked >>$PWD/asked
+    [ "\$(wc -l <$PWD/asked)" = 1 ] || exit 0
+    sqlite3 $DATABASE "insert into task_result (task_name, start_time, pid, exit_info) values ('late', 1, 4194999, '{}')"
+    echo eorva-fire-late.service
+    ;;
+esac
+END
+  chmod 755 /usr/bin/systemctl
+}
+
+@test "a shutdown fires its event, waits for executions that are being ended, and closes what was cut off" {
+  add_task late other alice true
+  add_task last shutdown bob '(sleep 304) >/dev/null 2>&1 & echo "$EORVA_EVENT"'
+  mv /usr/bin/systemctl kept
+  fake_systemctl running
+  run -0 /usr/libexec/eorva/fire-shutdown
+  same "runs while it is not stopping" 0 "$(eorva runs list --json | jq length)"
+  fake_systemctl stopping
+  run /usr/libexec/eorva/fire-shutdown
+  mv -f kept /usr/bin/systemctl
+  same "answer" 0 "$status"
+  same "left of it" "" "$(pgrep -f 'sleep 304' || true)"
+  same "asked" 2 "$(wc -l <asked)"
+  same "last" '"ok"' "$(field "$(run_of last)" outcome)"
+  same "late" '"interrupted"' "$(field "$(run_of late)" outcome_text)"
+}

@@ -5,7 +5,7 @@ load common
 
 setup() { fresh_store; }
 
-teardown() { pkill -KILL -u alice || true; }
+teardown() { pkill -KILL -u alice,bob || true; }
 
 # A family that is hard to end: sessions of their own, parents that are gone, and nobody who listens to TERM.
 STUBBORN='trap "" TERM
@@ -75,6 +75,30 @@ start() {
   run -0 eorva stop 1 --grace 0
   same "left of it" "" "$(pgrep -u alice || true)"
   wait "$display" || true
+}
+
+sleeps() { [[ $(cat "/proc/$1/wchan") == *nanosleep ]]; }
+
+@test "a run whose script has not begun yet is ended as soon as it begins" {
+  add_task slow bootup alice 'touch /tmp/go; sleep 300'
+  chmod 1777 /tmp
+  # The process of the run waits for the groups of its user.
+  cp /etc/group group.kept
+  mkfifo /etc/group.held
+  ln -sf group.held /etc/group
+  eorva run slow >/dev/null 2>&1 3>&- &
+  display=$!
+  wait_until runs_are 1
+  eorva stop 1 >stopped 3>&- &
+  local stop=$!
+  wait_until sleeps "$stop"
+  cp group.kept /etc/group.new
+  mv /etc/group.new /etc/group
+  cat group.kept >/etc/group.held
+  wait "$stop"
+  wait "$display" || true
+  rm /etc/group.held
+  same "said" "run 1 of slow: stopped: exit 15 or signal 15 (SIGTERM)" "$(cat stopped)"
 }
 
 @test "ending a run that has ended changes nothing" {
@@ -179,4 +203,85 @@ start() {
   run -0 --separate-stderr eorva fire bootup --budget 100
   same "standard error" "" "$stderr"
   same "record" '[null,"ok"]' "$(eorva runs show 1 --json | jq -c '[.ended_by, .outcome]')"
+}
+
+# What cleans up when it is asked to, and what does not listen.
+CLEANS='trap "echo cleaned; exit 7" TERM; touch /tmp/go; while :; do sleep 0.1; done'
+
+watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
+
+@test "whoever ends the process that watches over an execution has all of it ended and closed" {
+  add_task polite bootup alice "$CLEANS"
+  add_task deaf bootup bob 'trap "" TERM; sleep 302'
+  add_task then bootup alice 'echo never' --after polite
+  chmod 1777 /tmp
+  echo stop_grace=1 >/etc/eorva.conf
+  eorva fire bootup >fired 2>said 3>&- &
+  display=$!
+  wait_until test -e /tmp/go
+  wait_until runs_are 2
+  wait_until pgrep -f 'sleep 302'
+  kill "$(watch_of 1)"
+  local status=0
+  wait "$display" || status=$?
+  rm /etc/eorva.conf
+  same "answer" 3 "$status"
+  grep -q 'the execution of the event "bootup" was ended; what still ran was ended with it' said
+  grep -q 'not started: then' fired
+  same "ended" '[["deaf","stopped",9],["polite","stopped",7]]' \
+    "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"
+  same "printed" cleaned "$(eorva runs output "$(run_of polite)")"
+  same "left of it" "" "$(pgrep -f 'sleep 302' || true)"
+  same "left of executions" "" "$(ls -A /run/eorva/executions)"
+}
+
+@test "the process of a service passes on that it is asked to end, and a shutdown is told as that" {
+  add_task polite bootup alice "$CLEANS"
+  chmod 1777 /tmp
+  mkdir /run/systemd/system
+  mv /usr/bin/systemctl kept
+  printf '#!/bin/sh\necho stopping\n' >/usr/bin/systemctl
+  chmod 755 /usr/bin/systemctl
+  eorva fire --as-service bootup >/dev/null 2>&1 3>&- &
+  display=$!
+  wait_until test -e /tmp/go
+  kill "$display"
+  wait "$display" || true
+  mv -f kept /usr/bin/systemctl
+  rmdir /run/systemd/system
+  same "record" '["shutdown",7]' "$(eorva runs show 1 --json | jq -c '[.ended_by, .exit_info.exit_code]')"
+  run -0 eorva runs show 1
+  says "The server was shut down, and the run was ended."
+}
+
+# A process that is left behind, and tells that it was asked to end.
+LEAVES='(trap "touch /tmp/asked; exit" TERM; touch /tmp/go; while :; do sleep 0.1; done) >/dev/null 2>&1 &'
+
+@test "what a script has left behind keeps the process of a service, which asks it to end" {
+  add_task leaver bootup alice "$LEAVES"
+  chmod 1777 /tmp
+  rm -f /tmp/asked
+  eorva fire --as-service bootup >fired 2>&1 3>&- &
+  display=$!
+  wait_until test -e /tmp/go
+  wait_until grep -q '1 run, 1 ended with 0' fired
+  kill -0 "$display"
+  [[ ! -e /tmp/asked ]]
+  kill "$display"
+  wait "$display"
+  [[ -e /tmp/asked ]]
+  same "left of it" "" "$(pgrep -u alice || true)"
+}
+
+@test "when nothing is to be left, what scripts have left behind is asked to end, then made to" {
+  add_task leaver bootup alice "$LEAVES"
+  add_task deaf bootup bob '(trap "" TERM; sleep 303) >/dev/null 2>&1 & exit 0'
+  chmod 1777 /tmp
+  rm -f /tmp/asked
+  echo stop_grace=1 >/etc/eorva.conf
+  run -0 timeout 60 eorva fire bootup --budget 300 --leave-nothing
+  rm /etc/eorva.conf
+  [[ -e /tmp/asked ]]
+  same "left of it" "" "$(pgrep -u alice,bob || true)"
+  same "outcomes" '["ok","ok"]' "$(eorva runs list --json | jq -c '[.[].outcome]')"
 }

@@ -1,0 +1,57 @@
+#include "service_process.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <vector>
+
+#include "common/host_settings.h"
+#include "common/rest_end.h"
+
+namespace {
+
+sigset_t signals(bool blWithChildren) {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGTERM);
+  if (blWithChildren) {
+    sigaddset(&set, SIGCHLD);
+  }
+  return set;
+}
+
+/// Collects what has ended. \return false when there is no child any more.
+bool collectChildren() {
+  pid_t pid = 0;
+  while ((pid = waitpid(-1, nullptr, WNOHANG)) > 0) {
+  }
+  return pid == 0;
+}
+
+}  // namespace
+
+ServiceProcess::ServiceProcess() {
+  const sigset_t set = signals(true);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+}
+
+bool ServiceProcess::isAskedToEnd() {
+  const sigset_t set = signals(false);
+  const timespec none{};
+  return sigtimedwait(&set, nullptr, &none) == SIGTERM;
+}
+
+void ServiceProcess::waitForRest() {
+  const sigset_t set = signals(true);
+  while (collectChildren()) {
+    if (sigwaitinfo(&set, nullptr) == SIGTERM) {
+      std::vector<std::string> vecProblems;
+      Host::endRest(std::chrono::seconds(Host::readHostSettings(vecProblems).cStopGrace));
+      return;
+    }
+  }
+}

@@ -1,0 +1,106 @@
+#include "rest_end.h"
+
+#include <csignal>
+#include <fmt/format.h>
+#include <fstream>
+#include <poll.h>
+#include <set>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "process.h"
+
+namespace Host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int PAUSE_MILLISECONDS = 20;
+
+/// As long is mail left alone.
+constexpr std::chrono::seconds MAIL_TIME(10);
+
+/// A process that waits for a dead disk cannot be killed.
+constexpr std::chrono::seconds KILL_LIMIT(30);
+
+/// As the platform names the process that hands a mail over.
+bool isCourier(pid_t pid) {
+  std::ifstream file(fmt::format("/proc/{}/comm", pid));
+  std::string strName;
+  return std::getline(file, strName) && strName == "orvamail";
+}
+
+/// What a script has started has its environment. A mail program that delivers in the background has its own.
+bool isOfScript(pid_t pid) {
+  std::ifstream file(fmt::format("/proc/{}/environ", pid));
+  for (std::string strVariable; std::getline(file, strVariable, '\0');) {
+    if (strVariable.rfind("EORVA_EVENT=", 0) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// What hands mail over, among these processes.
+std::set<pid_t> mailAmong(const std::vector<ProcessStatus>& vecRest, const ProcessTable& table) {
+  std::set<pid_t> setMail;
+  for (const ProcessStatus& status : vecRest) {
+    if (isCourier(status.pid)) {
+      for (const ProcessStatus& below : table.below(status.pid)) {
+        setMail.insert(below.pid);
+      }
+    }
+    if (isCourier(status.pid) || !isOfScript(status.pid)) {
+      setMail.insert(status.pid);
+    }
+  }
+  return setMail;
+}
+
+class Rest {
+public:
+  explicit Rest(std::chrono::seconds grace) : m_grace(grace) {}
+
+  /// Does what is due. \return true when nothing is left, or nothing can be done about it.
+  bool step() {
+    while (waitpid(-1, nullptr, WNOHANG) > 0) {
+    }
+    const ProcessTable table;
+    const std::vector<ProcessStatus> vecRest = table.below(getpid());
+    const std::set<pid_t> setMail = mailAmong(vecRest, table);
+    for (const ProcessStatus& status : vecRest) {
+      end(status, setMail.count(status.pid) > 0);
+    }
+    return vecRest.empty() || Clock::now() - m_start > MAIL_TIME + m_grace + KILL_LIMIT;
+  }
+
+private:
+  void end(const ProcessStatus& status, bool blMail) {
+    const Clock::time_point ask = m_start + (blMail ? MAIL_TIME : MAIL_TIME.zero());
+    const Process process(status);
+    if (Clock::now() >= ask + m_grace) {
+      process.signal(SIGKILL);
+    } else if (Clock::now() >= ask && m_setAsked.insert(status.pid).second) {
+      process.signal(SIGTERM);
+      // What is stopped would not see it.
+      process.signal(SIGCONT);
+    }
+  }
+
+  std::chrono::seconds m_grace;
+  Clock::time_point m_start = Clock::now();
+  std::set<pid_t> m_setAsked;
+};
+
+}  // namespace
+
+void endRest(std::chrono::seconds grace) {
+  Rest rest(grace);
+  while (!rest.step()) {
+    poll(nullptr, 0, PAUSE_MILLISECONDS);
+  }
+}
+
+}  // namespace Host

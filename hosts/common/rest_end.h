@@ -1,0 +1,15 @@
+/// \file rest_end.h
+/// Ends what scripts have left behind.
+
+#pragma once
+
+#include <chrono>
+
+namespace Host {
+
+/// Ends every process that stems from the calling one, and collects its children: asks, waits, and ends what has not
+/// listened. Mail that is being handed over is left alone for a while; what is not sent by then waits in its outbox.
+/// \param grace  how long they may take to end when they are asked to.
+void endRest(std::chrono::seconds grace);
+
+}  // namespace Host
