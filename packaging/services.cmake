@@ -11,6 +11,8 @@ foreach(unit ${UNITS})
 endforeach()
 file(GLOB TIMERS CONFIGURE_DEPENDS systemd/*.timer)
 install(FILES ${TIMERS} DESTINATION "${EORVA_UNITS}")
+# What holds for all units of a kind.
+install(FILES systemd/mount.conf DESTINATION "${EORVA_UNITS}/mount.d" RENAME eorva.conf)
 
 foreach(name fire-shutdown watch-volumes watch-ups)
   configure_file("libexec/${name}.in" "libexec/${name}" @ONLY)

@@ -55,7 +55,7 @@ setup_file() { wait_for_start; }
   local unit
   unit=$(unit_of long-lived)
   [[ $unit == /system.slice/eorva-*slow-*.service ]]
-  for property in KillMode=control-group OOMPolicy=continue IgnoreSIGPIPE=no TasksMax=4096; do
+  for property in KillMode=mixed OOMPolicy=continue IgnoreSIGPIPE=no TasksMax=4096; do
     systemctl show "${unit##*/}" | grep -x "$property"
   done
   touch /srv/marks/slow-may-end
@@ -204,6 +204,13 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   patiently have_ended 'NAME OF THE EVENT' 1
   same "weeknights" '["weeknights.timer"]' "$(eorva event list --json | jq -c '.[] | select(.name == "weeknights") | .fired_by')"
   systemctl is-active weeknights.timer
+}
+
+@test "bootup fires once in a start of the server" {
+  systemctl stop eorva-bootup.service
+  systemctl start eorva-bootup.service
+  same "state" "inactive no" "$(systemctl show --property ActiveState,ConditionResult --value eorva-bootup.service | paste -sd ' ')"
+  same "runs" 4 "$(runs_of bootup | jq length)"
 }
 
 @test "stopping or restarting the unit of the shutdown fires nothing" {

@@ -7,7 +7,7 @@ setup_file() { wait_for_start; }
 
 @test "the run that the power cut ended is closed as interrupted" {
   patiently have_ended bootup 12
-  patiently have_ended shutdown 4
+  patiently have_ended shutdown 6
   same "s-cut" "s-cut alice interrupted/null" "$(outcomes shutdown | grep s-cut)"
   same "its task" "[]" "$(eorva task show s-cut --json | jq -c .status.running)"
 }
