@@ -251,7 +251,7 @@ std::string UnitStart::lookAtState(sd_bus* pBus) const {
 }
 
 void UnitStart::wait(sd_bus* pBus) {
-  constexpr auto LOOK_MICROSECONDS = 2'000'000U;
+  constexpr auto LOOK_MICROSECONDS = 1'000'000U;
   while (m_strResult.empty()) {
     const int iResult = sd_bus_process(pBus, nullptr);
     require(iResult, "learn whether systemd has started the unit");

@@ -94,7 +94,8 @@ sleeps() { [[ $(cat "/proc/$1/wchan") == *nanosleep ]]; }
   wait_until sleeps "$stop"
   cp group.kept /etc/group.new
   mv /etc/group.new /etc/group
-  cat group.kept >/etc/group.held
+  # A process that is being held just then sees the end of the list at once.
+  cat group.kept >/etc/group.held || true
   wait "$stop"
   wait "$display" || true
   rm /etc/group.held
@@ -230,7 +231,7 @@ watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
   grep -q 'not started: then' fired
   same "ended" '[["deaf","stopped",9],["polite","stopped",7]]' \
     "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"
-  same "printed" cleaned "$(eorva runs output "$(run_of polite)")"
+  [[ $(eorva runs output "$(run_of polite)") == *cleaned ]]
   same "left of it" "" "$(pgrep -f 'sleep 302' || true)"
   same "left of executions" "" "$(ls -A /run/eorva/executions)"
 }
@@ -238,7 +239,7 @@ watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
 @test "the process of a service passes on that it is asked to end, and a shutdown is told as that" {
   add_task polite bootup alice "$CLEANS"
   chmod 1777 /tmp
-  mkdir /run/systemd/system
+  mkdir -p /run/systemd/system
   mv /usr/bin/systemctl kept
   printf '#!/bin/sh\necho stopping\n' >/usr/bin/systemctl
   chmod 755 /usr/bin/systemctl

@@ -84,6 +84,7 @@ private:
     EXPECT_GE(sd_bus_set_server(pBus, 1, id), 0);
     EXPECT_GE(sd_bus_set_anonymous(pBus, 1), 0);
     EXPECT_GE(sd_bus_set_trusted(pBus, 1), 0);
+    EXPECT_GE(sd_bus_set_sender(pBus, "org.freedesktop.systemd1"), 0);
     EXPECT_GE(sd_bus_add_filter(pBus, nullptr, &FakeSystemd::onMessage, this), 0);
     EXPECT_GE(sd_bus_start(pBus), 0);
     m_blCut = false;
