@@ -1,7 +1,10 @@
 #include "command_line.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <sstream>
+
+#include "common/failure.h"
 
 namespace {
 
@@ -24,6 +27,40 @@ const CLI::App* findCommand(const CLI::App& command, const std::string& strName)
 bool takesValue(const CLI::Option& option) {
   return option.get_items_expected_max() > 0;
 }
+
+/// Follows words down the command line.
+class Walk {
+public:
+  explicit Walk(const CLI::App& app) : m_pCommand(&app) {}
+
+  void take(const std::string& strWord) {
+    if (m_pPending != nullptr) {
+      m_pPending = nullptr;
+    } else if (strWord.size() > 1 && strWord.front() == '-') {
+      const CLI::Option* pOption = optionOf(strWord);
+      m_pPending =
+          pOption != nullptr && takesValue(*pOption) && strWord.find('=') == std::string::npos ? pOption : nullptr;
+    } else if (const CLI::App* pSub = findCommand(*m_pCommand, strWord)) {
+      m_pCommand = pSub;
+    } else {
+      ++m_cArguments;
+    }
+  }
+
+  /// The option that a word "--option" or "--option=value" names.
+  const CLI::Option* optionOf(const std::string& strWord) const {
+    return findOption(m_pCommand, strWord.substr(0, strWord.find('=')));
+  }
+
+  const CLI::App& command() const { return *m_pCommand; }
+  const CLI::Option* pending() const { return m_pPending; }  ///< the option whose value comes next
+  std::size_t arguments() const { return m_cArguments; }     ///< how many have been given
+
+private:
+  const CLI::App* m_pCommand;
+  const CLI::Option* m_pPending = nullptr;
+  std::size_t m_cArguments = 0;
+};
 
 /// The argument at a place; the last one may take all that follow.
 const CLI::Option* argumentAt(const CLI::App& command, std::size_t iPlace) {
@@ -89,32 +126,52 @@ NextWord nextWord(const CLI::App& app, const std::vector<std::string>& vecWords)
   if (vecWords.empty()) {
     return next;
   }
-  const CLI::App* pCommand = &app;
-  const CLI::Option* pPending = nullptr;
-  std::size_t cArguments = 0;
+  Walk walk(app);
   for (std::size_t i = 0; i + 1 < vecWords.size(); ++i) {
-    const std::string& strWord = vecWords[i];
-    if (pPending != nullptr) {
-      pPending = nullptr;
-    } else if (strWord.size() > 1 && strWord.front() == '-') {
-      const std::size_t iValue = strWord.find('=');
-      const CLI::Option* pOption = findOption(pCommand, strWord.substr(0, iValue));
-      pPending = pOption != nullptr && takesValue(*pOption) && iValue == std::string::npos ? pOption : nullptr;
-    } else if (const CLI::App* pSub = findCommand(*pCommand, strWord)) {
-      pCommand = pSub;
-    } else {
-      ++cArguments;
-    }
+    walk.take(vecWords[i]);
   }
-  if (pPending != nullptr) {
-    addValues(*pPending, next);
+  if (walk.pending() != nullptr) {
+    addValues(*walk.pending(), next);
   } else if (!vecWords.back().empty() && vecWords.back().front() == '-') {
-    addOptions(pCommand, next);
+    addOptions(&walk.command(), next);
   } else {
-    addCommands(*pCommand, next);
-    if (const CLI::Option* pArgument = argumentAt(*pCommand, cArguments)) {
+    addCommands(walk.command(), next);
+    if (const CLI::Option* pArgument = argumentAt(walk.command(), walk.arguments())) {
       addValues(*pArgument, next);
     }
   }
   return next;
+}
+
+std::vector<std::string> withEmptyValues(const CLI::App& app, const std::vector<std::string>& vecWords) {
+  std::vector<std::string> vecOut;
+  Walk walk(app);
+  bool blArguments = false;  // what stands behind "--" is no option
+  for (const std::string& strWord : vecWords) {
+    blArguments = blArguments || strWord == "--";
+    const bool blEmpty = !blArguments && walk.pending() == nullptr && strWord.starts_with("--") &&
+                         strWord.find('=') == strWord.size() - 1;
+    const CLI::Option* const pOption = blEmpty ? walk.optionOf(strWord) : nullptr;
+    if (pOption == nullptr) {
+      vecOut.push_back(strWord);
+    } else if (takesValue(*pOption)) {
+      vecOut.push_back(strWord.substr(0, strWord.size() - 1));
+      vecOut.emplace_back();
+    } else {
+      throw Host::UsageFailure(fmt::format("{} takes no value", strWord.substr(0, strWord.size() - 1)));
+    }
+    walk.take(strWord);
+  }
+  return vecOut;
+}
+
+void refuseEmptyValues(CLI::App& command) {
+  for (CLI::Option* pOption : command.get_options([](const CLI::Option*) { return true; })) {
+    if (takesValue(*pOption) && !pOption->get_lnames().empty() && pOption->get_type_name() != "TEXT") {
+      pOption->check([](const std::string& strValue) { return strValue.empty() ? "must not be empty" : ""; });
+    }
+  }
+  for (CLI::App* pSub : command.get_subcommands([](const CLI::App*) { return true; })) {
+    refuseEmptyValues(*pSub);
+  }
 }

@@ -1,5 +1,5 @@
 /// \file command_line.h
-/// What can be typed next on a command line that is half done.
+/// Command lines, read along the command line's own description: what can be typed next, and which values are empty.
 
 #pragma once
 
@@ -18,3 +18,10 @@ struct NextWord {
 /// there has to be told here again.
 /// \param vecWords  the words after the program's name, the last one being typed.
 NextWord nextWord(const CLI::App& app, const std::vector<std::string>& vecWords);
+
+/// Makes two words of each "--option=", the second one empty: the parser would take the next word for its value.
+/// \throw Host::UsageFailure when the option takes none.
+std::vector<std::string> withEmptyValues(const CLI::App& app, const std::vector<std::string>& vecWords);
+
+/// Makes the options of a command, and of those below it, refuse an empty value; a text may be empty.
+void refuseEmptyValues(CLI::App& command);

@@ -19,6 +19,7 @@ struct ShowOptions {
 
 struct GetOptions {
   std::string strKey;
+  bool blJson = false;
 };
 
 struct SetOptions {
@@ -52,7 +53,15 @@ int runShow(const Context&, const ShowOptions& options) {
 }
 
 int runGet(const Context&, const GetOptions& options) {
-  fmt::print("{}\n", Host::configText(options.strKey));
+  const std::string strValue = Host::configText(options.strKey);
+  if (options.blJson) {
+    Json::Value jOut(Json::objectValue);
+    jOut["key"] = options.strKey;
+    jOut["value"] = strValue;
+    printJson(jOut);
+  } else {
+    fmt::print("{}\n", strValue);
+  }
   return EXIT_DONE;
 }
 
@@ -118,6 +127,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
   auto pGet = std::make_shared<GetOptions>();
   pCommand = addCommand(*pConfig, "get", "Show one setting, and nothing else.", "  eorva config get retention_runs\n");
   pCommand->add_option("key", pGet->strKey, "its name")->required()->type_name("KEY");
+  pCommand->add_flag("--json", pGet->blJson, "as JSON: an object with \"key\" and \"value\"");
   onCommand(pCommand, context, pGet, &runGet);
 
   auto pSet = std::make_shared<SetOptions>();

@@ -6,12 +6,13 @@
 #include <unistd.h>
 
 #include "common/failure.h"
+#include "common/terminal_text.h"
 
 void confirm(const std::string& strConsequence, const std::string& strQuestion, const std::string& strRefused) {
   if (isatty(STDIN_FILENO) != 1) {
     throw Host::Failure(fmt::format("{}: add --yes if that is meant", strConsequence));
   }
-  fmt::print(stderr, "eorva: {}. {} [y/N] ", strConsequence, strQuestion);
+  fmt::print(stderr, "eorva: {}. {} [y/N] ", Host::shownOn(STDERR_FILENO, strConsequence), strQuestion);
   std::string strAnswer;
   std::getline(std::cin, strAnswer);
   if (strAnswer != "y" && strAnswer != "yes") {

@@ -49,13 +49,12 @@ int runProgram(const std::array<const char*, 9>& args, const FileActions& action
   return iStatus;
 }
 
-}  // namespace
-
-bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor) {
+/// Compares two texts; what diff prints goes to standard output unless the actions say otherwise.
+/// \return true when there is no difference.
+bool compare(const DiffSide& left, const DiffSide& right, bool blColor, FileActions& actions) {
   // Numbers that neither side has now, so that handing over the one does not close the other.
   constexpr int FD_LEFT = 200;
   constexpr int FD_RIGHT = 201;
-  FileActions actions;
   actions.hand(left.fd, FD_LEFT);
   actions.hand(right.fd, FD_RIGHT);
   const std::string strLeft = "--label=" + left.strLabel;
@@ -67,6 +66,35 @@ bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor) 
     throw Host::Failure(fmt::format("diff could not compare {} with {}", left.strLabel, right.strLabel));
   }
   return WEXITSTATUS(iStatus) == 0;
+}
+
+}  // namespace
+
+bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor) {
+  FileActions actions;
+  return compare(left, right, blColor, actions);
+}
+
+std::string differenceText(const DiffSide& left, const DiffSide& right) {
+  const Host::UniqueFd out = fileOfText({});
+  FileActions actions;
+  actions.hand(out.get(), STDOUT_FILENO);
+  compare(left, right, false, actions);
+  lseek(out.get(), 0, SEEK_SET);
+  return textOfFile(out);
+}
+
+std::string textOfFile(const Host::UniqueFd& fd) {
+  std::string strText;
+  std::array<char, 65536> buffer{};
+  ssize_t cb = 0;
+  while ((cb = read(fd.get(), buffer.data(), buffer.size())) > 0) {
+    strText.append(buffer.data(), static_cast<std::size_t>(cb));
+  }
+  if (cb < 0) {
+    throw Host::Failure(fmt::format("cannot read what the run left: {}", std::strerror(errno)));
+  }
+  return strText;
 }
 
 Host::UniqueFd fileOfText(const std::string& strText) {

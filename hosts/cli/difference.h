@@ -17,5 +17,11 @@ struct DiffSide {
 /// \return true when there is none. \throw Host::Failure when it cannot be found out.
 bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor);
 
+/// Gives it as a text instead; empty when there is none. \throw as above.
+std::string differenceText(const DiffSide& left, const DiffSide& right);
+
 /// Gives a text as a file in memory. \throw Host::Failure when that is impossible.
 Host::UniqueFd fileOfText(const std::string& strText);
+
+/// Reads a file to its end. Scripts are short: only texts of at most a megabyte become one.
+std::string textOfFile(const Host::UniqueFd& fd);

@@ -1,5 +1,6 @@
 /// eorva, the administrators' command.
 
+#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
@@ -12,9 +13,11 @@
 
 #include "eorvascheduler.h"
 
+#include "command_line.h"
 #include "common/failure.h"
 #include "common/run_process.h"
 #include "common/standard_descriptors.h"
+#include "common/terminal_text.h"
 #include "context.h"
 #include "present.h"
 
@@ -33,8 +36,8 @@ constexpr char EXAMPLES[] =
 std::string usageText(const CLI::App* pApp, const CLI::Error& error) {
   const std::vector<std::string> vecRest = pApp->remaining(true);
   const bool blUnknown = error.get_name() == "RequiredError" && !vecRest.empty();
-  return fmt::format("eorva: {}\nTry 'eorva --help'.\n",
-                     blUnknown ? fmt::format("there is no command \"{}\"", vecRest.front()) : error.what());
+  const std::string strText = blUnknown ? fmt::format("there is no command \"{}\"", vecRest.front()) : error.what();
+  return fmt::format("eorva: {}\nTry 'eorva --help'.\n", Host::shownOn(STDERR_FILENO, strText));
 }
 
 void buildCommandLine(CLI::App& app, Context& context) {
@@ -65,6 +68,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
   addLogCommand(app, context);
   addBackupCommands(app, context);
   addShareCommands(app, context);
+  refuseEmptyValues(app);
 }
 
 void requireRoot() {
@@ -74,15 +78,29 @@ void requireRoot() {
   }
 }
 
+void parse(CLI::App& app, int argc, char** argv) {
+  std::vector<std::string> vecWords = withEmptyValues(app, {argv + std::min(argc, 1), argv + argc});
+  // The parser takes them from the back.
+  std::reverse(vecWords.begin(), vecWords.end());
+  app.parse(std::move(vecWords));
+}
+
+/// Also when standard error cannot be written to.
+void complain(const std::exception& error) {
+  std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, error.what())).c_str(), stderr);
+}
+
 int runCommandLine(int argc, char** argv) {
   Context context;
   CLI::App app("Runs users' scripts when something happens on this server.");
   try {
     buildCommandLine(app, context);
-    app.parse(argc, argv);
+    parse(app, argc, argv);
   } catch (const CLI::ParseError& error) {
     // Help and version are "errors" without a code.
-    return app.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+    const bool blShown = app.exit(error) == 0;
+    flushOutput();
+    return blShown ? EXIT_DONE : EXIT_USAGE;
   }
   if (!context.blAnyUser) {
     requireRoot();
@@ -116,10 +134,10 @@ int main(int argc, char** argv) {
   try {
     return runCommandLine(argc, argv);
   } catch (const Host::UsageFailure& error) {
-    std::fprintf(stderr, "eorva: %s\n", error.what());
+    complain(error);
     return EXIT_USAGE;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "eorva: %s\n", error.what());
+    complain(error);
     return EXIT_FAILED;
   }
 }

@@ -11,12 +11,15 @@
 #include <json/writer.h>
 #include <memory>
 #include <sstream>
+#include <unistd.h>
 
 #include "eorvascheduler.h"
 
 #include "common/depend_text.h"
 #include "common/failure.h"
 #include "common/json_read.h"
+#include "common/json_utf8.h"
+#include "common/terminal_text.h"
 
 using Host::intOf;
 using Host::memberOf;
@@ -49,14 +52,14 @@ void printJson(const Json::Value& jValue) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
   builder["emitUTF8"] = true;
-  fmt::print("{}\n", Json::writeString(builder, jValue));
+  fmt::print("{}\n", Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue)));
 }
 
 void printJsonLine(const Json::Value& jValue) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   builder["emitUTF8"] = true;
-  fmt::print("{}\n", Json::writeString(builder, jValue));
+  fmt::print("{}\n", Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue)));
 }
 
 void flushOutput() {
@@ -67,7 +70,7 @@ void flushOutput() {
 
 void printNote(const std::string& strText) {
   std::fflush(stdout);
-  fmt::print(stderr, "eorva: {}\n", strText);
+  fmt::print(stderr, "eorva: {}\n", Host::shownOn(STDERR_FILENO, strText));
 }
 
 std::string ownerText(const Json::Value& jTask) {
@@ -192,15 +195,13 @@ void printFields(const std::vector<std::pair<std::string, std::string>>& vecFiel
     cbLongest = std::max(cbLongest, strName.size());
   }
   for (const auto& [strName, strValue] : vecFields) {
-    fmt::print("{:<{}}  {}\n", strName + ":", cbLongest + 1, strValue);
+    fmt::print("{:<{}}  {}\n", strName + ":", cbLongest + 1, Host::shownOn(STDOUT_FILENO, strValue));
   }
 }
 
 void printObstacles(const std::string& strTask, const std::vector<Host::Obstacle>& vecObstacles) {
   for (const Host::Obstacle& obstacle : vecObstacles) {
-    fmt::print("  {} {}\n", strTask, obstacle.strText);
-    if (!obstacle.strAdvice.empty()) {
-      fmt::print("      {}\n", obstacle.strAdvice);
-    }
+    const std::string strAdvice = obstacle.strAdvice.empty() ? "" : fmt::format("      {}\n", obstacle.strAdvice);
+    fmt::print("{}", Host::shownOn(STDOUT_FILENO, fmt::format("  {} {}\n{}", strTask, obstacle.strText, strAdvice)));
   }
 }

@@ -13,7 +13,7 @@
 #include "common/outcome.h"
 #include "table.h"
 
-/// Writes a value as indented JSON to standard output.
+/// Writes a value as indented JSON in UTF-8 to standard output, with the bytes besides of texts that are none.
 void printJson(const Json::Value& jValue);
 
 /// Writes a value as JSON in one line to standard output.

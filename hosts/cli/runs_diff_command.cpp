@@ -1,15 +1,12 @@
 /// eorva runs diff
 
-#include <array>
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/terminal_text.h"
 #include "difference.h"
+#include "present.h"
 #include "runs_commands.h"
 
 namespace {
@@ -17,42 +14,41 @@ namespace {
 struct DiffOptions {
   Json::Int64 iLeft = 0;
   Json::Int64 iRight = 0;
+  bool blJson = false;
 };
 
-/// Scripts are short: only texts of at most a megabyte become one.
-std::string readWhole(const Host::UniqueFd& fd) {
-  std::string strText;
-  std::array<char, 65536> buffer{};
-  ssize_t cb = 0;
-  while ((cb = read(fd.get(), buffer.data(), buffer.size())) > 0) {
-    strText.append(buffer.data(), static_cast<std::size_t>(cb));
-  }
-  if (cb < 0) {
-    throw Host::Failure(fmt::format("cannot read what the run left: {}", std::strerror(errno)));
-  }
-  return strText;
-}
-
-Host::UniqueFd scriptOf(const Json::Value& jRun) {
+Host::UniqueFd scriptOf(const Json::Value& jRun, bool blJson) {
   Host::UniqueFd file = requireRunFile(jRun, "script.log");
-  if (isatty(STDOUT_FILENO) != 1) {
+  if (blJson || isatty(STDOUT_FILENO) != 1) {
     return file;
   }
-  Host::TerminalText text;
-  const std::string strShown = text.take(readWhole(file));
-  return fileOfText(strShown + text.finish());
+  return fileOfText(Host::shownOn(STDOUT_FILENO, textOfFile(file)));
 }
 
 std::string labelOf(const Json::Value& jRun) {
   return fmt::format("run {} of {}", Host::intOf(jRun, "result_id"), Host::textOf(jRun, "task_name"));
 }
 
+int printJsonDifference(const DiffOptions& options, const DiffSide& left, const DiffSide& right) {
+  Json::Value jOut(Json::objectValue);
+  const std::string strText = differenceText(left, right);
+  jOut["left"] = options.iLeft;
+  jOut["right"] = options.iRight;
+  jOut["same"] = strText.empty();
+  jOut["difference"] = strText;
+  printJson(jOut);
+  return strText.empty() ? EXIT_DONE : EXIT_DIFFERENT;
+}
+
 int runDiff(const Context& context, const DiffOptions& options) {
   Host::Session session;
   const Json::Value jLeft = Host::requireRun(session, options.iLeft);
   const Json::Value jRight = Host::requireRun(session, options.iRight);
-  const Host::UniqueFd left = scriptOf(jLeft);
-  const Host::UniqueFd right = scriptOf(jRight);
+  const Host::UniqueFd left = scriptOf(jLeft, options.blJson);
+  const Host::UniqueFd right = scriptOf(jRight, options.blJson);
+  if (options.blJson) {
+    return printJsonDifference(options, {left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)});
+  }
   return printDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored())
              ? EXIT_DONE
              : EXIT_DIFFERENT;
@@ -66,5 +62,6 @@ void addRunsDiffCommand(CLI::App& runs, Context& context) {
                                   "  eorva runs diff 12 47        ends with 3 when they differ\n");
   addRunOption(pCommand, pOptions->iLeft);
   addRunOption(pCommand, pOptions->iRight, "other");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object with \"same\" and \"difference\"");
   onCommand(pCommand, context, pOptions, &runDiff);
 }

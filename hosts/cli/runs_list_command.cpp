@@ -162,7 +162,7 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
       ->check(CLI::Range(0U, 1'000'000'000U))
       ->type_name("N");
   pCommand->add_option("--before", pOptions->iBefore, "only runs with a smaller number: the next page")
-      ->check(CLI::PositiveNumber)
+      ->check(&whyNotRunNumber)
       ->type_name("RUN");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records");
   onCommand(pCommand, context, pOptions, &runList);

@@ -27,6 +27,7 @@ struct OutputOptions {
   unsigned cTail = Host::GrowingFile::ALL_LINES;
   bool blFollow = false;
   bool blRaw = false;
+  bool blJson = false;
 };
 
 /// Hands bytes to standard output: as they are, or made harmless for a terminal.
@@ -65,6 +66,30 @@ void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sin
   passOn(file, sink);
 }
 
+/// The end of what a run left: as much of it as is asked for and is no burden to whoever reads it.
+Json::Value endOf(const Host::GrowingFile& file, Json::Value jOut) {
+  constexpr std::size_t CB_MAX = std::size_t{1} << 20;
+  Host::GrowingFile::End end = file.end(CB_MAX);
+  // A character that was cut in two is left out.
+  std::size_t cbCut = 0;
+  while (end.blCut && cbCut < end.strText.size() && cbCut < 3 && (end.strText[cbCut] & 0xC0) == 0x80) {
+    ++cbCut;
+  }
+  jOut["size"] = static_cast<Json::Int64>(end.cbFile);
+  jOut["offset"] = static_cast<Json::Int64>(end.iStart) + static_cast<Json::Int64>(cbCut);
+  jOut["truncated"] = end.blCut;
+  jOut["text"] = end.strText.substr(cbCut);
+  return jOut;
+}
+
+void printFileJson(const Json::Value& jRun, const char* szFile, unsigned cLines) {
+  Json::Value jOut(Json::objectValue);
+  jOut["result_id"] = intOf(jRun, "result_id");
+  jOut["task_name"] = Host::textOf(jRun, "task_name");
+  jOut["file"] = szFile;
+  printJson(endOf({requireRunFile(jRun, szFile), szFile, cLines}, std::move(jOut)));
+}
+
 bool goesOn(Host::Session& session, Json::Int64 iResult) {
   const Json::Value jRun = Host::requireRun(session, iResult);
   return !jRun.isMember("stop_time") && Host::isRunAlive(jRun);
@@ -95,6 +120,10 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
 int runOutput(const Context&, const OutputOptions& options) {
   Host::Session session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
+  if (options.blJson) {
+    printFileJson(jRun, OUTPUT_FILE, options.cTail);
+    return EXIT_DONE;
+  }
   Sink sink(options.blRaw);
   if (options.blFollow) {
     follow(session, jRun, options, sink);
@@ -107,8 +136,13 @@ int runOutput(const Context&, const OutputOptions& options) {
 
 int runScript(const Context&, const OutputOptions& options) {
   Host::Session session;
+  const Json::Value jRun = Host::requireRun(session, options.iResult);
+  if (options.blJson) {
+    printFileJson(jRun, SCRIPT_FILE, Host::GrowingFile::ALL_LINES);
+    return EXIT_DONE;
+  }
   Sink sink(options.blRaw);
-  passOnFile(Host::requireRun(session, options.iResult), SCRIPT_FILE, Host::GrowingFile::ALL_LINES, sink);
+  passOnFile(jRun, SCRIPT_FILE, Host::GrowingFile::ALL_LINES, sink);
   sink.end();
   return EXIT_DONE;
 }
@@ -122,14 +156,18 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
                                   "  eorva runs output 12 | less\n"
                                   "  eorva runs output 12 --tail 20 -f     the last lines, then what comes\n");
   addRunOption(pCommand, pOutput->iResult);
-  pCommand->add_flag("-f,--follow", pOutput->blFollow, "show what comes, until the run has ended");
+  CLI::Option* pFollow =
+      pCommand->add_flag("-f,--follow", pOutput->blFollow, "show what comes, until the run has ended");
   pCommand->add_option("--tail", pOutput->cTail, "only the last lines of what is there")->type_name("N");
   pCommand->add_flag("--raw", pOutput->blRaw, RAW);
+  pCommand->add_flag("--json", pOutput->blJson, "as JSON: an object with \"text\", the last MiB at most")
+      ->excludes(pFollow);
   onCommand(pCommand, context, pOutput, &runOutput);
 
   auto pScript = std::make_shared<OutputOptions>();
   pCommand = addCommand(runs, "script", "Show the script that a run ran.", "  eorva runs script 12\n");
   addRunOption(pCommand, pScript->iResult);
   pCommand->add_flag("--raw", pScript->blRaw, RAW);
+  pCommand->add_flag("--json", pScript->blJson, "as JSON: an object with \"text\"");
   onCommand(pCommand, context, pScript, &runScript);
 }

@@ -2,11 +2,13 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
 #include "common/task_graph.h"
+#include "common/terminal_text.h"
 #include "context.h"
 #include "present.h"
 
@@ -110,7 +112,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"last stop", timeText(jTask, "last_stop_time")},
                {"how it ended", hasRun(jTask) ? lastOutcome(jTask).strText : "-"},
                {"running now", vecPids.empty() ? "-" : fmt::format("process {}", fmt::join(vecPids, ", "))}});
-  fmt::print("\n{}", textOf(jTask, "operation"));
+  fmt::print("\n{}", Host::shownOn(STDOUT_FILENO, textOf(jTask, "operation")));
   return EXIT_DONE;
 }
 

@@ -4,8 +4,11 @@
 #include <fmt/format.h>
 #include <pwd.h>
 
+#include "common/base64.h"
 #include "common/depend_text.h"
 #include "common/failure.h"
+#include "common/json_read.h"
+#include "common/json_utf8.h"
 #include "input.h"
 #include "present.h"
 
@@ -28,6 +31,20 @@ Json::Value ownerOf(const std::string& strOwner) {
   return jOwner;
 }
 
+/// What was printed as JSON holds the bytes of a script that is no UTF-8 in a member of their own.
+void takeScriptBytes(Json::Value& jTask) {
+  static const std::string MEMBER = std::string("operation") + Host::BASE64_SUFFIX;
+  if (!jTask.isMember(MEMBER)) {
+    return;
+  }
+  const std::optional<std::string> strScript = Host::fromBase64(Host::textOf(jTask, MEMBER.c_str()));
+  if (!strScript || !jTask[MEMBER].isString()) {
+    throw Host::Failure(fmt::format("{}: is no base64", MEMBER));
+  }
+  jTask["operation"] = *strScript;
+  jTask.removeMember(MEMBER);
+}
+
 /// Members of a record that was handed over, in place of those that are there.
 void setFromRecord(const std::string& strFile, Json::Value& jTask) {
   const Json::Value jRecord = readRecord(strFile);
@@ -37,6 +54,7 @@ void setFromRecord(const std::string& strFile, Json::Value& jTask) {
   for (const std::string& strMember : jRecord.getMemberNames()) {
     jTask[strMember] = jRecord[strMember];
   }
+  takeScriptBytes(jTask);
 }
 
 void setSwitch(Json::Value& jTask, const char* szMember, bool blOn, bool blOff) {

@@ -75,6 +75,20 @@ void GrowingFile::takeNew(const Take& fnTake) {
   }
 }
 
+GrowingFile::End GrowingFile::end(std::size_t cbMax) const {
+  End end;
+  end.cbFile = size();
+  end.iStart = std::max(std::min(m_iOffset, end.cbFile), end.cbFile - static_cast<off_t>(cbMax));
+  end.blCut = end.iStart > m_iOffset;
+  end.strText.resize(static_cast<std::size_t>(end.cbFile - end.iStart));
+  std::size_t cbRead = 0;
+  for (std::size_t cb = 1; cb > 0 && cbRead < end.strText.size(); cbRead += cb) {
+    cb = readAt(end.iStart + static_cast<off_t>(cbRead), end.strText.data() + cbRead, end.strText.size() - cbRead);
+  }
+  end.strText.resize(cbRead);
+  return end;
+}
+
 bool GrowingFile::isSame(const UniqueFd& fd) const {
   struct stat mine{};
   struct stat other{};

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <limits>
 #include <string>
@@ -28,6 +29,17 @@ public:
   /// emptied begins anew.
   /// \throw Failure when it cannot be read.
   void takeNew(const Take& fnTake);
+
+  /// The end of what is there and has not been handed on.
+  struct End {
+    off_t cbFile = 0;    ///< size of the whole file
+    off_t iStart = 0;    ///< where the text begins in it
+    bool blCut = false;  ///< there was more than was asked for
+    std::string strText;
+  };
+
+  /// \param cbMax  how much is given at most. \throw Failure as above.
+  End end(std::size_t cbMax) const;
 
   /// Tells whether a descriptor is of the same file.
   bool isSame(const UniqueFd& fd) const;

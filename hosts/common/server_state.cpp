@@ -70,7 +70,7 @@ Json::Value ownerForFile(const Json::Value& jTask) {
 }
 
 /// A task as the document has it.
-Json::Value taskForFile(const Json::Value& jTask) {
+Json::Value taskForFile(const std::string& strTask, const Json::Value& jTask) {
   Json::Value jOut(Json::objectValue);
   jOut["event"] = textOf(jTask, "event");
   jOut["owner"] = ownerForFile(jTask);
@@ -84,6 +84,11 @@ Json::Value taskForFile(const Json::Value& jTask) {
   }
   const std::string strScript = textOf(jTask, "operation");
   jOut[isUtf8(strScript) ? SCRIPT : SCRIPT_BASE64] = isUtf8(strScript) ? strScript : toBase64(strScript);
+  for (const std::string& strMember : jOut.getMemberNames()) {
+    if (jOut[strMember].isString() && !isUtf8(jOut[strMember].asString())) {
+      throw Failure(fmt::format("the task \"{}\" cannot be written as text: its {} is no UTF-8", strTask, strMember));
+    }
+  }
   return jOut;
 }
 
@@ -106,9 +111,6 @@ std::string taskText(const std::string& strTask, const Json::Value& jTask) {
   std::string strText = fmt::format("  {}:\n", yamlScalar(strTask));
   for (const char* szMember : MEMBER_ORDER) {
     if (jTask.isMember(szMember)) {
-      if (jTask[szMember].isString() && !isUtf8(jTask[szMember].asString())) {
-        throw Failure(fmt::format("the task \"{}\" cannot be written as text: its {} is no UTF-8", strTask, szMember));
-      }
       strText += fmt::format("    {}: {}", szMember, memberText(szMember, jTask[szMember]));
     }
   }
@@ -282,7 +284,7 @@ Json::Value stateJson(const ServerState& state) {
   }
   jDocument["tasks"] = Json::Value(Json::objectValue);
   for (const auto& [strTask, jTask] : state.mapTasks) {
-    jDocument["tasks"][strTask] = taskForFile(jTask);
+    jDocument["tasks"][strTask] = taskForFile(strTask, jTask);
   }
   return jDocument;
 }
@@ -297,7 +299,7 @@ std::string stateText(const ServerState& state) {
   }
   strText += state.mapTasks.empty() ? "tasks: {}\n" : "tasks:\n";
   for (const auto& [strTask, jTask] : state.mapTasks) {
-    strText += taskText(strTask, taskForFile(jTask));
+    strText += taskText(strTask, taskForFile(strTask, jTask));
   }
   return strText + "...\n";
 }

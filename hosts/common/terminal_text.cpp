@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <optional>
+#include <unistd.h>
 #include <utility>
 
 #include "code_point.h"
@@ -63,6 +64,15 @@ std::string TerminalText::finish() {
     showOne(strRest, strShown);
   }
   return strShown;
+}
+
+std::string shownOn(int fd, const std::string& strText) {
+  if (isatty(fd) != 1) {
+    return strText;
+  }
+  TerminalText text;
+  const std::string strShown = text.take(strText);
+  return strShown + text.finish();
 }
 
 }  // namespace Host

@@ -1,5 +1,5 @@
 /// \file terminal_text.h
-/// What users' scripts print, made harmless for a terminal.
+/// What others have written, made harmless for a terminal: users' scripts, what they print, names.
 
 #pragma once
 
@@ -21,5 +21,8 @@ public:
 private:
   std::string m_strWaiting;
 };
+
+/// Gives a text as a descriptor may get it: made harmless for a terminal, as it is for anything else.
+std::string shownOn(int fd, const std::string& strText);
 
 }  // namespace Host

@@ -139,3 +139,69 @@ setup() { fresh_store; }
   run -1 --separate-stderr bash -c 'eorva task list >/dev/full'
   complains "cannot write to standard output"
 }
+
+@test "help that cannot be written is a failure" {
+  run -1 --separate-stderr bash -c 'eorva --help >/dev/full'
+  complains "cannot write to standard output: No space left on device"
+  run -1 --separate-stderr bash -c 'eorva --version >/dev/full'
+}
+
+@test "a value that is empty is that value, or wrong usage where it can be none" {
+  add_task one bootup alice 'echo one' --description 'some text'
+  run -0 eorva task edit one --description= --disabled
+  same "description and switch" '["",false]' "$(eorva task show one --json | jq -c '[.description, .enable]')"
+  eorva task edit one --description 'some text' --enabled >/dev/null
+  run -0 eorva task edit one --description '' --disabled
+  same "description and switch" '["",false]' "$(eorva task show one --json | jq -c '[.description, .enable]')"
+  local line
+  while read -r line; do
+    eval "run -2 --separate-stderr eorva $line"
+    [[ $stderr == *"must not be empty"* || $stderr == *"takes no value"* ]] || { echo "$line: $stderr" >&2; return 1; }
+  done <<'END'
+runs list --task= --json
+runs list --task '' --json
+runs list --since= --json
+task list --event= --json
+config set --output-path= retention_runs=5
+task edit one --script ''
+task edit one --script=
+task edit one --record ''
+task edit one --mail= --disabled
+task edit one --event= --disabled
+task edit one --after= --disabled
+task delete one --yes=
+fire bootup --env=
+log --since=
+END
+  same "still there" '["one"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
+  run -0 eorva run one --env=A= --env B=--yes= --json
+  same "environment" '{"A":"","B":"--yes="}' "$(field 1 run_time_env | jq -c '{A, B}')"
+}
+
+@test "numbers of runs are numbers that a run can have" {
+  local number
+  for number in 0 -- 00x 1.5 1e3 99999999999999999999 9223372036854775808; do
+    [[ $number == -- ]] && continue
+    run -2 --separate-stderr eorva runs output "$number"
+    complains "\"$number\" is no number of a run"
+    run -2 --separate-stderr eorva runs list --before "$number"
+    complains "\"$number\" is no number of a run"
+  done
+  run -1 --separate-stderr eorva runs output 9223372036854775807
+  complains "there is no run 9223372036854775807"
+}
+
+@test "a terminal does not obey a task's script, its texts, and names in messages" {
+  printf 'echo \033]0;title\007\n\302\233\n' | eorva task add one --event bootup --owner alice --script - >/dev/null
+  sqlite3 "$DATABASE" "update task set description = 'a' || char(27) || '[2Jb'"
+  run -0 eorva task show one
+  says $'echo \033]0;title\007\n\302\233'
+  says $'a\033[2Jb'
+  run -0 script -qec 'eorva task show one' /dev/null </dev/null
+  says 'echo ^[]0;title^G'
+  says '<U+009B>'
+  says 'a^[[2Jb'
+  [[ $output != *$'\033'* && $output != *$'\302\233'* ]]
+  run -1 script -qec $'eorva task show $\'x\\033[2J\'' /dev/null </dev/null
+  says 'there is no task "x^[[2J"'
+}

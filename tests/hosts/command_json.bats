@@ -86,3 +86,62 @@ documented() {
   documented "What was pruned" "$pruned"
   documented "A run that was pruned" "$(jq '.runs[0]' <<<"$pruned")"
 }
+
+@test "settings, what runs left, events and shares" {
+  add_task first bootup alice 'printf "a\nb\nc\n"'
+  eorva run first >/dev/null
+  printf 'printf "\\374\\n"; : \374\n' | eorva task edit first --script - >/dev/null
+  eorva run first >/dev/null
+  documented "A setting" "$(eorva config get retention_runs --json)"
+  same "setting" '{"key":"retention_runs","value":"50"}' \
+    "$(eorva config set retention_runs=50 >/dev/null; eorva config get retention_runs --json | jq -c .)"
+  documented "What a run left" "$(eorva runs output 1 --json)"
+  documented "What a run left" "$(eorva runs script 2 --json)" text_base64
+  same "its last lines" '{"file":"output.log","offset":2,"result_id":1,"size":6,"task_name":"first","text":"b\nc\n","truncated":false}' \
+    "$(eorva runs output 1 --json --tail 2 | jq -cS .)"
+  same "bytes" $'\374' "$(eorva runs output 2 --json | jq -r .text_base64 | base64 -d)"
+  same "text" '"\ufffd\n"' "$(eorva runs output 2 --json | jq -a .text)"
+  run -2 --separate-stderr eorva runs output 1 --json --follow
+  run -3 eorva runs diff 1 2 --json
+  documented "A difference" "$output" difference_base64
+  same "what it is" '[1,2,false]' "$(jq -c '[.left, .right, .same]' <<<"$output")"
+  jq -r .difference_base64 <<<"$output" | base64 -d | grep -axF -- $'+printf "\\374\\n"; : \374'
+  run -0 eorva runs diff 1 1 --json
+  same "no difference" '[true,""]' "$(jq -c '[.same, .difference]' <<<"$output")"
+  documented "An event" "$(eorva event list --json | jq '.[0]')"
+  documented "A share" "$(eorva share list --json | jq '.[0]')"
+}
+
+@test "what a run left is printed in JSON up to a limit, its end first" {
+  add_task long bootup alice 'head -c 3000000 /dev/zero | tr "\0" x; echo end'
+  eorva run long >/dev/null
+  eorva runs output 1 --json >long.json
+  same "what is in it" '[3000004,1951428,1048576,true,"xend\n"]' "$(jq -c '[.size, .offset, (.text | length), .truncated, .text[-5:]]' long.json)"
+  # Three bytes a character: the limit falls into one.
+  yes € | head -n 400000 | tr -d '\n' >"$KEPT/long/$(field 1 start_time)/output.log"
+  same "whole characters" '[1200000,151425,1048575,"€",false]' \
+    "$(eorva runs output 1 --json | jq -c '[.size, .offset, (.text | utf8bytelength), .text[0:1], has("text_base64")]')"
+}
+
+@test "scripts that are no UTF-8 are JSON all the same, with their bytes besides" {
+  printf 'echo \374\n' | eorva task add latin --event bootup --owner alice --script - >/dev/null
+  eorva run latin --env "X=$(printf 'a\377')" >/dev/null
+  local command
+  for command in "task list" "task show latin" "task graph bootup" "runs list" "runs show 1" "event plan bootup" \
+    "explain latin" "export" "runs output 1" "runs script 1"; do
+    eorva $command --json >out.json
+    iconv -f UTF-8 -t UTF-8 out.json >/dev/null || { echo "$command" >&2; return 1; }
+    jq . out.json >/dev/null
+  done
+  same "text" '"echo \ufffd\n"' "$(eorva task show latin --json | jq -a .operation)"
+  documented "A task" "$(eorva task show latin --json)" operation_base64
+  same "bytes" "$(printf 'echo \374' | base64)" "$(eorva task show latin --json | jq -r .operation_base64 | base64 -d | head -c 6 | base64)"
+  eorva task show latin --json | jq '.owner = {(.owner | tostring): .owner_name} | .task_name = "again" |
+    del(.status, .last_start_time, .last_stop_time, .last_exit_info, .owner_name, .waits_for)' >task.json
+  run -0 eorva task add --record task.json
+  same "the same script" "$(sqlite3 "$DATABASE" "select hex(operation) from task where task_name = 'latin'")" \
+    "$(sqlite3 "$DATABASE" "select hex(operation) from task where task_name = 'again'")"
+  eorva task show again --json | jq '{operation_base64: "?"}' >task.json
+  run -1 --separate-stderr eorva task edit again --record task.json
+  complains "operation_base64: is no base64"
+}
