@@ -134,15 +134,15 @@ int runApply(const Context& context, const ApplyOptions& options) {
 
 void addApplyCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<ApplyOptions>();
-  CLI::App* pCommand =
-      addCommand(app, "apply", "Make the tasks and the configuration what a document says; all of it, or nothing.",
-                 "  eorva apply server.yaml               shows the difference, and asks\n"
-                 "  eorva apply server.yaml --dry-run     ends with 3 when something would change\n"
-                 "  eorva apply - --yes --prune < server.yaml\n"
-                 "\nThe document is that of 'eorva export', in YAML or JSON. Tasks and settings that it does not\n"
-                 "name stay as they are. A task that it names is described whole: a member that is left out takes its\n"
-                 "usual value, so that a task without \"enable\" is switched on, and one without \"description\" has none.\n"
-                 "YAML must end with the line \"...\": without it, it may have been cut off on its way.\n");
+  CLI::App* pCommand = addCommand(
+      app, "apply", "Make the tasks and the configuration what a document says; all of it, or nothing.",
+      "  eorva apply server.yaml               shows the difference, and asks\n"
+      "  eorva apply server.yaml --dry-run     ends with 3 when something would change\n"
+      "  eorva apply - --yes --prune < server.yaml\n"
+      "\nThe document is that of 'eorva export', in YAML or JSON. Tasks and settings that it does not\n"
+      "name stay as they are. A task that it names is described whole: a member that is left out takes its\n"
+      "usual value, so that a task without \"enable\" is switched on, and one without \"description\" has none.\n"
+      "YAML must end with the line \"...\": without it, it may have been cut off on its way.\n");
   pCommand->add_option("file", pOptions->strFile, "the document; - reads standard input")
       ->required()
       ->type_name("FILE");
