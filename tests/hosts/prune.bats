@@ -190,6 +190,25 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "kept then" "[2]" "$(kept)"
 }
 
+@test "removing the package with all that it keeps empties no volume that is mounted there" {
+  local volume other=/var/lib/orva/eorvascheduler
+  runs one 0 1 2
+  mkdir -p "$KEPT/one/1/volume" "$other"
+  for volume in "$KEPT/one/1/volume" "$other"; do
+    mount -t tmpfs none "$volume"
+    echo precious >"$volume/file"
+  done
+  run sh "$BATS_TEST_DIRNAME/../../debian/eorva.postrm" purge
+  local answer=$status left
+  left=$(cat "$KEPT/one/1/volume/file" "$other/file" | paste -sd ' ')
+  umount "$KEPT/one/1/volume" "$other"
+  same "answer" 0 "$answer"
+  same "files of the volumes" "precious precious" "$left"
+  [[ ! -e $KEPT/one/2 ]]
+  install -d -m 711 "$KEPT"
+  rm -rf "${KEPT:?}"/*
+}
+
 @test "a file with holes, or with a second name, does not push out the output of others" {
   runs one 0 1 3
   truncate -s 1T "$KEPT/one/3/output.log"
