@@ -112,3 +112,30 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   cp kept "$catalogue"
   complains "cannot read the event catalogue $catalogue"
 }
+
+@test "what a UPS tells is fired once, and again when that has failed" {
+  add_task told ups_on_battery root 'echo "$EORVA_UPS"'
+  mkdir bin
+  # The store is away until the UPS is asked for the third time; it is asked on, and tells the same, as long as this
+  # goes on.
+  cat >bin/upsc <<UPS
+#!/bin/sh
+[ "\$1" != -l ] || echo asked >>"$PWD/asked"
+[ "\$(wc -l <"$PWD/asked")" -lt 3 ] || mv "$PWD/away" "$STORE" 2>/dev/null
+[ "\$1" = -l ] && echo ups || echo "OB DISCHRG"
+UPS
+  chmod 755 bin/upsc
+  mv "$STORE" away
+  PATH=$PWD/bin:$PATH "$(sed -n 's/^ExecStart=\([^ ]*\) .*/\1/p' "$UNITS/eorva-ups-on-battery.service")" on_battery 0.1 \
+    >watch.out 2>watch.err 3>&- &
+  local watch=$!
+  # asked TIMES
+  asked() { [[ $(wc -l <asked) -ge $1 ]]; }
+  wait_until asked 2
+  wait_until asked 4
+  wait_until asked 5
+  kill "$watch"
+  wait_until eval '[[ $(eorva runs list --json | jq -c "[.[].outcome]") == "[\"ok\"]" ]]'
+  same "told" ups "$(eorva runs output 1)"
+  same "tries" "3 2" "$(grep -c '^on_battery: ups (OB DISCHRG)' watch.out) $(grep -c 'was not fired for ups' watch.err)"
+}
