@@ -20,6 +20,10 @@ struct ExecutionRequest {
   std::chrono::seconds budget{0};                                   ///< how long it may take at most; 0 is no limit
   bool blLeaveNothing = false;                                      ///< what scripts have left behind is ended, too
 
+  /// How long after its budget and the grace it is ended without its runs being closed, and what cannot be killed is
+  /// waited for.
+  std::chrono::seconds lastResort{30};
+
   /// What a failure, or a summary, is about.
   const char* kind() const { return blByEvent ? "event" : "task"; }
 };

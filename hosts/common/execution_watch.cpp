@@ -41,9 +41,6 @@ constexpr std::chrono::milliseconds SHORT_PAUSE = 20ms;
 /// How often it looks after what seldom needs it.
 constexpr auto TIDY_PAUSE = 2s;
 
-/// How long after its time and the grace an execution is ended without its runs being closed.
-constexpr auto LAST_RESORT = 30s;
-
 /// A turn ends when what it was taken for has been started. What could not be launched leaves no record; others who
 /// want to start it too do not wait for that longer.
 constexpr auto TURN_TIME = 10s;
@@ -174,7 +171,7 @@ void Watch::endWhenDue(const Process& execution) {
   if (m_szEndedBy == nullptr) {
     return;
   }
-  if (Clock::now() - m_ending > m_grace + LAST_RESORT) {
+  if (Clock::now() - m_ending > m_grace + m_request.lastResort) {
     // A store that cannot be written to, or a script that cannot be ended: a shutdown does not wait for either.
     execution.signal(SIGKILL);
     return;
@@ -256,7 +253,7 @@ int Watch::run() {
   } while (!collect(execution.pid()));
   if (m_szEndedBy != nullptr || m_request.blLeaveNothing) {
     // It has lost its parent, and was taken in here.
-    endRest(m_grace);
+    endRest(m_grace, m_request.lastResort);
   }
   clearUp(execution.pid());
   return m_iStatus;

@@ -22,9 +22,6 @@ constexpr int PAUSE_MILLISECONDS = 20;
 /// As long is mail left alone.
 constexpr std::chrono::seconds MAIL_TIME(10);
 
-/// A process that waits for a dead disk cannot be killed.
-constexpr std::chrono::seconds KILL_LIMIT(30);
-
 /// As the platform names the process that hands a mail over.
 bool isCourier(pid_t pid) {
   std::ifstream file(fmt::format("/proc/{}/comm", pid));
@@ -61,7 +58,7 @@ std::set<pid_t> mailAmong(const std::vector<ProcessStatus>& vecRest, const Proce
 
 class Rest {
 public:
-  explicit Rest(std::chrono::seconds grace) : m_grace(grace) {}
+  Rest(std::chrono::seconds grace, std::chrono::seconds killLimit) : m_grace(grace), m_killLimit(killLimit) {}
 
   /// Does what is due. \return true when nothing is left, or nothing can be done about it.
   bool step() {
@@ -73,7 +70,8 @@ public:
     for (const ProcessStatus& status : vecRest) {
       end(status, setMail.count(status.pid) > 0);
     }
-    return vecRest.empty() || Clock::now() - m_start > MAIL_TIME + m_grace + KILL_LIMIT;
+    const auto mailTime = setMail.empty() ? MAIL_TIME.zero() : MAIL_TIME;
+    return vecRest.empty() || Clock::now() - m_start >= mailTime + m_grace + m_killLimit;
   }
 
 private:
@@ -90,14 +88,15 @@ private:
   }
 
   std::chrono::seconds m_grace;
+  std::chrono::seconds m_killLimit;
   Clock::time_point m_start = Clock::now();
   std::set<pid_t> m_setAsked;
 };
 
 }  // namespace
 
-void endRest(std::chrono::seconds grace) {
-  Rest rest(grace);
+void endRest(std::chrono::seconds grace, std::chrono::seconds killLimit) {
+  Rest rest(grace, killLimit);
   while (!rest.step()) {
     poll(nullptr, 0, PAUSE_MILLISECONDS);
   }

@@ -12,9 +12,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long a run that could not be asked to end is left alone.
-constexpr std::chrono::seconds RETRY_PAUSE(1);
-
 pid_t pidOf(const Json::Value& jRun) {
   return static_cast<pid_t>(intOf(jRun, "pid"));
 }
@@ -58,7 +55,7 @@ void RunWatch::end(Json::Int64 iResult, OpenRun& run, const char* szWhy) {
     return;
   }
   // Whatever keeps it from being asked now, a busy store or a script that has not begun yet, is no reason to let it be.
-  run.retry = Clock::now() + RETRY_PAUSE;
+  run.retry = Clock::now() + m_retryPause;
   Process process(run.pid);
   const std::optional<ProcessStatus> status = process.status();
   if (!status || status->isEnded() || status->pidParent != m_pidExecution) {

@@ -21,8 +21,10 @@ class RunWatch {
 public:
   /// \param iLastResult  runs up to this one are older than the execution.
   /// \param grace        how long a run may take to end when it is asked to.
-  RunWatch(TaskLock& lock, Json::Int64 iLastResult, std::chrono::seconds grace)
-      : m_lock(lock), m_iSeen(iLastResult), m_grace(grace) {}
+  /// \param retryPause   how long a run that could not be asked to end is left alone.
+  RunWatch(TaskLock& lock, Json::Int64 iLastResult, std::chrono::seconds grace,
+           std::chrono::seconds retryPause = std::chrono::seconds(1))
+      : m_lock(lock), m_iSeen(iLastResult), m_grace(grace), m_retryPause(retryPause) {}
 
   /// Reads what has begun and ended since the last time. Tasks that have been started are withdrawn.
   /// \param file          tells the processes of the runs of the execution.
@@ -63,6 +65,7 @@ private:
   TaskLock& m_lock;
   Json::Int64 m_iSeen;
   std::chrono::seconds m_grace;
+  std::chrono::seconds m_retryPause;
   pid_t m_pidExecution = 0;
   std::map<Json::Int64, OpenRun> m_mapOpen;
 };

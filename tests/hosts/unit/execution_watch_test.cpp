@@ -1,0 +1,96 @@
+/// The time of an execution is kept, whatever stands in the way of that.
+
+#include "common/execution_watch.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "common/execution.h"
+#include "support/files.h"
+#include "support/private_view.h"
+#include "support/processes.h"
+
+using namespace Host;
+
+namespace {
+
+constexpr int LONG = 50'000;  // milliseconds, until a test has failed
+constexpr char STORE[] = "/usr/orva/etc/eorvascheduler";
+constexpr char PID_FILE[] = "/tmp/script.pid";
+
+class ExecutionTime : public testing::Test {
+protected:
+  void SetUp() override {
+    OrvaTest::freshProduct();
+    OrvaTest::installShareFiles();
+    std::filesystem::create_directories(STORE);
+    std::filesystem::remove_all("/run/eorva");
+    std::filesystem::remove(PID_FILE);
+    OrvaTest::writeFile("/etc/eorva.conf", "stop_grace=0\n");
+    m_request.blByEvent = true;
+    m_request.strName = "bootup";
+    m_request.budget = std::chrono::seconds(1);
+    m_request.lastResort = std::chrono::seconds(0);
+    Session session(Session::Store::CREATE);
+    Json::Value jTask(Json::objectValue);
+    jTask["task_name"] = "a";
+    jTask["event"] = "bootup";
+    jTask["owner"] = 0;
+    jTask["enable"] = true;
+    jTask["run_the_same_time"] = false;
+    jTask["operation"] = "echo $$ >/tmp/new; mv /tmp/new /tmp/script.pid; exec sleep 300";
+    jTask["operation_type"] = "script";
+    Json::Value jOut;
+    ASSERT_EQ(session.tasks()->recCreate(jTask, jOut), 0);
+  }
+
+  void TearDown() override {
+    std::filesystem::remove("/etc/eorva.conf");
+    OrvaTest::endChildren();
+  }
+
+  /// The process of the script, when it has begun.
+  static pid_t waitForScript() {
+    while (!OrvaTest::fileExists(PID_FILE)) {
+      usleep(1000);
+    }
+    return std::stoi(OrvaTest::readFile(PID_FILE));
+  }
+
+  static bool isGone(pid_t pid) { return kill(pid, 0) < 0; }
+
+  ExecutionRequest m_request;
+  ExecutionPlan m_plan;
+  TaskLock m_lock;
+};
+
+int exitOf(const std::optional<int>& status) {
+  return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
+}
+
+}  // namespace
+
+TEST_F(ExecutionTime, IsUpAlthoughTheStoreCannotBeRead) {
+  Execution execution(m_request, m_plan, m_lock);
+  const pid_t pidScript = waitForScript();
+  std::filesystem::rename(STORE, std::string(STORE) + ".away");
+  EXPECT_EQ(exitOf(execution.waitEnd(LONG)), RESULT_BUDGET);
+  while (!isGone(pidScript)) {
+    usleep(1000);
+  }
+  std::filesystem::rename(std::string(STORE) + ".away", STORE);
+}
+
+TEST_F(ExecutionTime, IsUpAlthoughSomethingCannotBeKilled) {
+  Execution execution(m_request, m_plan, m_lock);
+  const pid_t pidScript = waitForScript();
+  // A traced process that is killed waits for its tracer once more, and no second signal reaches it there.
+  ASSERT_EQ(ptrace(PTRACE_SEIZE, pidScript, nullptr, PTRACE_O_TRACEEXIT), 0);
+  EXPECT_EQ(exitOf(execution.waitEnd(LONG)), RESULT_BUDGET);
+  EXPECT_FALSE(isGone(pidScript));
+  ptrace(PTRACE_DETACH, pidScript, nullptr, nullptr);
+}
