@@ -1,5 +1,6 @@
 /// eorva apply
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -29,7 +30,10 @@ struct ApplyOptions {
 };
 
 [[noreturn]] void failWith(const std::string& strFile, const std::vector<std::string>& vecErrors) {
-  throw Host::Failure(fmt::format("{} is not applied:\n  {}", strFile, fmt::join(vecErrors, "\n  ")));
+  std::string strText = fmt::format("{} is not applied:\n  {}", strFile, fmt::join(vecErrors, "\n  "));
+  // In a name it would end the message.
+  std::replace(strText.begin(), strText.end(), '\0', '?');
+  throw Host::Failure(strText);
 }
 
 ServerState readDocument(const std::string& strFile, std::vector<std::string>& vecErrors) {

@@ -11,6 +11,7 @@
 #include "json_read.h"
 #include "output_folder.h"
 #include "reconcile.h"
+#include "task_name.h"
 
 namespace Host {
 
@@ -130,6 +131,8 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
   plan.vecTasks = planTasks(graph, request);
   if (request.blByEvent) {
     checkGraph(graph, request.strName);
+  } else if (const std::string strWhy = whyNotTaskName(request.strName); !strWhy.empty()) {
+    throw Failure(fmt::format("the task \"{}\" is not run: its name {}", request.strName, strWhy));
   }
   plan.vecWarnings = prepareFolders(plan.vecTasks);
   takeTurns(session, firstTasks(plan, request), lock);

@@ -8,6 +8,7 @@
 
 #include "depend_text.h"
 #include "json_read.h"
+#include "task_name.h"
 
 namespace Host {
 
@@ -219,6 +220,10 @@ std::vector<std::string> TaskGraph::whyUnsafe(const std::vector<const GraphTask*
   std::vector<std::string> vecReasons;
   for (const GraphTask* pTask : vecTasks) {
     vecNames.push_back(pTask->strName);
+    // A record that was not made here may have a name that a path, or the shell that shows the output, obeys.
+    if (const std::string strWhy = whyNotTaskName(pTask->strName); !strWhy.empty()) {
+      vecReasons.push_back(fmt::format("the name \"{}\" {}", pTask->strName, strWhy));
+    }
     for (const std::string& strWhy : whyConfused(pTask->strName)) {
       vecReasons.push_back(fmt::format("the name \"{}\" {}", pTask->strName, strWhy));
     }

@@ -57,7 +57,7 @@ public:
   /// \return one sentence a task.
   std::vector<std::string> whyConfused(const std::string& strName) const;
 
-  /// Says why an execution of these tasks is refused: which could be taken for one another, and which walks do not end.
+  /// Says why an execution of these tasks is refused: names that are obeyed, or confused, and walks that do not end.
   std::vector<std::string> whyUnsafe(const std::vector<const GraphTask*>& vecTasks) const;
 
 private:

@@ -76,7 +76,7 @@ teardown() { pkill -KILL '^eorva' || true; }
   add_task fine bootup alice 'echo ran'
   sqlite3 "$DATABASE" "update task set task_name = '../../../tmp/out' where task_name = 'fine'"
   run -1 --separate-stderr eorva fire bootup
-  complains "its name is no name of a folder"
+  complains "must begin with a letter or a digit"
   [[ ! -e /tmp/out ]]
 }
 
@@ -140,4 +140,54 @@ teardown() { pkill -KILL '^eorva' || true; }
   same "runs in it" 1 "$(find "$KEPT/secret" -mindepth 1 -maxdepth 1 | wc -l)"
   same "the owner of what root left" root "$(stat -c %U "$KEPT/secret~1")"
   run -1 su alice -c "cat $KEPT/secret~1/*/output.log"
+}
+
+NAMES=1000
+
+@test "$NAMES hostile names in a document: each is refused with its reason, and nothing is stored or run" {
+  local from refused=0
+  for ((from = 0; from < NAMES; from += 100)); do
+    "$BATS_TEST_DIRNAME/hostile_names" document "$NAMES" "$from" $((from + 100)) >names.json
+    run -1 --separate-stderr eorva apply names.json --yes
+    refused=$((refused + $(grep -o ': task_name: ' <<<"$stderr" | wc -l)))
+  done
+  same "refused" "$NAMES" "$refused"
+  same "tasks" 0 "$(eorva task list --json | jq length)"
+  [[ ! -e /tmp/pwn ]]
+}
+
+# Everything that names could lead to.
+everything() {
+  find /srv /home /etc /tmp /var/bait /var/lib/bait /var/lib/orva -mindepth 1 -path "$BATS_RUN_TMPDIR" -prune -o \
+    -printf '%p %y %m %U %s %C@\n' | sort
+}
+
+@test "$NAMES hostile names that are in the store all the same: nothing is run, removed or moved for them" {
+  local bait
+  for bait in "$KEPT" /var/lib/orva "$KEPT/bait" /var/lib/orva/bait /var/lib/bait /var/bait /srv/bait; do
+    mkdir -p "$bait/1" "$bait/2"
+    echo kept | tee "$bait/1/output.log" "$bait/2/output.log" "$bait/1/script.log" >/dev/null
+  done
+  "$BATS_TEST_DIRNAME/hostile_names" store $((NAMES + 50)) "$DATABASE"
+  cp /etc/eorva.conf "$BATS_TEST_TMPDIR/eorva.conf"
+  printf 'retention_runs=1\nretention_failed_runs=0\n' >/etc/eorva.conf
+  everything >before
+  local stored name
+  stored=$(eorva task list --json | jq length)
+  ((stored >= NAMES))
+  run -1 --separate-stderr eorva fire bootup
+  complains 'the event "bootup" is not fired, for its tasks cannot be run safely'
+  for name in ';touch /tmp/pwn;' '$(touch /tmp/pwn)' '../../../../srv/bait' $'\ntouch /tmp/pwn\n' "' or 1=1 --"; do
+    run -1 --separate-stderr eorva run "$name"
+    complains "is not run: its name must"
+  done
+  run --separate-stderr eorva runs prune --json
+  same "what could not be removed" "" "$stderr"
+  same "pruned" "$stored" "$(jq '.runs | length' <<<"$output")"
+  printf 'version: 1\ntasks: {}\n...\n' >none.yaml
+  run -0 eorva apply none.yaml --yes --prune --json
+  same "deleted" "$stored" "$(jq '.deleted | length' <<<"$output")"
+  same "runs" 0 "$(eorva runs list --json | jq length)"
+  everything | diff before -
+  cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf
 }

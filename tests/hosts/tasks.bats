@@ -71,25 +71,18 @@ setup() { fresh_store; }
   same "tasks" 1 "$(eorva task list --json | jq length)"
 }
 
-@test "hostile names are refused, two hundred of them, and nothing happens" {
-  local name names=() i
+@test "hostile names are refused as arguments too, and nothing happens" {
+  local name names
   names=('..' '.' '../..' 'a/b' '/etc' "it's" 'say "x"' 'a;touch pwn' '$(touch pwn)' '`touch pwn`' 'a|b' 'a&b' 'a>b'
     'a<b' 'a*b' 'a?b' 'a[b]' 'a]b' 'a%b' 'a\b' '-rf' ' lead' 'trail ' $'new\nline' $'tab\tbed' $'bell\a' '~root' '#x'
     'a=b' 'a,b' $'\xff\xfe' $'cut\xc3' $'\xe2\x80\xae' $'dash\xe2\x80\x8b' $'\xc0\xaf' "$(printf 'x%.0s' {1..65})")
-  for ((i = ${#names[@]}; i < 200; i++)); do
-    # One character of each kind that is not allowed, at a changing place in a sound name.
-    local bad='/;$`|&<>*?[]%\~#=,"(){}!^:@+'"'"
-    name=ordinary-name-$i
-    local at=$((i % ${#name}))
-    names+=("${name:0:at}${bad:i % ${#bad}:1}${name:at}")
-  done
   local refused=0
   for name in "${names[@]}"; do
     run --separate-stderr eorva task add "$name" --event bootup --owner alice --script /dev/null
     [[ $status == 1 || $status == 2 ]] || { echo "not refused: $name" >&2; return 1; }
     refused=$((refused + 1))
   done
-  same "refused" 200 "$refused"
+  same "refused" "${#names[@]}" "$refused"
   same "tasks" 0 "$(eorva task list --json | jq length)"
   [[ ! -e pwn && ! -e /pwn && ! -e /tmp/pwn ]]
 }
