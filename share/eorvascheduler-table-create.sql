@@ -1,4 +1,4 @@
--- Tables of the scheduler's database, schema version 1.
+-- Tables of the scheduler's database, schema version 2.
 --
 -- The store runs this when the database is older than that, under the write lock; it is harmless to run again. It can
 -- also be given to the sqlite3 shell. Names and types of the columns stand in eorvascheduler-table-def.json too.
@@ -56,4 +56,33 @@ CREATE INDEX IF NOT EXISTS task_result_of_task ON task_result (task_name);
 -- Open runs are few among many.
 CREATE INDEX IF NOT EXISTS task_result_open ON task_result (result_id) WHERE stop_time IS NULL;
 
-PRAGMA user_version = 1;
+-- What is remembered of the last times that each event was fired. Runs tell what was started; this tells what was not.
+CREATE TABLE IF NOT EXISTS firing (
+  firing_id       INTEGER PRIMARY KEY AUTOINCREMENT,
+  event           TEXT    NOT NULL,
+  -- When the event happened; when its tasks were looked at; when all was over.
+  fire_time       INTEGER NOT NULL,
+  begin_time      INTEGER NOT NULL,
+  end_time        INTEGER,
+  -- Its runs have this time and the event, and numbers above the last one before.
+  event_fire_time INTEGER,
+  last_result     INTEGER NOT NULL DEFAULT 0,
+  -- Why none of its tasks could be run.
+  problem         TEXT
+) STRICT;
+
+CREATE INDEX IF NOT EXISTS firing_of_event ON firing (event);
+
+-- The tasks that the event had then.
+CREATE TABLE IF NOT EXISTS firing_task (
+  firing_task_id  INTEGER PRIMARY KEY AUTOINCREMENT,
+  firing_id       INTEGER NOT NULL REFERENCES firing (firing_id) ON DELETE CASCADE,
+  task_name       TEXT    NOT NULL REFERENCES task (task_name) ON UPDATE CASCADE ON DELETE CASCADE,
+  -- Why it was not started; empty when it was, or was to be.
+  reasons         TEXT    NOT NULL,
+  UNIQUE (firing_id, task_name)
+) STRICT;
+
+CREATE INDEX IF NOT EXISTS firing_task_of_task ON firing_task (task_name);
+
+PRAGMA user_version = 2;

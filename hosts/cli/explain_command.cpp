@@ -38,11 +38,14 @@ void printVerdict(const Explanation& explanation) {
   const std::string strEvent = textOf(explanation.jTask, "event");
   switch (explanation.verdict) {
     case Explanation::Verdict::NEVER_FIRED:
-      fmt::print("{} has not run for its event: \"{}\" has not started any task yet\n", strTask, strEvent);
+      fmt::print("{} has not run for its event: \"{}\" has not been fired yet\n", strTask, strEvent);
       return;
     case Explanation::Verdict::NOT_STARTED:
       fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent, firedText(explanation));
       printObstacles("it", explanation.vecReasons);
+      if (!explanation.blRemembered) {
+        fmt::print("  (nothing was written down about that; this is what the records tell, and what is so now)\n");
+      }
       return;
     case Explanation::Verdict::RAN:
     case Explanation::Verdict::RUNNING:
@@ -92,6 +95,7 @@ Json::Value forPrograms(const Explanation& explanation, const OwnerNames& owners
   jOut["task_name"] = explanation.jTask["task_name"];
   jOut["event"] = explanation.jTask["event"];
   jOut["verdict"] = Host::verdictWord(explanation.verdict);
+  jOut["remembered"] = explanation.blRemembered;
   jOut["last_fired"] = explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired);
   jOut["run"] = run(explanation.jRun);
   jOut["newest_run"] = run(explanation.jNewest);

@@ -25,6 +25,7 @@ class GraphTable {
 public:
   GraphTable(const Host::TaskGraph& graph, const OwnerNames& owners, bool blColor)
       : m_graph(graph),
+        m_obstacles(graph),
         m_owners(owners),
         m_table({{"TASK", false, true}, {"OWNER"}, {"WAITS FOR"}, {"NOTE"}}, blColor) {}
 
@@ -48,12 +49,13 @@ private:
   inline static const std::vector<const Host::GraphTask*> NONE;
 
   /// Why the event will not start a task.
-  std::string noteOf(const Host::GraphTask& task) const {
-    const std::vector<Host::Obstacle> vecObstacles = Host::obstaclesOf(m_graph, task);
+  std::string noteOf(const Host::GraphTask& task) {
+    const std::vector<Host::Obstacle> vecObstacles = m_obstacles.of(task);
     return vecObstacles.empty() ? std::string() : vecObstacles.front().strText;
   }
 
   const Host::TaskGraph& m_graph;
+  Host::Obstacles m_obstacles;
   const OwnerNames& m_owners;
   Table m_table;
   std::set<std::string> m_setDrawn;
@@ -105,9 +107,10 @@ std::string dotEscaped(const std::string& strText) {
 
 void printDot(const Host::TaskGraph& graph, const OwnerNames& owners, const std::string& strEvent) {
   fmt::print("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
+  Host::Obstacles obstacles(graph);
   for (const Host::GraphTask* pTask : graph.tasksOf(strEvent)) {
     const std::string strName = dotEscaped(pTask->strName);
-    const bool blStarts = Host::obstaclesOf(graph, *pTask).empty();
+    const bool blStarts = obstacles.of(*pTask).empty();
     fmt::print("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
                blStarts ? "" : ", style=dashed");
     for (const std::string& strNeed : pTask->vecNeeds) {

@@ -81,24 +81,30 @@ std::vector<PlannedTask> schedule(Session& session, const std::vector<const Grap
   return vecTasks;
 }
 
+/// Why a task is not in the plan.
+std::vector<Obstacle> obstaclesNow(Obstacles& obstacles, const GraphTask& task, const RunningTasks& mapRunning) {
+  std::vector<Obstacle> vecObstacles = obstacles.of(task);
+  const auto itSelf = mapRunning.find(task.strName);
+  for (Obstacle& obstacle : vecObstacles) {
+    const auto itNeed = mapRunning.find(obstacle.strOther);
+    if (obstacle.strCode == "disabled" && itSelf != mapRunning.end()) {
+      obstacle = itSelf->second;
+    } else if (obstacle.strCode == "need_disabled" && itNeed != mapRunning.end()) {
+      obstacle.strCode = "need_blocked";
+      obstacle.strText = fmt::format("waits for \"{}\", which is not started", obstacle.strOther);
+      obstacle.strAdvice.clear();
+    }
+  }
+  return vecObstacles;
+}
+
 /// The tasks of the event that are not in the plan, and why.
 std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string& strEvent,
                                       const RunningTasks& mapRunning) {
   std::vector<BlockedTask> vecBlocked;
+  Obstacles obstacles(graph);
   for (const GraphTask* pTask : graph.tasksOf(strEvent)) {
-    std::vector<Obstacle> vecObstacles = obstaclesOf(graph, *pTask);
-    const auto itSelf = mapRunning.find(pTask->strName);
-    for (Obstacle& obstacle : vecObstacles) {
-      const auto itNeed = mapRunning.find(obstacle.strOther);
-      if (obstacle.strCode == "disabled" && itSelf != mapRunning.end()) {
-        obstacle = itSelf->second;
-      } else if (obstacle.strCode == "need_disabled" && itNeed != mapRunning.end()) {
-        obstacle.strCode = "need_blocked";
-        obstacle.strText = fmt::format("waits for \"{}\", which is not started", obstacle.strOther);
-        obstacle.strAdvice.clear();
-      }
-    }
-    if (!vecObstacles.empty()) {
+    if (std::vector<Obstacle> vecObstacles = obstaclesNow(obstacles, *pTask, mapRunning); !vecObstacles.empty()) {
       vecBlocked.push_back({pTask->strName, std::move(vecObstacles)});
     }
   }
@@ -106,6 +112,21 @@ std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string&
 }
 
 }  // namespace
+
+std::vector<Obstacle> presentObstacles(Session& session, const Json::Value& jTasks, const std::string& strTask) {
+  const RunningTasks mapRunning = refusedTasks(session, jTasks);
+  const TaskGraph graph(withoutRefused(jTasks, mapRunning));
+  const GraphTask* const pTask = graph.find(strTask);
+  if (pTask == nullptr) {
+    return {};
+  }
+  Obstacles obstacles(graph);
+  std::vector<Obstacle> vecObstacles = obstaclesNow(obstacles, *pTask, mapRunning);
+  for (const std::string& strProblem : graph.whyUnsafe(graph.planOf(pTask->strEvent))) {
+    vecObstacles.push_back({"unsafe", fmt::format("cannot be run safely: {}", strProblem), "eorva check", ""});
+  }
+  return vecObstacles;
+}
 
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent) {
   EventPlan plan;

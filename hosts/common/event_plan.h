@@ -38,8 +38,11 @@ struct EventPlan {
 };
 
 /// \param jTasks  array: the stored task records.
-/// The codes of obstacles are those of obstaclesOf(), and "running", for a task whose run is alive and that does not
+/// The codes of obstacles are those of Obstacles, and "running", for a task whose run is alive and that does not
 /// allow a second one.
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent);
+
+/// Why the event of a task would not start it now; with the code "unsafe" besides, when nothing of it can be run.
+std::vector<Obstacle> presentObstacles(Session& session, const Json::Value& jTasks, const std::string& strTask);
 
 }  // namespace Host

@@ -34,7 +34,7 @@ pid_t forkWatch(const ExecutionRequest& request, const ExecutionPlan& plan, cons
 }  // namespace
 
 Execution::Execution(const ExecutionRequest& request, const ExecutionPlan& plan, const TaskLock& lock)
-    : m_file(plan.iLastResult), m_process(forkWatch(request, plan, m_file, lock)) {}
+    : m_file(plan.iLastResult, plan.iFiring), m_process(forkWatch(request, plan, m_file, lock)) {}
 
 std::optional<int> Execution::waitEnd(int iMilliseconds) {
   pollfd entry{m_process.fd(), POLLIN, 0};

@@ -31,6 +31,12 @@ namespace fs = std::filesystem;
 /// Begins the first line of a file.
 constexpr std::string_view AFTER = "after ";
 
+/// Begins the second line: the note about the event.
+constexpr std::string_view FIRING = "firing ";
+
+/// Begins a line about a run that keeps its task from being started.
+constexpr std::string_view IN_THE_WAY = "met ";
+
 /// A line of its own whenever turns were taken.
 constexpr std::string_view TURNS = "turns";
 
@@ -67,9 +73,34 @@ void makeFolder(const char* szPath) {
 /// What a file says: a line with the last run before the execution, then a line for each child, and for turns.
 struct Content {
   Json::Int64 iLastResult = 0;
+  Json::Int64 iFiring = 0;
   unsigned cTurns = 0;
   std::set<pid_t> setPids;
+  std::set<Json::Int64> setInTheWay;
 };
+
+/// The number behind a word that begins the line; nothing when another one begins it.
+std::optional<Json::Int64> numberBehind(std::string_view strWord, std::string_view strLine) {
+  Json::Int64 iNumber = 0;
+  const bool blNumber =
+      strLine.substr(0, strWord.size()) == strWord &&
+      std::from_chars(strLine.data() + strWord.size(), strLine.data() + strLine.size(), iNumber).ec == std::errc();
+  return blNumber ? std::optional(iNumber) : std::nullopt;
+}
+
+void takeLine(std::string_view strLine, Content& content) {
+  if (const auto after = numberBehind(AFTER, strLine)) {
+    content.iLastResult = *after;
+  } else if (const auto firing = numberBehind(FIRING, strLine)) {
+    content.iFiring = *firing;
+  } else if (const auto run = numberBehind(IN_THE_WAY, strLine)) {
+    content.setInTheWay.insert(*run);
+  } else if (strLine == TURNS) {
+    ++content.cTurns;
+  } else if (const auto pid = numberBehind("", strLine)) {
+    content.setPids.insert(static_cast<pid_t>(*pid));
+  }
+}
 
 Content readContent(int fd) {
   std::string strText;
@@ -81,15 +112,7 @@ Content readContent(int fd) {
   Content content;
   // A line that is not complete yet is left for the next time.
   for (std::size_t iStart = 0, iEnd = 0; (iEnd = strText.find('\n', iStart)) != std::string::npos; iStart = iEnd + 1) {
-    const std::string_view strLine = std::string_view(strText).substr(iStart, iEnd - iStart);
-    pid_t pid = 0;
-    if (strLine.substr(0, AFTER.size()) == AFTER) {
-      std::from_chars(strLine.data() + AFTER.size(), strLine.data() + strLine.size(), content.iLastResult);
-    } else if (strLine == TURNS) {
-      ++content.cTurns;
-    } else if (std::from_chars(strLine.data(), strLine.data() + strLine.size(), pid).ec == std::errc()) {
-      content.setPids.insert(pid);
-    }
+    takeLine(std::string_view(strText).substr(iStart, iEnd - iStart), content);
   }
   return content;
 }
@@ -122,7 +145,7 @@ std::vector<Content> readLive() {
 
 }  // namespace
 
-ExecutionFile::ExecutionFile(Json::Int64 iLastResult) {
+ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
   makeFolder(RUN_FOLDER);
   makeFolder(EXECUTIONS_FOLDER);
   // A process id alone could come back while an earlier execution with it is still alive.
@@ -133,7 +156,7 @@ ExecutionFile::ExecutionFile(Json::Int64 iLastResult) {
   // Locked before it has its name, so that nobody takes it for the file of a dead execution.
   const std::string strNew = fmt::format("{}/.{}", EXECUTIONS_FOLDER, strName);
   m_fd = UniqueFd(open(strNew.c_str(), O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  const std::string strFirst = fmt::format("{}{}\n", AFTER, iLastResult);
+  const std::string strFirst = fmt::format("{}{}\n{}{}\n", AFTER, iLastResult, FIRING, iFiring);
   if (!m_fd.isOpen() || flock(m_fd.get(), LOCK_EX | LOCK_NB) < 0 ||
       write(m_fd.get(), strFirst.data(), strFirst.size()) != static_cast<ssize_t>(strFirst.size()) ||
       rename(strNew.c_str(), m_strPath.c_str()) < 0) {
@@ -149,11 +172,23 @@ std::set<pid_t> ExecutionFile::children() const {
   return readContent(m_fd.get()).setPids;
 }
 
-void ExecutionFile::noteTurns() const {
-  const std::string strLine = fmt::format("{}\n", TURNS);
+void ExecutionFile::append(const std::string& strLine) const {
   if (write(m_fd.get(), strLine.data(), strLine.size()) != static_cast<ssize_t>(strLine.size())) {
     throw Failure(fmt::format("cannot write {}: {}", m_strPath, std::strerror(errno)));
   }
+}
+
+void ExecutionFile::noteTurns() const {
+  append(fmt::format("{}\n", TURNS));
+}
+
+void ExecutionFile::noteInTheWay(Json::Int64 iResult) const {
+  append(fmt::format("{}{}\n", IN_THE_WAY, iResult));
+}
+
+ExecutionReport ExecutionFile::report() const {
+  const Content content = readContent(m_fd.get());
+  return {content.setPids, content.setInTheWay};
 }
 
 unsigned ExecutionFile::turns() const {
@@ -176,6 +211,15 @@ std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult) {
     }
   }
   return made;
+}
+
+std::optional<ExecutionReport> reportOfFiring(Json::Int64 iFiring) {
+  for (const Content& content : readLive()) {
+    if (content.iFiring == iFiring) {
+      return ExecutionReport{content.setPids, content.setInTheWay};
+    }
+  }
+  return std::nullopt;
 }
 
 bool isAnyExecutionAlive() {

@@ -18,12 +18,19 @@
 
 namespace Host {
 
+/// What an execution tells.
+struct ExecutionReport {
+  std::set<pid_t> setChildren;        ///< those that have reported so far
+  std::set<Json::Int64> setInTheWay;  ///< runs that it met when it was about to start their tasks once more
+};
+
 class ExecutionFile {
 public:
   /// Creates and locks the file.
   /// \param iLastResult  runs up to this one are no runs of the execution.
+  /// \param iFiring      what is remembered of the event; 0 for none.
   /// \throw Failure when that is impossible.
-  explicit ExecutionFile(Json::Int64 iLastResult);
+  ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring);
 
   /// The file that another process has created, for a child that got its descriptor.
   ExecutionFile(std::string strPath, int fd) : m_strPath(std::move(strPath)), m_fd(fd) {}
@@ -50,7 +57,14 @@ public:
   /// How often that was noted.
   unsigned turns() const;
 
+  /// Tells that a task is not started, because of a run of it. \throw Failure
+  void noteInTheWay(Json::Int64 iResult) const;
+
+  ExecutionReport report() const;
+
 private:
+  void append(const std::string& strLine) const;
+
   std::string m_strPath;
   UniqueFd m_fd;
 };
@@ -63,6 +77,9 @@ void reportChildrenTo(int fd, int fdCloseToo);
 /// Tells whether one of the executions that are alive and have a child with this number can have made this run record;
 /// nothing when there is no such execution.
 std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult);
+
+/// What the execution tells that was begun for this note about an event; nothing when it is not alive.
+std::optional<ExecutionReport> reportOfFiring(Json::Int64 iFiring);
 
 /// Tells whether any execution is alive: until it has ended it may write to the store, although all its runs are
 /// closed.

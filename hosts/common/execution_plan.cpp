@@ -7,6 +7,7 @@
 #include "eorvascheduler.h"
 
 #include "failure.h"
+#include "firing.h"
 #include "host_settings.h"
 #include "json_read.h"
 #include "output_folder.h"
@@ -124,8 +125,10 @@ void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskL
   }
 }
 
-ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock) {
-  ExecutionPlan plan;
+namespace {
+
+/// What can be made ready, is; why it can not, is thrown.
+void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock, ExecutionPlan& plan) {
   const Json::Value jTasks = announceTasks(session, request, lock);
   const TaskGraph graph(jTasks);
   plan.vecTasks = planTasks(graph, request);
@@ -139,6 +142,31 @@ ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }
+}
+
+void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& plan, const std::string& strProblem) {
+  if (!request.blByEvent) {
+    return;
+  }
+  try {
+    plan.iFiring = rememberFiring(session, request, listTasks(session), plan, strProblem);
+  } catch (const std::exception& error) {
+    plan.vecWarnings.push_back(
+        fmt::format("'eorva explain' will know less about the tasks of this event: {}", error.what()));
+  }
+}
+
+}  // namespace
+
+ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock) {
+  ExecutionPlan plan;
+  try {
+    makeReady(session, request, lock, plan);
+  } catch (const Failure& failure) {
+    remember(session, request, plan, failure.what());
+    throw;
+  }
+  remember(session, request, plan, {});
   return plan;
 }
 

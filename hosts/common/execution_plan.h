@@ -19,6 +19,7 @@ struct ExecutionPlan {
   std::vector<GraphTask> vecTasks;       ///< in the order in which they can start
   std::vector<std::string> vecWarnings;  ///< what the user should know
   Json::Int64 iLastResult = 0;           ///< runs up to this one are older
+  Json::Int64 iFiring = 0;               ///< what is remembered of the event; 0 when nothing is
 };
 
 /// Checks that the request can be run safely, announces its tasks, and makes their output folders ready.

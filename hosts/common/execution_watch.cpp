@@ -17,6 +17,7 @@
 #include "clean_process.h"
 #include "execution_process.h"
 #include "failure.h"
+#include "firing.h"
 #include "host_settings.h"
 #include "orphans.h"
 #include "outcome.h"
@@ -82,6 +83,7 @@ private:
   static bool hold(const Process& execution);
   void endWhenDue(const Process& execution);
   void tidy();
+  void remember() const;
   void clearUp(pid_t pidExecution);
   void complain(const std::exception& error);
 
@@ -232,9 +234,18 @@ void Watch::look(const Process& execution) {
   attempt([&] { tidy(); });
 }
 
+/// Before the file is removed: until then the execution counts as under way.
+void Watch::remember() const {
+  if (m_plan.iFiring != 0) {
+    Session session;
+    rememberEnd(session, m_plan, m_file, m_szEndedBy != nullptr);
+  }
+}
+
 void Watch::clearUp(pid_t pidExecution) {
   try {
     removeTemporaryFiles(pidExecution, m_file.children());
+    attempt([&] { remember(); });
     // As long as the file is there, its children count as alive.
     m_file.remove();
     Session session;

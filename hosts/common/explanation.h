@@ -9,30 +9,26 @@
 
 #include "obstacle.h"
 #include "session.h"
+#include "start_reason.h"
 
 namespace Host {
-
-/// What became of a task that another one waits for.
-struct NeedState {
-  std::string strName;
-  Json::Value jRun;  ///< its run in that execution; null when it has none
-};
 
 struct Explanation {
   enum class Verdict { RAN, RUNNING, NOT_STARTED, NEVER_FIRED };
 
   Json::Value jTask;
   Verdict verdict = Verdict::NEVER_FIRED;
-  Json::Int64 iFired = 0;              ///< when the event was last fired, as far as the run records tell
-  Json::Value jRun;                    ///< the task's run then; null when it has none
-  std::vector<NeedState> vecNeeds;     ///< the tasks that it waits for, then
-  std::vector<Obstacle> vecReasons;    ///< why it was not started then
+  bool blRemembered = false;         ///< what follows was written down then; else it is worked out from what is so now
+  Json::Int64 iFired = 0;            ///< when the event was last fired
+  Json::Value jRun;                  ///< the task's run then; null when it has none
+  std::vector<NeedState> vecNeeds;   ///< the tasks that it waits for, then
+  std::vector<Obstacle> vecReasons;  ///< why it was not started then
   std::vector<Obstacle> vecObstacles;  ///< why it would not be started now
   Json::Value jNewest;                 ///< its newest run, whatever started it; null when there is none
 };
 
-/// Besides those of obstaclesOf(), reasons have the codes "need_not_started", "need_running", "need_interrupted",
-/// "refused", "interrupted" and "unknown".
+/// Reasons have the codes of whyNotStarted(), and "not_fired", when the event could not be fired, and "not_there", when
+/// the task did not belong to it.
 /// \throw Failure when there is no such task.
 Explanation explainTask(Session& session, const std::string& strTask);
 

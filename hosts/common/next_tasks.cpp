@@ -10,6 +10,7 @@
 
 #include "failure.h"
 #include "json_read.h"
+#include "start_reason.h"
 
 namespace Host {
 
@@ -61,6 +62,16 @@ void NextTasks::makeReady() {
   }
   takeTurns(m_session, vecNames, m_lock);
   m_file.noteTurns();
+  noteInTheWay(vecReady);
+}
+
+/// The library is going to find these tasks running.
+void NextTasks::noteInTheWay(const std::vector<GraphTask>& vecReady) {
+  for (const GraphTask& task : vecReady) {
+    if (const Json::Int64 iRun = refusingRunOf(m_session, task.strName); iRun != 0) {
+      m_file.noteInTheWay(iRun);
+    }
+  }
 }
 
 /// What is added or changed while the execution is under way can make a walk endless too.

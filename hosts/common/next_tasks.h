@@ -40,6 +40,7 @@ private:
   void checkChanges(const TaskGraph& graph, const Json::Value& jTasks);
   std::vector<GraphTask> readyTasks(const TaskGraph& graph);
   void addNew(const std::vector<GraphTask>& vecReady);
+  void noteInTheWay(const std::vector<GraphTask>& vecReady);
 
   Session& m_session;
   const ExecutionRequest& m_request;

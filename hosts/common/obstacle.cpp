@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <set>
 
+#include "json_read.h"
 #include "shell_word.h"
 
 namespace Host {
@@ -32,52 +33,77 @@ std::string dropNeed(const GraphTask& task, const std::string& strNeed) {
   return blAny ? strCommand : strCommand + " --no-after";
 }
 
-Obstacle needObstacle(const TaskGraph& graph, const GraphTask& task, const std::string& strNeed) {
-  const GraphTask* pNeed = graph.find(strNeed);
-  if (pNeed == nullptr) {
-    return {"missing", fmt::format("waits for \"{}\", and there is no such task", strNeed), dropNeed(task, strNeed),
-            strNeed};
-  }
-  std::set<std::string> setSeen;
-  if (waitsFor(graph, strNeed, task.strName, setSeen)) {
-    return {"circle", fmt::format("waits for \"{}\", which waits for it in turn", strNeed), dropNeed(task, strNeed),
-            strNeed};
-  }
-  if (pNeed->strEvent != task.strEvent) {
-    return {"other_event", fmt::format("waits for \"{}\", which belongs to the event \"{}\"", strNeed, pNeed->strEvent),
-            fmt::format("eorva task edit {} --event {}", shellWord(strNeed), shellWord(task.strEvent)), strNeed};
-  }
-  if (!pNeed->blEnabled) {
-    return {"need_disabled", fmt::format("waits for \"{}\", which is disabled", strNeed),
-            fmt::format("eorva task enable {}", shellWord(strNeed)), strNeed};
-  }
-  return {"need_blocked", fmt::format("waits for \"{}\", which is not started", strNeed),
-          fmt::format("eorva explain {}", shellWord(strNeed)), strNeed};
+/// What differs between now and then.
+struct Words {
+  const char* szIs;
+  const char* szHas;
+  const char* szWaits;
+  const char* szBelongs;
+};
+
+const Words& wordsOf(Tense tense) {
+  static constexpr Words NOW = {"is", "has", "waits for", "belongs"};
+  static constexpr Words THEN = {"was", "had", "waited for", "belonged"};
+  return tense == Tense::NOW ? NOW : THEN;
 }
 
 }  // namespace
 
-std::vector<Obstacle> obstaclesOf(const TaskGraph& graph, const GraphTask& task) {
-  std::vector<Obstacle> vecObstacles;
-  std::set<std::string> setPlanned;
-  for (const GraphTask* pTask : graph.planOf(task.strEvent)) {
-    setPlanned.insert(pTask->strName);
+Obstacle Obstacles::needObstacle(const GraphTask& task, const std::string& strNeed) const {
+  const Words& words = wordsOf(m_tense);
+  const std::string strWaits = fmt::format("{} \"{}\"", words.szWaits, strNeed);
+  const GraphTask* pNeed = m_graph.find(strNeed);
+  if (pNeed == nullptr) {
+    return {"missing", fmt::format("{}, and there {} no such task", strWaits, words.szIs), dropNeed(task, strNeed),
+            strNeed};
   }
+  std::set<std::string> setSeen;
+  if (waitsFor(m_graph, strNeed, task.strName, setSeen)) {
+    return {"circle", fmt::format("{}, which {} it in turn", strWaits, words.szWaits), dropNeed(task, strNeed),
+            strNeed};
+  }
+  if (pNeed->strEvent != task.strEvent) {
+    return {"other_event", fmt::format("{}, which {} to the event \"{}\"", strWaits, words.szBelongs, pNeed->strEvent),
+            fmt::format("eorva task edit {} --event {}", shellWord(strNeed), shellWord(task.strEvent)), strNeed};
+  }
+  if (!pNeed->blEnabled) {
+    return {"need_disabled", fmt::format("{}, which {} disabled", strWaits, words.szIs),
+            fmt::format("eorva task enable {}", shellWord(strNeed)), strNeed};
+  }
+  return {"need_blocked", fmt::format("{}, which {} not started", strWaits, words.szIs),
+          fmt::format("eorva explain {}", shellWord(strNeed)), strNeed};
+}
+
+const std::set<std::string>& Obstacles::plannedOf(const std::string& strEvent) {
+  const auto [it, blNew] = m_mapPlanned.try_emplace(strEvent);
+  if (blNew) {
+    for (const GraphTask* pTask : m_graph.planOf(strEvent)) {
+      it->second.insert(pTask->strName);
+    }
+  }
+  return it->second;
+}
+
+std::vector<Obstacle> Obstacles::of(const GraphTask& task) {
+  std::vector<Obstacle> vecObstacles;
+  const std::set<std::string>& setPlanned = plannedOf(task.strEvent);
   if (setPlanned.count(task.strName) > 0) {
     return vecObstacles;
   }
+  const Words& words = wordsOf(m_tense);
   if (!task.blEnabled) {
-    vecObstacles.push_back(
-        {"disabled", "is disabled", fmt::format("eorva task enable {}", shellWord(task.strName)), ""});
+    vecObstacles.push_back({"disabled", fmt::format("{} disabled", words.szIs),
+                            fmt::format("eorva task enable {}", shellWord(task.strName)), ""});
   }
   if (!task.blRoot && task.vecNeeds.empty()) {
-    vecObstacles.push_back({"malformed",
-                            fmt::format("has a list of tasks to wait for that names none, \"{}\"", task.strDepend),
-                            fmt::format("eorva task edit {} --no-after", shellWord(task.strName)), ""});
+    vecObstacles.push_back(
+        {"malformed",
+         fmt::format("{} a list of tasks to wait for that names none, \"{}\"", words.szHas, task.strDepend),
+         fmt::format("eorva task edit {} --no-after", shellWord(task.strName)), ""});
   }
   for (const std::string& strNeed : task.vecNeeds) {
     if (setPlanned.count(strNeed) == 0) {
-      vecObstacles.push_back(needObstacle(graph, task, strNeed));
+      vecObstacles.push_back(needObstacle(task, strNeed));
     }
   }
   return vecObstacles;
@@ -90,6 +116,11 @@ Json::Value obstacleForPrograms(const Obstacle& obstacle) {
   jObstacle["advice"] = obstacle.strAdvice;
   jObstacle["other_task"] = obstacle.strOther.empty() ? Json::Value() : Json::Value(obstacle.strOther);
   return jObstacle;
+}
+
+Obstacle obstacleFromJson(const Json::Value& jObstacle) {
+  return {textOf(jObstacle, "code"), textOf(jObstacle, "text"), textOf(jObstacle, "advice"),
+          textOf(jObstacle, "other_task")};
 }
 
 }  // namespace Host

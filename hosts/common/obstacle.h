@@ -4,6 +4,8 @@
 #pragma once
 
 #include <json/value.h>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,14 +20,35 @@ struct Obstacle {
   std::string strOther;   ///< the task that it is about, when that is another one
 };
 
-/// Says why a task is not started when its event is fired, as far as the tasks themselves tell.
+/// Whether it stands in the way, or stood there when the event was fired.
+enum class Tense { NOW, THEN };
+
+/// Says why tasks are not started when their event is fired, as far as the tasks themselves tell.
 ///
-/// The codes: "disabled"; "malformed", a list that names nobody; "missing", "circle", "other_event", "need_disabled"
-/// and "need_blocked", about a task that it waits for.
-/// \return empty when it is started.
-std::vector<Obstacle> obstaclesOf(const TaskGraph& graph, const GraphTask& task);
+/// What an event starts is worked out once, for all of its tasks.
+class Obstacles {
+public:
+  /// \param graph  borrowed.
+  explicit Obstacles(const TaskGraph& graph, Tense tense = Tense::NOW) : m_graph(graph), m_tense(tense) {}
+
+  /// The codes: "disabled"; "malformed", a list that names nobody; "missing", "circle", "other_event", "need_disabled"
+  /// and "need_blocked", about a task that it waits for.
+  /// \return empty when the task is started.
+  std::vector<Obstacle> of(const GraphTask& task);
+
+private:
+  const std::set<std::string>& plannedOf(const std::string& strEvent);
+  Obstacle needObstacle(const GraphTask& task, const std::string& strNeed) const;
+
+  const TaskGraph& m_graph;
+  const Tense m_tense;
+  std::map<std::string, std::set<std::string>> m_mapPlanned;  ///< by event
+};
 
 /// For programs.
 Json::Value obstacleForPrograms(const Obstacle& obstacle);
+
+/// From that form.
+Obstacle obstacleFromJson(const Json::Value& jObstacle);
 
 }  // namespace Host

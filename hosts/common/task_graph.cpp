@@ -47,6 +47,11 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
     m_mapTasks.emplace(task.strName, std::move(task));
   }
+  for (const auto& [strName, task] : m_mapTasks) {
+    for (const std::string& strNeed : std::set<std::string>(task.vecNeeds.begin(), task.vecNeeds.end())) {
+      m_mapDependants[strNeed].push_back(strName);
+    }
+  }
 }
 
 const GraphTask* TaskGraph::find(const std::string& strName) const& {
@@ -66,9 +71,9 @@ std::vector<const GraphTask*> TaskGraph::tasksOf(const std::string& strEvent) co
 
 std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName) const& {
   std::vector<const GraphTask*> vecTasks;
-  for (const auto& [strOther, task] : m_mapTasks) {
-    if (std::find(task.vecNeeds.begin(), task.vecNeeds.end(), strName) != task.vecNeeds.end()) {
-      vecTasks.push_back(&task);
+  if (const auto it = m_mapDependants.find(strName); it != m_mapDependants.end()) {
+    for (const std::string& strOther : it->second) {
+      vecTasks.push_back(find(strOther));
     }
   }
   return vecTasks;

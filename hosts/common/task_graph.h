@@ -68,6 +68,7 @@ private:
   void walkUp(const std::string& strName, Walk& walk) const;
 
   std::map<std::string, GraphTask> m_mapTasks;
+  std::map<std::string, std::vector<std::string>> m_mapDependants;  ///< by name: who lists it, by name
 };
 
 }  // namespace Host

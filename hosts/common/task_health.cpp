@@ -46,12 +46,12 @@ void addFindings(const std::string& strTask, const std::vector<Finding>& vecFind
 }
 
 /// Why a task that is switched on is never started. What follows from another task's trouble is not told again.
-void checkStart(const TaskGraph& graph, const std::string& strTask, HealthFindings& findings) {
+void checkStart(const TaskGraph& graph, Obstacles& obstacles, const std::string& strTask, HealthFindings& findings) {
   const GraphTask* pTask = graph.find(strTask);
   if (pTask == nullptr || !pTask->blEnabled) {
     return;
   }
-  for (const Obstacle& obstacle : obstaclesOf(graph, *pTask)) {
+  for (const Obstacle& obstacle : obstacles.of(*pTask)) {
     if (obstacle.strCode != "need_blocked") {
       findings.push_back({obstacle.strCode == "need_disabled" ? Severity::WARNING : Severity::PROBLEM, "tasks", strTask,
                           fmt::format("task \"{}\" is never started: it {}", strTask, obstacle.strText),
@@ -64,12 +64,13 @@ void checkStart(const TaskGraph& graph, const std::string& strTask, HealthFindin
 
 void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
   const TaskGraph graph(jTasks);
+  Obstacles obstacles(graph);
   std::vector<std::string> vecNames;
   for (const Json::Value& jTask : jTasks) {
     const std::string strTask = textOf(jTask, "task_name");
     vecNames.push_back(strTask);
     const std::size_t cBefore = findings.size();
-    checkStart(graph, strTask, findings);
+    checkStart(graph, obstacles, strTask, findings);
     Findings rules = checkStoredTask(jTask, jTasks);
     if (findings.size() > cBefore) {
       // The list has been told about, with what to type.

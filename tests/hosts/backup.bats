@@ -26,7 +26,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   says "$STORE/eorvascheduler-conf.json"
   eorva export | diff before.yaml -
   eorva runs list --json | diff before.json -
-  same "tables" "task task_result" "$(sqlite3 "$DATABASE" "select name from sqlite_master where type = 'table' and name not like 'sqlite%' order by 1" | paste -sd ' ')"
+  same "tables" "firing firing_task task task_result" "$(sqlite3 "$DATABASE" "select name from sqlite_master where type = 'table' and name not like 'sqlite%' order by 1" | paste -sd ' ')"
   same "journal" wal "$(sqlite3 "$DATABASE" 'pragma journal_mode')"
 }
 

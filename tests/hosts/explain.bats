@@ -17,7 +17,7 @@ recorded() {
 @test "a task whose event was never fired" {
   add_task it bootup alice 'exit 0'
   run -0 eorva explain it
-  same "explanation" 'it has not run for its event: "bootup" has not started any task yet
+  same "explanation" 'it has not run for its event: "bootup" has not been fired yet
 if "bootup" were fired now, it would be started' "$output"
   same "verdict" '["never_fired",null,null,true]' "$(explained it '[.verdict, .last_fired, .run, .would_start_now]')"
 }
@@ -110,6 +110,59 @@ T
   recorded root 2000 2000 2005
   same "the last time" '["not_started",2000,["unknown"],1]' \
     "$(explained it '[.verdict, .last_fired, (.reasons | map(.code)), .newest_run.result_id]')"
+}
+
+# why TASK: the verdict, the codes of the reasons, and whether they were remembered.
+why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
+
+@test "a firing that starts nothing counts: what was refused then is not said to have run" {
+  add_task slow ev alice 'exec sleep 300'
+  eorva fire ev >/dev/null 3>&- &
+  wait_until runs_are 1
+  run -3 eorva fire ev
+  says 'not started: slow'
+  same "why not" '["not_started",["refused"],true]' "$(why slow)"
+  pkill -u alice sleep
+  wait %1 || true
+  same "still known when that has ended" '["not_started",["refused"],true]' "$(why slow)"
+  run -0 eorva explain slow
+  says 'slow was not started when "ev" was last fired, '
+  says $'  it was refused, because run 1 of it was alive, and it allows no second one at the same time\n'
+  says 'its newest run: run 1, started'
+}
+
+@test "what stood in the way then is told when it does so no more" {
+  add_task one ev alice 'exit 0'
+  add_task two ev alice 'exit 0' --after one
+  run -0 eorva fire ev
+  same "then" '["ran",[],true]' "$(why two)"
+  eorva task disable one
+  run -0 eorva fire ev
+  eorva task enable one
+  same "why not" '["not_started",["disabled"],true]' "$(why one)"
+  same "why not the other" '["not_started",["need_disabled"],true]' "$(why two)"
+  run -0 eorva explain two
+  same "explanation" $'  it waited for "one", which was disabled
+what it waits for, then:
+  one: not started' "$(sed -n 2,4p <<<"$output")"
+  says 'if "ev" were fired now, it would be started'
+  # It stays with the task, and with the store.
+  eorva task rename two zwei --yes
+  eorva backup kept.db
+  eorva restore kept.db --yes
+  rm -r /run/eorva
+  same "why not, still" '["not_started",["need_disabled"],true]' "$(why zwei)"
+}
+
+@test "an event that was refused as a whole was fired" {
+  add_task it ev alice 'exit 0'
+  chmod 777 "$KEPT"
+  run -1 eorva fire ev
+  chmod 711 "$KEPT"
+  same "why not" '["not_started",["not_fired"],true]' "$(why it)"
+  run -0 eorva explain it
+  says "it was not started, and nothing else either: "
+  says "may be changed by others"
 }
 
 @test "a task that is not there is named" {

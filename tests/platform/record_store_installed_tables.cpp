@@ -42,7 +42,7 @@ protected:
 TEST_F(InstalledTables, DefinitionsAndSqlAgreeOnEveryColumn) {
   const std::map<std::string, std::string> storage{
       {"integer", "INTEGER"}, {"boolean", "INTEGER"}, {"text", "TEXT"}, {"json", "TEXT"}};
-  for (const char* szTable : {"task", "task_result"}) {
+  for (const char* szTable : {"task", "task_result", "firing", "firing_task"}) {
     std::map<std::string, std::string> expected;
     for (const Json::Value& jColumn : installedDefinitions()[szTable]["columns"]) {
       expected[jColumn["name"].asString()] = storage.at(jColumn["type"].asString());
@@ -52,7 +52,7 @@ TEST_F(InstalledTables, DefinitionsAndSqlAgreeOnEveryColumn) {
 }
 
 TEST_F(InstalledTables, DefinitionsAndSqlAgreeOnTheSchemaVersion) {
-  for (const char* szTable : {"task", "task_result"}) {
+  for (const char* szTable : {"task", "task_result", "firing", "firing_task"}) {
     EXPECT_EQ(queryText(m_pDb.get(), "PRAGMA user_version"), text(installedDefinitions()[szTable]["schema"]));
   }
 }
@@ -83,6 +83,9 @@ TEST_F(InstalledTables, EveryFilterInUseHasAnIndex) {
            "SELECT * FROM task_result WHERE result_id = ? AND task_name = ?",
            "SELECT * FROM task_result WHERE task_name = ? ORDER BY result_id",
            "SELECT * FROM task_result WHERE stop_time IS NULL ORDER BY result_id",
+           "SELECT * FROM firing WHERE event = ? ORDER BY firing_id",
+           "SELECT * FROM firing_task WHERE firing_id = ? AND task_name = ?",
+           "SELECT * FROM firing_task WHERE task_name = ?",
        }) {
     EXPECT_THAT(plan(szQuery), testing::AnyOf(HasSubstr("USING INDEX"), HasSubstr("USING INTEGER PRIMARY KEY")))
         << szQuery;

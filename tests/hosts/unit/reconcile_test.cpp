@@ -202,7 +202,7 @@ TEST_F(Reconcile, ChildOfAnExecutionIsARunFromItsFirstMoment) {
   const std::string strSeen = folder.path("seen");
   const pid_t pid = forkProcess([&] {
     takeHostName();
-    const ExecutionFile file(0);
+    const ExecutionFile file(Json::Int64{0}, Json::Int64{0});
     // Earlier handlers run first: what they see is what anybody can see of a child that has done nothing yet.
     static std::string strPath;
     strPath = strSeen;
@@ -221,7 +221,7 @@ TEST_F(Reconcile, ChildOfAnExecutionIsARunFromItsFirstMoment) {
 TEST_F(Reconcile, ChildOfAnExecutionThatBeganLaterIsNotTheOldRun) {
   const pid_t pid = forkProcess(&takeRunName);
   const Json::Int64 iOld = addRun("a", pid);
-  ExecutionFile later(iOld);
+  ExecutionFile later(Json::Int64{iOld}, Json::Int64{0});
   OrvaTest::writeFile(later.path(), fmt::format("after {}\n{}\n", iOld, pid));
   EXPECT_FALSE(isRunAlive(requireRun(*m_pSession, iOld)));
   EXPECT_FALSE(processOf(*m_pSession, requireRun(*m_pSession, iOld)));
@@ -231,7 +231,7 @@ TEST_F(Reconcile, ChildOfAnExecutionThatBeganLaterIsNotTheOldRun) {
 TEST_F(Reconcile, RunThatItsExecutionWillCloseIsLeftToItAlthoughItsProcessIsGone) {
   const pid_t pid = forkProcess([] { _exit(0); });
   ASSERT_EQ(waitpid(pid, nullptr, 0), pid);
-  ExecutionFile file(0);
+  ExecutionFile file(Json::Int64{0}, Json::Int64{0});
   OrvaTest::writeFile(file.path(), fmt::format("after 0\n{}\n", pid));
   addRun("a", pid);
   EXPECT_THAT(closed(), IsEmpty());

@@ -1,0 +1,33 @@
+#include "advice.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+#include "shell_word.h"
+
+namespace Host {
+
+namespace {
+
+bool looksLikeOption(const std::string& strName) {
+  return !strName.empty() && strName.front() == '-';
+}
+
+}  // namespace
+
+std::string eorvaCommand(const std::string& strWords, const std::vector<std::string>& vecNames,
+                         const std::string& strOptions) {
+  std::string strNames;
+  for (const std::string& strName : vecNames) {
+    strNames += " " + shellWord(strName);
+  }
+  return std::any_of(vecNames.begin(), vecNames.end(), looksLikeOption)
+             ? fmt::format("eorva {}{} --{}", strWords, strOptions, strNames)
+             : fmt::format("eorva {}{}{}", strWords, strNames, strOptions);
+}
+
+std::string optionText(const std::string& strOption, const std::string& strValue) {
+  return fmt::format(" {}{}{}", strOption, looksLikeOption(strValue) ? "=" : " ", shellWord(strValue));
+}
+
+}  // namespace Host

@@ -1,0 +1,160 @@
+#include "firing.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <fmt/format.h>
+
+#include "json_read.h"
+#include "reconcile.h"
+#include "sql_text.h"
+#include "task_graph.h"
+
+namespace Host {
+
+namespace {
+
+/// A store that is busy for longer is not waited for: the tasks come first.
+constexpr std::chrono::seconds LOCK_LIMIT(2);
+
+Json::Int64 now() {
+  return static_cast<Json::Int64>(std::time(nullptr));
+}
+
+/// Why a task that is to start at once will be refused.
+std::vector<Obstacle> refusalOf(Session& session, const GraphTask& task) {
+  const Json::Int64 iRun = task.blRoot ? refusingRunOf(session, task.strName) : 0;
+  return iRun == 0 ? std::vector<Obstacle>() : std::vector<Obstacle>{refusedReason(iRun)};
+}
+
+FiringReasons reasonsAtBegin(Session& session, const std::string& strEvent, const Json::Value& jTasks,
+                             const ExecutionPlan& plan) {
+  FiringReasons mapReasons;
+  const TaskGraph graph(jTasks);
+  Obstacles obstacles(graph, Tense::THEN);
+  for (const GraphTask* pTask : graph.tasksOf(strEvent)) {
+    mapReasons[pTask->strName] = obstacles.of(*pTask);
+  }
+  for (const GraphTask& task : plan.vecTasks) {
+    mapReasons[task.strName] = refusalOf(session, task);
+  }
+  return mapReasons;
+}
+
+/// What was deleted, or got another name, a moment ago, has no place any more.
+void dropGone(Session& session, FiringReasons& mapReasons) {
+  FiringReasons mapThere;
+  for (const Json::Value& jTask : listTasks(session)) {
+    if (auto node = mapReasons.extract(textOf(jTask, "task_name"))) {
+      mapThere.insert(std::move(node));
+    }
+  }
+  mapReasons = std::move(mapThere);
+}
+
+std::vector<Json::Value> runsOf(Session& session, Json::Int64 iLastResult, const std::set<pid_t>& setChildren) {
+  std::vector<Json::Value> vecRuns;
+  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", iLastResult))) {
+    if (setChildren.count(static_cast<pid_t>(intOf(jRun, "pid"))) > 0) {
+      vecRuns.push_back(jRun);
+    }
+  }
+  return vecRuns;
+}
+
+/// \param strTime  the runs' time, or a query that gives it.
+std::vector<Json::Value> runsAt(Session& session, const Firing& firing, const std::string& strTime) {
+  const Json::Value jRuns =
+      listRuns(session, fmt::format("trigger_event = {} and result_id > {} and event_fire_time = {}",
+                                    sqlText(firing.strEvent), firing.iLastResult, strTime));
+  return {jRuns.begin(), jRuns.end()};
+}
+
+FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const FiringReasons& mapBefore) {
+  FiringReasons mapReasons;
+  const Json::Value jTasks = listTasks(session);
+  const TaskGraph graph(jTasks);
+  Obstacles obstacles(graph, Tense::THEN);
+  for (const Json::Value& jTask : jTasks) {
+    const std::string strTask = textOf(jTask, "task_name");
+    const auto it = mapBefore.find(strTask);
+    if (it != mapBefore.end() && it->second.empty() && !runOf(facts.vecRuns, strTask).isObject()) {
+      mapReasons[strTask] = whyNotStarted(session, facts, jTask, obstacles.of(*graph.find(strTask)));
+    }
+  }
+  return mapReasons;
+}
+
+/// What the execution has done so far, or had done when it was cut off.
+ExecutionFacts factsOf(Session& session, const Firing& firing) {
+  ExecutionFacts facts;
+  facts.iFired = firing.iFired;
+  if (firing.iEnded != 0) {
+    facts.state = ExecutionFacts::State::OVER;
+    facts.vecRuns = runsAt(session, firing, std::to_string(firing.iEventTime));
+  } else if (const std::optional<ExecutionReport> report = reportOfFiring(firing.iId)) {
+    facts.state = ExecutionFacts::State::UNDER_WAY;
+    facts.vecRuns = runsOf(session, firing.iLastResult, report->setChildren);
+    facts.setInTheWay = report->setInTheWay;
+  } else {
+    facts.vecRuns = runsAt(session, firing,
+                           fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
+                                       "result_id > {} and event_fire_time >= {})",
+                                       sqlText(firing.strEvent), firing.iLastResult, firing.iBegun));
+  }
+  return facts;
+}
+
+}  // namespace
+
+Json::Int64 rememberFiring(Session& session, const ExecutionRequest& request, const Json::Value& jTasks,
+                           const ExecutionPlan& plan, const std::string& strProblem) {
+  FiringReasons mapReasons = reasonsAtBegin(session, request.strName, jTasks, plan);
+  Firing firing;
+  firing.strEvent = request.strName;
+  firing.iFired = static_cast<Json::Int64>(request.firedAt);
+  firing.iBegun = now();
+  firing.iLastResult = plan.iLastResult;
+  firing.strProblem = strProblem;
+  firing.iEnded = plan.vecTasks.empty() || !strProblem.empty() ? firing.iBegun : 0;
+  FiringTable table(session);
+  WriteLock lock(session, LOCK_LIMIT);
+  dropGone(session, mapReasons);
+  const Json::Int64 iFiring = table.add(firing, mapReasons);
+  lock.commit();
+  return iFiring;
+}
+
+void rememberEnd(Session& session, const ExecutionPlan& plan, const ExecutionFile& file, bool blOverBudget) {
+  FiringTable table(session);
+  std::optional<Firing> firing = table.find(plan.iFiring);
+  if (!firing) {
+    return;
+  }
+  const ExecutionReport report = file.report();
+  ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFired,
+                       runsOf(session, plan.iLastResult, report.setChildren), report.setInTheWay, blOverBudget};
+  const FiringReasons mapReasons = reasonsAtEnd(session, facts, table.reasonsOf(firing->iId));
+  firing->iEnded = now();
+  firing->iEventTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");
+  WriteLock lock(session, LOCK_LIMIT);
+  table.end(*firing, mapReasons);
+  lock.commit();
+}
+
+std::optional<LastFiring> lastFiring(Session& session, const std::string& strEvent) {
+  FiringTable table(session);
+  std::optional<Firing> firing = table.newest(strEvent);
+  if (!firing) {
+    return std::nullopt;
+  }
+  ExecutionFacts facts = factsOf(session, *firing);
+  // It may have ended between the two looks.
+  if (facts.state == ExecutionFacts::State::UNKNOWN) {
+    firing = table.find(firing->iId).value_or(*firing);
+    facts = factsOf(session, *firing);
+  }
+  return LastFiring{*firing, std::move(facts), table.reasonsOf(firing->iId)};
+}
+
+}  // namespace Host

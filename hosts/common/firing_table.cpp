@@ -1,0 +1,143 @@
+#include "firing_table.h"
+
+#include <fmt/format.h>
+#include <iterator>
+
+#include "failure.h"
+#include "json_read.h"
+
+namespace Host {
+
+namespace {
+
+/// Executions of one event can overlap, and each writes down its end.
+constexpr Json::ArrayIndex KEPT_FIRINGS = 4;
+
+Json::Value definitions() {
+  Json::Value jDefinitions;
+  if (loadTableDef(jDefinitions) < 0) {
+    throw Failure("cannot read the definitions of the store's tables");
+  }
+  return jDefinitions;
+}
+
+Json::Value idFilter(const char* szKey, Json::Int64 iId) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter[szKey] = iId;
+  return jFilter;
+}
+
+Json::Value reasonsJson(const std::vector<Obstacle>& vecReasons) {
+  Json::Value jReasons(Json::arrayValue);
+  for (const Obstacle& reason : vecReasons) {
+    jReasons.append(obstacleForPrograms(reason));
+  }
+  return jReasons;
+}
+
+std::vector<Obstacle> reasonsFromJson(const Json::Value& jReasons) {
+  std::vector<Obstacle> vecReasons;
+  for (const Json::Value& jReason : jReasons.isArray() ? jReasons : Json::Value(Json::arrayValue)) {
+    vecReasons.push_back(obstacleFromJson(jReason));
+  }
+  return vecReasons;
+}
+
+Firing firingFromJson(const Json::Value& jFiring) {
+  return {intOf(jFiring, "firing_id"),   textOf(jFiring, "event"),   intOf(jFiring, "fire_time"),
+          intOf(jFiring, "begin_time"),  intOf(jFiring, "end_time"), intOf(jFiring, "event_fire_time"),
+          intOf(jFiring, "last_result"), textOf(jFiring, "problem")};
+}
+
+void setEnd(Json::Value& jFiring, const Firing& firing) {
+  if (firing.iEnded != 0) {
+    jFiring["end_time"] = firing.iEnded;
+    jFiring["event_fire_time"] = firing.iEventTime;
+  }
+}
+
+Json::Value list(OrvaJsonDbApi& table, const Json::Value& jFilter) {
+  Json::Value jRows;
+  if (table.recList(jFilter, jRows) < 0 || !jRows.isArray()) {
+    throw Failure("cannot read in the store what is remembered of events");
+  }
+  return jRows;
+}
+
+void demand(bool blDone) {
+  if (!blDone) {
+    throw Failure("cannot write to the store what is to be remembered of the event");
+  }
+}
+
+}  // namespace
+
+FiringTable::FiringTable(Session& session)
+    : m_firings(session.db(), "firing", definitions(), ""), m_tasks(session.db(), "firing_task", definitions(), "") {}
+
+Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReasons) {
+  Json::Value jFiring(Json::objectValue);
+  jFiring["event"] = firing.strEvent;
+  jFiring["fire_time"] = firing.iFired;
+  jFiring["begin_time"] = firing.iBegun;
+  jFiring["last_result"] = firing.iLastResult;
+  if (!firing.strProblem.empty()) {
+    jFiring["problem"] = firing.strProblem;
+  }
+  setEnd(jFiring, firing);
+  Json::Value jCreated;
+  demand(m_firings.recCreate(jFiring, jCreated) >= 0);
+  const Json::Int64 iFiring = intOf(jCreated, "firing_id");
+  for (const auto& [strTask, vecReasons] : mapReasons) {
+    Json::Value jTask = idFilter("firing_id", iFiring);
+    jTask["task_name"] = strTask;
+    jTask["reasons"] = reasonsJson(vecReasons);
+    demand(m_tasks.recCreate(jTask, jCreated) >= 0);
+  }
+  forgetOld(firing.strEvent);
+  return iFiring;
+}
+
+void FiringTable::end(const Firing& firing, const FiringReasons& mapReasons) {
+  Json::Value jFiring(Json::objectValue);
+  setEnd(jFiring, firing);
+  demand(m_firings.recUpdateByFilter(idFilter("firing_id", firing.iId), jFiring) >= 0);
+  for (const auto& [strTask, vecReasons] : mapReasons) {
+    Json::Value jFilter = idFilter("firing_id", firing.iId);
+    jFilter["task_name"] = strTask;
+    Json::Value jUpdate(Json::objectValue);
+    jUpdate["reasons"] = reasonsJson(vecReasons);
+    demand(m_tasks.recUpdateByFilter(jFilter, jUpdate) >= 0);
+  }
+}
+
+std::optional<Firing> FiringTable::newest(const std::string& strEvent) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter["event"] = strEvent;
+  const Json::Value jFirings = list(m_firings, jFilter);
+  return jFirings.empty() ? std::nullopt : std::optional(firingFromJson(jFirings[jFirings.size() - 1]));
+}
+
+std::optional<Firing> FiringTable::find(Json::Int64 iFiring) {
+  const Json::Value jFirings = list(m_firings, idFilter("firing_id", iFiring));
+  return jFirings.empty() ? std::nullopt : std::optional(firingFromJson(jFirings[0]));
+}
+
+FiringReasons FiringTable::reasonsOf(Json::Int64 iFiring) {
+  FiringReasons mapReasons;
+  for (const Json::Value& jTask : list(m_tasks, idFilter("firing_id", iFiring))) {
+    mapReasons[textOf(jTask, "task_name")] = reasonsFromJson(memberOf(jTask, "reasons"));
+  }
+  return mapReasons;
+}
+
+void FiringTable::forgetOld(const std::string& strEvent) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter["event"] = strEvent;
+  const Json::Value jFirings = list(m_firings, jFilter);
+  for (Json::ArrayIndex i = 0; i + KEPT_FIRINGS < jFirings.size(); ++i) {
+    demand(m_firings.recDelete(idFilter("firing_id", intOf(jFirings[i], "firing_id")), false) >= 0);
+  }
+}
+
+}  // namespace Host

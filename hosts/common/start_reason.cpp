@@ -1,0 +1,169 @@
+#include "start_reason.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+#include "depend_text.h"
+#include "json_read.h"
+#include "outcome.h"
+#include "reconcile.h"
+#include "shell_word.h"
+#include "sql_text.h"
+
+namespace Host {
+
+namespace {
+
+using State = ExecutionFacts::State;
+
+/// A task is started a moment after it is due, but within this.
+constexpr Json::Int64 START_SECONDS = 3;
+
+bool isOpen(const Json::Value& jRun) {
+  return jRun.isObject() && !jRun.isMember("stop_time");
+}
+
+bool goesOn(const ExecutionFacts& facts, const Json::Value& jRun) {
+  return facts.state != State::OVER && isRunning(jRun);
+}
+
+bool wasInterrupted(const ExecutionFacts& facts, const Json::Value& jRun) {
+  return textOf(memberOf(jRun, "exit_info"), "exit_type") == EXIT_INTERRUPTED || (isOpen(jRun) && !goesOn(facts, jRun));
+}
+
+std::string showRun(Json::Int64 iRun) {
+  return fmt::format("eorva runs show {}", iRun);
+}
+
+Obstacle needReason(const ExecutionFacts& facts, const NeedState& need) {
+  const Json::Int64 iRun = intOf(need.jRun, "result_id");
+  if (!need.jRun.isObject()) {
+    return {"need_not_started", fmt::format("waited for \"{}\", which was not started", need.strName),
+            fmt::format("eorva explain {}", shellWord(need.strName)), need.strName};
+  }
+  if (goesOn(facts, need.jRun)) {
+    return {"need_running", fmt::format("waits for \"{}\", which is still running (run {})", need.strName, iRun),
+            showRun(iRun), need.strName};
+  }
+  return {"need_interrupted", fmt::format("waited for \"{}\", which was interrupted (run {})", need.strName, iRun),
+          showRun(iRun), need.strName};
+}
+
+/// A run of the task that was alive when another one was due: at once, or after the last that it waited for.
+Json::Int64 runInTheWay(Session& session, const ExecutionFacts& facts, const Json::Value& jTask) {
+  if (boolOf(jTask, "run_the_same_time")) {
+    return 0;
+  }
+  Json::Int64 iDue = facts.iFired;
+  for (const NeedState& need : needsOf(facts.vecRuns, jTask)) {
+    iDue = std::max(iDue, intOf(need.jRun, "stop_time"));
+  }
+  const Json::Value jRuns =
+      listRuns(session,
+               fmt::format("task_name = {} and start_time <= {} and (stop_time is null or stop_time >= {})",
+                           sqlText(textOf(jTask, "task_name")), iDue + START_SECONDS, iDue),
+               1);
+  return jRuns.empty() ? 0 : intOf(jRuns[0], "result_id");
+}
+
+/// The run that the execution itself has met.
+Json::Int64 runThatWasMet(Session& session, const ExecutionFacts& facts, const std::string& strTask) {
+  for (const Json::Int64 iRun : facts.setInTheWay) {
+    const Json::Value jRuns = listRuns(session, fmt::format("result_id = {}", iRun));
+    if (!jRuns.empty() && textOf(jRuns[0], "task_name") == strTask) {
+      return iRun;
+    }
+  }
+  return 0;
+}
+
+/// Why a task that nothing stood in the way of was not started.
+Obstacle otherReason(Session& session, const ExecutionFacts& facts, const Json::Value& jTask) {
+  if (const Json::Int64 iRun = runThatWasMet(session, facts, textOf(jTask, "task_name")); iRun != 0) {
+    return refusedReason(iRun);
+  }
+  if (facts.state == State::UNDER_WAY) {
+    return {"waiting", "has not been started yet, and the execution is still under way", "", ""};
+  }
+  if (facts.blOverBudget) {
+    return {"budget", "was not reached: the time for the event was used up", "eorva config show", ""};
+  }
+  if (const Json::Int64 iRun = runInTheWay(session, facts, jTask); iRun != 0) {
+    return refusedReason(iRun);
+  }
+  const auto it = std::find_if(facts.vecRuns.begin(), facts.vecRuns.end(),
+                               [&](const Json::Value& jRun) { return wasInterrupted(facts, jRun); });
+  if (it != facts.vecRuns.end()) {
+    return {"interrupted",
+            fmt::format("was not reached: the execution was cut off, and run {} of \"{}\" with it",
+                        intOf(*it, "result_id"), textOf(*it, "task_name")),
+            showRun(intOf(*it, "result_id")), ""};
+  }
+  if (facts.state == State::OVER) {
+    return {"unknown", "could not be started", "journalctl -t eorva", ""};
+  }
+  return {"unknown",
+          "may have been added, enabled or changed after that, or its run was deleted, or could not be begun",
+          "journalctl -t eorva", ""};
+}
+
+}  // namespace
+
+Json::Value runOf(const std::vector<Json::Value>& vecRuns, const std::string& strTask) {
+  const auto it = std::find_if(vecRuns.begin(), vecRuns.end(),
+                               [&](const Json::Value& jRun) { return textOf(jRun, "task_name") == strTask; });
+  return it == vecRuns.end() ? Json::Value() : *it;
+}
+
+std::vector<NeedState> needsOf(const std::vector<Json::Value>& vecRuns, const Json::Value& jTask) {
+  std::vector<NeedState> vecNeeds;
+  for (const std::string& strNeed : readDependText(textOf(jTask, "depend_on_task"))) {
+    vecNeeds.push_back({strNeed, runOf(vecRuns, strNeed)});
+  }
+  return vecNeeds;
+}
+
+bool isRunning(const Json::Value& jRun) {
+  return isOpen(jRun) && isRunAlive(jRun);
+}
+
+Json::Int64 refusingRunOf(Session& session, const std::string& strTask) {
+  if (boolOf(findTask(session, strTask), "run_the_same_time") || livePidsOf(session, strTask).empty()) {
+    return 0;
+  }
+  const Json::Value jRuns = listRuns(session, fmt::format("task_name = {} and stop_time is null", sqlText(strTask)), 1);
+  return jRuns.empty() ? 0 : intOf(jRuns[0], "result_id");
+}
+
+Obstacle refusedReason(Json::Int64 iRun) {
+  return {
+      "refused",
+      fmt::format("was refused, because run {} of it was alive, and it allows no second one at the same time", iRun),
+      showRun(iRun), ""};
+}
+
+std::vector<Obstacle> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
+                                    const std::vector<Obstacle>& vecObstacles) {
+  std::vector<Obstacle> vecReasons;
+  // What a task that it waits for did is known better than what keeps that one from being started.
+  for (const Obstacle& obstacle : vecObstacles) {
+    const bool blItself = obstacle.strOther.empty() && obstacle.strCode != "running";
+    if (blItself || obstacle.strCode == "missing" || obstacle.strCode == "other_event" ||
+        obstacle.strCode == "circle") {
+      vecReasons.push_back(obstacle);
+    }
+  }
+  for (const NeedState& need : needsOf(facts.vecRuns, jTask)) {
+    const bool blNamed = std::any_of(vecReasons.begin(), vecReasons.end(),
+                                     [&](const Obstacle& reason) { return reason.strOther == need.strName; });
+    if (!blNamed && (!need.jRun.isObject() || isOpen(need.jRun) || wasInterrupted(facts, need.jRun))) {
+      vecReasons.push_back(needReason(facts, need));
+    }
+  }
+  if (vecReasons.empty()) {
+    vecReasons.push_back(otherReason(session, facts, jTask));
+  }
+  return vecReasons;
+}
+
+}  // namespace Host
