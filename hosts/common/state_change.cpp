@@ -1,11 +1,13 @@
 #include "state_change.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <set>
 
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "depend_text.h"
 #include "failure.h"
 #include "json_read.h"
 #include "output_folder.h"
@@ -20,14 +22,16 @@ constexpr int LEVEL_INFORMATION = 1;
 constexpr unsigned EVENT_TASK_CREATED = 0x14400004;
 constexpr unsigned EVENT_TASK_DELETED = 0x14400005;
 
-Json::Value tasksBesides(const ServerState& state, const std::string& strTask) {
+TaskGraph graphOf(const ServerState& state) {
   Json::Value jTasks(Json::arrayValue);
   for (const auto& [strName, jTask] : state.mapTasks) {
-    if (strName != strTask) {
-      jTasks.append(jTask);
+    Json::Value& jShort = jTasks.append(Json::objectValue);
+    // A script can be long, and says nothing about who waits for whom.
+    for (const char* szMember : {"task_name", "event", "enable", "depend_on_task"}) {
+      jShort[szMember] = memberOf(jTask, szMember);
     }
   }
-  return jTasks;
+  return TaskGraph(jTasks);
 }
 
 std::vector<std::string> errorsOf(const std::string& strTask, const Findings& findings) {
@@ -39,31 +43,50 @@ std::vector<std::string> errorsOf(const std::string& strTask, const Findings& fi
   return vecErrors;
 }
 
-/// What is wrong with a task that stays as it is, and was not wrong before: it may wait for one that changes.
-void checkUntouched(const ServerState& before, const ServerState& after, const std::string& strTask, Events events,
-                    std::vector<std::string>& vecErrors) {
-  const Json::Value& jTask = after.mapTasks.at(strTask);
-  if (textOf(jTask, "depend_on_task").empty()) {
-    return;
-  }
-  const std::vector<std::string> vecOld = errorsOf(strTask, checkNewTask(jTask, tasksBesides(before, strTask), events));
+/// Tells whether a task waits for one that is created, changed or deleted.
+bool waitsForChange(const Json::Value& jTask, const std::set<std::string>& setTouched) {
+  const std::vector<std::string> vecNeeds = readDependText(textOf(jTask, "depend_on_task"));
+  return std::any_of(vecNeeds.begin(), vecNeeds.end(),
+                     [&](const std::string& strNeed) { return setTouched.count(strNeed) > 0; });
+}
+
+std::set<std::string> touchedTasks(const StateDifference& difference) {
+  std::set<std::string> setTouched(difference.vecCreated.begin(), difference.vecCreated.end());
+  setTouched.insert(difference.vecChanged.begin(), difference.vecChanged.end());
+  setTouched.insert(difference.vecDeleted.begin(), difference.vecDeleted.end());
+  return setTouched;
+}
+
+/// What is wrong with a task that stays as it is, and was not wrong before.
+std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& before, const TaskGraph& after,
+                                   Events events) {
+  const std::string strTask = textOf(jTask, "task_name");
+  const std::vector<std::string> vecOld = errorsOf(strTask, checkTaskAmong(jTask, before, events));
   const std::set<std::string> setOld(vecOld.begin(), vecOld.end());
-  for (std::string& strError : errorsOf(strTask, checkNewTask(jTask, tasksBesides(after, strTask), events))) {
+  std::vector<std::string> vecErrors;
+  for (std::string& strError : errorsOf(strTask, checkTaskAmong(jTask, after, events))) {
     if (setOld.count(strError) == 0) {
       vecErrors.push_back(std::move(strError));
     }
   }
+  return vecErrors;
 }
 
 void checkTasks(const ServerState& before, const ServerState& after, Events events, std::vector<std::string>& vecErrors,
                 std::vector<std::string>& vecWarnings) {
+  const StateDifference difference = differenceOf(before, after);
+  const std::set<std::string> setTouched = touchedTasks(difference);
+  const TaskGraph graphBefore = graphOf(before);
+  const TaskGraph graphAfter = graphOf(after);
   for (const auto& [strTask, jTask] : after.mapTasks) {
-    const auto itBefore = before.mapTasks.find(strTask);
-    if (itBefore != before.mapTasks.end() && itBefore->second == jTask) {
-      checkUntouched(before, after, strTask, events, vecErrors);
+    if (setTouched.count(strTask) == 0) {
+      if (waitsForChange(jTask, setTouched)) {
+        const std::vector<std::string> vecNew = newErrors(jTask, graphBefore, graphAfter, events);
+        vecErrors.insert(vecErrors.end(), vecNew.begin(), vecNew.end());
+      }
       continue;
     }
-    const Findings findings = checkNewTask(jTask, tasksBesides(after, strTask), events);
+    const Findings findings = checkTaskAmong(jTask, graphAfter, events);
     for (std::string& strError : errorsOf(strTask, findings)) {
       vecErrors.push_back(std::move(strError));
     }

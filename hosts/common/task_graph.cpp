@@ -32,7 +32,7 @@ std::string patternOf(const std::string& strName) {
 struct TaskGraph::Walk {
   std::map<std::string, unsigned> mapCost;
   std::vector<std::string> vecPath;
-  std::vector<std::string> vecProblems;
+  std::vector<Endless> vecProblems;
 };
 
 TaskGraph::TaskGraph(const Json::Value& jTasks) {
@@ -124,8 +124,12 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
   return vecPlan;
 }
 
-std::vector<std::string> TaskGraph::matchesOf(const std::string& strName) const {
-  std::vector<std::string> vecNames;
+const std::vector<std::string>& TaskGraph::matchesOf(const std::string& strName) const {
+  const auto [it, blNew] = m_mapMatches.try_emplace(strName);
+  std::vector<std::string>& vecNames = it->second;
+  if (!blNew) {
+    return vecNames;
+  }
   const std::string strPattern = patternOf(strName);
   for (const auto& [strOther, task] : m_mapTasks) {
     if (!task.strDepend.empty() && matches(strPattern, task.strDepend)) {
@@ -148,8 +152,9 @@ void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
                                          walk.vecPath.end());
       // Told alike wherever the walk came into it.
       std::rotate(vecCircle.begin(), std::min_element(vecCircle.begin(), vecCircle.end()), vecCircle.end());
-      walk.vecProblems.push_back(fmt::format("the tasks wait for each other in a circle: {} -> {}",
-                                             fmt::join(vecCircle, " -> "), vecCircle.front()));
+      walk.vecProblems.push_back({fmt::format("the tasks wait for each other in a circle: {} -> {}",
+                                              fmt::join(vecCircle, " -> "), vecCircle.front()),
+                                  vecCircle.front(), vecCircle.back()});
     }
     cQueries = std::min(cQueries + walk.mapCost[strNext], MAX_QUERIES + 1);
   }
@@ -157,9 +162,10 @@ void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
   walk.mapCost[strName] = cQueries;
   if (cQueries > MAX_QUERIES) {
     walk.vecProblems.push_back(
-        fmt::format("there are too many ways through the tasks that wait for \"{}\": a walk would ask the store more "
-                    "than {} times",
-                    strName, MAX_QUERIES));
+        {fmt::format("there are too many ways through the tasks that wait for \"{}\": a walk would ask the store more "
+                     "than {} times",
+                     strName, MAX_QUERIES),
+         strName, ""});
   }
 }
 
@@ -177,13 +183,22 @@ void TaskGraph::walkUp(const std::string& strName, Walk& walk) const {
   walk.mapCost[strName] = cQueries;
   if (cQueries > MAX_QUERIES) {
     walk.vecProblems.push_back(
-        fmt::format("there are too many ways through the tasks that \"{}\" waits for: a walk would ask the store more "
-                    "than {} times",
-                    strName, MAX_QUERIES));
+        {fmt::format("there are too many ways through the tasks that \"{}\" waits for: a walk would ask the store more "
+                     "than {} times",
+                     strName, MAX_QUERIES),
+         strName, ""});
   }
 }
 
 std::vector<std::string> TaskGraph::whyEndless(const std::vector<std::string>& vecNames) const {
+  std::vector<std::string> vecReasons;
+  for (Endless& endless : endlessWalks(vecNames)) {
+    vecReasons.push_back(std::move(endless.strText));
+  }
+  return vecReasons;
+}
+
+std::vector<TaskGraph::Endless> TaskGraph::endlessWalks(const std::vector<std::string>& vecNames) const {
   Walk down;
   Walk up;
   for (const std::string& strName : vecNames) {
@@ -194,7 +209,7 @@ std::vector<std::string> TaskGraph::whyEndless(const std::vector<std::string>& v
       walkUp(strName, up);
     }
   }
-  std::vector<std::string> vecProblems = std::move(down.vecProblems);
+  std::vector<Endless> vecProblems = std::move(down.vecProblems);
   vecProblems.insert(vecProblems.end(), up.vecProblems.begin(), up.vecProblems.end());
   // One cause is enough: of a heavy graph every task further up would be reported too.
   const std::size_t cShown = 3;
@@ -202,10 +217,10 @@ std::vector<std::string> TaskGraph::whyEndless(const std::vector<std::string>& v
   return vecProblems;
 }
 
-std::vector<std::string> TaskGraph::whyConfused(const std::string& strName) const {
+std::vector<std::string> TaskGraph::whyConfused(const std::string& strName, const std::string& strBesides) const {
   std::vector<std::string> vecReasons;
   for (const auto& [strOther, task] : m_mapTasks) {
-    if (strOther == strName) {
+    if (strOther == strName || strOther == strBesides) {
       continue;
     }
     if (matches(strName, strOther) && matches(strOther, strName)) {

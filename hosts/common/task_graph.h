@@ -53,9 +53,20 @@ public:
   /// \return one sentence a problem; empty when all is well.
   std::vector<std::string> whyEndless(const std::vector<std::string>& vecNames) const;
 
+  /// A walk that would not end in reasonable time.
+  struct Endless {
+    std::string strText;
+    std::string strTask;  ///< a task on the way; in a circle one that waits for the next
+    std::string strNeed;  ///< what it waits for in a circle; empty when there is none
+  };
+
+  /// The same, with the tasks that it is about.
+  std::vector<Endless> endlessWalks(const std::vector<std::string>& vecNames) const;
+
   /// Says which other task the library could take for this one.
+  /// \param strBesides  a task that is not looked at.
   /// \return one sentence a task.
-  std::vector<std::string> whyConfused(const std::string& strName) const;
+  std::vector<std::string> whyConfused(const std::string& strName, const std::string& strBesides = "") const;
 
   /// Says why an execution of these tasks is refused: names that are obeyed, or confused, and walks that do not end.
   std::vector<std::string> whyUnsafe(const std::vector<const GraphTask*>& vecTasks) const;
@@ -63,12 +74,13 @@ public:
 private:
   struct Walk;
 
-  std::vector<std::string> matchesOf(const std::string& strName) const;
+  const std::vector<std::string>& matchesOf(const std::string& strName) const;
   void walkDown(const std::string& strName, Walk& walk) const;
   void walkUp(const std::string& strName, Walk& walk) const;
 
   std::map<std::string, GraphTask> m_mapTasks;
-  std::map<std::string, std::vector<std::string>> m_mapDependants;  ///< by name: who lists it, by name
+  mutable std::map<std::string, std::vector<std::string>> m_mapMatches;  ///< what matchesOf() has found
+  std::map<std::string, std::vector<std::string>> m_mapDependants;       ///< by name: who lists it, by name
 };
 
 }  // namespace Host

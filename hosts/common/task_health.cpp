@@ -71,7 +71,7 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     vecNames.push_back(strTask);
     const std::size_t cBefore = findings.size();
     checkStart(graph, obstacles, strTask, findings);
-    Findings rules = checkStoredTask(jTask, jTasks);
+    Findings rules = checkStoredTask(jTask, graph);
     if (findings.size() > cBefore) {
       // The list has been told about, with what to type.
       rules.vecErrors.erase(

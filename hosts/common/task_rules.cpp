@@ -76,7 +76,11 @@ class Checker {
 public:
   /// \param jTasks  the stored tasks besides the one that is looked at.
   Checker(const Json::Value& jTask, const Json::Value& jTasks, Events events)
-      : m_jTask(jTask), m_jTasks(jTasks), m_events(events), m_graph(jTasks) {}
+      : m_jTask(jTask), m_jTasks(jTasks), m_events(events), m_ownGraph(std::in_place, jTasks), m_graph(*m_ownGraph) {}
+
+  /// \param graph  all tasks, the one that is looked at among them.
+  Checker(const Json::Value& jTask, const TaskGraph& graph, Events events)
+      : m_jTask(jTask), m_jTasks(Json::Value::nullSingleton()), m_events(events), m_graph(graph) {}
 
   /// What a task shows by itself, and with the tasks that it waits for.
   Findings runAlone() {
@@ -152,7 +156,7 @@ private:
       error("task_name", std::move(strWhy));
       return;
     }
-    if (m_graph.find(*strName) != nullptr) {
+    if (m_ownGraph && m_graph.find(*strName) != nullptr) {
       error("task_name", "is the name of another task already");
       return;
     }
@@ -323,9 +327,16 @@ private:
   /// The walks that come through the task, and those that come through what waits for it: under a new name these have
   /// another list.
   void checkGraph() {
+    if (!m_ownGraph) {
+      checkWalks(m_graph);
+      return;
+    }
     Json::Value jAll = m_jTasks;
     jAll.append(m_jTask);
-    const TaskGraph graph(jAll);
+    checkWalks(TaskGraph(jAll));
+  }
+
+  void checkWalks(const TaskGraph& graph) {
     const std::string strTask = textOf(m_jTask, "task_name");
     std::vector<std::string> vecNames = {strTask};
     for (const GraphTask* pTask : graph.dependantsOf(strTask)) {
@@ -339,7 +350,8 @@ private:
   const Json::Value& m_jTask;
   const Json::Value& m_jTasks;
   const Events m_events;
-  const TaskGraph m_graph;
+  const std::optional<TaskGraph> m_ownGraph;  ///< nothing when somebody else has built one, once for all tasks
+  const TaskGraph& m_graph;
   Findings m_findings;
 };
 
@@ -425,11 +437,13 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
   return findings;
 }
 
-Findings checkStoredTask(const Json::Value& jStored, const Json::Value& jTasks) {
-  const std::string strTask = textOf(jStored, "task_name");
+Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, Events events) {
+  return Checker(jTask, graph, events).run();
+}
+
+Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph) {
   const Json::Value jTask = requestOf(jStored);
-  const Json::Value jOthers = tasksBesides(jTasks, strTask, strTask);
-  return Checker(jTask, jOthers, Events::ANY).runAlone();
+  return Checker(jTask, graph, Events::ANY).runAlone();
 }
 
 }  // namespace Host

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "task_graph.h"
+
 namespace Host {
 
 /// What is wrong with one member of a record.
@@ -48,8 +50,13 @@ Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Event
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
                           Events events);
 
+/// Looks one of many new tasks over, as checkNewTask() does, with a graph that is built once for all of them.
+/// \param graph  the tasks as they will be, this one among them.
+Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, Events events);
+
 /// Looks a stored task over: what stands in it may have been sound once, or have been stored by other means. Its event
 /// may be any, and of a task that waits for one of another event only the one that waits is reported.
-Findings checkStoredTask(const Json::Value& jStored, const Json::Value& jTasks);
+/// \param graph  the stored tasks.
+Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph);
 
 }  // namespace Host
