@@ -10,6 +10,7 @@
 #include "common/json_read.h"
 #include "common/lost_output.h"
 #include "common/reconcile.h"
+#include "common/terminal_text.h"
 #include "context.h"
 #include "present.h"
 
@@ -26,7 +27,7 @@ struct CheckOptions {
 void repair(Host::Session& session) {
   for (const Json::Value& jRun : Host::reconcile(session)) {
     printNote(fmt::format("run {} of \"{}\" was interrupted; it is closed now", Host::intOf(jRun, "result_id"),
-                          Host::textOf(jRun, "task_name")));
+                          Host::onOneLine(Host::textOf(jRun, "task_name"))));
   }
   try {
     for (const Host::LostOutput& lost : Host::returnLostOutput(session)) {
@@ -51,12 +52,14 @@ HealthFindings findAll(bool blRepair) {
     Host::checkRuns(*session, findings);
     Host::checkLostOutput(*session, findings);
   } catch (const Host::Failure& error) {
-    findings.push_back({HealthFinding::Severity::PROBLEM, "store", Host::DATABASE_PATH, error.what(), "eorva init"});
+    findings.push_back(
+        {HealthFinding::Severity::PROBLEM, "store", Host::DATABASE_PATH, error.what(), Host::storeAdvice()});
   }
   Host::checkStore(session ? &*session : nullptr, findings);
   Host::checkConfiguration(jTasks, findings);
   Host::checkMailProgram(jTasks, findings);
   Host::checkEvents(jTasks, findings);
+  Host::checkTimers(findings);
   Host::checkTasks(jTasks, findings);
   return findings;
 }
@@ -67,8 +70,8 @@ const char* severityWord(HealthFinding::Severity severity) {
 
 void printFindings(const HealthFindings& findings, long cProblems) {
   for (const HealthFinding& finding : findings) {
-    fmt::print("{}: {}\n", severityWord(finding.severity), finding.strText);
-    fmt::print("    {}\n", finding.strAdvice);
+    fmt::print("{}: {}\n", severityWord(finding.severity), Host::onOneLine(finding.strText));
+    fmt::print("    {}\n", Host::onOneLine(finding.strAdvice));
   }
   if (findings.empty()) {
     fmt::print("all is well\n");

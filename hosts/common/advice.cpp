@@ -30,4 +30,12 @@ std::string optionText(const std::string& strOption, const std::string& strValue
   return fmt::format(" {}{}{}", strOption, looksLikeOption(strValue) ? "=" : " ", shellWord(strValue));
 }
 
+std::string needsCommand(const std::string& strTask, const std::vector<std::string>& vecNeeds) {
+  std::string strOptions;
+  for (const std::string& strNeed : vecNeeds) {
+    strOptions += optionText("--after", strNeed);
+  }
+  return eorvaCommand("task edit", {strTask}, strOptions.empty() ? " --no-after" : strOptions);
+}
+
 }  // namespace Host

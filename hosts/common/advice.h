@@ -17,4 +17,7 @@ std::string eorvaCommand(const std::string& strWords, const std::vector<std::str
 /// " --option VALUE"; joined by "=" where the value looks like an option itself.
 std::string optionText(const std::string& strOption, const std::string& strValue);
 
+/// The command that gives a task a list of tasks to wait for.
+std::string needsCommand(const std::string& strTask, const std::vector<std::string>& vecNeeds);
+
 }  // namespace Host

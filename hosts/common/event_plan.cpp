@@ -7,9 +7,9 @@
 #include <set>
 #include <tuple>
 
+#include "advice.h"
 #include "json_read.h"
 #include "reconcile.h"
-#include "shell_word.h"
 #include "sql_text.h"
 
 namespace Host {
@@ -31,7 +31,7 @@ RunningTasks refusedTasks(Session& session, const Json::Value& jTasks) {
       mapRunning[textOf(jTask, "task_name")] = {
           "running",
           fmt::format("is running (process {}), and allows no second run at the same time", fmt::join(vecPids, ", ")),
-          fmt::format("eorva runs list --task {}", shellWord(textOf(jTask, "task_name"))), ""};
+          eorvaCommand("runs list", {}, optionText("--task", textOf(jTask, "task_name"))), ""};
     }
   }
   return mapRunning;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <fmt/format.h>
+#include <memory>
 #include <optional>
 #include <set>
 #include <sqlite3.h>
@@ -12,7 +14,7 @@
 
 #include "orva_platform.h"
 
-#include "event_state.h"
+#include "advice.h"
 #include "failure.h"
 #include "host_settings.h"
 #include "installed_paths.h"
@@ -21,6 +23,7 @@
 #include "output_folder.h"
 #include "reconcile.h"
 #include "script_check.h"
+#include "shares.h"
 #include "shell_word.h"
 
 namespace Host {
@@ -73,8 +76,23 @@ std::size_t ownersOf(const Json::Value& jTasks) {
   return setOwners.size();
 }
 
+/// Names a share that can be used, when there is one.
+std::string setOutputCommand() {
+  std::string strShare;
+  try {
+    for (const SharePtr& pShare : readShares().vecShare) {
+      if (strShare.empty() && whyUnusable(*pShare).empty()) {
+        strShare = pShare->szName;
+      }
+    }
+  } catch (const Failure&) {
+    // 'eorva share list' says what is the matter.
+  }
+  return strShare.empty() ? "eorva share list" : eorvaCommand("config set", {}, optionText("--output-path", strShare));
+}
+
 void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
-  constexpr char SET_OUTPUT[] = "eorva config set --output-path SHARE";
+  const std::string strSetOutput = setOutputCommand();
   try {
     const std::optional<OutputFolder> folder = OutputFolder::configured();
     if (folder) {
@@ -84,9 +102,9 @@ void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
       const bool blAccepted = readHostSettings(vecProblems).blSharedScript;
       findings.push_back({blAccepted ? Severity::WARNING : Severity::PROBLEM, "output", "",
                           "no output is kept, and so a script of one owner can be run with the rights of another",
-                          SET_OUTPUT});
+                          strSetOutput});
     } else {
-      findings.push_back({Severity::WARNING, "output", "", "no output of runs is kept", SET_OUTPUT});
+      findings.push_back({Severity::WARNING, "output", "", "no output of runs is kept", strSetOutput});
     }
     if (const std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
       findings.push_back({Severity::PROBLEM, "output", folder ? folder->path() : "/tmp", strWarning,
@@ -94,11 +112,28 @@ void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
                                       shellWord(folder ? folder->path() : "/tmp"))});
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::PROBLEM, "output", "", error.what(), SET_OUTPUT});
+    findings.push_back({Severity::PROBLEM, "output", "", error.what(), strSetOutput});
   }
 }
 
 }  // namespace
+
+std::string storeAdvice() {
+  if (access(DATABASE_PATH, F_OK) < 0) {
+    return errno == ENOENT ? "eorva init" : fmt::format("ls -ld {} {}", STORE_FOLDER, DATABASE_PATH);
+  }
+  sqlite3* pDb = nullptr;
+  sqlite3_open_v2(DATABASE_PATH, &pDb, SQLITE_OPEN_READWRITE, nullptr);
+  const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> guard(pDb, &sqlite3_close);
+  if (pDb != nullptr && failedPragma(pDb, "PRAGMA quick_check(1);").empty()) {
+    return "journalctl -t eorva -n 20";
+  }
+  // What stands beside it belongs to it: a journal of this one must not be read into the next one.
+  return fmt::format(
+      "mkdir {0}/damaged && mv {1}* {0}/damaged/ && eorva init && eorva restore FILE      # FILE: what "
+      "'eorva backup' has written; without one, sqlite3 {0}/damaged/eorvascheduler.db .recover",
+      STORE_FOLDER, DATABASE_PATH);
+}
 
 void checkStore(const Session* pSession, HealthFindings& findings) {
   for (const char* szPath : {STORE_FOLDER, DATABASE_PATH, CONFIG_PATH}) {
@@ -147,43 +182,6 @@ void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {
                       fmt::format("the mail program {} cannot be run; {} task{} to send mail", strProgram, cMail,
                                   cMail == 1 ? " wants" : "s want"),
                       blSet ? fmt::format("editor {}", SETTINGS) : "apt-get install default-mta"});
-}
-
-void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
-  std::set<std::string> setInUse;
-  for (const Json::Value& jTask : jTasks) {
-    if (boolOf(jTask, "enable", true)) {
-      setInUse.insert(textOf(jTask, "event"));
-    }
-  }
-  try {
-    for (const EventState& state : eventStates()) {
-      const std::string& strEvent = state.event.strName;
-      if (setInUse.count(strEvent) == 0) {
-        continue;
-      }
-      if (state.vecFiredBy.empty() || !state.state.blKnown) {
-        findings.push_back(
-            {Severity::WARNING, "events", strEvent,
-             fmt::format("nothing that is installed fires the event \"{}\", and tasks wait for it", strEvent),
-             state.blInCatalogue && state.state.blKnown ? "eorva event list"
-                                                        : fmt::format("eorva fire {}", shellWord(strEvent))});
-      } else if (state.state.strActive == "failed") {
-        findings.push_back(
-            {Severity::PROBLEM, "events", strEvent,
-             fmt::format("{}, which fires the event \"{}\", has failed", state.vecFiredBy.front(), strEvent),
-             fmt::format("systemctl status {}", state.vecFiredBy.front())});
-      } else if (state.state.strInstalled != "enabled" && state.state.strInstalled != "static") {
-        findings.push_back({Severity::PROBLEM, "events", strEvent,
-                            fmt::format("the event \"{}\" is not enabled ({}), and tasks wait for it", strEvent,
-                                        state.vecFiredBy.front()),
-                            state.blInCatalogue ? fmt::format("eorva event enable {}", shellWord(strEvent))
-                                                : fmt::format("systemctl enable {}", state.vecFiredBy.front())});
-      }
-    }
-  } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "events", "", error.what(), "eorva event list"});
-  }
 }
 
 void checkRuns(Session& session, HealthFindings& findings) {

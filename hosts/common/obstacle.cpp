@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 #include <set>
 
+#include "advice.h"
 #include "json_read.h"
-#include "shell_word.h"
 
 namespace Host {
 
@@ -18,19 +18,6 @@ bool waitsFor(const TaskGraph& graph, const std::string& strTask, const std::str
          std::any_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(), [&](const std::string& strNext) {
            return strNext == strNeed || waitsFor(graph, strNext, strNeed, setSeen);
          });
-}
-
-/// The command that takes one task off the list of another one.
-std::string dropNeed(const GraphTask& task, const std::string& strNeed) {
-  std::string strCommand = fmt::format("eorva task edit {}", shellWord(task.strName));
-  bool blAny = false;
-  for (const std::string& strOther : task.vecNeeds) {
-    if (strOther != strNeed) {
-      strCommand += " --after " + shellWord(strOther);
-      blAny = true;
-    }
-  }
-  return blAny ? strCommand : strCommand + " --no-after";
 }
 
 /// What differs between now and then.
@@ -64,14 +51,14 @@ Obstacle Obstacles::needObstacle(const GraphTask& task, const std::string& strNe
   }
   if (pNeed->strEvent != task.strEvent) {
     return {"other_event", fmt::format("{}, which {} to the event \"{}\"", strWaits, words.szBelongs, pNeed->strEvent),
-            fmt::format("eorva task edit {} --event {}", shellWord(strNeed), shellWord(task.strEvent)), strNeed};
+            eorvaCommand("task edit", {strNeed}, optionText("--event", task.strEvent)), strNeed};
   }
   if (!pNeed->blEnabled) {
     return {"need_disabled", fmt::format("{}, which {} disabled", strWaits, words.szIs),
-            fmt::format("eorva task enable {}", shellWord(strNeed)), strNeed};
+            eorvaCommand("task enable", {strNeed}), strNeed};
   }
   return {"need_blocked", fmt::format("{}, which {} not started", strWaits, words.szIs),
-          fmt::format("eorva explain {}", shellWord(strNeed)), strNeed};
+          eorvaCommand("explain", {strNeed}), strNeed};
 }
 
 const std::set<std::string>& Obstacles::plannedOf(const std::string& strEvent) {
@@ -84,6 +71,12 @@ const std::set<std::string>& Obstacles::plannedOf(const std::string& strEvent) {
   return it->second;
 }
 
+std::string dropNeed(const GraphTask& task, const std::string& strNeed) {
+  std::vector<std::string> vecNeeds = task.vecNeeds;
+  vecNeeds.erase(std::remove(vecNeeds.begin(), vecNeeds.end(), strNeed), vecNeeds.end());
+  return needsCommand(task.strName, vecNeeds);
+}
+
 std::vector<Obstacle> Obstacles::of(const GraphTask& task) {
   std::vector<Obstacle> vecObstacles;
   const std::set<std::string>& setPlanned = plannedOf(task.strEvent);
@@ -92,14 +85,14 @@ std::vector<Obstacle> Obstacles::of(const GraphTask& task) {
   }
   const Words& words = wordsOf(m_tense);
   if (!task.blEnabled) {
-    vecObstacles.push_back({"disabled", fmt::format("{} disabled", words.szIs),
-                            fmt::format("eorva task enable {}", shellWord(task.strName)), ""});
+    vecObstacles.push_back(
+        {"disabled", fmt::format("{} disabled", words.szIs), eorvaCommand("task enable", {task.strName}), ""});
   }
   if (!task.blRoot && task.vecNeeds.empty()) {
     vecObstacles.push_back(
         {"malformed",
          fmt::format("{} a list of tasks to wait for that names none, \"{}\"", words.szHas, task.strDepend),
-         fmt::format("eorva task edit {} --no-after", shellWord(task.strName)), ""});
+         needsCommand(task.strName, {}), ""});
   }
   for (const std::string& strNeed : task.vecNeeds) {
     if (setPlanned.count(strNeed) == 0) {

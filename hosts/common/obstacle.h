@@ -45,6 +45,9 @@ private:
   std::map<std::string, std::set<std::string>> m_mapPlanned;  ///< by event
 };
 
+/// The command that takes one task off the list of another one.
+std::string dropNeed(const GraphTask& task, const std::string& strNeed);
+
 /// For programs.
 Json::Value obstacleForPrograms(const Obstacle& obstacle);
 

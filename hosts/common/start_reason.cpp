@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "advice.h"
 #include "depend_text.h"
 #include "json_read.h"
 #include "outcome.h"
 #include "reconcile.h"
-#include "shell_word.h"
 #include "sql_text.h"
 
 namespace Host {
@@ -39,7 +39,7 @@ Obstacle needReason(const ExecutionFacts& facts, const NeedState& need) {
   const Json::Int64 iRun = intOf(need.jRun, "result_id");
   if (!need.jRun.isObject()) {
     return {"need_not_started", fmt::format("waited for \"{}\", which was not started", need.strName),
-            fmt::format("eorva explain {}", shellWord(need.strName)), need.strName};
+            eorvaCommand("explain", {need.strName}), need.strName};
   }
   if (goesOn(facts, need.jRun)) {
     return {"need_running", fmt::format("waits for \"{}\", which is still running (run {})", need.strName, iRun),

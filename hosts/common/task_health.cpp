@@ -1,13 +1,16 @@
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <fmt/format.h>
+#include <set>
 #include <utility>
 
+#include "advice.h"
 #include "health.h"
 #include "json_read.h"
 #include "obstacle.h"
-#include "shell_word.h"
 #include "task_graph.h"
+#include "task_name.h"
 #include "task_rules.h"
 
 namespace Host {
@@ -16,48 +19,95 @@ namespace {
 
 using Severity = HealthFinding::Severity;
 
+/// A name that may be used, and looks like the old one.
+std::string soundName(const TaskGraph& graph, const std::string& strTask) {
+  constexpr std::size_t MAX_BASE = 48;
+  std::string strBase;
+  for (const char c : strTask) {
+    const bool blPlain = std::isalnum(static_cast<unsigned char>(c)) != 0 || (c == '.' && !strBase.empty());
+    if (blPlain || !strBase.empty()) {
+      strBase += blPlain ? c : '-';
+    }
+  }
+  strBase.resize(std::min(strBase.find_last_not_of('-') + 1, MAX_BASE));
+  strBase = strBase.empty() ? "task" : strBase;
+  for (unsigned i = 1;; ++i) {
+    std::string strName = i == 1 ? strBase : fmt::format("{}-{}", strBase, i);
+    if (graph.find(strName) == nullptr && graph.whyConfused(strName, strTask).empty() &&
+        whyNotTaskName(strName).empty()) {
+      return strName;
+    }
+  }
+}
+
+/// What is left of a list of tasks to wait for when what cannot be waited for is taken out.
+std::vector<std::string> soundNeeds(const TaskGraph& graph, const GraphTask& task) {
+  std::vector<std::string> vecNeeds;
+  std::set<std::string> setSeen = {task.strName};
+  for (const std::string& strNeed : task.vecNeeds) {
+    const GraphTask* const pNeed = graph.find(strNeed);
+    if (pNeed != nullptr && pNeed->strEvent == task.strEvent && setSeen.insert(strNeed).second) {
+      vecNeeds.push_back(strNeed);
+    }
+  }
+  return vecNeeds;
+}
+
 /// The command that mends a member.
-std::string adviceFor(const std::string& strTask, const std::string& strMember) {
-  static constexpr std::array<std::pair<const char*, const char*>, 8> OPTIONS = {
-      {{"event", "--event EVENT"},
-       {"owner", "--owner USER"},
-       {"depend_on_task", "--after TASK"},
-       {"notify_mail", "--mail ADDRESS"},
-       {"time_limit", "--time-limit SECONDS"},
-       {"description", "--description TEXT"},
-       {"operation_type", "--record -  <<< '{\"operation_type\": \"script\"}'"},
+std::string adviceFor(const TaskGraph& graph, const std::string& strTask, const std::string& strMember) {
+  static constexpr std::array<std::pair<const char*, const char*>, 7> OPTIONS = {
+      {{"event", " --event EVENT"},
+       {"owner", " --owner USER"},
+       {"notify_mail", " --mail ADDRESS"},
+       {"time_limit", " --time-limit 0"},
+       {"description", " --description ''"},
+       {"operation_type", " --record - <<< '{\"operation_type\": \"script\"}'"},
        {"operation", ""}}};
+  const GraphTask* const pTask = graph.find(strTask);
   if (strMember == "task_name") {
-    return fmt::format("eorva task rename {} NAME", shellWord(strTask));
+    return eorvaCommand("task rename", {strTask, soundName(graph, strTask)});
+  }
+  if (strMember == "depend_on_task" && pTask != nullptr) {
+    return needsCommand(strTask, soundNeeds(graph, *pTask));
   }
   const auto it =
       std::find_if(OPTIONS.begin(), OPTIONS.end(), [&](const auto& option) { return strMember == option.first; });
-  const std::string strOption = it == OPTIONS.end() ? "--record FILE" : it->second;
-  return fmt::format("eorva task edit {}{}{}", shellWord(strTask), strOption.empty() ? "" : " ", strOption);
+  return eorvaCommand("task edit", {strTask}, it == OPTIONS.end() ? " --record FILE" : it->second);
 }
 
-void addFindings(const std::string& strTask, const std::vector<Finding>& vecFindings, Severity severity,
-                 HealthFindings& findings) {
+void addFindings(const TaskGraph& graph, const std::string& strTask, const std::vector<Finding>& vecFindings,
+                 Severity severity, HealthFindings& findings) {
   for (const Finding& finding : vecFindings) {
     findings.push_back({severity, "tasks", strTask,
                         fmt::format("task \"{}\": {}: {}", strTask, finding.strMember, finding.strReason),
-                        adviceFor(strTask, finding.strMember)});
+                        adviceFor(graph, strTask, finding.strMember)});
   }
 }
 
-/// Why a task that is switched on is never started. What follows from another task's trouble is not told again.
-void checkStart(const TaskGraph& graph, Obstacles& obstacles, const std::string& strTask, HealthFindings& findings) {
-  const GraphTask* pTask = graph.find(strTask);
-  if (pTask == nullptr || !pTask->blEnabled) {
+/// Why a task that is switched on is never started. What somebody has decided, and what follows from what is told of
+/// another task, is a warning.
+void checkStart(Obstacles& obstacles, const GraphTask& task, HealthFindings& findings) {
+  if (!task.blEnabled) {
     return;
   }
-  for (const Obstacle& obstacle : obstacles.of(*pTask)) {
-    if (obstacle.strCode != "need_blocked") {
-      findings.push_back({obstacle.strCode == "need_disabled" ? Severity::WARNING : Severity::PROBLEM, "tasks", strTask,
-                          fmt::format("task \"{}\" is never started: it {}", strTask, obstacle.strText),
-                          obstacle.strAdvice});
-    }
+  for (const Obstacle& obstacle : obstacles.of(task)) {
+    const bool blFollows = obstacle.strCode == "need_disabled" || obstacle.strCode == "need_blocked";
+    findings.push_back({blFollows ? Severity::WARNING : Severity::PROBLEM, "tasks", task.strName,
+                        fmt::format("task \"{}\" is never started: it {}", task.strName, obstacle.strText),
+                        obstacle.strAdvice});
   }
+}
+
+/// Breaks a circle where it is entered; of a graph that is too heavy, shows which it is.
+std::string endlessAdvice(const TaskGraph& graph, const TaskGraph::Endless& endless) {
+  const GraphTask* const pTask = graph.find(endless.strTask);
+  if (pTask == nullptr) {
+    return "eorva task list";
+  }
+  if (endless.strNeed.empty()) {
+    return eorvaCommand("task graph", {pTask->strEvent});
+  }
+  return dropNeed(*pTask, endless.strNeed);
 }
 
 }  // namespace
@@ -70,7 +120,7 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     const std::string strTask = textOf(jTask, "task_name");
     vecNames.push_back(strTask);
     const std::size_t cBefore = findings.size();
-    checkStart(graph, obstacles, strTask, findings);
+    checkStart(obstacles, *graph.find(strTask), findings);
     Findings rules = checkStoredTask(jTask, graph);
     if (findings.size() > cBefore) {
       // The list has been told about, with what to type.
@@ -79,11 +129,11 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
                          [](const Finding& finding) { return finding.strMember == "depend_on_task"; }),
           rules.vecErrors.end());
     }
-    addFindings(strTask, rules.vecErrors, Severity::PROBLEM, findings);
-    addFindings(strTask, rules.vecWarnings, Severity::WARNING, findings);
+    addFindings(graph, strTask, rules.vecErrors, Severity::PROBLEM, findings);
+    addFindings(graph, strTask, rules.vecWarnings, Severity::WARNING, findings);
   }
-  for (const std::string& strWhy : graph.whyEndless(vecNames)) {
-    findings.push_back({Severity::PROBLEM, "tasks", "", strWhy, "eorva task edit TASK --after ..."});
+  for (const TaskGraph::Endless& endless : graph.endlessWalks(vecNames)) {
+    findings.push_back({Severity::PROBLEM, "tasks", endless.strTask, endless.strText, endlessAdvice(graph, endless)});
   }
 }
 

@@ -40,6 +40,12 @@ void showOne(std::string_view& strText, std::string& strShown) {
   strText.remove_prefix(1);
 }
 
+std::string shown(std::string_view strText) {
+  TerminalText text;
+  const std::string strShown = text.take(strText);
+  return strShown + text.finish();
+}
+
 }  // namespace
 
 std::string TerminalText::take(std::string_view strBytes) {
@@ -70,9 +76,15 @@ std::string shownOn(int fd, const std::string& strText) {
   if (isatty(fd) != 1) {
     return strText;
   }
-  TerminalText text;
-  const std::string strShown = text.take(strText);
-  return strShown + text.finish();
+  return shown(strText);
+}
+
+std::string onOneLine(std::string_view strText) {
+  std::string strLine;
+  for (const char c : shown(strText)) {
+    strLine += c == '\n' || c == '\t' ? visible(static_cast<unsigned char>(c)) : std::string(1, c);
+  }
+  return strLine;
 }
 
 }  // namespace Host

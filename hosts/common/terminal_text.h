@@ -25,4 +25,7 @@ private:
 /// Gives a text as a descriptor may get it: made harmless for a terminal, as it is for anything else.
 std::string shownOn(int fd, const std::string& strText);
 
+/// Makes a text visible as a whole, in one line: line ends and tabs, too.
+std::string onOneLine(std::string_view strText);
+
 }  // namespace Host

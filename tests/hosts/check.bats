@@ -9,6 +9,7 @@ setup() {
   rm -f /etc/systemd/system/*.wants/eorva-*
   eorva event enable bootup >/dev/null
   eorva event enable shutdown >/dev/null
+  systemctl --quiet enable eorva-prune.timer eorva-mail-flush.timer
 }
 
 # finds SEVERITY AREA SUBJECT TEXT ADVICE: among what is found; a problem makes the check end with 1.
@@ -50,7 +51,60 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   eorva init --output-path scheduler
   rm "$DATABASE"*
   echo "these are my notes, and they are long enough to be no database" >"$DATABASE"
-  finds problem store "$DATABASE" "$DATABASE" ""
+  finds problem store "$DATABASE" "$DATABASE" "mkdir $STORE/damaged && mv $DATABASE* $STORE/damaged/ && eorva init && eorva restore FILE"
+}
+
+@test "what is advised about a damaged store puts a backup in its place" {
+  add_task it bootup alice 'exit 0'
+  eorva backup kept.db
+  printf 'nonsense%.0s' {1..100} | dd of="$DATABASE" conv=notrunc status=none
+  local advice
+  advice=$(eorva check --json | jq -r '.findings[] | select(.area == "store") | .advice' | head -1)
+  eval "${advice/ FILE / kept.db --yes }"
+  run -0 eorva check
+  run -0 eorva task show it
+}
+
+@test "the chain behind a task that was switched off is told, and is no fault" {
+  add_task off bootup alice 'exit 0' --disabled
+  add_task behind bootup alice 'exit 0' --after off
+  add_task further bootup alice 'exit 0' --after behind
+  run -0 eorva check
+  says 'task "behind" is never started: it waits for "off", which is disabled'
+  says 'task "further" is never started: it waits for "behind", which is not started'
+  says '0 problems, 2 warnings'
+}
+
+@test "names that are options, or that a terminal obeys: what is advised can be typed" {
+  add_task aa bootup alice 'exit 0' --disabled
+  add_task bb bootup alice 'exit 0'
+  add_task cc bootup alice 'exit 0' --after aa
+  sqlite3 "$DATABASE" "update task set task_name = '-aa' where task_name = 'aa';
+    update task set depend_on_task = '[-aa]' where task_name = 'cc';
+    update task set task_name = 'b' || char(27) || 'c' || char(10) || 'b' where task_name = 'bb'"
+  run -1 --separate-stderr eorva check
+  says 'task "b^[c^Jb": task_name: '
+  [[ $output != *$'\e'* ]]
+  says "eorva task enable -- '-aa'"
+  eval "$(grep -o 'eorva task enable .*' <<<"$output")"
+  local advice
+  while read -r advice; do
+    [[ $advice != "eorva task rename "* ]] || eval "${advice/rename/rename --yes}"
+  done <<<"$output"
+  run -0 --separate-stderr eorva check
+  same "names" "aa b-c-b cc" "$(eorva task list --json | jq -r '[.[].task_name] | join(" ")')"
+}
+
+@test "units that are usually on" {
+  systemctl --quiet disable eorva-prune.timer
+  finds warning units eorva-prune.timer "old runs and their output are not removed" "systemctl enable --now eorva-prune.timer"
+  cp /etc/eorva.conf kept.conf
+  eorva config set retention_runs=all retention_failed_runs=all retention_output_size=0 >/dev/null
+  run -0 eorva check
+  says "all is well"
+  cp kept.conf /etc/eorva.conf
+  eorva event disable shutdown
+  finds warning events shutdown 'is not enabled (eorva-shutdown.service), as it usually is' "eorva event enable shutdown"
 }
 
 @test "a store that others can change, or that is damaged" {
@@ -78,14 +132,14 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
 @test "output that has no place" {
   jq '.eorvascheduler.output_path = "attic"' "$STORE/eorvascheduler-conf.json" >conf.json
   cp conf.json "$STORE/eorvascheduler-conf.json"
-  finds problem output "" 'there is no share "attic"' "eorva config set --output-path SHARE"
+  finds problem output "" 'there is no share "attic"' "eorva config set --output-path scheduler"
   rm "$STORE/eorvascheduler-conf.json"
-  finds warning output "" "no output of runs is kept" "eorva config set --output-path SHARE"
+  finds warning output "" "no output of runs is kept" "eorva config set --output-path scheduler"
   add_task one bootup alice 'exit 0'
   add_task two bootup bob 'exit 0'
-  finds problem output "" "a script of one owner can be run with the rights of another" "eorva config set --output-path SHARE"
+  finds problem output "" "a script of one owner can be run with the rights of another" "eorva config set --output-path scheduler"
   echo 'shared_script=yes' >>/etc/eorva.conf
-  finds warning output "" "a script of one owner can be run with the rights of another" "eorva config set --output-path SHARE"
+  finds warning output "" "a script of one owner can be run with the rights of another" "eorva config set --output-path scheduler"
   sed -i '$d' /etc/eorva.conf
 }
 
@@ -142,6 +196,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   add_task elsewhere shutdown alice 'exit 0'
   add_task off bootup alice 'exit 0' --disabled
   add_task behind bootup alice 'exit 0' --after off
+  add_task further bootup alice 'exit 0' --after behind
   add_task orphan bootup dora 'exit 0' --mail root
   userdel dora
   sqlite3 "$DATABASE" "update task set depend_on_task = '[b]' where task_name = 'a';
@@ -158,9 +213,10 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds warning tasks behind 'waits for "off", which is disabled' "eorva task enable off"
   finds problem tasks orphan 'owner: there is no user with the id 7011' "eorva task edit orphan --owner USER"
   finds problem tasks orphan 'notify_mail: "|evil" is no mail address' "eorva task edit orphan"
-  finds problem tasks name_1 'also stands for the task "nameX1"' "eorva task rename name_1 NAME"
-  finds problem tasks ../up "must begin with a letter or a digit, not with '.'" "eorva task rename ../up NAME"
-  finds problem tasks "" "the tasks wait for each other in a circle" "eorva task edit"
+  finds problem tasks name_1 'also stands for the task "nameX1"' "eorva task rename name_1 name-1"
+  finds problem tasks ../up "must begin with a letter or a digit, not with '.'" "eorva task rename ../up up"
+  finds problem tasks a "the tasks wait for each other in a circle" "eorva task edit a --no-after"
+  finds warning tasks further 'waits for "behind", which is not started' "eorva explain behind"
 }
 
 @test "scripts that will hardly run are warnings" {
