@@ -1,8 +1,9 @@
 #include "execute.h"
 
 #include <algorithm>
-#include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fmt/format.h>
@@ -19,6 +20,8 @@
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/run_end.h"
+#include "common/shell_word.h"
+#include "good_bye.h"
 #include "present.h"
 #include "progress.h"
 #include "service_process.h"
@@ -43,18 +46,6 @@ void reportInterrupted(const std::vector<Json::Value>& vecRuns) {
   }
 }
 
-/// A run that would be refused is no run: whoever asked for it by name must learn that.
-void refuseSecondRun(Host::Session& session, const std::string& strTask) {
-  const Json::Value jTask = Host::requireTask(session, strTask);
-  const std::vector<pid_t> vecPids = Host::livePidsOf(session, strTask);
-  if (!vecPids.empty() && !Host::boolOf(jTask, "run_the_same_time")) {
-    throw Host::Failure(
-        fmt::format("the task \"{}\" is running already (process {}), and does not allow several runs "
-                    "at once",
-                    strTask, fmt::join(vecPids, ", ")));
-  }
-}
-
 Prepared prepare(const Host::ExecutionRequest& request, Host::TaskLock& lock) {
   Host::Session session;
   reportInterrupted(Host::reconcile(session));
@@ -67,48 +58,6 @@ Prepared prepare(const Host::ExecutionRequest& request, Host::TaskLock& lock) {
   }
   return prepared;
 }
-
-pid_t g_pidWatch = 0;
-
-/// The execution is not ended by what ends its display.
-void sayThatItGoesOn(int iSignal) {
-  constexpr char TEXT[] = "\neorva: the execution goes on without this display, in process ";
-  std::array<char, 16> szPid{};
-  std::size_t iStart = szPid.size();
-  szPid[--iStart] = '\n';
-  for (pid_t pid = g_pidWatch; pid > 0; pid /= 10) {
-    szPid[--iStart] = static_cast<char>('0' + pid % 10);
-  }
-  [[maybe_unused]] ssize_t cb = write(STDERR_FILENO, TEXT, sizeof TEXT - 1);
-  cb = write(STDERR_FILENO, szPid.data() + iStart, szPid.size() - iStart);
-  constexpr int ENDED_BY_SIGNAL = 128;
-  _exit(ENDED_BY_SIGNAL + iSignal);
-}
-
-/// While an execution is under way, what ends this process says so. What it was told to ignore it goes on ignoring.
-class GoodBye {
-public:
-  explicit GoodBye(pid_t pidWatch) {
-    g_pidWatch = pidWatch;
-    for (const int iSignal : SIGNALS) {
-      if (std::signal(iSignal, SIG_IGN) != SIG_IGN) {
-        std::signal(iSignal, sayThatItGoesOn);
-        m_vecChanged.push_back(iSignal);
-      }
-    }
-  }
-  ~GoodBye() {
-    for (const int iSignal : m_vecChanged) {
-      std::signal(iSignal, SIG_DFL);
-    }
-  }
-  GoodBye(const GoodBye&) = delete;
-  GoodBye& operator=(const GoodBye&) = delete;
-
-private:
-  static constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP};
-  std::vector<int> m_vecChanged;
-};
 
 /// Reads and shows what has happened. A display that fails says so once, and is not tried again.
 class Display {
@@ -124,17 +73,31 @@ public:
       const std::vector<Json::Value> vecNews = m_progress.poll(session, execution.children());
       if (m_pView != nullptr) {
         m_pView->update(m_progress, vecNews);
+        requireShown();
       }
     } catch (const std::exception& error) {
       m_blFailed = true;
-      printNote(fmt::format("nothing more can be shown: {}; the execution goes on in process {}", error.what(),
-                            execution.pid()));
+      printNote(
+          fmt::format("nothing more can be shown: {}; the execution goes on in process {}, 'eorva runs list' shows it",
+                      error.what(), execution.pid()));
+    }
+  }
+
+  void end() {
+    if (m_pView != nullptr && !m_blFailed) {
+      m_pView->end(m_progress);
     }
   }
 
   bool hasFailed() const { return m_blFailed; }
 
 private:
+  static void requireShown() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+      throw Host::Failure(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
+    }
+  }
+
   Progress& m_progress;
   ProgressView* m_pView;
   bool m_blFailed = false;
@@ -143,8 +106,8 @@ private:
 /// Watches an execution until it has ended.
 /// \param pService  whoever asks a service to end means the execution.
 /// \return its wait status.
-int follow(Host::Execution& execution, Display& display, ServiceProcess* pService) {
-  const GoodBye goodBye(execution.pid());
+int follow(Host::Execution& execution, const Progress& progress, Display& display, ServiceProcess* pService) {
+  GoodBye goodBye(execution.pid());
   for (;;) {
     if (pService != nullptr && pService->isAskedToEnd()) {
       kill(execution.pid(), SIGTERM);
@@ -152,7 +115,9 @@ int follow(Host::Execution& execution, Display& display, ServiceProcess* pServic
     // Its end is looked at first: what it has written by then is read after that.
     const std::optional<int> status = execution.waitEnd(POLL_MILLISECONDS);
     display.update(execution);
+    goodBye.setRuns(progress.runs());
     if (status) {
+      display.end();
       return *status;
     }
   }
@@ -215,14 +180,14 @@ void printSummaryJson(const Host::ExecutionRequest& request, const Progress& pro
 int runPrepared(const Context& context, const Host::ExecutionRequest& request, const ExecuteView& view,
                 const Prepared& prepared, Host::TaskLock& lock, Progress& progress) {
   // Log lines of the execution would be drawn over by a table.
-  const bool blLive = isatty(STDOUT_FILENO) == 1 && !blLogToStdout;
+  const bool blLive = Context::isOnTerminal() && !blLogToStdout && !view.blJson;
   const std::unique_ptr<ProgressView> pView =
       blLive ? makeLiveView(prepared.owners, context.isColored()) : makeLineView(prepared.owners);
   view.fnReady();
   Host::Execution execution(request, prepared.plan, lock);
   view.fnStarted(execution.pid());
   Display display(progress, view.blJson ? nullptr : pView.get());
-  const int iStatus = follow(execution, display, view.pService);
+  const int iStatus = follow(execution, progress, display, view.pService);
   if (display.hasFailed()) {
     checkStatus(iStatus);
     throw Host::Failure("the execution has ended; 'eorva runs list' shows how");
@@ -232,6 +197,17 @@ int runPrepared(const Context& context, const Host::ExecutionRequest& request, c
 
 }  // namespace
 
+void refuseSecondRun(Host::Session& session, const std::string& strTask) {
+  const Json::Value jTask = Host::requireTask(session, strTask);
+  const std::vector<pid_t> vecPids = Host::livePidsOf(session, strTask);
+  if (!vecPids.empty() && !Host::boolOf(jTask, "run_the_same_time")) {
+    throw Host::Failure(
+        fmt::format("the task \"{}\" is running already (process {}), and does not allow several runs "
+                    "at once",
+                    strTask, fmt::join(vecPids, ", ")));
+  }
+}
+
 int execute(const Context& context, const Host::ExecutionRequest& request, const ExecuteView& view) {
   // Whoever reads what is shown may go away; the event is fired all the same.
   std::signal(SIGPIPE, [](int) {});
@@ -239,7 +215,8 @@ int execute(const Context& context, const Host::ExecutionRequest& request, const
   const Prepared prepared = prepare(request, lock);
   Progress progress(prepared.plan);
   if (prepared.plan.vecTasks.empty()) {
-    printNote(fmt::format("the event \"{}\" has no task that could start", request.strName));
+    printNote(fmt::format("the event \"{}\" has no task that could start; why: eorva event plan {}", request.strName,
+                          Host::shellWord(request.strName)));
   } else {
     const int iStatus = runPrepared(context, request, view, prepared, lock, progress);
     checkStatus(iStatus);

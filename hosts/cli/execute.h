@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "common/execution_request.h"
+#include "common/session.h"
 #include "context.h"
 
 class ServiceProcess;
@@ -20,6 +21,10 @@ struct ExecuteView {
   /// Set where this process is the main one of a service.
   ServiceProcess* pService = nullptr;
 };
+
+/// A run that would be refused is no run: whoever asked for it by name must learn that.
+/// \throw Host::Failure when the task is running and does not allow several runs at once.
+void refuseSecondRun(Host::Session& session, const std::string& strTask);
 
 /// Runs something, shows it while it goes on, and sums it up.
 /// \return the result of the program.

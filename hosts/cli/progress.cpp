@@ -1,6 +1,5 @@
 #include "progress.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
@@ -9,6 +8,8 @@
 
 #include "common/json_read.h"
 #include "common/outcome.h"
+#include "live_table.h"
+#include "quiet_terminal.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -47,6 +48,19 @@ std::vector<std::string> Progress::notStarted() const {
 
 namespace {
 
+/// As libsmartcols shows the colours of outcomeColor().
+const char* outcomeEscape(Host::Outcome::Kind kind) {
+  switch (kind) {
+    case Host::Outcome::Kind::OK:
+      return "\033[32m";
+    case Host::Outcome::Kind::FAILED:
+      return "\033[31m";
+    case Host::Outcome::Kind::RUNNING:
+      break;
+  }
+  return "\033[1;33m";
+}
+
 class LineView : public ProgressView {
 public:
   explicit LineView(const OwnerNames& owners) : m_owners(owners) {}
@@ -80,49 +94,70 @@ private:
   std::set<Json::Int64> m_setStarted;
 };
 
+/// What is drawn has room between where it begins and the end of the screen, so that it can be drawn over again.
 class LiveView : public ProgressView {
 public:
   LiveView(const OwnerNames& owners, bool blColor) : m_owners(owners), m_blColor(blColor) {}
 
   void update(const Progress& progress, const std::vector<Json::Value>&) override {
-    winsize size{};
-    const bool blKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 1;
-    std::string strText = draw(progress, blKnown ? size.ws_col : DEFAULT_COLUMNS);
-    // Only what fits can be drawn over again; the rest is in the run table.
-    strText = firstLines(strText, (blKnown ? size.ws_row : DEFAULT_ROWS) - 1U);
-    // Up to where the last one began, and everything below cleared.
-    fmt::print("{}\033[J{}", m_cLines > 0 ? fmt::format("\033[{}A\r", m_cLines) : "", strText);
-    std::fflush(stdout);
-    m_cLines = std::count(strText.begin(), strText.end(), '\n');
+    const winsize size = sizeOfTerminal();
+    const bool blResized = m_cLines > 0 && (size.ws_col != m_size.ws_col || size.ws_row != m_size.ws_row);
+    m_size = size;
+    if (QuietTerminal::takeStop()) {
+      m_cLines = 0;
+    }
+    // Nobody can tell where the lines are on a screen that has another size now.
+    const std::string strBack = blResized ? "\033[H" : back();
+    show(strBack, drawLiveTable(rowsOf(progress), size.ws_col, size.ws_row > 3 ? size.ws_row - 2U : 1U));
   }
+
+  void end(const Progress& progress) override { show(back(), drawLiveTable(rowsOf(progress), m_size.ws_col, 0)); }
 
 private:
-  static constexpr unsigned DEFAULT_COLUMNS = 80;
-  static constexpr unsigned DEFAULT_ROWS = 24;
-
-  static std::string firstLines(const std::string& strText, unsigned cLines) {
-    std::size_t iEnd = 0;
-    for (unsigned i = 0; i < cLines && iEnd < strText.size(); ++i) {
-      iEnd = std::min(strText.find('\n', iEnd), strText.size() - 1) + 1;
-    }
-    return strText.substr(0, iEnd);
+  static winsize sizeOfTerminal() {
+    constexpr winsize USUAL{24, 80, 0, 0};
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0 ? size : USUAL;
   }
 
-  std::string draw(const Progress& progress, unsigned cColumns) const {
-    Table table({{"TASK"}, {"OWNER"}, {"SINCE"}, {"TIME", true}, {"STATE", false, false, true}}, m_blColor);
+  /// To where the last drawing began.
+  std::string back() const { return m_cLines > 0 ? fmt::format("\033[{}A\r", m_cLines) : ""; }
+
+  void show(const std::string& strBack, const std::vector<std::string>& vecLines) {
+    fmt::print("{}\033[J", strBack);
+    for (const std::string& strLine : vecLines) {
+      fmt::print("{}\n", strLine);
+    }
+    std::fflush(stdout);
+    m_cLines = vecLines.size();
+  }
+
+  std::vector<LiveRow> rowsOf(const Progress& progress) const {
+    std::vector<LiveRow> vecRows;
     for (const auto& [iResult, jRun] : progress.runs()) {
-      const Host::Outcome outcome = Host::outcomeOf(jRun);
-      const Json::Int64 iUntil = intOf(jRun, "stop_time", static_cast<Json::Int64>(std::time(nullptr)));
-      table.addRow({{textOf(jRun, "task_name")},
-                    {ownerOf(textOf(jRun, "task_name"))},
-                    {timeText(jRun, "start_time")},
-                    {durationText(iUntil - intOf(jRun, "start_time"))},
-                    {outcome.strText, outcomeColor(outcome.kind)}});
+      vecRows.push_back(rowOf(jRun));
     }
     for (const std::string& strTask : progress.notStarted()) {
-      table.addRow({{strTask}, {ownerOf(strTask)}, {"-"}, {"-"}, {"waiting"}});
+      vecRows.push_back({LiveRow::Rank::WAITING, strTask, ownerOf(strTask), "-", "-", "waiting"});
     }
-    return table.render(cColumns) + "\n";
+    return vecRows;
+  }
+
+  LiveRow rowOf(const Json::Value& jRun) const {
+    using Kind = Host::Outcome::Kind;
+    const Host::Outcome outcome = Host::outcomeOf(jRun);
+    const Json::Int64 iUntil = intOf(jRun, "stop_time", static_cast<Json::Int64>(std::time(nullptr)));
+    const LiveRow::Rank rank = outcome.kind == Kind::RUNNING  ? LiveRow::Rank::RUNNING
+                               : outcome.kind == Kind::FAILED ? LiveRow::Rank::FAILED
+                                                              : LiveRow::Rank::DONE;
+    const std::string strTask = textOf(jRun, "task_name");
+    return {rank,
+            strTask,
+            ownerOf(strTask),
+            timeText(jRun, "start_time"),
+            durationText(iUntil - intOf(jRun, "start_time")),
+            outcome.strText,
+            m_blColor ? outcomeEscape(outcome.kind) : nullptr};
   }
 
   std::string ownerOf(const std::string& strTask) const {
@@ -130,9 +165,11 @@ private:
     return it != m_owners.end() ? it->second : "-";
   }
 
+  const QuietTerminal m_quiet;
   const OwnerNames& m_owners;
   const bool m_blColor;
-  std::ptrdiff_t m_cLines = 0;
+  winsize m_size = sizeOfTerminal();
+  std::size_t m_cLines = 0;
 };
 
 }  // namespace

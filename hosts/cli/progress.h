@@ -41,6 +41,9 @@ public:
 
   /// \param vecNews  the runs that began or ended since the last time.
   virtual void update(const Progress& progress, const std::vector<Json::Value>& vecNews) = 0;
+
+  /// Shows what is to stay, when the execution has ended.
+  virtual void end(const Progress&) {}
 };
 
 /// A table that is drawn again and again; for a terminal.

@@ -1,0 +1,76 @@
+#include "good_bye.h"
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstddef>
+#include <fmt/format.h>
+#include <string>
+#include <unistd.h>
+
+#include "common/json_read.h"
+#include "quiet_terminal.h"
+
+namespace {
+
+constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr std::size_t MAX_RUNS = 10;
+
+/// Text that is ready when a signal comes: nothing can be put together then.
+struct LastWords {
+  std::array<char, 4096> text{};
+  std::size_t cb = 0;
+};
+
+/// One of them is written while the other one may be read.
+std::array<LastWords, 2> g_words;
+std::atomic<const LastWords*> g_pWords = g_words.data();
+static_assert(std::atomic<const LastWords*>::is_always_lock_free);
+
+void setWords(const std::string& strText) {
+  LastWords& words = g_pWords == g_words.data() ? g_words[1] : g_words[0];
+  words.cb = strText.copy(words.text.data(), words.text.size());
+  g_pWords = &words;
+}
+
+void sayThatItGoesOn(int iSignal) {
+  QuietTerminal::restore();
+  const LastWords* pWords = g_pWords;
+  [[maybe_unused]] const ssize_t cb = write(STDERR_FILENO, pWords->text.data(), pWords->cb);
+  constexpr int ENDED_BY_SIGNAL = 128;
+  _exit(ENDED_BY_SIGNAL + iSignal);
+}
+
+std::string textOf(pid_t pidWatch, const std::map<Json::Int64, Json::Value>& mapRuns) {
+  std::string strText = fmt::format("\neorva: the execution goes on without this display, in process {}\n", pidWatch);
+  std::size_t cRunning = 0;
+  for (const auto& [iResult, jRun] : mapRuns) {
+    if (!jRun.isMember("stop_time") && ++cRunning <= MAX_RUNS) {
+      strText += fmt::format("  {}:    eorva runs output -f {}    eorva stop {}\n", Host::textOf(jRun, "task_name"),
+                             iResult, iResult);
+    }
+  }
+  return strText + (cRunning > 0 && cRunning <= MAX_RUNS ? "" : "  eorva runs list --running\n");
+}
+
+}  // namespace
+
+GoodBye::GoodBye(pid_t pidWatch) : m_pidWatch(pidWatch) {
+  setRuns({});
+  for (const int iSignal : SIGNALS) {
+    if (std::signal(iSignal, SIG_IGN) != SIG_IGN) {
+      std::signal(iSignal, sayThatItGoesOn);
+      m_vecChanged.push_back(iSignal);
+    }
+  }
+}
+
+GoodBye::~GoodBye() {
+  for (const int iSignal : m_vecChanged) {
+    std::signal(iSignal, SIG_DFL);
+  }
+}
+
+void GoodBye::setRuns(const std::map<Json::Int64, Json::Value>& mapRuns) {
+  setWords(textOf(m_pidWatch, mapRuns));
+}

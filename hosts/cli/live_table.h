@@ -1,0 +1,27 @@
+/// \file live_table.h
+/// The table of an execution that goes on, as large as a terminal has room for.
+
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/// What stands in the table of one task; in the order of the columns.
+struct LiveRow {
+  enum class Rank { RUNNING, FAILED, WAITING, DONE };  ///< the first ones are shown where there is little room
+
+  Rank rank = Rank::WAITING;
+  std::string strTask;
+  std::string strOwner;
+  std::string strSince;
+  std::string strTime;
+  std::string strState;
+  const char* szColor = nullptr;  ///< of the state, as an escape sequence
+};
+
+/// Draws the table.
+/// \param cColumns  no line is wider.
+/// \param cLines    there are no more lines; 0 for no limit.
+std::vector<std::string> drawLiveTable(std::vector<LiveRow> vecRows, std::size_t cColumns, std::size_t cLines);

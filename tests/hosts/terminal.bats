@@ -1,0 +1,89 @@
+#!/usr/bin/env bats
+# What is shown on a terminal while it goes on. The terminal is tmux, which does what a real one does: it wraps lines,
+# scrolls, and keeps what has scrolled away.
+
+load common
+
+setup() {
+  fresh_store
+  export TMUX_TMPDIR=$BATS_TEST_TMPDIR
+  unset TMUX
+}
+
+teardown() { tmux kill-server 2>/dev/null || true; }
+
+# on_screen COLUMNS ROWS COMMAND: runs it in a shell on a screen of that size.
+on_screen() {
+  tmux -f /dev/null new-session -d -x "$1" -y "$2" "PS1='> ' sh" 3>&- 9>&-
+  tmux send-keys "$3" Enter
+}
+
+# screen: what can be seen, without the empty lines at the end; everything: with what has scrolled away.
+screen() { tmux capture-pane -p "$@" | sed -e :a -e '/^\n*$/{$d;N;ba' -e '}'; }
+everything() { screen -S -; }
+shows() { screen | grep -q -e "$1"; }
+# times TEXT: how many lines of everything begin with it.
+times() { everything | grep -c "^$1" || true; }
+
+# many COUNT: tasks that wait for a word, of which the last one fails.
+many() {
+  mkfifo -m 666 /tmp/go
+  exec 9<>/tmp/go
+  eorva export --json | jq --argjson count "$1" '.tasks = ([range(1; $count + 1) | {
+    key: "task-\("0\(.)"[-2:])-x",
+    value: {event: "bootup", owner: "alice", script: (if . == $count then "exit 1" else "read -r line </tmp/go" end)}
+  }] | from_entries)' | eorva apply - --yes >/dev/null
+}
+
+# release COUNT: lets so many go on.
+release() { printf '\n%.0s' $(seq "$1") >&9; }
+
+@test "a table that has no room is cut, drawn over itself, and shown whole at the end" {
+  many 12
+  on_screen 40 9 'eorva fire bootup'
+  wait_until shows '^\.\.\. and 7 more'
+  # Long enough for it to be drawn over again several times.
+  tmux send-keys Enter Enter
+  wait_until shows '^task-01-x.* [3-9] s'
+  same "lines with the heading" 1 "$(times 'TASK ')"
+  same "lines on the screen" 8 "$(screen | wc -l)"
+  [[ -z $(screen | grep -v '^$' | awk 'length > 40') ]]
+  release 11
+  wait_until shows '^event bootup: 12 runs'
+  same "lines with the heading" 1 "$(times 'TASK ')"
+  same "tasks in the table" 12 "$(times 'task-')"
+  same "lines about what is left out" 0 "$(times '\.\.\.')"
+}
+
+@test "what ends the display says how to go on, and leaves the terminal as it was" {
+  many 2
+  on_screen 80 24 'eorva fire bootup'
+  wait_until shows '^task-01-x'
+  wait_until shows '^task-02-x.*exit 1'
+  tmux send-keys C-c
+  wait_until shows 'the execution goes on without this display'
+  wait_until shows "task-01-x:    eorva runs output -f $(run_of task-01-x)    eorva stop $(run_of task-01-x)"
+  tmux send-keys 'echo typed' Enter
+  wait_until shows '^> echo typed'
+  release 1
+}
+
+@test "a terminal that can do nothing gets lines" {
+  add_task it bootup alice 'exit 0'
+  local term
+  for term in TERM=dumb 'TERM= ' '-u TERM'; do
+    run -0 script -qec "env $term eorva fire bootup" /dev/null
+    says "it: started as alice"
+    [[ $output != *$'\033'* ]]
+    run -0 script -qec "env $term eorva runs list" /dev/null
+    [[ $output != *$'\033'* ]]
+  done
+}
+
+@test "a display that nobody reads says that the execution goes on" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0' --after first
+  run bash -c 'eorva fire bootup | head -n 1'
+  says "nothing more can be shown: cannot write to standard output"
+  says "the execution goes on in process"
+}
