@@ -21,6 +21,9 @@ struct Context {
   std::function<int()> fnRun;  ///< set by the subcommand that was typed
   bool blAnyUser = false;      ///< set by one that everybody may run
 
+  /// Tells whether standard output is a terminal that can do more than show one line after the other.
+  static bool isOnTerminal();
+
   /// Tells whether what goes to standard output may be coloured.
   bool isColored() const;
 };
@@ -54,6 +57,7 @@ void addEventPlanCommand(CLI::App& event, Context& context);
 void addEventStateCommands(CLI::App& event, Context& context);
 void addExecuteCommands(CLI::App& app, Context& context);
 void addCheckCommand(CLI::App& app, Context& context);
+void addHelpCommand(CLI::App& app, Context& context);
 void addCompleteCommand(CLI::App& app, Context& context);
 void addManualCommand(CLI::App& app, Context& context);
 void addExplainCommand(CLI::App& app, Context& context);

@@ -1,19 +1,19 @@
 /// eorva fire|run
 
-#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
 
-#include "common/event_catalogue.h"
 #include "common/event_environment.h"
 #include "common/failure.h"
 #include "common/json_read.h"
+#include "common/known_event.h"
 #include "common/session.h"
 #include "detach.h"
 #include "execute.h"
 #include "present.h"
 #include "service_process.h"
+#include "usage.h"
 
 namespace {
 
@@ -39,25 +39,6 @@ Host::ExecutionRequest requestOf(const ExecuteOptions& options, bool blByEvent) 
     request.vecEnvironment.push_back(Host::parseVariable(strText));
   }
   return request;
-}
-
-bool isInCatalogue(const std::string& strEvent) {
-  const std::vector<Host::Event> vecEvents = Host::eventCatalogue();
-  return std::any_of(vecEvents.begin(), vecEvents.end(),
-                     [&](const Host::Event& event) { return event.strName == strEvent; });
-}
-
-/// An event that nobody knows was most likely mistyped.
-void checkKnown(const std::string& strEvent) {
-  Host::Session session;
-  Json::Value jFilter(Json::objectValue);
-  jFilter["event"] = strEvent;
-  if (Host::listTasks(session, jFilter).empty() && !isInCatalogue(strEvent)) {
-    throw Host::Failure(
-        fmt::format("there is no event \"{}\": no task is bound to it, and 'eorva event list' does not "
-                    "show it",
-                    strEvent));
-  }
 }
 
 /// What scripts have left behind belongs to the service, and keeps it, however the execution went.
@@ -89,7 +70,10 @@ int runFire(const Context& context, const ExecuteOptions& options) {
     throw Host::UsageFailure("fire: the name of the event is empty");
   }
   const Host::ExecutionRequest request = requestOf(options, true);
-  checkKnown(options.strName);
+  {
+    Host::Session session;
+    Host::requireEvent(Host::listTasks(session), options.strName);
+  }
   return start(context, options, request);
 }
 
@@ -98,6 +82,10 @@ int runRun(const Context& context, const ExecuteOptions& options) {
   {
     Host::Session session;
     Host::requireTask(session, options.strName);
+    if (options.blDetach) {
+      // In the background nobody would hear of it.
+      refuseSecondRun(session, options.strName);
+    }
   }
   return start(context, options, request);
 }
@@ -111,7 +99,7 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
   pCommand->add_flag("--detach", options.blDetach, "do not wait: run it in the background, under systemd as a service");
   pCommand->add_option("--budget", options.iBudget, "end whatever still runs after so many seconds")
       ->type_name("SECONDS")
-      ->check(CLI::Range(Json::Int64{1}, Json::Int64{366 * 86400}));
+      ->check(wholeNumber(1, 366 * 86400, " of seconds"));
   pCommand->add_flag("--leave-nothing", options.blLeaveNothing,
                      "when the last task has ended, end what scripts have left in the background");
   // For the service that --detach starts: the event has happened before that.

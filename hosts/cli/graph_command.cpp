@@ -6,6 +6,7 @@
 #include <set>
 
 #include "common/json_read.h"
+#include "common/known_event.h"
 #include "common/obstacle.h"
 #include "common/session.h"
 #include "common/task_graph.h"
@@ -123,6 +124,7 @@ void printDot(const Host::TaskGraph& graph, const OwnerNames& owners, const std:
 int runGraph(const Context& context, const GraphOptions& options) {
   Host::Session session;
   const Json::Value jTasks = Host::listTasks(session);
+  Host::requireEvent(jTasks, options.strEvent);
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
     printGraphJson(graph, jTasks, options.strEvent);

@@ -15,6 +15,7 @@
 #include "common/time_spec.h"
 #include "context.h"
 #include "present.h"
+#include "usage.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -135,7 +136,8 @@ void addLogCommand(CLI::App& app, Context& context) {
   CLI::Option* pLines =
       pCommand->add_option("-n,--lines", pOptions->cLines, "the newest ones; 0 shows all, and so does --since alone")
           ->capture_default_str()
-          ->type_name("N");
+          ->type_name("N")
+          ->check(wholeNumber(0));
   pCommand->add_option("--since", pOptions->strSince, "only what happened then or later")->type_name("TIME");
   pCommand->add_option("--language", pOptions->strLanguage, "language of the texts; the server's if it is not given")
       ->type_name("LANGUAGE");

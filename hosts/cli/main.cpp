@@ -20,6 +20,7 @@
 #include "common/terminal_text.h"
 #include "context.h"
 #include "present.h"
+#include "usage.h"
 
 namespace {
 
@@ -32,14 +33,6 @@ constexpr char EXAMPLES[] =
     "\n"
     "Results: 0 done, 1 failed, 2 wrong usage; fire and run: 3 when some task did not end with 0.\n";
 
-/// That a command is missing says little when another word stands in its place.
-std::string usageText(const CLI::App* pApp, const CLI::Error& error) {
-  const std::vector<std::string> vecRest = pApp->remaining(true);
-  const bool blUnknown = error.get_name() == "RequiredError" && !vecRest.empty();
-  const std::string strText = blUnknown ? fmt::format("there is no command \"{}\"", vecRest.front()) : error.what();
-  return fmt::format("eorva: {}\nTry 'eorva --help'.\n", Host::shownOn(STDERR_FILENO, strText));
-}
-
 void buildCommandLine(CLI::App& app, Context& context) {
   app.name("eorva");
   app.footer(EXAMPLES);
@@ -51,7 +44,10 @@ void buildCommandLine(CLI::App& app, Context& context) {
       ->type_name("WHEN");
   app.require_subcommand(1);
   app.fallthrough();
-  app.failure_message(&usageText);
+  app.failure_message([](const CLI::App* pApp, const CLI::Error& error) {
+    return Host::shownOn(STDERR_FILENO, usageText(pApp, error));
+  });
+  addHelpCommand(app, context);
   addInitCommand(app, context);
   addTaskCommands(app, context);
   addEventCommands(app, context);
@@ -86,8 +82,8 @@ void parse(CLI::App& app, int argc, char** argv) {
 }
 
 /// Also when standard error cannot be written to.
-void complain(const std::exception& error) {
-  std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, error.what())).c_str(), stderr);
+void complain(const std::string& strText) {
+  std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, strText)).c_str(), stderr);
 }
 
 int runCommandLine(int argc, char** argv) {
@@ -96,6 +92,9 @@ int runCommandLine(int argc, char** argv) {
   try {
     buildCommandLine(app, context);
     parse(app, argc, argv);
+  } catch (const Host::UsageFailure& error) {
+    complain(fmt::format("{}\nTry 'eorva --help'.", error.what()));
+    return EXIT_USAGE;
   } catch (const CLI::ParseError& error) {
     // Help and version are "errors" without a code.
     const bool blShown = app.exit(error) == 0;
@@ -105,19 +104,30 @@ int runCommandLine(int argc, char** argv) {
   if (!context.blAnyUser) {
     requireRoot();
   }
-  const int iResult = context.fnRun();
-  flushOutput();
-  return iResult;
+  try {
+    const int iResult = context.fnRun();
+    flushOutput();
+    return iResult;
+  } catch (const Host::UsageFailure& error) {
+    complain(fmt::format("{}\nTry '{} --help'.", error.what(), typedCommand(app)));
+    return EXIT_USAGE;
+  }
 }
 
 }  // namespace
+
+bool Context::isOnTerminal() {
+  const char* szTerm = std::getenv("TERM");
+  const bool blDumb = szTerm == nullptr || *szTerm == '\0' || std::strcmp(szTerm, "dumb") == 0;
+  return !blDumb && isatty(STDOUT_FILENO) == 1;
+}
 
 bool Context::isColored() const {
   if (strColor != "auto") {
     return strColor == "always";
   }
   const char* szNoColor = std::getenv("NO_COLOR");
-  return (szNoColor == nullptr || *szNoColor == '\0') && isatty(STDOUT_FILENO) == 1;
+  return (szNoColor == nullptr || *szNoColor == '\0') && isOnTerminal();
 }
 
 CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::string& strDescription,
@@ -133,11 +143,8 @@ int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   try {
     return runCommandLine(argc, argv);
-  } catch (const Host::UsageFailure& error) {
-    complain(error);
-    return EXIT_USAGE;
   } catch (const std::exception& error) {
-    complain(error);
+    complain(error.what());
     return EXIT_FAILED;
   }
 }

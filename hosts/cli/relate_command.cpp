@@ -67,6 +67,8 @@ int runRelate(const Context& context, const RelateOptions& options) {
   }
   if (options.blJson) {
     printJson(jOut);
+  } else if (jOut.empty()) {
+    printNote("no tasks");
   } else {
     table.print();
   }
@@ -83,10 +85,19 @@ void addRelateCommand(CLI::App& task, Context& context) {
                                   "  eorva task relate report --candidates      those that it could wait for\n");
   pCommand->add_option("task", pOptions->strTask, "its name")->required()->type_name("TASK");
   CLI::Option_group* pWhich = pCommand->add_option_group("which");
-  pWhich->add_flag("--needs", pOptions->blNeeds, "all that it waits for, directly or through others");
-  pWhich->add_flag("--needed-by", pOptions->blNeededBy, "all that wait for it, directly or through others");
-  pWhich->add_flag("--candidates", pOptions->blCandidates, "the tasks of its event that are in neither");
-  pWhich->require_option(1);
+  CLI::Option* pNeeds =
+      pWhich->add_flag("--needs", pOptions->blNeeds, "all that it waits for, directly or through others");
+  CLI::Option* pNeededBy =
+      pWhich->add_flag("--needed-by", pOptions->blNeededBy, "all that wait for it, directly or through others")
+          ->excludes(pNeeds);
+  pWhich->add_flag("--candidates", pOptions->blCandidates, "the tasks of its event that are in neither")
+      ->excludes(pNeeds)
+      ->excludes(pNeededBy);
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records");
-  onCommand(pCommand, context, pOptions, &runRelate);
+  pCommand->callback([&context, pOptions] {
+    if (!pOptions->blNeeds && !pOptions->blNeededBy && !pOptions->blCandidates) {
+      throw CLI::RequiredError("one of --needs, --needed-by and --candidates");
+    }
+    context.fnRun = [&context, pOptions] { return runRelate(context, *pOptions); };
+  });
 }

@@ -12,6 +12,7 @@
 #include "common/reconcile.h"
 #include "common/retention.h"
 #include "present.h"
+#include "usage.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -65,15 +66,8 @@ std::string lookedText(const Json::Value& jRun, const std::vector<std::string>& 
 
 }  // namespace
 
-std::string whyNotRunNumber(const std::string& strText) {
-  Json::Int64 iResult = 0;
-  const auto [pEnd, code] = std::from_chars(strText.data(), strText.data() + strText.size(), iResult);
-  const bool blNumber = code == std::errc() && pEnd == strText.data() + strText.size() && iResult > 0;
-  return blNumber ? std::string() : fmt::format("\"{}\" is no number of a run", strText);
-}
-
 CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName) {
-  return pCommand->add_option(szName, iResult, "its number")->required()->type_name("RUN")->check(&whyNotRunNumber);
+  return pCommand->add_option(szName, iResult, "its number")->required()->type_name("RUN")->check(wholeNumber(1));
 }
 
 void closeInterruptedRuns(Host::Session& session) {

@@ -11,9 +11,6 @@
 #include "common/unique_fd.h"
 #include "context.h"
 
-/// Says why a text cannot be the number of a run; empty when it can.
-std::string whyNotRunNumber(const std::string& strText);
-
 /// Adds the argument RUN, the number of a run.
 CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName = "run");
 

@@ -12,6 +12,7 @@
 #include "common/user_name.h"
 #include "present.h"
 #include "runs_commands.h"
+#include "usage.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -125,7 +126,11 @@ int runList(const Context& context, const ListOptions& options) {
     printJson(jOut);
     return EXIT_DONE;
   }
-  printRuns(vecRuns, owners, context.isColored());
+  if (vecRuns.empty()) {
+    printNote("no runs");
+  } else {
+    printRuns(vecRuns, owners, context.isColored());
+  }
   if (blMore) {
     printNote(fmt::format("there are older runs: add --before {}", intOf(vecRuns.back(), "result_id")));
   }
@@ -159,10 +164,10 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
   addFilterOptions(pCommand, *pOptions);
   pCommand->add_option("--limit", pOptions->cLimit, "how many at most; 0 lists all")
       ->capture_default_str()
-      ->check(CLI::Range(0U, 1'000'000'000U))
+      ->check(wholeNumber(0, 1'000'000'000))
       ->type_name("N");
   pCommand->add_option("--before", pOptions->iBefore, "only runs with a smaller number: the next page")
-      ->check(&whyNotRunNumber)
+      ->check(wholeNumber(1))
       ->type_name("RUN");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records");
   onCommand(pCommand, context, pOptions, &runList);

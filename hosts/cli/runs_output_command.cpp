@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
+#include <limits>
 #include <optional>
 #include <unistd.h>
 #include <utility>
@@ -14,6 +15,7 @@
 #include "common/terminal_text.h"
 #include "present.h"
 #include "runs_commands.h"
+#include "usage.h"
 
 using Host::intOf;
 
@@ -158,7 +160,9 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
   addRunOption(pCommand, pOutput->iResult);
   CLI::Option* pFollow =
       pCommand->add_flag("-f,--follow", pOutput->blFollow, "show what comes, until the run has ended");
-  pCommand->add_option("--tail", pOutput->cTail, "only the last lines of what is there")->type_name("N");
+  pCommand->add_option("--tail", pOutput->cTail, "only the last lines of what is there")
+      ->type_name("N")
+      ->check(wholeNumber(0, std::numeric_limits<unsigned>::max() - 1));
   pCommand->add_flag("--raw", pOutput->blRaw, RAW);
   pCommand->add_flag("--json", pOutput->blJson, "as JSON: an object with \"text\", the last MiB at most")
       ->excludes(pFollow);

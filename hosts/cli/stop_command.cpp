@@ -146,7 +146,7 @@ void addStopCommand(CLI::App& app, Context& context) {
       addCommand(app, "stop", "End a run with everything that its script has started, and wait until it is closed.",
                  "  eorva stop 42                asks it to end; makes it end after 10 seconds\n"
                  "  eorva stop 42 --grace 0      makes it end at once\n");
-  pCommand->add_option("run", pOptions->iResult, "its number")->required()->type_name("RUN")->check(&whyNotRunNumber);
+  pCommand->add_option("run", pOptions->iResult, "its number")->required()->type_name("RUN")->check(wholeNumber(1));
   pCommand->add_option("--grace", pOptions->grace, "how long it may take to end when it is asked to")
       ->type_name("SECONDS")
       ->check(CLI::Range(Json::Int64{0}, Json::Int64{86400}));

@@ -1,8 +1,11 @@
 #include "task_options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <limits>
 #include <pwd.h>
+#include <sstream>
 
 #include "common/base64.h"
 #include "common/depend_text.h"
@@ -11,6 +14,7 @@
 #include "common/json_utf8.h"
 #include "input.h"
 #include "present.h"
+#include "usage.h"
 
 namespace {
 
@@ -57,6 +61,18 @@ void setFromRecord(const std::string& strFile, Json::Value& jTask) {
   takeScriptBytes(jTask);
 }
 
+/// "a, b" is what people write, and "a,b" what is stored.
+std::string withoutBlanks(const std::string& strList) {
+  std::string strResult;
+  std::istringstream list(strList);
+  for (std::string strPart; std::getline(list, strPart, ',');) {
+    const std::size_t iFirst = std::min(strPart.find_first_not_of(' '), strPart.size());
+    const std::size_t iLast = strPart.find_last_not_of(' ');
+    strResult += (strResult.empty() ? "" : ",") + strPart.substr(iFirst, iLast + 1 - iFirst);
+  }
+  return strResult;
+}
+
 void setSwitch(Json::Value& jTask, const char* szMember, bool blOn, bool blOff) {
   if (blOn || blOff) {
     jTask[szMember] = blOn;
@@ -84,7 +100,8 @@ void addSwitches(CLI::App* pCommand, TaskOptions& options) {
   pOn = pCommand->add_flag("--parallel", options.blParallel, "let a run start while another one goes on");
   pCommand->add_flag("--no-parallel", options.blNoParallel, "one run at a time (the usual)")->excludes(pOn);
   pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time; 0 for no limit (the usual)")
-      ->type_name("SECONDS");
+      ->type_name("SECONDS")
+      ->check(wholeNumber(std::numeric_limits<long long>::min(), 0, " of seconds"));
   pCommand->add_option("--description", options.strDescription, "what it is for, in a line")->type_name("TEXT");
 }
 
@@ -147,7 +164,7 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
     jTask["time_limit"] = *options.iTimeLimit;
   }
   if (options.strMail) {
-    jTask["notify_mail"] = *options.strMail;
+    jTask["notify_mail"] = withoutBlanks(*options.strMail);
   }
   setSwitch(jTask, "enable", options.blEnabled, options.blDisabled);
   setSwitch(jTask, "run_the_same_time", options.blParallel, options.blNoParallel);

@@ -18,6 +18,7 @@
 #include "session.h"
 #include "settings_file.h"
 #include "shares.h"
+#include "suggestion.h"
 #include "task_name.h"
 
 namespace Host {
@@ -30,6 +31,12 @@ constexpr mode_t MODE_READABLE = 0644;
 
 bool isSectionKey(const std::string& strKey) {
   return strKey == OUTPUT_PATH || strKey == ENABLE_OUTPUT;
+}
+
+std::string noSuchKey(const std::string& strKey) {
+  const std::vector<std::string> vecKeys = configKeys();
+  return fmt::format("there is no setting \"{}\"; there are {}{}", strKey, fmt::join(vecKeys, ", "),
+                     didYouMean(strKey, vecKeys));
 }
 
 std::string sectionText(const Json::Value& jConfig, const std::string& strKey) {
@@ -108,7 +115,7 @@ std::string configText(const std::string& strKey) {
   }
   const std::vector<std::string> vecKeys = configKeys();
   if (std::find(vecKeys.begin(), vecKeys.end(), strKey) == vecKeys.end()) {
-    throw UsageFailure(fmt::format("there is no setting \"{}\"; there are {}", strKey, fmt::join(vecKeys, ", ")));
+    throw UsageFailure(noSuchKey(strKey));
   }
   return settingText(strKey);
 }
@@ -126,9 +133,7 @@ std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set
   const std::vector<std::string> vecKeys = configKeys();
   for (const auto& [strKey, strValue] : values) {
     const bool blKnown = std::find(vecKeys.begin(), vecKeys.end(), strKey) != vecKeys.end();
-    std::string strWhy =
-        blKnown ? whyNotValue(strKey, strValue)
-                : fmt::format("there is no setting \"{}\"; there are {}", strKey, fmt::join(vecKeys, ", "));
+    std::string strWhy = blKnown ? whyNotValue(strKey, strValue) : noSuchKey(strKey);
     if (!strWhy.empty()) {
       vecWhy.push_back(std::move(strWhy));
     }

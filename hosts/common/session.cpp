@@ -13,6 +13,7 @@
 #include "failure.h"
 #include "installed_paths.h"
 #include "json_read.h"
+#include "suggestion.h"
 
 namespace Host {
 
@@ -134,7 +135,11 @@ Json::Value findTask(Session& session, const std::string& strTask) {
 Json::Value requireTask(Session& session, const std::string& strTask) {
   Json::Value jTask = findTask(session, strTask);
   if (!jTask.isObject()) {
-    throw Failure(fmt::format("there is no task \"{}\"", strTask));
+    std::vector<std::string> vecNames;
+    for (const Json::Value& jOther : listTasks(session)) {
+      vecNames.push_back(textOf(jOther, "task_name"));
+    }
+    throw Failure(fmt::format("there is no task \"{}\"{}", strTask, didYouMean(strTask, vecNames)));
   }
   return jTask;
 }

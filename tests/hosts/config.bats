@@ -165,7 +165,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 }
 
 @test "of several values all are set, or none" {
-  run -1 --separate-stderr eorva config set retention_runs=7 stop_grace=-1 shared_script=maybe output_path=nowhere retention=3
+  run -2 --separate-stderr eorva config set retention_runs=7 stop_grace=-1 shared_script=maybe output_path=nowhere retention=3
   complains 'stop_grace must be a number from 0 to 86400, not "-1"'
   complains 'shared_script must be yes or no, not "maybe"'
   complains 'the share "nowhere": '

@@ -1,0 +1,118 @@
+#include "usage.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <limits>
+#include <vector>
+
+#include "command_line.h"
+#include "common/suggestion.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+/// The commands that were typed, without the program itself; the last one of them is given, too.
+const CLI::App* lastCommand(const CLI::App& app, Words& vecPath) {
+  const CLI::App* pCommand = &app;
+  for (;;) {
+    const std::vector<CLI::App*> vecTyped = pCommand->get_subcommands();
+    const auto it =
+        std::find_if(vecTyped.begin(), vecTyped.end(), [](const CLI::App* p) { return !p->get_name().empty(); });
+    if (it == vecTyped.end()) {
+      return pCommand;
+    }
+    pCommand = *it;
+    vecPath.push_back(pCommand->get_name());
+  }
+}
+
+/// What could stand behind these words: the next command, or an option.
+Words candidates(const CLI::App& app, Words vecPath, const std::string& strBegin) {
+  vecPath.push_back(strBegin);
+  return nextWord(app, vecPath).vecWords;
+}
+
+std::string unknownText(const CLI::App& app, const Words& vecPath, const std::string& strWord, bool blCommand) {
+  if (strWord.size() > 1 && strWord.front() == '-') {
+    const std::string strName = strWord.substr(0, strWord.find('='));
+    return fmt::format("there is no option \"{}\"{}", strName,
+                       Host::didYouMean(strName, candidates(app, vecPath, "-")));
+  }
+  if (!blCommand) {
+    return fmt::format("\"{}\" is one word too many", strWord);
+  }
+  const std::string strAll = vecPath.empty() ? strWord : fmt::format("{} {}", fmt::join(vecPath, " "), strWord);
+  return fmt::format("there is no command \"{}\"{}", strAll, Host::didYouMean(strWord, candidates(app, vecPath, "")));
+}
+
+/// An option without its value; the library says that in a language of its own.
+std::string withoutValueText(const std::string& strWhat) {
+  const std::size_t iEnd = strWhat.find(": 1 required ");
+  return iEnd == std::string::npos ? strWhat : fmt::format("{} must be followed by a value", strWhat.substr(0, iEnd));
+}
+
+/// By its code, for some errors bear the name of the command.
+bool isError(const CLI::Error& error, CLI::ExitCodes code) {
+  return error.get_exit_code() == static_cast<int>(code);
+}
+
+std::string reason(const CLI::App& app, const Words& vecPath, const CLI::Error& error) {
+  const Words vecRest = app.remaining(true);
+  const auto itOption = std::find_if(vecRest.begin(), vecRest.end(), [](const std::string& strWord) {
+    return strWord.size() > 1 && strWord[0] == '-';
+  });
+  if (isError(error, CLI::ExitCodes::ExtrasError) && !vecRest.empty()) {
+    return unknownText(app, vecPath, itOption != vecRest.end() ? *itOption : vecRest.front(), false);
+  }
+  if (isError(error, CLI::ExitCodes::RequiredError) && !vecRest.empty()) {
+    return unknownText(app, vecPath, vecRest.front(), true);
+  }
+  return isError(error, CLI::ExitCodes::ArgumentMismatch) ? withoutValueText(error.what()) : error.what();
+}
+
+/// No upper limit is said where it is only the machine's; without a lower one, others say what is wrong with a number.
+std::string limitsText(long long iMin, long long iMax) {
+  if (iMax > 0) {
+    return fmt::format(" from {} to {}", iMin, iMax);
+  }
+  return iMin == std::numeric_limits<long long>::min() ? "" : fmt::format(", {} or more", iMin);
+}
+
+}  // namespace
+
+std::string typedCommand(const CLI::App& app) {
+  Words vecPath{app.get_name()};
+  lastCommand(app, vecPath);
+  return fmt::format("{}", fmt::join(vecPath, " "));
+}
+
+std::string usageText(const CLI::App* pApp, const CLI::Error& error) {
+  Words vecPath;
+  const CLI::App* pCommand = lastCommand(*pApp, vecPath);
+  const std::string strCommand = typedCommand(*pApp);
+  if (std::string(error.what()) == "A subcommand is required" && pApp->remaining(true).empty()) {
+    return pCommand->get_formatter()->make_help(pCommand, strCommand, CLI::AppFormatMode::Normal);
+  }
+  return fmt::format("eorva: {}\nTry '{} --help'.\n", reason(*pApp, vecPath, error), strCommand);
+}
+
+CLI::Validator wholeNumber(long long iMin, long long iMax, const char* szUnit) {
+  const long long iLast = iMax > 0 ? iMax : std::numeric_limits<long long>::max();
+  const auto check = [iMin, iMax, iLast, strUnit = std::string(szUnit),
+                      strLimits = limitsText(iMin, iMax)](const std::string& strText) {
+    long long iValue = 0;
+    const char* pEnd = strText.data() + strText.size();
+    const auto [p, code] = std::from_chars(strText.data(), pEnd, iValue);
+    if (code == std::errc::result_out_of_range && iMax <= 0 && strText.front() != '-') {
+      return fmt::format("\"{}\" is too large", strText);
+    }
+    if (code != std::errc() || p != pEnd || iValue < iMin || iValue > iLast) {
+      return fmt::format("\"{}\" is not a whole number{}{}", strText, strUnit, strLimits);
+    }
+    return std::string();
+  };
+  return CLI::Validator(check, "", "whole number");
+}
