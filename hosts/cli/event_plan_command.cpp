@@ -7,7 +7,9 @@
 #include "common/event_plan.h"
 #include "common/failure.h"
 #include "common/json_read.h"
+#include "common/known_event.h"
 #include "context.h"
+#include "event_note.h"
 #include "present.h"
 
 using Host::BlockedTask;
@@ -107,12 +109,14 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
 int runPlan(const Context& context, const PlanOptions& options) {
   Host::Session session;
   const Json::Value jTasks = Host::listTasks(session);
+  Host::requireEvent(jTasks, options.strEvent);
   const OwnerNames owners = ownerNames(jTasks);
   const EventPlan plan = Host::planEvent(session, jTasks, options.strEvent);
   if (options.blJson) {
     printJson(planForPrograms(options.strEvent, plan, owners));
   } else {
     printPlan(context, options.strEvent, plan, owners);
+    noteDisabledEvent(options.strEvent);
   }
   return EXIT_DONE;
 }

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <iterator>
 
 #include "common/event_catalogue.h"
 #include "common/event_state.h"
 #include "common/failure.h"
 #include "common/json_read.h"
+#include "common/suggestion.h"
 #include "common/systemctl.h"
 #include "context.h"
 #include "present.h"
@@ -23,7 +25,7 @@ struct ListOptions {
 };
 
 struct NameOptions {
-  std::string strEvent;
+  std::vector<std::string> vecEvents;
 };
 
 std::string stateText(const EventState& row) {
@@ -75,6 +77,13 @@ int runList(const Context& context, const ListOptions& options) {
   return EXIT_DONE;
 }
 
+std::vector<std::string> namesOf(const std::vector<Event>& vecEvents) {
+  std::vector<std::string> vecNames;
+  std::transform(vecEvents.begin(), vecEvents.end(), std::back_inserter(vecNames),
+                 [](const Event& event) { return event.strName; });
+  return vecNames;
+}
+
 /// \throw Failure when nothing that is installed fires the event.
 Event requireFiredEvent(const std::string& strEvent) {
   const std::vector<Event> vecEvents = Host::eventCatalogue();
@@ -83,8 +92,8 @@ Event requireFiredEvent(const std::string& strEvent) {
   if (it == vecEvents.end()) {
     throw Host::Failure(
         fmt::format("there is no event \"{0}\" in the catalogue ('eorva event list' shows it); an event of your own is "
-                    "fired by a timer, a path unit or a rule that starts {1}: see 'man eorva-events'",
-                    strEvent, Host::eventUnit(strEvent)));
+                    "fired by a timer, a path unit or a rule that starts {1}: see 'man eorva-events'{2}",
+                    strEvent, Host::eventUnit(strEvent), Host::didYouMean(strEvent, namesOf(vecEvents))));
   }
   if (it->strUnit.empty()) {
     throw Host::Failure(fmt::format("the catalogue names no unit that fires the event \"{}\"", strEvent));
@@ -92,17 +101,26 @@ Event requireFiredEvent(const std::string& strEvent) {
   return *it;
 }
 
+/// All names are looked at before anything is changed.
+std::vector<Event> requireFiredEvents(const std::vector<std::string>& vecNames) {
+  std::vector<Event> vecEvents;
+  std::transform(vecNames.begin(), vecNames.end(), std::back_inserter(vecEvents), &requireFiredEvent);
+  return vecEvents;
+}
+
 int runEnable(const Context&, const NameOptions& options) {
-  const Event event = requireFiredEvent(options.strEvent);
-  Host::enableUnit(event.strUnit, !event.blAtUnitStart);
-  fmt::print("enabled {} ({})\n", event.strName, event.strUnit);
+  for (const Event& event : requireFiredEvents(options.vecEvents)) {
+    Host::enableUnit(event.strUnit, !event.blAtUnitStart);
+    fmt::print("enabled {} ({})\n", event.strName, event.strUnit);
+  }
   return EXIT_DONE;
 }
 
 int runDisable(const Context&, const NameOptions& options) {
-  const Event event = requireFiredEvent(options.strEvent);
-  Host::disableUnit(event.strUnit);
-  fmt::print("disabled {} ({})\n", event.strName, event.strUnit);
+  for (const Event& event : requireFiredEvents(options.vecEvents)) {
+    Host::disableUnit(event.strUnit);
+    fmt::print("disabled {} ({})\n", event.strName, event.strUnit);
+  }
   return EXIT_DONE;
 }
 
@@ -116,13 +134,13 @@ void addEventStateCommands(CLI::App& event, Context& context) {
   onCommand(pCommand, context, pList, &runList);
 
   auto pEnable = std::make_shared<NameOptions>();
-  pCommand = addCommand(event, "enable", "Let an event be fired, from now on.", "  eorva event enable daily\n");
-  pCommand->add_option("event", pEnable->strEvent, "the event")->required()->type_name("EVENT");
+  pCommand = addCommand(event, "enable", "Let an event be fired, from now on.", "  eorva event enable daily weekly\n");
+  pCommand->add_option("event", pEnable->vecEvents, "the event; several may be given")->required()->type_name("EVENT");
   onCommand(pCommand, context, pEnable, &runEnable);
 
   auto pDisable = std::make_shared<NameOptions>();
   pCommand = addCommand(event, "disable", "Let an event not be fired any more; 'eorva fire' still does.",
                         "  eorva event disable bootup\n");
-  pCommand->add_option("event", pDisable->strEvent, "the event")->required()->type_name("EVENT");
+  pCommand->add_option("event", pDisable->vecEvents, "the event; several may be given")->required()->type_name("EVENT");
   onCommand(pCommand, context, pDisable, &runDisable);
 }

@@ -5,6 +5,7 @@
 #include "common/explanation.h"
 #include "common/json_read.h"
 #include "context.h"
+#include "event_note.h"
 #include "present.h"
 
 using Host::Explanation;
@@ -122,6 +123,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
   printVerdict(explanation);
   printNeeds(explanation);
   printNow(explanation);
+  noteDisabledEvent(textOf(explanation.jTask, "event"));
   return EXIT_DONE;
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <csignal>
 #include <fmt/format.h>
+#include <limits>
 #include <thread>
 
 #include "common/failure.h"
@@ -13,7 +14,7 @@
 #include "common/run_end.h"
 #include "context.h"
 #include "present.h"
-#include "runs_commands.h"
+#include "usage.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ constexpr auto BEGIN_LIMIT = 60s;
 constexpr auto CLOSE_LIMIT = 60s;
 
 struct StopOptions {
-  Json::Int64 iResult = 0;
+  std::vector<Json::Int64> vecResults;
   std::optional<Json::Int64> grace;
   bool blJson = false;
 };
@@ -117,24 +118,41 @@ Json::Value waitUntilClosed(Host::Session& session, Json::Int64 iResult) {
   }
 }
 
-void show(const Json::Value& jRun, const StopOptions& options, const OwnerNames& owners) {
-  if (options.blJson) {
-    printJson(runForPrograms(jRun, owners));
-  } else {
-    fmt::print("run {} of {}: {}\n", options.iResult, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
+/// Waits until a run is over. \return its record then.
+Json::Value stopRun(Host::Session& session, Json::Int64 iResult, std::chrono::seconds grace) {
+  const Json::Value jRun = Host::requireRun(session, iResult);
+  if (jRun.isMember("stop_time")) {
+    printNote(fmt::format("run {} has ended already", iResult));
+    return jRun;
   }
+  endRun(session, jRun, grace);
+  return waitUntilClosed(session, iResult);
+}
+
+/// One run is shown as a record, several as an array.
+void printStopped(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
+  Json::Value jOut(Json::arrayValue);
+  for (const Json::Value& jRun : vecRuns) {
+    jOut.append(runForPrograms(jRun, owners));
+  }
+  printJson(jOut.size() == 1 ? jOut[0] : jOut);
 }
 
 int runStop(const Context&, const StopOptions& options) {
   Host::Session session;
-  Json::Value jRun = Host::requireRun(session, options.iResult);
-  if (jRun.isMember("stop_time")) {
-    printNote(fmt::format("run {} has ended already", options.iResult));
-  } else {
-    endRun(session, jRun, graceOf(options));
-    jRun = waitUntilClosed(session, options.iResult);
+  for (const Json::Int64 iResult : options.vecResults) {
+    Host::requireRun(session, iResult);
   }
-  show(jRun, options, ownerNames(Host::listTasks(session)));
+  std::vector<Json::Value> vecRuns;
+  for (const Json::Int64 iResult : options.vecResults) {
+    const Json::Value& jRun = vecRuns.emplace_back(stopRun(session, iResult, graceOf(options)));
+    if (!options.blJson) {
+      fmt::print("run {} of {}: {}\n", iResult, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
+    }
+  }
+  if (options.blJson) {
+    printStopped(vecRuns, ownerNames(Host::listTasks(session)));
+  }
   return EXIT_DONE;
 }
 
@@ -145,11 +163,15 @@ void addStopCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand =
       addCommand(app, "stop", "End a run with everything that its script has started, and wait until it is closed.",
                  "  eorva stop 42                asks it to end; makes it end after 10 seconds\n"
-                 "  eorva stop 42 --grace 0      makes it end at once\n");
-  pCommand->add_option("run", pOptions->iResult, "its number")->required()->type_name("RUN")->check(wholeNumber(1));
+                 "  eorva stop 42 43 --grace 0   makes two of them end at once\n");
+  pCommand->add_option("run", pOptions->vecResults, "its number; several may be given")
+      ->required()
+      ->type_name("RUN")
+      ->check(wholeNumber(std::numeric_limits<long long>::min()));
   pCommand->add_option("--grace", pOptions->grace, "how long it may take to end when it is asked to")
       ->type_name("SECONDS")
-      ->check(CLI::Range(Json::Int64{0}, Json::Int64{86400}));
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: the record of the run");
+      ->check(wholeNumber(0, 86400, " of seconds"));
+  pCommand->add_flag("--json", pOptions->blJson,
+                     "as JSON: the record of the run; an array of them when several are given");
   onCommand(pCommand, context, pOptions, &runStop);
 }

@@ -8,6 +8,7 @@
 #include "common/failure.h"
 #include "common/json_read.h"
 #include "common/session.h"
+#include "event_note.h"
 #include "present.h"
 #include "task_options.h"
 
@@ -37,6 +38,7 @@ void storeNew(Host::Session& session, Json::Value& jTask, Host::Events events) {
 void sayAdded(const Json::Value& jTask) {
   fmt::print("added {} (event {}, owner {})\n", Host::textOf(jTask, "task_name"), Host::textOf(jTask, "event"),
              ownerText(jTask));
+  noteDisabledEvent(Host::textOf(jTask, "event"));
 }
 
 int runAdd(const Context&, const AddOptions& options) {

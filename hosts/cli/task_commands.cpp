@@ -63,6 +63,8 @@ int runList(const Context& context, const ListOptions& options) {
   }
   if (options.blJson) {
     printJson(jOut);
+  } else if (jOut.empty()) {
+    printNote("no tasks");
   } else {
     table.print();
   }

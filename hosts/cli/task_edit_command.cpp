@@ -10,6 +10,7 @@
 #include "common/output_folder.h"
 #include "common/session.h"
 #include "editor.h"
+#include "event_note.h"
 #include "present.h"
 #include "task_change.h"
 #include "task_options.h"
@@ -71,7 +72,11 @@ int runEdit(const Context&, const EditOptions& options) {
   }
   Json::Value jChanges(Json::objectValue);
   setMembers(options.task, jChanges);
-  sayChanged(options.strTask, changeTask(options.strTask, jChanges, options.task.events()));
+  const std::vector<std::string> vecMembers = changeTask(options.strTask, jChanges, options.task.events());
+  sayChanged(options.strTask, vecMembers);
+  if (std::find(vecMembers.begin(), vecMembers.end(), "event") != vecMembers.end()) {
+    noteDisabledEvent(Host::textOf(jChanges, "event"));
+  }
   return EXIT_DONE;
 }
 

@@ -97,3 +97,17 @@ completes() {
 @test "the function is loaded for eorva" {
   [[ $(complete -p eorva) == "complete -o nosort -F _eorva eorva" ]]
 }
+
+@test "what can be stopped, and what can be set, is offered" {
+  add_task slow bootup alice 'exec sleep 1000'
+  add_task quick bootup alice 'exit 0'
+  eorva run quick >/dev/null
+  eorva run slow --detach >/dev/null
+  wait_until runs_are 2
+  same "runs to stop" 2 "$(completes stop '')"
+  same "settings" "retention_runs" "$(completes config get retention_r)"
+  same "settings to change" "stop_grace=" "$(completes config set sto)"
+  same "a variable" "" "$(completes fire bootup --env sto)"
+  same "commands behind help" "edit|enable" "$(completes help task e)"
+  eorva stop 2 --grace 0 >/dev/null
+}

@@ -28,11 +28,11 @@ setup() { fresh_store; }
   same "the same as shown" "$(jq -S '.[0]' <<<"$output")" "$(eorva task show hello --json | jq -S .)"
 }
 
-@test "an empty list is an empty array, and a table with its head" {
+@test "an empty list is an empty array, and a table that says so" {
   run -0 eorva task list --json
   same "list" "[]" "$(jq -c . <<<"$output")"
   run -0 eorva task list
-  same "lines" 0 "${#lines[@]}"
+  same "said" "eorva: no tasks" "$output"
 }
 
 @test "options become members" {

@@ -1,0 +1,163 @@
+#!/usr/bin/env bats
+# What somebody is told who does not know the command yet, or mistypes.
+
+load common
+
+setup() { fresh_store; }
+
+# typed COMMAND... : what a line that cannot be understood says on standard error.
+typed() {
+  run -2 --separate-stderr eorva "$@"
+  same "standard output of '$*'" "" "$output"
+}
+
+@test "help is a command, too" {
+  same "of everything" "$(eorva --help)" "$(eorva help)"
+  same "of a command" "$(eorva task --help)" "$(eorva help task)"
+  same "of a command of a command" "$(eorva task add --help)" "$(eorva help task add)"
+  run -0 setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva help fire
+  typed help task lst
+  complains 'help: there is no command "eorva task lst"; did you mean "list"?'
+}
+
+@test "without a verb there is the help that tells the verbs" {
+  local command
+  for command in "" task event runs config share; do
+    # shellcheck disable=SC2086
+    typed $command
+    same "of '$command'" "$(eorva help $command)" "$stderr"
+    complains "Subcommands:"
+  done
+}
+
+@test "what is mistyped is understood, and the right help is named" {
+  local line wanted
+  add_task disk-usage my-event alice 'exit 0'
+  while IFS='|' read -r line wanted; do
+    # shellcheck disable=SC2086
+    typed $line
+    same "'$line'" "$wanted" "$(tr '\n' '|' <<<"$stderr")"
+  done <<'END'
+tsk|eorva: there is no command "tsk"; did you mean "task"?|Try 'eorva --help'.|
+task lst|eorva: there is no command "task lst"; did you mean "list"?|Try 'eorva task --help'.|
+--hlep|eorva: there is no option "--hlep"; did you mean "--help"?|Try 'eorva --help'.|
+task --hlep|eorva: there is no option "--hlep"; did you mean "--help"?|Try 'eorva task --help'.|
+task list --jsn|eorva: there is no option "--jsn"; did you mean "--json"?|Try 'eorva task list --help'.|
+task list --evnt=x|eorva: there is no option "--evnt"; did you mean "--event"?|Try 'eorva task list --help'.|
+task show disk-usage again|eorva: "again" is one word too many|Try 'eorva task show --help'.|
+task show|eorva: task is required|Try 'eorva task show --help'.|
+task relate disk-usage|eorva: one of --needs, --needed-by and --candidates is required|Try 'eorva task relate --help'.|
+task list --event|eorva: --event must be followed by a value|Try 'eorva task list --help'.|
+config get retention_run|eorva: there is no setting "retention_run"; there are output_path, enable_output, retention_runs, retention_failed_runs, retention_output_size, shutdown_budget, stop_grace, shared_script; did you mean "retention_runs"?|Try 'eorva config get --help'.|
+runs show abc|eorva: run: "abc" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
+runs show 0|eorva: run: "0" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
+runs output -- -1|eorva: run: "-1" is not a whole number, 1 or more|Try 'eorva runs output --help'.|
+runs output 99999999999999999999|eorva: run: "99999999999999999999" is too large|Try 'eorva runs output --help'.|
+runs output 1 --tail x|eorva: --tail: "x" is not a whole number from 0 to 4294967294|Try 'eorva runs output --help'.|
+stop disk-usage|eorva: run: "disk-usage" is not a whole number|Try 'eorva stop --help'.|
+task edit disk-usage --time-limit 1h|eorva: --time-limit: "1h" is not a whole number of seconds|Try 'eorva task edit --help'.|
+fire bootup --budget 0|eorva: --budget: "0" is not a whole number of seconds from 1 to 31622400|Try 'eorva fire --help'.|
+log -n many|eorva: --lines: "many" is not a whole number, 0 or more|Try 'eorva log --help'.|
+END
+}
+
+@test "names that are mistyped are understood" {
+  add_task disk-usage my-event alice 'exit 0'
+  local line wanted
+  while IFS='|' read -r line wanted; do
+    # shellcheck disable=SC2086
+    run -1 --separate-stderr eorva $line
+    same "standard output of '$line'" "" "$output"
+    complains "$wanted"
+  done <<'END'
+run disk-usge|there is no task "disk-usge"; did you mean "disk-usage"?
+task show disk_usage|there is no task "disk_usage"; did you mean "disk-usage"?
+fire bootp|does not show it; did you mean "bootup"?
+event plan nope|there is no event "nope": no task is bound to it
+event plan --json nope|there is no event "nope": no task is bound to it
+task graph nope|there is no event "nope": no task is bound to it
+event enable dayly|; did you mean "daily"?
+END
+  run -2 --separate-stderr eorva config set retention_run=5
+  complains 'there is no setting "retention_run"; '
+  complains 'did you mean "retention_runs"?'
+}
+
+@test "a list of nothing says so, and stays data for programs" {
+  run -0 --separate-stderr eorva runs list --outcome failed
+  same "runs" "|eorva: no runs" "$output|$stderr"
+  run -0 --separate-stderr eorva task list --event weekly
+  same "tasks" "|eorva: no tasks" "$output|$stderr"
+  run -0 --separate-stderr eorva runs list --outcome failed --json
+  same "JSON" "[]|" "$output|$stderr"
+}
+
+@test "an event that starts nothing names where the reason is" {
+  run -0 --separate-stderr eorva fire hourly
+  complains 'the event "hourly" has no task that could start; why: eorva event plan hourly'
+}
+
+@test "a second run is refused with --detach, too" {
+  mkfifo -m 666 /tmp/go
+  add_task slow bootup alice 'read -r line </tmp/go'
+  run -0 eorva run slow --detach
+  wait_until runs_are 1
+  run -1 --separate-stderr eorva run slow --detach
+  complains 'the task "slow" is running already'
+  same "standard output" "" "$output"
+  echo >/tmp/go
+}
+
+@test "a task of an event that is switched off is added, and that is said" {
+  run -0 --separate-stderr eorva task add it --event weekly --owner alice --script - <<<'exit 0'
+  same "said" 'eorva: the event "weekly" is disabled: eorva event enable weekly' "$stderr"
+  run -0 --separate-stderr eorva task edit it --event daily
+  complains 'the event "daily" is disabled: eorva event enable daily'
+  run -0 --separate-stderr eorva task edit it --time-limit 5
+  same "said" "" "$stderr"
+  run -0 --separate-stderr eorva explain it
+  complains 'the event "daily" is disabled'
+  run -0 --separate-stderr eorva event plan daily
+  complains 'the event "daily" is disabled'
+  run -0 --separate-stderr eorva event plan daily --json
+  same "beside JSON" "" "$stderr"
+  mount --bind /dev/null "$(command -v systemctl)"
+  run -0 --separate-stderr eorva task add other --event weekly --owner alice --script - <<<'exit 0'
+  umount "$(command -v systemctl)"
+  same "without systemctl" "" "$stderr"
+}
+
+@test "several events are enabled and several runs stopped at once" {
+  run -0 eorva event enable daily weekly
+  same "said" "enabled daily (eorva-daily.timer)|enabled weekly (eorva-weekly.timer)" "$(paste -sd '|' <<<"$output")"
+  run -1 eorva event disable daily nope
+  [[ $(eorva event list --json | jq -c '[.[] | select(.enabled).name] | contains(["daily", "weekly"])') == true ]]
+  run -0 eorva event disable daily weekly
+  add_task one bootup alice 'exec sleep 1000'
+  add_task two bootup alice 'exec sleep 1000'
+  eorva fire bootup --detach >/dev/null
+  wait_until runs_are 2
+  run -1 eorva stop 1 99
+  same "unharmed" 2 "$(eorva runs list --running --json | jq length)"
+  run -0 eorva stop 1 2 --grace 0 --json
+  same "stopped" '[1,2]' "$(jq -c 'map(.result_id)' <<<"$output")"
+}
+
+@test "lines of the settings that do nothing are told" {
+  cp /etc/eorva.conf before.conf
+  printf 'retention_run=5\nretention_runs 5\n  ; no = setting\n' >>/etc/eorva.conf
+  local last
+  last=$(wc -l </etc/eorva.conf)
+  run -1 eorva check
+  says "/etc/eorva.conf, line $((last - 2)): there is no setting \"retention_run\"; did you mean \"retention_runs\"?"
+  says "/etc/eorva.conf, line $((last - 1)), is no KEY=VALUE: retention_runs 5"
+  [[ $output != *"line $last"* ]]
+  run -0 --separate-stderr eorva config show
+  complains "warning: /etc/eorva.conf, line $((last - 2))"
+  mv before.conf /etc/eorva.conf
+}
+
+@test "blanks between addresses are no part of them" {
+  add_task it bootup alice 'exit 0' --mail ' a@example.org, b@example.org '
+  same "addresses" '"a@example.org,b@example.org"' "$(eorva task show it --json | jq .notify_mail)"
+}
