@@ -1,10 +1,12 @@
 /// eorva config show|get|set
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "common/configuration.h"
 #include "common/failure.h"
+#include "common/host_settings.h"
 #include "common/json_read.h"
 #include "common/session.h"
 #include "context.h"
@@ -49,6 +51,9 @@ int runShow(const Context&, const ShowOptions& options) {
     }
   }
   printFields(vecFields);
+  for (const std::string& strIgnored : Host::ignoredSettings()) {
+    printNote("warning: " + strIgnored);
+  }
   return EXIT_DONE;
 }
 
@@ -104,7 +109,15 @@ int runSet(const Context&, const SetOptions& options) {
   const std::vector<std::string> vecWhy =
       Host::whyNotConfig(values, blOwnersCount ? taskOwners() : std::set<Json::Int64>());
   if (!vecWhy.empty()) {
-    throw Host::Failure(fmt::format("{}", fmt::join(vecWhy, "\n")));
+    const std::string strWhy = fmt::format("{}", fmt::join(vecWhy, "\n"));
+    const std::vector<std::string> vecKeys = Host::configKeys();
+    const bool blKnown = std::all_of(values.begin(), values.end(), [&](const auto& value) {
+      return std::find(vecKeys.begin(), vecKeys.end(), value.first) != vecKeys.end();
+    });
+    if (!blKnown) {
+      throw Host::UsageFailure(strWhy);
+    }
+    throw Host::Failure(strWhy);
   }
   Host::setConfig(values);
   return runShow({}, {});
@@ -126,7 +139,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
 
   auto pGet = std::make_shared<GetOptions>();
   pCommand = addCommand(*pConfig, "get", "Show one setting, and nothing else.", "  eorva config get retention_runs\n");
-  pCommand->add_option("key", pGet->strKey, "its name")->required()->type_name("KEY");
+  pCommand->add_option("key", pGet->strKey, "its name")->required()->type_name("SETTING");
   pCommand->add_flag("--json", pGet->blJson, "as JSON: an object with \"key\" and \"value\"");
   onCommand(pCommand, context, pGet, &runGet);
 
@@ -136,7 +149,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
                         "  eorva config set --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n"
                         "  eorva config set --output off              keep no output and no scripts\n"
                         "\nThe settings are explained in /etc/eorva.conf.\n");
-  pCommand->add_option("values", pSet->vecValues, "settings and their new values")->type_name("KEY=VALUE");
+  pCommand->add_option("values", pSet->vecValues, "settings and their new values")->type_name("SETTING=VALUE");
   CLI::Option* pPath =
       pCommand->add_option("--output-path", pSet->strOutputPath, "where output is kept: a share, or a path inside it")
           ->type_name("SHARE[/PATH]");

@@ -165,6 +165,15 @@ void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings) {
   for (const std::string& strProblem : vecProblems) {
     findings.push_back({Severity::PROBLEM, "configuration", "/etc/eorva.conf", strProblem, "eorva config set --help"});
   }
+  try {
+    for (const std::string& strIgnored : ignoredSettings()) {
+      findings.push_back(
+          {Severity::PROBLEM, "configuration", SETTINGS_PATH, strIgnored, fmt::format("editor {}", SETTINGS_PATH)});
+    }
+  } catch (const Failure&) {
+    // That the file cannot be read is among the problems above.
+    return;
+  }
 }
 
 void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {

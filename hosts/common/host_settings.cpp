@@ -16,6 +16,9 @@
 
 #include "failure.h"
 #include "installed_paths.h"
+#include "replace_file.h"
+#include "settings_file.h"
+#include "suggestion.h"
 
 namespace Host {
 
@@ -171,6 +174,20 @@ std::string settingText(const std::string& strKey) {
     throw Failure(problemText(rule, strValue, strWhy));
   }
   return strValue;
+}
+
+std::vector<std::string> ignoredSettings() {
+  std::vector<std::string> vecProblems;
+  const std::vector<std::string> vecKeys = settingKeys();
+  for (const SettingLine& line : settingLines(readTextFile(SETTINGS_PATH).value_or(""))) {
+    if (line.strKey.empty()) {
+      vecProblems.push_back(fmt::format("{}, line {}, is no KEY=VALUE: {}", SETTINGS_PATH, line.iLine, line.strText));
+    } else if (std::find(vecKeys.begin(), vecKeys.end(), line.strKey) == vecKeys.end()) {
+      vecProblems.push_back(fmt::format("{}, line {}: there is no setting \"{}\"{}", SETTINGS_PATH, line.iLine,
+                                        line.strKey, didYouMean(line.strKey, vecKeys)));
+    }
+  }
+  return vecProblems;
 }
 
 std::string whyNotSetting(const std::string& strKey, const std::string& strValue) {

@@ -45,4 +45,7 @@ std::string whyNotSetting(const std::string& strKey, const std::string& strValue
 
 /// @}
 
+/// Says which lines of the file set nothing: those that are broken, and those whose key is unknown.
+std::vector<std::string> ignoredSettings();
+
 }  // namespace Host

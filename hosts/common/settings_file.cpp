@@ -42,6 +42,18 @@ std::string_view keyOf(std::string_view strLine, bool blComment) {
 
 }  // namespace
 
+std::vector<SettingLine> settingLines(const std::string& strText) {
+  std::vector<SettingLine> vecSettings;
+  const std::vector<std::string> vecLines = linesOf(strText);
+  for (std::size_t i = 0; i < vecLines.size(); ++i) {
+    const std::size_t iFirst = vecLines[i].find_first_not_of(BLANKS);
+    if (iFirst != std::string::npos && vecLines[i][iFirst] != '#' && vecLines[i][iFirst] != ';') {
+      vecSettings.push_back({i + 1, vecLines[i].substr(iFirst), std::string(keyOf(vecLines[i], false))});
+    }
+  }
+  return vecSettings;
+}
+
 std::string withSetting(const std::string& strText, const std::string& strKey, const std::string& strValue) {
   std::vector<std::string> vecLines = linesOf(strText);
   const std::string strNew = strKey + "=" + strValue;
