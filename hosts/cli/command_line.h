@@ -12,6 +12,7 @@
 struct NextWord {
   std::vector<std::string> vecWords;  ///< command words, options, or the values of a choice
   std::string strType;                ///< what else may stand there, as help shows it: "TASK", "EVENT", "FILE" ...
+  std::string strCommand;             ///< the command it belongs to, the last word of it
 };
 
 /// Follows the words that have been typed through the command line's own description, so that nothing that is added

@@ -10,6 +10,7 @@
 #include "orva_platform.h"
 
 #include "command_line.h"
+#include "common/configuration.h"
 #include "common/event_catalogue.h"
 #include "common/failure.h"
 #include "common/json_read.h"
@@ -56,13 +57,30 @@ Words eventWords() {
 }
 
 /// The newest ones first, for these are meant most often.
-Words runWords() {
+Words runWords(const char* szWhere) {
   Host::Session session;
   Words words;
-  for (const Json::Value& jRun : Host::listRuns(session, "1", MAX_RUNS)) {
+  for (const Json::Value& jRun : Host::listRuns(session, szWhere, MAX_RUNS)) {
     words.push_back(std::to_string(Host::intOf(jRun, "result_id")));
   }
   std::reverse(words.begin(), words.end());
+  return words;
+}
+
+Words allRunWords() {
+  return runWords("1");
+}
+
+Words openRunWords() {
+  return runWords("stop_time is null");
+}
+
+/// A value follows at once.
+Words assignmentWords() {
+  Words words = Host::configKeys();
+  for (std::string& strWord : words) {
+    strWord += '=';
+  }
   return words;
 }
 
@@ -92,19 +110,22 @@ Words ownerWords() {
   return words;
 }
 
-constexpr std::pair<const char*, Words (*)()> KINDS[] = {{"tasks", &taskWords},
-                                                         {"events", &eventWords},
-                                                         {"runs", &runWords},
-                                                         {"shares", &shareWords},
-                                                         {"owners", &ownerWords}};
+constexpr std::pair<const char*, Words (*)()> KINDS[] = {
+    {"tasks", &taskWords},        {"events", &eventWords},         {"runs", &allRunWords},
+    {"open-runs", &openRunWords}, {"settings", &Host::configKeys}, {"assignments", &assignmentWords},
+    {"shares", &shareWords},      {"owners", &ownerWords}};
 
 /// What help shows for a kind of value.
-std::string kindOf(const std::string& strType) {
-  constexpr std::pair<const char*, const char*> TYPES[] = {{"TASK", "tasks"},   {"EVENT", "events"},
-                                                           {"RUN", "runs"},     {"SHARE[/PATH]", "shares"},
-                                                           {"SHARE", "shares"}, {"USER", "owners"}};
+std::string kindOf(const NextWord& next) {
+  // Only what runs can be stopped.
+  if (next.strType == "RUN" && next.strCommand == "stop") {
+    return "open-runs";
+  }
+  constexpr std::pair<const char*, const char*> TYPES[] = {
+      {"TASK", "tasks"},   {"EVENT", "events"}, {"RUN", "runs"},         {"SHARE[/PATH]", "shares"},
+      {"SHARE", "shares"}, {"USER", "owners"},  {"SETTING", "settings"}, {"SETTING=VALUE", "assignments"}};
   const auto* it =
-      std::find_if(std::begin(TYPES), std::end(TYPES), [&](const auto& type) { return strType == type.first; });
+      std::find_if(std::begin(TYPES), std::end(TYPES), [&](const auto& type) { return next.strType == type.first; });
   return it == std::end(TYPES) ? "" : it->second;
 }
 
@@ -114,12 +135,24 @@ Words wordsOf(const std::string& strKind) {
   return it == std::end(KINDS) ? Words() : it->second();
 }
 
+/// Behind "help" stands what could stand without it.
+Words commandWords(const CompleteOptions& options) {
+  const auto itHelp = std::find(options.vecWords.begin(), options.vecWords.end(), "help");
+  return itHelp == options.vecWords.end() ? Words()
+                                          : nextWord(*options.pApp, {itHelp + 1, options.vecWords.end()}).vecWords;
+}
+
 /// Everything that may stand at the end of a command line; ":files" stands for names of files.
 Words lineWords(const CompleteOptions& options) {
   const NextWord next = nextWord(*options.pApp, options.vecWords);
   Words words = next.vecWords;
-  for (std::string& strWord : wordsOf(kindOf(next.strType))) {
+  for (std::string& strWord : wordsOf(kindOf(next))) {
     words.push_back(std::move(strWord));
+  }
+  if (next.strType == "COMMAND") {
+    for (std::string& strWord : commandWords(options)) {
+      words.push_back(std::move(strWord));
+    }
   }
   if (next.strType == "FILE") {
     words.emplace_back(":files");
@@ -151,7 +184,8 @@ void addCompleteCommand(CLI::App& app, Context& context) {
   pCommand->group("");
   pCommand->add_option("kind", pOptions->strKind, "what they stand for; line: the next word of a command line")
       ->required()
-      ->check(CLI::IsMember({"tasks", "events", "runs", "shares", "owners", "line"}))
+      ->check(CLI::IsMember(
+          {"tasks", "events", "runs", "open-runs", "settings", "assignments", "shares", "owners", "line"}))
       ->type_name("KIND");
   pCommand->add_option("words", pOptions->vecWords, "the words of the line, the last one being typed")
       ->type_name("WORD");
