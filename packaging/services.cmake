@@ -22,6 +22,7 @@ endforeach()
 install(FILES tmpfiles/eorva.conf DESTINATION /usr/lib/tmpfiles.d)
 install(FILES udev/90-eorva.rules DESTINATION /lib/udev/rules.d)
 install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva/examples" USE_SOURCE_PERMISSIONS)
+install(FILES "${CMAKE_SOURCE_DIR}/docs/administrators.md" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva")
 
 # The store changes while the system runs, so it lies where backups look; the path that the library knows leads there.
 # A store that was made in that place by hand stays there.
