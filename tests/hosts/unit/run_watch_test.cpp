@@ -86,7 +86,7 @@ protected:
 
   /// The watch of the execution that has this one run.
   void look(RunWatch& watch) {
-    const ExecutionFile file(0);
+    const ExecutionFile file(Json::Int64{0}, Json::Int64{0});
     OrvaTest::writeFile(file.path(), fmt::format("after 0\n{}\n", m_pid));
     watch.look(file, getpid());
     ASSERT_EQ(watch.processes().count(m_pid), 1U);
