@@ -2,6 +2,7 @@
 /// page has every command and option that there is.
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "context.h"
 
@@ -31,6 +32,18 @@ std::string valueName(const CLI::Option& option) {
 
 bool isHidden(const CLI::Option& option) {
   return option.get_group().empty() || option.check_name("--help");
+}
+
+/// As a page shows them: "*-f*, *--follow*".
+std::string optionNames(const CLI::Option& option) {
+  std::vector<std::string> vecNames;
+  for (const std::string& strName : option.get_snames()) {
+    vecNames.push_back(fmt::format("*-{}*", strName));
+  }
+  for (const std::string& strName : option.get_lnames()) {
+    vecNames.push_back(fmt::format("*--{}*", strName));
+  }
+  return fmt::format("{}", fmt::join(vecNames, ", "));
 }
 
 /// Options in the groups of an application are its own to whoever types them.
@@ -68,8 +81,8 @@ void printOptions(const CLI::App& app) {
     if (!pOption->get_positional()) {
       const std::string strValue = valueName(*pOption);
       const bool blValue = pOption->get_items_expected_max() > 0 && !strValue.empty();
-      fmt::print("*--{}*{}\n\t{}\n\n", pOption->get_lnames().front(),
-                 blValue ? fmt::format(" _{}_", escaped(strValue)) : "", escaped(pOption->get_description()));
+      fmt::print("{}{}\n\t{}\n\n", optionNames(*pOption), blValue ? fmt::format(" _{}_", escaped(strValue)) : "",
+                 escaped(pOption->get_description()));
     }
   }
 }
