@@ -120,7 +120,7 @@ Json::Value waitUntilClosed(Host::Session& session, Json::Int64 iResult) {
 
 /// Waits until a run is over. \return its record then.
 Json::Value stopRun(Host::Session& session, Json::Int64 iResult, std::chrono::seconds grace) {
-  const Json::Value jRun = Host::requireRun(session, iResult);
+  Json::Value jRun = Host::requireRun(session, iResult);
   if (jRun.isMember("stop_time")) {
     printNote(fmt::format("run {} has ended already", iResult));
     return jRun;

@@ -78,17 +78,18 @@ std::size_t ownersOf(const Json::Value& jTasks) {
 
 /// Names a share that can be used, when there is one.
 std::string setOutputCommand() {
-  std::string strShare;
+  constexpr const char* SEE_SHARES = "eorva share list";
   try {
     for (const SharePtr& pShare : readShares().vecShare) {
-      if (strShare.empty() && whyUnusable(*pShare).empty()) {
-        strShare = pShare->szName;
+      if (whyUnusable(*pShare).empty()) {
+        return eorvaCommand("config set", {}, optionText("--output-path", pShare->szName));
       }
     }
+    return SEE_SHARES;
   } catch (const Failure&) {
-    // 'eorva share list' says what is the matter.
+    // It says what is the matter.
+    return SEE_SHARES;
   }
-  return strShare.empty() ? "eorva share list" : eorvaCommand("config set", {}, optionText("--output-path", strShare));
 }
 
 void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {

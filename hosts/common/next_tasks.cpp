@@ -57,6 +57,7 @@ void NextTasks::makeReady() {
   }
   addNew(vecReady);
   std::vector<std::string> vecNames;
+  vecNames.reserve(vecReady.size());
   for (const GraphTask& task : vecReady) {
     vecNames.push_back(task.strName);
   }
