@@ -1,5 +1,6 @@
 #!/usr/bin/env bats
-# Attacks by the thousand: files in shared folders, at whatever fs.protected_* the machine has.
+# Attacks by the thousand: files in shared folders, with fs.protected_* as the machine has it; protected_files runs them
+# with the other setting, too.
 
 load common
 
