@@ -83,11 +83,17 @@ RunEnd::RunEnd(Process process, std::chrono::seconds grace)
 void RunEnd::ask() {
   m_deadline = Clock::now() + m_grace;
   look();
+  askKnown();
+}
+
+/// The shell that has started nothing yet is no one to be asked: what it starts then is.
+void RunEnd::askKnown() {
   const pid_t pidShell = shellOf(m_process.pid());
   for (const auto& [pid, known] : m_mapKnown) {
     // It waits for the script, and hands on how that ended.
     if (pid != pidShell) {
       known.signal(SIGTERM);
+      m_blAsked = true;
     }
     // What is stopped would not see it.
     known.signal(SIGCONT);
@@ -146,6 +152,8 @@ void RunEnd::hold() {
     m_process.signal(SIGCONT);
   } else if (Clock::now() >= m_deadline) {
     killAll();
+  } else if (!m_blAsked) {
+    askKnown();
   }
 }
 

@@ -49,6 +49,7 @@ private:
 
   void look();
   bool isEmpty() const;
+  void askKnown();
   void freeze();
   void killAll();
   void hold();
@@ -60,6 +61,7 @@ private:
   Clock::time_point m_deadline;
   std::map<pid_t, Process> m_mapKnown;  ///< what was seen below it and is alive
   bool m_blHeld = true;
+  bool m_blAsked = false;  ///< somebody below it has been asked
 };
 
 /// Lets the process of a run go on that was held by somebody who did not live to let it go.

@@ -1,0 +1,103 @@
+/// How runs are ended. A child of this process stands for the process of a run, and has the shell of a script below it.
+
+#include "common/run_end.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/files.h"
+#include "support/processes.h"
+
+using namespace Host;
+
+namespace {
+
+class RunEnding : public testing::Test {
+protected:
+  /// The shell starts its script when it is told to; the run ends with the shell's answer.
+  void SetUp() override {
+    ASSERT_EQ(pipe2(m_go, O_CLOEXEC), 0);
+    m_pid = fork();
+    if (m_pid == 0) {
+      beTheRun();
+    }
+    close(m_go[0]);
+    while (shell().find("read") == std::string::npos) {
+      usleep(1000);
+    }
+  }
+
+  void TearDown() override {
+    close(m_go[1]);
+    OrvaTest::endChildren();
+  }
+
+  [[noreturn]] void beTheRun() {
+    const pid_t pidShell = fork();
+    if (pidShell == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      dup2(m_go[0], STDIN_FILENO);
+      execl("/bin/sh", "sh", "-c", "read go; sleep 300; exit $?", nullptr);
+      _exit(127);
+    }
+    int iStatus = 0;
+    waitpid(pidShell, &iStatus, 0);
+    _exit(WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1);
+  }
+
+  /// What its eldest child calls itself.
+  std::string shell() const {
+    const std::map<pid_t, ProcessStatus> mapChildren = ProcessTable().childrenOf(m_pid);
+    return mapChildren.empty() ? ""
+                               : OrvaTest::readFile("/proc/" + std::to_string(mapChildren.begin()->first) + "/cmdline");
+  }
+
+  void beginScript() const { ASSERT_EQ(write(m_go[1], "x\n", 2), 2); }
+
+  /// How the run ended.
+  int finish(RunEnd& end) const {
+    while (!end.step()) {
+      usleep(1000);
+    }
+    int iStatus = -1;
+    EXPECT_EQ(waitpid(m_pid, &iStatus, 0), m_pid);
+    return WEXITSTATUS(iStatus);
+  }
+
+  pid_t m_pid = 0;
+  int m_go[2] = {-1, -1};
+};
+
+constexpr std::chrono::seconds PATIENT(20);
+
+}  // namespace
+
+TEST_F(RunEnding, ScriptThatItsShellStartsAfterwardsIsAskedToo) {
+  RunEnd end(Process(m_pid), PATIENT);
+  ASSERT_TRUE(end.hasWork());
+  end.ask();
+  EXPECT_FALSE(end.step());
+  beginScript();
+  EXPECT_EQ(finish(end), 128 + SIGTERM);
+}
+
+TEST_F(RunEnding, ScriptThatRunsIsAskedAndItsShellTellsHowItEnded) {
+  beginScript();
+  while (ProcessTable().below(m_pid).size() < 2) {
+    usleep(1000);
+  }
+  RunEnd end(Process(m_pid), PATIENT);
+  end.ask();
+  EXPECT_EQ(finish(end), 128 + SIGTERM);
+}
+
+TEST_F(RunEnding, ShellThatStartsNothingIsMadeToEndWhenTheTimeIsOver) {
+  RunEnd end(Process(m_pid), std::chrono::seconds(0));
+  end.ask();
+  EXPECT_EQ(finish(end), 1);
+}
