@@ -79,6 +79,9 @@ start() {
 
 sleeps() { [[ $(cat "/proc/$1/wchan") == *nanosleep ]]; }
 
+# held PID: it waits for somebody to write to the pipe that it opens.
+held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
+
 @test "a run whose script has not begun yet is ended as soon as it begins" {
   add_task slow bootup alice 'touch /tmp/go; sleep 300'
   chmod 1777 /tmp
@@ -89,13 +92,14 @@ sleeps() { [[ $(cat "/proc/$1/wchan") == *nanosleep ]]; }
   eorva run slow >/dev/null 2>&1 3>&- &
   display=$!
   wait_until runs_are 1
+  wait_until held "$(field 1 pid)"
   eorva stop 1 >stopped 3>&- &
   local stop=$!
   wait_until sleeps "$stop"
   cp group.kept /etc/group.new
   mv /etc/group.new /etc/group
-  # A process that is being held just then sees the end of the list at once.
-  cat group.kept >/etc/group.held || true
+  # Opened both ways, for then it does not wait for a reader that came too late to be held.
+  cat group.kept 1<>/etc/group.held
   wait "$stop"
   wait "$display" || true
   rm /etc/group.held
