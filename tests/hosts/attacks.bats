@@ -65,3 +65,108 @@ next_pid() { bash -c 'echo $$'; }
   same "processes" "" "$(pgrep '^eorva' || true)"
   find /tmp -user bob -delete
 }
+
+as_alice() { setpriv --reuid=alice --regid=alice --init-groups "$@"; }
+
+# What the owner of a task can put where its next runs will be: she knows their names, for they are the seconds to come.
+TRAPS=(folder-link script-link output-link script-pipe output-pipe script-folder)
+
+# trap_runs TASK TRAP COUNT: plants it in the folder of the task, for so many seconds from the next one on.
+trap_runs() {
+  as_alice /usr/bin/python3 - "$KEPT/$1" "$2" "$3" <<'PYTHON'
+import os, sys, time
+folder, trap, count = sys.argv[1], sys.argv[2], int(sys.argv[3])
+for second in range(int(time.time()) + 1, int(time.time()) + 1 + count):
+    run = f'{folder}/{second}'
+    if trap == 'folder-link':
+        os.symlink('/root/precious', run)
+        continue
+    os.mkdir(run)
+    file, kind = trap.split('-')
+    path = f'{run}/{file}.log'
+    if kind == 'link':
+        os.symlink('/root/precious/file', path)
+    elif kind == 'pipe':
+        os.mkfifo(path)
+    else:
+        os.mkdir(path)
+PYTHON
+}
+
+precious() { find /root/precious -printf '%p %m %U %s %C@\n' | sort | cat - /root/precious/file; }
+
+@test "$ATTACKS planted folders and files of runs: root follows none, shows none, and waits for none" {
+  mkdir -m 700 /root/precious
+  echo secret >/root/precious/file
+  precious >before
+  local name file each=$((ATTACKS / ${#TRAPS[@]} + 1))
+  for name in "${TRAPS[@]}" handed-over; do
+    add_task "$name" bootup alice 'id -un >>/tmp/ran'
+  done
+  # They get their folders.
+  eorva fire bootup >/dev/null
+  for name in "${TRAPS[@]}"; do
+    trap_runs "$name" "$name" "$each"
+  done
+  trap_runs handed-over folder-link "$each"
+  eorva task edit handed-over --owner root >/dev/null
+  rm -f /tmp/ran
+  local planted=$EPOCHSECONDS
+  wait_until eval '((EPOCHSECONDS > planted))'
+  timeout 120 eorva fire bootup >fired 2>&1 || [[ $? == 3 ]]
+  grep -q '6 runs, .* not started: folder-link$' fired
+  same "ran as root" 1 "$(grep -c root /tmp/ran)"
+  same "open" 0 "$(eorva runs list --json | jq '[.[] | select(.stop_time == null)] | length')"
+  for name in "${TRAPS[@]}"; do
+    for file in output script; do
+      run timeout 60 eorva runs "$file" "$(run_of "$name")"
+      ((status < 2))
+      [[ $output != *secret* ]]
+    done
+  done
+  precious | diff before -
+  same "processes" "" "$(pgrep '^eorva' || true)"
+  rm -rf /root/precious /tmp/ran
+}
+
+@test "$ATTACKS tries to get at what root's tasks run and write: nobody else comes near" {
+  local i
+  for i in 1 2 3 4; do
+    add_task "mine-$i" bootup root 'echo of root >>/tmp/ran' --parallel
+  done
+  chmod 1777 /tmp
+  rm -f /tmp/ran
+  # Bob tries for as long as tasks start, and so many times at least.
+  as_bob /usr/bin/python3 - "$KEPT" "$ATTACKS" /tmp/go >tried 3>&- <<'PYTHON' &
+import itertools, os, sys, time
+share, least, stop = sys.argv[1], int(sys.argv[2]), sys.argv[3]
+tries = came_near = 0
+for task in itertools.cycle(range(1, 5)):
+    if tries >= least and os.path.exists(stop):
+        break
+    folder = f'{share}/mine-{task}'
+    run = f'{folder}/{int(time.time()) + tries % 2}'
+    for attempt in (lambda: os.listdir(folder),
+                    lambda: os.mkdir(run),
+                    lambda: os.rename(folder, f'{share}/moved'),
+                    lambda: os.symlink('/home/bob', f'{share}/link{tries}'),
+                    lambda: open(f'{run}/script.log', 'w').write('touch /tmp/pwn'),
+                    lambda: open(f'{run}/output.log').read()):
+        tries += 1
+        try:
+            attempt()
+            came_near += 1
+        except OSError:
+            pass
+print(came_near, 'of many' if tries >= least else f'of {tries} only')
+PYTHON
+  for i in 1 2 3; do
+    eorva fire bootup >/dev/null
+  done
+  touch /tmp/go
+  wait
+  same "came near" "0 of many" "$(cat tried)"
+  same "ran" 12 "$(grep -c 'of root' /tmp/ran)"
+  [[ ! -e /tmp/pwn ]]
+  rm /tmp/ran
+}
