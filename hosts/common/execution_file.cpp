@@ -20,6 +20,7 @@
 #include "failure.h"
 #include "installed_paths.h"
 #include "orphans.h"
+#include "run_folder.h"
 #include "run_process.h"
 
 namespace Host {
@@ -62,12 +63,6 @@ void beginRun() {
   // Whatever the script starts stays below, also when its parents end: so all of it can be found.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   reapOnRequest();
-}
-
-void makeFolder(const char* szPath) {
-  if (mkdir(szPath, 0700) < 0 && errno != EEXIST) {
-    throw Failure(fmt::format("cannot create {}: {}", szPath, std::strerror(errno)));
-  }
 }
 
 /// What a file says: a line with the last run before the execution, then a line for each child, and for turns.
@@ -146,8 +141,7 @@ std::vector<Content> readLive() {
 }  // namespace
 
 ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
-  makeFolder(RUN_FOLDER);
-  makeFolder(EXECUTIONS_FOLDER);
+  makeRunFolder(EXECUTIONS_FOLDER);
   // A process id alone could come back while an earlier execution with it is still alive.
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);

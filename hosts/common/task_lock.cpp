@@ -9,12 +9,12 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <optional>
-#include <sys/stat.h>
 #include <thread>
 
 #include "failure.h"
 #include "installed_paths.h"
 #include "reconcile.h"
+#include "run_folder.h"
 
 namespace Host {
 
@@ -90,9 +90,7 @@ std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::s
 }
 
 UniqueFd openLockFile() {
-  if (mkdir(RUN_FOLDER, 0700) < 0 && errno != EEXIST) {
-    throw Failure(fmt::format("cannot create {}: {}", RUN_FOLDER, std::strerror(errno)));
-  }
+  makeRunFolder();
   UniqueFd fd(open(TASK_LOCK_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!fd.isOpen()) {
     throw Failure(fmt::format("cannot open {}: {}", TASK_LOCK_PATH, std::strerror(errno)));

@@ -1,0 +1,32 @@
+#include "run_folder.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include "failure.h"
+#include "installed_paths.h"
+
+namespace Host {
+
+namespace {
+
+void makeFolder(const char* szPath) {
+  if (mkdir(szPath, 0700) < 0 && errno != EEXIST) {
+    throw Failure(fmt::format("cannot create {}: {}", szPath, std::strerror(errno)));
+  }
+}
+
+}  // namespace
+
+void makeRunFolder() {
+  makeFolder(RUN_FOLDER);
+}
+
+void makeRunFolder(const char* szPath) {
+  makeRunFolder();
+  makeFolder(szPath);
+}
+
+}  // namespace Host

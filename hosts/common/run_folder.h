@@ -1,0 +1,17 @@
+/// \file run_folder.h
+/// The folder of what concerns processes that live now, and the folders in it: root's alone.
+
+#pragma once
+
+namespace Host {
+
+/// Creates the folder unless it is there.
+/// \throw Failure
+void makeRunFolder();
+
+/// Creates a folder in it, and itself, unless they are there.
+/// \param szPath  the whole path.
+/// \throw Failure
+void makeRunFolder(const char* szPath);
+
+}  // namespace Host
