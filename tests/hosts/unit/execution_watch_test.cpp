@@ -10,8 +10,8 @@
 #include <unistd.h>
 
 #include "common/execution.h"
+#include "fresh_host.h"
 #include "support/files.h"
-#include "support/private_view.h"
 #include "support/processes.h"
 
 using namespace Host;
@@ -25,10 +25,7 @@ constexpr char PID_FILE[] = "/tmp/script.pid";
 class ExecutionTime : public testing::Test {
 protected:
   void SetUp() override {
-    OrvaTest::freshProduct();
-    OrvaTest::installShareFiles();
-    std::filesystem::create_directories(STORE);
-    std::filesystem::remove_all("/run/eorva");
+    HostTest::freshHost();
     std::filesystem::remove(PID_FILE);
     OrvaTest::writeFile("/etc/eorva.conf", "stop_grace=0\n");
     m_request.blByEvent = true;

@@ -2,7 +2,6 @@
 
 #include "common/firing.h"
 
-#include <filesystem>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -10,8 +9,7 @@
 #include "common/explanation.h"
 #include "common/failure.h"
 #include "common/json_read.h"
-#include "support/files.h"
-#include "support/private_view.h"
+#include "fresh_host.h"
 
 using namespace Host;
 using testing::ElementsAre;
@@ -25,10 +23,7 @@ constexpr std::time_t FIRED_AT = 1000;
 class Firings : public testing::Test {
 protected:
   void SetUp() override {
-    OrvaTest::freshProduct();
-    OrvaTest::installShareFiles();
-    std::filesystem::create_directories("/usr/orva/etc/eorvascheduler");
-    std::filesystem::remove_all("/run/eorva");
+    HostTest::freshHost();
     m_session.emplace(Session::Store::CREATE);
   }
 

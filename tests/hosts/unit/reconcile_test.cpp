@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
 #include <fmt/format.h>
 #include <functional>
 #include <gmock/gmock.h>
@@ -15,8 +14,8 @@
 #include "common/json_read.h"
 #include "common/process.h"
 #include "common/run_process.h"
+#include "fresh_host.h"
 #include "support/files.h"
-#include "support/private_view.h"
 #include "support/processes.h"
 
 using namespace Host;
@@ -33,10 +32,7 @@ std::string nameOf(pid_t pid) {
 class Reconcile : public testing::Test {
 protected:
   void SetUp() override {
-    OrvaTest::freshProduct();
-    OrvaTest::installShareFiles();
-    std::filesystem::create_directories("/usr/orva/etc/eorvascheduler");
-    std::filesystem::remove_all("/run/eorva");
+    HostTest::freshHost();
     m_pSession = std::make_unique<Session>(Session::Store::CREATE);
     addTask("a");
     addTask("b");

@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
@@ -15,8 +14,8 @@
 #include "common/failure.h"
 #include "common/json_read.h"
 #include "common/outcome.h"
+#include "fresh_host.h"
 #include "support/files.h"
-#include "support/private_view.h"
 #include "support/processes.h"
 
 using namespace Host;
@@ -26,10 +25,7 @@ namespace {
 class RunWatching : public testing::Test {
 protected:
   void SetUp() override {
-    OrvaTest::freshProduct();
-    OrvaTest::installShareFiles();
-    std::filesystem::create_directories("/usr/orva/etc/eorvascheduler");
-    std::filesystem::remove_all("/run/eorva");
+    HostTest::freshHost();
     ASSERT_EQ(pipe2(m_go, O_CLOEXEC), 0);
     m_pid = fork();
     if (m_pid == 0) {

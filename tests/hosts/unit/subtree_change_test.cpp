@@ -21,8 +21,8 @@
 #include "common/installed_paths.h"
 #include "common/lost_output.h"
 #include "common/session.h"
+#include "fresh_host.h"
 #include "support/files.h"
-#include "support/private_view.h"
 #include "support/processes.h"
 
 using namespace Host;
@@ -63,10 +63,7 @@ namespace {
 class ChangeOfName : public testing::Test {
 protected:
   void SetUp() override {
-    OrvaTest::freshProduct();
-    OrvaTest::installShareFiles();
-    std::filesystem::create_directories(STORE_FOLDER);
-    std::filesystem::remove_all("/run/eorva");
+    HostTest::freshHost();
     std::filesystem::remove_all("/srv/kept");
     std::filesystem::create_directories("/srv/kept/it/1000");
     std::filesystem::create_directories("/etc/orva");

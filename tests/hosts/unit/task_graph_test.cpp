@@ -3,15 +3,13 @@
 #include "common/task_graph.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <gmock/gmock.h>
 #include <random>
 #include <sqlite3.h>
 
 #include "common/depend_text.h"
 #include "common/session.h"
-#include "support/files.h"
-#include "support/private_view.h"
+#include "fresh_host.h"
 
 using namespace Host;
 
@@ -40,9 +38,7 @@ int countQuery(unsigned, void* pContext, void*, void*) {
 class TaskGraphs : public testing::Test {
 protected:
   void SetUp() override {
-    OrvaTest::freshProduct();
-    OrvaTest::installShareFiles();
-    std::filesystem::create_directories("/usr/orva/etc/eorvascheduler");
+    HostTest::freshHost();
     m_pSession = std::make_unique<Session>(Session::Store::CREATE);
     m_count.pDb = m_pSession->db();
   }

@@ -13,8 +13,8 @@
 
 #include "common/failure.h"
 #include "common/session.h"
+#include "fresh_host.h"
 #include "support/files.h"
-#include "support/private_view.h"
 #include "support/processes.h"
 
 using namespace Host;
@@ -28,10 +28,7 @@ constexpr std::chrono::milliseconds AT_ONCE{0};
 class TaskLocks : public testing::Test {
 protected:
   void SetUp() override {
-    OrvaTest::freshProduct();
-    OrvaTest::installShareFiles();
-    std::filesystem::create_directories("/usr/orva/etc/eorvascheduler");
-    std::filesystem::remove_all("/run/eorva");
+    HostTest::freshHost();
     const Session session(Session::Store::CREATE);
   }
 
