@@ -15,6 +15,7 @@
 
 #include "common/failure.h"
 #include "common/host_settings.h"
+#include "common/start_ticket.h"
 #include "common/systemctl.h"
 #include "common/transient_unit.h"
 #include "common/unique_fd.h"
@@ -23,14 +24,14 @@
 
 namespace {
 
-/// The command that does the same without --detach.
-std::vector<std::string> commandOf(const Host::ExecutionRequest& request) {
+/// The command that does the same without --detach, once.
+std::vector<std::string> commandOf(const Host::ExecutionRequest& request, const Host::StartTicket& ticket) {
   std::vector<std::string> vecCommand{std::filesystem::read_symlink("/proc/self/exe").string()};
   if (blDebugOutput) {
     vecCommand.emplace_back("--debug");
   }
-  vecCommand.insert(vecCommand.end(), {request.blByEvent ? "fire" : "run", "--as-service", "--fired-at",
-                                       std::to_string(request.firedAt)});
+  vecCommand.insert(vecCommand.end(), {request.blByEvent ? "fire" : "run", "--as-service", "--ticket", ticket.name(),
+                                       "--fired-at", std::to_string(request.firedAt)});
   for (const auto& [strName, strValue] : request.vecEnvironment) {
     vecCommand.insert(vecCommand.end(), {"--env", fmt::format("{}={}", strName, strValue)});
   }
@@ -165,15 +166,28 @@ int detachProcess(const Context& context, const Host::ExecutionRequest& request,
   return EXIT_DONE;
 }
 
+/// Starts a service. Whatever becomes of systemd's answers, it begins once, or never when this fails.
+void startOnce(const std::string& strUnit, const Host::ExecutionRequest& request) {
+  const Host::StartTicket ticket(strUnit);
+  try {
+    Host::startTransientUnit(strUnit, fmt::format("Scheduler {} {}", request.kind(), request.strName),
+                             commandOf(request, ticket), stopTime());
+  } catch (const std::exception&) {
+    if (ticket.withdraw()) {
+      throw;
+    }
+  }
+}
+
 }  // namespace
 
 int detach(const Context& context, const Host::ExecutionRequest& request, bool blJson) {
   if (!Host::isSystemdRunning()) {
     return detachProcess(context, request, blJson);
   }
-  const std::string strUnit = Host::startTransientUnit(
-      fmt::format("{}-{}", request.blByEvent ? "fire" : "run", request.strName),
-      fmt::format("Scheduler {} {}", request.kind(), request.strName), commandOf(request), stopTime());
+  const std::string strUnit =
+      Host::transientUnitName(fmt::format("{}-{}", request.blByEvent ? "fire" : "run", request.strName));
+  startOnce(strUnit, request);
   say(request, blJson, "unit", strUnit, strUnit);
   return EXIT_DONE;
 }

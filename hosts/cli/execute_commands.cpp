@@ -9,6 +9,7 @@
 #include "common/json_read.h"
 #include "common/known_event.h"
 #include "common/session.h"
+#include "common/start_ticket.h"
 #include "detach.h"
 #include "execute.h"
 #include "present.h"
@@ -22,6 +23,7 @@ struct ExecuteOptions {
   std::vector<std::string> vecEnvironment;
   Json::Int64 iBudget = 0;
   Json::Int64 iFiredAt = 0;
+  std::string strTicket;
   bool blDetach = false;
   bool blLeaveNothing = false;
   bool blService = false;
@@ -56,6 +58,15 @@ int executeAsService(const Context& context, const Host::ExecutionRequest& reque
   }
 }
 
+/// systemd may start a service again when its answer was lost, and late when nobody waits for it any more.
+bool mayBegin(const ExecuteOptions& options) {
+  if (options.strTicket.empty() || Host::StartTicket::take(options.strTicket)) {
+    return true;
+  }
+  printNote(fmt::format("\"{}\" is not run: it was before, or nobody waits for it any more", options.strName));
+  return false;
+}
+
 int start(const Context& context, const ExecuteOptions& options, const Host::ExecutionRequest& request) {
   if (options.blDetach) {
     return detach(context, request, options.blJson);
@@ -69,6 +80,9 @@ int runFire(const Context& context, const ExecuteOptions& options) {
   if (options.strName.empty()) {
     throw Host::UsageFailure("fire: the name of the event is empty");
   }
+  if (!mayBegin(options)) {
+    return EXIT_DONE;
+  }
   const Host::ExecutionRequest request = requestOf(options, true);
   {
     Host::Session session;
@@ -78,6 +92,9 @@ int runFire(const Context& context, const ExecuteOptions& options) {
 }
 
 int runRun(const Context& context, const ExecuteOptions& options) {
+  if (!mayBegin(options)) {
+    return EXIT_DONE;
+  }
   const Host::ExecutionRequest request = requestOf(options, false);
   {
     Host::Session session;
@@ -104,6 +121,7 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
                      "when the last task has ended, end what scripts have left in the background");
   // For the service that --detach starts: the event has happened before that.
   pCommand->add_option("--fired-at", options.iFiredAt)->group("");
+  pCommand->add_option("--ticket", options.strTicket)->group("");
   pCommand->add_flag("--as-service", options.blService)->group("");
 }
 

@@ -30,6 +30,9 @@ inline constexpr char TASK_LOCK_PATH[] = "/run/eorva/task-locks";
 /// Which tasks were started in the present second.
 inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
 
+/// Leave to begin executions that were handed to systemd.
+inline constexpr char TICKETS_FOLDER[] = "/run/eorva/tickets";
+
 /// The type of the scheduler's section of the configuration.
 inline constexpr char CONFIG_TYPE[] = "eorvascheduler";
 

@@ -100,22 +100,6 @@ Bus connect() {
   return bus;
 }
 
-/// Units are told apart by the process that starts them, and the moment.
-std::string uniqueName(const std::string& strName) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  std::string strEscaped = escapeUnitName(strName);
-  if (strEscaped.size() > CB_NAME) {
-    // Not within an escape, which is a backslash and three letters.
-    const std::size_t iEscape = strEscaped.rfind('\\', CB_NAME);
-    const bool blCut = iEscape != std::string::npos && iEscape + 4 > CB_NAME;
-    strEscaped.resize(blCut ? iEscape : CB_NAME);
-  }
-  return fmt::format(
-      "eorva-{}-{:x}-{:x}.service", strEscaped,
-      static_cast<std::uint64_t>(now.tv_sec) * 1000000U + static_cast<std::uint64_t>(now.tv_nsec) / 1000U, getpid());
-}
-
 /// systemd replaces "$NAME" in arguments, and "$$" by "$". The property that would leave them alone (ExecStartEx) gets
 /// lost when systemd reads its units again.
 std::string asArgument(const std::string& strText) {
@@ -289,17 +273,32 @@ void UnitStart::run(const std::string& strDescription, const std::vector<std::st
 
 }  // namespace
 
-std::string startTransientUnit(const std::string& strName, const std::string& strDescription,
-                               const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
+/// Units are told apart by the process that starts them, and the moment.
+std::string transientUnitName(const std::string& strName) {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  std::string strEscaped = escapeUnitName(strName);
+  if (strEscaped.size() > CB_NAME) {
+    // Not within an escape, which is a backslash and three letters.
+    const std::size_t iEscape = strEscaped.rfind('\\', CB_NAME);
+    const bool blCut = iEscape != std::string::npos && iEscape + 4 > CB_NAME;
+    strEscaped.resize(blCut ? iEscape : CB_NAME);
+  }
+  return fmt::format(
+      "eorva-{}-{:x}-{:x}.service", strEscaped,
+      static_cast<std::uint64_t>(now.tv_sec) * 1000000U + static_cast<std::uint64_t>(now.tv_nsec) / 1000U, getpid());
+}
+
+void startTransientUnit(const std::string& strUnit, const std::string& strDescription,
+                        const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
   using namespace std::chrono_literals;
   constexpr auto PAUSE = 100ms;
   constexpr auto PATIENCE = 60s;
-  const std::string strUnit = uniqueName(strName);
   const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
   for (UnitStart start(strUnit);;) {
     try {
       start.run(strDescription, vecCommand, stopTime);
-      return strUnit;
+      return;
     } catch (const Interrupted&) {
       if (std::chrono::steady_clock::now() > deadline) {
         throw;

@@ -63,6 +63,30 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   says "event hourly: 0 runs"
 }
 
+@test "what systemd starts once more, or too late, does not run again" {
+  add_task one bootup alice 'echo "$NUMBER"'
+  mkdir -p /run/eorva/tickets
+  touch /run/eorva/tickets/eorva-fire-1.service
+  run -0 eorva fire --as-service --ticket eorva-fire-1.service --env NUMBER=1 -- bootup
+  same "runs" 1 "$(eorva runs list --json | jq length)"
+  local command
+  for command in "fire --as-service --ticket eorva-fire-1.service -- bootup" "run --as-service --ticket never -- one"; do
+    # shellcheck disable=SC2086
+    run -0 --separate-stderr eorva $command
+    complains "is not run: it was before, or nobody waits for it any more"
+  done
+  same "runs" 1 "$(eorva runs list --json | jq length)"
+}
+
+@test "what systemd cannot be asked for is told, and does not begin later" {
+  add_task one bootup alice 'true'
+  mkdir -p /run/systemd/system
+  DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nowhere run -1 --separate-stderr eorva fire bootup --detach
+  rmdir /run/systemd/system
+  complains "cannot reach systemd over the system bus"
+  same "tickets" "" "$(ls /run/eorva/tickets)"
+}
+
 @test "an event that happens while its tasks run is not lost" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task several bootup bob 'exit 0' --parallel

@@ -63,6 +63,45 @@ setup_file() { wait_for_start; }
   same "outcome" "long-lived alice normal/0" "$(outcomes slow)"
 }
 
+# systemd executes itself anew as often as it can, for as long as a file is there.
+storm() {
+  while [[ -e /srv/marks/storm ]]; do
+    systemctl daemon-reexec 2>/dev/null || true
+    read -rt "$1" <> <(:) || true
+  done
+}
+
+# fire_numbers FIRST LAST: what was said to be started is listed, and what was said not to be.
+fire_numbers() {
+  local number
+  for ((number = $1; number <= $2; number++)); do
+    if eorva fire --detach stormy --env "NUMBER=$number"; then
+      echo "$number" >>told
+    fi
+  done
+}
+
+no_stormy_unit() { [[ -z $(systemctl list-units --plain --no-legend --all 'eorva-fire*stormy*') ]]; }
+
+@test "what is detached while systemd executes itself anew runs once when that is said, and never when it is not" {
+  echo 'echo "$NUMBER"' | eorva task add stormy --event stormy --any-event --parallel --owner alice --script -
+  touch /srv/marks/storm
+  storm 0.5 3>&- &
+  fire_numbers 1 20
+  rm /srv/marks/storm
+  wait
+  same "told" 20 "$(wc -l <told)"
+  touch /srv/marks/storm
+  storm 0.05 3>&- &
+  fire_numbers 21 26
+  rm /srv/marks/storm
+  wait
+  patiently no_stormy_unit
+  patiently none_open
+  same "ran" "$(sort told)" "$(outputs_of stormy | sort)"
+  same "tickets" "" "$(ls /run/eorva/tickets)"
+}
+
 @test "an event that fires again while its tasks run is not lost" {
   systemctl start eorva-event@twice_over.service
   patiently runs_open twice_over 1

@@ -174,7 +174,9 @@ private:
 };
 
 std::string startOne() {
-  return startTransientUnit("fire-bootup", "a test", {"/bin/true"}, std::chrono::seconds(5));
+  std::string strUnit = transientUnitName("fire-bootup");
+  startTransientUnit(strUnit, "a test", {"/bin/true"}, std::chrono::seconds(5));
+  return strUnit;
 }
 
 struct Case {
