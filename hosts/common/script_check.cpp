@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <optional>
 #include <sstream>
+#include <string_view>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -20,6 +21,9 @@ namespace {
 /// The folders in which an execution looks for programs.
 constexpr std::array<const char*, 6> PROGRAM_FOLDERS = {"/usr/local/sbin", "/usr/local/bin", "/usr/sbin",
                                                         "/usr/bin",        "/sbin",          "/bin"};
+
+/// What some editors write before a text in UTF-8. No "#!" is seen behind it.
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 /// The words of a "#!" line; empty when the script has no such line.
 std::vector<std::string> interpreterWords(const std::string& strScript) {
@@ -50,6 +54,23 @@ bool isProgram(const std::string& strName) {
                            [&](const char* szFolder) { return canRun(fmt::format("{}/{}", szFolder, strName)); });
 }
 
+/// The program that "#!/usr/bin/env ..." looks up; empty when that takes more than a look at the line.
+std::string programForEnv(const std::vector<std::string>& vecWords) {
+  // Without -S, all that follows is one word for it.
+  const bool blSplit = vecWords.size() > 1 && vecWords[1] == "-S";
+  for (std::size_t i = blSplit ? 2 : 1; i < vecWords.size(); ++i) {
+    const std::string& strWord = vecWords[i];
+    if (strWord.front() == '-' || strWord.find_first_of("$\\\"'") != std::string::npos) {
+      return {};
+    }
+    const bool blVariable = strWord.find('=') != std::string::npos;
+    if (!blVariable || !blSplit) {
+      return blVariable ? std::string() : strWord;
+    }
+  }
+  return {};
+}
+
 /// The program that will not be found; empty when all is well.
 std::string missingInterpreter(const std::string& strScript) {
   const std::vector<std::string> vecWords = interpreterWords(strScript);
@@ -59,11 +80,9 @@ std::string missingInterpreter(const std::string& strScript) {
   if (!canRun(vecWords[0])) {
     return vecWords[0];
   }
-  // "#!/usr/bin/env NAME" looks NAME up; a first word with "-" or "=" is an option or a variable.
   const bool blEnv = vecWords[0].size() >= 4 && vecWords[0].compare(vecWords[0].size() - 4, 4, "/env") == 0;
-  const bool blName = blEnv && vecWords.size() > 1 && vecWords[1].find_first_of("-=") != 0 &&
-                      vecWords[1].find('=') == std::string::npos;
-  return blName && !isProgram(vecWords[1]) ? vecWords[1] : std::string();
+  const std::string strName = blEnv ? programForEnv(vecWords) : std::string();
+  return strName.empty() || isProgram(strName) ? std::string() : strName;
 }
 
 /// The folder itself, or what is nearest above it.
@@ -88,6 +107,9 @@ std::vector<std::string> warnAboutScript(const std::string& strScript) {
   if (const std::size_t iCr = strScript.find("\r\n"); iCr != std::string::npos) {
     const auto cLines = std::count(strScript.begin(), strScript.begin() + static_cast<std::ptrdiff_t>(iCr), '\n');
     vecWarnings.push_back(fmt::format("line {} of the script ends with CR LF, as Windows writes it", cLines + 1));
+  }
+  if (strScript.compare(0, BYTE_ORDER_MARK.size(), BYTE_ORDER_MARK) == 0) {
+    vecWarnings.emplace_back("the script begins with a byte order mark, so that its first line is not understood");
   }
   if (const std::string strMissing = missingInterpreter(strScript); !strMissing.empty()) {
     vecWarnings.push_back(fmt::format("the script's interpreter {} cannot be run here", strMissing));
