@@ -8,6 +8,7 @@
 #include "common/failure.h"
 #include "common/json_read.h"
 #include "common/session.h"
+#include "common/task_members.h"
 #include "event_note.h"
 #include "present.h"
 #include "task_options.h"

@@ -11,6 +11,7 @@
 #include "common/reconcile.h"
 #include "common/session.h"
 #include "common/task_lock.h"
+#include "common/task_members.h"
 #include "task_options.h"
 
 namespace {

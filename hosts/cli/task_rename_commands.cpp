@@ -10,6 +10,7 @@
 #include "common/subtree_change.h"
 #include "common/task_graph.h"
 #include "common/task_lock.h"
+#include "common/task_members.h"
 #include "confirm.h"
 #include "present.h"
 #include "task_options.h"

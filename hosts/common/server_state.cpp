@@ -12,7 +12,7 @@
 #include "failure.h"
 #include "json_read.h"
 #include "json_text.h"
-#include "task_rules.h"
+#include "task_members.h"
 #include "user_name.h"
 #include "yaml_reader.h"
 #include "yaml_text.h"

@@ -1,7 +1,6 @@
 #include "task_rules.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <fmt/format.h>
 #include <memory>
@@ -17,55 +16,16 @@
 #include "json_read.h"
 #include "script_check.h"
 #include "task_graph.h"
+#include "task_members.h"
 #include "task_name.h"
 
 namespace Host {
 
 namespace {
 
-struct Member {
-  const char* szName;
-  Json::ValueType type;
-  bool blRequired = true;
-};
-
-/// Every member that a request sets; what the engine keeps in a record is not among them.
-constexpr std::array<Member, 13> MEMBERS = {{
-    {"task_name", Json::stringValue},
-    {"event", Json::stringValue},
-    {"enable", Json::booleanValue},
-    {"depend_on_task", Json::stringValue},
-    {"operation_type", Json::stringValue},
-    {"operation", Json::stringValue},
-    {"owner", Json::objectValue},
-    {"run_the_same_time", Json::booleanValue},
-    {"notify_enable", Json::booleanValue},
-    {"notify_if_error", Json::booleanValue},
-    {"notify_mail", Json::stringValue},
-    {"time_limit", Json::intValue},
-    {"description", Json::stringValue, false},
-}};
-
 /// Sixty-eight years; more would not fit where seconds are counted.
 constexpr Json::Int64 MAX_TIME_LIMIT = 2147483647;
 constexpr std::size_t MAX_DESCRIPTION = 1000;
-
-bool hasType(const Json::Value& jValue, Json::ValueType type) {
-  return type == Json::intValue ? jValue.isInt64() : jValue.type() == type;
-}
-
-const char* typeName(Json::ValueType type) {
-  switch (type) {
-    case Json::stringValue:
-      return "a string";
-    case Json::booleanValue:
-      return "true or false";
-    case Json::intValue:
-      return "a whole number";
-    default:
-      return "an object";
-  }
-}
 
 bool isCatalogueEvent(const std::string& strEvent) {
   const std::vector<Event> vecEvents = eventCatalogue();
@@ -129,21 +89,8 @@ private:
   }
 
   void checkMembers() {
-    for (const Member& member : MEMBERS) {
-      if (!m_jTask.isMember(member.szName)) {
-        if (member.blRequired) {
-          error(member.szName, "is missing");
-        }
-      } else if (!hasType(m_jTask[member.szName], member.type)) {
-        error(member.szName, fmt::format("must be {}", typeName(member.type)));
-      }
-    }
-    for (const std::string& strName : m_jTask.getMemberNames()) {
-      const bool blKnown =
-          std::any_of(MEMBERS.begin(), MEMBERS.end(), [&](const Member& member) { return strName == member.szName; });
-      if (!blKnown) {
-        error(strName.c_str(), "is no member that a request may set");
-      }
+    for (const auto& [strMember, strReason] : wrongMembers(m_jTask)) {
+      error(strMember.c_str(), strReason);
     }
   }
 
@@ -388,33 +335,6 @@ bool has(const std::vector<Finding>& vecFindings, const Finding& finding) {
 }
 
 }  // namespace
-
-void fillDefaults(Json::Value& jTask) {
-  const std::array<std::pair<const char*, Json::Value>, 8> DEFAULTS = {{{"enable", true},
-                                                                        {"depend_on_task", ""},
-                                                                        {"operation_type", "script"},
-                                                                        {"run_the_same_time", false},
-                                                                        {"notify_enable", false},
-                                                                        {"notify_if_error", false},
-                                                                        {"notify_mail", ""},
-                                                                        {"time_limit", 0}}};
-  for (const auto& [szName, jValue] : DEFAULTS) {
-    if (!jTask.isMember(szName)) {
-      jTask[szName] = jValue;
-    }
-  }
-}
-
-Json::Value requestOf(const Json::Value& jStored) {
-  Json::Value jTask(Json::objectValue);
-  for (const Member& member : MEMBERS) {
-    if (jStored.isMember(member.szName)) {
-      jTask[member.szName] = jStored[member.szName];
-    }
-  }
-  taskPostAction(jTask);
-  return jTask;
-}
 
 Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Events events) {
   return Checker(jTask, jTasks, events).run();

@@ -29,14 +29,6 @@ enum class Events {
   ANY,        ///< any, for whoever fires events of his own
 };
 
-/// Gives the members that a record lacks and that have a usual value.
-/// \param jTask  object: a task record in the form of the user interface; changed in place.
-void fillDefaults(Json::Value& jTask);
-
-/// Gives the members of a stored record that a request may set, in the form of the user interface: `owner` is an
-/// object of one member, the uid in decimal, whose value is the user's name, or empty when there is no such user.
-Json::Value requestOf(const Json::Value& jStored);
-
 /// Looks a new task over and reports everything at once.
 /// \param jTask   a task record in the form of the user interface.
 /// \param jTasks  array: the stored task records.

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "common/depend_text.h"
+#include "common/task_members.h"
 #include "support/files.h"
 #include "support/private_view.h"
 

@@ -1,0 +1,105 @@
+#include "task_members.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+
+#include "eorvascheduler.h"
+
+namespace Host {
+
+namespace {
+
+struct Member {
+  const char* szName;
+  Json::ValueType type;
+  bool blRequired = true;
+};
+
+/// Every member that a request sets; what the engine keeps in a record is not among them.
+constexpr std::array<Member, 13> MEMBERS = {{
+    {"task_name", Json::stringValue},
+    {"event", Json::stringValue},
+    {"enable", Json::booleanValue},
+    {"depend_on_task", Json::stringValue},
+    {"operation_type", Json::stringValue},
+    {"operation", Json::stringValue},
+    {"owner", Json::objectValue},
+    {"run_the_same_time", Json::booleanValue},
+    {"notify_enable", Json::booleanValue},
+    {"notify_if_error", Json::booleanValue},
+    {"notify_mail", Json::stringValue},
+    {"time_limit", Json::intValue},
+    {"description", Json::stringValue, false},
+}};
+
+bool hasType(const Json::Value& jValue, Json::ValueType type) {
+  return type == Json::intValue ? jValue.isInt64() : jValue.type() == type;
+}
+
+const char* typeName(Json::ValueType type) {
+  switch (type) {
+    case Json::stringValue:
+      return "a string";
+    case Json::booleanValue:
+      return "true or false";
+    case Json::intValue:
+      return "a whole number";
+    default:
+      return "an object";
+  }
+}
+
+bool isKnown(const std::string& strName) {
+  return std::any_of(MEMBERS.begin(), MEMBERS.end(), [&](const Member& member) { return strName == member.szName; });
+}
+
+}  // namespace
+
+std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value& jTask) {
+  std::vector<std::pair<std::string, std::string>> vecWrong;
+  for (const Member& member : MEMBERS) {
+    if (!jTask.isMember(member.szName)) {
+      if (member.blRequired) {
+        vecWrong.emplace_back(member.szName, "is missing");
+      }
+    } else if (!hasType(jTask[member.szName], member.type)) {
+      vecWrong.emplace_back(member.szName, fmt::format("must be {}", typeName(member.type)));
+    }
+  }
+  for (const std::string& strName : jTask.getMemberNames()) {
+    if (!isKnown(strName)) {
+      vecWrong.emplace_back(strName, "is no member that a request may set");
+    }
+  }
+  return vecWrong;
+}
+
+void fillDefaults(Json::Value& jTask) {
+  const std::array<std::pair<const char*, Json::Value>, 8> DEFAULTS = {{{"enable", true},
+                                                                        {"depend_on_task", ""},
+                                                                        {"operation_type", "script"},
+                                                                        {"run_the_same_time", false},
+                                                                        {"notify_enable", false},
+                                                                        {"notify_if_error", false},
+                                                                        {"notify_mail", ""},
+                                                                        {"time_limit", 0}}};
+  for (const auto& [szName, jValue] : DEFAULTS) {
+    if (!jTask.isMember(szName)) {
+      jTask[szName] = jValue;
+    }
+  }
+}
+
+Json::Value requestOf(const Json::Value& jStored) {
+  Json::Value jTask(Json::objectValue);
+  for (const Member& member : MEMBERS) {
+    if (jStored.isMember(member.szName)) {
+      jTask[member.szName] = jStored[member.szName];
+    }
+  }
+  taskPostAction(jTask);
+  return jTask;
+}
+
+}  // namespace Host

@@ -1,0 +1,26 @@
+/// \file task_members.h
+/// The members of a task record that a request may set, in the form of the user interface.
+
+#pragma once
+
+#include <json/value.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Host {
+
+/// Looks for members that are missing, of the wrong type, or none that a request may set.
+/// \param jTask  object: a task record.
+/// \return each such member, and what is wrong with it.
+std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value& jTask);
+
+/// Gives the members that a record lacks and that have a usual value.
+/// \param jTask  object: a task record in the form of the user interface; changed in place.
+void fillDefaults(Json::Value& jTask);
+
+/// Gives the members of a stored record that a request may set, in the form of the user interface: `owner` is an
+/// object of one member, the uid in decimal, whose value is the user's name, or empty when there is no such user.
+Json::Value requestOf(const Json::Value& jStored);
+
+}  // namespace Host
