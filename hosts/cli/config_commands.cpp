@@ -147,7 +147,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
   pCommand = addCommand(*pConfig, "set", "Change the configuration: all that is given, or nothing.",
                         "  eorva config set retention_runs=50 retention_output_size=20G\n"
                         "  eorva config set --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n"
-                        "  eorva config set --output off              keep no output and no scripts\n"
+                        "  eorva config set --output off              no output, no scripts; for tasks of one owner\n"
                         "\nThe settings are explained in /etc/eorva.conf.\n");
   pCommand->add_option("values", pSet->vecValues, "settings and their new values")->type_name("SETTING=VALUE");
   CLI::Option* pPath =
