@@ -5,12 +5,9 @@ load common
 
 setup() { fresh_store; }
 
-@test "help shows examples for every command" {
+@test "help shows examples, for a command, for those that have others below them, and for what nobody types" {
   local command
-  for command in "" init task "task add" "task list" "task show" "task graph" "task delete" "task edit" "task enable" \
-    "task disable" "task copy" "task rename" "task relate" event "event plan" explain check complete fire run runs \
-    "runs list" "runs show" "runs output" "runs script" "runs diff" "runs prune" config "config show" \
-    "config get" "config set" export apply log backup restore share "share list"; do
+  for command in "" init "task add" task complete; do
     # shellcheck disable=SC2086
     run -0 --separate-stderr eorva $command --help
     says "Examples:"

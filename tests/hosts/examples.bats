@@ -1,0 +1,181 @@
+#!/usr/bin/env bats
+# Every example of a command, as help and man page show it, does what it says. Each is run on a server of its own: one of
+# the set-ups below, which is made once, kept, and put back before each line.
+
+load common
+load documented
+
+# What an example may change, seen from /: store, configuration, output, event log, units, and the folder it is typed in.
+CHANGED=(usr/orva/etc/eorvascheduler etc/eorva.conf var/lib/orva var/log/orva var/backups/eorva.db etc/systemd/system srv/work)
+
+# keep SET-UP: what is there now is what it has.
+keep() {
+  # shellcheck disable=SC2046
+  (cd / && tar -cf "$BATS_FILE_TMPDIR/$1.tar" $(ls -d "${CHANGED[@]}" 2>/dev/null))
+}
+
+# put_back SET-UP
+put_back() {
+  wait_until nothing_goes_on
+  cd / || return 1
+  rm -rf run/eorva "${CHANGED[@]}"
+  tar -xf "$BATS_FILE_TMPDIR/$1.tar"
+  cd /srv/work || return 1
+  [[ $1 != running ]] || start_two
+}
+
+nothing_goes_on() { ! pgrep -x eorva; }
+
+start_two() {
+  eorva run disk-usage --detach >/dev/null
+  wait_until goes_on 42
+  eorva run report --detach >/dev/null
+  wait_until goes_on 43
+}
+
+goes_on() { eorva runs list --running --json | jq -e --argjson run "$1" 'any(.result_id == $run)'; }
+
+stop_all() {
+  local runs
+  mapfile -t runs < <(eorva runs list --running --json | jq '.[].result_id')
+  ((${#runs[@]} == 0)) || eorva stop "${runs[@]}" --grace 0
+}
+
+# a_run_before NUMBER: the next one has this number.
+a_run_before() {
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time) values ($1 - 1, 'disk-usage', 1, 2)"
+}
+
+# What the examples name: a user with that id, a share, files in the folder they are typed in, and a healthy server.
+make_empty() {
+  ! getent passwd 1001 >/dev/null || userdel "$(id --name --user 1001)"
+  usermod --uid 1001 alice
+  mkdir -m 0711 /srv/logs
+  printf '%s\n' '[logs]' 'path = /srv/logs' >>/etc/orva/shares.conf
+  [[ -x /usr/sbin/sendmail ]] || { printf '#!/bin/sh\n' >/usr/sbin/sendmail && chmod +x /usr/sbin/sendmail; }
+  systemctl --quiet enable eorva-prune.timer eorva-mail-flush.timer eorva-disk-attached.service
+  mkdir /srv/work
+  cd /srv/work || return 1
+  cp "$BATS_TEST_DIRNAME"/../../demo/tasks/disk-usage.sh .
+  printf '%s\n' '#!/bin/sh' 'echo done' | tee report.sh >new.sh
+  echo '{"task_name": "of-a-record", "event": "bootup", "owner": {"1001": "alice"}, "operation": "echo recorded"}' >task.json
+  eorva init --output-path scheduler
+}
+
+make_first() { eorva task add disk-usage --event bootup --owner alice --script disk-usage.sh; }
+
+# Runs 12 and 47 are of the same task, and of different scripts; a run of alice has failed.
+make_usual() {
+  add_task report bootup alice 'echo done'
+  add_task cleanup bootup alice 'exit 1'
+  add_task summary bootup bob 'echo all done' --after disk-usage --after report --after cleanup
+  add_task farewell shutdown bob 'echo good night'
+  add_task look-at-disk disk_attached alice 'echo "$EORVA_DISK"'
+  eorva fire bootup || true
+  echo 'exit 0' | eorva task edit cleanup --script -
+  a_run_before 12
+  eorva run disk-usage
+  sed 's/>= 100/>= 95/' disk-usage.sh | eorva task edit disk-usage --script -
+  a_run_before 47
+  eorva run disk-usage
+  eorva backup eorva.db
+  cp -p eorva.db /var/backups
+  eorva export | sed 's/echo all done/echo that was all/' >server.yaml
+}
+
+# As soon as it is put back, runs 42 and 43 go on.
+make_running() {
+  put_back first
+  echo 'sleep 600' | eorva task edit disk-usage --script -
+  add_task report bootup alice 'sleep 600'
+  a_run_before 42
+}
+
+# There is a backup of another server.
+make_new() {
+  put_back usual
+  rm -rf "$STORE" "${KEPT:?}"/*
+}
+
+setup_file() {
+  cd "$BATS_FILE_TMPDIR" || return 1
+  printf '%s\n' '#!/bin/sh' 'echo "# edited" >>"$1"' >editor
+  chmod +x editor
+  mkdir lines
+  "$BATS_TEST_DIRNAME/example_commands" lines
+  local setup
+  for setup in empty first usual running new; do
+    "make_$setup" && keep "$setup"
+  done
+  cd "$BATS_FILE_TMPDIR" || return 1
+}
+
+# typing KEYS COMMAND: on a terminal, as soon as something is shown there.
+typing() {
+  local status=0
+  : >"$BATS_FILE_TMPDIR/shown"
+  { wait_until test -s "$BATS_FILE_TMPDIR/shown" && printf "$1"; } |
+    env --default-signal=INT script -qefc "$2" /dev/null >"$BATS_FILE_TMPDIR/shown" || status=$?
+  cat "$BATS_FILE_TMPDIR/shown"
+  return "$status"
+}
+
+# saying TEXT COMMAND: that is part of what it says on standard error, where an example has nothing to say otherwise.
+saying() {
+  local status=0
+  eval "$2" 2>"$BATS_FILE_TMPDIR/said" || status=$?
+  grep -q "$1" "$BATS_FILE_TMPDIR/said" || return 1
+  return "$status"
+}
+
+# Another server has a store of its own.
+ssh() {
+  shift
+  unshare --mount bash -c 'mount -t tmpfs -o mode=0700 other "$0" && eorva init >/dev/null && "$@"' "$STORE" "$@"
+}
+
+# examples_on SET-UP: what goes wrong is shown, with what led to it.
+examples_on() {
+  local line wrong=0
+  set -o pipefail
+  export EDITOR="$BATS_FILE_TMPDIR/editor"
+  while IFS= read -r line; do
+    put_back "$1"
+    if ! run_lines 1 <<<"$line" >"$BATS_TEST_TMPDIR/shown" 2>"$BATS_TEST_TMPDIR/complaints" || [[ -s $BATS_TEST_TMPDIR/complaints ]]; then
+      cat "$BATS_TEST_TMPDIR"/{shown,complaints}
+      wrong=1
+    fi
+    [[ $1 != running ]] || stop_all
+  done <"$BATS_FILE_TMPDIR/lines/$1"
+  return "$wrong"
+}
+
+@test "the examples for a new server" { examples_on new; }
+
+@test "the examples for an empty store" { examples_on empty; }
+
+@test "the examples for a server that has its first task" { examples_on first; }
+
+@test "the examples for a server as it usually is" { examples_on usual; }
+
+@test "the examples for a server with runs that go on" { examples_on running; }
+
+@test "no example is left out" {
+  same "set-ups" "empty first new running usual" "$(ls "$BATS_FILE_TMPDIR/lines" | paste -sd ' ')"
+  (($(cat "$BATS_FILE_TMPDIR"/lines/* | wc -l) >= 80))
+}
+
+# block SECTION: the unit of the man page about events that begins with it.
+block() { sed -n "/^\[$1\]$/,/^\`\`\`$/ { /^\`/d; p }" "$BATS_TEST_DIRNAME/../../packaging/man/eorva-events.7.scd"; }
+
+@test "the units that are shown are sound, and the man page shows those that are installed as examples" {
+  cd "$BATS_TEST_TMPDIR" || return 1
+  cp /usr/share/doc/eorva/examples/*.{timer,path} .
+  block Timer >in-page.timer
+  block Path >in-page.path
+  run -0 systemd-analyze verify --man=no ./*.timer ./*.path
+  same "complaints" "" "$output"
+  same "lines of the page alone" "" "$(grep -vxFf weeknights.timer in-page.timer; grep -vxFf inbox.path in-page.path)"
+  grep -q '^Unit=' in-page.timer
+  grep -q '^Unit=' in-page.path
+}
