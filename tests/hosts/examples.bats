@@ -1,12 +1,14 @@
 #!/usr/bin/env bats
-# Every example of a command, as help and man page show it, does what it says. Each is run on a server of its own: one of
-# the set-ups below, which is made once, kept, and put back before each line.
+# Every example of a command, as help and man page show it, does what it says, and so does every command line that a
+# document mentions. Each is run on a server of its own: one of the set-ups below, which is made once, kept, and put
+# back before each line.
 
 load common
 load documented
 
-# What an example may change, seen from /: store, configuration, output, event log, units, and the folder it is typed in.
-CHANGED=(usr/orva/etc/eorvascheduler etc/eorva.conf var/lib/orva var/log/orva var/backups/eorva.db etc/systemd/system srv/work)
+# What a line may change, seen from /: store, configuration, output, event log, backup, units, where it is typed.
+CHANGED=(usr/orva/etc/eorvascheduler etc/eorva.conf var/lib/orva var/log/orva var/backups/eorva.db etc/systemd/system
+  srv/work)
 
 # keep SET-UP: what is there now is what it has.
 keep() {
@@ -16,15 +18,23 @@ keep() {
 
 # put_back SET-UP
 put_back() {
-  wait_until nothing_goes_on
+  end_all
   cd / || return 1
-  rm -rf run/eorva "${CHANGED[@]}"
+  rm -rf run/eorva tmp/eorvascheduler* "${CHANGED[@]}"
   tar -xf "$BATS_FILE_TMPDIR/$1.tar"
   cd /srv/work || return 1
   [[ $1 != running ]] || start_two
 }
 
-nothing_goes_on() { ! pgrep -x eorva; }
+# What still goes on is of the server that was there.
+end_all() {
+  nothing_goes_on && return
+  pkill -KILL -x eorva || true
+  pkill -KILL -u alice,bob || true
+  wait_until nothing_goes_on
+}
+
+nothing_goes_on() { ! pgrep -x eorva >/dev/null; }
 
 start_two() {
   eorva run disk-usage --detach >/dev/null
@@ -35,18 +45,13 @@ start_two() {
 
 goes_on() { eorva runs list --running --json | jq -e --argjson run "$1" 'any(.result_id == $run)'; }
 
-stop_all() {
-  local runs
-  mapfile -t runs < <(eorva runs list --running --json | jq '.[].result_id')
-  ((${#runs[@]} == 0)) || eorva stop "${runs[@]}" --grace 0
-}
-
 # a_run_before NUMBER: the next one has this number.
 a_run_before() {
-  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time) values ($1 - 1, 'disk-usage', 1, 2)"
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time)
+    values ($1 - 1, 'disk-usage', 1, 2)"
 }
 
-# What the examples name: a user with that id, a share, files in the folder they are typed in, and a healthy server.
+# What the lines name: a user with that id, a share, files in the folder they are typed in, and a healthy server.
 make_empty() {
   ! getent passwd 1001 >/dev/null || userdel "$(id --name --user 1001)"
   usermod --uid 1001 alice
@@ -58,7 +63,7 @@ make_empty() {
   cd /srv/work || return 1
   cp "$BATS_TEST_DIRNAME"/../../demo/tasks/disk-usage.sh .
   printf '%s\n' '#!/bin/sh' 'echo done' | tee report.sh >new.sh
-  echo '{"task_name": "of-a-record", "event": "bootup", "owner": {"1001": "alice"}, "operation": "echo recorded"}' >task.json
+  echo '{"task_name": "of-a-record", "event": "bootup", "owner": {"1001": "alice"}, "operation": "exit 0"}' >task.json
   eorva init --output-path scheduler
 }
 
@@ -114,13 +119,13 @@ setup_file() {
 typing() {
   local status=0
   : >"$BATS_FILE_TMPDIR/shown"
-  { wait_until test -s "$BATS_FILE_TMPDIR/shown" && printf "$1"; } |
+  { wait_until test -s "$BATS_FILE_TMPDIR/shown" && printf %b "$1"; } |
     env --default-signal=INT script -qefc "$2" /dev/null >"$BATS_FILE_TMPDIR/shown" || status=$?
   cat "$BATS_FILE_TMPDIR/shown"
   return "$status"
 }
 
-# saying TEXT COMMAND: that is part of what it says on standard error, where an example has nothing to say otherwise.
+# saying TEXT COMMAND: that is part of what it says on standard error, where a line has nothing to say otherwise.
 saying() {
   local status=0
   eval "$2" 2>"$BATS_FILE_TMPDIR/said" || status=$?
@@ -136,33 +141,33 @@ ssh() {
 
 # examples_on SET-UP: what goes wrong is shown, with what led to it.
 examples_on() {
-  local line wrong=0
+  local line complaints=$BATS_TEST_TMPDIR/complaints shown=$BATS_TEST_TMPDIR/shown wrong=0
   set -o pipefail
   export EDITOR="$BATS_FILE_TMPDIR/editor"
   while IFS= read -r line; do
     put_back "$1"
-    if ! run_lines 1 <<<"$line" >"$BATS_TEST_TMPDIR/shown" 2>"$BATS_TEST_TMPDIR/complaints" || [[ -s $BATS_TEST_TMPDIR/complaints ]]; then
-      cat "$BATS_TEST_TMPDIR"/{shown,complaints}
+    if ! run_lines 1 <<<"$line" >"$shown" 2>"$complaints" || [[ -s $complaints ]]; then
+      cat "$shown" "$complaints"
       wrong=1
     fi
-    [[ $1 != running ]] || stop_all
   done <"$BATS_FILE_TMPDIR/lines/$1"
+  end_all
   return "$wrong"
 }
 
-@test "the examples for a new server" { examples_on new; }
+@test "what is shown for a new server" { examples_on new; }
 
-@test "the examples for an empty store" { examples_on empty; }
+@test "what is shown for an empty store" { examples_on empty; }
 
-@test "the examples for a server that has its first task" { examples_on first; }
+@test "what is shown for a server that has its first task" { examples_on first; }
 
-@test "the examples for a server as it usually is" { examples_on usual; }
+@test "what is shown for a server as it usually is" { examples_on usual; }
 
-@test "the examples for a server with runs that go on" { examples_on running; }
+@test "what is shown for a server with runs that go on" { examples_on running; }
 
-@test "no example is left out" {
+@test "nothing is left out" {
   same "set-ups" "empty first new running usual" "$(ls "$BATS_FILE_TMPDIR/lines" | paste -sd ' ')"
-  (($(cat "$BATS_FILE_TMPDIR"/lines/* | wc -l) >= 80))
+  (($(cat "$BATS_FILE_TMPDIR"/lines/* | wc -l) >= 100))
 }
 
 # block SECTION: the unit of the man page about events that begins with it.
