@@ -170,17 +170,45 @@ examples_on() {
   (($(cat "$BATS_FILE_TMPDIR"/lines/* | wc -l) >= 100))
 }
 
+EXAMPLES=/usr/share/doc/eorva/examples
+
 # block SECTION: the unit of the man page about events that begins with it.
 block() { sed -n "/^\[$1\]$/,/^\`\`\`$/ { /^\`/d; p }" "$BATS_TEST_DIRNAME/../../packaging/man/eorva-events.7.scd"; }
 
 @test "the units that are shown are sound, and the man page shows those that are installed as examples" {
   cd "$BATS_TEST_TMPDIR" || return 1
-  cp /usr/share/doc/eorva/examples/*.{timer,path} .
+  cp "$EXAMPLES"/*.{timer,path} .
   block Timer >in-page.timer
   block Path >in-page.path
-  run -0 systemd-analyze verify --man=no ./*.timer ./*.path
+  mkdir -p /etc/systemd/system/eorva-bootup.service.d
+  cp "$EXAMPLES/after-database.conf" /etc/systemd/system/eorva-bootup.service.d
+  run -0 systemd-analyze verify --man=no ./*.timer ./*.path eorva-bootup.service
+  rm -r /etc/systemd/system/eorva-bootup.service.d
   same "complaints" "" "$output"
   same "lines of the page alone" "" "$(grep -vxFf weeknights.timer in-page.timer; grep -vxFf inbox.path in-page.path)"
   grep -q '^Unit=' in-page.timer
   grep -q '^Unit=' in-page.path
+}
+
+# asked COMMAND...: what it asks systemd for.
+asked() {
+  printf '%s\n' '#!/bin/sh' 'echo "systemctl $*"' >systemctl
+  printf '%s\n' '#!/bin/sh' '[ "$1" = -n ] && shift && exec "$@"' >sudo
+  chmod +x systemctl sudo
+  # shellcheck disable=SC2016
+  unshare --mount bash -c 'mount --bind systemctl /bin/systemctl && PATH=$PWD:$PATH && "$@"' bash "$@"
+}
+
+@test "what programs of a UPS call, and udev for a disk, starts the unit of the event" {
+  cd "$BATS_TEST_TMPDIR" || return 1
+  ln -s "$EXAMPLES/apcupsd-event" onbattery
+  ln -s "$EXAMPLES/apcupsd-event" failing
+  local start="systemctl --no-block start eorva-event@"
+  same "upsmon, on battery" "${start}ups_on_battery.service" "$(NOTIFYTYPE=ONBATT asked sh "$EXAMPLES/nut-notify")"
+  same "upsmon, low battery" "${start}ups_low_battery.service" "$(NOTIFYTYPE=LOWBATT asked sh "$EXAMPLES/nut-notify")"
+  same "upsmon, anything else" "" "$(NOTIFYTYPE=COMMOK asked sh "$EXAMPLES/nut-notify")"
+  same "apcupsd, on battery" "${start}ups_on_battery.service" "$(asked sh ./onbattery)"
+  same "apcupsd, low battery" "${start}ups_low_battery.service" "$(asked sh ./failing)"
+  same "udev" "${start}backup_disk.service" \
+    "$(asked sh -c "$(sed -n 's/.*RUN+="\(.*\)"$/\1/p' "$EXAMPLES/99-backup-disk.rules")")"
 }
