@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <filesystem>
 #include <fmt/format.h>
 #include <functional>
@@ -22,6 +21,7 @@
 #include "common/lost_output.h"
 #include "common/session.h"
 #include "fresh_host.h"
+#include "pauses.h"
 #include "support/files.h"
 #include "support/processes.h"
 
@@ -48,22 +48,16 @@ extern "C" int renameat(int fdOld, const char* szOld, int fdNew, const char* szN
   return iResult;
 }
 
-extern "C" int clock_nanosleep(clockid_t clock, int iFlags, const timespec* pPause, timespec* pRest) {
-  endHere(g_iSignalWhileWaiting);
-  return static_cast<int>(-syscall(SYS_clock_nanosleep, clock, iFlags, pPause, pRest));
-}
-
-extern "C" int nanosleep(const timespec* pPause, timespec* pRest) {
-  endHere(g_iSignalWhileWaiting);
-  return static_cast<int>(syscall(SYS_nanosleep, pPause, pRest));
-}
-
 namespace {
 
 class ChangeOfName : public testing::Test {
 protected:
   void SetUp() override {
     HostTest::freshHost();
+    HostTest::insteadOfPausing([] {
+      endHere(g_iSignalWhileWaiting);
+      return false;
+    });
     std::filesystem::remove_all("/srv/kept");
     std::filesystem::create_directories("/srv/kept/it/1000");
     std::filesystem::create_directories("/etc/orva");
@@ -76,6 +70,7 @@ protected:
   }
 
   void TearDown() override {
+    HostTest::insteadOfPausing(nullptr);
     OrvaTest::endChildren();
     std::filesystem::remove_all("/srv/kept");
     std::filesystem::remove("/etc/orva/shares.conf");
