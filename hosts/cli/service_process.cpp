@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/host_settings.h"
+#include "common/process.h"
 #include "common/rest_end.h"
 
 namespace {
@@ -50,7 +51,7 @@ void ServiceProcess::waitForRest() {
   while (collectChildren()) {
     if (sigwaitinfo(&set, nullptr) == SIGTERM) {
       std::vector<std::string> vecProblems;
-      Host::endRest(std::chrono::seconds(Host::readHostSettings(vecProblems).cStopGrace));
+      Host::endRest(std::chrono::seconds(Host::readHostSettings(vecProblems).cStopGrace), Host::KILL_LIMIT);
       return;
     }
   }

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "process.h"
+
 namespace Host {
 
 /// Every task of an event, or one task.
@@ -22,7 +24,7 @@ struct ExecutionRequest {
 
   /// How long after its budget and the grace it is ended without its runs being closed, and what cannot be killed is
   /// waited for.
-  std::chrono::seconds lastResort{30};
+  std::chrono::seconds lastResort = KILL_LIMIT;
 
   /// What a failure, or a summary, is about.
   const char* kind() const { return blByEvent ? "event" : "task"; }

@@ -4,6 +4,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -14,6 +15,10 @@
 #include "unique_fd.h"
 
 namespace Host {
+
+/// What was killed is gone at once, unless it cannot be, as when it waits for a disk that does not answer: it is waited
+/// for no longer than this.
+inline constexpr std::chrono::seconds KILL_LIMIT(30);
 
 /// What the kernel tells about a process.
 struct ProcessStatus {
