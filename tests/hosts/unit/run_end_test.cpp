@@ -5,11 +5,15 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <string>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "run_test.h"
 #include "support/files.h"
 #include "support/processes.h"
 
@@ -75,6 +79,38 @@ protected:
 
 constexpr std::chrono::seconds PATIENT(20);
 
+/// What is below a run can wait in the kernel, and see no signal but the last one: in state t for its tracer, in state
+/// D for a disk, or for a child that has its memory.
+class RunOfWaiting : public HostTest::RunTest, public testing::WithParamInterface<char> {
+protected:
+  [[noreturn]] void beTheScript() override {
+    std::signal(SIGTERM, SIG_IGN);
+    if (GetParam() == 'D' && syscall(SYS_clone, CLONE_VFORK | SIGCHLD, 0, 0, 0, 0) != 0) {
+      _exit(0);
+    }
+    RunTest::beTheScript();
+  }
+
+  /// Traces the script, so that it can be looked at when it has been killed, and waits until it waits.
+  static void catchScript(pid_t pid) {
+    ASSERT_EQ(ptrace(PTRACE_SEIZE, pid, nullptr, PTRACE_O_TRACEEXIT), 0);
+    if (GetParam() == 't') {
+      ASSERT_EQ(ptrace(PTRACE_INTERRUPT, pid, nullptr, nullptr), 0);
+    }
+    while (processStatus(pid)->cState != GetParam()) {
+      usleep(1000);
+    }
+  }
+
+  /// Tells whether a signal waits for the process.
+  static bool waits(pid_t pid, int iSignal) {
+    constexpr char FIELD[] = "ShdPnd:";
+    const std::string strStatus = OrvaTest::readFile("/proc/" + std::to_string(pid) + "/status");
+    const std::string strSignals = strStatus.substr(strStatus.find(FIELD) + sizeof FIELD - 1);
+    return (std::stoull(strSignals, nullptr, 16) >> (iSignal - 1) & 1) != 0;
+  }
+};
+
 }  // namespace
 
 TEST_F(RunEnding, ScriptThatItsShellStartsAfterwardsIsAskedToo) {
@@ -101,3 +137,26 @@ TEST_F(RunEnding, ShellThatStartsNothingIsMadeToEndWhenTheTimeIsOver) {
   end.ask();
   EXPECT_EQ(finish(end), 1);
 }
+
+TEST_P(RunOfWaiting, IsKilledWithoutWaitingUntilAllIsStopped) {
+  const pid_t pidScript = beginScript();
+  catchScript(pidScript);
+  RunEnd end(Process(m_pid), std::chrono::seconds(0));
+  end.ask();
+  EXPECT_FALSE(end.step());
+  int iStatus = 0;
+  do {
+    ASSERT_EQ(waitpid(pidScript, &iStatus, __WALL), pidScript);
+  } while (iStatus >> 8 != (SIGTRAP | PTRACE_EVENT_EXIT << 8));
+  EXPECT_TRUE(waits(pidScript, SIGTERM));
+  EXPECT_FALSE(waits(pidScript, SIGSTOP)) << "it was waited for";
+  ptrace(PTRACE_DETACH, pidScript, nullptr, nullptr);
+  while (!end.step()) {
+    usleep(1000);
+  }
+  EXPECT_EQ(waitpid(m_pid, &iStatus, 0), m_pid);
+  EXPECT_TRUE(ProcessTable().below(getpid()).empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(InState, RunOfWaiting, testing::Values('t', 'D'),
+                         [](const auto& testInfo) { return std::string(1, testInfo.param); });
