@@ -75,7 +75,7 @@ TEST_F(ExecutionTime, IsUpAlthoughTheStoreCannotBeRead) {
   Execution execution(m_request, m_plan, m_lock);
   const pid_t pidScript = waitForScript();
   std::filesystem::rename(STORE, std::string(STORE) + ".away");
-  EXPECT_EQ(exitOf(execution.waitEnd(LONG)), RESULT_BUDGET);
+  ASSERT_EQ(exitOf(execution.waitEnd(LONG)), RESULT_BUDGET);
   while (!isGone(pidScript)) {
     usleep(1000);
   }
