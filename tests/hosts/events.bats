@@ -30,6 +30,13 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   same "complaints" "" "$output"
 }
 
+@test "units that fire events stop before the volumes go, and while owners can be looked up" {
+  local fire='^Exec(Start|Stop)=.*/(eorva fire|fire-shutdown)'
+  same "units without that order" "" "$(grep -LE '^After=.*local-fs.target remote-fs.target .*nss-user-lookup.target' \
+    $(grep -lE "$fire" "$UNITS"/eorva-*))"
+  same "units" 6 "$(grep -lE "$fire" "$UNITS"/eorva-* | wc -l)"
+}
+
 @test "no unit that runs users' scripts has a sandbox" {
   run -1 grep -nE '^(Protect|Private|NoNewPrivileges|ReadOnly|Inaccessible|SystemCall|Restrict[A-Z]|CapabilityBounding|DynamicUser)' \
     "$UNITS"/eorva-*

@@ -61,6 +61,8 @@ public:
 
   /// The units that were asked for, in their order.
   std::vector<std::string> vecAsked;
+  /// What the last of them is ordered after.
+  std::vector<std::string> vecAfter;
   /// How often a unit was really started.
   int cStarted = 0;
 
@@ -117,9 +119,32 @@ private:
     return sd_bus_reply_method_return(pCall, "");
   }
 
+  /// What a unit is started after, by its properties.
+  static std::vector<std::string> orderOf(sd_bus_message* pCall) {
+    std::vector<std::string> vecUnits;
+    EXPECT_GE(sd_bus_message_skip(pCall, "s"), 0);
+    EXPECT_GE(sd_bus_message_enter_container(pCall, 'a', "(sv)"), 0);
+    while (sd_bus_message_enter_container(pCall, 'r', "sv") > 0) {
+      const char* szProperty = nullptr;
+      EXPECT_GE(sd_bus_message_read(pCall, "s", &szProperty), 0);
+      if (std::string(szProperty) == "After") {
+        EXPECT_GE(sd_bus_message_enter_container(pCall, 'v', "as"), 0);
+        EXPECT_GE(sd_bus_message_enter_container(pCall, 'a', "s"), 0);
+        for (const char* szUnit = nullptr; sd_bus_message_read(pCall, "s", &szUnit) > 0;) {
+          vecUnits.emplace_back(szUnit);
+        }
+        return vecUnits;
+      }
+      EXPECT_GE(sd_bus_message_skip(pCall, "v"), 0);
+      EXPECT_GE(sd_bus_message_exit_container(pCall), 0);
+    }
+    return vecUnits;
+  }
+
   int startUnit(sd_bus_message* pCall) {
     const char* szUnit = nullptr;
     EXPECT_GE(sd_bus_message_read(pCall, "s", &szUnit), 0);
+    vecAfter = orderOf(pCall);
     const bool blThere = cStarted > 0 && vecAsked.back() == szUnit;
     vecAsked.emplace_back(szUnit);
     if (blThere) {
@@ -215,4 +240,12 @@ TEST(TransientUnits, ThatIsRefusedIsNotTriedAgain) {
   }
   systemd.stop();
   EXPECT_EQ(systemd.vecAsked.size(), 1U);
+}
+
+TEST(TransientUnits, StopBeforeTheVolumesGoAndWhileOwnersCanBeLookedUp) {
+  FakeSystemd systemd({});
+  startOne();
+  systemd.stop();
+  EXPECT_THAT(systemd.vecAfter,
+              testing::IsSupersetOf({"local-fs.target", "remote-fs.target", "nss-user-lookup.target"}));
 }
