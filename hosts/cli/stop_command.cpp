@@ -29,7 +29,7 @@ std::chrono::seconds graceOf(const StopOptions& options) {
 
 /// Waits until a run is over. \return its record then.
 Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::seconds grace) {
-  const Json::Value jRun = Host::requireRun(session, iResult);
+  Json::Value jRun = Host::requireRun(session, iResult);
   if (jRun.isMember("stop_time")) {
     printNote(fmt::format("run {} has ended already", iResult));
     return jRun;

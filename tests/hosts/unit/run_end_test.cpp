@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <string>
-#include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -42,9 +41,10 @@ protected:
   }
 
   [[noreturn]] void beTheRun() {
+    const pid_t pidSelf = getpid();
     const pid_t pidShell = fork();
     if (pidShell == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      HostTest::endWith(pidSelf);
       dup2(m_go[0], STDIN_FILENO);
       execl("/bin/sh", "sh", "-c", "read go; sleep 300; exit $?", nullptr);
       _exit(127);
@@ -85,10 +85,19 @@ class RunOfWaiting : public HostTest::RunTest, public testing::WithParamInterfac
 protected:
   [[noreturn]] void beTheScript() override {
     std::signal(SIGTERM, SIG_IGN);
-    if (GetParam() == 'D' && syscall(SYS_clone, CLONE_VFORK | SIGCHLD, 0, 0, 0, 0) != 0) {
-      _exit(0);
+    if (GetParam() == 'D') {
+      waitForChild();
     }
     RunTest::beTheScript();
+  }
+
+  /// Goes on in the child.
+  static void waitForChild() {
+    const pid_t pidSelf = getpid();
+    if (syscall(SYS_clone, CLONE_VFORK | SIGCHLD, 0, 0, 0, 0) != 0) {
+      _exit(0);
+    }
+    HostTest::endWith(pidSelf);
   }
 
   /// Traces the script, so that it can be looked at when it has been killed, and waits until it waits.

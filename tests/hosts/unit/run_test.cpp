@@ -16,6 +16,13 @@ using namespace Host;
 
 namespace HostTest {
 
+void endWith(pid_t pidParent) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != pidParent) {
+    _exit(0);
+  }
+}
+
 void RunTest::SetUp() {
   freshHost();
   ASSERT_EQ(pipe2(m_go, O_CLOEXEC), 0);
@@ -44,9 +51,10 @@ void RunTest::beTheRun() {
   if (read(m_go[0], &c, 1) != 1) {
     _exit(0);
   }
+  const pid_t pidSelf = getpid();
   const pid_t pidScript = fork();
   if (pidScript == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    endWith(pidSelf);
     beTheScript();
   }
   waitpid(pidScript, nullptr, 0);

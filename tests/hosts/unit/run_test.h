@@ -9,6 +9,9 @@
 
 namespace HostTest {
 
+/// Has the calling process end with its parent, whenever that ends.
+void endWith(pid_t pidParent);
+
 class RunTest : public testing::Test {
 protected:
   void SetUp() override;
