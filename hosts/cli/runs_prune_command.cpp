@@ -11,6 +11,7 @@
 using Host::intOf;
 using Host::PrunedItem;
 using Host::PruneResult;
+using Host::textOf;
 
 namespace {
 
@@ -29,6 +30,11 @@ std::uint64_t sizeOf(const PruneResult& result) {
   return cb;
 }
 
+/// What was put aside has a name of its own.
+std::string taskOf(const PrunedItem& item) {
+  return item.jRun.isObject() ? textOf(item.jRun, "task_name") : item.strFolder;
+}
+
 std::string startText(const PrunedItem& item) {
   Json::Value jTime(Json::objectValue);
   jTime["start_time"] = item.iStartTime;
@@ -38,14 +44,13 @@ std::string startText(const PrunedItem& item) {
 void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
   for (const PrunedItem& item : result.vecRuns) {
-    fmt::print("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), item.strFolder, startText(item),
+    fmt::print("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), taskOf(item), startText(item),
                sizeText(item.cb));
   }
   for (const PrunedItem& item : result.vecOutputs) {
     const std::string strRun =
         item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run that is on record no more";
-    fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.strFolder, startText(item),
-               sizeText(item.cb));
+    fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, taskOf(item), startText(item), sizeText(item.cb));
   }
   fmt::print("{} {} run{} and the output of {} more: {}\n", szDone, result.vecRuns.size(),
              result.vecRuns.size() == 1 ? "" : "s", result.vecOutputs.size(), sizeText(sizeOf(result)));
@@ -56,7 +61,7 @@ Json::Value itemsForPrograms(const std::vector<PrunedItem>& vecItems) {
   for (const PrunedItem& item : vecItems) {
     Json::Value jItem(Json::objectValue);
     jItem["result_id"] = item.jRun.isObject() ? item.jRun["result_id"] : Json::Value();
-    jItem["task_name"] = item.strFolder;
+    jItem["task_name"] = taskOf(item);
     jItem["start_time"] = item.iStartTime;
     jItem["bytes"] = static_cast<Json::UInt64>(item.cb);
     jItems.append(jItem);

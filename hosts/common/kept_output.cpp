@@ -160,6 +160,17 @@ std::optional<UniqueFd> openTaskFolder(const OutputFolder& place, const std::str
   return base ? openFolder(base->get(), strFolder, below(place.path(), strFolder)) : std::nullopt;
 }
 
+std::string runPath(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+  return fmt::format("{}/{}/{}", place.path(), strFolder, iStartTime);
+}
+
+/// Opens the folder of a run; nothing when there is none.
+std::optional<UniqueFd> openRunFolder(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+  const std::optional<UniqueFd> task = openTaskFolder(place, strFolder);
+  return task ? openFolder(task->get(), std::to_string(iStartTime), runPath(place, strFolder, iStartTime))
+              : std::nullopt;
+}
+
 }  // namespace
 
 std::vector<KeptOutput> listKeptOutput(const OutputFolder& place) {
@@ -205,18 +216,19 @@ std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::s
   return task;
 }
 
+bool hasKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+  return openRunFolder(place, strFolder, iStartTime).has_value();
+}
+
 std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
-  const std::optional<UniqueFd> task = openTaskFolder(place, strFolder);
-  const std::string strName = std::to_string(iStartTime);
-  const std::string strPath = fmt::format("{}/{}/{}", place.path(), strFolder, strName);
-  const std::optional<UniqueFd> run = task ? openFolder(task->get(), strName, strPath) : std::nullopt;
-  return run ? sizeBelow(*run, strPath, 0) : 0;
+  const std::optional<UniqueFd> run = openRunFolder(place, strFolder, iStartTime);
+  return run ? sizeBelow(*run, runPath(place, strFolder, iStartTime), 0) : 0;
 }
 
 void removeKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
   if (const std::optional<UniqueFd> task = openTaskFolder(place, strFolder)) {
     const std::string strName = std::to_string(iStartTime);
-    removeEntry(*task, strName, fmt::format("{}/{}/{}", place.path(), strFolder, strName), 0);
+    removeEntry(*task, strName, runPath(place, strFolder, iStartTime), 0);
   }
 }
 

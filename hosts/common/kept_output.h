@@ -42,6 +42,9 @@ std::vector<std::string> listTaskFolders(const OutputFolder& place);
 /// Looks into the folder of a task; nothing when there is none.
 std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::string& strFolder);
 
+/// Tells whether there is a folder of that run.
+bool hasKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
+
 /// The room that the folder of one run takes; 0 when there is none.
 std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
 

@@ -115,7 +115,7 @@ std::vector<LostOutput> returnLostOutput(Session& session) {
     const bool blStill = std::any_of(vecNow.begin(), vecNow.end(), [&](const LostOutput& now) {
       return now.path() == lost.path() && now.strTask == lost.strTask && now.blFree;
     });
-    if (blStill && lost.place.rename(lost.strFolder, lost.strTask)) {
+    if (blStill && !lost.place.rename(lost.strFolder, lost.strTask).empty()) {
       vecReturned.push_back(lost);
     }
   }

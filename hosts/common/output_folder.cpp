@@ -133,17 +133,34 @@ std::string asideName(const std::string& strName, unsigned uNumber) {
   return fmt::format("{}~{}", strName, uNumber);
 }
 
-std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, const std::string& strPath) {
-  if (!hasEntry(folder, strName)) {
-    return {};
-  }
+/// The first one that is free.
+std::string freeAsideName(const UniqueFd& folder, const std::string& strName) {
   unsigned uNumber = 1;
   while (hasEntry(folder, asideName(strName, uNumber))) {
     ++uNumber;
   }
-  const std::string strAside = asideName(strName, uNumber);
+  return asideName(strName, uNumber);
+}
+
+std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, const std::string& strPath) {
+  if (!hasEntry(folder, strName)) {
+    return {};
+  }
+  const std::string strAside = freeAsideName(folder, strName);
   renameAt(folder, strName, strAside, strPath);
   return strPath + "/" + strAside;
+}
+
+std::vector<std::string> foldersAt(const UniqueFd& base, const std::string& strTask) {
+  std::vector<std::string> vecFolders;
+  if (hasEntry(base, strTask)) {
+    vecFolders.push_back(strTask);
+  }
+  std::string strAside = asideName(strTask, 1);
+  for (unsigned uNumber = 1; hasEntry(base, strAside); strAside = asideName(strTask, ++uNumber)) {
+    vecFolders.push_back(strAside);
+  }
+  return vecFolders;
 }
 
 /// \param strPath  of the folder in the base that has the folder of the run.
@@ -281,16 +298,48 @@ std::string OutputFolder::moveAside(const std::string& strTask) const {
   return base ? moveAsideAt(*base, strTask, m_strPath) : std::string();
 }
 
-bool OutputFolder::rename(const std::string& strTask, const std::string& strNew) const {
+std::vector<OutputFolder::Move> OutputFolder::rename(const std::string& strTask, const std::string& strNew) const {
   checkOneStep(strTask);
   checkOneStep(strNew);
   const std::optional<UniqueFd> base = openExisting();
-  if (!base || !hasEntry(*base, strTask)) {
-    return false;
+  const std::vector<std::string> vecFolders = base ? foldersAt(*base, strTask) : std::vector<std::string>();
+  std::vector<Move> vecMoves;
+  const auto move = [&](const std::string& strOld, const std::string& strTo) {
+    renameAt(*base, strOld, strTo, m_strPath);
+    vecMoves.emplace_back(strOld, strTo);
+  };
+  try {
+    for (const std::string& strFolder : vecFolders) {
+      // It is no output of the task that gets the name.
+      if (strFolder == strTask && hasEntry(*base, strNew)) {
+        move(strNew, freeAsideName(*base, strNew));
+      }
+      move(strFolder, strFolder == strTask ? strNew : freeAsideName(*base, strNew));
+    }
+  } catch (const Failure&) {
+    moveBack(vecMoves);
+    throw;
   }
-  moveAsideAt(*base, strNew, m_strPath);
-  renameAt(*base, strTask, strNew, m_strPath);
-  return true;
+  return vecMoves;
+}
+
+void OutputFolder::moveBack(const std::vector<Move>& vecMoves) const {
+  const std::optional<UniqueFd> base = openExisting();
+  for (auto it = vecMoves.rbegin(); base && it != vecMoves.rend(); ++it) {
+    renameAt(*base, it->second, it->first, m_strPath);
+  }
+}
+
+std::vector<std::string> OutputFolder::foldersOf(const std::string& strTask) const {
+  const std::optional<UniqueFd> base = isFolderName(strTask) ? openExisting() : std::nullopt;
+  return base ? foldersAt(*base, strTask) : std::vector<std::string>();
+}
+
+std::string OutputFolder::taskOf(const std::string& strFolder) {
+  const std::size_t iTilde = strFolder.rfind('~');
+  const bool blAside = iTilde != std::string::npos && iTilde + 1 < strFolder.size() &&
+                       strFolder.find_first_not_of("0123456789", iTilde + 1) == std::string::npos;
+  return blAside ? strFolder.substr(0, iTilde) : strFolder;
 }
 
 std::optional<UniqueFd> OutputFolder::openExisting() const {
@@ -303,10 +352,11 @@ std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Js
   const std::optional<UniqueFd> base = openExisting();
   std::optional<UniqueFd> file;
   // What the runs of an earlier owner have left was put aside when the task got another one.
-  std::string strFolder = strTask;
-  for (unsigned uNumber = 1; base && !file && (uNumber == 1 || hasEntry(*base, strFolder)); ++uNumber) {
+  for (const std::string& strFolder : base ? foldersAt(*base, strTask) : std::vector<std::string>()) {
     file = findRunFileAt(*base, m_strPath + "/" + strFolder, std::to_string(iStartTime), szFile);
-    strFolder = asideName(strTask, uNumber);
+    if (file) {
+      break;
+    }
   }
   return file;
 }

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 #include "unique_fd.h"
@@ -47,6 +48,13 @@ public:
   /// \throw Failure when it is no plain file, or somebody could have put it there in the place of the real one.
   std::optional<UniqueFd> findRunFile(const std::string& strTask, Json::Int64 iStartTime, const char* szFile) const;
 
+  /// The names of the folders in which runs of a task may have left something: its own, then those that were put aside
+  /// because they were of another owner. Only names that are there.
+  std::vector<std::string> foldersOf(const std::string& strTask) const;
+
+  /// The task whose folder it is, or was before it was put aside.
+  static std::string taskOf(const std::string& strFolder);
+
   /// Opens the folder in which the tasks have theirs; nothing when it does not exist.
   /// \throw Failure as above.
   std::optional<UniqueFd> openExisting() const;
@@ -59,9 +67,17 @@ public:
   /// \return its new path; empty when there was none. \throw Failure when it cannot be moved.
   std::string moveAside(const std::string& strTask) const;
 
-  /// Gives the folder of a task another name; what has that name already is put aside.
-  /// \return false when there was none. \throw Failure when it cannot be moved.
-  bool rename(const std::string& strTask, const std::string& strNew) const;
+  /// Two names of a folder: before it was moved, and after that.
+  using Move = std::pair<std::string, std::string>;
+
+  /// Gives the folder of a task another name, and what was put aside of it likewise; what has that name already is put
+  /// aside.
+  /// \return what was moved, in that order; empty when there was nothing of the task. \throw Failure when it cannot be
+  ///         moved; then all is as it was.
+  std::vector<Move> rename(const std::string& strTask, const std::string& strNew) const;
+
+  /// Takes moves back. \throw Failure when that cannot be done.
+  void moveBack(const std::vector<Move>& vecMoves) const;
 
   /// The path of the folder, for messages.
   const std::string& path() const { return m_strPath; }

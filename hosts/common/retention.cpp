@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <set>
 #include <sqlite3.h>
 #include <tuple>
@@ -14,6 +15,7 @@
 #include "kept_output.h"
 #include "outcome.h"
 #include "output_folder.h"
+#include "shares.h"
 
 namespace Host {
 
@@ -48,8 +50,7 @@ public:
     std::vector<std::string> vecUnknown;
     m_vecPlaces = OutputFolder::places(vecUnknown);
     for (const std::string& strPlace : vecUnknown) {
-      m_result.vecProblems.push_back(
-          fmt::format("the place \"{}\" of former output is on no share any more", strPlace));
+      notePlace(strPlace);
     }
   }
 
@@ -60,10 +61,29 @@ public:
     if (m_settings.cbRetentionOutput != 0) {
       pruneOutput();
     }
+    if (m_cKept > 0) {
+      m_result.vecProblems.push_back(
+          fmt::format("{} run{} stay{} on record: what {} left may lie in a place that cannot be looked into now",
+                      m_cKept, m_cKept == 1 ? "" : "s", m_cKept == 1 ? "s" : "", m_cKept == 1 ? "it" : "they"));
+    }
     return std::move(m_result);
   }
 
 private:
+  /// A share that is defined comes back, with all that lies in it; one that is not was given up.
+  void notePlace(const std::string& strPlace) {
+    const std::string strShare = strPlace.substr(0, strPlace.find('/'));
+    if (isShareDefined(strShare)) {
+      m_blPlaceAway = true;
+      m_result.vecProblems.push_back(
+          fmt::format("the place \"{}\" of output cannot be looked into: the share \"{}\": {}", strPlace, strShare,
+                      whyShareUnusable(strShare)));
+    } else {
+      m_result.vecProblems.push_back(
+          fmt::format("the place \"{}\" of former output is on no share any more", strPlace));
+    }
+  }
+
   /// A run of the same task and second, as a clock that is set back can make one, has the same folder.
   bool isFolderNeeded(const Json::Value& jRun) {
     const auto [strTask, iStart] = keyOf(jRun);
@@ -81,6 +101,19 @@ private:
       }
     }
     return cb;
+  }
+
+  /// The folder of a task, or one that was put aside, which has the folder of a run; the task's where none has.
+  /// \return nothing when it may lie where nobody can look now.
+  std::optional<std::string> folderOf(const std::string& strTask, Json::Int64 iStart) const {
+    for (const OutputFolder& place : m_vecPlaces) {
+      for (const std::string& strFolder : place.foldersOf(strTask)) {
+        if (hasKeptOutput(place, strFolder, iStart)) {
+          return strFolder;
+        }
+      }
+    }
+    return m_blPlaceAway ? std::nullopt : std::optional(strTask);
   }
 
   void pruneTask(const std::string& strTask) {
@@ -107,8 +140,13 @@ private:
     for (const Json::Value& jRun : jRuns) {
       try {
         const auto [strTask, iStart] = keyOf(jRun);
-        const std::uint64_t cb = isFolderNeeded(jRun) ? 0 : removeFolder(strTask, iStart);
-        vecDone.push_back({jRun, strTask, iStart, cb});
+        const std::optional<std::string> folder = folderOf(strTask, iStart);
+        if (!folder) {
+          ++m_cKept;
+          continue;
+        }
+        const std::uint64_t cb = isFolderNeeded(jRun) ? 0 : removeFolder(*folder, iStart);
+        vecDone.push_back({jRun, *folder, iStart, cb});
       } catch (const Failure& error) {
         m_result.vecProblems.push_back(fmt::format("run {} is kept: {}", intOf(jRun, "result_id"), error.what()));
       }
@@ -157,7 +195,8 @@ private:
   /// The run that a folder belongs to, the newest if there are several; null when there is none.
   Json::Value runOf(const KeptOutput& kept) {
     const Json::Value jRuns =
-        listRuns(m_session, fmt::format("task_name = {} and start_time = {}", quoted(kept.strFolder), kept.iStartTime));
+        listRuns(m_session, fmt::format("task_name = {} and start_time = {}",
+                                        quoted(OutputFolder::taskOf(kept.strFolder)), kept.iStartTime));
     return jRuns.empty() ? Json::Value() : jRuns[jRuns.size() - 1];
   }
 
@@ -222,6 +261,8 @@ private:
   const HostSettings& m_settings;
   const bool m_blDryRun;
   std::vector<OutputFolder> m_vecPlaces;
+  bool m_blPlaceAway = false;  ///< one of the places is there, but cannot be looked into
+  std::size_t m_cKept = 0;     ///< runs that are kept for that
   PruneResult m_result;
 };
 

@@ -24,6 +24,12 @@ std::vector<std::string> textsOf(const ListPtr& pList) {
   return vecText;
 }
 
+/// \return nothing when there is none of that name.
+SharePtr findShare(const std::string& strShare) {
+  PORVASHARE pShare = nullptr;
+  return SharePtr(ORVAShareGet(strShare.c_str(), &pShare) < 0 ? nullptr : pShare, &ORVAShareFree);
+}
+
 }  // namespace
 
 Shares readShares() {
@@ -65,12 +71,12 @@ std::string whyUnusable(const ORVASHARE& share) {
 }
 
 std::string whyShareUnusable(const std::string& strShare) {
-  PORVASHARE pShare = nullptr;
-  if (ORVAShareGet(strShare.c_str(), &pShare) < 0) {
-    return "it is not defined; see eorva share list";
-  }
-  const SharePtr share(pShare, &ORVAShareFree);
-  return whyUnusable(*share);
+  const SharePtr share = findShare(strShare);
+  return share ? whyUnusable(*share) : "it is not defined; see eorva share list";
+}
+
+bool isShareDefined(const std::string& strShare) {
+  return findShare(strShare) != nullptr;
 }
 
 }  // namespace Host

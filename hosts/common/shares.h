@@ -28,4 +28,7 @@ std::string whyUnusable(const ORVASHARE& share);
 /// The same for a share by its name, which need not be one.
 std::string whyShareUnusable(const std::string& strShare);
 
+/// Tells whether there is a share of that name, be it usable or not.
+bool isShareDefined(const std::string& strShare);
+
 }  // namespace Host

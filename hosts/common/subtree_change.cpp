@@ -81,9 +81,7 @@ public:
   void run() {
     try {
       for (const OutputFolder& place : m_vecPlaces) {
-        if (place.rename(m_strTask, m_strNew)) {
-          m_vecMoved.push_back(place);
-        }
+        m_vecMoved.emplace_back(place, place.rename(m_strTask, m_strNew));
       }
     } catch (...) {
       moveBack();
@@ -92,8 +90,8 @@ public:
   }
 
   void moveBack() {
-    for (const OutputFolder& place : std::exchange(m_vecMoved, {})) {
-      place.rename(m_strNew, m_strTask);
+    for (const auto& [place, vecMoves] : std::exchange(m_vecMoved, {})) {
+      place.moveBack(vecMoves);
     }
   }
 
@@ -101,7 +99,7 @@ private:
   std::string m_strTask;
   std::string m_strNew;
   std::vector<OutputFolder> m_vecPlaces;
-  std::vector<OutputFolder> m_vecMoved;
+  std::vector<std::pair<OutputFolder, std::vector<OutputFolder::Move>>> m_vecMoved;
 };
 
 /// Keeps signals from ending the process between two steps that belong together.

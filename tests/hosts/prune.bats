@@ -129,6 +129,51 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   test -e "$KEPT/mixed/9/output.log"
 }
 
+@test "what was put aside for another owner goes with its run" {
+  eorva task edit one --owner bob >/dev/null
+  runs one 0 1 2
+  mv "$KEPT/one" "$KEPT/one~1"
+  runs one 0 3 4
+  rules retention_runs=1 retention_failed_runs=0 retention_output_size=1T
+  run -0 eorva runs prune
+  says "removed run 1 of one"
+  says "removed 3 runs and the output of 0 more: 24.0 KiB"
+  same "put aside" "" "$(folders one~1)"
+  same "kept" 4 "$(folders one)"
+}
+
+@test "the record of output that was put aside, and removed for its size, tells so" {
+  runs one 0 1 1
+  mv "$KEPT/one" "$KEPT/one~1"
+  runs one 0 2 2
+  rules retention_output_size=10K
+  run -0 eorva runs prune
+  says "removed the output of run 1 of one"
+  same "noted" '[true,false]' "$(eorva runs list --json | jq -c 'map(.extra | has("output_removed")) | reverse')"
+}
+
+@test "runs stay on record while a place where their output may lie is away" {
+  mkdir -p /srv/vol
+  mount -t tmpfs -o mode=711 none /srv/vol
+  mkdir -m 711 /srv/vol/runs
+  printf '\n[disk]\npath = /srv/vol/runs\nvolume = /srv/vol\n' >>/etc/orva/shares.conf
+  runs one 0 1 2
+  eorva config set --output-path disk >/dev/null
+  KEPT=/srv/vol/runs runs one 0 3 5
+  rules retention_runs=1 retention_failed_runs=0
+  mkdir /srv/elsewhere
+  mount --move /srv/vol /srv/elsewhere
+  run -1 --separate-stderr eorva runs prune
+  complains 'the place "disk" of output cannot be looked into: the share "disk": its volume is not there: mount /srv/vol'
+  complains '2 runs stay on record: what they left may lie in a place that cannot be looked into now'
+  same "on record" "[3,4,5]" "$(kept)"
+  mount --move /srv/elsewhere /srv/vol
+  run -0 eorva runs prune
+  same "then" "[5]" "$(kept)"
+  same "output" 5 "$(KEPT=/srv/vol/runs folders)"
+  umount /srv/vol
+}
+
 @test "what may not be removed, being on record nowhere, pushes out no output of others" {
   local now future=9999999999 recorded
   now=$(date +%s)
@@ -199,12 +244,14 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
     echo precious >"$volume/file"
   done
   run sh "$BATS_TEST_DIRNAME/../../debian/eorva.postrm" purge
-  local answer=$status left
+  local answer=$status said=$output left
   left=$(cat "$KEPT/one/1/volume/file" "$other/file" | paste -sd ' ')
   umount "$KEPT/one/1/volume" "$other"
   same "answer" 0 "$answer"
   same "files of the volumes" "precious precious" "$left"
-  [[ ! -e $KEPT/one/2 ]]
+  [[ $said == *"$KEPT stays: something is mounted there"* ]]
+  run -0 sh "$BATS_TEST_DIRNAME/../../debian/eorva.postrm" purge
+  [[ ! -e $KEPT && ! -e $other ]]
   install -d -m 711 "$KEPT"
   rm -rf "${KEPT:?}"/*
 }

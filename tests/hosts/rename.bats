@@ -130,6 +130,30 @@ setup() { fresh_store; }
   complains "it is no folder, or a link"
 }
 
+@test "what was put aside for another owner has the new name too, and what others left keeps theirs" {
+  add_task it bootup alice 'echo of alice'
+  eorva run it >/dev/null
+  eorva task edit it --owner bob >/dev/null
+  eorva run it >/dev/null 2>&1
+  mkdir -m 700 "$KEPT/other" "$KEPT/other~1"
+  run -0 eorva task rename it other --yes
+  same "output of alice's run" "of alice" "$(eorva runs output 1)"
+  same "output of bob's run" "of alice" "$(eorva runs output 2)"
+  same "folders" "other other~1 other~2 other~3" "$(find "$KEPT" -mindepth 1 -maxdepth 1 -printf '%f\n' | sort | paste -sd ' ')"
+  same "owners" "bob alice" "$(stat -c %U "$KEPT/other" "$KEPT/other~3" | paste -sd ' ')"
+}
+
+@test "when the store refuses, what was put aside has its old name again" {
+  add_task it bootup alice 'echo of alice'
+  eorva run it >/dev/null
+  eorva task edit it --owner bob >/dev/null
+  eorva run it >/dev/null 2>&1
+  sqlite3 "$DATABASE" "create trigger refuse before update on task_result begin select raise(abort, 'refused'); end"
+  run -1 --separate-stderr eorva task rename it other --yes
+  same "folders" "it it~1" "$(find "$KEPT" -mindepth 1 -maxdepth 1 -printf '%f\n' | sort | paste -sd ' ')"
+  same "output of alice's run" "of alice" "$(eorva runs output 1)"
+}
+
 @test "a name is carried along where output has been switched off meanwhile" {
   add_task it bootup alice 'echo kept'
   eorva run it >/dev/null
