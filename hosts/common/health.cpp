@@ -92,6 +92,25 @@ std::string setOutputCommand() {
   }
 }
 
+/// What stands beside a store belongs to it: a journal of this one must not be read into the next one.
+std::string restoreAdvice() {
+  return fmt::format(
+      "mkdir {0}/damaged && mv {1}* {0}/damaged/ && eorva init && eorva restore FILE      # FILE: what "
+      "'eorva backup' has written; without one, sqlite3 {0}/damaged/eorvascheduler.db .recover",
+      STORE_FOLDER, DATABASE_PATH);
+}
+
+/// One line that cannot be read takes all shares of its file away.
+void checkShares(HealthFindings& findings) {
+  try {
+    for (const std::string& strFault : readShares().vecFault) {
+      findings.push_back({Severity::PROBLEM, "shares", "", strFault, "eorva share list"});
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::PROBLEM, "shares", "", error.what(), "eorva share list"});
+  }
+}
+
 void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
   const std::string strSetOutput = setOutputCommand();
   try {
@@ -129,11 +148,7 @@ std::string storeAdvice() {
   if (pDb != nullptr && failedPragma(pDb, "PRAGMA quick_check(1);").empty()) {
     return "journalctl -t eorva -n 20";
   }
-  // What stands beside it belongs to it: a journal of this one must not be read into the next one.
-  return fmt::format(
-      "mkdir {0}/damaged && mv {1}* {0}/damaged/ && eorva init && eorva restore FILE      # FILE: what "
-      "'eorva backup' has written; without one, sqlite3 {0}/damaged/eorvascheduler.db .recover",
-      STORE_FOLDER, DATABASE_PATH);
+  return restoreAdvice();
 }
 
 void checkStore(const Session* pSession, HealthFindings& findings) {
@@ -145,10 +160,8 @@ void checkStore(const Session* pSession, HealthFindings& findings) {
   }
   for (const char* szPragma : {"PRAGMA quick_check(1);", "PRAGMA foreign_key_check;"}) {
     if (const std::string strSays = failedPragma(pSession->db(), szPragma); !strSays.empty()) {
-      findings.push_back(
-          {Severity::PROBLEM, "store", DATABASE_PATH,
-           fmt::format("the store {} is damaged: {}", DATABASE_PATH, strSays),
-           fmt::format("sqlite3 {} .recover      and put back a backup, when there is one", DATABASE_PATH)});
+      findings.push_back({Severity::PROBLEM, "store", DATABASE_PATH,
+                          fmt::format("the store {} is damaged: {}", DATABASE_PATH, strSays), restoreAdvice()});
     }
   }
 }
@@ -156,6 +169,7 @@ void checkStore(const Session* pSession, HealthFindings& findings) {
 void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings) {
   try {
     schedulerConfig();
+    checkShares(findings);
     checkOutput(jTasks, findings);
   } catch (const Failure& error) {
     findings.push_back({Severity::PROBLEM, "configuration", CONFIG_PATH, error.what(),

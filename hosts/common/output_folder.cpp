@@ -20,6 +20,7 @@
 #include "json_read.h"
 #include "output_places.h"
 #include "session.h"
+#include "shares.h"
 
 namespace Host {
 
@@ -228,8 +229,9 @@ std::optional<OutputFolder> OutputFolder::place() {
   const std::string strOutput = textOf(jConfig, "output_path");
   std::optional<OutputFolder> folder = resolve(strOutput);
   if (!folder) {
-    throw Failure(fmt::format("the output folder \"{}\" cannot be used: there is no share \"{}\"", strOutput,
-                              strOutput.substr(0, strOutput.find('/'))));
+    const std::string strShare = strOutput.substr(0, strOutput.find('/'));
+    throw Failure(fmt::format("the output folder \"{}\" cannot be used: the share \"{}\": {}", strOutput, strShare,
+                              whyShareUnusable(strShare)));
   }
   return folder;
 }

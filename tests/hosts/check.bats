@@ -116,7 +116,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   chown root "$DATABASE"
   add_task it bootup alice 'exit 0'
   sqlite3 "$DATABASE" "pragma foreign_keys = off; insert into task_result (task_name, stop_time) values ('ghost', 1)"
-  finds problem store "$DATABASE" "is damaged: task_result" "sqlite3 $DATABASE .recover"
+  finds problem store "$DATABASE" "is damaged: task_result" "mkdir $STORE/damaged && mv $DATABASE* $STORE/damaged/ && eorva init && eorva restore FILE"
 }
 
 @test "a configuration that cannot be read, and settings that cannot be used" {
@@ -129,10 +129,21 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   sed -i '$d' /etc/eorva.conf
 }
 
+@test "a definition of shares that cannot be read" {
+  add_task one bootup alice 'exit 0'
+  echo 'colour = green' >>/etc/orva/shares.conf
+  finds problem shares "" "/etc/orva/shares.conf" "eorva share list"
+  run -1 --separate-stderr eorva run one
+  complains 'the share "scheduler": it is not defined; see eorva share list'
+  run -1 --separate-stderr eorva share list
+  complains "/etc/orva/shares.conf"
+  sed -i '$d' /etc/orva/shares.conf
+}
+
 @test "output that has no place" {
   jq '.eorvascheduler.output_path = "attic"' "$STORE/eorvascheduler-conf.json" >conf.json
   cp conf.json "$STORE/eorvascheduler-conf.json"
-  finds problem output "" 'there is no share "attic"' "eorva config set --output-path scheduler"
+  finds problem output "" 'the share "attic": it is not defined; see eorva share list' "eorva config set --output-path scheduler"
   rm "$STORE/eorvascheduler-conf.json"
   finds warning output "" "no output of runs is kept" "eorva config set --output-path scheduler"
   add_task one bootup alice 'exit 0'
