@@ -303,20 +303,23 @@ std::string OutputFolder::moveAside(const std::string& strTask) const {
 std::vector<OutputFolder::Move> OutputFolder::rename(const std::string& strTask, const std::string& strNew) const {
   checkOneStep(strTask);
   checkOneStep(strNew);
-  const std::optional<UniqueFd> base = openExisting();
-  const std::vector<std::string> vecFolders = base ? foldersAt(*base, strTask) : std::vector<std::string>();
+  const std::optional<UniqueFd> existing = openExisting();
+  if (!existing) {
+    return {};
+  }
+  const UniqueFd& base = *existing;
   std::vector<Move> vecMoves;
   const auto move = [&](const std::string& strOld, const std::string& strTo) {
-    renameAt(*base, strOld, strTo, m_strPath);
+    renameAt(base, strOld, strTo, m_strPath);
     vecMoves.emplace_back(strOld, strTo);
   };
   try {
-    for (const std::string& strFolder : vecFolders) {
+    for (const std::string& strFolder : foldersAt(base, strTask)) {
       // It is no output of the task that gets the name.
-      if (strFolder == strTask && hasEntry(*base, strNew)) {
-        move(strNew, freeAsideName(*base, strNew));
+      if (strFolder == strTask && hasEntry(base, strNew)) {
+        move(strNew, freeAsideName(base, strNew));
       }
-      move(strFolder, strFolder == strTask ? strNew : freeAsideName(*base, strNew));
+      move(strFolder, strFolder == strTask ? strNew : freeAsideName(base, strNew));
     }
   } catch (const Failure&) {
     moveBack(vecMoves);
@@ -353,8 +356,11 @@ std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Js
   checkOneStep(strTask);
   const std::optional<UniqueFd> base = openExisting();
   std::optional<UniqueFd> file;
+  if (!base) {
+    return file;
+  }
   // What the runs of an earlier owner have left was put aside when the task got another one.
-  for (const std::string& strFolder : base ? foldersAt(*base, strTask) : std::vector<std::string>()) {
+  for (const std::string& strFolder : foldersAt(*base, strTask)) {
     file = findRunFileAt(*base, m_strPath + "/" + strFolder, std::to_string(iStartTime), szFile);
     if (file) {
       break;
