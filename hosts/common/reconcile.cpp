@@ -12,7 +12,9 @@
 #include "installed_paths.h"
 #include "json_read.h"
 #include "outcome.h"
+#include "run_identity.h"
 #include "run_process.h"
+#include "sql_text.h"
 
 namespace Host {
 
@@ -81,9 +83,16 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
   return true;
 }
 
-/// Tells whether a process on a running list is a run, and no newer one of another task that has got its number.
+/// Tells whether the process that a task's newest run with this number had is still there. When no record names it,
+/// nothing more can be known of it than that it is a run.
+bool isLastAlive(Session& session, const std::string& strTask, pid_t pid) {
+  const Json::Value jRuns = listRuns(session, fmt::format("task_name = {} and pid = {}", sqlText(strTask), pid), 1);
+  return jRuns.empty() ? isRunProcess(pid) : isProcessOf(jRuns[0]) && hadStarted(jRuns[0]);
+}
+
+/// Tells whether a process on a running list is a run of the task, and not what has got its number since.
 bool isListedAlive(Session& session, const std::string& strTask, pid_t pid) {
-  if (!isRunProcess(pid) && childrenOfLiveExecutions().count(pid) == 0) {
+  if (!isLastAlive(session, strTask, pid) && childrenOfLiveExecutions().count(pid) == 0) {
     return false;
   }
   const Json::Value jRuns = listRuns(session, fmt::format("pid = {} and stop_time is null", pid), 1);
@@ -131,10 +140,10 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
 
 bool isRunAlive(const Json::Value& jRun) {
   const pid_t pid = pidOf(jRun);
-  if (pid <= 0) {
+  if (pid <= 0 || isOfOtherBoot(jRun)) {
     return false;
   }
-  const bool blProcess = isRunProcess(pid);
+  const bool blProcess = isProcessOf(jRun) && hadStarted(jRun);
   // Asked only after the process was looked at: it reported before it did anything else.
   return isOfLiveExecution(pid, intOf(jRun, "result_id")).value_or(blProcess);
 }
@@ -148,8 +157,10 @@ std::optional<Process> processOf(Session& session, const Json::Value& jRun) {
   if (jSame.size() != 1 || intOf(jSame[0], "result_id") != iResult) {
     return std::nullopt;
   }
+  const bool blProcess = isProcessOf(jSame[0]);
+  const bool blStarted = hadStarted(jSame[0]);
   // Without an execution it is a process that lost its own.
-  if (!isRunProcess(process.pid()) || !isOfLiveExecution(process.pid(), iResult).value_or(true)) {
+  if (!blProcess || !isOfLiveExecution(process.pid(), iResult).value_or(blStarted)) {
     return std::nullopt;
   }
   // Asked last: as long as it is there, all of this was about it.

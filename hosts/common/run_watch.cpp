@@ -2,15 +2,22 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <optional>
+#include <vector>
 
+#include "failure.h"
 #include "json_read.h"
 #include "outcome.h"
+#include "run_identity.h"
 
 namespace Host {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+/// How long the store is waited for, before it is left to others until the next look.
+constexpr std::chrono::milliseconds WRITE_LIMIT(20);
 
 pid_t pidOf(const Json::Value& jRun) {
   return static_cast<pid_t>(intOf(jRun, "pid"));
@@ -26,7 +33,47 @@ void RunWatch::note(Session& session, const Json::Value& jRun) {
   if (!jRun.isMember("stop_time") && m_mapOpen.count(iResult) == 0) {
     OpenRun& run = m_mapOpen[iResult];
     run.pid = pidOf(jRun);
+    run.blIdentified = hasIdentity(jRun);
     run.limit = std::chrono::seconds(intOf(findTask(session, strTask), "time_limit"));
+  }
+}
+
+/// As long as the record is open and a child of the execution has its number, that child is its process: the execution
+/// closes the record when it has looked after the child, before it starts another one.
+/// \return false when the process is gone already.
+bool RunWatch::identify(Session& session, Json::Int64 iResult) const {
+  const Json::Value jRun = requireRun(session, iResult);
+  const std::optional<ProcessStatus> status = processStatus(pidOf(jRun));
+  if (jRun.isMember("stop_time") || !status || status->pidParent != m_pidExecution) {
+    return false;
+  }
+  Json::Value jFilter(Json::objectValue);
+  jFilter["result_id"] = iResult;
+  return session.runs()->recUpdateByFilter(jFilter, identityOf(*status)) >= 0;
+}
+
+/// What does not succeed now does so when it is tried again; until then the run is known by its number and its
+/// execution.
+void RunWatch::identify(Session& session) {
+  const auto isUnknown = [](const auto& entry) { return !entry.second.blIdentified; };
+  if (std::none_of(m_mapOpen.begin(), m_mapOpen.end(), isUnknown)) {
+    return;
+  }
+  try {
+    WriteLock lock(session, WRITE_LIMIT);
+    std::vector<OpenRun*> vecDone;
+    for (auto& [iResult, run] : m_mapOpen) {
+      if (!run.blIdentified && identify(session, iResult)) {
+        vecDone.push_back(&run);
+      }
+    }
+    lock.commit();
+    for (OpenRun* pRun : vecDone) {
+      pRun->blIdentified = true;
+    }
+  } catch (const Failure&) {
+    // Neither a busy store nor a full disk is a reason not to look after the runs.
+    return;
   }
 }
 
@@ -48,6 +95,7 @@ void RunWatch::look(const ExecutionFile& file, pid_t pidExecution) {
   }
   std::erase_if(m_mapOpen, [&](const auto& entry) { return setOpen.count(entry.first) == 0; });
   m_iSeen = iSeen;
+  identify(session);
 }
 
 void RunWatch::end(Json::Int64 iResult, OpenRun& run, const char* szWhy) {

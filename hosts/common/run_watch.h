@@ -26,7 +26,8 @@ public:
            std::chrono::seconds retryPause = std::chrono::seconds(1))
       : m_lock(lock), m_iSeen(iLastResult), m_grace(grace), m_retryPause(retryPause) {}
 
-  /// Reads what has begun and ended since the last time. Tasks that have been started are withdrawn.
+  /// Reads what has begun and ended since the last time. Tasks that have been started are withdrawn, and the records
+  /// get what tells which processes their numbers mean.
   /// \param file          tells the processes of the runs of the execution.
   /// \param pidExecution  the parent of those processes.
   void look(const ExecutionFile& file, pid_t pidExecution);
@@ -54,12 +55,15 @@ private:
   struct OpenRun {
     pid_t pid = 0;
     std::chrono::seconds limit{0};
+    bool blIdentified = false;                      ///< its record tells which process its number means
     bool blAsked = false;                           ///< ended here, or by itself when that was tried
     std::chrono::steady_clock::time_point retry{};  ///< not tried again before
     std::unique_ptr<RunEnd> pEnd;
   };
 
   void note(Session& session, const Json::Value& jRun);
+  void identify(Session& session);
+  bool identify(Session& session, Json::Int64 iResult) const;
   void end(Json::Int64 iResult, OpenRun& run, const char* szWhy);
 
   TaskLock& m_lock;

@@ -3,16 +3,21 @@
 #include "common/reconcile.h"
 
 #include <csignal>
+#include <ctime>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <functional>
 #include <gmock/gmock.h>
+#include <sstream>
+#include <stdexcept>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "common/execution_file.h"
 #include "common/json_read.h"
 #include "common/process.h"
+#include "common/run_identity.h"
 #include "common/run_process.h"
 #include "fresh_host.h"
 #include "support/files.h"
@@ -89,7 +94,7 @@ protected:
   Json::Int64 addRun(const char* szTask, pid_t pid) {
     Json::Value jRun(Json::objectValue);
     jRun["task_name"] = szTask;
-    jRun["start_time"] = 1;
+    jRun["start_time"] = static_cast<Json::Int64>(std::time(nullptr));
     jRun["pid"] = pid;
     jRun["exit_info"] = Json::Value(Json::objectValue);
     Json::Value jOut;
@@ -100,6 +105,80 @@ protected:
     jFilter["task_name"] = szTask;
     EXPECT_EQ(m_pSession->tasks()->recUpdateByFilter(jFilter, jTask), 1);
     return intOf(jOut, "result_id");
+  }
+
+  /// Changes a run's record.
+  void changeRun(Json::Int64 iRun, const Json::Value& jUpdate) {
+    Json::Value jFilter(Json::objectValue);
+    jFilter["result_id"] = iRun;
+    ASSERT_EQ(m_pSession->runs()->recUpdateByFilter(jFilter, jUpdate), 1);
+  }
+
+  /// What the watch of an execution writes about the process that has this number.
+  static Json::Value identity(pid_t pid) {
+    const std::optional<ProcessStatus> status = processStatus(pid);
+    return status ? identityOf(*status) : Json::Value();
+  }
+
+  /// The process that has the number of the task's only run, which is open, is none of its: nobody takes it for that,
+  /// and nothing keeps the task from being started.
+  void expectGone(Json::Int64 iRun) {
+    EXPECT_FALSE(isRunAlive(requireRun(*m_pSession, iRun)));
+    EXPECT_FALSE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
+    EXPECT_THAT(livePidsOf(*m_pSession, "a"), IsEmpty());
+    EXPECT_THAT(closed(), ElementsAre(iRun));
+    EXPECT_THAT(listed("a"), IsEmpty());
+  }
+
+  void expectLeftAlone(Json::Int64 iRun, pid_t pid) {
+    EXPECT_TRUE(isRunAlive(requireRun(*m_pSession, iRun)));
+    EXPECT_TRUE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
+    EXPECT_THAT(closed(), IsEmpty());
+    EXPECT_THAT(listed("a"), ElementsAre(pid));
+    EXPECT_THAT(livePidsOf(*m_pSession, "a"), ElementsAre(pid));
+  }
+
+  /// Starts a program that has a file loaded, as a library is loaded.
+  static pid_t startWith(const std::string& strFile) {
+    const OrvaTest::TempDir folder;
+    const std::string strReady = folder.path("ready");
+    const std::string strScript = fmt::format(
+        "import mmap, time\n"
+        "file = open('{}', 'rb')\n"
+        "loaded = mmap.mmap(file.fileno(), 0, prot=mmap.PROT_READ)\n"
+        "open('{}', 'w').close()\n"
+        "time.sleep(300)\n",
+        strFile, strReady);
+    const pid_t pid = forkProcess([&] { execlp("python3", "eorva-run", "-c", strScript.c_str(), nullptr); });
+    while (access(strReady.c_str(), F_OK) != 0 && waitpid(pid, nullptr, WNOHANG) == 0) {
+      usleep(1000);
+    }
+    return pid;
+  }
+
+  /// Starts a program that has a file of the library's folder loaded, which has no name any more.
+  static pid_t startWithFormerLibrary(uid_t owner) {
+    const std::string strFile = fmt::format("{}/libeorvascheduler.so.6.{}", libraryFolder(), getpid());
+    OrvaTest::writeFile(strFile, "x");
+    [[maybe_unused]] const int iChanged = chown(strFile.c_str(), owner, static_cast<gid_t>(-1));
+    const pid_t pid = startWith(strFile);
+    unlink(strFile.c_str());
+    return pid;
+  }
+
+  static std::string libraryFolder() {
+    std::istringstream maps(OrvaTest::readFile("/proc/self/maps"));
+    for (std::string strLine; std::getline(maps, strLine);) {
+      if (const std::size_t iName = strLine.find("/libeorvascheduler.so."); iName != std::string::npos) {
+        return strLine.substr(0, iName).substr(strLine.find('/'));
+      }
+    }
+    throw std::runtime_error("the library is not loaded");
+  }
+
+  static uid_t ownerOf(const std::string& strPath) {
+    struct stat info{};
+    return stat(strPath.c_str(), &info) == 0 ? info.st_uid : static_cast<uid_t>(-1);
   }
 
   /// The numbers of the runs that are closed now.
@@ -243,4 +322,107 @@ TEST_F(Reconcile, NumberThatANewerRunOfAnotherTaskHasGotBlocksTheOldTaskNoMore) 
   EXPECT_THAT(closed(), ElementsAre(iOld));
   EXPECT_THAT(listed("a"), IsEmpty());
   EXPECT_THAT(listed("b"), ElementsAre(pid));
+}
+
+TEST_F(Reconcile, RunOfAnotherBootIsClosedWhateverHasItsNumber) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jIdentity = identity(pid);
+  jIdentity["boot_id"] = "11111111-2222-3333-4444-555555555555";
+  changeRun(iRun, jIdentity);
+  expectGone(iRun);
+}
+
+TEST_F(Reconcile, RunOfAnotherBootIsNotLeftToAnExecutionThatHasItsNumber) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jIdentity = identity(pid);
+  jIdentity["boot_id"] = "11111111-2222-3333-4444-555555555555";
+  changeRun(iRun, jIdentity);
+  const ExecutionFile file(Json::Int64{0}, Json::Int64{0});
+  OrvaTest::writeFile(file.path(), fmt::format("after 0\n{}\n", pid));
+  EXPECT_FALSE(isRunAlive(requireRun(*m_pSession, iRun)));
+  EXPECT_THAT(closed(), ElementsAre(iRun));
+}
+
+TEST_F(Reconcile, RunWhoseProcessStartedAtAnotherMomentIsClosed) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jIdentity = identity(pid);
+  jIdentity["start_ticks"] = jIdentity["start_ticks"].asInt64() - 1;
+  changeRun(iRun, jIdentity);
+  expectGone(iRun);
+}
+
+TEST_F(Reconcile, RunWhoseProcessIsTheOneOfTheRecordIsLeftAlone) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jUpdate = identity(pid);
+  // The clock has been set far ahead since, which means nothing.
+  jUpdate["start_time"] = 1;
+  changeRun(iRun, jUpdate);
+  expectLeftAlone(iRun, pid);
+}
+
+TEST_F(Reconcile, EndedRunThatTheRecordTellsIsLeftToItsParent) {
+  const pid_t pid = forkEnded(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  changeRun(iRun, identity(pid));
+  EXPECT_FALSE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
+  EXPECT_THAT(closed(), IsEmpty());
+}
+
+TEST_F(Reconcile, ProcessThatStartedLongAfterTheRunIsNoneOfIts) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jUpdate(Json::objectValue);
+  jUpdate["start_time"] = static_cast<Json::Int64>(std::time(nullptr)) - 3600;
+  changeRun(iRun, jUpdate);
+  expectGone(iRun);
+}
+
+TEST_F(Reconcile, ProcessThatStartedSomeSecondsAfterTheRunIsLeftAlone) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jUpdate(Json::objectValue);
+  jUpdate["start_time"] = static_cast<Json::Int64>(std::time(nullptr)) - 10;
+  changeRun(iRun, jUpdate);
+  expectLeftAlone(iRun, pid);
+}
+
+TEST_F(Reconcile, ClockMeansNothingToARunWhoseExecutionIsAlive) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jUpdate(Json::objectValue);
+  jUpdate["start_time"] = 1;
+  changeRun(iRun, jUpdate);
+  const ExecutionFile file(Json::Int64{0}, Json::Int64{0});
+  OrvaTest::writeFile(file.path(), fmt::format("after 0\n{}\n", pid));
+  expectLeftAlone(iRun, pid);
+}
+
+TEST_F(Reconcile, ListedProcessOfARunThatIsClosedAlreadyBlocksTheTaskNoMore) {
+  const pid_t pid = forkProcess(&takeRunName);
+  const Json::Int64 iRun = addRun("a", pid);
+  Json::Value jUpdate = identity(pid);
+  jUpdate["start_ticks"] = jUpdate["start_ticks"].asInt64() - 1;
+  jUpdate["stop_time"] = 2;
+  changeRun(iRun, jUpdate);
+  EXPECT_THAT(closed(), IsEmpty());
+  EXPECT_THAT(listed("a"), IsEmpty());
+}
+
+TEST_F(Reconcile, ProcessThatLoadedAFileOfTheLibrarysNameKeepsNoRunOpen) {
+  const OrvaTest::TempDir folder;
+  OrvaTest::writeFile(folder.path("libeorvascheduler.so.7"), "x");
+  expectGone(addRun("a", startWith(folder.path("libeorvascheduler.so.7"))));
+}
+
+TEST_F(Reconcile, RunThatHasTheLibraryOfBeforeAnUpgradeLoadedIsLeftAlone) {
+  const pid_t pid = startWithFormerLibrary(ownerOf(libraryFolder()));
+  expectLeftAlone(addRun("a", pid), pid);
+}
+
+TEST_F(Reconcile, LibraryThatAnotherUserOwnsIsNotTheInstalledOne) {
+  expectGone(addRun("a", startWithFormerLibrary(ownerOf(libraryFolder()) + 1)));
 }

@@ -1,6 +1,7 @@
 #include "run_test.h"
 
 #include <csignal>
+#include <ctime>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/prctl.h>
@@ -71,7 +72,7 @@ void RunTest::addRun() const {
   jTask["operation_type"] = "script";
   Json::Value jRun(Json::objectValue);
   jRun["task_name"] = "a";
-  jRun["start_time"] = 1;
+  jRun["start_time"] = static_cast<Json::Int64>(std::time(nullptr));
   jRun["pid"] = m_pid;
   Json::Value jOut;
   ASSERT_EQ(session.tasks()->recCreate(jTask, jOut), 0);

@@ -10,6 +10,7 @@
 #include "common/failure.h"
 #include "common/json_read.h"
 #include "common/outcome.h"
+#include "common/process.h"
 #include "run_test.h"
 #include "support/files.h"
 
@@ -20,17 +21,19 @@ namespace {
 class RunWatching : public HostTest::RunTest {
 protected:
   /// The watch of the execution that has this one run.
-  void look(RunWatch& watch) {
+  void look(RunWatch& watch, pid_t pidExecution = getpid()) {
     const ExecutionFile file(Json::Int64{0}, Json::Int64{0});
     OrvaTest::writeFile(file.path(), fmt::format("after 0\n{}\n", m_pid));
-    watch.look(file, getpid());
+    watch.look(file, pidExecution);
     ASSERT_EQ(watch.processes().count(m_pid), 1U);
   }
 
-  std::string endedBy() {
+  Json::Value record() {
     Session session;
-    return textOf(requireRun(session, 1), "ended_by");
+    return requireRun(session, 1);
   }
+
+  std::string endedBy() { return textOf(record(), "ended_by"); }
 
   /// Goes on until the run has ended.
   void finish(RunWatch& watch) {
@@ -82,4 +85,45 @@ TEST_F(RunWatching, RunThatCouldNotBeEndedIsLeftAloneForAWhile) {
   beginScript();
   watch.endAll(ENDED_BUDGET);
   EXPECT_FALSE(watch.isEnding(m_pid));
+}
+
+TEST_F(RunWatching, RecordTellsWhichProcessItsNumberMeansAndGoesOnDoingSoWhenItIsClosed) {
+  RunWatch watch(m_lock, 0, std::chrono::seconds(60), AT_ONCE);
+  look(watch);
+  std::string strBoot = OrvaTest::readFile("/proc/sys/kernel/random/boot_id");
+  strBoot.pop_back();
+  const std::uint64_t ticks = processStatus(m_pid).value().ticksStart;
+  ASSERT_GT(ticks, 0U);
+  EXPECT_EQ(textOf(record(), "boot_id"), strBoot);
+  EXPECT_EQ(intOf(record(), "start_ticks"), static_cast<Json::Int64>(ticks));
+  // What the execution writes when it closes a run.
+  Session session;
+  Json::Value jFilter(Json::objectValue);
+  jFilter["result_id"] = 1;
+  Json::Value jUpdate(Json::objectValue);
+  jUpdate["stop_time"] = 2;
+  jUpdate["exit_info"] = Json::Value(Json::objectValue);
+  ASSERT_EQ(session.runs()->recUpdateByFilter(jFilter, jUpdate), 1);
+  EXPECT_TRUE(record().isMember("stop_time"));
+  EXPECT_EQ(textOf(record(), "boot_id"), strBoot);
+  EXPECT_EQ(intOf(record(), "start_ticks"), static_cast<Json::Int64>(ticks));
+}
+
+TEST_F(RunWatching, ProcessThatIsNoChildOfTheExecutionIsNotTheRuns) {
+  RunWatch watch(m_lock, 0, std::chrono::seconds(60), AT_ONCE);
+  look(watch, getppid());
+  EXPECT_FALSE(record().isMember("boot_id"));
+  EXPECT_FALSE(record().isMember("start_ticks"));
+}
+
+TEST_F(RunWatching, StoreThatSomebodyWritesToIsLeftToHimUntilTheNextLook) {
+  RunWatch watch(m_lock, 0, std::chrono::seconds(60), AT_ONCE);
+  {
+    Session other;
+    const WriteLock lock(other);
+    look(watch);
+    EXPECT_FALSE(record().isMember("boot_id"));
+  }
+  look(watch);
+  EXPECT_TRUE(record().isMember("boot_id"));
 }

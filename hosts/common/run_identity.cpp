@@ -1,0 +1,78 @@
+#include "run_identity.h"
+
+#include <ctime>
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include "json_read.h"
+#include "run_process.h"
+
+namespace Host {
+
+namespace {
+
+constexpr char BOOT_ID[] = "boot_id";
+constexpr char START_TICKS[] = "start_ticks";
+
+/// A run has its time before its process: meanwhile the disks that its output goes to may have to wake up.
+constexpr double START_SECONDS = 60;
+
+pid_t pidOf(const Json::Value& jRun) {
+  return static_cast<pid_t>(intOf(jRun, "pid"));
+}
+
+/// Of this boot; empty when the system does not tell it.
+const std::string& bootId() {
+  static const std::string BOOT = [] {
+    std::string strBoot;
+    std::ifstream file("/proc/sys/kernel/random/boot_id");
+    std::getline(file, strBoot);
+    return strBoot;
+  }();
+  return BOOT;
+}
+
+}  // namespace
+
+Json::Value identityOf(const ProcessStatus& status) {
+  Json::Value jIdentity(Json::objectValue);
+  if (!bootId().empty()) {
+    jIdentity[BOOT_ID] = bootId();
+    jIdentity[START_TICKS] = static_cast<Json::Int64>(status.ticksStart);
+  }
+  return jIdentity;
+}
+
+bool hasIdentity(const Json::Value& jRun) {
+  return !textOf(jRun, BOOT_ID).empty() && intOf(jRun, START_TICKS, -1) >= 0;
+}
+
+bool isOfOtherBoot(const Json::Value& jRun) {
+  return hasIdentity(jRun) && !bootId().empty() && textOf(jRun, BOOT_ID) != bootId();
+}
+
+bool isProcessOf(const Json::Value& jRun) {
+  const pid_t pid = pidOf(jRun);
+  if (pid <= 0 || isOfOtherBoot(jRun)) {
+    return false;
+  }
+  if (!hasIdentity(jRun)) {
+    return isRunProcess(pid);
+  }
+  const std::optional<ProcessStatus> status = processStatus(pid);
+  // One that has ended is left to its parent, if that is one that closes runs.
+  return status && static_cast<Json::Int64>(status->ticksStart) == intOf(jRun, START_TICKS) &&
+         (!status->isEnded() || hasLibraryLoaded(status->pidParent));
+}
+
+bool hadStarted(const Json::Value& jRun) {
+  if (hasIdentity(jRun)) {
+    return true;
+  }
+  const std::optional<ProcessStatus> status = processStatus(pidOf(jRun));
+  const auto started = static_cast<double>(std::time(nullptr)) - (status ? secondsSinceStart(*status) : 0);
+  return status && started <= static_cast<double>(intOf(jRun, "start_time")) + START_SECONDS;
+}
+
+}  // namespace Host
