@@ -48,6 +48,11 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
 
 @test "an execution that is killed is a failure, and a task that goes on is left alone" {
   start_long
+  # Which process it is stands in its record before the execution ends, and stays there.
+  local identity='[.boot_id, .start_ticks]' process
+  process=[\"$(cat /proc/sys/kernel/random/boot_id)\",$(sed 's/.*) //' "/proc/$child/stat" | cut -d ' ' -f 20)]
+  wait_until eval '[[ $(field 1 boot_id) != null ]]'
+  same "its process" "$process" "$(eorva runs show 1 --json | jq -c "$identity")"
   kill -9 "$execution"
   local status=0
   wait "$display" || status=$?
@@ -62,6 +67,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   wait_until gone "$child"
   run -0 --separate-stderr eorva fire other
   complains "was interrupted"
+  same "its process" "$process" "$(eorva runs show 1 --json | jq -c "$identity")"
   same "left in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorvascheduler*')"
 }
 
