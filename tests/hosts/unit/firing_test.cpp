@@ -9,6 +9,8 @@
 #include "common/explanation.h"
 #include "common/failure.h"
 #include "common/json_read.h"
+#include "common/process.h"
+#include "common/run_identity.h"
 #include "fresh_host.h"
 
 using namespace Host;
@@ -136,6 +138,9 @@ TEST_F(Firings, RunThatWasAliveStaysTheReasonAndWhatWaitedWasNotStarted) {
   addTask("after", "[slow]");
   const std::string strSelf = std::to_string(getpid());
   addRun("slow", "null", strSelf);
+  const Json::Value jIdentity = identityOf(processStatus(getpid()).value());
+  sql("update task_result set boot_id = '" + textOf(jIdentity, "boot_id") +
+      "', start_ticks = " + std::to_string(intOf(jIdentity, "start_ticks")));
   sql("update task set status = '{\"running\": [" + strSelf + "]}' where task_name = 'slow'");
   const ExecutionPlan plan = fire();
   EXPECT_THAT(why("slow"), ElementsAre("not_started", "refused"));
