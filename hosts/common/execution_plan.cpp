@@ -1,6 +1,7 @@
 #include "execution_plan.h"
 
 #include <fmt/format.h>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -95,22 +96,26 @@ void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
   }
 }
 
-std::vector<std::string> prepareFolders(const std::vector<GraphTask>& vecTasks) {
+std::vector<std::string> prepareFolders(const std::optional<std::string>& output,
+                                        const std::vector<GraphTask>& vecTasks,
+                                        const std::vector<GraphTask>& vecStarted) {
   std::vector<std::string> vecWarnings;
-  const std::optional<OutputFolder> folder = OutputFolder::configured();
-  if (!folder) {
-    checkSharedScript(vecTasks, vecWarnings);
+  if (!output) {
+    std::vector<GraphTask> vecAll = vecTasks;
+    vecAll.insert(vecAll.end(), vecStarted.begin(), vecStarted.end());
+    checkSharedScript(vecAll, vecWarnings);
     return vecWarnings;
   }
+  std::map<std::string, uid_t> mapOwners;
   for (const GraphTask& task : vecTasks) {
     // The library does not launch a task without an owner.
     if (task.iOwner >= 0) {
-      const std::string strAside = folder->prepare(task.strName, static_cast<uid_t>(task.iOwner));
-      if (!strAside.empty()) {
-        vecWarnings.push_back(
-            fmt::format("the output folder of \"{}\" was somebody else's; it is kept as {}", task.strName, strAside));
-      }
+      mapOwners[task.strName] = static_cast<uid_t>(task.iOwner);
     }
+  }
+  for (const auto& [strTask, strAside] : OutputFolder::of(*output).prepare(mapOwners)) {
+    vecWarnings.push_back(
+        fmt::format("the output folder of \"{}\" was somebody else's; it is kept as {}", strTask, strAside));
   }
   return vecWarnings;
 }
@@ -137,7 +142,7 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
   } else if (const std::string strWhy = whyNotTaskName(request.strName); !strWhy.empty()) {
     throw Failure(fmt::format("the task \"{}\" is not run: its name {}", request.strName, strWhy));
   }
-  plan.vecWarnings = prepareFolders(plan.vecTasks);
+  plan.vecWarnings = prepareFolders(OutputFolder::configuredOutput(), plan.vecTasks);
   takeTurns(session, firstTasks(plan, request), lock);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");

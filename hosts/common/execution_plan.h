@@ -4,6 +4,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,10 +27,15 @@ struct ExecutionPlan {
 /// \throw Failure with the reason; nothing has been run then.
 ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock);
 
-/// Makes the output folders of tasks ready.
-/// \param vecTasks  every task that the execution may start: without output folders it matters whose they are.
+/// Makes the output folders of tasks ready, right before they are started: the place may be another one than it was
+/// when the execution began, after a disk was changed for example.
+/// \param output      the place that the execution uses, as it is written in the configuration; nothing without output.
+/// \param vecTasks    those that may be started.
+/// \param vecStarted  those that may have been started: without output folders it matters whose they are.
 /// \return what the user should know. \throw Failure with the reason why none of them may be run.
-std::vector<std::string> prepareFolders(const std::vector<GraphTask>& vecTasks);
+std::vector<std::string> prepareFolders(const std::optional<std::string>& output,
+                                        const std::vector<GraphTask>& vecTasks,
+                                        const std::vector<GraphTask>& vecStarted = {});
 
 /// Takes the turn of tasks that are about to be started, until they have been started. Others that want to start them
 /// wait for that: so they find out whether a task runs, and start it in a second of its own. A task that will be found

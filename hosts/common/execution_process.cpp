@@ -1,7 +1,9 @@
 #include "execution_process.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
+#include <optional>
 #include <set>
 #include <unistd.h>
 
@@ -9,6 +11,7 @@
 #include "orva_platform.h"
 
 #include "next_tasks.h"
+#include "output_folder.h"
 #include "session.h"
 #include "start_second.h"
 #include "task_graph.h"
@@ -37,8 +40,15 @@ std::set<std::string> firstTasks(Session& session, const ExecutionRequest& reque
 
 int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
                TaskLock& lock) {
+  // The library reads its configuration now: what was made ready for another place a moment ago does not count.
+  const std::optional<std::string> output = OutputFolder::configuredOutput();
+  for (const std::string& strWarning : prepareFolders(output, plan.vecTasks)) {
+    if (std::find(plan.vecWarnings.begin(), plan.vecWarnings.end(), strWarning) == plan.vecWarnings.end()) {
+      std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
+    }
+  }
   if (request.blByEvent) {
-    const NextTasks nextTasks(session, request, plan, file, lock);
+    const NextTasks nextTasks(session, request, plan, file, lock, output);
     Json::Value jIn(Json::objectValue);
     jIn["event"] = request.strName;
     return runByEvent(session.tasks(), session.runs(), jIn, session.db());

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 #include <sys/types.h>
+#include <utility>
 
 #include "orva_platform.h"
 
@@ -15,13 +16,15 @@
 namespace Host {
 
 NextTasks::NextTasks(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan,
-                     const ExecutionFile& file, TaskLock& lock)
+                     const ExecutionFile& file, TaskLock& lock, std::optional<std::string> output)
     : m_session(session),
       m_request(request),
       m_file(file),
       m_lock(lock),
       m_iLastResult(plan.iLastResult),
+      m_output(std::move(output)),
       m_vecAnnounced(plan.vecTasks),
+      m_setWarnings(plan.vecWarnings.begin(), plan.vecWarnings.end()),
       m_cChanges(sqlite3_total_changes(session.db())) {
   ORVAStoreAskBeforeList([](void* pThis) { return static_cast<NextTasks*>(pThis)->beforeList(); }, this);
 }
@@ -32,6 +35,9 @@ NextTasks::~NextTasks() {
 
 /// \return negative when nothing may be started now.
 int NextTasks::beforeList() noexcept {
+  if (m_blUnsafe) {
+    return -1;
+  }
   // The library walks from task to task with a list each. Only the first one comes after a run was closed.
   const int cChanges = sqlite3_total_changes(m_session.db());
   if (cChanges == m_cChanges) {
@@ -42,20 +48,25 @@ int NextTasks::beforeList() noexcept {
     makeReady();
     return 0;
   } catch (const std::exception& error) {
-    std::fputs(fmt::format("eorva: what waited for the last run is not started: {}\n", error.what()).c_str(), stderr);
+    const char* const szWhat = m_blUnsafe ? "nothing more is" : "what waited for the last run is not";
+    std::fputs(fmt::format("eorva: {} started: {}\n", szWhat, error.what()).c_str(), stderr);
     return -1;
   }
 }
 
 void NextTasks::makeReady() {
-  const Json::Value jTasks = listTasks(m_session);
-  const TaskGraph graph(jTasks);
-  checkChanges(graph, jTasks);
-  const std::vector<GraphTask> vecReady = readyTasks(graph);
+  std::vector<GraphTask> vecWaiting;
+  std::vector<GraphTask> vecReady;
+  do {
+    const Json::Value jTasks = listTasks(m_session);
+    const TaskGraph graph(jTasks);
+    checkChanges(graph, jTasks);
+    splitTasks(graph, vecWaiting, vecReady);
+  } while (announceNew(vecReady));
+  prepare(vecWaiting);
   if (vecReady.empty()) {
     return;
   }
-  addNew(vecReady);
   std::vector<std::string> vecNames;
   vecNames.reserve(vecReady.size());
   for (const GraphTask& task : vecReady) {
@@ -87,8 +98,10 @@ void NextTasks::checkChanges(const TaskGraph& graph, const Json::Value& jTasks) 
   }
 }
 
-/// The tasks that have nothing left to wait for, and have not been started yet.
-std::vector<GraphTask> NextTasks::readyTasks(const TaskGraph& graph) {
+/// \param vecWaiting  receives the tasks that have not been started yet.
+/// \param vecReady    receives those of them that have nothing left to wait for.
+void NextTasks::splitTasks(const TaskGraph& graph, std::vector<GraphTask>& vecWaiting,
+                           std::vector<GraphTask>& vecReady) const {
   const std::set<pid_t> setChildren = m_file.children();
   std::set<std::string> setStarted;
   std::set<std::string> setEnded;
@@ -100,36 +113,49 @@ std::vector<GraphTask> NextTasks::readyTasks(const TaskGraph& graph) {
       }
     }
   }
-  std::vector<GraphTask> vecReady;
+  vecWaiting.clear();
+  vecReady.clear();
   for (const GraphTask* pTask : graph.planOf(m_request.strName)) {
+    if (setStarted.count(pTask->strName) > 0) {
+      continue;
+    }
+    vecWaiting.push_back(*pTask);
     const bool blReady = std::all_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(),
                                      [&](const std::string& strNeed) { return setEnded.count(strNeed) > 0; });
-    if (blReady && !pTask->blRoot && setStarted.count(pTask->strName) == 0) {
+    if (blReady && !pTask->blRoot) {
       vecReady.push_back(*pTask);
     }
   }
-  return vecReady;
 }
 
-/// Tasks that the execution was not prepared for.
-void NextTasks::addNew(const std::vector<GraphTask>& vecReady) {
-  std::vector<std::string> vecNew;
-  std::vector<GraphTask> vecAll = m_vecAnnounced;
+/// Tasks that the execution did not know. Until they are announced, they can be changed.
+/// \return false when there is none.
+bool NextTasks::announceNew(const std::vector<GraphTask>& vecReady) {
+  std::vector<GraphTask> vecNew;
+  std::vector<std::string> vecNames;
   for (const GraphTask& task : vecReady) {
     if (std::none_of(m_vecAnnounced.begin(), m_vecAnnounced.end(),
                      [&](const GraphTask& other) { return other.strName == task.strName; })) {
-      vecNew.push_back(task.strName);
-      vecAll.push_back(task);
+      vecNew.push_back(task);
+      vecNames.push_back(task.strName);
     }
   }
   if (vecNew.empty()) {
-    return;
+    return false;
   }
-  m_lock.announce(vecNew);
-  for (const std::string& strWarning : prepareFolders(vecAll)) {
-    std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
+  m_lock.announce(vecNames);
+  m_vecAnnounced.insert(m_vecAnnounced.end(), vecNew.begin(), vecNew.end());
+  return true;
+}
+
+void NextTasks::prepare(const std::vector<GraphTask>& vecWaiting) {
+  m_blUnsafe = true;
+  for (const std::string& strWarning : prepareFolders(m_output, vecWaiting, m_vecAnnounced)) {
+    if (m_setWarnings.insert(strWarning).second) {
+      std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
+    }
   }
-  m_vecAnnounced = std::move(vecAll);
+  m_blUnsafe = false;
 }
 
 }  // namespace Host

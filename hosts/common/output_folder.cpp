@@ -189,6 +189,13 @@ bool isEmptyFolder(const UniqueFd& base, const std::string& strName) {
   return fd.isOpen() && !error && entries == std::filesystem::directory_iterator();
 }
 
+/// Tells whether the folder is as it was made ready before.
+bool isReady(const UniqueFd& base, const std::string& strTask, uid_t owner) {
+  struct stat status{};
+  return fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode) &&
+         status.st_uid == owner && (status.st_mode & 07777) == 0700;
+}
+
 /// Tells whether something stands in the place of a task's folder that its owner cannot be given: the folder of an
 /// earlier owner, an open folder, a link, a file. What is in it could have been prepared for whoever comes.
 bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
@@ -200,6 +207,26 @@ bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
   const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0 && isEmptyFolder(base, strTask);
   const bool blOpen = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
   return !S_ISDIR(status.st_mode) || blOpen || (status.st_uid != owner && !blFresh);
+}
+
+/// \return where that is now which was in its place; empty when there was nothing.
+std::string prepareAt(const UniqueFd& base, const std::string& strTask, uid_t owner, const std::string& strBase) {
+  checkOneStep(strTask);
+  if (isReady(base, strTask, owner)) {
+    return {};
+  }
+  const std::string strPath = strBase + "/" + strTask;
+  const std::string strAside = isOthers(base, strTask, owner) ? moveAsideAt(base, strTask, strBase) : std::string();
+  makeFolderAt(base, strTask, strPath, 0700);
+  const UniqueFd fd = openFolderAt(base, strTask, strPath);
+  // Only root can have created or renamed anything here since it was looked at.
+  if (fchown(fd.get(), owner, groupOf(owner)) < 0) {
+    failErrno("hand over", strPath);
+  }
+  if (fchmod(fd.get(), 0700) < 0) {
+    failErrno("close to others", strPath);
+  }
+  return strAside;
 }
 
 }  // namespace
@@ -217,8 +244,25 @@ std::optional<OutputFolder> OutputFolder::resolve(const std::string& strOutput) 
   return folder;
 }
 
+OutputFolder OutputFolder::of(const std::string& strOutput) {
+  std::optional<OutputFolder> folder = resolve(strOutput);
+  if (!folder) {
+    const std::string strShare = strOutput.substr(0, strOutput.find('/'));
+    throw Failure(fmt::format("the output folder \"{}\" cannot be used: the share \"{}\": {}", strOutput, strShare,
+                              whyShareUnusable(strShare)));
+  }
+  return *folder;
+}
+
+std::optional<std::string> OutputFolder::configuredOutput() {
+  const Json::Value jConfig = schedulerConfig();
+  const bool blKept = jConfig.isMember("output_path") && boolOf(jConfig, "enable_output", true);
+  return blKept ? std::optional<std::string>(textOf(jConfig, "output_path")) : std::nullopt;
+}
+
 std::optional<OutputFolder> OutputFolder::configured() {
-  return boolOf(schedulerConfig(), "enable_output", true) ? place() : std::nullopt;
+  const std::optional<std::string> output = configuredOutput();
+  return output ? std::optional<OutputFolder>(of(*output)) : std::nullopt;
 }
 
 std::optional<OutputFolder> OutputFolder::place() {
@@ -226,14 +270,7 @@ std::optional<OutputFolder> OutputFolder::place() {
   if (!jConfig.isMember("output_path")) {
     return std::nullopt;
   }
-  const std::string strOutput = textOf(jConfig, "output_path");
-  std::optional<OutputFolder> folder = resolve(strOutput);
-  if (!folder) {
-    const std::string strShare = strOutput.substr(0, strOutput.find('/'));
-    throw Failure(fmt::format("the output folder \"{}\" cannot be used: the share \"{}\": {}", strOutput, strShare,
-                              whyShareUnusable(strShare)));
-  }
-  return folder;
+  return of(textOf(jConfig, "output_path"));
 }
 
 std::vector<OutputFolder> OutputFolder::places(std::vector<std::string>& vecUnknown) {
@@ -277,21 +314,15 @@ bool OutputFolder::isFolderName(const std::string& strTask) {
   return !strTask.empty() && strTask != "." && strTask != ".." && strTask.find('/') == std::string::npos;
 }
 
-std::string OutputFolder::prepare(const std::string& strTask, uid_t owner) const {
-  checkOneStep(strTask);
+std::map<std::string, std::string> OutputFolder::prepare(const std::map<std::string, uid_t>& mapOwners) const {
+  std::map<std::string, std::string> mapAside;
   const UniqueFd base = openBase(true);
-  const std::string strPath = m_strPath + "/" + strTask;
-  const std::string strAside = isOthers(base, strTask, owner) ? moveAsideAt(base, strTask, m_strPath) : std::string();
-  makeFolderAt(base, strTask, strPath, 0700);
-  const UniqueFd fd = openFolderAt(base, strTask, strPath);
-  // Only root can have created or renamed anything here since it was looked at.
-  if (fchown(fd.get(), owner, groupOf(owner)) < 0) {
-    failErrno("hand over", strPath);
+  for (const auto& [strTask, owner] : mapOwners) {
+    if (const std::string strAside = prepareAt(base, strTask, owner, m_strPath); !strAside.empty()) {
+      mapAside[strTask] = strAside;
+    }
   }
-  if (fchmod(fd.get(), 0700) < 0) {
-    failErrno("close to others", strPath);
-  }
-  return strAside;
+  return mapAside;
 }
 
 std::string OutputFolder::moveAside(const std::string& strTask) const {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <map>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -20,6 +21,13 @@ namespace Host {
 
 class OutputFolder {
 public:
+  /// Gives the configured place as it is written in the configuration; nothing when no output is kept.
+  static std::optional<std::string> configuredOutput();
+
+  /// Gives a place by what is written in a configuration: the share may lie elsewhere than it did a moment ago.
+  /// \throw Failure when there is no such share.
+  static OutputFolder of(const std::string& strOutput);
+
   /// Gives the configured place; nothing when no output is kept.
   /// \throw Failure when the configuration cannot be used.
   static std::optional<OutputFolder> configured();
@@ -37,10 +45,11 @@ public:
   /// \param vecUnknown  receives the places that are on no share any more, as they were configured.
   static std::vector<OutputFolder> places(std::vector<std::string>& vecUnknown);
 
-  /// Makes the folder of a task ready for the runs of its owner. What somebody else left in its place is moved aside.
-  /// \return where that is now; empty when there was nothing.
+  /// Makes the folders of tasks ready for the runs of their owners. What somebody else left in the place of one is
+  /// moved aside.
+  /// \return where that is now, by the name of the task.
   /// \throw Failure when something on the way is not what it should be; then no task may be run.
-  std::string prepare(const std::string& strTask, uid_t owner) const;
+  std::map<std::string, std::string> prepare(const std::map<std::string, uid_t>& mapOwners) const;
 
   /// Opens what a run left.
   /// \param szFile  "output.log" or "script.log".

@@ -59,6 +59,65 @@ teardown() { pkill -KILL '^eorva' || true; }
   same "in the trap" "" "$(ls /home/bob/trap)"
 }
 
+# add_first, begin_event: the task "first" of root's runs in an execution of bootup until /tmp/go is there.
+add_first() { add_task first bootup root 'while [ ! -e /tmp/go ]; do sleep 0.1; done'; }
+begin_event() {
+  rm -f /tmp/go2
+  eorva fire bootup >fired 2>&1 3>&- &
+  wait_until runs_are 1
+}
+
+@test "a folder that is gone when its task is due is made anew for its owner alone, where the execution began" {
+  add_first
+  add_task second bootup root 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done' --after first
+  begin_event
+  eorva config set --output-path scheduler/elsewhere >/dev/null
+  add_task late bootup bob 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done' --after first
+  rm -r "$KEPT/second"
+  touch /tmp/go
+  wait_until runs_are 3
+  same "folders" "bob 700 late
+root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
+  same "in the new place" "" "$(ls "$KEPT/elsewhere")"
+  touch /tmp/go2
+  wait
+  grep -q '3 runs, 3 ended with 0' fired
+}
+
+@test "when the disk is changed under an execution, the folders on the new one are made ready, too" {
+  mkdir -pm 711 /srv/disk1 /srv/disk2
+  ln -sfn disk1 /srv/disk
+  printf '\n[disk]\npath = /srv/disk\n' >>/etc/orva/shares.conf
+  eorva config set --output-path disk >/dev/null
+  add_first
+  add_task second bootup root 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done' --after first
+  mkdir -m 777 /srv/disk2/second
+  chown bob /srv/disk2/second
+  begin_event
+  ln -sfn disk2 /srv/disk
+  touch /tmp/go
+  wait_until runs_are 2
+  same "folder" "root 700" "$(stat -c '%U %a' /srv/disk2/second)"
+  touch /tmp/go2
+  wait
+  grep -qF "the output folder of \"second\" was somebody else's; it is kept as /srv/disk2/second~1" fired
+  sed -i '/^\[disk\]/,$d' /etc/orva/shares.conf
+}
+
+@test "when folders cannot be made ready any more, nothing more is started" {
+  add_first
+  add_task second bootup root 'exit 0' --after first
+  add_task third bootup bob 'exit 0' --after first
+  begin_event
+  chmod 777 "$KEPT"
+  touch /tmp/go
+  wait
+  chmod 711 "$KEPT"
+  grep -q "nothing more is started: the output folder $KEPT may be changed by others (mode 0777)" fired
+  grep -q 'not started: second, third' fired
+  runs_are 1
+}
+
 @test "a share that others may change is not used" {
   add_task one bootup alice 'echo ran'
   chmod 777 "$KEPT"
