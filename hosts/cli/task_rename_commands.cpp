@@ -8,8 +8,7 @@
 #include "common/json_read.h"
 #include "common/session.h"
 #include "common/subtree_change.h"
-#include "common/task_graph.h"
-#include "common/task_lock.h"
+#include "common/subtree_lock.h"
 #include "common/task_members.h"
 #include "confirm.h"
 #include "present.h"
@@ -28,17 +27,13 @@ struct RenameOptions {
   bool blYes = false;
 };
 
-std::vector<std::string> dependantsOf(Host::Session& session, const std::string& strTask) {
-  std::vector<std::string> vecNames;
-  const Host::TaskGraph graph(Host::listTasks(session));
-  for (const Host::GraphTask* pTask : graph.dependantsOf(strTask)) {
-    vecNames.push_back(pTask->strName);
-  }
-  return vecNames;
+/// What cannot be done is not worth a question; it may come to be so while the question is open, too.
+/// \return the tasks that wait for the task.
+std::vector<std::string> checkIdle(Host::Session& session, const std::string& strTask, const char* szDone) {
+  return Host::SubtreeLock(session, {strTask}, szDone).dependants();
 }
 
-void confirmDelete(Host::Session& session, const std::string& strTask) {
-  const std::vector<std::string> vecNeededBy = dependantsOf(session, strTask);
+void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecNeededBy) {
   confirm(fmt::format("deleting \"{}\" also deletes the records of its runs{}", strTask,
                       vecNeededBy.empty()
                           ? ""
@@ -49,15 +44,13 @@ void confirmDelete(Host::Session& session, const std::string& strTask) {
 int runDelete(const Context&, const DeleteOptions& options) {
   Host::Session session;
   Host::requireTask(session, options.strTask);
-  // A task that runs is not worth a question; it may have been started while the question was open, too.
-  {
-    const Host::TaskChange idle(session, {options.strTask}, "deleted");
-  }
+  const std::vector<std::string> vecNeededBy = checkIdle(session, options.strTask, "deleted");
   if (!options.blYes) {
-    confirmDelete(session, options.strTask);
+    confirmDelete(options.strTask, vecNeededBy);
   }
-  const Host::TaskChange change(session, {options.strTask}, "deleted");
+  const Host::SubtreeLock lock(session, {options.strTask}, "deleted");
   const std::string strOutput = Host::deleteTask(options.strTask);
+  lock.makeSure();
   fmt::print("deleted {}\n", options.strTask);
   if (!strOutput.empty()) {
     printNote(strOutput);
@@ -80,10 +73,7 @@ void checkNewName(Host::Session& session, const RenameOptions& options) {
 int runRename(const Context&, const RenameOptions& options) {
   Host::Session session;
   checkNewName(session, options);
-  {
-    const Host::TaskChange idle(session, {options.strTask}, "renamed");
-  }
-  const std::vector<std::string> vecNeededBy = dependantsOf(session, options.strTask);
+  const std::vector<std::string> vecNeededBy = checkIdle(session, options.strTask, "renamed");
   if (!options.blYes) {
     confirm(fmt::format("renaming \"{}\" takes its runs and their output along{}", options.strTask,
                         vecNeededBy.empty() ? ""
@@ -91,9 +81,10 @@ int runRename(const Context&, const RenameOptions& options) {
                                                           fmt::join(vecNeededBy, ", "))),
             "Rename it?", fmt::format("the task \"{}\" is not renamed", options.strTask));
   }
-  const Host::TaskChange change(session, {options.strTask, options.strNew}, "renamed");
+  const Host::SubtreeLock lock(session, {options.strTask, options.strNew}, "renamed");
   checkNewName(session, options);
   Host::renameTask(options.strTask, options.strNew);
+  lock.makeSure();
   fmt::print("renamed {} to {}\n", options.strTask, options.strNew);
   return EXIT_DONE;
 }

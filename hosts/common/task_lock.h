@@ -56,6 +56,12 @@ private:
   UniqueFd m_fd;
 };
 
+/// Tasks whose change rewrites others, too.
+struct Subtree {
+  std::vector<std::string> vecTasks;
+  std::vector<std::string> vecDependants;  ///< those that wait for the first one
+};
+
 /// The right to change tasks: while it lasts none of them is started.
 class TaskChange {
 public:
@@ -70,6 +76,9 @@ public:
   ///        somebody else.
   TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone,
              Running running = Running::REFUSED, std::chrono::milliseconds limit = LIMIT);
+
+  /// The same for those that are rewritten as well; they may run.
+  TaskChange(Session& session, const Subtree& subtree, const char* szDone, std::chrono::milliseconds limit = LIMIT);
 
 private:
   TaskLock m_lock;

@@ -82,6 +82,24 @@ setup() { fresh_store; }
   same "runs" '["next","long"]' "$(eorva runs list --json | jq -c 'map(.task_name)')"
 }
 
+@test "a task keeps its name, and stays, while an execution may still start one that waits for it" {
+  add_task first bootup alice 'exit 0'
+  add_task other bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
+  add_task second bootup alice 'exit 0' --after first --after other
+  eorva fire bootup >/dev/null 3>&- &
+  first_ended() { [[ $(field "$(run_of first)" outcome) == '"ok"' ]]; }
+  wait_until first_ended
+  run -1 --separate-stderr eorva task rename first earliest --yes
+  complains 'the task "first" cannot be renamed now: "second" waits for it, and an execution under way may still start'
+  run -1 --separate-stderr eorva task delete first --yes
+  complains 'the task "first" cannot be deleted now: "second" waits for it'
+  touch /tmp/go
+  wait
+  runs_are 3
+  same "list" '"[first][other]"' "$(eorva task list --json | jq -c '.[] | select(.task_name == "second").depend_on_task')"
+  run -0 eorva task rename first earliest --yes
+}
+
 @test "a change of name that was cut off between its halves is finished by another try" {
   add_task it bootup alice 'echo kept'
   eorva run it >/dev/null

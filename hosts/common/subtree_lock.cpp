@@ -1,0 +1,100 @@
+#include "subtree_lock.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <thread>
+
+#include "eorvascheduler.h"
+
+#include "depend_text.h"
+#include "execution_file.h"
+#include "failure.h"
+#include "json_read.h"
+#include "task_graph.h"
+
+namespace Host {
+
+namespace {
+
+/// How long a record that has been read may take to be written back.
+constexpr std::chrono::milliseconds WRITE_TIME{100};
+
+std::vector<std::string> dependantsOf(Session& session, const std::string& strTask) {
+  std::vector<std::string> vecNames;
+  const TaskGraph graph(listTasks(session));
+  for (const GraphTask* pTask : graph.dependantsOf(strTask)) {
+    vecNames.push_back(pTask->strName);
+  }
+  return vecNames;
+}
+
+std::vector<std::string> needsOf(Session& session, const std::string& strTask) {
+  return readDependText(textOf(findTask(session, strTask), "depend_on_task"));
+}
+
+bool contains(const std::vector<std::string>& vecNames, const std::string& strName) {
+  return std::find(vecNames.begin(), vecNames.end(), strName) != vecNames.end();
+}
+
+}  // namespace
+
+SubtreeLock::SubtreeLock(Session& session, const std::vector<std::string>& vecNames, const char* szDone,
+                         std::chrono::milliseconds limit)
+    : m_session(session), m_vecNames(vecNames), m_vecDependants(dependantsOf(session, vecNames.front())) {
+  // Who waits for the task can change until it is locked.
+  for (;;) {
+    m_change.emplace(session, Subtree{m_vecNames, m_vecDependants}, szDone, limit);
+    std::vector<std::string> vecNow = dependantsOf(session, m_vecNames.front());
+    const bool blLocked = std::all_of(vecNow.begin(), vecNow.end(),
+                                      [&](const std::string& strTask) { return contains(m_vecDependants, strTask); });
+    m_vecDependants = std::move(vecNow);
+    if (blLocked) {
+      return;
+    }
+    m_change.reset();
+  }
+}
+
+bool SubtreeLock::areListsChanged() const {
+  return std::none_of(m_vecDependants.begin(), m_vecDependants.end(), [&](const std::string& strTask) {
+    return contains(needsOf(m_session, strTask), m_vecNames.front());
+  });
+}
+
+void SubtreeLock::changeLists() const {
+  WriteLock lock(m_session);
+  for (const std::string& strTask : m_vecDependants) {
+    std::vector<std::string> vecNeeds = needsOf(m_session, strTask);
+    const auto it = std::find(vecNeeds.begin(), vecNeeds.end(), m_vecNames.front());
+    if (it == vecNeeds.end()) {
+      continue;
+    }
+    if (m_vecNames.size() > 1) {
+      *it = m_vecNames.back();
+    } else {
+      vecNeeds.erase(it);
+    }
+    Json::Value jUpdate(Json::objectValue);
+    jUpdate["task_name"] = strTask;
+    jUpdate["depend_on_task"] = writeDependText(vecNeeds);
+    if (recUpdate(m_session.tasks(), jUpdate, m_session.db()) < 0) {
+      throw Failure(
+          fmt::format("the store refused to take \"{0}\" off the list of the task \"{1}\": set it anew, with "
+                      "'eorva task edit {1} --after ...'",
+                      m_vecNames.front(), strTask));
+    }
+  }
+  lock.commit();
+}
+
+void SubtreeLock::makeSure() const {
+  while (!m_vecDependants.empty() && isAnyExecutionAlive()) {
+    std::this_thread::sleep_for(WRITE_TIME);
+    if (areListsChanged()) {
+      return;
+    }
+    changeLists();
+  }
+}
+
+}  // namespace Host

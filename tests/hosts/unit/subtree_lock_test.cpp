@@ -1,0 +1,117 @@
+/// Whoever renames or deletes a task rewrites the lists of others, and keeps out of the way of executions that have
+/// read them.
+
+#include "common/subtree_lock.h"
+
+#include <gmock/gmock.h>
+#include <memory>
+
+#include "eorvascheduler.h"
+
+#include "common/execution_file.h"
+#include "common/failure.h"
+#include "common/json_read.h"
+#include "common/subtree_change.h"
+#include "fresh_host.h"
+
+using namespace Host;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+/// Who tries no longer than this finds out what is held now.
+constexpr std::chrono::milliseconds AT_ONCE{0};
+
+class SubtreeLocks : public testing::Test {
+protected:
+  void SetUp() override {
+    HostTest::freshHost();
+    m_pSession = std::make_unique<Session>(Session::Store::CREATE);
+    addTask("a", "");
+    addTask("b", "[a]");
+    addTask("c", "[b][a]");
+  }
+
+  void addTask(const std::string& strTask, const std::string& strDepend) {
+    Json::Value jTask(Json::objectValue);
+    Json::Value jCreated;
+    jTask["task_name"] = strTask;
+    jTask["event"] = "bootup";
+    jTask["owner"] = 0;
+    jTask["depend_on_task"] = strDepend;
+    ASSERT_EQ(m_pSession->tasks()->recCreate(jTask, jCreated), 0);
+  }
+
+  /// Writes a record back as an execution does that has read it earlier.
+  void writeBack(Json::Value jTask) {
+    Json::Value jFilter(Json::objectValue);
+    jFilter["task_name"] = jTask["task_name"];
+    ASSERT_EQ(m_pSession->tasks()->recUpdateByFilter(jFilter, jTask), 1);
+  }
+
+  std::string needsOf(const std::string& strTask) { return textOf(findTask(*m_pSession, strTask), "depend_on_task"); }
+
+  /// Why the right is refused; empty when it is not.
+  std::string whyNot(const std::vector<std::string>& vecNames) {
+    try {
+      const SubtreeLock lock(*m_pSession, vecNames, "renamed", AT_ONCE);
+    } catch (const Failure& failure) {
+      return failure.what();
+    }
+    return {};
+  }
+
+  std::unique_ptr<Session> m_pSession;
+};
+
+}  // namespace
+
+TEST_F(SubtreeLocks, ADependantThatMayStillBeStartedKeepsTheTaskAsItIs) {
+  TaskLock execution;
+  execution.announce({"b"});
+  EXPECT_THAT(whyNot({"a", "d"}),
+              HasSubstr("the task \"a\" cannot be renamed now: \"b\" waits for it, and an execution under way"));
+  EXPECT_EQ(whyNot({"c", "d"}), "") << "nobody waits for it";
+  execution.withdraw("b");
+  EXPECT_EQ(whyNot({"a", "d"}), "");
+}
+
+TEST_F(SubtreeLocks, TheTaskItselfIsNamedFirst) {
+  TaskLock execution;
+  execution.announce({"a", "b"});
+  EXPECT_THAT(whyNot({"a"}),
+              HasSubstr("the task \"a\" cannot be renamed now: an execution under way may still start it"));
+}
+
+TEST_F(SubtreeLocks, HoldsTheTaskItsNewNameAndAllThatWaitForIt) {
+  const SubtreeLock lock(*m_pSession, {"a", "d"}, "renamed");
+  EXPECT_THAT(lock.dependants(), ElementsAre("b", "c"));
+  for (const char* const szTask : {"a", "b", "c", "d"}) {
+    EXPECT_THROW(TaskChange(*m_pSession, {szTask}, "changed", TaskChange::Running::ALLOWED, AT_ONCE), Failure)
+        << szTask;
+  }
+}
+
+TEST_F(SubtreeLocks, AListThatARunWroteBackGetsTheNewNameAgain) {
+  const ExecutionFile execution(Json::Int64{0}, Json::Int64{0});
+  const SubtreeLock lock(*m_pSession, {"a", "d"}, "renamed");
+  const Json::Value jBefore = findTask(*m_pSession, "c");
+  renameTask("a", "d");
+  writeBack(jBefore);
+  ASSERT_EQ(needsOf("c"), "[b][a]");
+  lock.makeSure();
+  EXPECT_EQ(needsOf("c"), "[b][d]");
+  EXPECT_EQ(needsOf("b"), "[d]");
+}
+
+TEST_F(SubtreeLocks, AListThatARunWroteBackLosesADeletedTaskAgain) {
+  const ExecutionFile execution(Json::Int64{0}, Json::Int64{0});
+  const SubtreeLock lock(*m_pSession, {"a"}, "deleted");
+  const Json::Value jBefore = findTask(*m_pSession, "c");
+  deleteTask("a");
+  writeBack(jBefore);
+  lock.makeSure();
+  EXPECT_EQ(needsOf("c"), "[b]");
+  EXPECT_EQ(needsOf("b"), "");
+}
