@@ -333,6 +333,14 @@ ORVA_EXPORT int ORVALogSet1(int iType, int iLevel, unsigned int uCode, const cha
 /// \param uCode  code of the event; 0 switches it off again.
 ORVA_EXPORT void ORVALogEndChildAfter(unsigned int uCode);
 
+/// Has every ORVAFSMkdirP() of this process refuse to create a parent that others may write to. The last component
+/// may be such a folder, and a missing parent is a failure then.
+///
+/// The library creates the folder of a run, and of its task, open to everybody. A host that has made the folder of the
+/// task for its owner alone keeps the library from making another one when that goes away at the last moment.
+/// \param iOn  0 switches it off again.
+ORVA_EXPORT void ORVAFSRefuseOpenParents(int iOn);
+
 /// Asked before records are listed. \return 0 to go on; negative to have the list fail.
 /// Must not throw. It may use the same record store; what it lists itself it is asked about too.
 typedef int (*ORVALISTGUARD)(void* pContext);

@@ -47,6 +47,8 @@ int runRequest(Session& session, const ExecutionRequest& request, const Executio
       std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
     }
   }
+  // From here on the task's folder is there, or nothing is run from it.
+  ORVAFSRefuseOpenParents(1);
   if (request.blByEvent) {
     const NextTasks nextTasks(session, request, plan, file, lock, output);
     Json::Value jIn(Json::objectValue);

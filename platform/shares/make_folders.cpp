@@ -20,6 +20,8 @@ namespace {
 
 using orva::UniqueFd;
 
+bool g_blRefuseOpenParents = false;  // see ORVAFSRefuseOpenParents()
+
 struct FolderForm {
   uid_t uid;
   gid_t gid;
@@ -74,10 +76,10 @@ int formFolder(int fdFolder, const FolderForm& form) {
   return 0;
 }
 
-// Steps into a component, making it when it is missing.
-int enter(UniqueFd& fdFolder, const std::string& strName, const FolderForm& form) {
+// Steps into a component, making it when it is missing and may be made.
+int enter(UniqueFd& fdFolder, const std::string& strName, bool blMake, const FolderForm& form) {
   UniqueFd fdNext = openFolder(fdFolder.get(), strName, O_PATH);
-  if (!fdNext && errno == ENOENT) {
+  if (!fdNext && errno == ENOENT && blMake) {
     const bool blMade = mkdirat(fdFolder.get(), strName.c_str(), form.mode) == 0;
     // Somebody else may have made it in the meantime; then it is theirs and stays as it is.
     if (!blMade && errno != EEXIST) {
@@ -110,8 +112,11 @@ int makeFolders(const char* szPath, const char* szRoot, bool blWithLeaf, const F
   if (!fdFolder) {
     FAIL_WITH(errno);
   }
-  for (const std::string& strName : vecComponent) {
-    if (enter(fdFolder, strName, form) < 0) {
+  const bool blOpen = (form.mode & (S_IWGRP | S_IWOTH)) != 0;
+  for (std::size_t i = 0; i < vecComponent.size(); ++i) {
+    const bool blLast = i + 1 == vecComponent.size();
+    const bool blMake = blLast || !blOpen || !g_blRefuseOpenParents;
+    if (enter(fdFolder, vecComponent[i], blMake, form) < 0) {
       return -1;
     }
   }
@@ -122,4 +127,8 @@ int makeFolders(const char* szPath, const char* szRoot, bool blWithLeaf, const F
 
 extern "C" int ORVAFSMkdirP(const char* szPath, const char* szRoot, int iWithLeaf, uid_t uid, gid_t gid, mode_t mode) {
   return orva::guarded([&] { return makeFolders(szPath, szRoot, iWithLeaf != 0, FolderForm{uid, gid, mode}); });
+}
+
+extern "C" void ORVAFSRefuseOpenParents(int iOn) {
+  g_blRefuseOpenParents = iOn != 0;
 }

@@ -172,6 +172,10 @@ void ORVALogEndChildAfter(unsigned int uCode) {
   fakes().platformCall("ORVALogEndChildAfter", Hex{uCode});
 }
 
+void ORVAFSRefuseOpenParents(int iOn) {
+  fakes().platformCall("ORVAFSRefuseOpenParents", iOn);
+}
+
 void ORVAStoreAskBeforeList(ORVALISTGUARD, void*) {
   fakes().platformCall("ORVAStoreAskBeforeList");
 }

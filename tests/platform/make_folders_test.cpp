@@ -40,6 +40,18 @@ TEST_F(MakeFolders, EveryMissingFolderGetsExactlyTheMode) {
   EXPECT_EQ(fileMode(m_dir.path()), 0755U) << "what was there is left as it was";
 }
 
+TEST_F(MakeFolders, OpenParentsAreNotMadeWhenTheHostDoesNotWantThem) {
+  ORVAFSRefuseOpenParents(1);
+  EXPECT_LT(make(m_dir.path("a/b")), 0);
+  EXPECT_FALSE(fs::exists(m_dir.path("a")));
+  EXPECT_EQ(make(m_dir.path("a/")), 0);
+  EXPECT_EQ(make(m_dir.path("a/b")), 0);
+  EXPECT_EQ(fileMode(m_dir.path("a/b")), 0777U);
+  EXPECT_EQ(make(m_dir.path("own/folder"), 0755), 0);
+  ORVAFSRefuseOpenParents(0);
+  EXPECT_EQ(make(m_dir.path("c/d")), 0);
+}
+
 TEST_F(MakeFolders, ExistingFolderIsLeftAsItIs) {
   fs::create_directory(m_dir.path("a"));
   chmod(m_dir.path("a").c_str(), 0500);
