@@ -2,13 +2,20 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
-#include <string>
+#include <random>
 #include <sys/stat.h>
 #include <vector>
 
+#include "failure.h"
 #include "installed_paths.h"
+#include "patience.h"
 
 namespace Host {
 
@@ -27,6 +34,7 @@ struct Place {
     const std::filesystem::path folder = path.parent_path();
     blThere = stat(folder.empty() ? "." : folder.c_str(), &folderStatus) == 0;
   }
+  Place(int fdFolder, std::string strIn) : strName(std::move(strIn)) { blThere = fstat(fdFolder, &folderStatus) == 0; }
 
   bool isIn(const struct stat& folder) const { return blThere && isSame(folderStatus, folder); }
   bool operator==(const Place& other) const { return isIn(other.folderStatus) && strName == other.strName; }
@@ -70,27 +78,94 @@ bool isOwnFile(const Place& place, const struct stat* pStatus) {
   });
 }
 
-}  // namespace
-
-std::string whyNotBackupTarget(const std::string& strFile) {
+/// \return why nothing may be put there; empty when it may.
+std::string whyNotTarget(int fdFolder, const std::string& strName) {
   struct stat status{};
-  const bool blThere = lstat(strFile.c_str(), &status) == 0;
+  const bool blThere = strName.empty() || fstatat(fdFolder, strName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
   if (blThere && S_ISLNK(status.st_mode)) {
-    return fmt::format("nothing is backed up to {}: it is a link; name the file that it leads to", strFile);
+    return "it is a link; name the file that it leads to";
   }
   if (blThere && !S_ISREG(status.st_mode)) {
-    return fmt::format("nothing is backed up to {}: it is no plain file", strFile);
+    return "it is no plain file";
   }
-  const Place place(strFile);
+  const Place place(fdFolder, strName);
   if (isOwnFile(place, blThere ? &status : nullptr)) {
-    return fmt::format("nothing is backed up to {}: it is a file of the store or the configuration itself", strFile);
+    return "it is a file of the store or the configuration itself";
   }
   // Whatever else lies or will lie there, copies that a restore keeps for one, is not to be replaced either.
   struct stat folder{};
-  if (stat(STORE_FOLDER, &folder) == 0 && place.isIn(folder)) {
-    return fmt::format("nothing is backed up to {}: the folder of the store is for the store alone", strFile);
+  return stat(STORE_FOLDER, &folder) == 0 && place.isIn(folder) ? "the folder of the store is for the store alone" : "";
+}
+
+UniqueFd openFolder(const std::string& strFile) {
+  const std::filesystem::path folder = std::filesystem::path(strFile).parent_path();
+  return UniqueFd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// A file of our own in a folder in which others may write, too; gone again unless it was put in its place. It is
+/// written through the descriptor alone, for its name may soon be that of something else.
+class Draft {
+public:
+  Draft(int fdFolder, const std::string& strTarget)
+      : m_fdFolder(fdFolder),
+        m_strTarget(strTarget),
+        m_strName(fmt::format("{}.{:08x}{:08x}", strTarget, std::random_device()(), std::random_device()())),
+        m_fd(openat(fdFolder, m_strName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {}
+  ~Draft() {
+    if (m_fd.isOpen() && !m_blPut) {
+      unlinkat(m_fdFolder, m_strName.c_str(), 0);
+    }
   }
-  return {};
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  /// \return false when something failed; errno tells what.
+  bool write(std::string_view strContent) const {
+    while (m_fd.isOpen() && !strContent.empty()) {
+      const ssize_t cb = ::write(m_fd.get(), strContent.data(), strContent.size());
+      if (cb < 0 && errno != EINTR) {
+        return false;
+      }
+      strContent.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(cb, 0)));
+    }
+    return m_fd.isOpen() && fchmod(m_fd.get(), 0600) == 0 && fsync(m_fd.get()) == 0;
+  }
+
+  bool put() {
+    m_blPut = renameat(m_fdFolder, m_strName.c_str(), m_fdFolder, m_strTarget.c_str()) == 0;
+    return m_blPut && fsync(m_fdFolder) == 0;
+  }
+
+private:
+  int m_fdFolder;
+  std::string m_strTarget;
+  std::string m_strName;
+  UniqueFd m_fd;
+  bool m_blPut = false;
+};
+
+[[noreturn]] void failErrno(const std::string& strFile) {
+  throw Failure(fmt::format("cannot write {}: {}", strFile, std::strerror(errno)));
+}
+
+}  // namespace
+
+BackupTarget::BackupTarget(const std::string& strFile)
+    : m_strFile(strFile), m_strName(std::filesystem::path(strFile).filename()), m_folder(openFolder(strFile)) {
+  if (!m_folder.isOpen()) {
+    failErrno(strFile);
+  }
+  if (const std::string strWhy = whyNotTarget(m_folder.get(), m_strName); !strWhy.empty()) {
+    throw Failure(fmt::format("nothing is backed up to {}: {}", strFile, strWhy));
+  }
+}
+
+void BackupTarget::write(std::string_view strContent) const {
+  const Patience patience;
+  Draft draft(m_folder.get(), m_strName);
+  if (!draft.write(strContent) || !draft.put()) {
+    failErrno(m_strFile);
+  }
 }
 
 }  // namespace Host

@@ -4,13 +4,28 @@
 #pragma once
 
 #include <string>
+#include <string_view>
+
+#include "unique_fd.h"
 
 namespace Host {
 
-/// Looks at the place of a backup before anything is written. What is there would be replaced, so it must be a plain
-/// file, and none that the server works with; a link is not followed, for whoever made it would decide what is
-/// replaced.
-/// \return why nothing may be put there, with the path in it; empty when it may.
-std::string whyNotBackupTarget(const std::string& strFile);
+/// The place of a backup. What is there would be replaced, so it must be a plain file, and none that the server works
+/// with; a link is not followed, for whoever made it would decide what is replaced.
+class BackupTarget {
+public:
+  /// Looks at the place before anything is written, and holds its folder: what is written goes there, even when
+  /// somebody puts another folder, or a link, in its place meanwhile.
+  /// \throw Failure that names the file when nothing may be put there.
+  explicit BackupTarget(const std::string& strFile);
+
+  /// Puts a file there that only root can read; whole, or not at all. \throw Failure that names it.
+  void write(std::string_view strContent) const;
+
+private:
+  std::string m_strFile;
+  std::string m_strName;  ///< in the folder
+  UniqueFd m_folder;
+};
 
 }  // namespace Host

@@ -1,7 +1,5 @@
 #include "run_stop.h"
 
-#include <array>
-#include <csignal>
 #include <fmt/format.h>
 #include <thread>
 #include <utility>
@@ -9,6 +7,7 @@
 #include "failure.h"
 #include "json_read.h"
 #include "outcome.h"
+#include "patience.h"
 #include "reconcile.h"
 #include "run_end.h"
 
@@ -20,28 +19,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds PAUSE(50);
 
-/// The process of the run is held meanwhile: whoever wants to end this command has to wait.
-class Patience {
-public:
-  Patience() {
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int iSignal : std::array{SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-      sigaddset(&set, iSignal);
-    }
-    sigprocmask(SIG_BLOCK, &set, &m_before);
-  }
-  ~Patience() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
-  Patience(const Patience&) = delete;
-  Patience& operator=(const Patience&) = delete;
-
-private:
-  sigset_t m_before{};
-};
-
 /// \return false when there was nothing to be ended yet, or any more.
 bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::chrono::seconds grace,
                   std::chrono::seconds killLimit) {
+  // The process of the run is held meanwhile.
   const Patience patience;
   RunEnd end(std::move(process), grace);
   if (!end.hasWork() || !markEnded(session, iResult, ENDED_STOPPED)) {

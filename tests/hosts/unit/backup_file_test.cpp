@@ -1,0 +1,204 @@
+/// A backup is as good as the store that it was made of, and puts nothing where nobody asked for it.
+
+#include "common/backup_file.h"
+
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fmt/format.h>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+#include <sys/inotify.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "common/backup_target.h"
+#include "common/failure.h"
+#include "common/installed_paths.h"
+#include "common/session.h"
+#include "common/unique_fd.h"
+#include "fresh_host.h"
+#include "support/files.h"
+#include "support/processes.h"
+
+using namespace Host;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr std::streamoff CB_PAGE = 4096;
+constexpr char WITH_LONG_SCRIPT[] =
+    "insert into task (task_name, owner, event, operation_type, operation) "
+    "values ('{}', 0, 'daily', 'script', hex(zeroblob(3000)))";
+
+std::string whyNot(const std::function<void()>& what) {
+  try {
+    what();
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return {};
+}
+
+class BackupFile : public testing::Test {
+protected:
+  void SetUp() override {
+    HostTest::freshHost();
+    OrvaTest::writeFile(CONFIG_PATH, R"({"eorvascheduler": []})");
+    const Session session(Session::Store::CREATE);
+    execute(session, fmt::format(WITH_LONG_SCRIPT, "first"));
+  }
+
+  static void execute(const Session& session, const std::string& strSql) {
+    ASSERT_EQ(sqlite3_exec(session.db(), strSql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(session.db());
+  }
+
+  /// As a disk does that loses what a page holds.
+  static void damageStore() {
+    {
+      const Session session;
+      for (int i = 0; i < 20; ++i) {
+        execute(session, fmt::format(WITH_LONG_SCRIPT, i));
+      }
+      execute(session, "pragma wal_checkpoint(truncate)");
+    }
+    std::fstream store(DATABASE_PATH, std::ios::in | std::ios::out | std::ios::binary);
+    const std::string strNoise(CB_PAGE, '\x5a');
+    store.seekp(-2 * CB_PAGE, std::ios::end);
+    store.write(strNoise.data(), CB_PAGE);
+  }
+
+  static std::size_t taskCount() {
+    Session session;
+    return listTasks(session).size();
+  }
+
+  OrvaTest::TempDir m_folder;
+};
+
+/// Puts a link in the place of whatever is made in a folder, as fast as it can.
+[[noreturn]] void swapWhatIsMade(int fdNotify, const std::string& strFolder, const std::string& strVictim) {
+  alignas(inotify_event) char buffer[4096];
+  const std::string strLink = strFolder + "/link";
+  while (read(fdNotify, buffer, sizeof(buffer)) > 0) {
+    const auto* const pEvent = reinterpret_cast<const inotify_event*>(buffer);
+    const std::string strMade = strFolder + "/" + pEvent->name;
+    if (strMade != strLink && symlink(strVictim.c_str(), strLink.c_str()) == 0) {
+      std::rename(strLink.c_str(), strMade.c_str());
+    }
+  }
+  _exit(0);
+}
+
+/// Waits until a process blocks the signals that would end it, or has ended.
+void waitUntilPatient(pid_t pid) {
+  const std::string strPath = fmt::format("/proc/{}/status", pid);
+  for (;;) {
+    const std::string strStatus = OrvaTest::readFile(strPath);
+    if (strStatus.find("SigBlk:\t0000000000004007") != std::string::npos ||
+        strStatus.find("State:\tZ") != std::string::npos) {
+      return;
+    }
+    std::this_thread::yield();
+  }
+}
+
+}  // namespace
+
+TEST_F(BackupFile, ADamagedStoreDoesNotTakeThePlaceOfAGoodBackup) {
+  const std::string strFile = m_folder.path("kept.db");
+  writeBackup(strFile);
+  const std::string strGood = OrvaTest::readFile(strFile);
+  damageStore();
+  const std::string strWhy = whyNot([&] { writeBackup(strFile); });
+  EXPECT_THAT(strWhy, HasSubstr("the store /usr/orva/etc/eorvascheduler/eorvascheduler.db is damaged"));
+  EXPECT_THAT(strWhy, HasSubstr("nothing is backed up to " + strFile));
+  EXPECT_TRUE(OrvaTest::readFile(strFile) == strGood);
+}
+
+TEST_F(BackupFile, WhoCanWriteInItsFolderCannotLeadItElsewhere) {
+  const std::string strVictim = m_folder.path("victim");
+  const std::string strFolder = m_folder.path("shared");
+  OrvaTest::writeFile(strVictim, "untouched");
+  std::filesystem::create_directory(strFolder);
+  const UniqueFd notify(inotify_init1(IN_CLOEXEC));
+  ASSERT_GE(inotify_add_watch(notify.get(), strFolder.c_str(), IN_CREATE), 0);
+  const pid_t pidAttacker = fork();
+  if (pidAttacker == 0) {
+    swapWhatIsMade(notify.get(), strFolder, strVictim);
+  }
+  for (int i = 0; i < 20; ++i) {
+    whyNot([&] { writeBackup(strFolder + "/kept.db"); });
+    std::filesystem::remove(strFolder + "/kept.db");
+  }
+  OrvaTest::endChildren();
+  EXPECT_EQ(OrvaTest::readFile(strVictim), "untouched");
+}
+
+TEST_F(BackupFile, AFolderThatIsSwappedAfterItWasLookedAtLeadsNowhere) {
+  const std::string strFolder = m_folder.path("shared");
+  std::filesystem::create_directory(strFolder);
+  OrvaTest::writeFile(m_folder.path("other/kept.db"), "untouched");
+  const BackupTarget target(strFolder + "/kept.db");
+  std::filesystem::rename(strFolder, m_folder.path("real"));
+  std::filesystem::create_symlink(m_folder.path("other"), strFolder);
+  target.write("content");
+  EXPECT_EQ(OrvaTest::readFile(m_folder.path("other/kept.db")), "untouched");
+  EXPECT_EQ(OrvaTest::readFile(m_folder.path("real/kept.db")), "content");
+}
+
+TEST_F(BackupFile, NothingIsRestoredFromALink) {
+  writeBackup(m_folder.path("kept.db"));
+  std::filesystem::create_symlink("kept.db", m_folder.path("link.db"));
+  EXPECT_THAT(whyNot([&] { restoreBackup(m_folder.path("link.db")); }), HasSubstr("it is a link"));
+}
+
+TEST_F(BackupFile, ATableThatACutOffRestoreHasLeftIsNoObstacle) {
+  {
+    const Session session;
+    execute(session, "create table backup_file (path text primary key not null, content blob not null) strict");
+    execute(session, "insert into backup_file values ('/etc/eorva.conf', cast('stale' as blob))");
+  }
+  writeBackup(m_folder.path("kept.db"));
+  restoreBackup(m_folder.path("kept.db"));
+  const Session session;
+  sqlite3_stmt* pStatement = nullptr;
+  EXPECT_NE(sqlite3_prepare_v2(session.db(), "select * from backup_file", -1, &pStatement, nullptr), SQLITE_OK);
+  EXPECT_FALSE(OrvaTest::fileExists(SETTINGS_PATH) && OrvaTest::readFile(SETTINGS_PATH) == "stale");
+}
+
+TEST_F(BackupFile, ASignalDuringTheRestoreWaitsUntilAllIsThere) {
+  OrvaTest::writeFile(SETTINGS_PATH, "retention_runs=7\n");
+  writeBackup(m_folder.path("kept.db"));
+  OrvaTest::writeFile(SETTINGS_PATH, "retention_runs=8\n");
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  UniqueFd begin(fds[0]);
+  UniqueFd go(fds[1]);
+  // Connections to the store do not survive a fork.
+  const pid_t pid = fork();
+  if (pid == 0) {
+    go.reset();
+    char c = 0;
+    [[maybe_unused]] const ssize_t cb = read(begin.get(), &c, 1);
+    restoreBackup(m_folder.path("kept.db"));
+    _exit(0);
+  }
+  {
+    Session session;
+    execute(session, fmt::format(WITH_LONG_SCRIPT, "second"));
+    // While somebody writes, the restore has to wait.
+    const WriteLock lock(session);
+    go.reset();
+    waitUntilPatient(pid);
+    kill(pid, SIGTERM);
+  }
+  int iStatus = 0;
+  ASSERT_EQ(waitpid(pid, &iStatus, 0), pid);
+  EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGTERM);
+  EXPECT_EQ(taskCount(), 1U);
+  EXPECT_EQ(OrvaTest::readFile(SETTINGS_PATH), "retention_runs=7\n");
+}
