@@ -104,6 +104,8 @@ int runSet(const Context&, const SetOptions& options) {
   if (values.empty()) {
     throw Host::UsageFailure("config set: nothing to set; give KEY=VALUE, --output-path or --output");
   }
+  // What the new values are looked over with must not change before they are set.
+  const Host::ConfigLock lock;
   const bool blOwnersCount =
       values.count("enable_output") > 0 && values.at("enable_output") == "no" && !options.blForce;
   const std::vector<std::string> vecWhy =
@@ -119,7 +121,7 @@ int runSet(const Context&, const SetOptions& options) {
     }
     throw Host::Failure(strWhy);
   }
-  Host::setConfig(values);
+  Host::setConfig(lock, values);
   return runShow({}, {});
 }
 

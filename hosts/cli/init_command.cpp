@@ -31,27 +31,28 @@ std::string storeFolder() {
   return error ? folder.string() : (folder.parent_path() / target).lexically_normal().string();
 }
 
-void useOutputPath(const std::string& strPath) {
+void useOutputPath(const Host::ConfigLock& lock, const std::string& strPath) {
   const Host::ConfigValues values = {{"output_path", strPath}, {"enable_output", "yes"}};
   const std::vector<std::string> vecWhy = Host::whyNotConfig(values, {});
   if (!vecWhy.empty()) {
     throw Host::Failure(fmt::format("{}", fmt::join(vecWhy, "\n")));
   }
-  Host::setConfig(values);
+  Host::setConfig(lock, values);
 }
 
 int runInit(const Context&, const InitOptions& options) {
   if (ORVAFSMkdirP(storeFolder().c_str(), nullptr, 1, 0, 0, 0755) < 0) {
     throw Host::Failure(fmt::format("cannot create the folder {}", Host::STORE_FOLDER));
   }
+  const Host::ConfigLock lock;
   if (configInit() < 0) {
     throw Host::Failure(fmt::format("cannot create the configuration {}", Host::CONFIG_PATH));
   }
   if (!options.strOutputPath.empty()) {
-    useOutputPath(options.strOutputPath);
+    useOutputPath(lock, options.strOutputPath);
   } else if (Host::configText("output_path").empty() && KLIBShareIsAccessible(DEFAULT_SHARE) == 1) {
     // Without a folder for output all tasks share one script file, so there should be one from the beginning.
-    useOutputPath(DEFAULT_SHARE);
+    useOutputPath(lock, DEFAULT_SHARE);
   }
   const Host::Session session(Host::Session::Store::CREATE);
   const Json::Value jConfig = Host::schedulerConfig();

@@ -13,6 +13,7 @@
 
 #include "backup_database.h"
 #include "backup_target.h"
+#include "config_lock.h"
 #include "failure.h"
 #include "installed_paths.h"
 #include "patience.h"
@@ -131,6 +132,7 @@ std::vector<std::string> restoreBackup(const std::string& strFile) {
   const std::map<std::string, std::string> mapFiles = filesOf(backup, strFile);
   // Before it becomes the store: so the store is never seen with them, wherever a restore is cut off.
   dropOwnTables(backup, strFile);
+  const ConfigLock lock;
   const Patience patience;
   copyDatabase(backup, openStore(), DATABASE_PATH);
   std::vector<std::string> vecRestored;

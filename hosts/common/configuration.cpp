@@ -14,6 +14,7 @@
 #include "installed_paths.h"
 #include "json_read.h"
 #include "output_places.h"
+#include "patience.h"
 #include "replace_file.h"
 #include "session.h"
 #include "settings_file.h"
@@ -144,7 +145,8 @@ std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set
   return vecWhy;
 }
 
-void setConfig(const ConfigValues& values) {
+void setConfig(const ConfigLock&, const ConfigValues& values) {
+  const Patience patience;
   const ConfigBefore before;
   try {
     setSection(values);

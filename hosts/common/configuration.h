@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "config_lock.h"
+
 namespace Host {
 
 /// Values by key, as people write them: numbers, "10G", "yes" and "no".
@@ -31,8 +33,8 @@ ConfigValues configValues();
 /// \return a sentence a problem, which begins with the key; empty when all may be set.
 std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set<Json::Int64>& setOwners);
 
-/// Sets values that have been looked over: all of them, or none.
-void setConfig(const ConfigValues& values);
+/// Sets values that have been looked over under the same lock: all of them, or none.
+void setConfig(const ConfigLock& lock, const ConfigValues& values);
 
 /// What was there before a change, so that the change can be taken back.
 class ConfigBefore {

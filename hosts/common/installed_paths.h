@@ -27,6 +27,9 @@ inline constexpr char EXECUTIONS_FOLDER[] = "/run/eorva/executions";
 /// Locks on tasks; the file itself is empty.
 inline constexpr char TASK_LOCK_PATH[] = "/run/eorva/task-locks";
 
+/// Held while the configuration is changed; the file itself is empty.
+inline constexpr char CONFIG_LOCK_PATH[] = "/run/eorva/config-lock";
+
 /// Which tasks were started in the present second.
 inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
 

@@ -11,6 +11,7 @@
 #include "failure.h"
 #include "json_read.h"
 #include "output_folder.h"
+#include "patience.h"
 #include "task_lock.h"
 
 namespace Host {
@@ -222,15 +223,18 @@ std::vector<std::string> changeState(Session& session, const ServerState& before
   std::vector<std::string> vecTouched = difference.vecChanged;
   vecTouched.insert(vecTouched.end(), difference.vecDeleted.begin(), difference.vecDeleted.end());
   const TaskChange change(session, vecTouched, "changed");
+  const ConfigLock configLock;
   WriteLock lock(session);
   if (!(currentState(session) == before)) {
     throw Failure(
         "the tasks or the configuration were changed by somebody else meanwhile: look at the difference again");
   }
+  // Files and store cannot change in one step, so nobody ends this between them.
+  const Patience patience;
   storeTasks(session, difference, after);
   const ConfigBefore configBefore;
   try {
-    setConfig(changedConfig(before, after));
+    setConfig(configLock, changedConfig(before, after));
     lock.commit();
   } catch (...) {
     configBefore.restore();

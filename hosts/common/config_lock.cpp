@@ -1,0 +1,45 @@
+#include "config_lock.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <thread>
+
+#include "failure.h"
+#include "installed_paths.h"
+#include "run_folder.h"
+
+namespace Host {
+
+namespace {
+
+constexpr std::chrono::milliseconds LOCK_PAUSE{5};
+
+UniqueFd openLockFile() {
+  makeRunFolder();
+  return UniqueFd(open(CONFIG_LOCK_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+}
+
+}  // namespace
+
+ConfigLock::ConfigLock(std::chrono::milliseconds limit) : m_fd(openLockFile()) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (flock(m_fd.get(), LOCK_EX | LOCK_NB) < 0) {
+    if (errno != EWOULDBLOCK && errno != EINTR) {
+      throw Failure(fmt::format("cannot lock {}: {}", CONFIG_LOCK_PATH, std::strerror(errno)));
+    }
+    if (std::chrono::steady_clock::now() > deadline) {
+      throw Failure("the configuration is being changed by another command, which does not end");
+    }
+    std::this_thread::sleep_for(LOCK_PAUSE);
+  }
+}
+
+ConfigLock::~ConfigLock() {
+  // A process that was started meanwhile may have the file open, too.
+  flock(m_fd.get(), LOCK_UN);
+}
+
+}  // namespace Host
