@@ -22,6 +22,7 @@ struct BackupOptions {
 
 struct RestoreOptions {
   std::string strFile;
+  bool blAsNumbered = false;
   bool blYes = false;
 };
 
@@ -62,7 +63,12 @@ int runRestore(const Context&, const RestoreOptions& options) {
   // From here on nothing is started until all is there.
   const Host::Standstill standstill("restored");
   refuseWhileRunning();
-  const std::vector<std::string> vecRestored = Host::restoreBackup(options.strFile);
+  std::vector<std::string> vecWarnings;
+  const std::vector<std::string> vecRestored = Host::restoreBackup(
+      options.strFile, options.blAsNumbered ? Host::Owners::AS_NUMBERED : Host::Owners::THE_SAME, vecWarnings);
+  for (const std::string& strWarning : vecWarnings) {
+    printNote("warning: " + strWarning);
+  }
   // Runs that were under way at the time of the backup have been over for long.
   Host::Session session;
   Host::reconcile(session);
@@ -86,10 +92,15 @@ void addBackupCommands(CLI::App& app, Context& context) {
   onCommand(pCommand, context, pBackup, &runBackup);
 
   auto pRestore = std::make_shared<RestoreOptions>();
-  pCommand = addCommand(app, "restore", "Put a backup in the place of tasks, run records and configuration.",
-                        "  eorva restore /var/backups/eorva.db\n"
-                        "  eorva init && eorva restore eorva.db --yes     on a new server\n");
+  pCommand =
+      addCommand(app, "restore", "Put a backup in the place of tasks, run records and configuration.",
+                 "  eorva restore /var/backups/eorva.db\n"
+                 "  eorva init && eorva restore eorva.db --yes     on a new server\n"
+                 "\nNothing is restored when the number of a task's owner is that of another user here than\n"
+                 "where the backup was made, or of none: its script would run with the rights of somebody else.\n");
   pCommand->add_option("file", pRestore->strFile, "what 'eorva backup' has written")->required()->type_name("FILE");
+  pCommand->add_flag("--owners-as-numbered", pRestore->blAsNumbered,
+                     "also when numbers of owners are those of other users here");
   pCommand->add_flag("--yes", pRestore->blYes, "do not ask");
   onCommand(pCommand, context, pRestore, &runRestore);
 }

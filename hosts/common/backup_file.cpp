@@ -6,12 +6,14 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <map>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "backup_database.h"
+#include "backup_owners.h"
 #include "backup_target.h"
 #include "config_lock.h"
 #include "failure.h"
@@ -40,7 +42,7 @@ void addFile(const Database& database, const char* szPath, const std::string& st
 
 /// What a backup holds besides the store. A restore that was cut off may once have left some of it there.
 void dropOwnTables(const Database& database, const std::string& strName) {
-  execute(database, "drop table if exists backup_file", strName);
+  execute(database, "drop table if exists backup_file; drop table if exists backup_owner", strName);
 }
 
 /// \throw Failure when the store is damaged: a copy of that is worth less than the backup that is there already.
@@ -64,6 +66,7 @@ Database makeBackup(const std::string& strFile) {
       addFile(backup, szPath, *strText, strFile);
     }
   }
+  addOwners(backup, strFile);
   return backup;
 }
 
@@ -119,6 +122,22 @@ void checkBackup(const Database& backup, const std::string& strFile) {
   }
 }
 
+void checkOwners(const Database& backup, const std::string& strFile, std::vector<std::string>& vecWarnings) {
+  const std::optional<std::vector<std::string>> vecOther = otherOwners(backup, strFile);
+  if (!vecOther) {
+    vecWarnings.push_back(fmt::format(
+        "{} does not tell who the owners of its tasks were: their numbers are taken as they are, and 'eorva "
+        "task list' shows whose they are here",
+        strFile));
+  } else if (!vecOther->empty()) {
+    throw Failure(
+        fmt::format("nothing is restored from {}: scripts would run with the rights of others than their owners\n  "
+                    "{}\n--owners-as-numbered restores it all the same; 'eorva task edit TASK --owner USER' then sets "
+                    "who is meant",
+                    strFile, fmt::join(*vecOther, "\n  ")));
+  }
+}
+
 }  // namespace
 
 void writeBackup(const std::string& strFile) {
@@ -126,10 +145,14 @@ void writeBackup(const std::string& strFile) {
   target.write(contentOf(makeBackup(strFile), strFile));
 }
 
-std::vector<std::string> restoreBackup(const std::string& strFile) {
+std::vector<std::string> restoreBackup(const std::string& strFile, Owners owners,
+                                       std::vector<std::string>& vecWarnings) {
   const Database backup = databaseOf(readBackup(strFile), strFile);
   checkBackup(backup, strFile);
   const std::map<std::string, std::string> mapFiles = filesOf(backup, strFile);
+  if (owners == Owners::THE_SAME) {
+    checkOwners(backup, strFile, vecWarnings);
+  }
   // Before it becomes the store: so the store is never seen with them, wherever a restore is cut off.
   dropOwnTables(backup, strFile);
   const ConfigLock lock;

@@ -1,9 +1,9 @@
 /// \file backup_file.h
 /// A store and its configuration in one file, and the way back.
 ///
-/// The file is an SQLite database: a copy of the store, and a table `backup_file` that holds the files of the
-/// configuration. So it is whole, can be looked into with the sqlite3 shell, and is checked before anything is taken
-/// from it.
+/// The file is an SQLite database: a copy of the store, a table `backup_file` that holds the files of the
+/// configuration, and a table `backup_owner` that tells who the owners of the tasks are. So it is whole, can be looked
+/// into with the sqlite3 shell, and is checked before anything is taken from it.
 
 #pragma once
 
@@ -17,9 +17,17 @@ namespace Host {
 /// that the server works with.
 void writeBackup(const std::string& strFile);
 
-/// Puts a backup in the place of the store and the configuration. \throw Failure when the file is no backup, or
-/// something runs.
+/// What the numbers of owners in a backup mean.
+enum class Owners {
+  THE_SAME,     ///< the users who had them when the backup was made, or nothing is restored
+  AS_NUMBERED,  ///< whoever has them here
+};
+
+/// Puts a backup in the place of the store and the configuration. \throw Failure when the file is no backup, tasks
+/// would be somebody else's, or something runs.
+/// \param vecWarnings  receives what the user should know, a sentence each.
 /// \return the files of the configuration that were put back.
-std::vector<std::string> restoreBackup(const std::string& strFile);
+std::vector<std::string> restoreBackup(const std::string& strFile, Owners owners,
+                                       std::vector<std::string>& vecWarnings);
 
 }  // namespace Host

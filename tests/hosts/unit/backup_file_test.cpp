@@ -22,6 +22,7 @@
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"
+#include "support/users.h"
 
 using namespace Host;
 using testing::HasSubstr;
@@ -40,6 +41,12 @@ std::string whyNot(const std::function<void()>& what) {
     return failure.what();
   }
   return {};
+}
+
+std::vector<std::string> restore(const std::string& strFile, Owners owners = Owners::THE_SAME) {
+  std::vector<std::string> vecWarnings;
+  restoreBackup(strFile, owners, vecWarnings);
+  return vecWarnings;
 }
 
 class BackupFile : public testing::Test {
@@ -153,7 +160,7 @@ TEST_F(BackupFile, AFolderThatIsSwappedAfterItWasLookedAtLeadsNowhere) {
 TEST_F(BackupFile, NothingIsRestoredFromALink) {
   writeBackup(m_folder.path("kept.db"));
   std::filesystem::create_symlink("kept.db", m_folder.path("link.db"));
-  EXPECT_THAT(whyNot([&] { restoreBackup(m_folder.path("link.db")); }), HasSubstr("it is a link"));
+  EXPECT_THAT(whyNot([&] { restore(m_folder.path("link.db")); }), HasSubstr("it is a link"));
 }
 
 TEST_F(BackupFile, ATableThatACutOffRestoreHasLeftIsNoObstacle) {
@@ -163,7 +170,7 @@ TEST_F(BackupFile, ATableThatACutOffRestoreHasLeftIsNoObstacle) {
     execute(session, "insert into backup_file values ('/etc/eorva.conf', cast('stale' as blob))");
   }
   writeBackup(m_folder.path("kept.db"));
-  restoreBackup(m_folder.path("kept.db"));
+  restore(m_folder.path("kept.db"));
   const Session session;
   sqlite3_stmt* pStatement = nullptr;
   EXPECT_NE(sqlite3_prepare_v2(session.db(), "select * from backup_file", -1, &pStatement, nullptr), SQLITE_OK);
@@ -184,7 +191,7 @@ TEST_F(BackupFile, ASignalDuringTheRestoreWaitsUntilAllIsThere) {
     go.reset();
     char c = 0;
     [[maybe_unused]] const ssize_t cb = read(begin.get(), &c, 1);
-    _exit(whyNot([&] { restoreBackup(m_folder.path("kept.db")); }).empty() ? 0 : 1);
+    _exit(whyNot([&] { restore(m_folder.path("kept.db")); }).empty() ? 0 : 1);
   }
   {
     Session session;
@@ -200,4 +207,88 @@ TEST_F(BackupFile, ASignalDuringTheRestoreWaitsUntilAllIsThere) {
   EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGTERM);
   EXPECT_EQ(taskCount(), 1U);
   EXPECT_EQ(OrvaTest::readFile(SETTINGS_PATH), "retention_runs=7\n");
+}
+
+namespace {
+
+class BackupOwners : public BackupFile {
+protected:
+  void SetUp() override {
+    BackupFile::SetUp();
+    m_strUsers = OrvaTest::readFile("/etc/passwd");
+    OrvaTest::addUser("alice", 7001, 7001);
+    {
+      const Session session;
+      execute(session, "insert into task (task_name, owner, event) values ('nightly', 7001, 'daily')");
+    }
+    writeBackup(m_strBackup);
+    const Session session;
+    execute(session, "delete from task where task_name = 'nightly'");
+  }
+  void TearDown() override { OrvaTest::writeFile("/etc/passwd", m_strUsers); }
+
+  /// The numbers of users on another server.
+  void useOnly(const std::vector<std::pair<std::string, uid_t>>& vecUsers) const {
+    OrvaTest::writeFile("/etc/passwd", m_strUsers);
+    for (const auto& [strUser, uid] : vecUsers) {
+      OrvaTest::addUser(strUser, uid, uid);
+    }
+  }
+
+  std::string whyNotRestored() const {
+    return whyNot([&] { restore(m_strBackup); });
+  }
+
+  std::string m_strBackup = m_folder.path("kept.db");
+  std::string m_strUsers;
+};
+
+}  // namespace
+
+TEST_F(BackupOwners, TheSameUsersNeedNoWord) {
+  EXPECT_TRUE(restore(m_strBackup).empty());
+  EXPECT_EQ(taskCount(), 2U);
+}
+
+TEST_F(BackupOwners, ANumberThatIsAnotherUsersHereRestoresNothing) {
+  useOnly({{"alice", 7002}, {"bob", 7001}});
+  const std::string strWhy = whyNotRestored();
+  EXPECT_THAT(strWhy, HasSubstr("task \"nightly\": its owner is alice, whose number was 7001; here that is bob's, and "
+                                "alice has 7002"));
+  EXPECT_THAT(strWhy, HasSubstr("--owners-as-numbered"));
+  EXPECT_THAT(strWhy, testing::Not(HasSubstr("first")));
+  EXPECT_EQ(taskCount(), 1U);
+}
+
+TEST_F(BackupOwners, ANumberThatIsNobodysHereRestoresNothing) {
+  useOnly({});
+  EXPECT_THAT(whyNotRestored(), HasSubstr("here that is nobody's, and there is no alice"));
+  EXPECT_EQ(taskCount(), 1U);
+}
+
+TEST_F(BackupOwners, ANumberThatWasNobodysAndIsSomebodysHereRestoresNothing) {
+  useOnly({});
+  {
+    const Session session;
+    execute(session, "update task set owner = 7001");
+  }
+  writeBackup(m_strBackup);
+  useOnly({{"bob", 7001}});
+  EXPECT_THAT(whyNotRestored(), HasSubstr("the number of its owner, 7001, was nobody's and is bob's here"));
+}
+
+TEST_F(BackupOwners, AreTakenAsNumberedWhenThatIsMeant) {
+  useOnly({{"bob", 7001}});
+  EXPECT_TRUE(restore(m_strBackup, Owners::AS_NUMBERED).empty());
+  EXPECT_EQ(taskCount(), 2U);
+}
+
+TEST_F(BackupOwners, ThatAnOlderBackupDoesNotNameAreTakenAsNumberedWithAWarning) {
+  sqlite3* pDb = nullptr;
+  ASSERT_EQ(sqlite3_open(m_strBackup.c_str(), &pDb), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(pDb, "drop table backup_owner", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(pDb);
+  useOnly({{"bob", 7001}});
+  EXPECT_THAT(restore(m_strBackup), testing::ElementsAre(HasSubstr("does not tell who the owners of its tasks were")));
+  EXPECT_EQ(taskCount(), 2U);
 }

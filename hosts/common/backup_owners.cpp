@@ -1,0 +1,71 @@
+#include "backup_owners.h"
+
+#include <fmt/format.h>
+#include <sqlite3.h>
+#include <sys/types.h>
+
+#include "failure.h"
+#include "user_name.h"
+
+namespace Host {
+
+namespace {
+
+std::vector<sqlite3_int64> ownersIn(const Database& backup, const std::string& strName) {
+  std::vector<sqlite3_int64> vecOwners;
+  const Statement statement = prepare(backup, "select distinct owner from task where owner is not null", strName);
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    vecOwners.push_back(sqlite3_column_int64(statement.get(), 0));
+  }
+  return vecOwners;
+}
+
+/// \param strThen  who had the number; empty when nobody did. \param strNow  who has it.
+std::string changeText(const std::string& strTask, sqlite3_int64 iOwner, const std::string& strThen,
+                       const std::string& strNow) {
+  const std::string strIs = strNow.empty() ? "nobody's" : strNow + "'s";
+  if (strThen.empty()) {
+    return fmt::format("task \"{}\": the number of its owner, {}, was nobody's and is {} here", strTask, iOwner, strIs);
+  }
+  const std::optional<uid_t> uid = findUser(strThen);
+  return fmt::format("task \"{}\": its owner is {}, whose number was {}; here that is {}, and {}", strTask, strThen,
+                     iOwner, strIs,
+                     uid ? fmt::format("{} has {}", strThen, *uid) : fmt::format("there is no {}", strThen));
+}
+
+}  // namespace
+
+void addOwners(const Database& backup, const std::string& strName) {
+  execute(backup, "create table backup_owner (uid integer primary key not null, name text not null) strict", strName);
+  for (const sqlite3_int64 iOwner : ownersIn(backup, strName)) {
+    const std::string strOwner = userName(static_cast<uid_t>(iOwner));
+    const Statement statement = prepare(backup, "insert into backup_owner (uid, name) values (?, ?)", strName);
+    sqlite3_bind_int64(statement.get(), 1, iOwner);
+    sqlite3_bind_text(statement.get(), 2, strOwner.c_str(), -1, SQLITE_STATIC);
+    if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+      throw Failure(fmt::format("cannot write {}: {}", strName, sqlite3_errmsg(backup.get())));
+    }
+  }
+}
+
+std::optional<std::vector<std::string>> otherOwners(const Database& backup, const std::string& strName) {
+  if (firstText(backup, "select count(*) from sqlite_schema where name = 'backup_owner'", strName) == "0") {
+    return std::nullopt;
+  }
+  std::vector<std::string> vecOther;
+  const Statement statement = prepare(backup,
+                                      "select task_name, owner, name from task left join backup_owner on uid = owner "
+                                      "where owner is not null order by task_name",
+                                      strName);
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    const sqlite3_int64 iOwner = sqlite3_column_int64(statement.get(), 1);
+    const std::string strThen = columnText(statement, 2);
+    const std::string strNow = userName(static_cast<uid_t>(iOwner));
+    if (strThen != strNow) {
+      vecOther.push_back(changeText(columnText(statement, 0), iOwner, strThen, strNow));
+    }
+  }
+  return vecOther;
+}
+
+}  // namespace Host
