@@ -49,10 +49,12 @@ void dropOwnTables(const Database& database, const std::string& strName) {
 void requireIntact(const Database& copy, const std::string& strFile) {
   const std::string strProblem = firstText(copy, "pragma integrity_check", DATABASE_PATH);
   if (strProblem != "ok") {
-    throw Failure(fmt::format(
-        "the store {} is damaged ({}): nothing is backed up to {}; 'eorva restore FILE' puts the newest good "
-        "backup in its place",
-        DATABASE_PATH, strProblem.substr(0, strProblem.find('\n', strProblem.find('\n') + 1)), strFile));
+    // A headline that names the database comes first.
+    const std::size_t iLine = strProblem.starts_with("***") ? strProblem.find('\n') + 1 : 0;
+    throw Failure(
+        fmt::format("the store {} is damaged ({}): nothing is backed up to {}; 'eorva restore FILE' puts a good backup "
+                    "in its place",
+                    DATABASE_PATH, strProblem.substr(iLine, strProblem.find('\n', iLine) - iLine), strFile));
   }
 }
 
