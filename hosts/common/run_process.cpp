@@ -29,7 +29,7 @@ struct LoadedFile {
 };
 
 /// Whose file lies at the addresses that begin the line. It may have no name any more, so it is not asked by that.
-std::optional<uid_t> ownerOf(pid_t pid, std::string_view strLine) {
+std::optional<uid_t> ownerOf(pid_t pid, const std::string& strLine) {
   unsigned long iBegin = 0;
   unsigned long iEnd = 0;
   constexpr int HEXADECIMAL = 16;
