@@ -9,19 +9,15 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
-#include <pthread.h>
 #include <string_view>
 #include <sys/file.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <utility>
 #include <vector>
 
 #include "failure.h"
 #include "installed_paths.h"
-#include "orphans.h"
 #include "run_folder.h"
-#include "run_process.h"
 
 namespace Host {
 
@@ -40,30 +36,6 @@ constexpr std::string_view IN_THE_WAY = "met ";
 
 /// A line of its own whenever turns were taken.
 constexpr std::string_view TURNS = "turns";
-
-/// Where the children of this process report; only set in the process of an execution.
-int g_fdReport = -1;
-int g_fdCloseToo = -1;
-
-/// The first thing that the process of a run does.
-void beginRun() {
-  if (g_fdReport < 0) {
-    return;
-  }
-  std::array<char, 16> szLine{};
-  char* pEnd = std::to_chars(szLine.data(), szLine.data() + szLine.size() - 1, getpid()).ptr;
-  *pEnd++ = '\n';
-  // One short write to a file in append mode: lines of several children do not mix. Nothing could be done
-  // about a failure here; the run is then told apart by its process alone.
-  [[maybe_unused]] const ssize_t cb = write(g_fdReport, szLine.data(), static_cast<std::size_t>(pEnd - szLine.data()));
-  close(std::exchange(g_fdReport, -1));
-  close(std::exchange(g_fdCloseToo, -1));
-  // A script that ends "its process group" must not end other runs, or the execution itself.
-  setsid();
-  // Whatever the script starts stays below, also when its parents end: so all of it can be found.
-  prctl(PR_SET_CHILD_SUBREAPER, 1);
-  reapOnRequest();
-}
 
 /// What a file says: a line with the last run before the execution, then a line for each child, and for turns.
 struct Content {
@@ -187,13 +159,6 @@ ExecutionReport ExecutionFile::report() const {
 
 unsigned ExecutionFile::turns() const {
   return readContent(m_fd.get()).cTurns;
-}
-
-void reportChildrenTo(int fd, int fdCloseToo) {
-  g_fdReport = fd;
-  g_fdCloseToo = fdCloseToo;
-  // Whoever looks at a child before it has done anything must not take it for something else.
-  pthread_atfork(takeRunName, takeHostName, beginRun);
 }
 
 std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult) {

@@ -69,11 +69,6 @@ private:
   UniqueFd m_fd;
 };
 
-/// Makes every child that the calling process forks from now on report itself through a descriptor, and bear the name
-/// of a run (see run_process.h) from its first moment.
-/// The children close the descriptor, and a second one; programs that they run inherit neither.
-void reportChildrenTo(int fd, int fdCloseToo);
-
 /// Tells whether one of the executions that are alive and have a child with this number can have made this run record;
 /// nothing when there is no such execution.
 std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult);

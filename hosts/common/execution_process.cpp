@@ -12,6 +12,7 @@
 
 #include "next_tasks.h"
 #include "output_folder.h"
+#include "run_child.h"
 #include "session.h"
 #include "start_second.h"
 #include "task_graph.h"

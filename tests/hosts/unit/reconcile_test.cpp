@@ -17,6 +17,7 @@
 #include "common/execution_file.h"
 #include "common/json_read.h"
 #include "common/process.h"
+#include "common/run_child.h"
 #include "common/run_identity.h"
 #include "common/run_process.h"
 #include "fresh_host.h"

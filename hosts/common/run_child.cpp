@@ -1,0 +1,50 @@
+#include "run_child.h"
+
+#include <array>
+#include <charconv>
+#include <pthread.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+#include <utility>
+
+#include "orphans.h"
+#include "run_process.h"
+
+namespace Host {
+
+namespace {
+
+/// Where the children of this process report; only set in the process of an execution.
+int g_fdReport = -1;
+int g_fdCloseToo = -1;
+
+/// The first thing that the process of a run does.
+void beginRun() {
+  if (g_fdReport < 0) {
+    return;
+  }
+  std::array<char, 16> szLine{};
+  char* pEnd = std::to_chars(szLine.data(), szLine.data() + szLine.size() - 1, getpid()).ptr;
+  *pEnd++ = '\n';
+  // One short write to a file in append mode: lines of several children do not mix. Nothing could be done
+  // about a failure here; the run is then told apart by its process alone.
+  [[maybe_unused]] const ssize_t cb = write(g_fdReport, szLine.data(), static_cast<std::size_t>(pEnd - szLine.data()));
+  close(std::exchange(g_fdReport, -1));
+  close(std::exchange(g_fdCloseToo, -1));
+  // A script that ends "its process group" must not end other runs, or the execution itself.
+  setsid();
+  // Whatever the script starts stays below, also when its parents end: so all of it can be found.
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  reapOnRequest();
+}
+
+}  // namespace
+
+void reportChildrenTo(int fd, int fdCloseToo) {
+  g_fdReport = fd;
+  g_fdCloseToo = fdCloseToo;
+  // Whoever looks at a child before it has done anything must not take it for something else.
+  pthread_atfork(takeRunName, takeHostName, beginRun);
+}
+
+}  // namespace Host
