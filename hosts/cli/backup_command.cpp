@@ -9,7 +9,7 @@
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
-#include "common/task_lock.h"
+#include "common/task_change_lock.h"
 #include "confirm.h"
 #include "context.h"
 #include "present.h"

@@ -10,7 +10,7 @@
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
-#include "common/task_lock.h"
+#include "common/task_change_lock.h"
 #include "common/task_members.h"
 #include "task_options.h"
 

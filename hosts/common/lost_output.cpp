@@ -10,7 +10,7 @@
 #include "failure.h"
 #include "json_read.h"
 #include "kept_output.h"
-#include "task_lock.h"
+#include "task_change_lock.h"
 #include "task_name.h"
 
 namespace Host {

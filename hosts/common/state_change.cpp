@@ -12,7 +12,7 @@
 #include "json_read.h"
 #include "output_folder.h"
 #include "patience.h"
-#include "task_lock.h"
+#include "task_change_lock.h"
 
 namespace Host {
 

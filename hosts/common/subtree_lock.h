@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "session.h"
-#include "task_lock.h"
+#include "task_change_lock.h"
 
 namespace Host {
 

@@ -7,13 +7,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <optional>
 #include <thread>
 
 #include "failure.h"
 #include "installed_paths.h"
-#include "reconcile.h"
 #include "run_folder.h"
 
 namespace Host {
@@ -98,22 +96,6 @@ UniqueFd openLockFile() {
   return fd;
 }
 
-[[noreturn]] void failBusy(const std::string& strTask, const char* szDone) {
-  throw Failure(
-      fmt::format("the task \"{}\" cannot be {} now: an execution under way may still start it, or "
-                  "another command is changing it",
-                  strTask, szDone));
-}
-
-void refuseRunning(Session& session, const std::vector<std::string>& vecTasks, const char* szDone) {
-  for (const std::string& strTask : vecTasks) {
-    if (const std::vector<pid_t> vecPids = livePidsOf(session, strTask); !vecPids.empty()) {
-      throw Failure(fmt::format("the task \"{}\" is running (process {}) and cannot be {} now", strTask,
-                                fmt::join(vecPids, ", "), szDone));
-    }
-  }
-}
-
 }  // namespace
 
 TaskLock::TaskLock() : m_fd(openLockFile()) {}
@@ -141,45 +123,20 @@ void TaskLock::withdraw(const std::string& strTask) {
   endTurn(strTask);
 }
 
-TaskChange::TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone, Running running,
-                       std::chrono::milliseconds limit) {
-  if (const auto busy = lockAll(m_lock.fd(), F_WRLCK, vecTasks, Place::RECORD, limit)) {
-    failBusy(*busy, szDone);
-  }
-  if (running == Running::REFUSED) {
-    refuseRunning(session, vecTasks, szDone);
-  }
+std::optional<std::string> TaskLock::tryChange(const std::vector<std::string>& vecTasks,
+                                               std::chrono::milliseconds limit) {
+  return lockAll(m_fd.get(), F_WRLCK, vecTasks, Place::RECORD, limit);
 }
 
-TaskChange::TaskChange(Session& session, const Subtree& subtree, const char* szDone, std::chrono::milliseconds limit) {
-  std::vector<std::string> vecAll = subtree.vecTasks;
-  vecAll.insert(vecAll.end(), subtree.vecDependants.begin(), subtree.vecDependants.end());
-  const std::optional<std::string> busy = lockAll(m_lock.fd(), F_WRLCK, vecAll, Place::RECORD, limit);
-  const std::vector<std::string>& vecTasks = subtree.vecTasks;
-  if (busy && std::find(vecTasks.begin(), vecTasks.end(), *busy) != vecTasks.end()) {
-    failBusy(*busy, szDone);
-  }
-  // Also when it is another one that is busy: this is nearer.
-  refuseRunning(session, vecTasks, szDone);
-  if (busy) {
-    throw Failure(
-        fmt::format("the task \"{}\" cannot be {} now: \"{}\" waits for it, and an execution under way may still start "
-                    "that, or another command is changing it; try again when that has ended",
-                    vecTasks.front(), szDone, *busy));
-  }
-}
-
-Standstill::Standstill(const char* szDone, std::chrono::milliseconds limit) {
+bool TaskLock::tryChangeAll(std::chrono::milliseconds limit) {
   const auto deadline = steady_clock::now() + limit;
-  while (!setLock(m_lock.fd(), F_WRLCK, 0, TO_THE_END)) {
+  while (!setLock(m_fd.get(), F_WRLCK, 0, TO_THE_END)) {
     if (steady_clock::now() > deadline) {
-      throw Failure(
-          fmt::format("nothing can be {} now: an execution under way may still start a task, or another command is "
-                      "changing one",
-                      szDone));
+      return false;
     }
     std::this_thread::sleep_for(LOCK_PAUSE);
   }
+  return true;
 }
 
 }  // namespace Host

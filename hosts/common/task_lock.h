@@ -12,10 +12,10 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "session.h"
 #include "unique_fd.h"
 
 namespace Host {
@@ -49,52 +49,19 @@ public:
   /// Withdraws a task, and ends its turn.
   void withdraw(const std::string& strTask);
 
+  /// Takes tasks for a change: none of them may be announced, or be changed by somebody else.
+  /// \return the first that cannot be had within the limit, and none of them is held then; nothing when all are.
+  std::optional<std::string> tryChange(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit);
+
+  /// Takes all tasks for a change, those that come to be meanwhile among them.
+  /// \return false when that cannot be had within the limit.
+  bool tryChangeAll(std::chrono::milliseconds limit);
+
   /// For a child that is to hold the same locks.
   int fd() const { return m_fd.get(); }
 
 private:
   UniqueFd m_fd;
-};
-
-/// Tasks whose change rewrites others, too.
-struct Subtree {
-  std::vector<std::string> vecTasks;
-  std::vector<std::string> vecDependants;  ///< those that wait for the first one
-};
-
-/// The right to change tasks: while it lasts none of them is started.
-class TaskChange {
-public:
-  /// What a task that runs means for the change.
-  enum class Running { REFUSED, ALLOWED };
-
-  /// Another change ends within a moment; an announced task may stay announced for hours.
-  static constexpr std::chrono::milliseconds LIMIT{1000};
-
-  /// \param szDone  what is to be done with them, for the message: "deleted", "renamed".
-  /// \throw Failure when one of them runs though it must not, is about to be started, or is being changed by
-  ///        somebody else.
-  TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone,
-             Running running = Running::REFUSED, std::chrono::milliseconds limit = LIMIT);
-
-  /// The same for those that are rewritten as well; they may run.
-  TaskChange(Session& session, const Subtree& subtree, const char* szDone, std::chrono::milliseconds limit = LIMIT);
-
-private:
-  TaskLock m_lock;
-};
-
-/// The right to change all tasks at once: while it lasts none is started or changed by others, and none that comes to
-/// be meanwhile.
-class Standstill {
-public:
-  /// \param szDone  what is to be done, for the message: "restored".
-  /// \throw Failure when some task is about to be started, or is being changed by somebody else. What runs already is
-  ///        not looked at.
-  explicit Standstill(const char* szDone, std::chrono::milliseconds limit = TaskChange::LIMIT);
-
-private:
-  TaskLock m_lock;
 };
 
 }  // namespace Host

@@ -13,6 +13,7 @@
 
 #include "common/failure.h"
 #include "common/session.h"
+#include "common/task_change_lock.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"
