@@ -154,7 +154,9 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
     return;
   }
   try {
-    plan.iFiring = rememberFiring(session, request, listTasks(session), plan, strProblem);
+    const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastResult, plan.vecTasks,
+                            strProblem};
+    plan.iFiring = rememberFiring(session, begin, listTasks(session));
   } catch (const std::exception& error) {
     plan.vecWarnings.push_back(
         fmt::format("'eorva explain' will know less about the tasks of this event: {}", error.what()));

@@ -238,7 +238,7 @@ void Watch::look(const Process& execution) {
 void Watch::remember() const {
   if (m_plan.iFiring != 0) {
     Session session;
-    rememberEnd(session, m_plan, m_file, resultOfEnd() == RESULT_BUDGET);
+    rememberEnd(session, m_plan.iFiring, m_file, resultOfEnd() == RESULT_BUDGET);
   }
 }
 

@@ -8,7 +8,6 @@
 #include "json_read.h"
 #include "reconcile.h"
 #include "sql_text.h"
-#include "task_graph.h"
 
 namespace Host {
 
@@ -27,15 +26,14 @@ std::vector<Obstacle> refusalOf(Session& session, const GraphTask& task) {
   return iRun == 0 ? std::vector<Obstacle>() : std::vector<Obstacle>{refusedReason(iRun)};
 }
 
-FiringReasons reasonsAtBegin(Session& session, const std::string& strEvent, const Json::Value& jTasks,
-                             const ExecutionPlan& plan) {
+FiringReasons reasonsAtBegin(Session& session, const FiringBegin& begin, const Json::Value& jTasks) {
   FiringReasons mapReasons;
   const TaskGraph graph(jTasks);
   Obstacles obstacles(graph, Tense::THEN);
-  for (const GraphTask* pTask : graph.tasksOf(strEvent)) {
+  for (const GraphTask* pTask : graph.tasksOf(begin.strEvent)) {
     mapReasons[pTask->strName] = obstacles.of(*pTask);
   }
-  for (const GraphTask& task : plan.vecTasks) {
+  for (const GraphTask& task : begin.vecTasks) {
     mapReasons[task.strName] = refusalOf(session, task);
   }
   return mapReasons;
@@ -107,16 +105,15 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
 
 }  // namespace
 
-Json::Int64 rememberFiring(Session& session, const ExecutionRequest& request, const Json::Value& jTasks,
-                           const ExecutionPlan& plan, const std::string& strProblem) {
-  FiringReasons mapReasons = reasonsAtBegin(session, request.strName, jTasks, plan);
+Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Json::Value& jTasks) {
+  FiringReasons mapReasons = reasonsAtBegin(session, begin, jTasks);
   Firing firing;
-  firing.strEvent = request.strName;
-  firing.iFired = static_cast<Json::Int64>(request.firedAt);
+  firing.strEvent = begin.strEvent;
+  firing.iFired = begin.iFiredAt;
   firing.iBegun = now();
-  firing.iLastResult = plan.iLastResult;
-  firing.strProblem = strProblem;
-  firing.iEnded = plan.vecTasks.empty() || !strProblem.empty() ? firing.iBegun : 0;
+  firing.iLastResult = begin.iLastResult;
+  firing.strProblem = begin.strProblem;
+  firing.iEnded = begin.vecTasks.empty() || !begin.strProblem.empty() ? firing.iBegun : 0;
   FiringTable table(session);
   WriteLock lock(session, LOCK_LIMIT);
   dropGone(session, mapReasons);
@@ -125,15 +122,15 @@ Json::Int64 rememberFiring(Session& session, const ExecutionRequest& request, co
   return iFiring;
 }
 
-void rememberEnd(Session& session, const ExecutionPlan& plan, const ExecutionFile& file, bool blOverBudget) {
+void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionFile& file, bool blOverBudget) {
   FiringTable table(session);
-  std::optional<Firing> firing = table.find(plan.iFiring);
+  std::optional<Firing> firing = table.find(iFiring);
   if (!firing) {
     return;
   }
   const ExecutionReport report = file.report();
   ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFired,
-                       runsOf(session, plan.iLastResult, report.setChildren), report.setInTheWay, blOverBudget};
+                       runsOf(session, firing->iLastResult, report.setChildren), report.setInTheWay, blOverBudget};
   const FiringReasons mapReasons = reasonsAtEnd(session, facts, table.reasonsOf(firing->iId));
   firing->iEnded = now();
   firing->iEventTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");

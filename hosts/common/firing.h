@@ -8,25 +8,33 @@
 #include <json/value.h>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "execution_file.h"
-#include "execution_plan.h"
-#include "execution_request.h"
 #include "firing_table.h"
 #include "session.h"
 #include "start_reason.h"
+#include "task_graph.h"
 
 namespace Host {
 
+/// What is known of an event when its execution begins.
+struct FiringBegin {
+  std::string strEvent;
+  Json::Int64 iFiredAt = 0;         ///< when it happened, in seconds since 1970
+  Json::Int64 iLastResult = 0;      ///< runs up to this one are older
+  std::vector<GraphTask> vecTasks;  ///< those that are to be started; none when nothing is
+  std::string strProblem;           ///< why none of them will be; empty when they will
+};
+
 /// Writes down which tasks the event has, and why some of them will not be started.
 /// \param jTasks  the stored tasks.
-/// \param strProblem  why none of them will be; empty when they will.
 /// \return the id of the note. \throw std::exception
-Json::Int64 rememberFiring(Session& session, const ExecutionRequest& request, const Json::Value& jTasks,
-                           const ExecutionPlan& plan, const std::string& strProblem);
+Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Json::Value& jTasks);
 
-/// Writes down why some of the tasks that were to be started were not. \throw std::exception
-void rememberEnd(Session& session, const ExecutionPlan& plan, const ExecutionFile& file, bool blOverBudget);
+/// Writes down why some of the tasks that were to be started were not.
+/// \param iFiring  the note, from rememberFiring(). \throw std::exception
+void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionFile& file, bool blOverBudget);
 
 /// The last time that an event was fired.
 struct LastFiring {

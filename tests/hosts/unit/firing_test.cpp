@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include "common/execution_plan.h"
 #include "common/explanation.h"
 #include "common/failure.h"
 #include "common/json_read.h"
@@ -75,7 +76,7 @@ protected:
       const std::string strLine = std::to_string(pid) + "\n";
       ASSERT_EQ(static_cast<ssize_t>(strLine.size()), write(file.fd(), strLine.data(), strLine.size()));
     }
-    rememberEnd(session(), plan, file, blOverBudget);
+    rememberEnd(session(), plan.iFiring, file, blOverBudget);
     file.remove();
   }
 
@@ -162,7 +163,7 @@ TEST_F(Firings, RunThatWasMetLaterIsTheReason) {
   ASSERT_EQ(5, write(file.fd(), "4001\n", 5));
   file.noteInTheWay(1);
   EXPECT_THAT(why("it"), ElementsAre("not_started", "refused")) << "while it is under way";
-  rememberEnd(session(), plan, file, false);
+  rememberEnd(session(), plan.iFiring, file, false);
   file.remove();
   EXPECT_THAT(why("first"), ElementsAre("ran"));
   EXPECT_THAT(why("it"), ElementsAre("not_started", "refused"));
