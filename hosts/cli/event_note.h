@@ -5,6 +5,6 @@
 
 #include <string>
 
-/// Says on standard error when what fires an event of the catalogue is switched off. Where nobody can tell, nothing is
-/// said.
-void noteDisabledEvent(const std::string& strEvent);
+/// Tells that what fires an event of the catalogue is switched off.
+/// \return empty when it is not, or when nobody can tell.
+std::string disabledEventNote(const std::string& strEvent);

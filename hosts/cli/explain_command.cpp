@@ -123,7 +123,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
   printVerdict(explanation);
   printNeeds(explanation);
   printNow(explanation);
-  noteDisabledEvent(textOf(explanation.jTask, "event"));
+  printNote(disabledEventNote(textOf(explanation.jTask, "event")));
   return EXIT_DONE;
 }
 

@@ -69,6 +69,9 @@ void flushOutput() {
 }
 
 void printNote(const std::string& strText) {
+  if (strText.empty()) {
+    return;
+  }
   std::fflush(stdout);
   fmt::print(stderr, "eorva: {}\n", Host::shownOn(STDERR_FILENO, strText));
 }

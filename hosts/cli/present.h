@@ -22,7 +22,7 @@ void printJsonLine(const Json::Value& jValue);
 /// What was shown but could not be written must not look like success. \throw Host::Failure then.
 void flushOutput();
 
-/// Writes a line to standard error; for what is no data and no failure.
+/// Writes a line to standard error, for what is no data and no failure. An empty text writes nothing.
 void printNote(const std::string& strText);
 
 /// "name" of a task's owner, or the bare number when there is no such user.

@@ -39,7 +39,7 @@ void storeNew(Host::Session& session, Json::Value& jTask, Host::Events events) {
 void sayAdded(const Json::Value& jTask) {
   fmt::print("added {} (event {}, owner {})\n", Host::textOf(jTask, "task_name"), Host::textOf(jTask, "event"),
              ownerText(jTask));
-  noteDisabledEvent(Host::textOf(jTask, "event"));
+  printNote(disabledEventNote(Host::textOf(jTask, "event")));
 }
 
 int runAdd(const Context&, const AddOptions& options) {

@@ -75,7 +75,7 @@ int runEdit(const Context&, const EditOptions& options) {
   const std::vector<std::string> vecMembers = changeTask(options.strTask, jChanges, options.task.events());
   sayChanged(options.strTask, vecMembers);
   if (std::find(vecMembers.begin(), vecMembers.end(), "event") != vecMembers.end()) {
-    noteDisabledEvent(Host::textOf(jChanges, "event"));
+    printNote(disabledEventNote(Host::textOf(jChanges, "event")));
   }
   return EXIT_DONE;
 }

@@ -52,9 +52,7 @@ int runDelete(const Context&, const DeleteOptions& options) {
   const std::string strOutput = Host::deleteTask(options.strTask);
   lock.makeSure();
   fmt::print("deleted {}\n", options.strTask);
-  if (!strOutput.empty()) {
-    printNote(strOutput);
-  }
+  printNote(strOutput);
   return EXIT_DONE;
 }
 
