@@ -20,6 +20,7 @@
 #include "common/terminal_text.h"
 #include "context.h"
 #include "present.h"
+#include "task_options.h"
 #include "usage.h"
 
 namespace {
@@ -108,6 +109,9 @@ int runCommandLine(int argc, char** argv) {
     const int iResult = context.fnRun();
     flushOutput();
     return iResult;
+  } catch (const Host::TaskRefused& refused) {
+    printWarnings(refused.task(), refused.warnings());
+    throw;
   } catch (const Host::UsageFailure& error) {
     complain(fmt::format("{}\nTry '{} --help'.", error.what(), typedCommand(app)));
     return EXIT_USAGE;

@@ -29,7 +29,8 @@ struct CopyOptions {
 /// Stores a new task. What the rules are checked against must still hold then, so the caller holds the lock.
 void storeNew(Host::Session& session, Json::Value& jTask, Host::Events events) {
   const std::string strName = Host::textOf(jTask, "task_name");
-  reportFindings(strName, Host::checkNewTask(jTask, Host::listTasks(session), events), "added");
+  printWarnings(strName,
+                Host::requireNoErrors(strName, Host::checkNewTask(jTask, Host::listTasks(session), events), "added"));
   Json::Value jCreated;
   if (taskPreAction(jTask) < 0 || recCreate(session.tasks(), jTask, jCreated) < 0) {
     throw Host::Failure(fmt::format("the store refused the task \"{}\"", strName));

@@ -12,7 +12,7 @@
 #include "common/session.h"
 #include "common/task_change_lock.h"
 #include "common/task_members.h"
-#include "task_options.h"
+#include "common/task_rules.h"
 
 namespace {
 
@@ -40,9 +40,14 @@ void checkChange(const std::string& strTask, const Json::Value& jTask, const Jso
   }
 }
 
-/// One try, in one transaction. \return the members that were changed.
-Json::Value store(Host::Session& session, const std::string& strTask, const Json::Value& jChanges, Host::Events events,
-                  const std::optional<std::string>& strScript) {
+struct Stored {
+  Json::Value jDifferent;  ///< the members that were changed
+  std::vector<Host::Finding> vecWarnings;
+};
+
+/// One try, in one transaction.
+Stored store(Host::Session& session, const std::string& strTask, const Json::Value& jChanges, Host::Events events,
+             const std::optional<std::string>& strScript) {
   Host::WriteLock lock(session);
   const Json::Value jBefore = Host::requestOf(Host::requireTask(session, strTask));
   Json::Value jTask = jBefore;
@@ -50,7 +55,8 @@ Json::Value store(Host::Session& session, const std::string& strTask, const Json
     jTask[strMember] = jChanges[strMember];
   }
   checkChange(strTask, jTask, jBefore, strScript);
-  reportFindings(strTask, Host::checkChangedTask(jTask, jBefore, Host::listTasks(session), events), "changed");
+  std::vector<Host::Finding> vecWarnings = Host::requireNoErrors(
+      strTask, Host::checkChangedTask(jTask, jBefore, Host::listTasks(session), events), "changed");
   const Json::Value jDifferent = differences(jTask, jBefore);
   Json::Value jUpdate = jDifferent;
   jUpdate["task_name"] = strTask;
@@ -59,7 +65,7 @@ Json::Value store(Host::Session& session, const std::string& strTask, const Json
     throw Host::Failure(fmt::format("the store refused to change the task \"{}\"", strTask));
   }
   lock.commit();
-  return jDifferent;
+  return {jDifferent, std::move(vecWarnings)};
 }
 
 /// A run that goes on stays its owner's: what it leaves, and the mail about it, are read in the task's owner's name.
@@ -86,11 +92,11 @@ void makeSure(Host::Session& session, const std::string& strTask, Json::Value jD
 
 }  // namespace
 
-std::vector<std::string> changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
-                                    const std::optional<std::string>& strScript) {
+TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
+                       const std::optional<std::string>& strScript) {
   Host::Session session;
   const Host::TaskChange change = lockForChange(session, strTask, jChanges);
-  const Json::Value jDifferent = store(session, strTask, jChanges, events, strScript);
-  makeSure(session, strTask, jDifferent);
-  return jDifferent.getMemberNames();
+  const Stored stored = store(session, strTask, jChanges, events, strScript);
+  makeSure(session, strTask, stored.jDifferent);
+  return {stored.jDifferent.getMemberNames(), stored.vecWarnings};
 }

@@ -10,10 +10,16 @@
 
 #include "common/task_rules.h"
 
+/// What has become of a task.
+struct TaskChanged {
+  std::vector<std::string> vecMembers;     ///< those that are different now
+  std::vector<Host::Finding> vecWarnings;  ///< what the user should know
+};
+
 /// Changes a task, after it has been looked over.
 /// \param jChanges   members in the form of the user interface.
 /// \param strScript  when given, the script that must still be there: the change was made from it.
-/// \return the members that are different now.
+/// \return what is different now.
 /// \throw Host::Failure with all that is wrong; the task stays as it is then.
-std::vector<std::string> changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
-                                    const std::optional<std::string>& strScript = std::nullopt);
+TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
+                       const std::optional<std::string>& strScript = std::nullopt);

@@ -26,13 +26,19 @@ struct SwitchOptions {
   std::vector<std::string> vecTasks;
 };
 
-void sayChanged(const std::string& strTask, const std::vector<std::string>& vecMembers) {
+bool contains(const std::vector<std::string>& vecMembers, const char* szMember) {
+  return std::find(vecMembers.begin(), vecMembers.end(), szMember) != vecMembers.end();
+}
+
+void sayChanged(const std::string& strTask, const TaskChanged& changed) {
+  const std::vector<std::string>& vecMembers = changed.vecMembers;
+  printWarnings(strTask, changed.vecWarnings);
   if (vecMembers.empty()) {
     fmt::print("nothing is different: {} stays as it is\n", strTask);
     return;
   }
   fmt::print("changed {} ({})\n", strTask, fmt::join(vecMembers, ", "));
-  if (std::find(vecMembers.begin(), vecMembers.end(), "owner") != vecMembers.end()) {
+  if (contains(vecMembers, "owner")) {
     printNote(fmt::format(
         "the next run of \"{}\" belongs to another user: the output of earlier ones is put aside then", strTask));
   }
@@ -54,9 +60,12 @@ int editScript(const EditOptions& options) {
     Json::Value jChanges(Json::objectValue);
     jChanges["operation"] = strAfter;
     sayChanged(options.strTask, strAfter == strBefore
-                                    ? std::vector<std::string>()
+                                    ? TaskChanged()
                                     : changeTask(options.strTask, jChanges, options.task.events(), strBefore));
   } catch (const Host::Failure& error) {
+    if (const auto* pRefused = dynamic_cast<const Host::TaskRefused*>(&error)) {
+      printWarnings(options.strTask, pRefused->warnings());
+    }
     throw Host::Failure(
         fmt::format("{}\nthe task stays as it is, and the edit is kept; when the reason is gone:\n"
                     "  eorva task edit '{}' --script '{}'",
@@ -72,9 +81,9 @@ int runEdit(const Context&, const EditOptions& options) {
   }
   Json::Value jChanges(Json::objectValue);
   setMembers(options.task, jChanges);
-  const std::vector<std::string> vecMembers = changeTask(options.strTask, jChanges, options.task.events());
-  sayChanged(options.strTask, vecMembers);
-  if (std::find(vecMembers.begin(), vecMembers.end(), "event") != vecMembers.end()) {
+  const TaskChanged changed = changeTask(options.strTask, jChanges, options.task.events());
+  sayChanged(options.strTask, changed);
+  if (contains(changed.vecMembers, "event")) {
     printNote(disabledEventNote(Host::textOf(jChanges, "event")));
   }
   return EXIT_DONE;
@@ -91,7 +100,9 @@ int runSwitch(const SwitchOptions& options, bool blEnable) {
   jChanges["enable"] = blEnable;
   const char* szDone = blEnable ? "enabled" : "disabled";
   for (const std::string& strTask : options.vecTasks) {
-    const bool blChanged = !changeTask(strTask, jChanges, Host::Events::ANY).empty();
+    const TaskChanged changed = changeTask(strTask, jChanges, Host::Events::ANY);
+    printWarnings(strTask, changed.vecWarnings);
+    const bool blChanged = !changed.vecMembers.empty();
     fmt::print("{} {}{}\n", szDone, strTask, blChanged ? "" : " (it was before)");
   }
   return EXIT_DONE;

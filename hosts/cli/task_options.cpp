@@ -172,16 +172,8 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
   setSwitch(jTask, "notify_if_error", options.blMailIfError, options.blMailAlways);
 }
 
-void reportFindings(const std::string& strTask, const Host::Findings& findings, const char* szDone) {
-  for (const Host::Finding& warning : findings.vecWarnings) {
+void printWarnings(const std::string& strTask, const std::vector<Host::Finding>& vecWarnings) {
+  for (const Host::Finding& warning : vecWarnings) {
     printNote(fmt::format("warning: task \"{}\": {}: {}", strTask, warning.strMember, warning.strReason));
   }
-  if (findings.vecErrors.empty()) {
-    return;
-  }
-  std::string strErrors = fmt::format("the task \"{}\" is not {}:", strTask, szDone);
-  for (const Host::Finding& error : findings.vecErrors) {
-    strErrors += fmt::format("\n  {}: {}", error.strMember, error.strReason);
-  }
-  throw Host::Failure(strErrors);
 }

@@ -44,6 +44,5 @@ bool setsMember(const TaskOptions& options);
 /// \param jTask  a task record in the form of the user interface; changed in place.
 void setMembers(const TaskOptions& options, Json::Value& jTask);
 
-/// Shows the warnings. \throw Host::Failure with all errors, when there are any.
-/// \param szDone  what does not happen then: "added", "changed".
-void reportFindings(const std::string& strTask, const Host::Findings& findings, const char* szDone);
+/// Shows what may keep a task from doing what is meant.
+void printWarnings(const std::string& strTask, const std::vector<Host::Finding>& vecWarnings);

@@ -65,7 +65,7 @@ void checkNewName(Host::Session& session, const RenameOptions& options) {
   jTask["task_name"] = options.strNew;
   Host::Findings findings = Host::checkChangedTask(jTask, jBefore, Host::listTasks(session), Host::Events::ANY);
   findings.vecWarnings.clear();
-  reportFindings(options.strTask, findings, "renamed");
+  Host::requireNoErrors(options.strTask, findings, "renamed");
 }
 
 int runRename(const Context&, const RenameOptions& options) {

@@ -334,7 +334,25 @@ bool has(const std::vector<Finding>& vecFindings, const Finding& finding) {
   });
 }
 
+std::string errorText(const std::string& strTask, const Findings& findings, const char* szDone) {
+  std::string strText = fmt::format("the task \"{}\" is not {}:", strTask, szDone);
+  for (const Finding& error : findings.vecErrors) {
+    strText += fmt::format("\n  {}: {}", error.strMember, error.strReason);
+  }
+  return strText;
+}
+
 }  // namespace
+
+TaskRefused::TaskRefused(std::string strTask, Findings findings, const char* szDone)
+    : Failure(errorText(strTask, findings, szDone)), m_strTask(std::move(strTask)), m_findings(std::move(findings)) {}
+
+std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone) {
+  if (!findings.vecErrors.empty()) {
+    throw TaskRefused(strTask, findings, szDone);
+  }
+  return findings.vecWarnings;
+}
 
 Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Events events) {
   return Checker(jTask, jTasks, events).run();

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "failure.h"
 #include "task_graph.h"
 
 namespace Host {
@@ -22,6 +23,26 @@ struct Findings {
   std::vector<Finding> vecErrors;    ///< the task must not be stored
   std::vector<Finding> vecWarnings;  ///< it may, but will hardly do what is meant
 };
+
+/// A task that is not stored, with everything that is wrong with it.
+class TaskRefused : public Failure {
+public:
+  /// \param szDone  what does not happen: "added", "changed".
+  TaskRefused(std::string strTask, Findings findings, const char* szDone);
+
+  const std::string& task() const { return m_strTask; }
+
+  /// What the user should know besides.
+  const std::vector<Finding>& warnings() const { return m_findings.vecWarnings; }
+
+private:
+  std::string m_strTask;
+  Findings m_findings;
+};
+
+/// \throw TaskRefused when there are errors.
+/// \return the warnings.
+std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone);
 
 /// Which events a task may be bound to.
 enum class Events {
