@@ -4,11 +4,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "common/failure.h"
 #include "common/state_change.h"
+#include "common/support/difference.h"
+#include "common/support/failure.h"
 #include "confirm.h"
 #include "context.h"
-#include "difference.h"
 #include "input.h"
 #include "present.h"
 

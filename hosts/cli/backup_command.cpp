@@ -5,10 +5,10 @@
 
 #include "common/backup_file.h"
 #include "common/execution_file.h"
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
+#include "common/support/failure.h"
 #include "common/task_change_lock.h"
 #include "confirm.h"
 #include "context.h"

@@ -4,12 +4,12 @@
 #include <fmt/format.h>
 #include <optional>
 
-#include "common/failure.h"
 #include "common/health.h"
-#include "common/installed_paths.h"
 #include "common/json_read.h"
 #include "common/lost_output.h"
 #include "common/reconcile.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "common/terminal_text.h"
 #include "context.h"
 #include "present.h"

@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <sstream>
 
-#include "common/failure.h"
+#include "common/support/failure.h"
 
 namespace {
 

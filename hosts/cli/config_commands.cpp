@@ -5,10 +5,10 @@
 #include <fmt/ranges.h>
 
 #include "common/configuration.h"
-#include "common/failure.h"
 #include "common/host_settings.h"
 #include "common/json_read.h"
 #include "common/session.h"
+#include "common/support/failure.h"
 #include "context.h"
 #include "output_setting.h"
 #include "present.h"

@@ -5,7 +5,7 @@
 #include <iostream>
 #include <unistd.h>
 
-#include "common/failure.h"
+#include "common/support/failure.h"
 #include "common/terminal_text.h"
 
 void confirm(const std::string& strConsequence, const std::string& strQuestion, const std::string& strRefused) {

@@ -13,12 +13,12 @@
 
 #include "eorvascheduler.h"
 
-#include "common/failure.h"
 #include "common/host_settings.h"
 #include "common/start_ticket.h"
+#include "common/support/failure.h"
+#include "common/support/unique_fd.h"
 #include "common/systemctl.h"
 #include "common/transient_unit.h"
-#include "common/unique_fd.h"
 #include "execute.h"
 #include "present.h"
 

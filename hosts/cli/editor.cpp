@@ -11,8 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/failure.h"
-#include "common/unique_fd.h"
+#include "common/support/failure.h"
+#include "common/support/unique_fd.h"
 #include "input.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "common/event_catalogue.h"
-#include "common/failure.h"
 #include "common/shell_word.h"
+#include "common/support/failure.h"
 #include "common/systemctl.h"
 
 std::string disabledEventNote(const std::string& strEvent) {

@@ -7,9 +7,9 @@
 
 #include "common/event_catalogue.h"
 #include "common/event_state.h"
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/suggestion.h"
+#include "common/support/failure.h"
 #include "common/systemctl.h"
 #include "context.h"
 #include "present.h"

@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 
 #include "command_line.h"
-#include "common/failure.h"
 #include "common/suggestion.h"
+#include "common/support/failure.h"
 #include "context.h"
 
 namespace {

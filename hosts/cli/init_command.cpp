@@ -8,9 +8,9 @@
 #include "orva_platform.h"
 
 #include "common/configuration.h"
-#include "common/failure.h"
-#include "common/installed_paths.h"
 #include "common/session.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "context.h"
 #include "output_setting.h"
 

@@ -9,8 +9,8 @@
 #include "orva_platform.h"
 
 #include "common/event_log.h"
-#include "common/failure.h"
 #include "common/json_read.h"
+#include "common/support/failure.h"
 #include "common/terminal_text.h"
 #include "common/time_spec.h"
 #include "context.h"

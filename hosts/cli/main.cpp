@@ -14,9 +14,9 @@
 #include "eorvascheduler.h"
 
 #include "command_line.h"
-#include "common/failure.h"
 #include "common/run_process.h"
-#include "common/standard_descriptors.h"
+#include "common/support/failure.h"
+#include "common/support/standard_descriptors.h"
 #include "common/terminal_text.h"
 #include "context.h"
 #include "present.h"

@@ -16,9 +16,9 @@
 #include "eorvascheduler.h"
 
 #include "common/depend_text.h"
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/json_utf8.h"
+#include "common/support/failure.h"
 #include "common/terminal_text.h"
 
 using Host::intOf;

@@ -4,9 +4,9 @@
 
 #include "eorvascheduler.h"
 
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/session.h"
+#include "common/support/failure.h"
 #include "common/task_graph.h"
 #include "context.h"
 #include "present.h"

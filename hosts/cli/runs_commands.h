@@ -8,7 +8,7 @@
 #include <string>
 
 #include "common/session.h"
-#include "common/unique_fd.h"
+#include "common/support/unique_fd.h"
 #include "context.h"
 
 /// Adds the argument RUN, the number of a run.

@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include "common/json_read.h"
+#include "common/support/difference.h"
 #include "common/terminal_text.h"
-#include "difference.h"
 #include "present.h"
 #include "runs_commands.h"
 

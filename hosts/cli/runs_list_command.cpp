@@ -6,8 +6,8 @@
 #include <fmt/ranges.h>
 #include <sqlite3.h>
 
-#include "common/failure.h"
 #include "common/json_read.h"
+#include "common/support/failure.h"
 #include "common/time_spec.h"
 #include "common/user_name.h"
 #include "present.h"

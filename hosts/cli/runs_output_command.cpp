@@ -8,10 +8,10 @@
 #include <unistd.h>
 #include <utility>
 
-#include "common/failure.h"
-#include "common/growing_file.h"
 #include "common/json_read.h"
 #include "common/reconcile.h"
+#include "common/support/failure.h"
+#include "common/support/growing_file.h"
 #include "common/terminal_text.h"
 #include "present.h"
 #include "runs_commands.h"

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/retention.h"
+#include "common/support/failure.h"
 #include "present.h"
 #include "runs_commands.h"
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "common/host_settings.h"
-#include "common/process.h"
 #include "common/rest_end.h"
+#include "common/support/process.h"
 
 namespace {
 

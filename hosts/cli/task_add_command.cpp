@@ -5,9 +5,9 @@
 
 #include "eorvascheduler.h"
 
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/session.h"
+#include "common/support/failure.h"
 #include "common/task_members.h"
 #include "event_note.h"
 #include "present.h"

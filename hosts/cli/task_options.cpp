@@ -9,9 +9,9 @@
 
 #include "common/base64.h"
 #include "common/depend_text.h"
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/json_utf8.h"
+#include "common/support/failure.h"
 #include "input.h"
 #include "present.h"
 #include "usage.h"

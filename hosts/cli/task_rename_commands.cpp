@@ -4,11 +4,11 @@
 #include <fmt/ranges.h>
 #include <memory>
 
-#include "common/failure.h"
 #include "common/json_read.h"
 #include "common/session.h"
 #include "common/subtree_change.h"
 #include "common/subtree_lock.h"
+#include "common/support/failure.h"
 #include "common/task_members.h"
 #include "confirm.h"
 #include "present.h"

@@ -15,12 +15,12 @@
 #include "backup_database.h"
 #include "backup_owners.h"
 #include "backup_target.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
+#include "common/support/patience.h"
+#include "common/support/replace_file.h"
+#include "common/support/unique_fd.h"
 #include "config_lock.h"
-#include "failure.h"
-#include "installed_paths.h"
-#include "patience.h"
-#include "replace_file.h"
-#include "unique_fd.h"
 
 namespace Host {
 

@@ -4,7 +4,7 @@
 #include <sqlite3.h>
 #include <sys/types.h>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "user_name.h"
 
 namespace Host {

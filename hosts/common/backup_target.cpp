@@ -13,9 +13,9 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "failure.h"
-#include "installed_paths.h"
-#include "patience.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
+#include "common/support/patience.h"
 
 namespace Host {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "unique_fd.h"
+#include "common/support/unique_fd.h"
 
 namespace Host {
 

@@ -7,8 +7,8 @@
 #include <sys/file.h>
 #include <thread>
 
-#include "failure.h"
-#include "installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "run_folder.h"
 
 namespace Host {

@@ -5,7 +5,7 @@
 
 #include <chrono>
 
-#include "unique_fd.h"
+#include "common/support/unique_fd.h"
 
 namespace Host {
 

@@ -9,13 +9,13 @@
 
 #include "eorvascheduler.h"
 
-#include "failure.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
+#include "common/support/patience.h"
+#include "common/support/replace_file.h"
 #include "host_settings.h"
-#include "installed_paths.h"
 #include "json_read.h"
 #include "output_places.h"
-#include "patience.h"
-#include "replace_file.h"
 #include "session.h"
 #include "settings_file.h"
 #include "shares.h"

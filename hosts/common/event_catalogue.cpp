@@ -2,7 +2,7 @@
 
 #include "eorvascheduler.h"
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 
 namespace Host {

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 #include <string_view>
 
-#include "failure.h"
+#include "common/support/failure.h"
 
 namespace Host {
 

@@ -4,8 +4,8 @@
 #include <set>
 
 #include "advice.h"
+#include "common/support/failure.h"
 #include "event_state.h"
-#include "failure.h"
 #include "health.h"
 #include "host_settings.h"
 #include "json_read.h"

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 #include "json_text.h"
 

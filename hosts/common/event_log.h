@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "common/support/growing_file.h"
 #include "event_texts.h"
-#include "growing_file.h"
 
 namespace Host {
 

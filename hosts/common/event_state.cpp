@@ -3,7 +3,7 @@
 #include <map>
 #include <unistd.h>
 
-#include "installed_paths.h"
+#include "common/support/installed_paths.h"
 #include "json_read.h"
 #include "session.h"
 

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <set>
 
+#include "common/support/replace_file.h"
 #include "json_read.h"
 #include "json_text.h"
-#include "replace_file.h"
 
 namespace Host {
 

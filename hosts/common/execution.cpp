@@ -9,8 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/support/failure.h"
 #include "execution_watch.h"
-#include "failure.h"
 
 namespace Host {
 

@@ -8,10 +8,10 @@
 #include <set>
 #include <sys/types.h>
 
+#include "common/support/process.h"
 #include "execution_file.h"
 #include "execution_plan.h"
 #include "execution_request.h"
-#include "process.h"
 #include "task_lock.h"
 
 namespace Host {

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "failure.h"
-#include "installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "run_folder.h"
 
 namespace Host {

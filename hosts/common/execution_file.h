@@ -14,7 +14,7 @@
 #include <sys/types.h>
 #include <utility>
 
-#include "unique_fd.h"
+#include "common/support/unique_fd.h"
 
 namespace Host {
 

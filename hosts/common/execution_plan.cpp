@@ -7,7 +7,7 @@
 
 #include "eorvascheduler.h"
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "firing.h"
 #include "host_settings.h"
 #include "json_read.h"

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "process.h"
+#include "common/support/process.h"
 
 namespace Host {
 

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <iterator>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 
 namespace Host {

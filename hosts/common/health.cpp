@@ -15,9 +15,9 @@
 #include "orva_platform.h"
 
 #include "advice.h"
-#include "failure.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "host_settings.h"
-#include "installed_paths.h"
 #include "json_read.h"
 #include "lost_output.h"
 #include "output_folder.h"

@@ -14,9 +14,9 @@
 
 #include "orva_platform.h"
 
-#include "failure.h"
-#include "installed_paths.h"
-#include "replace_file.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
+#include "common/support/replace_file.h"
 #include "settings_file.h"
 #include "suggestion.h"
 

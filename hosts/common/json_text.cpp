@@ -4,7 +4,7 @@
 #include <json/reader.h>
 #include <memory>
 
-#include "failure.h"
+#include "common/support/failure.h"
 
 namespace Host {
 

@@ -11,7 +11,7 @@
 #include <optional>
 #include <sys/stat.h>
 
-#include "failure.h"
+#include "common/support/failure.h"
 
 namespace Host {
 

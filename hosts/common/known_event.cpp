@@ -4,8 +4,8 @@
 #include <set>
 #include <vector>
 
+#include "common/support/failure.h"
 #include "event_catalogue.h"
-#include "failure.h"
 #include "json_read.h"
 #include "suggestion.h"
 

@@ -7,7 +7,7 @@
 #include <set>
 #include <utility>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 #include "kept_output.h"
 #include "task_change_lock.h"

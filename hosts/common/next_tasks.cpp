@@ -9,7 +9,7 @@
 
 #include "orva_platform.h"
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 #include "start_reason.h"
 

@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "process.h"
+#include "common/support/process.h"
 
 namespace Host {
 

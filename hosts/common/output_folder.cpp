@@ -16,7 +16,7 @@
 
 #include "orva_platform.h"
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 #include "output_places.h"
 #include "session.h"

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "unique_fd.h"
+#include "common/support/unique_fd.h"
 
 namespace Host {
 

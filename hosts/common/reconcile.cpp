@@ -7,9 +7,9 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "execution_file.h"
-#include "failure.h"
-#include "installed_paths.h"
 #include "json_read.h"
 #include "outcome.h"
 #include "run_identity.h"

@@ -9,7 +9,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "process.h"
+#include "common/support/process.h"
 #include "session.h"
 
 namespace Host {

@@ -9,7 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "process.h"
+#include "common/support/process.h"
 
 namespace Host {
 

@@ -10,7 +10,7 @@
 #include <sqlite3.h>
 #include <tuple>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 #include "kept_output.h"
 #include "outcome.h"

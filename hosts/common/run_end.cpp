@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "failure.h"
+#include "common/support/failure.h"
 
 namespace Host {
 

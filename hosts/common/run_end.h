@@ -11,7 +11,7 @@
 #include <json/value.h>
 #include <map>
 
-#include "process.h"
+#include "common/support/process.h"
 #include "session.h"
 #include "task_lock.h"
 

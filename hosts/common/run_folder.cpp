@@ -5,8 +5,8 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
-#include "failure.h"
-#include "installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 
 namespace Host {
 

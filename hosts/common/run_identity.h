@@ -10,7 +10,7 @@
 
 #include <json/value.h>
 
-#include "process.h"
+#include "common/support/process.h"
 
 namespace Host {
 

@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "process.h"
+#include "common/support/process.h"
 
 namespace Host {
 

@@ -4,10 +4,10 @@
 #include <thread>
 #include <utility>
 
-#include "failure.h"
+#include "common/support/failure.h"
+#include "common/support/patience.h"
 #include "json_read.h"
 #include "outcome.h"
-#include "patience.h"
 #include "reconcile.h"
 #include "run_end.h"
 

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <json/value.h>
 
-#include "process.h"
+#include "common/support/process.h"
 #include "session.h"
 
 namespace Host {

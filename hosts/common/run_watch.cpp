@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "json_read.h"
 #include "outcome.h"
 #include "run_identity.h"

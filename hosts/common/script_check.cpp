@@ -11,7 +11,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "output_folder.h"
 
 namespace Host {

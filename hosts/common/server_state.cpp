@@ -8,8 +8,8 @@
 #include <pwd.h>
 
 #include "base64.h"
+#include "common/support/failure.h"
 #include "depend_text.h"
-#include "failure.h"
 #include "json_read.h"
 #include "json_text.h"
 #include "task_members.h"

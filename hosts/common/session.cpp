@@ -10,8 +10,8 @@
 #include <unistd.h>
 #include <vector>
 
-#include "failure.h"
-#include "installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "json_read.h"
 #include "suggestion.h"
 

@@ -1,11 +1,11 @@
-#include "common/shares.h"
+#include "shares.h"
 
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
 
-#include "common/failure.h"
-#include "common/shell_word.h"
+#include "common/support/failure.h"
+#include "shell_word.h"
 
 namespace Host {
 

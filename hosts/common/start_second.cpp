@@ -9,10 +9,10 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include "failure.h"
-#include "installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
+#include "common/support/unique_fd.h"
 #include "json_read.h"
-#include "unique_fd.h"
 
 namespace Host {
 

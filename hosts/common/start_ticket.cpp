@@ -7,10 +7,10 @@
 #include <unistd.h>
 #include <utility>
 
-#include "failure.h"
-#include "installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
+#include "common/support/unique_fd.h"
 #include "run_folder.h"
-#include "unique_fd.h"
 
 namespace Host {
 

@@ -7,11 +7,11 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "common/support/failure.h"
+#include "common/support/patience.h"
 #include "depend_text.h"
-#include "failure.h"
 #include "json_read.h"
 #include "output_folder.h"
-#include "patience.h"
 #include "task_change_lock.h"
 
 namespace Host {

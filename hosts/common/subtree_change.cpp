@@ -15,8 +15,8 @@
 
 #include "eorvascheduler.h"
 
+#include "common/support/failure.h"
 #include "depend_text.h"
-#include "failure.h"
 #include "json_read.h"
 #include "output_folder.h"
 #include "session.h"

@@ -6,9 +6,9 @@
 
 #include "eorvascheduler.h"
 
+#include "common/support/failure.h"
 #include "depend_text.h"
 #include "execution_file.h"
-#include "failure.h"
 #include "json_read.h"
 #include "task_graph.h"
 

@@ -5,7 +5,7 @@
 #include <fmt/ranges.h>
 #include <optional>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "reconcile.h"
 
 namespace Host {

@@ -10,8 +10,8 @@
 #include <optional>
 #include <thread>
 
-#include "failure.h"
-#include "installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "run_folder.h"
 
 namespace Host {

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "unique_fd.h"
+#include "common/support/unique_fd.h"
 
 namespace Host {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "task_graph.h"
 
 namespace Host {

@@ -7,7 +7,7 @@
 
 #include "orva_platform.h"
 
-#include "installed_paths.h"
+#include "common/support/installed_paths.h"
 
 namespace Host {
 

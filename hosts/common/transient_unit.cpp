@@ -16,7 +16,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "failure.h"
+#include "common/support/failure.h"
 #include "systemctl.h"
 
 namespace Host {

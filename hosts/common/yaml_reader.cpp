@@ -5,7 +5,7 @@
 #include <new>
 #include <yaml.h>
 
-#include "failure.h"
+#include "common/support/failure.h"
 
 namespace Host {
 

@@ -15,10 +15,10 @@
 #include <unistd.h>
 
 #include "common/backup_target.h"
-#include "common/failure.h"
-#include "common/installed_paths.h"
 #include "common/session.h"
-#include "common/unique_fd.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
+#include "common/support/unique_fd.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

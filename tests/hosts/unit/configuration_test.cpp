@@ -9,11 +9,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/failure.h"
-#include "common/installed_paths.h"
 #include "common/server_state.h"
 #include "common/session.h"
 #include "common/state_change.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

@@ -8,8 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/process.h"
 #include "common/session.h"
+#include "common/support/process.h"
 #include "fresh_host.h"
 #include "support/processes.h"
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <sys/file.h>
 
-#include "common/installed_paths.h"
 #include "common/run_folder.h"
-#include "common/unique_fd.h"
+#include "common/support/installed_paths.h"
+#include "common/support/unique_fd.h"
 #include "fresh_host.h"
 #include "pauses.h"
 #include "support/files.h"

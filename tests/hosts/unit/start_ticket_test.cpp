@@ -7,8 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/failure.h"
-#include "common/installed_paths.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "support/files.h"
 #include "support/processes.h"
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "common/failure.h"
 #include "common/server_state.h"
+#include "common/support/failure.h"
 
 using namespace Host;
 

@@ -15,11 +15,11 @@
 
 #include "eorvascheduler.h"
 
-#include "common/failure.h"
 #include "common/health.h"
-#include "common/installed_paths.h"
 #include "common/lost_output.h"
 #include "common/session.h"
+#include "common/support/failure.h"
+#include "common/support/installed_paths.h"
 #include "fresh_host.h"
 #include "pauses.h"
 #include "support/files.h"

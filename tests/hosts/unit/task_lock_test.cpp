@@ -11,8 +11,8 @@
 #include <thread>
 #include <unistd.h>
 
-#include "common/failure.h"
 #include "common/session.h"
+#include "common/support/failure.h"
 #include "common/task_change_lock.h"
 #include "fresh_host.h"
 #include "support/files.h"

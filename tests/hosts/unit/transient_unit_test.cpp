@@ -17,8 +17,8 @@
 #include <utility>
 #include <vector>
 
-#include "common/failure.h"
-#include "common/unique_fd.h"
+#include "common/support/failure.h"
+#include "common/support/unique_fd.h"
 
 using namespace Host;
 using testing::HasSubstr;

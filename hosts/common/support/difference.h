@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "common/unique_fd.h"
+#include "unique_fd.h"
 
 /// One of the two texts.
 struct DiffSide {

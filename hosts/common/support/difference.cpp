@@ -10,7 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/failure.h"
+#include "failure.h"
 
 namespace {
 
