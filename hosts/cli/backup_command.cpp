@@ -5,11 +5,11 @@
 
 #include "common/backup_file.h"
 #include "common/execution_file.h"
-#include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
 #include "common/support/failure.h"
 #include "common/task_change_lock.h"
+#include "common/text/json_read.h"
 #include "confirm.h"
 #include "context.h"
 #include "present.h"

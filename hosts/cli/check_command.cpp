@@ -5,12 +5,12 @@
 #include <optional>
 
 #include "common/health.h"
-#include "common/json_read.h"
 #include "common/lost_output.h"
 #include "common/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
-#include "common/terminal_text.h"
+#include "common/text/json_read.h"
+#include "common/text/terminal_text.h"
 #include "context.h"
 #include "present.h"
 

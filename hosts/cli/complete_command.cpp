@@ -12,9 +12,9 @@
 #include "command_line.h"
 #include "common/configuration.h"
 #include "common/event_catalogue.h"
-#include "common/json_read.h"
 #include "common/session.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 
 namespace {
 

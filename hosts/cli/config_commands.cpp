@@ -6,9 +6,9 @@
 
 #include "common/configuration.h"
 #include "common/host_settings.h"
-#include "common/json_read.h"
 #include "common/session.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "context.h"
 #include "output_setting.h"
 #include "present.h"

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "common/support/failure.h"
-#include "common/terminal_text.h"
+#include "common/text/terminal_text.h"
 
 void confirm(const std::string& strConsequence, const std::string& strQuestion, const std::string& strRefused) {
   if (isatty(STDIN_FILENO) != 1) {

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "common/event_catalogue.h"
-#include "common/shell_word.h"
 #include "common/support/failure.h"
 #include "common/systemctl.h"
+#include "common/text/shell_word.h"
 
 std::string disabledEventNote(const std::string& strEvent) {
   try {

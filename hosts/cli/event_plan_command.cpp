@@ -5,9 +5,9 @@
 #include <fmt/ranges.h>
 
 #include "common/event_plan.h"
-#include "common/json_read.h"
 #include "common/known_event.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "context.h"
 #include "event_note.h"
 #include "present.h"

@@ -7,10 +7,10 @@
 
 #include "common/event_catalogue.h"
 #include "common/event_state.h"
-#include "common/json_read.h"
-#include "common/suggestion.h"
 #include "common/support/failure.h"
 #include "common/systemctl.h"
+#include "common/text/json_read.h"
+#include "common/text/suggestion.h"
 #include "context.h"
 #include "present.h"
 

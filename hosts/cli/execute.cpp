@@ -16,11 +16,11 @@
 
 #include "common/execution.h"
 #include "common/execution_watch.h"
-#include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/run_end.h"
-#include "common/shell_word.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
+#include "common/text/shell_word.h"
 #include "good_bye.h"
 #include "present.h"
 #include "progress.h"

@@ -5,11 +5,11 @@
 #include <fmt/format.h>
 
 #include "common/event_environment.h"
-#include "common/json_read.h"
 #include "common/known_event.h"
 #include "common/session.h"
 #include "common/start_ticket.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "detach.h"
 #include "execute.h"
 #include "present.h"

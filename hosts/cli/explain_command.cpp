@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "common/explanation.h"
-#include "common/json_read.h"
+#include "common/text/json_read.h"
 #include "context.h"
 #include "event_note.h"
 #include "present.h"

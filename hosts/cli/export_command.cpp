@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
-#include "common/json_read.h"
 #include "common/server_state.h"
+#include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "common/json_read.h"
+#include "common/text/json_read.h"
 #include "quiet_terminal.h"
 
 namespace {

@@ -5,11 +5,11 @@
 #include <fmt/ranges.h>
 #include <set>
 
-#include "common/json_read.h"
 #include "common/known_event.h"
 #include "common/obstacle.h"
 #include "common/session.h"
 #include "common/task_graph.h"
+#include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"
 

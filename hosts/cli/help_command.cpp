@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 
 #include "command_line.h"
-#include "common/suggestion.h"
 #include "common/support/failure.h"
+#include "common/text/suggestion.h"
 #include "context.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <iostream>
 
-#include "common/json_text.h"
 #include "common/support/failure.h"
+#include "common/text/json_text.h"
 
 std::string readInput(const std::string& strFile, std::size_t cbMax) {
   std::ifstream file;

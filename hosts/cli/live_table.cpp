@@ -6,7 +6,7 @@
 #include <numeric>
 #include <utility>
 
-#include "common/display_width.h"
+#include "common/text/display_width.h"
 
 namespace {
 

@@ -9,10 +9,10 @@
 #include "orva_platform.h"
 
 #include "common/event_log.h"
-#include "common/json_read.h"
 #include "common/support/failure.h"
-#include "common/terminal_text.h"
-#include "common/time_spec.h"
+#include "common/text/json_read.h"
+#include "common/text/terminal_text.h"
+#include "common/text/time_spec.h"
 #include "context.h"
 #include "present.h"
 #include "usage.h"

@@ -17,7 +17,7 @@
 #include "common/run_process.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
-#include "common/terminal_text.h"
+#include "common/text/terminal_text.h"
 #include "context.h"
 #include "present.h"
 #include "task_options.h"

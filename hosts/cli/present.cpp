@@ -16,10 +16,10 @@
 #include "eorvascheduler.h"
 
 #include "common/depend_text.h"
-#include "common/json_read.h"
-#include "common/json_utf8.h"
 #include "common/support/failure.h"
-#include "common/terminal_text.h"
+#include "common/text/json_read.h"
+#include "common/text/json_utf8.h"
+#include "common/text/terminal_text.h"
 
 using Host::intOf;
 using Host::memberOf;

@@ -6,8 +6,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "common/json_read.h"
 #include "common/outcome.h"
+#include "common/text/json_read.h"
 #include "live_table.h"
 #include "quiet_terminal.h"
 

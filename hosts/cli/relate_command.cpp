@@ -4,10 +4,10 @@
 
 #include "eorvascheduler.h"
 
-#include "common/json_read.h"
 #include "common/session.h"
 #include "common/support/failure.h"
 #include "common/task_graph.h"
+#include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"
 

@@ -6,11 +6,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "common/json_read.h"
 #include "common/output_folder.h"
 #include "common/reconcile.h"
 #include "common/retention.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "present.h"
 #include "usage.h"
 

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "common/json_read.h"
 #include "common/support/difference.h"
-#include "common/terminal_text.h"
+#include "common/text/json_read.h"
+#include "common/text/terminal_text.h"
 #include "present.h"
 #include "runs_commands.h"
 

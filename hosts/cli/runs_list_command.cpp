@@ -6,9 +6,9 @@
 #include <fmt/ranges.h>
 #include <sqlite3.h>
 
-#include "common/json_read.h"
 #include "common/support/failure.h"
-#include "common/time_spec.h"
+#include "common/text/json_read.h"
+#include "common/text/time_spec.h"
 #include "common/user_name.h"
 #include "present.h"
 #include "runs_commands.h"

@@ -8,11 +8,11 @@
 #include <unistd.h>
 #include <utility>
 
-#include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/growing_file.h"
-#include "common/terminal_text.h"
+#include "common/text/json_read.h"
+#include "common/text/terminal_text.h"
 #include "present.h"
 #include "runs_commands.h"
 #include "usage.h"

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "common/json_read.h"
 #include "common/retention.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "present.h"
 #include "runs_commands.h"
 

@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "common/host_settings.h"
-#include "common/json_read.h"
 #include "common/run_stop.h"
+#include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"
 #include "usage.h"

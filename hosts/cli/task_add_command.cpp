@@ -5,10 +5,10 @@
 
 #include "eorvascheduler.h"
 
-#include "common/json_read.h"
 #include "common/session.h"
 #include "common/support/failure.h"
 #include "common/task_members.h"
+#include "common/text/json_read.h"
 #include "event_note.h"
 #include "present.h"
 #include "task_options.h"

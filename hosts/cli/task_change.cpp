@@ -6,13 +6,13 @@
 
 #include "eorvascheduler.h"
 
-#include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
 #include "common/support/failure.h"
 #include "common/task_change_lock.h"
 #include "common/task_members.h"
 #include "common/task_rules.h"
+#include "common/text/json_read.h"
 
 namespace {
 

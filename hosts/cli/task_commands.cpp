@@ -4,11 +4,11 @@
 #include <fmt/ranges.h>
 #include <unistd.h>
 
-#include "common/json_read.h"
 #include "common/reconcile.h"
 #include "common/session.h"
 #include "common/task_graph.h"
-#include "common/terminal_text.h"
+#include "common/text/json_read.h"
+#include "common/text/terminal_text.h"
 #include "context.h"
 #include "present.h"
 

@@ -5,10 +5,10 @@
 #include <fmt/ranges.h>
 #include <memory>
 
-#include "common/json_read.h"
 #include "common/output_folder.h"
 #include "common/session.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "editor.h"
 #include "event_note.h"
 #include "present.h"

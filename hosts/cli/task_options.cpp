@@ -7,11 +7,11 @@
 #include <pwd.h>
 #include <sstream>
 
-#include "common/base64.h"
 #include "common/depend_text.h"
-#include "common/json_read.h"
-#include "common/json_utf8.h"
 #include "common/support/failure.h"
+#include "common/text/base64.h"
+#include "common/text/json_read.h"
+#include "common/text/json_utf8.h"
 #include "input.h"
 #include "present.h"
 #include "usage.h"

@@ -4,12 +4,12 @@
 #include <fmt/ranges.h>
 #include <memory>
 
-#include "common/json_read.h"
 #include "common/session.h"
 #include "common/subtree_change.h"
 #include "common/subtree_lock.h"
 #include "common/support/failure.h"
 #include "common/task_members.h"
+#include "common/text/json_read.h"
 #include "confirm.h"
 #include "present.h"
 #include "task_options.h"

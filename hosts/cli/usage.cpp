@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "command_line.h"
-#include "common/suggestion.h"
+#include "common/text/suggestion.h"
 
 namespace {
 

@@ -13,14 +13,14 @@
 #include "common/support/installed_paths.h"
 #include "common/support/patience.h"
 #include "common/support/replace_file.h"
+#include "common/text/json_read.h"
+#include "common/text/suggestion.h"
+#include "common/text/task_name.h"
 #include "host_settings.h"
-#include "json_read.h"
 #include "output_places.h"
 #include "session.h"
 #include "settings_file.h"
 #include "shares.h"
-#include "suggestion.h"
-#include "task_name.h"
 
 namespace Host {
 

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "common/support/failure.h"
-#include "json_read.h"
-#include "json_text.h"
+#include "common/text/json_read.h"
+#include "common/text/json_text.h"
 
 namespace Host {
 

@@ -7,8 +7,8 @@
 #include <set>
 #include <tuple>
 
-#include "advice.h"
-#include "json_read.h"
+#include "common/text/advice.h"
+#include "common/text/json_read.h"
 #include "reconcile.h"
 #include "sql_text.h"
 

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "common/support/installed_paths.h"
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "session.h"
 
 namespace Host {

@@ -4,8 +4,8 @@
 #include <set>
 
 #include "common/support/replace_file.h"
-#include "json_read.h"
-#include "json_text.h"
+#include "common/text/json_read.h"
+#include "common/text/json_text.h"
 
 namespace Host {
 

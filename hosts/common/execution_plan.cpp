@@ -8,12 +8,12 @@
 #include "eorvascheduler.h"
 
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
+#include "common/text/task_name.h"
 #include "firing.h"
 #include "host_settings.h"
-#include "json_read.h"
 #include "output_folder.h"
 #include "reconcile.h"
-#include "task_name.h"
 
 namespace Host {
 

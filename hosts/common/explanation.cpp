@@ -5,9 +5,9 @@
 #include <optional>
 #include <set>
 
+#include "common/text/json_read.h"
 #include "event_plan.h"
 #include "firing.h"
-#include "json_read.h"
 #include "sql_text.h"
 
 namespace Host {

@@ -5,7 +5,7 @@
 #include <ctime>
 #include <fmt/format.h>
 
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "reconcile.h"
 #include "sql_text.h"
 

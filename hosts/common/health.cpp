@@ -14,17 +14,17 @@
 
 #include "orva_platform.h"
 
-#include "advice.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
+#include "common/text/advice.h"
+#include "common/text/json_read.h"
+#include "common/text/shell_word.h"
 #include "host_settings.h"
-#include "json_read.h"
 #include "lost_output.h"
 #include "output_folder.h"
 #include "reconcile.h"
 #include "script_check.h"
 #include "shares.h"
-#include "shell_word.h"
 
 namespace Host {
 

@@ -17,8 +17,8 @@
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/support/replace_file.h"
+#include "common/text/suggestion.h"
 #include "settings_file.h"
-#include "suggestion.h"
 
 namespace Host {
 

@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
+#include "common/text/suggestion.h"
 #include "event_catalogue.h"
-#include "json_read.h"
-#include "suggestion.h"
 
 namespace Host {
 

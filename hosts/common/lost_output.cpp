@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "common/support/failure.h"
-#include "json_read.h"
+#include "common/text/json_read.h"
+#include "common/text/task_name.h"
 #include "kept_output.h"
 #include "task_change_lock.h"
-#include "task_name.h"
 
 namespace Host {
 

@@ -10,7 +10,7 @@
 #include "orva_platform.h"
 
 #include "common/support/failure.h"
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "start_reason.h"
 
 namespace Host {

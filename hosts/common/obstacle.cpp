@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 #include <set>
 
-#include "advice.h"
-#include "json_read.h"
+#include "common/text/advice.h"
+#include "common/text/json_read.h"
 
 namespace Host {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <fmt/format.h>
 
-#include "json_read.h"
+#include "common/text/json_read.h"
 
 namespace Host {
 

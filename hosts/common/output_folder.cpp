@@ -17,7 +17,7 @@
 #include "orva_platform.h"
 
 #include "common/support/failure.h"
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "output_places.h"
 #include "session.h"
 #include "shares.h"

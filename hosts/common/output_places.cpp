@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "json_read.h"
+#include "common/text/json_read.h"
 
 namespace Host {
 

@@ -9,8 +9,8 @@
 
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
+#include "common/text/json_read.h"
 #include "execution_file.h"
-#include "json_read.h"
 #include "outcome.h"
 #include "run_identity.h"
 #include "run_process.h"

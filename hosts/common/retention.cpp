@@ -11,7 +11,7 @@
 #include <tuple>
 
 #include "common/support/failure.h"
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "kept_output.h"
 #include "outcome.h"
 #include "output_folder.h"

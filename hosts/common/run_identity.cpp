@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "run_process.h"
 
 namespace Host {

@@ -6,7 +6,7 @@
 
 #include "common/support/failure.h"
 #include "common/support/patience.h"
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "outcome.h"
 #include "reconcile.h"
 #include "run_end.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
-#include "json_read.h"
+#include "common/text/json_read.h"
 #include "outcome.h"
 #include "run_identity.h"
 

@@ -7,15 +7,15 @@
 #include <optional>
 #include <pwd.h>
 
-#include "base64.h"
 #include "common/support/failure.h"
+#include "common/text/base64.h"
+#include "common/text/json_read.h"
+#include "common/text/json_text.h"
+#include "common/text/yaml_reader.h"
+#include "common/text/yaml_text.h"
 #include "depend_text.h"
-#include "json_read.h"
-#include "json_text.h"
 #include "task_members.h"
 #include "user_name.h"
-#include "yaml_reader.h"
-#include "yaml_text.h"
 
 namespace Host {
 

@@ -12,8 +12,8 @@
 
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
-#include "json_read.h"
-#include "suggestion.h"
+#include "common/text/json_read.h"
+#include "common/text/suggestion.h"
 
 namespace Host {
 

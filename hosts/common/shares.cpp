@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 
 #include "common/support/failure.h"
-#include "shell_word.h"
+#include "common/text/shell_word.h"
 
 namespace Host {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-#include "advice.h"
+#include "common/text/advice.h"
+#include "common/text/json_read.h"
 #include "depend_text.h"
-#include "json_read.h"
 #include "outcome.h"
 #include "reconcile.h"
 #include "sql_text.h"

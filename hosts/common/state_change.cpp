@@ -9,8 +9,8 @@
 
 #include "common/support/failure.h"
 #include "common/support/patience.h"
+#include "common/text/json_read.h"
 #include "depend_text.h"
-#include "json_read.h"
 #include "output_folder.h"
 #include "task_change_lock.h"
 

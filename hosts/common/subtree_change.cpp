@@ -16,8 +16,8 @@
 #include "eorvascheduler.h"
 
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "depend_text.h"
-#include "json_read.h"
 #include "output_folder.h"
 #include "session.h"
 

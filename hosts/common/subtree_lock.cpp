@@ -7,9 +7,9 @@
 #include "eorvascheduler.h"
 
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "depend_text.h"
 #include "execution_file.h"
-#include "json_read.h"
 #include "task_graph.h"
 
 namespace Host {

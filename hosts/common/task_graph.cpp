@@ -6,9 +6,9 @@
 #include <set>
 #include <sqlite3.h>
 
+#include "common/text/json_read.h"
+#include "common/text/task_name.h"
 #include "depend_text.h"
-#include "json_read.h"
-#include "task_name.h"
 
 namespace Host {
 

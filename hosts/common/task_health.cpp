@@ -5,12 +5,12 @@
 #include <set>
 #include <utility>
 
-#include "advice.h"
+#include "common/text/advice.h"
+#include "common/text/json_read.h"
+#include "common/text/task_name.h"
 #include "health.h"
-#include "json_read.h"
 #include "obstacle.h"
 #include "task_graph.h"
-#include "task_name.h"
 #include "task_rules.h"
 
 namespace Host {

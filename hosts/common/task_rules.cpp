@@ -11,13 +11,13 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "common/text/json_read.h"
+#include "common/text/task_name.h"
 #include "depend_text.h"
 #include "event_catalogue.h"
-#include "json_read.h"
 #include "script_check.h"
 #include "task_graph.h"
 #include "task_members.h"
-#include "task_name.h"
 
 namespace Host {
 

@@ -7,9 +7,9 @@
 #include <unistd.h>
 
 #include "common/execution.h"
-#include "common/json_read.h"
 #include "common/session.h"
 #include "common/support/installed_paths.h"
+#include "common/text/json_read.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

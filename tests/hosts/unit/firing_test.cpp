@@ -8,10 +8,10 @@
 
 #include "common/execution_plan.h"
 #include "common/explanation.h"
-#include "common/json_read.h"
 #include "common/run_identity.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
+#include "common/text/json_read.h"
 #include "fresh_host.h"
 
 using namespace Host;

@@ -4,8 +4,8 @@
 
 #include <gmock/gmock.h>
 
-#include "common/advice.h"
-#include "common/terminal_text.h"
+#include "common/text/advice.h"
+#include "common/text/terminal_text.h"
 
 using namespace Host;
 using testing::Contains;

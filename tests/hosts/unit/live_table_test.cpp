@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "common/display_width.h"
+#include "common/text/display_width.h"
 
 namespace {
 

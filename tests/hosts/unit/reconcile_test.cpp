@@ -15,11 +15,11 @@
 #include <unistd.h>
 
 #include "common/execution_file.h"
-#include "common/json_read.h"
 #include "common/run_child.h"
 #include "common/run_identity.h"
 #include "common/run_process.h"
 #include "common/support/process.h"
+#include "common/text/json_read.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

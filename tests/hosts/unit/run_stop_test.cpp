@@ -7,9 +7,9 @@
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 
-#include "common/json_read.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
+#include "common/text/json_read.h"
 #include "run_test.h"
 
 using namespace Host;

@@ -7,10 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/json_read.h"
 #include "common/outcome.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
+#include "common/text/json_read.h"
 #include "run_test.h"
 #include "support/files.h"
 

@@ -9,9 +9,9 @@
 #include "eorvascheduler.h"
 
 #include "common/execution_file.h"
-#include "common/json_read.h"
 #include "common/subtree_change.h"
 #include "common/support/failure.h"
+#include "common/text/json_read.h"
 #include "fresh_host.h"
 
 using namespace Host;

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "common/task_name.h"
+#include "common/text/task_name.h"
 
 using namespace Host;
 

@@ -1,4 +1,4 @@
-#include "common/suggestion.h"
+#include "common/text/suggestion.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 /// What is let through as the name of a task means nothing to a shell, and is one step of a path.
 
-#include "common/task_name.h"
+#include "common/text/task_name.h"
 
 #include <array>
 #include <cstdio>

@@ -1,6 +1,6 @@
 /// Points in time as people type them.
 
-#include "common/time_spec.h"
+#include "common/text/time_spec.h"
 
 #include <gtest/gtest.h>
 #include <string>
