@@ -14,11 +14,11 @@
 #include "eorvascheduler.h"
 
 #include "common/host_settings.h"
+#include "common/server/systemctl.h"
+#include "common/server/transient_unit.h"
 #include "common/start_ticket.h"
 #include "common/support/failure.h"
 #include "common/support/unique_fd.h"
-#include "common/systemctl.h"
-#include "common/transient_unit.h"
 #include "execute.h"
 #include "present.h"
 

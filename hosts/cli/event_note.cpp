@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "common/event_catalogue.h"
+#include "common/server/systemctl.h"
 #include "common/support/failure.h"
-#include "common/systemctl.h"
 #include "common/text/shell_word.h"
 
 std::string disabledEventNote(const std::string& strEvent) {

@@ -7,8 +7,8 @@
 
 #include "common/event_catalogue.h"
 #include "common/event_state.h"
+#include "common/server/systemctl.h"
 #include "common/support/failure.h"
-#include "common/systemctl.h"
 #include "common/text/json_read.h"
 #include "common/text/suggestion.h"
 #include "context.h"

@@ -8,7 +8,7 @@
 
 #include "orva_platform.h"
 
-#include "common/event_log.h"
+#include "common/server/event_log.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"

@@ -6,10 +6,10 @@
 #include <fmt/ranges.h>
 #include <sqlite3.h>
 
+#include "common/server/user_name.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/time_spec.h"
-#include "common/user_name.h"
 #include "present.h"
 #include "runs_commands.h"
 #include "usage.h"

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "common/shares.h"
+#include "common/server/shares.h"
 #include "context.h"
 #include "present.h"
 

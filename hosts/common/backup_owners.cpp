@@ -4,8 +4,8 @@
 #include <sqlite3.h>
 #include <sys/types.h>
 
+#include "common/server/user_name.h"
 #include "common/support/failure.h"
-#include "user_name.h"
 
 namespace Host {
 

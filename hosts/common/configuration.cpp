@@ -9,6 +9,7 @@
 
 #include "eorvascheduler.h"
 
+#include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/support/patience.h"
@@ -20,7 +21,6 @@
 #include "output_places.h"
 #include "session.h"
 #include "settings_file.h"
-#include "shares.h"
 
 namespace Host {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "common/server/systemctl.h"
 #include "event_catalogue.h"
-#include "systemctl.h"
 
 namespace Host {
 

@@ -15,6 +15,7 @@
 #include "eorvascheduler.h"
 
 #include "clean_process.h"
+#include "common/server/systemctl.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "execution_process.h"
@@ -25,7 +26,6 @@
 #include "reconcile.h"
 #include "rest_end.h"
 #include "run_watch.h"
-#include "systemctl.h"
 #include "temporary_files.h"
 
 namespace Host {

@@ -14,6 +14,7 @@
 
 #include "orva_platform.h"
 
+#include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/text/advice.h"
@@ -24,7 +25,6 @@
 #include "output_folder.h"
 #include "reconcile.h"
 #include "script_check.h"
-#include "shares.h"
 
 namespace Host {
 

@@ -16,11 +16,11 @@
 
 #include "orva_platform.h"
 
+#include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "output_places.h"
 #include "session.h"
-#include "shares.h"
 
 namespace Host {
 

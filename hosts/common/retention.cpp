@@ -10,12 +10,12 @@
 #include <sqlite3.h>
 #include <tuple>
 
+#include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "kept_output.h"
 #include "outcome.h"
 #include "output_folder.h"
-#include "shares.h"
 
 namespace Host {
 

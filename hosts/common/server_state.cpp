@@ -7,6 +7,7 @@
 #include <optional>
 #include <pwd.h>
 
+#include "common/server/user_name.h"
 #include "common/support/failure.h"
 #include "common/text/base64.h"
 #include "common/text/json_read.h"
@@ -15,7 +16,6 @@
 #include "common/text/yaml_text.h"
 #include "depend_text.h"
 #include "task_members.h"
-#include "user_name.h"
 
 namespace Host {
 

@@ -1,6 +1,6 @@
 /// A service is started through a systemd that goes away meanwhile, forgets to answer, or refuses.
 
-#include "common/transient_unit.h"
+#include "common/server/transient_unit.h"
 
 #include <atomic>
 #include <chrono>

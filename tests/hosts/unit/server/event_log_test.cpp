@@ -1,6 +1,6 @@
 /// The event log, read while it grows and while its files get other names.
 
-#include "common/event_log.h"
+#include "common/server/event_log.h"
 
 #include <filesystem>
 #include <fmt/format.h>
