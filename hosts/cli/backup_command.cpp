@@ -6,7 +6,7 @@
 #include "common/backup_file.h"
 #include "common/execution_file.h"
 #include "common/reconcile.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_change_lock.h"
 #include "common/text/json_read.h"

@@ -12,7 +12,7 @@
 #include "command_line.h"
 #include "common/configuration.h"
 #include "common/event_catalogue.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 

@@ -6,7 +6,7 @@
 
 #include "common/configuration.h"
 #include "common/host_settings.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "context.h"

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "common/execution_request.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "context.h"
 
 class ServiceProcess;

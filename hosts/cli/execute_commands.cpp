@@ -6,8 +6,8 @@
 
 #include "common/event_environment.h"
 #include "common/known_event.h"
-#include "common/session.h"
 #include "common/start_ticket.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "detach.h"

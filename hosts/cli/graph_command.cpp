@@ -7,7 +7,7 @@
 
 #include "common/known_event.h"
 #include "common/obstacle.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/task_graph.h"
 #include "common/text/json_read.h"
 #include "context.h"

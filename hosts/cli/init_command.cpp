@@ -8,7 +8,7 @@
 #include "orva_platform.h"
 
 #include "common/configuration.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "context.h"

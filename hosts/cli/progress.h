@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "common/execution.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "present.h"
 
 /// Follows an execution through the records that it writes.

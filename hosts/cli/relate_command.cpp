@@ -4,7 +4,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_graph.h"
 #include "common/text/json_read.h"

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/unique_fd.h"
 #include "context.h"
 

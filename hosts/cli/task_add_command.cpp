@@ -5,7 +5,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_members.h"
 #include "common/text/json_read.h"

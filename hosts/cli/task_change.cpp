@@ -7,7 +7,7 @@
 #include "eorvascheduler.h"
 
 #include "common/reconcile.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_change_lock.h"
 #include "common/task_members.h"

@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include "common/reconcile.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/task_graph.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"

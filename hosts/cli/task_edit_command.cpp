@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "common/output_folder.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "editor.h"

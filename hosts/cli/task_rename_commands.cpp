@@ -4,7 +4,7 @@
 #include <fmt/ranges.h>
 #include <memory>
 
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/subtree_change.h"
 #include "common/subtree_lock.h"
 #include "common/support/failure.h"

@@ -12,9 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "backup_database.h"
 #include "backup_owners.h"
 #include "backup_target.h"
+#include "common/store/backup_database.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/support/patience.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "backup_database.h"
+#include "common/store/backup_database.h"
 
 namespace Host {
 

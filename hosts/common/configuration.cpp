@@ -10,6 +10,7 @@
 #include "eorvascheduler.h"
 
 #include "common/server/shares.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/support/patience.h"
@@ -19,7 +20,6 @@
 #include "common/text/task_name.h"
 #include "host_settings.h"
 #include "output_places.h"
-#include "session.h"
 #include "settings_file.h"
 
 namespace Host {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "common/store/session.h"
 #include "obstacle.h"
-#include "session.h"
 #include "task_graph.h"
 
 namespace Host {

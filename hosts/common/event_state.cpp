@@ -3,9 +3,9 @@
 #include <map>
 #include <unistd.h>
 
+#include "common/store/session.h"
 #include "common/support/installed_paths.h"
 #include "common/text/json_read.h"
-#include "session.h"
 
 namespace Host {
 

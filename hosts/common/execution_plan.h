@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "common/store/session.h"
 #include "execution_request.h"
-#include "session.h"
 #include "task_graph.h"
 #include "task_lock.h"
 

@@ -10,10 +10,10 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "common/store/session.h"
 #include "next_tasks.h"
 #include "output_folder.h"
 #include "run_child.h"
-#include "session.h"
 #include "start_second.h"
 #include "task_graph.h"
 

@@ -5,10 +5,10 @@
 #include <optional>
 #include <set>
 
+#include "common/store/sql_text.h"
 #include "common/text/json_read.h"
 #include "event_plan.h"
 #include "firing.h"
-#include "sql_text.h"
 
 namespace Host {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "common/store/session.h"
 #include "obstacle.h"
-#include "session.h"
 #include "start_reason.h"
 
 namespace Host {

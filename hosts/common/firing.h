@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "common/store/session.h"
 #include "execution_file.h"
 #include "firing_table.h"
-#include "session.h"
 #include "start_reason.h"
 #include "task_graph.h"
 

@@ -15,8 +15,8 @@
 
 #include "orva_platform.h"
 
+#include "common/store/session.h"
 #include "obstacle.h"
-#include "session.h"
 
 namespace Host {
 

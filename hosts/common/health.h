@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "common/store/session.h"
 
 namespace Host {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "common/store/session.h"
 #include "output_folder.h"
-#include "session.h"
 
 namespace Host {
 

@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
+#include "common/store/session.h"
 #include "execution_file.h"
 #include "execution_plan.h"
 #include "execution_request.h"
-#include "session.h"
 #include "task_lock.h"
 
 namespace Host {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/text/json_read.h"
@@ -14,7 +15,6 @@
 #include "outcome.h"
 #include "run_identity.h"
 #include "run_process.h"
-#include "sql_text.h"
 
 namespace Host {
 

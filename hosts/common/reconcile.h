@@ -9,8 +9,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "common/store/session.h"
 #include "common/support/process.h"
-#include "session.h"
 
 namespace Host {
 

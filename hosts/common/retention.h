@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "common/store/session.h"
 #include "host_settings.h"
-#include "session.h"
 
 namespace Host {
 

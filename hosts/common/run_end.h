@@ -11,8 +11,8 @@
 #include <json/value.h>
 #include <map>
 
+#include "common/store/session.h"
 #include "common/support/process.h"
-#include "session.h"
 #include "task_lock.h"
 
 namespace Host {

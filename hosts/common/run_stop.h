@@ -6,8 +6,8 @@
 #include <chrono>
 #include <json/value.h>
 
+#include "common/store/session.h"
 #include "common/support/process.h"
-#include "session.h"
 
 namespace Host {
 

@@ -10,9 +10,9 @@
 #include <set>
 #include <sys/types.h>
 
+#include "common/store/session.h"
 #include "execution_file.h"
 #include "run_end.h"
-#include "session.h"
 #include "task_lock.h"
 
 namespace Host {

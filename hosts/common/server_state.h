@@ -29,8 +29,8 @@
 #include <string>
 #include <vector>
 
+#include "common/store/session.h"
 #include "configuration.h"
-#include "session.h"
 
 namespace Host {
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "common/store/sql_text.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
 #include "depend_text.h"
 #include "outcome.h"
 #include "reconcile.h"
-#include "sql_text.h"
 
 namespace Host {
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "session.h"
+#include "common/store/session.h"
 
 namespace Host {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "common/store/session.h"
 #include "task_change_lock.h"
 
 namespace Host {

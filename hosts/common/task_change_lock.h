@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "common/store/session.h"
 #include "task_lock.h"
 
 namespace Host {

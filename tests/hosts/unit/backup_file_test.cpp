@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 #include "common/backup_target.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/support/unique_fd.h"

@@ -10,8 +10,8 @@
 #include <unistd.h>
 
 #include "common/server_state.h"
-#include "common/session.h"
 #include "common/state_change.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "fresh_host.h"

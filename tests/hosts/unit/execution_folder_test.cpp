@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "common/execution.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/installed_paths.h"
 #include "common/text/json_read.h"
 #include "fresh_host.h"

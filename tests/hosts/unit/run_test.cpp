@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/process.h"
 #include "fresh_host.h"
 #include "support/processes.h"

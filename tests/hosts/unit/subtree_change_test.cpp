@@ -17,7 +17,7 @@
 
 #include "common/health.h"
 #include "common/lost_output.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "fresh_host.h"

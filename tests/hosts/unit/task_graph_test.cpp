@@ -8,7 +8,7 @@
 #include <sqlite3.h>
 
 #include "common/depend_text.h"
-#include "common/session.h"
+#include "common/store/session.h"
 #include "fresh_host.h"
 
 using namespace Host;

@@ -11,7 +11,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "common/session.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_change_lock.h"
 #include "fresh_host.h"
