@@ -4,7 +4,7 @@
 #include <fmt/ranges.h>
 
 #include "common/backup_file.h"
-#include "common/execution_file.h"
+#include "common/coordination/execution_file.h"
 #include "common/reconcile.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"

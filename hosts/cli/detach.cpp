@@ -13,10 +13,10 @@
 
 #include "eorvascheduler.h"
 
+#include "common/coordination/start_ticket.h"
 #include "common/host_settings.h"
 #include "common/server/systemctl.h"
 #include "common/server/transient_unit.h"
-#include "common/start_ticket.h"
 #include "common/support/failure.h"
 #include "common/support/unique_fd.h"
 #include "execute.h"

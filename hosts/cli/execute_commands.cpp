@@ -4,9 +4,9 @@
 #include <ctime>
 #include <fmt/format.h>
 
+#include "common/coordination/start_ticket.h"
 #include "common/event_environment.h"
 #include "common/known_event.h"
-#include "common/start_ticket.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

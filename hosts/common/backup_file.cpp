@@ -14,13 +14,13 @@
 
 #include "backup_owners.h"
 #include "backup_target.h"
+#include "common/coordination/config_lock.h"
 #include "common/store/backup_database.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/support/patience.h"
 #include "common/support/replace_file.h"
 #include "common/support/unique_fd.h"
-#include "config_lock.h"
 
 namespace Host {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "config_lock.h"
+#include "common/coordination/config_lock.h"
 
 namespace Host {
 

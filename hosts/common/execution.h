@@ -8,11 +8,11 @@
 #include <set>
 #include <sys/types.h>
 
+#include "common/coordination/execution_file.h"
+#include "common/coordination/task_lock.h"
 #include "common/support/process.h"
-#include "execution_file.h"
 #include "execution_plan.h"
 #include "execution_request.h"
-#include "task_lock.h"
 
 namespace Host {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "common/coordination/task_lock.h"
 #include "common/store/session.h"
 #include "execution_request.h"
 #include "task_graph.h"
-#include "task_lock.h"
 
 namespace Host {
 

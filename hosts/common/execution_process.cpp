@@ -10,11 +10,11 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "common/coordination/start_second.h"
 #include "common/store/session.h"
 #include "next_tasks.h"
 #include "output_folder.h"
 #include "run_child.h"
-#include "start_second.h"
 #include "task_graph.h"
 
 namespace Host {

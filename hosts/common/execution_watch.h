@@ -8,10 +8,10 @@
 
 #pragma once
 
-#include "execution_file.h"
+#include "common/coordination/execution_file.h"
+#include "common/coordination/task_lock.h"
 #include "execution_plan.h"
 #include "execution_request.h"
-#include "task_lock.h"
 
 namespace Host {
 

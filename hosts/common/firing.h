@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "common/coordination/execution_file.h"
 #include "common/store/session.h"
-#include "execution_file.h"
 #include "firing_table.h"
 #include "start_reason.h"
 #include "task_graph.h"

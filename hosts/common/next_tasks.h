@@ -15,11 +15,11 @@
 #include <utility>
 #include <vector>
 
+#include "common/coordination/execution_file.h"
+#include "common/coordination/task_lock.h"
 #include "common/store/session.h"
-#include "execution_file.h"
 #include "execution_plan.h"
 #include "execution_request.h"
-#include "task_lock.h"
 
 namespace Host {
 

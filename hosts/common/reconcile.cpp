@@ -7,11 +7,11 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/coordination/execution_file.h"
 #include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/text/json_read.h"
-#include "execution_file.h"
 #include "outcome.h"
 #include "run_identity.h"
 #include "run_process.h"

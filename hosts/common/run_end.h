@@ -11,9 +11,9 @@
 #include <json/value.h>
 #include <map>
 
+#include "common/coordination/task_lock.h"
 #include "common/store/session.h"
 #include "common/support/process.h"
-#include "task_lock.h"
 
 namespace Host {
 

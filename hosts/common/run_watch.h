@@ -10,10 +10,10 @@
 #include <set>
 #include <sys/types.h>
 
+#include "common/coordination/execution_file.h"
+#include "common/coordination/task_lock.h"
 #include "common/store/session.h"
-#include "execution_file.h"
 #include "run_end.h"
-#include "task_lock.h"
 
 namespace Host {
 

@@ -6,10 +6,10 @@
 
 #include "eorvascheduler.h"
 
+#include "common/coordination/execution_file.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "depend_text.h"
-#include "execution_file.h"
 #include "task_graph.h"
 
 namespace Host {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "common/coordination/task_lock.h"
 #include "common/store/session.h"
-#include "task_lock.h"
 
 namespace Host {
 

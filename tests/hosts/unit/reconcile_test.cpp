@@ -14,7 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/execution_file.h"
+#include "common/coordination/execution_file.h"
 #include "common/run_child.h"
 #include "common/run_identity.h"
 #include "common/run_process.h"

@@ -8,7 +8,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/execution_file.h"
+#include "common/coordination/execution_file.h"
 #include "common/subtree_change.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

@@ -1,6 +1,6 @@
 /// Who may begin an execution, when several think that they may.
 
-#include "common/start_ticket.h"
+#include "common/coordination/start_ticket.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 /// Who waits for whom when tasks are started and changed. Locks belong to open files, so two holders in one process
 /// stand for two processes.
 
-#include "common/task_lock.h"
+#include "common/coordination/task_lock.h"
 
 #include <algorithm>
 #include <chrono>

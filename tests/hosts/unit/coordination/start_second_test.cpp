@@ -1,6 +1,6 @@
 /// The second in which tasks start, and what else goes on while one is waited for.
 
-#include "common/start_second.h"
+#include "common/coordination/start_second.h"
 
 #include <ctime>
 #include <fcntl.h>
@@ -9,7 +9,7 @@
 #include <string>
 #include <sys/file.h>
 
-#include "common/run_folder.h"
+#include "common/coordination/run_folder.h"
 #include "common/support/installed_paths.h"
 #include "common/support/unique_fd.h"
 #include "fresh_host.h"
