@@ -10,7 +10,7 @@
 #include "orva_platform.h"
 
 #include "command_line.h"
-#include "common/configuration.h"
+#include "common/config/configuration.h"
 #include "common/event_catalogue.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"

@@ -13,8 +13,8 @@
 
 #include "eorvascheduler.h"
 
+#include "common/config/host_settings.h"
 #include "common/coordination/start_ticket.h"
-#include "common/host_settings.h"
 #include "common/server/systemctl.h"
 #include "common/server/transient_unit.h"
 #include "common/support/failure.h"

@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <vector>
 
-#include "common/host_settings.h"
+#include "common/config/host_settings.h"
 #include "common/rest_end.h"
 #include "common/support/process.h"
 

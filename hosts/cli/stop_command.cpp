@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <limits>
 
-#include "common/host_settings.h"
+#include "common/config/host_settings.h"
 #include "common/run_stop.h"
 #include "common/text/json_read.h"
 #include "context.h"

@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 #include <set>
 
+#include "common/config/host_settings.h"
 #include "common/support/failure.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
 #include "event_state.h"
 #include "health.h"
-#include "host_settings.h"
 
 namespace Host {
 

@@ -7,11 +7,11 @@
 
 #include "eorvascheduler.h"
 
+#include "common/config/host_settings.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/task_name.h"
 #include "firing.h"
-#include "host_settings.h"
 #include "output_folder.h"
 #include "reconcile.h"
 

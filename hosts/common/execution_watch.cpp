@@ -15,12 +15,12 @@
 #include "eorvascheduler.h"
 
 #include "clean_process.h"
+#include "common/config/host_settings.h"
 #include "common/server/systemctl.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "execution_process.h"
 #include "firing.h"
-#include "host_settings.h"
 #include "orphans.h"
 #include "outcome.h"
 #include "reconcile.h"

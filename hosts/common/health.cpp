@@ -14,13 +14,13 @@
 
 #include "orva_platform.h"
 
+#include "common/config/host_settings.h"
 #include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
 #include "common/text/shell_word.h"
-#include "host_settings.h"
 #include "lost_output.h"
 #include "output_folder.h"
 #include "reconcile.h"

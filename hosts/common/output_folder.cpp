@@ -16,11 +16,11 @@
 
 #include "orva_platform.h"
 
+#include "common/config/output_places.h"
 #include "common/server/shares.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "output_places.h"
 
 namespace Host {
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "common/config/host_settings.h"
 #include "common/store/session.h"
-#include "host_settings.h"
 
 namespace Host {
 

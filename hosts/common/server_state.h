@@ -29,8 +29,8 @@
 #include <string>
 #include <vector>
 
+#include "common/config/configuration.h"
 #include "common/store/session.h"
-#include "configuration.h"
 
 namespace Host {
 

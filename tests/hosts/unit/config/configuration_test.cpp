@@ -1,6 +1,6 @@
 /// Changes of the configuration and of a server's state that get in each other's way, or are ended halfway.
 
-#include "common/configuration.h"
+#include "common/config/configuration.h"
 
 #include <csignal>
 #include <fmt/format.h>
