@@ -11,7 +11,7 @@
 
 #include "command_line.h"
 #include "common/config/configuration.h"
-#include "common/event_catalogue.h"
+#include "common/events/event_catalogue.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

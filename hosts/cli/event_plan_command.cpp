@@ -5,11 +5,11 @@
 #include <fmt/ranges.h>
 
 #include "common/event_plan.h"
-#include "common/known_event.h"
+#include "common/events/event_note.h"
+#include "common/events/known_event.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "context.h"
-#include "event_note.h"
 #include "present.h"
 
 using Host::BlockedTask;

@@ -5,8 +5,8 @@
 #include <fmt/ranges.h>
 #include <iterator>
 
-#include "common/event_catalogue.h"
-#include "common/event_state.h"
+#include "common/events/event_catalogue.h"
+#include "common/events/event_state.h"
 #include "common/server/systemctl.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

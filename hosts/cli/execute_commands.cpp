@@ -5,8 +5,8 @@
 #include <fmt/format.h>
 
 #include "common/coordination/start_ticket.h"
-#include "common/event_environment.h"
-#include "common/known_event.h"
+#include "common/events/event_environment.h"
+#include "common/events/known_event.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "common/events/event_note.h"
 #include "common/explanation.h"
 #include "common/text/json_read.h"
 #include "context.h"
-#include "event_note.h"
 #include "present.h"
 
 using Host::Explanation;

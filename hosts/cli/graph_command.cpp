@@ -5,7 +5,7 @@
 #include <fmt/ranges.h>
 #include <set>
 
-#include "common/known_event.h"
+#include "common/events/known_event.h"
 #include "common/obstacle.h"
 #include "common/store/session.h"
 #include "common/task_graph.h"

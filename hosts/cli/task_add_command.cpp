@@ -5,11 +5,11 @@
 
 #include "eorvascheduler.h"
 
+#include "common/events/event_note.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_members.h"
 #include "common/text/json_read.h"
-#include "event_note.h"
 #include "present.h"
 #include "task_options.h"
 

@@ -5,12 +5,12 @@
 #include <fmt/ranges.h>
 #include <memory>
 
+#include "common/events/event_note.h"
 #include "common/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "editor.h"
-#include "event_note.h"
 #include "present.h"
 #include "task_change.h"
 #include "task_options.h"

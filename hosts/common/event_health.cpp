@@ -4,10 +4,10 @@
 #include <set>
 
 #include "common/config/host_settings.h"
+#include "common/events/event_state.h"
 #include "common/support/failure.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
-#include "event_state.h"
 #include "health.h"
 
 namespace Host {

@@ -11,10 +11,10 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "common/events/event_catalogue.h"
 #include "common/text/json_read.h"
 #include "common/text/task_name.h"
 #include "depend_text.h"
-#include "event_catalogue.h"
 #include "script_check.h"
 #include "task_graph.h"
 #include "task_members.h"

@@ -4,10 +4,10 @@
 #include <fmt/format.h>
 #include <vector>
 
-#include "common/event_catalogue.h"
 #include "common/server/systemctl.h"
 #include "common/support/failure.h"
 #include "common/text/shell_word.h"
+#include "event_catalogue.h"
 
 std::string disabledEventNote(const std::string& strEvent) {
   try {
