@@ -5,7 +5,7 @@
 
 #include "common/backup_file.h"
 #include "common/coordination/execution_file.h"
-#include "common/reconcile.h"
+#include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_change_lock.h"

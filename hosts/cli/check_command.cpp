@@ -6,7 +6,7 @@
 
 #include "common/health.h"
 #include "common/lost_output.h"
-#include "common/reconcile.h"
+#include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
 #include "common/text/json_read.h"

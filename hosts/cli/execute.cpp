@@ -16,8 +16,8 @@
 
 #include "common/execution.h"
 #include "common/execution_watch.h"
-#include "common/reconcile.h"
-#include "common/run_end.h"
+#include "common/runs/reconcile.h"
+#include "common/runs/run_end.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/shell_word.h"

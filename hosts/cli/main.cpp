@@ -14,7 +14,7 @@
 #include "eorvascheduler.h"
 
 #include "command_line.h"
-#include "common/run_process.h"
+#include "common/runs/run_process.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"

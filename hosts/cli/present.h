@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "common/obstacle.h"
-#include "common/outcome.h"
+#include "common/runs/outcome.h"
 #include "table.h"
 
 /// Writes a value as indented JSON in UTF-8 to standard output, with the bytes besides of texts that are none.

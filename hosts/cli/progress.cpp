@@ -6,7 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "common/outcome.h"
+#include "common/runs/outcome.h"
 #include "common/text/json_read.h"
 #include "live_table.h"
 #include "quiet_terminal.h"

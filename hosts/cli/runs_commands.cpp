@@ -7,8 +7,8 @@
 #include <fmt/ranges.h>
 
 #include "common/output_folder.h"
-#include "common/reconcile.h"
 #include "common/retention.h"
+#include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "present.h"

@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "common/reconcile.h"
+#include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/growing_file.h"
 #include "common/text/json_read.h"

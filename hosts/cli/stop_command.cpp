@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "common/config/host_settings.h"
-#include "common/run_stop.h"
+#include "common/runs/run_stop.h"
 #include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"

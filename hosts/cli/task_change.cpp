@@ -6,7 +6,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/reconcile.h"
+#include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/task_change_lock.h"

@@ -4,7 +4,7 @@
 #include <fmt/ranges.h>
 #include <unistd.h>
 
-#include "common/reconcile.h"
+#include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/task_graph.h"
 #include "common/text/json_read.h"

@@ -7,10 +7,10 @@
 #include <set>
 #include <tuple>
 
+#include "common/runs/reconcile.h"
 #include "common/store/sql_text.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
-#include "reconcile.h"
 
 namespace Host {
 

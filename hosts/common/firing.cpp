@@ -5,9 +5,9 @@
 #include <ctime>
 #include <fmt/format.h>
 
+#include "common/runs/reconcile.h"
 #include "common/store/sql_text.h"
 #include "common/text/json_read.h"
-#include "reconcile.h"
 
 namespace Host {
 

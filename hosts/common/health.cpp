@@ -15,6 +15,7 @@
 #include "orva_platform.h"
 
 #include "common/config/host_settings.h"
+#include "common/runs/reconcile.h"
 #include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
@@ -23,7 +24,6 @@
 #include "common/text/shell_word.h"
 #include "lost_output.h"
 #include "output_folder.h"
-#include "reconcile.h"
 #include "script_check.h"
 
 namespace Host {

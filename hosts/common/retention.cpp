@@ -10,11 +10,11 @@
 #include <sqlite3.h>
 #include <tuple>
 
+#include "common/runs/outcome.h"
 #include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "kept_output.h"
-#include "outcome.h"
 #include "output_folder.h"
 
 namespace Host {

@@ -7,8 +7,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/runs/run_process.h"
 #include "orphans.h"
-#include "run_process.h"
 
 namespace Host {
 

@@ -5,10 +5,10 @@
 #include <optional>
 #include <vector>
 
+#include "common/runs/outcome.h"
+#include "common/runs/run_identity.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "outcome.h"
-#include "run_identity.h"
 
 namespace Host {
 

@@ -12,8 +12,8 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "common/runs/run_end.h"
 #include "common/store/session.h"
-#include "run_end.h"
 
 namespace Host {
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "common/runs/outcome.h"
+#include "common/runs/reconcile.h"
 #include "common/store/sql_text.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
 #include "depend_text.h"
-#include "outcome.h"
-#include "reconcile.h"
 
 namespace Host {
 

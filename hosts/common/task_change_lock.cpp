@@ -5,8 +5,8 @@
 #include <fmt/ranges.h>
 #include <optional>
 
+#include "common/runs/reconcile.h"
 #include "common/support/failure.h"
-#include "reconcile.h"
 
 namespace Host {
 

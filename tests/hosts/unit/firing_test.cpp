@@ -8,7 +8,7 @@
 
 #include "common/execution_plan.h"
 #include "common/explanation.h"
-#include "common/run_identity.h"
+#include "common/runs/run_identity.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "common/text/json_read.h"

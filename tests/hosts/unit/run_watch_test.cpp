@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/outcome.h"
+#include "common/runs/outcome.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "common/text/json_read.h"

@@ -1,6 +1,6 @@
 /// Which processes keep a run open. Real processes stand for runs: each has the library loaded, as a fork of this one.
 
-#include "common/reconcile.h"
+#include "common/runs/reconcile.h"
 
 #include <csignal>
 #include <ctime>
@@ -16,8 +16,8 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/run_child.h"
-#include "common/run_identity.h"
-#include "common/run_process.h"
+#include "common/runs/run_identity.h"
+#include "common/runs/run_process.h"
 #include "common/support/process.h"
 #include "common/text/json_read.h"
 #include "fresh_host.h"

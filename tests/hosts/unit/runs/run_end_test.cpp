@@ -1,6 +1,6 @@
 /// How runs are ended. A child of this process stands for the process of a run, and has the shell of a script below it.
 
-#include "common/run_end.h"
+#include "common/runs/run_end.h"
 
 #include <csignal>
 #include <fcntl.h>
