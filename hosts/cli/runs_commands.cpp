@@ -6,8 +6,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "common/output_folder.h"
-#include "common/retention.h"
+#include "common/output/output_folder.h"
+#include "common/output/retention.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "common/retention.h"
+#include "common/output/retention.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "present.h"

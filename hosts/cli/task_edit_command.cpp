@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "common/events/event_note.h"
-#include "common/output_folder.h"
+#include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

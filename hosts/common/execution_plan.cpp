@@ -8,12 +8,12 @@
 #include "eorvascheduler.h"
 
 #include "common/config/host_settings.h"
+#include "common/output/output_folder.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/task_name.h"
 #include "firing.h"
-#include "output_folder.h"
 
 namespace Host {
 

@@ -11,9 +11,9 @@
 #include "orva_platform.h"
 
 #include "common/coordination/start_second.h"
+#include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "next_tasks.h"
-#include "output_folder.h"
 #include "run_child.h"
 #include "task_graph.h"
 

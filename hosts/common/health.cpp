@@ -15,6 +15,7 @@
 #include "orva_platform.h"
 
 #include "common/config/host_settings.h"
+#include "common/output/output_folder.h"
 #include "common/runs/reconcile.h"
 #include "common/server/shares.h"
 #include "common/support/failure.h"
@@ -23,7 +24,6 @@
 #include "common/text/json_read.h"
 #include "common/text/shell_word.h"
 #include "lost_output.h"
-#include "output_folder.h"
 #include "script_check.h"
 
 namespace Host {

@@ -7,10 +7,10 @@
 #include <set>
 #include <utility>
 
+#include "common/output/kept_output.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/task_name.h"
-#include "kept_output.h"
 #include "task_change_lock.h"
 
 namespace Host {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "common/output/output_folder.h"
 #include "common/store/session.h"
-#include "output_folder.h"
 
 namespace Host {
 

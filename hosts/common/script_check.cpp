@@ -11,8 +11,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include "common/output/output_folder.h"
 #include "common/support/failure.h"
-#include "output_folder.h"
 
 namespace Host {
 

@@ -7,11 +7,11 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "common/output/output_folder.h"
 #include "common/support/failure.h"
 #include "common/support/patience.h"
 #include "common/text/json_read.h"
 #include "depend_text.h"
-#include "output_folder.h"
 #include "task_change_lock.h"
 
 namespace Host {

@@ -15,11 +15,11 @@
 
 #include "eorvascheduler.h"
 
+#include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "depend_text.h"
-#include "output_folder.h"
 
 namespace Host {
 
