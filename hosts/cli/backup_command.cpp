@@ -8,7 +8,7 @@
 #include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/task_change_lock.h"
+#include "common/tasks/task_change_lock.h"
 #include "common/text/json_read.h"
 #include "confirm.h"
 #include "context.h"

@@ -5,10 +5,10 @@
 #include <optional>
 
 #include "common/health.h"
-#include "common/lost_output.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
+#include "common/tasks/lost_output.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
 #include "context.h"

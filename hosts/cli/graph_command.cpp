@@ -8,7 +8,7 @@
 #include "common/events/known_event.h"
 #include "common/obstacle.h"
 #include "common/store/session.h"
-#include "common/task_graph.h"
+#include "common/tasks/task_graph.h"
 #include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"

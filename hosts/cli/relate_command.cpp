@@ -6,7 +6,7 @@
 
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/task_graph.h"
+#include "common/tasks/task_graph.h"
 #include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"

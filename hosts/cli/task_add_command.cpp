@@ -8,7 +8,7 @@
 #include "common/events/event_note.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/task_members.h"
+#include "common/tasks/task_members.h"
 #include "common/text/json_read.h"
 #include "present.h"
 #include "task_options.h"

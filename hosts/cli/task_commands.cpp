@@ -6,7 +6,7 @@
 
 #include "common/runs/reconcile.h"
 #include "common/store/session.h"
-#include "common/task_graph.h"
+#include "common/tasks/task_graph.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
 #include "context.h"

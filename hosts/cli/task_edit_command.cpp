@@ -9,10 +9,10 @@
 #include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
+#include "common/tasks/task_change.h"
 #include "common/text/json_read.h"
 #include "editor.h"
 #include "present.h"
-#include "task_change.h"
 #include "task_options.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <pwd.h>
 #include <sstream>
 
-#include "common/depend_text.h"
 #include "common/support/failure.h"
+#include "common/tasks/depend_text.h"
 #include "common/text/base64.h"
 #include "common/text/json_read.h"
 #include "common/text/json_utf8.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/task_rules.h"
+#include "common/tasks/task_rules.h"
 #include "context.h"
 
 /// What was typed; nothing stands for "as it is".

@@ -5,10 +5,10 @@
 #include <memory>
 
 #include "common/store/session.h"
-#include "common/subtree_change.h"
-#include "common/subtree_lock.h"
 #include "common/support/failure.h"
-#include "common/task_members.h"
+#include "common/tasks/subtree_change.h"
+#include "common/tasks/subtree_lock.h"
+#include "common/tasks/task_members.h"
 #include "common/text/json_read.h"
 #include "confirm.h"
 #include "present.h"

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "common/store/session.h"
+#include "common/tasks/task_graph.h"
 #include "obstacle.h"
-#include "task_graph.h"
 
 namespace Host {
 

@@ -10,8 +10,8 @@
 
 #include "common/coordination/task_lock.h"
 #include "common/store/session.h"
+#include "common/tasks/task_graph.h"
 #include "execution_request.h"
-#include "task_graph.h"
 
 namespace Host {
 

@@ -13,9 +13,9 @@
 #include "common/coordination/start_second.h"
 #include "common/output/output_folder.h"
 #include "common/store/session.h"
+#include "common/tasks/task_graph.h"
 #include "next_tasks.h"
 #include "run_child.h"
-#include "task_graph.h"
 
 namespace Host {
 

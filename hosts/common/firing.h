@@ -12,9 +12,9 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/store/session.h"
+#include "common/tasks/task_graph.h"
 #include "firing_table.h"
 #include "start_reason.h"
-#include "task_graph.h"
 
 namespace Host {
 

@@ -20,11 +20,11 @@
 #include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
+#include "common/tasks/lost_output.h"
+#include "common/tasks/script_check.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
 #include "common/text/shell_word.h"
-#include "lost_output.h"
-#include "script_check.h"
 
 namespace Host {
 

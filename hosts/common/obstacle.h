@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "task_graph.h"
+#include "common/tasks/task_graph.h"
 
 namespace Host {
 

@@ -9,13 +9,13 @@
 
 #include "common/server/user_name.h"
 #include "common/support/failure.h"
+#include "common/tasks/depend_text.h"
+#include "common/tasks/task_members.h"
 #include "common/text/base64.h"
 #include "common/text/json_read.h"
 #include "common/text/json_text.h"
 #include "common/text/yaml_reader.h"
 #include "common/text/yaml_text.h"
-#include "depend_text.h"
-#include "task_members.h"
 
 namespace Host {
 

@@ -6,9 +6,9 @@
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
 #include "common/store/sql_text.h"
+#include "common/tasks/depend_text.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
-#include "depend_text.h"
 
 namespace Host {
 

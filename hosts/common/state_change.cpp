@@ -10,9 +10,9 @@
 #include "common/output/output_folder.h"
 #include "common/support/failure.h"
 #include "common/support/patience.h"
+#include "common/tasks/depend_text.h"
+#include "common/tasks/task_change_lock.h"
 #include "common/text/json_read.h"
-#include "depend_text.h"
-#include "task_change_lock.h"
 
 namespace Host {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "common/tasks/task_rules.h"
 #include "server_state.h"
-#include "task_rules.h"
 
 namespace Host {
 

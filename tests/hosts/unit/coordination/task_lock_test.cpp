@@ -13,7 +13,7 @@
 
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/task_change_lock.h"
+#include "common/tasks/task_change_lock.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

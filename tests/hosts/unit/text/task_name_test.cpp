@@ -11,7 +11,7 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "common/depend_text.h"
+#include "common/tasks/depend_text.h"
 
 using namespace Host;
 

@@ -1,13 +1,13 @@
 // What a changed task may look like.
 
-#include "common/task_rules.h"
+#include "common/tasks/task_rules.h"
 
 #include <gmock/gmock.h>
 #include <json/reader.h>
 #include <memory>
 
-#include "common/depend_text.h"
-#include "common/task_members.h"
+#include "common/tasks/depend_text.h"
+#include "common/tasks/task_members.h"
 #include "support/files.h"
 #include "support/private_view.h"
 

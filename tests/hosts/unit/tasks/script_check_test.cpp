@@ -1,6 +1,6 @@
 /// What is said about a script before it is stored.
 
-#include "common/script_check.h"
+#include "common/tasks/script_check.h"
 
 #include <gmock/gmock.h>
 #include <string>

@@ -9,10 +9,10 @@
 #include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/task_change_lock.h"
-#include "common/task_members.h"
-#include "common/task_rules.h"
 #include "common/text/json_read.h"
+#include "task_change_lock.h"
+#include "task_members.h"
+#include "task_rules.h"
 
 namespace {
 

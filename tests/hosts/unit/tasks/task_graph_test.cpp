@@ -1,14 +1,14 @@
 /// What the rules let through, the library can walk: a thousand graphs whose names match one another as patterns.
 
-#include "common/task_graph.h"
+#include "common/tasks/task_graph.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <random>
 #include <sqlite3.h>
 
-#include "common/depend_text.h"
 #include "common/store/session.h"
+#include "common/tasks/depend_text.h"
 #include "fresh_host.h"
 
 using namespace Host;

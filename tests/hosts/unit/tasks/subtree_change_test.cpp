@@ -1,7 +1,7 @@
 /// What is left of a change of name that is cut off at any moment: the output of a task is found under its name, or the
 /// check finds it.
 
-#include "common/subtree_change.h"
+#include "common/tasks/subtree_change.h"
 
 #include <csignal>
 #include <cstdio>
@@ -16,10 +16,10 @@
 #include "eorvascheduler.h"
 
 #include "common/health.h"
-#include "common/lost_output.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
+#include "common/tasks/lost_output.h"
 #include "fresh_host.h"
 #include "pauses.h"
 #include "support/files.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/task_rules.h"
+#include "task_rules.h"
 
 /// What has become of a task.
 struct TaskChanged {

@@ -1,7 +1,7 @@
 /// Whoever renames or deletes a task rewrites the lists of others, and keeps out of the way of executions that have
 /// read them.
 
-#include "common/subtree_lock.h"
+#include "common/tasks/subtree_lock.h"
 
 #include <gmock/gmock.h>
 #include <memory>
@@ -9,8 +9,8 @@
 #include "eorvascheduler.h"
 
 #include "common/coordination/execution_file.h"
-#include "common/subtree_change.h"
 #include "common/support/failure.h"
+#include "common/tasks/subtree_change.h"
 #include "common/text/json_read.h"
 #include "fresh_host.h"
 
