@@ -4,9 +4,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "common/event_plan.h"
 #include "common/events/event_note.h"
 #include "common/events/known_event.h"
+#include "common/reasons/event_plan.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "context.h"

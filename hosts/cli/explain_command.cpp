@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "common/events/event_note.h"
-#include "common/explanation.h"
+#include "common/reasons/explanation.h"
 #include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"

@@ -6,7 +6,7 @@
 #include <set>
 
 #include "common/events/known_event.h"
-#include "common/obstacle.h"
+#include "common/reasons/obstacle.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_read.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/obstacle.h"
+#include "common/reasons/obstacle.h"
 #include "common/runs/outcome.h"
 #include "table.h"
 

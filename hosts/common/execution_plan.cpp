@@ -9,11 +9,11 @@
 
 #include "common/config/host_settings.h"
 #include "common/output/output_folder.h"
+#include "common/reasons/firing.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/task_name.h"
-#include "firing.h"
 
 namespace Host {
 

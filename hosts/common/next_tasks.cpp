@@ -9,9 +9,9 @@
 
 #include "orva_platform.h"
 
+#include "common/reasons/start_reason.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "start_reason.h"
 
 namespace Host {
 

@@ -5,13 +5,13 @@
 #include <set>
 #include <utility>
 
+#include "common/reasons/obstacle.h"
 #include "common/tasks/task_graph.h"
 #include "common/tasks/task_rules.h"
 #include "common/text/advice.h"
 #include "common/text/json_read.h"
 #include "common/text/task_name.h"
 #include "health.h"
-#include "obstacle.h"
 
 namespace Host {
 

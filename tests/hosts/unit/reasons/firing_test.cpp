@@ -1,13 +1,13 @@
 /// Why a task did not run is what was so when its event was fired, whatever has been changed since.
 
-#include "common/firing.h"
+#include "common/reasons/firing.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include "common/execution_plan.h"
-#include "common/explanation.h"
+#include "common/reasons/explanation.h"
 #include "common/runs/run_identity.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
