@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "common/execution_request.h"
+#include "common/executions/execution_request.h"
 #include "context.h"
 
 /// Starts an execution that nothing ends that ends this process: as a service of its own where systemd runs, as a

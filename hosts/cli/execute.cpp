@@ -14,8 +14,9 @@
 
 #include "eorvascheduler.h"
 
-#include "common/execution.h"
-#include "common/execution_watch.h"
+#include "common/executions/execution.h"
+#include "common/executions/execution_watch.h"
+#include "common/executions/service_process.h"
 #include "common/runs/reconcile.h"
 #include "common/runs/run_end.h"
 #include "common/support/failure.h"
@@ -24,7 +25,6 @@
 #include "good_bye.h"
 #include "present.h"
 #include "progress.h"
-#include "service_process.h"
 
 using Host::intOf;
 using Host::textOf;

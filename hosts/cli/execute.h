@@ -5,7 +5,7 @@
 
 #include <functional>
 
-#include "common/execution_request.h"
+#include "common/executions/execution_request.h"
 #include "common/store/session.h"
 #include "context.h"
 

@@ -7,13 +7,13 @@
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
 #include "common/events/known_event.h"
+#include "common/executions/service_process.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "detach.h"
 #include "execute.h"
 #include "present.h"
-#include "service_process.h"
 #include "usage.h"
 
 namespace {

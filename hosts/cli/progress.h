@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "common/execution.h"
+#include "common/executions/execution.h"
 #include "common/store/session.h"
 #include "present.h"
 

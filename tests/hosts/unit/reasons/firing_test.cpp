@@ -6,7 +6,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include "common/execution_plan.h"
+#include "common/executions/execution_plan.h"
 #include "common/reasons/explanation.h"
 #include "common/runs/run_identity.h"
 #include "common/support/failure.h"

@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 #include "common/coordination/execution_file.h"
-#include "common/run_child.h"
+#include "common/executions/run_child.h"
 #include "common/runs/run_identity.h"
 #include "common/runs/run_process.h"
 #include "common/support/process.h"

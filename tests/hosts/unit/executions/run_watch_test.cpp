@@ -1,6 +1,6 @@
 /// Runs that cannot be ended at once.
 
-#include "common/run_watch.h"
+#include "common/executions/run_watch.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

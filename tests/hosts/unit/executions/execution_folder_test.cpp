@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "common/execution.h"
+#include "common/executions/execution.h"
 #include "common/store/session.h"
 #include "common/support/installed_paths.h"
 #include "common/text/json_read.h"

@@ -1,6 +1,6 @@
 /// The time of an execution is kept, whatever stands in the way of that.
 
-#include "common/execution_watch.h"
+#include "common/executions/execution_watch.h"
 
 #include <csignal>
 #include <filesystem>
@@ -9,7 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/execution.h"
+#include "common/executions/execution.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "common/config/host_settings.h"
-#include "common/rest_end.h"
 #include "common/support/process.h"
+#include "rest_end.h"
 
 namespace {
 
