@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <optional>
 
-#include "common/health.h"
+#include "common/health/health.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
