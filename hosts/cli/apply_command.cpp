@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "common/state_change.h"
+#include "common/state/state_change.h"
 #include "common/support/difference.h"
 #include "common/support/failure.h"
 #include "confirm.h"

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "common/backup_file.h"
 #include "common/coordination/execution_file.h"
 #include "common/runs/reconcile.h"
+#include "common/state/backup_file.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "common/server_state.h"
+#include "common/state/server_state.h"
 #include "common/text/json_read.h"
 #include "context.h"
 #include "present.h"

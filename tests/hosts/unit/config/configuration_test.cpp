@@ -9,8 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/server_state.h"
-#include "common/state_change.h"
+#include "common/state/server_state.h"
+#include "common/state/state_change.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"

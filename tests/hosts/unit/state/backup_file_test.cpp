@@ -1,6 +1,6 @@
 /// A backup is as good as the store that it was made of, and puts nothing where nobody asked for it.
 
-#include "common/backup_file.h"
+#include "common/state/backup_file.h"
 
 #include <csignal>
 #include <cstdio>
@@ -14,7 +14,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "common/backup_target.h"
+#include "common/state/backup_target.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "common/server_state.h"
+#include "common/state/server_state.h"
 #include "common/support/failure.h"
 
 using namespace Host;
