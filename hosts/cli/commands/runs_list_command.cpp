@@ -6,13 +6,13 @@
 #include <fmt/ranges.h>
 #include <sqlite3.h>
 
+#include "cli/present.h"
+#include "cli/usage.h"
 #include "common/server/user_name.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/time_spec.h"
-#include "present.h"
 #include "runs_commands.h"
-#include "usage.h"
 
 using Host::intOf;
 using Host::textOf;

@@ -4,6 +4,10 @@
 #include <ctime>
 #include <fmt/format.h>
 
+#include "cli/detach.h"
+#include "cli/execute.h"
+#include "cli/present.h"
+#include "cli/usage.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
 #include "common/events/known_event.h"
@@ -11,10 +15,6 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "detach.h"
-#include "execute.h"
-#include "present.h"
-#include "usage.h"
 
 namespace {
 

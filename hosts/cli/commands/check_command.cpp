@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 #include <optional>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/health/health.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
@@ -11,8 +13,6 @@
 #include "common/tasks/lost_output.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
-#include "context.h"
-#include "present.h"
 
 using Host::HealthFinding;
 using Host::HealthFindings;

@@ -4,12 +4,12 @@
 #include <fmt/format.h>
 #include <limits>
 
+#include "cli/context.h"
+#include "cli/present.h"
+#include "cli/usage.h"
 #include "common/config/host_settings.h"
 #include "common/runs/run_stop.h"
 #include "common/text/json_read.h"
-#include "context.h"
-#include "present.h"
-#include "usage.h"
 
 namespace {
 

@@ -8,14 +8,14 @@
 #include <unistd.h>
 #include <utility>
 
+#include "cli/present.h"
+#include "cli/usage.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/growing_file.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
-#include "present.h"
 #include "runs_commands.h"
-#include "usage.h"
 
 using Host::intOf;
 

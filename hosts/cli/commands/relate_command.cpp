@@ -4,12 +4,12 @@
 
 #include "eorvascheduler.h"
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_read.h"
-#include "context.h"
-#include "present.h"
 
 using Host::textOf;
 

@@ -4,14 +4,14 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/config/configuration.h"
 #include "common/config/host_settings.h"
 #include "common/config/output_setting.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "context.h"
-#include "present.h"
 
 namespace {
 

@@ -4,15 +4,15 @@
 #include <fmt/ranges.h>
 #include <memory>
 
+#include "cli/confirm.h"
+#include "cli/present.h"
+#include "cli/task_options.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/subtree_change.h"
 #include "common/tasks/subtree_lock.h"
 #include "common/tasks/task_members.h"
 #include "common/text/json_read.h"
-#include "confirm.h"
-#include "present.h"
-#include "task_options.h"
 
 namespace {
 

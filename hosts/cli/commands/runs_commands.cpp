@@ -6,13 +6,13 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "cli/present.h"
+#include "cli/usage.h"
 #include "common/output/output_folder.h"
 #include "common/output/retention.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "present.h"
-#include "usage.h"
 
 using Host::intOf;
 using Host::textOf;

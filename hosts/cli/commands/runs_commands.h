@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
+#include "cli/context.h"
 #include "common/store/session.h"
 #include "common/support/unique_fd.h"
-#include "context.h"
 
 /// Adds the argument RUN, the number of a run.
 CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName = "run");

@@ -4,13 +4,13 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "cli/confirm.h"
+#include "cli/context.h"
+#include "cli/input.h"
+#include "cli/present.h"
 #include "common/state/state_change.h"
 #include "common/support/difference.h"
 #include "common/support/failure.h"
-#include "confirm.h"
-#include "context.h"
-#include "input.h"
-#include "present.h"
 
 using Host::ServerState;
 using Host::StateDifference;

@@ -1,6 +1,6 @@
 /// eorva event
 
-#include "context.h"
+#include "cli/context.h"
 
 void addEventCommands(CLI::App& app, Context& context) {
   CLI::App* pEvent = addCommand(app, "event", "Show events, and what they would do.", "  eorva event plan bootup\n");

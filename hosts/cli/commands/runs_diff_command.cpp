@@ -3,10 +3,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "cli/present.h"
 #include "common/support/difference.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
-#include "present.h"
 #include "runs_commands.h"
 
 namespace {

@@ -5,13 +5,13 @@
 
 #include "eorvascheduler.h"
 
+#include "cli/present.h"
+#include "cli/task_options.h"
 #include "common/events/event_note.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_members.h"
 #include "common/text/json_read.h"
-#include "present.h"
-#include "task_options.h"
 
 namespace {
 

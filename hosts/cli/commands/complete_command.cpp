@@ -9,7 +9,7 @@
 
 #include "orva_platform.h"
 
-#include "command_line.h"
+#include "cli/command_line.h"
 #include "common/config/configuration.h"
 #include "common/events/event_catalogue.h"
 #include "common/store/session.h"

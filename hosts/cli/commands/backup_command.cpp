@@ -3,6 +3,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "cli/confirm.h"
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/coordination/execution_file.h"
 #include "common/runs/reconcile.h"
 #include "common/state/backup_file.h"
@@ -10,9 +13,6 @@
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"
 #include "common/text/json_read.h"
-#include "confirm.h"
-#include "context.h"
-#include "present.h"
 
 namespace {
 

@@ -5,13 +5,13 @@
 #include <fmt/ranges.h>
 #include <set>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/events/known_event.h"
 #include "common/reasons/obstacle.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_read.h"
-#include "context.h"
-#include "present.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/server/shares.h"
-#include "context.h"
-#include "present.h"
 
 namespace {
 

@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/events/event_note.h"
 #include "common/reasons/explanation.h"
 #include "common/text/json_read.h"
-#include "context.h"
-#include "present.h"
 
 using Host::Explanation;
 using Host::intOf;

@@ -5,15 +5,15 @@
 #include <fmt/ranges.h>
 #include <memory>
 
+#include "cli/editor.h"
+#include "cli/present.h"
+#include "cli/task_options.h"
 #include "common/events/event_note.h"
 #include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change.h"
 #include "common/text/json_read.h"
-#include "editor.h"
-#include "present.h"
-#include "task_options.h"
 
 namespace {
 

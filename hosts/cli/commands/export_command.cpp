@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/state/server_state.h"
 #include "common/text/json_read.h"
-#include "context.h"
-#include "present.h"
 
 namespace {
 

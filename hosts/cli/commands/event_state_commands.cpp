@@ -5,14 +5,14 @@
 #include <fmt/ranges.h>
 #include <iterator>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/events/event_catalogue.h"
 #include "common/events/event_state.h"
 #include "common/server/systemctl.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/suggestion.h"
-#include "context.h"
-#include "present.h"
 
 using Host::Event;
 using Host::EventState;

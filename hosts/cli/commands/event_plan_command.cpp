@@ -4,13 +4,13 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/events/event_note.h"
 #include "common/events/known_event.h"
 #include "common/reasons/event_plan.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "context.h"
-#include "present.h"
 
 using Host::BlockedTask;
 using Host::EventPlan;

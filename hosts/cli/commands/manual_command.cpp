@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "context.h"
+#include "cli/context.h"
 
 namespace {
 

@@ -8,14 +8,14 @@
 
 #include "orva_platform.h"
 
+#include "cli/context.h"
+#include "cli/present.h"
+#include "cli/usage.h"
 #include "common/server/event_log.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
 #include "common/text/time_spec.h"
-#include "context.h"
-#include "present.h"
-#include "usage.h"
 
 using Host::intOf;
 using Host::textOf;

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "cli/present.h"
 #include "common/output/retention.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
-#include "present.h"
 #include "runs_commands.h"
 
 using Host::intOf;

@@ -4,13 +4,13 @@
 #include <fmt/ranges.h>
 #include <unistd.h>
 
+#include "cli/context.h"
+#include "cli/present.h"
 #include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
-#include "context.h"
-#include "present.h"
 
 using Host::boolOf;
 using Host::textOf;

@@ -7,12 +7,12 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "cli/context.h"
 #include "common/config/configuration.h"
 #include "common/config/output_setting.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/installed_paths.h"
-#include "context.h"
 
 namespace {
 

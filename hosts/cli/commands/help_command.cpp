@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <fmt/format.h>
 
-#include "command_line.h"
+#include "cli/command_line.h"
+#include "cli/context.h"
 #include "common/support/failure.h"
 #include "common/text/suggestion.h"
-#include "context.h"
 
 namespace {
 
