@@ -13,6 +13,7 @@
 
 #include "eorvascheduler.h"
 
+#include "cli/terminal/present.h"
 #include "common/config/host_settings.h"
 #include "common/coordination/start_ticket.h"
 #include "common/server/systemctl.h"
@@ -20,7 +21,6 @@
 #include "common/support/failure.h"
 #include "common/support/unique_fd.h"
 #include "execute.h"
-#include "present.h"
 
 namespace {
 

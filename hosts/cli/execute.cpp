@@ -14,6 +14,9 @@
 
 #include "eorvascheduler.h"
 
+#include "cli/terminal/good_bye.h"
+#include "cli/terminal/present.h"
+#include "cli/terminal/progress.h"
 #include "common/executions/execution.h"
 #include "common/executions/execution_watch.h"
 #include "common/executions/service_process.h"
@@ -22,9 +25,6 @@
 #include "common/support/failure.h"
 #include "common/text/json_read.h"
 #include "common/text/shell_word.h"
-#include "good_bye.h"
-#include "present.h"
-#include "progress.h"
 
 using Host::intOf;
 using Host::textOf;

@@ -13,13 +13,13 @@
 
 #include "eorvascheduler.h"
 
+#include "cli/terminal/present.h"
 #include "command_line.h"
 #include "common/runs/run_process.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
 #include "context.h"
-#include "present.h"
 #include "task_options.h"
 #include "usage.h"
 

@@ -7,13 +7,13 @@
 #include <pwd.h>
 #include <sstream>
 
+#include "cli/terminal/present.h"
 #include "common/support/failure.h"
 #include "common/tasks/depend_text.h"
 #include "common/text/base64.h"
 #include "common/text/json_read.h"
 #include "common/text/json_utf8.h"
 #include "input.h"
-#include "present.h"
 #include "usage.h"
 
 namespace {

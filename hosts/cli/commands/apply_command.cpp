@@ -4,10 +4,10 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "cli/confirm.h"
 #include "cli/context.h"
 #include "cli/input.h"
-#include "cli/present.h"
+#include "cli/terminal/confirm.h"
+#include "cli/terminal/present.h"
 #include "common/state/state_change.h"
 #include "common/support/difference.h"
 #include "common/support/failure.h"

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "cli/confirm.h"
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/confirm.h"
+#include "cli/terminal/present.h"
 #include "common/coordination/execution_file.h"
 #include "common/runs/reconcile.h"
 #include "common/state/backup_file.h"

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/health/health.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"

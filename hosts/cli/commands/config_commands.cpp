@@ -5,7 +5,7 @@
 #include <fmt/ranges.h>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/config/configuration.h"
 #include "common/config/host_settings.h"
 #include "common/config/output_setting.h"

@@ -5,7 +5,7 @@
 #include <fmt/ranges.h>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/events/event_note.h"
 #include "common/events/known_event.h"
 #include "common/reasons/event_plan.h"

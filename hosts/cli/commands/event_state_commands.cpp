@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/events/event_catalogue.h"
 #include "common/events/event_state.h"
 #include "common/server/systemctl.h"

@@ -6,7 +6,7 @@
 
 #include "cli/detach.h"
 #include "cli/execute.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"

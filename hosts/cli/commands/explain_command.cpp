@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/events/event_note.h"
 #include "common/reasons/explanation.h"
 #include "common/text/json_read.h"

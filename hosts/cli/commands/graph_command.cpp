@@ -6,7 +6,7 @@
 #include <set>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/events/known_event.h"
 #include "common/reasons/obstacle.h"
 #include "common/store/session.h"

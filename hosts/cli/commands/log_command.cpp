@@ -9,7 +9,7 @@
 #include "orva_platform.h"
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/server/event_log.h"
 #include "common/support/failure.h"

@@ -5,7 +5,7 @@
 #include "eorvascheduler.h"
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_graph.h"

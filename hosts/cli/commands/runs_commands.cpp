@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/output/output_folder.h"
 #include "common/output/retention.h"

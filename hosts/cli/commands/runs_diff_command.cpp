@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/support/difference.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"

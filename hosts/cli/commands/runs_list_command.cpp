@@ -6,7 +6,7 @@
 #include <fmt/ranges.h>
 #include <sqlite3.h>
 
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/server/user_name.h"
 #include "common/support/failure.h"

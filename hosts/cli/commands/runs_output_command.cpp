@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/output/retention.h"
 #include "common/support/failure.h"
 #include "common/text/json_read.h"

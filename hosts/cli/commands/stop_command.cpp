@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/config/host_settings.h"
 #include "common/runs/run_stop.h"

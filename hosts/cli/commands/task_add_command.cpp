@@ -5,8 +5,8 @@
 
 #include "eorvascheduler.h"
 
-#include "cli/present.h"
 #include "cli/task_options.h"
+#include "cli/terminal/present.h"
 #include "common/events/event_note.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"

@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include "cli/context.h"
-#include "cli/present.h"
+#include "cli/terminal/present.h"
 #include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"

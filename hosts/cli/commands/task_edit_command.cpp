@@ -5,9 +5,9 @@
 #include <fmt/ranges.h>
 #include <memory>
 
-#include "cli/editor.h"
-#include "cli/present.h"
 #include "cli/task_options.h"
+#include "cli/terminal/editor.h"
+#include "cli/terminal/present.h"
 #include "common/events/event_note.h"
 #include "common/output/output_folder.h"
 #include "common/store/session.h"

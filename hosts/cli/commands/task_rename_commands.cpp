@@ -4,9 +4,9 @@
 #include <fmt/ranges.h>
 #include <memory>
 
-#include "cli/confirm.h"
-#include "cli/present.h"
 #include "cli/task_options.h"
+#include "cli/terminal/confirm.h"
+#include "cli/terminal/present.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/subtree_change.h"

@@ -11,9 +11,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "cli/input.h"
 #include "common/support/failure.h"
 #include "common/support/unique_fd.h"
-#include "input.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "cli/live_table.h"
+#include "cli/terminal/live_table.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
