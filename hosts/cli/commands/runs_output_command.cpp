@@ -12,7 +12,7 @@
 #include "cli/usage.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
-#include "common/support/growing_file.h"
+#include "common/support/file_follower.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"
@@ -26,7 +26,7 @@ constexpr char SCRIPT_FILE[] = "script.log";
 
 struct OutputOptions {
   Json::Int64 iResult = 0;
-  unsigned cTail = Host::GrowingFile::ALL_LINES;
+  unsigned cTail = Host::FileFollower::ALL_LINES;
   bool blFollow = false;
   bool blRaw = false;
   bool blJson = false;
@@ -55,7 +55,7 @@ private:
   Host::TerminalText m_text;
 };
 
-void passOn(Host::GrowingFile& file, Sink& sink) {
+void passOn(Host::FileFollower& file, Sink& sink) {
   file.takeNew([&](std::string_view strPiece) {
     sink.put(strPiece);
     return strPiece.size();
@@ -64,14 +64,14 @@ void passOn(Host::GrowingFile& file, Sink& sink) {
 
 /// Passes on a file that a run left, from its last lines.
 void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sink& sink) {
-  Host::GrowingFile file(requireRunFile(jRun, szFile), szFile, cTail);
+  Host::FileFollower file(requireRunFile(jRun, szFile), szFile, cTail);
   passOn(file, sink);
 }
 
 /// The end of what a run left: as much of it as is asked for and is no burden to whoever reads it.
-Json::Value endOf(const Host::GrowingFile& file, Json::Value jOut) {
+Json::Value endOf(const Host::FileFollower& file, Json::Value jOut) {
   constexpr std::size_t CB_MAX = std::size_t{1} << 20;
-  Host::GrowingFile::End end = file.end(CB_MAX);
+  Host::FileFollower::End end = file.end(CB_MAX);
   // A character that was cut in two is left out.
   std::size_t cbCut = 0;
   while (end.blCut && cbCut < end.strText.size() && cbCut < 3 && (end.strText[cbCut] & 0xC0) == 0x80) {
@@ -99,7 +99,7 @@ bool goesOn(Host::Session& session, Json::Int64 iResult) {
 
 /// Shows what a run prints until it has ended.
 void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions& options, Sink& sink) {
-  std::optional<Host::GrowingFile> file;
+  std::optional<Host::FileFollower> file;
   std::string strLooked;
   for (bool blGoesOn = true; blGoesOn;) {
     // Asked first: what was printed by then is read after that.
@@ -140,11 +140,11 @@ int runScript(const Context&, const OutputOptions& options) {
   Host::Session session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   if (options.blJson) {
-    printFileJson(jRun, SCRIPT_FILE, Host::GrowingFile::ALL_LINES);
+    printFileJson(jRun, SCRIPT_FILE, Host::FileFollower::ALL_LINES);
     return EXIT_DONE;
   }
   Sink sink(options.blRaw);
-  passOnFile(jRun, SCRIPT_FILE, Host::GrowingFile::ALL_LINES, sink);
+  passOnFile(jRun, SCRIPT_FILE, Host::FileFollower::ALL_LINES, sink);
   sink.end();
   return EXIT_DONE;
 }

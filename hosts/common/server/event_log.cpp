@@ -38,14 +38,14 @@ bool isEvent(const Json::Value& jEvent) {
 
 /// Files are opened from the newest to the oldest, so that one that gets another name meanwhile comes twice, and none
 /// is left out.
-bool isAmong(const std::vector<GrowingFile>& vecFiles, const UniqueFd& fd) {
-  return std::any_of(vecFiles.begin(), vecFiles.end(), [&](const GrowingFile& file) { return file.isSame(fd); });
+bool isAmong(const std::vector<FileFollower>& vecFiles, const UniqueFd& fd) {
+  return std::any_of(vecFiles.begin(), vecFiles.end(), [&](const FileFollower& file) { return file.isSame(fd); });
 }
 
 }  // namespace
 
 /// A line that is not complete yet is left for the next time.
-std::vector<Json::Value> EventLog::takeEvents(GrowingFile& file) {
+std::vector<Json::Value> EventLog::takeEvents(FileFollower& file) {
   std::vector<Json::Value> vecEvents;
   file.takeNew([&](std::string_view strPiece) {
     std::size_t iStart = 0;
@@ -74,7 +74,7 @@ void EventLog::addTexts(std::vector<Json::Value>& vecEvents) const {
 
 std::vector<Json::Value> EventLog::read() {
   std::vector<Json::Value> vecEvents;
-  std::vector<GrowingFile> vecFiles;
+  std::vector<FileFollower> vecFiles;
   bool blEnough = false;
   for (int iAge = 0; iAge <= FILES_KEPT && !blEnough; ++iAge) {
     UniqueFd fd = openFile(iAge);
@@ -97,8 +97,8 @@ std::vector<Json::Value> EventLog::read() {
 }
 
 /// The files that came after the one that was read last, the oldest first.
-std::vector<GrowingFile> EventLog::filesSince() const {
-  std::vector<GrowingFile> vecFiles;
+std::vector<FileFollower> EventLog::filesSince() const {
+  std::vector<FileFollower> vecFiles;
   UniqueFd newest = openFile(0);
   if (!newest.isOpen() || (m_file && m_file->isSame(newest))) {
     return vecFiles;
@@ -125,9 +125,9 @@ std::vector<GrowingFile> EventLog::filesSince() const {
 
 std::vector<Json::Value> EventLog::readNew() {
   // Looked for first: nothing comes to a file any more that has got another name.
-  std::vector<GrowingFile> vecFiles = filesSince();
+  std::vector<FileFollower> vecFiles = filesSince();
   std::vector<Json::Value> vecEvents = m_file ? takeEvents(*m_file) : std::vector<Json::Value>();
-  for (GrowingFile& file : vecFiles) {
+  for (FileFollower& file : vecFiles) {
     const std::vector<Json::Value> vecMore = takeEvents(file);
     vecEvents.insert(vecEvents.end(), vecMore.begin(), vecMore.end());
   }

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/support/growing_file.h"
+#include "common/support/file_follower.h"
 #include "event_texts.h"
 
 namespace Host {
@@ -38,14 +38,14 @@ public:
   std::size_t takeUnreadable() { return std::exchange(m_cUnreadable, 0); }
 
 private:
-  std::vector<Json::Value> takeEvents(GrowingFile& file);
-  std::vector<GrowingFile> filesSince() const;
+  std::vector<Json::Value> takeEvents(FileFollower& file);
+  std::vector<FileFollower> filesSince() const;
   bool isTooOld(const Json::Value& jEvent) const;
   void addTexts(std::vector<Json::Value>& vecEvents) const;
 
   EventLogQuery m_query;
   EventTexts m_texts;
-  std::optional<GrowingFile> m_file;  ///< the newest one that has been read
+  std::optional<FileFollower> m_file;  ///< the newest one that has been read
   std::size_t m_cUnreadable = 0;
 };
 

@@ -1,4 +1,4 @@
-#include "growing_file.h"
+#include "file_follower.h"
 
 #include <algorithm>
 #include <array>
@@ -23,14 +23,14 @@ constexpr int PAUSE_MILLISECONDS = 200;
 
 }  // namespace
 
-GrowingFile::GrowingFile(UniqueFd fd, std::string strName, unsigned cLines)
+FileFollower::FileFollower(UniqueFd fd, std::string strName, unsigned cLines)
     : m_fd(std::move(fd)), m_strName(std::move(strName)), m_iOffset(startOfTail(cLines)) {}
 
-off_t GrowingFile::size() const {
+off_t FileFollower::size() const {
   return lseek(m_fd.get(), 0, SEEK_END);
 }
 
-std::size_t GrowingFile::readAt(off_t iOffset, char* pBytes, std::size_t cb) const {
+std::size_t FileFollower::readAt(off_t iOffset, char* pBytes, std::size_t cb) const {
   const ssize_t cbRead = pread(m_fd.get(), pBytes, cb, iOffset);
   if (cbRead < 0) {
     throw Failure(fmt::format("cannot read {}: {}", m_strName, std::strerror(errno)));
@@ -39,7 +39,7 @@ std::size_t GrowingFile::readAt(off_t iOffset, char* pBytes, std::size_t cb) con
 }
 
 /// Where the last lines begin. Read from the end.
-off_t GrowingFile::startOfTail(unsigned cLines) const {
+off_t FileFollower::startOfTail(unsigned cLines) const {
   const off_t cbFile = size();
   if (cLines == ALL_LINES || cbFile <= 0) {
     return 0;
@@ -60,7 +60,7 @@ off_t GrowingFile::startOfTail(unsigned cLines) const {
   return cLines == 0 ? cbFile : 0;
 }
 
-void GrowingFile::takeNew(const Take& fnTake) {
+void FileFollower::takeNew(const Take& fnTake) {
   if (size() < m_iOffset) {
     m_iOffset = 0;
   }
@@ -75,7 +75,7 @@ void GrowingFile::takeNew(const Take& fnTake) {
   }
 }
 
-GrowingFile::End GrowingFile::end(std::size_t cbMax) const {
+FileFollower::End FileFollower::end(std::size_t cbMax) const {
   End end;
   end.cbFile = size();
   end.iStart = std::max(std::min(m_iOffset, end.cbFile), end.cbFile - static_cast<off_t>(cbMax));
@@ -89,7 +89,7 @@ GrowingFile::End GrowingFile::end(std::size_t cbMax) const {
   return end;
 }
 
-bool GrowingFile::isSame(const UniqueFd& fd) const {
+bool FileFollower::isSame(const UniqueFd& fd) const {
   struct stat mine{};
   struct stat other{};
   return fstat(m_fd.get(), &mine) == 0 && fstat(fd.get(), &other) == 0 && mine.st_dev == other.st_dev &&

@@ -1,4 +1,4 @@
-/// \file growing_file.h
+/// \file file_follower.h
 /// A file that others write to, read as it grows.
 
 #pragma once
@@ -14,13 +14,13 @@
 
 namespace Host {
 
-class GrowingFile {
+class FileFollower {
 public:
   static constexpr unsigned ALL_LINES = std::numeric_limits<unsigned>::max();
 
   /// Begins before the last lines of what is there.
   /// \param strName  names it in messages.
-  GrowingFile(UniqueFd fd, std::string strName, unsigned cLines = ALL_LINES);
+  FileFollower(UniqueFd fd, std::string strName, unsigned cLines = ALL_LINES);
 
   /// Gets a piece of the file. \return how many of its bytes are done with; the rest comes again, with what follows.
   using Take = std::function<std::size_t(std::string_view)>;
