@@ -9,7 +9,7 @@
 #include "common/health/health.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/tasks/lost_output.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"

@@ -12,7 +12,7 @@
 #include "common/config/output_setting.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "common/server/shares.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/patience.h"
 #include "common/support/replace_file.h"
 #include "common/text/json_read.h"

@@ -15,7 +15,7 @@
 #include "orva_platform.h"
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/replace_file.h"
 #include "common/text/suggestion.h"
 #include "settings_file.h"

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "run_folder.h"
 
 namespace Host {

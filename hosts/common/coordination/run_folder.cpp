@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 
 namespace Host {
 

@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "common/text/json_read.h"
 

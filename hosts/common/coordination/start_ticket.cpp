@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "run_folder.h"
 

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "run_folder.h"
 
 namespace Host {

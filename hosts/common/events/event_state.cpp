@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "common/store/session.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/text/json_read.h"
 
 namespace Host {

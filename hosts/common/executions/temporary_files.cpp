@@ -7,7 +7,7 @@
 
 #include "orva_platform.h"
 
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 
 namespace Host {
 

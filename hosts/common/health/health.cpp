@@ -19,7 +19,7 @@
 #include "common/runs/reconcile.h"
 #include "common/server/shares.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/tasks/lost_output.h"
 #include "common/tasks/script_check.h"
 #include "common/text/advice.h"

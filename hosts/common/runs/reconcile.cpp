@@ -10,7 +10,7 @@
 #include "common/coordination/execution_file.h"
 #include "common/store/sql_text.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/text/json_read.h"
 #include "outcome.h"
 #include "run_identity.h"

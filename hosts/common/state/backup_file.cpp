@@ -17,7 +17,7 @@
 #include "common/coordination/config_lock.h"
 #include "common/store/backup_database.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/patience.h"
 #include "common/support/replace_file.h"
 #include "common/support/unique_fd.h"

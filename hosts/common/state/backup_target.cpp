@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/patience.h"
 
 namespace Host {

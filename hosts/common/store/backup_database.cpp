@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 
 namespace Host {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/text/json_read.h"
 #include "common/text/suggestion.h"
 

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "support/files.h"
 #include "support/private_view.h"
 

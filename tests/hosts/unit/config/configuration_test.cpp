@@ -13,7 +13,7 @@
 #include "common/state/state_change.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

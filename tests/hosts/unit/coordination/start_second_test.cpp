@@ -10,7 +10,7 @@
 #include <sys/file.h>
 
 #include "common/coordination/run_folder.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "fresh_host.h"
 #include "pauses.h"

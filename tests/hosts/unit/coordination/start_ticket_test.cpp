@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "support/files.h"
 #include "support/processes.h"
 

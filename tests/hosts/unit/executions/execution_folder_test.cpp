@@ -8,7 +8,7 @@
 
 #include "common/executions/execution.h"
 #include "common/store/session.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/text/json_read.h"
 #include "fresh_host.h"
 #include "support/files.h"

@@ -17,7 +17,7 @@
 #include "common/state/backup_target.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "fresh_host.h"
 #include "support/files.h"

@@ -18,7 +18,7 @@
 #include "common/health/health.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/installed_paths.h"
+#include "common/support/paths.h"
 #include "common/tasks/lost_output.h"
 #include "fresh_host.h"
 #include "pauses.h"

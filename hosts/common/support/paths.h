@@ -1,4 +1,4 @@
-/// \file installed_paths.h
+/// \file paths.h
 /// The fixed paths that hosts share with the library.
 
 #pragma once
