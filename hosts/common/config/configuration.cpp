@@ -11,9 +11,9 @@
 
 #include "common/server/shares.h"
 #include "common/store/session.h"
+#include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/support/patience.h"
 #include "common/support/replace_file.h"
 #include "common/text/json_read.h"
 #include "common/text/suggestion.h"
@@ -146,7 +146,7 @@ std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set
 }
 
 void setConfig(const ConfigLock&, const ConfigValues& values) {
-  const Patience patience;
+  const DeferredSignals deferred;
   const ConfigBefore before;
   try {
     setSection(values);

@@ -4,8 +4,8 @@
 #include <thread>
 #include <utility>
 
+#include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
-#include "common/support/patience.h"
 #include "common/text/json_read.h"
 #include "outcome.h"
 #include "reconcile.h"
@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds PAUSE(50);
 bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::chrono::seconds grace,
                   std::chrono::seconds killLimit) {
   // The process of the run is held meanwhile.
-  const Patience patience;
+  const DeferredSignals deferred;
   RunEnd end(std::move(process), grace);
   if (!end.hasWork() || !markEnded(session, iResult, ENDED_STOPPED)) {
     return false;

@@ -293,8 +293,8 @@ void startTransientUnit(const std::string& strUnit, const std::string& strDescri
                         const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
   using namespace std::chrono_literals;
   constexpr auto PAUSE = 100ms;
-  constexpr auto PATIENCE = 60s;
-  const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
+  constexpr auto START_LIMIT = 60s;
+  const auto deadline = std::chrono::steady_clock::now() + START_LIMIT;
   for (UnitStart start(strUnit);;) {
     try {
       start.run(strDescription, vecCommand, stopTime);

@@ -16,9 +16,9 @@
 #include "backup_target.h"
 #include "common/coordination/config_lock.h"
 #include "common/store/backup_database.h"
+#include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/support/patience.h"
 #include "common/support/replace_file.h"
 #include "common/support/unique_fd.h"
 
@@ -158,7 +158,7 @@ std::vector<std::string> restoreBackup(const std::string& strFile, Owners owners
   // Before it becomes the store: so the store is never seen with them, wherever a restore is cut off.
   dropOwnTables(backup, strFile);
   const ConfigLock lock;
-  const Patience patience;
+  const DeferredSignals deferred;
   copyDatabase(backup, openStore(), DATABASE_PATH);
   std::vector<std::string> vecRestored;
   for (const auto& [strPath, strText] : mapFiles) {

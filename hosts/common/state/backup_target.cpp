@@ -13,9 +13,9 @@
 #include <sys/stat.h>
 #include <vector>
 
+#include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/support/patience.h"
 
 namespace Host {
 
@@ -161,7 +161,7 @@ BackupTarget::BackupTarget(const std::string& strFile)
 }
 
 void BackupTarget::write(std::string_view strContent) const {
-  const Patience patience;
+  const DeferredSignals deferred;
   Draft draft(m_folder.get(), m_strName);
   if (!draft.write(strContent) || !draft.put()) {
     failErrno(m_strFile);

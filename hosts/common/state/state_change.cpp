@@ -8,8 +8,8 @@
 #include "orva_platform.h"
 
 #include "common/output/output_folder.h"
+#include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
-#include "common/support/patience.h"
 #include "common/tasks/depend_text.h"
 #include "common/tasks/task_change_lock.h"
 #include "common/text/json_read.h"
@@ -230,7 +230,7 @@ std::vector<std::string> changeState(Session& session, const ServerState& before
         "the tasks or the configuration were changed by somebody else meanwhile: look at the difference again");
   }
   // Files and store cannot change in one step, so nobody ends this between them.
-  const Patience patience;
+  const DeferredSignals deferred;
   storeTasks(session, difference, after);
   const ConfigBefore configBefore;
   try {

@@ -1,10 +1,10 @@
-#include "patience.h"
+#include "deferred_signals.h"
 
 #include <array>
 
 namespace Host {
 
-Patience::Patience() {
+DeferredSignals::DeferredSignals() {
   sigset_t set;
   sigemptyset(&set);
   for (const int iSignal : std::array{SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
@@ -13,7 +13,7 @@ Patience::Patience() {
   pthread_sigmask(SIG_BLOCK, &set, &m_before);
 }
 
-Patience::~Patience() {
+DeferredSignals::~DeferredSignals() {
   pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
 }
 

@@ -1,4 +1,4 @@
-/// \file patience.h
+/// \file deferred_signals.h
 /// Work that nobody ends halfway.
 
 #pragma once
@@ -8,12 +8,12 @@
 namespace Host {
 
 /// While it lives, whoever wants to end this command has to wait; its signal ends the command afterwards.
-class Patience {
+class DeferredSignals {
 public:
-  Patience();
-  ~Patience();
-  Patience(const Patience&) = delete;
-  Patience& operator=(const Patience&) = delete;
+  DeferredSignals();
+  ~DeferredSignals();
+  DeferredSignals(const DeferredSignals&) = delete;
+  DeferredSignals& operator=(const DeferredSignals&) = delete;
 
 private:
   sigset_t m_before{};
