@@ -15,8 +15,8 @@
 #include "orva_platform.h"
 
 #include "common/support/failure.h"
+#include "common/support/files.h"
 #include "common/support/paths.h"
-#include "common/support/replace_file.h"
 #include "common/text/suggestion.h"
 #include "settings_file.h"
 

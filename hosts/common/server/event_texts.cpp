@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <set>
 
-#include "common/support/replace_file.h"
+#include "common/support/files.h"
 #include "common/text/json_read.h"
 #include "common/text/json_text.h"
 

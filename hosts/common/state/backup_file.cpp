@@ -18,8 +18,8 @@
 #include "common/store/backup_database.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
+#include "common/support/files.h"
 #include "common/support/paths.h"
-#include "common/support/replace_file.h"
 #include "common/support/unique_fd.h"
 
 namespace Host {

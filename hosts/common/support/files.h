@@ -1,4 +1,4 @@
-/// \file replace_file.h
+/// \file files.h
 /// Files that are there whole, old or new, whatever happens meanwhile.
 
 #pragma once

@@ -1,4 +1,4 @@
-#include "replace_file.h"
+#include "files.h"
 
 #include <array>
 #include <cerrno>
