@@ -9,8 +9,8 @@
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
 #include "common/state/state_change.h"
-#include "common/support/difference.h"
 #include "common/support/failure.h"
+#include "common/support/text_diff.h"
 
 using Host::ServerState;
 using Host::StateDifference;

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "cli/terminal/present.h"
-#include "common/support/difference.h"
+#include "common/support/text_diff.h"
 #include "common/text/json_read.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"

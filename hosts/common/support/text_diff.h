@@ -1,4 +1,4 @@
-/// \file difference.h
+/// \file text_diff.h
 /// Two texts side by side, as diff(1) shows them.
 
 #pragma once
@@ -7,6 +7,8 @@
 
 #include "unique_fd.h"
 
+namespace Host {
+
 /// One of the two texts.
 struct DiffSide {
   int fd = -1;           ///< a regular file, open for reading
@@ -14,14 +16,16 @@ struct DiffSide {
 };
 
 /// Writes the unified difference of two texts to standard output.
-/// \return true when there is none. \throw Host::Failure when it cannot be found out.
+/// \return true when there is none. \throw Failure when it cannot be found out.
 bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor);
 
 /// Gives it as a text instead; empty when there is none. \throw as above.
 std::string differenceText(const DiffSide& left, const DiffSide& right);
 
-/// Gives a text as a file in memory. \throw Host::Failure when that is impossible.
-Host::UniqueFd fileOfText(const std::string& strText);
+/// Gives a text as a file in memory. \throw Failure when that is impossible.
+UniqueFd fileOfText(const std::string& strText);
 
 /// Reads a file to its end. Scripts are short: only texts of at most a megabyte become one.
-std::string textOfFile(const Host::UniqueFd& fd);
+std::string textOfFile(const UniqueFd& fd);
+
+}  // namespace Host

@@ -1,4 +1,4 @@
-#include "difference.h"
+#include "text_diff.h"
 
 #include <array>
 #include <cerrno>
@@ -11,6 +11,8 @@
 #include <unistd.h>
 
 #include "failure.h"
+
+namespace Host {
 
 namespace {
 
@@ -38,12 +40,12 @@ int runProgram(const std::array<const char*, 9>& args, const FileActions& action
   const int iError =
       posix_spawnp(&pid, args[0], actions.get(), nullptr, const_cast<char* const*>(args.data()), environ);
   if (iError != 0) {
-    throw Host::Failure(fmt::format("cannot run {}: {}", args[0], std::strerror(iError)));
+    throw Failure(fmt::format("cannot run {}: {}", args[0], std::strerror(iError)));
   }
   int iStatus = 0;
   while (waitpid(pid, &iStatus, 0) < 0) {
     if (errno != EINTR) {
-      throw Host::Failure(fmt::format("cannot wait for {}: {}", args[0], std::strerror(errno)));
+      throw Failure(fmt::format("cannot wait for {}: {}", args[0], std::strerror(errno)));
     }
   }
   return iStatus;
@@ -63,7 +65,7 @@ bool compare(const DiffSide& left, const DiffSide& right, bool blColor, FileActi
                                   strLeft.c_str(), strRight.c_str(), "/dev/fd/200", "/dev/fd/201", nullptr},
                                  actions);
   if (!WIFEXITED(iStatus) || WEXITSTATUS(iStatus) > 1) {
-    throw Host::Failure(fmt::format("diff could not compare {} with {}", left.strLabel, right.strLabel));
+    throw Failure(fmt::format("diff could not compare {} with {}", left.strLabel, right.strLabel));
   }
   return WEXITSTATUS(iStatus) == 0;
 }
@@ -76,7 +78,7 @@ bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor) 
 }
 
 std::string differenceText(const DiffSide& left, const DiffSide& right) {
-  const Host::UniqueFd out = fileOfText({});
+  const UniqueFd out = fileOfText({});
   FileActions actions;
   actions.hand(out.get(), STDOUT_FILENO);
   compare(left, right, false, actions);
@@ -84,7 +86,7 @@ std::string differenceText(const DiffSide& left, const DiffSide& right) {
   return textOfFile(out);
 }
 
-std::string textOfFile(const Host::UniqueFd& fd) {
+std::string textOfFile(const UniqueFd& fd) {
   std::string strText;
   std::array<char, 65536> buffer{};
   ssize_t cb = 0;
@@ -92,15 +94,17 @@ std::string textOfFile(const Host::UniqueFd& fd) {
     strText.append(buffer.data(), static_cast<std::size_t>(cb));
   }
   if (cb < 0) {
-    throw Host::Failure(fmt::format("cannot read what the run left: {}", std::strerror(errno)));
+    throw Failure(fmt::format("cannot read what the run left: {}", std::strerror(errno)));
   }
   return strText;
 }
 
-Host::UniqueFd fileOfText(const std::string& strText) {
-  Host::UniqueFd fd(memfd_create("text", MFD_CLOEXEC));
+UniqueFd fileOfText(const std::string& strText) {
+  UniqueFd fd(memfd_create("text", MFD_CLOEXEC));
   if (!fd.isOpen() || write(fd.get(), strText.data(), strText.size()) != static_cast<ssize_t>(strText.size())) {
-    throw Host::Failure(fmt::format("cannot hold a text in memory: {}", std::strerror(errno)));
+    throw Failure(fmt::format("cannot hold a text in memory: {}", std::strerror(errno)));
   }
   return fd;
 }
+
+}  // namespace Host
