@@ -6,7 +6,7 @@
 #include "common/config/host_settings.h"
 #include "common/events/event_state.h"
 #include "common/support/failure.h"
-#include "common/text/advice.h"
+#include "common/text/command_text.h"
 #include "common/text/json_read.h"
 #include "health.h"
 

@@ -22,7 +22,7 @@
 #include "common/support/paths.h"
 #include "common/tasks/lost_output.h"
 #include "common/tasks/script_check.h"
-#include "common/text/advice.h"
+#include "common/text/command_text.h"
 #include "common/text/json_read.h"
 #include "common/text/shell_word.h"
 

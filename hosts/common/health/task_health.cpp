@@ -8,7 +8,7 @@
 #include "common/reasons/obstacle.h"
 #include "common/tasks/task_graph.h"
 #include "common/tasks/task_rules.h"
-#include "common/text/advice.h"
+#include "common/text/command_text.h"
 #include "common/text/json_read.h"
 #include "common/text/task_name.h"
 #include "health.h"

@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <set>
 
-#include "common/text/advice.h"
+#include "common/text/command_text.h"
 #include "common/text/json_read.h"
 
 namespace Host {

@@ -7,7 +7,7 @@
 #include "common/runs/reconcile.h"
 #include "common/store/sql_text.h"
 #include "common/tasks/depend_text.h"
-#include "common/text/advice.h"
+#include "common/text/command_text.h"
 #include "common/text/json_read.h"
 
 namespace Host {

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "common/text/advice.h"
+#include "common/text/command_text.h"
 #include "common/text/terminal_text.h"
 
 using namespace Host;

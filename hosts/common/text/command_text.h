@@ -1,4 +1,4 @@
-/// \file advice.h
+/// \file command_text.h
 /// Commands that are shown to be typed.
 
 #pragma once

@@ -1,4 +1,4 @@
-#include "advice.h"
+#include "command_text.h"
 
 #include <algorithm>
 #include <fmt/format.h>
