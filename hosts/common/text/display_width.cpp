@@ -5,7 +5,7 @@
 #include <cwchar>
 #include <optional>
 
-#include "code_point.h"
+#include "utf8.h"
 
 namespace Host {
 

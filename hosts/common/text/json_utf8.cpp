@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "base64.h"
-#include "code_point.h"
+#include "utf8.h"
 #include "yaml_text.h"
 
 namespace Host {

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <optional>
 
-#include "code_point.h"
+#include "utf8.h"
 
 namespace Host {
 

@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "code_point.h"
+#include "utf8.h"
 
 namespace Host {
 

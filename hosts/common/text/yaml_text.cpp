@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-#include "code_point.h"
+#include "utf8.h"
 
 namespace Host {
 

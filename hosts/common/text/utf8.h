@@ -1,4 +1,4 @@
-/// \file code_point.h
+/// \file utf8.h
 /// Characters of a text in UTF-8, one by one.
 
 #pragma once

@@ -1,4 +1,4 @@
-#include "code_point.h"
+#include "utf8.h"
 
 #include <cstddef>
 
