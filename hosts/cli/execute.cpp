@@ -23,7 +23,7 @@
 #include "common/runs/reconcile.h"
 #include "common/runs/run_end.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/shell_word.h"
 
 using Host::intOf;

@@ -7,7 +7,7 @@
 #include <iostream>
 
 #include "common/support/failure.h"
-#include "common/text/json_text.h"
+#include "common/text/json_reader.h"
 
 std::string readInput(const std::string& strFile, std::size_t cbMax) {
   std::ifstream file;

@@ -11,7 +11,7 @@
 #include "common/support/failure.h"
 #include "common/tasks/depend_text.h"
 #include "common/text/base64.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/json_utf8.h"
 #include "input.h"
 #include "usage.h"

@@ -11,7 +11,7 @@
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/tasks/lost_output.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 
 using Host::HealthFinding;

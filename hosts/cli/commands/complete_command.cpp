@@ -14,7 +14,7 @@
 #include "common/events/event_catalogue.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "common/events/known_event.h"
 #include "common/reasons/event_plan.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 using Host::BlockedTask;
 using Host::EventPlan;

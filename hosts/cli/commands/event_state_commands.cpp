@@ -11,7 +11,7 @@
 #include "common/events/event_state.h"
 #include "common/server/systemctl.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/suggestion.h"
 
 using Host::Event;

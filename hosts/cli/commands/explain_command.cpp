@@ -6,7 +6,7 @@
 #include "cli/terminal/present.h"
 #include "common/events/event_note.h"
 #include "common/reasons/explanation.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 using Host::Explanation;
 using Host::intOf;

@@ -5,7 +5,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/state/server_state.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace {
 

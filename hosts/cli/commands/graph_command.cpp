@@ -11,7 +11,7 @@
 #include "common/reasons/obstacle.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace {
 

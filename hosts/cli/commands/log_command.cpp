@@ -13,7 +13,7 @@
 #include "cli/usage.h"
 #include "common/server/event_log.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 #include "common/text/time_spec.h"
 

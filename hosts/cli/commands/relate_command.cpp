@@ -9,7 +9,7 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_graph.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 using Host::textOf;
 

@@ -12,7 +12,7 @@
 #include "common/output/retention.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 using Host::intOf;
 using Host::textOf;

@@ -5,7 +5,7 @@
 
 #include "cli/terminal/present.h"
 #include "common/support/text_diff.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"
 

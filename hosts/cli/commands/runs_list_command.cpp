@@ -10,7 +10,7 @@
 #include "cli/usage.h"
 #include "common/server/user_name.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/time_spec.h"
 #include "runs_commands.h"
 

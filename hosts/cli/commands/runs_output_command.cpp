@@ -13,7 +13,7 @@
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/file_follower.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"
 

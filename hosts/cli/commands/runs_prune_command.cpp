@@ -5,7 +5,7 @@
 #include "cli/terminal/present.h"
 #include "common/output/retention.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "runs_commands.h"
 
 using Host::intOf;

@@ -9,7 +9,7 @@
 #include "cli/usage.h"
 #include "common/config/host_settings.h"
 #include "common/runs/run_stop.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace {
 

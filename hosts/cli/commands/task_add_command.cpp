@@ -11,7 +11,7 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_members.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 
 using Host::boolOf;

@@ -13,7 +13,7 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace {
 

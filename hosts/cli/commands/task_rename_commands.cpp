@@ -12,7 +12,7 @@
 #include "common/tasks/subtree_change.h"
 #include "common/tasks/subtree_lock.h"
 #include "common/tasks/task_members.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "quiet_terminal.h"
 
 namespace {

@@ -17,7 +17,7 @@
 
 #include "common/support/failure.h"
 #include "common/tasks/depend_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/json_utf8.h"
 #include "common/text/terminal_text.h"
 

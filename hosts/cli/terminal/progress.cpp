@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "common/runs/outcome.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "live_table.h"
 #include "quiet_terminal.h"
 

@@ -15,7 +15,7 @@
 #include "common/support/failure.h"
 #include "common/support/files.h"
 #include "common/support/paths.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/suggestion.h"
 #include "common/text/task_name.h"
 #include "host_settings.h"

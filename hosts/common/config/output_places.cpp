@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 std::string outputSetting(const Json::Value& jConfig) {
   const std::string strPath = Host::textOf(jConfig, "output_path");

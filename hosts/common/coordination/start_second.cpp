@@ -12,7 +12,7 @@
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/support/unique_fd.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

@@ -3,7 +3,7 @@
 #include "eorvascheduler.h"
 
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

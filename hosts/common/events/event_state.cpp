@@ -5,7 +5,7 @@
 
 #include "common/store/session.h"
 #include "common/support/paths.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/suggestion.h"
 #include "event_catalogue.h"
 

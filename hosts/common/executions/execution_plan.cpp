@@ -12,7 +12,7 @@
 #include "common/reasons/firing.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/task_name.h"
 
 namespace Host {

@@ -11,7 +11,7 @@
 
 #include "common/reasons/start_reason.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

@@ -8,7 +8,7 @@
 #include "common/runs/outcome.h"
 #include "common/runs/run_identity.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

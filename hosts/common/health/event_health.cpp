@@ -7,7 +7,7 @@
 #include "common/events/event_state.h"
 #include "common/support/failure.h"
 #include "common/text/command_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "health.h"
 
 namespace Host {

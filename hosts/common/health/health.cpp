@@ -23,7 +23,7 @@
 #include "common/tasks/lost_output.h"
 #include "common/tasks/script_check.h"
 #include "common/text/command_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/shell_word.h"
 
 namespace Host {

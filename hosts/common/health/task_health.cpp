@@ -9,7 +9,7 @@
 #include "common/tasks/task_graph.h"
 #include "common/tasks/task_rules.h"
 #include "common/text/command_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/task_name.h"
 #include "health.h"
 

@@ -20,7 +20,7 @@
 #include "common/server/shares.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

@@ -13,7 +13,7 @@
 #include "common/runs/outcome.h"
 #include "common/server/shares.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "kept_output.h"
 #include "output_folder.h"
 

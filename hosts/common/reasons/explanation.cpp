@@ -6,7 +6,7 @@
 #include <set>
 
 #include "common/store/sql_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "event_plan.h"
 #include "firing.h"
 

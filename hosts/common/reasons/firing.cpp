@@ -7,7 +7,7 @@
 
 #include "common/runs/reconcile.h"
 #include "common/store/sql_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

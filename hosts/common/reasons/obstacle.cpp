@@ -5,7 +5,7 @@
 #include <set>
 
 #include "common/text/command_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

@@ -8,7 +8,7 @@
 #include "common/store/sql_text.h"
 #include "common/tasks/depend_text.h"
 #include "common/text/command_text.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

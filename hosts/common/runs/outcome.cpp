@@ -4,7 +4,7 @@
 #include <cstring>
 #include <fmt/format.h>
 
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

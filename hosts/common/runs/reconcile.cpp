@@ -11,7 +11,7 @@
 #include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "outcome.h"
 #include "run_identity.h"
 #include "run_process.h"

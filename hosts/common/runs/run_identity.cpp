@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "run_process.h"
 
 namespace Host {

@@ -6,7 +6,7 @@
 
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "outcome.h"
 #include "reconcile.h"
 #include "run_end.h"

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
-#include "common/text/json_text.h"
+#include "common/text/json_members.h"
+#include "common/text/json_reader.h"
 
 namespace Host {
 

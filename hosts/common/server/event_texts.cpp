@@ -4,8 +4,8 @@
 #include <set>
 
 #include "common/support/files.h"
-#include "common/text/json_read.h"
-#include "common/text/json_text.h"
+#include "common/text/json_members.h"
+#include "common/text/json_reader.h"
 
 namespace Host {
 

@@ -12,8 +12,8 @@
 #include "common/tasks/depend_text.h"
 #include "common/tasks/task_members.h"
 #include "common/text/base64.h"
-#include "common/text/json_read.h"
-#include "common/text/json_text.h"
+#include "common/text/json_members.h"
+#include "common/text/json_reader.h"
 #include "common/text/yaml_reader.h"
 #include "common/text/yaml_text.h"
 

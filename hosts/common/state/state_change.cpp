@@ -12,7 +12,7 @@
 #include "common/support/failure.h"
 #include "common/tasks/depend_text.h"
 #include "common/tasks/task_change_lock.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 
 namespace Host {
 

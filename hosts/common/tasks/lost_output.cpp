@@ -9,7 +9,7 @@
 
 #include "common/output/kept_output.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/task_name.h"
 #include "task_change_lock.h"
 

@@ -18,7 +18,7 @@
 #include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "depend_text.h"
 
 namespace Host {

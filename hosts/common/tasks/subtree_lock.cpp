@@ -8,7 +8,7 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "depend_text.h"
 #include "task_graph.h"
 

@@ -9,7 +9,7 @@
 #include "common/runs/reconcile.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "task_change_lock.h"
 #include "task_members.h"
 #include "task_rules.h"

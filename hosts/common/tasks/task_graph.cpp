@@ -6,7 +6,7 @@
 #include <set>
 #include <sqlite3.h>
 
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/task_name.h"
 #include "depend_text.h"
 

@@ -12,7 +12,7 @@
 #include "orva_platform.h"
 
 #include "common/events/event_catalogue.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "common/text/task_name.h"
 #include "depend_text.h"
 #include "script_check.h"

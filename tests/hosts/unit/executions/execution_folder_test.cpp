@@ -9,7 +9,7 @@
 #include "common/executions/execution.h"
 #include "common/store/session.h"
 #include "common/support/paths.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

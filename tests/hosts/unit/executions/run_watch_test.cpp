@@ -10,7 +10,7 @@
 #include "common/runs/outcome.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "run_test.h"
 #include "support/files.h"
 

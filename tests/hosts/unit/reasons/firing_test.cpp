@@ -11,7 +11,7 @@
 #include "common/runs/run_identity.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "fresh_host.h"
 
 using namespace Host;

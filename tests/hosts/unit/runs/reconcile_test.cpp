@@ -19,7 +19,7 @@
 #include "common/runs/run_identity.h"
 #include "common/runs/run_process.h"
 #include "common/support/process.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

@@ -9,7 +9,7 @@
 
 #include "common/support/failure.h"
 #include "common/support/process.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "run_test.h"
 
 using namespace Host;

@@ -11,7 +11,7 @@
 #include "common/coordination/execution_file.h"
 #include "common/support/failure.h"
 #include "common/tasks/subtree_change.h"
-#include "common/text/json_read.h"
+#include "common/text/json_members.h"
 #include "fresh_host.h"
 
 using namespace Host;

@@ -1,4 +1,4 @@
-#include "json_text.h"
+#include "json_reader.h"
 
 #include <algorithm>
 #include <json/reader.h>

@@ -1,4 +1,4 @@
-/// \file json_read.h
+/// \file json_members.h
 /// Members of records, read without trusting their types.
 
 #pragma once

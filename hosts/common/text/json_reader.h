@@ -1,4 +1,4 @@
-/// \file json_text.h
+/// \file json_reader.h
 /// JSON as text, read strictly: no remarks, no member twice, nothing behind it.
 
 #pragma once
