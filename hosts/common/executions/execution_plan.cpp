@@ -13,7 +13,7 @@
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "common/text/task_name.h"
+#include "common/text/name_rules.h"
 
 namespace Host {
 

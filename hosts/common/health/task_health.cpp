@@ -10,7 +10,7 @@
 #include "common/tasks/task_rules.h"
 #include "common/text/command_text.h"
 #include "common/text/json_members.h"
-#include "common/text/task_name.h"
+#include "common/text/name_rules.h"
 #include "health.h"
 
 namespace Host {

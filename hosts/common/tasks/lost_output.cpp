@@ -10,7 +10,7 @@
 #include "common/output/kept_output.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "common/text/task_name.h"
+#include "common/text/name_rules.h"
 #include "task_change_lock.h"
 
 namespace Host {

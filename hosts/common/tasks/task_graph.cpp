@@ -7,7 +7,7 @@
 #include <sqlite3.h>
 
 #include "common/text/json_members.h"
-#include "common/text/task_name.h"
+#include "common/text/name_rules.h"
 #include "depend_text.h"
 
 namespace Host {

@@ -13,7 +13,7 @@
 
 #include "common/events/event_catalogue.h"
 #include "common/text/json_members.h"
-#include "common/text/task_name.h"
+#include "common/text/name_rules.h"
 #include "depend_text.h"
 #include "script_check.h"
 #include "task_graph.h"

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "common/text/task_name.h"
+#include "common/text/name_rules.h"
 
 using namespace Host;
 

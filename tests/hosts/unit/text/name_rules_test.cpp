@@ -1,6 +1,6 @@
 /// What is let through as the name of a task means nothing to a shell, and is one step of a path.
 
-#include "common/text/task_name.h"
+#include "common/text/name_rules.h"
 
 #include <array>
 #include <cstdio>

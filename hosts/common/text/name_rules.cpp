@@ -1,4 +1,4 @@
-#include "task_name.h"
+#include "name_rules.h"
 
 #include <algorithm>
 #include <array>

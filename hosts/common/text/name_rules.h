@@ -1,4 +1,4 @@
-/// \file task_name.h
+/// \file name_rules.h
 /// What a name may look like.
 
 #pragma once
