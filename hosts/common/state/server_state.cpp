@@ -15,7 +15,7 @@
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
 #include "common/text/yaml_reader.h"
-#include "common/text/yaml_text.h"
+#include "common/text/yaml_writer.h"
 
 namespace Host {
 

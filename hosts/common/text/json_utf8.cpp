@@ -5,7 +5,7 @@
 
 #include "base64.h"
 #include "utf8.h"
-#include "yaml_text.h"
+#include "yaml_writer.h"
 
 namespace Host {
 

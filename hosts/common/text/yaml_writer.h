@@ -1,4 +1,4 @@
-/// \file yaml_text.h
+/// \file yaml_writer.h
 /// Texts as YAML.
 
 #pragma once

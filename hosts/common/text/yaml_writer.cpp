@@ -1,4 +1,4 @@
-#include "yaml_text.h"
+#include "yaml_writer.h"
 
 #include <algorithm>
 #include <array>
