@@ -46,7 +46,7 @@ std::string languageOf(const LogOptions& options) {
   if (options.strLanguage.empty()) {
     return serverLanguage();
   }
-  const std::vector<std::string> vecLanguages = Host::EventTexts().languages();
+  const std::vector<std::string> vecLanguages = Host::EventLogTexts().languages();
   if (std::find(vecLanguages.begin(), vecLanguages.end(), options.strLanguage) == vecLanguages.end()) {
     throw Host::UsageFailure(fmt::format("log: there are no texts in the language \"{}\"; there are {}",
                                          options.strLanguage, fmt::join(vecLanguages, ", ")));

@@ -32,8 +32,8 @@ UniqueFd openFile(int iAge) {
   return fd;
 }
 
-bool isEvent(const Json::Value& jEvent) {
-  return jEvent.isObject() && memberOf(jEvent, "time").isInt64() && memberOf(jEvent, "code").isString();
+bool isEntry(const Json::Value& jEntry) {
+  return jEntry.isObject() && memberOf(jEntry, "time").isInt64() && memberOf(jEntry, "code").isString();
 }
 
 /// Files are opened from the newest to the oldest, so that one that gets another name meanwhile comes twice, and none
@@ -45,35 +45,35 @@ bool isAmong(const std::vector<FileFollower>& vecFiles, const UniqueFd& fd) {
 }  // namespace
 
 /// A line that is not complete yet is left for the next time.
-std::vector<Json::Value> EventLog::takeEvents(FileFollower& file) {
-  std::vector<Json::Value> vecEvents;
+std::vector<Json::Value> EventLog::takeEntries(FileFollower& file) {
+  std::vector<Json::Value> vecEntries;
   file.takeNew([&](std::string_view strPiece) {
     std::size_t iStart = 0;
     for (std::size_t iEnd = 0; (iEnd = strPiece.find('\n', iStart)) != std::string_view::npos; iStart = iEnd + 1) {
-      Json::Value jEvent = readJsonOrNull(std::string(strPiece.substr(iStart, iEnd - iStart)));
-      if (isEvent(jEvent)) {
-        vecEvents.push_back(std::move(jEvent));
+      Json::Value jEntry = readJsonOrNull(std::string(strPiece.substr(iStart, iEnd - iStart)));
+      if (isEntry(jEntry)) {
+        vecEntries.push_back(std::move(jEntry));
       } else {
         ++m_cUnreadable;
       }
     }
     return iStart;
   });
-  return vecEvents;
+  return vecEntries;
 }
 
-bool EventLog::isTooOld(const Json::Value& jEvent) const {
-  return m_query.since && jEvent["time"].asInt64() < static_cast<Json::Int64>(*m_query.since);
+bool EventLog::isTooOld(const Json::Value& jEntry) const {
+  return m_query.since && jEntry["time"].asInt64() < static_cast<Json::Int64>(*m_query.since);
 }
 
-void EventLog::addTexts(std::vector<Json::Value>& vecEvents) const {
-  for (Json::Value& jEvent : vecEvents) {
-    jEvent["text"] = m_texts.textOf(jEvent, m_query.strLanguage);
+void EventLog::addTexts(std::vector<Json::Value>& vecEntries) const {
+  for (Json::Value& jEntry : vecEntries) {
+    jEntry["text"] = m_texts.textOf(jEntry, m_query.strLanguage);
   }
 }
 
 std::vector<Json::Value> EventLog::read() {
-  std::vector<Json::Value> vecEvents;
+  std::vector<Json::Value> vecEntries;
   std::vector<FileFollower> vecFiles;
   bool blEnough = false;
   for (int iAge = 0; iAge <= FILES_KEPT && !blEnough; ++iAge) {
@@ -81,19 +81,19 @@ std::vector<Json::Value> EventLog::read() {
     if (!fd.isOpen() || isAmong(vecFiles, fd)) {
       continue;
     }
-    std::vector<Json::Value> vecOlder = takeEvents(vecFiles.emplace_back(std::move(fd), EVENT_FILE));
-    const bool blOld = std::erase_if(vecOlder, [&](const Json::Value& jEvent) { return isTooOld(jEvent); }) > 0;
-    vecEvents.insert(vecEvents.begin(), vecOlder.begin(), vecOlder.end());
-    blEnough = blOld || (m_query.cLines != 0 && vecEvents.size() >= m_query.cLines);
+    std::vector<Json::Value> vecOlder = takeEntries(vecFiles.emplace_back(std::move(fd), EVENT_FILE));
+    const bool blOld = std::erase_if(vecOlder, [&](const Json::Value& jEntry) { return isTooOld(jEntry); }) > 0;
+    vecEntries.insert(vecEntries.begin(), vecOlder.begin(), vecOlder.end());
+    blEnough = blOld || (m_query.cLines != 0 && vecEntries.size() >= m_query.cLines);
   }
-  if (m_query.cLines != 0 && vecEvents.size() > m_query.cLines) {
-    vecEvents.erase(vecEvents.begin(), vecEvents.end() - static_cast<std::ptrdiff_t>(m_query.cLines));
+  if (m_query.cLines != 0 && vecEntries.size() > m_query.cLines) {
+    vecEntries.erase(vecEntries.begin(), vecEntries.end() - static_cast<std::ptrdiff_t>(m_query.cLines));
   }
   if (!vecFiles.empty()) {
     m_file = std::move(vecFiles.front());
   }
-  addTexts(vecEvents);
-  return vecEvents;
+  addTexts(vecEntries);
+  return vecEntries;
 }
 
 /// The files that came after the one that was read last, the oldest first.
@@ -126,17 +126,17 @@ std::vector<FileFollower> EventLog::filesSince() const {
 std::vector<Json::Value> EventLog::readNew() {
   // Looked for first: nothing comes to a file any more that has got another name.
   std::vector<FileFollower> vecFiles = filesSince();
-  std::vector<Json::Value> vecEvents = m_file ? takeEvents(*m_file) : std::vector<Json::Value>();
+  std::vector<Json::Value> vecEntries = m_file ? takeEntries(*m_file) : std::vector<Json::Value>();
   for (FileFollower& file : vecFiles) {
-    const std::vector<Json::Value> vecMore = takeEvents(file);
-    vecEvents.insert(vecEvents.end(), vecMore.begin(), vecMore.end());
+    const std::vector<Json::Value> vecMore = takeEntries(file);
+    vecEntries.insert(vecEntries.end(), vecMore.begin(), vecMore.end());
   }
   if (!vecFiles.empty()) {
     m_file = std::move(vecFiles.back());
   }
-  std::erase_if(vecEvents, [&](const Json::Value& jEvent) { return isTooOld(jEvent); });
-  addTexts(vecEvents);
-  return vecEvents;
+  std::erase_if(vecEntries, [&](const Json::Value& jEntry) { return isTooOld(jEntry); });
+  addTexts(vecEntries);
+  return vecEntries;
 }
 
 }  // namespace Host

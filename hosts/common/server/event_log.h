@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "common/support/file_follower.h"
-#include "event_texts.h"
+#include "event_log_texts.h"
 
 namespace Host {
 
@@ -38,13 +38,13 @@ public:
   std::size_t takeUnreadable() { return std::exchange(m_cUnreadable, 0); }
 
 private:
-  std::vector<Json::Value> takeEvents(FileFollower& file);
+  std::vector<Json::Value> takeEntries(FileFollower& file);
   std::vector<FileFollower> filesSince() const;
-  bool isTooOld(const Json::Value& jEvent) const;
-  void addTexts(std::vector<Json::Value>& vecEvents) const;
+  bool isTooOld(const Json::Value& jEntry) const;
+  void addTexts(std::vector<Json::Value>& vecEntries) const;
 
   EventLogQuery m_query;
-  EventTexts m_texts;
+  EventLogTexts m_texts;
   std::optional<FileFollower> m_file;  ///< the newest one that has been read
   std::size_t m_cUnreadable = 0;
 };

@@ -14,18 +14,18 @@ namespace {
 constexpr int MAX_DEPTH = 20;
 
 /// The parser's next piece.
-class Event {
+class YamlPiece {
 public:
-  explicit Event(yaml_parser_t& parser) {
+  explicit YamlPiece(yaml_parser_t& parser) {
     if (yaml_parser_parse(&parser, &m_event) == 0) {
       const char* szProblem = parser.problem != nullptr ? parser.problem : "it cannot be read";
       const yaml_mark_t& mark = parser.problem_mark;
       throw Failure(fmt::format("line {}, column {}: {}", mark.line + 1, mark.column + 1, szProblem));
     }
   }
-  ~Event() { yaml_event_delete(&m_event); }
-  Event(const Event&) = delete;
-  Event& operator=(const Event&) = delete;
+  ~YamlPiece() { yaml_event_delete(&m_event); }
+  YamlPiece(const YamlPiece&) = delete;
+  YamlPiece& operator=(const YamlPiece&) = delete;
 
   yaml_event_type_t type() const { return m_event.type; }
 
@@ -67,15 +67,15 @@ public:
   DocumentReader& operator=(const DocumentReader&) = delete;
 
   Json::Value readDocument() {
-    const Event streamStart(m_parser);
-    const Event documentStart(m_parser);
+    const YamlPiece streamStart(m_parser);
+    const YamlPiece documentStart(m_parser);
     if (documentStart.type() == YAML_STREAM_END_EVENT) {
       return {};
     }
-    const Event first(m_parser);
+    const YamlPiece first(m_parser);
     Json::Value jValue = readValue(first, 0);
-    const Event documentEnd(m_parser);
-    const Event streamEnd(m_parser);
+    const YamlPiece documentEnd(m_parser);
+    const YamlPiece streamEnd(m_parser);
     if (streamEnd.type() != YAML_STREAM_END_EVENT) {
       streamEnd.fail("a second document begins here");
     }
@@ -88,7 +88,7 @@ public:
   }
 
 private:
-  Json::Value readValue(const Event& event, int cDepth) {
+  Json::Value readValue(const YamlPiece& event, int cDepth) {
     if (cDepth > MAX_DEPTH) {
       event.fail("it is nested too deep");
     }
@@ -108,7 +108,7 @@ private:
     }
   }
 
-  static Json::Value readScalar(const Event& event) {
+  static Json::Value readScalar(const YamlPiece& event) {
     const std::string strText = event.text();
     if (!event.isPlain()) {
       return strText;
@@ -128,7 +128,7 @@ private:
   Json::Value readList(int cDepth) {
     Json::Value jList(Json::arrayValue);
     for (;;) {
-      const Event event(m_parser);
+      const YamlPiece event(m_parser);
       if (event.type() == YAML_SEQUENCE_END_EVENT) {
         return jList;
       }
@@ -139,7 +139,7 @@ private:
   Json::Value readMapping(int cDepth) {
     Json::Value jObject(Json::objectValue);
     for (;;) {
-      const Event key(m_parser);
+      const YamlPiece key(m_parser);
       if (key.type() == YAML_MAPPING_END_EVENT) {
         return jObject;
       }
@@ -150,7 +150,7 @@ private:
       if (jObject.isMember(strKey)) {
         key.fail(fmt::format("\"{}\" stands here a second time", strKey));
       }
-      const Event value(m_parser);
+      const YamlPiece value(m_parser);
       jObject[strKey] = readValue(value, cDepth + 1);
     }
   }

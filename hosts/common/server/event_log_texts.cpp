@@ -1,4 +1,4 @@
-#include "event_texts.h"
+#include "event_log_texts.h"
 
 #include <filesystem>
 #include <set>
@@ -30,7 +30,7 @@ std::string filledIn(const std::string& strText, const Json::Value& jArgs) {
 
 }  // namespace
 
-EventTexts::EventTexts() : m_jCatalogue(Json::objectValue) {
+EventLogTexts::EventLogTexts() : m_jCatalogue(Json::objectValue) {
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(CATALOGUE_FOLDER, error)) {
     const Json::Value jFile =
@@ -41,14 +41,14 @@ EventTexts::EventTexts() : m_jCatalogue(Json::objectValue) {
   }
 }
 
-std::string EventTexts::textOf(const Json::Value& jEvent, const std::string& strLanguage) const {
+std::string EventLogTexts::textOf(const Json::Value& jEvent, const std::string& strLanguage) const {
   const Json::Value& jTexts = memberOf(m_jCatalogue, Host::textOf(jEvent, "code").c_str());
   std::string strText = Host::textOf(jTexts, strLanguage.c_str());
   strText = strText.empty() ? Host::textOf(jTexts, ENGLISH) : strText;
   return filledIn(strText.empty() ? "%1 %2 %3 %4" : strText, memberOf(jEvent, "args"));
 }
 
-std::vector<std::string> EventTexts::languages() const {
+std::vector<std::string> EventLogTexts::languages() const {
   std::set<std::string> setLanguages;
   for (const Json::Value& jTexts : m_jCatalogue) {
     for (const std::string& strMember : jTexts.isObject() ? jTexts.getMemberNames() : std::vector<std::string>()) {

@@ -1,4 +1,4 @@
-/// \file event_texts.h
+/// \file event_log_texts.h
 /// What the codes of the event log mean, in the languages that there are.
 
 #pragma once
@@ -10,9 +10,9 @@
 namespace Host {
 
 /// The texts as they are installed.
-class EventTexts {
+class EventLogTexts {
 public:
-  EventTexts();
+  EventLogTexts();
 
   /// The text of an event, in English when there is none in the language; one without a text is its arguments.
   /// \param strLanguage  as "enu".
