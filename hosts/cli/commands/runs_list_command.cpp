@@ -8,7 +8,7 @@
 
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
-#include "common/server/user_name.h"
+#include "common/server/users.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/time_spec.h"

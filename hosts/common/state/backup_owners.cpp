@@ -4,7 +4,7 @@
 #include <sqlite3.h>
 #include <sys/types.h>
 
-#include "common/server/user_name.h"
+#include "common/server/users.h"
 #include "common/support/failure.h"
 
 namespace Host {

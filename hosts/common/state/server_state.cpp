@@ -7,7 +7,7 @@
 #include <optional>
 #include <pwd.h>
 
-#include "common/server/user_name.h"
+#include "common/server/users.h"
 #include "common/support/failure.h"
 #include "common/tasks/depend_text.h"
 #include "common/tasks/task_members.h"

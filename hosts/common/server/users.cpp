@@ -1,4 +1,4 @@
-#include "user_name.h"
+#include "users.h"
 
 #include <charconv>
 #include <memory>

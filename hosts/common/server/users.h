@@ -1,4 +1,4 @@
-/// \file user_name.h
+/// \file users.h
 /// Users as people type them: by name or by number.
 
 #pragma once
