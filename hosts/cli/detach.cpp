@@ -16,8 +16,8 @@
 #include "cli/terminal/present.h"
 #include "common/config/host_settings.h"
 #include "common/coordination/start_ticket.h"
-#include "common/server/systemctl.h"
-#include "common/server/transient_unit.h"
+#include "common/server/systemd_service.h"
+#include "common/server/systemd_units.h"
 #include "common/support/failure.h"
 #include "common/support/unique_fd.h"
 #include "execute.h"
@@ -170,8 +170,8 @@ int detachProcess(const Context& context, const Host::ExecutionRequest& request,
 void startOnce(const std::string& strUnit, const Host::ExecutionRequest& request) {
   const Host::StartTicket ticket(strUnit);
   try {
-    Host::startTransientUnit(strUnit, fmt::format("Scheduler {} {}", request.kind(), request.strName),
-                             commandOf(request, ticket), stopTime());
+    Host::startService(strUnit, fmt::format("Scheduler {} {}", request.kind(), request.strName),
+                       commandOf(request, ticket), stopTime());
   } catch (const std::exception&) {
     if (ticket.withdraw()) {
       throw;
@@ -186,7 +186,7 @@ int detach(const Context& context, const Host::ExecutionRequest& request, bool b
     return detachProcess(context, request, blJson);
   }
   const std::string strUnit =
-      Host::transientUnitName(fmt::format("{}-{}", request.blByEvent ? "fire" : "run", request.strName));
+      Host::serviceName(fmt::format("{}-{}", request.blByEvent ? "fire" : "run", request.strName));
   startOnce(strUnit, request);
   say(request, blJson, "unit", strUnit, strUnit);
   return EXIT_DONE;

@@ -9,7 +9,7 @@
 #include "cli/terminal/present.h"
 #include "common/events/event_catalogue.h"
 #include "common/events/event_state.h"
-#include "common/server/systemctl.h"
+#include "common/server/systemd_units.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/suggestion.h"

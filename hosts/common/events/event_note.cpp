@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <vector>
 
-#include "common/server/systemctl.h"
+#include "common/server/systemd_units.h"
 #include "common/support/failure.h"
 #include "common/text/shell_word.h"
 #include "event_catalogue.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "common/server/systemctl.h"
+#include "common/server/systemd_units.h"
 #include "event_catalogue.h"
 
 namespace Host {

@@ -19,7 +19,7 @@
 #include "common/reasons/firing.h"
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
-#include "common/server/systemctl.h"
+#include "common/server/systemd_units.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "execution_process.h"

@@ -1,4 +1,4 @@
-/// \file transient_unit.h
+/// \file systemd_service.h
 /// Runs a command as a service of its own under systemd, so that nothing that ends its starter ends it.
 
 #pragma once
@@ -11,7 +11,7 @@ namespace Host {
 
 /// A name for a service that no other one has.
 /// \param strName  what it tells, after "eorva-".
-std::string transientUnitName(const std::string& strName);
+std::string serviceName(const std::string& strName);
 
 /// Starts a command as a service that is gone when it has ended, and waits until it has been started.
 /// Nothing in it restricts users' scripts: no sandbox, no time limit.
@@ -22,7 +22,7 @@ std::string transientUnitName(const std::string& strName);
 /// \param stopTime        how long it may take to end then.
 /// \throw Failure when systemd cannot be reached or refuses. When its answers were lost, the command may have been
 ///         started all the same, or may be later.
-void startTransientUnit(const std::string& strUnit, const std::string& strDescription,
-                        const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime);
+void startService(const std::string& strUnit, const std::string& strDescription,
+                  const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime);
 
 }  // namespace Host

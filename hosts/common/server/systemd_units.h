@@ -1,4 +1,4 @@
-/// \file systemctl.h
+/// \file systemd_units.h
 /// What the service manager knows about units, and how it is told to start with them.
 
 #pragma once

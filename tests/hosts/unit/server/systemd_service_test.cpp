@@ -1,6 +1,6 @@
 /// A service is started through a systemd that goes away meanwhile, forgets to answer, or refuses.
 
-#include "common/server/transient_unit.h"
+#include "common/server/systemd_service.h"
 
 #include <atomic>
 #include <chrono>
@@ -199,8 +199,8 @@ private:
 };
 
 std::string startOne() {
-  std::string strUnit = transientUnitName("fire-bootup");
-  startTransientUnit(strUnit, "a test", {"/bin/true"}, std::chrono::seconds(5));
+  std::string strUnit = serviceName("fire-bootup");
+  startService(strUnit, "a test", {"/bin/true"}, std::chrono::seconds(5));
   return strUnit;
 }
 

@@ -1,4 +1,4 @@
-#include "transient_unit.h"
+#include "systemd_service.h"
 
 #include <algorithm>
 #include <array>
@@ -17,7 +17,7 @@
 #include <utility>
 
 #include "common/support/failure.h"
-#include "systemctl.h"
+#include "systemd_units.h"
 
 namespace Host {
 
@@ -274,7 +274,7 @@ void UnitStart::run(const std::string& strDescription, const std::vector<std::st
 }  // namespace
 
 /// Units are told apart by the process that starts them, and the moment.
-std::string transientUnitName(const std::string& strName) {
+std::string serviceName(const std::string& strName) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   std::string strEscaped = escapeUnitName(strName);
@@ -289,8 +289,8 @@ std::string transientUnitName(const std::string& strName) {
       static_cast<std::uint64_t>(now.tv_sec) * 1000000U + static_cast<std::uint64_t>(now.tv_nsec) / 1000U, getpid());
 }
 
-void startTransientUnit(const std::string& strUnit, const std::string& strDescription,
-                        const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
+void startService(const std::string& strUnit, const std::string& strDescription,
+                  const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
   using namespace std::chrono_literals;
   constexpr auto PAUSE = 100ms;
   constexpr auto START_LIMIT = 60s;

@@ -1,4 +1,4 @@
-#include "systemctl.h"
+#include "systemd_units.h"
 
 #include <array>
 #include <cerrno>
