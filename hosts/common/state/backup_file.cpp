@@ -15,7 +15,7 @@
 #include "backup_owners.h"
 #include "backup_target.h"
 #include "common/coordination/config_lock.h"
-#include "common/store/backup_database.h"
+#include "common/store/database.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "common/store/backup_database.h"
+#include "common/store/database.h"
 
 namespace Host {
 

@@ -1,4 +1,4 @@
-#include "backup_database.h"
+#include "database.h"
 
 #include <chrono>
 #include <cstring>

@@ -1,4 +1,4 @@
-/// \file backup_database.h
+/// \file database.h
 /// The databases that a backup and a restore work with: the store, and copies of it in memory.
 
 #pragma once
