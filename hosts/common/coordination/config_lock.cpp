@@ -9,7 +9,7 @@
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "run_folder.h"
+#include "runtime_folder.h"
 
 namespace Host {
 
@@ -18,7 +18,7 @@ namespace {
 constexpr std::chrono::milliseconds LOCK_PAUSE{5};
 
 UniqueFd openLockFile() {
-  makeRunFolder();
+  makeRuntimeFolder();
   return UniqueFd(open(CONFIG_LOCK_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
 }
 

@@ -17,7 +17,7 @@
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "run_folder.h"
+#include "runtime_folder.h"
 
 namespace Host {
 
@@ -113,7 +113,7 @@ std::vector<Content> readLive() {
 }  // namespace
 
 ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
-  makeRunFolder(EXECUTIONS_FOLDER);
+  makeRuntimeFolder(EXECUTIONS_FOLDER);
   // A process id alone could come back while an earlier execution with it is still alive.
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);

@@ -10,7 +10,7 @@
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/support/unique_fd.h"
-#include "run_folder.h"
+#include "runtime_folder.h"
 
 namespace Host {
 
@@ -27,7 +27,7 @@ std::string pathOf(const std::string& strName) {
 
 StartTicket::StartTicket(std::string strName) : m_strName(std::move(strName)) {
   const std::string strPath = pathOf(m_strName);
-  makeRunFolder(TICKETS_FOLDER);
+  makeRuntimeFolder(TICKETS_FOLDER);
   const UniqueFd fd(open(strPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!fd.isOpen()) {
     throw Failure(fmt::format("cannot create {}: {}", strPath, std::strerror(errno)));

@@ -12,7 +12,7 @@
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "run_folder.h"
+#include "runtime_folder.h"
 
 namespace Host {
 
@@ -88,7 +88,7 @@ std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::s
 }
 
 UniqueFd openLockFile() {
-  makeRunFolder();
+  makeRuntimeFolder();
   UniqueFd fd(open(TASK_LOCK_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!fd.isOpen()) {
     throw Failure(fmt::format("cannot open {}: {}", TASK_LOCK_PATH, std::strerror(errno)));

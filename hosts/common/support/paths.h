@@ -19,7 +19,7 @@ inline constexpr char SCRIPT_PREFIX[] = "/tmp/eorvascheduler.script.";
 inline constexpr char OUTPUT_SUFFIX[] = "/eorvascheduler.output.";
 
 /// What concerns processes that live now; gone after a reboot.
-inline constexpr char RUN_FOLDER[] = "/run/eorva";
+inline constexpr char RUNTIME_FOLDER[] = "/run/eorva";
 
 /// One file for every execution under way.
 inline constexpr char EXECUTIONS_FOLDER[] = "/run/eorva/executions";

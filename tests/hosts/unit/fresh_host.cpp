@@ -12,7 +12,7 @@ void freshHost() {
   OrvaTest::freshProduct();
   OrvaTest::installShareFiles();
   std::filesystem::create_directories(Host::STORE_FOLDER);
-  std::filesystem::remove_all(Host::RUN_FOLDER);
+  std::filesystem::remove_all(Host::RUNTIME_FOLDER);
 }
 
 }  // namespace HostTest

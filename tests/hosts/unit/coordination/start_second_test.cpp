@@ -9,7 +9,7 @@
 #include <string>
 #include <sys/file.h>
 
-#include "common/coordination/run_folder.h"
+#include "common/coordination/runtime_folder.h"
 #include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "fresh_host.h"
@@ -26,7 +26,7 @@ protected:
   void SetUp() override {
     HostTest::freshHost();
     m_session.emplace(Session::Store::CREATE);
-    makeRunFolder();
+    makeRuntimeFolder();
     addTask("a");
     addTask("b");
   }

@@ -18,10 +18,10 @@ namespace {
 
 class StartTickets : public testing::Test {
 protected:
-  void SetUp() override { std::filesystem::remove_all(RUN_FOLDER); }
+  void SetUp() override { std::filesystem::remove_all(RUNTIME_FOLDER); }
   void TearDown() override {
     OrvaTest::endChildren();
-    std::filesystem::remove_all(RUN_FOLDER);
+    std::filesystem::remove_all(RUNTIME_FOLDER);
   }
 };
 

@@ -1,4 +1,4 @@
-#include "run_folder.h"
+#include "runtime_folder.h"
 
 #include <cerrno>
 #include <cstring>
@@ -20,12 +20,12 @@ void makeFolder(const char* szPath) {
 
 }  // namespace
 
-void makeRunFolder() {
-  makeFolder(RUN_FOLDER);
+void makeRuntimeFolder() {
+  makeFolder(RUNTIME_FOLDER);
 }
 
-void makeRunFolder(const char* szPath) {
-  makeRunFolder();
+void makeRuntimeFolder(const char* szPath) {
+  makeRuntimeFolder();
   makeFolder(szPath);
 }
 

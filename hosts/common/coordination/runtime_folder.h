@@ -1,4 +1,4 @@
-/// \file run_folder.h
+/// \file runtime_folder.h
 /// The folder of what concerns processes that live now, and the folders in it: root's alone.
 
 #pragma once
@@ -7,11 +7,11 @@ namespace Host {
 
 /// Creates the folder unless it is there.
 /// \throw Failure
-void makeRunFolder();
+void makeRuntimeFolder();
 
 /// Creates a folder in it, and itself, unless they are there.
 /// \param szPath  the whole path.
 /// \throw Failure
-void makeRunFolder(const char* szPath);
+void makeRuntimeFolder(const char* szPath);
 
 }  // namespace Host
