@@ -14,7 +14,7 @@
 #include "eorvascheduler.h"
 
 #include "cli/terminal/present.h"
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/coordination/start_ticket.h"
 #include "common/server/systemd_service.h"
 #include "common/server/systemd_units.h"
@@ -62,7 +62,7 @@ void say(const Host::ExecutionRequest& request, bool blJson, const char* szMembe
 std::chrono::seconds stopTime() {
   using namespace std::chrono_literals;
   std::vector<std::string> vecProblems;
-  return 3 * std::chrono::seconds(Host::readHostSettings(vecProblems).cStopGrace) + 60s;
+  return 3 * std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace) + 60s;
 }
 
 /// Whatever there was to be said about that has been shown.

@@ -83,7 +83,7 @@ void printResultJson(const PruneResult& result, bool blDryRun) {
 }
 
 int runPrune(const Context&, const PruneOptions& options) {
-  const Host::HostSettings settings = Host::hostSettings();
+  const Host::Settings settings = Host::currentSettings();
   Host::Session session;
   closeInterruptedRuns(session);
   const PruneResult result = Host::pruneRuns(session, settings, options.blDryRun);

@@ -7,7 +7,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/runs/run_stop.h"
 #include "common/text/json_members.h"
 
@@ -24,7 +24,7 @@ std::chrono::seconds graceOf(const StopOptions& options) {
     return std::chrono::seconds(*options.grace);
   }
   std::vector<std::string> vecProblems;
-  return std::chrono::seconds(Host::readHostSettings(vecProblems).cStopGrace);
+  return std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace);
 }
 
 /// Waits until a run is over. \return its record then.

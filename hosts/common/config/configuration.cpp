@@ -18,8 +18,8 @@
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "common/text/suggestion.h"
-#include "host_settings.h"
 #include "output_places.h"
+#include "settings.h"
 #include "settings_file.h"
 
 namespace Host {

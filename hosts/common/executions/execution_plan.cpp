@@ -7,7 +7,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/output/output_folder.h"
 #include "common/reasons/firing.h"
 #include "common/runs/reconcile.h"
@@ -44,7 +44,7 @@ void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::
     return;
   }
   std::vector<std::string> vecProblems;
-  if (!readHostSettings(vecProblems).blSharedScript) {
+  if (!readSettings(vecProblems).blSharedScript) {
     throw Failure(
         "no output is kept, and without a folder for it a script of one owner can be run with the rights of another: "
         "set one with 'eorva config set --output-path SHARE', or allow it with shared_script=yes in /etc/eorva.conf");

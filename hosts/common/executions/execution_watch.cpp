@@ -15,7 +15,7 @@
 #include "eorvascheduler.h"
 
 #include "clean_process.h"
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/reasons/firing.h"
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
@@ -48,7 +48,7 @@ constexpr auto TURN_TIME = 10s;
 
 std::chrono::seconds graceSetting() {
   std::vector<std::string> vecProblems;
-  return std::chrono::seconds(readHostSettings(vecProblems).cStopGrace);
+  return std::chrono::seconds(readSettings(vecProblems).cStopGrace);
 }
 
 volatile std::sig_atomic_t g_iAskedToEnd = 0;

@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <vector>
 
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/support/process.h"
 #include "rest_end.h"
 
@@ -51,7 +51,7 @@ void ServiceProcess::waitForRest() {
   while (collectChildren()) {
     if (sigwaitinfo(&set, nullptr) == SIGTERM) {
       std::vector<std::string> vecProblems;
-      Host::endRest(std::chrono::seconds(Host::readHostSettings(vecProblems).cStopGrace), Host::KILL_LIMIT);
+      Host::endRest(std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace), Host::KILL_LIMIT);
       return;
     }
   }

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <set>
 
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/events/event_state.h"
 #include "common/support/failure.h"
 #include "common/text/command_text.h"
@@ -52,7 +52,7 @@ void checkUsual(const EventState& state, HealthFindings& findings) {
   }
 }
 
-bool hasRetention(const HostSettings& settings) {
+bool hasRetention(const Settings& settings) {
   return settings.cRetentionRuns != KEEP_ALL || settings.cbRetentionOutput != 0;
 }
 
@@ -98,7 +98,7 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
 void checkTimers(HealthFindings& findings) {
   std::vector<std::string> vecProblems;
   try {
-    if (hasRetention(readHostSettings(vecProblems))) {
+    if (hasRetention(readSettings(vecProblems))) {
       checkTimer("eorva-prune.timer", "old runs and their output are not removed", findings);
     }
     checkTimer("eorva-mail-flush.timer", "mail that could not be handed over is not tried again", findings);

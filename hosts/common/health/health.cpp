@@ -14,7 +14,7 @@
 
 #include "orva_platform.h"
 
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/output/output_folder.h"
 #include "common/runs/reconcile.h"
 #include "common/server/shares.h"
@@ -119,7 +119,7 @@ void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
       folder->check();
     } else if (ownersOf(jTasks) > 1) {
       std::vector<std::string> vecProblems;
-      const bool blAccepted = readHostSettings(vecProblems).blSharedScript;
+      const bool blAccepted = readSettings(vecProblems).blSharedScript;
       findings.push_back({blAccepted ? Severity::WARNING : Severity::PROBLEM, "output", "",
                           "no output is kept, and so a script of one owner can be run with the rights of another",
                           strSetOutput});
@@ -176,7 +176,7 @@ void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings) {
                         fmt::format("mv {0} {0}.bad && eorva init", CONFIG_PATH)});
   }
   std::vector<std::string> vecProblems;
-  readHostSettings(vecProblems);
+  readSettings(vecProblems);
   for (const std::string& strProblem : vecProblems) {
     findings.push_back({Severity::PROBLEM, "configuration", "/etc/eorva.conf", strProblem, "eorva config set --help"});
   }

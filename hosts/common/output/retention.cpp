@@ -45,7 +45,7 @@ std::string newestOf(const std::string& strWhere, unsigned cRuns) {
 
 class Pruning {
 public:
-  Pruning(Session& session, const HostSettings& settings, bool blDryRun)
+  Pruning(Session& session, const Settings& settings, bool blDryRun)
       : m_session(session), m_settings(settings), m_blDryRun(blDryRun) {
     std::vector<std::string> vecUnknown;
     m_vecPlaces = OutputFolder::places(vecUnknown);
@@ -258,7 +258,7 @@ private:
   }
 
   Session& m_session;
-  const HostSettings& m_settings;
+  const Settings& m_settings;
   const bool m_blDryRun;
   std::vector<OutputFolder> m_vecPlaces;
   bool m_blPlaceAway = false;  ///< one of the places is there, but cannot be looked into
@@ -268,7 +268,7 @@ private:
 
 }  // namespace
 
-PruneResult pruneRuns(Session& session, const HostSettings& settings, bool blDryRun) {
+PruneResult pruneRuns(Session& session, const Settings& settings, bool blDryRun) {
   return Pruning(session, settings, blDryRun).run();
 }
 

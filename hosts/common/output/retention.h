@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "common/config/host_settings.h"
+#include "common/config/settings.h"
 #include "common/store/session.h"
 
 namespace Host {
@@ -35,6 +35,6 @@ struct PruneResult {
 
 /// Applies the rules.
 /// \param blDryRun  true: nothing is removed.
-PruneResult pruneRuns(Session& session, const HostSettings& settings, bool blDryRun);
+PruneResult pruneRuns(Session& session, const Settings& settings, bool blDryRun);
 
 }  // namespace Host

@@ -1,4 +1,4 @@
-/// \file host_settings.h
+/// \file settings.h
 /// What administrators set for the programs here: /etc/eorva.conf, lines KEY=VALUE.
 
 #pragma once
@@ -13,8 +13,8 @@ namespace Host {
 /// Stands for "all" where runs are counted.
 inline constexpr unsigned KEEP_ALL = std::numeric_limits<unsigned>::max();
 
-/// The settings, from readHostSettings() or hostSettings(): the defaults are told by the installed file.
-struct HostSettings {
+/// The settings, from readSettings() or currentSettings(): the defaults are told by the installed file.
+struct Settings {
   unsigned cRetentionRuns = 0;          ///< newest runs of each task that are kept
   unsigned cRetentionFailedRuns = 0;    ///< newest failed runs of each task that are kept besides
   std::uint64_t cbRetentionOutput = 0;  ///< bytes that all kept output may take; 0 is no limit
@@ -26,10 +26,10 @@ struct HostSettings {
 /// Reads the settings. A value that cannot be used counts as not set, so that a slip of the pen keeps no event from
 /// running its tasks.
 /// \param vecProblems  receives a sentence for each of those, with the file, the key and the value.
-HostSettings readHostSettings(std::vector<std::string>& vecProblems);
+Settings readSettings(std::vector<std::string>& vecProblems);
 
 /// Reads the settings. \throw Failure that names every value that cannot be used.
-HostSettings hostSettings();
+Settings currentSettings();
 
 /// \name Single settings, by their key
 /// @{

@@ -1,4 +1,4 @@
-#include "host_settings.h"
+#include "settings.h"
 
 #include <algorithm>
 #include <array>
@@ -27,7 +27,7 @@ namespace {
 /// What a value may be.
 enum class Form { NUMBER, NUMBER_OR_ALL, SIZE, YES_OR_NO };
 
-using Member = std::variant<unsigned HostSettings::*, std::uint64_t HostSettings::*, bool HostSettings::*>;
+using Member = std::variant<unsigned Settings::*, std::uint64_t Settings::*, bool Settings::*>;
 
 struct Rule {
   const char* szKey;
@@ -42,12 +42,12 @@ constexpr unsigned MAX_RUNS = 1'000'000;
 constexpr unsigned MAX_SECONDS = 86'400;
 
 constexpr std::array<Rule, 6> RULES = {{
-    {"retention_runs", "100", &HostSettings::cRetentionRuns, Form::NUMBER_OR_ALL, 1, MAX_RUNS},
-    {"retention_failed_runs", "20", &HostSettings::cRetentionFailedRuns, Form::NUMBER_OR_ALL, 0, MAX_RUNS},
-    {"retention_output_size", "10G", &HostSettings::cbRetentionOutput, Form::SIZE},
-    {"shutdown_budget", "300", &HostSettings::cShutdownBudget, Form::NUMBER, 1, MAX_SECONDS},
-    {"stop_grace", "10", &HostSettings::cStopGrace, Form::NUMBER, 0, MAX_SECONDS},
-    {"shared_script", "no", &HostSettings::blSharedScript, Form::YES_OR_NO},
+    {"retention_runs", "100", &Settings::cRetentionRuns, Form::NUMBER_OR_ALL, 1, MAX_RUNS},
+    {"retention_failed_runs", "20", &Settings::cRetentionFailedRuns, Form::NUMBER_OR_ALL, 0, MAX_RUNS},
+    {"retention_output_size", "10G", &Settings::cbRetentionOutput, Form::SIZE},
+    {"shutdown_budget", "300", &Settings::cShutdownBudget, Form::NUMBER, 1, MAX_SECONDS},
+    {"stop_grace", "10", &Settings::cStopGrace, Form::NUMBER, 0, MAX_SECONDS},
+    {"shared_script", "no", &Settings::blSharedScript, Form::YES_OR_NO},
 }};
 
 const Rule& requireRule(const std::string& strKey) {
@@ -139,8 +139,8 @@ std::uint64_t readRule(const Rule& rule, std::vector<std::string>& vecProblems) 
 
 }  // namespace
 
-HostSettings readHostSettings(std::vector<std::string>& vecProblems) {
-  HostSettings settings;
+Settings readSettings(std::vector<std::string>& vecProblems) {
+  Settings settings;
   for (const Rule& rule : RULES) {
     const std::uint64_t iValue = readRule(rule, vecProblems);
     std::visit(
@@ -152,9 +152,9 @@ HostSettings readHostSettings(std::vector<std::string>& vecProblems) {
   return settings;
 }
 
-HostSettings hostSettings() {
+Settings currentSettings() {
   std::vector<std::string> vecProblems;
-  const HostSettings settings = readHostSettings(vecProblems);
+  const Settings settings = readSettings(vecProblems);
   if (!vecProblems.empty()) {
     throw Failure(fmt::format("{}", fmt::join(vecProblems, "\n")));
   }
