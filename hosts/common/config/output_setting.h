@@ -6,5 +6,9 @@
 #include <json/value.h>
 #include <string>
 
+namespace Host {
+
 /// The setting in words.
 std::string outputSetting(const Json::Value& jConfig);
+
+}  // namespace Host
