@@ -6,7 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/events/event_note.h"
+#include "common/events/event_switch.h"
 #include "common/events/known_event.h"
 #include "common/reasons/event_plan.h"
 #include "common/support/failure.h"

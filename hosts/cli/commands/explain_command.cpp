@@ -4,7 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/events/event_note.h"
+#include "common/events/event_switch.h"
 #include "common/reasons/explanation.h"
 #include "common/text/json_members.h"
 

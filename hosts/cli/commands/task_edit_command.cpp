@@ -8,7 +8,7 @@
 #include "cli/task_options.h"
 #include "cli/terminal/editor.h"
 #include "cli/terminal/present.h"
-#include "common/events/event_note.h"
+#include "common/events/event_switch.h"
 #include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
