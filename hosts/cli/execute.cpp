@@ -21,7 +21,7 @@
 #include "common/executions/execution_watch.h"
 #include "common/executions/service_process.h"
 #include "common/runs/reconcile.h"
-#include "common/runs/run_end.h"
+#include "common/runs/run_ending.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/shell_word.h"

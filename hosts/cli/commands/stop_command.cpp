@@ -8,7 +8,7 @@
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/config/settings.h"
-#include "common/runs/run_stop.h"
+#include "common/runs/stop_run.h"
 #include "common/text/json_members.h"
 
 namespace {

@@ -110,7 +110,7 @@ void RunWatch::end(Json::Int64 iResult, OpenRun& run, const char* szWhy) {
     run.blAsked = true;
     return;
   }
-  auto pEnd = std::make_unique<RunEnd>(std::move(process), m_grace);
+  auto pEnd = std::make_unique<RunEnding>(std::move(process), m_grace);
   if (!pEnd->hasWork()) {
     return;
   }

@@ -12,7 +12,7 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
-#include "common/runs/run_end.h"
+#include "common/runs/run_ending.h"
 #include "common/store/session.h"
 
 namespace Host {
@@ -58,7 +58,7 @@ private:
     bool blIdentified = false;                      ///< its record tells which process its number means
     bool blAsked = false;                           ///< ended here, or by itself when that was tried
     std::chrono::steady_clock::time_point retry{};  ///< not tried again before
-    std::unique_ptr<RunEnd> pEnd;
+    std::unique_ptr<RunEnding> pEnd;
   };
 
   void note(Session& session, const Json::Value& jRun);

@@ -70,7 +70,7 @@ TEST_F(RunWatching, RunThatSomebodyElseIsEndingIsEndedWhenHeHasGivenUp) {
   look(watch);
   beginScript();
   {
-    const RunEnd other(Process(m_pid), std::chrono::seconds(60));
+    const RunEnding other(Process(m_pid), std::chrono::seconds(60));
     EXPECT_THROW(watch.endAll(ENDED_BUDGET), Failure);
   }
   watch.endAll(ENDED_BUDGET);

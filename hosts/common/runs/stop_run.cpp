@@ -1,4 +1,4 @@
-#include "run_stop.h"
+#include "stop_run.h"
 
 #include <fmt/format.h>
 #include <thread>
@@ -9,7 +9,7 @@
 #include "common/text/json_members.h"
 #include "outcome.h"
 #include "reconcile.h"
-#include "run_end.h"
+#include "run_ending.h"
 
 namespace Host {
 
@@ -24,7 +24,7 @@ bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::c
                   std::chrono::seconds killLimit) {
   // The process of the run is held meanwhile.
   const DeferredSignals deferred;
-  RunEnd end(std::move(process), grace);
+  RunEnding end(std::move(process), grace);
   if (!end.hasWork() || !markEnded(session, iResult, ENDED_STOPPED)) {
     return false;
   }

@@ -1,4 +1,4 @@
-/// \file run_end.h
+/// \file run_ending.h
 /// Ends a run before its time, with everything that its script has started.
 ///
 /// What a script starts stays below the process of its run, also when it takes a session of its own and its parents
@@ -21,18 +21,18 @@ namespace Host {
 /// \return false when the run has ended by itself.
 bool markEnded(Session& session, Json::Int64 iResult, const char* szWhy);
 
-class RunEnd {
+class RunEnding {
 public:
   /// Holds the process of a run.
   /// \param grace  how long what is below it may take to end before it is made to.
   /// \throw Failure when somebody else is ending the run.
-  RunEnd(Process process, std::chrono::seconds grace);
+  RunEnding(Process process, std::chrono::seconds grace);
 
-  RunEnd(const RunEnd&) = delete;
-  RunEnd& operator=(const RunEnd&) = delete;
+  RunEnding(const RunEnding&) = delete;
+  RunEnding& operator=(const RunEnding&) = delete;
 
   /// Lets the process of the run go on, whatever has been reached.
-  ~RunEnd();
+  ~RunEnding();
 
   /// Tells whether there is anything below it to be ended.
   bool hasWork() const { return !isEmpty(); }

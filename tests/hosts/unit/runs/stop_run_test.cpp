@@ -1,6 +1,6 @@
 /// Runs that cannot be stopped, and what is said about that.
 
-#include "common/runs/run_stop.h"
+#include "common/runs/stop_run.h"
 
 #include <gmock/gmock.h>
 #include <string>

@@ -1,4 +1,4 @@
-/// \file run_stop.h
+/// \file stop_run.h
 /// A run that is ended on request, from its first moment to its record.
 
 #pragma once

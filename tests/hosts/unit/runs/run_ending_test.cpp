@@ -1,6 +1,6 @@
 /// How runs are ended. A child of this process stands for the process of a run, and has the shell of a script below it.
 
-#include "common/runs/run_end.h"
+#include "common/runs/run_ending.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -64,7 +64,7 @@ protected:
   void beginScript() const { ASSERT_EQ(write(m_go[1], "x\n", 2), 2); }
 
   /// How the run ended.
-  int finish(RunEnd& end) const {
+  int finish(RunEnding& end) const {
     while (!end.step()) {
       usleep(1000);
     }
@@ -123,7 +123,7 @@ protected:
 }  // namespace
 
 TEST_F(RunEnding, ScriptThatItsShellStartsAfterwardsIsAskedToo) {
-  RunEnd end(Process(m_pid), PATIENT);
+  RunEnding end(Process(m_pid), PATIENT);
   ASSERT_TRUE(end.hasWork());
   end.ask();
   EXPECT_FALSE(end.step());
@@ -136,13 +136,13 @@ TEST_F(RunEnding, ScriptThatRunsIsAskedAndItsShellTellsHowItEnded) {
   while (ProcessTable().below(m_pid).size() < 2) {
     usleep(1000);
   }
-  RunEnd end(Process(m_pid), PATIENT);
+  RunEnding end(Process(m_pid), PATIENT);
   end.ask();
   EXPECT_EQ(finish(end), 128 + SIGTERM);
 }
 
 TEST_F(RunEnding, ShellThatStartsNothingIsMadeToEndWhenTheTimeIsOver) {
-  RunEnd end(Process(m_pid), std::chrono::seconds(0));
+  RunEnding end(Process(m_pid), std::chrono::seconds(0));
   end.ask();
   EXPECT_EQ(finish(end), 1);
 }
@@ -150,7 +150,7 @@ TEST_F(RunEnding, ShellThatStartsNothingIsMadeToEndWhenTheTimeIsOver) {
 TEST_P(RunOfWaiting, IsKilledWithoutWaitingUntilAllIsStopped) {
   const pid_t pidScript = beginScript();
   catchScript(pidScript);
-  RunEnd end(Process(m_pid), std::chrono::seconds(0));
+  RunEnding end(Process(m_pid), std::chrono::seconds(0));
   end.ask();
   EXPECT_FALSE(end.step());
   int iStatus = 0;

@@ -1,4 +1,4 @@
-#include "run_end.h"
+#include "run_ending.h"
 
 #include <algorithm>
 #include <csignal>
@@ -71,7 +71,7 @@ bool markEnded(Session& session, Json::Int64 iResult, const char* szWhy) {
   return true;
 }
 
-RunEnd::RunEnd(Process process, std::chrono::seconds grace)
+RunEnding::RunEnding(Process process, std::chrono::seconds grace)
     : m_process(std::move(process)), m_grace(grace), m_deadline(Clock::now() + grace) {
   if (!m_lock.takeTurn({turnOf(m_process)}, OTHERS_LIMIT)) {
     throw Failure(fmt::format("the run of process {} is being ended by another command", m_process.pid()));
@@ -80,14 +80,14 @@ RunEnd::RunEnd(Process process, std::chrono::seconds grace)
   look();
 }
 
-void RunEnd::ask() {
+void RunEnding::ask() {
   m_deadline = Clock::now() + m_grace;
   look();
   askKnown();
 }
 
 /// The shell that has started nothing yet is no one to be asked: what it starts then is.
-void RunEnd::askKnown() {
+void RunEnding::askKnown() {
   const pid_t pidShell = shellOf(m_process.pid());
   for (const auto& [pid, known] : m_mapKnown) {
     // It waits for the script, and hands on how that ended.
@@ -100,12 +100,12 @@ void RunEnd::askKnown() {
   }
 }
 
-RunEnd::~RunEnd() {
+RunEnding::~RunEnding() {
   m_process.signal(SIGCONT);
 }
 
 /// Takes hold of everything below the process, and below what was there before and may have lost its way to it.
-void RunEnd::look() {
+void RunEnding::look() {
   const ProcessTable table;
   std::vector<ProcessStatus> vecFound = table.below(m_process.pid());
   for (const auto& [pid, known] : m_mapKnown) {
@@ -118,11 +118,11 @@ void RunEnd::look() {
   }
 }
 
-bool RunEnd::isEmpty() const {
+bool RunEnding::isEmpty() const {
   return std::none_of(m_mapKnown.begin(), m_mapKnown.end(), [](const auto& entry) { return entry.second.isAlive(); });
 }
 
-void RunEnd::freeze() {
+void RunEnding::freeze() {
   bool blAllStopped = false;
   for (int i = 0; i < FREEZE_ROUNDS && !blAllStopped; ++i) {
     look();
@@ -137,14 +137,14 @@ void RunEnd::freeze() {
   }
 }
 
-void RunEnd::killAll() {
+void RunEnding::killAll() {
   freeze();
   for (const auto& [pid, known] : m_mapKnown) {
     known.signal(SIGKILL);
   }
 }
 
-void RunEnd::hold() {
+void RunEnding::hold() {
   look();
   if (isEmpty()) {
     m_blHeld = false;
@@ -158,7 +158,7 @@ void RunEnd::hold() {
 }
 
 /// It has only its script's output to copy now, but may be kept from that too.
-void RunEnd::letGo() {
+void RunEnding::letGo() {
   if (Clock::now() < m_deadline) {
     return;
   }
@@ -170,7 +170,7 @@ void RunEnd::letGo() {
   }
 }
 
-bool RunEnd::step() {
+bool RunEnding::step() {
   if (!m_process.isAlive()) {
     // Killed by somebody else: nothing holds together what is left below it.
     if (m_blHeld && !isEmpty()) {
