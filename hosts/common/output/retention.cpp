@@ -14,8 +14,8 @@
 #include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "kept_output.h"
 #include "output_folder.h"
+#include "run_folders.h"
 
 namespace Host {
 
@@ -169,15 +169,15 @@ private:
 
   /// Everything that the limit is about, what the other rules have removed (or would remove) left out, the oldest
   /// first.
-  std::vector<KeptOutput> listAll() {
+  std::vector<RunFolder> listAll() {
     std::set<RunKey> setGone;
     for (const PrunedItem& item : m_result.vecRuns) {
       setGone.emplace(item.strFolder, item.iStartTime);
     }
-    std::vector<KeptOutput> vecKept;
+    std::vector<RunFolder> vecKept;
     for (const OutputFolder& place : m_vecPlaces) {
       try {
-        for (KeptOutput& kept : listKeptOutput(place)) {
+        for (RunFolder& kept : listRunFolders(place)) {
           if (setGone.count({kept.strFolder, kept.iStartTime}) == 0 && counts(kept)) {
             vecKept.push_back(std::move(kept));
           }
@@ -186,14 +186,14 @@ private:
         m_result.vecProblems.emplace_back(error.what());
       }
     }
-    std::sort(vecKept.begin(), vecKept.end(), [](const KeptOutput& left, const KeptOutput& right) {
+    std::sort(vecKept.begin(), vecKept.end(), [](const RunFolder& left, const RunFolder& right) {
       return std::tie(left.iSince, left.strFolder) < std::tie(right.iSince, right.strFolder);
     });
     return vecKept;
   }
 
   /// The run that a folder belongs to, the newest if there are several; null when there is none.
-  Json::Value runOf(const KeptOutput& kept) {
+  Json::Value runOf(const RunFolder& kept) {
     const Json::Value jRuns =
         listRuns(m_session, fmt::format("task_name = {} and start_time = {}",
                                         quoted(OutputFolder::taskOf(kept.strFolder)), kept.iStartTime));
@@ -202,24 +202,24 @@ private:
 
   /// Without a record it could be somebody else's folder that only looks like that of a run, or that of a run which is
   /// not on record yet.
-  static bool isLeftOver(const KeptOutput& kept) {
+  static bool isLeftOver(const RunFolder& kept) {
     return kept.blOnlyRunFiles && kept.iSince + FRESH_SECONDS < static_cast<Json::Int64>(std::time(nullptr));
   }
 
   /// What may never be removed must not push out the output of others.
-  bool counts(const KeptOutput& kept) { return isLeftOver(kept) || runOf(kept).isObject(); }
+  bool counts(const RunFolder& kept) { return isLeftOver(kept) || runOf(kept).isObject(); }
 
-  static bool mayRemove(const KeptOutput& kept, const Json::Value& jRun) {
+  static bool mayRemove(const RunFolder& kept, const Json::Value& jRun) {
     return jRun.isObject() ? jRun.isMember("stop_time") : isLeftOver(kept);
   }
 
   void pruneOutput() {
-    const std::vector<KeptOutput> vecKept = listAll();
+    const std::vector<RunFolder> vecKept = listAll();
     std::uint64_t cbAll = 0;
-    for (const KeptOutput& kept : vecKept) {
+    for (const RunFolder& kept : vecKept) {
       cbAll += kept.cb;
     }
-    for (const KeptOutput& kept : vecKept) {
+    for (const RunFolder& kept : vecKept) {
       if (cbAll <= m_settings.cbRetentionOutput) {
         return;
       }
@@ -230,7 +230,7 @@ private:
     }
   }
 
-  bool pruneOneOutput(const KeptOutput& kept, const Json::Value& jRun) {
+  bool pruneOneOutput(const RunFolder& kept, const Json::Value& jRun) {
     try {
       removeFolder(kept.strFolder, kept.iStartTime);
       if (jRun.isObject() && !m_blDryRun) {

@@ -7,7 +7,7 @@
 #include <set>
 #include <utility>
 
-#include "common/output/kept_output.h"
+#include "common/output/run_folders.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"

@@ -1,4 +1,4 @@
-/// \file kept_output.h
+/// \file run_folders.h
 /// What runs left in a place of output: how much it is, and how it is removed.
 ///
 /// The owner of a task can do in its folder what he likes, while it is being looked at too: links, other file systems,
@@ -18,7 +18,7 @@
 namespace Host {
 
 /// The folder of one run.
-struct KeptOutput {
+struct RunFolder {
   std::string strFolder;        ///< folder of the task: its name, or another name when it is a task no more
   Json::Int64 iStartTime = 0;   ///< when the run started, as the name of the folder says
   Json::Int64 iSince = 0;       ///< the same, or when the folder was last changed if that was earlier
@@ -27,7 +27,7 @@ struct KeptOutput {
 };
 
 /// Lists the folders of runs in a place; folders that hold neither an output nor a script are none.
-std::vector<KeptOutput> listKeptOutput(const OutputFolder& place);
+std::vector<RunFolder> listRunFolders(const OutputFolder& place);
 
 /// The folder of a task.
 struct TaskFolder {

@@ -1,4 +1,4 @@
-#include "kept_output.h"
+#include "run_folders.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -130,8 +130,8 @@ bool isRunFile(const std::string& strName) {
 }
 
 /// Looks a folder over that could be that of a run.
-std::optional<KeptOutput> readKeptOutput(const UniqueFd& task, const std::string& strFolder, const std::string& strName,
-                                         const std::string& strPath) {
+std::optional<RunFolder> readKeptOutput(const UniqueFd& task, const std::string& strFolder, const std::string& strName,
+                                        const std::string& strPath) {
   const std::optional<Json::Int64> start = readStartTime(strName);
   const std::optional<UniqueFd> run = start ? openFolder(task.get(), strName, strPath) : std::nullopt;
   if (!run) {
@@ -141,7 +141,7 @@ std::optional<KeptOutput> readKeptOutput(const UniqueFd& task, const std::string
   if (fstat(run->get(), &status) < 0) {
     failAt("examine", strPath);
   }
-  KeptOutput kept{strFolder, *start, std::min<Json::Int64>(*start, status.st_mtime), 0, true};
+  RunFolder kept{strFolder, *start, std::min<Json::Int64>(*start, status.st_mtime), 0, true};
   bool blRun = false;
   for (const std::string& strEntry : entriesOf(*run, strPath)) {
     blRun = blRun || isRunFile(strEntry);
@@ -173,8 +173,8 @@ std::optional<UniqueFd> openRunFolder(const OutputFolder& place, const std::stri
 
 }  // namespace
 
-std::vector<KeptOutput> listKeptOutput(const OutputFolder& place) {
-  std::vector<KeptOutput> vecKept;
+std::vector<RunFolder> listRunFolders(const OutputFolder& place) {
+  std::vector<RunFolder> vecKept;
   const std::optional<UniqueFd> base = place.openExisting();
   if (!base) {
     return vecKept;
@@ -186,7 +186,7 @@ std::vector<KeptOutput> listKeptOutput(const OutputFolder& place) {
       continue;
     }
     for (const std::string& strName : entriesOf(*task, strTaskPath)) {
-      if (const std::optional<KeptOutput> kept =
+      if (const std::optional<RunFolder> kept =
               readKeptOutput(*task, strFolder, strName, below(strTaskPath, strName))) {
         vecKept.push_back(*kept);
       }
