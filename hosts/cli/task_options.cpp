@@ -9,7 +9,7 @@
 
 #include "cli/terminal/present.h"
 #include "common/support/failure.h"
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 #include "common/text/base64.h"
 #include "common/text/json_members.h"
 #include "common/text/json_utf8.h"
@@ -158,7 +158,7 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
     jTask["operation"] = readInput(options.strScript);
   }
   if (!options.vecAfter.empty() || options.blNoAfter) {
-    jTask["depend_on_task"] = Host::writeDependText(options.vecAfter);
+    jTask["depend_on_task"] = Host::writeDependencyList(options.vecAfter);
   }
   if (options.iTimeLimit) {
     jTask["time_limit"] = *options.iTimeLimit;

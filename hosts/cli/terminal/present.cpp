@@ -16,7 +16,7 @@
 #include "eorvascheduler.h"
 
 #include "common/support/failure.h"
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
 #include "common/text/json_utf8.h"
 #include "common/text/terminal_text.h"
@@ -139,7 +139,7 @@ const char* outcomeColor(Host::Outcome::Kind kind) {
 }
 
 std::string needsText(const Json::Value& jTask) {
-  const std::vector<std::string> vecNeeds = Host::readDependText(textOf(jTask, "depend_on_task"));
+  const std::vector<std::string> vecNeeds = Host::readDependencyList(textOf(jTask, "depend_on_task"));
   return vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "));
 }
 
@@ -155,7 +155,7 @@ Json::Value taskForPrograms(const Json::Value& jTask) {
   Json::Value jOut = jTask;
   jOut["owner_name"] = ownerText(jTask);
   jOut["waits_for"] = Json::Value(Json::arrayValue);
-  for (const std::string& strNeed : Host::readDependText(textOf(jTask, "depend_on_task"))) {
+  for (const std::string& strNeed : Host::readDependencyList(textOf(jTask, "depend_on_task"))) {
     jOut["waits_for"].append(strNeed);
   }
   return jOut;

@@ -6,7 +6,7 @@
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
 #include "common/store/sql_text.h"
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 #include "common/text/command_text.h"
 #include "common/text/json_members.h"
 
@@ -117,7 +117,7 @@ Json::Value runOf(const std::vector<Json::Value>& vecRuns, const std::string& st
 
 std::vector<NeedState> needsOf(const std::vector<Json::Value>& vecRuns, const Json::Value& jTask) {
   std::vector<NeedState> vecNeeds;
-  for (const std::string& strNeed : readDependText(textOf(jTask, "depend_on_task"))) {
+  for (const std::string& strNeed : readDependencyList(textOf(jTask, "depend_on_task"))) {
     vecNeeds.push_back({strNeed, runOf(vecRuns, strNeed)});
   }
   return vecNeeds;

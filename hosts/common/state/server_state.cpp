@@ -9,7 +9,7 @@
 
 #include "common/server/users.h"
 #include "common/support/failure.h"
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"
 #include "common/text/base64.h"
 #include "common/text/json_members.h"
@@ -74,7 +74,7 @@ Json::Value taskForFile(const std::string& strTask, const Json::Value& jTask) {
   Json::Value jOut(Json::objectValue);
   jOut["event"] = textOf(jTask, "event");
   jOut["owner"] = ownerForFile(jTask);
-  for (const std::string& strNeed : readDependText(textOf(jTask, "depend_on_task"))) {
+  for (const std::string& strNeed : readDependencyList(textOf(jTask, "depend_on_task"))) {
     jOut[WAITS_FOR].append(strNeed);
   }
   for (const char* szMember : PLAIN_MEMBERS) {
@@ -234,7 +234,7 @@ private:
     for (const Json::Value& jNeed : jNeeds) {
       vecNeeds.push_back(jNeed.asString());
     }
-    jTask["depend_on_task"] = writeDependText(vecNeeds);
+    jTask["depend_on_task"] = writeDependencyList(vecNeeds);
   }
 
   void readScript(const std::string& strWhere, const Json::Value& jFile, Json::Value& jTask) {

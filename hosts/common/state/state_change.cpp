@@ -10,7 +10,7 @@
 #include "common/output/output_folder.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 #include "common/tasks/task_change_lock.h"
 #include "common/text/json_members.h"
 
@@ -46,7 +46,7 @@ std::vector<std::string> errorsOf(const std::string& strTask, const Findings& fi
 
 /// Tells whether a task waits for one that is created, changed or deleted.
 bool waitsForChange(const Json::Value& jTask, const std::set<std::string>& setTouched) {
-  const std::vector<std::string> vecNeeds = readDependText(textOf(jTask, "depend_on_task"));
+  const std::vector<std::string> vecNeeds = readDependencyList(textOf(jTask, "depend_on_task"));
   return std::any_of(vecNeeds.begin(), vecNeeds.end(),
                      [&](const std::string& strNeed) { return setTouched.count(strNeed) > 0; });
 }

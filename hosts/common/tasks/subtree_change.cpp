@@ -19,7 +19,7 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "depend_text.h"
+#include "dependency_list.h"
 
 namespace Host {
 
@@ -30,7 +30,7 @@ constexpr auto BUSY_LIMIT = std::chrono::seconds(10);
 /// The library changes the first copy of an entry alone, and a second one would wait for a task that is gone.
 void refuseDoubleEntries(Session& session, const std::string& strTask) {
   for (const Json::Value& jTask : listTasks(session)) {
-    const std::vector<std::string> vecNeeds = readDependText(textOf(jTask, "depend_on_task"));
+    const std::vector<std::string> vecNeeds = readDependencyList(textOf(jTask, "depend_on_task"));
     if (std::count(vecNeeds.begin(), vecNeeds.end(), strTask) > 1) {
       const std::string strOther = textOf(jTask, "task_name");
       throw Failure(

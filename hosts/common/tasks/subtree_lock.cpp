@@ -9,7 +9,7 @@
 #include "common/coordination/execution_file.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "depend_text.h"
+#include "dependency_list.h"
 #include "task_graph.h"
 
 namespace Host {
@@ -29,7 +29,7 @@ std::vector<std::string> dependantsOf(Session& session, const std::string& strTa
 }
 
 std::vector<std::string> needsOf(Session& session, const std::string& strTask) {
-  return readDependText(textOf(findTask(session, strTask), "depend_on_task"));
+  return readDependencyList(textOf(findTask(session, strTask), "depend_on_task"));
 }
 
 bool contains(const std::vector<std::string>& vecNames, const std::string& strName) {
@@ -76,7 +76,7 @@ void SubtreeLock::changeLists() const {
     }
     Json::Value jUpdate(Json::objectValue);
     jUpdate["task_name"] = strTask;
-    jUpdate["depend_on_task"] = writeDependText(vecNeeds);
+    jUpdate["depend_on_task"] = writeDependencyList(vecNeeds);
     if (recUpdate(m_session.tasks(), jUpdate, m_session.db()) < 0) {
       throw Failure(
           fmt::format("the store refused to take \"{0}\" off the list of the task \"{1}\": set it anew, with "

@@ -8,7 +8,7 @@
 
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
-#include "depend_text.h"
+#include "dependency_list.h"
 
 namespace Host {
 
@@ -43,7 +43,7 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.blEnabled = boolOf(jTask, "enable", true);
     task.iOwner = intOf(jTask, "owner", -1);
     task.strDepend = textOf(jTask, "depend_on_task");
-    task.vecNeeds = readDependText(task.strDepend);
+    task.vecNeeds = readDependencyList(task.strDepend);
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
     m_mapTasks.emplace(task.strName, std::move(task));
   }

@@ -14,7 +14,7 @@
 #include "common/events/event_catalogue.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
-#include "depend_text.h"
+#include "dependency_list.h"
 #include "script_check.h"
 #include "task_graph.h"
 #include "task_members.h"
@@ -167,8 +167,8 @@ private:
     if (!strDepend) {
       return;
     }
-    const std::vector<std::string> vecNeeds = readDependText(*strDepend);
-    if (writeDependText(vecNeeds) != *strDepend) {
+    const std::vector<std::string> vecNeeds = readDependencyList(*strDepend);
+    if (writeDependencyList(vecNeeds) != *strDepend) {
       error("depend_on_task", "must be names in brackets and nothing else, as in [backup][cleanup]");
       return;
     }
@@ -309,14 +309,14 @@ Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, 
     if (textOf(jStored, "task_name") == strTask) {
       continue;
     }
-    std::vector<std::string> vecNeeds = readDependText(textOf(jStored, "depend_on_task"));
+    std::vector<std::string> vecNeeds = readDependencyList(textOf(jStored, "depend_on_task"));
     if (strNew == strTask || std::find(vecNeeds.begin(), vecNeeds.end(), strTask) == vecNeeds.end()) {
       jOthers.append(jStored);
       continue;
     }
     std::replace(vecNeeds.begin(), vecNeeds.end(), strTask, strNew);
     Json::Value jOther = jStored;
-    jOther["depend_on_task"] = writeDependText(vecNeeds);
+    jOther["depend_on_task"] = writeDependencyList(vecNeeds);
     jOthers.append(std::move(jOther));
   }
   return jOthers;

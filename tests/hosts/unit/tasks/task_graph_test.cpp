@@ -8,7 +8,7 @@
 #include <sqlite3.h>
 
 #include "common/store/session.h"
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 #include "fresh_host.h"
 
 using namespace Host;
@@ -60,7 +60,7 @@ protected:
       jTask["event"] = "bootup";
       jTask["owner"] = 0;
       jTask["enable"] = true;
-      jTask["depend_on_task"] = writeDependText(vecNeeds);
+      jTask["depend_on_task"] = writeDependencyList(vecNeeds);
       jTasks.append(jTask);
     }
     return jTasks;

@@ -6,7 +6,7 @@
 #include <json/reader.h>
 #include <memory>
 
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"
 #include "support/files.h"
 #include "support/private_view.h"
@@ -29,7 +29,7 @@ Json::Value stored(const std::string& strName, const std::vector<std::string>& v
   Json::Value jTask = parse(R"({"event":"nightly","owner":0,"operation":"exit 0\n"})");
   jTask["task_name"] = strName;
   Host::fillDefaults(jTask);
-  jTask["depend_on_task"] = Host::writeDependText(vecNeeds);
+  jTask["depend_on_task"] = Host::writeDependencyList(vecNeeds);
   return jTask;
 }
 

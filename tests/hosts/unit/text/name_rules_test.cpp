@@ -11,7 +11,7 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "common/tasks/depend_text.h"
+#include "common/tasks/dependency_list.h"
 
 using namespace Host;
 
@@ -79,7 +79,7 @@ TEST(TaskNames, OfAHundredThousandNamesThoseLetThroughAreHarmless) {
     const std::filesystem::path path = std::filesystem::path("/base") / strName;
     ASSERT_EQ(path, path.lexically_normal()) << strName;
     ASSERT_EQ("/base", path.parent_path()) << strName;
-    ASSERT_EQ(std::vector<std::string>{strName}, readDependText(writeDependText({strName}))) << strName;
+    ASSERT_EQ(std::vector<std::string>{strName}, readDependencyList(writeDependencyList({strName}))) << strName;
     if (vecAccepted.size() < 2000) {
       vecAccepted.push_back(strName);
     }

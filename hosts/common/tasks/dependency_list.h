@@ -1,4 +1,4 @@
-/// \file depend_text.h
+/// \file dependency_list.h
 /// The list of tasks that a task waits for, as in "[backup][cleanup]".
 
 #pragma once
@@ -10,9 +10,9 @@ namespace Host {
 
 /// Reads the names, as the library does: what stands outside of brackets is skipped, and so is an entry that
 /// is never closed.
-std::vector<std::string> readDependText(const std::string& strDepend);
+std::vector<std::string> readDependencyList(const std::string& strDepend);
 
 /// Writes the names.
-std::string writeDependText(const std::vector<std::string>& vecNames);
+std::string writeDependencyList(const std::vector<std::string>& vecNames);
 
 }  // namespace Host

@@ -1,10 +1,10 @@
-#include "depend_text.h"
+#include "dependency_list.h"
 
 #include <cstddef>
 
 namespace Host {
 
-std::vector<std::string> readDependText(const std::string& strDepend) {
+std::vector<std::string> readDependencyList(const std::string& strDepend) {
   std::vector<std::string> vecNames;
   for (std::size_t posStart = strDepend.find('['); posStart != std::string::npos;) {
     const std::size_t posEnd = strDepend.find(']', posStart);
@@ -17,7 +17,7 @@ std::vector<std::string> readDependText(const std::string& strDepend) {
   return vecNames;
 }
 
-std::string writeDependText(const std::vector<std::string>& vecNames) {
+std::string writeDependencyList(const std::vector<std::string>& vecNames) {
   std::string strDepend;
   for (const std::string& strName : vecNames) {
     strDepend += '[' + strName + ']';
