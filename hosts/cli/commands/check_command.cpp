@@ -10,7 +10,7 @@
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/tasks/lost_output.h"
+#include "common/tasks/unfinished_rename.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 
@@ -30,7 +30,7 @@ void repair(Host::Session& session) {
                           Host::onOneLine(Host::textOf(jRun, "task_name"))));
   }
   try {
-    for (const Host::LostOutput& lost : Host::returnLostOutput(session)) {
+    for (const Host::UnfinishedRename& lost : Host::finishRenames(session)) {
       printNote(fmt::format("the output of \"{}\" lay in {}; it is in its place again", lost.strTask, lost.path()));
     }
   } catch (const Host::Failure& error) {
@@ -50,7 +50,7 @@ HealthFindings findAll(bool blRepair) {
       repair(*session);
     }
     Host::checkRuns(*session, findings);
-    Host::checkLostOutput(*session, findings);
+    Host::checkUnfinishedRenames(*session, findings);
   } catch (const Host::Failure& error) {
     findings.push_back(
         {HealthFinding::Severity::PROBLEM, "store", Host::DATABASE_PATH, error.what(), Host::storeAdvice()});

@@ -20,8 +20,8 @@
 #include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/tasks/lost_output.h"
 #include "common/tasks/script_check.h"
+#include "common/tasks/unfinished_rename.h"
 #include "common/text/command_text.h"
 #include "common/text/json_members.h"
 #include "common/text/shell_word.h"
@@ -219,9 +219,9 @@ void checkRuns(Session& session, HealthFindings& findings) {
   }
 }
 
-void checkLostOutput(Session& session, HealthFindings& findings) {
+void checkUnfinishedRenames(Session& session, HealthFindings& findings) {
   try {
-    for (const LostOutput& lost : findLostOutput(session)) {
+    for (const UnfinishedRename& lost : findUnfinishedRenames(session)) {
       const std::string strTo = shellWord(fmt::format("{}/{}", lost.place.path(), lost.strTask));
       findings.push_back({Severity::PROBLEM, "output", lost.strTask,
                           fmt::format("output of \"{}\" lies in {}, which belongs to no task: a change of the name was "

@@ -46,7 +46,7 @@ void checkTimers(HealthFindings& findings);
 void checkRuns(Session& session, HealthFindings& findings);
 
 /// Looks for output that cannot be found under its task's name.
-void checkLostOutput(Session& session, HealthFindings& findings);
+void checkUnfinishedRenames(Session& session, HealthFindings& findings);
 
 /// Looks at each task, and at how they wait for each other.
 ///

@@ -19,7 +19,7 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/tasks/lost_output.h"
+#include "common/tasks/unfinished_rename.h"
 #include "fresh_host.h"
 #include "pauses.h"
 #include "support/files.h"
@@ -195,15 +195,15 @@ TEST_F(ChangeOfName, KilledBetweenItsHalvesIsFoundAndMended) {
   ASSERT_EQ(state(), "it /other");
   Session session;
   HealthFindings findings;
-  checkLostOutput(session, findings);
+  checkUnfinishedRenames(session, findings);
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].strSubject, "it");
   EXPECT_THAT(findings[0].strText, HasSubstr("output of \"it\" lies in /srv/kept/other"));
   EXPECT_EQ(findings[0].strAdvice, "eorva check --repair");
-  EXPECT_EQ(returnLostOutput(session).size(), 1U);
+  EXPECT_EQ(finishRenames(session).size(), 1U);
   EXPECT_EQ(state(), "it /it");
   EXPECT_EQ(OrvaTest::readFile("/srv/kept/it/1000/output.log"), "printed\n");
-  EXPECT_TRUE(findLostOutput(session).empty());
+  EXPECT_TRUE(findUnfinishedRenames(session).empty());
 }
 
 TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithWhatToType) {
@@ -211,9 +211,9 @@ TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithWhatToType) {
   std::filesystem::create_directories("/srv/kept/it/2000");
   Session session;
   addRun(session, "it", 2000);
-  EXPECT_TRUE(returnLostOutput(session).empty());
+  EXPECT_TRUE(finishRenames(session).empty());
   HealthFindings findings;
-  checkLostOutput(session, findings);
+  checkUnfinishedRenames(session, findings);
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].strAdvice, "mv --no-clobber /srv/kept/other/* /srv/kept/it/");
 }
@@ -227,12 +227,12 @@ TEST_F(ChangeOfName, FoldersThatMayBeSomethingElseAreLeftAlone) {
   std::filesystem::create_directories("/srv/kept/twin/1000");
   std::filesystem::create_directories("/srv/kept/it~1/1000");
   std::filesystem::create_directories("/srv/kept/unknown/3000");
-  EXPECT_TRUE(findLostOutput(session).empty());
+  EXPECT_TRUE(findUnfinishedRenames(session).empty());
   std::filesystem::remove_all("/srv/kept/it");
   std::filesystem::remove_all("/srv/kept/twin");
-  EXPECT_TRUE(findLostOutput(session).empty()) << "it and twin both ran then";
+  EXPECT_TRUE(findUnfinishedRenames(session).empty()) << "it and twin both ran then";
   std::filesystem::create_directories("/srv/kept/twin/1000");
-  ASSERT_EQ(findLostOutput(session).size(), 1U);
+  ASSERT_EQ(findUnfinishedRenames(session).size(), 1U);
   ASSERT_EQ(chown("/srv/kept/copy", 7, 7), 0);
-  EXPECT_TRUE(findLostOutput(session).empty()) << "not the owner's";
+  EXPECT_TRUE(findUnfinishedRenames(session).empty()) << "not the owner's";
 }

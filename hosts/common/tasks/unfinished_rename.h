@@ -1,4 +1,4 @@
-/// \file lost_output.h
+/// \file unfinished_rename.h
 /// Output that a change of a task's name has left under the other name, because it was cut off between its two halves.
 
 #pragma once
@@ -12,7 +12,7 @@
 namespace Host {
 
 /// A folder that belongs to no task, and holds what runs of one have left.
-struct LostOutput {
+struct UnfinishedRename {
   OutputFolder place;
   std::string strFolder;  ///< its name there
   std::string strTask;    ///< the task that its runs are recorded for
@@ -23,10 +23,10 @@ struct LostOutput {
 };
 
 /// Looks for such folders in every place. One under way is waited for. \throw Failure when the store fails.
-std::vector<LostOutput> findLostOutput(Session& session);
+std::vector<UnfinishedRename> findUnfinishedRenames(Session& session);
 
 /// Gives the folders their tasks' names again, where those are free.
 /// \return those that were moved. \throw Failure when a task runs, or a folder cannot be moved.
-std::vector<LostOutput> returnLostOutput(Session& session);
+std::vector<UnfinishedRename> finishRenames(Session& session);
 
 }  // namespace Host

@@ -1,4 +1,4 @@
-#include "lost_output.h"
+#include "unfinished_rename.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -30,8 +30,8 @@ public:
     m_vecPlaces = OutputFolder::places(vecUnknown);
   }
 
-  std::vector<LostOutput> run() {
-    std::vector<LostOutput> vecLost;
+  std::vector<UnfinishedRename> run() {
+    std::vector<UnfinishedRename> vecLost;
     for (const OutputFolder& place : m_vecPlaces) {
       try {
         searchPlace(place, vecLost);
@@ -44,7 +44,7 @@ public:
   }
 
 private:
-  void searchPlace(const OutputFolder& place, std::vector<LostOutput>& vecLost) {
+  void searchPlace(const OutputFolder& place, std::vector<UnfinishedRename>& vecLost) {
     for (const std::string& strFolder : listTaskFolders(place)) {
       // What was put aside has a name that no task can have.
       if (m_mapOwners.count(strFolder) > 0 || !whyNotTaskName(strFolder).empty()) {
@@ -94,7 +94,7 @@ private:
 
 }  // namespace
 
-std::vector<LostOutput> findLostOutput(Session& session) {
+std::vector<UnfinishedRename> findUnfinishedRenames(Session& session) {
   if (Search(session).run().empty()) {
     return {};
   }
@@ -103,16 +103,16 @@ std::vector<LostOutput> findLostOutput(Session& session) {
   return Search(session).run();
 }
 
-std::vector<LostOutput> returnLostOutput(Session& session) {
-  std::vector<LostOutput> vecReturned;
-  for (const LostOutput& lost : findLostOutput(session)) {
+std::vector<UnfinishedRename> finishRenames(Session& session) {
+  std::vector<UnfinishedRename> vecReturned;
+  for (const UnfinishedRename& lost : findUnfinishedRenames(session)) {
     if (!lost.blFree) {
       continue;
     }
     const TaskChange change(session, {lost.strTask, lost.strFolder}, "given its output back");
     const WriteLock lock(session);
-    const std::vector<LostOutput> vecNow = Search(session).run();
-    const bool blStill = std::any_of(vecNow.begin(), vecNow.end(), [&](const LostOutput& now) {
+    const std::vector<UnfinishedRename> vecNow = Search(session).run();
+    const bool blStill = std::any_of(vecNow.begin(), vecNow.end(), [&](const UnfinishedRename& now) {
       return now.path() == lost.path() && now.strTask == lost.strTask && now.blFree;
     });
     if (blStill && !lost.place.rename(lost.strFolder, lost.strTask).empty()) {
