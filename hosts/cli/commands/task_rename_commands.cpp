@@ -9,8 +9,8 @@
 #include "cli/terminal/present.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/tasks/subtree_change.h"
-#include "common/tasks/subtree_lock.h"
+#include "common/tasks/rename_lock.h"
+#include "common/tasks/rename_task.h"
 #include "common/tasks/task_members.h"
 #include "common/text/json_members.h"
 
@@ -30,7 +30,7 @@ struct RenameOptions {
 /// What cannot be done is not worth a question; it may come to be so while the question is open, too.
 /// \return the tasks that wait for the task.
 std::vector<std::string> checkIdle(Host::Session& session, const std::string& strTask, const char* szDone) {
-  return Host::SubtreeLock(session, {strTask}, szDone).dependants();
+  return Host::RenameLock(session, {strTask}, szDone).dependants();
 }
 
 void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecNeededBy) {
@@ -48,7 +48,7 @@ int runDelete(const Context&, const DeleteOptions& options) {
   if (!options.blYes) {
     confirmDelete(options.strTask, vecNeededBy);
   }
-  const Host::SubtreeLock lock(session, {options.strTask}, "deleted");
+  const Host::RenameLock lock(session, {options.strTask}, "deleted");
   const std::string strOutput = Host::deleteTask(options.strTask);
   lock.makeSure();
   fmt::print("deleted {}\n", options.strTask);
@@ -79,7 +79,7 @@ int runRename(const Context&, const RenameOptions& options) {
                                                           fmt::join(vecNeededBy, ", "))),
             "Rename it?", fmt::format("the task \"{}\" is not renamed", options.strTask));
   }
-  const Host::SubtreeLock lock(session, {options.strTask, options.strNew}, "renamed");
+  const Host::RenameLock lock(session, {options.strTask, options.strNew}, "renamed");
   checkNewName(session, options);
   Host::renameTask(options.strTask, options.strNew);
   lock.makeSure();

@@ -1,4 +1,4 @@
-/// \file subtree_change.h
+/// \file rename_task.h
 /// Changes of a task that change the tasks that wait for it too, and its output folder.
 
 #pragma once

@@ -1,4 +1,4 @@
-/// \file subtree_lock.h
+/// \file rename_lock.h
 /// The right to rename or to delete a task.
 ///
 /// Both rewrite the lists of the tasks that wait for it. An execution that is about to start one of those would write
@@ -17,14 +17,14 @@
 namespace Host {
 
 /// While it lasts, neither the task nor those that wait for it are started or changed by others.
-class SubtreeLock {
+class RenameLock {
 public:
   /// \param vecNames  the task, and the name that it is to get, if it is to get one.
   /// \param szDone    what is to be done with it, for the message: "deleted", "renamed".
   /// \throw Failure when the task runs, or when it or one that waits for it is about to be started, or is being changed
   ///        by somebody else.
-  SubtreeLock(Session& session, const std::vector<std::string>& vecNames, const char* szDone,
-              std::chrono::milliseconds limit = TaskChange::LIMIT);
+  RenameLock(Session& session, const std::vector<std::string>& vecNames, const char* szDone,
+             std::chrono::milliseconds limit = TaskChange::LIMIT);
 
   /// The tasks that wait for it, as long as it has not been renamed or deleted.
   const std::vector<std::string>& dependants() const { return m_vecDependants; }

@@ -1,7 +1,7 @@
 /// What is left of a change of name that is cut off at any moment: the output of a task is found under its name, or the
 /// check finds it.
 
-#include "common/tasks/subtree_change.h"
+#include "common/tasks/rename_task.h"
 
 #include <csignal>
 #include <cstdio>

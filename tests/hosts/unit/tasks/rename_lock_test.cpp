@@ -1,7 +1,7 @@
 /// Whoever renames or deletes a task rewrites the lists of others, and keeps out of the way of executions that have
 /// read them.
 
-#include "common/tasks/subtree_lock.h"
+#include "common/tasks/rename_lock.h"
 
 #include <gmock/gmock.h>
 #include <memory>
@@ -10,7 +10,7 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/support/failure.h"
-#include "common/tasks/subtree_change.h"
+#include "common/tasks/rename_task.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
 
@@ -55,7 +55,7 @@ protected:
   /// Why the right is refused; empty when it is not.
   std::string whyNot(const std::vector<std::string>& vecNames) {
     try {
-      const SubtreeLock lock(*m_pSession, vecNames, "renamed", AT_ONCE);
+      const RenameLock lock(*m_pSession, vecNames, "renamed", AT_ONCE);
     } catch (const Failure& failure) {
       return failure.what();
     }
@@ -85,7 +85,7 @@ TEST_F(SubtreeLocks, TheTaskItselfIsNamedFirst) {
 }
 
 TEST_F(SubtreeLocks, HoldsTheTaskItsNewNameAndAllThatWaitForIt) {
-  const SubtreeLock lock(*m_pSession, {"a", "d"}, "renamed");
+  const RenameLock lock(*m_pSession, {"a", "d"}, "renamed");
   EXPECT_THAT(lock.dependants(), ElementsAre("b", "c"));
   for (const char* const szTask : {"a", "b", "c", "d"}) {
     EXPECT_THROW(TaskChange(*m_pSession, {szTask}, "changed", TaskChange::Running::ALLOWED, AT_ONCE), Failure)
@@ -95,7 +95,7 @@ TEST_F(SubtreeLocks, HoldsTheTaskItsNewNameAndAllThatWaitForIt) {
 
 TEST_F(SubtreeLocks, AListThatARunWroteBackGetsTheNewNameAgain) {
   const ExecutionFile execution(Json::Int64{0}, Json::Int64{0});
-  const SubtreeLock lock(*m_pSession, {"a", "d"}, "renamed");
+  const RenameLock lock(*m_pSession, {"a", "d"}, "renamed");
   const Json::Value jBefore = findTask(*m_pSession, "c");
   renameTask("a", "d");
   writeBack(jBefore);
@@ -107,7 +107,7 @@ TEST_F(SubtreeLocks, AListThatARunWroteBackGetsTheNewNameAgain) {
 
 TEST_F(SubtreeLocks, AListThatARunWroteBackLosesADeletedTaskAgain) {
   const ExecutionFile execution(Json::Int64{0}, Json::Int64{0});
-  const SubtreeLock lock(*m_pSession, {"a"}, "deleted");
+  const RenameLock lock(*m_pSession, {"a"}, "deleted");
   const Json::Value jBefore = findTask(*m_pSession, "c");
   deleteTask("a");
   writeBack(jBefore);

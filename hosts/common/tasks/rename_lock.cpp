@@ -1,4 +1,4 @@
-#include "subtree_lock.h"
+#include "rename_lock.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -38,8 +38,8 @@ bool contains(const std::vector<std::string>& vecNames, const std::string& strNa
 
 }  // namespace
 
-SubtreeLock::SubtreeLock(Session& session, const std::vector<std::string>& vecNames, const char* szDone,
-                         std::chrono::milliseconds limit)
+RenameLock::RenameLock(Session& session, const std::vector<std::string>& vecNames, const char* szDone,
+                       std::chrono::milliseconds limit)
     : m_session(session), m_vecNames(vecNames), m_vecDependants(dependantsOf(session, vecNames.front())) {
   // Who waits for the task can change until it is locked.
   for (;;) {
@@ -55,13 +55,13 @@ SubtreeLock::SubtreeLock(Session& session, const std::vector<std::string>& vecNa
   }
 }
 
-bool SubtreeLock::areListsChanged() const {
+bool RenameLock::areListsChanged() const {
   return std::none_of(m_vecDependants.begin(), m_vecDependants.end(), [&](const std::string& strTask) {
     return contains(needsOf(m_session, strTask), m_vecNames.front());
   });
 }
 
-void SubtreeLock::changeLists() const {
+void RenameLock::changeLists() const {
   WriteLock lock(m_session);
   for (const std::string& strTask : m_vecDependants) {
     std::vector<std::string> vecNeeds = needsOf(m_session, strTask);
@@ -87,7 +87,7 @@ void SubtreeLock::changeLists() const {
   lock.commit();
 }
 
-void SubtreeLock::makeSure() const {
+void RenameLock::makeSure() const {
   while (!m_vecDependants.empty() && isAnyExecutionAlive()) {
     std::this_thread::sleep_for(WRITE_TIME);
     if (areListsChanged()) {

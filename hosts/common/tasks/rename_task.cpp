@@ -1,4 +1,4 @@
-#include "subtree_change.h"
+#include "rename_task.h"
 
 #include <algorithm>
 #include <chrono>
