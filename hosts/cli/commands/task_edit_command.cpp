@@ -12,7 +12,7 @@
 #include "common/output/output_folder.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/tasks/task_change.h"
+#include "common/tasks/change_task.h"
 #include "common/text/json_members.h"
 
 namespace {

@@ -1,4 +1,4 @@
-/// \file task_change.h
+/// \file change_task.h
 /// Storing changed members of a task.
 
 #pragma once
@@ -10,16 +10,20 @@
 
 #include "task_rules.h"
 
+namespace Host {
+
 /// What has become of a task.
 struct TaskChanged {
-  std::vector<std::string> vecMembers;     ///< those that are different now
-  std::vector<Host::Finding> vecWarnings;  ///< what the user should know
+  std::vector<std::string> vecMembers;  ///< those that are different now
+  std::vector<Finding> vecWarnings;     ///< what the user should know
 };
 
 /// Changes a task, after it has been looked over.
 /// \param jChanges   members in the form of the user interface.
 /// \param strScript  when given, the script that must still be there: the change was made from it.
 /// \return what is different now.
-/// \throw Host::Failure with all that is wrong; the task stays as it is then.
-TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, Host::Events events,
+/// \throw Failure with all that is wrong; the task stays as it is then.
+TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, Events events,
                        const std::optional<std::string>& strScript = std::nullopt);
+
+}  // namespace Host
