@@ -31,7 +31,7 @@ struct TaskOptions {
   bool blMailIfError = false;
   bool blMailAlways = false;
 
-  Host::Events events() const { return blAnyEvent ? Host::Events::ANY : Host::Events::CATALOGUE; }
+  Host::AllowedEvents events() const { return blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::CATALOGUE; }
 };
 
 /// Adds the options to a subcommand. \return the one that reads a whole record.

@@ -90,8 +90,9 @@ int finishWithoutChange(const ApplyOptions& options, const StateDifference& diff
 void check(const ApplyOptions& options, const ServerState& before, const ServerState& after,
            std::vector<std::string> vecErrors) {
   std::vector<std::string> vecWarnings;
-  for (std::string& strError : Host::whyNotState(
-           before, after, options.blAnyEvent ? Host::Events::ANY : Host::Events::CATALOGUE, vecWarnings)) {
+  for (std::string& strError :
+       Host::whyNotState(before, after, options.blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::CATALOGUE,
+                         vecWarnings)) {
     vecErrors.push_back(std::move(strError));
   }
   if (!vecErrors.empty()) {

@@ -27,7 +27,7 @@ struct CopyOptions {
 };
 
 /// Stores a new task. What the rules are checked against must still hold then, so the caller holds the lock.
-void storeNew(Host::Session& session, Json::Value& jTask, Host::Events events) {
+void storeNew(Host::Session& session, Json::Value& jTask, Host::AllowedEvents events) {
   const std::string strName = Host::textOf(jTask, "task_name");
   printWarnings(strName,
                 Host::requireNoErrors(strName, Host::checkNewTask(jTask, Host::listTasks(session), events), "added"));

@@ -100,7 +100,7 @@ int runSwitch(const SwitchOptions& options, bool blEnable) {
   jChanges["enable"] = blEnable;
   const char* szDone = blEnable ? "enabled" : "disabled";
   for (const std::string& strTask : options.vecTasks) {
-    const TaskChanged changed = changeTask(strTask, jChanges, Host::Events::ANY);
+    const TaskChanged changed = changeTask(strTask, jChanges, Host::AllowedEvents::ANY);
     printWarnings(strTask, changed.vecWarnings);
     const bool blChanged = !changed.vecMembers.empty();
     fmt::print("{} {}{}\n", szDone, strTask, blChanged ? "" : " (it was before)");

@@ -63,7 +63,7 @@ void checkNewName(Host::Session& session, const RenameOptions& options) {
   }
   Json::Value jTask = jBefore;
   jTask["task_name"] = options.strNew;
-  Host::Findings findings = Host::checkChangedTask(jTask, jBefore, Host::listTasks(session), Host::Events::ANY);
+  Host::Findings findings = Host::checkChangedTask(jTask, jBefore, Host::listTasks(session), Host::AllowedEvents::ANY);
   findings.vecWarnings.clear();
   Host::requireNoErrors(options.strTask, findings, "renamed");
 }

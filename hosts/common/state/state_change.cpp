@@ -60,7 +60,7 @@ std::set<std::string> touchedTasks(const StateDifference& difference) {
 
 /// What is wrong with a task that stays as it is, and was not wrong before.
 std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& before, const TaskGraph& after,
-                                   Events events) {
+                                   AllowedEvents events) {
   const std::string strTask = textOf(jTask, "task_name");
   const std::vector<std::string> vecOld = errorsOf(strTask, checkTaskAmong(jTask, before, events));
   const std::set<std::string> setOld(vecOld.begin(), vecOld.end());
@@ -73,8 +73,8 @@ std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& be
   return vecErrors;
 }
 
-void checkTasks(const ServerState& before, const ServerState& after, Events events, std::vector<std::string>& vecErrors,
-                std::vector<std::string>& vecWarnings) {
+void checkTasks(const ServerState& before, const ServerState& after, AllowedEvents events,
+                std::vector<std::string>& vecErrors, std::vector<std::string>& vecWarnings) {
   const StateDifference difference = differenceOf(before, after);
   const std::set<std::string> setTouched = touchedTasks(difference);
   const TaskGraph graphBefore = graphOf(before);
@@ -210,7 +210,7 @@ StateDifference differenceOf(const ServerState& before, const ServerState& after
   return difference;
 }
 
-std::vector<std::string> whyNotState(const ServerState& before, const ServerState& after, Events events,
+std::vector<std::string> whyNotState(const ServerState& before, const ServerState& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings) {
   std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(after));
   checkTasks(before, after, events, vecErrors, vecWarnings);

@@ -30,7 +30,7 @@ StateDifference differenceOf(const ServerState& before, const ServerState& after
 /// Looks a change over.
 /// \param vecWarnings  receives what may be meant so, but will hardly do what is wanted.
 /// \return everything that is wrong, a sentence each; empty when the change may be made.
-std::vector<std::string> whyNotState(const ServerState& before, const ServerState& after, Events events,
+std::vector<std::string> whyNotState(const ServerState& before, const ServerState& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings);
 
 /// Makes a change that has been looked over, in one transaction.

@@ -48,7 +48,7 @@ struct Stored {
 };
 
 /// One try, in one transaction.
-Stored store(Session& session, const std::string& strTask, const Json::Value& jChanges, Events events,
+Stored store(Session& session, const std::string& strTask, const Json::Value& jChanges, AllowedEvents events,
              const std::optional<std::string>& strScript) {
   WriteLock lock(session);
   const Json::Value jBefore = requestOf(requireTask(session, strTask));
@@ -88,13 +88,13 @@ void makeSure(Session& session, const std::string& strTask, Json::Value jDiffere
     if (differences(jDifferent, jNow).empty()) {
       return;
     }
-    store(session, strTask, jDifferent, Events::ANY, std::nullopt);
+    store(session, strTask, jDifferent, AllowedEvents::ANY, std::nullopt);
   }
 }
 
 }  // namespace
 
-TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, Events events,
+TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, AllowedEvents events,
                        const std::optional<std::string>& strScript) {
   Session session;
   const TaskChange change = lockForChange(session, strTask, jChanges);

@@ -23,7 +23,7 @@ struct TaskChanged {
 /// \param strScript  when given, the script that must still be there: the change was made from it.
 /// \return what is different now.
 /// \throw Failure with all that is wrong; the task stays as it is then.
-TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, Events events,
+TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, AllowedEvents events,
                        const std::optional<std::string>& strScript = std::nullopt);
 
 }  // namespace Host

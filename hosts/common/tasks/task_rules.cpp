@@ -35,11 +35,11 @@ bool isCatalogueEvent(const std::string& strEvent) {
 class Checker {
 public:
   /// \param jTasks  the stored tasks besides the one that is looked at.
-  Checker(const Json::Value& jTask, const Json::Value& jTasks, Events events)
+  Checker(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events)
       : m_jTask(jTask), m_jTasks(jTasks), m_events(events), m_ownGraph(std::in_place, jTasks), m_graph(*m_ownGraph) {}
 
   /// \param graph  all tasks, the one that is looked at among them.
-  Checker(const Json::Value& jTask, const TaskGraph& graph, Events events)
+  Checker(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events)
       : m_jTask(jTask), m_jTasks(Json::Value::nullSingleton()), m_events(events), m_graph(graph) {}
 
   /// What a task shows by itself, and with the tasks that it waits for.
@@ -116,7 +116,7 @@ private:
     if (const std::optional<std::string> strEvent = text("event")) {
       if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
         error("event", std::move(strWhy));
-      } else if (m_events == Events::CATALOGUE && !isCatalogueEvent(*strEvent)) {
+      } else if (m_events == AllowedEvents::CATALOGUE && !isCatalogueEvent(*strEvent)) {
         error("event",
               fmt::format("there is no event \"{}\"; --any-event binds the task to it all the same", *strEvent));
       }
@@ -296,7 +296,7 @@ private:
 
   const Json::Value& m_jTask;
   const Json::Value& m_jTasks;
-  const Events m_events;
+  const AllowedEvents m_events;
   const std::optional<TaskGraph> m_ownGraph;  ///< nothing when somebody else has built one, once for all tasks
   const TaskGraph& m_graph;
   Findings m_findings;
@@ -354,15 +354,15 @@ std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings&
   return findings.vecWarnings;
 }
 
-Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Events events) {
+Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events) {
   return Checker(jTask, jTasks, events).run();
 }
 
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
-                          Events events) {
+                          AllowedEvents events) {
   const std::string strBefore = textOf(jBefore, "task_name");
   const Json::Value jOthers = tasksBesides(jTasks, strBefore, textOf(jTask, "task_name"));
-  const Events eventsNow = isSame(jTask, jBefore, "event") ? Events::ANY : events;
+  const AllowedEvents eventsNow = isSame(jTask, jBefore, "event") ? AllowedEvents::ANY : events;
   Findings all = Checker(jTask, jOthers, eventsNow).run();
   const Findings before = Checker(jBefore, tasksBesides(jTasks, strBefore, strBefore), eventsNow).run();
   Findings findings;
@@ -375,13 +375,13 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
   return findings;
 }
 
-Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, Events events) {
+Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events) {
   return Checker(jTask, graph, events).run();
 }
 
 Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph) {
   const Json::Value jTask = requestOf(jStored);
-  return Checker(jTask, graph, Events::ANY).runAlone();
+  return Checker(jTask, graph, AllowedEvents::ANY).runAlone();
 }
 
 }  // namespace Host

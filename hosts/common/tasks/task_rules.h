@@ -45,7 +45,7 @@ private:
 std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone);
 
 /// Which events a task may be bound to.
-enum class Events {
+enum class AllowedEvents {
   CATALOGUE,  ///< those of the installed catalogue
   ANY,        ///< any, for whoever fires events of his own
 };
@@ -53,7 +53,7 @@ enum class Events {
 /// Looks a new task over and reports everything at once.
 /// \param jTask   a task record in the form of the user interface.
 /// \param jTasks  array: the stored task records.
-Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Events events);
+Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events);
 
 /// Looks a changed task over. What was wrong before and is not touched has not come in now: it is only a warning, so
 /// that one fault does not keep another one from being mended. An event that stays may be any.
@@ -61,11 +61,11 @@ Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Event
 /// \param jBefore  the same as it is stored, from requestOf().
 /// \param jTasks   array: the stored task records.
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
-                          Events events);
+                          AllowedEvents events);
 
 /// Looks one of many new tasks over, as checkNewTask() does, with a graph that is built once for all of them.
 /// \param graph  the tasks as they will be, this one among them.
-Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, Events events);
+Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events);
 
 /// Looks a stored task over: what stands in it may have been sound once, or have been stored by other means. Its event
 /// may be any, and of a task that waits for one of another event only the one that waits is reported.

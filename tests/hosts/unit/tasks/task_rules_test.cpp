@@ -56,7 +56,8 @@ protected:
         for (const std::string& strMember : jChanges.getMemberNames()) {
           jAfter[strMember] = jChanges[strMember];
         }
-        const Host::Findings findings = Host::checkChangedTask(jAfter, jBefore, m_jTasks, Host::Events::CATALOGUE);
+        const Host::Findings findings =
+            Host::checkChangedTask(jAfter, jBefore, m_jTasks, Host::AllowedEvents::CATALOGUE);
         m_warnings = texts(findings.vecWarnings);
         return texts(findings.vecErrors);
       }
