@@ -73,8 +73,8 @@ Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, 
   for (const BlockedTask& blocked : plan.vecBlocked) {
     Json::Value jTask(Json::objectValue);
     jTask["task_name"] = blocked.strName;
-    for (const Host::Obstacle& obstacle : blocked.vecObstacles) {
-      jTask["reasons"].append(Host::obstacleForPrograms(obstacle));
+    for (const Host::Reason& reason : blocked.vecReasons) {
+      jTask["reasons"].append(Host::reasonForPrograms(reason));
     }
     jPlan["would_not_run"].append(jTask);
   }
@@ -102,7 +102,7 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
     fmt::print("would not be started:\n");
   }
   for (const BlockedTask& blocked : plan.vecBlocked) {
-    printObstacles(blocked.strName, blocked.vecObstacles);
+    printReasons(blocked.strName, blocked.vecReasons);
   }
 }
 

@@ -43,7 +43,7 @@ void printVerdict(const Explanation& explanation) {
       return;
     case Explanation::Verdict::NOT_STARTED:
       fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent, firedText(explanation));
-      printObstacles("it", explanation.vecReasons);
+      printReasons("it", explanation.vecReasons);
       if (!explanation.blRemembered) {
         fmt::print("  (nothing was written down about that; this is what the records tell, and what is so now)\n");
       }
@@ -72,18 +72,18 @@ void printNow(const Explanation& explanation) {
     fmt::print("its newest run: {} (trigger {})\n", runText(explanation.jNewest),
                textOf(explanation.jNewest, "trigger_event"));
   }
-  if (explanation.vecObstacles.empty()) {
+  if (explanation.vecReasons.empty()) {
     fmt::print("if \"{}\" were fired now, it would be started\n", strEvent);
     return;
   }
   fmt::print("if \"{}\" were fired now, it would not be started:\n", strEvent);
-  printObstacles("it", explanation.vecObstacles);
+  printReasons("it", explanation.vecReasons);
 }
 
-Json::Value obstaclesForPrograms(const std::vector<Host::Obstacle>& vecObstacles) {
+Json::Value obstaclesForPrograms(const std::vector<Host::Reason>& vecReasons) {
   Json::Value jOut(Json::arrayValue);
-  for (const Host::Obstacle& obstacle : vecObstacles) {
-    jOut.append(Host::obstacleForPrograms(obstacle));
+  for (const Host::Reason& reason : vecReasons) {
+    jOut.append(Host::reasonForPrograms(reason));
   }
   return jOut;
 }
@@ -101,8 +101,8 @@ Json::Value forPrograms(const Explanation& explanation, const OwnerNames& owners
   jOut["run"] = run(explanation.jRun);
   jOut["newest_run"] = run(explanation.jNewest);
   jOut["reasons"] = obstaclesForPrograms(explanation.vecReasons);
-  jOut["would_start_now"] = explanation.vecObstacles.empty();
-  jOut["obstacles_now"] = obstaclesForPrograms(explanation.vecObstacles);
+  jOut["would_start_now"] = explanation.vecReasons.empty();
+  jOut["obstacles_now"] = obstaclesForPrograms(explanation.vecReasons);
   jOut["needs"] = Json::Value(Json::arrayValue);
   for (const Host::NeedState& need : explanation.vecNeeds) {
     Json::Value jNeed(Json::objectValue);

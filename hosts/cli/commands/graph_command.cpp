@@ -8,7 +8,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/events/known_event.h"
-#include "common/reasons/obstacle.h"
+#include "common/reasons/reason.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"
@@ -51,12 +51,12 @@ private:
 
   /// Why the event will not start a task.
   std::string noteOf(const Host::GraphTask& task) {
-    const std::vector<Host::Obstacle> vecObstacles = m_obstacles.of(task);
-    return vecObstacles.empty() ? std::string() : vecObstacles.front().strText;
+    const std::vector<Host::Reason> vecReasons = m_obstacles.of(task);
+    return vecReasons.empty() ? std::string() : vecReasons.front().strText;
   }
 
   const Host::TaskGraph& m_graph;
-  Host::Obstacles m_obstacles;
+  Host::Reasons m_obstacles;
   const OwnerNames& m_owners;
   Table m_table;
   std::set<std::string> m_setDrawn;
@@ -108,10 +108,10 @@ std::string dotEscaped(const std::string& strText) {
 
 void printDot(const Host::TaskGraph& graph, const OwnerNames& owners, const std::string& strEvent) {
   fmt::print("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
-  Host::Obstacles obstacles(graph);
+  Host::Reasons reasons(graph);
   for (const Host::GraphTask* pTask : graph.tasksOf(strEvent)) {
     const std::string strName = dotEscaped(pTask->strName);
-    const bool blStarts = obstacles.of(*pTask).empty();
+    const bool blStarts = reasons.of(*pTask).empty();
     fmt::print("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
                blStarts ? "" : ", style=dashed");
     for (const std::string& strNeed : pTask->vecNeeds) {

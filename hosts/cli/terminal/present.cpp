@@ -202,9 +202,9 @@ void printFields(const std::vector<std::pair<std::string, std::string>>& vecFiel
   }
 }
 
-void printObstacles(const std::string& strTask, const std::vector<Host::Obstacle>& vecObstacles) {
-  for (const Host::Obstacle& obstacle : vecObstacles) {
-    const std::string strAdvice = obstacle.strAdvice.empty() ? "" : fmt::format("      {}\n", obstacle.strAdvice);
-    fmt::print("{}", Host::shownOn(STDOUT_FILENO, fmt::format("  {} {}\n{}", strTask, obstacle.strText, strAdvice)));
+void printReasons(const std::string& strTask, const std::vector<Host::Reason>& vecReasons) {
+  for (const Host::Reason& reason : vecReasons) {
+    const std::string strAdvice = reason.strAdvice.empty() ? "" : fmt::format("      {}\n", reason.strAdvice);
+    fmt::print("{}", Host::shownOn(STDOUT_FILENO, fmt::format("  {} {}\n{}", strTask, reason.strText, strAdvice)));
   }
 }

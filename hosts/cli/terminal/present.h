@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/reasons/obstacle.h"
+#include "common/reasons/reason.h"
 #include "common/runs/outcome.h"
 #include "table.h"
 
@@ -60,4 +60,4 @@ void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);
 
 /// What keeps tasks from being started, a line each, with what to type under it.
-void printObstacles(const std::string& strTask, const std::vector<Host::Obstacle>& vecObstacles);
+void printReasons(const std::string& strTask, const std::vector<Host::Reason>& vecReasons);

@@ -9,7 +9,7 @@
 
 #include "orva_platform.h"
 
-#include "common/reasons/start_reason.h"
+#include "common/reasons/not_started.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include "common/reasons/obstacle.h"
+#include "common/reasons/reason.h"
 #include "common/tasks/task_graph.h"
 #include "common/tasks/task_rules.h"
 #include "common/text/command_text.h"
@@ -86,15 +86,15 @@ void addFindings(const TaskGraph& graph, const std::string& strTask, const std::
 
 /// Why a task that is switched on is never started. What somebody has decided, and what follows from what is told of
 /// another task, is a warning.
-void checkStart(Obstacles& obstacles, const GraphTask& task, HealthFindings& findings) {
+void checkStart(Reasons& reasons, const GraphTask& task, HealthFindings& findings) {
   if (!task.blEnabled) {
     return;
   }
-  for (const Obstacle& obstacle : obstacles.of(task)) {
-    const bool blFollows = obstacle.strCode == "need_disabled" || obstacle.strCode == "need_blocked";
+  for (const Reason& reason : reasons.of(task)) {
+    const bool blFollows = reason.strCode == "need_disabled" || reason.strCode == "need_blocked";
     findings.push_back({blFollows ? Severity::WARNING : Severity::PROBLEM, "tasks", task.strName,
-                        fmt::format("task \"{}\" is never started: it {}", task.strName, obstacle.strText),
-                        obstacle.strAdvice});
+                        fmt::format("task \"{}\" is never started: it {}", task.strName, reason.strText),
+                        reason.strAdvice});
   }
 }
 
@@ -114,13 +114,13 @@ std::string endlessAdvice(const TaskGraph& graph, const TaskGraph::Endless& endl
 
 void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
   const TaskGraph graph(jTasks);
-  Obstacles obstacles(graph);
+  Reasons reasons(graph);
   std::vector<std::string> vecNames;
   for (const Json::Value& jTask : jTasks) {
     const std::string strTask = textOf(jTask, "task_name");
     vecNames.push_back(strTask);
     const std::size_t cBefore = findings.size();
-    checkStart(obstacles, *graph.find(strTask), findings);
+    checkStart(reasons, *graph.find(strTask), findings);
     Findings rules = checkStoredTask(jTask, graph);
     if (findings.size() > cBefore) {
       // The list has been told about, with what to type.

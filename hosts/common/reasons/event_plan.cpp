@@ -19,7 +19,7 @@ namespace {
 /// The runner looks once a second for what has ended, and starts the next tasks a second later.
 constexpr Json::Int64 PASS_SECONDS = 1;
 
-using RunningTasks = std::map<std::string, Obstacle>;
+using RunningTasks = std::map<std::string, Reason>;
 
 /// Tasks that would be refused, because of a run that is alive.
 RunningTasks refusedTasks(Session& session, const Json::Value& jTasks) {
@@ -82,30 +82,30 @@ std::vector<PlannedTask> schedule(Session& session, const std::vector<const Grap
 }
 
 /// Why a task is not in the plan.
-std::vector<Obstacle> obstaclesNow(Obstacles& obstacles, const GraphTask& task, const RunningTasks& mapRunning) {
-  std::vector<Obstacle> vecObstacles = obstacles.of(task);
+std::vector<Reason> obstaclesNow(Reasons& reasons, const GraphTask& task, const RunningTasks& mapRunning) {
+  std::vector<Reason> vecReasons = reasons.of(task);
   const auto itSelf = mapRunning.find(task.strName);
-  for (Obstacle& obstacle : vecObstacles) {
-    const auto itNeed = mapRunning.find(obstacle.strOther);
-    if (obstacle.strCode == "disabled" && itSelf != mapRunning.end()) {
-      obstacle = itSelf->second;
-    } else if (obstacle.strCode == "need_disabled" && itNeed != mapRunning.end()) {
-      obstacle.strCode = "need_blocked";
-      obstacle.strText = fmt::format("waits for \"{}\", which is not started", obstacle.strOther);
-      obstacle.strAdvice.clear();
+  for (Reason& reason : vecReasons) {
+    const auto itNeed = mapRunning.find(reason.strOther);
+    if (reason.strCode == "disabled" && itSelf != mapRunning.end()) {
+      reason = itSelf->second;
+    } else if (reason.strCode == "need_disabled" && itNeed != mapRunning.end()) {
+      reason.strCode = "need_blocked";
+      reason.strText = fmt::format("waits for \"{}\", which is not started", reason.strOther);
+      reason.strAdvice.clear();
     }
   }
-  return vecObstacles;
+  return vecReasons;
 }
 
 /// The tasks of the event that are not in the plan, and why.
 std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string& strEvent,
                                       const RunningTasks& mapRunning) {
   std::vector<BlockedTask> vecBlocked;
-  Obstacles obstacles(graph);
+  Reasons reasons(graph);
   for (const GraphTask* pTask : graph.tasksOf(strEvent)) {
-    if (std::vector<Obstacle> vecObstacles = obstaclesNow(obstacles, *pTask, mapRunning); !vecObstacles.empty()) {
-      vecBlocked.push_back({pTask->strName, std::move(vecObstacles)});
+    if (std::vector<Reason> vecReasons = obstaclesNow(reasons, *pTask, mapRunning); !vecReasons.empty()) {
+      vecBlocked.push_back({pTask->strName, std::move(vecReasons)});
     }
   }
   return vecBlocked;
@@ -113,19 +113,19 @@ std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string&
 
 }  // namespace
 
-std::vector<Obstacle> presentObstacles(Session& session, const Json::Value& jTasks, const std::string& strTask) {
+std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, const std::string& strTask) {
   const RunningTasks mapRunning = refusedTasks(session, jTasks);
   const TaskGraph graph(withoutRefused(jTasks, mapRunning));
   const GraphTask* const pTask = graph.find(strTask);
   if (pTask == nullptr) {
     return {};
   }
-  Obstacles obstacles(graph);
-  std::vector<Obstacle> vecObstacles = obstaclesNow(obstacles, *pTask, mapRunning);
+  Reasons reasons(graph);
+  std::vector<Reason> vecReasons = obstaclesNow(reasons, *pTask, mapRunning);
   for (const std::string& strProblem : graph.whyUnsafe(graph.planOf(pTask->strEvent))) {
-    vecObstacles.push_back({"unsafe", fmt::format("cannot be run safely: {}", strProblem), "eorva check", ""});
+    vecReasons.push_back({"unsafe", fmt::format("cannot be run safely: {}", strProblem), "eorva check", ""});
   }
-  return vecObstacles;
+  return vecReasons;
 }
 
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent) {

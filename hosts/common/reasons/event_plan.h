@@ -10,7 +10,7 @@
 
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
-#include "obstacle.h"
+#include "reason.h"
 
 namespace Host {
 
@@ -26,7 +26,7 @@ struct PlannedTask {
 /// A task that would not be started.
 struct BlockedTask {
   std::string strName;
-  std::vector<Obstacle> vecObstacles;
+  std::vector<Reason> vecReasons;
 };
 
 struct EventPlan {
@@ -38,11 +38,11 @@ struct EventPlan {
 };
 
 /// \param jTasks  array: the stored task records.
-/// The codes of obstacles are those of Obstacles, and "running", for a task whose run is alive and that does not
+/// The codes of reasons are those of Reasons, and "running", for a task whose run is alive and that does not
 /// allow a second one.
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent);
 
 /// Why the event of a task would not start it now; with the code "unsafe" besides, when nothing of it can be run.
-std::vector<Obstacle> presentObstacles(Session& session, const Json::Value& jTasks, const std::string& strTask);
+std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, const std::string& strTask);
 
 }  // namespace Host

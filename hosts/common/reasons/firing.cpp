@@ -21,17 +21,17 @@ Json::Int64 now() {
 }
 
 /// Why a task that is to start at once will be refused.
-std::vector<Obstacle> refusalOf(Session& session, const GraphTask& task) {
+std::vector<Reason> refusalOf(Session& session, const GraphTask& task) {
   const Json::Int64 iRun = task.blRoot ? refusingRunOf(session, task.strName) : 0;
-  return iRun == 0 ? std::vector<Obstacle>() : std::vector<Obstacle>{refusedReason(iRun)};
+  return iRun == 0 ? std::vector<Reason>() : std::vector<Reason>{refusedReason(iRun)};
 }
 
 FiringReasons reasonsAtBegin(Session& session, const FiringBegin& begin, const Json::Value& jTasks) {
   FiringReasons mapReasons;
   const TaskGraph graph(jTasks);
-  Obstacles obstacles(graph, Tense::THEN);
+  Reasons reasons(graph, Tense::THEN);
   for (const GraphTask* pTask : graph.tasksOf(begin.strEvent)) {
-    mapReasons[pTask->strName] = obstacles.of(*pTask);
+    mapReasons[pTask->strName] = reasons.of(*pTask);
   }
   for (const GraphTask& task : begin.vecTasks) {
     mapReasons[task.strName] = refusalOf(session, task);
@@ -72,12 +72,12 @@ FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const 
   FiringReasons mapReasons;
   const Json::Value jTasks = listTasks(session);
   const TaskGraph graph(jTasks);
-  Obstacles obstacles(graph, Tense::THEN);
+  Reasons reasons(graph, Tense::THEN);
   for (const Json::Value& jTask : jTasks) {
     const std::string strTask = textOf(jTask, "task_name");
     const auto it = mapBefore.find(strTask);
     if (it != mapBefore.end() && it->second.empty() && !runOf(facts.vecRuns, strTask).isObject()) {
-      mapReasons[strTask] = whyNotStarted(session, facts, jTask, obstacles.of(*graph.find(strTask)));
+      mapReasons[strTask] = whyNotStarted(session, facts, jTask, reasons.of(*graph.find(strTask)));
     }
   }
   return mapReasons;

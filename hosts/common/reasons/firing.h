@@ -14,7 +14,7 @@
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "firing_table.h"
-#include "start_reason.h"
+#include "not_started.h"
 
 namespace Host {
 

@@ -27,18 +27,18 @@ Json::Value idFilter(const char* szKey, Json::Int64 iId) {
   return jFilter;
 }
 
-Json::Value reasonsJson(const std::vector<Obstacle>& vecReasons) {
+Json::Value reasonsJson(const std::vector<Reason>& vecReasons) {
   Json::Value jReasons(Json::arrayValue);
-  for (const Obstacle& reason : vecReasons) {
-    jReasons.append(obstacleForPrograms(reason));
+  for (const Reason& reason : vecReasons) {
+    jReasons.append(reasonForPrograms(reason));
   }
   return jReasons;
 }
 
-std::vector<Obstacle> reasonsFromJson(const Json::Value& jReasons) {
-  std::vector<Obstacle> vecReasons;
+std::vector<Reason> reasonsFromJson(const Json::Value& jReasons) {
+  std::vector<Reason> vecReasons;
   for (const Json::Value& jReason : jReasons.isArray() ? jReasons : Json::Value(Json::arrayValue)) {
-    vecReasons.push_back(obstacleFromJson(jReason));
+    vecReasons.push_back(reasonFromJson(jReason));
   }
   return vecReasons;
 }

@@ -16,7 +16,7 @@
 #include "orva_platform.h"
 
 #include "common/store/session.h"
-#include "obstacle.h"
+#include "reason.h"
 
 namespace Host {
 
@@ -32,7 +32,7 @@ struct Firing {
 };
 
 /// The tasks that an event had, with why they were not started; without reasons, when they were, or were to be.
-using FiringReasons = std::map<std::string, std::vector<Obstacle>>;
+using FiringReasons = std::map<std::string, std::vector<Reason>>;
 
 class FiringTable {
 public:

@@ -84,7 +84,7 @@ protected:
     const Explanation explanation = explainTask(session(), strTask);
     EXPECT_TRUE(explanation.blRemembered) << strTask;
     std::vector<std::string> vecCodes = {verdictWord(explanation.verdict)};
-    for (const Obstacle& reason : explanation.vecReasons) {
+    for (const Reason& reason : explanation.vecReasons) {
       vecCodes.push_back(reason.strCode);
     }
     return vecCodes;

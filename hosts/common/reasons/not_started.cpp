@@ -1,4 +1,4 @@
-#include "start_reason.h"
+#include "not_started.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -35,7 +35,7 @@ std::string showRun(Json::Int64 iRun) {
   return fmt::format("eorva runs show {}", iRun);
 }
 
-Obstacle needReason(const ExecutionFacts& facts, const NeedState& need) {
+Reason needReason(const ExecutionFacts& facts, const NeedState& need) {
   const Json::Int64 iRun = intOf(need.jRun, "result_id");
   if (!need.jRun.isObject()) {
     return {"need_not_started", fmt::format("waited for \"{}\", which was not started", need.strName),
@@ -78,7 +78,7 @@ Json::Int64 runThatWasMet(Session& session, const ExecutionFacts& facts, const s
 }
 
 /// Why a task that nothing stood in the way of was not started.
-Obstacle otherReason(Session& session, const ExecutionFacts& facts, const Json::Value& jTask) {
+Reason otherReason(Session& session, const ExecutionFacts& facts, const Json::Value& jTask) {
   if (const Json::Int64 iRun = runThatWasMet(session, facts, textOf(jTask, "task_name")); iRun != 0) {
     return refusedReason(iRun);
   }
@@ -135,27 +135,26 @@ Json::Int64 refusingRunOf(Session& session, const std::string& strTask) {
   return jRuns.empty() ? 0 : intOf(jRuns[0], "result_id");
 }
 
-Obstacle refusedReason(Json::Int64 iRun) {
+Reason refusedReason(Json::Int64 iRun) {
   return {
       "refused",
       fmt::format("was refused, because run {} of it was alive, and it allows no second one at the same time", iRun),
       showRun(iRun), ""};
 }
 
-std::vector<Obstacle> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
-                                    const std::vector<Obstacle>& vecObstacles) {
-  std::vector<Obstacle> vecReasons;
+std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
+                                  const std::vector<Reason>& vecReasons) {
+  std::vector<Reason> vecReasons;
   // What a task that it waits for did is known better than what keeps that one from being started.
-  for (const Obstacle& obstacle : vecObstacles) {
-    const bool blItself = obstacle.strOther.empty() && obstacle.strCode != "running";
-    if (blItself || obstacle.strCode == "missing" || obstacle.strCode == "other_event" ||
-        obstacle.strCode == "circle") {
-      vecReasons.push_back(obstacle);
+  for (const Reason& reason : vecReasons) {
+    const bool blItself = reason.strOther.empty() && reason.strCode != "running";
+    if (blItself || reason.strCode == "missing" || reason.strCode == "other_event" || reason.strCode == "circle") {
+      vecReasons.push_back(reason);
     }
   }
   for (const NeedState& need : needsOf(facts.vecRuns, jTask)) {
     const bool blNamed = std::any_of(vecReasons.begin(), vecReasons.end(),
-                                     [&](const Obstacle& reason) { return reason.strOther == need.strName; });
+                                     [&](const Reason& reason) { return reason.strOther == need.strName; });
     if (!blNamed && (!need.jRun.isObject() || isOpen(need.jRun) || wasInterrupted(facts, need.jRun))) {
       vecReasons.push_back(needReason(facts, need));
     }

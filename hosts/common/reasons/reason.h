@@ -1,4 +1,4 @@
-/// \file obstacle.h
+/// \file reason.h
 /// What keeps a task from being started.
 
 #pragma once
@@ -13,7 +13,7 @@
 
 namespace Host {
 
-struct Obstacle {
+struct Reason {
   std::string strCode;    ///< a word for programs, stable
   std::string strText;    ///< goes on after the name of the task: "is disabled"
   std::string strAdvice;  ///< what to type; may be empty
@@ -26,19 +26,19 @@ enum class Tense { NOW, THEN };
 /// Says why tasks are not started when their event is fired, as far as the tasks themselves tell.
 ///
 /// What an event starts is worked out once, for all of its tasks.
-class Obstacles {
+class Reasons {
 public:
   /// \param graph  borrowed.
-  explicit Obstacles(const TaskGraph& graph, Tense tense = Tense::NOW) : m_graph(graph), m_tense(tense) {}
+  explicit Reasons(const TaskGraph& graph, Tense tense = Tense::NOW) : m_graph(graph), m_tense(tense) {}
 
   /// The codes: "disabled"; "malformed", a list that names nobody; "missing", "circle", "other_event", "need_disabled"
   /// and "need_blocked", about a task that it waits for.
   /// \return empty when the task is started.
-  std::vector<Obstacle> of(const GraphTask& task);
+  std::vector<Reason> of(const GraphTask& task);
 
 private:
   const std::set<std::string>& plannedOf(const std::string& strEvent);
-  Obstacle needObstacle(const GraphTask& task, const std::string& strNeed) const;
+  Reason needReason(const GraphTask& task, const std::string& strNeed) const;
 
   const TaskGraph& m_graph;
   const Tense m_tense;
@@ -49,9 +49,9 @@ private:
 std::string dropNeed(const GraphTask& task, const std::string& strNeed);
 
 /// For programs.
-Json::Value obstacleForPrograms(const Obstacle& obstacle);
+Json::Value reasonForPrograms(const Reason& reason);
 
 /// From that form.
-Obstacle obstacleFromJson(const Json::Value& jObstacle);
+Reason reasonFromJson(const Json::Value& jReason);
 
 }  // namespace Host

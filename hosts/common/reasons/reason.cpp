@@ -1,4 +1,4 @@
-#include "obstacle.h"
+#include "reason.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -36,7 +36,7 @@ const Words& wordsOf(Tense tense) {
 
 }  // namespace
 
-Obstacle Obstacles::needObstacle(const GraphTask& task, const std::string& strNeed) const {
+Reason Reasons::needReason(const GraphTask& task, const std::string& strNeed) const {
   const Words& words = wordsOf(m_tense);
   const std::string strWaits = fmt::format("{} \"{}\"", words.szWaits, strNeed);
   const GraphTask* pNeed = m_graph.find(strNeed);
@@ -61,7 +61,7 @@ Obstacle Obstacles::needObstacle(const GraphTask& task, const std::string& strNe
           eorvaCommand("explain", {strNeed}), strNeed};
 }
 
-const std::set<std::string>& Obstacles::plannedOf(const std::string& strEvent) {
+const std::set<std::string>& Reasons::plannedOf(const std::string& strEvent) {
   const auto [it, blNew] = m_mapPlanned.try_emplace(strEvent);
   if (blNew) {
     for (const GraphTask* pTask : m_graph.planOf(strEvent)) {
@@ -77,43 +77,42 @@ std::string dropNeed(const GraphTask& task, const std::string& strNeed) {
   return needsCommand(task.strName, vecNeeds);
 }
 
-std::vector<Obstacle> Obstacles::of(const GraphTask& task) {
-  std::vector<Obstacle> vecObstacles;
+std::vector<Reason> Reasons::of(const GraphTask& task) {
+  std::vector<Reason> vecReasons;
   const std::set<std::string>& setPlanned = plannedOf(task.strEvent);
   if (setPlanned.count(task.strName) > 0) {
-    return vecObstacles;
+    return vecReasons;
   }
   const Words& words = wordsOf(m_tense);
   if (!task.blEnabled) {
-    vecObstacles.push_back(
+    vecReasons.push_back(
         {"disabled", fmt::format("{} disabled", words.szIs), eorvaCommand("task enable", {task.strName}), ""});
   }
   if (!task.blRoot && task.vecNeeds.empty()) {
-    vecObstacles.push_back(
+    vecReasons.push_back(
         {"malformed",
          fmt::format("{} a list of tasks to wait for that names none, \"{}\"", words.szHas, task.strDepend),
          needsCommand(task.strName, {}), ""});
   }
   for (const std::string& strNeed : task.vecNeeds) {
     if (setPlanned.count(strNeed) == 0) {
-      vecObstacles.push_back(needObstacle(task, strNeed));
+      vecReasons.push_back(needReason(task, strNeed));
     }
   }
-  return vecObstacles;
+  return vecReasons;
 }
 
-Json::Value obstacleForPrograms(const Obstacle& obstacle) {
-  Json::Value jObstacle(Json::objectValue);
-  jObstacle["code"] = obstacle.strCode;
-  jObstacle["text"] = obstacle.strText;
-  jObstacle["advice"] = obstacle.strAdvice;
-  jObstacle["other_task"] = obstacle.strOther.empty() ? Json::Value() : Json::Value(obstacle.strOther);
-  return jObstacle;
+Json::Value reasonForPrograms(const Reason& reason) {
+  Json::Value jReason(Json::objectValue);
+  jReason["code"] = reason.strCode;
+  jReason["text"] = reason.strText;
+  jReason["advice"] = reason.strAdvice;
+  jReason["other_task"] = reason.strOther.empty() ? Json::Value() : Json::Value(reason.strOther);
+  return jReason;
 }
 
-Obstacle obstacleFromJson(const Json::Value& jObstacle) {
-  return {textOf(jObstacle, "code"), textOf(jObstacle, "text"), textOf(jObstacle, "advice"),
-          textOf(jObstacle, "other_task")};
+Reason reasonFromJson(const Json::Value& jReason) {
+  return {textOf(jReason, "code"), textOf(jReason, "text"), textOf(jReason, "advice"), textOf(jReason, "other_task")};
 }
 
 }  // namespace Host

@@ -1,4 +1,4 @@
-/// \file start_reason.h
+/// \file not_started.h
 /// Why a task was not started in an execution that was to start it.
 
 #pragma once
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/store/session.h"
-#include "obstacle.h"
+#include "reason.h"
 
 namespace Host {
 
@@ -47,12 +47,12 @@ bool isRunning(const Json::Value& jRun);
 Json::Int64 refusingRunOf(Session& session, const std::string& strTask);
 
 /// Says that a task was refused, because of a run of it.
-Obstacle refusedReason(Json::Int64 iRun);
+Reason refusedReason(Json::Int64 iRun);
 
-/// The codes, besides those of Obstacles: "need_not_started", "need_running", "need_interrupted", "refused", "budget",
+/// The codes, besides those of Reasons: "need_not_started", "need_running", "need_interrupted", "refused", "budget",
 /// "interrupted", "waiting" and "unknown".
-/// \param vecObstacles  what stands in the way by itself, as Obstacles tells.
-std::vector<Obstacle> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
-                                    const std::vector<Obstacle>& vecObstacles);
+/// \param vecReasons  what stands in the way by itself, as Reasons tells.
+std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
+                                  const std::vector<Reason>& vecReasons);
 
 }  // namespace Host
