@@ -23,10 +23,10 @@
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "execution_process.h"
-#include "orphans.h"
 #include "rest_end.h"
 #include "run_watch.h"
 #include "temporary_files.h"
+#include "zombies.h"
 
 namespace Host {
 

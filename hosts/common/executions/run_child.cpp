@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "common/runs/run_process.h"
-#include "orphans.h"
+#include "zombies.h"
 
 namespace Host {
 

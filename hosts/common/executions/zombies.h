@@ -1,4 +1,4 @@
-/// \file orphans.h
+/// \file zombies.h
 /// Keeps processes that have ended from piling up below the process of a run.
 ///
 /// It is the parent of whatever loses its own below it, but waits for its script alone: a script that runs for days

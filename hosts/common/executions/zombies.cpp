@@ -1,4 +1,4 @@
-#include "orphans.h"
+#include "zombies.h"
 
 #include <algorithm>
 #include <cerrno>
