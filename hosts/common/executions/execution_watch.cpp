@@ -23,7 +23,7 @@
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "execution_process.h"
-#include "rest_end.h"
+#include "leftovers.h"
 #include "run_watch.h"
 #include "temporary_files.h"
 #include "zombies.h"
@@ -264,7 +264,7 @@ int Watch::run() {
   } while (!collect(execution.pid()));
   if (m_szEndedBy != nullptr || m_request.blLeaveNothing) {
     // It has lost its parent, and was taken in here.
-    endRest(m_grace, m_request.lastResort);
+    endLeftovers(m_grace, m_request.lastResort);
   }
   clearUp(execution.pid());
   return m_iStatus;

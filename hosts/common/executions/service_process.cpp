@@ -10,7 +10,7 @@
 
 #include "common/config/settings.h"
 #include "common/support/process.h"
-#include "rest_end.h"
+#include "leftovers.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ void ServiceProcess::waitForRest() {
   while (collectChildren()) {
     if (sigwaitinfo(&set, nullptr) == SIGTERM) {
       std::vector<std::string> vecProblems;
-      Host::endRest(std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace), Host::KILL_LIMIT);
+      Host::endLeftovers(std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace), Host::KILL_LIMIT);
       return;
     }
   }

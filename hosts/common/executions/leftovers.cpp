@@ -1,4 +1,4 @@
-#include "rest_end.h"
+#include "leftovers.h"
 
 #include <csignal>
 #include <fmt/format.h>
@@ -95,7 +95,7 @@ private:
 
 }  // namespace
 
-void endRest(std::chrono::seconds grace, std::chrono::seconds killLimit) {
+void endLeftovers(std::chrono::seconds grace, std::chrono::seconds killLimit) {
   Rest rest(grace, killLimit);
   while (!rest.step()) {
     poll(nullptr, 0, PAUSE_MILLISECONDS);
