@@ -12,6 +12,8 @@
 #include "common/support/process.h"
 #include "leftovers.h"
 
+namespace Host {
+
 namespace {
 
 sigset_t signals(bool blWithChildren) {
@@ -51,8 +53,10 @@ void ServiceProcess::waitForRest() {
   while (collectChildren()) {
     if (sigwaitinfo(&set, nullptr) == SIGTERM) {
       std::vector<std::string> vecProblems;
-      Host::endLeftovers(std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace), Host::KILL_LIMIT);
+      endLeftovers(std::chrono::seconds(readSettings(vecProblems).cStopGrace), KILL_LIMIT);
       return;
     }
   }
 }
+
+}  // namespace Host

@@ -3,6 +3,8 @@
 
 #pragma once
 
+namespace Host {
+
 /// For the process that shows the execution: it stays until nothing of the service is left, so that whoever asks the
 /// service to end asks it, and scripts are only asked in their order.
 class ServiceProcess {
@@ -16,3 +18,5 @@ public:
   /// Waits until everything that scripts have left behind has ended; when the service is asked to end, ends it.
   void waitForRest();
 };
+
+}  // namespace Host
