@@ -6,7 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/health/health.h"
+#include "common/health/installation_health.h"
 #include "common/runs/reconcile.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"

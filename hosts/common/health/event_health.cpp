@@ -8,7 +8,7 @@
 #include "common/support/failure.h"
 #include "common/text/command_text.h"
 #include "common/text/json_members.h"
-#include "health.h"
+#include "installation_health.h"
 
 namespace Host {
 

@@ -11,7 +11,7 @@
 #include "common/text/command_text.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
-#include "health.h"
+#include "installation_health.h"
 
 namespace Host {
 

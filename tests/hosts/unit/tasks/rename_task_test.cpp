@@ -15,7 +15,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/health/health.h"
+#include "common/health/installation_health.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"

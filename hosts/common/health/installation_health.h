@@ -1,4 +1,4 @@
-/// \file health.h
+/// \file installation_health.h
 /// What is wrong with an installation, and what to do about it.
 
 #pragma once

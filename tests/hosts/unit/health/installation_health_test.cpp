@@ -1,6 +1,6 @@
 /// What is found wrong with tasks, and that what is advised can be typed.
 
-#include "common/health/health.h"
+#include "common/health/installation_health.h"
 
 #include <gmock/gmock.h>
 

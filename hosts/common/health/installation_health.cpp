@@ -1,4 +1,4 @@
-#include "health.h"
+#include "installation_health.h"
 
 #include <algorithm>
 #include <array>
