@@ -12,8 +12,8 @@
 #include "common/support/failure.h"
 #include "common/support/text_diff.h"
 
-using Host::ServerState;
 using Host::StateDifference;
+using Host::StateDocument;
 
 namespace {
 
@@ -36,7 +36,7 @@ struct ApplyOptions {
   throw Host::Failure(strText);
 }
 
-ServerState readDocument(const std::string& strFile, std::vector<std::string>& vecErrors) {
+StateDocument readDocument(const std::string& strFile, std::vector<std::string>& vecErrors) {
   const std::string strText = readInput(strFile, CB_MAX_DOCUMENT);
   try {
     return Host::readState(strText, vecErrors);
@@ -69,7 +69,7 @@ void printDifferenceJson(const StateDifference& difference, bool blDone) {
   printJson(jOut);
 }
 
-void showDifference(const Context& context, const ServerState& before, const ServerState& after) {
+void showDifference(const Context& context, const StateDocument& before, const StateDocument& after) {
   const Host::UniqueFd left = fileOfText(Host::stateText(before));
   const Host::UniqueFd right = fileOfText(Host::stateText(after));
   printDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored());
@@ -87,7 +87,7 @@ int finishWithoutChange(const ApplyOptions& options, const StateDifference& diff
 }
 
 /// Everything that is wrong is told at once: with the shape of the document, and with what it asks for.
-void check(const ApplyOptions& options, const ServerState& before, const ServerState& after,
+void check(const ApplyOptions& options, const StateDocument& before, const StateDocument& after,
            std::vector<std::string> vecErrors) {
   std::vector<std::string> vecWarnings;
   for (std::string& strError :
@@ -105,14 +105,14 @@ void check(const ApplyOptions& options, const ServerState& before, const ServerS
 
 int runApply(const Context& context, const ApplyOptions& options) {
   std::vector<std::string> vecErrors;
-  const ServerState document = readDocument(options.strFile, vecErrors);
+  const StateDocument document = readDocument(options.strFile, vecErrors);
   if (options.blPrune && !document.blTasks) {
     vecErrors.push_back(
         "tasks: is missing, and --prune would delete all of them; \"tasks: {}\" says that this is meant");
   }
   Host::Session session;
-  const ServerState before = Host::currentState(session);
-  const ServerState after = Host::stateAfter(before, document, options.blPrune);
+  const StateDocument before = Host::currentState(session);
+  const StateDocument after = Host::stateAfter(before, document, options.blPrune);
   check(options, before, after, vecErrors);
   const StateDifference difference = Host::differenceOf(before, after);
   if (!options.blJson && !difference.isEmpty()) {

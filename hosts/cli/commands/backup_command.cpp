@@ -8,7 +8,7 @@
 #include "cli/terminal/present.h"
 #include "common/coordination/execution_file.h"
 #include "common/runs/reconcile.h"
-#include "common/state/backup_file.h"
+#include "common/state/backup.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"

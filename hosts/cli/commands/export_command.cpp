@@ -4,7 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/state/server_state.h"
+#include "common/state/state_document.h"
 #include "common/text/json_members.h"
 
 namespace {
@@ -14,7 +14,7 @@ struct ExportOptions {
 };
 
 /// A document that names somebody who is not there cannot be applied as it is.
-void warnAboutOwners(const Host::ServerState& state) {
+void warnAboutOwners(const Host::StateDocument& state) {
   for (const auto& [strTask, jTask] : state.mapTasks) {
     const Json::Value& jOwner = Host::memberOf(jTask, "owner");
     if (jOwner.isObject() && jOwner.size() == 1 && jOwner.begin()->isString() && jOwner.begin()->asString().empty()) {
@@ -25,7 +25,7 @@ void warnAboutOwners(const Host::ServerState& state) {
 
 int runExport(const Context&, const ExportOptions& options) {
   Host::Session session;
-  const Host::ServerState state = Host::currentState(session);
+  const Host::StateDocument state = Host::currentState(session);
   warnAboutOwners(state);
   if (options.blJson) {
     printJson(Host::stateJson(state));

@@ -23,7 +23,7 @@ constexpr int LEVEL_INFORMATION = 1;
 constexpr unsigned EVENT_TASK_CREATED = 0x14400004;
 constexpr unsigned EVENT_TASK_DELETED = 0x14400005;
 
-TaskGraph graphOf(const ServerState& state) {
+TaskGraph graphOf(const StateDocument& state) {
   Json::Value jTasks(Json::arrayValue);
   for (const auto& [strName, jTask] : state.mapTasks) {
     Json::Value& jShort = jTasks.append(Json::objectValue);
@@ -73,7 +73,7 @@ std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& be
   return vecErrors;
 }
 
-void checkTasks(const ServerState& before, const ServerState& after, AllowedEvents events,
+void checkTasks(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                 std::vector<std::string>& vecErrors, std::vector<std::string>& vecWarnings) {
   const StateDifference difference = differenceOf(before, after);
   const std::set<std::string> setTouched = touchedTasks(difference);
@@ -97,7 +97,7 @@ void checkTasks(const ServerState& before, const ServerState& after, AllowedEven
   }
 }
 
-ConfigValues changedConfig(const ServerState& before, const ServerState& after) {
+ConfigValues changedConfig(const StateDocument& before, const StateDocument& after) {
   ConfigValues values;
   for (const auto& [strKey, strValue] : after.config) {
     const auto itBefore = before.config.find(strKey);
@@ -108,7 +108,7 @@ ConfigValues changedConfig(const ServerState& before, const ServerState& after) 
   return values;
 }
 
-std::set<Json::Int64> ownersOf(const ServerState& state) {
+std::set<Json::Int64> ownersOf(const StateDocument& state) {
   std::set<Json::Int64> setOwners;
   for (const auto& [strTask, jTask] : state.mapTasks) {
     Json::Value jStored = jTask;
@@ -126,7 +126,7 @@ std::set<Json::Int64> ownersOf(const ServerState& state) {
                   strTask));
 }
 
-void storeTasks(Session& session, const StateDifference& difference, const ServerState& after) {
+void storeTasks(Session& session, const StateDifference& difference, const StateDocument& after) {
   // First those that go: a new name may look like an old one.
   for (const std::string& strTask : difference.vecDeleted) {
     Json::Value jIn(Json::objectValue);
@@ -175,8 +175,8 @@ void logEvents(const std::vector<std::string>& vecTasks, unsigned uCode) {
 
 }  // namespace
 
-ServerState stateAfter(const ServerState& before, const ServerState& document, bool blPrune) {
-  ServerState after = before;
+StateDocument stateAfter(const StateDocument& before, const StateDocument& document, bool blPrune) {
+  StateDocument after = before;
   if (blPrune) {
     after.mapTasks.clear();
   }
@@ -189,7 +189,7 @@ ServerState stateAfter(const ServerState& before, const ServerState& document, b
   return after;
 }
 
-StateDifference differenceOf(const ServerState& before, const ServerState& after) {
+StateDifference differenceOf(const StateDocument& before, const StateDocument& after) {
   StateDifference difference;
   for (const auto& [strTask, jTask] : after.mapTasks) {
     const auto itBefore = before.mapTasks.find(strTask);
@@ -210,14 +210,14 @@ StateDifference differenceOf(const ServerState& before, const ServerState& after
   return difference;
 }
 
-std::vector<std::string> whyNotState(const ServerState& before, const ServerState& after, AllowedEvents events,
+std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings) {
   std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(after));
   checkTasks(before, after, events, vecErrors, vecWarnings);
   return vecErrors;
 }
 
-std::vector<std::string> changeState(Session& session, const ServerState& before, const ServerState& after) {
+std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after) {
   const StateDifference difference = differenceOf(before, after);
   // While these are held none of the tasks is started, and none of them runs.
   std::vector<std::string> vecTouched = difference.vecChanged;

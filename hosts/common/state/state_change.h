@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "common/tasks/task_rules.h"
-#include "server_state.h"
+#include "state_document.h"
 
 namespace Host {
 
@@ -23,20 +23,20 @@ struct StateDifference {
 
 /// The state that holds when a document is applied.
 /// \param blPrune  true: tasks that are not in the document are deleted.
-ServerState stateAfter(const ServerState& before, const ServerState& document, bool blPrune);
+StateDocument stateAfter(const StateDocument& before, const StateDocument& document, bool blPrune);
 
-StateDifference differenceOf(const ServerState& before, const ServerState& after);
+StateDifference differenceOf(const StateDocument& before, const StateDocument& after);
 
 /// Looks a change over.
 /// \param vecWarnings  receives what may be meant so, but will hardly do what is wanted.
 /// \return everything that is wrong, a sentence each; empty when the change may be made.
-std::vector<std::string> whyNotState(const ServerState& before, const ServerState& after, AllowedEvents events,
+std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings);
 
 /// Makes a change that has been looked over, in one transaction.
 /// \throw Failure when the state is not `before` any more, a task runs, or something cannot be stored; nothing has
 ///        been changed then.
 /// \return what the user should know besides, a sentence each.
-std::vector<std::string> changeState(Session& session, const ServerState& before, const ServerState& after);
+std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after);
 
 }  // namespace Host

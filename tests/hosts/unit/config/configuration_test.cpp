@@ -9,8 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/state/server_state.h"
 #include "common/state/state_change.h"
+#include "common/state/state_document.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
@@ -103,7 +103,7 @@ TEST_F(Configuration, WhileItIsBeingChangedNobodyElseChangesIt) {
 }
 
 TEST_F(Configuration, ASignalBetweenTheConfigurationAndTheTasksWaitsUntilBothAreChanged) {
-  ServerState before;
+  StateDocument before;
   before.mapTasks["it"] = taskOf("echo 1");
   before.config["retention_runs"] = "5";
   {
@@ -112,8 +112,8 @@ TEST_F(Configuration, ASignalBetweenTheConfigurationAndTheTasksWaitsUntilBothAre
   }
   const int iStatus = statusOf(start([] {
     Session session;
-    const ServerState now = currentState(session);
-    ServerState after = now;
+    const StateDocument now = currentState(session);
+    StateDocument after = now;
     after.mapTasks["it"]["operation"] = "echo 2";
     after.config["retention_runs"] = "77";
     const auto endThis = [](void*) {
@@ -126,7 +126,7 @@ TEST_F(Configuration, ASignalBetweenTheConfigurationAndTheTasksWaitsUntilBothAre
   }));
   EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGTERM);
   Session session;
-  const ServerState now = currentState(session);
+  const StateDocument now = currentState(session);
   EXPECT_EQ(now.config.at("retention_runs"), "77");
   EXPECT_EQ(now.mapTasks.at("it")["operation"].asString(), "echo 2");
 }

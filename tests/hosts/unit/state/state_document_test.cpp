@@ -1,8 +1,9 @@
 /// The document of a server's state, whole and cut off on its way.
 
+#include "common/state/state_document.h"
+
 #include <gtest/gtest.h>
 
-#include "common/state/server_state.h"
 #include "common/support/failure.h"
 
 using namespace Host;
@@ -28,8 +29,8 @@ Json::Value taskOf(const std::string& strTask, const std::string& strScript, con
 }
 
 /// Scripts that have the end mark in them, that end in the middle of a line, and that are no text.
-ServerState smallState() {
-  ServerState state;
+StateDocument smallState() {
+  StateDocument state;
   state.config["retention_runs"] = "7";
   state.mapTasks["check"] = taskOf("check", "#!/bin/sh\ncat <<END\n...\nEND\n...\n\n", "");
   state.mapTasks["latin"] = taskOf("latin", "echo \374\n", "[check]");
@@ -39,7 +40,7 @@ ServerState smallState() {
 }
 
 /// Reads what came through. \return false when it is refused.
-bool isTaken(const std::string& strText, ServerState& state) {
+bool isTaken(const std::string& strText, StateDocument& state) {
   std::vector<std::string> vecErrors;
   try {
     state = readState(strText, vecErrors);
@@ -50,10 +51,10 @@ bool isTaken(const std::string& strText, ServerState& state) {
 }
 
 /// Cuts a document off at every byte. \return how many of the pieces are refused.
-std::size_t refusedPieces(const std::string& strWhole, const ServerState& state) {
+std::size_t refusedPieces(const std::string& strWhole, const StateDocument& state) {
   std::size_t cRefused = 0;
   for (std::size_t cb = 0; cb < strWhole.size(); ++cb) {
-    ServerState piece;
+    StateDocument piece;
     const bool blTaken = isTaken(strWhole.substr(0, cb), piece);
     EXPECT_TRUE(!blTaken || piece == state) << "taken as whole:\n" << strWhole.substr(0, cb);
     cRefused += blTaken ? 0 : 1;
@@ -74,7 +75,7 @@ std::string whyRefused(const std::string& strText) {
 }  // namespace
 
 TEST(StateDocument, ComesBackAsItWent) {
-  ServerState state;
+  StateDocument state;
   ASSERT_TRUE(isTaken(stateText(smallState()), state));
   EXPECT_TRUE(state == smallState());
 }

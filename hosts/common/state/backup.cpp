@@ -1,4 +1,4 @@
-#include "backup_file.h"
+#include "backup.h"
 
 #include <algorithm>
 #include <array>

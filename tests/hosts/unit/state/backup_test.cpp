@@ -1,6 +1,6 @@
 /// A backup is as good as the store that it was made of, and puts nothing where nobody asked for it.
 
-#include "common/state/backup_file.h"
+#include "common/state/backup.h"
 
 #include <csignal>
 #include <cstdio>

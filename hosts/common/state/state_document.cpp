@@ -1,4 +1,4 @@
-#include "server_state.h"
+#include "state_document.h"
 
 #include <algorithm>
 #include <array>
@@ -131,7 +131,7 @@ class StateReader {
 public:
   explicit StateReader(std::vector<std::string>& vecErrors) : m_vecErrors(vecErrors) {}
 
-  ServerState read(const Json::Value& jDocument) {
+  StateDocument read(const Json::Value& jDocument) {
     if (!jDocument.isObject()) {
       error("the document", "must have the members version, configuration and tasks");
       return {};
@@ -255,17 +255,17 @@ private:
   }
 
   std::vector<std::string>& m_vecErrors;
-  ServerState m_state;
+  StateDocument m_state;
 };
 
 }  // namespace
 
-bool operator==(const ServerState& left, const ServerState& right) {
+bool operator==(const StateDocument& left, const StateDocument& right) {
   return left.config == right.config && left.mapTasks == right.mapTasks;
 }
 
-ServerState currentState(Session& session) {
-  ServerState state;
+StateDocument currentState(Session& session) {
+  StateDocument state;
   state.config = configValues();
   for (const Json::Value& jStored : listTasks(session)) {
     state.mapTasks[textOf(jStored, "task_name")] = inOneForm(requestOf(jStored));
@@ -273,7 +273,7 @@ ServerState currentState(Session& session) {
   return state;
 }
 
-Json::Value stateJson(const ServerState& state) {
+Json::Value stateJson(const StateDocument& state) {
   Json::Value jDocument(Json::objectValue);
   jDocument["version"] = VERSION;
   jDocument["configuration"] = Json::Value(Json::objectValue);
@@ -289,7 +289,7 @@ Json::Value stateJson(const ServerState& state) {
   return jDocument;
 }
 
-std::string stateText(const ServerState& state) {
+std::string stateText(const StateDocument& state) {
   std::string strText = fmt::format("version: {}\nconfiguration:\n", VERSION);
   for (const std::string& strKey : configKeys()) {
     const auto itValue = state.config.find(strKey);
@@ -304,7 +304,7 @@ std::string stateText(const ServerState& state) {
   return strText + "...\n";
 }
 
-ServerState readState(const std::string& strText, std::vector<std::string>& vecErrors) {
+StateDocument readState(const std::string& strText, std::vector<std::string>& vecErrors) {
   const std::size_t iFirst = strText.find_first_not_of(" \t\r\n");
   const bool blJson = iFirst != std::string::npos && strText[iFirst] == '{';
   return StateReader(vecErrors).read(blJson ? readJson(strText) : readYaml(strText));

@@ -1,4 +1,4 @@
-/// \file backup_file.h
+/// \file backup.h
 /// A store and its configuration in one file, and the way back.
 ///
 /// The file is an SQLite database: a copy of the store, a table `backup_file` that holds the files of the

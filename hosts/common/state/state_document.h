@@ -1,4 +1,4 @@
-/// \file server_state.h
+/// \file state_document.h
 /// Everything about a server that is set by hand: its tasks and its configuration, as one document that is the same
 /// for the same state.
 ///
@@ -34,26 +34,26 @@
 
 namespace Host {
 
-struct ServerState {
+struct StateDocument {
   ConfigValues config;                          ///< what is not set stays as it is
   std::map<std::string, Json::Value> mapTasks;  ///< records in the form of the user interface, by name
   bool blTasks = true;                          ///< false for a document that does not speak of tasks
 };
 
-bool operator==(const ServerState& left, const ServerState& right);
+bool operator==(const StateDocument& left, const StateDocument& right);
 
 /// The state of this server.
-ServerState currentState(Session& session);
+StateDocument currentState(Session& session);
 
 /// The document, in YAML. \throw Failure when a task cannot be written as text.
-std::string stateText(const ServerState& state);
+std::string stateText(const StateDocument& state);
 
 /// The document, in JSON.
-Json::Value stateJson(const ServerState& state);
+Json::Value stateJson(const StateDocument& state);
 
 /// Reads a document in YAML or JSON.
 /// \param vecErrors  receives what is wrong with its shape; what can be read is given all the same.
 /// \throw Failure when it is neither.
-ServerState readState(const std::string& strText, std::vector<std::string>& vecErrors);
+StateDocument readState(const std::string& strText, std::vector<std::string>& vecErrors);
 
 }  // namespace Host
