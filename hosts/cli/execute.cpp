@@ -14,7 +14,7 @@
 
 #include "eorvascheduler.h"
 
-#include "cli/terminal/good_bye.h"
+#include "cli/terminal/farewell.h"
 #include "cli/terminal/present.h"
 #include "cli/terminal/progress.h"
 #include "common/executions/execution.h"
@@ -107,7 +107,7 @@ private:
 /// \param pService  whoever asks a service to end means the execution.
 /// \return its wait status.
 int follow(Host::Execution& execution, const Progress& progress, Display& display, ServiceProcess* pService) {
-  GoodBye goodBye(execution.pid());
+  Farewell goodBye(execution.pid());
   for (;;) {
     if (pService != nullptr && pService->isAskedToEnd()) {
       kill(execution.pid(), SIGTERM);

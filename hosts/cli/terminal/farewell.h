@@ -1,4 +1,4 @@
-/// \file good_bye.h
+/// \file farewell.h
 /// The last words of a display that is ended while what it shows goes on.
 
 #pragma once
@@ -10,12 +10,12 @@
 
 /// While an execution is under way, what ends this process tells how it is looked at, and ended, from now on. What the
 /// process was told to ignore it goes on ignoring.
-class GoodBye {
+class Farewell {
 public:
-  explicit GoodBye(pid_t pidWatch);
-  ~GoodBye();
-  GoodBye(const GoodBye&) = delete;
-  GoodBye& operator=(const GoodBye&) = delete;
+  explicit Farewell(pid_t pidWatch);
+  ~Farewell();
+  Farewell(const Farewell&) = delete;
+  Farewell& operator=(const Farewell&) = delete;
 
   /// The runs so far, by their numbers.
   void setRuns(const std::map<Json::Int64, Json::Value>& mapRuns);

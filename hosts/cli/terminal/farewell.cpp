@@ -1,4 +1,4 @@
-#include "good_bye.h"
+#include "farewell.h"
 
 #include <array>
 #include <atomic>
@@ -17,25 +17,25 @@ constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr std::size_t MAX_RUNS = 10;
 
 /// Text that is ready when a signal comes: nothing can be put together then.
-struct LastWords {
+struct FarewellText {
   std::array<char, 4096> text{};
   std::size_t cb = 0;
 };
 
 /// One of them is written while the other one may be read.
-std::array<LastWords, 2> g_words;
-std::atomic<const LastWords*> g_pWords = g_words.data();
-static_assert(std::atomic<const LastWords*>::is_always_lock_free);
+std::array<FarewellText, 2> g_words;
+std::atomic<const FarewellText*> g_pWords = g_words.data();
+static_assert(std::atomic<const FarewellText*>::is_always_lock_free);
 
 void setWords(const std::string& strText) {
-  LastWords& words = g_pWords == g_words.data() ? g_words[1] : g_words[0];
+  FarewellText& words = g_pWords == g_words.data() ? g_words[1] : g_words[0];
   words.cb = strText.copy(words.text.data(), words.text.size());
   g_pWords = &words;
 }
 
 void sayThatItGoesOn(int iSignal) {
   QuietTerminal::restore();
-  const LastWords* pWords = g_pWords;
+  const FarewellText* pWords = g_pWords;
   [[maybe_unused]] const ssize_t cb = write(STDERR_FILENO, pWords->text.data(), pWords->cb);
   constexpr int ENDED_BY_SIGNAL = 128;
   _exit(ENDED_BY_SIGNAL + iSignal);
@@ -55,7 +55,7 @@ std::string textOf(pid_t pidWatch, const std::map<Json::Int64, Json::Value>& map
 
 }  // namespace
 
-GoodBye::GoodBye(pid_t pidWatch) : m_pidWatch(pidWatch) {
+Farewell::Farewell(pid_t pidWatch) : m_pidWatch(pidWatch) {
   setRuns({});
   for (const int iSignal : SIGNALS) {
     if (std::signal(iSignal, SIG_IGN) != SIG_IGN) {
@@ -65,12 +65,12 @@ GoodBye::GoodBye(pid_t pidWatch) : m_pidWatch(pidWatch) {
   }
 }
 
-GoodBye::~GoodBye() {
+Farewell::~Farewell() {
   for (const int iSignal : m_vecChanged) {
     std::signal(iSignal, SIG_DFL);
   }
 }
 
-void GoodBye::setRuns(const std::map<Json::Int64, Json::Value>& mapRuns) {
+void Farewell::setRuns(const std::map<Json::Int64, Json::Value>& mapRuns) {
   setWords(textOf(m_pidWatch, mapRuns));
 }
