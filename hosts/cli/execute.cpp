@@ -106,7 +106,7 @@ private:
 /// Watches an execution until it has ended.
 /// \param pService  whoever asks a service to end means the execution.
 /// \return its wait status.
-int follow(Host::Execution& execution, const Progress& progress, Display& display, ServiceProcess* pService) {
+int follow(Host::Execution& execution, const Progress& progress, Display& display, Host::ServiceProcess* pService) {
   Farewell goodBye(execution.pid());
   for (;;) {
     if (pService != nullptr && pService->isAskedToEnd()) {

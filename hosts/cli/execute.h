@@ -9,7 +9,9 @@
 #include "common/store/session.h"
 #include "context.h"
 
+namespace Host {
 class ServiceProcess;
+}
 
 /// What is shown of an execution, and to whom.
 struct ExecuteView {
@@ -19,7 +21,7 @@ struct ExecuteView {
   /// Called when the execution is under way, with the process that watches over it.
   std::function<void(pid_t)> fnStarted = [](pid_t) {};
   /// Set where this process is the main one of a service.
-  ServiceProcess* pService = nullptr;
+  Host::ServiceProcess* pService = nullptr;
 };
 
 /// A run that would be refused is no run: whoever asked for it by name must learn that.

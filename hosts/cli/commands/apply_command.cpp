@@ -70,9 +70,9 @@ void printDifferenceJson(const StateDifference& difference, bool blDone) {
 }
 
 void showDifference(const Context& context, const StateDocument& before, const StateDocument& after) {
-  const Host::UniqueFd left = fileOfText(Host::stateText(before));
-  const Host::UniqueFd right = fileOfText(Host::stateText(after));
-  printDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored());
+  const Host::UniqueFd left = Host::fileOfText(Host::stateText(before));
+  const Host::UniqueFd right = Host::fileOfText(Host::stateText(after));
+  Host::printDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored());
 }
 
 int finishWithoutChange(const ApplyOptions& options, const StateDifference& difference) {

@@ -44,7 +44,7 @@ int runShow(const Context&, const ShowOptions& options) {
     printJson(jOut);
     return EXIT_DONE;
   }
-  std::vector<std::pair<std::string, std::string>> vecFields = {{"output", outputSetting(jConfig)}};
+  std::vector<std::pair<std::string, std::string>> vecFields = {{"output", Host::outputSetting(jConfig)}};
   for (const std::string& strKey : Host::configKeys()) {
     if (strKey != "output_path" && strKey != "enable_output") {
       vecFields.emplace_back(strKey, Host::configText(strKey));

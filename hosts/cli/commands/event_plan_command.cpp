@@ -116,7 +116,7 @@ int runPlan(const Context& context, const PlanOptions& options) {
     printJson(planForPrograms(options.strEvent, plan, owners));
   } else {
     printPlan(context, options.strEvent, plan, owners);
-    printNote(disabledEventNote(options.strEvent));
+    printNote(Host::disabledEventNote(options.strEvent));
   }
   return EXIT_DONE;
 }

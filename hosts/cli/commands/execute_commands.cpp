@@ -45,7 +45,7 @@ Host::ExecutionRequest requestOf(const ExecuteOptions& options, bool blByEvent) 
 
 /// What scripts have left behind belongs to the service, and keeps it, however the execution went.
 int executeAsService(const Context& context, const Host::ExecutionRequest& request, ExecuteView view) {
-  ServiceProcess service;
+  Host::ServiceProcess service;
   view.pService = &service;
   try {
     const int iResult = execute(context, request, view);

@@ -72,15 +72,15 @@ void printNow(const Explanation& explanation) {
     fmt::print("its newest run: {} (trigger {})\n", runText(explanation.jNewest),
                textOf(explanation.jNewest, "trigger_event"));
   }
-  if (explanation.vecReasons.empty()) {
+  if (explanation.vecReasonsNow.empty()) {
     fmt::print("if \"{}\" were fired now, it would be started\n", strEvent);
     return;
   }
   fmt::print("if \"{}\" were fired now, it would not be started:\n", strEvent);
-  printReasons("it", explanation.vecReasons);
+  printReasons("it", explanation.vecReasonsNow);
 }
 
-Json::Value obstaclesForPrograms(const std::vector<Host::Reason>& vecReasons) {
+Json::Value reasonsForPrograms(const std::vector<Host::Reason>& vecReasons) {
   Json::Value jOut(Json::arrayValue);
   for (const Host::Reason& reason : vecReasons) {
     jOut.append(Host::reasonForPrograms(reason));
@@ -100,9 +100,9 @@ Json::Value forPrograms(const Explanation& explanation, const OwnerNames& owners
   jOut["last_fired"] = explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired);
   jOut["run"] = run(explanation.jRun);
   jOut["newest_run"] = run(explanation.jNewest);
-  jOut["reasons"] = obstaclesForPrograms(explanation.vecReasons);
-  jOut["would_start_now"] = explanation.vecReasons.empty();
-  jOut["obstacles_now"] = obstaclesForPrograms(explanation.vecReasons);
+  jOut["reasons"] = reasonsForPrograms(explanation.vecReasons);
+  jOut["would_start_now"] = explanation.vecReasonsNow.empty();
+  jOut["obstacles_now"] = reasonsForPrograms(explanation.vecReasonsNow);
   jOut["needs"] = Json::Value(Json::arrayValue);
   for (const Host::NeedState& need : explanation.vecNeeds) {
     Json::Value jNeed(Json::objectValue);
@@ -123,7 +123,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
   printVerdict(explanation);
   printNeeds(explanation);
   printNow(explanation);
-  printNote(disabledEventNote(textOf(explanation.jTask, "event")));
+  printNote(Host::disabledEventNote(textOf(explanation.jTask, "event")));
   return EXIT_DONE;
 }
 

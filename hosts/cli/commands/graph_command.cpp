@@ -26,7 +26,7 @@ class GraphTable {
 public:
   GraphTable(const Host::TaskGraph& graph, const OwnerNames& owners, bool blColor)
       : m_graph(graph),
-        m_obstacles(graph),
+        m_reasons(graph),
         m_owners(owners),
         m_table({{"TASK", false, true}, {"OWNER"}, {"WAITS FOR"}, {"NOTE"}}, blColor) {}
 
@@ -51,12 +51,12 @@ private:
 
   /// Why the event will not start a task.
   std::string noteOf(const Host::GraphTask& task) {
-    const std::vector<Host::Reason> vecReasons = m_obstacles.of(task);
+    const std::vector<Host::Reason> vecReasons = m_reasons.of(task);
     return vecReasons.empty() ? std::string() : vecReasons.front().strText;
   }
 
   const Host::TaskGraph& m_graph;
-  Host::Reasons m_obstacles;
+  Host::Reasons m_reasons;
   const OwnerNames& m_owners;
   Table m_table;
   std::set<std::string> m_setDrawn;

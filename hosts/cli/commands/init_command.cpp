@@ -57,7 +57,7 @@ int runInit(const Context&, const InitOptions& options) {
   const Host::Session session(Host::Session::Store::CREATE);
   const Json::Value jConfig = Host::schedulerConfig();
   fmt::print("store          {}\nconfiguration  {}\noutput         {}\n", Host::DATABASE_PATH, Host::CONFIG_PATH,
-             outputSetting(jConfig));
+             Host::outputSetting(jConfig));
   return EXIT_DONE;
 }
 

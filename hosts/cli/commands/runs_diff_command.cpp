@@ -22,16 +22,16 @@ Host::UniqueFd scriptOf(const Json::Value& jRun, bool blJson) {
   if (blJson || isatty(STDOUT_FILENO) != 1) {
     return file;
   }
-  return fileOfText(Host::shownOn(STDOUT_FILENO, textOfFile(file)));
+  return Host::fileOfText(Host::shownOn(STDOUT_FILENO, Host::textOfFile(file)));
 }
 
 std::string labelOf(const Json::Value& jRun) {
   return fmt::format("run {} of {}", Host::intOf(jRun, "result_id"), Host::textOf(jRun, "task_name"));
 }
 
-int printJsonDifference(const DiffOptions& options, const DiffSide& left, const DiffSide& right) {
+int printJsonDifference(const DiffOptions& options, const Host::DiffSide& left, const Host::DiffSide& right) {
   Json::Value jOut(Json::objectValue);
-  const std::string strText = differenceText(left, right);
+  const std::string strText = Host::differenceText(left, right);
   jOut["left"] = options.iLeft;
   jOut["right"] = options.iRight;
   jOut["same"] = strText.empty();
@@ -49,7 +49,7 @@ int runDiff(const Context& context, const DiffOptions& options) {
   if (options.blJson) {
     return printJsonDifference(options, {left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)});
   }
-  return printDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored())
+  return Host::printDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored())
              ? EXIT_DONE
              : EXIT_DIFFERENT;
 }

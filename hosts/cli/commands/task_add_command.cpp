@@ -40,7 +40,7 @@ void storeNew(Host::Session& session, Json::Value& jTask, Host::AllowedEvents ev
 void sayAdded(const Json::Value& jTask) {
   fmt::print("added {} (event {}, owner {})\n", Host::textOf(jTask, "task_name"), Host::textOf(jTask, "event"),
              ownerText(jTask));
-  printNote(disabledEventNote(Host::textOf(jTask, "event")));
+  printNote(Host::disabledEventNote(Host::textOf(jTask, "event")));
 }
 
 int runAdd(const Context&, const AddOptions& options) {

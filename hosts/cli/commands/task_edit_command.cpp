@@ -30,7 +30,7 @@ bool contains(const std::vector<std::string>& vecMembers, const char* szMember) 
   return std::find(vecMembers.begin(), vecMembers.end(), szMember) != vecMembers.end();
 }
 
-void sayChanged(const std::string& strTask, const TaskChanged& changed) {
+void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
   const std::vector<std::string>& vecMembers = changed.vecMembers;
   printWarnings(strTask, changed.vecWarnings);
   if (vecMembers.empty()) {
@@ -60,8 +60,8 @@ int editScript(const EditOptions& options) {
     Json::Value jChanges(Json::objectValue);
     jChanges["operation"] = strAfter;
     sayChanged(options.strTask, strAfter == strBefore
-                                    ? TaskChanged()
-                                    : changeTask(options.strTask, jChanges, options.task.events(), strBefore));
+                                    ? Host::TaskChanged()
+                                    : Host::changeTask(options.strTask, jChanges, options.task.events(), strBefore));
   } catch (const Host::Failure& error) {
     if (const auto* pRefused = dynamic_cast<const Host::TaskRefused*>(&error)) {
       printWarnings(options.strTask, pRefused->warnings());
@@ -81,10 +81,10 @@ int runEdit(const Context&, const EditOptions& options) {
   }
   Json::Value jChanges(Json::objectValue);
   setMembers(options.task, jChanges);
-  const TaskChanged changed = changeTask(options.strTask, jChanges, options.task.events());
+  const Host::TaskChanged changed = Host::changeTask(options.strTask, jChanges, options.task.events());
   sayChanged(options.strTask, changed);
   if (contains(changed.vecMembers, "event")) {
-    printNote(disabledEventNote(Host::textOf(jChanges, "event")));
+    printNote(Host::disabledEventNote(Host::textOf(jChanges, "event")));
   }
   return EXIT_DONE;
 }
@@ -100,7 +100,7 @@ int runSwitch(const SwitchOptions& options, bool blEnable) {
   jChanges["enable"] = blEnable;
   const char* szDone = blEnable ? "enabled" : "disabled";
   for (const std::string& strTask : options.vecTasks) {
-    const TaskChanged changed = changeTask(strTask, jChanges, Host::AllowedEvents::ANY);
+    const Host::TaskChanged changed = Host::changeTask(strTask, jChanges, Host::AllowedEvents::ANY);
     printWarnings(strTask, changed.vecWarnings);
     const bool blChanged = !changed.vecMembers.empty();
     fmt::print("{} {}{}\n", szDone, strTask, blChanged ? "" : " (it was before)");

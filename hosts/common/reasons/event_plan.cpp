@@ -82,7 +82,7 @@ std::vector<PlannedTask> schedule(Session& session, const std::vector<const Grap
 }
 
 /// Why a task is not in the plan.
-std::vector<Reason> obstaclesNow(Reasons& reasons, const GraphTask& task, const RunningTasks& mapRunning) {
+std::vector<Reason> reasonsNow(Reasons& reasons, const GraphTask& task, const RunningTasks& mapRunning) {
   std::vector<Reason> vecReasons = reasons.of(task);
   const auto itSelf = mapRunning.find(task.strName);
   for (Reason& reason : vecReasons) {
@@ -104,7 +104,7 @@ std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string&
   std::vector<BlockedTask> vecBlocked;
   Reasons reasons(graph);
   for (const GraphTask* pTask : graph.tasksOf(strEvent)) {
-    if (std::vector<Reason> vecReasons = obstaclesNow(reasons, *pTask, mapRunning); !vecReasons.empty()) {
+    if (std::vector<Reason> vecReasons = reasonsNow(reasons, *pTask, mapRunning); !vecReasons.empty()) {
       vecBlocked.push_back({pTask->strName, std::move(vecReasons)});
     }
   }
@@ -121,7 +121,7 @@ std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, 
     return {};
   }
   Reasons reasons(graph);
-  std::vector<Reason> vecReasons = obstaclesNow(reasons, *pTask, mapRunning);
+  std::vector<Reason> vecReasons = reasonsNow(reasons, *pTask, mapRunning);
   for (const std::string& strProblem : graph.whyUnsafe(graph.planOf(pTask->strEvent))) {
     vecReasons.push_back({"unsafe", fmt::format("cannot be run safely: {}", strProblem), "eorva check", ""});
   }

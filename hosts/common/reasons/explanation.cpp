@@ -52,8 +52,8 @@ void dropOldAdvice(const std::vector<Reason>& vecNow, std::vector<Reason>& vecRe
   static const std::set<std::string> OF_TASKS = {"disabled",    "malformed",     "missing",     "circle",
                                                  "other_event", "need_disabled", "need_blocked"};
   for (Reason& reason : vecReasons) {
-    const bool blHolds = std::any_of(vecNow.begin(), vecNow.end(), [&](const Reason& reason) {
-      return reason.strCode == reason.strCode && reason.strOther == reason.strOther;
+    const bool blHolds = std::any_of(vecNow.begin(), vecNow.end(), [&](const Reason& now) {
+      return now.strCode == reason.strCode && now.strOther == reason.strOther;
     });
     if (!blHolds && OF_TASKS.count(reason.strCode) > 0) {
       reason.strAdvice.clear();
@@ -77,7 +77,7 @@ std::vector<Reason> rememberedReasons(Session& session, const LastFiring& last, 
     return {{"unknown", "was started, but the record of its run was deleted since", "", ""}};
   }
   explanation.blRemembered = last.facts.state == ExecutionFacts::State::UNDER_WAY;
-  return whyNotStarted(session, last.facts, explanation.jTask, explanation.vecReasons);
+  return whyNotStarted(session, last.facts, explanation.jTask, explanation.vecReasonsNow);
 }
 
 }  // namespace
@@ -86,7 +86,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
   Explanation explanation;
   explanation.jTask = requireTask(session, strTask);
   const std::string strEvent = textOf(explanation.jTask, "event");
-  explanation.vecReasons = presentReasons(session, listTasks(session), strTask);
+  explanation.vecReasonsNow = presentReasons(session, listTasks(session), strTask);
   const Json::Value jNewest = listRuns(session, fmt::format("task_name = {}", sqlText(strTask)), 1);
   explanation.jNewest = jNewest.empty() ? Json::Value() : jNewest[0];
   const std::vector<Json::Value> vecRuns = lastRuns(session, strEvent);
@@ -95,7 +95,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
     takeFacts(last->facts, explanation);
     if (explanation.verdict == Explanation::Verdict::NOT_STARTED) {
       explanation.vecReasons = rememberedReasons(session, *last, explanation);
-      dropOldAdvice(explanation.vecReasons, explanation.vecReasons);
+      dropOldAdvice(explanation.vecReasonsNow, explanation.vecReasons);
     }
   } else if (!vecRuns.empty()) {
     ExecutionFacts facts;
@@ -103,7 +103,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
     facts.vecRuns = vecRuns;
     takeFacts(facts, explanation);
     if (explanation.verdict == Explanation::Verdict::NOT_STARTED) {
-      explanation.vecReasons = whyNotStarted(session, facts, explanation.jTask, explanation.vecReasons);
+      explanation.vecReasons = whyNotStarted(session, facts, explanation.jTask, explanation.vecReasonsNow);
     }
   }
   return explanation;

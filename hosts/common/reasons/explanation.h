@@ -18,13 +18,13 @@ struct Explanation {
 
   Json::Value jTask;
   Verdict verdict = Verdict::NEVER_FIRED;
-  bool blRemembered = false;        ///< what follows was written down then; else it is worked out from what is so now
-  Json::Int64 iFired = 0;           ///< when the event was last fired
-  Json::Value jRun;                 ///< the task's run then; null when it has none
-  std::vector<NeedState> vecNeeds;  ///< the tasks that it waits for, then
-  std::vector<Reason> vecReasons;   ///< why it was not started then
-  std::vector<Reason> vecReasons;   ///< why it would not be started now
-  Json::Value jNewest;              ///< its newest run, whatever started it; null when there is none
+  bool blRemembered = false;          ///< what follows was written down then; else it is worked out from what is so now
+  Json::Int64 iFired = 0;             ///< when the event was last fired
+  Json::Value jRun;                   ///< the task's run then; null when it has none
+  std::vector<NeedState> vecNeeds;    ///< the tasks that it waits for, then
+  std::vector<Reason> vecReasons;     ///< why it was not started then
+  std::vector<Reason> vecReasonsNow;  ///< why it would not be started now
+  Json::Value jNewest;                ///< its newest run, whatever started it; null when there is none
 };
 
 /// Reasons have the codes of whyNotStarted(), and "not_fired", when the event could not be fired, and "not_there", when

@@ -143,10 +143,10 @@ Reason refusedReason(Json::Int64 iRun) {
 }
 
 std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
-                                  const std::vector<Reason>& vecReasons) {
+                                  const std::vector<Reason>& vecReasonsNow) {
   std::vector<Reason> vecReasons;
   // What a task that it waits for did is known better than what keeps that one from being started.
-  for (const Reason& reason : vecReasons) {
+  for (const Reason& reason : vecReasonsNow) {
     const bool blItself = reason.strOther.empty() && reason.strCode != "running";
     if (blItself || reason.strCode == "missing" || reason.strCode == "other_event" || reason.strCode == "circle") {
       vecReasons.push_back(reason);

@@ -51,8 +51,8 @@ Reason refusedReason(Json::Int64 iRun);
 
 /// The codes, besides those of Reasons: "need_not_started", "need_running", "need_interrupted", "refused", "budget",
 /// "interrupted", "waiting" and "unknown".
-/// \param vecReasons  what stands in the way by itself, as Reasons tells.
+/// \param vecReasonsNow  what stands in the way by itself, as Reasons tells.
 std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
-                                  const std::vector<Reason>& vecReasons);
+                                  const std::vector<Reason>& vecReasonsNow);
 
 }  // namespace Host

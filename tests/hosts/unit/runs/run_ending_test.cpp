@@ -20,7 +20,7 @@ using namespace Host;
 
 namespace {
 
-class RunEnding : public testing::Test {
+class EndingOfARun : public testing::Test {
 protected:
   /// The shell starts its script when it is told to; the run ends with the shell's answer.
   void SetUp() override {
@@ -122,7 +122,7 @@ protected:
 
 }  // namespace
 
-TEST_F(RunEnding, ScriptThatItsShellStartsAfterwardsIsAskedToo) {
+TEST_F(EndingOfARun, ScriptThatItsShellStartsAfterwardsIsAskedToo) {
   RunEnding end(Process(m_pid), PATIENT);
   ASSERT_TRUE(end.hasWork());
   end.ask();
@@ -131,7 +131,7 @@ TEST_F(RunEnding, ScriptThatItsShellStartsAfterwardsIsAskedToo) {
   EXPECT_EQ(finish(end), 128 + SIGTERM);
 }
 
-TEST_F(RunEnding, ScriptThatRunsIsAskedAndItsShellTellsHowItEnded) {
+TEST_F(EndingOfARun, ScriptThatRunsIsAskedAndItsShellTellsHowItEnded) {
   beginScript();
   while (ProcessTable().below(m_pid).size() < 2) {
     usleep(1000);
@@ -141,7 +141,7 @@ TEST_F(RunEnding, ScriptThatRunsIsAskedAndItsShellTellsHowItEnded) {
   EXPECT_EQ(finish(end), 128 + SIGTERM);
 }
 
-TEST_F(RunEnding, ShellThatStartsNothingIsMadeToEndWhenTheTimeIsOver) {
+TEST_F(EndingOfARun, ShellThatStartsNothingIsMadeToEndWhenTheTimeIsOver) {
   RunEnding end(Process(m_pid), std::chrono::seconds(0));
   end.ask();
   EXPECT_EQ(finish(end), 1);
