@@ -35,7 +35,7 @@ add_library(orvaplatform_server OBJECT
   texts/localized_texts.cpp
   texts/utf8.cpp
   users/user.cpp
-  volumes/mount_table.cpp
+  support/mount_table.cpp
   volumes/volume_avail.cpp
   volumes/volume_temp.cpp
 )

@@ -9,7 +9,7 @@
 #include "settings/section_file.h"
 #include "settings/text_line.h"
 #include "texts/utf8.h"
-#include "volumes/mount_table.h"
+#include "support/mount_table.h"
 
 namespace orva {
 namespace {

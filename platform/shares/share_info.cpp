@@ -10,7 +10,7 @@
 #include "shares/share_list.h"
 #include "strings/list.h"
 #include "support/boundary.h"
-#include "volumes/mount_table.h"
+#include "support/mount_table.h"
 
 namespace {
 

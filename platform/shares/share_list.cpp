@@ -11,7 +11,7 @@
 #include "shares/share_file.h"
 #include "support/log.h"
 #include "texts/utf8.h"
-#include "volumes/mount_table.h"
+#include "support/mount_table.h"
 
 namespace orva {
 namespace {

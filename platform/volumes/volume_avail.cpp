@@ -12,7 +12,7 @@
 #include "shares/share_list.h"
 #include "support/boundary.h"
 #include "support/copy_out.h"
-#include "volumes/mount_table.h"
+#include "support/mount_table.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "support/copy_out.h"
 #include "support/log.h"
 #include "support/unique_fd.h"
-#include "volumes/mount_table.h"
+#include "support/mount_table.h"
 
 namespace {
 

@@ -1,76 +1,161 @@
 #!/usr/bin/env python3
-"""Who includes whom: every arrow points down to include/, and the rooms of src/ form no circle."""
+"""Who includes whom: a house takes what is below it, and a room takes the rooms that stand before it."""
 
 import pathlib
 import re
 import sys
-from graphlib import CycleError, TopologicalSorter
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PUBLIC = {"eorvascheduler.h", "orva_platform.h"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]')
 
-# What each house may take from include/; its private headers are its own alone.
-HOUSES = {"src": PUBLIC, "platform": {"orva_platform.h"}, "hosts": PUBLIC, "include": set()}
+# Each house, from the bottom up: a private header belongs to its house and to those that name it.
+#   public   the public headers that it may include
+#   takes    other houses whose private headers it may include
+#   rooms    its folders; each may include itself and those before it. A tuple holds rooms that do not know each other.
+HOUSES = {
+    "include": {"public": set()},
+    "src": {
+        "public": PUBLIC,
+        "rooms": ["support", "store", "config", "catalogue", "output", "engine"],
+    },
+    "platform": {
+        "public": {"orva_platform.h"},
+        "rooms": ["support", "settings", "texts", "process", "strings", "users", "shares", "volumes", "mail", "event_log",
+                  "notify", "record_store"],
+    },
+    "hosts/common": {
+        "public": PUBLIC,
+        "rooms": ["support", "text", "server", "store", "coordination", "config", "events", "runs", "output", "tasks",
+                  "reasons", ("executions", "health", "state"), "answers"],
+    },
+    "hosts/cli": {"public": set(), "takes": ["hosts/common"], "exempt": {"main.cpp": PUBLIC, "flags.cpp": PUBLIC}},
+}
+
+# Words that only some rooms may use, and what to do instead.
+WORDS = [
+    ("hosts/common", r"CLI/CLI\.hpp|libsmartcols\.h|fmt::print\((?!stderr)|std::cout|(?<![-\w])stdout\b", set(),
+     "a host shows it, the host library does not"),
+    ("hosts/common", r"(?<![-\w])stderr\b", {"hosts/common/executions"}, "only an execution writes to the log of its service"),
+    ("hosts/cli", r"<sqlite3\.h>", set(), "the store belongs to the host library"),
+    ("hosts/cli", r"\b(WriteLock|TaskLock|TaskChange|Standstill|RenameLock|ConfigLock)\b", set(),
+     "what needs a lock is an operation of a room"),
+    ("hosts/common", r"\bTaskLock\b",
+     {"hosts/common/coordination", "hosts/common/runs", "hosts/common/executions", "hosts/common/tasks/task_change_lock"},
+     "what starts and changes tasks is kept apart in a few places"),
+]
+
+MOST_FILES = 20  # of a room; a source and its header are one
+MOST_LINES = 400  # of a file of the hosts
 
 
-def included_files(path):
+def sources(folder):
+    return [path for path in sorted((ROOT / folder).rglob("*")) if path.suffix in (".h", ".cpp")]
+
+
+def includes(path):
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         match = INCLUDE.match(line)
         if match:
-            yield number, match.group(1), match.group(2)
+            yield f"{path.relative_to(ROOT)}:{number}", match.group(1), match.group(2)
+
+
+def house_of(path):
+    name = str(path.relative_to(ROOT))
+    return next(house for house in HOUSES if name.startswith(house + "/"))
+
+
+def include_folder(house):
+    """The folder that the names of private headers begin in."""
+    return ROOT / house.split("/")[0]
 
 
 def resolve(name, path, house):
-    """The private header of the house that a file includes, or None."""
-    for folder in (path.parent, ROOT / house):
+    for folder in (path.parent, include_folder(house)):
         candidate = (folder / name).resolve()
         if candidate.is_file():
             return candidate
     return None
 
 
-def check_file(path, house, arrows):
-    for number, quote, name in included_files(path):
-        where = f"{path.relative_to(ROOT)}:{number}"
-        if name in PUBLIC:
-            if name not in HOUSES[house]:
-                yield f"{where}: {house}/ does not know {name}"
-            continue
-        if quote == "<":
-            continue
+def room_of(path, house):
+    parts = path.relative_to(ROOT / house).parts
+    return parts[0] if len(parts) > 1 else ""
+
+
+def ranks(rooms):
+    result = {}
+    for rank, names in enumerate(rooms):
+        for name in (names,) if isinstance(names, str) else names:
+            result[name] = rank
+    return result
+
+
+def check_arrow(where, path, header, house):
+    rooms = ranks(HOUSES[house].get("rooms", []))
+    if not rooms:
+        return
+    start, end = room_of(path, house), room_of(header, house)
+    if start in rooms and end in rooms and start != end and rooms[end] >= rooms[start]:
+        yield f"{where}: {start} does not know {end}, which does not stand below it"
+
+
+def check_include(where, quote, name, path, house):
+    rule = HOUSES[house]
+    if name in PUBLIC:
+        if name not in rule["public"] | rule.get("exempt", {}).get(path.name, set()):
+            yield f"{where}: {house}/ does not know {name}"
+    elif quote == '"':
         header = resolve(name, path, house)
-        if header is None or (ROOT / house) not in header.parents:
-            yield f"{where}: \"{name}\" is no header of {house}/"
-        elif house == "src":
-            arrows.setdefault(room(path), set()).add(room(header))
+        if header is None or ROOT not in header.parents:
+            yield f'{where}: "{name}" is no header of {house}/'
+        elif house_of(header) == house:
+            yield from check_arrow(where, path, header, house)
+        elif house_of(header) not in rule.get("takes", []):
+            yield f"{where}: {house}/ does not know {house_of(header)}/"
 
 
-def room(path):
-    return path.relative_to(ROOT / "src").parts[0]
+def check_places(house):
+    rooms = ranks(HOUSES[house].get("rooms", []))
+    for path in sources(house) if rooms else []:
+        if room_of(path, house) not in rooms:
+            yield f"{path.relative_to(ROOT)}: stands in no room of {house}/"
 
 
-def check_rooms(arrows):
-    for start, targets in arrows.items():
-        targets.discard(start)
-        if start == "support" and targets:
-            yield f"src/support includes {', '.join(sorted(targets))}, which stand above it"
-        if "engine" in targets:
-            yield f"src/{start} includes engine, which stands above it"
-    try:
-        list(TopologicalSorter(arrows).static_order())
-    except CycleError as error:
-        yield "the rooms of src/ include each other in a circle: " + " -> ".join(reversed(error.args[1]))
+def check_words():
+    for folder, pattern, allowed, why in WORDS:
+        for path in sources(folder):
+            name = str(path.relative_to(ROOT))
+            if any(name.startswith(place) for place in allowed):
+                continue
+            for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+                match = re.search(pattern, line)
+                if match and not line.lstrip().startswith("//"):
+                    yield f"{name}:{number}: {match.group(0)}: {why}"
+
+
+def check_sizes():
+    for house in ("hosts/common", "hosts/cli"):
+        for path in sources(house):
+            count = len(path.read_text(encoding="utf-8").splitlines())
+            if count > MOST_LINES:
+                yield f"{path.relative_to(ROOT)}: {count} lines; the limit is {MOST_LINES}"
+    for room in ranks(HOUSES["hosts/common"]["rooms"]):
+        count = len({path.stem for path in sources(f"hosts/common/{room}")})
+        if count > MOST_FILES:
+            yield f"hosts/common/{room}: {count} files; the limit is {MOST_FILES}"
 
 
 def main():
-    arrows, problems, files = {}, [], 0
+    problems, files = [], 0
     for house in HOUSES:
-        for path in sorted((ROOT / house).rglob("*")):
-            if path.suffix in (".h", ".cpp"):
-                files += 1
-                problems += check_file(path, house, arrows)
-    problems += check_rooms(arrows)
+        for path in sources(house):
+            files += 1
+            for where, quote, name in includes(path):
+                problems += check_include(where, quote, name, path, house)
+        problems += check_places(house)
+    problems += check_words()
+    problems += check_sizes()
     print("\n".join(problems) if problems else f"{files} files, no forbidden include")
     return 1 if problems or not files else 0
 

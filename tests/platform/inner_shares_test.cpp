@@ -2,7 +2,7 @@
 #include "settings/section_file.h"
 #include "shares/samba_shares.h"
 #include "shares/share_list.h"
-#include "volumes/mount_table.h"
+#include "support/mount_table.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "volumes/mount_table.h"
+#include "support/mount_table.h"
 
 #include <cerrno>
 #include <climits>
