@@ -22,6 +22,8 @@
 #include "common/executions/service_process.h"
 #include "common/runs/reconcile.h"
 #include "common/runs/run_ending.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/shell_word.h"

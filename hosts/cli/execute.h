@@ -6,12 +6,13 @@
 #include <functional>
 
 #include "common/executions/execution_request.h"
-#include "common/store/session.h"
 #include "context.h"
 
 namespace Host {
+
+class Session;
 class ServiceProcess;
-}
+}  // namespace Host
 
 /// What is shown of an execution, and to whom.
 struct ExecuteView {

@@ -9,6 +9,7 @@
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
 #include "common/state/state_change.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/text_diff.h"
 

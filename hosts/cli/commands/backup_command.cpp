@@ -9,6 +9,7 @@
 #include "common/coordination/execution_file.h"
 #include "common/runs/reconcile.h"
 #include "common/state/backup.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"

@@ -8,6 +8,7 @@
 #include "cli/terminal/present.h"
 #include "common/health/installation_health.h"
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/tasks/unfinished_rename.h"

@@ -12,6 +12,7 @@
 #include "cli/command_line.h"
 #include "common/config/configuration.h"
 #include "common/events/event_catalogue.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"

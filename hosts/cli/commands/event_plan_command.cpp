@@ -9,6 +9,8 @@
 #include "common/events/event_switch.h"
 #include "common/events/known_event.h"
 #include "common/reasons/event_plan.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 

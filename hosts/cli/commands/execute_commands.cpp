@@ -12,6 +12,7 @@
 #include "common/events/event_environment.h"
 #include "common/events/known_event.h"
 #include "common/executions/service_process.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"

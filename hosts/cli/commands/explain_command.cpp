@@ -6,6 +6,8 @@
 #include "cli/terminal/present.h"
 #include "common/events/event_switch.h"
 #include "common/reasons/explanation.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/text/json_members.h"
 
 using Host::Explanation;

@@ -5,6 +5,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/state/state_document.h"
+#include "common/store/session.h"
 #include "common/text/json_members.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include "cli/terminal/present.h"
 #include "common/events/known_event.h"
 #include "common/reasons/reason.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"

@@ -10,6 +10,7 @@
 #include "cli/context.h"
 #include "common/config/configuration.h"
 #include "common/config/output_setting.h"
+#include "common/config/scheduler_section.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"

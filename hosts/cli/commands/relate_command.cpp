@@ -6,6 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_graph.h"

@@ -11,6 +11,8 @@
 #include "common/output/output_folder.h"
 #include "common/output/retention.h"
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 

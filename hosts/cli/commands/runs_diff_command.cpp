@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include "cli/terminal/present.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/text_diff.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"

@@ -9,6 +9,8 @@
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/server/users.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/time_spec.h"

@@ -11,6 +11,8 @@
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/file_follower.h"
 #include "common/text/json_members.h"

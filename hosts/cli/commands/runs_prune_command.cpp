@@ -4,6 +4,7 @@
 
 #include "cli/terminal/present.h"
 #include "common/output/retention.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "runs_commands.h"

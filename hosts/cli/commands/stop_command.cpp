@@ -9,6 +9,8 @@
 #include "cli/usage.h"
 #include "common/config/settings.h"
 #include "common/runs/stop_run.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/text/json_members.h"
 
 namespace {

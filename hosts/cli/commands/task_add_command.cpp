@@ -8,6 +8,7 @@
 #include "cli/task_options.h"
 #include "cli/terminal/present.h"
 #include "common/events/event_switch.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_members.h"

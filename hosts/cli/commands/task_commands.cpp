@@ -7,6 +7,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"

@@ -10,6 +10,7 @@
 #include "cli/terminal/present.h"
 #include "common/events/event_switch.h"
 #include "common/output/output_folder.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/change_task.h"

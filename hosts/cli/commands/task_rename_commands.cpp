@@ -7,6 +7,7 @@
 #include "cli/task_options.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/rename_lock.h"

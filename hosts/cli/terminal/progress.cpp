@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "common/runs/outcome.h"
+#include "common/store/records.h"
 #include "common/text/json_members.h"
 #include "live_table.h"
 #include "quiet_terminal.h"

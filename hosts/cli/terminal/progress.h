@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "common/executions/execution.h"
-#include "common/store/session.h"
 #include "present.h"
 
 /// Follows an execution through the records that it writes.

@@ -10,7 +10,6 @@
 #include "eorvascheduler.h"
 
 #include "common/server/shares.h"
-#include "common/store/session.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -19,6 +18,7 @@
 #include "common/text/name_rules.h"
 #include "common/text/suggestion.h"
 #include "output_places.h"
+#include "scheduler_section.h"
 #include "settings.h"
 #include "settings_file.h"
 

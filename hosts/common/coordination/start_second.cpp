@@ -9,6 +9,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/support/unique_fd.h"

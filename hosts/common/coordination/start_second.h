@@ -6,9 +6,9 @@
 #include <set>
 #include <string>
 
-#include "common/store/session.h"
-
 namespace Host {
+
+class Session;
 
 /// Waits for a second in which none of these tasks has been started, and claims it for them.
 ///

@@ -3,6 +3,7 @@
 #include <map>
 #include <unistd.h>
 
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/paths.h"
 #include "common/text/json_members.h"

@@ -11,6 +11,7 @@
 #include "common/output/output_folder.h"
 #include "common/reasons/firing.h"
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"

@@ -9,11 +9,12 @@
 #include <vector>
 
 #include "common/coordination/task_lock.h"
-#include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "execution_request.h"
 
 namespace Host {
+
+class Session;
 
 /// Checked and made ready.
 struct ExecutionPlan {

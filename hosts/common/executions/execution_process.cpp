@@ -12,6 +12,7 @@
 
 #include "common/coordination/start_second.h"
 #include "common/output/output_folder.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "next_tasks.h"

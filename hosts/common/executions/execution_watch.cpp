@@ -20,6 +20,7 @@
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
 #include "common/server/systemd_units.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "execution_process.h"

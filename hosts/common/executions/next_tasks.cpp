@@ -10,6 +10,8 @@
 #include "orva_platform.h"
 
 #include "common/reasons/not_started.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 

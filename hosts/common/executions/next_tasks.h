@@ -17,11 +17,12 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
-#include "common/store/session.h"
 #include "execution_plan.h"
 #include "execution_request.h"
 
 namespace Host {
+
+class Session;
 
 /// Does so for as long as it lives. There can be one in a process.
 class NextTasks {

@@ -7,6 +7,8 @@
 
 #include "common/runs/outcome.h"
 #include "common/runs/run_identity.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 

@@ -13,9 +13,10 @@
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
 #include "common/runs/run_ending.h"
-#include "common/store/session.h"
 
 namespace Host {
+
+class Session;
 
 class RunWatch {
 public:

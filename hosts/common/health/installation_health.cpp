@@ -14,10 +14,12 @@
 
 #include "orva_platform.h"
 
+#include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
 #include "common/output/output_folder.h"
 #include "common/runs/reconcile.h"
 #include "common/server/shares.h"
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/tasks/script_check.h"

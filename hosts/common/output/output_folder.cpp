@@ -17,8 +17,8 @@
 #include "orva_platform.h"
 
 #include "common/config/output_places.h"
+#include "common/config/scheduler_section.h"
 #include "common/server/shares.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 

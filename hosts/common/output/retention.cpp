@@ -12,6 +12,8 @@
 
 #include "common/runs/outcome.h"
 #include "common/server/shares.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "output_folder.h"

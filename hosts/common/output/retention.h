@@ -12,9 +12,10 @@
 #include <vector>
 
 #include "common/config/settings.h"
-#include "common/store/session.h"
 
 namespace Host {
+
+class Session;
 
 /// Member of a run's `extra`: when its output was removed although its record was kept.
 inline constexpr char OUTPUT_REMOVED[] = "output_removed";

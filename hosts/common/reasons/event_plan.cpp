@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
 #include "common/store/sql_text.h"
 #include "common/text/command_text.h"
 #include "common/text/json_members.h"

@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "reason.h"
 
 namespace Host {
+
+class Session;
 
 /// A task that would be started. Seconds count from the event.
 struct PlannedTask {

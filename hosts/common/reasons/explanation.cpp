@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 
+#include "common/store/records.h"
 #include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 #include "event_plan.h"

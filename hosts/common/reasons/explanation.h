@@ -7,11 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "common/store/session.h"
 #include "not_started.h"
 #include "reason.h"
 
 namespace Host {
+
+class Session;
 
 struct Explanation {
   enum class Verdict { RAN, RUNNING, NOT_STARTED, NEVER_FIRED };

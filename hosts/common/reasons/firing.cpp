@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 

@@ -11,12 +11,13 @@
 #include <vector>
 
 #include "common/coordination/execution_file.h"
-#include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "firing_table.h"
 #include "not_started.h"
 
 namespace Host {
+
+class Session;
 
 /// What is known of an event when its execution begins.
 struct FiringBegin {

@@ -3,6 +3,9 @@
 #include <fmt/format.h>
 #include <iterator>
 
+#include "eorvascheduler.h"
+
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 

@@ -15,10 +15,11 @@
 
 #include "orva_platform.h"
 
-#include "common/store/session.h"
 #include "reason.h"
 
 namespace Host {
+
+class Session;
 
 struct Firing {
   Json::Int64 iId = 0;

@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "common/store/session.h"
 #include "reason.h"
 
 namespace Host {
+
+class Session;
 
 /// What is known of an execution.
 struct ExecutionFacts {

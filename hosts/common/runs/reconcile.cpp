@@ -7,7 +7,11 @@
 #include <unistd.h>
 #include <utility>
 
+#include "orva_platform.h"
+
 #include "common/coordination/execution_file.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"

@@ -9,10 +9,11 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "common/store/session.h"
 #include "common/support/process.h"
 
 namespace Host {
+
+class Session;
 
 /// Tells whether the process of an open run is still there, or its execution still has to close the run.
 bool isRunAlive(const Json::Value& jRun);

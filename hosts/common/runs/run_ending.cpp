@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/store/session.h"
 #include "common/support/failure.h"
 
 namespace Host {

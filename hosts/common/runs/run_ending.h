@@ -12,10 +12,11 @@
 #include <map>
 
 #include "common/coordination/task_lock.h"
-#include "common/store/session.h"
 #include "common/support/process.h"
 
 namespace Host {
+
+class Session;
 
 /// Writes into the record of a run why it is being ended.
 /// \return false when the run has ended by itself.

@@ -4,6 +4,7 @@
 #include <thread>
 #include <utility>
 
+#include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"

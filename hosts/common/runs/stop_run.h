@@ -6,10 +6,11 @@
 #include <chrono>
 #include <json/value.h>
 
-#include "common/store/session.h"
 #include "common/support/process.h"
 
 namespace Host {
+
+class Session;
 
 /// How long is waited for what usually takes a moment.
 struct StopLimits {

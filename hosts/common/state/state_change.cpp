@@ -8,6 +8,7 @@
 #include "orva_platform.h"
 
 #include "common/output/output_folder.h"
+#include "common/store/session.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"

@@ -8,6 +8,7 @@
 #include <pwd.h>
 
 #include "common/server/users.h"
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"

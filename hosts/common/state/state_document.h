@@ -30,9 +30,10 @@
 #include <vector>
 
 #include "common/config/configuration.h"
-#include "common/store/session.h"
 
 namespace Host {
+
+class Session;
 
 struct StateDocument {
   ConfigValues config;                          ///< what is not set stays as it is

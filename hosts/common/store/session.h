@@ -4,8 +4,6 @@
 #pragma once
 
 #include <chrono>
-#include <json/value.h>
-#include <string>
 
 #include "eorvascheduler.h"
 #include "orva_platform.h"
@@ -63,25 +61,5 @@ public:
 private:
   sqlite3* m_pDb;
 };
-
-/// Lists tasks in the order of their names.
-/// \throw Failure when the store fails; here and below.
-Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
-
-/// Gives one task, or null.
-Json::Value findTask(Session& session, const std::string& strTask);
-
-/// Gives one task. \throw Failure when there is none.
-Json::Value requireTask(Session& session, const std::string& strTask);
-
-/// Lists run records by a WHERE text, the oldest first.
-/// \param cNewest  how many at most, the newest of those that match; 0 lists all.
-Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest = 0);
-
-/// Gives one run record. \throw Failure when there is none.
-Json::Value requireRun(Session& session, Json::Int64 iResult);
-
-/// Gives the scheduler's section of the configuration; an empty object when there is none.
-Json::Value schedulerConfig();
 
 }  // namespace Host

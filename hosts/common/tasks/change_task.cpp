@@ -7,6 +7,7 @@
 #include "eorvascheduler.h"
 
 #include "common/runs/reconcile.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"

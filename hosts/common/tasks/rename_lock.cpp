@@ -7,6 +7,8 @@
 #include "eorvascheduler.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "dependency_list.h"

@@ -11,10 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "common/store/session.h"
 #include "task_change_lock.h"
 
 namespace Host {
+
+class Session;
 
 /// While it lasts, neither the task nor those that wait for it are started or changed by others.
 class RenameLock {

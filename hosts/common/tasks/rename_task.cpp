@@ -16,6 +16,7 @@
 #include "eorvascheduler.h"
 
 #include "common/output/output_folder.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"

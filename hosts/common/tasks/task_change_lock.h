@@ -8,9 +8,10 @@
 #include <vector>
 
 #include "common/coordination/task_lock.h"
-#include "common/store/session.h"
 
 namespace Host {
+
+class Session;
 
 /// Tasks whose change rewrites others, too.
 struct Subtree {

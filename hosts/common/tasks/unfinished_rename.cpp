@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "common/output/run_folders.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"

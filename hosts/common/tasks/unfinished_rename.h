@@ -7,9 +7,10 @@
 #include <vector>
 
 #include "common/output/output_folder.h"
-#include "common/store/session.h"
 
 namespace Host {
+
+class Session;
 
 /// A folder that belongs to no task, and holds what runs of one have left.
 struct UnfinishedRename {

@@ -10,6 +10,7 @@
 #include <sys/file.h>
 
 #include "common/coordination/runtime_folder.h"
+#include "common/store/session.h"
 #include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "fresh_host.h"

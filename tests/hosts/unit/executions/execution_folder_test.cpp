@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "common/executions/execution.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/paths.h"
 #include "common/text/json_members.h"

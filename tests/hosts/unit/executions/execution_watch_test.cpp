@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "common/executions/execution.h"
+#include "common/store/session.h"
 #include "fresh_host.h"
 #include "support/files.h"
 #include "support/processes.h"

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include "common/runs/outcome.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "common/text/json_members.h"

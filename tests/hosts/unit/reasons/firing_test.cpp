@@ -9,6 +9,7 @@
 #include "common/executions/execution_plan.h"
 #include "common/reasons/explanation.h"
 #include "common/runs/run_identity.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "common/text/json_members.h"

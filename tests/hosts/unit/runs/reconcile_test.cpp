@@ -18,6 +18,8 @@
 #include "common/executions/run_child.h"
 #include "common/runs/run_identity.h"
 #include "common/runs/run_process.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/process.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"

@@ -7,6 +7,8 @@
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/process.h"
 #include "common/text/json_members.h"

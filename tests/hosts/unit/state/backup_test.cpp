@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "common/state/backup_target.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"

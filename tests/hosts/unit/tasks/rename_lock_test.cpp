@@ -9,6 +9,8 @@
 #include "eorvascheduler.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/rename_task.h"
 #include "common/text/json_members.h"

@@ -16,6 +16,7 @@
 #include "eorvascheduler.h"
 
 #include "common/health/installation_health.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"

@@ -1,0 +1,90 @@
+#include "records.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <vector>
+
+#include "orva_platform.h"
+
+#include "common/support/failure.h"
+#include "common/text/json_members.h"
+#include "common/text/suggestion.h"
+#include "session.h"
+
+namespace Host {
+
+namespace {
+
+constexpr char SEE_LOG[] = "the reason is in the system log (--log-stdout shows it here)";
+
+Json::Value list(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const char* szWhat) {
+  Json::Value jOut;
+  if (pApi->recList(jFilter, jOut) < 0 || !jOut.isArray()) {
+    throw Failure(fmt::format("cannot list the {}: {}", szWhat, SEE_LOG));
+  }
+  return jOut;
+}
+
+Json::Value getOne(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const std::string& strWhat) {
+  Json::Value jOut;
+  if (pApi->recGetOne(jFilter, jOut) < 0) {
+    throw Failure(fmt::format("cannot read {}: {}", strWhat, SEE_LOG));
+  }
+  return jOut;
+}
+
+}  // namespace
+
+Json::Value listTasks(Session& session, const Json::Value& jFilter) {
+  Json::Value jTasks = list(session.tasks(), jFilter, "tasks");
+  std::vector<Json::Value> vecTasks(jTasks.begin(), jTasks.end());
+  std::sort(vecTasks.begin(), vecTasks.end(), [](const Json::Value& jLeft, const Json::Value& jRight) {
+    return textOf(jLeft, "task_name") < textOf(jRight, "task_name");
+  });
+  Json::Value jSorted(Json::arrayValue);
+  for (Json::Value& jTask : vecTasks) {
+    jSorted.append(std::move(jTask));
+  }
+  return jSorted;
+}
+
+Json::Value findTask(Session& session, const std::string& strTask) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter["task_name"] = strTask;
+  return getOne(session.tasks(), jFilter, fmt::format("the task \"{}\"", strTask));
+}
+
+Json::Value requireTask(Session& session, const std::string& strTask) {
+  Json::Value jTask = findTask(session, strTask);
+  if (!jTask.isObject()) {
+    std::vector<std::string> vecNames;
+    for (const Json::Value& jOther : listTasks(session)) {
+      vecNames.push_back(textOf(jOther, "task_name"));
+    }
+    throw Failure(fmt::format("there is no task \"{}\"{}", strTask, didYouMean(strTask, vecNames)));
+  }
+  return jTask;
+}
+
+Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest) {
+  Json::Value jFilter(Json::objectValue);
+  // The store orders what it gives by the key and sets no limit; a query inside the clause may.
+  jFilter["orvaSqlWhereFilter"] =
+      cNewest == 0
+          ? strWhere
+          : fmt::format("result_id in (select result_id from task_result where {} order by result_id desc limit {})",
+                        strWhere, cNewest);
+  return list(session.runs(), jFilter, "runs");
+}
+
+Json::Value requireRun(Session& session, Json::Int64 iResult) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter["result_id"] = iResult;
+  Json::Value jRun = getOne(session.runs(), jFilter, fmt::format("run {}", iResult));
+  if (!jRun.isObject()) {
+    throw Failure(fmt::format("there is no run {}", iResult));
+  }
+  return jRun;
+}
+
+}  // namespace Host
