@@ -8,8 +8,8 @@
 #include "settings/regular_file.h"
 #include "settings/section_file.h"
 #include "settings/text_line.h"
-#include "texts/utf8.h"
 #include "support/mount_table.h"
+#include "texts/utf8.h"
 
 namespace orva {
 namespace {

@@ -10,8 +10,8 @@
 #include "shares/samba_shares.h"
 #include "shares/share_file.h"
 #include "support/log.h"
-#include "texts/utf8.h"
 #include "support/mount_table.h"
+#include "texts/utf8.h"
 
 namespace orva {
 namespace {

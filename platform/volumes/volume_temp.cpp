@@ -13,8 +13,8 @@
 #include "support/boundary.h"
 #include "support/copy_out.h"
 #include "support/log.h"
-#include "support/unique_fd.h"
 #include "support/mount_table.h"
+#include "support/unique_fd.h"
 
 namespace {
 
