@@ -84,7 +84,7 @@ TEST_F(Notifier, LibraryCallMailsRootAndTheAdministratorsGroup) {
   EXPECT_EQ(KLIBCExec("/usr/orva/bin/orvakbvnotify", "@administrators", KEY, nullptr, nullptr), 0);
   OrvaTest::waitForOrphans();
   const std::string strMail = readFile("/tmp/mail/1.eml");
-  EXPECT_THAT(strMail, testing::HasSubstr("A volume of a shared folder cannot be used."));
+  EXPECT_THAT(strMail, testing::HasSubstr("The volume of a shared folder is not available."));
   EXPECT_THAT(receivers(), testing::ElementsAre("ada", "root"));
   EXPECT_THAT(readFile("/var/log/orva/event.jsonl"), testing::HasSubstr("\"code\":\"0x14400300\""));
 }
