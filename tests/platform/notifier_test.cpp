@@ -118,10 +118,10 @@ TEST_F(Notifier, TextIsInTheLanguageOfTheServer) {
 TEST_F(Notifier, UnknownKeyAndGroupAreNamed) {
   const CommandResult key = notify({"@administrators", "no_such_key"});
   EXPECT_EQ(key.iStatus, 1);
-  EXPECT_EQ(key.strErrors, "orvakbvnotify: there is no text \"no_such_key\"\n");
+  EXPECT_EQ(key.strErrors, "orvakbvnotify: unknown key \"no_such_key\"\n");
   const CommandResult group = notify({"@nosuchgroup", KEY});
   EXPECT_EQ(group.iStatus, 1);
-  EXPECT_EQ(group.strErrors, "orvakbvnotify: there is no group \"nosuchgroup\"\n");
+  EXPECT_EQ(group.strErrors, "orvakbvnotify: unknown group \"nosuchgroup\"\n");
   EXPECT_THAT(receivers(), testing::IsEmpty());
   EXPECT_FALSE(fs::exists("/var/lib/orva/notify/no_such_key"));
 }

@@ -225,7 +225,7 @@ TEST_F(Columns, LogLineOfABadValueStaysOneLine) {
   expectRefused({"enable", "a\nb", "column enable: \"a\\u000ab\" does not fit the type boolean"});
   Json::Value jOut;
   EXPECT_EQ(-1, m_tasks.recList(parse("{\"a\\nEvil line\":1}"), jOut));
-  expectFailure("task, recList: the filter's member a Evil line is no column");
+  expectFailure("task, recList: the filter's member a Evil line is not a column");
 }
 
 TEST_F(Columns, DamagedJsonComesBackAsNullAndIsNamed) {
@@ -234,7 +234,7 @@ TEST_F(Columns, DamagedJsonComesBackAsNullAndIsNamed) {
     runSql(m_pDb.get(), std::string("UPDATE task SET status = ") + szDamage);
     Json::Value jRead;
     EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead)) << szDamage;
-    expectFailure("task, row a, column status: the content is no json value and is left out");
+    expectFailure("task, row a, column status: the value is not of type json and is ignored");
     EXPECT_TRUE(jRead.isMember("status"));
     EXPECT_TRUE(jRead["status"].isNull());
     EXPECT_TRUE(jRead["last_exit_info"].isObject());
@@ -247,7 +247,7 @@ TEST_F(Columns, DamageDeepInsideTheReaderIsNoException) {
   runSql(m_pDb.get(), "UPDATE task SET status = replace(hex(zeroblob(5000)), '00', '[')");
   Json::Value jRead;
   EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead));
-  expectFailure("task, row a, column status: the content is no json value and is left out");
+  expectFailure("task, row a, column status: the value is not of type json and is ignored");
 }
 
 TEST_F(Columns, ContentOfAnotherStorageClassIsDamageToo) {
@@ -322,7 +322,7 @@ TEST_F(Columns, OneDamagedRowDoesNotHideTheOthers) {
   runSql(m_pDb.get(), "UPDATE task SET status = '{' WHERE task_name = 'b'");
   Json::Value jRead;
   EXPECT_EQ(0, m_tasks.recList(Json::Value(Json::objectValue), jRead));
-  expectFailure("task, row b, column status: the content is no json value and is left out");
+  expectFailure("task, row b, column status: the value is not of type json and is ignored");
   ASSERT_EQ(3U, jRead.size());
   EXPECT_TRUE(jRead[0]["status"].isObject());
   EXPECT_TRUE(jRead[2]["status"].isObject());

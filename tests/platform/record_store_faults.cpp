@@ -188,7 +188,7 @@ TEST_F(Faults, MigrationWithTooLittleRoomLeavesTheOldDatabaseWhateverItLacks) {
     EXPECT_THAT(files(), Not(Contains(HasSubstr("schema-0"))));
     makeRoom(4096);
   }
-  EXPECT_THAT(takeLogLines(), ElementsAre(HasSubstr("it is kept in")));
+  EXPECT_THAT(takeLogLines(), ElementsAre(HasSubstr("is kept in")));
   // It lacked room for the log first, then for the copy, then for the migration itself.
   EXPECT_GT(cRefused, 20);
   expectOldDatabase(m_strPath + ".schema-0");

@@ -90,7 +90,7 @@ TEST_F(Create, ValueThatIsNoObjectIsRefused) {
   for (const char* szValue : {"null", "[]", "7", "\"x\"", "true"}) {
     Json::Value jOut;
     EXPECT_EQ(-1, m_tasks.recCreate(parse(szValue), jOut));
-    expectFailure("task, recCreate: the record is no object");
+    expectFailure("task, recCreate: the record is not an object");
   }
 }
 
@@ -226,9 +226,9 @@ TEST_F(Update, TakenNameIsRefused) {
 
 TEST_F(Update, ValueThatIsNoObjectIsRefused) {
   EXPECT_EQ(-1, m_tasks.recUpdateByFilter(parse("{}"), parse("[]")));
-  expectFailure("task, recUpdateByFilter: the update is no object");
+  expectFailure("task, recUpdateByFilter: the update is not an object");
   EXPECT_EQ(-1, m_tasks.recUpdateByFilter(parse("null"), parse("{}")));
-  expectFailure("task, recUpdateByFilter: the filter is no object");
+  expectFailure("task, recUpdateByFilter: the filter is not an object");
 }
 
 TEST_F(Delete, TakesOnlyTheKeyOfTheRecord) {
@@ -240,7 +240,7 @@ TEST_F(Delete, TakesOnlyTheKeyOfTheRecord) {
 TEST_F(Delete, MissingRecordIsAFailureOnlyWhenItMustExist) {
   EXPECT_EQ(0, m_tasks.recDelete(parse(R"({"task_name":"a"})"), false));
   EXPECT_EQ(-1, m_tasks.recDelete(parse(R"({"task_name":"a"})"), true));
-  expectFailure("task, recDelete: there is no such record");
+  expectFailure("task, recDelete: no such record");
   EXPECT_EQ(ENOENT, KLIBCErrGet());
 }
 
@@ -313,8 +313,8 @@ TEST_F(List, HostHasAListFail) {
   Json::Value jOut = "untouched";
   EXPECT_EQ(-1, m_tasks.recList(parse("{}"), jOut));
   // The list that the guard has asked for itself comes first.
-  expectLog(std::vector<std::string>(
-      2, "3 orvaplatform: record store, table task, recList: the host has nothing listed now"));
+  expectLog(
+      std::vector<std::string>(2, "3 orvaplatform: record store, table task, recList: the host refused the listing"));
   EXPECT_EQ("untouched", jOut.asString());
   ORVAStoreAskBeforeList(nullptr, nullptr);
   EXPECT_EQ(0, m_tasks.recList(parse("{}"), jOut));
