@@ -28,7 +28,7 @@ protected:
   void SetUp() override {
     PlatformTest::SetUp();
     runCommand({"truncate", "-s", "64M", IMAGE});
-    // A tenth of it is kept for root.
+    // A tenth of it is reserved for root.
     ASSERT_EQ(runCommand({"mkfs.ext4", "-q", "-F", "-m", "10", IMAGE}).iStatus, 0);
     fs::create_directories(FOLDER);
     OrvaTest::writeFile("/etc/fstab", std::string(IMAGE) + " /srv/my\\040disk ext4 loop,nofail 0 2\n");
@@ -46,7 +46,7 @@ protected:
     PlatformTest::TearDown();
   }
 
-  // 0 when the share can be used, else why not.
+  // 0 when the share is available, else the error code.
   static int errorOfShare() {
     char szPath[64] = "";
     if (ORVASharePathGet("logs", szPath, sizeof szPath) == 0) {
@@ -86,7 +86,7 @@ TEST_F(DiskVolume, RoomThatIsKeptForRootDoesNotCount) {
 }
 
 TEST_F(DiskVolume, FullDiskIsNoVolumeAndItsShareStaysUsable) {
-  // Root may go on writing where users may not.
+  // Root can still write when other users cannot.
   OrvaTest::writeFile(std::string(VOLUME) + "/ballast",
                       std::string(static_cast<std::size_t>(room().f_bavail) * room().f_frsize, 'x'));
   EXPECT_EQ(availableVolume(1), "");

@@ -68,7 +68,7 @@ protected:
     OrvaTest::installPlatformFiles();
   }
 
-  // The entries of the platform, oldest first, with the fields as they are kept.
+  // The platform's journal entries with their fields, oldest first.
   static std::vector<Json::Value> journal(const std::vector<std::string>& vecMatch = {}) {
     EXPECT_EQ(runCommand({"journalctl", "--sync"}).iStatus, 0);
     std::vector<std::string> vecCommand = {"journalctl", "--no-pager", "-o", "json", "SYSLOG_IDENTIFIER=orva"};

@@ -182,7 +182,7 @@ TEST_F(MakeFolders, CreatorsAtTheSameMomentAllSucceed) {
   }
 }
 
-// Keeps putting a folder, a link to a place of root's, and nothing in the same place.
+// Repeatedly replaces a path by a folder, a link to a folder of root, and nothing.
 [[noreturn]] void keepPlanting(const std::string& strFolder, const std::string& strSecret) {
   for (unsigned u = 0; setuid(4711) == 0; ++u) {
     mkdir(strFolder.c_str(), 0777);

@@ -55,7 +55,7 @@ protected:
     return result;
   }
 
-  // The addresses that were mailed to, and then forgotten.
+  // Gives the addresses of the mails so far, and removes these mails.
   std::vector<std::string> receivers() {
     std::vector<std::string> vecReceiver;
     for (const std::string& strName : entries("/tmp/mail")) {
@@ -70,7 +70,7 @@ protected:
     return vecReceiver;
   }
 
-  // Moves the last notification into the past.
+  // Moves the last notice to the past.
   void age(int iSeconds) {
     long long llLast = 0;
     unsigned cSuppressed = 0;

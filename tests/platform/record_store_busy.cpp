@@ -1,4 +1,4 @@
-// What happens while another connection has the database.
+// The store while another connection uses the database.
 
 #include <algorithm>
 
@@ -29,7 +29,7 @@ protected:
   TurnedClock m_clock;
 };
 
-/// A database in rollback mode, where readers and writers do refuse each other.
+/// A database in rollback mode, where readers and writers block each other.
 class BusyReading : public testing::Test {
 protected:
   TempFolder m_folder;
@@ -71,7 +71,7 @@ TEST_F(Busy, PausesGrowToALimit) {
   const std::vector<long long>& pauses = m_clock.pauses();
   ASSERT_GT(pauses.size(), 100U);
   EXPECT_LE(pauses.front(), SECOND / 1000);
-  // Each pause lies between half of its length and the whole of it, and the length doubles.
+  // Each pause is between half of its length and the whole length, and the length doubles.
   EXPECT_GT(pauses[4], pauses[0]);
   for (std::size_t iPause = 10; iPause + 1 < pauses.size(); ++iPause) {
     EXPECT_GE(pauses[iPause], SECOND / 200);

@@ -1,4 +1,4 @@
-// What goes into a column comes back; what does not fit is refused and named.
+// Values are stored in columns and read back; a value of another type is refused with a log line.
 
 #include <cmath>
 #include <limits>
@@ -15,7 +15,7 @@ struct Misfit {
 
 class Columns : public RecordStore {
 protected:
-  // What a task's member becomes on its way through the table.
+  // A task's member after a write and a read.
   Json::Value roundTrip(const char* szMember, const Json::Value& jValue) {
     Json::Value jTask = task("t");
     jTask[szMember] = jValue;
@@ -328,7 +328,7 @@ TEST_F(Columns, OneDamagedRowDoesNotHideTheOthers) {
   EXPECT_TRUE(jRead[2]["status"].isObject());
 }
 
-// Rows that say the same share its text; of texts there are more, and longer ones, than are ever shared.
+// Rows with the same text share it. There are more texts, and longer ones, than the limit of shared texts.
 TEST_F(Columns, WhatRepeatsFromRowToRowComesBackByteForByte) {
   using namespace std::string_literals;
   std::vector<std::string> texts{""s,
@@ -365,7 +365,7 @@ TEST_F(Columns, WhatRepeatsFromRowToRowComesBackByteForByte) {
     OrvaJsonDbApi api(m_pDb.get(), "task_result", installedDefinitions(), "");
     ASSERT_EQ(0, api.recList(parse("{}"), jRead));
   }
-  // The records outlive the handle, and whatever the next one reads.
+  // The records outlive the handle and later reads.
   Json::Value jAgain;
   ASSERT_EQ(0, m_results.recList(parse("{}"), jAgain));
   EXPECT_TRUE(jExpected == jRead);

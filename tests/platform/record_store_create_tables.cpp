@@ -1,4 +1,4 @@
-// What building a handle does to the connection and the database.
+// The effects of building a handle on the connection and the database.
 
 #include <fcntl.h>
 #include <fstream>
@@ -70,7 +70,7 @@ TEST_F(CreateTables, SqlIsRunOnlyWhenTheDatabaseIsOlder) {
   const std::string strSql =
       "CREATE TABLE visits (x); CREATE TABLE task (task_name TEXT PRIMARY KEY)" + setSchema(installedSchema());
   open(strSql);
-  // A second run would find the tables there already and fail.
+  // A second run would fail because the tables exist.
   open(strSql);
   open(strSql, "task_result");
   EXPECT_EQ("0", query("SELECT count(*) FROM visits"));

@@ -1,4 +1,4 @@
-// Databases that refuse: every operation says so once and changes nothing.
+// Failing databases: every operation logs one line and changes nothing.
 
 #include <cstdio>
 

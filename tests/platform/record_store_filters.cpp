@@ -1,4 +1,4 @@
-// What a filter matches, and what is no filter.
+// The rows that a filter matches, and invalid filters.
 
 #include "record_store_fixture.h"
 

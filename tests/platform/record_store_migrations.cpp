@@ -1,4 +1,4 @@
-// Databases of older schema versions: every row comes along, and the database as it was is kept.
+// Databases of older schema versions: every row is migrated, and a copy of the old database is kept.
 
 #include <algorithm>
 #include <filesystem>
@@ -112,7 +112,7 @@ TEST_F(Migrations, MigratedTablesTakeWhatNewOnesTakeAndRefuseWhatTheyRefuse) {
   EXPECT_THAT(takeLogLines(), ElementsAre(HasSubstr("CHECK constraint failed")));
   Json::Value jOut;
   EXPECT_EQ(0, results.recCreate(parse(R"({"task_name":"backup","boot_id":"b","start_ticks":5})"), jOut));
-  // A number that was given once is never given again.
+  // A run's number is never used again.
   EXPECT_EQ(OLD_LAST_NUMBER + 1, jOut["result_id"].asInt());
   EXPECT_EQ(1, tasks.recDelete(parse(R"({"task_name":"backup"})"), true));
   EXPECT_EQ("0", queryText(pDb.get(), "SELECT count(*) FROM task_result WHERE task_name = 'backup'"));
@@ -298,7 +298,7 @@ TEST_F(Migrations, ProcessesThatComeAtTheSameMomentMigrateOnce) {
       return 101;
     }
   });
-  // The one that did it said so; nobody else had anything to say.
+  // Only the process that migrated logged a line.
   EXPECT_EQ(1, std::count(results.begin(), results.end(), 1));
   EXPECT_EQ(PROCESSES - 1, std::count(results.begin(), results.end(), 0));
   EXPECT_EQ(std::to_string(OLD_TASKS), query("SELECT count(*) FROM task WHERE time_limit = 1"));

@@ -1,4 +1,4 @@
-// The five operations, as their callers use them.
+// The five operations.
 
 #include "record_store_fixture.h"
 
@@ -276,7 +276,7 @@ TEST_F(Delete, DestructorDoesNotTouchTheClosedDatabase) {
 
 namespace {
 
-// Asks itself again by listing, and allows what it was told to.
+// Calls itself by listing, and allows the given listings.
 struct Guard {
   static int ask(void* pThis) {
     auto& guard = *static_cast<Guard*>(pThis);
@@ -312,7 +312,7 @@ TEST_F(List, HostHasAListFail) {
   ORVAStoreAskBeforeList(&Guard::ask, &guard);
   Json::Value jOut = "untouched";
   EXPECT_EQ(-1, m_tasks.recList(parse("{}"), jOut));
-  // The list that the guard has asked for itself comes first.
+  // The guard's own listing comes first.
   expectLog(
       std::vector<std::string>(2, "3 orvaplatform: record store, table task, recList: the host refused the listing"));
   EXPECT_EQ("untouched", jOut.asString());

@@ -1,4 +1,4 @@
-// Points in time as people read them.
+// Readable times.
 
 #include <climits>
 #include <clocale>

@@ -1,4 +1,4 @@
-// What hosts show of the shares.
+// Information about shares for hosts.
 
 #include <filesystem>
 #include <memory>
@@ -35,7 +35,7 @@ protected:
     return vecText;
   }
 
-  // Names, then faults.
+  // Names, then errors.
   static std::pair<std::vector<std::string>, std::vector<std::string>> list() {
     PKLIBCSZLIST pShares = KLIBCSzListAlloc(4);
     PKLIBCSZLIST pFaults = KLIBCSzListAlloc(4);

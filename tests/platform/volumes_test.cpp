@@ -148,7 +148,7 @@ TEST_F(Volumes, DiskWithoutShareIsTakenWhenNoShareHasRoom) {
   fs::remove("/tmp/disk");
 }
 
-// The temporary folder of the root file system, in a root of the test's own.
+// The temporary folder of the root file system, in the test's own root.
 std::string tempFolderOfRoot(mode_t modeOfVarTmp) {
   const std::string strRoot = "/tmp/root";
   fs::create_directories(strRoot + "/var/tmp");

@@ -1,4 +1,4 @@
-// The catalogue on a real database: names that change, requests that fail half-way, and every relation.
+// The catalogue on a real database: renamed tasks, requests that fail half-way, and all relations.
 
 #include <memory>
 #include <sqlite3.h>
@@ -172,7 +172,7 @@ TEST_F(Catalogue, AFailureHalfWayIsTakenBackWhenTheStoreIsClosed) {
 }
 
 TEST_F(Catalogue, EveryRelationIsFound) {
-  // A waits for B, B for C; D waits for A; E and F stand alone, G belongs to another event.
+  // A waits for B, B for C; D waits for A; E and F are unrelated; G belongs to another event.
   add("C");
   add("B", "[C]");
   add("A", "[B]");

@@ -1,5 +1,5 @@
-// forkRunCmd, in the child: the commands that it runs and what it records of them. The children are real, and so are
-// their shells unless a test answers for them.
+// forkRunCmd in the child: its commands and their recorded results. The children are real, and so are their shells,
+// except where a test simulates them.
 
 #include "conformance/engine/runs.h"
 

@@ -1,4 +1,4 @@
-// Whole executions with real children: what becomes of scripts of every kind.
+// Whole executions with real children and all kinds of scripts.
 
 #include <filesystem>
 #include <poll.h>
@@ -15,7 +15,7 @@ class RealChildren : public RunsTest {
 protected:
   RealChildren() { keepOutput(); }
 
-  // Runs a script of root's to its end; the run's record and output are looked at afterwards.
+  // Runs a script of root to its end. The test then checks the run's record and output.
   void runScript(const std::string& strScript) {
     m_strFolder = runFolder("a");
     std::filesystem::remove_all(m_strFolder);
@@ -92,7 +92,7 @@ TEST_F(RealChildren, AnExitStatusIsRecordedAsItsSecondDecodingSays) {
 
 TEST_F(RealChildren, ASignalThatKillsTheScriptIsRecordedWithItsNumber) {
   const std::set<int> harmless = {SIGCHLD, SIGCONT, SIGURG, SIGWINCH};
-  // Those that stop it, and two that the shell does not send.
+  // The signals that stop a process, and two that the shell does not send.
   const std::set<int> leftOut = {SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, 32, 33};
   for (int iSignal = 1; iSignal <= 64; ++iSignal) {
     if (leftOut.contains(iSignal)) {
@@ -157,7 +157,7 @@ TEST_F(RealChildren, AScriptMayRemoveItsOwnFile) {
 }
 
 TEST_F(RealChildren, AScriptReadsNothingFromWhatTheRunnerHasOpen) {
-  // What the host itself left open shows that there is something to see.
+  // The host's own open descriptors show that the check works.
   const TempDir dir;
   writeFile(dir.path("of_the_host"), "");
   const int iFd = ::open(dir.path("of_the_host").c_str(), O_RDONLY);

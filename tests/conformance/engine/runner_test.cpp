@@ -1,4 +1,4 @@
-// runTaskArray: starting the tasks of a list and polling their children. The children are pretended ones.
+// runTaskArray: starting the tasks of a list and polling their children. The children are simulated.
 
 #include "engine/runner.h"
 
@@ -34,7 +34,7 @@ Json::Value brokenTask(const std::string& strName) {
   return jTask;
 }
 
-// A task that is running already, and only once at a time.
+// A task that is already running and allows no second run.
 Json::Value blockedTask(const std::string& strName) {
   Json::Value jTask = scriptTask(strName);
   jTask["run_the_same_time"] = false;
