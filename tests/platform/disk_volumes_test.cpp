@@ -75,7 +75,7 @@ TEST_F(DiskVolume, RoomThatIsKeptForRootDoesNotCount) {
   const struct statvfs status = room();
   const unsigned long long cbUser = static_cast<unsigned long long>(status.f_bavail) * status.f_frsize;
   const unsigned long long cbRoot = static_cast<unsigned long long>(status.f_bfree) * status.f_frsize;
-  ASSERT_GT(cbRoot, cbUser + 4 * MIB) << "the disk of this test keeps room for root";
+  ASSERT_GT(cbRoot, cbUser + 4 * MIB) << "the disk of this test reserves space for root";
   EXPECT_EQ(availableVolume(cbUser), VOLUME);
   EXPECT_EQ(availableVolume(cbUser + 1), "");
   PORVASHARE pShare = nullptr;
@@ -126,7 +126,7 @@ TEST_F(DiskVolume, PieceOfADiskThatIsBoundElsewhereHoldsAShareOfItsOwn) {
   ASSERT_EQ(mount(FOLDER, "/srv/bound", nullptr, MS_BIND, nullptr), 0);
   OrvaTest::writeFile("/etc/fstab", "/srv/my\\040disk/logs /srv/bound none bind 0 0\n");
   OrvaTest::defineShares("[bound]\npath = /srv/bound\n");
-  EXPECT_EQ(availableVolume(MIB), "/srv/bound") << "where the share is comes first";
+  EXPECT_EQ(availableVolume(MIB), "/srv/bound") << "the volume of a share comes first";
   char szPath[64] = "";
   EXPECT_EQ(ORVAShareTmpPathGet("/srv/bound", szPath, sizeof szPath), 0);
   EXPECT_STREQ(szPath, "/srv/bound/@tmp");

@@ -228,7 +228,7 @@ TEST(MailMessage, BodyOfExactlyOneMebibyteIsWhole) {
     return readBack(orva::composeMessage(HEAD, mail, {{"%X%", std::string(cb - 1, 'x') + "\n"}}))["body"].asString();
   };
   EXPECT_EQ(bodyOf(1U << 20).size(), 1U << 20);
-  EXPECT_THAT(bodyOf((1U << 20) + 1), testing::EndsWith("x\n\ncut\n")) << "one line longer than all that";
+  EXPECT_THAT(bodyOf((1U << 20) + 1), testing::EndsWith("x\n\ncut\n")) << "one line longer than the limit";
 }
 
 TEST(MailAddress, AllowListDecides) {

@@ -157,7 +157,7 @@ TEST_F(JournalOfTheSystem, JournalThatIsRestartedGetsTheNextEvent) {
     ORVALogSet1(1, 1, 0x14400004, "before", "", "", "");
     EXPECT_EQ(journal().size(), 1U);
   }
-  EXPECT_EQ(ORVALogSet1(1, 1, 0x14400004, "between", "", "", ""), 0) << "it is in the event file all the same";
+  EXPECT_EQ(ORVALogSet1(1, 1, 0x14400004, "between", "", "", ""), 0) << "the event file still has it";
   const Journald journald;
   ORVALogSet1(1, 1, 0x14400004, "after", "", "", "");
   const auto vecEntry = journal();

@@ -59,7 +59,7 @@ TEST_F(MailOutbox, SizeOfWhatWaitsIsLimited) {
   ASSERT_EQ(truncate((OUTBOX + "/1").c_str(), (64 << 20) - 100), 0);
   ASSERT_EQ(sendTaskMail("a@b"), 0);
   OrvaTest::waitForOrphans();
-  EXPECT_THAT(entries(OUTBOX), testing::ElementsAre("1")) << "there is no room for another message";
+  EXPECT_THAT(entries(OUTBOX), testing::ElementsAre("1")) << "there is no space for another message";
   ASSERT_EQ(truncate((OUTBOX + "/1").c_str(), (64 << 20) - 10'000), 0);
   ASSERT_EQ(sendTaskMail("a@b"), 0);
   OrvaTest::waitForOrphans();

@@ -158,7 +158,7 @@ TEST_F(Mail, ProgramThatDoesNotReadOrDiesLosesNoMail) {
   installMailProgram(KEEPING_MAIL_PROGRAM);
   ASSERT_EQ(send("new@b"), 0);
   waitForOrphans();
-  EXPECT_THAT(entries(OUTBOX), testing::IsEmpty()) << "the next mail takes along what waits";
+  EXPECT_THAT(entries(OUTBOX), testing::IsEmpty()) << "the next mail also sends the waiting mail";
   EXPECT_THAT(entries("/tmp/mail"), testing::SizeIs(8));
   EXPECT_THAT(readFile("/tmp/mail/1.args"), testing::HasSubstr("new@b"));
 }

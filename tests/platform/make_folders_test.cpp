@@ -37,7 +37,7 @@ TEST_F(MakeFolders, EveryMissingFolderGetsExactlyTheMode) {
     EXPECT_EQ(fileMode(m_dir.path(szFolder)), 0777U) << szFolder;
   }
   EXPECT_EQ(fileMode(m_dir.path("d")), 0711U);
-  EXPECT_EQ(fileMode(m_dir.path()), 0755U) << "what was there is left as it was";
+  EXPECT_EQ(fileMode(m_dir.path()), 0755U) << "the existing file is unchanged";
 }
 
 TEST_F(MakeFolders, OpenParentsAreNotMadeWhenTheHostDoesNotWantThem) {
@@ -213,7 +213,7 @@ TEST_F(MakeFolders, FolderThatTurnsIntoALinkLeadsNowhere) {
   kill(pid, SIGKILL);
   waitpid(pid, nullptr, 0);
   EXPECT_THAT(OrvaTest::entries(secret.path()), testing::IsEmpty());
-  EXPECT_GE(cLink, N_LINKS) << "the link was met too rarely to tell";
+  EXPECT_GE(cLink, N_LINKS) << "the link was found too rarely to be sure";
 }
 
 }  // namespace

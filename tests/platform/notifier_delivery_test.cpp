@@ -112,7 +112,7 @@ TEST_F(NotifierDelivery, WhatIsHeldBackReachesNobodyAndIsCountedInTheNext) {
     setCount.insert(strBody.substr(u + 20, 1));
   }
   EXPECT_EQ(setCount, (std::multiset<std::string>{"0", "0", "0", "0", "3", "3", "3", "3"}));
-  EXPECT_EQ(countEvents(), 2U) << "what is held back is no event either";
+  EXPECT_EQ(countEvents(), 2U) << "a notice that is held back is not an event";
 }
 
 }  // namespace

@@ -159,7 +159,7 @@ TEST_F(Shares, FaultyDefinitionCostsThatShareAlone) {
       "[good]\npath = /tmp\n[relative]\npath = srv\n[dots]\npath = /srv/../etc\n[none]\n[twice]\npath = /a\n"
       "path = /b\n[typo]\npath = /tmp\nvolum = /\n[elsewhere]\npath = /tmp\nvolume = /mnt\n[a/b]\npath = /tmp\n"
       "[good]\npath = /usr\n[last]\npath = /tmp\n");
-  EXPECT_EQ(pathOf("good"), "/tmp") << "the first definition of a name holds";
+  EXPECT_EQ(pathOf("good"), "/tmp") << "the first definition of a name wins";
   EXPECT_EQ(pathOf("last"), "/tmp");
   for (const char* const szName : {"relative", "dots", "none", "twice", "typo", "elsewhere", "a/b"}) {
     EXPECT_EQ(pathOf(szName), "<No such file or directory>") << szName;

@@ -153,7 +153,7 @@ TEST_F(Catalogue, AFailureHalfWayIsTakenBackWhenTheStoreIsClosed) {
   sql("create trigger refusal before update on task when old.task_name = 'C' begin select raise(abort, 'no'); end");
   EXPECT_EQ(rename("A", "Z"), -1);
   EXPECT_TRUE(isInTransaction()) << "there is no roll-back in the library";
-  EXPECT_EQ(waitsFor("B"), "[Z]") << "so much of it had been done";
+  EXPECT_EQ(waitsFor("B"), "[Z]") << "this much had been done";
   reopen();
   EXPECT_THAT(tasks(), UnorderedElementsAre("A", "B", "C"));
   EXPECT_EQ(waitsFor("B"), "[A]");

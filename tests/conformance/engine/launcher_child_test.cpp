@@ -106,7 +106,7 @@ TEST_F(LauncherChild, RecordsAShellThatCannotBeRunAsANormalEnd) {
   expectFailure("error exit type, iStatus=-1", UTIL).inChild();
   expectLine("get exit status failed, iStatus=-1", LIB).inChild();
   expectLine("get exit code failed, iStatus=-1, jExit={}", LIB).inChild();
-  EXPECT_EQ(commands().size(), 2U) << "the output is shown all the same";
+  EXPECT_EQ(commands().size(), 2U) << "the output is still shown";
   EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0));
   takeTemporaryFiles();
 }

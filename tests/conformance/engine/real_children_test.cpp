@@ -135,7 +135,7 @@ TEST_F(RealChildren, AScriptThatLeavesSomethingInTheBackgroundIsClosedWithoutIt)
   EXPECT_EQ(output(), "first\n");
   EXPECT_EQ(task("a")["status"], json("{'running': []}"));
   const auto left = children();
-  ASSERT_EQ(left.size(), 1U) << "it came to the test, which it would not have if it had been waited for";
+  ASSERT_EQ(left.size(), 1U) << "the test reaped it, so the library did not wait for it";
   const int iGate = ::open("/tmp/gate", O_WRONLY | O_CLOEXEC);
   EXPECT_EQ(::write(iGate, "late\n", 5), 5);
   ::close(iGate);

@@ -210,7 +210,7 @@ TEST_F(RunTaskArray, PollsAChildThatSomebodyElseReapedWithoutAnEnd) {
   expectStopped();
   EXPECT_EQ(runArray(listOf({store(scriptTask("a")), store(scriptTask("b"))})), -1);
   EXPECT_FALSE(run(1).isMember("stop_time"));
-  EXPECT_EQ(run(2)["exit_info"], DONE) << "the others are closed all the same";
+  EXPECT_EQ(run(2)["exit_info"], DONE) << "the others are still closed";
 }
 
 TEST_F(RunTaskArray, TheWaitStatusIsNotUsed) {

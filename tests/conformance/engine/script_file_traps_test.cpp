@@ -53,7 +53,7 @@ protected:
   }
   void expectRefused(const std::string& strOutput, const Json::Value& jTask) {
     expectLine("output is no plain file of the owner, path=" + strOutput, LIB).inChild();
-    EXPECT_EQ(takeExitInfo(jTask), exitInfo("by_signal", 2)) << "as of a shell that cannot open it";
+    EXPECT_EQ(takeExitInfo(jTask), exitInfo("by_signal", 2)) << "like a shell that cannot open it";
     EXPECT_THAT(fakes().childCalls(), testing::Not(testing::Contains(testing::StartsWith("system("))));
     verifyLog();
   }
