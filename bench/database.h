@@ -1,5 +1,5 @@
 /// \file database.h
-/// A database with tasks and runs, in memory-backed files where there are any: the disk is not what is measured.
+/// A database with tasks and runs, in memory if possible, because the disk is not measured.
 
 #pragma once
 
@@ -11,10 +11,10 @@
 
 struct sqlite3;
 
-/// The database of one benchmark, removed with it.
+/// The database of one benchmark. The destructor removes it.
 class BenchDatabase {
 public:
-  /// \param cTasks  number of tasks, "task0" and on; each waits for the one before.
+  /// \param cTasks  number of tasks, from "task0" on; each waits for the previous one.
   /// \param cRuns   number of runs of "task0".
   BenchDatabase(int cTasks, int cRuns);
   ~BenchDatabase();
@@ -33,11 +33,11 @@ private:
   std::unique_ptr<OrvaJsonDbApi> m_pResults;
 };
 
-/// A task with every member that the engine and the hosts write.
+/// A task with all members that the engine and the hosts write.
 Json::Value wholeTask(const std::string& strName, const std::string& strWaitsFor);
 
-/// A run as it is admitted.
+/// A run at its start.
 Json::Value openRun(const std::string& strTask);
 
-/// Ends the program when a call of the set-up or of a measured operation did not succeed.
+/// Ends the program when a call of the set-up or of a measured operation failed.
 void require(bool blSucceeded, const char* szWhat);

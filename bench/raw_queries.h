@@ -1,6 +1,6 @@
 /// \file raw_queries.h
-/// The measure: the same work in plain SQLite, a statement prepared for each call and finalised after it. Values go in
-/// as ready texts and numbers, and every column of every row is looked at once.
+/// The baseline: the same work in plain SQLite, with a statement that is prepared and finalised in each call. Values
+/// are ready texts and numbers, and every column of every row is read once.
 
 #pragma once
 

@@ -1,4 +1,4 @@
-// The record store beside plain SQLite, operation by operation: "NAME/store" and "NAME/raw" do the same work.
+// Compares each operation of the record store with plain SQLite: "NAME/store" and "NAME/raw" do the same work.
 
 #include <benchmark/benchmark.h>
 

@@ -1,4 +1,4 @@
-// One family of exported functions under libFuzzer: its bytes take the decisions of the request generator.
+// Fuzzes one family of exported functions. libFuzzer's bytes are the decisions of the request generator.
 
 #include <cstdio>
 #include <cstdlib>

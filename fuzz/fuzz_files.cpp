@@ -1,4 +1,4 @@
-// The readers of the library's JSON files under libFuzzer: the input is the file.
+// Fuzzes the readers of the library's JSON files. libFuzzer's input is the file.
 
 #include <eorvascheduler.h>
 #include <json/value.h>
@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pBytes, std::size_t cB
   jOut = Json::Value();
   const int iRead = configGet(jNull, jOut);
   const int iStored = configSet(jSection);
-  // What can be read can be extended, and then read again; what cannot be read is not overwritten.
+  // A readable file can be extended and read again; an unreadable file is not overwritten.
   if ((iRead == 1) != (iStored == 0)) {
     std::abort();
   }

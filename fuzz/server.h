@@ -1,5 +1,5 @@
 /// \file server.h
-/// The view of the machine in which a fuzz target works.
+/// The view of the machine for fuzz targets.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace OrvaFuzz {
 
-/// Moves the process into a private view with a read-only root; ends it when that is impossible.
+/// Moves the process into a private view with a read-only root; ends the process on failure.
 inline void enterServer() {
   try {
     OrvaTest::enterPrivateView();

@@ -1,12 +1,12 @@
 /// \file orva_platform.h
-/// The platform interfaces that libeorvascheduler.so.7 calls, and the few that its hosts need besides.
+/// The platform interfaces that libeorvascheduler.so.7 calls, and a few more for hosts.
 ///
-/// `liborvaplatform.so.1` implements them for a plain Linux server; another platform implements the same
-/// declarations. Plain functions have C linkage, the class and the two namespaces C++ linkage.
+/// `liborvaplatform.so.1` implements them for a plain Linux server; another platform implements the same declarations.
+/// Plain functions have C linkage, the class and the two namespaces C++ linkage.
 ///
-/// Unless a function says otherwise: strings are NUL-terminated, borrowed for the call, and in UTF-8; an out
-/// buffer of `cb` bytes is always NUL-terminated and what does not fit is a failure; a negative result is a
-/// failure, and out values are then untouched. Nothing is thrown from a function with C linkage.
+/// Unless a function says otherwise: Strings are NUL-terminated, in UTF-8, and borrowed for the call. An out buffer of
+/// `cb` bytes is always NUL-terminated; a text that does not fit is a failure. A negative result is a failure, and out
+/// values are then unchanged. Functions with C linkage throw no exceptions.
 
 #pragma once
 
@@ -17,7 +17,7 @@
 
 struct sqlite3;
 
-/// Marks what the platform library exports; everything else in it is hidden.
+/// Marks the exports of the platform library; all other symbols are hidden.
 #define ORVA_EXPORT __attribute__((visibility("default")))
 
 /// Record store of one table: its rows as JSON objects.
@@ -27,12 +27,12 @@ struct sqlite3;
 /// member `orvaSqlWhereFilter` (string) is used as the WHERE clause, unchanged. A column that is SQL NULL
 /// comes back as an absent member.
 ///
-/// Every operation that finds the database busy tries again for up to 10 seconds, unless a transaction is
-/// open on the connection; then it fails at once.
+/// If the database is busy, an operation retries for up to 10 seconds. If a transaction is open on the connection, it
+/// fails at once instead.
 class ORVA_EXPORT OrvaJsonDbApi {
 public:
-  /// Builds the handle, and the tables when they are missing.
-  /// \param pDb           open connection; borrowed. The destructor does not touch it: it may be closed by then.
+  /// Builds the handle, and creates missing tables.
+  /// \param pDb           open connection; borrowed. The destructor does not use it, so it may be closed before.
   /// \param strTable      the table's name, a member of `jDefinitions`.
   /// \param jDefinitions  object: one definition a table; copied.
   /// \param strSqlCreate  SQL that creates every table; it must be harmless to run again. Empty: nothing is
@@ -45,10 +45,10 @@ public:
   OrvaJsonDbApi(const OrvaJsonDbApi&) = delete;
   OrvaJsonDbApi& operator=(const OrvaJsonDbApi&) = delete;
 
-  /// Inserts a record; members that are not columns are dropped.
+  /// Inserts a record; members without a column are dropped.
   /// \param jIn   object: the record.
-  /// \param jOut  replaced by the whole created record, numbers that the store assigned included. May be `jIn`.
-  /// \return 0; negative when `jIn` is no object or the table refuses it.
+  /// \param jOut  replaced by the whole created record, including numbers that the store assigned. May be `jIn`.
+  /// \return 0; negative when `jIn` is not an object or the table refuses it.
   int recCreate(const Json::Value& jIn, Json::Value& jOut);
 
   /// Reads the first record that matches.
@@ -63,7 +63,7 @@ public:
   /// \return 0; negative on failure.
   int recList(const Json::Value& jFilter, Json::Value& jOut);
 
-  /// Changes every record that matches: the members of `jUpdate` that are columns, and no others.
+  /// Changes every record that matches. Only members of `jUpdate` with a column are written.
   /// \param jFilter  filter of members; `orvaSqlWhereFilter` is not accepted.
   /// \param jUpdate  object: the new values.
   /// \return the number of records changed, 0 or more; negative on failure.
@@ -82,7 +82,7 @@ private:
 
 /// \name Formats of ORVA_JSON_DB::convert2ReadableTime()
 /// @{
-constexpr int ORVA_TIME_FORMAT_FOR_MAIL = 2;              ///< for a reader of mail, with the zone
+constexpr int ORVA_TIME_FORMAT_FOR_MAIL = 2;              ///< for mail, with the time zone
 constexpr int ORVA_TIME_FORMAT_YYYY_MM_DD__HH_MM_SS = 4;  ///< "2026-11-20 09:57:01", local time
 /// @}
 
@@ -96,16 +96,16 @@ namespace ORVA_JSON_DB {
 /// \return 0; negative for an unknown format or a time that has no rendering.
 ORVA_EXPORT int convert2ReadableTime(long lTime, std::string& strOut, int iFormat);
 
-/// Copies every member of an object into another one.
+/// Copies all members of an object to another object.
 /// \param jTarget      object or null.
 /// \param jSource      object.
-/// \param blOverwrite  true: members that the target has already are replaced; false: they are kept.
+/// \param blOverwrite  true: existing members of the target are replaced; false: they are kept.
 /// \return 0; negative when one of the values has another type.
 ORVA_EXPORT int jsonCopyMember(Json::Value& jTarget, const Json::Value& jSource, bool blOverwrite);
 
 }  // namespace ORVA_JSON_DB
 
-/// Texts that are shown to people.
+/// Texts of the user interface.
 namespace ORVA::UIX {
 
 /// Reader of a language's texts.
@@ -113,7 +113,7 @@ class ORVA_EXPORT LocalizedStringParser {
 public:
   /// Reads every file of texts in a language's folder.
   /// \param strDirectory  the folder.
-  /// \return object of sections, each an object of keys; empty when the folder is missing or holds no texts.
+  /// \return object of sections, each an object of keys; empty when the folder is missing or has no texts.
   static Json::Value ParseTexts(const std::string& strDirectory);
 };
 
@@ -133,7 +133,7 @@ typedef struct tagORVAUSER {
   char* szShell;  ///< login shell
 } ORVAUSER;
 
-/// A user record by its address, as the calls hand it over.
+/// Pointer to a user record.
 typedef ORVAUSER* PORVAUSER;
 
 /// Looks a user up by id.
@@ -155,8 +155,8 @@ ORVA_EXPORT void ORVAUserFree(PORVAUSER pUser);
 /// \param szShare  name of the share.
 /// \param szPath   receives the path.
 /// \param cbPath   size of that buffer.
-/// \return 0; negative when there is no such share, or it cannot be used. `errno` is 0x1400 when it is defined but its
-///         volume is not there; it is never that for another reason.
+/// \return 0; negative when there is no such share, or it is not available. `errno` is 0x1400 if, and only if, the
+///         share is defined and its volume is not available.
 ORVA_EXPORT int ORVASharePathGet(const char* szShare, char* szPath, int cbPath);
 
 /// Gives the folder for temporary files on a volume, which every user may write to.
@@ -166,13 +166,13 @@ ORVA_EXPORT int ORVASharePathGet(const char* szShare, char* szPath, int cbPath);
 /// \return 0; negative on failure.
 ORVA_EXPORT int ORVAShareTmpPathGet(const char* szVolume, char* szPath, int cbPath);
 
-/// Tells whether a share can be used now: it is defined, its volume is mounted, and its folder is there.
+/// Tells whether a share is available: it is defined, its volume is mounted, and its folder exists.
 /// \param szShare  name of the share.
-/// \return 1 or 0; with 0 the last error says why.
+/// \return 1 or 0; after 0, the last error has the reason.
 ORVA_EXPORT int KLIBShareIsAccessible(const char* szShare);
 
-/// Finds a volume with room.
-/// \param cbMinimum   bytes that must be free for an unprivileged writer.
+/// Finds a volume with free space.
+/// \param cbMinimum   bytes that must be free for an unprivileged user.
 /// \param iReserved1  0.
 /// \param szVolume    receives the volume's name.
 /// \param cbVolume    size of that buffer.
@@ -181,14 +181,14 @@ ORVA_EXPORT int KLIBShareIsAccessible(const char* szShare);
 ORVA_EXPORT int VolumeAvailGet(unsigned long long cbMinimum, int iReserved1, char* szVolume, int cbVolume,
                                int iReserved2);
 
-/// Creates a folder and its missing parents. An existing folder is left as it is, and no failure.
+/// Creates a folder and its missing parents. An existing folder is unchanged, and is not a failure.
 /// \param szPath     absolute path.
 /// \param szRoot     reserved: null.
 /// \param iWithLeaf  non-zero: the last component is a folder to create as well.
-/// \param uid        owner of what is created, or -1 to leave it.
-/// \param gid        group of what is created, or -1 to leave it.
-/// \param mode       permission bits of what is created, whatever the umask is.
-/// \return 0; negative on failure, and then some of the parents may have been created.
+/// \param uid        owner of new folders, or -1 for the default.
+/// \param gid        group of new folders, or -1 for the default.
+/// \param mode       permission bits of new folders; the umask has no effect.
+/// \return 0; negative on failure, when some of the parents may have been created.
 ORVA_EXPORT int ORVAFSMkdirP(const char* szPath, const char* szRoot, int iWithLeaf, uid_t uid, gid_t gid, mode_t mode);
 
 /// @}
@@ -216,18 +216,18 @@ ORVA_EXPORT int KLIBCExec(const char* szProgram, const char* szArg1, const char*
 /// \name Lists and hashes of strings
 /// @{
 
-/// A list of strings; more members follow for the platform alone.
+/// A list of strings; private members of the platform follow.
 typedef struct tagKLIBCSZLIST {
   int nItem;  ///< number of strings
 } KLIBCSZLIST;
 
-/// A list by its address, as the calls hand it over.
+/// Pointer to a list.
 typedef KLIBCSZLIST* PKLIBCSZLIST;
 
-/// A map from string to string; what it holds is the platform's own affair.
+/// A map from string to string; its members are private.
 typedef struct tagKLIBCSZHASH KLIBCSZHASH;
 
-/// A map by its address, as the calls hand it over.
+/// Pointer to a map.
 typedef KLIBCSZHASH* PKLIBCSZHASH;
 
 /// Makes an empty list.
@@ -245,7 +245,7 @@ ORVA_EXPORT const char* KLIBCSzListGet(PKLIBCSZLIST pList, int iIndex);
 /// \param pList  the list.
 ORVA_EXPORT void KLIBCSzListFree(PKLIBCSZLIST pList);
 
-/// Splits a text at every character of a set, and appends the pieces, empty ones included, to a list.
+/// Splits a text at every character of a set, and appends the pieces, including empty ones, to a list.
 /// \param szText        text.
 /// \param szSeparators  the characters.
 /// \param ppList        the list; it may move.
@@ -278,12 +278,12 @@ ORVA_EXPORT void KLIBCSzHashFree(PKLIBCSZHASH pHash);
 /// \param szKey    key.
 /// \param szValue  receives the value without enclosing quotes; the empty text when the key is absent.
 /// \param cbValue  size of that buffer.
-/// \return 1 when the key is there; 0 when it is absent; negative when the file cannot be read.
+/// \return 1 when the key is present; 0 when it is absent; negative when the file cannot be read.
 ORVA_EXPORT int KLIBCFileGetKeyValue(const char* szFile, const char* szKey, char* szValue, int cbValue);
 
-/// Mails a template to one address without waiting for the delivery.
+/// Mails a template to one address, without waiting for delivery.
 /// \param szTemplate  name of the mail template.
-/// \param pValues     hash from placeholder (as "%TASK%") to its text; borrowed.
+/// \param pValues     hash from placeholder (for example "%TASK%") to text; borrowed.
 /// \param szTo        one address.
 /// \param iFlags      0.
 /// \return 0 when the mail was handed over; negative when it was refused.
@@ -296,7 +296,7 @@ ORVA_EXPORT int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZ
 /// @{
 
 /// Gives the code of the platform's last error; 0 when there was none.
-/// \return an `errno` value, or a code of the platform's own from 0x1400 on.
+/// \return an `errno` value, or a platform code from 0x1400 on.
 ORVA_EXPORT int KLIBCErrGet();
 
 /// Gives the source file in which the last error was raised.
@@ -311,7 +311,7 @@ ORVA_EXPORT int KLIBCErrorGetLine();
 /// \param iType   1.
 /// \param iLevel  1 information, 2 warning, 3 error.
 /// \param uCode   code of the event; its text is in the log catalogue.
-/// \param szArg1  first argument of that text; the empty string when it has none, here and below.
+/// \param szArg1  first argument of that text; the empty string for none, here and below.
 /// \param szArg2  second argument.
 /// \param szArg3  third argument.
 /// \param szArg4  fourth argument.
@@ -325,57 +325,58 @@ ORVA_EXPORT int ORVALogSet1(int iType, int iLevel, unsigned int uCode, const cha
 /// The library itself does not call these.
 /// @{
 
-/// Ends every process that is forked from the calling one as soon as it has written an event of one code.
+/// Makes every forked child of this process end as soon as it has written an event with the given code.
 ///
-/// In an execution, a child that cannot write its script reports that and then returns into the copy of the
-/// runner that it is; a host switches this on for its process of executions, so that such a child ends there
-/// with `_exit(0)`. The calling process itself is never ended.
-/// \param uCode  code of the event; 0 switches it off again.
+/// In an execution, a child that cannot write its script logs this event and then returns into its copy of the runner.
+/// A host calls this function in the process of the execution, so that such a child ends with `_exit(0)` instead. The
+/// calling process itself never ends.
+/// \param uCode  code of the event; 0 switches this off.
 ORVA_EXPORT void ORVALogEndChildAfter(unsigned int uCode);
 
-/// Has every ORVAFSMkdirP() of this process refuse to create a parent that others may write to. The last component
-/// may be such a folder, and a missing parent is a failure then.
+/// Makes every ORVAFSMkdirP() of this process refuse to create a parent that others may write to. A missing parent is
+/// then a failure; the last component may still be created.
 ///
-/// The library creates the folder of a run, and of its task, open to everybody. A host that has made the folder of the
-/// task for its owner alone keeps the library from making another one when that goes away at the last moment.
-/// \param iOn  0 switches it off again.
+/// The library creates the folders of a task and of its runs with a mode that is open to everybody. A host creates the
+/// task's folder before, only for its owner. If that folder is removed at the last moment, this function keeps the
+/// library from creating an open one.
+/// \param iOn  0 switches this off.
 ORVA_EXPORT void ORVAFSRefuseOpenParents(int iOn);
 
-/// Asked before records are listed. \return 0 to go on; negative to have the list fail.
-/// Must not throw. It may use the same record store; what it lists itself it is asked about too.
+/// A function that is called before records are listed. \return 0 to go on; negative to make the listing fail.
+/// It must not throw. It may use the same record store, but its own listings call it, too.
 typedef int (*ORVALISTGUARD)(void* pContext);
 
-/// Has every `OrvaJsonDbApi::recList()` of this process ask a function first.
+/// Makes every `OrvaJsonDbApi::recList()` of this process call a function first.
 ///
-/// The library reads the tasks that it is going to start with a list, and starts them from what it has read; a host
-/// that must make something ready for them, or wait for something, can do so at that moment and at no later one.
-/// \param pfnGuard  the function; null switches it off again.
-/// \param pContext  handed to it.
+/// The library lists the tasks that it will start, and starts them with the data that it has read. This call is a
+/// host's last chance to prepare these tasks, or to wait for something.
+/// \param pfnGuard  the function; null switches this off.
+/// \param pContext  argument for the function.
 ORVA_EXPORT void ORVAStoreAskBeforeList(ORVALISTGUARD pfnGuard, void* pContext);
 
-/// A share as it is defined, and what has become of it.
+/// The definition and the present state of a share.
 typedef struct tagORVASHARE {
   char* szName;               ///< name
-  char* szPath;               ///< its folder, as it is defined
-  char* szVolume;             ///< mount point that it lies on or should lie on; empty when that is unknown
-  int iError;                 ///< 0 when it can be used; else what KLIBShareIsAccessible() leaves as last error
-  unsigned long long cbFree;  ///< bytes that an unprivileged writer may use; 0 when it is read-only or unusable
+  char* szPath;               ///< its folder, as defined
+  char* szVolume;             ///< mount point of its volume; empty when unknown
+  int iError;                 ///< 0 when it is available; else the last error of KLIBShareIsAccessible()
+  unsigned long long cbFree;  ///< free bytes for an unprivileged user; 0 when read-only or not available
 } ORVASHARE;
 
-/// A share by its address, as the calls hand it over.
+/// Pointer to a share.
 typedef ORVASHARE* PORVASHARE;
 
-/// Lists the shares that are defined, in the order of their definitions.
-/// \param ppShares  the list that their names are appended to; it may move.
-/// \param ppFaults  likewise for what is wrong with definitions, one text each with file and line; null: they are
-///                  logged.
+/// Lists the defined shares, in the order of their definitions.
+/// \param ppShares  list to which their names are appended; it may move.
+/// \param ppFaults  list to which errors in definitions are appended, each a text with file and line; it may move.
+///                  Null: the errors are logged.
 /// \return the number of shares; negative on failure.
 ORVA_EXPORT int ORVAShareList(PKLIBCSZLIST* ppShares, PKLIBCSZLIST* ppFaults);
 
-/// Looks at one share.
+/// Reads one share.
 /// \param szShare  name of the share.
 /// \param ppShare  receives the share; free it with ORVAShareFree().
-/// \return 0, also when the share cannot be used; negative when there is no such share, and `*ppShare` is then null.
+/// \return 0, also when the share is not available; negative when there is no such share, and `*ppShare` is then null.
 ORVA_EXPORT int ORVAShareGet(const char* szShare, PORVASHARE* ppShare);
 
 /// Frees a share; null is accepted.

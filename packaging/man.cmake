@@ -5,13 +5,13 @@ if(NOT SCDOC)
   return()
 endif()
 
-# What eorva can do is told by itself, in the middle of its page.
+# eorva writes the middle part of its page, the commands.
 set(COMMANDS "${CMAKE_CURRENT_BINARY_DIR}/man/commands.scd")
 file(MAKE_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/man")
 add_custom_command(OUTPUT "${COMMANDS}" DEPENDS eorva VERBATIM
   COMMAND sh -c "ASAN_OPTIONS=detect_leaks=0 '$<TARGET_FILE:eorva>' manual >'${COMMANDS}'")
 
-# orva_man_page(PAGE PART...): a page from the parts that it is made of.
+# orva_man_page(PAGE PART...): builds a page from its parts.
 function(orva_man_page page)
   set(result "${CMAKE_CURRENT_BINARY_DIR}/man/${page}")
   list(JOIN ARGN "' '" parts)

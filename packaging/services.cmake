@@ -1,8 +1,8 @@
-# What fires the events, and keeps the installed system in order: systemd units, a udev rule, and their programs.
+# Installs the systemd units, the udev rule and the programs that fire the events and maintain the system.
 set(EORVA_UNITS /lib/systemd/system)
 set(EORVA_LIBEXEC "${CMAKE_INSTALL_FULL_LIBEXECDIR}/eorva")
 
-# What names other installed files ends in .in.
+# Files that contain paths of other installed files end in .in.
 file(GLOB UNITS CONFIGURE_DEPENDS systemd/*.service.in)
 foreach(unit ${UNITS})
   get_filename_component(name "${unit}" NAME_WLE)
@@ -11,7 +11,7 @@ foreach(unit ${UNITS})
 endforeach()
 file(GLOB TIMERS CONFIGURE_DEPENDS systemd/*.timer)
 install(FILES ${TIMERS} DESTINATION "${EORVA_UNITS}")
-# What holds for all units of a kind.
+# A drop-in for all units of a type.
 install(FILES systemd/mount.conf DESTINATION "${EORVA_UNITS}/mount.d" RENAME eorva.conf)
 
 foreach(name fire-shutdown watch-volumes watch-ups)
@@ -24,8 +24,8 @@ install(FILES udev/90-eorva.rules DESTINATION /lib/udev/rules.d)
 install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva/examples" USE_SOURCE_PERMISSIONS)
 install(FILES "${CMAKE_SOURCE_DIR}/docs/administrators.md" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva")
 
-# The store changes while the system runs, so it lies where backups look; the path that the library knows leads there.
-# A store that was made in that place by hand stays there.
+# The store changes at run time, so it is in /var/lib, which backups include; the library's fixed path is a link to it.
+# A store that was created by hand at the library's path stays there.
 install(CODE "
   set(store \"\$ENV{DESTDIR}${ORVA_ROOT}/etc/eorvascheduler\")
   if(NOT EXISTS \"\${store}\" AND NOT IS_SYMLINK \"\${store}\")

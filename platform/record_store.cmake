@@ -1,4 +1,4 @@
-# The record store, and the support that the other rooms share.
+# The record store, and the support code that the whole platform uses.
 target_sources(orvaplatform PRIVATE
   record_store/authorizer.cpp
   record_store/busy.cpp

@@ -1,5 +1,5 @@
-# Everything else that a plain server needs: users, shares, volumes, processes, mail, texts, event log.
-# The objects stand apart so that the platform's own programs and tests can reach what the library hides.
+# The rest of the platform: users, shares, volumes, processes, mail, texts, event log.
+# An object library, so that the platform's programs and tests can use functions that the shared library hides.
 pkg_check_modules(MOUNT REQUIRED IMPORTED_TARGET mount)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
@@ -46,7 +46,7 @@ target_link_libraries(orvaplatform_server
 target_sources(orvaplatform PRIVATE $<TARGET_OBJECTS:orvaplatform_server>)
 target_link_libraries(orvaplatform PRIVATE PkgConfig::MOUNT PkgConfig::SYSTEMD)
 
-# What both of the platform's own programs need of its inner parts.
+# The inner parts that both platform programs use.
 add_library(orvaplatform_inner INTERFACE)
 target_sources(orvaplatform_inner INTERFACE
   $<TARGET_OBJECTS:orvaplatform_server>
@@ -54,7 +54,7 @@ target_sources(orvaplatform_inner INTERFACE
   "${CMAKE_CURRENT_SOURCE_DIR}/support/log.cpp")
 target_link_libraries(orvaplatform_inner INTERFACE orvaplatform_server)
 
-# The parts of the notifier, apart for its tests.
+# The parts of the notifier, in a separate library for its tests.
 add_library(orvaplatform_notify OBJECT
   notify/group_members.cpp
   notify/notification_text.cpp

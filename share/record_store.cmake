@@ -1,4 +1,4 @@
-# What the library reads to build its store handles.
+# The files from which the library builds its store handles.
 install(FILES
   eorvascheduler-table-def.json
   eorvascheduler-table-create.sql

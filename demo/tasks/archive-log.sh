@@ -1,5 +1,5 @@
 #!/bin/sh
-# Copies the package log into an archive, compressed and dated, and keeps the newest seven.
+# Archives the package log, compressed and with the date in its name, and keeps the newest seven copies.
 set -eu
 archive=$HOME/log-archive
 mkdir -p "$archive"

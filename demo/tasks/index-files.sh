@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds an index that never gets done: the limit of one second of processor time ends it with a signal.
+# Builds an index that is never finished: the limit of one second of CPU time ends it with a signal.
 ulimit -t 1
 echo "indexing with at most $(ulimit -t) s of processor time"
 files=0

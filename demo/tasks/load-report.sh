@@ -1,5 +1,5 @@
 #!/bin/sh
-# What the machine is busy with.
+# Prints the load of the machine.
 set -eu
 echo "load: $(cut -d ' ' -f 1-3 /proc/loadavg), processors: $(nproc)"
 ps -e -o pid,user,pcpu,rss,comm --sort=-rss | head -n 6

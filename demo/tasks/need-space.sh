@@ -1,5 +1,5 @@
 #!/bin/sh
-# The nightly copy wants one exabyte; without it there is no point in starting it.
+# The nightly copy needs one exabyte of free space. Fails without it.
 wanted=$((1024 * 1024 * 1024 * 1024 * 1024))
 free=$(df -Pk / | awk 'NR == 2 { print $4 }')
 echo "free: $free KiB, wanted: $wanted KiB"

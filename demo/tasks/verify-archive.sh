@@ -1,5 +1,5 @@
 #!/bin/sh
-# Checksums every archived log, and compares with the list of last time.
+# Computes a checksum of every archived log, and compares it with the previous list.
 set -eu
 cd "$HOME/log-archive"
 sha256sum -- *.gz >../log-archive.new

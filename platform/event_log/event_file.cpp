@@ -48,8 +48,8 @@ void rotate() {
   rename(FILE_PATH, (strBase + "1").c_str());
 }
 
-// Opens and locks the file, a fresh one when this line would make it too long. Whoever held the lock before may
-// have moved the file that was opened: then it is opened again.
+// Opens and locks the file, and starts a new one if this line would make it too long. If the previous holder of the
+// lock has moved the file, it is opened again.
 UniqueFd openForLine(std::size_t cbLine, off_t& cbFile) {
   for (int i = 0; i < N_OPEN_TRIES; ++i) {
     UniqueFd fd(open(FILE_PATH, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
@@ -87,7 +87,7 @@ int appendToEventFile(int iLevel, unsigned int uCode, const EventArguments& argu
   if (cbWritten == static_cast<ssize_t>(strLine.size())) {
     return 0;
   }
-  // Half a line on a full disk would spoil the next one.
+  // If the disk is full, remove the incomplete line so that it does not damage the next one.
   const int iError = cbWritten < 0 ? errno : ENOSPC;
   return ftruncate(fd.get(), cbFile) == 0 ? iError : errno;
 }

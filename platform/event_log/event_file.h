@@ -3,7 +3,7 @@
 ///
 ///     {"args":["backup"],"code":"0x14400004","level":1,"pid":812,"time":1700000000}
 ///
-/// Before it would pass 5 MB it becomes event.jsonl.1, that one .2, and so on to .5.
+/// Before the file would exceed 5 MB, it is renamed to event.jsonl.1, the old .1 to .2, and so on up to .5.
 
 #pragma once
 

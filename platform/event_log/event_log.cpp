@@ -32,7 +32,7 @@ int logEvent(int iType, int iLevel, unsigned int uCode, const orva::EventArgumen
   orva::writeSystemLog(priorityOf(iLevel), uCode, arguments,
                        orva::eventText(orva::loadLogCatalogue(), uCode, arguments));
   const int iError = orva::appendToEventFile(iLevel, uCode, arguments);
-  // A child that runs under its task's owner already has no access, and the system's log has the event.
+  // A child that already runs as its task's owner has no access. The event is still in the system log.
   if (iError != 0 && iError != EACCES && iError != EPERM) {
     logError("cannot append event %s to the event file: %s", orva::eventCodeText(uCode).c_str(), strerror(iError));
   }

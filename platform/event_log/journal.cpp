@@ -13,7 +13,7 @@
 namespace orva {
 namespace {
 
-// The journal's library reports success when nobody listens, so that is looked up first.
+// The journal's library reports success even without a journal, so check the socket first.
 constexpr const char* JOURNAL_SOCKET = "/run/systemd/journal/socket";
 constexpr const char* IDENTIFIER = "orva";
 
@@ -29,7 +29,7 @@ bool sendToJournal(const std::vector<std::string>& vecField) {
 }  // namespace
 
 void writeSystemLog(int iPriority, unsigned int uCode, const EventArguments& arguments, const EventText& text) {
-  // Whoever names a task must not be able to write lines of their own into the log.
+  // The name of a task must not add lines to the log.
   const std::string strText = inOneLine(text.strText);
   std::vector<std::string> vecField = {"MESSAGE=" + strText, "PRIORITY=" + std::to_string(iPriority),
                                        std::string("SYSLOG_IDENTIFIER=") + IDENTIFIER,

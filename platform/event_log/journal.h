@@ -7,8 +7,8 @@
 
 namespace orva {
 
-/// Writes an event to the journal, with its code and arguments as fields of their own; to syslog on a system
-/// without journal.
+/// Writes an event to the journal, with separate fields for its code and arguments. Without a journal, it writes to
+/// syslog.
 /// \param iPriority  priority of syslog().
 void writeSystemLog(int iPriority, unsigned int uCode, const EventArguments& arguments, const EventText& text);
 

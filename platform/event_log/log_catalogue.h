@@ -15,18 +15,18 @@ namespace orva {
 
 using EventArguments = std::array<std::string, 4>;
 
-/// The catalogue's name of a code: "0x14400004".
+/// The code as in the catalogue, for example "0x14400004".
 std::string eventCodeText(unsigned int uCode);
 
-/// Reads the whole catalogue; what cannot be read is logged and left out.
+/// Reads the whole catalogue. Files that cannot be read are logged and skipped.
 Json::Value loadLogCatalogue();
 
 struct EventText {
-  std::string strText;       ///< in English, arguments filled in
+  std::string strText;       ///< in English, with the arguments
   std::string strMessageId;  ///< empty when the catalogue has none
 };
 
-/// Finds the text of an event. A code that is not in the catalogue is shown with its arguments.
+/// Finds the text of an event. If the code is not in the catalogue, the text has the code and the arguments.
 EventText eventText(const Json::Value& jCatalogue, unsigned int uCode, const EventArguments& arguments);
 
 }  // namespace orva

@@ -1,5 +1,5 @@
 /// \file address.h
-/// Which addresses mail is sent to.
+/// Valid mail addresses.
 
 #pragma once
 
@@ -7,12 +7,13 @@
 
 namespace orva {
 
-/// Tells whether a text is one mail address, by a list of what is allowed.
+/// Tells whether a text is one mail address, with an allow-list of characters.
 ///
-/// The local part: 1 to 64 letters, digits and . _ + = ~ & ' -, beginning with a letter, a digit or "_", no two dots
-/// in a row and none at the end. Then, unless it is a local user, "@" and a domain of labels of letters, digits and
-/// hyphens. 254 bytes in all. What mail programs read as a command, a file, a route, a list or an option has no way
-/// through: there is no blank, quote, comma, "|", "/", "!", "%", ":" or "<", and no leading "-".
+/// The local part has 1 to 64 letters, digits and . _ + = ~ & ' -. It begins with a letter, a digit or "_", and has no
+/// two dots in a row and no dot at its end. Unless it is a local user, "@" and a domain follow, with labels of letters,
+/// digits and hyphens. The whole address has at most 254 bytes. Mail programs cannot read it as a command, a file, a
+/// route, a list or an option, because it has no blank, quote, comma, "|", "/", "!", "%", ":" or "<", and no leading
+/// "-".
 bool isMailAddress(std::string_view strAddress);
 
 }  // namespace orva

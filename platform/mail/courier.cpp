@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* PROGRAM_DEFAULT = "/usr/sbin/sendmail";
 
-// What mail programs end with when trying again is of no use: malformed message, unknown receiver.
+// Exit statuses of mail programs after which a retry is useless: malformed message, unknown recipient.
 constexpr int EXIT_DATA_ERROR = 65;
 constexpr int EXIT_NO_USER = 67;
 
@@ -53,7 +53,7 @@ std::optional<Envelope> readEnvelope(int fd) {
 }
 
 Handover runMailProgram(const Envelope& envelope, int fdMessage, const RunLimits& limits) {
-  // A reading position and a right to read only, apart from ours: the mail program gets this descriptor.
+  // A new descriptor for the mail program: read-only, with its own file position.
   const std::string strOwn = "/proc/self/fd/" + std::to_string(fdMessage);
   const UniqueFd fdInput(open(strOwn.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fdInput || lseek(fdInput.get(), envelope.offsetMessage, SEEK_SET) < 0) {
@@ -69,7 +69,7 @@ Handover runMailProgram(const Envelope& envelope, int fdMessage, const RunLimits
     return Handover::TAKEN;
   }
   if (iExit < 0) {
-    logError("cannot hand the mail to %s over to %s: %s", envelope.strTo.c_str(), strProgram.c_str(),
+    logError("cannot hand over the mail for %s to %s: %s", envelope.strTo.c_str(), strProgram.c_str(),
              errno == EINTR ? "it was killed by a signal" : strerror(errno));
     return Handover::UNAVAILABLE;
   }
@@ -82,7 +82,7 @@ bool isTooOld(int fd) {
   return fstat(fd, &status) == 0 && std::time(nullptr) - status.st_mtime > OUTBOX_SECONDS_MAX;
 }
 
-// Hands one kept message over, and removes it when that is the end of it.
+// Hands over one message of the outbox, and removes it when it was sent or refused.
 Handover deliverEntry(const Outbox& outbox, const OutboxEntry& entry, const RunLimits& limits) {
   const auto envelope = readEnvelope(entry.fd());
   if (!envelope) {
@@ -93,7 +93,7 @@ Handover deliverEntry(const Outbox& outbox, const OutboxEntry& entry, const RunL
   const Handover result = runMailProgram(*envelope, entry.fd(), limits);
   const bool blGivenUp = result != Handover::TAKEN && (result == Handover::REFUSED || isTooOld(entry.fd()));
   if (blGivenUp) {
-    logError("the mail to %s is given up", envelope->strTo.c_str());
+    logError("dropped the mail for %s: the mail program refused it", envelope->strTo.c_str());
   }
   if (result == Handover::TAKEN || blGivenUp) {
     outbox.remove(entry);
@@ -107,7 +107,7 @@ void flush(const Outbox& outbox, const RunLimits& limits) {
   }
   for (const std::string& strName : outbox.names()) {
     const auto entry = outbox.lock(strName);
-    // A program that is missing or hangs would do so for every message.
+    // If the program is missing or hangs, it would fail for every message.
     if (entry && deliverEntry(outbox, *entry, limits) == Handover::UNAVAILABLE) {
       return;
     }
@@ -120,7 +120,7 @@ Handover deliverUnkept(int fdMessage, const RunLimits& limits) {
   const auto envelope = readEnvelope(fdMessage);
   const Handover result = envelope ? runMailProgram(*envelope, fdMessage, limits) : Handover::REFUSED;
   if (envelope && result != Handover::TAKEN) {
-    logError("the mail to %s is lost, the outbox cannot keep it: %s", envelope->strTo.c_str(), strerror(iErrno));
+    logError("lost the mail for %s: cannot write it to the outbox: %s", envelope->strTo.c_str(), strerror(iErrno));
   }
   return result;
 }
@@ -139,7 +139,7 @@ bool writeAll(int fd, std::string_view strText) {
   return true;
 }
 
-// Leaves nothing of the program that this process was forked from: its terminal, its files, its signals.
+// Detaches this process from its parent's terminal, files and signals.
 void becomeCourier(int& fdMessage) {
   setsid();
   prctl(PR_SET_NAME, "orvamail");
@@ -151,7 +151,7 @@ void becomeCourier(int& fdMessage) {
   sigset_t set;
   sigemptyset(&set);
   sigprocmask(SIG_SETMASK, &set, nullptr);
-  // The log's socket would be closed behind its back below, and its number be taken by another file.
+  // Closing all descriptors below would also close syslog's socket, and another file could get its number.
   closelog();
   fdMessage = fcntl(fdMessage, F_DUPFD, STDERR_FILENO + 1);
   dup2(fdMessage, STDERR_FILENO + 1);
@@ -186,7 +186,7 @@ int sendDetached(const std::string& strFrom, const std::string& strTo, const std
       !writeAll(fdMessage.get(), strMessage)) {
     return -1;
   }
-  // The courier is a grandchild: its parent, which the caller collects at once, ends without waiting for it.
+  // The courier is a grandchild. Its parent ends at once and is reaped here.
   const pid_t pid = fork();
   if (pid == 0) {
     const pid_t pidCourier = fork();
@@ -201,7 +201,7 @@ int sendDetached(const std::string& strFrom, const std::string& strTo, const std
   int iStatus = 0;
   while (waitpid(pid, &iStatus, 0) < 0) {
     if (errno != EINTR) {
-      // The caller has its children collected elsewhere; then nobody can tell, and it most likely went well.
+      // The caller's children are reaped elsewhere, so the result is unknown; assume success.
       return 0;
     }
   }
@@ -216,7 +216,7 @@ void deliverAndFlush(int fdMessage, const RunLimits& limits) {
   const auto outbox = Outbox::open();
   const auto entry = outbox ? outbox->put(fdMessage) : std::nullopt;
   const Handover result = entry ? deliverEntry(*outbox, *entry, limits) : deliverUnkept(fdMessage, limits);
-  // A program that takes this mail, or knows better than to take it, is at work again; and a full outbox is emptied.
+  // If the program took or refused this mail, it works again, so try the others. This also empties a full outbox.
   if (outbox && (result == Handover::TAKEN || result == Handover::REFUSED)) {
     flush(*outbox, limits);
   }

@@ -13,7 +13,7 @@ constexpr std::size_t CB_PLAIN_HEADER_MAX = 60;
 // A line with encoded words has at most 76 characters: 39 bytes make 52, "=?UTF-8?B?" and "?=" 12, "Subject: " 9.
 constexpr std::size_t CB_WORD_MAX = 39;
 
-// What stands for itself in quoted-printable; blanks do too, except at the end of a line.
+// Characters that quoted-printable does not encode. Blanks are not encoded either, except at the end of a line.
 bool isLiteral(char ch) {
   return (ch > 0x20 && ch < 0x7F && ch != '=') || ch == ' ' || ch == '\t';
 }
@@ -24,7 +24,7 @@ std::string hexByte(char ch) {
   return {'=', DIGITS[uByte >> 4], DIGITS[uByte & 0xF]};
 }
 
-// How one character of a line is written; at the start of a written line some would mean more than themselves.
+// Encodes one character of a line. Some characters have a special meaning at the start of a line.
 std::string quotedPiece(std::string_view strLine, std::size_t uIndex, bool blAtStart) {
   const char ch = strLine[uIndex];
   const bool blLast = uIndex + 1 == strLine.size();
@@ -37,7 +37,7 @@ void appendQuotedLine(std::string_view strLine, std::string& strResult) {
   std::size_t cbLine = 0;
   for (std::size_t i = 0; i < strLine.size(); ++i) {
     std::string strPiece = quotedPiece(strLine, i, cbLine == 0);
-    // The soft line break takes one character, unless this is the line's last piece.
+    // A soft line break takes one character, except after the line's last piece.
     const std::size_t cbSoft = i + 1 == strLine.size() ? 0 : 1;
     if (cbLine + strPiece.size() + cbSoft > CB_LINE_MAX) {
       strResult += "=\n";

@@ -1,5 +1,5 @@
 /// \file encoding.h
-/// How texts travel in a mail: base64, quoted-printable and encoded words.
+/// Encodings of texts in a mail: base64, quoted-printable and encoded words.
 
 #pragma once
 
@@ -10,18 +10,18 @@ namespace orva {
 
 std::string base64(std::string_view strBytes);
 
-/// Base64 in lines of 76 characters, each with its line end.
+/// Base64 in lines of 76 characters, each with a line end.
 std::string base64Lines(std::string_view strBytes);
 
-/// Quoted-printable in lines of at most 76 characters. Line ends ("\n") stay line ends; a line that would read
-/// "From " or begin with a dot at its start is written so that no mail program takes it for its own.
+/// Quoted-printable in lines of at most 76 characters. Line ends ("\n") stay line ends. A line that begins with "From "
+/// or with a dot is encoded, because mail programs treat it specially.
 std::string quotedPrintable(std::string_view strText);
 
-/// Whether quoted-printable would cost more than base64 does.
+/// Tells whether base64 is shorter than quoted-printable.
 bool wantsBase64(std::string_view strText);
 
-/// The value of an unstructured header: as it is when that is short plain ASCII, else as encoded words in folded
-/// lines. Control characters, line ends included, become blanks. The text is well-formed UTF-8.
+/// The value of an unstructured header: unchanged if it is short ASCII, else as encoded words in folded lines. Control
+/// characters, including line ends, become blanks. The text is well-formed UTF-8.
 std::string encodedHeader(std::string_view strText);
 
 }  // namespace orva

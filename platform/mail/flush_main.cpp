@@ -1,5 +1,5 @@
-// orvamailflush: tries to hand over the mail that waits in the outbox. For a timer, and for administrators who have
-// mended their mail program.
+// orvamailflush: tries to hand over all mail in the outbox. A timer runs it, and administrators who have repaired their
+// mail program.
 
 #include <cstdio>
 #include <string_view>
@@ -9,12 +9,12 @@
 int main(int argc, char** argv) {
   if (argc == 2 && std::string_view(argv[1]) == "--help") {
     std::puts(
-        "Usage: orvamailflush\nHands over the mail that waits in /var/spool/orva/outbox.\n"
-        "Exit status: 0 nothing waits any more, 1 some mail still waits, 2 wrong usage.");
+        "Usage: orvamailflush\nTries to send all mail in /var/spool/orva/outbox.\n"
+        "Exit status: 0 no mail is waiting, 1 some mail still waits, 2 wrong usage.");
     return 0;
   }
   if (argc != 1) {
-    std::fputs("orvamailflush: it takes no arguments; see orvamailflush --help\n", stderr);
+    std::fputs("orvamailflush: unexpected argument; see orvamailflush --help\n", stderr);
     return 2;
   }
   const int cWaiting = orva::flushOutbox(orva::COURIER_LIMITS);

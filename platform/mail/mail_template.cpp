@@ -15,14 +15,14 @@ namespace {
 constexpr const char* TEMPLATES_PATH = "/usr/orva/share/mail/";
 constexpr const char* LANGUAGE_FALLBACK = "enu";
 
-// A name that cannot lead to another folder.
+// Tells whether a name cannot lead to another folder.
 bool isTemplateName(std::string_view strName) {
   return !strName.empty() && strName.size() <= 128 && std::all_of(strName.begin(), strName.end(), [](char ch) {
     return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9') || ch == '_' || ch == '-';
   });
 }
 
-// The longest placeholder that stands at the beginning of a text; the end of the map when there is none.
+// Finds the longest placeholder at the beginning of a text; the end of the map when there is none.
 PlaceholderValues::const_iterator placeholderAt(std::string_view strText, const PlaceholderValues& mapValue) {
   auto itBest = mapValue.end();
   for (auto it = mapValue.begin(); it != mapValue.end(); ++it) {
@@ -75,7 +75,7 @@ std::optional<MailTemplate> loadMailTemplate(std::string_view strName, const std
   }
   auto mail = parseMailTemplate(strText);
   if (!mail) {
-    logError("mail template %s is malformed: it begins with Subject and Cut, in UTF-8", strPath.c_str());
+    logError("mail template %s is malformed: it must be UTF-8 and begin with a Subject line", strPath.c_str());
   }
   return mail;
 }

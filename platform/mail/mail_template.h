@@ -6,7 +6,7 @@
 ///
 ///     The body, to the end of the file.
 ///
-/// `Cut` is the sentence that ends a body that was too long. `Subject` is required. All three have placeholders.
+/// `Subject` is required. `Cut` is the sentence that ends a body that was cut. Placeholders are allowed in all three.
 
 #pragma once
 
@@ -26,16 +26,16 @@ struct MailTemplate {
 
 using PlaceholderValues = std::map<std::string, std::string, std::less<>>;
 
-/// Reads a template in a language, or in English when that language has none.
-/// \return nothing when the name is none, or the template is missing or malformed; that is logged.
+/// Reads a template in a language, or in English if that language has none.
+/// \return nothing when the name is invalid, or the template is missing or malformed. This is logged.
 std::optional<MailTemplate> loadMailTemplate(std::string_view strName, const std::string& strLanguage);
 
 /// Reads a template from its text; nothing when it is malformed.
 std::optional<MailTemplate> parseMailTemplate(std::string_view strText);
 
-/// Puts the values in the place of their placeholders, in one pass: what a value brings in is not looked at again.
-/// Where two placeholders fit, the longer one is meant. What has no value stays as it is.
-/// \param cbMax  it ends soon after so many bytes; the caller cuts the rest.
+/// Replaces placeholders by their values in one pass, so a placeholder within a value stays. If two placeholders match,
+/// the longer one is replaced. A placeholder without a value stays.
+/// \param cbMax  the text ends soon after this number of bytes; the caller cuts the rest.
 std::string filled(std::string_view strText, const PlaceholderValues& mapValue, std::size_t cbMax);
 
 }  // namespace orva

@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t CB_SUBJECT_MAX = 200;
 constexpr std::size_t CB_CUT_MAX = 1000;
 
-// Not strftime: the names of days and months are English here, whatever language the program speaks.
+// Not strftime, because the names of days and months must be English in every locale.
 std::string mailDate(std::time_t now) {
   constexpr std::array<const char*, 7> DAYS = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   constexpr std::array<const char*, 12> MONTHS = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
@@ -39,7 +39,7 @@ std::string messageId(std::time_t now, const std::string& strMailName) {
   return fmt::format("<{}.{}.{:016x}@{}>", now, getpid(), uRandom, strMailName);
 }
 
-// An address in a message always has a domain; a local user's is that of the server.
+// An address in a message always has a domain. A local user gets the server's name.
 std::string withDomain(const std::string& strAddress, const std::string& strMailName) {
   return strAddress.find('@') == std::string::npos ? strAddress + "@" + strMailName : strAddress;
 }
@@ -50,7 +50,7 @@ std::string subjectOf(const std::string& strTemplate, const PlaceholderValues& m
   return encodedHeader(strCut.size() < strFilled.size() ? std::string(strCut) + "..." : strFilled);
 }
 
-// Lines end with "\n" alone, and no byte stands there that ends a text for some programs.
+// Makes all lines end with "\n", and removes bytes that end a text for some programs.
 void normalizeLines(std::string& strText) {
   std::size_t uTo = 0;
   for (std::size_t uFrom = 0; uFrom < strText.size(); ++uFrom) {
@@ -70,7 +70,7 @@ std::string bodyOf(const MailTemplate& mail, const PlaceholderValues& mapValue) 
     return strBody;
   }
   std::string strCut(utf8Prefix(strBody, CB_BODY_MAX));
-  // A line that is longer than all that is cut in its middle.
+  // A line that is longer than the limit is cut in its middle.
   if (const std::size_t uEnd = strCut.rfind('\n'); uEnd != std::string::npos) {
     strCut.resize(uEnd + 1);
   } else {

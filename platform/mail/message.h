@@ -1,5 +1,5 @@
 /// \file message.h
-/// The message as it is handed to the mail program.
+/// The message for the mail program.
 
 #pragma once
 
@@ -14,14 +14,14 @@ namespace orva {
 constexpr std::size_t CB_BODY_MAX = std::size_t{1} << 20;
 
 struct MessageHead {
-  std::string strFrom;  ///< checked address; a local user's gets the server's name, here and below
+  std::string strFrom;  ///< checked address; a local user gets the server's name, here and below
   std::string strTo;
-  std::string strListId;    ///< what receivers can filter on, a domain of its own
+  std::string strListId;    ///< List-Id, for filters of recipients
   std::string strMailName;  ///< the sending server
 };
 
-/// Writes a whole message: headers, an empty line, and the text with the lines and the encoding that mail needs.
-/// A body over #CB_BODY_MAX is cut at the end of a line, and ends with the template's sentence that says so.
+/// Writes a whole message: headers, an empty line, and the encoded text. A body over #CB_BODY_MAX is cut at the end of
+/// a line and ends with the template's sentence `Cut`.
 std::string composeMessage(const MessageHead& head, const MailTemplate& mail, const PlaceholderValues& mapValue);
 
 }  // namespace orva

@@ -18,7 +18,7 @@ constexpr const char* OUTBOX_PATH = "/var/spool/orva/outbox";
 constexpr const char* UNFINISHED = ".new.";
 constexpr std::time_t UNFINISHED_SECONDS_MAX = 3600;
 
-// Names in the order of their making; the process and a counter keep those of one instant apart.
+// Makes a name that sorts by time. The process id and a counter make it unique.
 std::string freshName() {
   static unsigned uCounter = 0;
   timespec now{};
@@ -97,7 +97,7 @@ std::optional<OutboxEntry> Outbox::put(int fdMessage) const {
   if (!fdNew) {
     return std::nullopt;
   }
-  // Locked before it can be found, so that nobody else hands it over at the same time.
+  // Lock the file before it gets its name, so that no other process hands it over, too.
   const bool blPut = flock(fdNew.get(), LOCK_EX | LOCK_NB) == 0 && fchmod(fdNew.get(), 0600) == 0 &&
                      copyAll(fdMessage, fdNew.get()) && fsync(fdNew.get()) == 0 &&
                      renameat(m_fdFolder.get(), strNew.c_str(), m_fdFolder.get(), strName.c_str()) == 0;
@@ -129,7 +129,7 @@ std::optional<OutboxEntry> Outbox::lock(const std::string& strName) const {
   UniqueFd fd(openat(m_fdFolder.get(), strName.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat opened{};
   struct stat named{};
-  // Whoever held the lock before may have removed the file, or another one taken its name.
+  // The previous holder of the lock may have removed the file, and another file may have its name.
   if (!fd || flock(fd.get(), LOCK_EX | LOCK_NB) != 0 || fstat(fd.get(), &opened) != 0 ||
       fstatat(m_fdFolder.get(), strName.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 || opened.st_ino != named.st_ino) {
     return std::nullopt;

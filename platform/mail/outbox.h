@@ -1,8 +1,8 @@
 /// \file outbox.h
-/// Where mail waits until the mail program has taken it: /var/spool/orva/outbox, one file a message.
+/// The outbox, where mail waits for the mail program: /var/spool/orva/outbox, one file a message.
 ///
-/// A file begins with a line "FROM TO", the envelope, and goes on with the message. It appears whole or not at all,
-/// has mode 0600, and is locked (flock) by the process that is handing it over.
+/// A file begins with a line "FROM TO", the envelope; the message follows. It appears complete or not at all, has mode
+/// 0600, and is locked (flock) by the process that hands it over.
 
 #pragma once
 
@@ -16,11 +16,11 @@
 
 namespace orva {
 
-constexpr std::size_t C_OUTBOX_MAX = 500;                           ///< messages that are kept
-constexpr std::size_t CB_OUTBOX_MAX = std::size_t{64} << 20;        ///< bytes that are kept
-constexpr std::time_t OUTBOX_SECONDS_MAX = std::time_t{5} * 86400;  ///< how long a message is kept
+constexpr std::size_t C_OUTBOX_MAX = 500;                           ///< limit of messages
+constexpr std::size_t CB_OUTBOX_MAX = std::size_t{64} << 20;        ///< limit of bytes
+constexpr std::time_t OUTBOX_SECONDS_MAX = std::time_t{5} * 86400;  ///< limit of a message's age
 
-/// A message in the outbox, locked for as long as this lives.
+/// A message in the outbox, locked while this object exists.
 class OutboxEntry {
 public:
   OutboxEntry(std::string strName, UniqueFd fd) : m_strName(std::move(strName)), m_fd(std::move(fd)) {}
@@ -34,23 +34,23 @@ private:
 
 class Outbox {
 public:
-  /// Opens the folder, making it when it is missing.
-  /// \return nothing when it cannot be made, or belongs to somebody else; `errno` says why.
+  /// Opens the folder, and creates it if it is missing.
+  /// \return nothing when it cannot be created or belongs to another user; `errno` has the reason.
   static std::optional<Outbox> open();
 
-  /// Puts a message in, from the beginning of a file; nothing when it cannot be kept, and `errno` says why (ENOSPC:
-  /// there are too many already).
+  /// Adds a message, from the beginning of a file. \return nothing when it cannot be stored; `errno` has the reason
+  /// (ENOSPC: the outbox is full).
   std::optional<OutboxEntry> put(int fdMessage) const;
 
-  /// Names of what waits, oldest first.
+  /// Names of the waiting messages, oldest first.
   std::vector<std::string> names() const;
 
-  /// Locks a message; nothing when another process hands it over, or it is gone.
+  /// Locks a message; nothing when another process is handing it over, or it no longer exists.
   std::optional<OutboxEntry> lock(const std::string& strName) const;
 
   void remove(const OutboxEntry& entry) const;
 
-  /// Lets one process at a time go through what waits; false when another one does.
+  /// Locks the whole outbox for handing over; false when another process has the lock.
   bool lockAll() const;
 
 private:

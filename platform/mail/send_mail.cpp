@@ -22,7 +22,7 @@ std::string senderAddress(const std::string& strMailName) {
   if (orva::isMailAddress(strSender)) {
     return strSender;
   }
-  logError("setting mailfrom is no mail address: \"%s\"", orva::repairedUtf8(strSender).c_str());
+  logError("the setting mailfrom is not a mail address: \"%s\"", orva::repairedUtf8(strSender).c_str());
   return strDefault;
 }
 

@@ -14,7 +14,7 @@ constexpr const char* ADMINISTRATORS_GROUP_DEFAULT = "sudo";
 
 }  // namespace
 
-// The notifier has one thread, so the calls that keep their result in static memory will do.
+// The notifier has one thread, so it can use calls with a static result.
 std::optional<std::vector<std::string>> groupMembers(const std::string& strGroup) {
   const bool blAdministrators = strGroup == ADMINISTRATORS;
   std::set<std::string> setName;

@@ -1,5 +1,5 @@
-// orvakbvnotify @GROUP KEY: mails the text of a key to every member of a group, and logs it as an event. The same
-// key is sent at most once in ten minutes; the next mail says how many were held back.
+// orvakbvnotify @GROUP KEY: mails the text of a key to every member of a group, and logs an event. The same key is sent
+// at most once in ten minutes. The next mail gives the number of notices that were held back.
 
 #include <cstdio>
 #include <ctime>
@@ -21,7 +21,7 @@ struct FreeHash {
 };
 using HashPtr = std::unique_ptr<KLIBCSZHASH, FreeHash>;
 
-// The library that calls this program hides its output, so a failure goes to the log too.
+// The library discards the output of this program, so a failure is also logged.
 int fail(int iStatus, const std::string& strFault) {
   std::fprintf(stderr, "orvakbvnotify: %s\n", strFault.c_str());
   logError("orvakbvnotify: %s", strFault.c_str());
@@ -55,11 +55,11 @@ int mailTo(const std::vector<std::string>& vecMember, const std::string& strText
 int notify(const std::string& strGroup, const std::string& strKey) {
   const auto members = orva::groupMembers(strGroup);
   if (!members) {
-    return fail(1, "there is no group \"" + strGroup + "\"");
+    return fail(1, "unknown group \"" + strGroup + "\"");
   }
   const auto text = orva::notificationText(strKey);
   if (!text) {
-    return fail(1, "there is no text \"" + strKey + "\"");
+    return fail(1, "unknown key \"" + strKey + "\"");
   }
   unsigned cSuppressed = 0;
   if (!orva::admitNotification(strKey, std::time(nullptr), cSuppressed)) {

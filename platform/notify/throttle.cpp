@@ -1,5 +1,5 @@
-// One small file a key, /var/lib/orva/notify/KEY: the time of the last notification and the number of those that
-// were held back since.
+// Each key has a small file, /var/lib/orva/notify/KEY: the time of the last notice, and the number of notices held back
+// since then.
 
 #include <cerrno>
 #include <cstdlib>
@@ -25,7 +25,7 @@ struct State {
   unsigned cSuppressed = 0;
 };
 
-// A state that cannot be read, or that nobody here wrote, counts as none.
+// A state that cannot be read or parsed counts as missing.
 State readState(int fd) {
   constexpr long long N_SUPPRESSED_MAX = 1'000'000'000;
   char szText[64] = "";
@@ -40,7 +40,7 @@ State readState(int fd) {
 }
 
 bool writeState(int fd, const State& state) {
-  // Of fixed width, so that one write replaces the whole.
+  // Fixed width, so that one write replaces the whole file.
   const std::string strText = fmt::format("{:20} {:10}\n", state.llLast, state.cSuppressed);
   return pwrite(fd, strText.data(), strText.size(), 0) == static_cast<ssize_t>(strText.size());
 }
@@ -60,16 +60,16 @@ bool admitNotification(const std::string& strKey, std::time_t now, unsigned& cSu
   cSuppressed = 0;
   const UniqueFd fd = openState(strKey);
   if (!fd) {
-    logError("cannot keep the state of notification %s: %s", strKey.c_str(), strerror(errno));
+    logError("cannot store the time of notification %s: %s", strKey.c_str(), strerror(errno));
     return true;
   }
   State state = readState(fd.get());
-  // A clock that was set back must not silence the server until it has caught up.
+  // If the clock was set back, send at once instead of waiting until it has caught up.
   const bool blAdmitted = now < state.llLast || now - state.llLast >= SECONDS_BETWEEN;
   cSuppressed = state.cSuppressed;
   state = blAdmitted ? State{now, 0} : State{state.llLast, state.cSuppressed + 1};
   if (!writeState(fd.get(), state)) {
-    logError("cannot keep the state of notification %s: %s", strKey.c_str(), strerror(errno));
+    logError("cannot store the time of notification %s: %s", strKey.c_str(), strerror(errno));
     return true;
   }
   return blAdmitted;

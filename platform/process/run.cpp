@@ -20,7 +20,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// Nothing of the caller's environment reaches a program that runs for the system.
+// Programs do not inherit the caller's environment.
 constexpr std::array<const char*, 6> ENVIRONMENT = {"PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
                                                     "HOME=/root",
                                                     "USER=root",
@@ -75,7 +75,7 @@ private:
   int m_iError = 0;
 };
 
-// Moves a descriptor out of the range of the three that the program gets, so that none is overwritten.
+// Moves a descriptor above 2, so that setting up the program's descriptors 0 to 2 does not overwrite it.
 UniqueFd aside(int fd) {
   return UniqueFd(fd >= 0 ? fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : -1);
 }
@@ -101,7 +101,7 @@ int spawn(const std::vector<std::string>& vecArgument, int fdIn, int fdOut, pid_
                      const_cast<char**>(ENVIRONMENT.data()));
 }
 
-// Waits until the process has ended, without collecting it; false when the time is up.
+// Waits until the process has ended, without reaping it; false when the time is up.
 bool waitForEnd(pid_t pid, int fdPid, steady_clock::time_point until) {
   milliseconds pause{1};
   for (;;) {
@@ -114,7 +114,7 @@ bool waitForEnd(pid_t pid, int fdPid, steady_clock::time_point until) {
     if (left.count() <= 0) {
       return false;
     }
-    // Without a descriptor for the process (an old kernel) it is looked at again and again, ever more slowly.
+    // Without a pidfd (old kernels), poll with growing pauses.
     const milliseconds step = fdPid >= 0 ? left : std::min(left, pause);
     pollfd watched{fdPid, POLLIN, 0};
     poll(&watched, fdPid >= 0 ? 1 : 0, static_cast<int>(std::min<milliseconds::rep>(step.count(), 60'000)));
@@ -152,7 +152,7 @@ int runProgram(const std::vector<std::string>& vecArgument, int fdIn, int fdOut,
   }
   kill(-pid, SIGTERM);
   waitForEnd(pid, fdPid.get(), steady_clock::now() + limits.grace);
-  // The rest of its group too: whoever ignored the first signal must not outlive the limit.
+  // Also kill the rest of its group, which may have ignored the first signal.
   kill(-pid, SIGKILL);
   collect(pid);
   errno = ETIMEDOUT;

@@ -18,13 +18,13 @@ bool isRefused(const char* szFunction) {
                      [szFunction](const char* szRefused) { return strcasecmp(szFunction, szRefused) == 0; });
 }
 
-// The database is not named where a statement uses none of the table's columns.
+// SQLite gives no database name if a statement uses none of the table's columns.
 bool isTable(const std::string& strTable, const char* szTable, const char* szDatabase) {
   return szTable != nullptr && strcasecmp(szTable, strTable.c_str()) == 0 &&
          (szDatabase == nullptr || strcasecmp(szDatabase, "main") == 0);
 }
 
-// Recursion is no write, but it is how a clause could keep the process busy for ever.
+// Recursion writes nothing, but could run forever.
 int authorize(void* pTable, int iAction, const char* szFirst, const char* szSecond, const char* szDatabase,
               const char* /*szTrigger*/) {
   const auto& strTable = *static_cast<const std::string*>(pTable);

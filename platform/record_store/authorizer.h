@@ -1,5 +1,5 @@
 /// \file authorizer.h
-/// What a caller's own WHERE clause may do: read one table.
+/// Limits a caller's WHERE clause to reading one table.
 
 #pragma once
 
@@ -9,7 +9,7 @@ struct sqlite3;
 
 namespace record_store {
 
-/// While it lives, statements on the connection may only read one table; also those that SQLite compiles again while
+/// While this object exists, statements on the connection can only read one table, even if SQLite recompiles them while
 /// they run.
 class ReadOnlyGuard {
 public:

@@ -22,11 +22,11 @@ std::int64_t now() {
 
 void sleepFor(std::int64_t iNanoseconds) {
   const timespec pause{static_cast<time_t>(iNanoseconds / NANOSECONDS), static_cast<long>(iNanoseconds % NANOSECONDS)};
-  // A signal may cut the pause short; the deadline is kept by the clock, not by counting pauses.
+  // A signal may shorten the pause. The clock decides the deadline, not the number of pauses.
   nanosleep(&pause, nullptr);
 }
 
-// Between half of the pause and the whole of it.
+// A random time between half of the pause and the whole pause.
 std::int64_t vary(std::int64_t iPause) {
   thread_local std::minstd_rand random(static_cast<unsigned>(getpid()) ^ static_cast<unsigned>(now()));
   return std::uniform_int_distribution<std::int64_t>(iPause / 2, iPause)(random);

@@ -1,5 +1,5 @@
 /// \file busy.h
-/// Trying again while another process has the database.
+/// Retries while another process uses the database.
 
 #pragma once
 
@@ -11,12 +11,12 @@ struct sqlite3;
 
 namespace record_store {
 
-/// The pauses between attempts: they grow, vary so that waiting processes do not march in step, and end after
+/// The pauses between attempts. They grow, vary so that waiting processes do not retry at the same times, and end after
 /// 10 seconds.
 class BusyPauses {
 public:
   /// Waits before the next attempt.
-  /// \return false, at once, when the time is used up.
+  /// \return false, without waiting, when the time is used up.
   bool wait();
 
 private:
@@ -24,16 +24,16 @@ private:
   std::int64_t m_iPause = 0;
 };
 
-/// What an attempt may repeat.
+/// What an attempt repeats.
 enum class RetryScope {
-  STATEMENT,  ///< one statement, and only outside a transaction: what went before it may be stale by now
-  COMMIT,     ///< the end of a transaction, which stays open and complete while it is refused
+  STATEMENT,  ///< one statement, only outside a transaction, whose earlier reads may be stale
+  COMMIT,     ///< the commit of a transaction, which stays open while it is refused
 };
 
 /// \return true when a busy failure may be tried again on this connection.
 bool mayRetry(sqlite3* pDb, RetryScope scope);
 
-/// Runs an attempt until it is not refused for a busy database any more, or the time is used up.
+/// Runs an attempt until the database is no longer busy, or the time is used up.
 /// \param attempt  callable that starts from scratch each time.
 /// \return what the attempt returns.
 template <typename Attempt>

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t MAX_SHOWN = 40;
 
-// What a log line shows of a value: its kind and, as far as it is short, its text.
+// The description of a value in a log line: its text if it is short.
 std::string describe(const Json::Value& jValue) {
   std::string strText;
   if (const char* szReason = writeJson(jValue, strText)) {
@@ -29,7 +29,7 @@ std::string describe(const Json::Value& jValue) {
   RAISE(EINVAL, "column {}: {} does not fit the type {}", column.strName, describe(jValue), typeName(column.type));
 }
 
-// By type, not by value: JsonCpp would also call 5.0 an integer.
+// Tests the type, because JsonCpp also calls 5.0 an integer.
 bool isStoredInteger(const Json::Value& jValue) {
   if (jValue.type() == Json::uintValue) {
     return jValue.asLargestUInt() <= static_cast<Json::LargestUInt>(std::numeric_limits<sqlite3_int64>::max());

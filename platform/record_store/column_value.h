@@ -1,5 +1,5 @@
 /// \file column_value.h
-/// One value on its way into a statement and out of a row.
+/// Binding one value to a statement, and reading one from a row.
 
 #pragma once
 
@@ -15,7 +15,7 @@ struct sqlite3_value;
 
 namespace record_store {
 
-/// True for a value that becomes SQL NULL. A JSON column has a null of its own, so nothing does there.
+/// True for a value that becomes SQL NULL. Never true for a JSON column, which stores JSON null.
 bool isSqlNull(const Column& column, const Json::Value& jValue);
 
 /// Binds values to the parameters of a statement, one after the other.
@@ -35,7 +35,7 @@ private:
   std::string m_strJson;
 };
 
-/// What is remembered from the rows before.
+/// State from earlier rows.
 struct ColumnMemory {
   JsonReader& reader;
   RepeatedText& text;
@@ -45,7 +45,7 @@ struct ColumnMemory {
 /// \param pStored  the value; the caller holds the connection's mutex.
 /// \param memory   of this column.
 /// \param jOut     replaced by the value.
-/// \return false, and null in jOut, when the row holds what the column's type does not allow.
+/// \return false, with null in jOut, when the column's type does not allow the value.
 bool readColumn(sqlite3_value* pStored, ColumnType type, const ColumnMemory& memory, Json::Value& jOut);
 
 }  // namespace record_store

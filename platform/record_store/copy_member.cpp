@@ -9,10 +9,10 @@
 int ORVA_JSON_DB::jsonCopyMember(Json::Value& jTarget, const Json::Value& jSource, bool blOverwrite) {
   if ((!jTarget.isObject() && !jTarget.isNull()) || !jSource.isObject()) {
     SET_LAST_ERROR(EINVAL);
-    logError("copy of members: the %s is no object", jSource.isObject() ? "target" : "source");
+    logError("copy of members: the %s is not an object", jSource.isObject() ? "target" : "source");
     return -1;
   }
-  // One of them may be part of the other: everything is copied before the target changes.
+  // The target and the source may be part of each other, so copy everything before the target changes.
   Json::Value jCopy(jSource);
   if (jTarget.isNull()) {
     jTarget = Json::Value(Json::objectValue);

@@ -35,7 +35,7 @@ const Json::Value& member(const Json::Value& jObject, const char* szName) {
 
 std::string identifierIn(const Json::Value& jName, const char* szWhat) {
   if (!jName.isString() || !isIdentifier(jName.asString())) {
-    RAISE(EINVAL, "the definition's {} is no name of letters, digits and underscores", szWhat);
+    RAISE(EINVAL, "the definition's {} is not a name of letters, digits and underscores", szWhat);
   }
   return jName.asString();
 }
@@ -47,12 +47,12 @@ ColumnType typeIn(const Json::Value& jColumn, const std::string& strName) {
       return type;
     }
   }
-  RAISE(EINVAL, "column {}: the type is none of integer, boolean, text, json", strName);
+  RAISE(EINVAL, "column {}: the type must be integer, boolean, text or json", strName);
 }
 
 std::vector<Column> columnsIn(const Json::Value& jColumns) {
   if (!jColumns.isArray() || jColumns.empty() || jColumns.size() > MAX_COLUMNS) {
-    RAISE(EINVAL, "the definition has no array of 1 to {} columns", MAX_COLUMNS);
+    RAISE(EINVAL, "the definition needs an array of 1 to {} columns", MAX_COLUMNS);
   }
   std::vector<Column> columns;
   for (const Json::Value& jColumn : jColumns) {
@@ -69,7 +69,7 @@ bool sortsBefore(const Column& left, const Column& right) {
 
 int schemaIn(const Json::Value& jSchema) {
   if (!jSchema.isInt() || jSchema.asInt() < 1) {
-    RAISE(EINVAL, "the definition has no schema version of 1 or more");
+    RAISE(EINVAL, "the definition needs a schema version of 1 or more");
   }
   return jSchema.asInt();
 }
@@ -79,7 +79,7 @@ int schemaIn(const Json::Value& jSchema) {
 TableDefinition::TableDefinition(const std::string& strTable, const Json::Value& jDefinitions) : m_strTable(strTable) {
   const Json::Value& jDefinition = jDefinitions.isObject() ? jDefinitions[strTable] : Json::Value::nullSingleton();
   if (!jDefinition.isObject() || !isIdentifier(strTable)) {
-    RAISE(EINVAL, "there is no definition of this table");
+    RAISE(EINVAL, "the table has no definition");
   }
   m_iSchema = schemaIn(jDefinition["schema"]);
   m_columns = columnsIn(jDefinition["columns"]);
@@ -98,7 +98,7 @@ std::size_t TableDefinition::indexOf(std::string_view strName) const {
       return iColumn;
     }
   }
-  RAISE(EINVAL, "the key {} is none of the columns", strName);
+  RAISE(EINVAL, "the key {} is not one of the columns", strName);
 }
 
 const char* typeName(ColumnType type) {

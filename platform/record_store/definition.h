@@ -12,11 +12,11 @@
 
 namespace record_store {
 
-/// What a column holds.
+/// The type of a column.
 enum class ColumnType {
   INTEGER,  ///< signed 64-bit integer
   BOOLEAN,  ///< 0 or 1 in the table, a boolean in a record
-  TEXT,     ///< bytes, NUL among them allowed
+  TEXT,     ///< bytes, including NUL
   JSON,     ///< any JSON value, as compact text
 };
 
@@ -29,16 +29,16 @@ struct Column {
 /// A set of columns: one bit each, in the order of TableDefinition::columns().
 using ColumnSet = std::uint64_t;
 
-/// Most columns that a table can have, so that a ColumnSet holds them.
+/// The limit of columns of a table, which fit into a ColumnSet.
 constexpr std::size_t MAX_COLUMNS = 64;
 
-/// The set that holds one column.
+/// The set with one column.
 constexpr ColumnSet onlyColumn(std::size_t iColumn) {
   return ColumnSet{1} << iColumn;
 }
 
-/// The definition of one table. Its columns are kept sorted by name, which is the order of a JSON object's members:
-/// records and columns are matched by walking both once.
+/// The definition of one table. Its columns are sorted by name, like the members of a JSON object, so records and
+/// columns are matched in one pass.
 class TableDefinition {
 public:
   /// \param strTable      name of the table.
@@ -52,7 +52,7 @@ public:
   std::size_t keyIndex() const { return m_iKey; }
   const Column& key() const { return m_columns[m_iKey]; }
 
-  /// The database's schema version that this definition describes.
+  /// The schema version of the database for this definition.
   int schema() const { return m_iSchema; }
 
 private:

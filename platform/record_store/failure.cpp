@@ -45,17 +45,17 @@ int errnoOf(int iResult) {
   }
 }
 
-// SQLITE_PROTOCOL is a lost race for the locks of the write-ahead log; like a lock, it passes.
+// SQLITE_PROTOCOL is a lost race for the locks of the write-ahead log, which is temporary, too.
 bool isBusy(int iResult) {
   const int iPrimary = iResult & PRIMARY_CODE_MASK;
   return iPrimary == SQLITE_BUSY || iPrimary == SQLITE_PROTOCOL;
 }
 
-// The system's own reason, where SQLite's is only that a file could not be opened, read or written; otherwise 0.
+// The system's error code if SQLite only says that a file could not be opened, read or written; otherwise 0.
 int errnoOfSystem(sqlite3* pDb, int iResult) {
   const int iPrimary = iResult & PRIMARY_CODE_MASK;
   if (iPrimary == SQLITE_CANTOPEN && sqlite3_db_readonly(pDb, "main") == 1) {
-    // The database could be opened, for reading. It is the files beside it that could not be made.
+    // The database could be opened for reading, but the files beside it could not be created.
     return EROFS;
   }
   return iPrimary == SQLITE_IOERR || iPrimary == SQLITE_CANTOPEN ? sqlite3_system_errno(pDb) : 0;
@@ -64,7 +64,7 @@ int errnoOfSystem(sqlite3* pDb, int iResult) {
 }  // namespace
 
 StoreFailure sqliteFailure(sqlite3* pDb, int iResult, const char* szFile, int iLine) {
-  // A connection that never opened answers everything with "misuse", and keeps what says why it failed.
+  // A connection that failed to open returns "misuse" from every call, but keeps its original error.
   const bool blNeverOpened = (iResult & PRIMARY_CODE_MASK) == SQLITE_MISUSE;
   const int iCode = blNeverOpened ? sqlite3_extended_errcode(pDb) : iResult;
   const bool blOwnText = (iCode & PRIMARY_CODE_MASK) == (sqlite3_errcode(pDb) & PRIMARY_CODE_MASK);

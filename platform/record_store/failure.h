@@ -1,5 +1,5 @@
 /// \file failure.h
-/// How the record store fails inside: an exception that the five operations turn into -1 and one log line.
+/// The record store's internal failures: exceptions that the five operations convert to -1 and one log line.
 
 #pragma once
 
@@ -11,14 +11,14 @@ struct sqlite3;
 
 namespace record_store {
 
-/// A failed step of an operation: a reason for people, a code for the platform's last error.
+/// A failed step of an operation, with a reason as text and a code for the platform's last error.
 class StoreFailure : public std::runtime_error {
 public:
   /// \param iCode      `errno` value.
-  /// \param szFile     source file that noticed it; a literal.
+  /// \param szFile     source file that detected it; a literal.
   /// \param iLine      source line.
-  /// \param strReason  what went wrong; without the table and the operation, which the operation adds.
-  /// \param blBusy     true: somebody else had the database, and the same step may succeed later.
+  /// \param strReason  the reason, without the table and the operation, which the operation adds.
+  /// \param blBusy     true: the database was busy, and the same step may succeed later.
   StoreFailure(int iCode, const char* szFile, int iLine, const std::string& strReason, bool blBusy = false)
       : std::runtime_error(strReason), m_iCode(iCode), m_szFile(szFile), m_iLine(iLine), m_blBusy(blBusy) {}
 
@@ -34,17 +34,17 @@ private:
   bool m_blBusy;
 };
 
-/// Makes the failure for a result code of SQLite, with the connection's own text.
+/// Makes the failure for a result code of SQLite, with the connection's error text.
 StoreFailure sqliteFailure(sqlite3* pDb, int iResult, const char* szFile, int iLine);
 
 /// Writes the one log line of a failed operation and records the platform's last error.
-/// \param szOperation  name of the operation, as its callers know it.
+/// \param szOperation  public name of the operation.
 void reportFailure(const std::string& strTable, const char* szOperation, const std::exception& failure);
 
 }  // namespace record_store
 
-/// Leaves the operation with a reason in the form of fmt::format().
+/// Throws a failure with a reason in the form of fmt::format().
 #define RAISE(iCode, ...) throw ::record_store::StoreFailure((iCode), __FILE_NAME__, __LINE__, fmt::format(__VA_ARGS__))
 
-/// Leaves the operation with the failure that SQLite reported.
+/// Throws the failure that SQLite reported.
 #define RAISE_SQLITE(pDb, iResult) throw ::record_store::sqliteFailure((pDb), (iResult), __FILE_NAME__, __LINE__)

@@ -16,12 +16,12 @@ bool isRaw(const Json::Value& jFilter) {
 std::string rawText(const Json::Value& jFilter) {
   const Json::Value& jText = jFilter[RAW_MEMBER];
   if (!jText.isString()) {
-    RAISE(EINVAL, "{} is no string", RAW_MEMBER);
+    RAISE(EINVAL, "{} is not a string", RAW_MEMBER);
   }
   std::string strText = jText.asString();
-  // SQLite would read only what stands before it.
+  // SQLite would read only the text before the NUL.
   if (strText.find('\0') != std::string::npos) {
-    RAISE(EINVAL, "{} holds a NUL", RAW_MEMBER);
+    RAISE(EINVAL, "{} contains a NUL", RAW_MEMBER);
   }
   return strText;
 }
@@ -34,7 +34,7 @@ Filter::Filter(const TableDefinition& definition, const Json::Value& jFilter, Fi
   if (kind == FilterKind::MEMBERS_OR_RAW && isRaw(jFilter)) {
     m_raw = rawText(jFilter);
   } else if (unknown) {
-    RAISE(EINVAL, "the filter's member {} is no column", *unknown);
+    RAISE(EINVAL, "the filter's member {} is not a column", *unknown);
   }
 }
 

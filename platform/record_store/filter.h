@@ -1,5 +1,5 @@
 /// \file filter.h
-/// What a caller asks for: members that must be equal, or a WHERE clause of its own.
+/// A caller's filter: members that must be equal, or a WHERE clause.
 
 #pragma once
 
@@ -13,13 +13,13 @@
 
 namespace record_store {
 
-/// Which filters an operation takes.
+/// The filters that an operation accepts.
 enum class FilterKind { MEMBERS_ONLY, MEMBERS_OR_RAW };
 
 /// A checked filter. Borrows the JSON value.
 class Filter {
 public:
-  /// Raises when the value is no filter of this kind.
+  /// Raises when the value is not a filter of this kind.
   Filter(const TableDefinition& definition, const Json::Value& jFilter, FilterKind kind);
 
   /// The caller's own WHERE clause; none when the filter is made of members.

@@ -26,7 +26,7 @@ void appendEscaped(unsigned char uCharacter, std::string& strOut) {
   strOut += HEX[uCharacter & 0xfU];
 }
 
-// Bytes above 0x7f pass as they are: text that is no UTF-8 comes back byte for byte.
+// Bytes above 0x7f are not changed, so text that is not UTF-8 comes back byte for byte.
 void appendString(std::string_view strText, std::string& strOut) {
   strOut += '"';
   for (const char cCharacter : strText) {
@@ -54,7 +54,7 @@ void appendNumber(Number number, std::string& strOut) {
   strOut += digits(number, buffer);
 }
 
-// The shortest digits that read back as the same number; a whole one keeps ".0", so that it stays a real.
+// Writes the shortest digits that read back as the same number. A whole number keeps ".0", so that it stays a real.
 void appendReal(double dNumber, std::string& strOut) {
   std::array<char, 32> buffer;
   const std::string_view strDigits = digits(dNumber, buffer);
@@ -134,7 +134,7 @@ const char* append(const Json::Value& jValue, int iDepth, std::string& strOut) {
   return "it has no JSON type";
 }
 
-// The same value, whose names and texts are lasting ones as far as there are any.
+// Copies a value, with lasting names and texts where they exist.
 Json::Value leanCopy(const Json::Value& jValue) {
   if (jValue.isString()) {
     const char* szLasting = lastingText(stringOf(jValue));

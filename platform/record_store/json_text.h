@@ -1,5 +1,5 @@
 /// \file json_text.h
-/// JSON values to and from the compact text that JSON columns hold.
+/// Converts JSON values to and from the compact text in JSON columns.
 
 #pragma once
 
@@ -15,28 +15,28 @@ class CharReader;
 
 namespace record_store {
 
-/// Writes a value as compact text. Strings keep their bytes, whatever their encoding.
+/// Writes a value as compact text. Strings keep their bytes in any encoding.
 /// \param strOut  replaced by the text.
-/// \return null; or why the value has no text.
+/// \return null; or the reason why the value cannot be written.
 const char* writeJson(const Json::Value& jValue, std::string& strOut);
 
-/// Reads what writeJson() wrote. Building a parser costs several times what one parse costs, so it is kept; and rows
-/// say the same few things over and over ("ended normally with 0"), so the last short texts are kept with their values.
-/// What is said a second time is given out with lasting names and texts.
+/// Reads the output of writeJson(). Building a parser costs several times as much as one parse, so the parser is kept.
+/// Rows often repeat a few texts ("ended normally with 0"), so the last short texts are kept with their values. A
+/// repeated text gets lasting names and texts.
 class JsonReader {
 public:
   JsonReader();
   ~JsonReader();
 
   /// \param jOut  replaced by the value; undefined on failure.
-  /// \return false when the text is no JSON value.
+  /// \return false when the text is not a JSON value.
   bool read(std::string_view strText, Json::Value& jOut);
 
 private:
   struct Known {
     std::string strText;
     Json::Value jValue;
-    bool blLean = false;  ///< its names and texts are lasting ones
+    bool blLean = false;  ///< it has lasting names and texts
   };
 
   bool parse(std::string_view strText, Json::Value& jOut);

@@ -18,7 +18,7 @@ using orva::UniqueFd;
 namespace record_store {
 namespace {
 
-// More than any history of crashes explains; whoever has that many must look.
+// More than any series of crashes explains, so an administrator must check.
 constexpr int MAX_COPIES = 99;
 
 struct CloseConnection {
@@ -30,7 +30,7 @@ struct CloseConnection {
   RAISE(iCode, "{}: {}", strPath, std::strerror(iCode));
 }
 
-// Left over from a process that was killed: only the holder of the write lock gets here, so nobody else writes it.
+// An existing file is left from a killed process. No other process writes it, because we have the write lock.
 void createEmpty(const std::string& strPath) {
   unlink(strPath.c_str());
   const UniqueFd file(open(strPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
@@ -39,7 +39,7 @@ void createEmpty(const std::string& strPath) {
   }
 }
 
-// A connection of its own, because the one that holds the write lock cannot copy; it sees what was committed.
+// Use another connection, because the one with the write lock cannot copy. It sees the committed data.
 void copyDatabase(const char* szFrom, const std::string& strTo) {
   sqlite3* pOpened = nullptr;
   const int iResult = sqlite3_open_v2(szFrom, &pOpened, SQLITE_OPEN_READONLY, nullptr);
@@ -69,7 +69,7 @@ std::string giveFreeName(const std::string& strFrom, const std::string& strName)
       raiseErrno(strTo);
     }
   }
-  RAISE(EEXIST, "{} and {} more are there already: remove those that are not needed", strName, MAX_COPIES - 1);
+  RAISE(EEXIST, "{} and {} more copies exist: remove those that are not needed", strName, MAX_COPIES - 1);
 }
 
 }  // namespace
@@ -96,7 +96,7 @@ KeptCopy::KeptCopy(sqlite3* pDb, int iSchema) {
     m_file.take(m_strPath);
     sync(m_strPath.substr(0, m_strPath.rfind('/') + 1), O_DIRECTORY);
   } catch (const StoreFailure& failure) {
-    RAISE(failure.code(), "cannot keep a copy of the database before it is changed: {}", failure.what());
+    RAISE(failure.code(), "cannot copy the database before the migration: {}", failure.what());
   }
 }
 

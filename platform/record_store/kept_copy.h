@@ -1,5 +1,5 @@
 /// \file kept_copy.h
-/// The database as it was, kept beside it.
+/// A copy of the database before a migration.
 
 #pragma once
 
@@ -11,19 +11,19 @@ namespace record_store {
 
 /// A copy of a database, taken before its tables are changed.
 ///
-/// It stands beside the database under the database's name with ".schema-N" behind it, N being the version of its
-/// schema; with ".2", ".3" and so on behind that when the name is taken: a copy is never overwritten. Only its owner
-/// can read it. It has its name only when it is complete and on the disk.
+/// It is beside the database and has the database's name followed by ".schema-N", where N is its schema version. If a
+/// copy of this name exists, ".2", ".3" and so on follow: a copy is never overwritten. Only its owner can read it. It
+/// gets its name when it is complete and on the disk.
 ///
-/// The copy is removed again with this object unless it was confirmed: a migration that failed, and left the database
-/// as it was, must not leave one more copy at every attempt.
+/// The destructor removes the copy unless it was confirmed. Otherwise every attempt of a failing migration would leave
+/// another copy.
 class KeptCopy {
 public:
-  /// Writes the copy. The caller holds the write lock, so that nothing changes between the copy and the migration.
-  /// A database in memory has none.
+  /// Writes the copy. The caller has the write lock, so nothing changes between the copy and the migration. A database
+  /// in memory gets no copy.
   KeptCopy(sqlite3* pDb, int iSchema);
 
-  /// Keeps the copy from now on, whatever comes.
+  /// Keeps the copy from now on.
   void confirm() { m_file.release(); }
 
   /// The copy's path; empty when there is none.

@@ -1,5 +1,5 @@
 /// \file lasting_text.h
-/// Texts that outlive every record, so that records can share them instead of each having a copy.
+/// Texts that outlive every record, so that records can share them instead of copying them.
 
 #pragma once
 
@@ -8,19 +8,19 @@
 
 namespace record_store {
 
-/// A copy of a name that is never freed, on purpose: there are as many as definitions have columns.
+/// A copy of a name that is deliberately never freed. There is one for each column of the definitions.
 const char* lastingName(const std::string& strName);
 
-/// The same for a text out of a row.
-/// \return null for a text that is long or holds a NUL, and when there are many already: what rows hold is the users'
-///         affair, and must not fill the memory.
+/// A copy of a text in a row that is never freed.
+/// \return null for a text that is long or contains a NUL, and when there are many already, because texts of users must
+///         not fill the memory.
 const char* lastingText(std::string_view strText);
 
-/// Recognizes what says the same again and again: the rows of a list are of few tasks, and end in few ways. A large
-/// part of what a list costs is one piece of memory for each text.
+/// Recognizes repeated texts. The rows of a list have few different tasks and exit types, and allocating each text is a
+/// large part of a list's cost.
 class RepeatedText {
 public:
-  /// \return a lasting copy when this is the text of the last call again and there is one; otherwise null.
+  /// \return a lasting copy when this is the same text as in the last call and a copy exists; otherwise null.
   const char* find(std::string_view strText);
 
 private:

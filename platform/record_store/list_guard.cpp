@@ -15,7 +15,7 @@ void* g_pContext = nullptr;
 
 void record_store::askBeforeList() {
   if (g_pfnGuard != nullptr && g_pfnGuard(g_pContext) < 0) {
-    RAISE(ECANCELED, "the host has nothing listed now");
+    RAISE(ECANCELED, "the host refused the listing");
   }
 }
 

@@ -1,11 +1,11 @@
 /// \file list_guard.h
-/// What a host wants to do before records are listed.
+/// The host's function that is called before records are listed.
 
 #pragma once
 
 namespace record_store {
 
-/// Asks the host. \throw StoreFailure when it has the list fail.
+/// Calls the host's function. \throw StoreFailure when it makes the listing fail.
 void askBeforeList();
 
 }  // namespace record_store

@@ -10,7 +10,7 @@ namespace record_store {
 Members::Members(const TableDefinition& definition, const Json::Value& jObject, const char* szWhat)
     : m_definition(definition) {
   if (!jObject.isObject()) {
-    RAISE(EINVAL, "the {} is no object", szWhat);
+    RAISE(EINVAL, "the {} is not an object", szWhat);
   }
   const std::vector<Column>& columns = definition.columns();
   std::size_t iColumn = 0;

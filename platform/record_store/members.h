@@ -16,7 +16,7 @@ namespace record_store {
 /// An object's members, matched with the columns of a table. Borrows both.
 class Members {
 public:
-  /// \param szWhat  what the object is, for the failure that is raised when it is no object.
+  /// \param szWhat  name of the object, for the failure when it is not an object.
   Members(const TableDefinition& definition, const Json::Value& jObject, const char* szWhat);
 
   /// The columns that are members.
@@ -28,7 +28,7 @@ public:
   /// The member of one column of set().
   const Json::Value& value(std::size_t iColumn) const { return *m_values[iColumn]; }
 
-  /// A member that is no column; none when every member is one.
+  /// A member without a column; none when every member has one.
   const std::optional<std::string>& unknown() const { return m_unknown; }
 
   /// Binds the members of some columns of set(), in the order of the columns.

@@ -17,17 +17,17 @@ const Json::Value& member(const Json::Value& jObject, const char* szName) {
 
 std::string textIn(const Json::Value& jText) {
   if (!jText.isString() || jText.asString().empty()) {
-    RAISE(EINVAL, "a migration has no text where one belongs");
+    RAISE(EINVAL, "a migration lacks a text");
   }
   return jText.asString();
 }
 
-// A list may be absent; nothing else may stand in its place.
+// A list may be absent, but not have another type.
 const Json::Value& listIn(const Json::Value& jStep, const char* szName) {
   static const Json::Value jNone(Json::arrayValue);
   const Json::Value& jList = member(jStep, szName);
   if (!jList.isNull() && !jList.isArray()) {
-    RAISE(EINVAL, "a migration's {} is no array", szName);
+    RAISE(EINVAL, "a migration's {} is not an array", szName);
   }
   return jList.isNull() ? jNone : jList;
 }
@@ -67,7 +67,7 @@ Migrations::Migrations(const Json::Value& jDefinitions) {
   for (const Json::Value& jStep : listIn(jDefinitions, MIGRATIONS_MEMBER)) {
     Step step = stepIn(jStep);
     if (!m_steps.empty() && step.iSchema <= m_steps.back().iSchema) {
-      RAISE(EINVAL, "the migration to schema version {} stands behind that to {}", step.iSchema,
+      RAISE(EINVAL, "the migration to schema version {} comes after the one to {}", step.iSchema,
             m_steps.back().iSchema);
     }
     m_steps.push_back(std::move(step));
@@ -99,7 +99,7 @@ void requireDefinedColumns(sqlite3* pDb, const Json::Value& jDefinitions) {
     const TableDefinition definition(strTable, jDefinitions);
     for (const Column& column : definition.columns()) {
       if (!hasColumn(pDb, strTable, column.strName)) {
-        RAISE(EINVAL, "the table {} would lack the column {}: no migration adds it", strTable, column.strName);
+        RAISE(EINVAL, "no migration adds the column {} to the table {}", column.strName, strTable);
       }
     }
   }

@@ -11,19 +11,19 @@ struct sqlite3;
 
 namespace record_store {
 
-/// The member of the definitions that holds the steps; every other member is a table.
+/// The member of the definitions with the steps; every other member is a table.
 constexpr const char* MIGRATIONS_MEMBER = "migrations";
 
-/// What the creation SQL cannot do for tables that exist already: each step says what its version changed in them.
+/// The changes of existing tables, which the creation SQL cannot make. Each step has the changes of one version.
 class Migrations {
 public:
-  /// Raises when the member `migrations` is there and is no array of steps in the order of their versions.
+  /// Raises when the member `migrations` exists and is not an array of steps in the order of their versions.
   explicit Migrations(const Json::Value& jDefinitions);
 
   /// Runs, in the caller's transaction, every step above one version, the lowest first.
   ///
-  /// A column is added where its table exists and lacks it: a database that was restored from SQL text has its columns
-  /// but not its version, and a table that does not exist yet is made whole by the creation SQL.
+  /// A column is added if its table exists and lacks it. A database that was restored from SQL text may have its
+  /// columns already, but not its version. The creation SQL makes a missing table with all columns.
   void run(sqlite3* pDb, int iFrom) const;
 
 private:

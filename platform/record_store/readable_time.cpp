@@ -15,7 +15,7 @@ constexpr int LAST_YEAR = 9999;
 constexpr long SECONDS_PER_MINUTE = 60;
 constexpr long MINUTES_PER_HOUR = 60;
 
-// A mail's date is in English wherever the server stands.
+// The date in a mail is in English on every server.
 constexpr std::array<const char*, 7> DAYS{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 constexpr std::array<const char*, 12> MONTHS{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                              "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -45,7 +45,7 @@ int ORVA_JSON_DB::convert2ReadableTime(long lTime, std::string& strOut, int iFor
   tm time{};
   if (localtime_r(&iTime, &time) == nullptr || !hasRendering(time)) {
     SET_LAST_ERROR(EOVERFLOW);
-    logError("readable time: %ld is beyond the calendar", lTime);
+    logError("readable time: %ld is out of range", lTime);
     return -1;
   }
   switch (iFormat) {
@@ -57,7 +57,7 @@ int ORVA_JSON_DB::convert2ReadableTime(long lTime, std::string& strOut, int iFor
       return 0;
     default:
       SET_LAST_ERROR(EINVAL);
-      logError("readable time: there is no format %d", iFormat);
+      logError("readable time: unknown format %d", iFormat);
       return -1;
   }
 }

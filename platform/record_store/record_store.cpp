@@ -44,7 +44,7 @@ private:
   RowReader m_reader;
 };
 
-// Nothing leaves an operation but its result.
+// Runs an operation; an exception becomes its result -1.
 template <typename Operation>
 int OrvaJsonDbApi::Impl::reported(const char* szOperation, const Operation& operation) const noexcept {
   try {
@@ -63,9 +63,9 @@ int OrvaJsonDbApi::Impl::create(const Json::Value& jIn, Json::Value& jOut) {
     record.bind(binder, record.set());
     Json::Value jRow = statement.step() ? m_reader.read(statement) : Json::Value();
     statement.finish();
-    // A view in the table's place gives a row although it keeps none.
+    // If the table is a view, the statement returns a row but stores none.
     if (sqlite3_changes(m_pDb) != 1) {
-      RAISE(EINVAL, "the table keeps no such record");
+      RAISE(EINVAL, "the table did not store the record");
     }
     return jRow;
   });
@@ -83,7 +83,7 @@ void OrvaJsonDbApi::Impl::readRows(const Filter& filter, RowLimit limit, const T
   const std::string strRawSql = raw ? m_texts.selectRaw(*raw, limit) : std::string();
   Statement statement(m_pDb, raw ? strRawSql : m_texts.selectRows(filter.shape(), limit));
   if (raw && sqlite3_bind_parameter_count(statement.handle()) != 0) {
-    RAISE(EINVAL, "the filter has a parameter, and there is no value for it");
+    RAISE(EINVAL, "the filter must not have a parameter");
   }
   Binder binder(statement);
   filter.bind(binder);
@@ -115,8 +115,8 @@ int OrvaJsonDbApi::Impl::list(const Json::Value& jFilter, Json::Value& jOut) {
   return 0;
 }
 
-// A key that stays the same is not written again: rows of other tables hang on it. When it is all there is to
-// write, it is written, so that the rows are counted.
+// An unchanged key is not written again, because rows of other tables refer to it. If it is the only column to write,
+// it is written, so that the rows are counted.
 ColumnSet OrvaJsonDbApi::Impl::columnsToSet(const Members& update, const Filter& filter) const {
   const std::size_t iKey = m_definition.keyIndex();
   const ColumnSet key = onlyColumn(iKey);
@@ -156,7 +156,7 @@ int OrvaJsonDbApi::Impl::remove(const Json::Value& jIn, bool blMustExist) {
     return sqlite3_changes(m_pDb);
   });
   if (cDeleted == 0 && blMustExist) {
-    RAISE(ENOENT, "there is no such record");
+    RAISE(ENOENT, "no such record");
   }
   return cDeleted;
 }

@@ -10,10 +10,10 @@
 namespace record_store {
 namespace {
 
-// Rows of a table have few different sets of NULLs.
+// The rows of a table have few different sets of NULLs.
 constexpr std::size_t MAX_PROTOTYPES = 64;
 
-// Reading a value needs the connection's mutex. Held for the whole row, it need not be taken for each value twice.
+// Reading a value takes the connection's mutex twice. Holding it for the whole row avoids this.
 class ConnectionLock {
 public:
   explicit ConnectionLock(sqlite3* pDb) : m_pMutex(sqlite3_db_mutex(pDb)) { sqlite3_mutex_enter(m_pMutex); }
@@ -45,7 +45,7 @@ ColumnSet RowReader::valuesOf(const Statement& statement, Row& row) const {
   return present;
 }
 
-// An object that has the members already, with null for each; copying it is cheaper than adding them one by one.
+// An object with all members set to null. Copying it is cheaper than adding the members one by one.
 const Json::Value& RowReader::prototype(ColumnSet present) {
   if (m_lastPrototype != m_prototypes.end() && m_lastPrototype->first == present) {
     return m_lastPrototype->second;
@@ -90,7 +90,7 @@ void RowReader::reportDamage(const Statement& statement, const Column& column) c
   const int iKey = static_cast<int>(m_definition.keyIndex());
   const auto* szKey = reinterpret_cast<const char*>(sqlite3_column_text(statement.handle(), iKey));
   SET_LAST_ERROR(EBADMSG);
-  logError("record store, table %s, row %s, column %s: the content is no %s value and is left out",
+  logError("record store, table %s, row %s, column %s: the value is not of type %s and is ignored",
            m_definition.table().c_str(), szKey == nullptr ? "" : szKey, column.strName.c_str(), typeName(column.type));
 }
 

@@ -1,5 +1,5 @@
 /// \file row_reader.h
-/// Rows to records.
+/// Converts rows to records.
 
 #pragma once
 
@@ -17,12 +17,12 @@ struct sqlite3_value;
 
 namespace record_store {
 
-/// Turns rows, whose columns are those of the definition in its order, into JSON objects.
+/// Converts rows to JSON objects. The columns of the rows are those of the definition, in its order.
 class RowReader {
 public:
   explicit RowReader(const TableDefinition& definition);
 
-  /// Reads the current row. A column that is SQL NULL is absent; one whose content does not fit its type is null,
+  /// Reads the current row. A column that is SQL NULL is absent. A column whose value does not fit its type is null,
   /// and a log line names it.
   Json::Value read(const Statement& statement);
 

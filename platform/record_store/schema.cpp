@@ -25,7 +25,7 @@ bool hasTables(sqlite3* pDb) {
   return Statement(pDb, "SELECT 1 FROM main.sqlite_schema WHERE type = 'table' AND name NOT GLOB 'sqlite_*'").step();
 }
 
-/// One database on its way from an older schema version to the definition's.
+/// The upgrade of a database from an older schema version to the definition's.
 class Upgrade {
 public:
   Upgrade(sqlite3* pDb, const TableDefinition& definition, const Json::Value& jDefinitions)
@@ -62,14 +62,14 @@ private:
   void requireVersion() const {
     const int iSchema = readSchema(m_pDb);
     if (iSchema != m_definition.schema()) {
-      RAISE(EINVAL, "the creation SQL gives schema version {}, the definition describes {}", iSchema,
+      RAISE(EINVAL, "the creation SQL sets schema version {}, but the definition has {}", iSchema,
             m_definition.schema());
     }
   }
 
   void report() const {
     if (m_copy && !m_copy->path().empty()) {
-      logNotice("record store: the database has schema version %d now; as it was, with version %d, it is kept in %s",
+      logNotice("record store: the database now has schema version %d; a copy with version %d is kept in %s",
                 m_definition.schema(), m_iFrom, m_copy->path().c_str());
     }
   }
@@ -86,12 +86,12 @@ private:
 void makeReady(sqlite3* pDb, const TableDefinition& definition, const Json::Value& jDefinitions,
                const std::string& strSqlCreate) {
   if (pDb == nullptr) {
-    RAISE(EINVAL, "there is no connection");
+    RAISE(EINVAL, "no connection");
   }
   retryWhileBusy(pDb, [pDb] { execute(pDb, "PRAGMA synchronous = FULL"); });
   const int iSchema = retryWhileBusy(pDb, [pDb] { return readSchema(pDb); });
   if (iSchema > definition.schema()) {
-    RAISE(ENOTSUP, "the database has schema version {}, newer than {}, the newest that this system knows", iSchema,
+    RAISE(ENOTSUP, "the database has schema version {}, newer than {}, the newest supported version", iSchema,
           definition.schema());
   }
   if (iSchema < definition.schema() && !strSqlCreate.empty()) {

@@ -1,5 +1,5 @@
 /// \file schema.h
-/// The connection's settings and the tables, when a handle is built.
+/// Prepares the connection and the tables when a handle is built.
 
 #pragma once
 
@@ -12,18 +12,18 @@ struct sqlite3;
 
 namespace record_store {
 
-/// Makes the connection and the database ready for a table.
+/// Prepares the connection and the database for a table.
 ///
-/// The connection commits with full synchronisation from now on: what was acknowledged survives a power cut. When the
-/// database's schema version (PRAGMA user_version) is older than the definition's, the PRAGMA statements that the SQL
-/// begins with are run, each for itself; then, in one transaction and under the write lock, a copy of the database is
-/// kept, the migrations above its version are run, and the rest of the SQL. A database without tables needs neither
-/// copy nor migrations. Of several processes that come at the same moment one does this, the others find it done.
+/// The connection commits with full synchronisation from now on, so committed data survives a power cut. If the
+/// database's schema version (PRAGMA user_version) is older than the definition's, this function first runs the PRAGMA
+/// statements at the beginning of the SQL, one by one. Then, in one transaction under the write lock, it copies the
+/// database, runs the migrations above its version, and runs the rest of the SQL. A database without tables needs
+/// neither copy nor migrations. If several processes come at the same time, one does this, and the others find it done.
 ///
-/// \param definition    the table's.
-/// \param jDefinitions  all of them, with the migrations.
+/// \param definition    definition of the table.
+/// \param jDefinitions  all definitions, with the migrations.
 /// \param strSqlCreate  the SQL; it ends by setting the schema version. Empty: nothing is created or changed.
-/// Raises when the database is newer than the definition, or something failed; the tables are then as they were.
+/// Raises when the database is newer than the definition, or a step failed; the tables are then unchanged.
 void makeReady(sqlite3* pDb, const TableDefinition& definition, const Json::Value& jDefinitions,
                const std::string& strSqlCreate);
 

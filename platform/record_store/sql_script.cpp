@@ -10,7 +10,7 @@
 namespace record_store {
 namespace {
 
-// Where the next statement begins: behind blanks, comments and empty statements.
+// Finds the next statement, after blanks, comments and empty statements.
 const char* skipToStatement(const char* szSql) {
   for (;;) {
     szSql += std::strspn(szSql, " \t\r\n\f;");

@@ -1,5 +1,5 @@
 /// \file sql_script.h
-/// Texts of several SQL statements.
+/// Scripts of several SQL statements.
 
 #pragma once
 
@@ -7,9 +7,9 @@ struct sqlite3;
 
 namespace record_store {
 
-/// Runs the PRAGMA statements that a script begins with, each for itself: the journal mode, for one, cannot change
-/// inside a transaction, and changing it finds the database busy like any write.
-/// \return where the rest begins.
+/// Runs the PRAGMA statements at the beginning of a script, one by one. For example, the journal mode cannot change
+/// inside a transaction, and changing it can fail with a busy database like any write.
+/// \return the rest of the script.
 const char* runLeadingPragmas(sqlite3* pDb, const char* szSql);
 
 /// Runs every statement of a script.

@@ -5,10 +5,10 @@
 namespace record_store {
 namespace {
 
-// Callers use a handful of column sets; one that makes up ever new ones must not fill the memory.
+// Callers normally use few column sets. The limit protects the memory from a caller with ever new sets.
 constexpr std::size_t MAX_KEPT = 256;
 
-// Brackets, because SQLite takes an unknown name between double quotes for a string.
+// Uses brackets, because SQLite reads an unknown name between double quotes as a string.
 std::string bracketed(const std::string& strName) {
   return fmt::format("[{}]", strName);
 }
@@ -17,7 +17,7 @@ std::string bracketed(const std::string& strName) {
 
 SqlTexts::SqlTexts(const TableDefinition& definition)
     : m_definition(definition),
-      // A temporary table of the same name must not come in between.
+      // The prefix "main" excludes temporary tables of the same name.
       m_strTable(fmt::format("main.[{}]", definition.table())),
       m_strAllColumns(names(~ColumnSet{0}, "", "", ",")),
       m_strDelete(fmt::format("DELETE FROM {} WHERE {}=?", m_strTable, bracketed(definition.key().strName))) {}
@@ -77,7 +77,7 @@ const std::string& SqlTexts::insertRow(ColumnSet columns) {
 const std::string& SqlTexts::selectRows(const FilterShape& filter, RowLimit limit) {
   const Kind kind = limit == RowLimit::ONE ? Kind::SELECT_ONE : Kind::SELECT;
   return kept({kind, 0, filter}, [&] {
-    // With the key given there is one row at most, and nothing to order.
+    // If the filter has the key, there is at most one row, so no order is needed.
     const bool blKeyGiven = (filter.bound() & onlyColumn(m_definition.keyIndex())) != 0;
     return fmt::format("SELECT {} FROM {}{}{}", m_strAllColumns, m_strTable, where(filter),
                        blKeyGiven ? "" : orderAndLimit(limit));
@@ -85,7 +85,7 @@ const std::string& SqlTexts::selectRows(const FilterShape& filter, RowLimit limi
 }
 
 std::string SqlTexts::selectRaw(const std::string& strWhere, RowLimit limit) const {
-  // The line end closes a comment that the clause may end with.
+  // The line end ends a comment at the end of the clause.
   return fmt::format("SELECT {} FROM {} WHERE ({}\n){}", m_strAllColumns, m_strTable, strWhere, orderAndLimit(limit));
 }
 

@@ -22,24 +22,24 @@ struct FilterShape {
   auto operator<=>(const FilterShape&) const = default;
 };
 
-/// How many rows a query is after.
+/// The number of rows that a query reads.
 enum class RowLimit { NONE, ONE };
 
-/// The texts. Parameters stand in the order of the columns: new values first, then the filter's.
+/// The texts. Parameters are in the order of the columns: first the new values, then the filter's values.
 class SqlTexts {
 public:
   explicit SqlTexts(const TableDefinition& definition);
 
-  /// Inserts a row with values for some columns, and gives the whole row.
+  /// Inserts a row with values for some columns, and returns the whole row.
   const std::string& insertRow(ColumnSet columns);
 
   /// Reads rows, in the order of the key.
   const std::string& selectRows(const FilterShape& filter, RowLimit limit);
 
-  /// Reads rows by a WHERE clause from outside; not kept.
+  /// Reads rows by a caller's WHERE clause; this text is not cached.
   std::string selectRaw(const std::string& strWhere, RowLimit limit) const;
 
-  /// Gives new values to some columns.
+  /// Sets new values of some columns.
   const std::string& updateRows(ColumnSet columns, const FilterShape& filter);
 
   /// Deletes the row with one key.

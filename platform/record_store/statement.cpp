@@ -9,7 +9,7 @@ namespace record_store {
 
 Statement::Statement(sqlite3* pDb, const std::string& strSql) : m_pDb(pDb) {
   const char* szTail = nullptr;
-  // With the terminator counted in, SQLite reads the text where it stands instead of copying it first.
+  // If the size includes the terminator, SQLite does not copy the text.
   const int cbSql = static_cast<int>(strSql.size()) + 1;
   const int iResult = sqlite3_prepare_v2(pDb, strSql.c_str(), cbSql, &m_pStatement, &szTail);
   if (iResult != SQLITE_OK) {

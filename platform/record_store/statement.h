@@ -18,7 +18,7 @@ public:
 
   /// Prepares the first statement of a script.
   /// \param szSql   script, NUL-terminated.
-  /// \param szTail  receives where the next statement begins.
+  /// \param szTail  receives the beginning of the next statement.
   Statement(sqlite3* pDb, const char* szSql, const char*& szTail);
 
   ~Statement();
@@ -30,10 +30,10 @@ public:
   /// \return true with a row, false at the end.
   bool step();
 
-  /// Steps to the end. A write is complete, and committed where no transaction is open, only then.
+  /// Steps to the end. Only then is a write complete and, without an open transaction, committed.
   void finish();
 
-  /// True for a script's text that held only blanks and comments.
+  /// True when the text of a script had only blanks and comments.
   bool isEmpty() const { return m_pStatement == nullptr; }
 
   sqlite3_stmt* handle() const { return m_pStatement; }
@@ -44,7 +44,7 @@ private:
   sqlite3_stmt* m_pStatement = nullptr;
 };
 
-/// Runs one statement that gives no rows worth reading.
+/// Runs one statement and ignores its rows.
 void execute(sqlite3* pDb, const std::string& strSql);
 
 }  // namespace record_store

@@ -1,5 +1,5 @@
 /// \file transaction.h
-/// A transaction of the store's own.
+/// A transaction of the store.
 
 #pragma once
 
@@ -7,10 +7,10 @@ struct sqlite3;
 
 namespace record_store {
 
-/// Holds the write lock until it is committed; rolled back when it goes out of scope before.
+/// A transaction that has the write lock. It is rolled back when it goes out of scope without a commit.
 class Transaction {
 public:
-  /// Waits for the write lock: a transaction that reads first could not be tried again.
+  /// Waits for the write lock, because a transaction that reads first could not be retried.
   explicit Transaction(sqlite3* pDb);
   ~Transaction();
 

@@ -8,8 +8,8 @@
 
 namespace orva {
 
-/// Names of the entries of a folder that end with a suffix and do not begin with a dot, in their order; empty when
-/// there is no such folder.
+/// Names of the entries of a folder that end with a suffix and do not begin with a dot, sorted; empty when there is no
+/// such folder.
 std::vector<std::string> filesInFolder(const std::string& strFolder, std::string_view strSuffix);
 
 }  // namespace orva

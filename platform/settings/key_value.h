@@ -1,9 +1,9 @@
 /// \file key_value.h
 /// Files of lines KEY=VALUE.
 ///
-/// Blanks around key and value do not count; neither do empty lines and lines that begin with "#" or ";". One pair
-/// of quotes around the whole value, single or double, is taken off; nothing inside is escaped. A "#" after a
-/// value belongs to the value. When a key stands there twice, the last line holds.
+/// Blanks around key and value are ignored, as are empty lines and lines that begin with "#" or ";". One pair of single
+/// or double quotes around the whole value is removed; there are no escapes inside. A "#" after a value is part of the
+/// value. If a key occurs twice, the last line wins.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 namespace orva {
 
-/// Finds a key in the text of such a file.
+/// Finds the value of a key in the text of such a file.
 std::optional<std::string> findKeyValue(std::string_view strText, std::string_view strKey);
 
 }  // namespace orva

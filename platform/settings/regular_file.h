@@ -8,7 +8,7 @@
 
 namespace orva {
 
-/// Reads a whole regular file; anything else (a folder, a device, a pipe) is refused without blocking on it.
+/// Reads a whole regular file. Other files (a folder, a device, a pipe) are refused without blocking.
 /// \param strContent  replaced by its bytes; untouched on failure.
 /// \param cbMax       a larger file is refused (EFBIG).
 /// \return 0, or an errno value.

@@ -38,7 +38,7 @@ private:
     if (!pair) {
       m_onFault(iLine, fmt::format("neither a section nor KEY = VALUE: \"{}\"", strText));
     } else if (!m_blInSection) {
-      m_onFault(iLine, fmt::format("\"{}\" stands in no section", pair->strKey));
+      m_onFault(iLine, fmt::format("\"{}\" is in no section", pair->strKey));
     } else {
       m_vecSection.back().vecEntry.push_back({std::string(pair->strKey), std::string(pair->strValue), iLine});
     }

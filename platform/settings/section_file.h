@@ -1,6 +1,6 @@
 /// \file section_file.h
-/// Files of sections: "[name]" lines, each followed by its KEY = VALUE lines. Empty lines and lines that begin with
-/// "#" or ";" do not count.
+/// Files of sections: "[name]" lines, each followed by its KEY = VALUE lines. Empty lines and lines that begin with "#"
+/// or ";" are ignored.
 
 #pragma once
 
@@ -13,7 +13,7 @@ namespace orva {
 
 struct SectionEntry {
   std::string strKey;
-  std::string strValue;  ///< as it stands, quotes included
+  std::string strValue;  ///< unchanged, including quotes
   int iLine = 0;
 };
 
@@ -23,11 +23,11 @@ struct Section {
   std::vector<SectionEntry> vecEntry;
 };
 
-/// Receives what is wrong in a file: the line and what is the matter with it.
+/// Receives an error in a file: the line number and a description.
 using FaultSink = std::function<void(int iLine, const std::string& strFault)>;
 
-/// Splits the text of such a file. A line that is neither is reported and left out, as are the lines that stand
-/// before the first section or below a section line without a name.
+/// Splits the text of such a file. A line of another form is reported and skipped, as are lines before the first
+/// section or after a section line without a name.
 std::vector<Section> parseSections(std::string_view strText, const FaultSink& onFault);
 
 }  // namespace orva

@@ -8,11 +8,11 @@
 
 namespace orva {
 
-/// Reads one setting anew.
+/// Reads one setting from the file.
 /// \return its value; the default when the file or the key is missing, or the value is empty.
 std::string serverSetting(std::string_view strKey, std::string_view strDefault);
 
-/// The server's language for mail and texts: `maillang` when it is one that can be a folder's name, else "enu".
+/// The server's language for mail and texts: `maillang` if it can be a folder's name, else "enu".
 std::string serverLanguage();
 
 /// The name under which the server sends mail: /etc/mailname, else the host's name, else "localhost".

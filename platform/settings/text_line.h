@@ -1,5 +1,5 @@
 /// \file text_line.h
-/// The small pieces of which the platform's line formats are made.
+/// Helpers for the platform's line formats.
 
 #pragma once
 
@@ -9,33 +9,32 @@
 
 namespace orva {
 
-/// Tells whether a byte is a control character of ASCII: nothing of a single line of text.
+/// Tells whether a byte is an ASCII control character.
 bool isControl(char ch);
 
-/// Tells whether a path stays one word, or several, of plain text when it becomes part of a command: no quote, no sign
-/// that a shell acts on. Blanks are no obstacle.
+/// Tells whether a path has no quotes and no other characters that are special to a shell. Blanks are allowed.
 bool isPlainForShell(std::string_view strPath);
 
-/// Replaces control characters by blanks, so that a text stays in its line.
+/// Replaces control characters by blanks, so that a text stays in one line.
 std::string inOneLine(std::string_view strText);
 
-/// Takes blanks, and the carriage return of a file from elsewhere, off both ends.
+/// Removes blanks and carriage returns from both ends.
 std::string_view trimmed(std::string_view strText);
 
-/// Takes the next line off a text, without its end.
+/// Removes the next line from a text, and returns it without its line end.
 std::string_view takeLine(std::string_view& strText);
 
-/// A line `KEY = VALUE`, cut at its first "=", both sides trimmed; nothing when there is no key or no "=".
+/// A line `KEY = VALUE`, split at its first "=", both sides trimmed; nothing without a key or "=".
 struct KeyValue {
   std::string_view strKey;
   std::string_view strValue;
 };
 std::optional<KeyValue> cutKeyValue(std::string_view strLine);
 
-/// Tells whether a line says nothing: empty, or a comment.
+/// Tells whether a line is empty or a comment.
 bool isBlankOrComment(std::string_view strLine);
 
-/// Takes a pair of quotes of one kind, single or double, off a text.
+/// Removes a pair of single or double quotes around a text.
 std::string_view withoutQuotes(std::string_view strText);
 
 }  // namespace orva

@@ -1,7 +1,7 @@
-// Folders are made from the root down, each through the descriptor of the one above it, so that nobody can put a
-// link in the way between a look and a step. No component may be a link, existing ones included: a path that
-// crosses one is refused. The paths of shares come resolved from ORVASharePathGet(); what lies below belongs to
-// users, whose links must not lead the system astray. "." and repeated slashes are skipped, ".." is refused.
+// Folders are created from the root down, each through the descriptor of its parent, so that nobody can insert a link
+// between a check and its use. No component may be a link, not even an existing one. ORVASharePathGet() resolves links
+// in the path of a share; below the share, links belong to users and must not be followed. "." and repeated slashes are
+// skipped, ".." is refused.
 
 #include <cerrno>
 #include <fcntl.h>
@@ -43,7 +43,7 @@ int splitPath(std::string_view strPath, std::vector<std::string>& vecComponent) 
   return 0;
 }
 
-// A link in the way gives ENOTDIR when it is opened as a folder; say what it is.
+// Opening a link as a folder gives ENOTDIR. Returns ELOOP for a link.
 int reasonAgainst(int fdParent, const std::string& strName) {
   const int iErrno = errno;
   struct stat status{};
@@ -55,8 +55,8 @@ UniqueFd openFolder(int fdParent, const std::string& strName, int iHow) {
   return UniqueFd(openat(fdParent, strName.c_str(), iHow | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// Gives the new folder its owner and exact mode, the set-group-id bit that it inherited kept. What was opened must
-// be what was made: in a parent where others may rename, it could have been replaced.
+// Sets the owner and the exact mode of the new folder, and keeps an inherited set-group-id bit. The opened folder must
+// be the created one, because it can be replaced in a parent where others may rename.
 int formFolder(int fdFolder, const FolderForm& form) {
   struct stat status{};
   if (fstat(fdFolder, &status) != 0) {
@@ -76,12 +76,12 @@ int formFolder(int fdFolder, const FolderForm& form) {
   return 0;
 }
 
-// Steps into a component, making it when it is missing and may be made.
+// Opens a component, and creates it if it is missing and this is allowed.
 int enter(UniqueFd& fdFolder, const std::string& strName, bool blMake, const FolderForm& form) {
   UniqueFd fdNext = openFolder(fdFolder.get(), strName, O_PATH);
   if (!fdNext && errno == ENOENT && blMake) {
     const bool blMade = mkdirat(fdFolder.get(), strName.c_str(), form.mode) == 0;
-    // Somebody else may have made it in the meantime; then it is theirs and stays as it is.
+    // If another process has created it meanwhile, it is not changed.
     if (!blMade && errno != EEXIST) {
       FAIL_WITH(errno);
     }

@@ -1,5 +1,5 @@
 /// \file own_folder.h
-/// Folders in which the platform keeps something of its own.
+/// Folders with the platform's own data.
 
 #pragma once
 
@@ -9,8 +9,8 @@
 
 namespace orva {
 
-/// Makes a folder with a mode, and its missing parents open to readers.
-/// \return false when that fails; `errno` says why.
+/// Creates a folder with a mode, and its missing parents with read access for everybody.
+/// \return false when this fails; `errno` has the reason.
 inline bool makeOwnFolder(const char* szPath, mode_t mode) {
   constexpr uid_t UID_KEEP = static_cast<uid_t>(-1);
   constexpr gid_t GID_KEEP = static_cast<gid_t>(-1);

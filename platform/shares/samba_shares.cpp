@@ -25,7 +25,7 @@ constexpr const char* TESTPARM_PATH = "/usr/bin/testparm";
 constexpr const char* CONFIGURATION_PATH = "/etc/samba/smb.conf";
 constexpr std::size_t CB_OUTPUT_MAX = std::size_t{16} << 20;
 
-// Files that the configuration includes change without a trace in it, so what was read is not kept for long.
+// Included files can change without a change of smb.conf, so the cache is short.
 constexpr std::chrono::seconds KEPT_FOR{60};
 
 using FileState = std::tuple<ino_t, off_t, time_t, long>;
@@ -73,7 +73,7 @@ std::optional<std::vector<Share>> askTestparm(const ShareFaultSink& onFault) {
   std::string strOutput;
   if (const int iError = readRegularFile(fmt::format("/proc/self/fd/{}", fdOut.get()), strOutput, CB_OUTPUT_MAX);
       iError != 0) {
-    onFault(fmt::format("cannot read what {} printed: {}", TESTPARM_PATH, strerror(iError)));
+    onFault(fmt::format("cannot read the output of {}: {}", TESTPARM_PATH, strerror(iError)));
     return std::nullopt;
   }
   return parseTestparm(strOutput, onFault);
@@ -91,7 +91,7 @@ std::vector<Share> parseTestparm(std::string_view strText, const ShareFaultSink&
     if (isPlainForShell(strPath)) {
       vecShare.push_back({section.strName, strPath, ""});
     } else {
-      onFault(repairedUtf8(fmt::format("{}: share \"{}\": \"{}\" holds a sign that a shell would act on",
+      onFault(repairedUtf8(fmt::format("{}: share \"{}\": \"{}\" has a character that is special to a shell",
                                        CONFIGURATION_PATH, section.strName, strPath)));
     }
   }
@@ -103,7 +103,7 @@ std::vector<Share> sambaShares(const ShareFaultSink& onFault) {
   static std::optional<std::vector<Share>> kept;
   static FileState stateKept;
   static steady_clock::time_point keptUntil;
-  // Taken before the file is read: a change in between is then seen by the next call.
+  // Read the state before the file, so that the next call notices a change in between.
   const FileState state = stateOf(CONFIGURATION_PATH);
   if (!kept || state != stateKept || steady_clock::now() >= keptUntil) {
     kept = askTestparm(onFault);

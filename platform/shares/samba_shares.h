@@ -10,13 +10,13 @@
 
 namespace orva {
 
-/// Asks testparm, at most once a minute as long as smb.conf stays as it is. Nothing when it fails; that is reported,
-/// and the next call asks again.
+/// Runs testparm, at most once a minute while smb.conf is unchanged. If it fails, the result is empty, the failure is
+/// reported, and the next call runs it again.
 std::vector<Share> sambaShares(const ShareFaultSink& onFault);
 
-/// Picks the shares out of testparm's output. Left out are the sections that are no shared folder of their own (global,
-/// homes, printers, print$), printers, shares that are not available, and those whose path depends on who asks. One
-/// whose path would not stay text in a command is reported besides.
+/// Parses testparm's output. It leaves out sections that are not a single shared folder (global, homes, printers,
+/// print$), printers, unavailable shares, and shares whose path depends on the client. A share whose path has
+/// characters that are special to a shell is left out and reported.
 std::vector<Share> parseTestparm(std::string_view strText, const ShareFaultSink& onFault);
 
 }  // namespace orva

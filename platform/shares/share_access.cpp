@@ -37,6 +37,6 @@ extern "C" int ORVASharePathGet(const char* szShare, char* szPath, int cbPath) {
 }
 
 extern "C" int KLIBShareIsAccessible(const char* szShare) {
-  // Callers know 1 and 0 only: what could not be found out counts as not accessible.
+  // Callers expect only 1 or 0, so a failure counts as not accessible.
   return orva::guarded([&] { return shareIsAccessible(szShare); }) == 1 ? 1 : 0;
 }

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* DEFINITIONS_PATH = "/etc/orva/shares.conf";
 
-// An absolute path of real components, so that what stands in the file is what is used.
+// Tells whether a path is absolute and has no "." and "..", so that the path in the file is the path in use.
 bool isPlainPath(std::string_view strPath) {
   if (strPath.empty() || strPath.front() != '/' || std::any_of(strPath.begin(), strPath.end(), isControl)) {
     return false;
@@ -32,7 +32,7 @@ std::string withoutFinalSlash(std::string_view strPath) {
   return std::string(strPath);
 }
 
-// Gives what is wrong with an entry; empty when it was taken over.
+// Reads an entry. \return its error; empty on success.
 std::string takeEntry(const SectionEntry& entry, Share& share) {
   const std::string strValue(withoutQuotes(entry.strValue));
   std::string* const pTarget = entry.strKey == "path"     ? &share.strPath
@@ -42,19 +42,19 @@ std::string takeEntry(const SectionEntry& entry, Share& share) {
     return "unknown key \"" + entry.strKey + "\"";
   }
   if (!pTarget->empty()) {
-    return "\"" + entry.strKey + "\" stands there twice";
+    return "\"" + entry.strKey + "\" occurs twice";
   }
   if (!isPlainPath(strValue)) {
-    return "\"" + strValue + "\" is no absolute path without \".\" and \"..\"";
+    return "\"" + strValue + "\" is not an absolute path without \".\" and \"..\"";
   }
   if (!isPlainForShell(strValue)) {
-    return "\"" + strValue + "\" holds a sign that a shell would act on";
+    return "\"" + strValue + "\" has a character that is special to a shell";
   }
   *pTarget = withoutFinalSlash(strValue);
   return "";
 }
 
-// Gives what is wrong with a definition, and in which line; empty when the share can be used.
+// Reads a definition. \return its error, with the line in iLine; empty on success.
 std::string takeSection(const Section& section, Share& share, int& iLine) {
   share.strName = section.strName;
   iLine = section.iLine;
@@ -71,7 +71,7 @@ std::string takeSection(const Section& section, Share& share, int& iLine) {
     return "\"path\" is missing";
   }
   if (!share.strVolume.empty() && !isWithin(share.strPath, share.strVolume)) {
-    return "the path does not lie on the volume";
+    return "the path is not on the volume";
   }
   return "";
 }
@@ -90,7 +90,7 @@ std::vector<Share> parseShares(const std::string& strFile, std::string_view strT
     const bool blKnown = std::any_of(vecShare.begin(), vecShare.end(),
                                      [&share](const Share& other) { return other.strName == share.strName; });
     if (strFault.empty() && blKnown) {
-      strFault = "is defined already";
+      strFault = "is already defined";
     }
     if (strFault.empty()) {
       vecShare.push_back(std::move(share));

@@ -5,7 +5,7 @@
 ///     path = /absolute/path
 ///     volume = /mount/point
 ///
-/// `volume` may be left out.
+/// `volume` is optional.
 
 #pragma once
 
@@ -17,8 +17,8 @@
 
 namespace orva {
 
-/// Reads the file anew; a missing file means no shares. A faulty definition is reported with its line, and costs that
-/// share alone.
+/// Reads the file; a missing file means no shares. A definition with an error is reported with its line, and only this
+/// share is left out.
 std::vector<Share> fileShares(const ShareFaultSink& onFault);
 
 /// Reads the definitions in a text.

@@ -1,4 +1,4 @@
-// What administrators see of the shares: all that are defined, and why some of them cannot be used.
+// Information for administrators: all defined shares, and why some are not available.
 
 #include <cerrno>
 #include <memory>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// The public part comes first: its pointers lead into the strings behind it.
+// The public members come first; their pointers refer to the strings after them.
 struct ShareRecord : ORVASHARE {
   std::string m_strName;
   std::string m_strPath;
@@ -27,7 +27,7 @@ struct ShareRecord : ORVASHARE {
   }
 };
 
-// The volume that a share lies on or should lie on; empty when its path leads nowhere.
+// The volume of a share; empty when its path does not exist.
 std::string volumeOf(const orva::ShareState& state) {
   if (!state.strVolume.empty() || state.iError != 0) {
     return state.strVolume;
@@ -41,7 +41,7 @@ int shareGet(const char* szShare, PORVASHARE* ppShare) {
     FAIL_WITH(EINVAL);
   }
   *ppShare = nullptr;
-  // Faults are ORVAShareList()'s to report: whoever lists the shares looks at each of them next.
+  // ORVAShareList() reports the errors. Callers list the shares first and then read each of them.
   for (const orva::Share& share : orva::definedShares([](const std::string&) {})) {
     if (share.strName == szShare) {
       const orva::ShareState state = orva::shareState(share);

@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::size_t CB_NAME_MAX = 80;
 
-// The mount point that should hold a path; empty when none but the root file system does. Where the path leads
-// counts, and also how it is defined: below a mount that is absent, its folders may be missing.
+// The expected mount point of a path; empty for the root file system. Both the resolved path and the defined path
+// count, because folders may be missing while the volume is not mounted.
 std::string expectedVolume(const Share& share, const std::string& strReached) {
   if (!share.strVolume.empty()) {
     return resolvedPath(share.strVolume).value_or(share.strVolume);
@@ -41,7 +41,7 @@ bool isMounted(const std::string& strTarget) {
   });
 }
 
-// Why a path on a volume that is mounted leads to no folder; 0 when it does.
+// Why a path on a mounted volume is not a usable folder; 0 when it is.
 int reasonAgainst(const std::string& strPath, int iError) {
   struct stat status{};
   if (iError == 0 && stat(strPath.c_str(), &status) != 0) {
@@ -49,7 +49,7 @@ int reasonAgainst(const std::string& strPath, int iError) {
   }
   switch (iError) {
     case 0:
-      // Links may lead to where no definition would.
+      // Links may lead to a name that a definition could not have.
       return !S_ISDIR(status.st_mode) ? ENOTDIR : (isPlainForShell(strPath) ? 0 : EINVAL);
     case ENOENT:
     case ENOTDIR:
@@ -59,7 +59,7 @@ int reasonAgainst(const std::string& strPath, int iError) {
     case ENAMETOOLONG:
       return iError;
     default:
-      // A server that is gone, a disk that gives errors: mounted, and yet of no use.
+      // The volume is mounted but does not work, for example a lost file server or a failing disk.
       return ERR_SHARE_VOLUME;
   }
 }
@@ -84,7 +84,7 @@ std::vector<Share> definedShares(const ShareFaultSink& onFault) {
   if (strSource == "file") {
     return fileShares(onFault);
   }
-  onFault(fmt::format("setting sharesource is \"{}\", neither \"file\" nor \"samba\"", repairedUtf8(strSource)));
+  onFault(fmt::format("the setting sharesource is \"{}\"; it must be \"file\" or \"samba\"", repairedUtf8(strSource)));
   return {};
 }
 

@@ -1,5 +1,5 @@
 /// \file hash.h
-/// What stands behind a PKLIBCSZHASH.
+/// The implementation of PKLIBCSZHASH.
 
 #pragma once
 

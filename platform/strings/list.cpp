@@ -13,7 +13,7 @@ namespace {
 
 using orva::StringList;
 
-// A size that a caller expects is a hint: a wild one must not cost the memory at once.
+// The expected size is only a hint; the limit protects the memory from a wrong one.
 constexpr int N_RESERVE_MAX = 4096;
 
 StringList* listOf(PKLIBCSZLIST pList) {

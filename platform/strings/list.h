@@ -1,5 +1,5 @@
 /// \file list.h
-/// What stands behind a PKLIBCSZLIST.
+/// The implementation of PKLIBCSZLIST.
 
 #pragma once
 
@@ -10,12 +10,12 @@
 
 namespace orva {
 
-/// The public part comes first, so that a caller reads `nItem` through its own declaration.
+/// The public member comes first, so that callers can read `nItem` through the public declaration.
 struct StringList : KLIBCSZLIST {
   std::vector<std::string> m_vecItem;
 };
 
-/// Adds a string to a list of the platform.
+/// Appends a string to a list.
 inline void appendTo(PKLIBCSZLIST pList, const std::string& strItem) {
   auto* const pOwn = static_cast<StringList*>(pList);
   pOwn->m_vecItem.push_back(strItem);

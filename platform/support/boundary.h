@@ -1,6 +1,6 @@
 /// \file boundary.h
-/// What every function with C linkage goes through: nothing is thrown out of it, its failure has a code, and a
-/// success leaves `errno` as it was.
+/// The guard of every function with C linkage. No exception leaves it, a failure has a code, and a success leaves
+/// `errno` unchanged.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 
 #include "support/last_error.h"
 
-/// Leaves an int function with -1. Callers ask for the reason in two ways, so both get the code.
+/// Returns -1 from an int function. Sets both `errno` and the last error, because callers use either.
 #define FAIL_WITH(iCode)           \
   do {                             \
     const int iFailCode = (iCode); \
@@ -24,8 +24,8 @@ namespace orva {
 /// \param body  callable without arguments that returns the interface's int result.
 /// \return its result; -1 when it threw.
 ///
-/// Log lines of the callers end with the text of `errno` when it is set: a stray value from a successful call
-/// would show up there as a failure.
+/// Callers' log lines end with the text of `errno` if it is set, so a value left by a successful call would look like a
+/// failure.
 template <typename Body>
 int guarded(Body body) noexcept {
   const int iErrnoBefore = errno;

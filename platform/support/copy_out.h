@@ -1,5 +1,5 @@
 /// \file copy_out.h
-/// Texts into the buffers of callers.
+/// Copies texts to buffers of callers.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 namespace orva {
 
 /// Copies a text into a caller's buffer, with its final NUL.
-/// \return false when it does not fit, or holds a NUL that would cut it; the buffer is then untouched.
+/// \return false when it does not fit or contains a NUL; the buffer is then unchanged.
 inline bool copyOut(std::string_view strText, char* szBuffer, int cbBuffer) {
   if (!szBuffer || cbBuffer <= 0 || strText.size() >= static_cast<std::size_t>(cbBuffer) ||
       strText.find('\0') != std::string_view::npos) {

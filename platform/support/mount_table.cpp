@@ -14,7 +14,7 @@
 namespace orva {
 namespace {
 
-// Both names are given, so that no environment variable of the library's can put another file in their place.
+// Both names are given, so that environment variables of libmount cannot select other files.
 constexpr const char* MOUNTS_PATH = "/proc/self/mountinfo";
 constexpr const char* CONFIGURED_PATH = "/etc/fstab";
 
@@ -37,7 +37,7 @@ void forEachMount(const char* szFile, Visit visit) {
   }
 }
 
-// The number of the mount that a path leads to; 0 when the kernel does not tell.
+// The id of the mount that a path leads to; 0 when the kernel does not give it.
 int mountIdOf(const std::string& strPath) {
   struct statx status{};
   const int iResult = statx(AT_FDCWD, strPath.c_str(), AT_NO_AUTOMOUNT, STATX_MNT_ID, &status);
@@ -98,7 +98,7 @@ std::optional<std::string> resolvedPath(const std::string& strPath) {
 std::string reachedPath(const std::string& strPath, int& iError) {
   char szResolved[PATH_MAX] = "";
   iError = realpath(strPath.c_str(), szResolved) ? 0 : errno;
-  // Only for these two does the C library say how far it came.
+  // Only for these two errors does realpath() return the part of the path that exists.
   return iError == 0 || iError == ENOENT || iError == EACCES ? szResolved : strPath;
 }
 

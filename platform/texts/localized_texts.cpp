@@ -5,7 +5,7 @@
 //     key = "text with \"quotes\", \n line breaks, \t tabs and \\ backslashes"
 //     other = text as it stands, without the blanks around it
 //
-// A key that comes again replaces the earlier text. A line that cannot be read costs that line alone.
+// If a key occurs again, the later text wins. A line that cannot be read is logged and ignored.
 
 #include <cstring>
 #include <optional>
@@ -36,7 +36,8 @@ std::optional<char> escaped(char ch) {
   }
 }
 
-// A text that begins with a quote ends with one; nothing when it does not, or its escapes are wrong.
+// The text between quotes, with its escapes decoded, or the text itself without quotes. Nothing when the final quote is
+// missing or an escape is wrong.
 std::optional<std::string> plainText(const std::string& strValue) {
   if (strValue.empty() || strValue.front() != '"') {
     return strValue;

@@ -9,7 +9,7 @@ unsigned byteAt(std::string_view strText, std::size_t uIndex) {
   return static_cast<unsigned char>(strText[uIndex]);
 }
 
-// The bytes that may follow a first byte: the second one has narrower limits for some first bytes.
+// The bytes that may follow a first byte. For some first bytes, the second byte has narrower limits.
 struct Form {
   std::size_t cb;
   unsigned uSecondMin;

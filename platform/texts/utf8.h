@@ -1,5 +1,5 @@
 /// \file utf8.h
-/// Bytes that should be UTF-8.
+/// Checks and repairs of UTF-8.
 
 #pragma once
 
@@ -8,16 +8,16 @@
 
 namespace orva {
 
-/// Length in bytes of the character at the start of a text; 0 when it is no well-formed UTF-8 (an overlong form, a
-/// surrogate, beyond U+10FFFF, or cut short), or the text is empty.
+/// Length in bytes of the character at the start of a text; 0 when it is not well-formed UTF-8 (an overlong form, a
+/// surrogate, beyond U+10FFFF, or incomplete), or the text is empty.
 std::size_t utf8Length(std::string_view strText);
 
 bool isUtf8(std::string_view strText);
 
-/// Replaces every byte that belongs to no character by U+FFFD.
+/// Replaces every byte that is not part of a character by U+FFFD.
 std::string repairedUtf8(std::string_view strText);
 
-/// The longest beginning of at most `cbMax` bytes that does not cut a character. The text is well-formed.
+/// The longest prefix of at most `cbMax` bytes that does not cut a character. The text is well-formed.
 std::string_view utf8Prefix(std::string_view strText, std::size_t cbMax);
 
 }  // namespace orva

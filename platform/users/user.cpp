@@ -14,12 +14,12 @@ namespace {
 constexpr std::size_t CB_LOOKUP_FIRST = 1024;
 constexpr std::size_t CB_LOOKUP_LAST = std::size_t{16} << 20;
 
-// The reasons that getpwuid_r gives for "there is no such user", besides a null result with 0.
+// The error codes of getpwuid_r that mean "no such user", besides 0 with a null result.
 bool meansUnknownUser(int iCode) {
   return iCode == ENOENT || iCode == ESRCH || iCode == EBADF || iCode == EPERM;
 }
 
-// Gives 0 with the entry, or an errno value. The strings of the entry lie in the buffer.
+// \return 0 and the entry, or an errno value. The strings of the entry are in the buffer.
 int lookUp(uid_t uid, passwd& entry, std::vector<char>& buffer) {
   buffer.resize(CB_LOOKUP_FIRST);
   for (;;) {
@@ -44,7 +44,7 @@ char* place(char*& pCursor, const char* szText) {
   return pPlaced;
 }
 
-// The record and its strings are one allocation, so that freeing it is one call for whoever holds it.
+// The record and its strings are one allocation, so that one call frees them.
 PORVAUSER newUser(const passwd& entry) {
   const std::size_t cbTexts = sizeWithNul(entry.pw_name) + sizeWithNul(entry.pw_dir) + sizeWithNul(entry.pw_shell);
   void* const pMemory = std::malloc(sizeof(ORVAUSER) + cbTexts);

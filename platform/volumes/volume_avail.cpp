@@ -1,5 +1,5 @@
-// A volume is a mount point. Those that hold a share come first, then other mounts of data; among equals the one
-// with most room. Mounts of the system itself are no volumes unless a share lies on them.
+// A volume is a mount point. Volumes with a share come first, then other data mounts. Among equals, the one with the
+// most free space is chosen. System mounts are volumes only if they have a share.
 
 #include <algorithm>
 #include <array>
@@ -18,7 +18,7 @@ namespace {
 
 using orva::MountPoint;
 
-// Mounts that belong to the system, or come and go with a device that somebody plugs in.
+// Folders for mounts of the system and for removable devices.
 constexpr std::array<std::string_view, 13> NO_DATA_FOLDERS = {
     "/boot", "/dev", "/efi", "/etc", "/media", "/proc", "/root", "/run", "/sys", "/tmp", "/usr", "/var", "/snap"};
 
@@ -28,7 +28,7 @@ bool isDataMount(const MountPoint& mount) {
                                                                 return orva::isWithin(mount.strTarget, strFolder);
                                                               });
   struct stat status{};
-  // A single file can be a mount too.
+  // A mount point can also be a single file.
   return !mount.blPseudo && !mount.blNetwork && !blNoData && orva::isReachable(mount) &&
          stat(mount.strTarget.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
@@ -48,14 +48,14 @@ std::set<std::string> shareMounts(const std::vector<MountPoint>& vecMount) {
 std::set<std::string> dataMounts(const std::vector<MountPoint>& vecMount) {
   std::set<std::string> setTarget;
   std::set<std::string> setDevice;
-  // A piece of the root file system that is bound elsewhere is the system's all the same.
+  // A bind mount of the root file system also belongs to the system.
   for (const MountPoint& mount : vecMount) {
     if (mount.strTarget == "/") {
       setDevice.insert(mount.strDevice);
     }
   }
   for (const MountPoint& mount : vecMount) {
-    // Other mounts of the same file system (bind mounts) have the same room.
+    // Other mounts of the same file system (bind mounts) have the same free space.
     if (isDataMount(mount) && setDevice.insert(mount.strDevice).second) {
       setTarget.insert(mount.strTarget);
     }
@@ -63,7 +63,7 @@ std::set<std::string> dataMounts(const std::vector<MountPoint>& vecMount) {
   return setTarget;
 }
 
-// The one with most room of those that have enough; empty when none has.
+// The volume with the most free space; empty when none has enough.
 std::string roomiest(const std::set<std::string>& setTarget, unsigned long long cbMinimum) {
   std::string strBest;
   unsigned long long cbBest = 0;

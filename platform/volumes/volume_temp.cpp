@@ -1,5 +1,5 @@
-// Every volume has one folder for temporary files, "@tmp" in its root, that every user may write to and nobody but
-// root owns. On the root file system that is /var/tmp, as long as it lies there.
+// Every volume has a folder for temporary files, "@tmp" in its root. It belongs to root, and every user may write to
+// it. On the root file system, this folder is /var/tmp, if that is on the root file system.
 
 #include <algorithm>
 #include <cstring>
@@ -35,8 +35,8 @@ bool rootHasVarTmp() {
          isTempFolder(temp);
 }
 
-// Makes the folder, or takes the one that is there when root owns it. A link, a file or somebody else's folder of
-// that name is left alone and refused: root's programs will write below it.
+// Creates the folder, or uses an existing one of root. A link, a file or another user's folder of this name is refused
+// and left unchanged, because root's programs will write below it.
 int makeTempFolder(const std::string& strVolume) {
   const UniqueFd fdVolume(open(strVolume.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!fdVolume) {

@@ -1,4 +1,4 @@
-// The bracketed list of the tasks that a task waits for: "[backup][cleanup]".
+// The list of the tasks that a task waits for: "[backup][cleanup]".
 
 #pragma once
 
@@ -8,11 +8,11 @@
 
 namespace Orva {
 
-// The entry of one name, as it stands in a list.
+// The list entry of one name.
 std::string dependEntry(std::string_view strName);
 
-// Reads the names in order, the empty one included; text outside brackets is skipped. A "[" without a later "]"
-// gives -1 and its line, and the names before it are kept.
+// Reads the names in order, including empty ones; text outside brackets is skipped. A "[" without a later "]" logs a
+// line and gives -1; the names before it are kept.
 int parseDependList(const std::string& strTaskDepend, std::vector<std::string>& names);
 
 }  // namespace Orva

@@ -1,4 +1,4 @@
-// Tasks created, changed, renamed and deleted, with the lists of the tasks that wait for them.
+// Creates, changes, renames and deletes tasks, and updates the lists of the tasks that wait for them.
 
 #include <sqlite3.h>
 
@@ -18,13 +18,14 @@ namespace {
 
 constexpr const char* LOG_SOURCE = SOURCE_LIB;
 
-// The entry that is looked for in the lists of other tasks, and what takes its place.
+// The entry to find in the lists of other tasks, and its replacement.
 struct EntryChange {
   std::string strSearch;
   std::string strReplacement;
 };
 
-// The statements around a change; the error text of the last one, if any, is logged when the operation ends.
+// The BEGIN and COMMIT of a change. If the last of them failed with an error text, the text is logged when the
+// operation ends.
 class Transaction {
 public:
   explicit Transaction(sqlite3* pDb) : m_pDb(pDb) {}
@@ -36,7 +37,7 @@ public:
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
 
-  // There is no roll-back: what a failure leaves open, the host rolls back or closes. Deliberate.
+  // Deliberately, there is no roll-back: after a failure, the host rolls back or closes the connection.
   int begin() {
     FAIL_IF_AS(SQLITE_OK != exec("BEGIN;"), "SQLITE_OK != sqlite3_exec(pDb, \"BEGIN;\", NULL, NULL, &szErrMsg)");
     return 0;
@@ -59,7 +60,7 @@ private:
   SqlText m_pErrMsg;
 };
 
-// A request for a new name is about the task that is stored under the old one.
+// A rename request is about the task with the old name.
 Json::Value oldNameFilter(const Json::Value& jIn) {
   Json::Value jFilter(Json::objectValue);
   jFilter["task_name"] = jIn["old_task_name"];
@@ -77,7 +78,7 @@ int checkSubtreeRequest(const OrvaJsonDbApi* pApi, const Json::Value& jIn, const
   return 0;
 }
 
-// A request for a new name loses its `old_task_name` here, and the filter gets it.
+// Moves `old_task_name` of a rename request to the filter.
 int buildEntries(Json::Value& jIn, int iType, EntryChange& change, Json::Value& jFilter) {
   const std::string strEntry = dependEntry(jIn["task_name"].asString());
   if (SUBTREE_DELETE == iType) {
@@ -94,7 +95,7 @@ int buildEntries(Json::Value& jIn, int iType, EntryChange& change, Json::Value& 
   return 0;
 }
 
-// The task is changed before its dependants are looked for: a name in their lists is all that finds them.
+// The task is changed before its dependants are listed; they are found by the name in their lists.
 int changeTask(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3* pDb, int iType, Json::Value& jFilter,
                Json::Value& jOutArray) {
   if (SUBTREE_DELETE == iType) {
@@ -109,7 +110,7 @@ int changeTask(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3* pDb, int iType, J
   return 0;
 }
 
-// Only the first copy of the entry, deliberately; an indirect dependant has none and is not written.
+// Deliberately, only the first copy of the entry changes. An indirect dependant has none and is not written.
 int rewriteList(OrvaJsonDbApi* pApi, Json::Value& jOut, const EntryChange& change) {
   FAIL_IF(!jOut.isMember("depend_on_task"));
   FAIL_IF(!jOut["depend_on_task"].isString());
@@ -157,7 +158,7 @@ int updateTask(OrvaJsonDbApi* pApi, Json::Value& jIn, sqlite3* pDb) {
   Json::Value jOut;
   FAIL_IF(0 > pApi->recList(jFilter, jOut));
   if (jOut.empty()) {
-    // The wording is what logs are searched for, odd as it is.
+    // People search logs for this odd text, so it stays.
     LOG_DEBUG("nothing to be save, ignore");
     return 0;
   }

@@ -1,4 +1,4 @@
-// What the rooms share about the shape of records.
+// Record shapes that several folders use.
 
 #pragma once
 
@@ -6,7 +6,7 @@
 
 namespace Orva {
 
-// The filter that finds a task: its name and nothing else. Null for the name that a task lacks.
+// The filter for a task has only its name; null if the task has no name.
 inline Json::Value taskFilter(const Json::Value& jTask) {
   Json::Value jFilter(Json::objectValue);
   jFilter["task_name"] = memberOf(jTask, "task_name");

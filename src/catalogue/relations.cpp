@@ -1,4 +1,4 @@
-// The dependency graph, walked through the store.
+// Walks over the dependency graph in the store.
 
 #include <cstdint>
 #include <deque>
@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* LOG_SOURCE = SOURCE_LIB;
 
-// One breadth-first walk. A name is queried each time it is reached; only the output is free of repeats.
+// One breadth-first walk. A name is queried each time it is reached; only the output has no duplicates.
 class Walk {
 public:
   Walk(OrvaJsonDbApi& api, const std::string& strStart, bool blBottomUp, Json::Value& jRecArrayOut)
@@ -44,7 +44,7 @@ private:
     if (m_blBottomUp) {
       jFilter["task_name"] = strName;
     } else {
-      // A pattern: "_" and "%" in a name match other names. Deliberate, and the filter text is what hosts know.
+      // Deliberately a pattern: "_" and "%" in a name match other names. Hosts know this filter text.
       const SqlText szSql(sqlite3_mprintf("depend_on_task like '%%[%q]%%'", strName.c_str()));
       FAIL_IF(!szSql);
       jFilter["orvaSqlWhereFilter"] = szSql.get();
@@ -61,7 +61,7 @@ private:
   }
 
   int followPrerequisites(const Json::Value& jRec, bool blFirstPass) {
-    // The first pass finds the starting task itself: not a result, and no cycle.
+    // The first pass finds the starting task itself, which is neither a result nor a cycle.
     if (!blFirstPass && 0 > collect(jRec)) {
       return -1;
     }
@@ -103,7 +103,7 @@ private:
   Json::Value m_jSeen{Json::objectValue};
 };
 
-// Replaces the result of a walk by every other task of the event, the starting task left out.
+// Replaces the result of a walk by every other task of the event, without the starting task.
 int complement(OrvaJsonDbApi& api, const std::string& strStart, const std::string& strEvent,
                Json::Value& jRecArrayOut) {
   const SqlText szSql(sqlite3_mprintf("(event=%Q ) and ( task_name!=%Q ) ", strEvent.c_str(), strStart.c_str()));
@@ -113,7 +113,7 @@ int complement(OrvaJsonDbApi& api, const std::string& strStart, const std::strin
   for (const Json::Value& jRec : jRecArrayOut) {
     FAIL_IF_AS(!hasMember(jRec, "task_name"), "!jRecArrayOut[i].isMember(\"task_name\")");
     FAIL_IF_AS(!jRec["task_name"].isString(), "!jRecArrayOut[i][\"task_name\"].isString()");
-    // Deliberate: quoted by hand. A quote in a name makes the store refuse the text; the store reads nothing else.
+    // Deliberately quoted by hand. A quote in a name makes the store refuse the text, and the store can only read.
     strWhere.append(szBefore).append("'").append(jRec["task_name"].asString()).append("'");
     szBefore = ",";
   }
@@ -135,9 +135,9 @@ int listRelateEx(OrvaJsonDbApi* pApi, const Json::Value& jRecParam, Json::Value&
   FAIL_IF(jRecParam.type() != Json::objectValue);
   FAIL_IF(!jRecParam.isMember("task_name"));
   FAIL_IF(!jRecParam["task_name"].isString());
-  // Before the result is cleared, which the request may be a part of.
+  // Copy the name before clearing the result, because the request may be part of the result.
   const std::string strStart = jRecParam["task_name"].asString();
-  // Also a null becomes an array: no match is an empty list.
+  // A null becomes an array, too, because no match means an empty list.
   jRecArrayOut = Json::Value(Json::arrayValue);
   if (0 > Walk(*pApi, strStart, blBottomUp, jRecArrayOut).run()) {
     return -1;
@@ -182,7 +182,7 @@ int listCandidates(OrvaJsonDbApi* pApi, Json::Value& jRecParam, Json::Value& jRe
 int listRelate(OrvaJsonDbApi* pApi, Json::Value& jRecParam, Json::Value& jRecArrayOut, sqlite3* pDb) {
   FAIL_IF_AS(!hasMember(jRecParam, "relate_type"), "!jRecParam.isMember(\"relate_type\")");
   FAIL_IF_AS(!isInt64Like(jRecParam["relate_type"]), "!jRecParam[\"relate_type\"].isInt64()");
-  // The low 32 bits without sign: what is negative is above the range, too.
+  // The low 32 bits, unsigned, so a negative type is above the range, too.
   const auto uRelateType = static_cast<std::uint32_t>(jRecParam["relate_type"].asInt64());
   FAIL_IF_AS(uRelateType > RTYPE_CANDIDATE, "iRelateType > RTYPE_CANDIDATE || iRelateType < RTYPE_BOTTM_UP");
   if (RTYPE_CANDIDATE == uRelateType) {

@@ -28,9 +28,9 @@ bool configIsMissing() {
   return 0 != stat(EORVA_SCHEDULER_CONFIG_PATH, &info) && ENOENT == errno;
 }
 
-// An administrator may keep the file elsewhere and leave a link here: it is the file that is to be replaced. When it
-// is not there, the link still says where it belongs; its folder may be on a volume that is not mounted yet.
-// Nothing when the way there cannot be read.
+// The path of the file to replace. An administrator may keep the file elsewhere and leave a link here, which stays. If
+// the file is missing, the link still gives its path; its folder may be on a volume that is not mounted yet. Nothing
+// when the link cannot be resolved.
 std::optional<std::string> writtenPath() {
   constexpr int LINKS_FOLLOWED = 40;
   std::filesystem::path path = EORVA_SCHEDULER_CONFIG_PATH;
@@ -63,7 +63,7 @@ int readConfig(const Json::Value& jIn, Json::Value& jOut) {
     return 0;
   }
   Json::Value jConfig;
-  // What parses but is no object holds no sections: as little use as what does not parse.
+  // A document that is not an object has no sections, so it is treated like one that does not parse.
   FAIL_IF_AS(!fromFile(jConfig, EORVA_SCHEDULER_CONFIG_PATH) || !jConfig.isObject(),
              "!jConfig.fromFile(EORVA_SCHEDULER_CONFIG_PATH)");
   if (!hasMember(jIn, "type")) {

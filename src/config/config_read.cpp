@@ -1,4 +1,4 @@
-// Readers for the hosts: the tolerant one of the configuration, and the event catalogue's.
+// Readers for hosts: the configuration, tolerating a damaged file, and the event catalogue.
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -19,16 +19,16 @@ int readTolerantly(Json::Value& jConfigOut) {
   const bool blFound = 0 == stat(EORVA_SCHEDULER_CONFIG_PATH, &info);
   if (!blFound && ENOENT == errno) {
     jConfigOut = Json::Value(Json::objectValue);
-    // Not the words of configGet() for the same thing: the two are told apart by them.
+    // The text differs from that of configGet(), so that logs show which function wrote it.
     LOG_DEBUG("not config file exist, path=%s", EORVA_SCHEDULER_CONFIG_PATH);
     return 0;
   }
   if (!blFound) {
-    // Deliberate: the line has always spoken of an event configuration, and logs are searched for it.
+    // Deliberately "event config": people search logs for this text.
     LOG_ERROR("load event config failed, file=%s", EORVA_SCHEDULER_CONFIG_PATH);
     return -1;
   }
-  // A damaged configuration must not keep the database closed.
+  // The database must open even if the configuration is damaged.
   if (!fromFile(jConfigOut, EORVA_SCHEDULER_CONFIG_PATH)) {
     LOG_DEBUG("failed to load config file=%s", EORVA_SCHEDULER_CONFIG_PATH);
   }

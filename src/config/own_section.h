@@ -8,7 +8,7 @@ namespace Orva {
 
 constexpr const char* OWN_SECTION = "eorvascheduler";
 
-// What configGet() takes to read it, and, stored by configSet(), the section of a fresh system.
+// The argument of configGet() for reading it. Stored with configSet(), it is the section of a new system.
 inline Json::Value ownSection() {
   Json::Value jSection(Json::objectValue);
   jSection["type"] = OWN_SECTION;

@@ -54,7 +54,7 @@ void markStarted(Json::Value& jTask, const Json::Value& jResult, int pid) {
   jRunning.append(pid);
 }
 
-// From here on the child runs: a failure leaves it to itself.
+// The child runs already, and a failure here does not end it.
 int recordRun(Json::Value& jTask, OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, int pid, Json::Value& jResult) {
   jResult["pid"] = pid;
   Json::Value jResultOut;
@@ -85,7 +85,7 @@ int admitAndRun(Json::Value& jTask, Json::Value& jEvent, OrvaJsonDbApi* pApi, Or
   return recordRun(jTask, pApi, pApiResult, pid, jResult);
 }
 
-// Keeps the pids that are alive, in their order, and says whether one of them is in the way.
+// Keeps the live pids in their order, and tells whether one of them blocks the run.
 int keepLive(const Json::Value& jRunning, bool blRunTheSameTime, Json::Value& jLive, bool& blBlocked) {
   for (const Json::Value& jPid : jRunning) {
     FAIL_IF_AS(!isInt64Like(jPid), "!jStatus[\"running\"][i].isInt64()");
@@ -138,7 +138,7 @@ int checkRunning(Json::Value& jTask, OrvaJsonDbApi* pApi) {
   if (jLive.size() == jStatus["running"].size()) {
     return iVerdict;
   }
-  // A list that could not be stored still blocks; only a free verdict turns into the failure.
+  // If storing fails, a blocked run is still reported as blocked; only an allowed run becomes a failure.
   const int iStored = storeLive(jTask, pApi, jLive);
   return 0 > iStored && !blBlocked ? -1 : iVerdict;
 }

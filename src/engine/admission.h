@@ -1,4 +1,4 @@
-// Whether a task may start now, and the records of a run that did.
+// Decides whether a task may start, and records the run.
 
 #pragma once
 
@@ -7,15 +7,15 @@
 struct sqlite3;
 class OrvaJsonDbApi;
 
-// Result of checkRunTheSameTime() besides 0 and -1.
+// A result of checkRunTheSameTime(), besides 0 and -1.
 constexpr int RUN_BLOCKED = -2;
 
-// Starts a run of jTask: returns the child's pid; 0 when an earlier run is alive and the task does not allow two at
-// the same time; -1 on failure, also when the child runs but could not be recorded. Afterwards jTask and jResult hold
-// the stored task and run record.
+// Starts a run of jTask. Returns the child's pid; 0 when an earlier run is alive and the task allows no second run; -1
+// on failure, also when the child runs but could not be recorded. Afterwards jTask and jResult are the stored task and
+// run record.
 int runTask(Json::Value& jTask, Json::Value& jEvent, OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, sqlite3* pDb,
             Json::Value& jConfig, Json::Value& jResult);
 
-// Takes runs whose process is gone off the task's running list. 0: may run; #RUN_BLOCKED: a live run is in the way;
+// Removes runs whose process no longer exists from the task's running list. 0: may run; #RUN_BLOCKED: a run is alive;
 // -1: failure.
 int checkRunTheSameTime(Json::Value& jTask, OrvaJsonDbApi* pApi);

@@ -34,8 +34,8 @@ int checkArguments(const Json::Value& jTask, const OrvaJsonDbApi* pApi, const Or
   return 0;
 }
 
-// The folder is open to everybody: a file counts only when nobody but root or the task's owner can have written
-// it under this very name, and when reading it cannot hold the runner up.
+// The folder is open to everybody. So the file is read only if root or the task's owner created it with this name, and
+// if reading it cannot block.
 bool readExitCode(const std::string& strPath, const Json::Value& jOwner, Json::Value& jExit) {
   constexpr off_t CB_MOST = 64 * 1024;
   struct stat info{};
@@ -76,8 +76,7 @@ int closeRecord(const Json::Value& jTask, OrvaJsonDbApi* pApiResult, Json::Value
   return 0;
 }
 
-// Drops every copy of the pid, and with it every other member of `status`: only the running list is kept,
-// deliberately.
+// Removes every copy of the pid. Deliberately, only the running list of `status` is kept; other members are dropped.
 int removeFromRunning(Json::Value& jTask, const Json::Value& jResult) {
   FAIL_IF(jTask.type() != Json::objectValue);
   FAIL_IF(!jTask.isMember("status"));
@@ -110,7 +109,7 @@ int removeFromRunning(Json::Value& jTask, const Json::Value& jResult) {
 int closeTask(Json::Value& jTask, OrvaJsonDbApi* pApi, const Json::Value& jResult) {
   const Json::Value jFilter = taskFilter(jTask);
   FAIL_IF(0 > pApi->recGetOne(jFilter, jTask));
-  // A task that was deleted meanwhile comes back as null, becomes an object here and fails for want of a status.
+  // A task that was deleted meanwhile is null here, then becomes an object and fails because it has no `status`.
   FAIL_IF(jTask.type() != Json::objectValue && jTask.type() != Json::nullValue);
   jTask["last_stop_time"] = memberOf(jResult, "stop_time");
   jTask["last_exit_info"] = memberOf(jResult, "exit_info");

@@ -1,4 +1,4 @@
-// Where an execution begins: an event that fired, or a user who asks for one task.
+// The entry points of an execution: an event, or one task on demand.
 
 #include "eorvascheduler.h"
 #include "orva_platform.h"
@@ -29,7 +29,7 @@ int runEvent(OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, const Json::Value& 
   const std::string strEvent = jIn["event"].asString();
   FAIL_IF(strEvent.empty());
   FAIL_IF(!pApi);
-  // Only the roots: a task that waits for others is started when they have ended.
+  // Only roots; a task that waits for others starts when they have ended.
   Json::Value jFilter(Json::objectValue);
   jFilter["event"] = strEvent;
   jFilter["depend_on_task"] = "";

@@ -18,7 +18,7 @@ Json::Value exitInfo(const char* szExitType, int iExitCode) {
   return jExit;
 }
 
-// Written out, so that the record does not depend on the macros of the system it was made on.
+// Without the system's macros, so that the record does not depend on the system.
 int classify(int iStatus, Json::Value& jExitNew) {
   const int iLow = iStatus & 0x7f;
   const int iHigh = (iStatus >> 8) & 0xff;

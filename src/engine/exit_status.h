@@ -1,4 +1,4 @@
-// How a child ended, on its way from the shell to the run record.
+// Exit information, from the shell to the run record.
 
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace Orva {
 
-// Where the child of that process id leaves its exit information.
+// The file with the exit information of the child with this process id.
 std::string exitCodePath(pid_t pid);
 
 }  // namespace Orva

@@ -1,4 +1,4 @@
-// What an exit type is called in the server's mail language.
+// The text of an exit type in the server's mail language.
 
 #include "orva_platform.h"
 
@@ -22,7 +22,7 @@ std::string mailLanguage() {
   return szLanguage;
 }
 
-// Deliberate: whatever stopped or killed the script is explained by one text.
+// Deliberately, one text explains every signal that stopped or killed the script.
 const char* textKey(const std::string& strExitType) {
   if ("normal" == strExitType) {
     LOG_DEBUG("normal case");

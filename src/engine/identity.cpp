@@ -22,7 +22,7 @@ int assumeUser(const ORVAUSER* pUser) {
   return 0;
 }
 
-// A switch that looks done and can be undone would hand root to the script.
+// If the switch could be undone, the script could become root.
 int checkSwitchIsFinal(const ORVAUSER* pUser, uid_t uidBefore, gid_t gidBefore) {
   const int iErrno = errno;
   FAIL_IF(getuid() != pUser->pw_uid || geteuid() != pUser->pw_uid);
@@ -33,12 +33,12 @@ int checkSwitchIsFinal(const ORVAUSER* pUser, uid_t uidBefore, gid_t gidBefore) 
   FAIL_IF(gidBefore != pUser->pw_gid && (-1 != setgid(gidBefore) || -1 != setegid(gidBefore)));
   FAIL_IF(-1 != setuid(uidBefore) || -1 != seteuid(uidBefore));
   FAIL_IF(-1 != setuid(UID_ROOT) || -1 != seteuid(UID_ROOT));
-  // The refusals are what was wanted; later lines are not to speak of them.
+  // These failures are expected, so later log lines must not show their errno.
   errno = iErrno;
   return 0;
 }
 
-// A home that the platform does not know is better unset than root's.
+// If the home is unknown, unset HOME instead of keeping root's.
 int setUserEnvironment(const ORVAUSER* pUser) {
   FAIL_IF_AS(0 != (pUser->szHome ? setenv("HOME", pUser->szHome, 1) : unsetenv("HOME")),
              "0 != setenv(\"HOME\", pUser->szHome, 1)");

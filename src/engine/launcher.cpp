@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* LOG_SOURCE = SOURCE_LIB;
 
-// Strictly: nothing that is no user id may end up as user 0.
+// Strict, so that an invalid owner never becomes user 0.
 bool isUid(const Json::Value& jOwner) {
   const bool blInteger = jOwner.type() == Json::intValue || jOwner.type() == Json::uintValue;
   return blInteger && jOwner.isUInt() && jOwner.asUInt() != static_cast<uid_t>(-1);
@@ -57,7 +57,7 @@ int readTask(const Json::Value& jTask, const Json::Value& jResult, ScriptRun& ru
   return 0;
 }
 
-// Without an output folder the output goes to the temporary folder of a share, if there is one with room.
+// Without an output folder, the output goes to the temporary folder of a volume with free space, if there is one.
 int placeTemporaryOutput(ScriptRun& run) {
   constexpr unsigned long long CB_MINIMUM = 0x500000;
   constexpr int CB_PATH = 4095;
@@ -120,7 +120,7 @@ int forkRunCmd(Json::Value& jTask, Json::Value& jConfig, Json::Value& jResult) {
       0 > placeFiles(jConfig, run)) {
     return -1;
   }
-  // What is still buffered would be written twice.
+  // Otherwise buffered output would be written twice.
   std::fflush(nullptr);
   const pid_t pid = fork();
   FAIL_IF(0 > pid);

@@ -22,7 +22,7 @@ constexpr const char* LOG_SOURCE = SOURCE_LIB;
 constexpr const char* MAIL_TEMPLATE = "eOrvascheduler_complete_task";
 constexpr int ITEMS_EXPECTED = 512;
 
-// The platform's hash of placeholder values; it may move while it grows.
+// The platform's hash of placeholder values, which may move when it grows.
 class MailValues {
 public:
   MailValues() : m_pHash(KLIBCSzHashAlloc(ITEMS_EXPECTED)) {}
@@ -76,7 +76,7 @@ int checkExitType(const Json::Value& jExit) {
   return 0;
 }
 
-// Whether the outcome is the one that a task which asks for errors only does not want to hear of.
+// Checks the outcome for a task that wants mail only on errors.
 int checkOutcome(const Json::Value& jExit, bool& blWanted) {
   if (0 > checkExitType(jExit)) {
     return -1;
@@ -87,7 +87,7 @@ int checkOutcome(const Json::Value& jExit, bool& blWanted) {
   FAIL_IF(!jExit.isMember("exit_code"));
   FAIL_IF_AS(!isInt64Like(jExit["exit_code"]), "!jExit[\"exit_code\"].isInt64()");
   if (0 == jExit["exit_code"].asInt64()) {
-    // The reverse of the condition, deliberately: the line is known so.
+    // Deliberately the reverse of the condition: people know this text.
     LOG_DEBUG("exit status != 0, need not notify");
     blWanted = false;
   }
@@ -193,7 +193,7 @@ int fillValues(const Json::Value& jTask, const Json::Value& jResult, Json::Value
   return setOutput(jTask, jConfig, strTaskName, iStartTime, values);
 }
 
-// Each mail stands alone: a refused one does not keep the others.
+// A refused mail does not prevent the others.
 int sendToAll(const std::string& strMailList, const MailValues& values, Recipients& recipients) {
   if (0 > recipients.split(strMailList)) {
     return -1;

@@ -1,4 +1,4 @@
-// Which tasks have nothing left to wait for.
+// Finds the tasks whose prerequisites have all ended.
 
 #include "engine/readiness.h"
 
@@ -30,7 +30,7 @@ int checkArguments(const Json::Value& jTask, const OrvaJsonDbApi* pApi, const Or
   return 0;
 }
 
-// A task that may not be started at all is skipped, with a line when its record is odd.
+// A task that must not start is skipped, with a log line if its record is invalid.
 bool isCandidate(const Json::Value& jCandidate) {
   if (hasMember(jCandidate, "enable")) {
     if (!jCandidate["enable"].isBool()) {
@@ -55,7 +55,7 @@ bool isCandidate(const Json::Value& jCandidate) {
   return true;
 }
 
-// Complete means reaped in this execution, however the run ended.
+// Complete means reaped in this execution, also after a failure.
 bool isComplete(const std::string& strName, const Json::Value& jTask, const Completed& qComplete) {
   const Json::Value jName(strName);
   return memberOf(jTask, "task_name") == jName ||

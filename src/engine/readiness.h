@@ -1,4 +1,4 @@
-// Which tasks have nothing left to wait for.
+// Finds the tasks whose prerequisites have all ended.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 struct sqlite3;
 class OrvaJsonDbApi;
 
-// Appends the tasks that wait for jTask and whose every prerequisite is jTask or in qComplete, to an array. Returns
-// the array's size after the last one, 0 when none was ready, -1 on failure (what was appended stays).
+// Appends to an array the tasks that wait for jTask and whose every prerequisite is jTask or in qComplete. Returns the
+// array's size, 0 when no task was ready, -1 on failure (appended tasks stay).
 int getNextReadyTask(std::vector<Json::Value> qComplete, Json::Value& jTask, OrvaJsonDbApi* pApi,
                      OrvaJsonDbApi* pApiResult, sqlite3* pDb, Json::Value& jTaskArrayOut);

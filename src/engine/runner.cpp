@@ -24,7 +24,7 @@ namespace {
 
 constexpr const char* LOG_SOURCE = SOURCE_LIB;
 
-// One execution: the children that run, and the tasks that are complete or may start next.
+// One execution: the running children, the complete tasks, and the tasks that may start next.
 class Execution {
 public:
   Execution(Json::Value& jEvent, OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, sqlite3* pDb, bool blRunDependants)
@@ -52,7 +52,7 @@ public:
   }
 
 private:
-  // In ascending order of the process ids.
+  // In ascending order of process ids.
   using Running = std::map<std::int32_t, Json::Value>;
 
   int readConfig() {
@@ -60,7 +60,7 @@ private:
     Json::Value jConfig;
     const int iFound = configGet(jFilter, jConfig);
     FAIL_IF_AS(0 > iFound, "0 > configGet(jFilter, jConfig)");
-    // Without a configuration there is no output folder, and tasks run all the same.
+    // Without a configuration, tasks run without an output folder.
     m_jConfig = 0 == iFound ? Json::Value(Json::objectValue) : jConfig;
     return 0;
   }
@@ -75,7 +75,7 @@ private:
     return 0;
   }
 
-  // A task that cannot be started does not keep the others from it.
+  // If a task cannot be started, the others still start.
   void launchOne(Json::Value& jCurr) {
     Json::Value jResult;
     const int pid = runTask(jCurr, m_jEvent, m_pApi, m_pApiResult, m_pDb, m_jConfig, jResult);
@@ -90,7 +90,7 @@ private:
     }
   }
 
-  // One pass over the children that ran when it began.
+  // One pass over the children that are running when it begins.
   int poll() {
     for (Running::iterator it = m_running.begin(); it != m_running.end();) {
       if (!isReaped(it->first)) {
@@ -106,7 +106,7 @@ private:
     return 0;
   }
 
-  // The wait status says nothing: how a script ended stands in its exit-code file.
+  // The wait status is ignored, because the exit-code file tells how the script ended.
   static bool isReaped(std::int32_t pid) {
     if (0 >= pid) {
       LOG_ERROR("it->first <= 0");
@@ -140,14 +140,15 @@ private:
     return 0;
   }
 
-  // The names are all that is ever read of complete tasks, and the list is copied for each child that ends.
+  // Only the names of complete tasks are ever read, and the list is copied for each child that ends, so store only
+  // names.
   void rememberComplete(const Json::Value& jTask) {
     Json::Value jComplete(Json::objectValue);
     jComplete["task_name"] = memberOf(jTask, "task_name");
     m_qComplete.push_back(jComplete);
   }
 
-  // Whether the task still knows its temporary files is up to the store that it was read from again.
+  // The task was read again from the store, which may have dropped the paths of the temporary files.
   static void removeFile(const Json::Value& jTask, const char* szMember) {
     if (hasMember(jTask, szMember)) {
       const std::string strPath = textOf(jTask[szMember]);

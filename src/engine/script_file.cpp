@@ -22,8 +22,8 @@ bool isOwn(int iFd) {
   return 0 == fstat(iFd, &info) && S_ISREG(info.st_mode) && 1 == info.st_nlink && geteuid() == info.st_uid;
 }
 
-// Every run of a runner without an output folder uses one file: one that is there already is written anew. A file of
-// somebody else's, who could go on writing to it, makes way for a new one.
+// Without an output folder, all runs of a runner use one file, so an existing file is overwritten. A file of another
+// user, who could still write to it, is replaced by a new one.
 int openScript(int iFolder, const char* szName) {
   const int iCreated = createAlone(iFolder, szName);
   if (iCreated >= 0 || EEXIST != errno) {
@@ -45,7 +45,7 @@ namespace Orva {
 
 ScriptFileResult writeScriptFile(const std::string& strPath, ScriptFolder folder, const std::string& strScript) {
   const std::string::size_type posName = strPath.rfind('/') + 1;
-  // The owner of the folder above a run's can put a link in the place of the run's.
+  // The owner of the parent folder can replace the run's folder by a link.
   const int iNoLink = ScriptFolder::RUN == folder ? O_NOFOLLOW : 0;
   const std::string strFolder = strPath.substr(0, posName - 1);
   const FileDescriptor directory(open(strFolder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | iNoLink));
@@ -57,12 +57,12 @@ ScriptFileResult writeScriptFile(const std::string& strPath, ScriptFolder folder
     return ScriptFileResult::NOT_WRITTEN;
   }
   LOG_DEBUG("run script=%s", strScript.c_str());
-  // The first half of a script can do harm that the whole would not.
+  // An incomplete script could do harm.
   if (!writeAll(file.get(), strScript)) {
     LOG_ERROR("script not written, path=%s", strPath.c_str());
     return ScriptFileResult::NOT_WRITTEN;
   }
-  // By descriptor: behind the name there may be another file by now.
+  // Use the descriptor, because the name may refer to another file by now.
   if (0 != fchmod(file.get(), 0755)) {
     return ScriptFileResult::NOT_EXECUTABLE;
   }

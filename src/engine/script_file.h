@@ -1,4 +1,4 @@
-// The file that a script is run from.
+// The file of a script.
 
 #pragma once
 
@@ -8,13 +8,13 @@ namespace Orva {
 
 enum class ScriptFolder {
   SHARED,  // the system's temporary folder
-  RUN,     // a folder of the run's own, which is no link
+  RUN,     // the run's own folder, which is not a link
 };
 
 enum class ScriptFileResult { READY, NOT_WRITTEN, NOT_EXECUTABLE };
 
-// Writes the script, whole, and makes it executable, as the runner's own file: what a stranger put in its place, and
-// anything but a plain file with this one name, is replaced or refused, never written through.
+// Writes the complete script to an executable file that belongs to the runner. A file of another user, or anything else
+// than a regular file with one link, is replaced or refused, never written to.
 ScriptFileResult writeScriptFile(const std::string& strPath, ScriptFolder folder, const std::string& strScript);
 
 }  // namespace Orva

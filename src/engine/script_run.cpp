@@ -41,8 +41,8 @@ int placeScript(const ScriptRun& run) {
   return -1;
 }
 
-// Nothing belongs at a place that carries this process's id: what is there was left behind, or put there to catch the
-// output. Afterwards only its owner may remove it.
+// No file with this process's id should exist: it is left over, or a trap for the output. Only the file's owner could
+// remove it later.
 void clearTemporaryOutput(const ScriptRun& run) {
   if (run.blTemporaryOutput) {
     unlink(temporaryOutputOf(run, getpid()).c_str());
@@ -70,11 +70,11 @@ int nameTemporaryOutput(ScriptRun& run) {
   return 0;
 }
 
-// The shell follows links and writes to what is there. So the output is created before, in the owner's name: where only
-// its owner may remove it, as in a temporary folder, nobody can put anything else in its place any more. Whatever else
-// keeps it from being created, the shell says so itself.
+// The shell follows links and writes to existing files. So the output file is created before, by the task's owner. In a
+// temporary folder, only this owner can then remove or replace it. If it cannot be created for another reason, the
+// shell reports the error.
 bool claimOutput(const ScriptRun& run) {
-  // A quote in the path breaks the command: the shell opens something else, if anything.
+  // A quote in the path breaks the command, so the shell would not open this path.
   if (run.strOutput.empty() || std::string::npos != run.strOutput.find('\'')) {
     return true;
   }
@@ -95,7 +95,7 @@ std::string commandOf(const ScriptRun& run) {
 }
 
 int runScript(const ScriptRun& run) {
-  // As of a shell that could not open the output of a command.
+  // The status of a shell that cannot open the output of a command.
   constexpr int STATUS_CANNOT_REDIRECT = 2 << 8;
   const std::string strCmd = commandOf(run);
   if (!claimOutput(run)) {
@@ -115,9 +115,9 @@ int runScript(const ScriptRun& run) {
   return iStatus;
 }
 
-// Decoded twice, deliberately: what the shell exits with is read as a wait status in its turn, so that a script
-// killed by signal 9, for which the shell exits with 137, is recorded as killed by 9. A plain exit with 3 is
-// recorded as signal 3 by the same rule.
+// Deliberately decoded twice: the shell's exit status is read as a wait status again. So a script that was killed by
+// signal 9, where the shell exits with 137, is recorded as killed by 9. By the same rule, exit status 3 is recorded as
+// signal 3.
 Json::Value decode(int iStatus) {
   Json::Value jExit(Json::objectValue);
   if (0 > getExitStatus(iStatus, jExit)) {
@@ -166,7 +166,7 @@ int runInChild(ScriptRun& run) noexcept {
   } catch (...) {
     LOG_ERROR("run given up, task=%s", run.strTaskName.c_str());
   }
-  // Not back into the runner, as whose copy this process would go on.
+  // Do not return into the runner: this process is a copy of it.
   endChild();
 }
 

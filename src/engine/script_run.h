@@ -1,4 +1,4 @@
-// What the child of a run does.
+// The child of a run.
 
 #pragma once
 
@@ -10,20 +10,19 @@ namespace Orva {
 struct ScriptRun {
   std::string strTaskName;
   std::string strScript;      // the text
-  std::string strScriptPath;  // the file it is run from
+  std::string strScriptPath;  // the file of the script
   std::string strOutput;      // empty: the output is not kept
   uid_t uidOwner = 0;
   long iStartTime = 0;
   bool blTemporaryScript = false;
-  bool blTemporaryOutput = false;  // strOutput then lacks the process id that makes it the child's own
+  bool blTemporaryOutput = false;  // strOutput then lacks the child's process id
 };
 
-// The temporary output file of the child of that process id.
+// The temporary output file of the child with this process id.
 std::string temporaryOutputOf(const ScriptRun& run, pid_t pid);
 
-// Writes the script, becomes its owner, runs it, leaves the exit information and ends the process. Only what keeps it
-// from being written, or its output from having a name, returns: -1, deliberately into the copy of the runner that the
-// child is.
+// Writes the script, switches to its owner, runs it, writes the exit information, and ends the process. If the script
+// cannot be written, or the output has no path, it deliberately returns -1 into the child's copy of the runner.
 int runInChild(ScriptRun& run) noexcept;
 
 }  // namespace Orva

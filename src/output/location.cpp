@@ -79,7 +79,7 @@ int getOutputPath(Json::Value& jConfig, const std::string& strTaskName, long iSt
     return placeInShare(jConfig["output_path"].asString(), strTaskName, iStartTime, pOut, pScript);
   }
   if (pScript) {
-    // One file for every run of this process: each child writes it anew just before it runs it.
+    // All runs of this process share this file; each child overwrites it just before running it.
     *pScript = TEMPORARY_SCRIPT_PREFIX + myto_string(getpid());
     LOG_DEBUG("script path=%s", pScript->c_str());
   }

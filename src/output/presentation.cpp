@@ -1,4 +1,4 @@
-// Records between their stored form and that of the user interface.
+// Converts records between stored form and user interface form.
 
 #include <cstdlib>
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* LOG_SOURCE = SOURCE_UTIL;
 
-// The uid that an integer names, narrowed as records have always been read.
+// The uid of an integer, narrowed in the same way as in all records.
 int ownerUid(const Json::Value& jOwner) {
   return static_cast<int>(jOwner.asInt64());
 }
@@ -48,7 +48,7 @@ int removeOwnerName(Json::Value& jRec) {
   return 0;
 }
 
-// "emtpy", here and below: the lines are known so.
+// "emtpy", here and below, is deliberate: people know these texts.
 int changeOwner(Json::Value& jRec, bool blAddName) {
   if (jRec.empty()) {
     LOG_DEBUG("jRec is emtpy, need not change owner format");
@@ -96,7 +96,7 @@ int changeTimes(Json::Value& jRec) {
   return 0;
 }
 
-// The two conversions of a record, each with the text of its check, on an element of an array and on a record.
+// The two conversions of a record, with the check texts for an element of an array and for a single record.
 int convertOwner(Json::Value& jRec, bool blAddName, bool blElement) {
   FAIL_IF_AS(0 > objectChangeFormatOwner(jRec, blAddName),
              blElement ? "0 > objectChangeFormatOwner(jInOut[(size_t)i], blAddName)"
@@ -110,8 +110,8 @@ int convertTimes(Json::Value& jRec, bool blElement) {
   return 0;
 }
 
-// What the three actions share: convert(jRec, blElement) on a record, or on each of an array up to the first that
-// fails.
+// The common part of the three actions: calls convert(jRec, blElement) on a record, or on each element of an array up
+// to the first failure.
 template <typename Convert>
 int convertRecords(Json::Value& jInOut, const char* szNothing, Convert convert) {
   if (jInOut.isArray()) {
@@ -147,7 +147,7 @@ int actOn(Json::Value& jInOut, const char* szNothing, Convert convert) {
   });
 }
 
-// Runs a conversion of one record, and shows the record when it fails.
+// Converts one record, and logs the record on failure.
 template <typename Convert>
 int convertRecord(Json::Value& jRec, Convert convert) {
   return GUARDED([&] {

@@ -1,4 +1,4 @@
-// What a run printed, and the script that ran.
+// Reads the output of a run and the script that ran.
 
 #include "orva_platform.h"
 
@@ -25,7 +25,7 @@ int checkRequest(const OrvaJsonDbApi* pApiResult, const Json::Value& jIn) {
   return 0;
 }
 
-// Checked only: the value itself is read where the paths are made.
+// Only checks the value; getOutputPath() reads it.
 int checkOutputPath(const Json::Value& jConfig) {
   FAIL_IF_AS(!hasMember(jConfig, "output_path"), "!jConfig.isMember(\"output_path\")");
   FAIL_IF(!jConfig["output_path"].isString());
@@ -50,11 +50,11 @@ int findFiles(Json::Value& jConfig, const Json::Value& jIn, const Json::Value& j
   return 0;
 }
 
-// A file that is gone is an empty text.
+// A missing file gives an empty text.
 int readInto(const std::string& strPath, Json::Value& jText) {
   std::string strContent;
   if (!strPath.empty() && 0 > loadRunFile(strPath, strContent)) {
-    // The word is spelled so in the logs that people search.
+    // Deliberately "ouput": people search logs for this text.
     LOG_FAILED_WITH("load ouput failed, path=%s", strPath.c_str());
     return -1;
   }
@@ -69,7 +69,7 @@ int resultGetFile(OrvaJsonDbApi* pApiResult, const Json::Value& jIn, Json::Value
   Json::Value jResult;
   FAIL_IF(0 > pApiResult->recGetOne(jIn, jResult));
   if (jResult.empty()) {
-    // Deliberately no failure: the record may have been removed since its list was shown.
+    // Deliberately not a failure: the record may have been removed since it was listed.
     LOG_FAILED("no result record found!");
     return 0;
   }

@@ -16,10 +16,10 @@ namespace {
 constexpr const char* LOG_SOURCE = SOURCE_UTIL;
 
 constexpr int CB_PATH = 4096;
-// What the platform leaves in errno when a share is known and its volume cannot be used.
+// The platform's errno for a known share whose volume is not available.
 constexpr int ERR_VOLUME_UNUSABLE = 0x1400;
 
-// As a buffer of that size would take it.
+// Cuts a path like a buffer of that size.
 std::string cut(const std::string& strPath) {
   return std::string(strPath.c_str(), strnlen(strPath.c_str(), CB_PATH - 1));
 }

@@ -1,4 +1,4 @@
-// The database and the store handles over it.
+// The database and its store handles.
 
 #include "store/database.h"
 
@@ -21,13 +21,13 @@ namespace {
 
 constexpr const char* LOG_SOURCE = SOURCE_UTIL;
 
-// Effective user 0 for a while; also an attempt that failed is taken back.
+// Sets the effective user to 0 during its lifetime; a failed attempt is also undone.
 class RootIdentity {
 public:
   explicit RootIdentity(bool blWanted) : m_blWanted(blWanted), m_uid(geteuid()) {}
   ~RootIdentity() {
     if (m_blWanted) {
-      // There is nothing left to do about a failure.
+      // A failure cannot be handled here.
       [[maybe_unused]] const int iResult = seteuid(m_uid);
     }
   }
@@ -44,8 +44,8 @@ private:
   uid_t m_uid;
 };
 
-// Exclusively, because a database that another process creates at the same moment must not be emptied; and with its
-// mode from the start, because whoever opened it before a change of mode could go on reading.
+// Exclusive, because a database that another process creates at the same time must not be emptied. The mode is set from
+// the start, because a process that opened the file before a change of mode could go on reading.
 int createIfMissing(const std::string& strPath, int& iFd) {
   if (!isMissing(strPath)) {
     return 0;
@@ -74,7 +74,7 @@ sqlite3* openConnection(const std::string& strPath, SqlText& pErrMsg) {
   sqlite3* pDb = nullptr;
   const int iResult = sqlite3_open(strPath.c_str(), &pDb);
   if (SQLITE_OK != iResult) {
-    // Deliberate: the caller gets the handle of the failed connection, and with it SQLite's own reason.
+    // Deliberately returns the handle of the failed connection, which has SQLite's reason.
     LOG_FAILED_WITH("open sqlite failed, path=%s, errno=%d", strPath.c_str(), iResult);
   } else if (!pDb) {
     LOG_FAILED("!pDb");
@@ -91,7 +91,7 @@ sqlite3* createAndConnect(const std::string& strPath, bool blAsRoot, SqlText& pE
   }
   int iFd = -1;
   const int iCreated = createIfMissing(strPath, iFd);
-  // Held open while the connection is made, and closed before the identity is given back.
+  // Open while the connection is made, and closed before the identity is restored.
   const FileDescriptor file(iFd);
   return 0 > iCreated ? nullptr : openConnection(strPath, pErrMsg);
 }
@@ -105,7 +105,7 @@ int readTableDef(Json::Value& jTableDef) {
   return 0;
 }
 
-// Everything that can fail without the database comes before it is opened: nothing is to be released then.
+// All steps that do not need the database come first, so that their failure need not close it.
 int openStore(const std::string& strTableName, Json::Value& jConfigOut, sqlite3** ppDb, OrvaJsonDbApi** ppApi) {
   FAIL_IF(!ppDb);
   FAIL_IF(!ppApi);
@@ -132,7 +132,7 @@ int closeStore(sqlite3** ppDb, OrvaJsonDbApi** ppApi, OrvaJsonDbApi** ppApiResul
   FAIL_IF(!ppDb);
   FAIL_IF(!ppApi);
   FAIL_IF(!ppApiResult);
-  // The database first: the handles never touch it again, and hosts rely on the order.
+  // Closes the database first. The handles no longer use it, and hosts rely on this order.
   if (*ppDb && SQLITE_OK != sqlite3_close(*ppDb)) {
     LOG_ERROR("close db failed");
   }

@@ -1,4 +1,4 @@
-// What closes a database; the operations on it are exported.
+// The deleter of a database; the other operations are exported.
 
 #pragma once
 

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Readers and writers are kept: building one costs several times its use.
+// Readers and writers are kept, because building one costs several times as much as using it.
 Json::CharReader& reader() {
   static thread_local const std::unique_ptr<Json::CharReader> pReader = [] {
     Json::CharReaderBuilder builder;
@@ -30,7 +30,7 @@ std::unique_ptr<Json::StreamWriter> makeWriter(const char* szIndentation) {
   Json::StreamWriterBuilder builder;
   builder["commentStyle"] = "None";
   builder["emitUTF8"] = true;
-  // A number that JSON has no text for is written as one that no reader takes, and so never reaches a file.
+  // A number that JSON cannot express is written as a text that no reader accepts, so it never reaches a file.
   builder["useSpecialFloats"] = true;
   builder["indentation"] = szIndentation;
   return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
@@ -49,8 +49,8 @@ bool readsBack(const std::string& strText) {
   return Orva::parseJson(strText, jRead);
 }
 
-// A new file gets the mode that any program's would get. The mode of a stranger's file is not taken over: in a
-// folder that everybody may write to, it could have been put there to make ours writable.
+// A new file gets its mode from the umask. The mode of another user's file is not kept, because in a folder that is
+// open to everybody, that user could have created it to make our file writable.
 mode_t modeFor(const std::string& strPath) {
   struct stat info{};
   if (0 == lstat(strPath.c_str(), &info) && S_ISREG(info.st_mode) && geteuid() == info.st_uid) {
@@ -61,7 +61,7 @@ mode_t modeFor(const std::string& strPath) {
   return static_cast<mode_t>(0666 & ~mask);
 }
 
-// The name of a file that has not replaced its target yet; removed unless it did.
+// A temporary file that has not replaced its target yet. The destructor removes it unless it did.
 class DraftFile {
 public:
   explicit DraftFile(const std::string& strTarget)
@@ -101,11 +101,11 @@ namespace Orva {
 bool parseJson(const std::string& strText, Json::Value& jOut) {
   bool blParsed = false;
   try {
-    // The parser would take a NUL for the end of the text.
+    // The parser would treat a NUL as the end of the text.
     blParsed = std::string::npos == strText.find('\0') &&
                reader().parse(strText.data(), strText.data() + strText.size(), &jOut, nullptr);
   } catch (const Json::Exception&) {
-    // It throws at a nesting that it will not follow.
+    // It throws when the nesting is too deep.
     blParsed = false;
   }
   if (!blParsed) {

@@ -1,4 +1,4 @@
-// The files that a run leaves behind.
+// The files of a run.
 
 #pragma once
 
@@ -6,8 +6,8 @@
 
 namespace Orva {
 
-// As loadFile(), for a file in a folder where the run's owner may put anything: a link is not followed, and a file
-// that has another name too is not read. Both exist and cannot be read, -1.
+// Like loadFile(), for a file in a folder where the run's owner can create files. A link is not followed, and a file
+// with more than one hard link is not read; both give -1.
 int loadRunFile(const std::string& strFilePath, std::string& strContent);
 
 }  // namespace Orva

@@ -1,4 +1,4 @@
-// Whole files as text.
+// Reads whole files as text.
 
 #include <cerrno>
 #include <fcntl.h>
@@ -39,9 +39,9 @@ int load(const std::string& strFilePath, Trust trust, std::string& strContent) {
     return 0;
   }
   const int iErrno = errno;
-  // A link that was not followed is there, although it may lead nowhere.
+  // A link that was not followed exists, even if it is dangling.
   if (ELOOP != iErrno && isMissing(strFilePath)) {
-    // Callers read what may never have been written; they are not to fill the log with it.
+    // Not logged, because callers also read files that may never have been written.
     return 1;
   }
   errno = iErrno;

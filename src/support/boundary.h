@@ -1,4 +1,4 @@
-// The edge of the library: nothing that is thrown inside gets past it.
+// The boundary of the library: no exception leaves it.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace Orva {
 
-// Runs the body of an operation; what it throws becomes a log line and the result of a failure.
+// Runs the body of an operation. An exception becomes a log line and the failure result.
 template <typename Result, typename Body>
 Result guarded(const char* szSource, int iLine, Result failed, Body&& body) noexcept {
   try {

@@ -1,13 +1,13 @@
-// Checks that end a function and log their own text.
+// Checks that return from a function and log their own text.
 
 #pragma once
 
 #include "support/log.h"
 
-// Leaves an int function with -1 when cond holds, after logging the check's own text.
+// Logs the check's own text and returns -1 from an int function if cond is true.
 #define FAIL_IF(cond) FAIL_IF_AS(cond, #cond)
 
-// The same with another text: where the condition as it is logged cannot be written as it stands.
+// The same with another text, for a condition that cannot be written as it is logged.
 #define FAIL_IF_AS(cond, text) \
   do {                         \
     if (cond) {                \

@@ -1,4 +1,4 @@
-// Entries of the event log; their texts are in the platform's log catalogue.
+// Codes of the event log; the platform's log catalogue has their texts.
 
 #pragma once
 

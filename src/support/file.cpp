@@ -17,7 +17,7 @@ int openLeased(const std::string& strPath, int iFlags) {
   return open(("/proc/self/fd/" + std::to_string(found.get())).c_str(), O_RDONLY | O_CLOEXEC);
 }
 
-// A pipe may stand there, whose other end never comes.
+// The file may be a pipe without a writer.
 int openForReading(const std::string& strPath, int iFlags, Orva::Leased leased) {
   const int iFd = open(strPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | iFlags);
   const bool blWait = iFd < 0 && EWOULDBLOCK == errno && Orva::Leased::WAIT == leased;

@@ -1,4 +1,4 @@
-// Files by descriptor: closed on every path, read and written whole.
+// Files by descriptor, closed on every path, read and written completely.
 
 #pragma once
 
@@ -17,26 +17,26 @@ public:
   int get() const { return m_iFd; }
   bool isOpen() const { return m_iFd >= 0; }
 
-  // False when the file system reports only now that what was written is lost.
+  // False when the file system reports only now that written data is lost.
   bool close();
 
 private:
   int m_iFd;
 };
 
-// Missing means that nothing can have that name: what may not be looked at exists.
+// A file is missing only if nothing can have that name; a file that cannot be examined counts as existing.
 bool isMissing(const std::string& strPath);
 
-// A file server that has a lease on a file is asked to give it up, and then waited for, as long as the system allows.
-// Anybody may hold a lease on a file of his own.
+// If a file server has a lease on a file, opening the file breaks the lease and waits for up to the system's limit. Any
+// user can have a lease on his own file.
 enum class Leased { WAIT, FAIL };
 
-// Opens a regular file for reading; anything else, such as a folder or a pipe, is a failure with errno set. iFlags
-// are added to open's.
+// Opens a regular file for reading. Other files, such as a folder or a pipe, are a failure with errno set. iFlags are
+// added to the flags of open().
 FileDescriptor openRegular(const std::string& strPath, int iFlags, struct stat& info, Leased leased = Leased::WAIT);
 
-// Reads to the end, or to the given size: what grows while it is read would have no end. Both take up where a signal
-// interrupted them.
+// Reads to the end, or up to the given size, because a growing file may have no end. Both functions continue after a
+// signal.
 bool readUpTo(int iFd, off_t cbMost, std::string& strContent);
 bool writeAll(int iFd, const std::string& strContent);
 

@@ -1,4 +1,4 @@
-// Reads of JSON values that cannot throw: the type is tested first.
+// Reads JSON values without exceptions, by testing the type first.
 
 #pragma once
 
@@ -11,7 +11,7 @@ inline bool isObjectOrNull(const Json::Value& jValue) {
   return jValue.isObject() || jValue.isNull();
 }
 
-// Whether a value, of whatever type, is an object with that member.
+// Whether a value of any type is an object with that member.
 inline bool hasMember(const Json::Value& jValue, const char* szKey) {
   return jValue.isObject() && jValue.isMember(szKey);
 }
@@ -40,7 +40,7 @@ inline bool isBoolLike(const Json::Value& jValue) {
   return jValue.isConvertibleTo(Json::booleanValue);
 }
 
-// Where any value will do, as in log lines: the empty text for what has none.
+// The text of any value, for log lines; empty for a value without a text.
 inline std::string textOf(const Json::Value& jValue) {
   return isTextLike(jValue) ? jValue.asString() : std::string();
 }

@@ -16,7 +16,7 @@ struct FreeText {
 };
 using Text = std::unique_ptr<char, FreeText>;
 
-// Without exceptions: a line is also written when memory has just run out, and is then dropped at worst.
+// Throws no exceptions, because lines are also logged when memory has run out; then a line may be dropped.
 Text format(const char* szFormat, va_list args) {
   char* szText = nullptr;
   return Text(vasprintf(&szText, szFormat, args) < 0 ? nullptr : szText);

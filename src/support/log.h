@@ -1,6 +1,6 @@
-// Log lines: to standard output or to syslog, as the host's flags say.
+// Log lines to standard output or to syslog, depending on the host's flags.
 //
-// A source file names, once, the source that its lines carry:
+// Each source file states once the source name of its lines:
 //
 //     namespace { constexpr const char* LOG_SOURCE = Orva::SOURCE_UTIL; }
 
@@ -10,22 +10,22 @@
 
 namespace Orva {
 
-// The names are those of the two units that administrators know from their logs, whatever the files are called.
+// Administrators know these two names from their logs, so they do not depend on the names of the files.
 constexpr const char* SOURCE_LIB = "eorvascheduler_lib";
 constexpr const char* SOURCE_UTIL = "util";
 
-// One line through the flags. `errno` is that of the caller, whose text a line in syslog ends with; it is left as it
-// was.
+// Writes one line to the destination in the flags. A line in syslog ends with the text of the caller's `errno`, which
+// is unchanged.
 void logLine(const char* szSource, int iLine, const char* szFormat, ...) noexcept __attribute__((format(printf, 3, 4)));
 
-// The line of a failure; szText is the text of the check that did not hold.
+// Writes the line of a failure; szText is the text of the failed check.
 void logFailed(const char* szSource, int iLine, const char* szText) noexcept;
 
-// The line of a failure whose text carries values.
+// Writes the line of a failure with values in its text.
 void logFailedWith(const char* szSource, int iLine, const char* szFormat, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 
-// One line straight to syslog, whatever the flags say: it says why nothing was started.
+// Writes one line to syslog, whatever the flags, that tells why no run was started.
 void logSystem(const char* szSource, int iLine, const char* szFormat, ...) noexcept
     __attribute__((format(printf, 3, 4)));
 
@@ -36,7 +36,7 @@ void logSystem(const char* szSource, int iLine, const char* szFormat, ...) noexc
 #define LOG_FAILED_WITH(...) Orva::logFailedWith(LOG_SOURCE, __LINE__, __VA_ARGS__)
 #define LOG_SYSTEM(...) Orva::logSystem(LOG_SOURCE, __LINE__, __VA_ARGS__)
 
-// The arguments are evaluated only when debug lines are wanted.
+// The arguments are evaluated only if debug lines are on.
 #define LOG_DEBUG(...)        \
   do {                        \
     if (blDebugOutput) {      \

@@ -1,4 +1,4 @@
-// The fixed places of an installed system. None of them is configurable.
+// The fixed paths of an installed system. None of them is configurable.
 
 #pragma once
 
@@ -10,10 +10,10 @@ constexpr char EORVA_SCHEDULER_TABLE_DEFINE_PATH[] = "/usr/orva/share/eorvasched
 constexpr char EORVA_SCHEDULER_TABLE_CREATE_PATH[] = "/usr/orva/share/eorvascheduler/eorvascheduler-table-create.sql";
 constexpr char EORVA_SCHEDULER_EVENT_PATH[] = "/usr/orva/share/eorvascheduler/eorvascheduler-event.json";
 
-// The process id of the script's child, or of the runner for a script, is appended.
+// The process id is appended: of the child for the exit code, of the runner for the script.
 constexpr char EXIT_CODE_PREFIX[] = "/tmp/eorvascheduler_exit_code.";
 constexpr char TEMPORARY_SCRIPT_PREFIX[] = "/tmp/eorvascheduler.script.";
-// Below the temporary folder of a share; "." and the child's process id are appended.
+// Below the temporary folder of a volume; "." and the child's process id are appended.
 constexpr char TEMPORARY_OUTPUT_NAME[] = "/eorvascheduler.output";
 
 constexpr char SZCMD_DAR_ORVAKBVNOTIFY[] = "/usr/orva/bin/orvakbvnotify";

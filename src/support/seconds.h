@@ -1,4 +1,4 @@
-// Points in time: Unix seconds in a signed 32-bit count, as they are stored.
+// Points in time, stored as Unix seconds in a signed 32-bit integer.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace Orva {
 
-// The one place where a time is narrowed.
+// The only function that narrows a time.
 inline long toSeconds(std::int64_t iTime) {
   return static_cast<std::int32_t>(iTime);
 }

@@ -13,7 +13,7 @@ struct FreeUser {
 };
 using User = std::unique_ptr<ORVAUSER, FreeUser>;
 
-// Null when there is no such user, whatever the lookup says of it.
+// Null when there is no such user, whatever the result of the lookup.
 inline User findUser(uid_t uid) {
   PORVAUSER pFound = nullptr;
   const int iResult = ORVAUserGetByUID(uid, &pFound);

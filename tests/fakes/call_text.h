@@ -9,7 +9,7 @@
 
 namespace OrvaTest {
 
-/// A number that is written in base 16.
+/// A number, written in base 16.
 struct Hex {
   unsigned long ulValue;
 };

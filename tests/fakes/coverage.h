@@ -5,8 +5,8 @@
 
 namespace OrvaTest {
 
-/// In a coverage build, saves the counters so far, where every user can add to them from then on: a child that is
-/// about to give up root could not write to the files of root. Elsewhere it does nothing. Leaves `errno` alone.
+/// In a coverage build, saves the counters so far in files that every user can write to, because a child that gives up
+/// root cannot write to root's files. In other builds it does nothing. Does not change `errno`.
 void saveCoverage();
 
 }  // namespace OrvaTest

@@ -1,5 +1,5 @@
 /// \file eorva_test.h
-/// The base of every conformance test. It includes all that such a test needs.
+/// The base of every conformance test, with all includes that such a test needs.
 
 #pragma once
 
@@ -23,17 +23,17 @@
 
 namespace OrvaTest {
 
-/// Parses JSON written with single quotes instead of double ones: json("{'task_name':'a'}"). Throws when it cannot.
+/// Parses JSON with single instead of double quotes: json("{'task_name':'a'}"). Throws on failure.
 Json::Value json(std::string strText);
 
-/// Starts every test with a healthy server, both flags false and `errno` 0, and verifies at its end that it logged
-/// what it announced and nothing else, and left no child, descriptor or platform object behind.
+/// Starts every test with a healthy server, both flags false and `errno` 0. At its end, verifies that it logged exactly
+/// the expected lines, and left no child, descriptor or platform object.
 class EorvaTest : public ::testing::Test {
 protected:
   EorvaTest();
   ~EorvaTest() override;
 
-  /// \name Lines that the test announces, before or after they are logged, in their order
+  /// \name Lines that the test expects, before or after they are logged, in their order
   /// @{
   ExpectedLine& expectFailure(const std::string& strText, const std::string& strSource);
   /// An error or plain line.
@@ -42,22 +42,22 @@ protected:
   ExpectedLine& expectDirectLine(const std::string& strText, const std::string& strSource);
   /// A debug line; set `blDebugOutput` before the call.
   ExpectedLine& expectDebug(const std::string& strText, const std::string& strSource);
-  /// What the library says when RunnerStopped comes out of its polling.
+  /// The library's line when RunnerStopped ends its polling.
   ExpectedLine& expectStopped() {
     return expectLine(std::string("operation given up: ") + RunnerStopped().what(), LIB);
   }
   /// @}
 
-  /// Holds the announced lines against those logged so far, and starts anew.
+  /// Compares the expected lines with those logged so far, and starts again.
   void verifyLog();
   /// Every line since the last verifyLog().
   std::vector<LogLine> logLines() const;
-  /// Forgets what was logged and announced; for loops whose lines are not the point.
+  /// Forgets logged and expected lines; for loops whose lines do not matter.
   void forgetLog();
   /// The names of the library's files in /tmp, which are removed. A test that leaves such files fails unless it takes
   /// them.
   static std::vector<std::string> takeTemporaryFiles();
-  /// Nothing of the log is verified any more in this test.
+  /// Stops verifying the log in this test.
   void ignoreLog() { m_blIgnoreLog = true; }
 
 private:
@@ -66,8 +66,8 @@ private:
   pid_t m_pidTest;
   std::map<int, std::string> m_descriptors;
   std::deque<ExpectedLine> m_expected;
-  size_t m_cForgotten = 0;  // lines of the journal that were dealt with already
-  int m_iGeneration = 0;    // of the journal then
+  size_t m_cForgotten = 0;  // lines of the journal that were already handled
+  int m_iGeneration = 0;    // of the journal at that time
   bool m_blIgnoreLog = false;
 };
 

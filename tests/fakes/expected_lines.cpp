@@ -16,7 +16,7 @@ bool mayBePassedOver(const LogLine& line) {
   return blDebugOutput && line.isDebug();
 }
 
-// In order; the first difference is reported.
+// Compares in order, and reports the first difference.
 void compareInOrder(const Expected& expected, const Lines& logged, std::ostream& out) {
   size_t iNext = 0;
   for (const LogLine& line : logged) {
@@ -35,7 +35,7 @@ void compareInOrder(const Expected& expected, const Lines& logged, std::ostream&
   }
 }
 
-// Children run side by side: the lines of each one have their order, those of several do not.
+// Children run in parallel: the order is compared for each child, but not between children.
 void compareChildren(const Expected& expected, const Lines& logged, std::ostream& out) {
   std::vector<bool> taken(expected.size(), false);
   std::map<pid_t, size_t> nextOf;

@@ -1,5 +1,5 @@
 /// \file expected_lines.h
-/// The lines that a test expects, held against those that were logged.
+/// Compares expected and logged lines.
 
 #pragma once
 
@@ -18,12 +18,12 @@ public:
   ExpectedLine(LogLine::Form form, const std::string& strText, const std::string& strSource)
       : m_form(form), m_strText(strText), m_strSource(strSource) {}
 
-  /// Logged by a forked child instead; the order among the children's lines does not count.
+  /// The line is logged by a forked child; the order between children is ignored.
   ExpectedLine& inChild() {
     m_blInChild = true;
     return *this;
   }
-  /// With that reason in its "(%m)"; without this, any.
+  /// The line has this reason in its "(%m)"; by default, any reason.
   ExpectedLine& withErrno(int iErrno) {
     m_iErrno = iErrno;
     return *this;
@@ -47,8 +47,8 @@ private:
   std::optional<int> m_iErrno;
 };
 
-/// What differs between the expected lines and the logged ones; empty when nothing does. Debug lines that nobody
-/// expects are passed over while `blDebugOutput` is set.
+/// The difference between the expected and the logged lines; empty when there is none. While `blDebugOutput` is set,
+/// unexpected debug lines are ignored.
 std::string compareLog(const std::deque<ExpectedLine>& expected, const std::vector<LogLine>& logged, pid_t pidTest);
 
 }  // namespace OrvaTest

@@ -13,9 +13,9 @@ namespace OrvaTest {
 namespace {
 
 constexpr time_t FIRST_SECOND = 1767225600;
-// A runner that polls this often has lost a child that it waits for.
+// A runner that polls more often waits for a child that no longer exists.
 constexpr int PASSES_AT_MOST = 1000;
-// Above what Linux gives to real processes.
+// Above all process ids of Linux.
 constexpr pid_t FIRST_PRETENDED = 5000000;
 
 }  // namespace

@@ -68,7 +68,7 @@ std::optional<Answer> Faults::decide(const std::string& strName, const std::stri
   for (Rule& rule : m_rules) {
     const bool blAnyCall = rule.m_strCall.empty();
     const bool blInChild = ::getpid() != m_pidTest;
-    // A loop over all calls means those of the test process, unless it asks for those of its children.
+    // A loop over all calls applies to the test process, unless it is for its children.
     if ((rule.m_blOnlyInChild && !blInChild) || (blAnyCall && (!blCanFail || blInChild != rule.m_blOnlyInChild)) ||
         !rule.matches(strName, strCall)) {
       continue;

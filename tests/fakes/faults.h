@@ -1,5 +1,5 @@
 /// \file faults.h
-/// What the fakes shall answer instead of doing their work.
+/// Scripted answers of the fakes.
 
 #pragma once
 
@@ -12,16 +12,16 @@
 
 namespace OrvaTest {
 
-/// Which call a rule means, and what it makes of it. Made by Fakes::fail() and Fakes::answer().
+/// A rule: a call and its answer. Fakes::fail() and Fakes::answer() make rules.
 class Rule {
 public:
   static constexpr int EVERY = 0;
 
-  /// Only the n-th call that matches, counted from now on; EVERY for all of them.
+  /// Applies only to the n-th matching call, counted from now on; EVERY for all calls.
   Rule& nth(int iOrdinal);
   Rule& every() { return nth(EVERY); }
 
-  /// Only in a forked child. Every process goes on counting from what it had at its fork.
+  /// Applies only in a forked child. A child continues counting from its parent's count at the fork.
   Rule& inChild();
 
   /// Sets `errno`.
@@ -45,7 +45,7 @@ private:
 
 /// The answer of a rule to one call.
 struct Answer {
-  bool blFails;                     ///< the call shall fail in its own manner
+  bool blFails;                     ///< the call fails
   int iResult;                      ///< else: its result
   std::optional<Json::Value> jOut;  ///< else: its out value
   int result(int iFailure) const { return blFails ? iFailure : iResult; }
@@ -63,7 +63,7 @@ public:
   Rule& failNthCall(int iOrdinal);
   void clear();
 
-  /// \return the answer of the first rule that means this call, if any; `errno` is then what the rule says.
+  /// \return the answer of the first rule for this call, if any; `errno` is then set by the rule.
   std::optional<Answer> decide(const std::string& strName, const std::string& strCall, bool blSystemCall,
                                bool blCanFail);
 

@@ -11,7 +11,7 @@ namespace OrvaTest {
 
 namespace {
 
-// Only reserved: pages are taken as they are written.
+// Only reserved; memory is used when pages are written.
 constexpr size_t CB_JOURNAL = size_t{256} << 20U;
 
 size_t alignedSize(size_t cb) {
@@ -55,7 +55,7 @@ std::vector<Journal::Entry> Journal::entries() const {
     const auto* pRecord = reinterpret_cast<const Record*>(data() + cbOffset);
     const size_t cbText = pRecord->cbText.load(std::memory_order_acquire);
     if (cbText == 0) {
-      break;  // a child is writing it just now, or died while it did
+      break;  // a child is writing it now, or died while writing it
     }
     entries.push_back({pRecord->kind, pRecord->iPriority, pRecord->iErrno, pRecord->pid,
                        std::string(reinterpret_cast<const char*>(pRecord + 1), cbText - 1)});

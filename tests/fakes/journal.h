@@ -1,5 +1,5 @@
 /// \file journal.h
-/// What a test process and its children did, in order.
+/// The calls and lines of a test process and its children, in order.
 
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace OrvaTest {
 
-/// A list that the forked children of the test share with it: what a child logs or calls is seen by the test.
+/// A list in memory shared with the forked children of the test, so that the test sees their lines and calls.
 class Journal {
 public:
   enum class Kind : std::uint8_t {
@@ -20,7 +20,7 @@ public:
     SYSTEM,        ///< a call into the C library or SQLite
     SYSLOG,        ///< a line given to syslog
     STDOUT,        ///< text written to standard output
-    CHILD_RETURN,  ///< a child came back from a call that should have ended it
+    CHILD_RETURN,  ///< a child returned from a call that should have ended it
   };
 
   struct Entry {
@@ -36,7 +36,7 @@ public:
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  /// Adds an entry of the calling process. Leaves `errno` alone, takes no lock.
+  /// Adds an entry of the calling process. Does not change `errno`, takes no lock.
   void append(Kind kind, const std::string& strText, int iErrno = 0, int iPriority = 0);
 
   std::vector<Entry> entries() const;

@@ -1,4 +1,4 @@
-// Where the lines of the library under test go: into the journal instead of syslog and standard output.
+// Writes the lines of the library under test to the journal instead of syslog and standard output.
 
 #include <array>
 #include <cerrno>
@@ -16,7 +16,7 @@ bool blDebugOutput = false;
 
 namespace {
 
-// "%m" reads errno, so it is that of the caller again for every pass over the format.
+// "%m" reads errno, so restore the caller's errno before each use of the format.
 std::string format(const char* szFormat, va_list args) {
   const int iErrno = errno;
   va_list again;

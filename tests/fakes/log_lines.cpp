@@ -191,7 +191,7 @@ std::vector<LogLine> parseLog(const std::vector<Journal::Entry>& entries) {
       LogLine line;
       line.pid = entry.pid;
       line.blStdout = true;
-      // What does not begin a line goes on with the one before.
+      // Text that does not begin a line continues the previous line.
       if (beginsStdoutLine(entry, line) || lines.empty() || !lines.back().blStdout || lines.back().pid != entry.pid) {
         lines.push_back(line);
       }

@@ -1,5 +1,5 @@
 /// \file log_lines.h
-/// The lines that the library logged, taken apart.
+/// The library's log lines, parsed.
 
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace OrvaTest {
 
-/// The sources that lines carry.
+/// The source names of lines.
 constexpr const char* UTIL = "util";
 constexpr const char* LIB = "eorvascheduler_lib";
 
@@ -40,8 +40,8 @@ struct LogLine {
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
-/// Every line in the journal, in order. All that the forms fix is verified: priority 3, process id, one line number,
-/// "(%m)" when and only when `errno` is set, newlines; a line that breaks a form comes out MALFORMED.
+/// Every line in the journal, in order. The form of each line is verified: priority 3, process id, equal line numbers,
+/// "(%m)" if and only if `errno` is set, newlines. A line with another form is MALFORMED.
 std::vector<LogLine> parseLog(const std::vector<Journal::Entry>& entries);
 
 }  // namespace OrvaTest

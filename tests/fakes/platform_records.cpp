@@ -16,7 +16,7 @@ struct OrvaJsonDbApi::Impl {
 
 namespace {
 
-// A failure leaves the out value alone.
+// A failure does not change the out value.
 int deliver(const OrvaTest::Answer& answer, Json::Value& jOut) {
   if (!answer.blFails && answer.jOut) {
     jOut = *answer.jOut;

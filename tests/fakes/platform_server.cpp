@@ -19,7 +19,7 @@ using OrvaTest::Octal;
 
 namespace {
 
-// As every call that fills a buffer: what does not fit is a failure.
+// As in every call that fills a buffer, a text that does not fit is a failure.
 int fillBuffer(const std::string& strText, char* szBuffer, int cbBuffer) {
   if (cbBuffer <= 0 || strText.size() >= static_cast<size_t>(cbBuffer)) {
     return -1;
@@ -35,7 +35,7 @@ int deliver(const OrvaTest::Answer& answer, char* szBuffer, int cbBuffer) {
   return answer.result(-1);
 }
 
-// Creating a folder must not look to the library like a failure of its own.
+// Creating a folder here must not change the errno that the library sees.
 class KeepErrno {
 public:
   KeepErrno() : m_iErrno(errno) {}

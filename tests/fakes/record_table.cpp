@@ -51,7 +51,7 @@ void bindValue(const Statement& pStatement, int iIndex, const Json::Value& jValu
   }
 }
 
-// A real table that holds the records and, in the column "n", their indexes.
+// A real table with the records and, in the column "n", their indexes.
 Database tableOf(const std::string& strName, const std::set<std::string>& columns,
                  const std::vector<Json::Value>& records) {
   sqlite3* pRaw = nullptr;
@@ -214,7 +214,7 @@ std::optional<std::vector<size_t>> RecordTable::find(const Json::Value& jFilter)
   return found;
 }
 
-// The text is really executed, so a mistake in it shows.
+// SQLite executes the text, so errors in it are found.
 std::optional<std::vector<size_t>> RecordTable::findByText(const std::string& strWhere) const {
   std::set<std::string> columns = m_columns;
   for (const Json::Value& jRecord : m_records) {

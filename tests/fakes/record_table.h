@@ -24,10 +24,10 @@ public:
   int remove(const Json::Value& jIn, bool blMustExist);
   /// @}
 
-  /// Members without a column are stored all the same.
+  /// Stores members without a column, too.
   void keepUnknownMembers() { m_columns.clear(); }
 
-  /// Stores a record as it is, in place of the one with that key.
+  /// Stores a record unchanged, replacing the one with the same key.
   void put(const Json::Value& jRecord);
   /// The record with that key, null when there is none.
   Json::Value record(const Json::Value& jKey) const;
@@ -42,7 +42,7 @@ private:
 
   std::string m_strName;
   std::string m_strKey;
-  std::set<std::string> m_columns;  // empty: every member is one
+  std::set<std::string> m_columns;  // empty: every member is a column
   std::vector<Json::Value> m_records;
   int m_iNextId = 1;
 };

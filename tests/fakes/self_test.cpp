@@ -1,4 +1,4 @@
-// The harness itself: that it notices what it is there for, and that its stand-ins behave.
+// Tests of the test harness: it detects failures, and its fakes work.
 
 #include <cstdlib>
 #include <filesystem>
@@ -16,7 +16,7 @@ using namespace OrvaTest;
 
 namespace {
 
-// Lets a test look at what the end of another one would report.
+// Lets a test check the failures that the end of another test reports.
 class Probe : public EorvaTest {
 public:
   explicit Probe(std::function<void(Probe&)> body) : m_body(std::move(body)) {}
@@ -28,7 +28,7 @@ private:
   std::function<void(Probe&)> m_body;
 };
 
-// The failures that a test with that body has, as one text.
+// The failures of a test with this body, as one text.
 std::string failuresOf(const std::function<void(Probe&)>& body) {
   testing::TestPartResultArray results;
   {

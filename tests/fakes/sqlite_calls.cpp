@@ -1,4 +1,4 @@
-// SQLite as the library under test gets it.
+// The SQLite calls of the library under test.
 
 #include <cstdarg>
 #include <sqlite3.h>
@@ -9,7 +9,7 @@ using OrvaTest::fakes;
 
 extern "C" {
 
-// A failing open gives its handle all the same, as SQLite itself does; with the out value null it gives none.
+// A failing open still gives a handle, as SQLite itself does; with a null out value it gives none.
 int eorvaFake_sqlite3_open(const char* szPath, sqlite3** ppDb) {
   const auto answer = fakes().systemCall("sqlite3_open", szPath);
   if (answer && answer->jOut && answer->jOut->isNull()) {

@@ -1,6 +1,5 @@
-// What the library under test gets in place of the C library: its objects are linked with these names renamed, see
-// renamed_symbols.txt, so nothing else in the process is affected. Unless a rule says otherwise, each call does what
-// its name says.
+// Replacements for the C library in the library under test. Only its objects are linked with these renamed names, see
+// renamed_symbols.txt; the rest of the process is not affected. Without a rule, each call works normally.
 
 #include <cerrno>
 #include <cstdarg>
@@ -214,7 +213,7 @@ ssize_t eorvaFake_write(int iFd, const void* pData, size_t cb) {
   return answer ? answer->result(-1) : ::write(iFd, pData, cb);
 }
 
-// As on a real system, the descriptor is gone after a failure too.
+// As on a real system, the descriptor is closed even after a failure.
 int eorvaFake_close(int iFd) {
   const auto answer = fakes().systemCall("close", iFd);
   const int iErrno = errno;

@@ -28,7 +28,7 @@ protected:
   void SetUp() override {
     PlatformTest::SetUp();
     runCommand({"truncate", "-s", "64M", IMAGE});
-    // A tenth of it is kept for root.
+    // A tenth of it is reserved for root.
     ASSERT_EQ(runCommand({"mkfs.ext4", "-q", "-F", "-m", "10", IMAGE}).iStatus, 0);
     fs::create_directories(FOLDER);
     OrvaTest::writeFile("/etc/fstab", std::string(IMAGE) + " /srv/my\\040disk ext4 loop,nofail 0 2\n");
@@ -46,7 +46,7 @@ protected:
     PlatformTest::TearDown();
   }
 
-  // 0 when the share can be used, else why not.
+  // 0 when the share is available, else the error code.
   static int errorOfShare() {
     char szPath[64] = "";
     if (ORVASharePathGet("logs", szPath, sizeof szPath) == 0) {
@@ -75,7 +75,7 @@ TEST_F(DiskVolume, RoomThatIsKeptForRootDoesNotCount) {
   const struct statvfs status = room();
   const unsigned long long cbUser = static_cast<unsigned long long>(status.f_bavail) * status.f_frsize;
   const unsigned long long cbRoot = static_cast<unsigned long long>(status.f_bfree) * status.f_frsize;
-  ASSERT_GT(cbRoot, cbUser + 4 * MIB) << "the disk of this test keeps room for root";
+  ASSERT_GT(cbRoot, cbUser + 4 * MIB) << "the disk of this test reserves space for root";
   EXPECT_EQ(availableVolume(cbUser), VOLUME);
   EXPECT_EQ(availableVolume(cbUser + 1), "");
   PORVASHARE pShare = nullptr;
@@ -86,7 +86,7 @@ TEST_F(DiskVolume, RoomThatIsKeptForRootDoesNotCount) {
 }
 
 TEST_F(DiskVolume, FullDiskIsNoVolumeAndItsShareStaysUsable) {
-  // Root may go on writing where users may not.
+  // Root can still write when other users cannot.
   OrvaTest::writeFile(std::string(VOLUME) + "/ballast",
                       std::string(static_cast<std::size_t>(room().f_bavail) * room().f_frsize, 'x'));
   EXPECT_EQ(availableVolume(1), "");
@@ -126,7 +126,7 @@ TEST_F(DiskVolume, PieceOfADiskThatIsBoundElsewhereHoldsAShareOfItsOwn) {
   ASSERT_EQ(mount(FOLDER, "/srv/bound", nullptr, MS_BIND, nullptr), 0);
   OrvaTest::writeFile("/etc/fstab", "/srv/my\\040disk/logs /srv/bound none bind 0 0\n");
   OrvaTest::defineShares("[bound]\npath = /srv/bound\n");
-  EXPECT_EQ(availableVolume(MIB), "/srv/bound") << "where the share is comes first";
+  EXPECT_EQ(availableVolume(MIB), "/srv/bound") << "the volume of a share comes first";
   char szPath[64] = "";
   EXPECT_EQ(ORVAShareTmpPathGet("/srv/bound", szPath, sizeof szPath), 0);
   EXPECT_STREQ(szPath, "/srv/bound/@tmp");

@@ -1,4 +1,4 @@
-// The event file under several writers: what one of them does between the steps of another.
+// The event file with several writers, where one acts between the steps of another.
 
 #include <fcntl.h>
 #include <filesystem>

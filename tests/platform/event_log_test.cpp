@@ -21,7 +21,7 @@ namespace {
 
 constexpr const char* EVENT_FILE = "/var/log/orva/event.jsonl";
 
-// Stands where the journal, or the log daemon, listens.
+// A socket in the place of the journal or the log daemon.
 class Listener {
 public:
   explicit Listener(const std::string& strPath)
@@ -221,7 +221,7 @@ TEST_F(EventLog, PlantedLinkForTheEventFileIsNotFollowed) {
   EXPECT_EQ(OrvaTest::readFile("/tmp/victim"), "kept");
 }
 
-// Exit status of a child that writes an event and then would go on.
+// Exit status of a child that writes an event and would then go on.
 int statusOfChildThatLogs(unsigned int uCode) {
   const pid_t pid = fork();
   if (pid == 0) {

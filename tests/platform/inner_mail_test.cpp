@@ -20,7 +20,7 @@ std::string compose(const orva::PlaceholderValues& mapValue) {
   return orva::composeMessage(HEAD, TEMPLATE, mapValue);
 }
 
-// What a mail reader makes of a message, which must be a proper one.
+// Parses a message like a mail reader; the message must be valid.
 Json::Value readBack(const std::string& strMessage) {
   Json::Value jMail = OrvaTest::readMail(strMessage);
   EXPECT_TRUE(jMail["ascii"].asBool());
@@ -143,7 +143,7 @@ std::vector<std::string> headLines(const std::string& strMessage) {
   return vecLine;
 }
 
-// A text of pieces that mean something to mail programs, shells and templates, between letters.
+// A text with pieces that are special to mail programs, shells and templates, between letters.
 std::string hostileText(std::mt19937& random, std::size_t cPiece) {
   static const std::vector<std::string> PIECES = {"\n",
                                                   "\r\n",
@@ -228,7 +228,7 @@ TEST(MailMessage, BodyOfExactlyOneMebibyteIsWhole) {
     return readBack(orva::composeMessage(HEAD, mail, {{"%X%", std::string(cb - 1, 'x') + "\n"}}))["body"].asString();
   };
   EXPECT_EQ(bodyOf(1U << 20).size(), 1U << 20);
-  EXPECT_THAT(bodyOf((1U << 20) + 1), testing::EndsWith("x\n\ncut\n")) << "one line longer than all that";
+  EXPECT_THAT(bodyOf((1U << 20) + 1), testing::EndsWith("x\n\ncut\n")) << "one line longer than the limit";
 }
 
 TEST(MailAddress, AllowListDecides) {

@@ -13,9 +13,9 @@ TEST(SectionFile, EveryFaultIsReportedWithItsLine) {
                                                 vecFault.push_back(std::to_string(iLine) + ": " + strFault);
                                               });
   EXPECT_THAT(vecFault,
-              testing::ElementsAre("1: \"k\" stands in no section", "4: neither a section nor KEY = VALUE: \"=v\"",
+              testing::ElementsAre("1: \"k\" is in no section", "4: neither a section nor KEY = VALUE: \"=v\"",
                                    "5: neither a section nor KEY = VALUE: \"word\"", "6: not a section: \"[]\"",
-                                   "7: \"l\" stands in no section", "8: not a section: \"[b\""));
+                                   "7: \"l\" is in no section", "8: not a section: \"[b\""));
   ASSERT_EQ(vecSection.size(), 2U);
   EXPECT_EQ(vecSection[0].vecEntry.at(0).strValue, "v");
   EXPECT_EQ(vecSection[1].strName, "c d");
@@ -46,8 +46,8 @@ TEST(SambaShares, OnlyFoldersOfTheirOwnAreShares) {
     vecShare.push_back(share.strName + "=" + share.strPath);
   }
   EXPECT_THAT(vecShare, testing::ElementsAre("two words=/srv/a b", "last=/srv/last"));
-  EXPECT_THAT(vecFault, testing::ElementsAre("/etc/samba/smb.conf: share \"R&D\": \"/srv/R&D\" holds a sign that a "
-                                             "shell would act on"));
+  EXPECT_THAT(vecFault, testing::ElementsAre("/etc/samba/smb.conf: share \"R&D\": \"/srv/R&D\" has a character "
+                                             "that is special to a shell"));
 }
 
 TEST(MountTable, FolderHoldsItselfAndWhatLiesBelow) {

@@ -1,4 +1,4 @@
-// How often the notifier may send a key, by a clock that the test sets.
+// How often the notifier may send a key, with a clock that the test controls.
 
 #include <fcntl.h>
 #include <filesystem>
@@ -18,7 +18,7 @@ constexpr std::time_t NOW = 1'700'000'000;
 
 class Throttle : public OrvaTest::PlatformTest {
 protected:
-  // How many were held back before the one that is sent now; -1 when it is held back too.
+  // The number of notices held back before the one sent now; -1 when this one is held back, too.
   static int ask(std::time_t now, const std::string& strKey = "key") {
     unsigned cSuppressed = 0;
     return admitNotification(strKey, now, cSuppressed) ? static_cast<int>(cSuppressed) : -1;

@@ -68,7 +68,7 @@ protected:
     OrvaTest::installPlatformFiles();
   }
 
-  // The entries of the platform, oldest first, with the fields as they are kept.
+  // The platform's journal entries with their fields, oldest first.
   static std::vector<Json::Value> journal(const std::vector<std::string>& vecMatch = {}) {
     EXPECT_EQ(runCommand({"journalctl", "--sync"}).iStatus, 0);
     std::vector<std::string> vecCommand = {"journalctl", "--no-pager", "-o", "json", "SYSLOG_IDENTIFIER=orva"};
@@ -157,7 +157,7 @@ TEST_F(JournalOfTheSystem, JournalThatIsRestartedGetsTheNextEvent) {
     ORVALogSet1(1, 1, 0x14400004, "before", "", "", "");
     EXPECT_EQ(journal().size(), 1U);
   }
-  EXPECT_EQ(ORVALogSet1(1, 1, 0x14400004, "between", "", "", ""), 0) << "it is in the event file all the same";
+  EXPECT_EQ(ORVALogSet1(1, 1, 0x14400004, "between", "", "", ""), 0) << "the event file still has it";
   const Journald journald;
   ORVALogSet1(1, 1, 0x14400004, "after", "", "", "");
   const auto vecEntry = journal();

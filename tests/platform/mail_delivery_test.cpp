@@ -1,4 +1,4 @@
-// Mail through a mail program of the real world to a real mail server.
+// Sends mail with a real mail program to a real mail server.
 
 #include "orva_platform.h"
 

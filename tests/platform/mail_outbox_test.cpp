@@ -1,4 +1,4 @@
-// Mail that waits in the outbox: how much, how long, and who takes it out.
+// Mail in the outbox: limits of number and age, and its delivery.
 
 #include <csignal>
 #include <filesystem>
@@ -40,7 +40,7 @@ protected:
     PlatformTest::TearDown();
   }
 
-  // Puts a file there as if it had been there for some time.
+  // Adds a file with an older time.
   static void put(const std::string& strName, std::time_t age = 0,
                   const std::string& strContent = "a@b c@d\nSubject: x\n\nx\n") {
     const std::string strPath = OUTBOX + "/" + strName;
@@ -59,7 +59,7 @@ TEST_F(MailOutbox, SizeOfWhatWaitsIsLimited) {
   ASSERT_EQ(truncate((OUTBOX + "/1").c_str(), (64 << 20) - 100), 0);
   ASSERT_EQ(sendTaskMail("a@b"), 0);
   OrvaTest::waitForOrphans();
-  EXPECT_THAT(entries(OUTBOX), testing::ElementsAre("1")) << "there is no room for another message";
+  EXPECT_THAT(entries(OUTBOX), testing::ElementsAre("1")) << "there is no space for another message";
   ASSERT_EQ(truncate((OUTBOX + "/1").c_str(), (64 << 20) - 10'000), 0);
   ASSERT_EQ(sendTaskMail("a@b"), 0);
   OrvaTest::waitForOrphans();
@@ -140,7 +140,7 @@ TEST_F(MailOutbox, ProcessThatIsKilledOnItsWayLosesNoMail) {
   installMailProgram("#!/bin/sh\necho $$ > /tmp/gate\nexec sleep 1000\n");
   ASSERT_EQ(sendTaskMail("a@b", "backup", "kept all the same\n"), 0);
   const std::string strProgram = OrvaTest::readFile("/tmp/gate");
-  // The mail program runs now, and the only child here is the process that started it.
+  // The mail program is running; the only child here is the process that started it.
   for (const pid_t pid : OrvaTest::children()) {
     kill(pid, SIGKILL);
   }

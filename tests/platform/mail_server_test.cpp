@@ -1,5 +1,5 @@
-// Mail through the sendmail of a mail server on this machine, into mailboxes. The server is Debian's default one with
-// the configuration that its own package makes; it is fetched for the test and seen by the test alone.
+// Sends mail through the sendmail of a mail server on this machine to mailboxes. The server is Debian's default one
+// with its package's default configuration. It is fetched for the test and installed only in the test's view.
 
 #include <filesystem>
 #include <json/reader.h>
@@ -44,14 +44,14 @@ protected:
 
   static void setting(const std::string& strLine) { OrvaTest::writeFile("/etc/orvainfo.conf", strLine + "\n"); }
 
-  // Sends one mail, and waits until the server has done with it.
+  // Sends one mail, and waits until the server has processed it.
   static int send(const std::string& strTo, const std::string& strTask, const std::string& strOutput) {
     const int iResult = OrvaTest::sendTaskMail(strTo, strTask, strOutput);
     OrvaTest::waitForOrphans();
     return iResult;
   }
 
-  // What a mail reader makes of the messages in a user's mailbox.
+  // The messages in a user's mailbox, parsed like a mail reader does.
   static Json::Value mailbox(const std::string& strUser) {
     const auto parsed =
         OrvaTest::runCommand({"/usr/bin/python3", ORVA_TEST_SCRIPTS "/parse_mail.py", "/var/mail/" + strUser});
@@ -61,7 +61,7 @@ protected:
     return jMails;
   }
 
-  // Every value of a header, in their order.
+  // All values of a header, in order.
   static std::vector<std::string> header(const Json::Value& jMail, const std::string& strName) {
     std::vector<std::string> vecValue;
     for (const Json::Value& jHeader : jMail["headers"]) {

@@ -107,7 +107,7 @@ TEST_F(Mail, CallerGoesOnWhileTheMailProgramHangs) {
   installMailProgram("#!/bin/sh\n: > /tmp/called\ncat /tmp/gate > /dev/null\n");
   const std::string strLong(3 << 20, 'x');
   ASSERT_EQ(send("a@b", strLong), 0) << "the message is larger than any pipe";
-  // The program waits for this end of the gate: it cannot have ended before.
+  // The program waits for this end of the pipe, so it cannot have ended before.
   const int fdGate = open("/tmp/gate", O_WRONLY);
   EXPECT_THAT(entries(OUTBOX), testing::SizeIs(1)) << "kept until it is taken";
   EXPECT_EQ(OrvaTest::fileMode(std::string(OUTBOX) + "/" + entries(OUTBOX).at(0)), 0600U);
@@ -158,7 +158,7 @@ TEST_F(Mail, ProgramThatDoesNotReadOrDiesLosesNoMail) {
   installMailProgram(KEEPING_MAIL_PROGRAM);
   ASSERT_EQ(send("new@b"), 0);
   waitForOrphans();
-  EXPECT_THAT(entries(OUTBOX), testing::IsEmpty()) << "the next mail takes along what waits";
+  EXPECT_THAT(entries(OUTBOX), testing::IsEmpty()) << "the next mail also sends the waiting mail";
   EXPECT_THAT(entries("/tmp/mail"), testing::SizeIs(8));
   EXPECT_THAT(readFile("/tmp/mail/1.args"), testing::HasSubstr("new@b"));
 }
@@ -242,7 +242,7 @@ TEST_F(Mail, CallerThatIgnoresEndedChildrenMailsAllTheSame) {
   EXPECT_THAT(entries("/tmp/mail"), testing::SizeIs(2));
 }
 
-// No address of these may reach the mail program in any form.
+// None of these addresses may reach the mail program.
 TEST_F(Mail, TenThousandHostileAddressesAreRefused) {
   std::mt19937 random(7);
   const auto pick = [&random](const std::vector<std::string>& vecPiece) {

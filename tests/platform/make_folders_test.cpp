@@ -37,7 +37,7 @@ TEST_F(MakeFolders, EveryMissingFolderGetsExactlyTheMode) {
     EXPECT_EQ(fileMode(m_dir.path(szFolder)), 0777U) << szFolder;
   }
   EXPECT_EQ(fileMode(m_dir.path("d")), 0711U);
-  EXPECT_EQ(fileMode(m_dir.path()), 0755U) << "what was there is left as it was";
+  EXPECT_EQ(fileMode(m_dir.path()), 0755U) << "the existing file is unchanged";
 }
 
 TEST_F(MakeFolders, OpenParentsAreNotMadeWhenTheHostDoesNotWantThem) {
@@ -182,7 +182,7 @@ TEST_F(MakeFolders, CreatorsAtTheSameMomentAllSucceed) {
   }
 }
 
-// Keeps putting a folder, a link to a place of root's, and nothing in the same place.
+// Repeatedly replaces a path by a folder, a link to a folder of root, and nothing.
 [[noreturn]] void keepPlanting(const std::string& strFolder, const std::string& strSecret) {
   for (unsigned u = 0; setuid(4711) == 0; ++u) {
     mkdir(strFolder.c_str(), 0777);
@@ -213,7 +213,7 @@ TEST_F(MakeFolders, FolderThatTurnsIntoALinkLeadsNowhere) {
   kill(pid, SIGKILL);
   waitpid(pid, nullptr, 0);
   EXPECT_THAT(OrvaTest::entries(secret.path()), testing::IsEmpty());
-  EXPECT_GE(cLink, N_LINKS) << "the link was met too rarely to tell";
+  EXPECT_GE(cLink, N_LINKS) << "the link was found too rarely to be sure";
 }
 
 }  // namespace

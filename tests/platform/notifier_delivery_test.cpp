@@ -1,4 +1,4 @@
-// The notifier as it runs on a server: a group of several users, a mail program of the real world, a mail server.
+// The notifier as on a server: a group of several users, a real mail program, a mail server.
 
 #include <cstdio>
 #include <filesystem>
@@ -30,7 +30,7 @@ protected:
     OrvaTest::adoptOrphans();
     fs::create_directories("/usr/orva/bin");
     fs::copy_file(ORVA_NOTIFIER, "/usr/orva/bin/orvakbvnotify", fs::copy_options::overwrite_existing);
-    // One whose primary group it is, and three whom the group lists; and somebody who does not belong.
+    // One user whose primary group it is, three users that the group lists, and one user who is not a member.
     OrvaTest::addUser("operators", 4731, GID_OPERATORS);
     OrvaTest::addUser("ada", 4732, 4732, {GID_OPERATORS});
     OrvaTest::addUser("bob", 4733, 4733, {GID_OPERATORS});
@@ -97,7 +97,7 @@ TEST_F(NotifierDelivery, WhatIsHeldBackReachesNobodyAndIsCountedInTheNext) {
   for (int i = 0; i < 3; ++i) {
     ASSERT_EQ(notify(), 0);
   }
-  // The last one becomes ten minutes old.
+  // Makes the last notice ten minutes old.
   const std::string strState = std::string("/var/lib/orva/notify/") + KEY;
   long long llLast = 0;
   unsigned cSuppressed = 0;
@@ -112,7 +112,7 @@ TEST_F(NotifierDelivery, WhatIsHeldBackReachesNobodyAndIsCountedInTheNext) {
     setCount.insert(strBody.substr(u + 20, 1));
   }
   EXPECT_EQ(setCount, (std::multiset<std::string>{"0", "0", "0", "0", "3", "3", "3", "3"}));
-  EXPECT_EQ(countEvents(), 2U) << "what is held back is no event either";
+  EXPECT_EQ(countEvents(), 2U) << "a notice that is held back is not an event";
 }
 
 }  // namespace

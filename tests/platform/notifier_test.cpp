@@ -55,7 +55,7 @@ protected:
     return result;
   }
 
-  // The addresses that were mailed to, and then forgotten.
+  // Gives the addresses of the mails so far, and removes these mails.
   std::vector<std::string> receivers() {
     std::vector<std::string> vecReceiver;
     for (const std::string& strName : entries("/tmp/mail")) {
@@ -70,7 +70,7 @@ protected:
     return vecReceiver;
   }
 
-  // Moves the last notification into the past.
+  // Moves the last notice to the past.
   void age(int iSeconds) {
     long long llLast = 0;
     unsigned cSuppressed = 0;
@@ -84,7 +84,7 @@ TEST_F(Notifier, LibraryCallMailsRootAndTheAdministratorsGroup) {
   EXPECT_EQ(KLIBCExec("/usr/orva/bin/orvakbvnotify", "@administrators", KEY, nullptr, nullptr), 0);
   OrvaTest::waitForOrphans();
   const std::string strMail = readFile("/tmp/mail/1.eml");
-  EXPECT_THAT(strMail, testing::HasSubstr("A volume of a shared folder cannot be used."));
+  EXPECT_THAT(strMail, testing::HasSubstr("The volume of a shared folder is not available."));
   EXPECT_THAT(receivers(), testing::ElementsAre("ada", "root"));
   EXPECT_THAT(readFile("/var/log/orva/event.jsonl"), testing::HasSubstr("\"code\":\"0x14400300\""));
 }
@@ -118,10 +118,10 @@ TEST_F(Notifier, TextIsInTheLanguageOfTheServer) {
 TEST_F(Notifier, UnknownKeyAndGroupAreNamed) {
   const CommandResult key = notify({"@administrators", "no_such_key"});
   EXPECT_EQ(key.iStatus, 1);
-  EXPECT_EQ(key.strErrors, "orvakbvnotify: there is no text \"no_such_key\"\n");
+  EXPECT_EQ(key.strErrors, "orvakbvnotify: unknown key \"no_such_key\"\n");
   const CommandResult group = notify({"@nosuchgroup", KEY});
   EXPECT_EQ(group.iStatus, 1);
-  EXPECT_EQ(group.strErrors, "orvakbvnotify: there is no group \"nosuchgroup\"\n");
+  EXPECT_EQ(group.strErrors, "orvakbvnotify: unknown group \"nosuchgroup\"\n");
   EXPECT_THAT(receivers(), testing::IsEmpty());
   EXPECT_FALSE(fs::exists("/var/lib/orva/notify/no_such_key"));
 }

@@ -37,7 +37,7 @@ CREATE TABLE task_result (
 ) STRICT;
 )";
 
-// Also rows that are odd: texts of any bytes, a null, a script of several pages.
+// Includes odd rows: texts with any bytes, a null, a script of several pages.
 const char* const OLD_ROWS = R"(
 BEGIN;
 INSERT INTO task (task_name, event, enable, owner, last_start_time, status, operation, notify_mail) VALUES
@@ -74,7 +74,7 @@ std::string contentOf(sqlite3* pDb, const std::string& strTable, const std::stri
   return strContent;
 }
 
-// What a new table gives a record that says nothing of its newer columns.
+// The defaults of the newer columns.
 Json::Value defaultsOf(const char* szTable) {
   const Database pDb = openDatabase(":memory:");
   OrvaJsonDbApi tasks(pDb.get(), "task", installedDefinitions(), installedSql());
@@ -87,7 +87,8 @@ Json::Value defaultsOf(const char* szTable) {
   return jDefaults;
 }
 
-// The rows as the store reads them where nothing was migrated, by the old columns alone; and what is new in them.
+// The rows as the store reads them without a migration, with only the old columns, plus the defaults of the new
+// columns.
 Json::Value asRead(const char* szTable) {
   const Database pDb = openDatabase(":memory:");
   makeOldTables(pDb.get());

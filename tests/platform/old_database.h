@@ -1,5 +1,5 @@
 /// \file old_database.h
-/// A database of schema version 0: the tables as they were before there were versions.
+/// A database of schema version 0, with the tables from before schema versions existed.
 
 #pragma once
 
@@ -10,18 +10,18 @@ struct sqlite3;
 
 constexpr int OLD_TASKS = 12;
 
-/// The number of the last run; its record was deleted again.
+/// The number of the last run, whose record was deleted.
 constexpr int OLD_LAST_NUMBER = 31;
 
-/// Makes the tables and fills them.
+/// Creates and fills the tables.
 void makeOldTables(sqlite3* pDb);
 
-/// Makes the file.
+/// Creates the file.
 void makeOldDatabase(const std::string& strPath);
 
-/// Fails the test when the file is no sound database of version 0 with all its rows.
+/// Fails the test unless the file is an intact database of version 0 with all its rows.
 void expectOldDatabase(const std::string& strPath);
 
-/// Its rows, as a store of today lists them.
+/// Its rows, as the current store lists them.
 Json::Value oldTasksAsRead();
 Json::Value oldResultsAsRead();

@@ -1,4 +1,4 @@
-"""Prints what a mail reader makes of messages, as JSON.
+"""Parses messages like a mail reader, and prints them as JSON.
 
 Without an argument, of the one message on standard input: one object. With the path of a mailbox, of every message in
 it: a list.

@@ -41,7 +41,7 @@ std::size_t countDescriptors() {
                                                 [](const auto& open) { return open.second.rfind("socket:", 0) != 0; }));
 }
 
-// The kernel lists who waits for a lock behind an arrow.
+// The kernel lists processes that wait for a lock after an arrow.
 bool waitsForLock(pid_t pid) {
   std::ifstream locks("/proc/locks");
   for (std::string strLine; std::getline(locks, strLine);) {
@@ -106,7 +106,7 @@ bool waitUntilItWaitsForLock(pid_t pid) {
     if (waitsForLock(pid)) {
       return true;
     }
-    // One that has ended will not wait any more.
+    // An ended process does not wait.
     siginfo_t info{};
     if (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == pid) {
       return false;

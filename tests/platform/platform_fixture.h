@@ -1,5 +1,5 @@
 /// \file platform_fixture.h
-/// What the tests of the platform share.
+/// Helpers for tests of the platform.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace OrvaTest {
 
-/// A test that leaves neither child nor descriptor.
+/// A test that must leave no child and no descriptor.
 class PlatformTest : public testing::Test {
 protected:
   void SetUp() override;
@@ -27,30 +27,30 @@ void installPlatformFiles();
 /// Defines the server's shares.
 void defineShares(const std::string& strDefinitions);
 
-/// Mounts a fresh file system in memory, making its folder.
+/// Mounts an empty file system in memory, and creates its folder.
 void mountTmpfs(const std::string& strTarget, const std::string& strOptions = "size=16m,mode=755");
 
-/// Makes processes that lose their parent children of this one, so that a test can wait for their end.
+/// Makes orphaned processes children of this one (subreaper), so that a test can wait for them.
 void adoptOrphans();
 
 /// Waits until every child has ended; true when there was at least one.
 bool waitForOrphans();
 
-/// Waits until a process waits for a lock (flock) that another one holds; false when it does not.
+/// Waits until a process waits for a lock (flock) of another process; false when it does not.
 bool waitUntilItWaitsForLock(pid_t pid);
 
-/// Writes a mail program: a shell script. It is the one that the server's settings name.
+/// Writes a mail program, a shell script, and sets it in the server's settings.
 void installMailProgram(const std::string& strScript);
 
-/// The mail program that keeps each message: arguments in /tmp/mail/N.args, message in /tmp/mail/N.eml, N from 1.
+/// A mail program that stores each message: arguments in /tmp/mail/N.args, message in /tmp/mail/N.eml, N from 1.
 extern const char* const KEEPING_MAIL_PROGRAM;
 
-/// Sends the mail of a task that has ended; the result is that of the platform's function.
+/// Sends the mail about an ended task; returns the result of the platform's function.
 int sendTaskMail(const std::string& strTo, const std::string& strTask = "backup",
                  const std::string& strOutput = "all is well\n",
                  const char* szTemplate = "eOrvascheduler_complete_task");
 
-/// Names of a folder's entries, sorted; none when it is missing.
+/// Names of a folder's entries, sorted; empty when the folder is missing.
 std::vector<std::string> entries(const std::string& strFolder);
 
 }  // namespace OrvaTest

@@ -100,7 +100,7 @@ TEST_F(Process, ProgramStartsWithDefaultSignals) {
   sigaddset(&set, SIGTERM);
   sigprocmask(SIG_BLOCK, &set, nullptr);
   EXPECT_EQ(execute("grep -E '^Sig(Blk|Ign)' /proc/$$/status | cut -f 2 > /tmp/signals"), 0);
-  // The C library keeps two real-time signals for itself and has them ignored in what it spawns.
+  // The C library reserves two real-time signals and ignores them in spawned programs.
   EXPECT_EQ(OrvaTest::readFile("/tmp/signals"), "0000000000000000\n0000000180000000\n");
   sigprocmask(SIG_UNBLOCK, &set, nullptr);
   signal(SIGPIPE, SIG_DFL);

@@ -1,4 +1,4 @@
-# The record store against real databases, several processes among them.
+# Tests of the record store with real databases, also with several processes.
 add_executable(record_store_test
   old_database.cpp
   record_store_authorizer.cpp
@@ -26,7 +26,7 @@ eorva_test_code(record_store_test)
 gtest_discover_tests(record_store_test
   TEST_PREFIX platform. DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 240 LABELS platform)
 
-# Mounts of its own.
+# This test mounts file systems.
 add_executable(record_store_faults_test old_database.cpp record_store_faults.cpp record_store_fixture.cpp)
 target_compile_definitions(record_store_faults_test PRIVATE EORVA_SHARE="${CMAKE_SOURCE_DIR}/share")
 target_link_libraries(record_store_faults_test PRIVATE platform_under_test eorva_test_support GTest::gmock)

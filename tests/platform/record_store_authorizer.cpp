@@ -1,4 +1,4 @@
-// A caller's own WHERE clause reads its one table and does nothing else, whatever it says.
+// A caller's WHERE clause can only read its own table.
 
 #include <unistd.h>
 
@@ -31,7 +31,7 @@ protected:
     m_strBefore = contents();
   }
 
-  // Everything that an attack could change.
+  // All data that an attack could change.
   std::string contents() {
     return queryText(
         m_pDb.get(),
@@ -50,7 +50,7 @@ protected:
     EXPECT_EQ("untouched", jOut.asString());
     EXPECT_FALSE(blCalled);
     EXPECT_NE(0, sqlite3_get_autocommit(m_pDb.get()));
-    // The connection is as free as before: contents() reads every table, which the guard forbids.
+    // The connection has no restriction again: contents() reads every table, which the guard forbids.
     EXPECT_EQ(m_strBefore, contents());
   }
 

@@ -1,4 +1,4 @@
-// What happens while another connection has the database.
+// The store while another connection uses the database.
 
 #include <algorithm>
 
@@ -29,7 +29,7 @@ protected:
   TurnedClock m_clock;
 };
 
-/// A database in rollback mode, where readers and writers do refuse each other.
+/// A database in rollback mode, where readers and writers block each other.
 class BusyReading : public testing::Test {
 protected:
   TempFolder m_folder;
@@ -71,7 +71,7 @@ TEST_F(Busy, PausesGrowToALimit) {
   const std::vector<long long>& pauses = m_clock.pauses();
   ASSERT_GT(pauses.size(), 100U);
   EXPECT_LE(pauses.front(), SECOND / 1000);
-  // Each pause lies between half of its length and the whole of it, and the length doubles.
+  // Each pause is between half of its length and the whole length, and the length doubles.
   EXPECT_GT(pauses[4], pauses[0]);
   for (std::size_t iPause = 10; iPause + 1 < pauses.size(); ++iPause) {
     EXPECT_GE(pauses[iPause], SECOND / 200);
@@ -135,7 +135,7 @@ TEST_F(Busy, NewHandleWaitsWithItsTables) {
   OrvaJsonDbApi handle(m_pDb.get(), "task", installedDefinitions(), installedSql());
   EXPECT_EQ(5U, m_clock.pauses().size());
   EXPECT_EQ(std::to_string(installedSchema()), queryText(m_pDb.get(), "PRAGMA user_version"));
-  EXPECT_THAT(takeLogLines(), testing::ElementsAre(testing::HasSubstr("it is kept in")));
+  EXPECT_THAT(takeLogLines(), testing::ElementsAre(testing::HasSubstr("is kept in")));
 }
 
 TEST_F(Busy, NewHandleFindsTheTablesThatTheOtherMadeMeanwhile) {
@@ -183,5 +183,5 @@ TEST_F(BusyReading, RefusedCommitOfTheTablesIsDoneWhenTheReaderHasGone) {
   OrvaJsonDbApi handle(m_pDb.get(), "task", parse(SMALL_DEFINITIONS), SMALL_SQL);
   EXPECT_EQ(4U, m_clock.pauses().size());
   EXPECT_EQ("1", queryText(m_pOther.get(), "PRAGMA user_version"));
-  EXPECT_THAT(takeLogLines(), testing::ElementsAre(testing::HasSubstr("it is kept in")));
+  EXPECT_THAT(takeLogLines(), testing::ElementsAre(testing::HasSubstr("is kept in")));
 }

@@ -1,4 +1,4 @@
-// What goes into a column comes back; what does not fit is refused and named.
+// Values are stored in columns and read back; a value of another type is refused with a log line.
 
 #include <cmath>
 #include <limits>
@@ -15,7 +15,7 @@ struct Misfit {
 
 class Columns : public RecordStore {
 protected:
-  // What a task's member becomes on its way through the table.
+  // A task's member after a write and a read.
   Json::Value roundTrip(const char* szMember, const Json::Value& jValue) {
     Json::Value jTask = task("t");
     jTask[szMember] = jValue;
@@ -225,7 +225,7 @@ TEST_F(Columns, LogLineOfABadValueStaysOneLine) {
   expectRefused({"enable", "a\nb", "column enable: \"a\\u000ab\" does not fit the type boolean"});
   Json::Value jOut;
   EXPECT_EQ(-1, m_tasks.recList(parse("{\"a\\nEvil line\":1}"), jOut));
-  expectFailure("task, recList: the filter's member a Evil line is no column");
+  expectFailure("task, recList: the filter's member a Evil line is not a column");
 }
 
 TEST_F(Columns, DamagedJsonComesBackAsNullAndIsNamed) {
@@ -234,7 +234,7 @@ TEST_F(Columns, DamagedJsonComesBackAsNullAndIsNamed) {
     runSql(m_pDb.get(), std::string("UPDATE task SET status = ") + szDamage);
     Json::Value jRead;
     EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead)) << szDamage;
-    expectFailure("task, row a, column status: the content is no json value and is left out");
+    expectFailure("task, row a, column status: the value is not of type json and is ignored");
     EXPECT_TRUE(jRead.isMember("status"));
     EXPECT_TRUE(jRead["status"].isNull());
     EXPECT_TRUE(jRead["last_exit_info"].isObject());
@@ -247,7 +247,7 @@ TEST_F(Columns, DamageDeepInsideTheReaderIsNoException) {
   runSql(m_pDb.get(), "UPDATE task SET status = replace(hex(zeroblob(5000)), '00', '[')");
   Json::Value jRead;
   EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jRead));
-  expectFailure("task, row a, column status: the content is no json value and is left out");
+  expectFailure("task, row a, column status: the value is not of type json and is ignored");
 }
 
 TEST_F(Columns, ContentOfAnotherStorageClassIsDamageToo) {
@@ -322,13 +322,13 @@ TEST_F(Columns, OneDamagedRowDoesNotHideTheOthers) {
   runSql(m_pDb.get(), "UPDATE task SET status = '{' WHERE task_name = 'b'");
   Json::Value jRead;
   EXPECT_EQ(0, m_tasks.recList(Json::Value(Json::objectValue), jRead));
-  expectFailure("task, row b, column status: the content is no json value and is left out");
+  expectFailure("task, row b, column status: the value is not of type json and is ignored");
   ASSERT_EQ(3U, jRead.size());
   EXPECT_TRUE(jRead[0]["status"].isObject());
   EXPECT_TRUE(jRead[2]["status"].isObject());
 }
 
-// Rows that say the same share its text; of texts there are more, and longer ones, than are ever shared.
+// Rows with the same text share it. There are more texts, and longer ones, than the limit of shared texts.
 TEST_F(Columns, WhatRepeatsFromRowToRowComesBackByteForByte) {
   using namespace std::string_literals;
   std::vector<std::string> texts{""s,
@@ -365,7 +365,7 @@ TEST_F(Columns, WhatRepeatsFromRowToRowComesBackByteForByte) {
     OrvaJsonDbApi api(m_pDb.get(), "task_result", installedDefinitions(), "");
     ASSERT_EQ(0, api.recList(parse("{}"), jRead));
   }
-  // The records outlive the handle, and whatever the next one reads.
+  // The records outlive the handle and later reads.
   Json::Value jAgain;
   ASSERT_EQ(0, m_results.recList(parse("{}"), jAgain));
   EXPECT_TRUE(jExpected == jRead);

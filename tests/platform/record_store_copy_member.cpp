@@ -71,7 +71,7 @@ TEST(CopyMember, OtherTypesAreRefusedAndLeftAsTheyAre) {
     EXPECT_EQ(-1, ORVA_JSON_DB::jsonCopyMember(jTarget, parse(refused.szSource), true));
     EXPECT_EQ(parse(refused.szTarget), jTarget);
     EXPECT_EQ(EINVAL, KLIBCErrGet());
-    EXPECT_THAT(takeLogLines(),
-                ElementsAre(std::string("3 orvaplatform: copy of members: the ") + refused.szWhich + " is no object"));
+    EXPECT_THAT(takeLogLines(), ElementsAre(std::string("3 orvaplatform: copy of members: the ") + refused.szWhich +
+                                            " is not an object"));
   }
 }

@@ -1,4 +1,4 @@
-// What building a handle does to the connection and the database.
+// The effects of building a handle on the connection and the database.
 
 #include <fcntl.h>
 #include <fstream>
@@ -70,7 +70,7 @@ TEST_F(CreateTables, SqlIsRunOnlyWhenTheDatabaseIsOlder) {
   const std::string strSql =
       "CREATE TABLE visits (x); CREATE TABLE task (task_name TEXT PRIMARY KEY)" + setSchema(installedSchema());
   open(strSql);
-  // A second run would find the tables there already and fail.
+  // A second run would fail because the tables exist.
   open(strSql);
   open(strSql, "task_result");
   EXPECT_EQ("0", query("SELECT count(*) FROM visits"));
@@ -84,7 +84,7 @@ TEST_F(CreateTables, InstalledSqlIsHarmlessToRunAgain) {
   runSql(m_pDb.get(), installedSql());
   runSql(m_pDb.get(), "PRAGMA user_version = 0");
   open();
-  EXPECT_THAT(takeLogLines(), ElementsAre(testing::HasSubstr("it is kept in")));
+  EXPECT_THAT(takeLogLines(), ElementsAre(testing::HasSubstr("is kept in")));
   expectInstalledSchema();
   EXPECT_EQ("a", query("SELECT task_name FROM task"));
   EXPECT_EQ(strSchema, query("SELECT group_concat(sql) FROM sqlite_schema"));
@@ -103,7 +103,7 @@ TEST_F(CreateTables, NewerSchemaIsRefused) {
   const std::string strNewer = std::to_string(installedSchema() + 1);
   runSql(m_pDb.get(), setSchema(installedSchema() + 1));
   const std::string strReason = "the database has schema version " + strNewer + ", newer than " +
-                                std::to_string(installedSchema()) + ", the newest that this system knows";
+                                std::to_string(installedSchema()) + ", the newest supported version";
   expectRefused(strReason);
   expectRefused(strReason, "");
   EXPECT_EQ(ENOTSUP, KLIBCErrGet());
@@ -134,7 +134,7 @@ TEST_F(CreateTables, SqlThatFailsLeavesTheTablesAsTheyWere) {
 
 TEST_F(CreateTables, SqlMustGiveTheVersionThatTheDefinitionDescribes) {
   for (const int iSchema : {0, installedSchema() + 1}) {
-    expectRefused("the creation SQL gives schema version " + std::to_string(iSchema) + ", the definition describes " +
+    expectRefused("the creation SQL sets schema version " + std::to_string(iSchema) + ", but the definition has " +
                       std::to_string(installedSchema()),
                   "CREATE TABLE task (x)" + setSchema(iSchema));
   }
@@ -165,7 +165,7 @@ TEST_F(CreateTables, OpenTransactionIsRefusedAndStaysOpen) {
 
 TEST_F(CreateTables, MissingConnectionIsRefused) {
   m_pDb.reset();
-  expectRefused("there is no connection");
+  expectRefused("no connection");
 }
 
 TEST_F(CreateTables, ConnectionThatNeverOpenedIsRefusedWithItsReason) {
@@ -197,37 +197,37 @@ TEST_F(CreateTables, DatabaseInMemoryWorksWithoutAWriteAheadLog) {
 
 TEST_F(CreateTables, DefinitionThatIsMissingOrMalformedIsRefused) {
   for (const BadDefinition& bad : std::vector<BadDefinition>{
-           {"null", "there is no definition of this table"},
-           {"[]", "there is no definition of this table"},
-           {"{}", "there is no definition of this table"},
-           {R"({"task":null})", "there is no definition of this table"},
-           {R"({"task":[]})", "there is no definition of this table"},
-           {R"({"task":{}})", "the definition has no schema version of 1 or more"},
-           {R"({"task":{"schema":0}})", "the definition has no schema version of 1 or more"},
-           {R"({"task":{"schema":"1"}})", "the definition has no schema version of 1 or more"},
-           {R"({"task":{"schema":1}})", "the definition has no array of 1 to 64 columns"},
-           {R"({"task":{"schema":1,"columns":{}}})", "the definition has no array of 1 to 64 columns"},
-           {R"({"task":{"schema":1,"columns":[]}})", "the definition has no array of 1 to 64 columns"},
+           {"null", "the table has no definition"},
+           {"[]", "the table has no definition"},
+           {"{}", "the table has no definition"},
+           {R"({"task":null})", "the table has no definition"},
+           {R"({"task":[]})", "the table has no definition"},
+           {R"({"task":{}})", "the definition needs a schema version of 1 or more"},
+           {R"({"task":{"schema":0}})", "the definition needs a schema version of 1 or more"},
+           {R"({"task":{"schema":"1"}})", "the definition needs a schema version of 1 or more"},
+           {R"({"task":{"schema":1}})", "the definition needs an array of 1 to 64 columns"},
+           {R"({"task":{"schema":1,"columns":{}}})", "the definition needs an array of 1 to 64 columns"},
+           {R"({"task":{"schema":1,"columns":[]}})", "the definition needs an array of 1 to 64 columns"},
            {R"({"task":{"schema":1,"columns":[7]}})",
-            "the definition's column name is no name of letters, digits and underscores"},
+            "the definition's column name is not a name of letters, digits and underscores"},
            {R"({"task":{"schema":1,"columns":[{"name":"a]"}]}})",
-            "the definition's column name is no name of letters, digits and underscores"},
+            "the definition's column name is not a name of letters, digits and underscores"},
            {R"({"task":{"schema":1,"columns":[{"name":"1a"}]}})",
-            "the definition's column name is no name of letters, digits and underscores"},
+            "the definition's column name is not a name of letters, digits and underscores"},
            {R"({"task":{"schema":1,"columns":[{"name":""}]}})",
-            "the definition's column name is no name of letters, digits and underscores"},
+            "the definition's column name is not a name of letters, digits and underscores"},
            {R"({"task":{"schema":1,"columns":[{"name":"a"}]}})",
-            "column a: the type is none of integer, boolean, text, json"},
+            "column a: the type must be integer, boolean, text or json"},
            {R"({"task":{"schema":1,"columns":[{"name":"a","type":"real"}]}})",
-            "column a: the type is none of integer, boolean, text, json"},
+            "column a: the type must be integer, boolean, text or json"},
            {R"({"task":{"schema":1,"columns":[{"name":"a","type":1}]}})",
-            "column a: the type is none of integer, boolean, text, json"},
+            "column a: the type must be integer, boolean, text or json"},
            {R"({"task":{"schema":1,"columns":[{"name":"a","type":"text"},{"name":"a","type":"json"}]}})",
             "column a is defined twice"},
            {R"({"task":{"schema":1,"columns":[{"name":"a","type":"text"}]}})",
-            "the definition's key is no name of letters, digits and underscores"},
+            "the definition's key is not a name of letters, digits and underscores"},
            {R"({"task":{"schema":1,"key":"b","columns":[{"name":"a","type":"text"}]}})",
-            "the key b is none of the columns"},
+            "the key b is not one of the columns"},
        }) {
     SCOPED_TRACE(bad.szDefinition);
     expectRefused(bad.szReason, installedSql(), "task", parse(bad.szDefinition));
@@ -256,10 +256,10 @@ TEST_F(CreateTables, DefinitionOfMoreColumnsThanASetHoldsIsRefused) {
   EXPECT_EQ(0, pHandle->recCreate(jRecord, jOut));
   EXPECT_EQ(jRecord, jOut);
   jDefinitions["task"]["columns"].append(parse(R"({"name":"c64","type":"integer"})"));
-  expectRefused("the definition has no array of 1 to 64 columns", installedSql(), "task", jDefinitions);
+  expectRefused("the definition needs an array of 1 to 64 columns", installedSql(), "task", jDefinitions);
 }
 
 TEST_F(CreateTables, TableWithoutADefinitionIsRefused) {
-  expectRefused("there is no definition of this table", installedSql(), "users");
-  expectRefused("there is no definition of this table", installedSql(), "");
+  expectRefused("the table has no definition", installedSql(), "users");
+  expectRefused("the table has no definition", installedSql(), "");
 }

@@ -1,4 +1,4 @@
-// Databases that refuse: every operation says so once and changes nothing.
+// Failing databases: every operation logs one line and changes nothing.
 
 #include <cstdio>
 
@@ -101,13 +101,14 @@ TEST_F(Failures, ColumnOfAnotherTypeThanDefinedIsRefusedOrReadAsDamage) {
   OrvaJsonDbApi api(m_pDb.get(), "task", jDefinitions, installedSql());
   Json::Value jOut;
   EXPECT_EQ(0, api.recGetOne(parse(R"({"task_name":"a"})"), jOut));
-  EXPECT_THAT(takeLogLines(),
-              ElementsAre("3 orvaplatform: record store, table task, row a, column event: the content is no integer "
-                          "value and is left out",
-                          "3 orvaplatform: record store, table task, row a, column owner: the content is no boolean "
-                          "value and is left out",
-                          "3 orvaplatform: record store, table task, row a, column time_limit: the content is no text "
-                          "value and is left out"));
+  EXPECT_THAT(
+      takeLogLines(),
+      ElementsAre("3 orvaplatform: record store, table task, row a, column event: the value is not of type "
+                  "integer and is ignored",
+                  "3 orvaplatform: record store, table task, row a, column owner: the value is not of type "
+                  "boolean and is ignored",
+                  "3 orvaplatform: record store, table task, row a, column time_limit: the value is not of type "
+                  "text and is ignored"));
   EXPECT_TRUE(jOut["event"].isNull());
   EXPECT_EQ(-1, api.recUpdateByFilter(parse(R"({"task_name":"a"})"), parse(R"({"time_limit":"long"})")));
   expectFailure("task, recUpdateByFilter: cannot store TEXT value in INTEGER column task.time_limit");
@@ -122,7 +123,7 @@ TEST_F(Failures, ViewInTheTablesPlaceIsReadAndRefusesWrites) {
   EXPECT_EQ("a", jOut["task_name"].asString());
   jOut = "untouched";
   EXPECT_EQ(-1, m_tasks.recCreate(task("b"), jOut));
-  expectFailure("task, recCreate: the table keeps no such record");
+  expectFailure("task, recCreate: the table did not store the record");
   EXPECT_EQ(-1, m_tasks.recUpdateByFilter(parse(R"({"task_name":"a"})"), parse(R"({"enable":true})")));
   expectFailure("task, recUpdateByFilter: cannot modify task because it is a view");
   EXPECT_EQ(-1, m_tasks.recDelete(parse(R"({"task_name":"a"})"), true));
@@ -156,7 +157,7 @@ TEST_F(Failures, RecordThatATriggerDropsIsRefused) {
   runSql(m_pDb.get(), "CREATE TRIGGER t BEFORE INSERT ON task BEGIN SELECT RAISE(IGNORE); END");
   Json::Value jOut = "untouched";
   EXPECT_EQ(-1, m_tasks.recCreate(task("a"), jOut));
-  expectFailure("task, recCreate: the table keeps no such record");
+  expectFailure("task, recCreate: the table did not store the record");
   EXPECT_EQ("untouched", jOut.asString());
 }
 

@@ -1,5 +1,5 @@
-// File systems that are full, read-only or gone, with the installed tables: one line and a negative result each, and
-// nothing half written. Mounts, in the private view of the machine.
+// File systems that are full, read-only or missing, with the installed tables. Each failure gives one line and a
+// negative result, and nothing is half written. The test mounts file systems in its private view.
 
 #include <algorithm>
 #include <cerrno>
@@ -56,7 +56,7 @@ protected:
     m_pRuns.reset();
   }
 
-  // A handle is refused, for one reason in one line.
+  // The handle cannot be built; one line has the reason.
   void expectNoHandle(const std::string& strReason, int iCode) {
     sqlite3* pDb = nullptr;
     sqlite3_open(m_strPath.c_str(), &pDb);
@@ -72,7 +72,7 @@ protected:
     EXPECT_EQ(iCode, KLIBCErrGet());
   }
 
-  // Leaves no byte free on the file system.
+  // Fills the file system completely.
   void fill() {
     std::ofstream ballast(m_strBallast, std::ios::app);
     while (ballast << std::string(4096, 'x') << std::flush) {
@@ -188,8 +188,8 @@ TEST_F(Faults, MigrationWithTooLittleRoomLeavesTheOldDatabaseWhateverItLacks) {
     EXPECT_THAT(files(), Not(Contains(HasSubstr("schema-0"))));
     makeRoom(4096);
   }
-  EXPECT_THAT(takeLogLines(), ElementsAre(HasSubstr("it is kept in")));
-  // It lacked room for the log first, then for the copy, then for the migration itself.
+  EXPECT_THAT(takeLogLines(), ElementsAre(HasSubstr("is kept in")));
+  // First there was no space for the log, then none for the copy, then none for the migration.
   EXPECT_GT(cRefused, 20);
   expectOldDatabase(m_strPath + ".schema-0");
   open();

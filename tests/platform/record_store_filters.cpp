@@ -1,4 +1,4 @@
-// What a filter matches, and what is no filter.
+// The rows that a filter matches, and invalid filters.
 
 #include "record_store_fixture.h"
 
@@ -90,10 +90,10 @@ TEST_F(Filters, RunIsFoundByNumberAndNameTogether) {
 }
 
 TEST_F(Filters, MemberThatIsNoColumnIsRefused) {
-  expectRefused(parse(R"({"task_name":"a","nothing":1})"), "the filter's member nothing is no column");
-  expectRefused(parse(R"({"old_task_name":"a"})"), "the filter's member old_task_name is no column");
-  expectRefused(parse(R"({"task_name;--":"a"})"), "the filter's member task_name;-- is no column");
-  expectRefused(parse(R"({"TASK_NAME":"a"})"), "the filter's member TASK_NAME is no column");
+  expectRefused(parse(R"({"task_name":"a","nothing":1})"), "the filter's member nothing is not a column");
+  expectRefused(parse(R"({"old_task_name":"a"})"), "the filter's member old_task_name is not a column");
+  expectRefused(parse(R"({"task_name;--":"a"})"), "the filter's member task_name;-- is not a column");
+  expectRefused(parse(R"({"TASK_NAME":"a"})"), "the filter's member TASK_NAME is not a column");
 }
 
 TEST_F(Filters, ValueOfAnotherTypeIsRefused) {
@@ -105,7 +105,7 @@ TEST_F(Filters, ValueOfAnotherTypeIsRefused) {
 
 TEST_F(Filters, WhatIsNoObjectIsRefused) {
   for (const char* szFilter : {"null", "[]", "\"a\"", "1"}) {
-    expectRefused(parse(szFilter), "the filter is no object");
+    expectRefused(parse(szFilter), "the filter is not an object");
   }
 }
 
@@ -143,21 +143,21 @@ TEST_F(Filters, WhereClauseThatIsBrokenIsRefused) {
   expectRefusedWhere("task_name = ", "near \")\": syntax error");
   expectRefusedWhere("task_name not in ('it's')", "near \"s\": syntax error");
   expectRefusedWhere("colour = 1", "no such column: colour");
-  expectRefusedWhere("task_name = ?", "the filter has a parameter, and there is no value for it");
-  expectRefusedWhere(std::string("1\0 and 0", 8), "orvaSqlWhereFilter holds a NUL");
+  expectRefusedWhere("task_name = ?", "the filter must not have a parameter");
+  expectRefusedWhere(std::string("1\0 and 0", 8), "orvaSqlWhereFilter contains a NUL");
 }
 
 TEST_F(Filters, WhereClauseCountsOnlyAsTheSoleMemberAndAString) {
   expectRefused(parse(R"({"orvaSqlWhereFilter":"1","task_name":"a"})"),
-                "the filter's member orvaSqlWhereFilter is no column");
-  expectRefused(parse(R"({"orvaSqlWhereFilter":1})"), "orvaSqlWhereFilter is no string");
-  expectRefused(parse(R"({"orvaSqlWhereFilter":null})"), "orvaSqlWhereFilter is no string");
+                "the filter's member orvaSqlWhereFilter is not a column");
+  expectRefused(parse(R"({"orvaSqlWhereFilter":1})"), "orvaSqlWhereFilter is not a string");
+  expectRefused(parse(R"({"orvaSqlWhereFilter":null})"), "orvaSqlWhereFilter is not a string");
 }
 
 TEST_F(Filters, WhereClauseIsNotAcceptedForWrites) {
   const Json::Value jFilter = parse(R"({"orvaSqlWhereFilter":"1"})");
   EXPECT_EQ(-1, m_tasks.recUpdateByFilter(jFilter, parse(R"({"enable":true})")));
-  expectFailure("task, recUpdateByFilter: the filter's member orvaSqlWhereFilter is no column");
+  expectFailure("task, recUpdateByFilter: the filter's member orvaSqlWhereFilter is not a column");
   EXPECT_EQ(-1, m_tasks.recDelete(jFilter, false));
   expectFailure("task, recDelete: the record has no key task_name");
   EXPECT_EQ("4", queryText(m_pDb.get(), "SELECT count(*) FROM task"));

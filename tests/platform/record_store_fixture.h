@@ -1,5 +1,5 @@
 /// \file record_store_fixture.h
-/// What the record store's tests share: a folder of their own, a database, captured log lines, a clock to turn.
+/// Helpers for tests of the record store: a folder, a database, captured log lines, a controlled clock.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 #include "orva_platform.h"
 
-/// Parses JSON text; fails the test when it is none.
+/// Parses JSON text; fails the test when it is invalid.
 Json::Value parse(const std::string& strText);
 
 /// The compact text of a value.
@@ -30,7 +30,7 @@ const std::string& installedSql();
 int installedSchema();
 std::string setSchema(int iSchema);
 
-/// A folder that goes with the test.
+/// A folder that is removed with the test.
 class TempFolder {
 public:
   TempFolder();
@@ -53,7 +53,7 @@ using Database = std::unique_ptr<sqlite3, CloseDatabase>;
 /// Opens a database as the library does: foreign keys enforced, no busy time-out.
 Database openDatabase(const std::string& strPath, int iFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
 
-/// Runs SQL on the side; fails the test when it fails.
+/// Runs SQL; fails the test on an error.
 void runSql(sqlite3* pDb, const std::string& strSql);
 
 /// The first column of the first row, as text.
@@ -62,7 +62,7 @@ std::string queryText(sqlite3* pDb, const std::string& strSql);
 /// Syslog lines of this process since the last call, "PRIORITY TEXT" each.
 std::vector<std::string> takeLogLines();
 
-/// Takes clock_gettime() and nanosleep() over: time passes only by sleeping.
+/// Replaces clock_gettime() and nanosleep(): time passes only by sleeping.
 class TurnedClock {
 public:
   TurnedClock();
@@ -76,7 +76,7 @@ public:
 
   long long slept() const;
 
-  /// Runs something at the beginning of the n-th pause (from 1).
+  /// Runs an action at the beginning of the n-th pause (from 1).
   void atPause(std::size_t iPause, void (*pAction)(void*), void* pContext);
 };
 
@@ -92,7 +92,7 @@ protected:
   /// One line that contains a text, after "3 orvaplatform: record store, table ".
   void expectFailure(const std::string& strText);
 
-  /// A task with what is required, and the given members on top.
+  /// A task with the required members and the given members.
   static Json::Value task(const std::string& strName, const std::string& strMembers = "{}");
 
   /// Creates a task; fails the test when the store refuses it.

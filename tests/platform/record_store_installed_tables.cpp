@@ -1,4 +1,4 @@
-// The installed definitions and the installed SQL describe the same tables, and the tables guard themselves.
+// The installed definitions and the installed SQL describe the same tables, and the tables enforce their constraints.
 
 #include <map>
 

@@ -1,4 +1,4 @@
-// Processes that are killed: what was acknowledged is there, what was not is there whole or not at all.
+// Killed processes: acknowledged changes are stored; other changes are stored completely or not at all.
 
 #include <csignal>
 #include <ctime>
@@ -51,7 +51,7 @@ void takeOver(const char* szName, Function* pFunction) {
 }
 
 /// Migrates in a process that dies before its n-th change (from 0).
-/// \return true when it lived to the end.
+/// \return true when it was not killed.
 bool migrateUntilChange(const std::string& strPath, long cChanges) {
   const pid_t pid = fork();
   if (pid == 0) {
@@ -102,10 +102,10 @@ constexpr int LANES = 4;
 constexpr int KILLS_OF_A_LANE = 250;
 constexpr int STEPS = 4;
 
-/// Writers that follow each other, each until it is killed, on tasks that nobody else writes.
+/// A series of writers, each of which is killed. They change tasks that no other process writes.
 ///
-/// A task lives through four steps: it is created, changed in one member, changed as a whole, and then deleted (every
-/// second one) or run.
+/// Each task has four steps: it is created, one member is changed, all members are changed, and then it is deleted
+/// (every second task) or run.
 class Lane {
 public:
   Lane(const std::string& strPath, int iLane) : m_strPath(strPath), m_iLane(iLane), m_random(unsigned(iLane) + 1) {}
@@ -117,7 +117,7 @@ public:
         return 1;
       }
     }
-    // Most steps were acknowledged: otherwise too little was seen.
+    // Most steps must be acknowledged, otherwise the test checks too little.
     return m_cAcknowledged < KILLS_OF_A_LANE ? 2 : verify();
   }
 
@@ -143,7 +143,7 @@ private:
       ++m_cAcknowledged;
     }
     close(ends[0]);
-    // The next step of this task was perhaps begun; nobody touches the task again.
+    // The next step of this task may have begun; the task is not used again.
     m_acknowledged.try_emplace(iTask, -1);
     m_begun.insert(iTask);
     m_iNextTask = iTask + 1;
@@ -162,7 +162,7 @@ private:
     }
   }
 
-  // Comes to an end only when a step was not answered as it must be.
+  // Returns only when a step had a wrong result.
   int write(int fdAcknowledge, unsigned long cStepsBefore, long iMicroseconds) noexcept {
     if (cStepsBefore == 0) {
       killSoon(iMicroseconds);
@@ -205,7 +205,7 @@ private:
     return iTask % 2 == 1 ? tasks.recDelete(jFilter, true) == 1 : runs.recCreate(jFilter, jOut) == 0;
   }
 
-  // How far a task has come, by what the tables hold; none when that is nothing that a step leaves.
+  // The last step of a task according to the tables; none when no step leaves this state.
   std::optional<int> stepSeen(OrvaJsonDbApi& tasks, OrvaJsonDbApi& runs, int iTask, bool blCreated) const {
     Json::Value jFilter;
     jFilter["task_name"] = nameOf(iTask);

@@ -1,4 +1,4 @@
-// The platform's last error, as its callers read it.
+// The platform's last error, as callers read it.
 
 #include <thread>
 

@@ -1,4 +1,4 @@
-// Many processes on one database: nothing is refused, and every process finds exactly what it wrote.
+// Many processes on one database: no operation fails, and every process reads exactly what it wrote.
 
 #include <fstream>
 #include <map>
@@ -15,14 +15,14 @@ constexpr std::size_t MOST_TASKS = 8;
 
 using Records = std::map<std::string, Json::Value>;
 
-/// One process: random operations on tasks and runs of its own, each answer compared with what it must be. Four of ten
-/// write; each of these waits for the disk.
+/// One process: random operations on its own tasks and runs. Each result is compared with the expected one. Four of ten
+/// operations write, and wait for the disk.
 class Client {
 public:
   Client(const std::string& strPath, int iProcess)
       : m_iProcess(iProcess), m_pDb(openDatabase(strPath)), m_random(static_cast<unsigned>(iProcess) + 1) {}
 
-  /// Does the operations. Returns how many were not answered as they must be; 0 is what is wanted.
+  /// Runs the operations. Returns the number of wrong results.
   int run() {
     int cWrong = 0;
     for (m_iOperation = 0; m_iOperation < OPERATIONS; ++m_iOperation) {
@@ -35,7 +35,7 @@ public:
     return std::min(cWrong, 100);
   }
 
-  /// What the tables must hold of this process.
+  /// The expected rows of this process.
   Json::Value expected() const {
     Json::Value jExpected;
     jExpected["tasks"] = listOf(m_tasks);
@@ -164,7 +164,7 @@ private:
     return m_runApi.recUpdateByFilter(jFilter, jUpdate) == 1;
   }
 
-  // The task's runs go with it.
+  // The task's runs are deleted with it.
   bool deleteTask() {
     const Json::Value jKey = nameOf(anyTask());
     m_tasks.erase(jKey["task_name"].asString());

@@ -1,5 +1,5 @@
-// Memory that runs out: every allocation of every operation fails once, and each time the operation says so and leaves
-// the connection usable.
+// Lack of memory: every allocation of every operation fails once. Each time, the operation reports the failure and
+// leaves the connection usable.
 
 #include <cstdlib>
 #include <functional>
@@ -13,7 +13,7 @@ using testing::StartsWith;
 
 namespace {
 
-// Counts down to the allocation that fails; 0 is switched off.
+// Counts down to the allocation that fails; 0 means off.
 long lUntilFailure = 0;
 
 void* allocate(std::size_t cbSize) {
@@ -55,7 +55,7 @@ protected:
     }
   }
 
-  // A new handle each time, so that nothing is kept from the attempt before.
+  // A new handle each time, so that the previous attempt leaves no state.
   std::unique_ptr<OrvaJsonDbApi> handle() {
     const long lPaused = std::exchange(lUntilFailure, 0);
     auto pHandle = std::make_unique<OrvaJsonDbApi>(m_pDb.get(), "task", installedDefinitions(), "");
@@ -121,7 +121,7 @@ TEST_F(NoMemory, WhileARecordIsCreated) {
   const Json::Value jRecord = task("b", R"({"status":{"running":[1,2,3]}})");
   Json::Value jOut;
   failEach([&] {
-    // The row itself may be there when memory ran out on the way back.
+    // The row may be stored if memory ran out while reading it back.
     sqlite3_exec(m_pDb.get(), "DELETE FROM task WHERE task_name = 'b'", nullptr, nullptr, nullptr);
     auto pHandle = handle();
     return pHandle->recCreate(jRecord, jOut);

@@ -1,4 +1,4 @@
-// Databases of older schema versions: every row comes along, and the database as it was is kept.
+// Databases of older schema versions: every row is migrated, and a copy of the old database is kept.
 
 #include <algorithm>
 #include <filesystem>
@@ -29,8 +29,8 @@ protected:
 
   void expectMigrated(int iFrom, int iTo, const std::string& strCopy) {
     EXPECT_THAT(takeLogLines(),
-                ElementsAre("5 orvaplatform: record store: the database has schema version " + std::to_string(iTo) +
-                            " now; as it was, with version " + std::to_string(iFrom) + ", it is kept in " + strCopy));
+                ElementsAre("5 orvaplatform: record store: the database now has schema version " + std::to_string(iTo) +
+                            "; a copy with version " + std::to_string(iFrom) + " is kept in " + strCopy));
   }
 
   void expectRefused(const std::string& strReason, const Json::Value& jDefinitions,
@@ -112,7 +112,7 @@ TEST_F(Migrations, MigratedTablesTakeWhatNewOnesTakeAndRefuseWhatTheyRefuse) {
   EXPECT_THAT(takeLogLines(), ElementsAre(HasSubstr("CHECK constraint failed")));
   Json::Value jOut;
   EXPECT_EQ(0, results.recCreate(parse(R"({"task_name":"backup","boot_id":"b","start_ticks":5})"), jOut));
-  // A number that was given once is never given again.
+  // A run's number is never used again.
   EXPECT_EQ(OLD_LAST_NUMBER + 1, jOut["result_id"].asInt());
   EXPECT_EQ(1, tasks.recDelete(parse(R"({"task_name":"backup"})"), true));
   EXPECT_EQ("0", queryText(pDb.get(), "SELECT count(*) FROM task_result WHERE task_name = 'backup'"));
@@ -145,8 +145,8 @@ TEST_F(Migrations, TooManyCopiesAreRefused) {
   for (int iCopy = 2; iCopy <= 99; ++iCopy) {
     std::ofstream(m_strCopy + "." + std::to_string(iCopy)) << "mine";
   }
-  expectRefused("cannot keep a copy of the database before it is changed: " + m_strCopy +
-                    " and 98 more are there already: remove those that are not needed",
+  expectRefused("cannot copy the database before the migration: " + m_strCopy +
+                    " and 98 more copies exist: remove those that are not needed",
                 installedDefinitions());
   EXPECT_FALSE(fs::exists(m_strCopy + ".new"));
   expectOldDatabase(m_strPath);
@@ -162,7 +162,7 @@ TEST_F(Migrations, HalfACopyOfAKilledProcessIsReplaced) {
 
 TEST_F(Migrations, WithoutItsCopyNoDatabaseIsChanged) {
   fs::create_directory(m_strCopy + ".new");
-  expectRefused("cannot keep a copy of the database before it is changed: " + m_strCopy + ".new: File exists",
+  expectRefused("cannot copy the database before the migration: " + m_strCopy + ".new: File exists",
                 installedDefinitions());
   EXPECT_EQ(EEXIST, KLIBCErrGet());
   EXPECT_THAT(files(), ElementsAre("test.db", "test.db.schema-0.new"));
@@ -247,8 +247,8 @@ TEST_F(Migrations, ColumnThatNoStepAddsIsNamedBeforeAnythingIsChanged) {
   for (const char* szTable : {"task", "task_result"}) {
     Json::Value jDefinitions = withStep("{}");
     jDefinitions[szTable]["columns"].append(parse(R"({"name":"colour","type":"text"})"));
-    expectRefused(std::string("the table ") + szTable + " would lack the column colour: no migration adds it",
-                  jDefinitions, sqlOf(NEXT));
+    expectRefused(std::string("no migration adds the column colour to the table ") + szTable, jDefinitions,
+                  sqlOf(NEXT));
   }
   expectOldDatabase(m_strPath);
 }
@@ -262,17 +262,17 @@ TEST_F(Migrations, RowsThatANewColumnWouldRefuseStayAsTheyAre) {
 
 TEST_F(Migrations, MalformedStepsAreRefused) {
   for (const auto& [szSteps, szReason] : std::vector<std::pair<const char*, const char*>>{
-           {"7", "a migration's migrations is no array"},
+           {"7", "a migration's migrations is not an array"},
            {"[7]", "a migration has no schema version"},
            {R"([{"schema":"1"}])", "a migration has no schema version"},
-           {R"([{"schema":1,"columns":{}}])", "a migration's columns is no array"},
-           {R"([{"schema":1,"columns":[7]}])", "a migration has no text where one belongs"},
-           {R"([{"schema":1,"columns":[{"table":"task","name":"x"}]}])", "a migration has no text where one belongs"},
-           {R"([{"schema":1,"sql":"x"}])", "a migration's sql is no array"},
-           {R"([{"schema":1,"sql":[""]}])", "a migration has no text where one belongs"},
+           {R"([{"schema":1,"columns":{}}])", "a migration's columns is not an array"},
+           {R"([{"schema":1,"columns":[7]}])", "a migration lacks a text"},
+           {R"([{"schema":1,"columns":[{"table":"task","name":"x"}]}])", "a migration lacks a text"},
+           {R"([{"schema":1,"sql":"x"}])", "a migration's sql is not an array"},
+           {R"([{"schema":1,"sql":[""]}])", "a migration lacks a text"},
            {R"([{"schema":1,"sql":["DELETE FROM task; DELETE FROM task_result"]}])", "more than one statement"},
-           {R"([{"schema":2},{"schema":1}])", "the migration to schema version 1 stands behind that to 2"},
-           {R"([{"schema":1},{"schema":1}])", "the migration to schema version 1 stands behind that to 1"},
+           {R"([{"schema":2},{"schema":1}])", "the migration to schema version 1 comes after the one to 2"},
+           {R"([{"schema":1},{"schema":1}])", "the migration to schema version 1 comes after the one to 1"},
        }) {
     SCOPED_TRACE(szSteps);
     Json::Value jDefinitions = installedDefinitions();
@@ -298,7 +298,7 @@ TEST_F(Migrations, ProcessesThatComeAtTheSameMomentMigrateOnce) {
       return 101;
     }
   });
-  // The one that did it said so; nobody else had anything to say.
+  // Only the process that migrated logged a line.
   EXPECT_EQ(1, std::count(results.begin(), results.end(), 1));
   EXPECT_EQ(PROCESSES - 1, std::count(results.begin(), results.end(), 0));
   EXPECT_EQ(std::to_string(OLD_TASKS), query("SELECT count(*) FROM task WHERE time_limit = 1"));

@@ -1,4 +1,4 @@
-// The five operations, as their callers use them.
+// The five operations.
 
 #include "record_store_fixture.h"
 
@@ -90,7 +90,7 @@ TEST_F(Create, ValueThatIsNoObjectIsRefused) {
   for (const char* szValue : {"null", "[]", "7", "\"x\"", "true"}) {
     Json::Value jOut;
     EXPECT_EQ(-1, m_tasks.recCreate(parse(szValue), jOut));
-    expectFailure("task, recCreate: the record is no object");
+    expectFailure("task, recCreate: the record is not an object");
   }
 }
 
@@ -226,9 +226,9 @@ TEST_F(Update, TakenNameIsRefused) {
 
 TEST_F(Update, ValueThatIsNoObjectIsRefused) {
   EXPECT_EQ(-1, m_tasks.recUpdateByFilter(parse("{}"), parse("[]")));
-  expectFailure("task, recUpdateByFilter: the update is no object");
+  expectFailure("task, recUpdateByFilter: the update is not an object");
   EXPECT_EQ(-1, m_tasks.recUpdateByFilter(parse("null"), parse("{}")));
-  expectFailure("task, recUpdateByFilter: the filter is no object");
+  expectFailure("task, recUpdateByFilter: the filter is not an object");
 }
 
 TEST_F(Delete, TakesOnlyTheKeyOfTheRecord) {
@@ -240,7 +240,7 @@ TEST_F(Delete, TakesOnlyTheKeyOfTheRecord) {
 TEST_F(Delete, MissingRecordIsAFailureOnlyWhenItMustExist) {
   EXPECT_EQ(0, m_tasks.recDelete(parse(R"({"task_name":"a"})"), false));
   EXPECT_EQ(-1, m_tasks.recDelete(parse(R"({"task_name":"a"})"), true));
-  expectFailure("task, recDelete: there is no such record");
+  expectFailure("task, recDelete: no such record");
   EXPECT_EQ(ENOENT, KLIBCErrGet());
 }
 
@@ -276,7 +276,7 @@ TEST_F(Delete, DestructorDoesNotTouchTheClosedDatabase) {
 
 namespace {
 
-// Asks itself again by listing, and allows what it was told to.
+// Calls itself by listing, and allows the given listings.
 struct Guard {
   static int ask(void* pThis) {
     auto& guard = *static_cast<Guard*>(pThis);
@@ -312,9 +312,9 @@ TEST_F(List, HostHasAListFail) {
   ORVAStoreAskBeforeList(&Guard::ask, &guard);
   Json::Value jOut = "untouched";
   EXPECT_EQ(-1, m_tasks.recList(parse("{}"), jOut));
-  // The list that the guard has asked for itself comes first.
-  expectLog(std::vector<std::string>(
-      2, "3 orvaplatform: record store, table task, recList: the host has nothing listed now"));
+  // The guard's own listing comes first.
+  expectLog(
+      std::vector<std::string>(2, "3 orvaplatform: record store, table task, recList: the host refused the listing"));
   EXPECT_EQ("untouched", jOut.asString());
   ORVAStoreAskBeforeList(nullptr, nullptr);
   EXPECT_EQ(0, m_tasks.recList(parse("{}"), jOut));

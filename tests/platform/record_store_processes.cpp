@@ -1,4 +1,4 @@
-// Several processes on one database, as events and administrators come together on a server.
+// Several processes on one database, like events and administrators on a server.
 
 #include <algorithm>
 

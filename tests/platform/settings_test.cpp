@@ -14,7 +14,7 @@ class KeyValue : public PlatformTest {
 protected:
   void write(const std::string& strText) { OrvaTest::writeFile("/tmp/settings", strText); }
 
-  // The value, or a word for the result that gave none.
+  // The value, or a word for a result without a value.
   std::string get(const char* szKey, int cbValue = 128) {
     std::string strBuffer(static_cast<std::size_t>(cbValue) + 1, '!');
     const int iResult = KLIBCFileGetKeyValue("/tmp/settings", szKey, strBuffer.data(), cbValue);

@@ -1,4 +1,4 @@
-// What is installed as data: complete in every language, and in step with itself.
+// The installed data: complete in every language, and consistent.
 
 #include <filesystem>
 #include <fstream>
@@ -33,7 +33,7 @@ protected:
     return jValue;
   }
 
-  // What stands there as %NAME%, or as %1 to %4.
+  // The placeholders %NAME%, or %1 to %4.
   static std::multiset<std::string> placeholders(const std::string& strText) {
     std::multiset<std::string> setFound;
     for (std::size_t u = 0; (u = strText.find('%', u)) != std::string::npos; ++u) {

@@ -1,4 +1,4 @@
-// What hosts show of the shares.
+// Information about shares for hosts.
 
 #include <filesystem>
 #include <memory>
@@ -35,7 +35,7 @@ protected:
     return vecText;
   }
 
-  // Names, then faults.
+  // Names, then errors.
   static std::pair<std::vector<std::string>, std::vector<std::string>> list() {
     PKLIBCSZLIST pShares = KLIBCSzListAlloc(4);
     PKLIBCSZLIST pFaults = KLIBCSzListAlloc(4);
@@ -69,18 +69,19 @@ TEST_F(ShareInfo, EveryFaultOfTheDefinitionFileIsToldWithItsLine) {
       "path = /usr\nword\n[open\n");
   const auto [vecShare, vecFault] = list();
   EXPECT_THAT(vecShare, testing::ElementsAre("good"));
-  EXPECT_THAT(vecFault,
-              testing::UnorderedElementsAre(
-                  "/etc/orva/shares.conf:1: \"stray\" stands in no section",
-                  "/etc/orva/shares.conf:5: share \"relative\": \"srv\" is no absolute path without \".\" and \"..\"",
-                  "/etc/orva/shares.conf:6: share \"none\": \"path\" is missing",
-                  "/etc/orva/shares.conf:9: share \"twice\": \"path\" stands there twice",
-                  "/etc/orva/shares.conf:12: share \"typo\": unknown key \"volum\"",
-                  "/etc/orva/shares.conf:13: share \"elsewhere\": the path does not lie on the volume",
-                  "/etc/orva/shares.conf:16: share \"a/b\": \"a/b\" cannot be the name of a share",
-                  "/etc/orva/shares.conf:18: share \"good\": is defined already",
-                  "/etc/orva/shares.conf:20: neither a section nor KEY = VALUE: \"word\"",
-                  "/etc/orva/shares.conf:21: not a section: \"[open\""));
+  EXPECT_THAT(
+      vecFault,
+      testing::UnorderedElementsAre(
+          "/etc/orva/shares.conf:1: \"stray\" is in no section",
+          "/etc/orva/shares.conf:5: share \"relative\": \"srv\" is not an absolute path without \".\" and \"..\"",
+          "/etc/orva/shares.conf:6: share \"none\": \"path\" is missing",
+          "/etc/orva/shares.conf:9: share \"twice\": \"path\" occurs twice",
+          "/etc/orva/shares.conf:12: share \"typo\": unknown key \"volum\"",
+          "/etc/orva/shares.conf:13: share \"elsewhere\": the path is not on the volume",
+          "/etc/orva/shares.conf:16: share \"a/b\": \"a/b\" cannot be the name of a share",
+          "/etc/orva/shares.conf:18: share \"good\": is already defined",
+          "/etc/orva/shares.conf:20: neither a section nor KEY = VALUE: \"word\"",
+          "/etc/orva/shares.conf:21: not a section: \"[open\""));
 }
 
 TEST_F(ShareInfo, PathThatAShellWouldActOnIsNoShare) {
@@ -90,7 +91,7 @@ TEST_F(ShareInfo, PathThatAShellWouldActOnIsNoShare) {
     const auto [vecShare, vecFault] = list();
     EXPECT_THAT(vecShare, testing::IsEmpty()) << szPath;
     EXPECT_THAT(vecFault, testing::ElementsAre(std::string("/etc/orva/shares.conf:2: share \"a\": \"") + szPath +
-                                               "\" holds a sign that a shell would act on"));
+                                               "\" has a character that is special to a shell"));
   }
 }
 
@@ -98,7 +99,8 @@ TEST_F(ShareInfo, SourceThatCannotBeReadIsToldToo) {
   fs::create_directories("/etc/orva/shares.conf");
   EXPECT_THAT(list().second, testing::ElementsAre("cannot read shares from /etc/orva/shares.conf: Is a directory"));
   OrvaTest::writeFile("/etc/orvainfo.conf", "sharesource = nfs\n");
-  EXPECT_THAT(list().second, testing::ElementsAre("setting sharesource is \"nfs\", neither \"file\" nor \"samba\""));
+  EXPECT_THAT(list().second,
+              testing::ElementsAre("the setting sharesource is \"nfs\"; it must be \"file\" or \"samba\""));
   fs::remove("/etc/orva/shares.conf");
 }
 

@@ -22,7 +22,7 @@ protected:
     OrvaTest::writeFile("/etc/fstab", "");
   }
 
-  // The path; or the code, the same in errno and as last error, that says why there is none.
+  // The path; or the error code, which must be the same in errno and the last error.
   std::string pathOf(const std::string& strShare) {
     char szPath[4096] = "untouched";
     errno = 0;
@@ -75,7 +75,7 @@ TEST_F(Shares, ShareWhosePathIsNoFolderCannotBeUsedThoughItsVolumeIsThere) {
   EXPECT_EQ(pathOf("loop"), "<Too many levels of symbolic links>");
 }
 
-// The folders of a share are missing together with the mount that holds them.
+// Without the mount, the folders of its shares are missing, too.
 TEST_F(Shares, PathThatIsMissingBelowAnAbsentMountHasAnUnusableVolume) {
   fs::create_directories("/tmp/srv");
   fs::create_symlink("/tmp/srv/data/logs", "/tmp/srv/link");
@@ -159,14 +159,14 @@ TEST_F(Shares, FaultyDefinitionCostsThatShareAlone) {
       "[good]\npath = /tmp\n[relative]\npath = srv\n[dots]\npath = /srv/../etc\n[none]\n[twice]\npath = /a\n"
       "path = /b\n[typo]\npath = /tmp\nvolum = /\n[elsewhere]\npath = /tmp\nvolume = /mnt\n[a/b]\npath = /tmp\n"
       "[good]\npath = /usr\n[last]\npath = /tmp\n");
-  EXPECT_EQ(pathOf("good"), "/tmp") << "the first definition of a name holds";
+  EXPECT_EQ(pathOf("good"), "/tmp") << "the first definition of a name wins";
   EXPECT_EQ(pathOf("last"), "/tmp");
   for (const char* const szName : {"relative", "dots", "none", "twice", "typo", "elsewhere", "a/b"}) {
     EXPECT_EQ(pathOf(szName), "<No such file or directory>") << szName;
   }
 }
 
-// testparm itself reads a configuration with an include, a synonym and what is no share.
+// The real testparm reads a configuration with an include, a synonym and sections that are not shares.
 TEST_F(Shares, SambaServerGivesItsShares) {
   fs::create_directories("/tmp/srv/a");
   fs::create_directories("/tmp/srv/b");
@@ -189,7 +189,7 @@ TEST_F(Shares, SambaServerGivesItsShares) {
   EXPECT_EQ(pathOf("new"), "<No such file or directory>");
 }
 
-// testparm with a tally of its calls; it is itself again when this ends.
+// Replaces testparm by a version that counts its calls; the destructor restores it.
 class CountedTestparm {
 public:
   CountedTestparm() {

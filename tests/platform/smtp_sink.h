@@ -1,5 +1,5 @@
 /// \file smtp_sink.h
-/// A mail server that keeps what it gets, for a real mail program to deliver to.
+/// A mail server that records messages from a real mail program.
 
 #pragma once
 
@@ -21,7 +21,7 @@ public:
   /// Makes msmtp deliver to this server.
   void configureMsmtp() const;
 
-  /// The next mail; waits for it. An object: `from`, `to` (array), `message`; null when the server ended.
+  /// Waits for the next mail. An object: `from`, `to` (array), `message`; null when the server has ended.
   Json::Value nextMail();
 
 private:
@@ -36,7 +36,7 @@ private:
 /// Makes msmtp deliver to a port of this machine.
 void configureMsmtp(const std::string& strPort);
 
-/// What a mail reader makes of a message; see parse_mail.py.
+/// A message, parsed like a mail reader does; see parse_mail.py.
 Json::Value readMail(const std::string& strMessage);
 
 }  // namespace OrvaTest

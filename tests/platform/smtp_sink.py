@@ -1,4 +1,4 @@
-"""A mail server that keeps what it gets: prints its port, then one line of JSON a message, until its input ends."""
+"""A mail server that records messages: prints its port, then one line of JSON a message, until its input ends."""
 
 import json
 import sys

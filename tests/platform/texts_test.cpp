@@ -39,7 +39,7 @@ TEST_F(Texts, BadLineCostsItselfAlone) {
       "good = \"y\"\n[broken\nlost = 1\n[b]\nk = v\n");
   EXPECT_EQ(jTexts["a"].getMemberNames(), std::vector<std::string>{"good"});
   EXPECT_EQ(jTexts["b"]["k"].asString(), "v");
-  EXPECT_EQ(jTexts.size(), 2U) << "what follows a broken section belongs to none";
+  EXPECT_EQ(jTexts.size(), 2U) << "lines after a broken section are in no section";
 }
 
 TEST_F(Texts, FilesAreReadInTheOrderOfTheirNames) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Lets processes wait for a common start: each blocks on the pipe until its last writer has gone.
+/// Lets processes wait for a common start: each blocks on the pipe until its last writer has closed it.
 class Gate {
 public:
   Gate() { EXPECT_EQ(0, pipe(m_ends)); }
@@ -39,7 +39,7 @@ private:
   int m_ends[2] = {-1, -1};
 };
 
-// What is thrown must not lead a child on into the rest of its parent's tests.
+// An exception must not make a child continue with its parent's tests.
 int resultOf(const std::function<int(int)>& work, int iProcess) noexcept {
   try {
     return work(iProcess);

@@ -17,7 +17,7 @@ TEST_F(Users, RootIsFoundWithItsMembers) {
   PORVAUSER pUser = nullptr;
   errno = 7;
   ASSERT_EQ(ORVAUserGetByUID(0, &pUser), 0);
-  EXPECT_EQ(errno, 7) << "a success must leave errno alone";
+  EXPECT_EQ(errno, 7) << "a success must not change errno";
   EXPECT_STREQ(pUser->szName, "root");
   EXPECT_STREQ(*reinterpret_cast<char**>(pUser), "root") << "the name is the first member";
   EXPECT_EQ(pUser->pw_uid, 0U);

@@ -85,7 +85,7 @@ TEST_F(Volumes, FullVolumeGivesWayToAnother) {
   volume("/tmp/full", "size=8m");
   volume("/tmp/other", "size=6m");
   defineShares("[a]\npath = /tmp/full\n[b]\npath = /tmp/other\n");
-  EXPECT_EQ(availableVolume(5 * MIB), "/tmp/full") << "the one with most room";
+  EXPECT_EQ(availableVolume(5 * MIB), "/tmp/full") << "the volume with the most free space";
   OrvaTest::writeFile("/tmp/full/file", std::string(7 * MIB, 'x'));
   EXPECT_EQ(availableVolume(5 * MIB), "/tmp/other");
   OrvaTest::writeFile("/tmp/other/file", std::string(5 * MIB, 'x'));
@@ -137,18 +137,18 @@ TEST_F(Volumes, DiskWithoutShareIsTakenWhenNoShareHasRoom) {
   }
   volume("/tmp/vol", "size=8m");
   defineShares("[a]\npath = /tmp/vol\n");
-  EXPECT_EQ(availableVolume(4 * MIB), "/tmp/vol") << "the volume of a share comes first, though it has less room";
+  EXPECT_EQ(availableVolume(4 * MIB), "/tmp/vol") << "the volume of a share comes first, with less free space";
   EXPECT_EQ(availableVolume(16 * MIB), "/srv/disk");
   fs::create_directories("/srv/bound");
   ASSERT_EQ(mount("/srv/disk", "/srv/bound", nullptr, MS_BIND, nullptr), 0);
-  EXPECT_EQ(availableVolume(16 * MIB), "/srv/disk") << "a bind mount is no volume of its own";
+  EXPECT_EQ(availableVolume(16 * MIB), "/srv/disk") << "a bind mount is not a separate volume";
   umount("/srv/bound");
   ASSERT_EQ(OrvaTest::runCommand({"umount", "/srv/disk"}).iStatus, 0);
   EXPECT_EQ(availableVolume(16 * MIB), "") << "unmounted while the scheduler runs";
   fs::remove("/tmp/disk");
 }
 
-// The temporary folder of the root file system, in a root of the test's own.
+// The temporary folder of the root file system, in the test's own root.
 std::string tempFolderOfRoot(mode_t modeOfVarTmp) {
   const std::string strRoot = "/tmp/root";
   fs::create_directories(strRoot + "/var/tmp");

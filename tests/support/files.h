@@ -9,22 +9,22 @@
 
 namespace OrvaTest {
 
-/// Writes a whole file and creates the folders above it; throws when that fails.
+/// Writes a whole file and creates the folders above it; throws on failure.
 void writeFile(const std::string& strPath, const std::string& strContent, mode_t mode = 0644);
 
-/// Reads a whole file; throws when that fails.
+/// Reads a whole file; throws on failure.
 std::string readFile(const std::string& strPath);
 
-/// True when something has that name, a dangling link included.
+/// True when something has that name, including a dangling link.
 bool fileExists(const std::string& strPath);
 
-/// The permission bits of a file, set-id and sticky bits included; throws when there is none.
+/// The permission bits of a file, including set-id and sticky bits; throws when there is no file.
 mode_t fileMode(const std::string& strPath);
 
-/// Owner and group of a file; throws when there is none.
+/// Owner and group of a file; throws when there is no file.
 std::pair<uid_t, gid_t> fileOwner(const std::string& strPath);
 
-/// A folder of its own below /tmp, removed with everything in it.
+/// A folder below /tmp; the destructor removes it with its content.
 class TempDir {
 public:
   explicit TempDir(mode_t mode = 0755);
@@ -43,8 +43,8 @@ private:
 /// The source tree that the tests were built from.
 std::string sourceDir();
 
-/// Installs the table definitions, the creation SQL and the event catalogue of the source tree, as far as it has
-/// them, below /usr/orva/share/eorvascheduler.
+/// Installs the table definitions, the creation SQL and the event catalogue of the source tree, if they exist, below
+/// /usr/orva/share/eorvascheduler.
 void installShareFiles();
 
 }  // namespace OrvaTest

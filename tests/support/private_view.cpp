@@ -17,7 +17,7 @@ namespace OrvaTest {
 
 namespace {
 
-// An ordinary, usually empty folder of every Debian; it carries the scratch of the view.
+// A folder of every Debian, usually empty, for temporary mounts of the view.
 const std::string SCRATCH = "/mnt";
 
 bool s_blEntered = false;
@@ -46,7 +46,7 @@ bool liesBelow(const std::string& strPath, const std::string& strFolder) {
   return strPath.starts_with(strFolder + "/");
 }
 
-// A tree that a fresh folder would hide is bound aside first and back again afterwards.
+// A tree that an empty folder would hide is first bound to another place and then bound back.
 void refresh(const std::vector<Fresh>& folders, const std::vector<std::string>& trees) {
   std::vector<std::string> hidden;
   for (const std::string& strTree : trees) {

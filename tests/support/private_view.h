@@ -1,17 +1,17 @@
 /// \file private_view.h
-/// The view of the file system that a test process has to itself.
+/// The private view of the file system for a test process.
 
 #pragma once
 
 namespace OrvaTest {
 
-/// Moves the process into a mount namespace of its own, where /usr and /etc are writable copies, /tmp, /run,
-/// /var/lib, /var/log and /var/spool are fresh, and nothing of the product is installed. The source and build trees
-/// stay visible at their places, wherever they lie. Throws when a step fails, and nothing was touched then.
+/// Moves the process into its own mount namespace, where /usr and /etc are writable copies, /tmp, /run, /var/lib,
+/// /var/log and /var/spool are empty, and nothing of the product is installed. The source and build trees stay visible
+/// at their paths. Throws when a step fails; the machine is then unchanged.
 void enterPrivateView();
 
-/// Removes what a test installed, configured or left in the product's folders, in the private view only; outside of
-/// it, it throws.
+/// Removes all files that a test installed, configured or left in the product's folders, only in the private view.
+/// Throws outside of it.
 void freshProduct();
 
 }  // namespace OrvaTest

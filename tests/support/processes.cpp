@@ -19,7 +19,7 @@ namespace OrvaTest {
 
 namespace {
 
-// A file without a name: it needs no folder and leaves nothing behind.
+// A file without a name, which needs no folder and leaves no file.
 class Capture {
 public:
   Capture() : m_iFd(::memfd_create("capture", MFD_CLOEXEC)) {

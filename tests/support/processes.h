@@ -1,5 +1,5 @@
 /// \file processes.h
-/// Commands that a test runs, and guards against what it could leave behind.
+/// Runs commands in tests, and finds leftover descriptors and children.
 
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace OrvaTest {
 
-/// What a command did.
+/// The result of a command.
 struct CommandResult {
   int iStatus = -1;       ///< exit status; 128 + N when signal N killed it
   std::string strOut;     ///< standard output
@@ -19,17 +19,17 @@ struct CommandResult {
 
 /// Runs a program, without a shell, with standard input from /dev/null, and waits for it.
 /// \param command      program and arguments; the program is searched in PATH.
-/// \param environment  variables that are added to the present ones.
+/// \param environment  additional environment variables.
 CommandResult runCommand(const std::vector<std::string>& command,
                          const std::map<std::string, std::string>& environment = {});
 
-/// The open descriptors of this process, each with what it refers to.
+/// The open descriptors of this process, each with its target.
 std::map<int, std::string> openDescriptors();
 
-/// The processes that this process has to reap, the ended ones included.
+/// The children of this process, including ended ones.
 std::vector<pid_t> children();
 
-/// Kills and reaps the children of this process, so that a failed test leaves none.
+/// Kills and reaps the children of this process after a failed test.
 void endChildren();
 
 }  // namespace OrvaTest

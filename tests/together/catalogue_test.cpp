@@ -1,4 +1,4 @@
-// The catalogue on a real database: names that change, requests that fail half-way, and every relation.
+// The catalogue on a real database: renamed tasks, requests that fail half-way, and all relations.
 
 #include <memory>
 #include <sqlite3.h>
@@ -153,7 +153,7 @@ TEST_F(Catalogue, AFailureHalfWayIsTakenBackWhenTheStoreIsClosed) {
   sql("create trigger refusal before update on task when old.task_name = 'C' begin select raise(abort, 'no'); end");
   EXPECT_EQ(rename("A", "Z"), -1);
   EXPECT_TRUE(isInTransaction()) << "there is no roll-back in the library";
-  EXPECT_EQ(waitsFor("B"), "[Z]") << "so much of it had been done";
+  EXPECT_EQ(waitsFor("B"), "[Z]") << "this much had been done";
   reopen();
   EXPECT_THAT(tasks(), UnorderedElementsAre("A", "B", "C"));
   EXPECT_EQ(waitsFor("B"), "[A]");
@@ -172,7 +172,7 @@ TEST_F(Catalogue, AFailureHalfWayIsTakenBackWhenTheStoreIsClosed) {
 }
 
 TEST_F(Catalogue, EveryRelationIsFound) {
-  // A waits for B, B for C; D waits for A; E and F stand alone, G belongs to another event.
+  // A waits for B, B for C; D waits for A; E and F are unrelated; G belongs to another event.
   add("C");
   add("B", "[C]");
   add("A", "[B]");

@@ -1,5 +1,5 @@
 /// \file catalogue_fixture.h
-/// What the tests of the catalogue share: graphs of tasks, and short names for walks over them.
+/// Helpers for tests of the catalogue: graphs of tasks, and short names for walks over them.
 
 #pragma once
 
@@ -9,7 +9,7 @@ namespace OrvaTest {
 
 class CatalogueTest : public HandlesTest {
 protected:
-  /// Stores a task: its name, the list that it waits for, its event.
+  /// Stores a task with its name, dependency list and event.
   static void putTask(const std::string& strName, const std::string& strDependOn = "",
                       const std::string& strEvent = "bootup") {
     Json::Value jTask(Json::objectValue);
@@ -54,7 +54,7 @@ protected:
   /// The filter that finds a task by its name.
   static std::string byName(const std::string& strName) { return compactJson(request(strName)); }
 
-  /// The filter that the store takes as its condition.
+  /// The filter with a WHERE clause.
   static std::string byText(const std::string& strWhere) {
     Json::Value jFilter(Json::objectValue);
     jFilter["orvaSqlWhereFilter"] = strWhere;

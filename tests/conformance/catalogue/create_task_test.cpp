@@ -1,4 +1,4 @@
-// recCreate: a task stored, and its entry in the event log.
+// recCreate: stores a task and writes an event log entry.
 
 #include "catalogue_fixture.h"
 

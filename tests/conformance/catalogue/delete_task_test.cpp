@@ -1,4 +1,4 @@
-// recDelete: a task deleted, and its entry in the event log.
+// recDelete: deletes a task and writes an event log entry.
 
 #include "catalogue_fixture.h"
 

@@ -1,4 +1,4 @@
-// The bracketed list of the tasks that a task waits for.
+// The list of the tasks that a task waits for.
 
 #include "catalogue/depend_list.h"
 

@@ -1,4 +1,4 @@
-// recListRelate: the tasks in a given relation to one task, as a request asks for them.
+// recListRelate: lists the tasks that have a given relation to one task.
 
 #include "catalogue_fixture.h"
 
@@ -12,7 +12,7 @@ const std::string RANGE_CHECK = "iRelateType > RTYPE_CANDIDATE || iRelateType < 
 
 class ListRelate : public CatalogueTest {
 protected:
-  // A waits for B, B for C; D waits for A; E and F are unrelated, G is one of another event.
+  // A waits for B, B for C; D waits for A; E and F are unrelated; G belongs to another event.
   static void putGraph() {
     putTask("A", "[B]");
     putTask("B", "[C]");

@@ -1,4 +1,4 @@
-// recUpdateSubtree: what it wants of its request, and the transaction around the change.
+// recUpdateSubtree: checks of the request, and the transaction around the change.
 
 #include "catalogue_fixture.h"
 

@@ -1,4 +1,4 @@
-// recUpdateSubtree: what becomes of the lists of other tasks.
+// recUpdateSubtree: changes in the lists of other tasks.
 
 #include "catalogue_fixture.h"
 

@@ -1,4 +1,4 @@
-// recUpdate: a task changed, or given a new name.
+// recUpdate: changes or renames a task.
 
 #include "catalogue_fixture.h"
 

@@ -1,4 +1,4 @@
-// recListRelateEx: what it wants of its arguments, in both directions.
+// recListRelateEx: checks of the arguments, in both directions.
 
 #include "catalogue_fixture.h"
 

@@ -1,4 +1,4 @@
-// recListRelateEx with an event: the tasks of that event that the walk did not meet.
+// recListRelateEx with an event: the tasks of the event that the walk did not find.
 
 #include "catalogue_fixture.h"
 
@@ -17,7 +17,7 @@ protected:
     return names(jOut);
   }
 
-  // What a walk from "A" meets, as the store gives it.
+  // The store's results for a walk from "A".
   void walkMeets(const char* szRecords) {
     fakes().answer("recList", 0, json(szRecords));
     fakes().answer("recList", 0, json("[]")).nth(2);

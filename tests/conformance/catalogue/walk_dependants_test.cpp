@@ -1,4 +1,4 @@
-// recListRelateEx towards the tasks that wait for a task.
+// recListRelateEx: the tasks that wait for a task.
 
 #include "catalogue_fixture.h"
 

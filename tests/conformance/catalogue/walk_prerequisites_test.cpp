@@ -1,4 +1,4 @@
-// recListRelateEx towards the tasks that a task waits for.
+// recListRelateEx: the tasks that a task waits for.
 
 #include "catalogue_fixture.h"
 
@@ -127,7 +127,7 @@ TEST_F(WalkPrerequisites, CycleThatDoesNotPassThroughTheStartIsWalkedOnAndOn) {
   putTask("A", "[B]");
   putTask("B", "[E]");
   putTask("E", "[B]");
-  // The store ends what would not end by itself.
+  // The store ends the endless walk.
   fakes().fail("recList", 200);
   expectFailure("0 > pApi->recList(jFilter, jOut)", LIB);
   Json::Value jOut;

@@ -1,5 +1,5 @@
 /// \file config_fixture.h
-/// What the tests of the configuration file share.
+/// Helpers for tests of the configuration file.
 
 #pragma once
 
@@ -32,7 +32,7 @@ inline std::string call(const std::string& strName) {
   return strName + "(" + CONFIG_PATH;
 }
 
-// The files beside the configuration: a draft that was left behind would show here.
+// The files in the configuration's folder, which include leftover temporary files.
 inline std::vector<std::string> filesInFolder() {
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator("/usr/orva/etc/eorvascheduler")) {

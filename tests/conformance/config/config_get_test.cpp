@@ -1,4 +1,4 @@
-// configGet: the configuration, or one section of it.
+// configGet: reads the configuration, or one section of it.
 
 #include "config_fixture.h"
 

@@ -1,4 +1,4 @@
-// recConfigGet, which tolerates a damaged configuration, and eventList.
+// recConfigGet, which accepts a damaged configuration, and eventList.
 
 #include "fakes/eorva_test.h"
 

@@ -1,4 +1,4 @@
-// configInit and configSet: the sections of the configuration file written.
+// configInit and configSet: write sections of the configuration file.
 
 #include <sys/stat.h>
 
@@ -127,7 +127,7 @@ TEST_F(ConfigSet, LinkThatLeadsNowhereIsKeptAndItsFileCreated) {
 }
 
 TEST_F(ConfigSet, LinkIntoAFolderThatIsNotThereIsKept) {
-  // As when the volume that holds the file is not mounted yet: nothing must take its place meanwhile.
+  // For example, the file's volume is not mounted yet. No file must replace the link meanwhile.
   std::filesystem::create_symlink("not-mounted/elsewhere.json", CONFIG_PATH);
   expectFailure("!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)", UTIL).withErrno(ENOENT);
   Json::Value jIn = json("{'type': 'other'}");

@@ -1,4 +1,4 @@
-// checkRunTheSameTime: the runs of a task that are alive, and whether they are in the way.
+// checkRunTheSameTime: the live runs of a task, and whether they block a new run.
 
 #include "conformance/engine/runs.h"
 #include "engine/admission.h"

@@ -1,4 +1,4 @@
-// runTask: the records of a run that was admitted. The children are pretended ones.
+// runTask: the records of an admitted run. The children are simulated.
 
 #include "engine/admission.h"
 

@@ -1,4 +1,4 @@
-// The exit-code file that a child leaves, and what others may have put in its place.
+// The exit-code file of a child, and traps of other users with its name.
 
 #include <csignal>
 #include <fcntl.h>
@@ -55,7 +55,7 @@ TEST_F(ExitCodeFile, MayBelongToTheTasksOwner) {
 }
 
 TEST_F(ExitCodeFile, UnderALeaseIsNotWaitedFor) {
-  // A lease on a file in this folder can be anybody's, who may keep it for as long as the system allows.
+  // Any user can have a lease on a file in this folder, and keep it up to the system's limit.
   const int iFd = ::open(exitCodePath().c_str(), O_RDWR | O_CLOEXEC);
   ::signal(SIGIO, SIG_IGN);
   ASSERT_EQ(::fcntl(iFd, F_SETLEASE, F_WRLCK), 0);

@@ -13,7 +13,7 @@ protected:
 
   CloseRun() { prepare(); }
 
-  // The task and the run record in the store, the copies that the runner holds, and the child's exit information.
+  // Prepares the task and the run record in the store, the runner's copies, and the child's exit information.
   void prepare() {
     m_jTask = json(
         "{'task_name': 'a', 'owner': 4001, 'event': 'bootup', 'status': {'running': [99, 100]},"
@@ -42,7 +42,7 @@ protected:
     fakes().put("task", jTask);
   }
 
-  // A check's line, and the one with the task as it stands then.
+  // Expects a check's line, and the line with the task.
   void expectGivenUp(const std::string& strCheck) {
     expectFailure(strCheck, LIB);
     expectLine("error! jTask=", LIB).beginning();

@@ -12,7 +12,7 @@ constexpr int NEW_YEAR = 1767225600;
 
 class RunRecords : public HandlesTest {
 protected:
-  // One run, as the runner holds it.
+  // One run, as in the runner's memory.
   struct Run {
     Json::Value jTask;
     Json::Value jResult;

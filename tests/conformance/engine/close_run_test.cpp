@@ -1,4 +1,4 @@
-// updateTaskResultByExitStatus: the end of a run, in both tables.
+// updateTaskResultByExitStatus: closes a run in both tables.
 
 #include "close_run_fixture.h"
 

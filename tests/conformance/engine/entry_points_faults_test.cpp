@@ -1,5 +1,5 @@
-// runByEvent and runTaskOne without each of the calls that can fail, one after the other: the runner's calls, and
-// those of its children. The children are real, but for an event's runner, which makes too many calls.
+// runByEvent and runTaskOne when each call that can fail does fail, one after the other: the runner's calls, and those
+// of its children. The children are real, except for an event's runner, which makes too many calls.
 
 #include "conformance/engine/runs.h"
 
@@ -26,7 +26,7 @@ protected:
     fakes().keepUnknownMembers();
   }
 
-  // Nothing is half recorded, and no run that was started goes unfinished by its child.
+  // No record is incomplete, and every started run is finished by its child.
   static void verifyRecords() {
     while (::waitpid(-1, nullptr, 0) > 0) {
     }
@@ -36,7 +36,7 @@ protected:
       EXPECT_EQ(jRun["trigger_event"].asString().empty(), false);
       EXPECT_TRUE(jRun["exit_info"].isObject());
       EXPECT_EQ(jRun["run_time_env"], Json::Value(Json::objectValue));
-      // Closed as a whole or not at all.
+      // Closed completely or not at all.
       EXPECT_TRUE(jRun.isMember("stop_time") || jRun["exit_info"].empty());
     }
     takeTemporaryFiles();
@@ -122,7 +122,7 @@ TEST_F(FailingCalls, RunTaskOneInTheChild) {
   EXPECT_GT(cCalls, 20);
 }
 
-// Out of memory, say: thrown out of each call instead of failing it.
+// Each call throws instead of failing, as when memory runs out.
 TEST_F(FailingCalls, NothingThatIsThrownInTheChildGetsBackIntoTheRunner) {
   for (const char* szCall : {"openat", "write", "ORVAUserGetByUID", "system", "mkostemp", "fsync"}) {
     fakes().reset();

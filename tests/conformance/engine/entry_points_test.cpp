@@ -1,4 +1,4 @@
-// runByEvent and runTaskOne: what starts an execution, and what its runs say of it.
+// runByEvent and runTaskOne: start an execution; the members of its run records.
 
 #include "conformance/engine/runs.h"
 

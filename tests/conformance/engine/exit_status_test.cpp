@@ -1,4 +1,4 @@
-// getExitStatus: what a wait status says of a child.
+// getExitStatus: classifies a child's wait status.
 
 #include "engine/exit_status.h"
 

@@ -1,4 +1,4 @@
-// getExitTypeString: what an exit type is called in the server's mail language.
+// getExitTypeString: the text of an exit type in the server's mail language.
 
 #include "fakes/eorva_test.h"
 

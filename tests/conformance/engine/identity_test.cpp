@@ -1,4 +1,4 @@
-// The identity that a script runs under. The children are real, and so is the user that they become.
+// The identity of a script. The children and their user are real.
 
 #include "conformance/engine/runs.h"
 
@@ -18,7 +18,7 @@ protected:
     return jTask;
   }
 
-  // What the script of that task printed.
+  // The output of that task's script.
   static std::string outputOf(Json::Value jTask) {
     launchAndWait(jTask);
     EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0));
@@ -26,7 +26,7 @@ protected:
     return readFile(jTask["strOutputPath_tmp"].asString());
   }
 
-  // A launch that ends before its script for want of the identity that it needs.
+  // A launch that ends before its script because the identity cannot be switched.
   void expectGivenUp(unsigned int uUid = 0) {
     Json::Value jTask = taskOfAnna();
     launchAndWait(jTask);
@@ -157,7 +157,7 @@ TEST_F(Identity, TheFirstFailingStepEndsTheSwitch) {
   const struct {
     const char* szCall;
     const char* szCheck;
-    size_t cSteps;  // that were tried, the failing one included
+    size_t cSteps;  // that were tried, including the failing one
   } rows[] = {
       {"seteuid(0", "0 > seteuid(UID_ROOT)", 1},
       {"setgid(4015", "0 > setgid(pUser->pw_gid)", 2},

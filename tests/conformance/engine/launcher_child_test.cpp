@@ -1,5 +1,5 @@
-// forkRunCmd, in the child: the commands that it runs and what it records of them. The children are real, and so are
-// their shells unless a test answers for them.
+// forkRunCmd in the child: its commands and their recorded results. The children are real, and so are their shells,
+// except where a test simulates them.
 
 #include "conformance/engine/runs.h"
 
@@ -106,7 +106,7 @@ TEST_F(LauncherChild, RecordsAShellThatCannotBeRunAsANormalEnd) {
   expectFailure("error exit type, iStatus=-1", UTIL).inChild();
   expectLine("get exit status failed, iStatus=-1", LIB).inChild();
   expectLine("get exit code failed, iStatus=-1, jExit={}", LIB).inChild();
-  EXPECT_EQ(commands().size(), 2U) << "the output is shown all the same";
+  EXPECT_EQ(commands().size(), 2U) << "the output is still shown";
   EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0));
   takeTemporaryFiles();
 }

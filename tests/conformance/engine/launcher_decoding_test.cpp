@@ -1,4 +1,4 @@
-// What is recorded of every status that a shell can end with. The children are real, their shells are not.
+// The recorded exit information for every status of a shell. The children are real, their shells are not.
 
 #include "conformance/engine/runs.h"
 
@@ -10,7 +10,7 @@ class TwiceDecoded : public RunsTest {
 protected:
   TwiceDecoded() { fakes().strVolume = ""; }
 
-  // What the child records of a wait status that the shell left.
+  // The child's record of a shell's wait status.
   Json::Value recorded(int iStatus) {
     fakes().answer("system", iStatus).inChild();
     Json::Value jTask = scriptTask("a");
@@ -20,7 +20,7 @@ protected:
   }
 };
 
-// As the shell's status is read as a wait status in its turn.
+// The shell's exit status is read as a wait status again.
 Json::Value expected(int iShellStatus) {
   const int iLow = iShellStatus & 0x7f;
   if (iLow == 0) {

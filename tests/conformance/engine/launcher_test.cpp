@@ -1,4 +1,4 @@
-// forkRunCmd, in the parent: what may be launched, and where its files go. The children are pretended ones.
+// forkRunCmd in the parent: checks before the launch, and the location of files. The children are simulated.
 
 #include "conformance/engine/runs.h"
 
@@ -70,7 +70,7 @@ TEST_F(Launcher, ChecksOneMemberAfterTheOther) {
                                                        {"operation", "!jTask[\"operation\"].isString()"},
                                                        {"owner", "!jTask.isMember(\"owner\")"},
                                                        {"owner", "!jTask[\"owner\"].isUInt()"}};
-  // Everything that is behind the step is wrong, too.
+  // All later steps would fail, too.
   const Json::Value jWhole = scriptTask("a");
   Json::Value jTask(Json::objectValue);
   Json::Value jConfig(Json::objectValue);

@@ -24,7 +24,7 @@ protected:
 
   void setExitInfo(const std::string& strExitInfo) { m_jResult["exit_info"] = json(strExitInfo); }
 
-  // Nothing was sent, and nothing was even prepared.
+  // Expects that nothing was sent or prepared.
   static void expectNothingPrepared() {
     EXPECT_THAT(fakes().calls(), testing::IsEmpty());
     EXPECT_THAT(fakes().mails, testing::IsEmpty());
@@ -38,7 +38,7 @@ protected:
     return strValue;
   }
 
-  // The check fails, nothing is sent and everything that was prepared is freed.
+  // Expects that the check fails, nothing is sent, and all values are freed.
   void expectGivenUp(const std::string& strCheck) {
     expectFailure(strCheck, LIB);
     EXPECT_EQ(notify(), -1) << strCheck;

@@ -1,4 +1,4 @@
-// notifyCompletion: who is mailed about a run that has ended, and for which outcome.
+// notifyCompletion: recipients of the mail about an ended run, and the outcomes that are mailed.
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-// What a mail about a run says: the values of its placeholders.
+// The values of the placeholders in the mail about a run.
 
 #include <filesystem>
 

@@ -1,4 +1,4 @@
-// getNextReadyTask: which tasks have nothing left to wait for.
+// getNextReadyTask: finds the tasks whose prerequisites have all ended.
 
 #include "engine/readiness.h"
 
@@ -12,7 +12,7 @@ const std::string MALFORMED = "string::npos == (posEnd = strTaskDepend.find(\"]\
 
 class NextReadyTask : public RunsTest {
 protected:
-  // The names of the ready ones after "a" has ended, as the array holds them.
+  // The names of the ready tasks after "a" has ended, in the array's order.
   std::vector<std::string> readyAfterA(const std::vector<std::string>& complete = {}, int iResult = 0) {
     std::vector<Json::Value> qComplete;
     for (const std::string& strName : complete) {
@@ -35,7 +35,7 @@ protected:
     return names;
   }
 
-  // A record that the walk delivers, whatever its dependency list says.
+  // A record that the walk finds, with any dependency list.
   static void listed(const Json::Value& jRecords) { fakes().answer("recList(task,", 0, jRecords); }
 
   int m_iResult = 0;

@@ -1,4 +1,4 @@
-// Whole executions with real children: what becomes of scripts of every kind.
+// Whole executions with real children and all kinds of scripts.
 
 #include <filesystem>
 #include <poll.h>
@@ -15,7 +15,7 @@ class RealChildren : public RunsTest {
 protected:
   RealChildren() { keepOutput(); }
 
-  // Runs a script of root's to its end; the run's record and output are looked at afterwards.
+  // Runs a script of root to its end. The test then checks the run's record and output.
   void runScript(const std::string& strScript) {
     m_strFolder = runFolder("a");
     std::filesystem::remove_all(m_strFolder);
@@ -92,7 +92,7 @@ TEST_F(RealChildren, AnExitStatusIsRecordedAsItsSecondDecodingSays) {
 
 TEST_F(RealChildren, ASignalThatKillsTheScriptIsRecordedWithItsNumber) {
   const std::set<int> harmless = {SIGCHLD, SIGCONT, SIGURG, SIGWINCH};
-  // Those that stop it, and two that the shell does not send.
+  // The signals that stop a process, and two that the shell does not send.
   const std::set<int> leftOut = {SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, 32, 33};
   for (int iSignal = 1; iSignal <= 64; ++iSignal) {
     if (leftOut.contains(iSignal)) {
@@ -135,7 +135,7 @@ TEST_F(RealChildren, AScriptThatLeavesSomethingInTheBackgroundIsClosedWithoutIt)
   EXPECT_EQ(output(), "first\n");
   EXPECT_EQ(task("a")["status"], json("{'running': []}"));
   const auto left = children();
-  ASSERT_EQ(left.size(), 1U) << "it came to the test, which it would not have if it had been waited for";
+  ASSERT_EQ(left.size(), 1U) << "the test reaped it, so the library did not wait for it";
   const int iGate = ::open("/tmp/gate", O_WRONLY | O_CLOEXEC);
   EXPECT_EQ(::write(iGate, "late\n", 5), 5);
   ::close(iGate);
@@ -157,7 +157,7 @@ TEST_F(RealChildren, AScriptMayRemoveItsOwnFile) {
 }
 
 TEST_F(RealChildren, AScriptReadsNothingFromWhatTheRunnerHasOpen) {
-  // What the host itself left open shows that there is something to see.
+  // The host's own open descriptors show that the check works.
   const TempDir dir;
   writeFile(dir.path("of_the_host"), "");
   const int iFd = ::open(dir.path("of_the_host").c_str(), O_RDONLY);

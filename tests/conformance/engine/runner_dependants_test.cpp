@@ -1,4 +1,4 @@
-// runTaskArray: the order in which tasks that wait for others start. The children are pretended ones.
+// runTaskArray: the order in which tasks that wait for others start. The children are simulated.
 
 #include "conformance/engine/runs.h"
 

@@ -1,4 +1,4 @@
-// runTaskArray: what happens when a child has ended. The children are pretended ones.
+// runTaskArray: what happens when a child has ended. The children are simulated.
 
 #include "conformance/engine/runs.h"
 #include "engine/runner.h"

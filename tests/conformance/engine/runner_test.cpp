@@ -1,4 +1,4 @@
-// runTaskArray: starting the tasks of a list and polling their children. The children are pretended ones.
+// runTaskArray: starting the tasks of a list and polling their children. The children are simulated.
 
 #include "engine/runner.h"
 
@@ -34,7 +34,7 @@ Json::Value brokenTask(const std::string& strName) {
   return jTask;
 }
 
-// A task that is running already, and only once at a time.
+// A task that is already running and allows no second run.
 Json::Value blockedTask(const std::string& strName) {
   Json::Value jTask = scriptTask(strName);
   jTask["run_the_same_time"] = false;
@@ -210,7 +210,7 @@ TEST_F(RunTaskArray, PollsAChildThatSomebodyElseReapedWithoutAnEnd) {
   expectStopped();
   EXPECT_EQ(runArray(listOf({store(scriptTask("a")), store(scriptTask("b"))})), -1);
   EXPECT_FALSE(run(1).isMember("stop_time"));
-  EXPECT_EQ(run(2)["exit_info"], DONE) << "the others are closed all the same";
+  EXPECT_EQ(run(2)["exit_info"], DONE) << "the others are still closed";
 }
 
 TEST_F(RunTaskArray, TheWaitStatusIsNotUsed) {

@@ -1,5 +1,5 @@
 /// \file runs.h
-/// What the tests of runs start from.
+/// Helpers for tests of runs.
 
 #pragma once
 
@@ -45,7 +45,7 @@ inline Json::Value listOf(const std::vector<Json::Value>& values) {
   return jList;
 }
 
-/// Takes standard output over, that of children included. A test that failed shows what it took.
+/// Captures standard output, including that of children. If the test fails, it shows the captured text.
 class CapturedStdout {
 public:
   CapturedStdout() : m_iFile(::memfd_create("stdout", MFD_CLOEXEC)) {
@@ -82,13 +82,13 @@ class RunsTest : public HandlesTest {
 protected:
   static constexpr const char* CONFIG_PATH = "/usr/orva/etc/eorvascheduler/eorvascheduler-conf.json";
 
-  /// From now on the store holds the task, too.
+  /// Stores the task.
   static Json::Value store(const Json::Value& jTask) {
     fakes().put("task", jTask);
     return jTask;
   }
 
-  /// Scripts and outputs are kept below the share "logs".
+  /// Keeps scripts and output on the share "logs".
   static void keepOutput() {
     writeFile(CONFIG_PATH, R"({"eorvascheduler": {"type": "eorvascheduler", "output_path": "logs"}})");
   }
@@ -122,7 +122,7 @@ protected:
     jResult["start_time"] = static_cast<Json::Int64>(fakes().now());
     return withoutReturn([&] { return forkRunCmd(jTask, jConfig, jResult); });
   }
-  /// Launches a task and waits for its child, which has to end by itself and with 0.
+  /// Launches a task and waits for its child, which must exit with 0.
   static pid_t launchAndWait(Json::Value& jTask, const Json::Value& jConfig = Json::Value(Json::objectValue)) {
     const pid_t pid = launch(jTask, jConfig);
     int iStatus = -1;
@@ -131,7 +131,7 @@ protected:
     EXPECT_EQ(iStatus, 0);
     return pid;
   }
-  /// What the child left for the runner; null when it left nothing. The file is removed.
+  /// Reads and removes the child's exit-code file; null when there is none.
   static Json::Value takeExitInfo(const Json::Value& jTask) {
     const std::string strPath = jTask["strExitCode_tmp"].asString();
     if (!fileExists(strPath)) {

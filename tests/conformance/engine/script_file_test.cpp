@@ -1,4 +1,4 @@
-// The script file of a run, and what strangers may have laid in its place. The children are real.
+// The script file of a run, and traps of other users with its name. The children are real.
 
 #include <filesystem>
 #include <sys/stat.h>
@@ -14,7 +14,7 @@ const std::string SCRIPT = "#!/bin/sh\nexit 9\n";
 
 class ScriptFile : public RunsTest {
 protected:
-  // A launch whose child cannot write its script: it says so and comes back.
+  // A launch whose child cannot write its script: it logs an event and returns.
   void expectComesBack(Json::Value jTask, const Json::Value& jConfig, const std::string& strLine) {
     launchAndWait(jTask, jConfig);
     fakes().clearFaults();

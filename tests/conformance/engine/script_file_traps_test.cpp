@@ -1,5 +1,5 @@
-// The output and the exit-code file of a run, and what strangers may lay in their places while it starts and runs.
-// The children are real; a trap is laid in the child, which alone knows the names, just before one of its calls.
+// The output and the exit-code file of a run, and traps of other users with their names while the run starts and runs.
+// The children are real. The test creates a trap in the child, which knows the names, just before one of its calls.
 
 #include "conformance/engine/runs.h"
 #include "conformance/engine/traps.h"
@@ -21,14 +21,15 @@ protected:
     return fakes().strTmpFolder + "/eorvascheduler.output." + std::to_string(::getpid());
   }
   static std::string exitCodeOfThisProcess() { return "/tmp/eorvascheduler_exit_code." + std::to_string(::getpid()); }
-  /// A believable file of a stranger's; made anew, because the system may keep root from writing to one in /tmp.
+  /// A valid exit-code file of another user; created anew, because the kernel may prevent root from writing to an
+  /// existing one in /tmp.
   static void forgeExitCode() {
     const std::string strPath = exitCodeOfThisProcess();
     ::unlink(strPath.c_str());
     writeFile(strPath, "{\"exit_type\": \"normal\", \"exit_code\": 0}", 0666);
     ASSERT_EQ(::chown(strPath.c_str(), UID_STRANGER, UID_STRANGER), 0);
   }
-  /// What a stranger tries while the run goes on; it may fail.
+  /// An attack of another user during the run; it may fail.
   static void asStranger(const std::function<void()>& attempt) {
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -52,7 +53,7 @@ protected:
   }
   void expectRefused(const std::string& strOutput, const Json::Value& jTask) {
     expectLine("output is no plain file of the owner, path=" + strOutput, LIB).inChild();
-    EXPECT_EQ(takeExitInfo(jTask), exitInfo("by_signal", 2)) << "as of a shell that cannot open it";
+    EXPECT_EQ(takeExitInfo(jTask), exitInfo("by_signal", 2)) << "like a shell that cannot open it";
     EXPECT_THAT(fakes().childCalls(), testing::Not(testing::Contains(testing::StartsWith("system("))));
     verifyLog();
   }
@@ -87,7 +88,7 @@ TEST_F(RunTraps, AnOutputTrapThatIsLaidWhileTheRunStartsIsRefused) {
   for (const uid_t uidOwner : {0U, 4001U}) {
     for (const Trap& trap : traps()) {
       if (uidOwner != 0 && !trap.blFolder && trap.strName != "pipe" && trap.strName != "link") {
-        continue;  // the action runs as the owner then, who may not lay the others
+        continue;  // the action then runs as the owner, who cannot create the other traps
       }
       fakes().forgetCalls();
       const Victim victim;
@@ -108,7 +109,7 @@ TEST_F(RunTraps, AnOutputTrapThatIsLaidWhileTheRunStartsIsRefused) {
 TEST_F(RunTraps, AnOutputTrapThatComesJustBeforeTheShellDoesNoHarm) {
   for (const Trap& trap : traps()) {
     const Victim victim;
-    // The folder is open to everybody; what the run has put there is its own all the same.
+    // The folder is open to everybody, but the run's files in it are its own.
     fakes()
         .before("system(",
                 [&] {
@@ -180,7 +181,7 @@ TEST_F(RunTraps, AnExitCodeTrapIsReplaced) {
   }
 }
 
-// In a folder with the sticky bit nobody but root can replace what a stranger laid there.
+// In a folder with the sticky bit, only root can replace another user's file.
 TEST_F(RunTraps, AnExitCodeTrapThatTheOwnerCannotReplaceIsNotBelieved) {
   for (const Trap& trap : traps()) {
     const Victim victim;

@@ -1,5 +1,5 @@
 /// \file traps.h
-/// What a local user may lay in the place of a file that is about to be written.
+/// Traps of a local user: files with the name of a file that the library is about to write.
 
 #pragma once
 
@@ -29,7 +29,7 @@ private:
 struct Trap {
   std::string strName;
   std::function<void(const std::string& strPlace, const std::string& strVictim)> plant;
-  bool blFolder = false;  ///< nothing can be put in its place
+  bool blFolder = false;  ///< it cannot be replaced
 };
 
 constexpr uid_t UID_STRANGER = 4002;

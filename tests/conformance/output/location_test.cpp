@@ -1,4 +1,4 @@
-// getOutputPath: where a run keeps its script and its output.
+// getOutputPath: the location of a run's script and output.
 
 #include "output/location.h"
 

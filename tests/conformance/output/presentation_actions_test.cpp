@@ -1,4 +1,4 @@
-// taskPreAction, taskPostAction and resultPostAction: whole records, and arrays of them, on their way in and out.
+// taskPreAction, taskPostAction and resultPostAction: convert whole records and arrays of them.
 
 #include <array>
 #include <cstdlib>
@@ -34,7 +34,7 @@ protected:
     addUser("alice", 1001, 1001);
   }
 
-  // The lines of a time that the platform does not render.
+  // The lines for a time that the platform cannot render.
   void expectTimeFailure(const std::string& strKey, const std::string& strRecord, const std::string& strCheck) {
     expectFailure(CONVERT, UTIL);
     expectFailure("0 > objectChangeTimeStampByKey(jRec, blToString, \"" + strKey + "\")", UTIL);
@@ -51,7 +51,7 @@ class ResultPostAction : public ActionTest {};
 }  // namespace
 
 TEST_F(EveryAction, LeavesEmptyValuesAsTheyAre) {
-  // Debug lines of other places would show what was looked at.
+  // Debug lines of other functions would show further reads.
   blDebugOutput = true;
   for (const Action& action : ACTIONS) {
     for (const char* szValue : {"null", "[]", "{}"}) {

@@ -1,4 +1,4 @@
-// objectChangeFormatOwner: the owner between its uid and the name that people know.
+// objectChangeFormatOwner: converts the owner between its uid and its name.
 
 #include "fakes/eorva_test.h"
 

@@ -1,4 +1,4 @@
-// objectChangeTimeStamp: times as people read them; and myto_string.
+// objectChangeTimeStamp: readable times; and myto_string.
 
 #include <climits>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// recResultGetFile: what a run printed, and the script that ran.
+// recResultGetFile: reads the output of a run and the script that ran.
 
 #include <filesystem>
 #include <unistd.h>
@@ -18,7 +18,7 @@ class RecResultGetFile : public HandlesTest {
 protected:
   RecResultGetFile() { prepare(); }
 
-  // A run whose two files are there.
+  // A run whose two files exist.
   static void prepare() {
     fakes().put("task_result", json("{'result_id': 3, 'task_name': 'backup', 'start_time': 1700000000}"));
     configure("{'output_path': 'logs/sched'}");

@@ -135,7 +135,7 @@ TEST_F(SharePath2VolumePath, CutsLongPathsAt4095Bytes) {
 }
 
 TEST_F(SharePath2VolumePath, CutsWhatItReadsBeforeItLooksForTheShare) {
-  // With a path of one byte, the input's end decides and not the result's.
+  // With a share's path of one byte, the input is cut and not the result.
   fakes().shares["share"] = "/";
   EXPECT_EQ(translate("share/" + std::string(5000, 'a')), 0);
   EXPECT_EQ(m_strVolumePath, "//" + std::string(4095 - 6, 'a'));

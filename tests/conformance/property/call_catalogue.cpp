@@ -54,7 +54,8 @@ std::vector<std::string> callRecListRelate(World& world, Choices& choices) {
   return watch.broken();
 }
 
-// The store's refusal is passed on without a line, so only what cannot be a refusal is judged.
+// The library returns an error of the store without a log line, so only results that cannot be such an error are
+// checked.
 std::vector<std::string> callRecCreate(World& world, Choices& choices) {
   Watch watch(world, "recCreate");
   Json::Value jIn = spoiled(choices, validTask(choices.oneIn(2) ? taskName(choices) : "epsilon", "[alpha]"));

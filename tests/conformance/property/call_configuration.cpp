@@ -17,7 +17,7 @@ Json::Value filterByType() {
   return jFilter;
 }
 
-// What an out value holds before the call: mostly what the caller should pass, else anything.
+// The out value before the call: mostly a valid one, else anything.
 Json::Value outValue(Choices& choices) {
   if (choices.oneIn(4)) {
     return hostileValue(choices);

@@ -1,4 +1,4 @@
-// Execution: events, single runs, exit statuses. The children are pretended ones.
+// Execution: events, single runs, exit statuses. The children are simulated.
 
 #include <array>
 #include <eorvascheduler.h>

@@ -1,5 +1,5 @@
 /// \file choices.h
-/// Where the generator of hostile requests takes its decisions from.
+/// The decisions of the generator of hostile requests.
 
 #pragma once
 
@@ -14,7 +14,8 @@ class Choices {
 public:
   virtual ~Choices() = default;
 
-  /// A number from 0 to cBound - 1. A stream that has run out gives the last one, which always is the tame choice.
+  /// A number from 0 to cBound - 1. A stream that has run out gives the last number, which is always the harmless
+  /// choice.
   std::uint32_t below(std::uint32_t cBound) {
     if (exhausted()) {
       return cBound - 1;
@@ -29,14 +30,14 @@ public:
   /// True once in cBound times.
   bool oneIn(std::uint32_t cBound) { return below(cBound) == 0 && cBound > 1; }
 
-  /// True when nothing is left to decide with.
+  /// True when no decisions are left.
   virtual bool exhausted() const = 0;
 
 protected:
   virtual std::uint8_t nextByte() = 0;
 };
 
-/// Decisions without end from a seed (splitmix64).
+/// Endless decisions from a seed (splitmix64).
 class SeededChoices : public Choices {
 public:
   explicit SeededChoices(std::uint64_t uSeed) : m_uState(uSeed) {}
@@ -64,7 +65,7 @@ private:
   std::size_t m_cLeft = 0;
 };
 
-/// Decisions from a block of bytes, as a fuzzer hands it over.
+/// Decisions from a fuzzer's block of bytes.
 class ByteChoices : public Choices {
 public:
   ByteChoices(const std::uint8_t* pBytes, std::size_t cBytes) : m_pBytes(pBytes), m_cBytes(cBytes) {}

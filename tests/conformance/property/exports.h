@@ -16,16 +16,16 @@
 
 namespace OrvaTest {
 
-/// How often each documented result of each function was seen: a generator that stays at the surface shows here.
+/// How often each documented result of each function occurred. This shows whether the generator reaches all code.
 using ResultCounts = std::map<std::string, std::map<int, int>>;
 ResultCounts& resultCounts();
 
-/// One call of one function, and what it has to be judged by.
+/// One call of one function, and the checks of it.
 class Watch {
 public:
   Watch(World& world, const char* szFunction) : m_world(world), m_strFunction(szFunction) {}
 
-  /// Makes the call; nothing may be thrown out of it.
+  /// Makes the call, which must not throw.
   template <class Operation>
   int run(Operation operation) {
     try {
@@ -42,13 +42,13 @@ public:
 
   /// The result must be one of these; a negative one must have been logged.
   void expectOneOf(std::initializer_list<int> results);
-  /// Holds when the two texts are equal: an out value that a failure must leave alone.
+  /// The two texts must be equal: an out value that a failure must not change.
   void expectUntouched(const char* szWhat, const std::string& strBefore, const std::string& strAfter);
   void expect(bool blHolds, const std::string& strPromise);
 
   int result() const { return m_iResult; }
   bool failed() const { return m_iResult < 0; }
-  /// The promises that were broken; what was left behind is counted among them.
+  /// The broken promises, including leftovers.
   std::vector<std::string> broken();
 
 private:
@@ -60,7 +60,8 @@ private:
   int m_iResult = 0;
 };
 
-/// Calls one function, chosen and supplied by `choices`, in the scene that is set; says which promises it broke.
+/// Calls one function in the present scene; `choices` selects the function and its arguments. \return the broken
+/// promises.
 using FamilyCall = std::vector<std::string> (*)(World& world, Choices& choices);
 
 /// One of several functions, chosen by `choices`.

@@ -164,7 +164,7 @@ Json::Value hostileTree(Choices& choices, std::uint32_t cLevels) {
 
 void spoilPlace(Choices& choices, Json::Value& jWhole);
 
-// Replaces what stands in a place, or goes down into it.
+// Replaces the value, or changes a place inside it.
 void spoilAt(Choices& choices, Json::Value& jPlace) {
   const bool blGoesDown = jPlace.isObject() || jPlace.isArray();
   if (blGoesDown && !choices.oneIn(3)) {

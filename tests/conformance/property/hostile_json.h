@@ -17,12 +17,11 @@ std::string hostileText(Choices& choices);
 /// a nesting on both sides of the 1,000 levels that the JSON reader accepts.
 Json::Value hostileValue(Choices& choices);
 
-/// A valid object or array with up to three places changed, at any depth: dropped, replaced by a hostile value, or
-/// added. About one in four comes back as it is, one in sixteen is hostile as a whole.
+/// A valid object or array with up to three changes at any depth: a place is dropped, added, or replaced by a hostile
+/// value. About one in four is unchanged; one in sixteen is replaced as a whole.
 Json::Value spoiled(Choices& choices, const Json::Value& jValid);
 
-/// The text of a file that should hold that value: written as it is, cut short, followed by garbage, with a
-/// duplicate member, or no JSON at all.
+/// The text of a file for that value: correct, cut short, followed by garbage, with a duplicate member, or not JSON.
 std::string hostileFileText(Choices& choices, const Json::Value& jValid);
 
 }  // namespace OrvaTest

@@ -1,4 +1,4 @@
-// Whatever JSON a host passes: nothing is thrown, the result is a documented one, and nothing is left behind.
+// With any JSON from a host, no exception is thrown, the result is documented, and nothing is left behind.
 
 #include <gtest/gtest.h>
 #include <ostream>
@@ -10,7 +10,7 @@ namespace OrvaTest {
 
 namespace {
 
-// 201,600 calls in all; the families whose calls take long get fewer of them.
+// 201,600 calls in total; families with slow calls get fewer.
 constexpr int SHARES = 4;
 constexpr int CALLS_PER_SCENE = 6;
 constexpr int COMPLAINTS_AT_MOST = 5;
@@ -41,7 +41,7 @@ TEST_P(HostileRequests, BreakNoPromise) {
   resultCounts().clear();
   int cComplaints = 0;
   for (int i = 0; i < family.cScenes && cComplaints < COMPLAINTS_AT_MOST; ++i) {
-    // A seed for each scene: one that fails can be played again alone.
+    // Each scene has its own seed, so that a failing scene can be repeated alone.
     SeededChoices choices(static_cast<std::uint64_t>(iShare) * static_cast<std::uint64_t>(family.cScenes) +
                           static_cast<std::uint64_t>(i));
     world.setScene(choices);

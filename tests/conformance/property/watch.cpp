@@ -17,7 +17,7 @@ void Watch::expectOneOf(std::initializer_list<int> results) {
   if (std::find(results.begin(), results.end(), m_iResult) == results.end()) {
     complain("gave " + std::to_string(m_iResult));
   }
-  // Debug lines look like any other, so only without them a line must be that of the failure.
+  // Debug lines look like other lines, so the check works only without them.
   expect(!failed() || blDebugOutput || m_world.loggedLines() > 0, "a failure is logged");
 }
 

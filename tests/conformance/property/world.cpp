@@ -20,9 +20,9 @@ namespace {
 const std::string CONFIG_FILE = "/usr/orva/etc/eorvascheduler/eorvascheduler-conf.json";
 const std::string SHARE_FOLDER = "/usr/orva/share/eorvascheduler/";
 
-// A walk over a graph with a cycle that misses its start has no end: the store gives up first.
+// A walk over a cycle that does not contain its start never ends, so the store fails after this number of queries.
 constexpr int QUERIES_AT_MOST = 100;
-// Resetting the fakes makes folders anew, which costs more than a scene.
+// Resetting the fakes creates folders, which costs more than a scene.
 constexpr int SCENES_PER_RESET = 16;
 
 int lowestFreeDescriptor() {
@@ -51,7 +51,7 @@ Json::Value validCatalogue() {
   return jCatalogue;
 }
 
-// Exit information as a child leaves it behind, or anything else in its place.
+// Exit information of a child, or anything else.
 Json::Value exitInformation(Choices& choices) {
   Json::Value jExit;
   jExit["exit_type"] = "normal";

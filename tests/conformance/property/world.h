@@ -1,5 +1,5 @@
 /// \file world.h
-/// The small server on which hostile requests arrive.
+/// A small server for hostile requests.
 
 #pragma once
 
@@ -30,13 +30,13 @@ public:
   World(const World&) = delete;
   World& operator=(const World&) = delete;
 
-  /// Puts the records and the files in place, each of them sound or spoiled.
+  /// Creates the records and the files, each of them valid or spoiled.
   void setScene(Choices& choices);
 
-  /// Plans what the platform answers in the next call, and from what it is judged afterwards.
+  /// Plans the platform's answers in the next call, and saves the state for the checks after it.
   void prepareCall(Choices& choices);
 
-  /// The handles, null once in a while.
+  /// The handles, occasionally null.
   OrvaJsonDbApi* taskApi(Choices& choices) { return choices.oneIn(64) ? nullptr : m_pTask.get(); }
   OrvaJsonDbApi* resultApi(Choices& choices) { return choices.oneIn(64) ? nullptr : m_pTaskResult.get(); }
   sqlite3* database(Choices& choices) { return choices.oneIn(64) ? nullptr : m_pDb.get(); }
@@ -44,7 +44,7 @@ public:
   /// True when a transaction is open on the database; it is rolled back here.
   bool endTransaction();
 
-  /// What the last call left behind and should not have: descriptors, children, platform objects.
+  /// The leftovers of the last call: descriptors, children, platform objects.
   std::vector<std::string> leftovers() const;
 
   /// The number of lines that were logged since prepareCall().

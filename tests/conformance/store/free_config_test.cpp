@@ -1,4 +1,4 @@
-// freeConfig: the database closed, the store handles released.
+// freeConfig: closes the database and releases the store handles.
 
 #include "fakes/eorva_test.h"
 

@@ -1,4 +1,4 @@
-// initConfig: the store handle of one table, and the database behind it.
+// initConfig: opens the store handle of one table, and the database.
 
 #include <cerrno>
 #include <filesystem>
@@ -36,7 +36,7 @@ protected:
     return initConfig(strTable, m_jConfig, &m_pDb, ppApi);
   }
 
-  // The way to the database was not even begun.
+  // The database was not touched.
   void expectUntouched() const {
     EXPECT_EQ(m_pDb, nullptr);
     EXPECT_EQ(m_pApi, nullptr);

@@ -1,4 +1,4 @@
-// loadFile: a whole file as text; and loadSqlCreate, which is loadFile for one path.
+// loadFile: reads a whole file as text; and loadSqlCreate, which is loadFile for one path.
 
 #include <cerrno>
 #include <filesystem>

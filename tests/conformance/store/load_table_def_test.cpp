@@ -1,4 +1,4 @@
-// loadTableDef: the installed definitions of both tables.
+// loadTableDef: reads the installed definitions of both tables.
 
 #include <cerrno>
 #include <filesystem>
@@ -14,7 +14,7 @@ const std::string PARSE_CHECK = "!jTableDef.fromFile(string(EORVA_SCHEDULER_TABL
 
 class LoadTableDef : public EorvaTest {
 protected:
-  // What was parsed follows the failed check.
+  // The parsed document is logged after the failed check.
   void expectRefused(const std::string& strCheck, const Json::Value& jParsed) {
     expectFailure(strCheck, UTIL);
     expectLine("jTableDef=" + compactJson(jParsed), UTIL);

@@ -1,4 +1,4 @@
-// openDb: a database opened, and created when there is none.
+// openDb: opens a database, and creates it if it is missing.
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -43,7 +43,7 @@ protected:
     return m_pDb = openDb(strPath, blAsRoot);
   }
 
-  // A host whose effective user is another one.
+  // A host with another effective user.
   static void pretendUser(uid_t uid) {
     fakes().answer("geteuid", static_cast<int>(uid));
     fakes().answer("seteuid(" + std::to_string(uid), 0);
@@ -221,7 +221,7 @@ TEST_F(OpenDb, ErrorTextIsLoggedWhenAndOnlyWhenThereIsOne) {
 
 TEST_F(OpenDb, ErrorTextIsLoggedAfterTheIdentityIsGivenBack) {
   fakes().answer("geteuid", 4001);
-  // That this call fails shows in the reason of the later line only.
+  // The failure of this call shows only in the reason of the later line.
   fakes().fail("seteuid(4001").withErrno(EAGAIN);
   fakes().fail("sqlite3_exec");
   expectFailure(PRAGMA_CHECK, UTIL).withErrno(EIO);

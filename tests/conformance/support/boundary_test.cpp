@@ -1,4 +1,4 @@
-// The edge of the library: what is thrown inside becomes a line and a result.
+// The boundary of the library: an exception becomes a log line and a result.
 
 #include "support/boundary.h"
 

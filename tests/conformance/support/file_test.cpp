@@ -1,4 +1,4 @@
-// Files by descriptor, in the cases that the operations above them do not reach by themselves.
+// Files by descriptor, in cases that the operations above them do not reach.
 
 #include "support/file.h"
 
@@ -47,7 +47,7 @@ TEST_F(File, RegularFileUnderALeaseIsWaitedFor) {
 TEST_F(File, NobodyWaitsForALeaseWhoWasToldNotTo) {
   writeFile(m_strPath, "text");
   const int iFd = ::open(m_strPath.c_str(), O_RDWR | O_CLOEXEC);
-  // The breaking of the lease is announced by a signal, which would end this process.
+  // Breaking the lease sends a signal, which would end this process.
   ::signal(SIGIO, SIG_IGN);
   ASSERT_EQ(::fcntl(iFd, F_SETLEASE, F_WRLCK), 0);
   struct stat info{};

@@ -1,4 +1,4 @@
-// Reads of JSON values that must not throw, held against JsonCpp's own conversions.
+// Reads of JSON values that must not throw, compared with JsonCpp's own conversions.
 
 #include "support/json_read.h"
 
@@ -53,7 +53,7 @@ bool works(Read&& read) {
 
 TEST(JsonRead, IntegersAreReadableWhenTheConversionDoesNotThrow) {
   for (const Json::Value& jValue : valuesOfEveryKind()) {
-    // The conversion lets 2^63 pass as a real, and makes nonsense of it.
+    // JsonCpp's conversion accepts 2^63 as a real, with a wrong result.
     if (!jValue.isDouble() || jValue.isInt64() || jValue.asDouble() != 9223372036854775808.0) {
       EXPECT_EQ(isInt64Like(jValue), works([&] { return jValue.asInt64(); })) << toString(jValue);
     }

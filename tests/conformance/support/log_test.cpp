@@ -28,7 +28,7 @@ int check(const char* szText) {
 
 class Log : public EorvaTest {
 protected:
-  // What was written, character for character.
+  // The written text, character by character.
   std::string written() {
     const auto lines = logLines();
     const std::string strRaw = lines.empty() ? "" : lines.back().strRaw;

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The first start: every way in which an event is fired.
+# The first start: all ways to fire an event.
 
 load inside
 load documented
@@ -63,7 +63,7 @@ setup_file() { wait_for_start; }
   same "outcome" "long-lived alice normal/0" "$(outcomes slow)"
 }
 
-# systemd executes itself anew as often as it can, for as long as a file is there.
+# systemd re-executes itself repeatedly while a file exists.
 storm() {
   while [[ -e /srv/marks/storm ]]; do
     systemctl daemon-reexec 2>/dev/null || true
@@ -71,7 +71,7 @@ storm() {
   done
 }
 
-# fire_numbers FIRST LAST: what was said to be started is listed, and what was said not to be.
+# fire_numbers FIRST LAST: lists the executions that were reported as started, and those reported as not started.
 fire_numbers() {
   local number
   for ((number = $1; number <= $2; number++)); do
@@ -122,7 +122,7 @@ no_stormy_unit() { [[ -z $(systemctl list-units --plain --no-legend --all 'eorva
   mount -o loop /srv/image "/srv/big disk"
   patiently have_ended volume_mounted 1
   same "told" $'alice\n/srv/big disk' "$(output_of v-mounted)"
-  # A folder that is shown again, and memory, are no volumes.
+  # Bind mounts and file systems in memory are not volumes.
   mount --bind "/srv/big disk/lost+found" /srv/again
   umount /srv/again
   mount -t tmpfs tmpfs /srv/again
@@ -133,7 +133,7 @@ no_stormy_unit() { [[ -z $(systemctl list-units --plain --no-legend --all 'eorva
   same "mounts" 1 "$(runs_of volume_mounted | jq length)"
 }
 
-# watches WHAT: the watcher has begun to follow the mount table.
+# watches WHAT: the watcher follows the mount table.
 watches() {
   local pid
   for pid in $(systemctl show --property MainPID --value "eorva-volume-$1.service"); do
@@ -141,7 +141,7 @@ watches() {
   done
 }
 
-# A system in namespaces of its own has no udev by itself.
+# A system in namespaces has no udev of its own.
 start_udev() {
   local unit
   for unit in systemd-udevd.service systemd-udevd-{control,kernel}.socket; do
@@ -152,7 +152,7 @@ start_udev() {
   systemctl start systemd-udevd.service
 }
 
-# disk ACTION DISK: the kernel tells of it, and udev has been through its rules.
+# disk ACTION DISK: simulates the kernel's event, and waits until udev has processed its rules.
 disk() {
   local known
   known=/run/udev/data/b$(cat "/sys/block/$2/dev")
@@ -195,7 +195,7 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   printf '[dummy]\ndriver = dummy-ups\nport = dummy.dev\n' >/etc/nut/ups.conf
   printf 'ups.status: OL\n' >/etc/nut/dummy.dev
   printf '[tester]\npassword = secret\nactions = SET\n' >/etc/nut/upsd.users
-  # What stays in the background must not keep the descriptors of this test.
+  # Background processes must not keep the descriptors of this test.
   upsdrvctl start 3>&- >driver.log 2>&1
   upsd 3>&- >server.log 2>&1
   patiently upsc dummy@localhost ups.status
@@ -266,7 +266,7 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   before=$(runs_of upgrade | jq '.[0].pid')
   local runs
   runs=$(eorva runs list --limit 0 --json | jq length)
-  # A watcher that was started anew would tell once more of a UPS that is still on battery.
+  # A restarted watcher would report again a UPS that is still on battery.
   local units=(eorva-shutdown.service eorva-{ups-on-battery,ups-low-battery,volume-mounted,volume-unmounted}.service)
   local since
   since=$(systemctl show --property ActiveEnterTimestampMonotonic "${units[@]}")
@@ -295,7 +295,7 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
 
 @test "tasks of other events are alive when the power goes off" {
   systemctl start e2e-late.timer
-  # Without --detach: nothing but systemd knows of it.
+  # Without --detach, only systemd knows this execution.
   systemd-run --quiet --unit e2e-front eorva fire front
   patiently runs_open late 3
   patiently runs_open front 1

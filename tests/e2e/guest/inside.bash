@@ -1,8 +1,8 @@
-# What the tests inside the booted system share.
+# Helpers for the tests inside the booted system.
 
 load common
 
-# wait_for_start: until systemd has nothing left to start.
+# wait_for_start: waits until systemd has started everything.
 wait_for_start() {
   local state
   until state=$(systemctl is-system-running) || [[ $state == degraded ]]; do
@@ -10,7 +10,7 @@ wait_for_start() {
   done
 }
 
-# patiently COMMAND...: like wait_until, on a machine that has much else to do.
+# patiently COMMAND...: like wait_until, with more time for a busy machine.
 patiently() {
   local tries
   for ((tries = 0; tries < 600; tries++)); do
@@ -25,7 +25,7 @@ patiently() {
 # runs_of EVENT: its run records, as JSON, the oldest first.
 runs_of() { eorva runs list --limit 0 --json | jq -c --arg event "$1" '[.[] | select(.trigger_event == $event)] | sort_by(.result_id)'; }
 
-# have_ended EVENT COUNT: so many runs of the event have been closed, and none is open.
+# have_ended EVENT COUNT: this number of runs of the event have been closed, and none is open.
 have_ended() {
   [[ $(runs_of "$1" | jq -c '[length, (map(select(.stop_time == null)) | length)]') == "[$2,0]" ]]
 }
@@ -33,16 +33,16 @@ have_ended() {
 # outcomes EVENT: task, owner and outcome of its runs, a line each.
 outcomes() { runs_of "$1" | jq -r '.[] | "\(.task_name) \(.owner_name) \(.exit_info.exit_type)/\(.exit_info.exit_code)"'; }
 
-# in_order EVENT FIRST SECOND: the second task was started when the first one had ended.
+# in_order EVENT FIRST SECOND: the second task started after the first one had ended.
 in_order() {
   [[ $(runs_of "$1" | jq --arg first "$2" --arg second "$3" \
     '(map(select(.task_name == $first))[0].stop_time) <= (map(select(.task_name == $second))[0].start_time)') == true ]]
 }
 
-# output_of TASK: what its newest run printed.
+# output_of TASK: the output of its newest run.
 output_of() { eorva runs output "$(run_of "$1")"; }
 
-# outputs_of EVENT: what all its runs printed.
+# outputs_of EVENT: the output of all its runs.
 outputs_of() {
   local run
   for run in $(runs_of "$1" | jq '.[].result_id'); do
@@ -50,18 +50,18 @@ outputs_of() {
   done
 }
 
-# unit_of TASK: the unit that the newest run of a task belongs to.
+# unit_of TASK: the unit of the newest run of a task.
 unit_of() {
   local pid
   pid=$(eorva runs list --task "$1" --limit 1 --json | jq '.[0].pid')
   sed -n 's/^0:://p' "/proc/$pid/cgroup"
 }
 
-# has_mail USER TASK: a mail about a task has come to a user.
+# has_mail USER TASK: a user has mail about a task.
 has_mail() { grep -q "^Subject: .*$2" "/var/mail/$1"; }
 
-# runs_open EVENT COUNT: so many of its runs go on.
+# runs_open EVENT COUNT: this number of its runs are running.
 runs_open() { [[ $(runs_of "$1" | jq '[.[] | select(.stop_time == null)] | length') == "$2" ]]; }
 
-# none_open: no run goes on.
+# none_open: no run is running.
 none_open() { [[ $(eorva runs list --limit 0 --json | jq '[.[] | select(.stop_time == null)] | length') == 0 ]]; }

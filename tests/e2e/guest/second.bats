@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The second start: what the orderly shutdown has left.
+# The second start: after the orderly shutdown.
 
 load inside
 
@@ -23,7 +23,7 @@ setup_file() { wait_for_start; }
     jq -c '[.[] | select(.exit_info.exit_type == "interrupted") | .task_name] | sort')"
 }
 
-# When the first start let its volume go, in seconds.
+# When the first start unmounted its volume, in seconds.
 unmounted() {
   journalctl --unit srv-data.mount MESSAGE_ID=de5b426a63be47a7b6ac3eaac82e2f6f --output json |
     jq -s '.[0].__REALTIME_TIMESTAMP | tonumber / 1000000 | floor'
@@ -34,7 +34,7 @@ unmounted() {
   same "closed later" "[]" "$(runs_of late | jq -c --argjson gone "$(unmounted)" '[.[] | select(.stop_time > $gone)]')"
   same "how they ended" "o-deaf shutdown 9 o-plain shutdown 15 o-polite shutdown 7" "$(runs_of late |
     jq -r 'sort_by(.task_name) | map("\(.task_name) \(.ended_by) \(.exit_info.exit_code)") | join(" ")')"
-  # What waited for them did not start.
+  # Tasks that waited for them did not start.
   same "runs" "o-deaf o-plain o-polite" "$(outcomes late | cut -d ' ' -f 1 | sort | paste -sd ' ')"
 }
 
@@ -63,6 +63,6 @@ unmounted() {
     eorva task disable "$task"
   done
   eorva task enable s-cut
-  # What a run without an output folder would leave.
+  # Files that a run without an output folder would leave.
   touch /tmp/eorvascheduler.script.4711 /tmp/eorvascheduler_exit_code.4712
 }

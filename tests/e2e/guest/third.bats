@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The third start: what the power cut has left.
+# The third start: after the power cut.
 
 load inside
 
