@@ -107,9 +107,10 @@ TEST_F(NotifierDelivery, WhatIsHeldBackReachesNobodyAndIsCountedInTheNext) {
   std::multiset<std::string> setCount;
   for (std::size_t i = 0; i < 2 * MEMBERS.size(); ++i) {
     const std::string strBody = OrvaTest::readMail(sink.nextMail()["message"].asString())["body"].asString();
-    const std::size_t u = strBody.find("since the last one: ");
+    const std::string strBeforeCount = "since the last mail: ";
+    const std::size_t u = strBody.find(strBeforeCount);
     ASSERT_NE(u, std::string::npos);
-    setCount.insert(strBody.substr(u + 20, 1));
+    setCount.insert(strBody.substr(u + strBeforeCount.size(), 1));
   }
   EXPECT_EQ(setCount, (std::multiset<std::string>{"0", "0", "0", "0", "3", "3", "3", "3"}));
   EXPECT_EQ(countEvents(), 2U) << "a notice that is held back is not an event";

@@ -141,14 +141,14 @@ TEST_F(Notifier, SameKeyIsSentOnceInTenMinutesAndTheNextSaysHowManyWereHeldBack)
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(notify({"@administrators", KEY}).iStatus, 0);
   }
-  EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("since the last one: 0"));
+  EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("since the last mail: 0"));
   EXPECT_THAT(receivers(), testing::ElementsAre("root"));
   age(590);
   EXPECT_EQ(notify({"@administrators", KEY}).iStatus, 0);
   EXPECT_THAT(receivers(), testing::IsEmpty());
   age(10);
   EXPECT_EQ(notify({"@administrators", KEY}).iStatus, 0);
-  EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("since the last one: 4"));
+  EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("since the last mail: 4"));
   EXPECT_THAT(receivers(), testing::ElementsAre("root"));
 }
 
