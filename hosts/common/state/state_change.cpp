@@ -153,21 +153,6 @@ void storeTasks(Session& session, const StateDifference& difference, const State
   }
 }
 
-/// The tasks are gone; folders that cannot be moved do not bring them back.
-void putOutputAside(const std::string& strTask, std::vector<std::string>& vecNotes) {
-  try {
-    std::vector<std::string> vecUnknown;
-    for (const OutputFolder& place :
-         OutputFolder::isFolderName(strTask) ? OutputFolder::places(vecUnknown) : std::vector<OutputFolder>()) {
-      if (const std::string strAside = place.moveAside(strTask); !strAside.empty()) {
-        vecNotes.push_back(fmt::format("the output of \"{}\" is kept in {}", strTask, strAside));
-      }
-    }
-  } catch (const Failure& error) {
-    vecNotes.push_back(fmt::format("the output of \"{}\" stays where it is: {}", strTask, error.what()));
-  }
-}
-
 void logEvents(const std::vector<std::string>& vecTasks, unsigned uCode) {
   for (const std::string& strTask : vecTasks) {
     ORVALogSet1(EVENT_TYPE, LEVEL_INFORMATION, uCode, strTask.c_str(), "", "", "");
@@ -245,7 +230,10 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   logEvents(difference.vecCreated, EVENT_TASK_CREATED);
   std::vector<std::string> vecNotes;
   for (const std::string& strTask : difference.vecDeleted) {
-    putOutputAside(strTask, vecNotes);
+    // The task is gone; a folder that cannot be moved does not bring it back.
+    if (const std::string strOutput = putOutputAside(strTask); !strOutput.empty()) {
+      vecNotes.push_back(fmt::format("the output of \"{}\" {}", strTask, strOutput));
+    }
   }
   return vecNotes;
 }
