@@ -261,13 +261,7 @@ private:
   }
 
   void checkAddress(const std::string& strAddress) {
-    constexpr std::string_view ALLOWED =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.!#$&'*+/=?^_{}~-@%";
-    const std::size_t cAt = static_cast<std::size_t>(std::count(strAddress.begin(), strAddress.end(), '@'));
-    const bool blSound = !strAddress.empty() && strAddress.front() != '-' && strAddress.front() != '@' &&
-                         strAddress.back() != '@' && cAt <= 1 &&
-                         strAddress.find_first_not_of(ALLOWED) == std::string::npos;
-    if (!blSound) {
+    if (strAddress.find('\0') != std::string::npos || ORVAMailIsAddress(strAddress.c_str()) != 1) {
       error("notify_mail", fmt::format("\"{}\" is no mail address", strAddress));
     }
   }
