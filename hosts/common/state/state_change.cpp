@@ -8,6 +8,7 @@
 #include "orva_platform.h"
 
 #include "common/output/output_folder.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
@@ -109,15 +110,16 @@ ConfigValues changedConfig(const StateDocument& before, const StateDocument& aft
   return values;
 }
 
-std::set<Json::Int64> ownersOf(const StateDocument& state) {
-  std::set<Json::Int64> setOwners;
+/// The tasks as they will be stored.
+Json::Value storedTasks(const StateDocument& state) {
+  Json::Value jTasks(Json::arrayValue);
   for (const auto& [strTask, jTask] : state.mapTasks) {
     Json::Value jStored = jTask;
     if (taskPreAction(jStored) == 0) {
-      setOwners.insert(intOf(jStored, "owner", -1));
+      jTasks.append(std::move(jStored));
     }
   }
-  return setOwners;
+  return jTasks;
 }
 
 [[noreturn]] void failStore(const std::string& strTask) {
@@ -198,7 +200,7 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
 
 std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings) {
-  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(after));
+  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after)));
   checkTasks(before, after, events, vecErrors, vecWarnings);
   return vecErrors;
 }
