@@ -290,6 +290,11 @@ ORVA_EXPORT int KLIBCFileGetKeyValue(const char* szFile, const char* szKey, char
 ORVA_EXPORT int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZHASH pValues, const char* szTo,
                                                 int iFlags);
 
+/// Tells whether mail is sent to an address, so that a host can refuse one that would be refused later.
+/// \param szTo  one address: a local user, or one with a domain.
+/// \return 1 when it is; else 0.
+ORVA_EXPORT int ORVAMailIsAddress(const char* szTo);
+
 /// @}
 
 /// \name Errors and event log

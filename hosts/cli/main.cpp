@@ -20,7 +20,6 @@
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
 #include "context.h"
-#include "task_options.h"
 #include "usage.h"
 
 namespace {
@@ -109,9 +108,6 @@ int runCommandLine(int argc, char** argv) {
     const int iResult = context.fnRun();
     flushOutput();
     return iResult;
-  } catch (const Host::TaskRefused& refused) {
-    printWarnings(refused.task(), refused.warnings());
-    throw;
   } catch (const Host::UsageFailure& error) {
     complain(fmt::format("{}\nTry '{} --help'.", error.what(), typedCommand(app)));
     return EXIT_USAGE;

@@ -1,53 +1,17 @@
 #include "task_options.h"
 
-#include <algorithm>
-#include <charconv>
 #include <fmt/format.h>
 #include <limits>
-#include <pwd.h>
-#include <sstream>
 
 #include "cli/terminal/present.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
-#include "common/text/base64.h"
-#include "common/text/json_members.h"
-#include "common/text/json_utf8.h"
+#include "common/tasks/task_members.h"
+#include "common/tasks/task_request.h"
 #include "input.h"
 #include "usage.h"
 
 namespace {
-
-/// The owner in the form of the user interface. A user who does not exist is passed on as typed, so that the
-/// rules report him together with everything else.
-Json::Value ownerOf(const std::string& strOwner) {
-  Json::Value jOwner(Json::objectValue);
-  uid_t uid = 0;
-  const char* pEnd = strOwner.data() + strOwner.size();
-  if (const passwd* pUser = getpwnam(strOwner.c_str())) {
-    jOwner[std::to_string(pUser->pw_uid)] = pUser->pw_name;
-  } else if (const auto [p, code] = std::from_chars(strOwner.data(), pEnd, uid); code == std::errc() && p == pEnd) {
-    const passwd* pById = getpwuid(uid);
-    jOwner[strOwner] = pById != nullptr ? pById->pw_name : "";
-  } else {
-    jOwner[strOwner] = "";
-  }
-  return jOwner;
-}
-
-/// What was printed as JSON holds the bytes of a script that is no UTF-8 in a member of their own.
-void takeScriptBytes(Json::Value& jTask) {
-  static const std::string MEMBER = std::string("operation") + Host::BASE64_SUFFIX;
-  if (!jTask.isMember(MEMBER)) {
-    return;
-  }
-  const std::optional<std::string> strScript = Host::fromBase64(Host::textOf(jTask, MEMBER.c_str()));
-  if (!strScript || !jTask[MEMBER].isString()) {
-    throw Host::Failure(fmt::format("{}: is no base64", MEMBER));
-  }
-  jTask["operation"] = *strScript;
-  jTask.removeMember(MEMBER);
-}
 
 /// Members of a record that was handed over, in place of those that are there.
 void setFromRecord(const std::string& strFile, Json::Value& jTask) {
@@ -55,22 +19,8 @@ void setFromRecord(const std::string& strFile, Json::Value& jTask) {
   if (!jRecord.isObject()) {
     throw Host::Failure(fmt::format("{} must be an object", strFile));
   }
-  for (const std::string& strMember : jRecord.getMemberNames()) {
-    jTask[strMember] = jRecord[strMember];
-  }
-  takeScriptBytes(jTask);
-}
-
-/// "a, b" is what people write, and "a,b" what is stored.
-std::string withoutBlanks(const std::string& strList) {
-  std::string strResult;
-  std::istringstream list(strList);
-  for (std::string strPart; std::getline(list, strPart, ',');) {
-    const std::size_t iFirst = std::min(strPart.find_first_not_of(' '), strPart.size());
-    const std::size_t iLast = strPart.find_last_not_of(' ');
-    strResult += (strResult.empty() ? "" : ",") + strPart.substr(iFirst, iLast + 1 - iFirst);
-  }
-  return strResult;
+  Host::setMembers(jTask, jRecord);
+  Host::takeScriptBytes(jTask);
 }
 
 void setSwitch(Json::Value& jTask, const char* szMember, bool blOn, bool blOff) {
@@ -152,7 +102,7 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
     }
   }
   if (options.strOwner) {
-    jTask["owner"] = ownerOf(*options.strOwner);
+    jTask["owner"] = Host::ownerFrom(*options.strOwner);
   }
   if (!options.strScript.empty()) {
     jTask["operation"] = readInput(options.strScript);
@@ -164,7 +114,7 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
     jTask["time_limit"] = *options.iTimeLimit;
   }
   if (options.strMail) {
-    jTask["notify_mail"] = withoutBlanks(*options.strMail);
+    jTask["notify_mail"] = Host::withoutBlanks(*options.strMail);
   }
   setSwitch(jTask, "enable", options.blEnabled, options.blDisabled);
   setSwitch(jTask, "run_the_same_time", options.blParallel, options.blNoParallel);

@@ -64,3 +64,7 @@ extern "C" int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZH
   static_cast<void>(iFlags);
   return orva::guarded([&] { return sendMail(szTemplate, pValues, szTo); });
 }
+
+extern "C" int ORVAMailIsAddress(const char* szTo) {
+  return szTo && orva::isMailAddress(szTo) ? 1 : 0;
+}

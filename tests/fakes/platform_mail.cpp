@@ -128,6 +128,11 @@ int KLIBCFileGetKeyValue(const char* szFile, const char* szKey, char* szValue, i
   return 0;
 }
 
+int ORVAMailIsAddress(const char* szTo) {
+  fakes().platformCall("ORVAMailIsAddress", szTo);
+  return 1;
+}
+
 int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZHASH pValues, const char* szTo, int iFlags) {
   if (const auto answer = fakes().platformCall("ORVAMailSendMessageWithoutBlock", szTemplate, szTo, iFlags)) {
     return answer->result(-1);

@@ -91,7 +91,6 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 @test "a backup replaces nothing that the server works with, and only plain files" {
   add_task one bootup alice 'echo one'
   eorva export >before.yaml
-  ln "$DATABASE" /usr/orva/etc/second-name.db
   ln -s "$DATABASE" link.db
   ln -s "$STORE" folder
   ln -s kept.db to-nothing.db
@@ -101,10 +100,14 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   local file
   for file in "$DATABASE" "$DATABASE-wal" "$DATABASE-shm" "$DATABASE-journal" "$STORE/kept.db" folder/eorvascheduler.db \
     "$STORE/../eorvascheduler/eorvascheduler.db-wal" "$STORE/eorvascheduler-conf.json" /etc/eorva.conf \
-    /etc/../etc/eorva.conf /usr/orva/etc/second-name.db link.db to-nothing.db null pipe .; do
+    /etc/../etc/eorva.conf link.db to-nothing.db null pipe .; do
     run -1 --separate-stderr eorva backup "$file"
     complains "nothing is backed up to $file: "
   done
+  # A second name of the store is given to the backup; the store stays.
+  ln "$DATABASE" /usr/orva/etc/second-name.db
+  run -0 eorva backup /usr/orva/etc/second-name.db
+  [[ ! /usr/orva/etc/second-name.db -ef "$DATABASE" ]]
   rm /usr/orva/etc/second-name.db
   cmp /etc/eorva.conf eorva.conf
   [[ -c null && -p pipe && -L link.db && -L to-nothing.db && ! -e kept.db ]]

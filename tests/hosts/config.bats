@@ -133,7 +133,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   rm /etc/eorva.conf
   mkdir /etc/eorva.conf
   run -1 --separate-stderr eorva config get stop_grace
-  complains "cannot read stop_grace from /etc/eorva.conf: Is a directory"
+  complains "cannot read /etc/eorva.conf: Is a directory"
   rmdir /etc/eorva.conf
 }
 

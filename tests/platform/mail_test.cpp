@@ -102,6 +102,16 @@ TEST_F(Mail, TemplateThatIsNoneIsRefused) {
   EXPECT_FALSE(waitForOrphans());
 }
 
+TEST_F(Mail, HostsLearnBeforehandWhichAddressesAreRefused) {
+  for (const char* const szTo : {"root", "a@b", "a!b@x.org", "a..b@x.org", "a@x_y.org", "root%local", "-oops", ""}) {
+    EXPECT_EQ(ORVAMailIsAddress(szTo), send(szTo) >= 0 ? 1 : 0) << szTo;
+  }
+  EXPECT_EQ(ORVAMailIsAddress("root"), 1);
+  EXPECT_EQ(ORVAMailIsAddress("a!b@x.org"), 0);
+  EXPECT_EQ(ORVAMailIsAddress(nullptr), 0);
+  EXPECT_TRUE(waitForOrphans());
+}
+
 TEST_F(Mail, CallerGoesOnWhileTheMailProgramHangs) {
   ASSERT_EQ(mkfifo("/tmp/gate", 0600), 0);
   installMailProgram("#!/bin/sh\n: > /tmp/called\ncat /tmp/gate > /dev/null\n");

@@ -1,20 +1,17 @@
 /// eorva apply
 
-#include <algorithm>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "cli/context.h"
 #include "cli/input.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
-#include "common/state/state_change.h"
+#include "common/answers/state_answers.h"
+#include "common/state/apply.h"
 #include "common/store/session.h"
-#include "common/support/failure.h"
 #include "common/support/text_diff.h"
 
 using Host::StateDifference;
-using Host::StateDocument;
 
 namespace {
 
@@ -30,55 +27,21 @@ struct ApplyOptions {
   bool blJson = false;
 };
 
-[[noreturn]] void failWith(const std::string& strFile, const std::vector<std::string>& vecErrors) {
-  std::string strText = fmt::format("{} is not applied:\n  {}", strFile, fmt::join(vecErrors, "\n  "));
-  // In a name it would end the message.
-  std::replace(strText.begin(), strText.end(), '\0', '?');
-  throw Host::Failure(strText);
-}
-
-StateDocument readDocument(const std::string& strFile, std::vector<std::string>& vecErrors) {
-  const std::string strText = readInput(strFile, CB_MAX_DOCUMENT);
-  try {
-    return Host::readState(strText, vecErrors);
-  } catch (const Host::Failure& error) {
-    failWith(strFile, {error.what()});
-  }
-}
-
 std::string countText(const StateDifference& difference) {
   return fmt::format("{} created, {} changed, {} deleted, {} setting{}", difference.vecCreated.size(),
                      difference.vecChanged.size(), difference.vecDeleted.size(), difference.vecConfig.size(),
                      difference.vecConfig.size() == 1 ? "" : "s");
 }
 
-Json::Value namesForPrograms(const std::vector<std::string>& vecNames) {
-  Json::Value jNames(Json::arrayValue);
-  for (const std::string& strName : vecNames) {
-    jNames.append(strName);
-  }
-  return jNames;
-}
-
-void printDifferenceJson(const StateDifference& difference, bool blDone) {
-  Json::Value jOut(Json::objectValue);
-  jOut["applied"] = blDone;
-  jOut["created"] = namesForPrograms(difference.vecCreated);
-  jOut["changed"] = namesForPrograms(difference.vecChanged);
-  jOut["deleted"] = namesForPrograms(difference.vecDeleted);
-  jOut["configuration"] = namesForPrograms(difference.vecConfig);
-  printJson(jOut);
-}
-
-void showDifference(const Context& context, const StateDocument& before, const StateDocument& after) {
-  const Host::UniqueFd left = Host::fileOfText(Host::stateText(before));
-  const Host::UniqueFd right = Host::fileOfText(Host::stateText(after));
+void showDifference(const Context& context, const Host::ApplyPlan& plan) {
+  const Host::UniqueFd left = Host::fileOfText(Host::stateText(plan.before));
+  const Host::UniqueFd right = Host::fileOfText(Host::stateText(plan.after));
   Host::printDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored());
 }
 
 int finishWithoutChange(const ApplyOptions& options, const StateDifference& difference) {
   if (options.blJson) {
-    printDifferenceJson(difference, false);
+    printJson(Host::differenceForPrograms(difference, false));
   } else if (difference.isEmpty()) {
     fmt::print("nothing to change\n");
   } else {
@@ -87,37 +50,21 @@ int finishWithoutChange(const ApplyOptions& options, const StateDifference& diff
   return difference.isEmpty() ? EXIT_DONE : EXIT_DIFFERENT;
 }
 
-/// Everything that is wrong is told at once: with the shape of the document, and with what it asks for.
-void check(const ApplyOptions& options, const StateDocument& before, const StateDocument& after,
-           std::vector<std::string> vecErrors) {
-  std::vector<std::string> vecWarnings;
-  for (std::string& strError :
-       Host::whyNotState(before, after, options.blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::CATALOGUE,
-                         vecWarnings)) {
-    vecErrors.push_back(std::move(strError));
-  }
-  if (!vecErrors.empty()) {
-    failWith(options.strFile, vecErrors);
-  }
-  for (const std::string& strWarning : vecWarnings) {
-    printNote("warning: " + strWarning);
-  }
+Host::ApplyRequest requestOf(const ApplyOptions& options) {
+  return {readInput(options.strFile, CB_MAX_DOCUMENT), options.strFile, options.blPrune,
+          options.blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::CATALOGUE};
 }
 
 int runApply(const Context& context, const ApplyOptions& options) {
-  std::vector<std::string> vecErrors;
-  const StateDocument document = readDocument(options.strFile, vecErrors);
-  if (options.blPrune && !document.blTasks) {
-    vecErrors.push_back(
-        "tasks: is missing, and --prune would delete all of them; \"tasks: {}\" says that this is meant");
-  }
+  const Host::ApplyRequest request = requestOf(options);
   Host::Session session;
-  const StateDocument before = Host::currentState(session);
-  const StateDocument after = Host::stateAfter(before, document, options.blPrune);
-  check(options, before, after, vecErrors);
-  const StateDifference difference = Host::differenceOf(before, after);
+  const Host::ApplyPlan plan = Host::planApply(session, request);
+  const StateDifference& difference = plan.difference;
+  for (const std::string& strWarning : plan.vecWarnings) {
+    printNote("warning: " + strWarning);
+  }
   if (!options.blJson && !difference.isEmpty()) {
-    showDifference(context, before, after);
+    showDifference(context, plan);
   }
   if (options.blDryRun || difference.isEmpty()) {
     return finishWithoutChange(options, difference);
@@ -125,11 +72,11 @@ int runApply(const Context& context, const ApplyOptions& options) {
   if (!options.blYes) {
     confirm(fmt::format("this will be applied: {}", countText(difference)), "Apply it?", "nothing is changed");
   }
-  for (const std::string& strNote : Host::changeState(session, before, after)) {
+  for (const std::string& strNote : Host::changeState(session, plan.before, plan.after)) {
     printNote(strNote);
   }
   if (options.blJson) {
-    printDifferenceJson(difference, true);
+    printJson(Host::differenceForPrograms(difference, true));
   } else {
     fmt::print("applied: {}\n", countText(difference));
   }

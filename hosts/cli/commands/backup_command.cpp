@@ -6,14 +6,7 @@
 #include "cli/context.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
-#include "common/coordination/execution_file.h"
-#include "common/runs/reconcile.h"
-#include "common/state/backup.h"
-#include "common/store/records.h"
-#include "common/store/session.h"
-#include "common/support/failure.h"
-#include "common/tasks/task_change_lock.h"
-#include "common/text/json_members.h"
+#include "common/state/restore.h"
 
 namespace {
 
@@ -28,52 +21,23 @@ struct RestoreOptions {
 };
 
 int runBackup(const Context&, const BackupOptions& options) {
-  {
-    // Also says what is the matter when there is no store.
-    const Host::Session session;
-  }
   Host::writeBackup(options.strFile);
   fmt::print("backed up to {}\n", options.strFile);
   return EXIT_DONE;
 }
 
-/// A run that goes on would be closed in a store that knows nothing of it, and the end of an execution writes back what
-/// it read before.
-void refuseWhileRunning() {
-  Host::Session session;
-  Host::reconcile(session);
-  std::vector<Json::Int64> vecRuns;
-  for (const Json::Value& jRun : Host::listRuns(session, "stop_time is null")) {
-    vecRuns.push_back(Host::intOf(jRun, "result_id"));
-  }
-  if (!vecRuns.empty()) {
-    throw Host::Failure(fmt::format("nothing is restored while something runs: run {}", fmt::join(vecRuns, ", ")));
-  }
-  if (Host::isAnyExecutionAlive()) {
-    throw Host::Failure(
-        "nothing is restored while an execution is under way; 'eorva runs list' shows when it has ended");
-  }
-}
-
 int runRestore(const Context&, const RestoreOptions& options) {
   if (!options.blYes) {
-    refuseWhileRunning();
+    Host::checkRestore();
     confirm("tasks, run records and configuration will be those of the backup, and what came later is lost",
             "Restore it?", "nothing is restored");
   }
-  // From here on nothing is started until all is there.
-  const Host::Standstill standstill("restored");
-  refuseWhileRunning();
-  std::vector<std::string> vecWarnings;
-  const std::vector<std::string> vecRestored = Host::restoreBackup(
-      options.strFile, options.blAsNumbered ? Host::Owners::AS_NUMBERED : Host::Owners::THE_SAME, vecWarnings);
-  for (const std::string& strWarning : vecWarnings) {
+  const Host::Restored restored =
+      Host::restore(options.strFile, options.blAsNumbered ? Host::Owners::AS_NUMBERED : Host::Owners::THE_SAME);
+  for (const std::string& strWarning : restored.vecWarnings) {
     printNote("warning: " + strWarning);
   }
-  // Runs that were under way at the time of the backup have been over for long.
-  Host::Session session;
-  Host::reconcile(session);
-  fmt::print("restored from {}: the store, {}\n", options.strFile, fmt::join(vecRestored, ", "));
+  fmt::print("restored from {}: the store, {}\n", options.strFile, fmt::join(restored.vecFiles, ", "));
   return EXIT_DONE;
 }
 

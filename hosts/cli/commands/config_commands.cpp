@@ -1,19 +1,15 @@
 /// eorva config show|get|set
 
-#include <algorithm>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/config/configuration.h"
+#include "common/answers/state_answers.h"
+#include "common/config/change_config.h"
 #include "common/config/output_setting.h"
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
-#include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/text/json_members.h"
 
 namespace {
 
@@ -34,23 +30,14 @@ struct SetOptions {
 };
 
 int runShow(const Context&, const ShowOptions& options) {
-  const Json::Value jConfig = Host::schedulerConfig();
   if (options.blJson) {
-    Json::Value jOut = jConfig;
-    for (const auto& [strKey, strValue] : Host::configValues()) {
-      // The section's own members stand there as they are stored.
-      if (strKey != "output_path" && strKey != "enable_output") {
-        jOut["settings"][strKey] = strValue;
-      }
-    }
-    printJson(jOut);
+    printJson(Host::configForPrograms());
     return EXIT_DONE;
   }
-  std::vector<std::pair<std::string, std::string>> vecFields = {{"output", Host::outputSetting(jConfig)}};
-  for (const std::string& strKey : Host::configKeys()) {
-    if (strKey != "output_path" && strKey != "enable_output") {
-      vecFields.emplace_back(strKey, Host::configText(strKey));
-    }
+  std::vector<std::pair<std::string, std::string>> vecFields = {
+      {"output", Host::outputSetting(Host::schedulerConfig())}};
+  for (const std::string& strKey : Host::settingKeys()) {
+    vecFields.emplace_back(strKey, Host::settingText(strKey));
   }
   printFields(vecFields);
   for (const std::string& strIgnored : Host::ignoredSettings()) {
@@ -70,15 +57,6 @@ int runGet(const Context&, const GetOptions& options) {
     fmt::print("{}\n", strValue);
   }
   return EXIT_DONE;
-}
-
-std::set<Json::Int64> taskOwners() {
-  Host::Session session;
-  std::set<Json::Int64> setOwners;
-  for (const Json::Value& jTask : Host::listTasks(session)) {
-    setOwners.insert(Host::intOf(jTask, "owner", -1));
-  }
-  return setOwners;
 }
 
 Host::ConfigValues valuesOf(const SetOptions& options) {
@@ -106,24 +84,7 @@ int runSet(const Context&, const SetOptions& options) {
   if (values.empty()) {
     throw Host::UsageFailure("config set: nothing to set; give KEY=VALUE, --output-path or --output");
   }
-  // What the new values are looked over with must not change before they are set.
-  const Host::ConfigLock lock;
-  const bool blOwnersCount =
-      values.count("enable_output") > 0 && values.at("enable_output") == "no" && !options.blForce;
-  const std::vector<std::string> vecWhy =
-      Host::whyNotConfig(values, blOwnersCount ? taskOwners() : std::set<Json::Int64>());
-  if (!vecWhy.empty()) {
-    const std::string strWhy = fmt::format("{}", fmt::join(vecWhy, "\n"));
-    const std::vector<std::string> vecKeys = Host::configKeys();
-    const bool blKnown = std::all_of(values.begin(), values.end(), [&](const auto& value) {
-      return std::find(vecKeys.begin(), vecKeys.end(), value.first) != vecKeys.end();
-    });
-    if (!blKnown) {
-      throw Host::UsageFailure(strWhy);
-    }
-    throw Host::Failure(strWhy);
-  }
-  Host::setConfig(lock, values);
+  Host::changeConfig(values, options.blForce);
   return runShow({}, {});
 }
 

@@ -6,6 +6,7 @@
 #include "cli/terminal/present.h"
 #include "common/state/state_document.h"
 #include "common/store/session.h"
+#include "common/tasks/task_request.h"
 #include "common/text/json_members.h"
 
 namespace {
@@ -17,9 +18,9 @@ struct ExportOptions {
 /// A document that names somebody who is not there cannot be applied as it is.
 void warnAboutOwners(const Host::StateDocument& state) {
   for (const auto& [strTask, jTask] : state.mapTasks) {
-    const Json::Value& jOwner = Host::memberOf(jTask, "owner");
-    if (jOwner.isObject() && jOwner.size() == 1 && jOwner.begin()->isString() && jOwner.begin()->asString().empty()) {
-      printNote(fmt::format("warning: the owner of \"{}\", user {}, does not exist", strTask, jOwner.begin().name()));
+    std::string strUid;
+    if (Host::ownerName(Host::memberOf(jTask, "owner"), strUid).empty() && !strUid.empty()) {
+      printNote(fmt::format("warning: the owner of \"{}\", user {}, does not exist", strTask, strUid));
     }
   }
 }

@@ -7,12 +7,12 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "common/answers/task_answers.h"
 #include "common/events/known_event.h"
 #include "common/reasons/reason.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/tasks/task_graph.h"
-#include "common/text/json_members.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ struct GraphOptions {
 /// Draws each task below each task that it waits for; what stands below a task is drawn once.
 class GraphTable {
 public:
-  GraphTable(const Host::TaskGraph& graph, const OwnerNames& owners, bool blColor)
+  GraphTable(const Host::TaskGraph& graph, const Host::OwnerNames& owners, bool blColor)
       : m_graph(graph),
         m_reasons(graph),
         m_owners(owners),
@@ -58,12 +58,13 @@ private:
 
   const Host::TaskGraph& m_graph;
   Host::Reasons m_reasons;
-  const OwnerNames& m_owners;
+  const Host::OwnerNames& m_owners;
   Table m_table;
   std::set<std::string> m_setDrawn;
 };
 
-void printTree(const Host::TaskGraph& graph, const OwnerNames& owners, const std::string& strEvent, bool blColor) {
+void printTree(const Host::TaskGraph& graph, const Host::OwnerNames& owners, const std::string& strEvent,
+               bool blColor) {
   GraphTable table(graph, owners, blColor);
   const std::vector<const Host::GraphTask*> vecTasks = graph.tasksOf(strEvent);
   for (const Host::GraphTask* pTask : vecTasks) {
@@ -80,21 +81,6 @@ void printTree(const Host::TaskGraph& graph, const OwnerNames& owners, const std
   table.print();
 }
 
-void printGraphJson(const Host::TaskGraph& graph, const Json::Value& jTasks, const std::string& strEvent) {
-  Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jTask : jTasks) {
-    if (Host::textOf(jTask, "event") == strEvent) {
-      Json::Value jNode = taskForPrograms(jTask);
-      jNode["needed_by"] = Json::Value(Json::arrayValue);
-      for (const Host::GraphTask* pTask : graph.dependantsOf(Host::textOf(jTask, "task_name"))) {
-        jNode["needed_by"].append(pTask->strName);
-      }
-      jOut.append(std::move(jNode));
-    }
-  }
-  printJson(jOut);
-}
-
 /// A text within quotes in the language of Graphviz.
 std::string dotEscaped(const std::string& strText) {
   std::string strEscaped;
@@ -107,7 +93,7 @@ std::string dotEscaped(const std::string& strText) {
   return strEscaped;
 }
 
-void printDot(const Host::TaskGraph& graph, const OwnerNames& owners, const std::string& strEvent) {
+void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, const std::string& strEvent) {
   fmt::print("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
   Host::Reasons reasons(graph);
   for (const Host::GraphTask* pTask : graph.tasksOf(strEvent)) {
@@ -128,11 +114,11 @@ int runGraph(const Context& context, const GraphOptions& options) {
   Host::requireEvent(jTasks, options.strEvent);
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
-    printGraphJson(graph, jTasks, options.strEvent);
+    printJson(Host::graphForPrograms(graph, jTasks, options.strEvent));
   } else if (options.strFormat == "dot") {
-    printDot(graph, ownerNames(jTasks), options.strEvent);
+    printDot(graph, Host::ownerNames(jTasks), options.strEvent);
   } else {
-    printTree(graph, ownerNames(jTasks), options.strEvent, context.isColored());
+    printTree(graph, Host::ownerNames(jTasks), options.strEvent, context.isColored());
   }
   return EXIT_DONE;
 }

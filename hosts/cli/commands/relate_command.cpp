@@ -2,14 +2,11 @@
 
 #include <fmt/format.h>
 
-#include "eorvascheduler.h"
-
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/store/records.h"
+#include "common/answers/task_answers.h"
 #include "common/store/session.h"
-#include "common/support/failure.h"
-#include "common/tasks/task_graph.h"
+#include "common/tasks/related_tasks.h"
 #include "common/text/json_members.h"
 
 using Host::textOf;
@@ -24,47 +21,21 @@ struct RelateOptions {
   bool blJson = false;
 };
 
-RelateType typeOf(const RelateOptions& options) {
+Host::Relation relationOf(const RelateOptions& options) {
   if (options.blNeeds) {
-    return RTYPE_BOTTM_UP;
+    return Host::Relation::NEEDS;
   }
-  return options.blNeededBy ? RTYPE_TOP_DOWN : RTYPE_CANDIDATE;
-}
-
-/// The library walks on without end in a graph that nobody should have stored.
-void refuseEndlessWalk(const Json::Value& jTasks, const std::string& strTask) {
-  const Host::TaskGraph graph(jTasks);
-  std::string strReasons;
-  for (const std::string& strWhy : graph.whyEndless(graph.withReachedBy({strTask}))) {
-    strReasons += "\n  " + strWhy;
-  }
-  if (!strReasons.empty()) {
-    throw Host::Failure(fmt::format("the tasks around \"{}\" cannot be walked through:{}", strTask, strReasons));
-  }
-}
-
-Json::Value related(Host::Session& session, const RelateOptions& options) {
-  Json::Value jIn(Json::objectValue);
-  jIn["task_name"] = options.strTask;
-  jIn["relate_type"] = typeOf(options);
-  Json::Value jOut(Json::arrayValue);
-  if (recListRelate(session.tasks(), jIn, jOut, session.db()) < 0) {
-    throw Host::Failure(
-        fmt::format("cannot find the tasks around \"{}\"; the reason is in the system log (--log-stdout shows it here)",
-                    options.strTask));
-  }
-  return jOut;
+  return options.blNeededBy ? Host::Relation::NEEDED_BY : Host::Relation::CANDIDATES;
 }
 
 int runRelate(const Context& context, const RelateOptions& options) {
   Host::Session session;
-  Host::requireTask(session, options.strTask);
-  refuseEndlessWalk(Host::listTasks(session), options.strTask);
   Json::Value jOut(Json::arrayValue);
   Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"WAITS FOR"}}, context.isColored());
-  for (const Json::Value& jTask : related(session, options)) {
-    jOut.append(taskForPrograms(jTask));
-    table.addRow({{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {ownerText(jTask)}, {needsText(jTask)}});
+  for (const Json::Value& jTask : Host::relatedTasks(session, options.strTask, relationOf(options))) {
+    jOut.append(Host::taskForPrograms(jTask));
+    table.addRow(
+        {{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {Host::ownerText(jTask)}, {needsText(jTask)}});
   }
   if (options.blJson) {
     printJson(jOut);

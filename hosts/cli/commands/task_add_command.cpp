@@ -3,15 +3,11 @@
 #include <fmt/format.h>
 #include <memory>
 
-#include "eorvascheduler.h"
-
 #include "cli/task_options.h"
 #include "cli/terminal/present.h"
+#include "common/answers/task_answers.h"
 #include "common/events/event_switch.h"
-#include "common/store/records.h"
-#include "common/store/session.h"
-#include "common/support/failure.h"
-#include "common/tasks/task_members.h"
+#include "common/tasks/add_task.h"
 #include "common/text/json_members.h"
 
 namespace {
@@ -27,21 +23,12 @@ struct CopyOptions {
   TaskOptions task;
 };
 
-/// Stores a new task. What the rules are checked against must still hold then, so the caller holds the lock.
-void storeNew(Host::Session& session, Json::Value& jTask, Host::AllowedEvents events) {
-  const std::string strName = Host::textOf(jTask, "task_name");
-  printWarnings(strName,
-                Host::requireNoErrors(strName, Host::checkNewTask(jTask, Host::listTasks(session), events), "added"));
-  Json::Value jCreated;
-  if (taskPreAction(jTask) < 0 || recCreate(session.tasks(), jTask, jCreated) < 0) {
-    throw Host::Failure(fmt::format("the store refused the task \"{}\"", strName));
-  }
-}
-
-void sayAdded(const Json::Value& jTask) {
-  fmt::print("added {} (event {}, owner {})\n", Host::textOf(jTask, "task_name"), Host::textOf(jTask, "event"),
-             ownerText(jTask));
-  printNote(Host::disabledEventNote(Host::textOf(jTask, "event")));
+void sayAdded(const Host::TaskAdded& added) {
+  const std::string strTask = Host::textOf(added.jTask, "task_name");
+  const std::string strEvent = Host::textOf(added.jTask, "event");
+  printWarnings(strTask, added.vecWarnings);
+  fmt::print("added {} (event {}, owner {})\n", strTask, strEvent, Host::ownerText(added.jTask));
+  printNote(Host::disabledEventNote(strEvent));
 }
 
 int runAdd(const Context&, const AddOptions& options) {
@@ -51,29 +38,14 @@ int runAdd(const Context&, const AddOptions& options) {
     jTask["depend_on_task"] = "";
   }
   setMembers(options.task, jTask);
-  Host::fillDefaults(jTask);
-  Host::Session session;
-  Host::WriteLock lock(session);
-  storeNew(session, jTask, options.task.events());
-  lock.commit();
-  sayAdded(jTask);
+  sayAdded(Host::addTask(jTask, options.task.events()));
   return EXIT_DONE;
 }
 
 int runCopy(const Context&, const CopyOptions& options) {
   Json::Value jChanges(Json::objectValue);
   setMembers(options.task, jChanges);
-  Host::Session session;
-  Host::WriteLock lock(session);
-  Json::Value jTask = Host::requestOf(Host::requireTask(session, options.strTask));
-  for (const std::string& strMember : jChanges.getMemberNames()) {
-    jTask[strMember] = jChanges[strMember];
-  }
-  jTask["task_name"] = options.strNew;
-  Host::fillDefaults(jTask);
-  storeNew(session, jTask, options.task.events());
-  lock.commit();
-  sayAdded(jTask);
+  sayAdded(Host::copyTask(options.strTask, options.strNew, jChanges, options.task.events()));
   return EXIT_DONE;
 }
 

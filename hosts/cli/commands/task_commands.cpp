@@ -6,6 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "common/answers/task_answers.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -52,11 +53,11 @@ int runList(const Context& context, const ListOptions& options) {
   Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"ENABLED"}, {"WAITS FOR"}, {"LAST START"}, {"HOW IT ENDED"}},
               context.isColored());
   for (const Json::Value& jTask : Host::listTasks(session, jFilter)) {
-    jOut.append(taskForPrograms(jTask));
+    jOut.append(Host::taskForPrograms(jTask));
     const Host::Outcome outcome = lastOutcome(jTask);
     table.addRow({{textOf(jTask, "task_name")},
                   {textOf(jTask, "event")},
-                  {ownerText(jTask)},
+                  {Host::ownerText(jTask)},
                   {boolOf(jTask, "enable", true) ? "yes" : "no"},
                   {needsText(jTask)},
                   {timeText(jTask, "last_start_time")},
@@ -97,13 +98,13 @@ int runShow(const Context&, const ShowOptions& options) {
   Host::Session session;
   const Json::Value jTask = Host::requireTask(session, options.strTask);
   if (options.blJson) {
-    printJson(taskForPrograms(jTask));
+    printJson(Host::taskForPrograms(jTask));
     return EXIT_DONE;
   }
   const std::vector<pid_t> vecPids = Host::listedPidsOf(session, jTask);
   printFields({{"task", textOf(jTask, "task_name")},
                {"event", textOf(jTask, "event")},
-               {"owner", ownerText(jTask)},
+               {"owner", Host::ownerText(jTask)},
                {"description", textOf(jTask, "description").empty() ? "-" : textOf(jTask, "description")},
                {"enabled", boolOf(jTask, "enable", true) ? "yes" : "no"},
                {"waits for", needsText(jTask)},

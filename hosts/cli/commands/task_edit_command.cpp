@@ -64,9 +64,6 @@ int editScript(const EditOptions& options) {
                                     ? Host::TaskChanged()
                                     : Host::changeTask(options.strTask, jChanges, options.task.events(), strBefore));
   } catch (const Host::Failure& error) {
-    if (const auto* pRefused = dynamic_cast<const Host::TaskRefused*>(&error)) {
-      printWarnings(options.strTask, pRefused->warnings());
-    }
     throw Host::Failure(
         fmt::format("{}\nthe task stays as it is, and the edit is kept; when the reason is gone:\n"
                     "  eorva task edit '{}' --script '{}'",

@@ -4,16 +4,10 @@
 #include <fmt/ranges.h>
 #include <memory>
 
-#include "cli/task_options.h"
+#include "cli/context.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
-#include "common/store/records.h"
-#include "common/store/session.h"
-#include "common/support/failure.h"
-#include "common/tasks/rename_lock.h"
 #include "common/tasks/rename_task.h"
-#include "common/tasks/task_members.h"
-#include "common/text/json_members.h"
 
 namespace {
 
@@ -28,12 +22,6 @@ struct RenameOptions {
   bool blYes = false;
 };
 
-/// What cannot be done is not worth a question; it may come to be so while the question is open, too.
-/// \return the tasks that wait for the task.
-std::vector<std::string> checkIdle(Host::Session& session, const std::string& strTask, const char* szDone) {
-  return Host::RenameLock(session, {strTask}, szDone).dependants();
-}
-
 void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecNeededBy) {
   confirm(fmt::format("deleting \"{}\" also deletes the records of its runs{}", strTask,
                       vecNeededBy.empty()
@@ -42,48 +30,29 @@ void confirmDelete(const std::string& strTask, const std::vector<std::string>& v
           "Delete it?", fmt::format("the task \"{}\" is not deleted", strTask));
 }
 
+void confirmRename(const RenameOptions& options, const std::vector<std::string>& vecNeededBy) {
+  confirm(fmt::format("renaming \"{}\" takes its runs and their output along{}", options.strTask,
+                      vecNeededBy.empty() ? ""
+                                          : fmt::format(", and these wait for \"{}\" then: {}", options.strNew,
+                                                        fmt::join(vecNeededBy, ", "))),
+          "Rename it?", fmt::format("the task \"{}\" is not renamed", options.strTask));
+}
+
 int runDelete(const Context&, const DeleteOptions& options) {
-  Host::Session session;
-  Host::requireTask(session, options.strTask);
-  const std::vector<std::string> vecNeededBy = checkIdle(session, options.strTask, "deleted");
   if (!options.blYes) {
-    confirmDelete(options.strTask, vecNeededBy);
+    confirmDelete(options.strTask, Host::checkDelete(options.strTask));
   }
-  const Host::RenameLock lock(session, {options.strTask}, "deleted");
   const std::string strOutput = Host::deleteTask(options.strTask);
-  lock.makeSure();
   fmt::print("deleted {}\n", options.strTask);
-  printNote(strOutput);
+  printNote(strOutput.empty() ? "" : "its output " + strOutput);
   return EXIT_DONE;
 }
 
-void checkNewName(Host::Session& session, const RenameOptions& options) {
-  const Json::Value jBefore = Host::requestOf(Host::requireTask(session, options.strTask));
-  if (options.strNew == options.strTask) {
-    throw Host::Failure(fmt::format("the task \"{}\" has that name already", options.strTask));
-  }
-  Json::Value jTask = jBefore;
-  jTask["task_name"] = options.strNew;
-  Host::Findings findings = Host::checkChangedTask(jTask, jBefore, Host::listTasks(session), Host::AllowedEvents::ANY);
-  findings.vecWarnings.clear();
-  Host::requireNoErrors(options.strTask, findings, "renamed");
-}
-
 int runRename(const Context&, const RenameOptions& options) {
-  Host::Session session;
-  checkNewName(session, options);
-  const std::vector<std::string> vecNeededBy = checkIdle(session, options.strTask, "renamed");
   if (!options.blYes) {
-    confirm(fmt::format("renaming \"{}\" takes its runs and their output along{}", options.strTask,
-                        vecNeededBy.empty() ? ""
-                                            : fmt::format(", and these wait for \"{}\" then: {}", options.strNew,
-                                                          fmt::join(vecNeededBy, ", "))),
-            "Rename it?", fmt::format("the task \"{}\" is not renamed", options.strTask));
+    confirmRename(options, Host::checkRename(options.strTask, options.strNew));
   }
-  const Host::RenameLock lock(session, {options.strTask, options.strNew}, "renamed");
-  checkNewName(session, options);
   Host::renameTask(options.strTask, options.strNew);
-  lock.makeSure();
   fmt::print("renamed {} to {}\n", options.strTask, options.strNew);
   return EXIT_DONE;
 }

@@ -22,22 +22,9 @@
 #include "common/text/terminal_text.h"
 
 using Host::intOf;
-using Host::memberOf;
 using Host::textOf;
 
 namespace {
-
-/// The record in the form of the user interface. A time of 0 says that there is none yet.
-Json::Value readable(const Json::Value& jRec) {
-  Json::Value jReadable = jRec;
-  for (const char* szKey : {"last_start_time", "last_stop_time"}) {
-    if (intOf(jRec, szKey) == 0) {
-      jReadable.removeMember(szKey);
-    }
-  }
-  taskPostAction(jReadable);
-  return jReadable;
-}
 
 Json::Value durationOf(const Json::Value& jRun) {
   if (!jRun.isMember("stop_time")) {
@@ -74,17 +61,6 @@ void printNote(const std::string& strText) {
   }
   std::fflush(stdout);
   fmt::print(stderr, "eorva: {}\n", Host::shownOn(STDERR_FILENO, strText));
-}
-
-std::string ownerText(const Json::Value& jTask) {
-  const Json::Value jReadable = readable(jTask);
-  const Json::Value& jOwner = memberOf(jReadable, "owner");
-  if (!jOwner.isObject() || jOwner.empty()) {
-    return "-";
-  }
-  const std::string strUid = jOwner.getMemberNames().front();
-  const std::string strName = textOf(jOwner, strUid.c_str());
-  return strName.empty() ? strUid : strName;
 }
 
 std::string timeText(const Json::Value& jRec, const char* szKey) {
@@ -141,24 +117,6 @@ const char* outcomeColor(Host::Outcome::Kind kind) {
 std::string needsText(const Json::Value& jTask) {
   const std::vector<std::string> vecNeeds = Host::readDependencyList(textOf(jTask, "depend_on_task"));
   return vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "));
-}
-
-OwnerNames ownerNames(const Json::Value& jTasks) {
-  OwnerNames owners;
-  for (const Json::Value& jTask : jTasks) {
-    owners[textOf(jTask, "task_name")] = ownerText(jTask);
-  }
-  return owners;
-}
-
-Json::Value taskForPrograms(const Json::Value& jTask) {
-  Json::Value jOut = jTask;
-  jOut["owner_name"] = ownerText(jTask);
-  jOut["waits_for"] = Json::Value(Json::arrayValue);
-  for (const std::string& strNeed : Host::readDependencyList(textOf(jTask, "depend_on_task"))) {
-    jOut["waits_for"].append(strNeed);
-  }
-  return jOut;
 }
 
 Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {

@@ -5,13 +5,16 @@
 
 #include <cstdint>
 #include <json/value.h>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "common/answers/task_answers.h"
 #include "common/reasons/reason.h"
 #include "common/runs/outcome.h"
 #include "table.h"
+
+using Host::OwnerNames;
+using Host::ownerNames;
 
 /// Writes a value as indented JSON in UTF-8 to standard output, with the bytes besides of texts that are none.
 void printJson(const Json::Value& jValue);
@@ -24,9 +27,6 @@ void flushOutput();
 
 /// Writes a line to standard error, for what is no data and no failure. An empty text writes nothing.
 void printNote(const std::string& strText);
-
-/// "name" of a task's owner, or the bare number when there is no such user.
-std::string ownerText(const Json::Value& jTask);
 
 /// A time member as local time; a dash when it is absent or 0.
 std::string timeText(const Json::Value& jRec, const char* szKey);
@@ -42,13 +42,6 @@ const char* outcomeColor(Host::Outcome::Kind kind);
 
 /// The tasks that a task waits for, as "a, b"; a dash for none.
 std::string needsText(const Json::Value& jTask);
-
-/// Name of the owner of every task, by the task's name.
-using OwnerNames = std::map<std::string, std::string>;
-OwnerNames ownerNames(const Json::Value& jTasks);
-
-/// A task record for programs: as it is stored, with the names besides.
-Json::Value taskForPrograms(const Json::Value& jTask);
 
 /// A run record for programs: as it is stored, with what can be read from it besides.
 Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners);

@@ -2,17 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <type_traits>
 #include <variant>
-
-#include "orva_platform.h"
 
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -109,14 +106,16 @@ std::string whyNotValue(const Rule& rule, const std::string& strValue) {
   return fmt::format("must be a number from {} to {}", rule.iMin, rule.iMax);
 }
 
-/// Reads one key of the file; gives the default when the file, or the key in it, is missing.
-std::string readKey(const Rule& rule) {
-  std::array<char, 4096> szValue{};
-  const int iFound = KLIBCFileGetKeyValue(SETTINGS_PATH, rule.szKey, szValue.data(), static_cast<int>(szValue.size()));
-  if (iFound < 0 && KLIBCErrGet() != ENOENT) {
-    throw Failure(fmt::format("cannot read {} from {}: {}", rule.szKey, SETTINGS_PATH, std::strerror(KLIBCErrGet())));
-  }
-  return iFound > 0 ? szValue.data() : rule.szDefault;
+using Values = std::map<std::string, std::string>;
+
+Values readValues() {
+  return settingValues(readTextFile(SETTINGS_PATH).value_or(""));
+}
+
+/// The value of one key; the default when the file does not set it.
+std::string valueOf(const Rule& rule, const Values& values) {
+  const auto it = values.find(rule.szKey);
+  return it != values.end() ? it->second : rule.szDefault;
 }
 
 std::string problemText(const Rule& rule, const std::string& strValue, const std::string& strWhy) {
@@ -124,16 +123,12 @@ std::string problemText(const Rule& rule, const std::string& strValue, const std
 }
 
 /// Gives the value of one setting; the default, and a problem, when what is set cannot be used.
-std::uint64_t readRule(const Rule& rule, std::vector<std::string>& vecProblems) {
-  try {
-    const std::string strValue = readKey(rule);
-    if (const std::optional<std::uint64_t> value = readValue(rule, strValue)) {
-      return *value;
-    }
-    vecProblems.push_back(problemText(rule, strValue, whyNotValue(rule, strValue)));
-  } catch (const Failure& error) {
-    vecProblems.emplace_back(error.what());
+std::uint64_t readRule(const Rule& rule, const Values& values, std::vector<std::string>& vecProblems) {
+  const std::string strValue = valueOf(rule, values);
+  if (const std::optional<std::uint64_t> value = readValue(rule, strValue)) {
+    return *value;
   }
+  vecProblems.push_back(problemText(rule, strValue, whyNotValue(rule, strValue)));
   return readValue(rule, rule.szDefault).value_or(0);
 }
 
@@ -141,8 +136,14 @@ std::uint64_t readRule(const Rule& rule, std::vector<std::string>& vecProblems) 
 
 Settings readSettings(std::vector<std::string>& vecProblems) {
   Settings settings;
+  Values values;
+  try {
+    values = readValues();
+  } catch (const Failure& error) {
+    vecProblems.emplace_back(error.what());
+  }
   for (const Rule& rule : RULES) {
-    const std::uint64_t iValue = readRule(rule, vecProblems);
+    const std::uint64_t iValue = readRule(rule, values, vecProblems);
     std::visit(
         [&](auto pMember) {
           settings.*pMember = static_cast<std::remove_reference_t<decltype(settings.*pMember)>>(iValue);
@@ -161,6 +162,11 @@ Settings currentSettings() {
   return settings;
 }
 
+std::chrono::seconds graceSetting() {
+  std::vector<std::string> vecProblems;
+  return std::chrono::seconds(readSettings(vecProblems).cStopGrace);
+}
+
 std::vector<std::string> settingKeys() {
   std::vector<std::string> vecKeys;
   std::transform(RULES.begin(), RULES.end(), std::back_inserter(vecKeys), [](const Rule& rule) { return rule.szKey; });
@@ -169,7 +175,7 @@ std::vector<std::string> settingKeys() {
 
 std::string settingText(const std::string& strKey) {
   const Rule& rule = requireRule(strKey);
-  std::string strValue = readKey(rule);
+  std::string strValue = valueOf(rule, readValues());
   if (const std::string strWhy = whyNotValue(rule, strValue); !strWhy.empty()) {
     throw Failure(problemText(rule, strValue, strWhy));
   }

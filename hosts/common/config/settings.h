@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -30,6 +31,9 @@ Settings readSettings(std::vector<std::string>& vecProblems);
 
 /// Reads the settings. \throw Failure that names every value that cannot be used.
 Settings currentSettings();
+
+/// How long processes that are asked to end may take for it; the default when what is set cannot be used.
+std::chrono::seconds graceSetting();
 
 /// \name Single settings, by their key
 /// @{

@@ -21,6 +21,11 @@ std::vector<std::string> linesOf(const std::string& strText) {
   return vecLines;
 }
 
+std::string_view trimmed(std::string_view strText) {
+  strText.remove_prefix(std::min(strText.find_first_not_of(BLANKS), strText.size()));
+  return strText.substr(0, strText.find_last_not_of(BLANKS) + 1);
+}
+
 /// The key of a line; of a comment, the key that stands in it.
 std::string_view keyOf(std::string_view strLine, bool blComment) {
   const auto skip = [&](std::string_view strChars) {
@@ -35,9 +40,15 @@ std::string_view keyOf(std::string_view strLine, bool blComment) {
   if (iEqual == std::string_view::npos) {
     return {};
   }
-  const std::string_view strKey = strLine.substr(0, iEqual);
-  const std::size_t iEnd = strKey.find_last_not_of(BLANKS);
-  return strKey.substr(0, iEnd == std::string_view::npos ? 0 : iEnd + 1);
+  return trimmed(strLine.substr(0, iEqual));
+}
+
+/// The value of a line that has a key.
+std::string_view valueOf(std::string_view strLine) {
+  const std::string_view strValue = trimmed(strLine.substr(strLine.find('=') + 1));
+  const bool blQuoted = strValue.size() > 1 && strValue.front() == strValue.back() &&
+                        (strValue.front() == '"' || strValue.front() == '\'');
+  return blQuoted ? strValue.substr(1, strValue.size() - 2) : strValue;
 }
 
 }  // namespace
@@ -46,12 +57,21 @@ std::vector<SettingLine> settingLines(const std::string& strText) {
   std::vector<SettingLine> vecSettings;
   const std::vector<std::string> vecLines = linesOf(strText);
   for (std::size_t i = 0; i < vecLines.size(); ++i) {
-    const std::size_t iFirst = vecLines[i].find_first_not_of(BLANKS);
-    if (iFirst != std::string::npos && vecLines[i][iFirst] != '#' && vecLines[i][iFirst] != ';') {
-      vecSettings.push_back({i + 1, vecLines[i].substr(iFirst), std::string(keyOf(vecLines[i], false))});
+    const std::string_view strLine = trimmed(vecLines[i]);
+    if (!strLine.empty() && strLine.front() != '#' && strLine.front() != ';') {
+      const std::string strKey(keyOf(strLine, false));
+      vecSettings.push_back({i + 1, std::string(strLine), strKey, std::string(strKey.empty() ? "" : valueOf(strLine))});
     }
   }
   return vecSettings;
+}
+
+std::map<std::string, std::string> settingValues(const std::string& strText) {
+  std::map<std::string, std::string> mapValues;
+  for (SettingLine& line : settingLines(strText)) {
+    mapValues[std::move(line.strKey)] = std::move(line.strValue);
+  }
+  return mapValues;
 }
 
 std::string withSetting(const std::string& strText, const std::string& strKey, const std::string& strValue) {

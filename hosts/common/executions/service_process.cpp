@@ -52,8 +52,7 @@ void ServiceProcess::waitForRest() {
   const sigset_t set = signals(true);
   while (collectChildren()) {
     if (sigwaitinfo(&set, nullptr) == SIGTERM) {
-      std::vector<std::string> vecProblems;
-      endLeftovers(std::chrono::seconds(readSettings(vecProblems).cStopGrace), KILL_LIMIT);
+      endLeftovers(graceSetting(), KILL_LIMIT);
       return;
     }
   }

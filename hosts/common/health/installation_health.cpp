@@ -70,14 +70,6 @@ std::string failedPragma(sqlite3* pDb, const char* szPragma) {
   return strSays == "ok" ? std::string() : strSays;
 }
 
-std::size_t ownersOf(const Json::Value& jTasks) {
-  std::set<Json::Int64> setOwners;
-  for (const Json::Value& jTask : jTasks) {
-    setOwners.insert(intOf(jTask, "owner", -1));
-  }
-  return setOwners.size();
-}
-
 /// Names a share that can be used, when there is one.
 std::string setOutputCommand() {
   constexpr const char* SEE_SHARES = "eorva share list";
@@ -119,7 +111,7 @@ void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
     const std::optional<OutputFolder> folder = OutputFolder::configured();
     if (folder) {
       folder->check();
-    } else if (ownersOf(jTasks) > 1) {
+    } else if (ownersOf(jTasks).size() > 1) {
       std::vector<std::string> vecProblems;
       const bool blAccepted = readSettings(vecProblems).blSharedScript;
       findings.push_back({blAccepted ? Severity::WARNING : Severity::PROBLEM, "output", "",

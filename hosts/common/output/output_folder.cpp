@@ -285,6 +285,11 @@ std::vector<OutputFolder> OutputFolder::places(std::vector<std::string>& vecUnkn
   return vecPlaces;
 }
 
+std::vector<OutputFolder> OutputFolder::placesOf(const std::string& strTask) {
+  std::vector<std::string> vecUnknown;
+  return isFolderName(strTask) && place() ? places(vecUnknown) : std::vector<OutputFolder>();
+}
+
 /// Goes from the share's folder inwards. The path of the share itself is the administrator's and may hold links.
 UniqueFd OutputFolder::openBase(bool blCreate) const {
   UniqueFd fd(open(m_strSharePath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -398,6 +403,20 @@ std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Js
     }
   }
   return file;
+}
+
+std::string putOutputAside(const std::string& strTask) {
+  std::string strAside;
+  try {
+    for (const OutputFolder& place : OutputFolder::placesOf(strTask)) {
+      if (const std::string strPath = place.moveAside(strTask); !strPath.empty()) {
+        strAside += (strAside.empty() ? "is kept in " : ", ") + strPath;
+      }
+    }
+  } catch (const Failure& error) {
+    return fmt::format("stays where it is: {}", error.what());
+  }
+  return strAside;
 }
 
 }  // namespace Host

@@ -45,6 +45,9 @@ public:
   /// \param vecUnknown  receives the places that are on no share any more, as they were configured.
   static std::vector<OutputFolder> places(std::vector<std::string>& vecUnknown);
 
+  /// Gives the places where a task may have a folder. \throw Failure when the configured one cannot be used.
+  static std::vector<OutputFolder> placesOf(const std::string& strTask);
+
   /// Makes the folders of tasks ready for the runs of their owners. What somebody else left in the place of one is
   /// moved aside.
   /// \return where that is now, by the name of the task.
@@ -101,5 +104,9 @@ private:
   std::string m_strInside;     ///< path inside the share, may be empty
   std::string m_strPath;       ///< both together
 };
+
+/// Puts the output of a deleted task aside, in every place.
+/// \return what has become of it, which continues a sentence that begins with "its output"; empty when there was none.
+std::string putOutputAside(const std::string& strTask);
 
 }  // namespace Host

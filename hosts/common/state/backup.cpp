@@ -16,6 +16,7 @@
 #include "backup_target.h"
 #include "common/coordination/config_lock.h"
 #include "common/store/database.h"
+#include "common/store/session.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -143,6 +144,10 @@ void checkOwners(const Database& backup, const std::string& strFile, std::vector
 }  // namespace
 
 void writeBackup(const std::string& strFile) {
+  {
+    // Tells what is the matter when there is no store.
+    const Session session;
+  }
   const BackupTarget target(strFile);
   target.write(contentOf(makeBackup(strFile), strFile));
 }

@@ -24,7 +24,6 @@ public:
 
 private:
   std::string m_strFile;
-  std::string m_strName;  ///< in the folder
   UniqueFd m_folder;
 };
 

@@ -8,6 +8,7 @@
 #include "orva_platform.h"
 
 #include "common/output/output_folder.h"
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
@@ -109,15 +110,16 @@ ConfigValues changedConfig(const StateDocument& before, const StateDocument& aft
   return values;
 }
 
-std::set<Json::Int64> ownersOf(const StateDocument& state) {
-  std::set<Json::Int64> setOwners;
+/// The tasks as they will be stored.
+Json::Value storedTasks(const StateDocument& state) {
+  Json::Value jTasks(Json::arrayValue);
   for (const auto& [strTask, jTask] : state.mapTasks) {
     Json::Value jStored = jTask;
     if (taskPreAction(jStored) == 0) {
-      setOwners.insert(intOf(jStored, "owner", -1));
+      jTasks.append(std::move(jStored));
     }
   }
-  return setOwners;
+  return jTasks;
 }
 
 [[noreturn]] void failStore(const std::string& strTask) {
@@ -150,21 +152,6 @@ void storeTasks(Session& session, const StateDifference& difference, const State
     if (taskPreAction(jTask) < 0 || recUpdate(session.tasks(), jTask, session.db()) < 0) {
       failStore(strTask);
     }
-  }
-}
-
-/// The tasks are gone; folders that cannot be moved do not bring them back.
-void putOutputAside(const std::string& strTask, std::vector<std::string>& vecNotes) {
-  try {
-    std::vector<std::string> vecUnknown;
-    for (const OutputFolder& place :
-         OutputFolder::isFolderName(strTask) ? OutputFolder::places(vecUnknown) : std::vector<OutputFolder>()) {
-      if (const std::string strAside = place.moveAside(strTask); !strAside.empty()) {
-        vecNotes.push_back(fmt::format("the output of \"{}\" is kept in {}", strTask, strAside));
-      }
-    }
-  } catch (const Failure& error) {
-    vecNotes.push_back(fmt::format("the output of \"{}\" stays where it is: {}", strTask, error.what()));
   }
 }
 
@@ -213,7 +200,7 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
 
 std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings) {
-  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(after));
+  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after)));
   checkTasks(before, after, events, vecErrors, vecWarnings);
   return vecErrors;
 }
@@ -245,7 +232,10 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   logEvents(difference.vecCreated, EVENT_TASK_CREATED);
   std::vector<std::string> vecNotes;
   for (const std::string& strTask : difference.vecDeleted) {
-    putOutputAside(strTask, vecNotes);
+    // The task is gone; a folder that cannot be moved does not bring it back.
+    if (const std::string strOutput = putOutputAside(strTask); !strOutput.empty()) {
+      vecNotes.push_back(fmt::format("the output of \"{}\" {}", strTask, strOutput));
+    }
   }
   return vecNotes;
 }

@@ -5,13 +5,12 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <optional>
-#include <pwd.h>
 
-#include "common/server/users.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"
+#include "common/tasks/task_request.h"
 #include "common/text/base64.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
@@ -61,12 +60,11 @@ Json::Value inOneForm(Json::Value jTask) {
 
 /// The owner by name; by number when there is no such user any more.
 Json::Value ownerForFile(const Json::Value& jTask) {
-  const Json::Value& jOwner = memberOf(jTask, "owner");
-  if (!jOwner.isObject() || jOwner.empty()) {
+  std::string strUid;
+  const std::string strName = ownerName(memberOf(jTask, "owner"), strUid);
+  if (strUid.empty()) {
     return {};
   }
-  const std::string strUid = jOwner.getMemberNames().front();
-  const std::string strName = textOf(jOwner, strUid.c_str());
   return strName.empty() ? Json::Value(static_cast<Json::Int64>(std::stoll(strUid))) : Json::Value(strName);
 }
 
@@ -215,11 +213,7 @@ private:
       error(strWhere, jOwner.isNull() ? "owner is missing" : "owner must be the name or the id of a user");
       return;
     }
-    const std::string strOwner = jOwner.asString();
-    const std::optional<uid_t> uid = findUser(strOwner);
-    const std::string strName = uid ? userName(*uid) : std::string();
-    // A user who does not exist is passed on as he stands there, for the rules to report.
-    jTask["owner"][uid && !strName.empty() ? std::to_string(*uid) : strOwner] = strName;
+    jTask["owner"] = ownerFrom(jOwner.asString());
   }
 
   void readNeeds(const std::string& strWhere, const Json::Value& jNeeds, Json::Value& jTask) {

@@ -48,6 +48,14 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   return jSorted;
 }
 
+std::set<Json::Int64> ownersOf(const Json::Value& jTasks) {
+  std::set<Json::Int64> setOwners;
+  for (const Json::Value& jTask : jTasks) {
+    setOwners.insert(intOf(jTask, "owner", -1));
+  }
+  return setOwners;
+}
+
 Json::Value findTask(Session& session, const std::string& strTask) {
   Json::Value jFilter(Json::objectValue);
   jFilter["task_name"] = strTask;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <set>
 #include <string>
 
 namespace Host {
@@ -13,6 +14,9 @@ class Session;
 /// Lists tasks in the order of their names.
 /// \throw Failure when the store fails; here and below.
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
+
+/// The uids that own these tasks; -1 stands for those without one. \param jTasks  array of stored task records.
+std::set<Json::Int64> ownersOf(const Json::Value& jTasks);
 
 /// Gives one task, or null.
 Json::Value findTask(Session& session, const std::string& strTask);

@@ -4,9 +4,9 @@
 
 namespace Host {
 
-DeferredSignals::DeferredSignals() {
+DeferredSignals::DeferredSignals(Signals signals) {
   sigset_t set;
-  sigemptyset(&set);
+  signals == Signals::ALL ? sigfillset(&set) : sigemptyset(&set);
   for (const int iSignal : std::array{SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     sigaddset(&set, iSignal);
   }

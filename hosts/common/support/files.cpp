@@ -1,13 +1,15 @@
 #include "files.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
+#include <random>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,48 +31,51 @@ std::string targetOf(const std::string& strPath) {
   return realpath(strPath.c_str(), szTarget.data()) != nullptr ? szTarget.data() : strPath;
 }
 
-/// A file beside the one that it is to replace; gone again unless it did.
+/// A file beside the one that it is to replace; gone again unless it did. It is written through the descriptor alone:
+/// in a folder in which others may write, too, its name may soon be that of something else.
 class Draft {
 public:
-  explicit Draft(const std::string& strTarget)
-      : m_strTarget(strTarget), m_strPath(strTarget + ".XXXXXX"), m_fd(mkostemp(m_strPath.data(), O_CLOEXEC)) {
-    if (!m_fd.isOpen()) {
-      failErrno("create a file beside", strTarget);
-    }
-  }
+  Draft(int fdFolder, const std::string& strTarget)
+      : m_fdFolder(fdFolder),
+        m_strTarget(strTarget),
+        m_strName(fmt::format("{}.{:08x}{:08x}", strTarget, std::random_device()(), std::random_device()())),
+        m_fd(openat(fdFolder, m_strName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {}
   ~Draft() {
-    if (!m_strPath.empty()) {
-      unlink(m_strPath.c_str());
+    if (m_fd.isOpen() && !m_blPut) {
+      unlinkat(m_fdFolder, m_strName.c_str(), 0);
     }
   }
   Draft(const Draft&) = delete;
   Draft& operator=(const Draft&) = delete;
 
-  void write(std::string_view strText) const {
+  bool isOpen() const { return m_fd.isOpen(); }
+
+  /// \return false when something failed; errno tells what. So do the others.
+  bool write(std::string_view strText) const {
     while (!strText.empty()) {
       const ssize_t cb = ::write(m_fd.get(), strText.data(), strText.size());
-      if (cb < 0) {
-        failErrno("write", m_strPath);
+      if (cb < 0 && errno != EINTR) {
+        return false;
       }
-      strText.remove_prefix(static_cast<std::size_t>(cb));
+      strText.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(cb, 0)));
     }
+    return true;
   }
 
-  void replace(mode_t mode) {
-    struct stat status{};
-    const bool blThere = stat(m_strTarget.c_str(), &status) == 0;
-    if ((blThere && fchown(m_fd.get(), status.st_uid, status.st_gid) < 0) ||
-        fchmod(m_fd.get(), blThere ? status.st_mode & 07777 : mode) < 0 || fsync(m_fd.get()) < 0 ||
-        std::rename(m_strPath.c_str(), m_strTarget.c_str()) < 0) {
-      failErrno("replace", m_strTarget);
-    }
-    m_strPath.clear();
+  bool giveTo(uid_t owner, gid_t group) const { return fchown(m_fd.get(), owner, group) == 0; }
+
+  bool put(mode_t mode) {
+    m_blPut = fchmod(m_fd.get(), mode) == 0 && fsync(m_fd.get()) == 0 &&
+              renameat(m_fdFolder, m_strName.c_str(), m_fdFolder, m_strTarget.c_str()) == 0;
+    return m_blPut && fsync(m_fdFolder) == 0;
   }
 
 private:
+  int m_fdFolder;
   std::string m_strTarget;
-  std::string m_strPath;
+  std::string m_strName;
   UniqueFd m_fd;
+  bool m_blPut = false;
 };
 
 }  // namespace
@@ -96,9 +101,25 @@ std::optional<std::string> readTextFile(const std::string& strPath) {
 }
 
 void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode) {
-  Draft draft(targetOf(strPath));
-  draft.write(strText);
-  draft.replace(mode);
+  const std::filesystem::path target = targetOf(strPath);
+  const UniqueFd folder(open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  struct stat status{};
+  const bool blThere = fstatat(folder.get(), target.filename().c_str(), &status, 0) == 0;
+  Draft draft(folder.get(), target.filename());
+  if (!draft.isOpen()) {
+    failErrno("create a file beside", target);
+  }
+  if (!draft.write(strText) || (blThere && !draft.giveTo(status.st_uid, status.st_gid)) ||
+      !draft.put(blThere ? status.st_mode & 07777 : mode)) {
+    failErrno("replace", target);
+  }
+}
+
+void replaceFileAt(int fdFolder, const std::string& strPath, std::string_view strText, mode_t mode) {
+  Draft draft(fdFolder, std::filesystem::path(strPath).filename());
+  if (!draft.isOpen() || !draft.write(strText) || !draft.put(mode)) {
+    failErrno("write", strPath);
+  }
 }
 
 }  // namespace Host

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 
 namespace Host {
@@ -17,5 +18,10 @@ std::optional<std::string> readTextFile(const std::string& strPath);
 /// \param mode  of a new file.
 /// \throw Failure that names it; the old file is still there then.
 void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode);
+
+/// Writes a file of our own in a folder that is open, in which others may write, too. A link is replaced.
+/// \param strPath  its path: the last part is its name there, the whole is for messages.
+/// \throw Failure that names it; what was there is still there then.
+void replaceFileAt(int fdFolder, const std::string& strPath, std::string_view strText, mode_t mode);
 
 }  // namespace Host

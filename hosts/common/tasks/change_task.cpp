@@ -4,8 +4,6 @@
 #include <fmt/format.h>
 #include <thread>
 
-#include "eorvascheduler.h"
-
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -54,9 +52,7 @@ Stored store(Session& session, const std::string& strTask, const Json::Value& jC
   WriteLock lock(session);
   const Json::Value jBefore = requestOf(requireTask(session, strTask));
   Json::Value jTask = jBefore;
-  for (const std::string& strMember : jChanges.getMemberNames()) {
-    jTask[strMember] = jChanges[strMember];
-  }
+  setMembers(jTask, jChanges);
   checkChange(strTask, jTask, jBefore, strScript);
   std::vector<Finding> vecWarnings =
       requireNoErrors(strTask, checkChangedTask(jTask, jBefore, listTasks(session), events), "changed");

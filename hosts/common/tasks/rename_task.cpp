@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <exception>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <functional>
 #include <optional>
 #include <sqlite3.h>
@@ -18,14 +16,20 @@
 #include "common/output/output_folder.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "dependency_list.h"
+#include "rename_lock.h"
+#include "task_members.h"
+#include "task_rules.h"
 
 namespace Host {
 
 namespace {
 
+constexpr char DELETED[] = "deleted";
+constexpr char RENAMED[] = "renamed";
 constexpr auto BUSY_LIMIT = std::chrono::seconds(10);
 
 /// The library changes the first copy of an entry alone, and a second one would wait for a task that is gone.
@@ -66,18 +70,11 @@ void changeSubtree(const std::string& strTask, const char* szDo, const std::func
   }
 }
 
-/// The places where the task may have a folder. \throw Failure when the configured one cannot be used.
-std::vector<OutputFolder> folderPlaces(const std::string& strTask) {
-  std::vector<std::string> vecUnknown;
-  const bool blFolder = OutputFolder::isFolderName(strTask) && OutputFolder::place();
-  return blFolder ? OutputFolder::places(vecUnknown) : std::vector<OutputFolder>();
-}
-
 /// The folder of a task moves in every place, or in none.
 class FolderMove {
 public:
   FolderMove(const std::string& strTask, const std::string& strNew)
-      : m_strTask(strTask), m_strNew(strNew), m_vecPlaces(folderPlaces(strTask)) {}
+      : m_strTask(strTask), m_strNew(strNew), m_vecPlaces(OutputFolder::placesOf(strTask)) {}
 
   void run() {
     try {
@@ -101,22 +98,6 @@ private:
   std::string m_strNew;
   std::vector<OutputFolder> m_vecPlaces;
   std::vector<std::pair<OutputFolder, std::vector<OutputFolder::Move>>> m_vecMoved;
-};
-
-/// Keeps signals from ending the process between two steps that belong together.
-class SignalsHeld {
-public:
-  SignalsHeld() {
-    sigset_t all;
-    sigfillset(&all);
-    sigprocmask(SIG_BLOCK, &all, &m_before);
-  }
-  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-private:
-  sigset_t m_before{};
 };
 
 /// Moves the folder when all is written and only the commit is missing: then the store's write lock is held, so that
@@ -146,7 +127,7 @@ private:
   static int onCommit(void* pSelf) {
     auto* const pMove = static_cast<MoveAtCommit*>(pSelf);
     try {
-      pMove->m_signals.emplace();
+      pMove->m_signals.emplace(DeferredSignals::Signals::ALL);
       pMove->m_move.run();
     } catch (...) {
       pMove->m_error = std::current_exception();
@@ -156,43 +137,66 @@ private:
 
   sqlite3* m_pDb;
   FolderMove& m_move;
-  std::optional<SignalsHeld> m_signals;
+  std::optional<DeferredSignals> m_signals;
   std::exception_ptr m_error;
 };
 
+void checkName(Session& session, const std::string& strTask, const std::string& strNew) {
+  const Json::Value jBefore = requestOf(requireTask(session, strTask));
+  if (strNew == strTask) {
+    throw Failure(fmt::format("the task \"{}\" has that name already", strTask));
+  }
+  Json::Value jTask = jBefore;
+  jTask["task_name"] = strNew;
+  Findings findings = checkChangedTask(jTask, jBefore, listTasks(session), AllowedEvents::ANY);
+  findings.vecWarnings.clear();
+  requireNoErrors(strTask, findings, RENAMED);
+}
+
 }  // namespace
 
+std::vector<std::string> checkDelete(const std::string& strTask) {
+  Session session;
+  requireTask(session, strTask);
+  return RenameLock(session, {strTask}, DELETED).dependants();
+}
+
 std::string deleteTask(const std::string& strTask) {
-  changeSubtree(strTask, "delete", [&](Session& session) {
+  Session session;
+  requireTask(session, strTask);
+  const RenameLock lock(session, {strTask}, DELETED);
+  changeSubtree(strTask, "delete", [&](Session& own) {
     Json::Value jIn(Json::objectValue);
     jIn["task_name"] = strTask;
-    return recDelete(session.tasks(), jIn, session.db());
+    return recDelete(own.tasks(), jIn, own.db());
   });
-  // The task is gone; a folder that cannot be moved does not bring it back.
-  std::vector<std::string> vecAside;
-  try {
-    for (const OutputFolder& place : folderPlaces(strTask)) {
-      if (std::string strAside = place.moveAside(strTask); !strAside.empty()) {
-        vecAside.push_back(std::move(strAside));
-      }
-    }
-  } catch (const Failure& error) {
-    return fmt::format("its output stays where it is: {}", error.what());
-  }
-  return vecAside.empty() ? std::string() : fmt::format("its output is kept in {}", fmt::join(vecAside, ", "));
+  std::string strOutput = putOutputAside(strTask);
+  lock.makeSure();
+  return strOutput;
+}
+
+std::vector<std::string> checkRename(const std::string& strTask, const std::string& strNew) {
+  Session session;
+  checkName(session, strTask, strNew);
+  return RenameLock(session, {strTask}, RENAMED).dependants();
 }
 
 void renameTask(const std::string& strTask, const std::string& strNew) {
+  Session session;
+  checkName(session, strTask, strNew);
+  const RenameLock lock(session, {strTask, strNew}, RENAMED);
+  checkName(session, strTask, strNew);
   FolderMove move(strTask, strNew);
-  changeSubtree(strTask, "rename", [&](Session& session) {
-    MoveAtCommit atCommit(session.db(), move);
+  changeSubtree(strTask, "rename", [&](Session& own) {
+    MoveAtCommit atCommit(own.db(), move);
     Json::Value jIn(Json::objectValue);
     jIn["task_name"] = strNew;
     jIn["old_task_name"] = strTask;
-    const int iResult = recUpdate(session.tasks(), jIn, session.db());
+    const int iResult = recUpdate(own.tasks(), jIn, own.db());
     atCommit.finish(iResult >= 0);
     return iResult;
   });
+  lock.makeSure();
 }
 
 }  // namespace Host

@@ -91,6 +91,12 @@ void fillDefaults(Json::Value& jTask) {
   }
 }
 
+void setMembers(Json::Value& jTask, const Json::Value& jChanges) {
+  for (const std::string& strMember : jChanges.getMemberNames()) {
+    jTask[strMember] = jChanges[strMember];
+  }
+}
+
 Json::Value requestOf(const Json::Value& jStored) {
   Json::Value jTask(Json::objectValue);
   for (const Member& member : MEMBERS) {

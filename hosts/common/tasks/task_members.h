@@ -19,6 +19,9 @@ std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value&
 /// \param jTask  object: a task record in the form of the user interface; changed in place.
 void fillDefaults(Json::Value& jTask);
 
+/// Sets members of a record, in place of those that are there.
+void setMembers(Json::Value& jTask, const Json::Value& jChanges);
+
 /// Gives the members of a stored record that a request may set, in the form of the user interface: `owner` is an
 /// object of one member, the uid in decimal, whose value is the user's name, or empty when there is no such user.
 Json::Value requestOf(const Json::Value& jStored);

@@ -12,6 +12,7 @@
 #include "orva_platform.h"
 
 #include "common/events/event_catalogue.h"
+#include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
@@ -260,13 +261,7 @@ private:
   }
 
   void checkAddress(const std::string& strAddress) {
-    constexpr std::string_view ALLOWED =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.!#$&'*+/=?^_{}~-@%";
-    const std::size_t cAt = static_cast<std::size_t>(std::count(strAddress.begin(), strAddress.end(), '@'));
-    const bool blSound = !strAddress.empty() && strAddress.front() != '-' && strAddress.front() != '@' &&
-                         strAddress.back() != '@' && cAt <= 1 &&
-                         strAddress.find_first_not_of(ALLOWED) == std::string::npos;
-    if (!blSound) {
+    if (strAddress.find('\0') != std::string::npos || ORVAMailIsAddress(strAddress.c_str()) != 1) {
       error("notify_mail", fmt::format("\"{}\" is no mail address", strAddress));
     }
   }
@@ -339,17 +334,17 @@ std::string errorText(const std::string& strTask, const Findings& findings, cons
   for (const Finding& error : findings.vecErrors) {
     strText += fmt::format("\n  {}: {}", error.strMember, error.strReason);
   }
+  for (const Finding& warning : findings.vecWarnings) {
+    strText += fmt::format("\n  warning: {}: {}", warning.strMember, warning.strReason);
+  }
   return strText;
 }
 
 }  // namespace
 
-TaskRefused::TaskRefused(std::string strTask, Findings findings, const char* szDone)
-    : Failure(errorText(strTask, findings, szDone)), m_strTask(std::move(strTask)), m_findings(std::move(findings)) {}
-
 std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone) {
   if (!findings.vecErrors.empty()) {
-    throw TaskRefused(strTask, findings, szDone);
+    throw Failure(errorText(strTask, findings, szDone));
   }
   return findings.vecWarnings;
 }

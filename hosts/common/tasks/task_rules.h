@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "common/support/failure.h"
 #include "task_graph.h"
 
 namespace Host {
@@ -24,23 +23,8 @@ struct Findings {
   std::vector<Finding> vecWarnings;  ///< it may, but will hardly do what is meant
 };
 
-/// A task that is not stored, with everything that is wrong with it.
-class TaskRefused : public Failure {
-public:
-  /// \param szDone  what does not happen: "added", "changed".
-  TaskRefused(std::string strTask, Findings findings, const char* szDone);
-
-  const std::string& task() const { return m_strTask; }
-
-  /// What the user should know besides.
-  const std::vector<Finding>& warnings() const { return m_findings.vecWarnings; }
-
-private:
-  std::string m_strTask;
-  Findings m_findings;
-};
-
-/// \throw TaskRefused when there are errors.
+/// \param szDone  what does not happen when there are errors: "added", "changed".
+/// \throw Failure with all errors and warnings when there are errors.
 /// \return the warnings.
 std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone);
 

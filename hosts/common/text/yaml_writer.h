@@ -1,5 +1,8 @@
 /// \file yaml_writer.h
 /// Texts as YAML.
+///
+/// Written by hand: libyaml's emitter puts a script on one quoted line when it has a tab, a blank at the end of a line or
+/// a character beyond U+FFFF, and people could not compare such scripts.
 
 #pragma once
 

@@ -12,7 +12,6 @@
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/tasks/rename_task.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
 
@@ -50,6 +49,19 @@ protected:
     Json::Value jFilter(Json::objectValue);
     jFilter["task_name"] = jTask["task_name"];
     ASSERT_EQ(m_pSession->tasks()->recUpdateByFilter(jFilter, jTask), 1);
+  }
+
+  void rename(const char* szTask, const char* szNew) {
+    Json::Value jIn(Json::objectValue);
+    jIn["task_name"] = szNew;
+    jIn["old_task_name"] = szTask;
+    ASSERT_EQ(recUpdate(m_pSession->tasks(), jIn, m_pSession->db()), 0);
+  }
+
+  void remove(const char* szTask) {
+    Json::Value jIn(Json::objectValue);
+    jIn["task_name"] = szTask;
+    ASSERT_EQ(recDelete(m_pSession->tasks(), jIn, m_pSession->db()), 0);
   }
 
   std::string needsOf(const std::string& strTask) { return textOf(findTask(*m_pSession, strTask), "depend_on_task"); }
@@ -99,7 +111,7 @@ TEST_F(SubtreeLocks, AListThatARunWroteBackGetsTheNewNameAgain) {
   const ExecutionFile execution(Json::Int64{0}, Json::Int64{0});
   const RenameLock lock(*m_pSession, {"a", "d"}, "renamed");
   const Json::Value jBefore = findTask(*m_pSession, "c");
-  renameTask("a", "d");
+  rename("a", "d");
   writeBack(jBefore);
   ASSERT_EQ(needsOf("c"), "[b][a]");
   lock.makeSure();
@@ -111,7 +123,7 @@ TEST_F(SubtreeLocks, AListThatARunWroteBackLosesADeletedTaskAgain) {
   const ExecutionFile execution(Json::Int64{0}, Json::Int64{0});
   const RenameLock lock(*m_pSession, {"a"}, "deleted");
   const Json::Value jBefore = findTask(*m_pSession, "c");
-  deleteTask("a");
+  remove("a");
   writeBack(jBefore);
   lock.makeSure();
   EXPECT_EQ(needsOf("c"), "[b]");

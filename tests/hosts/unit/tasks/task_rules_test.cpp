@@ -146,6 +146,15 @@ TEST_F(ChangedTask, MailIsNotSwitchedOnWithoutAnAddress) {
               ElementsAre("notify_mail: is empty, so nobody would be told"));
 }
 
+TEST_F(ChangedTask, MailGoesToAddressesThatMailIsSentTo) {
+  add("pack");
+  EXPECT_THAT(errors("pack", R"({"notify_mail":"root,a.b@x-1.org"})"), IsEmpty());
+  EXPECT_THAT(errors("pack", R"({"notify_mail":"a!b@x.org,a..b@x.org,root,a@x_y.org,root%local,a\u0000b"})"),
+              ElementsAre("notify_mail: \"a!b@x.org\" is no mail address", "notify_mail: \"a..b@x.org\" is no mail address",
+                          "notify_mail: \"a@x_y.org\" is no mail address", "notify_mail: \"root%local\" is no mail address",
+                          testing::EndsWith("is no mail address")));
+}
+
 TEST_F(ChangedTask, FaultThatWasThereAndIsNotTouchedIsAWarning) {
   add("pack");
   m_jTasks[0U]["notify_mail"] = "x y";

@@ -1,0 +1,18 @@
+/// \file state_answers.h
+/// What programs are told about the configuration and about changes of a whole server: docs/command-json.md.
+
+#pragma once
+
+#include <json/value.h>
+
+namespace Host {
+
+struct StateDifference;
+
+/// The scheduler's section of the configuration as it is stored, and the settings besides.
+Json::Value configForPrograms();
+
+/// \param blApplied  whether the changes were made, or would be.
+Json::Value differenceForPrograms(const StateDifference& difference, bool blApplied);
+
+}  // namespace Host

@@ -1,0 +1,52 @@
+#include "task_answers.h"
+
+#include "common/server/users.h"
+#include "common/tasks/dependency_list.h"
+#include "common/tasks/task_graph.h"
+#include "common/text/json_members.h"
+
+namespace Host {
+
+std::string ownerText(const Json::Value& jTask) {
+  const Json::Value& jOwner = memberOf(jTask, "owner");
+  if (!jOwner.isInt64()) {
+    return "-";
+  }
+  const std::string strName = userName(static_cast<uid_t>(jOwner.asInt64()));
+  return strName.empty() ? jOwner.asString() : strName;
+}
+
+OwnerNames ownerNames(const Json::Value& jTasks) {
+  OwnerNames owners;
+  for (const Json::Value& jTask : jTasks) {
+    owners[textOf(jTask, "task_name")] = ownerText(jTask);
+  }
+  return owners;
+}
+
+Json::Value taskForPrograms(const Json::Value& jTask) {
+  Json::Value jOut = jTask;
+  jOut["owner_name"] = ownerText(jTask);
+  jOut["waits_for"] = Json::Value(Json::arrayValue);
+  for (const std::string& strNeed : readDependencyList(textOf(jTask, "depend_on_task"))) {
+    jOut["waits_for"].append(strNeed);
+  }
+  return jOut;
+}
+
+Json::Value graphForPrograms(const TaskGraph& graph, const Json::Value& jTasks, const std::string& strEvent) {
+  Json::Value jOut(Json::arrayValue);
+  for (const Json::Value& jTask : jTasks) {
+    if (textOf(jTask, "event") != strEvent) {
+      continue;
+    }
+    Json::Value& jNode = jOut.append(taskForPrograms(jTask));
+    jNode["needed_by"] = Json::Value(Json::arrayValue);
+    for (const GraphTask* pTask : graph.dependantsOf(textOf(jTask, "task_name"))) {
+      jNode["needed_by"].append(pTask->strName);
+    }
+  }
+  return jOut;
+}
+
+}  // namespace Host

@@ -1,0 +1,28 @@
+/// \file task_answers.h
+/// What programs are told about tasks: docs/command-json.md.
+
+#pragma once
+
+#include <json/value.h>
+#include <map>
+#include <string>
+
+namespace Host {
+
+class TaskGraph;
+
+/// The name of a stored task's owner, or the bare number when there is no such user; a dash for none.
+std::string ownerText(const Json::Value& jTask);
+
+/// Name of the owner of every task, by the task's name.
+using OwnerNames = std::map<std::string, std::string>;
+OwnerNames ownerNames(const Json::Value& jTasks);
+
+/// A stored task record, with the names besides.
+Json::Value taskForPrograms(const Json::Value& jTask);
+
+/// The tasks of an event, each with those that wait for it.
+/// \param jTasks  array: the stored task records, which the graph was built from.
+Json::Value graphForPrograms(const TaskGraph& graph, const Json::Value& jTasks, const std::string& strEvent);
+
+}  // namespace Host

@@ -1,0 +1,50 @@
+#include "apply.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "common/support/failure.h"
+
+namespace Host {
+
+namespace {
+
+[[noreturn]] void failWith(const std::string& strName, const std::vector<std::string>& vecErrors) {
+  std::string strText = fmt::format("{} is not applied:\n  {}", strName, fmt::join(vecErrors, "\n  "));
+  // In a name it would end the message.
+  std::replace(strText.begin(), strText.end(), '\0', '?');
+  throw Failure(strText);
+}
+
+StateDocument readDocument(const ApplyRequest& request, std::vector<std::string>& vecErrors) {
+  try {
+    return readState(request.strText, vecErrors);
+  } catch (const Failure& error) {
+    failWith(request.strName, {error.what()});
+  }
+}
+
+}  // namespace
+
+ApplyPlan planApply(Session& session, const ApplyRequest& request) {
+  std::vector<std::string> vecErrors;
+  const StateDocument document = readDocument(request, vecErrors);
+  if (request.blPrune && !document.blTasks) {
+    vecErrors.emplace_back(
+        "tasks: is missing, and --prune would delete all of them; \"tasks: {}\" says that this is meant");
+  }
+  ApplyPlan plan;
+  plan.before = currentState(session);
+  plan.after = stateAfter(plan.before, document, request.blPrune);
+  for (std::string& strError : whyNotState(plan.before, plan.after, request.events, plan.vecWarnings)) {
+    vecErrors.push_back(std::move(strError));
+  }
+  if (!vecErrors.empty()) {
+    failWith(request.strName, vecErrors);
+  }
+  plan.difference = differenceOf(plan.before, plan.after);
+  return plan;
+}
+
+}  // namespace Host

@@ -1,0 +1,32 @@
+/// \file apply.h
+/// A document that is to become the state of this server.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "state_change.h"
+
+namespace Host {
+
+struct ApplyRequest {
+  std::string strText;  ///< the document
+  std::string strName;  ///< its name, for messages
+  bool blPrune = false;  ///< delete the tasks that are not in it
+  AllowedEvents events = AllowedEvents::CATALOGUE;
+};
+
+/// What would happen; changeState() makes it happen.
+struct ApplyPlan {
+  StateDocument before;
+  StateDocument after;
+  StateDifference difference;
+  std::vector<std::string> vecWarnings;
+};
+
+/// Compares a document with the state of this server, and checks what it asks for.
+/// \throw Failure with everything that is wrong, with the shape of the document and with what it asks for.
+ApplyPlan planApply(Session& session, const ApplyRequest& request);
+
+}  // namespace Host

@@ -1,0 +1,16 @@
+/// \file initialize.h
+/// Creating the store and the configuration.
+
+#pragma once
+
+#include <string>
+
+namespace Host {
+
+/// Creates what is missing, and keeps what exists.
+/// \param strOutputPath  where output is kept from now on, as "SHARE/PATH"; empty keeps what is set, or else takes the
+///                       share that is installed for it, if there is one.
+/// \throw Failure with what could not be created or set.
+void initialize(const std::string& strOutputPath);
+
+}  // namespace Host

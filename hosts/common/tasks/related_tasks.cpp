@@ -1,0 +1,53 @@
+#include "related_tasks.h"
+
+#include <fmt/format.h>
+
+#include "common/store/records.h"
+#include "common/store/session.h"
+#include "common/support/failure.h"
+#include "task_graph.h"
+
+namespace Host {
+
+namespace {
+
+/// The library walks on without end in a graph that nobody should have stored.
+void refuseEndlessWalk(const TaskGraph& graph, const std::string& strTask) {
+  std::string strReasons;
+  for (const std::string& strWhy : graph.whyEndless(graph.withReachedBy({strTask}))) {
+    strReasons += "\n  " + strWhy;
+  }
+  if (!strReasons.empty()) {
+    throw Failure(fmt::format("the tasks around \"{}\" cannot be walked through:{}", strTask, strReasons));
+  }
+}
+
+RelateType typeOf(Relation relation) {
+  switch (relation) {
+    case Relation::NEEDS:
+      return RTYPE_BOTTM_UP;
+    case Relation::NEEDED_BY:
+      return RTYPE_TOP_DOWN;
+    case Relation::CANDIDATES:
+      break;
+  }
+  return RTYPE_CANDIDATE;
+}
+
+}  // namespace
+
+Json::Value relatedTasks(Session& session, const std::string& strTask, Relation relation) {
+  requireTask(session, strTask);
+  refuseEndlessWalk(TaskGraph(listTasks(session)), strTask);
+  Json::Value jIn(Json::objectValue);
+  jIn["task_name"] = strTask;
+  jIn["relate_type"] = typeOf(relation);
+  Json::Value jOut(Json::arrayValue);
+  if (recListRelate(session.tasks(), jIn, jOut, session.db()) < 0) {
+    throw Failure(fmt::format(
+        "cannot find the tasks around \"{}\"; the reason is in the system log (--log-stdout shows it here)", strTask));
+  }
+  return jOut;
+}
+
+}  // namespace Host

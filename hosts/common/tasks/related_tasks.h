@@ -1,0 +1,23 @@
+/// \file related_tasks.h
+/// The tasks around a task, near and far.
+
+#pragma once
+
+#include <json/value.h>
+#include <string>
+
+namespace Host {
+
+class Session;
+
+enum class Relation {
+  NEEDS,       ///< all that it waits for, directly or through others
+  NEEDED_BY,   ///< all that wait for it, directly or through others
+  CANDIDATES,  ///< the tasks of its event that are in neither
+};
+
+/// Lists the records of the tasks around one.
+/// \throw Failure when there is no such task, or a walk through the tasks would not end.
+Json::Value relatedTasks(Session& session, const std::string& strTask, Relation relation);
+
+}  // namespace Host
