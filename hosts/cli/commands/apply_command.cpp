@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
 #include "cli/context.h"
 #include "cli/input.h"
@@ -73,7 +74,7 @@ void printDifferenceJson(const StateDifference& difference, bool blDone) {
 void showDifference(const Context& context, const StateDocument& before, const StateDocument& after) {
   const Host::UniqueFd left = Host::fileOfText(Host::stateText(before));
   const Host::UniqueFd right = Host::fileOfText(Host::stateText(after));
-  Host::printDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored());
+  Host::writeDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored(), STDOUT_FILENO);
 }
 
 int finishWithoutChange(const ApplyOptions& options, const StateDifference& difference) {

@@ -6,6 +6,7 @@
 #include "cli/terminal/present.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/support/files.h"
 #include "common/support/text_diff.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
@@ -24,7 +25,7 @@ Host::UniqueFd scriptOf(const Json::Value& jRun, bool blJson) {
   if (blJson || isatty(STDOUT_FILENO) != 1) {
     return file;
   }
-  return Host::fileOfText(Host::shownOn(STDOUT_FILENO, Host::textOfFile(file)));
+  return Host::fileOfText(Host::shownOn(STDOUT_FILENO, Host::readAll(file.get(), "the script")));
 }
 
 std::string labelOf(const Json::Value& jRun) {
@@ -51,7 +52,8 @@ int runDiff(const Context& context, const DiffOptions& options) {
   if (options.blJson) {
     return printJsonDifference(options, {left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)});
   }
-  return Host::printDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored())
+  return Host::writeDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored(),
+                               STDOUT_FILENO)
              ? EXIT_DONE
              : EXIT_DIFFERENT;
 }

@@ -1,6 +1,5 @@
 #include "execution_file.h"
 
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
+#include "common/support/files.h"
 #include "common/support/paths.h"
 #include "runtime_folder.h"
 
@@ -70,12 +70,7 @@ void takeLine(std::string_view strLine, Content& content) {
 }
 
 Content readContent(int fd) {
-  std::string strText;
-  std::array<char, 4096> buffer{};
-  off_t offset = 0;
-  for (ssize_t cb = 0; (cb = pread(fd, buffer.data(), buffer.size(), offset)) > 0; offset += cb) {
-    strText.append(buffer.data(), static_cast<std::size_t>(cb));
-  }
+  const std::string strText = readAll(fd, EXECUTIONS_FOLDER);
   Content content;
   // A line that is not complete yet is left for the next time.
   for (std::size_t iStart = 0, iEnd = 0; (iEnd = strText.find('\n', iStart)) != std::string::npos; iStart = iEnd + 1) {

@@ -1,19 +1,13 @@
 #include "systemd_units.h"
 
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <optional>
-#include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/support/failure.h"
-#include "common/support/unique_fd.h"
+#include "common/support/program.h"
 
 namespace Host {
 
@@ -24,70 +18,10 @@ struct Answer {
   std::string strText;  ///< what was written to standard output and standard error
 };
 
-/// There is no such program.
-class NotInstalled : public Failure {
-public:
-  using Failure::Failure;
-};
-
-class SpawnActions {
-public:
-  SpawnActions() { posix_spawn_file_actions_init(&m_actions); }
-  ~SpawnActions() { posix_spawn_file_actions_destroy(&m_actions); }
-  SpawnActions(const SpawnActions&) = delete;
-  SpawnActions& operator=(const SpawnActions&) = delete;
-
-  void putInPlaceOf(int fd, int fdTarget) { posix_spawn_file_actions_adddup2(&m_actions, fd, fdTarget); }
-  const posix_spawn_file_actions_t* get() const { return &m_actions; }
-
-private:
-  posix_spawn_file_actions_t m_actions{};
-};
-
-std::string readAll(int fd) {
-  std::string strText;
-  std::array<char, 4096> buffer{};
-  for (;;) {
-    const ssize_t cb = read(fd, buffer.data(), buffer.size());
-    if (cb > 0) {
-      strText.append(buffer.data(), static_cast<std::size_t>(cb));
-    } else if (cb == 0 || errno != EINTR) {
-      return strText;
-    }
-  }
-}
-
 Answer systemctl(std::vector<std::string> vecArguments) {
   vecArguments.insert(vecArguments.begin(), "systemctl");
-  std::vector<char*> vecPointers;
-  vecPointers.reserve(vecArguments.size() + 1);
-  for (std::string& strArgument : vecArguments) {
-    vecPointers.push_back(strArgument.data());
-  }
-  vecPointers.push_back(nullptr);
-
-  std::array<int, 2> fds{};
-  if (pipe2(fds.data(), O_CLOEXEC) != 0) {
-    throw Failure(fmt::format("cannot run systemctl: {}", std::strerror(errno)));
-  }
-  const UniqueFd fdRead(fds[0]);
-  UniqueFd fdWrite(fds[1]);
-  SpawnActions actions;
-  actions.putInPlaceOf(fdWrite.get(), STDOUT_FILENO);
-  actions.putInPlaceOf(fdWrite.get(), STDERR_FILENO);
-  pid_t pid = 0;
-  const int iError = posix_spawnp(&pid, "systemctl", actions.get(), nullptr, vecPointers.data(), environ);
-  if (iError == ENOENT) {
-    throw NotInstalled("cannot run systemctl: systemd is not installed");
-  }
-  if (iError != 0) {
-    throw Failure(fmt::format("cannot run systemctl: {}", std::strerror(iError)));
-  }
-  fdWrite = UniqueFd();
   Answer answer;
-  answer.strText = readAll(fdRead.get());
-  while (waitpid(pid, &answer.iStatus, 0) < 0 && errno == EINTR) {
-  }
+  answer.iStatus = Program(std::move(vecArguments)).run(answer.strText);
   return answer;
 }
 
@@ -102,7 +36,7 @@ void demand(const std::vector<std::string>& vecArguments) {
 std::optional<Answer> systemctlIfInstalled(const std::vector<std::string>& vecArguments) {
   try {
     return systemctl(vecArguments);
-  } catch (const NotInstalled&) {
+  } catch (const ProgramMissing&) {
     return std::nullopt;
   }
 }

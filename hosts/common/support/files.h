@@ -3,11 +3,27 @@
 
 #pragma once
 
+#include <limits>
 #include <optional>
 #include <string>
 #include <sys/types.h>
 
+#include "unique_fd.h"
+
 namespace Host {
+
+/// Reads to the end: a file from its beginning, a pipe from where it is.
+/// \param strName  names it in messages.
+/// \param cbMax    the largest size that is read.
+/// \throw Failure when it is larger, or cannot be read.
+std::string readAll(int fd, const std::string& strName, std::size_t cbMax = std::numeric_limits<std::size_t>::max());
+
+/// Both ends of a pipe. \throw Failure
+struct Pipe {
+  Pipe();
+  UniqueFd reader;
+  UniqueFd writer;
+};
 
 /// Reads a small regular file; nothing when there is none. \throw Failure that names it.
 std::optional<std::string> readTextFile(const std::string& strPath);
