@@ -2,23 +2,21 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <optional>
-#include <thread>
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/support/try_until.h"
 #include "runtime_folder.h"
 
 namespace Host {
 
 namespace {
 
-using std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 /// A change takes a moment, but may itself wait for the store.
@@ -71,20 +69,20 @@ void unlock(int fd, const std::string& strTask, Place place) {
 /// Takes all of the locks or none, so that two who want the same ones in another order do not wait for each other.
 /// \return the task whose lock could not be had; nothing when all are held.
 std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::string>& vecTasks, Place place,
-                                   steady_clock::duration limit) {
-  const auto deadline = steady_clock::now() + limit;
-  for (;;) {
+                                   std::chrono::milliseconds limit) {
+  std::optional<std::string> busy;
+  tryUntil(limit, LOCK_PAUSE, [&] {
     const auto it = std::find_if(vecTasks.begin(), vecTasks.end(),
                                  [&](const std::string& strTask) { return !lockTask(fd, iType, strTask, place); });
     if (it == vecTasks.end()) {
-      return std::nullopt;
+      busy.reset();
+      return true;
     }
     std::for_each(vecTasks.begin(), it, [&](const std::string& strTask) { unlock(fd, strTask, place); });
-    if (steady_clock::now() > deadline) {
-      return *it;
-    }
-    std::this_thread::sleep_for(LOCK_PAUSE);
-  }
+    busy = *it;
+    return false;
+  });
+  return busy;
 }
 
 UniqueFd openLockFile() {
@@ -129,14 +127,7 @@ std::optional<std::string> TaskLock::tryChange(const std::vector<std::string>& v
 }
 
 bool TaskLock::tryChangeAll(std::chrono::milliseconds limit) {
-  const auto deadline = steady_clock::now() + limit;
-  while (!setLock(m_fd.get(), F_WRLCK, 0, TO_THE_END)) {
-    if (steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(LOCK_PAUSE);
-  }
-  return true;
+  return tryUntil(limit, LOCK_PAUSE, [&] { return setLock(m_fd.get(), F_WRLCK, 0, TO_THE_END); });
 }
 
 }  // namespace Host

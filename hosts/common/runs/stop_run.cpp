@@ -1,12 +1,12 @@
 #include "stop_run.h"
 
 #include <fmt/format.h>
-#include <thread>
 #include <utility>
 
 #include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
+#include "common/support/try_until.h"
 #include "common/text/json_members.h"
 #include "outcome.h"
 #include "reconcile.h"
@@ -15,8 +15,6 @@
 namespace Host {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds PAUSE(50);
 
@@ -30,15 +28,11 @@ bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::c
     return false;
   }
   end.ask();
-  const auto deadline = Clock::now() + 2 * grace + killLimit;
-  while (!end.step()) {
-    if (Clock::now() > deadline) {
-      throw Failure(
-          fmt::format("run {} cannot be ended: something that it started does not even end when it is "
-                      "killed, as when it waits for a disk that does not answer",
-                      iResult));
-    }
-    std::this_thread::sleep_for(PAUSE);
+  if (!tryUntil(2 * grace + killLimit, PAUSE, [&] { return end.step(); })) {
+    throw Failure(
+        fmt::format("run {} cannot be ended: something that it started does not even end when it is "
+                    "killed, as when it waits for a disk that does not answer",
+                    iResult));
   }
   return true;
 }
@@ -46,34 +40,30 @@ bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::c
 /// Ends the run as soon as there is something to be ended: its script may not have begun yet.
 void endRun(Session& session, const Json::Value& jRun, std::chrono::seconds grace, const StopLimits& limits) {
   const Json::Int64 iResult = intOf(jRun, "result_id");
-  const auto deadline = Clock::now() + limits.begin;
-  for (;;) {
+  const bool blEnded = tryUntil(limits.begin, PAUSE, [&] {
     std::optional<Process> process = processOf(session, jRun);
-    if (!process || endProcesses(session, iResult, std::move(*process), grace, limits.kill)) {
-      return;
-    }
-    if (Clock::now() > deadline) {
-      throw Failure(fmt::format("run {} was not ended: its script has not begun yet", iResult));
-    }
-    std::this_thread::sleep_for(PAUSE);
+    return !process || endProcesses(session, iResult, std::move(*process), grace, limits.kill);
+  });
+  if (!blEnded) {
+    throw Failure(fmt::format("run {} was not ended: its script has not begun yet", iResult));
   }
 }
 
 /// Waits until the run is closed: by its execution, or here when that is gone.
 Json::Value waitUntilClosed(Session& session, Json::Int64 iResult, std::chrono::seconds limit) {
-  const auto deadline = Clock::now() + limit;
-  for (;;) {
-    Json::Value jRun = requireRun(session, iResult);
-    if (jRun.isMember("stop_time")) {
-      return jRun;
-    }
-    if (!isRunAlive(jRun)) {
+  Json::Value jRun;
+  const bool blClosed = tryUntil(limit, PAUSE, [&] {
+    jRun = requireRun(session, iResult);
+    if (!jRun.isMember("stop_time") && !isRunAlive(jRun)) {
       reconcile(session);
-    } else if (Clock::now() > deadline) {
-      throw Failure(fmt::format("run {} was ended, but its execution does not close it", iResult));
+      jRun = requireRun(session, iResult);
     }
-    std::this_thread::sleep_for(PAUSE);
+    return jRun.isMember("stop_time");
+  });
+  if (!blClosed) {
+    throw Failure(fmt::format("run {} was ended, but its execution does not close it", iResult));
   }
+  return jRun;
 }
 
 }  // namespace
