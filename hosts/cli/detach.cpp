@@ -61,8 +61,7 @@ void say(const Host::ExecutionRequest& request, bool blJson, const char* szMembe
 /// systemd ends what is left of it.
 std::chrono::seconds stopTime() {
   using namespace std::chrono_literals;
-  std::vector<std::string> vecProblems;
-  return 3 * std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace) + 60s;
+  return 3 * Host::graceSetting() + 60s;
 }
 
 /// Whatever there was to be said about that has been shown.

@@ -22,11 +22,7 @@ struct StopOptions {
 };
 
 std::chrono::seconds graceOf(const StopOptions& options) {
-  if (options.grace) {
-    return std::chrono::seconds(*options.grace);
-  }
-  std::vector<std::string> vecProblems;
-  return std::chrono::seconds(Host::readSettings(vecProblems).cStopGrace);
+  return options.grace ? std::chrono::seconds(*options.grace) : Host::graceSetting();
 }
 
 /// Waits until a run is over. \return its record then.

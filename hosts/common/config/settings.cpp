@@ -161,6 +161,11 @@ Settings currentSettings() {
   return settings;
 }
 
+std::chrono::seconds graceSetting() {
+  std::vector<std::string> vecProblems;
+  return std::chrono::seconds(readSettings(vecProblems).cStopGrace);
+}
+
 std::vector<std::string> settingKeys() {
   std::vector<std::string> vecKeys;
   std::transform(RULES.begin(), RULES.end(), std::back_inserter(vecKeys), [](const Rule& rule) { return rule.szKey; });

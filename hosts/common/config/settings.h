@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -30,6 +31,9 @@ Settings readSettings(std::vector<std::string>& vecProblems);
 
 /// Reads the settings. \throw Failure that names every value that cannot be used.
 Settings currentSettings();
+
+/// How long a run may take to end when it is asked to. A value that cannot be used counts as not set.
+std::chrono::seconds graceSetting();
 
 /// \name Single settings, by their key
 /// @{

@@ -47,11 +47,6 @@ constexpr auto TIDY_PAUSE = 2s;
 /// want to start it too do not wait for that longer.
 constexpr auto TURN_TIME = 10s;
 
-std::chrono::seconds graceSetting() {
-  std::vector<std::string> vecProblems;
-  return std::chrono::seconds(readSettings(vecProblems).cStopGrace);
-}
-
 volatile std::sig_atomic_t g_iAskedToEnd = 0;
 
 /// Why an execution is to be ended now; null when it may go on.

@@ -1,12 +1,9 @@
 #include "service_process.h"
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <vector>
 
 #include "common/config/settings.h"
 #include "common/support/process.h"
@@ -52,8 +49,7 @@ void ServiceProcess::waitForRest() {
   const sigset_t set = signals(true);
   while (collectChildren()) {
     if (sigwaitinfo(&set, nullptr) == SIGTERM) {
-      std::vector<std::string> vecProblems;
-      endLeftovers(std::chrono::seconds(readSettings(vecProblems).cStopGrace), KILL_LIMIT);
+      endLeftovers(graceSetting(), KILL_LIMIT);
       return;
     }
   }
