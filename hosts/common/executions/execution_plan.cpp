@@ -72,18 +72,20 @@ Json::Value announceTasks(Session& session, const ExecutionRequest& request, Tas
   }
 }
 
-/// The tasks that start at once.
-std::vector<std::string> firstTasks(const ExecutionPlan& plan, const ExecutionRequest& request) {
+}  // namespace
+
+std::vector<std::string> firstTasks(const TaskGraph& graph, const ExecutionRequest& request) {
+  if (!request.blByEvent) {
+    return {request.strName};
+  }
   std::vector<std::string> vecFirst;
-  for (const GraphTask& task : plan.vecTasks) {
-    if (task.blRoot || !request.blByEvent) {
-      vecFirst.push_back(task.strName);
+  for (const GraphTask* pTask : graph.planOf(request.strName)) {
+    if (pTask->blRoot) {
+      vecFirst.push_back(pTask->strName);
     }
   }
   return vecFirst;
 }
-
-}  // namespace
 
 /// The library itself would go round in circles without end.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
@@ -144,7 +146,7 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
     throw Failure(fmt::format("the task \"{}\" is not run: its name {}", request.strName, strWhy));
   }
   plan.vecWarnings = prepareFolders(OutputFolder::configuredOutput(), plan.vecTasks);
-  takeTurns(session, firstTasks(plan, request), lock);
+  takeTurns(session, firstTasks(graph, request), lock);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }

@@ -4,16 +4,15 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <set>
-#include <sqlite3.h>
 #include <tuple>
 
 #include "common/runs/outcome.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "output_folder.h"
@@ -33,11 +32,6 @@ using RunKey = std::pair<std::string, Json::Int64>;  ///< task and start time: w
 
 RunKey keyOf(const Json::Value& jRun) {
   return {textOf(jRun, "task_name"), intOf(jRun, "start_time")};
-}
-
-std::string quoted(const std::string& strText) {
-  const std::unique_ptr<char, decltype(&sqlite3_free)> szText(sqlite3_mprintf("%Q", strText.c_str()), &sqlite3_free);
-  return szText != nullptr ? szText.get() : "''";
 }
 
 std::string newestOf(const std::string& strWhere, unsigned cRuns) {
@@ -89,7 +83,7 @@ private:
   /// A run of the same task and second, as a clock that is set back can make one, has the same folder.
   bool isFolderNeeded(const Json::Value& jRun) {
     const auto [strTask, iStart] = keyOf(jRun);
-    return !listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", quoted(strTask),
+    return !listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", sqlText(strTask),
                                             iStart, intOf(jRun, "result_id")))
                 .empty();
   }
@@ -119,7 +113,7 @@ private:
   }
 
   void pruneTask(const std::string& strTask) {
-    const std::string strOfTask = "task_name = " + quoted(strTask);
+    const std::string strOfTask = "task_name = " + sqlText(strTask);
     const std::string strVictims = fmt::format(
         "{} and stop_time is not null and result_id not in {} and result_id not in {}", strOfTask,
         newestOf(strOfTask, m_settings.cRetentionRuns),
@@ -198,7 +192,7 @@ private:
   Json::Value runOf(const RunFolder& kept) {
     const Json::Value jRuns =
         listRuns(m_session, fmt::format("task_name = {} and start_time = {}",
-                                        quoted(OutputFolder::taskOf(kept.strFolder)), kept.iStartTime));
+                                        sqlText(OutputFolder::taskOf(kept.strFolder)), kept.iStartTime));
     return jRuns.empty() ? Json::Value() : jRuns[jRuns.size() - 1];
   }
 

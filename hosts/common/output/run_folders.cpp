@@ -153,7 +153,7 @@ std::optional<RunFolder> readKeptOutput(const UniqueFd& task, const std::string&
 
 /// Opens the folder of a task; nothing when there is none.
 std::optional<UniqueFd> openTaskFolder(const OutputFolder& place, const std::string& strFolder) {
-  if (strFolder.empty() || strFolder == "." || strFolder == ".." || strFolder.find('/') != std::string::npos) {
+  if (!OutputFolder::isFolderName(strFolder)) {
     return std::nullopt;
   }
   const std::optional<UniqueFd> base = place.openExisting();

@@ -24,16 +24,6 @@ namespace Host {
 
 namespace {
 
-pid_t pidOf(const Json::Value& jRun) {
-  return static_cast<pid_t>(intOf(jRun, "pid"));
-}
-
-Json::Value idFilter(const char* szKey, const Json::Value& jId) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter[szKey] = jId;
-  return jFilter;
-}
-
 /// Gives the runs that are open although their process is gone. Of several runs with one process id only the
 /// newest can be that process.
 std::vector<Json::Value> staleRuns(Session& session) {
@@ -55,7 +45,7 @@ std::vector<Json::Value> staleRuns(Session& session) {
 
 /// Closes one run, unless somebody else has closed it meanwhile.
 bool closeInterrupted(Session& session, Json::Value& jRun) {
-  const Json::Value jFilter = idFilter("result_id", jRun["result_id"]);
+  const Json::Value jFilter = filterOf("result_id", jRun["result_id"]);
   WriteLock lock(session);
   Json::Value jNow;
   if (session.runs()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject() || jNow.isMember("stop_time")) {
@@ -69,7 +59,7 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
     throw Failure(fmt::format("cannot close run {} in the store", intOf(jRun, "result_id")));
   }
   Json::Value jTask;
-  const Json::Value jTaskFilter = idFilter("task_name", jRun["task_name"]);
+  const Json::Value jTaskFilter = filterOf("task_name", jRun["task_name"]);
   // The task tells about its newest run; an older one that is found late changes nothing there.
   if (session.tasks()->recGetOne(jTaskFilter, jTask) == 0 && jTask.isObject() &&
       intOf(jTask, "last_start_time", -1) == intOf(jNow, "start_time") && intOf(jTask, "last_stop_time") == 0) {
@@ -126,7 +116,7 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
   if (isTrue(session, jTask)) {
     return;
   }
-  const Json::Value jFilter = idFilter("task_name", jTask["task_name"]);
+  const Json::Value jFilter = filterOf("task_name", jTask["task_name"]);
   WriteLock lock(session);
   Json::Value jNow;
   if (session.tasks()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject()) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "common/store/records.h"
 #include "common/text/json_members.h"
 #include "run_process.h"
 
@@ -17,10 +18,6 @@ constexpr char START_TICKS[] = "start_ticks";
 
 /// A run has its time before its process: meanwhile the disks that its output goes to may have to wake up.
 constexpr double START_SECONDS = 60;
-
-pid_t pidOf(const Json::Value& jRun) {
-  return static_cast<pid_t>(intOf(jRun, "pid"));
-}
 
 /// Of this boot; empty when the system does not tell it.
 const std::string& bootId() {

@@ -36,6 +36,9 @@ inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
 /// Leave to begin executions that were handed to systemd.
 inline constexpr char TICKETS_FOLDER[] = "/run/eorva/tickets";
 
+/// The folders in which an execution looks for programs.
+inline constexpr char PROGRAM_PATH[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+
 /// The type of the scheduler's section of the configuration.
 inline constexpr char CONFIG_TYPE[] = "eorvascheduler";
 
