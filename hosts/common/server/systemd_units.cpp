@@ -1,7 +1,10 @@
 #include "systemd_units.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <sys/wait.h>
@@ -57,30 +60,38 @@ UnitState stateFromFiles(const std::string& strUnit) {
   return state;
 }
 
-void takeProperty(UnitState& state, const std::string& strKey, const std::string& strValue) {
-  if (strKey == "UnitFileState") {
-    state.strInstalled = strValue;
-  } else if (strKey == "ActiveState") {
-    state.strActive = strValue;
-  } else if (strKey == "TriggeredBy") {
-    std::istringstream names(strValue);
-    for (std::string strName; names >> strName;) {
-      state.vecTriggers.push_back(strName);
-    }
-  }
+std::vector<std::string> wordsOf(const std::string& strText) {
+  std::istringstream text(strText);
+  return {std::istream_iterator<std::string>(text), {}};
 }
 
-UnitState stateFromManager(const std::string& strUnit) {
-  const Answer answer = systemctl({"show", "--property=UnitFileState,ActiveState,TriggeredBy", "--", strUnit});
-  std::istringstream text(answer.strText);
-  UnitState state;
-  for (std::string strLine; std::getline(text, strLine);) {
-    const std::size_t iSign = strLine.find('=');
-    if (iSign != std::string::npos) {
-      takeProperty(state, strLine.substr(0, iSign), strLine.substr(iSign + 1));
+/// Reads one of the blocks that systemctl separates by empty lines: lines KEY=VALUE.
+std::map<std::string, std::string> readBlock(std::istream& text) {
+  std::map<std::string, std::string> mapValues;
+  for (std::string strLine; std::getline(text, strLine) && !strLine.empty();) {
+    if (const std::size_t iSign = strLine.find('='); iSign != std::string::npos) {
+      mapValues[strLine.substr(0, iSign)] = strLine.substr(iSign + 1);
     }
   }
-  return state;
+  return mapValues;
+}
+
+/// Asks systemd for all units at once.
+/// \return their states by name; a unit can have several names.
+std::map<std::string, UnitState> statesFromManager(const std::vector<std::string>& vecUnits) {
+  std::vector<std::string> vecArguments{"show", "--property=Names,UnitFileState,ActiveState,TriggeredBy", "--"};
+  vecArguments.insert(vecArguments.end(), vecUnits.begin(), vecUnits.end());
+  std::istringstream text(systemctl(std::move(vecArguments)).strText);
+  std::map<std::string, UnitState> mapStates;
+  while (text) {
+    std::map<std::string, std::string> mapValues = readBlock(text);
+    const UnitState state{true, mapValues["UnitFileState"], mapValues["ActiveState"],
+                          wordsOf(mapValues["TriggeredBy"])};
+    for (const std::string& strName : wordsOf(mapValues["Names"])) {
+      mapStates[strName] = state;
+    }
+  }
+  return mapStates;
 }
 
 }  // namespace
@@ -95,11 +106,15 @@ bool isSystemStopping() {
 }
 
 std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits) {
-  const bool blRunning = isSystemdRunning();
   std::vector<UnitState> vecStates;
   vecStates.reserve(vecUnits.size());
-  for (const std::string& strUnit : vecUnits) {
-    vecStates.push_back(blRunning ? stateFromManager(strUnit) : stateFromFiles(strUnit));
+  if (!isSystemdRunning()) {
+    std::transform(vecUnits.begin(), vecUnits.end(), std::back_inserter(vecStates), &stateFromFiles);
+  } else if (!vecUnits.empty()) {
+    std::map<std::string, UnitState> mapStates = statesFromManager(vecUnits);
+    for (const std::string& strUnit : vecUnits) {
+      vecStates.push_back(mapStates[strUnit]);
+    }
   }
   return vecStates;
 }
