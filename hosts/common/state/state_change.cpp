@@ -121,10 +121,7 @@ std::set<Json::Int64> ownersOf(const StateDocument& state) {
 }
 
 [[noreturn]] void failStore(const std::string& strTask) {
-  throw Failure(
-      fmt::format("the store refused the task \"{}\"; the reason is in the system log (--log-stdout shows it "
-                  "here)",
-                  strTask));
+  throw Failure(fmt::format("the store refused the task \"{}\"; {}", strTask, SEE_LOG));
 }
 
 void storeTasks(Session& session, const StateDifference& difference, const StateDocument& after) {

@@ -15,8 +15,6 @@ namespace Host {
 
 namespace {
 
-constexpr char SEE_LOG[] = "the reason is in the system log (--log-stdout shows it here)";
-
 Json::Value list(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const char* szWhat) {
   Json::Value jOut;
   if (pApi->recList(jFilter, jOut) < 0 || !jOut.isArray()) {

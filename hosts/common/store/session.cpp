@@ -16,8 +16,6 @@ namespace {
 
 constexpr std::chrono::milliseconds LOCK_PAUSE(10);
 
-constexpr char SEE_LOG[] = "the reason is in the system log (--log-stdout shows it here)";
-
 void checkStoreExists() {
   if (access(DATABASE_PATH, F_OK) == 0) {
     return;

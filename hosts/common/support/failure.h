@@ -7,6 +7,9 @@
 
 namespace Host {
 
+/// What a failure of the library says of itself: its reason goes to the log only.
+inline constexpr char SEE_LOG[] = "the reason is in the system log";
+
 /// An operation that failed; the text is for the user and names the input.
 class Failure : public std::runtime_error {
 public:
