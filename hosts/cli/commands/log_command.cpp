@@ -1,14 +1,12 @@
 /// eorva log
 
 #include <algorithm>
-#include <array>
 #include <ctime>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "orva_platform.h"
-
 #include "cli/context.h"
+#include "cli/terminal/follow.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/server/event_log.h"
@@ -31,20 +29,13 @@ struct LogOptions {
   bool blJson = false;
 };
 
-std::string serverLanguage() {
-  std::array<char, 32> szLanguage{};
-  const int iFound =
-      KLIBCFileGetKeyValue("/etc/orvainfo.conf", "maillang", szLanguage.data(), static_cast<int>(szLanguage.size()));
-  return iFound > 0 ? szLanguage.data() : "enu";
-}
-
 std::string levelWord(Json::Int64 iLevel) {
   return iLevel == 1 ? "info" : (iLevel == 2 ? "warning" : "error");
 }
 
 std::string languageOf(const LogOptions& options) {
   if (options.strLanguage.empty()) {
-    return serverLanguage();
+    return Host::serverLanguage();
   }
   const std::vector<std::string> vecLanguages = Host::EventLogTexts().languages();
   if (std::find(vecLanguages.begin(), vecLanguages.end(), options.strLanguage) == vecLanguages.end()) {
@@ -78,9 +69,7 @@ std::string inOneLine(const std::string& strText) {
 }
 
 void printLine(const Json::Value& jEvent) {
-  Json::Value jTime(Json::objectValue);
-  jTime["start_time"] = jEvent["time"];
-  fmt::print("{}  {:<7}  {}\n", timeText(jTime, "start_time"), levelWord(intOf(jEvent, "level")),
+  fmt::print("{}  {:<7}  {}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")),
              inOneLine(textOf(jEvent, "text")));
 }
 
@@ -98,7 +87,7 @@ void warnAboutUnreadable(Host::EventLog& log) {
     }
     warnAboutUnreadable(log);
     flushOutput();
-    Host::waitForMore();
+    waitForMore();
   }
 }
 

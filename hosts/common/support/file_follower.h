@@ -54,8 +54,4 @@ private:
   off_t m_iOffset;
 };
 
-/// Waits a moment before files are looked into again. Ends this program like a write would when nobody reads its
-/// standard output any more.
-void waitForMore();
-
 }  // namespace Host
