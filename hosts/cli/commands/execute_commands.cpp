@@ -1,21 +1,17 @@
 /// eorva fire|run
 
-#include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
 
-#include "cli/detach.h"
 #include "cli/execute.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
-#include "common/events/known_event.h"
+#include "common/executions/detached_start.h"
 #include "common/executions/service_process.h"
-#include "common/store/records.h"
-#include "common/store/session.h"
+#include "common/executions/start_execution.h"
 #include "common/support/failure.h"
-#include "common/text/json_members.h"
 
 namespace {
 
@@ -44,21 +40,6 @@ Host::ExecutionRequest requestOf(const ExecuteOptions& options, bool blByEvent) 
   return request;
 }
 
-/// What scripts have left behind belongs to the service, and keeps it, however the execution went.
-int executeAsService(const Context& context, const Host::ExecutionRequest& request, ExecuteView view) {
-  Host::ServiceProcess service;
-  view.pService = &service;
-  try {
-    const int iResult = execute(context, request, view);
-    std::fflush(nullptr);
-    service.waitForRest();
-    return iResult;
-  } catch (const std::exception&) {
-    service.waitForRest();
-    throw;
-  }
-}
-
 /// systemd may start a service again when its answer was lost, and late when nobody waits for it any more.
 bool mayBegin(const ExecuteOptions& options) {
   if (options.strTicket.empty() || Host::StartTicket::take(options.strTicket)) {
@@ -68,44 +49,48 @@ bool mayBegin(const ExecuteOptions& options) {
   return false;
 }
 
-int start(const Context& context, const ExecuteOptions& options, const Host::ExecutionRequest& request) {
-  if (options.blDetach) {
-    return detach(context, request, options.blJson);
+int detach(const Host::ExecutionRequest& request, bool blJson) {
+  const Host::DetachedStart start = Host::startDetached(request, &tellPrepared);
+  const bool blUnit = !start.strUnit.empty();
+  if (!blUnit && start.pid == 0) {
+    printNothingRun(request, blJson);
+  } else if (blJson) {
+    Json::Value jOut(Json::objectValue);
+    jOut[request.kind()] = request.strName;
+    jOut[blUnit ? "unit" : "pid"] = blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid);
+    printJson(jOut);
+  } else {
+    fmt::print("{} {}: started in {}\n", request.kind(), request.strName,
+               blUnit ? start.strUnit : fmt::format("process {}", start.pid));
   }
-  ExecuteView view;
-  view.blJson = options.blJson;
-  return options.blService ? executeAsService(context, request, view) : execute(context, request, view);
+  return EXIT_DONE;
+}
+
+int start(const Context& context, const ExecuteOptions& options, bool blByEvent) {
+  if (!mayBegin(options)) {
+    return EXIT_DONE;
+  }
+  const Host::ExecutionRequest request = requestOf(options, blByEvent);
+  Host::checkRequest(request, options.blDetach);
+  if (options.blDetach) {
+    return detach(request, options.blJson);
+  }
+  if (options.blService) {
+    return Host::runAsService(
+        [&](Host::ServiceProcess& service) { return execute(context, request, options.blJson, &service); });
+  }
+  return execute(context, request, options.blJson);
 }
 
 int runFire(const Context& context, const ExecuteOptions& options) {
   if (options.strName.empty()) {
     throw Host::UsageFailure("fire: the name of the event is empty");
   }
-  if (!mayBegin(options)) {
-    return EXIT_DONE;
-  }
-  const Host::ExecutionRequest request = requestOf(options, true);
-  {
-    Host::Session session;
-    Host::requireEvent(Host::listTasks(session), options.strName);
-  }
-  return start(context, options, request);
+  return start(context, options, true);
 }
 
 int runRun(const Context& context, const ExecuteOptions& options) {
-  if (!mayBegin(options)) {
-    return EXIT_DONE;
-  }
-  const Host::ExecutionRequest request = requestOf(options, false);
-  {
-    Host::Session session;
-    Host::requireTask(session, options.strName);
-    if (options.blDetach) {
-      // In the background nobody would hear of it.
-      refuseSecondRun(session, options.strName);
-    }
-  }
-  return start(context, options, request);
+  return start(context, options, false);
 }
 
 void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <exception>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
@@ -52,6 +54,19 @@ void ServiceProcess::waitForRest() {
       endLeftovers(graceSetting(), KILL_LIMIT);
       return;
     }
+  }
+}
+
+int runAsService(const std::function<int(ServiceProcess&)>& fnRun) {
+  ServiceProcess service;
+  try {
+    const int iResult = fnRun(service);
+    std::fflush(nullptr);
+    service.waitForRest();
+    return iResult;
+  } catch (const std::exception&) {
+    service.waitForRest();
+    throw;
   }
 }
 
