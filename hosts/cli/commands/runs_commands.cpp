@@ -2,14 +2,11 @@
 
 #include "runs_commands.h"
 
-#include <charconv>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
-#include "common/output/output_folder.h"
-#include "common/output/retention.h"
+#include "common/answers/run_answers.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -31,7 +28,7 @@ int runShow(const Context&, const ShowOptions& options) {
   closeInterruptedRuns(session);
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   const OwnerNames owners = ownerNames(Host::listTasks(session));
-  const Json::Value jShown = runForPrograms(jRun, owners);
+  const Json::Value jShown = Host::runForPrograms(jRun, owners);
   if (options.blJson) {
     printJson(jShown);
     return EXIT_DONE;
@@ -49,23 +46,6 @@ int runShow(const Context&, const ShowOptions& options) {
   return EXIT_DONE;
 }
 
-/// Says where a file was looked for, or why there is none.
-std::string lookedText(const Json::Value& jRun, const std::vector<std::string>& vecLooked,
-                       const std::vector<std::string>& vecUnknown) {
-  const Json::Value& jExtra = Host::memberOf(jRun, "extra");
-  if (const Json::Int64 iRemoved = intOf(jExtra, Host::OUTPUT_REMOVED); iRemoved != 0) {
-    Json::Value jTime(Json::objectValue);
-    jTime["stop_time"] = iRemoved;
-    return fmt::format("it was removed to make room, {}", timeText(jTime, "stop_time"));
-  }
-  std::string strText =
-      vecLooked.empty() ? "no output folder is set" : fmt::format("it is not in {}", fmt::join(vecLooked, ", nor in "));
-  for (const std::string& strPlace : vecUnknown) {
-    strText += fmt::format("; the place \"{}\" is on no share any more", strPlace);
-  }
-  return strText;
-}
-
 }  // namespace
 
 CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName) {
@@ -79,31 +59,6 @@ void closeInterruptedRuns(Host::Session& session) {
     // Looking must be possible while a store cannot be written to.
     printNote(fmt::format("warning: runs that were interrupted may be shown as running: {}", error.what()));
   }
-}
-
-std::optional<Host::UniqueFd> findRunFile(const Json::Value& jRun, const char* szFile, std::string& strLooked) {
-  const std::string strTask = textOf(jRun, "task_name");
-  const Json::Int64 iStart = intOf(jRun, "start_time");
-  std::vector<std::string> vecUnknown;
-  std::vector<std::string> vecLooked;
-  for (const Host::OutputFolder& folder : Host::OutputFolder::places(vecUnknown)) {
-    if (std::optional<Host::UniqueFd> file = folder.findRunFile(strTask, iStart, szFile)) {
-      return file;
-    }
-    vecLooked.push_back(fmt::format("{}/{}/{}", folder.path(), strTask, iStart));
-  }
-  strLooked = lookedText(jRun, vecLooked, vecUnknown);
-  return std::nullopt;
-}
-
-Host::UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile) {
-  std::string strLooked;
-  std::optional<Host::UniqueFd> file = findRunFile(jRun, szFile, strLooked);
-  if (!file) {
-    throw Host::Failure(
-        fmt::format("nothing is kept of run {} as {}: {}", intOf(jRun, "result_id"), szFile, strLooked));
-  }
-  return std::move(*file);
 }
 
 void addRunsCommands(CLI::App& app, Context& context) {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "cli/terminal/present.h"
+#include "common/output/run_files.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/files.h"
@@ -21,7 +22,7 @@ struct DiffOptions {
 };
 
 Host::UniqueFd scriptOf(const Json::Value& jRun, bool blJson) {
-  Host::UniqueFd file = requireRunFile(jRun, "script.log");
+  Host::UniqueFd file = Host::requireRunFile(jRun, Host::SCRIPT_FILE);
   if (blJson || isatty(STDOUT_FILENO) != 1) {
     return file;
   }

@@ -8,23 +8,19 @@
 #include <unistd.h>
 #include <utility>
 
+#include "cli/terminal/follow.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
+#include "common/output/run_files.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/file_follower.h"
-#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"
 
-using Host::intOf;
-
 namespace {
-
-constexpr char OUTPUT_FILE[] = "output.log";
-constexpr char SCRIPT_FILE[] = "script.log";
 
 struct OutputOptions {
   Json::Int64 iResult = 0;
@@ -66,32 +62,8 @@ void passOn(Host::FileFollower& file, Sink& sink) {
 
 /// Passes on a file that a run left, from its last lines.
 void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sink& sink) {
-  Host::FileFollower file(requireRunFile(jRun, szFile), szFile, cTail);
+  Host::FileFollower file(Host::requireRunFile(jRun, szFile), szFile, cTail);
   passOn(file, sink);
-}
-
-/// The end of what a run left: as much of it as is asked for and is no burden to whoever reads it.
-Json::Value endOf(const Host::FileFollower& file, Json::Value jOut) {
-  constexpr std::size_t CB_MAX = std::size_t{1} << 20;
-  Host::FileFollower::End end = file.end(CB_MAX);
-  // A character that was cut in two is left out.
-  std::size_t cbCut = 0;
-  while (end.blCut && cbCut < end.strText.size() && cbCut < 3 && (end.strText[cbCut] & 0xC0) == 0x80) {
-    ++cbCut;
-  }
-  jOut["size"] = static_cast<Json::Int64>(end.cbFile);
-  jOut["offset"] = static_cast<Json::Int64>(end.iStart) + static_cast<Json::Int64>(cbCut);
-  jOut["truncated"] = end.blCut;
-  jOut["text"] = end.strText.substr(cbCut);
-  return jOut;
-}
-
-void printFileJson(const Json::Value& jRun, const char* szFile, unsigned cLines) {
-  Json::Value jOut(Json::objectValue);
-  jOut["result_id"] = intOf(jRun, "result_id");
-  jOut["task_name"] = Host::textOf(jRun, "task_name");
-  jOut["file"] = szFile;
-  printJson(endOf({requireRunFile(jRun, szFile), szFile, cLines}, std::move(jOut)));
 }
 
 bool goesOn(Host::Session& session, Json::Int64 iResult) {
@@ -106,14 +78,15 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
   for (bool blGoesOn = true; blGoesOn;) {
     // Asked first: what was printed by then is read after that.
     blGoesOn = goesOn(session, options.iResult);
-    if (std::optional<Host::UniqueFd> fd = file ? std::nullopt : findRunFile(jRun, OUTPUT_FILE, strLooked)) {
-      file.emplace(std::move(*fd), OUTPUT_FILE, options.cTail);
+    if (std::optional<Host::UniqueFd> fd =
+            file ? std::nullopt : Host::findRunFile(jRun, Host::OUTPUT_FILE, strLooked)) {
+      file.emplace(std::move(*fd), Host::OUTPUT_FILE, options.cTail);
     }
     if (file) {
       passOn(*file, sink);
     }
     if (blGoesOn) {
-      Host::waitForMore();
+      waitForMore();
     }
   }
   if (!file) {
@@ -125,14 +98,14 @@ int runOutput(const Context&, const OutputOptions& options) {
   Host::Session session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   if (options.blJson) {
-    printFileJson(jRun, OUTPUT_FILE, options.cTail);
+    printJson(Host::runFileForPrograms(jRun, Host::OUTPUT_FILE, options.cTail));
     return EXIT_DONE;
   }
   Sink sink(options.blRaw);
   if (options.blFollow) {
     follow(session, jRun, options, sink);
   } else {
-    passOnFile(jRun, OUTPUT_FILE, options.cTail, sink);
+    passOnFile(jRun, Host::OUTPUT_FILE, options.cTail, sink);
   }
   sink.end();
   return EXIT_DONE;
@@ -142,11 +115,11 @@ int runScript(const Context&, const OutputOptions& options) {
   Host::Session session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   if (options.blJson) {
-    printFileJson(jRun, SCRIPT_FILE, Host::FileFollower::ALL_LINES);
+    printJson(Host::runFileForPrograms(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES));
     return EXIT_DONE;
   }
   Sink sink(options.blRaw);
-  passOnFile(jRun, SCRIPT_FILE, Host::FileFollower::ALL_LINES, sink);
+  passOnFile(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES, sink);
   sink.end();
   return EXIT_DONE;
 }

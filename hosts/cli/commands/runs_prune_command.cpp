@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/terminal/present.h"
+#include "common/answers/run_answers.h"
 #include "common/output/retention.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
@@ -12,7 +13,6 @@
 using Host::intOf;
 using Host::PrunedItem;
 using Host::PruneResult;
-using Host::textOf;
 
 namespace {
 
@@ -21,66 +21,20 @@ struct PruneOptions {
   bool blJson = false;
 };
 
-std::uint64_t sizeOf(const PruneResult& result) {
-  std::uint64_t cb = 0;
-  for (const auto* const pItems : {&result.vecRuns, &result.vecOutputs}) {
-    for (const PrunedItem& item : *pItems) {
-      cb += item.cb;
-    }
-  }
-  return cb;
-}
-
-/// What was put aside has a name of its own.
-std::string taskOf(const PrunedItem& item) {
-  return item.jRun.isObject() ? textOf(item.jRun, "task_name") : item.strFolder;
-}
-
-std::string startText(const PrunedItem& item) {
-  Json::Value jTime(Json::objectValue);
-  jTime["start_time"] = item.iStartTime;
-  return timeText(jTime, "start_time");
-}
-
 void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
   for (const PrunedItem& item : result.vecRuns) {
-    fmt::print("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), taskOf(item), startText(item),
-               sizeText(item.cb));
+    fmt::print("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), item.task(),
+               Host::timeText(item.iStartTime), sizeText(item.cb));
   }
   for (const PrunedItem& item : result.vecOutputs) {
     const std::string strRun =
         item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run that is on record no more";
-    fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, taskOf(item), startText(item), sizeText(item.cb));
+    fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.task(), Host::timeText(item.iStartTime),
+               sizeText(item.cb));
   }
   fmt::print("{} {} run{} and the output of {} more: {}\n", szDone, result.vecRuns.size(),
-             result.vecRuns.size() == 1 ? "" : "s", result.vecOutputs.size(), sizeText(sizeOf(result)));
-}
-
-Json::Value itemsForPrograms(const std::vector<PrunedItem>& vecItems) {
-  Json::Value jItems(Json::arrayValue);
-  for (const PrunedItem& item : vecItems) {
-    Json::Value jItem(Json::objectValue);
-    jItem["result_id"] = item.jRun.isObject() ? item.jRun["result_id"] : Json::Value();
-    jItem["task_name"] = taskOf(item);
-    jItem["start_time"] = item.iStartTime;
-    jItem["bytes"] = static_cast<Json::UInt64>(item.cb);
-    jItems.append(jItem);
-  }
-  return jItems;
-}
-
-void printResultJson(const PruneResult& result, bool blDryRun) {
-  Json::Value jOut(Json::objectValue);
-  jOut["dry_run"] = blDryRun;
-  jOut["runs"] = itemsForPrograms(result.vecRuns);
-  jOut["outputs"] = itemsForPrograms(result.vecOutputs);
-  jOut["bytes"] = static_cast<Json::UInt64>(sizeOf(result));
-  jOut["problems"] = Json::Value(Json::arrayValue);
-  for (const std::string& strProblem : result.vecProblems) {
-    jOut["problems"].append(strProblem);
-  }
-  printJson(jOut);
+             result.vecRuns.size() == 1 ? "" : "s", result.vecOutputs.size(), sizeText(result.bytes()));
 }
 
 int runPrune(const Context&, const PruneOptions& options) {
@@ -89,7 +43,7 @@ int runPrune(const Context&, const PruneOptions& options) {
   closeInterruptedRuns(session);
   const PruneResult result = Host::pruneRuns(session, settings, options.blDryRun);
   if (options.blJson) {
-    printResultJson(result, options.blDryRun);
+    printJson(Host::pruneForPrograms(result, options.blDryRun));
   } else {
     printLines(result, options.blDryRun);
   }

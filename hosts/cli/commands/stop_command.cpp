@@ -7,6 +7,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
 #include "common/config/settings.h"
 #include "common/runs/stop_run.h"
 #include "common/store/records.h"
@@ -35,15 +36,6 @@ Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::se
   return Host::stopRun(session, jRun, grace);
 }
 
-/// One run is shown as a record, several as an array.
-void printStopped(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
-  Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jRun : vecRuns) {
-    jOut.append(runForPrograms(jRun, owners));
-  }
-  printJson(jOut.size() == 1 ? jOut[0] : jOut);
-}
-
 int runStop(const Context&, const StopOptions& options) {
   Host::Session session;
   for (const Json::Int64 iResult : options.vecResults) {
@@ -57,7 +49,8 @@ int runStop(const Context&, const StopOptions& options) {
     }
   }
   if (options.blJson) {
-    printStopped(vecRuns, ownerNames(Host::listTasks(session)));
+    const Json::Value jRuns = Host::runsForPrograms(vecRuns, ownerNames(Host::listTasks(session)));
+    printJson(jRuns.size() == 1 ? jRuns[0] : jRuns);
   }
   return EXIT_DONE;
 }

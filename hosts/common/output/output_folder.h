@@ -52,7 +52,7 @@ public:
   std::map<std::string, std::string> prepare(const std::map<std::string, uid_t>& mapOwners) const;
 
   /// Opens what a run left.
-  /// \param szFile  "output.log" or "script.log".
+  /// \param szFile  its name (see run_files.h).
   /// \return nothing when there is no such file.
   /// \throw Failure when it is no plain file, or somebody could have put it there in the place of the real one.
   std::optional<UniqueFd> findRunFile(const std::string& strTask, Json::Int64 iStartTime, const char* szFile) const;

@@ -264,6 +264,20 @@ private:
 
 }  // namespace
 
+std::string PrunedItem::task() const {
+  return jRun.isObject() ? textOf(jRun, "task_name") : strFolder;
+}
+
+std::uint64_t PruneResult::bytes() const {
+  std::uint64_t cb = 0;
+  for (const auto* const pItems : {&vecRuns, &vecOutputs}) {
+    for (const PrunedItem& item : *pItems) {
+      cb += item.cb;
+    }
+  }
+  return cb;
+}
+
 PruneResult pruneRuns(Session& session, const Settings& settings, bool blDryRun) {
   return Pruning(session, settings, blDryRun).run();
 }

@@ -22,6 +22,9 @@ inline constexpr char OUTPUT_REMOVED[] = "output_removed";
 
 /// Something that the rules removed, or would remove.
 struct PrunedItem {
+  /// The name of the task; of its folder when the run has no record.
+  std::string task() const;
+
   Json::Value jRun;       ///< the run record; null for output whose run is on record no more
   std::string strFolder;  ///< folder of the task, and the next: of the run in it
   Json::Int64 iStartTime = 0;
@@ -29,6 +32,9 @@ struct PrunedItem {
 };
 
 struct PruneResult {
+  /// The room that all of it took.
+  std::uint64_t bytes() const;
+
   std::vector<PrunedItem> vecRuns;       ///< runs: record and output
   std::vector<PrunedItem> vecOutputs;    ///< output alone
   std::vector<std::string> vecProblems;  ///< what could not be removed, and why; it stays on record

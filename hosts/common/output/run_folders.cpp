@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 
 #include "common/support/failure.h"
+#include "run_files.h"
 
 namespace Host {
 
@@ -126,7 +127,7 @@ std::optional<Json::Int64> readStartTime(const std::string& strName) {
 }
 
 bool isRunFile(const std::string& strName) {
-  return strName == "output.log" || strName == "script.log";
+  return strName == OUTPUT_FILE || strName == SCRIPT_FILE;
 }
 
 /// Looks a folder over that could be that of a run.
