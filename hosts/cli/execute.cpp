@@ -38,9 +38,8 @@ public:
       }
     } catch (const std::exception& error) {
       m_blFailed = true;
-      printNote(
-          fmt::format("nothing more can be shown: {}; the execution goes on in process {}, 'eorva runs list' shows it",
-                      error.what(), execution.pid()));
+      printNote(fmt::format("the display failed: {}; the execution goes on in process {}, 'eorva runs list' shows it",
+                            error.what(), execution.pid()));
     }
   }
 
@@ -61,7 +60,7 @@ private:
 void printSummary(const Host::ExecutionRequest& request, const Host::Progress& progress) {
   const std::vector<Json::Value> vecFailed = progress.failedRuns();
   const std::vector<std::string> vecNotStarted = progress.notStarted();
-  fmt::print("{} {}: {} run{}, {} ended with 0, {} did not", request.kind(), request.strName, progress.runs().size(),
+  fmt::print("{} {}: {} run{}, {} ok, {} failed", request.kind(), request.strName, progress.runs().size(),
              progress.runs().size() == 1 ? "" : "s", progress.runs().size() - vecFailed.size(), vecFailed.size());
   fmt::print("{}\n", vecNotStarted.empty() ? "" : fmt::format("; not started: {}", fmt::join(vecNotStarted, ", ")));
   for (const Json::Value& jRun : vecFailed) {
@@ -83,17 +82,17 @@ Host::ExecutionEnd show(const Host::PreparedExecution& prepared, Host::Progress&
   display.end();
   const Host::ExecutionEnd end = Host::endOf(iStatus);
   if (display.hasFailed()) {
-    throw Host::Failure("the execution has ended; 'eorva runs list' shows how");
+    throw Host::Failure("the execution has ended; for the result: eorva runs list");
   }
   return end;
 }
 
 void tellEnd(const Host::ExecutionRequest& request, Host::ExecutionEnd end) {
   if (end == Host::ExecutionEnd::ENDED) {
-    printNote(fmt::format("the execution of the {} \"{}\" was ended; what still ran was ended with it", request.kind(),
-                          request.strName));
+    printNote(
+        fmt::format("the execution of the {} \"{}\" was ended, with all its runs", request.kind(), request.strName));
   } else if (end == Host::ExecutionEnd::BUDGET) {
-    printNote(fmt::format("the {} s for the {} \"{}\" were used up; what still ran was ended", request.budget.count(),
+    printNote(fmt::format("the {1} \"{2}\" took longer than {0} s; its runs were ended", request.budget.count(),
                           request.kind(), request.strName));
   }
 }

@@ -1,4 +1,4 @@
-/// eorva runs show, and what the other subcommands of "runs" share
+/// eorva runs show, and functions for the other subcommands of "runs"
 
 #include "runs_commands.h"
 
@@ -37,7 +37,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"task", textOf(jRun, "task_name")},
                {"owner", textOf(jShown, "owner_name")},
                {"trigger", textOf(jRun, "trigger_event")},
-               {"event taken in", timeText(jRun, "event_fire_time")},
+               {"fired", timeText(jRun, "event_fire_time")},
                {"start", timeText(jRun, "start_time")},
                {"stop", timeText(jRun, "stop_time")},
                {"time", jShown["duration"].isNull() ? "-" : durationText(intOf(jShown, "duration"))},
@@ -56,13 +56,13 @@ void closeInterruptedRuns(Host::Session& session) {
   try {
     Host::reconcile(session);
   } catch (const Host::Failure& error) {
-    // Looking must be possible while a store cannot be written to.
-    printNote(fmt::format("warning: runs that were interrupted may be shown as running: {}", error.what()));
+    // Runs can be shown although the store cannot be written.
+    printNote(fmt::format("warning: interrupted runs may be shown as running: {}", error.what()));
   }
 }
 
 void addRunsCommands(CLI::App& app, Context& context) {
-  CLI::App* pRuns = addCommand(app, "runs", "Show what ran, and how it ended; what is kept, and for how long.",
+  CLI::App* pRuns = addCommand(app, "runs", "List runs, show their output and scripts, remove old ones.",
                                "  eorva runs list --task disk-usage\n"
                                "  eorva runs output 12\n");
   pRuns->require_subcommand(1);
@@ -71,7 +71,7 @@ void addRunsCommands(CLI::App& app, Context& context) {
   CLI::App* pCommand = addCommand(*pRuns, "show", "Show one run.", "  eorva runs show 12\n");
   auto pShow = std::make_shared<ShowOptions>();
   addRunOption(pCommand, pShow->iResult);
-  pCommand->add_flag("--json", pShow->blJson, "as JSON: the record");
+  pCommand->add_flag("--json", pShow->blJson, "print JSON");
   onCommand(pCommand, context, pShow, &runShow);
 
   addRunsOutputCommands(*pRuns, context);

@@ -1,5 +1,5 @@
 /// \file runs_commands.h
-/// What the subcommands of "runs" share.
+/// Functions for all subcommands of "runs".
 
 #pragma once
 
@@ -14,7 +14,7 @@ class Session;
 /// Adds the argument RUN, the number of a run.
 CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName = "run");
 
-/// Closes what was interrupted since somebody last looked, so that nothing is shown as running that is not.
+/// Closes interrupted runs, so that they are not shown as running.
 void closeInterruptedRuns(Host::Session& session);
 
 /// \name The subcommands

@@ -34,7 +34,7 @@ std::optional<std::time_t> timeOf(const char* szOption, const std::string& strTi
   const std::optional<std::time_t> time = Host::readTimeSpec(strTime, std::time(nullptr));
   if (!time && !strTime.empty()) {
     throw Host::UsageFailure(
-        fmt::format("runs list: {} \"{}\" is no time; times are {}", szOption, strTime, Host::TIME_SPEC_FORMS));
+        fmt::format("runs list: {} \"{}\" is not a time; times are {}", szOption, strTime, Host::TIME_SPEC_FORMS));
   }
   return time;
 }
@@ -92,15 +92,19 @@ int runList(const Context& context, const ListOptions& options) {
 
 void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
   pCommand->add_option("--task", options.strTask, "only runs of this task")->type_name("TASK");
-  pCommand->add_option("--event", options.strEvent, "only runs that this event started; on_demand for those by hand")
+  pCommand
+      ->add_option("--event", options.strEvent,
+                   "only runs that this event started; on_demand: runs started with eorva run")
       ->type_name("EVENT");
-  pCommand->add_option("--owner", options.strOwner, "only runs of this user's tasks, by name or id")->type_name("USER");
-  CLI::Option* pOutcome = pCommand->add_option("--outcome", options.strOutcome, "only runs that ended so")
+  pCommand->add_option("--owner", options.strOwner, "only runs of this user's tasks; a name or user id")
+      ->type_name("USER");
+  CLI::Option* pOutcome = pCommand->add_option("--outcome", options.strOutcome, "only runs with this result")
                               ->check(CLI::IsMember({"ok", "failed", "running"}))
                               ->type_name("ok|failed|running");
-  pCommand->add_flag("--running", options.blRunning, "only runs that go on: --outcome running")->excludes(pOutcome);
-  pCommand->add_option("--since", options.strSince, "only runs that started then or later")->type_name("TIME");
-  pCommand->add_option("--until", options.strUntil, "only runs that started then or earlier")->type_name("TIME");
+  pCommand->add_flag("--running", options.blRunning, "same as --outcome running")->excludes(pOutcome);
+  pCommand->add_option("--since", options.strSince, "only runs that started at this time or later")->type_name("TIME");
+  pCommand->add_option("--until", options.strUntil, "only runs that started at this time or earlier")
+      ->type_name("TIME");
 }
 
 }  // namespace
@@ -110,18 +114,18 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
   CLI::App* pCommand = addCommand(runs, "list", "List runs, the newest first.",
                                   "  eorva runs list --event bootup --limit 10\n"
                                   "  eorva runs list --outcome failed --since yesterday --owner alice\n"
-                                  "  eorva runs list --before 4711           the 50 before that one\n"
-                                  "  eorva runs list --json --limit 0        all\n"
+                                  "  eorva runs list --before 4711           the 50 runs before run 4711\n"
+                                  "  eorva runs list --json --limit 0        all runs\n"
                                   "\nTimes: " +
                                       std::string(Host::TIME_SPEC_FORMS) + "\n");
   addFilterOptions(pCommand, *pOptions);
-  pCommand->add_option("--limit", pOptions->cLimit, "how many at most; 0 lists all")
+  pCommand->add_option("--limit", pOptions->cLimit, "list at most N runs; 0: all")
       ->capture_default_str()
       ->check(wholeNumber(0, 1'000'000'000))
       ->type_name("N");
-  pCommand->add_option("--before", pOptions->iBefore, "only runs with a smaller number: the next page")
+  pCommand->add_option("--before", pOptions->iBefore, "only runs with a smaller number, for the next page")
       ->check(wholeNumber(1))
       ->type_name("RUN");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records");
+  pCommand->add_flag("--json", pOptions->blJson, "print a JSON array");
   onCommand(pCommand, context, pOptions, &runList);
 }

@@ -30,7 +30,7 @@ struct OutputOptions {
   bool blJson = false;
 };
 
-/// Hands bytes to standard output: as they are, or made harmless for a terminal.
+/// Writes bytes to standard output; on a terminal without control characters.
 class Sink {
 public:
   explicit Sink(bool blRaw) : m_blRaw(blRaw || isatty(STDOUT_FILENO) != 1) {}
@@ -60,7 +60,7 @@ void passOn(Host::FileFollower& file, Sink& sink) {
   });
 }
 
-/// Passes on a file that a run left, from its last lines.
+/// Prints the last lines of a file of a run.
 void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sink& sink) {
   Host::FileFollower file(Host::requireRunFile(jRun, szFile), szFile, cTail);
   passOn(file, sink);
@@ -71,12 +71,12 @@ bool goesOn(Host::Session& session, Json::Int64 iResult) {
   return !jRun.isMember("stop_time") && Host::isRunAlive(jRun);
 }
 
-/// Shows what a run prints until it has ended.
+/// Shows the output of a run until it ends.
 void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions& options, Sink& sink) {
   std::optional<Host::FileFollower> file;
   std::string strLooked;
   for (bool blGoesOn = true; blGoesOn;) {
-    // Asked first: what was printed by then is read after that.
+    // Before the file is read, so that the last output is not missed.
     blGoesOn = goesOn(session, options.iResult);
     if (std::optional<Host::UniqueFd> fd =
             file ? std::nullopt : Host::findRunFile(jRun, Host::OUTPUT_FILE, strLooked)) {
@@ -90,7 +90,7 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
     }
   }
   if (!file) {
-    throw Host::Failure(fmt::format("nothing is kept of run {}: {}", options.iResult, strLooked));
+    throw Host::Failure(fmt::format("run {} has no output: {}", options.iResult, strLooked));
   }
 }
 
@@ -127,19 +127,18 @@ int runScript(const Context&, const OutputOptions& options) {
 }  // namespace
 
 void addRunsOutputCommands(CLI::App& runs, Context& context) {
-  constexpr char RAW[] = "as it is, also to a terminal, which then obeys the escape sequences in it";
+  constexpr char RAW[] = "do not replace control characters on a terminal";
   auto pOutput = std::make_shared<OutputOptions>();
   CLI::App* pCommand = addCommand(runs, "output", "Show what a run printed.",
                                   "  eorva runs output 12 | less\n"
-                                  "  eorva runs output 12 --tail 20 -f     the last lines, then what comes\n");
+                                  "  eorva runs output 12 --tail 20 -f     the last lines, then new output\n");
   addRunOption(pCommand, pOutput->iResult);
-  CLI::Option* pFollow =
-      pCommand->add_flag("-f,--follow", pOutput->blFollow, "show what comes, until the run has ended");
-  pCommand->add_option("--tail", pOutput->cTail, "only the last lines of what is there")
+  CLI::Option* pFollow = pCommand->add_flag("-f,--follow", pOutput->blFollow, "show new output until the run ends");
+  pCommand->add_option("--tail", pOutput->cTail, "show only the last N lines")
       ->type_name("N")
       ->check(wholeNumber(0, std::numeric_limits<unsigned>::max() - 1));
   pCommand->add_flag("--raw", pOutput->blRaw, RAW);
-  pCommand->add_flag("--json", pOutput->blJson, "as JSON: an object with \"text\", the last MiB at most")
+  pCommand->add_flag("--json", pOutput->blJson, "print a JSON object with \"text\", the last MiB at most")
       ->excludes(pFollow);
   onCommand(pCommand, context, pOutput, &runOutput);
 
@@ -147,6 +146,6 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
   pCommand = addCommand(runs, "script", "Show the script that a run ran.", "  eorva runs script 12\n");
   addRunOption(pCommand, pScript->iResult);
   pCommand->add_flag("--raw", pScript->blRaw, RAW);
-  pCommand->add_flag("--json", pScript->blJson, "as JSON: an object with \"text\"");
+  pCommand->add_flag("--json", pScript->blJson, "print a JSON object with \"text\"");
   onCommand(pCommand, context, pScript, &runScript);
 }

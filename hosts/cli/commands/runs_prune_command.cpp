@@ -21,6 +21,10 @@ struct PruneOptions {
   bool blJson = false;
 };
 
+std::string runsText(std::size_t cRuns) {
+  return fmt::format("{} run{}", cRuns, cRuns == 1 ? "" : "s");
+}
+
 void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
   for (const PrunedItem& item : result.vecRuns) {
@@ -29,12 +33,13 @@ void printLines(const PruneResult& result, bool blDryRun) {
   }
   for (const PrunedItem& item : result.vecOutputs) {
     const std::string strRun =
-        item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run that is on record no more";
+        item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run without a record";
     fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.task(), Host::timeText(item.iStartTime),
                sizeText(item.cb));
   }
-  fmt::print("{} {} run{} and the output of {} more: {}\n", szDone, result.vecRuns.size(),
-             result.vecRuns.size() == 1 ? "" : "s", result.vecOutputs.size(), sizeText(result.bytes()));
+  const std::string strOutputs =
+      result.vecOutputs.empty() ? "" : fmt::format(" and the output of {}", runsText(result.vecOutputs.size()));
+  fmt::print("{} {}{}: {}\n", szDone, runsText(result.vecRuns.size()), strOutputs, sizeText(result.bytes()));
 }
 
 int runPrune(const Context&, const PruneOptions& options) {
@@ -58,12 +63,12 @@ int runPrune(const Context&, const PruneOptions& options) {
 void addRunsPruneCommand(CLI::App& runs, Context& context) {
   auto pOptions = std::make_shared<PruneOptions>();
   CLI::App* pCommand =
-      addCommand(runs, "prune", "Remove the runs and the output that need not be kept any longer.",
+      addCommand(runs, "prune", "Remove old runs and their output.",
                  "  eorva runs prune --dry-run\n"
-                 "  eorva config set retention_runs=50      newest runs that are kept of each task\n"
-                 "\nThe rules stand in /etc/eorva.conf: retention_runs, retention_failed_runs, retention_output_size.\n"
-                 "A run that goes on is never touched.\n");
-  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only say what would be removed");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: what was removed");
+                 "  eorva config set retention_runs=50      keep the newest 50 runs of each task\n"
+                 "\nThe limits are in /etc/eorva.conf: retention_runs, retention_failed_runs, retention_output_size.\n"
+                 "Open runs are never removed.\n");
+  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show what would be removed");
+  pCommand->add_flag("--json", pOptions->blJson, "print what was removed as JSON");
   onCommand(pCommand, context, pOptions, &runPrune);
 }

@@ -33,7 +33,8 @@ ConfigLock::ConfigLock(std::chrono::milliseconds limit) : m_fd(openLockFile()) {
     return blDone;
   });
   if (!blLocked) {
-    throw Failure("the configuration is being changed by another command, which does not end");
+    throw Failure(fmt::format("the configuration is being changed by another command; gave up after {} s",
+                              std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
   }
 }
 

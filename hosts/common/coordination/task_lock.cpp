@@ -100,7 +100,8 @@ TaskLock::TaskLock() : m_fd(openLockFile()) {}
 
 void TaskLock::announce(const std::vector<std::string>& vecTasks) {
   if (const auto busy = lockAll(m_fd.get(), F_RDLCK, vecTasks, Place::RECORD, CHANGE_LIMIT)) {
-    throw Failure(fmt::format("the task \"{}\" is being changed by another command, which does not end", *busy));
+    throw Failure(fmt::format("the task \"{}\" is being changed by another command; gave up after {} s", *busy,
+                              CHANGE_LIMIT.count()));
   }
 }
 

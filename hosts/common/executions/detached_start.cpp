@@ -140,14 +140,14 @@ pid_t startAsProcess(const ExecutionRequest& request, const std::function<void(c
   }
   waitpid(pid, nullptr, 0);
   pipe.writer.reset();
-  const std::string strText = readAll(pipe.reader.get(), "the answer of the process in the background");
+  const std::string strText = readAll(pipe.reader.get(), "the answer of the background process");
   if (strText == NOTHING_STARTED) {
     return 0;
   }
   char* szEnd = nullptr;
   const long lPid = std::strtol(strText.c_str(), &szEnd, 10);
   if (strText.empty() || *szEnd != '\0') {
-    throw Failure(strText.empty() ? "the process in the background has ended before it started anything" : strText);
+    throw Failure(strText.empty() ? "the background process ended before it started anything" : strText);
   }
   return static_cast<pid_t>(lPid);
 }

@@ -95,7 +95,7 @@ void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
   }
   if (!strReasons.empty()) {
     throw Failure(
-        fmt::format("the event \"{}\" is not fired, for its tasks cannot be run safely:{}", strEvent, strReasons));
+        fmt::format("the event \"{}\" is not fired: its tasks cannot be run safely:{}", strEvent, strReasons));
   }
 }
 
@@ -118,7 +118,7 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
   }
   for (const auto& [strTask, strAside] : OutputFolder::of(*output).prepare(mapOwners)) {
     vecWarnings.push_back(
-        fmt::format("the output folder of \"{}\" was somebody else's; it is kept as {}", strTask, strAside));
+        fmt::format("the output folder of \"{}\" belonged to another user; it was moved to {}", strTask, strAside));
   }
   return vecWarnings;
 }
@@ -161,8 +161,7 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
                             strProblem};
     plan.iFiring = rememberFiring(session, begin, listTasks(session));
   } catch (const std::exception& error) {
-    plan.vecWarnings.push_back(
-        fmt::format("'eorva explain' will know less about the tasks of this event: {}", error.what()));
+    plan.vecWarnings.push_back(fmt::format("cannot record this firing for 'eorva explain': {}", error.what()));
   }
 }
 

@@ -42,7 +42,7 @@ public:
 
   /// Gives every place in which runs may have left something: the configured one, also when no output is kept
   /// any more, then the former ones, the newest first.
-  /// \param vecUnknown  receives the places that are on no share any more, as they were configured.
+  /// \param vecUnknown  receives the places whose share no longer exists, as they were configured.
   static std::vector<OutputFolder> places(std::vector<std::string>& vecUnknown);
 
   /// Makes the folders of tasks ready for the runs of their owners. What somebody else left in the place of one is

@@ -76,7 +76,7 @@ private:
                       whyShareUnusable(strShare)));
     } else {
       m_result.vecProblems.push_back(
-          fmt::format("the place \"{}\" of former output is on no share any more", strPlace));
+          fmt::format("the share of the former output path \"{}\" no longer exists", strPlace));
     }
   }
 

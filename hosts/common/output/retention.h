@@ -25,7 +25,7 @@ struct PrunedItem {
   /// The name of the task; of its folder when the run has no record.
   std::string task() const;
 
-  Json::Value jRun;       ///< the run record; null for output whose run is on record no more
+  Json::Value jRun;       ///< the run record; null for output without a run record
   std::string strFolder;  ///< folder of the task, and the next: of the run in it
   Json::Int64 iStartTime = 0;
   std::uint64_t cb = 0;  ///< room that the output took

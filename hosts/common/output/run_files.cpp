@@ -19,12 +19,12 @@ namespace {
 std::string lookedText(const Json::Value& jRun, const std::vector<std::string>& vecLooked,
                        const std::vector<std::string>& vecUnknown) {
   if (const Json::Int64 iRemoved = intOf(memberOf(jRun, "extra"), OUTPUT_REMOVED); iRemoved != 0) {
-    return fmt::format("it was removed to make room, {}", timeText(iRemoved));
+    return fmt::format("it was removed to save space, {}", timeText(iRemoved));
   }
   std::string strText =
-      vecLooked.empty() ? "no output folder is set" : fmt::format("it is not in {}", fmt::join(vecLooked, ", nor in "));
+      vecLooked.empty() ? "no output folder is set" : fmt::format("it is not in {}", fmt::join(vecLooked, " or "));
   for (const std::string& strPlace : vecUnknown) {
-    strText += fmt::format("; the place \"{}\" is on no share any more", strPlace);
+    strText += fmt::format("; the share of \"{}\" no longer exists", strPlace);
   }
   return strText;
 }
@@ -50,7 +50,7 @@ UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile) {
   std::string strLooked;
   std::optional<UniqueFd> file = findRunFile(jRun, szFile, strLooked);
   if (!file) {
-    throw Failure(fmt::format("nothing is kept of run {} as {}: {}", intOf(jRun, "result_id"), szFile, strLooked));
+    throw Failure(fmt::format("run {} has no {}: {}", intOf(jRun, "result_id"), szFile, strLooked));
   }
   return std::move(*file);
 }

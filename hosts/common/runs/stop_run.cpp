@@ -18,10 +18,10 @@ namespace {
 
 constexpr std::chrono::milliseconds PAUSE(50);
 
-/// \return false when there was nothing to be ended yet, or any more.
+/// \return false when the run has no process to end.
 bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::chrono::seconds grace,
                   std::chrono::seconds killLimit) {
-  // The process of the run is held meanwhile.
+  // The process of the run is stopped meanwhile.
   const DeferredSignals deferred;
   RunEnding end(std::move(process), grace);
   if (!end.hasWork() || !markEnded(session, iResult, ENDED_STOPPED)) {
@@ -30,14 +30,14 @@ bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::c
   end.ask();
   if (!tryUntil(2 * grace + killLimit, PAUSE, [&] { return end.step(); })) {
     throw Failure(
-        fmt::format("run {} cannot be ended: something that it started does not even end when it is "
-                    "killed, as when it waits for a disk that does not answer",
+        fmt::format("run {} did not end: one of its processes is still there after it was killed; it may wait for a "
+                    "disk that does not answer",
                     iResult));
   }
   return true;
 }
 
-/// Ends the run as soon as there is something to be ended: its script may not have begun yet.
+/// Ends the run as soon as its script has started.
 void endRun(Session& session, const Json::Value& jRun, std::chrono::seconds grace, const StopLimits& limits) {
   const Json::Int64 iResult = intOf(jRun, "result_id");
   const bool blEnded = tryUntil(limits.begin, PAUSE, [&] {
@@ -45,11 +45,11 @@ void endRun(Session& session, const Json::Value& jRun, std::chrono::seconds grac
     return !process || endProcesses(session, iResult, std::move(*process), grace, limits.kill);
   });
   if (!blEnded) {
-    throw Failure(fmt::format("run {} was not ended: its script has not begun yet", iResult));
+    throw Failure(fmt::format("run {} was not ended: its script has not started yet", iResult));
   }
 }
 
-/// Waits until the run is closed: by its execution, or here when that is gone.
+/// Waits until its execution has closed the run; closes it here when the execution is gone.
 Json::Value waitUntilClosed(Session& session, Json::Int64 iResult, std::chrono::seconds limit) {
   Json::Value jRun;
   const bool blClosed = tryUntil(limit, PAUSE, [&] {
@@ -61,7 +61,7 @@ Json::Value waitUntilClosed(Session& session, Json::Int64 iResult, std::chrono::
     return jRun.isMember("stop_time");
   });
   if (!blClosed) {
-    throw Failure(fmt::format("run {} was ended, but its execution does not close it", iResult));
+    throw Failure(fmt::format("run {} was ended, but its execution has not closed it", iResult));
   }
   return jRun;
 }
