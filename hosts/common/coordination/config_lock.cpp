@@ -39,7 +39,7 @@ ConfigLock::ConfigLock(std::chrono::milliseconds limit) : m_fd(openLockFile()) {
 }
 
 ConfigLock::~ConfigLock() {
-  // A process that was started meanwhile may have the file open, too.
+  // A child that was started meanwhile may share the open file.
   flock(m_fd.get(), LOCK_UN);
 }
 

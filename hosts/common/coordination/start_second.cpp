@@ -20,7 +20,7 @@ namespace Host {
 
 namespace {
 
-/// After that the clock must be standing still; the library would start the tasks all the same.
+/// Gives up after that: the clock must be standing still.
 constexpr int MAX_SECONDS = 30;
 
 bool isClaimed(const std::string& strClaims, const std::set<std::string>& setTasks) {
@@ -50,7 +50,7 @@ void writeClaims(int fd, const std::string& strClaims) {
   }
 }
 
-/// Others wait no longer than this takes.
+/// Holds the lock only for a moment.
 /// \return false when one of the tasks has been started in this second already.
 bool claimThisSecond(Session& session, const std::set<std::string>& setTasks) {
   const UniqueFd fd(open(START_SECOND_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
@@ -59,7 +59,7 @@ bool claimThisSecond(Session& session, const std::set<std::string>& setTasks) {
   }
   const std::time_t second = std::time(nullptr);
   const std::string strSecond = fmt::format("{}\n", second);
-  // What was claimed last: a second, and the names of the tasks, each on a line.
+  // The last claim: a line with the second, then a line for each task.
   std::string strClaims = readAll(fd.get(), START_SECOND_PATH);
   if (strClaims.compare(0, strSecond.size(), strSecond) != 0) {
     strClaims = strSecond;

@@ -19,15 +19,15 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A change takes a moment, but may itself wait for the store.
+/// A change is short, but may have to wait for the store.
 constexpr auto CHANGE_LIMIT = 60s;
 
-/// How long who cannot have a lock waits before the next try.
+/// Pause between two tries.
 constexpr auto LOCK_PAUSE = 20ms;
 
-/// Each task has two bytes of the file, which is and stays empty: locks may lie behind its end. Where they lie
-/// follows from the name alone, so that any name, of any length, has a place that no other name is likely to have.
-/// The records' bytes lie in the lower half of what a file can have, the turns' in the upper half.
+/// Each task has two bytes of the lock file, which stays empty: locks can lie behind the end of a file. Their offsets
+/// are hashes of the name, so that two tasks are unlikely to share one. The locks of records are in the lower half of
+/// the possible offsets, those of turns in the upper half.
 enum class Place : std::uint8_t { RECORD = 0, TURN = 1 };
 
 constexpr std::int64_t HALF = std::int64_t{1} << 62;
@@ -40,7 +40,7 @@ std::int64_t offsetOf(const std::string& strTask, Place place) {
   return static_cast<std::int64_t>(hash >> 2) + (place == Place::TURN ? HALF : 0);
 }
 
-/// As a length: all that lies behind the start.
+/// As a length: to the end of the file.
 constexpr std::int64_t TO_THE_END = 0;
 
 bool setLock(int fd, short iType, std::int64_t iStart, std::int64_t cb) {
@@ -66,8 +66,8 @@ void unlock(int fd, const std::string& strTask, Place place) {
   lockTask(fd, F_UNLCK, strTask, place);
 }
 
-/// Takes all of the locks or none, so that two who want the same ones in another order do not wait for each other.
-/// \return the task whose lock could not be had; nothing when all are held.
+/// Takes all of the locks or none, so that two executions cannot wait for each other.
+/// \return a task that was still locked when the time was up; nothing on success.
 std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::string>& vecTasks, Place place,
                                    std::chrono::milliseconds limit) {
   std::optional<std::string> busy;

@@ -19,7 +19,7 @@ namespace Host {
 
 namespace {
 
-/// Who can change a folder can swap what is in it, after it has been looked at.
+/// A user who can write to a folder could exchange its content after the check.
 void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
   const struct stat status = statusOf(fd, strPath);
   if (status.st_uid != 0) {
@@ -28,7 +28,7 @@ void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
                     "runs from there",
                     strPath, status.st_uid));
   }
-  // Also in a sticky one: the owner of a task's folder could put a link in its place.
+  // The sticky bit does not help: the owner of a task folder could replace it by a link.
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     throw Failure(
         fmt::format("the output folder {} may be changed by others (mode {:04o}): they could swap what root "
@@ -99,7 +99,7 @@ std::vector<OutputFolder> OutputFolder::places(std::vector<std::string>& vecUnkn
   return vecPlaces;
 }
 
-/// Goes from the share's folder inwards. The path of the share itself is the administrator's and may hold links.
+/// Opens folder by folder, from the share inwards. The path of the share itself may contain links.
 UniqueFd OutputFolder::openBase(bool blCreate) const {
   UniqueFd fd(open(m_strSharePath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!fd.isOpen()) {
@@ -161,7 +161,7 @@ std::vector<OutputFolder::Move> OutputFolder::rename(const std::string& strTask,
   };
   try {
     for (const std::string& strFolder : foldersAt(base, strTask)) {
-      // It is no output of the task that gets the name.
+      // The output of another task, which had this name.
       if (strFolder == strTask && hasEntry(base, strNew)) {
         move(strNew, freeAsideName(base, strNew));
       }
@@ -205,7 +205,7 @@ std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Js
   if (!base) {
     return file;
   }
-  // What the runs of an earlier owner have left was put aside when the task got another one.
+  // Output of an earlier owner was moved aside when the owner changed.
   for (const std::string& strFolder : foldersAt(*base, strTask)) {
     file = findRunFileAt(*base, m_strPath + "/" + strFolder, std::to_string(iStartTime), szFile);
     if (file) {

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int OPEN_FOLDER = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-/// Something on a path is not there.
+/// A part of a path does not exist.
 class Missing : public Failure {
 public:
   using Failure::Failure;
@@ -44,27 +44,27 @@ bool isEmptyFolder(const UniqueFd& base, const std::string& strName) {
   return fd.isOpen() && !error && entries == std::filesystem::directory_iterator();
 }
 
-/// Tells whether the folder is as it was made ready before.
+/// Tells whether the folder is prepared already.
 bool isReady(const UniqueFd& base, const std::string& strTask, uid_t owner) {
   struct stat status{};
   return fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode) &&
          status.st_uid == owner && (status.st_mode & 07777) == 0700;
 }
 
-/// Tells whether something stands in the place of a task's folder that its owner cannot be given: the folder of an
-/// earlier owner, an open folder, a link, a file. What is in it could have been prepared for whoever comes.
+/// Tells whether the owner must not get the existing entry: a folder of an earlier owner, a folder that others can
+/// write to, a link, a file. Another user could have prepared its content.
 bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
   struct stat status{};
   if (fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
     return false;
   }
-  // Root's own closed and empty folder is one that was just created; what a task of root has left is not handed on.
+  // An empty folder of root was just created. Output of a task of root is not given to another user.
   const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0 && isEmptyFolder(base, strTask);
   const bool blOpen = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
   return !S_ISDIR(status.st_mode) || blOpen || (status.st_uid != owner && !blFresh);
 }
 
-/// The task's owner can put anything there, a second name of somebody else's file too.
+/// The owner of the task can create any file there, also a hard link to a file of another user.
 UniqueFd openPlainFileAt(const UniqueFd& parent, const char* szFile, const std::string& strPath) {
   UniqueFd file(openat(parent.get(), szFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!file.isOpen()) {
@@ -81,7 +81,7 @@ UniqueFd openPlainFileAt(const UniqueFd& parent, const char* szFile, const std::
 
 [[noreturn]] void failErrno(const char* szDo, const std::string& strPath) {
   const int iError = errno;
-  // What O_NOFOLLOW says about a link depends on the other flags; neither text would help.
+  // The error of O_NOFOLLOW for a link depends on the other flags, and neither text would help.
   if (iError == ELOOP || iError == ENOTDIR) {
     throw Failure(fmt::format("cannot {} {}: it is no folder, or a link", szDo, strPath));
   }
@@ -181,7 +181,7 @@ std::string prepareAt(const UniqueFd& base, const std::string& strTask, uid_t ow
   const std::string strAside = isOthers(base, strTask, owner) ? moveAsideAt(base, strTask, strBase) : std::string();
   makeFolderAt(base, strTask, strPath, 0700);
   const UniqueFd fd = openFolderAt(base, strTask, strPath);
-  // Only root can have created or renamed anything here since it was looked at.
+  // Only root can have changed the folder since the check.
   if (fchown(fd.get(), owner, groupOf(owner)) < 0) {
     failErrno("hand over", strPath);
   }

@@ -35,7 +35,7 @@ std::optional<UniqueFd> unlessMissing(const std::function<UniqueFd()>& fnOpen);
 /// \param strBase  its path, for messages.
 /// @{
 
-/// Tells whether the name is taken, if only by a link that leads nowhere.
+/// Tells whether the name is in use, also by a broken link.
 bool hasEntry(const UniqueFd& base, const std::string& strName);
 
 void renameAt(const UniqueFd& base, const std::string& strOld, const std::string& strNew, const std::string& strBase);
@@ -56,8 +56,8 @@ std::vector<std::string> foldersAt(const UniqueFd& base, const std::string& strT
 std::optional<UniqueFd> findRunFileAt(const UniqueFd& base, const std::string& strPath, const std::string& strStart,
                                       const char* szFile);
 
-/// Prepares the folder of a task for its owner, and moves aside what the owner must not be given.
-/// \return where that is now; empty when there was nothing.
+/// Prepares the folder of a task for its owner. Moves aside a folder that belonged to another user.
+/// \return its new path; empty when there was none.
 std::string prepareAt(const UniqueFd& base, const std::string& strTask, uid_t owner, const std::string& strBase);
 /// @}
 

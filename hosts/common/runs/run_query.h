@@ -16,7 +16,7 @@ namespace Host {
 
 class Session;
 
-/// Which runs are asked for; what is not set matches every run.
+/// Conditions for runs. A condition that is not set matches every run.
 struct RunQuery {
   std::string strTask;
   std::string strEvent;

@@ -28,7 +28,7 @@ std::string targetOf(const std::string& strPath) {
   return realpath(strPath.c_str(), szTarget.data()) != nullptr ? szTarget.data() : strPath;
 }
 
-/// A file beside the one that it is to replace; gone again unless it did.
+/// A file beside the one that it replaces. Removed again unless replace() was called.
 class Draft {
 public:
   explicit Draft(const std::string& strTarget)

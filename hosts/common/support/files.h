@@ -1,5 +1,5 @@
 /// \file files.h
-/// Files that are there whole, old or new, whatever happens meanwhile.
+/// Reads and replaces files.
 
 #pragma once
 
@@ -28,8 +28,8 @@ struct Pipe {
 /// Reads a small regular file; nothing when there is none. \throw Failure that names it.
 std::optional<std::string> readTextFile(const std::string& strPath);
 
-/// Writes a file beside its place and puts it there. A link keeps its place: what it leads to is replaced. A file that
-/// is there already keeps its mode and owner.
+/// Replaces a file by a rename, so that a crash leaves the old file or the new one. A link is followed. An existing
+/// file keeps its mode and owner.
 /// \param mode  of a new file.
 /// \throw Failure that names it; the old file is still there then.
 void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode);

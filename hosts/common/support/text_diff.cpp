@@ -13,7 +13,7 @@
 namespace Host {
 
 bool writeDifference(const DiffSide& left, const DiffSide& right, bool blColor, int fdOut) {
-  // Numbers that neither side has now, so that giving the one does not close the other.
+  // Numbers that neither side has, so that giving one does not close the other.
   constexpr int FD_LEFT = 200;
   constexpr int FD_RIGHT = 201;
   Program diff({"diff", "--unified", "--text", blColor ? "--color=always" : "--color=never", "--label=" + left.strLabel,

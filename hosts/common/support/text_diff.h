@@ -1,5 +1,5 @@
 /// \file text_diff.h
-/// Two texts side by side, as diff(1) shows them.
+/// The difference of two texts, from diff(1).
 
 #pragma once
 

@@ -1,5 +1,5 @@
 /// \file try_until.h
-/// Waits for something that nobody reports.
+/// Polling with a time limit.
 
 #pragma once
 
