@@ -24,6 +24,9 @@ struct Context {
   /// Tells whether standard output is a terminal that can do more than show one line after the other.
   static bool isOnTerminal();
 
+  /// Tells whether log lines go to standard output.
+  static bool isLogShown();
+
   /// Tells whether what goes to standard output may be coloured.
   bool isColored() const;
 };

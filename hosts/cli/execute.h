@@ -3,33 +3,23 @@
 
 #pragma once
 
-#include <functional>
-
-#include "common/executions/execution_request.h"
 #include "context.h"
 
 namespace Host {
-
-class Session;
+struct ExecutionRequest;
+class PreparedExecution;
 class ServiceProcess;
 }  // namespace Host
 
-/// What is shown of an execution, and to whom.
-struct ExecuteView {
-  bool blJson = false;
-  /// Called when everything is ready and nothing has been started.
-  std::function<void()> fnReady = [] {};
-  /// Called when the execution is under way, with the process that watches over it.
-  std::function<void(pid_t)> fnStarted = [](pid_t) {};
-  /// Set where this process is the main one of a service.
-  Host::ServiceProcess* pService = nullptr;
-};
+/// Tells what was found out before an execution starts.
+void tellPrepared(const Host::PreparedExecution& prepared);
 
-/// A run that would be refused is no run: whoever asked for it by name must learn that.
-/// \throw Host::Failure when the task is running and does not allow several runs at once.
-void refuseSecondRun(Host::Session& session, const std::string& strTask);
+/// Sums up an execution in which nothing was run.
+void printNothingRun(const Host::ExecutionRequest& request, bool blJson);
 
 /// Runs something, shows it while it goes on, and sums it up.
+/// \param pService  set where this process is the main one of a service.
 /// \return the result of the program.
 /// \throw Host::Failure when nothing was run, or when the execution itself failed.
-int execute(const Context& context, const Host::ExecutionRequest& request, const ExecuteView& view);
+int execute(const Context& context, const Host::ExecutionRequest& request, bool blJson,
+            Host::ServiceProcess* pService = nullptr);

@@ -2,5 +2,11 @@
 
 #include "eorvascheduler.h"
 
+#include "context.h"
+
 __attribute__((visibility("default"))) bool blLogToStdout = false;
 __attribute__((visibility("default"))) bool blDebugOutput = false;
+
+bool Context::isLogShown() {
+  return blLogToStdout;
+}

@@ -18,18 +18,24 @@ completes() {
   printf '%s' "${COMPREPLY[*]}"
 }
 
+# values WORD... - the values that may follow; no options
+values() {
+  eorva complete line -- "$@" '' | grep -v '^-' || true
+}
+
 @test "the words are one a line" {
   add_task first bootup alice 'exit 0'
   add_task 'two words' my-event alice 'exit 0'
   eorva run first >/dev/null
   eorva run first >/dev/null
-  same "tasks" $'first\ntwo words' "$(eorva complete tasks)"
-  same "runs, the newest first" $'2\n1' "$(eorva complete runs)"
-  [[ $'\n'$(eorva complete events)$'\n' == *$'\nbootup\n'*$'\nmy-event\n'* ]]
-  [[ $'\n'$(eorva complete owners)$'\n' == *$'\nroot\n'*$'\nalice\n'* ]]
-  [[ $'\n'$(eorva complete owners)$'\n' != *$'\ndaemon\n'* ]]
-  same "shares" scheduler "$(eorva complete shares)"
+  same "tasks" $'first\ntwo words' "$(values task show)"
+  same "runs, the newest first" $'2\n1' "$(values runs show)"
+  [[ $'\n'$(values fire)$'\n' == *$'\nbootup\n'*$'\nmy-event\n'* ]]
+  [[ $'\n'$(values runs list --owner)$'\n' == *$'\nroot\n'*$'\nalice\n'* ]]
+  [[ $'\n'$(values runs list --owner)$'\n' != *$'\ndaemon\n'* ]]
+  same "shares" scheduler "$(values config set --output-path)"
   run -2 eorva complete nonsense
+  run -2 eorva complete tasks
 }
 
 @test "commands are completed, and what no one types is not" {
@@ -87,7 +93,7 @@ completes() {
 
 @test "without a store, and for other users, nothing is said in the line" {
   rm -r "$STORE"
-  run -0 --separate-stderr eorva complete tasks
+  run -0 --separate-stderr values task show
   same "all of it" "" "$output$stderr"
   run -0 --separate-stderr setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva complete line -- ta
   same "for another user" "task" "$(grep -x task <<<"$output")"

@@ -70,7 +70,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   complains "warning: no output is kept, so a script of one owner can be run with the rights of another"
   sed -i /shared_script=yes/d /etc/eorva.conf
   run -1 --separate-stderr eorva runs output 1
-  complains "nothing is kept of run 1"
+  complains "run 1 has no output.log"
 }
 
 @test "an event with tasks of several owners is not fired when no place for output was ever set" {

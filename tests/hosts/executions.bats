@@ -14,7 +14,7 @@ setup() { fresh_store; }
   add_task resting bootup alice 'echo never' --disabled
   rm -f /home/alice/order
   run -0 --separate-stderr eorva fire bootup
-  says "event bootup: 4 runs, 4 ended with 0, 0 did not"
+  says "event bootup: 4 runs, 4 ok, 0 failed"
   same "order" "a c d" "$(paste -sd ' ' /home/alice/order)"
   same "who ran root-a" alice "$(eorva runs output "$(run_of root-a)")"
   same "who ran root-b" bob "$(eorva runs output "$(run_of root-b)")"
@@ -31,7 +31,7 @@ setup() { fresh_store; }
   [[ ${lines[1]} =~ ^[0-9-]+\ [0-9:]+\ \ quick:\ exit\ 0,\ after\ [0-9]+\ s$ ]]
   [[ ${lines[2]} =~ next:\ started\ as\ bob\ \(run\ 2\)$ ]]
   [[ ${lines[3]} =~ next:\ exit\ 5\ or\ signal\ 5\ \(SIGTRAP\),\ after ]]
-  same "summary" "event bootup: 2 runs, 1 ended with 0, 1 did not" "${lines[4]}"
+  same "summary" "event bootup: 2 runs, 1 ok, 1 failed" "${lines[4]}"
   [[ ${lines[5]} =~ next:.*eorva\ runs\ output\ 2$ ]]
 }
 
@@ -42,7 +42,7 @@ setup() { fresh_store; }
   says $'\033[3A\r\033[J'
   says "waiting"
   says "exit 0"
-  says "event bootup: 2 runs, 2 ended with 0, 0 did not"
+  says "event bootup: 2 runs, 2 ok, 0 failed"
 }
 
 @test "how runs end is shown as far as the record tells" {
@@ -115,7 +115,7 @@ setup() { fresh_store; }
   add_task second bootup alice 'echo "by $EORVA_EVENT"' --after first --disabled
   add_task third bootup alice 'exit 0' --after second
   run -0 eorva run second
-  says "task second: 1 run, 1 ended with 0, 0 did not"
+  says "task second: 1 run, 1 ok, 0 failed"
   same "runs" '[["second","on_demand"]]' "$(eorva runs list --json | jq -c '[.[] | [.task_name, .trigger_event]]')"
   same "printed" "by on_demand" "$(eorva runs output 1)"
 }
@@ -123,7 +123,7 @@ setup() { fresh_store; }
 @test "run answers 3 when the task does not end with 0" {
   add_task bad bootup alice 'exit 4'
   run -3 eorva run bad
-  says "task bad: 1 run, 0 ended with 0, 1 did not"
+  says "task bad: 1 run, 0 ok, 1 failed"
 }
 
 @test "a second run is refused while the first goes on, unless the task allows it" {
@@ -148,7 +148,7 @@ setup() { fresh_store; }
   eorva run single >/dev/null 3>&- &
   wait_until runs_are 1
   run -3 eorva fire bootup
-  says "event bootup: 0 runs, 0 ended with 0, 0 did not; not started: single, after"
+  says "event bootup: 0 runs, 0 ok, 0 failed; not started: single, after"
   touch /tmp/go
   wait
 }
@@ -206,7 +206,7 @@ setup() { fresh_store; }
   local status=0
   wait "$display" || status=$?
   same "answer of the display" 130 "$status"
-  grep -q "the execution goes on without this display, in process" fire.err
+  grep -q "the execution goes on in the background, in process" fire.err
   touch /tmp/go
   wait_until eval '[[ $(eorva runs show 1 --json | jq -r .outcome) == ok ]]'
   same "printed" done "$(eorva runs output 1)"

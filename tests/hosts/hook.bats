@@ -73,7 +73,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   for command in "fire --as-service --ticket eorva-fire-1.service -- bootup" "run --as-service --ticket never -- one"; do
     # shellcheck disable=SC2086
     run -0 --separate-stderr eorva $command
-    complains "is not run: it was before, or nobody waits for it any more"
+    complains "is not run: it was run already, or its start was given up"
   done
   same "runs" 1 "$(eorva runs list --json | jq length)"
 }
@@ -122,7 +122,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   kill -INT "$display"
   touch /tmp/go
   wait "$display"
-  grep -q '1 ended with 0' shown
+  grep -q '1 ok' shown
 }
 
 @test "a display that loses the store says that the execution goes on" {
@@ -131,13 +131,13 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   local display=$!
   wait_until runs_are 1
   mv /usr/orva/share/eorvascheduler /usr/orva/share/aside
-  wait_until grep -q 'nothing more can be shown: .*; the execution goes on in process' shown
+  wait_until grep -q 'the display failed: .*; the execution goes on in process' shown
   mv /usr/orva/share/aside /usr/orva/share/eorvascheduler
   touch /tmp/go
   local status=0
   wait "$display" || status=$?
   same "answer" 1 "$status"
-  grep -q "the execution has ended; 'eorva runs list' shows how" shown
+  grep -q "the execution has ended; for the result: eorva runs list" shown
   same "outcome" '"ok"' "$(field 1 outcome)"
 }
 

@@ -24,7 +24,7 @@ teardown() { pkill -KILL '^eorva' || true; }
   chown bob "$KEPT/victim"
   touch "$KEPT/victim/planted"
   run -0 --separate-stderr eorva fire bootup
-  complains "the output folder of \"victim\" was somebody else's; it is kept as $KEPT/victim~1"
+  complains "the output folder of \"victim\" belonged to another user; it was moved to $KEPT/victim~1"
   same "folder" "alice alice 700" "$(stat -c '%U %G %a' "$KEPT/victim")"
   same "kept" "$KEPT/victim~1/planted" "$(ls "$KEPT"/victim*/planted)"
   run -0 --separate-stderr eorva fire bootup
@@ -38,7 +38,7 @@ teardown() { pkill -KILL '^eorva' || true; }
   eorva task delete again --yes
   add_task again bootup bob 'echo second'
   run -0 --separate-stderr eorva fire bootup
-  says "2 runs, 2 ended with 0"
+  says "2 runs, 2 ok"
   same "folder" "bob bob 700" "$(stat -c '%U %G %a' "$KEPT/again")"
   run -2 setpriv --reuid=alice --regid=alice --init-groups ls "$KEPT/again"
 }
@@ -81,7 +81,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   same "in the new place" "" "$(ls "$KEPT/elsewhere")"
   touch /tmp/go2
   wait
-  grep -q '3 runs, 3 ended with 0' fired
+  grep -q '3 runs, 3 ok' fired
 }
 
 @test "when the disk is changed under an execution, the folders on the new one are made ready, too" {
@@ -100,7 +100,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   same "folder" "root 700" "$(stat -c '%U %a' /srv/disk2/second)"
   touch /tmp/go2
   wait
-  grep -qF "the output folder of \"second\" was somebody else's; it is kept as /srv/disk2/second~1" fired
+  grep -qF "the output folder of \"second\" belonged to another user; it was moved to /srv/disk2/second~1" fired
   sed -i '/^\[disk\]/,$d' /etc/orva/shares.conf
 }
 
@@ -157,7 +157,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   done
   # Runners that multiply would keep a pipe open.
   run -3 bash -c 'timeout 60 eorva fire bootup 2>fire.err'
-  says "event bootup: 7 runs, 1 ended with 0, 6 did not"
+  says "event bootup: 7 runs, 1 ok, 6 failed"
   same "runs" 8 "$(eorva runs list --json | jq length)"
   same "open runs" 0 "$(eorva runs list --json | jq '[.[] | select(.outcome == "running")] | length')"
   same "processes" "" "$(pgrep '^eorva' || true)"
@@ -237,7 +237,7 @@ everything() {
   stored=$(eorva task list --json | jq length)
   ((stored >= NAMES))
   run -1 --separate-stderr eorva fire bootup
-  complains 'the event "bootup" is not fired, for its tasks cannot be run safely'
+  complains 'the event "bootup" is not fired: its tasks cannot be run safely'
   for name in ';touch /tmp/pwn;' '$(touch /tmp/pwn)' '../../../../srv/bait' $'\ntouch /tmp/pwn\n' "' or 1=1 --"; do
     run -1 --separate-stderr eorva run "$name"
     complains "is not run: its name must"

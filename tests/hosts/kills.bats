@@ -93,6 +93,6 @@ PYTHON
   # No task is blocked.
   for process in 1 2; do
     run -0 eorva fire "event-$process"
-    says "10 runs, 10 ended with 0"
+    says "10 runs, 10 ok"
   done
 }

@@ -37,9 +37,9 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "folders of one" "4,5,8,9,10" "$(folders one)"
   same "folders of two" "11,12,13" "$(folders two)"
   says "removed run 1 of one"
-  says "removed 5 runs and the output of 0 more: 40.0 KiB"
+  says "removed 5 runs: 40.0 KiB"
   run -0 eorva runs prune
-  same "again" "removed 0 runs and the output of 0 more: 0 B" "$output"
+  same "again" "removed 0 runs: 0 B" "$output"
 }
 
 @test "a dry run removes nothing and says the same" {
@@ -75,11 +75,11 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   rules retention_output_size=24K
   run -0 eorva runs prune
   says "removed the output of run 1 of two"
-  says "removed 0 runs and the output of 2 more: 16.0 KiB"
+  says "removed 0 runs and the output of 2 runs: 16.0 KiB"
   same "kept" "[1,2,3,4,5]" "$(kept)"
   same "folders" "3,4,5" "$(folders one)"
   run -1 --separate-stderr eorva runs output 1
-  complains "it was removed to make room, $(date +%Y)"
+  complains "it was removed to save space, $(date +%Y)"
   run -0 eorva runs output 3
 }
 
@@ -122,7 +122,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   touch "$KEPT/gone/$(date +%s)/script.log"
   rules retention_output_size=1K
   run -0 eorva runs prune
-  says "removed the output of a run that is on record no more of gone"
+  says "removed the output of a run without a record of gone"
   same "folders" "" "$(folders one)"
   same "of gone" 1 "$(find "$KEPT/gone" -mindepth 1 -maxdepth 1 | wc -l)"
   test -e "$KEPT/photos/8/image"
@@ -137,7 +137,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   rules retention_runs=1 retention_failed_runs=0 retention_output_size=1T
   run -0 eorva runs prune
   says "removed run 1 of one"
-  says "removed 3 runs and the output of 0 more: 24.0 KiB"
+  says "removed 3 runs: 24.0 KiB"
   same "put aside" "" "$(folders one~1)"
   same "kept" 4 "$(folders one)"
 }
@@ -183,12 +183,12 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   head -c 1048576 /dev/zero | tee "$KEPT/mine/$now/output.log" "$KEPT/mine/$future/output.log" "$KEPT/mixed/9/output.log" >"$KEPT/mixed/9/image"
   rules retention_output_size=24K
   run -0 eorva runs prune
-  same "said" "removed 0 runs and the output of 0 more: 0 B" "$output"
+  same "said" "removed 0 runs: 0 B" "$output"
   same "folders" "$recorded" "$(folders)"
   # A date to come proves nothing; then the folder is as old as its last change.
   touch -d '2 days ago' "$KEPT/mine/$future"
   run -0 eorva runs prune
-  says "removed 0 runs and the output of 1 more: 1.0 MiB"
+  says "removed 0 runs and the output of 1 run: 1.0 MiB"
   same "of one" "$recorded" "$(folders)"
   same "of mine" "$now" "$(folders mine)"
   test -e "$KEPT/mixed/9/output.log"

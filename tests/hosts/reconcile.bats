@@ -97,7 +97,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   for damaged in '[]' '7' '"x"'; do
     sqlite3 "$DATABASE" "update task set status = '$damaged' where task_name = 'quick'"
     run -0 eorva fire other
-    says "event other: 1 run, 1 ended with 0"
+    says "event other: 1 run, 1 ok"
   done
 }
 

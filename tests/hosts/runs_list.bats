@@ -73,11 +73,11 @@ numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
   same "from tomorrow" "[]" "$(numbers --since tomorrow)"
 }
 
-@test "what is no time is wrong usage" {
+@test "a value that is not a time is wrong usage" {
   local time
   for time in 'soon' '2026-02-31' '2026-13-01' '25:00' '5' '2x' '2h later' '@' '@-5' '1e3h' '99999999999999999999d'; do
     run -2 --separate-stderr eorva runs list --since "$time"
-    complains "--since \"$time\" is no time"
+    complains "--since \"$time\" is not a time"
     complains "yesterday"
   done
 }

@@ -151,7 +151,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   run -0 eorva config set --output-path scheduler
   sed -i 's/^\[old\]/[renamed]/' /etc/orva/shares.conf
   run -1 --separate-stderr eorva runs output 1
-  complains 'the place "old/sub" is on no share any more'
+  complains 'the share of "old/sub" no longer exists'
   complains "$KEPT/one/"
   sed -i 's/^\[renamed\]/[old]/' /etc/orva/shares.conf
   same "back" there "$(eorva runs output 1)"
@@ -173,7 +173,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   run -2 eorva runs diff 1
   rm -r "$KEPT/one/$(field 1 start_time)"
   run -1 --separate-stderr eorva runs diff 1 2
-  complains "nothing is kept of run 1 as script.log"
+  complains "run 1 has no script.log"
 }
 
 @test "a new name carries output along in every place" {

@@ -1,6 +1,7 @@
 /// eorva apply
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "cli/context.h"
 #include "cli/input.h"
@@ -36,7 +37,7 @@ std::string countText(const StateDifference& difference) {
 void showDifference(const Context& context, const Host::ApplyPlan& plan) {
   const Host::UniqueFd left = Host::fileOfText(Host::stateText(plan.before));
   const Host::UniqueFd right = Host::fileOfText(Host::stateText(plan.after));
-  Host::printDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored());
+  Host::writeDifference({left.get(), "now"}, {right.get(), "applied"}, context.isColored(), STDOUT_FILENO);
 }
 
 int finishWithoutChange(const ApplyOptions& options, const StateDifference& difference) {

@@ -7,11 +7,10 @@
 #include <set>
 #include <unistd.h>
 
-#include "orva_platform.h"
-
 #include "cli/command_line.h"
 #include "common/config/configuration.h"
 #include "common/events/event_catalogue.h"
+#include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
@@ -25,7 +24,6 @@ constexpr uid_t NOBODY = 65534;
 
 struct CompleteOptions {
   const CLI::App* pApp = nullptr;
-  std::string strKind;
   std::vector<std::string> vecWords;
 };
 
@@ -85,19 +83,6 @@ Words assignmentWords() {
   return words;
 }
 
-Words shareWords() {
-  Words words;
-  PKLIBCSZLIST pShares = KLIBCSzListAlloc(0);
-  PKLIBCSZLIST pFaults = KLIBCSzListAlloc(0);
-  const int cShares = pShares != nullptr && pFaults != nullptr ? ORVAShareList(&pShares, &pFaults) : 0;
-  for (int i = 0; i < cShares; ++i) {
-    words.emplace_back(KLIBCSzListGet(pShares, i));
-  }
-  KLIBCSzListFree(pShares);
-  KLIBCSzListFree(pFaults);
-  return words;
-}
-
 /// Root and people; not the users that belong to programs.
 Words ownerWords() {
   Words words;
@@ -111,29 +96,20 @@ Words ownerWords() {
   return words;
 }
 
-constexpr std::pair<const char*, Words (*)()> KINDS[] = {
-    {"tasks", &taskWords},        {"events", &eventWords},         {"runs", &allRunWords},
-    {"open-runs", &openRunWords}, {"settings", &Host::configKeys}, {"assignments", &assignmentWords},
-    {"shares", &shareWords},      {"owners", &ownerWords}};
-
-/// What help shows for a kind of value.
-std::string kindOf(const NextWord& next) {
-  // Only what runs can be stopped.
+/// The words for a kind of value, as help calls it.
+Words wordsOf(const NextWord& next) {
+  // Only open runs can be stopped.
   if (next.strType == "RUN" && next.strCommand == "stop") {
-    return "open-runs";
+    return openRunWords();
   }
-  constexpr std::pair<const char*, const char*> TYPES[] = {
-      {"TASK", "tasks"},   {"EVENT", "events"}, {"RUN", "runs"},         {"SHARE[/PATH]", "shares"},
-      {"SHARE", "shares"}, {"USER", "owners"},  {"SETTING", "settings"}, {"SETTING=VALUE", "assignments"}};
+  constexpr std::pair<const char*, Words (*)()> TYPES[] = {
+      {"TASK", &taskWords},           {"EVENT", &eventWords},
+      {"RUN", &allRunWords},          {"SHARE[/PATH]", &Host::shareNames},
+      {"SHARE", &Host::shareNames},   {"USER", &ownerWords},
+      {"SETTING", &Host::configKeys}, {"SETTING=VALUE", &assignmentWords}};
   const auto* it =
       std::find_if(std::begin(TYPES), std::end(TYPES), [&](const auto& type) { return next.strType == type.first; });
-  return it == std::end(TYPES) ? "" : it->second;
-}
-
-Words wordsOf(const std::string& strKind) {
-  const auto* it =
-      std::find_if(std::begin(KINDS), std::end(KINDS), [&](const auto& kind) { return strKind == kind.first; });
-  return it == std::end(KINDS) ? Words() : it->second();
+  return it == std::end(TYPES) ? Words() : it->second();
 }
 
 /// Behind "help" stands what could stand without it.
@@ -147,7 +123,7 @@ Words commandWords(const CompleteOptions& options) {
 Words lineWords(const CompleteOptions& options) {
   const NextWord next = nextWord(*options.pApp, options.vecWords);
   Words words = next.vecWords;
-  for (std::string& strWord : wordsOf(kindOf(next))) {
+  for (std::string& strWord : wordsOf(next)) {
     words.push_back(std::move(strWord));
   }
   if (next.strType == "COMMAND") {
@@ -163,7 +139,7 @@ Words lineWords(const CompleteOptions& options) {
 
 int runComplete(const Context&, const CompleteOptions& options) {
   try {
-    for (const std::string& strWord : options.strKind == "line" ? lineWords(options) : wordsOf(options.strKind)) {
+    for (const std::string& strWord : lineWords(options)) {
       fmt::print("{}\n", strWord);
     }
   } catch (const Host::Failure&) {
@@ -179,15 +155,14 @@ int runComplete(const Context&, const CompleteOptions& options) {
 void addCompleteCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<CompleteOptions>();
   pOptions->pApp = &app;
-  CLI::App* pCommand = addCommand(app, "complete", "Print the words that can be typed, one a line.",
-                                  "  eorva complete tasks\n"
+  CLI::App* pCommand = addCommand(app, "complete", "Print the words that can be typed next, one a line.",
                                   "  eorva complete line -- task show ''\n");
   pCommand->group("");
-  pCommand->add_option("kind", pOptions->strKind, "what they stand for; line: the next word of a command line")
+  pCommand->add_option_function<std::string>(
+              "kind", [](const std::string&) {}, "what is completed: a command line")
       ->required()
-      ->check(CLI::IsMember(
-          {"tasks", "events", "runs", "open-runs", "settings", "assignments", "shares", "owners", "line"}))
-      ->type_name("KIND");
+      ->check(CLI::IsMember({"line"}))
+      ->type_name("line");
   pCommand->add_option("words", pOptions->vecWords, "the words of the line, the last one being typed")
       ->type_name("WORD");
   pCommand->callback([&context, pOptions] {

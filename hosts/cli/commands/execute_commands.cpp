@@ -1,21 +1,17 @@
 /// eorva fire|run
 
-#include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
 
-#include "cli/detach.h"
 #include "cli/execute.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
-#include "common/events/known_event.h"
+#include "common/executions/detached_start.h"
 #include "common/executions/service_process.h"
-#include "common/store/records.h"
-#include "common/store/session.h"
+#include "common/executions/start_execution.h"
 #include "common/support/failure.h"
-#include "common/text/json_members.h"
 
 namespace {
 
@@ -44,83 +40,70 @@ Host::ExecutionRequest requestOf(const ExecuteOptions& options, bool blByEvent) 
   return request;
 }
 
-/// What scripts have left behind belongs to the service, and keeps it, however the execution went.
-int executeAsService(const Context& context, const Host::ExecutionRequest& request, ExecuteView view) {
-  Host::ServiceProcess service;
-  view.pService = &service;
-  try {
-    const int iResult = execute(context, request, view);
-    std::fflush(nullptr);
-    service.waitForRest();
-    return iResult;
-  } catch (const std::exception&) {
-    service.waitForRest();
-    throw;
-  }
-}
-
-/// systemd may start a service again when its answer was lost, and late when nobody waits for it any more.
+/// systemd may start a service twice when its answer was lost, or after its starter gave up.
 bool mayBegin(const ExecuteOptions& options) {
   if (options.strTicket.empty() || Host::StartTicket::take(options.strTicket)) {
     return true;
   }
-  printNote(fmt::format("\"{}\" is not run: it was before, or nobody waits for it any more", options.strName));
+  printNote(fmt::format("\"{}\" is not run: it was run already, or its start was given up", options.strName));
   return false;
 }
 
-int start(const Context& context, const ExecuteOptions& options, const Host::ExecutionRequest& request) {
-  if (options.blDetach) {
-    return detach(context, request, options.blJson);
+int detach(const Host::ExecutionRequest& request, bool blJson) {
+  const Host::DetachedStart start = Host::startDetached(request, &tellPrepared);
+  const bool blUnit = !start.strUnit.empty();
+  if (!blUnit && start.pid == 0) {
+    printNothingRun(request, blJson);
+  } else if (blJson) {
+    Json::Value jOut(Json::objectValue);
+    jOut[request.kind()] = request.strName;
+    jOut[blUnit ? "unit" : "pid"] = blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid);
+    printJson(jOut);
+  } else {
+    fmt::print("{} {}: started in {}\n", request.kind(), request.strName,
+               blUnit ? start.strUnit : fmt::format("process {}", start.pid));
   }
-  ExecuteView view;
-  view.blJson = options.blJson;
-  return options.blService ? executeAsService(context, request, view) : execute(context, request, view);
+  return EXIT_DONE;
+}
+
+int start(const Context& context, const ExecuteOptions& options, bool blByEvent) {
+  if (!mayBegin(options)) {
+    return EXIT_DONE;
+  }
+  const Host::ExecutionRequest request = requestOf(options, blByEvent);
+  Host::checkRequest(request, options.blDetach);
+  if (options.blDetach) {
+    return detach(request, options.blJson);
+  }
+  if (options.blService) {
+    return Host::runAsService(
+        [&](Host::ServiceProcess& service) { return execute(context, request, options.blJson, &service); });
+  }
+  return execute(context, request, options.blJson);
 }
 
 int runFire(const Context& context, const ExecuteOptions& options) {
   if (options.strName.empty()) {
     throw Host::UsageFailure("fire: the name of the event is empty");
   }
-  if (!mayBegin(options)) {
-    return EXIT_DONE;
-  }
-  const Host::ExecutionRequest request = requestOf(options, true);
-  {
-    Host::Session session;
-    Host::requireEvent(Host::listTasks(session), options.strName);
-  }
-  return start(context, options, request);
+  return start(context, options, true);
 }
 
 int runRun(const Context& context, const ExecuteOptions& options) {
-  if (!mayBegin(options)) {
-    return EXIT_DONE;
-  }
-  const Host::ExecutionRequest request = requestOf(options, false);
-  {
-    Host::Session session;
-    Host::requireTask(session, options.strName);
-    if (options.blDetach) {
-      // In the background nobody would hear of it.
-      refuseSecondRun(session, options.strName);
-    }
-  }
-  return start(context, options, request);
+  return start(context, options, false);
 }
 
 void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
-  pCommand
-      ->add_option("--env", options.vecEnvironment,
-                   "tell the scripts something, as a variable of their environment; may be given several times")
+  pCommand->add_option("--env", options.vecEnvironment, "set an environment variable for the scripts; can be repeated")
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
-  pCommand->add_flag("--detach", options.blDetach, "do not wait: run it in the background, under systemd as a service");
-  pCommand->add_option("--budget", options.iBudget, "end whatever still runs after so many seconds")
+  pCommand->add_flag("--detach", options.blDetach, "run in the background, as a service where systemd runs");
+  pCommand->add_option("--budget", options.iBudget, "end all runs after this time")
       ->type_name("SECONDS")
       ->check(wholeNumber(1, 366 * 86400, " of seconds"));
   pCommand->add_flag("--leave-nothing", options.blLeaveNothing,
-                     "when the last task has ended, end what scripts have left in the background");
-  // For the service that --detach starts: the event has happened before that.
+                     "when the last task has ended, end the background processes of its scripts");
+  // For the service that --detach starts.
   pCommand->add_option("--fired-at", options.iFiredAt)->group("");
   pCommand->add_option("--ticket", options.strTicket)->group("");
   pCommand->add_flag("--as-service", options.blService)->group("");
@@ -131,14 +114,14 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
 void addExecuteCommands(CLI::App& app, Context& context) {
   auto pFire = std::make_shared<ExecuteOptions>();
   CLI::App* pCommand = addCommand(app, "fire", "Run the tasks of an event, and wait until the last one has ended.",
-                                  "  eorva fire bootup            ends with 3 when some task did not end with 0\n"
-                                  "  eorva fire bootup --json     nothing while it runs, then all of it\n"
+                                  "  eorva fire bootup            exits with 3 when a task failed\n"
+                                  "  eorva fire bootup --json     prints all runs when the last one has ended\n"
                                   "  eorva fire disk_attached --env EORVA_DISK=/dev/sdb --detach\n"
                                   "  eorva fire shutdown --budget 300 --leave-nothing\n");
   pCommand->add_option("event", pFire->strName, "the event")->required()->type_name("EVENT");
   addCommonOptions(pCommand, *pFire);
   pCommand->add_flag("--json", pFire->blJson,
-                     "as JSON: the runs, when all have ended; with --detach, what was started");
+                     "print the runs as JSON when all have ended; with --detach, the unit or process");
   onCommand(pCommand, context, pFire, &runFire);
 
   auto pRun = std::make_shared<ExecuteOptions>();
@@ -148,6 +131,7 @@ void addExecuteCommands(CLI::App& app, Context& context) {
                  "  eorva run disk-usage --detach\n");
   pCommand->add_option("task", pRun->strName, "its name")->required()->type_name("TASK");
   addCommonOptions(pCommand, *pRun);
-  pCommand->add_flag("--json", pRun->blJson, "as JSON: the run, when it has ended; with --detach, what was started");
+  pCommand->add_flag("--json", pRun->blJson,
+                     "print the run as JSON when it has ended; with --detach, the unit or process");
   onCommand(pCommand, context, pRun, &runRun);
 }

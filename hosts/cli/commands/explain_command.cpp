@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "common/answers/run_answers.h"
 #include "common/events/event_switch.h"
 #include "common/reasons/explanation.h"
 #include "common/store/records.h"
@@ -92,7 +93,7 @@ Json::Value reasonsForPrograms(const std::vector<Host::Reason>& vecReasons) {
 
 Json::Value forPrograms(const Explanation& explanation, const OwnerNames& owners) {
   const auto run = [&](const Json::Value& jRun) {
-    return jRun.isObject() ? runForPrograms(jRun, owners) : Json::Value();
+    return jRun.isObject() ? Host::runForPrograms(jRun, owners) : Json::Value();
   };
   Json::Value jOut(Json::objectValue);
   jOut["task_name"] = explanation.jTask["task_name"];

@@ -1,14 +1,12 @@
 /// eorva log
 
 #include <algorithm>
-#include <array>
 #include <ctime>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "orva_platform.h"
-
 #include "cli/context.h"
+#include "cli/terminal/follow.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/server/event_log.h"
@@ -31,25 +29,18 @@ struct LogOptions {
   bool blJson = false;
 };
 
-std::string serverLanguage() {
-  std::array<char, 32> szLanguage{};
-  const int iFound =
-      KLIBCFileGetKeyValue("/etc/orvainfo.conf", "maillang", szLanguage.data(), static_cast<int>(szLanguage.size()));
-  return iFound > 0 ? szLanguage.data() : "enu";
-}
-
 std::string levelWord(Json::Int64 iLevel) {
   return iLevel == 1 ? "info" : (iLevel == 2 ? "warning" : "error");
 }
 
 std::string languageOf(const LogOptions& options) {
   if (options.strLanguage.empty()) {
-    return serverLanguage();
+    return Host::serverLanguage();
   }
   const std::vector<std::string> vecLanguages = Host::EventLogTexts().languages();
   if (std::find(vecLanguages.begin(), vecLanguages.end(), options.strLanguage) == vecLanguages.end()) {
-    throw Host::UsageFailure(fmt::format("log: there are no texts in the language \"{}\"; there are {}",
-                                         options.strLanguage, fmt::join(vecLanguages, ", ")));
+    throw Host::UsageFailure(
+        fmt::format("log: unknown language \"{}\"; known: {}", options.strLanguage, fmt::join(vecLanguages, ", ")));
   }
   return options.strLanguage;
 }
@@ -61,15 +52,15 @@ Host::EventLogQuery queryOf(const LogOptions& options) {
     query.since = Host::readTimeSpec(options.strSince, std::time(nullptr));
     if (!query.since) {
       throw Host::UsageFailure(
-          fmt::format("log: --since \"{}\" is no time; times are {}", options.strSince, Host::TIME_SPEC_FORMS));
+          fmt::format("log: --since \"{}\" is not a time; times are {}", options.strSince, Host::TIME_SPEC_FORMS));
     }
   }
-  // Whoever names a time wants everything since then.
+  // With a time alone, all events since then are shown.
   query.cLines = options.blLines || options.strSince.empty() ? options.cLines : 0;
   return query;
 }
 
-/// Names come from users; no line must look like two, or be obeyed by a terminal.
+/// Names come from users: no line breaks, no control characters.
 std::string inOneLine(const std::string& strText) {
   Host::TerminalText text;
   std::string strLine = text.take(strText) + text.finish();
@@ -78,9 +69,7 @@ std::string inOneLine(const std::string& strText) {
 }
 
 void printLine(const Json::Value& jEvent) {
-  Json::Value jTime(Json::objectValue);
-  jTime["start_time"] = jEvent["time"];
-  fmt::print("{}  {:<7}  {}\n", timeText(jTime, "start_time"), levelWord(intOf(jEvent, "level")),
+  fmt::print("{}  {:<7}  {}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")),
              inOneLine(textOf(jEvent, "text")));
 }
 
@@ -90,7 +79,7 @@ void warnAboutUnreadable(Host::EventLog& log) {
   }
 }
 
-/// Shows what comes until this program is ended. An array would have no end, so programs get an event a line.
+/// Shows new events until this program ends. JSON has a line for each event, since an array would have no end.
 [[noreturn]] void follow(Host::EventLog& log, bool blJson) {
   for (std::vector<Json::Value> vecEvents = log.read();; vecEvents = log.readNew()) {
     for (const Json::Value& jEvent : vecEvents) {
@@ -98,7 +87,7 @@ void warnAboutUnreadable(Host::EventLog& log) {
     }
     warnAboutUnreadable(log);
     flushOutput();
-    Host::waitForMore();
+    waitForMore();
   }
 }
 
@@ -126,23 +115,24 @@ int runLog(const Context&, const LogOptions& options) {
 
 void addLogCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<LogOptions>();
-  CLI::App* pCommand =
-      addCommand(app, "log", "Show the event log: tasks that came and went, runs that could not start.",
-                 "  eorva log -n 20\n"
-                 "  eorva log --since yesterday --language ger\n"
-                 "  eorva log -f                          shows what comes, until Ctrl-C\n"
-                 "\nTimes: " +
-                     std::string(Host::TIME_SPEC_FORMS) + "\n");
-  CLI::Option* pLines =
-      pCommand->add_option("-n,--lines", pOptions->cLines, "the newest ones; 0 shows all, and so does --since alone")
-          ->capture_default_str()
-          ->type_name("N")
-          ->check(wholeNumber(0));
-  pCommand->add_option("--since", pOptions->strSince, "only what happened then or later")->type_name("TIME");
-  pCommand->add_option("--language", pOptions->strLanguage, "language of the texts; the server's if it is not given")
+  CLI::App* pCommand = addCommand(app, "log", "Show the event log: changed tasks, and runs that could not start.",
+                                  "  eorva log -n 20\n"
+                                  "  eorva log --since yesterday --language ger\n"
+                                  "  eorva log -f                          shows new events until Ctrl-C\n"
+                                  "\nTimes: " +
+                                      std::string(Host::TIME_SPEC_FORMS) + "\n");
+  CLI::Option* pLines = pCommand
+                            ->add_option("-n,--lines", pOptions->cLines,
+                                         "show the newest N events; 0: all, which is the default with --since")
+                            ->capture_default_str()
+                            ->type_name("N")
+                            ->check(wholeNumber(0));
+  pCommand->add_option("--since", pOptions->strSince, "only events of this time or later")->type_name("TIME");
+  pCommand
+      ->add_option("--language", pOptions->strLanguage, "language of the texts; default: the language of the server")
       ->type_name("LANGUAGE");
-  pCommand->add_flag("-f,--follow", pOptions->blFollow, "then show what comes, until it is ended");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of events; with -f, an event a line");
+  pCommand->add_flag("-f,--follow", pOptions->blFollow, "then show new events");
+  pCommand->add_flag("--json", pOptions->blJson, "print a JSON array; with -f, a JSON object a line");
   pCommand->callback([&context, pOptions, pLines] {
     pOptions->blLines = pLines->count() > 0;
     context.fnRun = [&context, pOptions] { return runLog(context, *pOptions); };

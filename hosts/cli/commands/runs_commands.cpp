@@ -1,15 +1,12 @@
-/// eorva runs show, and what the other subcommands of "runs" share
+/// eorva runs show, and functions for the other subcommands of "runs"
 
 #include "runs_commands.h"
 
-#include <charconv>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
-#include "common/output/output_folder.h"
-#include "common/output/retention.h"
+#include "common/answers/run_answers.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -31,7 +28,7 @@ int runShow(const Context&, const ShowOptions& options) {
   closeInterruptedRuns(session);
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   const OwnerNames owners = ownerNames(Host::listTasks(session));
-  const Json::Value jShown = runForPrograms(jRun, owners);
+  const Json::Value jShown = Host::runForPrograms(jRun, owners);
   if (options.blJson) {
     printJson(jShown);
     return EXIT_DONE;
@@ -40,30 +37,13 @@ int runShow(const Context&, const ShowOptions& options) {
                {"task", textOf(jRun, "task_name")},
                {"owner", textOf(jShown, "owner_name")},
                {"trigger", textOf(jRun, "trigger_event")},
-               {"event taken in", timeText(jRun, "event_fire_time")},
+               {"fired", timeText(jRun, "event_fire_time")},
                {"start", timeText(jRun, "start_time")},
                {"stop", timeText(jRun, "stop_time")},
                {"time", jShown["duration"].isNull() ? "-" : durationText(intOf(jShown, "duration"))},
                {"process", std::to_string(intOf(jRun, "pid"))},
                {"how it ended", Host::outcomeOf(jRun).strExplanation}});
   return EXIT_DONE;
-}
-
-/// Says where a file was looked for, or why there is none.
-std::string lookedText(const Json::Value& jRun, const std::vector<std::string>& vecLooked,
-                       const std::vector<std::string>& vecUnknown) {
-  const Json::Value& jExtra = Host::memberOf(jRun, "extra");
-  if (const Json::Int64 iRemoved = intOf(jExtra, Host::OUTPUT_REMOVED); iRemoved != 0) {
-    Json::Value jTime(Json::objectValue);
-    jTime["stop_time"] = iRemoved;
-    return fmt::format("it was removed to make room, {}", timeText(jTime, "stop_time"));
-  }
-  std::string strText =
-      vecLooked.empty() ? "no output folder is set" : fmt::format("it is not in {}", fmt::join(vecLooked, ", nor in "));
-  for (const std::string& strPlace : vecUnknown) {
-    strText += fmt::format("; the place \"{}\" is on no share any more", strPlace);
-  }
-  return strText;
 }
 
 }  // namespace
@@ -76,38 +56,13 @@ void closeInterruptedRuns(Host::Session& session) {
   try {
     Host::reconcile(session);
   } catch (const Host::Failure& error) {
-    // Looking must be possible while a store cannot be written to.
-    printNote(fmt::format("warning: runs that were interrupted may be shown as running: {}", error.what()));
+    // Runs can be shown although the store cannot be written.
+    printNote(fmt::format("warning: interrupted runs may be shown as running: {}", error.what()));
   }
-}
-
-std::optional<Host::UniqueFd> findRunFile(const Json::Value& jRun, const char* szFile, std::string& strLooked) {
-  const std::string strTask = textOf(jRun, "task_name");
-  const Json::Int64 iStart = intOf(jRun, "start_time");
-  std::vector<std::string> vecUnknown;
-  std::vector<std::string> vecLooked;
-  for (const Host::OutputFolder& folder : Host::OutputFolder::places(vecUnknown)) {
-    if (std::optional<Host::UniqueFd> file = folder.findRunFile(strTask, iStart, szFile)) {
-      return file;
-    }
-    vecLooked.push_back(fmt::format("{}/{}/{}", folder.path(), strTask, iStart));
-  }
-  strLooked = lookedText(jRun, vecLooked, vecUnknown);
-  return std::nullopt;
-}
-
-Host::UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile) {
-  std::string strLooked;
-  std::optional<Host::UniqueFd> file = findRunFile(jRun, szFile, strLooked);
-  if (!file) {
-    throw Host::Failure(
-        fmt::format("nothing is kept of run {} as {}: {}", intOf(jRun, "result_id"), szFile, strLooked));
-  }
-  return std::move(*file);
 }
 
 void addRunsCommands(CLI::App& app, Context& context) {
-  CLI::App* pRuns = addCommand(app, "runs", "Show what ran, and how it ended; what is kept, and for how long.",
+  CLI::App* pRuns = addCommand(app, "runs", "List runs, show their output and scripts, remove old ones.",
                                "  eorva runs list --task disk-usage\n"
                                "  eorva runs output 12\n");
   pRuns->require_subcommand(1);
@@ -116,7 +71,7 @@ void addRunsCommands(CLI::App& app, Context& context) {
   CLI::App* pCommand = addCommand(*pRuns, "show", "Show one run.", "  eorva runs show 12\n");
   auto pShow = std::make_shared<ShowOptions>();
   addRunOption(pCommand, pShow->iResult);
-  pCommand->add_flag("--json", pShow->blJson, "as JSON: the record");
+  pCommand->add_flag("--json", pShow->blJson, "print JSON");
   onCommand(pCommand, context, pShow, &runShow);
 
   addRunsOutputCommands(*pRuns, context);

@@ -1,29 +1,21 @@
 /// \file runs_commands.h
-/// What the subcommands of "runs" share.
+/// Functions for all subcommands of "runs".
 
 #pragma once
 
 #include <json/value.h>
-#include <optional>
-#include <string>
 
 #include "cli/context.h"
-#include "common/store/session.h"
-#include "common/support/unique_fd.h"
+
+namespace Host {
+class Session;
+}
 
 /// Adds the argument RUN, the number of a run.
 CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName = "run");
 
-/// Closes what was interrupted since somebody last looked, so that nothing is shown as running that is not.
+/// Closes interrupted runs, so that they are not shown as running.
 void closeInterruptedRuns(Host::Session& session);
-
-/// Opens a file that a run left, wherever it is kept.
-/// \param szFile  "output.log" or "script.log".
-/// \return nothing when it is not there; `strLooked` then says where it was looked for, and why it may be gone.
-std::optional<Host::UniqueFd> findRunFile(const Json::Value& jRun, const char* szFile, std::string& strLooked);
-
-/// The same. \throw Host::Failure when it is not there.
-Host::UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile);
 
 /// \name The subcommands
 /// @{

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include "cli/terminal/present.h"
+#include "common/output/run_files.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/support/files.h"
 #include "common/support/text_diff.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
@@ -20,11 +22,11 @@ struct DiffOptions {
 };
 
 Host::UniqueFd scriptOf(const Json::Value& jRun, bool blJson) {
-  Host::UniqueFd file = requireRunFile(jRun, "script.log");
+  Host::UniqueFd file = Host::requireRunFile(jRun, Host::SCRIPT_FILE);
   if (blJson || isatty(STDOUT_FILENO) != 1) {
     return file;
   }
-  return Host::fileOfText(Host::shownOn(STDOUT_FILENO, Host::textOfFile(file)));
+  return Host::fileOfText(Host::shownOn(STDOUT_FILENO, Host::readAll(file.get(), "the script")));
 }
 
 std::string labelOf(const Json::Value& jRun) {
@@ -51,7 +53,8 @@ int runDiff(const Context& context, const DiffOptions& options) {
   if (options.blJson) {
     return printJsonDifference(options, {left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)});
   }
-  return Host::printDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored())
+  return Host::writeDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored(),
+                               STDOUT_FILENO)
              ? EXIT_DONE
              : EXIT_DIFFERENT;
 }
@@ -61,9 +64,9 @@ int runDiff(const Context& context, const DiffOptions& options) {
 void addRunsDiffCommand(CLI::App& runs, Context& context) {
   auto pOptions = std::make_shared<DiffOptions>();
   CLI::App* pCommand = addCommand(runs, "diff", "Compare the scripts of two runs.",
-                                  "  eorva runs diff 12 47        ends with 3 when they differ\n");
+                                  "  eorva runs diff 12 47        exits with 3 when they differ\n");
   addRunOption(pCommand, pOptions->iLeft);
   addRunOption(pCommand, pOptions->iRight, "other");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object with \"same\" and \"difference\"");
+  pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"same\" and \"difference\"");
   onCommand(pCommand, context, pOptions, &runDiff);
 }

@@ -1,13 +1,12 @@
 /// eorva runs list
 
-#include <algorithm>
 #include <ctime>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
-#include <sqlite3.h>
 
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
+#include "common/runs/run_query.h"
 #include "common/server/users.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -15,9 +14,6 @@
 #include "common/text/json_members.h"
 #include "common/text/time_spec.h"
 #include "runs_commands.h"
-
-using Host::intOf;
-using Host::textOf;
 
 namespace {
 
@@ -34,122 +30,81 @@ struct ListOptions {
   bool blJson = false;
 };
 
-std::string quoted(const std::string& strText) {
-  const std::unique_ptr<char, decltype(&sqlite3_free)> szText(sqlite3_mprintf("%Q", strText.c_str()), &sqlite3_free);
-  return szText != nullptr ? szText.get() : "''";
+std::optional<std::time_t> timeOf(const char* szOption, const std::string& strTime) {
+  const std::optional<std::time_t> time = Host::readTimeSpec(strTime, std::time(nullptr));
+  if (!time && !strTime.empty()) {
+    throw Host::UsageFailure(
+        fmt::format("runs list: {} \"{}\" is not a time; times are {}", szOption, strTime, Host::TIME_SPEC_FORMS));
+  }
+  return time;
 }
 
-/// A run belongs to whom its task belongs to.
-std::string whereOwner(const Json::Value& jTasks, const std::string& strOwner) {
+std::optional<uid_t> ownerOf(const std::string& strOwner) {
   const std::optional<uid_t> uid = Host::findUser(strOwner);
-  if (!uid) {
+  if (!uid && !strOwner.empty()) {
     throw Host::Failure(fmt::format("there is no user \"{}\"", strOwner));
   }
-  std::vector<std::string> vecTasks;
-  for (const Json::Value& jTask : jTasks) {
-    if (intOf(jTask, "owner", -1) == static_cast<Json::Int64>(*uid)) {
-      vecTasks.push_back(quoted(textOf(jTask, "task_name")));
-    }
-  }
-  return fmt::format(" and task_name in ({})", fmt::join(vecTasks, ", "));
+  return uid;
 }
 
-std::string whereTime(const char* szOption, const char* szCompare, const std::string& strTime) {
-  const std::optional<std::time_t> time = Host::readTimeSpec(strTime, std::time(nullptr));
-  if (!time) {
-    throw Host::UsageFailure(
-        fmt::format("runs list: {} \"{}\" is no time; times are {}", szOption, strTime, Host::TIME_SPEC_FORMS));
-  }
-  return fmt::format(" and start_time {} {}", szCompare, *time);
-}
-
-std::string whereOutcomeWord(const std::string& strWord) {
+std::optional<Host::Outcome::Kind> outcomeOf(const std::string& strWord) {
   using Kind = Host::Outcome::Kind;
   for (const Kind kind : {Kind::OK, Kind::FAILED, Kind::RUNNING}) {
     if (strWord == Host::outcomeWord(kind)) {
-      return " and " + Host::whereOutcome(kind);
+      return kind;
     }
   }
-  return {};
+  return std::nullopt;
 }
 
-std::string whereOf(const ListOptions& options, const Json::Value& jTasks) {
-  std::string strWhere = "1";
-  if (!options.strTask.empty()) {
-    strWhere += " and task_name = " + quoted(options.strTask);
-  }
-  if (!options.strEvent.empty()) {
-    strWhere += " and trigger_event = " + quoted(options.strEvent);
-  }
-  if (!options.strOwner.empty()) {
-    strWhere += whereOwner(jTasks, options.strOwner);
-  }
-  if (!options.strSince.empty()) {
-    strWhere += whereTime("--since", ">=", options.strSince);
-  }
-  if (!options.strUntil.empty()) {
-    strWhere += whereTime("--until", "<=", options.strUntil);
-  }
-  if (options.iBefore != 0) {
-    strWhere += fmt::format(" and result_id < {}", options.iBefore);
-  }
-  return strWhere + whereOutcomeWord(options.blRunning ? "running" : options.strOutcome);
-}
-
-/// The newest runs that are asked for, the newest first.
-/// \param blMore  tells whether there are older ones.
-std::vector<Json::Value> newestRuns(Host::Session& session, const std::string& strWhere, unsigned cLimit,
-                                    bool& blMore) {
-  const Json::Value jRuns = Host::listRuns(session, strWhere, cLimit == 0 ? 0 : cLimit + 1);
-  std::vector<Json::Value> vecRuns(jRuns.begin(), jRuns.end());
-  std::reverse(vecRuns.begin(), vecRuns.end());
-  blMore = cLimit != 0 && vecRuns.size() > cLimit;
-  if (blMore) {
-    vecRuns.resize(cLimit);
-  }
-  return vecRuns;
+Host::RunQuery queryOf(const ListOptions& options) {
+  Host::RunQuery query;
+  query.strTask = options.strTask;
+  query.strEvent = options.strEvent;
+  query.owner = ownerOf(options.strOwner);
+  query.outcome = outcomeOf(options.blRunning ? "running" : options.strOutcome);
+  query.since = timeOf("--since", options.strSince);
+  query.until = timeOf("--until", options.strUntil);
+  query.iBefore = options.iBefore;
+  query.cLimit = options.cLimit;
+  return query;
 }
 
 int runList(const Context& context, const ListOptions& options) {
   Host::Session session;
   closeInterruptedRuns(session);
-  if (!options.strTask.empty()) {
-    Host::requireTask(session, options.strTask);
-  }
-  const Json::Value jTasks = Host::listTasks(session);
-  bool blMore = false;
-  const std::vector<Json::Value> vecRuns = newestRuns(session, whereOf(options, jTasks), options.cLimit, blMore);
-  const OwnerNames owners = ownerNames(jTasks);
+  const Host::RunPage page = Host::newestRuns(session, queryOf(options));
+  const OwnerNames owners = ownerNames(Host::listTasks(session));
   if (options.blJson) {
-    Json::Value jOut(Json::arrayValue);
-    for (const Json::Value& jRun : vecRuns) {
-      jOut.append(runForPrograms(jRun, owners));
-    }
-    printJson(jOut);
+    printJson(Host::runsForPrograms(page.vecRuns, owners));
     return EXIT_DONE;
   }
-  if (vecRuns.empty()) {
+  if (page.vecRuns.empty()) {
     printNote("no runs");
   } else {
-    printRuns(vecRuns, owners, context.isColored());
+    printRuns(page.vecRuns, owners, context.isColored());
   }
-  if (blMore) {
-    printNote(fmt::format("there are older runs: add --before {}", intOf(vecRuns.back(), "result_id")));
+  if (page.blMore) {
+    printNote(fmt::format("there are older runs: add --before {}", Host::intOf(page.vecRuns.back(), "result_id")));
   }
   return EXIT_DONE;
 }
 
 void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
   pCommand->add_option("--task", options.strTask, "only runs of this task")->type_name("TASK");
-  pCommand->add_option("--event", options.strEvent, "only runs that this event started; on_demand for those by hand")
+  pCommand
+      ->add_option("--event", options.strEvent,
+                   "only runs that this event started; on_demand: runs started with eorva run")
       ->type_name("EVENT");
-  pCommand->add_option("--owner", options.strOwner, "only runs of this user's tasks, by name or id")->type_name("USER");
-  CLI::Option* pOutcome = pCommand->add_option("--outcome", options.strOutcome, "only runs that ended so")
+  pCommand->add_option("--owner", options.strOwner, "only runs of this user's tasks; a name or user id")
+      ->type_name("USER");
+  CLI::Option* pOutcome = pCommand->add_option("--outcome", options.strOutcome, "only runs with this result")
                               ->check(CLI::IsMember({"ok", "failed", "running"}))
                               ->type_name("ok|failed|running");
-  pCommand->add_flag("--running", options.blRunning, "only runs that go on: --outcome running")->excludes(pOutcome);
-  pCommand->add_option("--since", options.strSince, "only runs that started then or later")->type_name("TIME");
-  pCommand->add_option("--until", options.strUntil, "only runs that started then or earlier")->type_name("TIME");
+  pCommand->add_flag("--running", options.blRunning, "same as --outcome running")->excludes(pOutcome);
+  pCommand->add_option("--since", options.strSince, "only runs that started at this time or later")->type_name("TIME");
+  pCommand->add_option("--until", options.strUntil, "only runs that started at this time or earlier")
+      ->type_name("TIME");
 }
 
 }  // namespace
@@ -159,18 +114,18 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
   CLI::App* pCommand = addCommand(runs, "list", "List runs, the newest first.",
                                   "  eorva runs list --event bootup --limit 10\n"
                                   "  eorva runs list --outcome failed --since yesterday --owner alice\n"
-                                  "  eorva runs list --before 4711           the 50 before that one\n"
-                                  "  eorva runs list --json --limit 0        all\n"
+                                  "  eorva runs list --before 4711           the 50 runs before run 4711\n"
+                                  "  eorva runs list --json --limit 0        all runs\n"
                                   "\nTimes: " +
                                       std::string(Host::TIME_SPEC_FORMS) + "\n");
   addFilterOptions(pCommand, *pOptions);
-  pCommand->add_option("--limit", pOptions->cLimit, "how many at most; 0 lists all")
+  pCommand->add_option("--limit", pOptions->cLimit, "list at most N runs; 0: all")
       ->capture_default_str()
       ->check(wholeNumber(0, 1'000'000'000))
       ->type_name("N");
-  pCommand->add_option("--before", pOptions->iBefore, "only runs with a smaller number: the next page")
+  pCommand->add_option("--before", pOptions->iBefore, "only runs with a smaller number, for the next page")
       ->check(wholeNumber(1))
       ->type_name("RUN");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records");
+  pCommand->add_flag("--json", pOptions->blJson, "print a JSON array");
   onCommand(pCommand, context, pOptions, &runList);
 }

@@ -8,23 +8,19 @@
 #include <unistd.h>
 #include <utility>
 
+#include "cli/terminal/follow.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
+#include "common/output/run_files.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/file_follower.h"
-#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"
 
-using Host::intOf;
-
 namespace {
-
-constexpr char OUTPUT_FILE[] = "output.log";
-constexpr char SCRIPT_FILE[] = "script.log";
 
 struct OutputOptions {
   Json::Int64 iResult = 0;
@@ -34,7 +30,7 @@ struct OutputOptions {
   bool blJson = false;
 };
 
-/// Hands bytes to standard output: as they are, or made harmless for a terminal.
+/// Writes bytes to standard output; on a terminal without control characters.
 class Sink {
 public:
   explicit Sink(bool blRaw) : m_blRaw(blRaw || isatty(STDOUT_FILENO) != 1) {}
@@ -64,34 +60,10 @@ void passOn(Host::FileFollower& file, Sink& sink) {
   });
 }
 
-/// Passes on a file that a run left, from its last lines.
+/// Prints the last lines of a file of a run.
 void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sink& sink) {
-  Host::FileFollower file(requireRunFile(jRun, szFile), szFile, cTail);
+  Host::FileFollower file(Host::requireRunFile(jRun, szFile), szFile, cTail);
   passOn(file, sink);
-}
-
-/// The end of what a run left: as much of it as is asked for and is no burden to whoever reads it.
-Json::Value endOf(const Host::FileFollower& file, Json::Value jOut) {
-  constexpr std::size_t CB_MAX = std::size_t{1} << 20;
-  Host::FileFollower::End end = file.end(CB_MAX);
-  // A character that was cut in two is left out.
-  std::size_t cbCut = 0;
-  while (end.blCut && cbCut < end.strText.size() && cbCut < 3 && (end.strText[cbCut] & 0xC0) == 0x80) {
-    ++cbCut;
-  }
-  jOut["size"] = static_cast<Json::Int64>(end.cbFile);
-  jOut["offset"] = static_cast<Json::Int64>(end.iStart) + static_cast<Json::Int64>(cbCut);
-  jOut["truncated"] = end.blCut;
-  jOut["text"] = end.strText.substr(cbCut);
-  return jOut;
-}
-
-void printFileJson(const Json::Value& jRun, const char* szFile, unsigned cLines) {
-  Json::Value jOut(Json::objectValue);
-  jOut["result_id"] = intOf(jRun, "result_id");
-  jOut["task_name"] = Host::textOf(jRun, "task_name");
-  jOut["file"] = szFile;
-  printJson(endOf({requireRunFile(jRun, szFile), szFile, cLines}, std::move(jOut)));
 }
 
 bool goesOn(Host::Session& session, Json::Int64 iResult) {
@@ -99,25 +71,26 @@ bool goesOn(Host::Session& session, Json::Int64 iResult) {
   return !jRun.isMember("stop_time") && Host::isRunAlive(jRun);
 }
 
-/// Shows what a run prints until it has ended.
+/// Shows the output of a run until it ends.
 void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions& options, Sink& sink) {
   std::optional<Host::FileFollower> file;
   std::string strLooked;
   for (bool blGoesOn = true; blGoesOn;) {
-    // Asked first: what was printed by then is read after that.
+    // Before the file is read, so that the last output is not missed.
     blGoesOn = goesOn(session, options.iResult);
-    if (std::optional<Host::UniqueFd> fd = file ? std::nullopt : findRunFile(jRun, OUTPUT_FILE, strLooked)) {
-      file.emplace(std::move(*fd), OUTPUT_FILE, options.cTail);
+    if (std::optional<Host::UniqueFd> fd =
+            file ? std::nullopt : Host::findRunFile(jRun, Host::OUTPUT_FILE, strLooked)) {
+      file.emplace(std::move(*fd), Host::OUTPUT_FILE, options.cTail);
     }
     if (file) {
       passOn(*file, sink);
     }
     if (blGoesOn) {
-      Host::waitForMore();
+      waitForMore();
     }
   }
   if (!file) {
-    throw Host::Failure(fmt::format("nothing is kept of run {}: {}", options.iResult, strLooked));
+    throw Host::Failure(fmt::format("run {} has no output: {}", options.iResult, strLooked));
   }
 }
 
@@ -125,14 +98,14 @@ int runOutput(const Context&, const OutputOptions& options) {
   Host::Session session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   if (options.blJson) {
-    printFileJson(jRun, OUTPUT_FILE, options.cTail);
+    printJson(Host::runFileForPrograms(jRun, Host::OUTPUT_FILE, options.cTail));
     return EXIT_DONE;
   }
   Sink sink(options.blRaw);
   if (options.blFollow) {
     follow(session, jRun, options, sink);
   } else {
-    passOnFile(jRun, OUTPUT_FILE, options.cTail, sink);
+    passOnFile(jRun, Host::OUTPUT_FILE, options.cTail, sink);
   }
   sink.end();
   return EXIT_DONE;
@@ -142,11 +115,11 @@ int runScript(const Context&, const OutputOptions& options) {
   Host::Session session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   if (options.blJson) {
-    printFileJson(jRun, SCRIPT_FILE, Host::FileFollower::ALL_LINES);
+    printJson(Host::runFileForPrograms(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES));
     return EXIT_DONE;
   }
   Sink sink(options.blRaw);
-  passOnFile(jRun, SCRIPT_FILE, Host::FileFollower::ALL_LINES, sink);
+  passOnFile(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES, sink);
   sink.end();
   return EXIT_DONE;
 }
@@ -154,19 +127,18 @@ int runScript(const Context&, const OutputOptions& options) {
 }  // namespace
 
 void addRunsOutputCommands(CLI::App& runs, Context& context) {
-  constexpr char RAW[] = "as it is, also to a terminal, which then obeys the escape sequences in it";
+  constexpr char RAW[] = "do not replace control characters on a terminal";
   auto pOutput = std::make_shared<OutputOptions>();
   CLI::App* pCommand = addCommand(runs, "output", "Show what a run printed.",
                                   "  eorva runs output 12 | less\n"
-                                  "  eorva runs output 12 --tail 20 -f     the last lines, then what comes\n");
+                                  "  eorva runs output 12 --tail 20 -f     the last lines, then new output\n");
   addRunOption(pCommand, pOutput->iResult);
-  CLI::Option* pFollow =
-      pCommand->add_flag("-f,--follow", pOutput->blFollow, "show what comes, until the run has ended");
-  pCommand->add_option("--tail", pOutput->cTail, "only the last lines of what is there")
+  CLI::Option* pFollow = pCommand->add_flag("-f,--follow", pOutput->blFollow, "show new output until the run ends");
+  pCommand->add_option("--tail", pOutput->cTail, "show only the last N lines")
       ->type_name("N")
       ->check(wholeNumber(0, std::numeric_limits<unsigned>::max() - 1));
   pCommand->add_flag("--raw", pOutput->blRaw, RAW);
-  pCommand->add_flag("--json", pOutput->blJson, "as JSON: an object with \"text\", the last MiB at most")
+  pCommand->add_flag("--json", pOutput->blJson, "print a JSON object with \"text\", the last MiB at most")
       ->excludes(pFollow);
   onCommand(pCommand, context, pOutput, &runOutput);
 
@@ -174,6 +146,6 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
   pCommand = addCommand(runs, "script", "Show the script that a run ran.", "  eorva runs script 12\n");
   addRunOption(pCommand, pScript->iResult);
   pCommand->add_flag("--raw", pScript->blRaw, RAW);
-  pCommand->add_flag("--json", pScript->blJson, "as JSON: an object with \"text\"");
+  pCommand->add_flag("--json", pScript->blJson, "print a JSON object with \"text\"");
   onCommand(pCommand, context, pScript, &runScript);
 }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/terminal/present.h"
+#include "common/answers/run_answers.h"
 #include "common/output/retention.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
@@ -12,7 +13,6 @@
 using Host::intOf;
 using Host::PrunedItem;
 using Host::PruneResult;
-using Host::textOf;
 
 namespace {
 
@@ -21,66 +21,25 @@ struct PruneOptions {
   bool blJson = false;
 };
 
-std::uint64_t sizeOf(const PruneResult& result) {
-  std::uint64_t cb = 0;
-  for (const auto* const pItems : {&result.vecRuns, &result.vecOutputs}) {
-    for (const PrunedItem& item : *pItems) {
-      cb += item.cb;
-    }
-  }
-  return cb;
-}
-
-/// What was put aside has a name of its own.
-std::string taskOf(const PrunedItem& item) {
-  return item.jRun.isObject() ? textOf(item.jRun, "task_name") : item.strFolder;
-}
-
-std::string startText(const PrunedItem& item) {
-  Json::Value jTime(Json::objectValue);
-  jTime["start_time"] = item.iStartTime;
-  return timeText(jTime, "start_time");
+std::string runsText(std::size_t cRuns) {
+  return fmt::format("{} run{}", cRuns, cRuns == 1 ? "" : "s");
 }
 
 void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
   for (const PrunedItem& item : result.vecRuns) {
-    fmt::print("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), taskOf(item), startText(item),
-               sizeText(item.cb));
+    fmt::print("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), item.task(),
+               Host::timeText(item.iStartTime), sizeText(item.cb));
   }
   for (const PrunedItem& item : result.vecOutputs) {
     const std::string strRun =
-        item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run that is on record no more";
-    fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, taskOf(item), startText(item), sizeText(item.cb));
+        item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run without a record";
+    fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.task(), Host::timeText(item.iStartTime),
+               sizeText(item.cb));
   }
-  fmt::print("{} {} run{} and the output of {} more: {}\n", szDone, result.vecRuns.size(),
-             result.vecRuns.size() == 1 ? "" : "s", result.vecOutputs.size(), sizeText(sizeOf(result)));
-}
-
-Json::Value itemsForPrograms(const std::vector<PrunedItem>& vecItems) {
-  Json::Value jItems(Json::arrayValue);
-  for (const PrunedItem& item : vecItems) {
-    Json::Value jItem(Json::objectValue);
-    jItem["result_id"] = item.jRun.isObject() ? item.jRun["result_id"] : Json::Value();
-    jItem["task_name"] = taskOf(item);
-    jItem["start_time"] = item.iStartTime;
-    jItem["bytes"] = static_cast<Json::UInt64>(item.cb);
-    jItems.append(jItem);
-  }
-  return jItems;
-}
-
-void printResultJson(const PruneResult& result, bool blDryRun) {
-  Json::Value jOut(Json::objectValue);
-  jOut["dry_run"] = blDryRun;
-  jOut["runs"] = itemsForPrograms(result.vecRuns);
-  jOut["outputs"] = itemsForPrograms(result.vecOutputs);
-  jOut["bytes"] = static_cast<Json::UInt64>(sizeOf(result));
-  jOut["problems"] = Json::Value(Json::arrayValue);
-  for (const std::string& strProblem : result.vecProblems) {
-    jOut["problems"].append(strProblem);
-  }
-  printJson(jOut);
+  const std::string strOutputs =
+      result.vecOutputs.empty() ? "" : fmt::format(" and the output of {}", runsText(result.vecOutputs.size()));
+  fmt::print("{} {}{}: {}\n", szDone, runsText(result.vecRuns.size()), strOutputs, sizeText(result.bytes()));
 }
 
 int runPrune(const Context&, const PruneOptions& options) {
@@ -89,7 +48,7 @@ int runPrune(const Context&, const PruneOptions& options) {
   closeInterruptedRuns(session);
   const PruneResult result = Host::pruneRuns(session, settings, options.blDryRun);
   if (options.blJson) {
-    printResultJson(result, options.blDryRun);
+    printJson(Host::pruneForPrograms(result, options.blDryRun));
   } else {
     printLines(result, options.blDryRun);
   }
@@ -104,12 +63,12 @@ int runPrune(const Context&, const PruneOptions& options) {
 void addRunsPruneCommand(CLI::App& runs, Context& context) {
   auto pOptions = std::make_shared<PruneOptions>();
   CLI::App* pCommand =
-      addCommand(runs, "prune", "Remove the runs and the output that need not be kept any longer.",
+      addCommand(runs, "prune", "Remove old runs and their output.",
                  "  eorva runs prune --dry-run\n"
-                 "  eorva config set retention_runs=50      newest runs that are kept of each task\n"
-                 "\nThe rules stand in /etc/eorva.conf: retention_runs, retention_failed_runs, retention_output_size.\n"
-                 "A run that goes on is never touched.\n");
-  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only say what would be removed");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: what was removed");
+                 "  eorva config set retention_runs=50      keep the newest 50 runs of each task\n"
+                 "\nThe limits are in /etc/eorva.conf: retention_runs, retention_failed_runs, retention_output_size.\n"
+                 "Open runs are never removed.\n");
+  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show what would be removed");
+  pCommand->add_flag("--json", pOptions->blJson, "print what was removed as JSON");
   onCommand(pCommand, context, pOptions, &runPrune);
 }

@@ -7,6 +7,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
 #include "common/config/settings.h"
 #include "common/runs/stop_run.h"
 #include "common/store/records.h"
@@ -25,7 +26,7 @@ std::chrono::seconds graceOf(const StopOptions& options) {
   return options.grace ? std::chrono::seconds(*options.grace) : Host::graceSetting();
 }
 
-/// Waits until a run is over. \return its record then.
+/// Ends a run and waits until it is closed. \return its record.
 Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::seconds grace) {
   Json::Value jRun = Host::requireRun(session, iResult);
   if (jRun.isMember("stop_time")) {
@@ -33,15 +34,6 @@ Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::se
     return jRun;
   }
   return Host::stopRun(session, jRun, grace);
-}
-
-/// One run is shown as a record, several as an array.
-void printStopped(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
-  Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jRun : vecRuns) {
-    jOut.append(runForPrograms(jRun, owners));
-  }
-  printJson(jOut.size() == 1 ? jOut[0] : jOut);
 }
 
 int runStop(const Context&, const StopOptions& options) {
@@ -57,7 +49,8 @@ int runStop(const Context&, const StopOptions& options) {
     }
   }
   if (options.blJson) {
-    printStopped(vecRuns, ownerNames(Host::listTasks(session)));
+    const Json::Value jRuns = Host::runsForPrograms(vecRuns, ownerNames(Host::listTasks(session)));
+    printJson(jRuns.size() == 1 ? jRuns[0] : jRuns);
   }
   return EXIT_DONE;
 }
@@ -67,17 +60,16 @@ int runStop(const Context&, const StopOptions& options) {
 void addStopCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<StopOptions>();
   CLI::App* pCommand =
-      addCommand(app, "stop", "End a run with everything that its script has started, and wait until it is closed.",
-                 "  eorva stop 42                asks it to end; makes it end after 10 seconds\n"
-                 "  eorva stop 42 43 --grace 0   makes two of them end at once\n");
-  pCommand->add_option("run", pOptions->vecResults, "its number; several may be given")
+      addCommand(app, "stop", "End runs with all processes that their scripts started.",
+                 "  eorva stop 42                asks run 42 to end; kills it after stop_grace seconds\n"
+                 "  eorva stop 42 43 --grace 0   kills two runs at once\n");
+  pCommand->add_option("run", pOptions->vecResults, "number of a run; can be repeated")
       ->required()
       ->type_name("RUN")
       ->check(wholeNumber(std::numeric_limits<long long>::min()));
-  pCommand->add_option("--grace", pOptions->grace, "how long it may take to end when it is asked to")
+  pCommand->add_option("--grace", pOptions->grace, "time to end after being asked, before it is killed")
       ->type_name("SECONDS")
       ->check(wholeNumber(0, 86400, " of seconds"));
-  pCommand->add_flag("--json", pOptions->blJson,
-                     "as JSON: the record of the run; an array of them when several are given");
+  pCommand->add_flag("--json", pOptions->blJson, "print the run as JSON; several runs as an array");
   onCommand(pCommand, context, pOptions, &runStop);
 }

@@ -1,19 +1,17 @@
 #include "editor.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "cli/input.h"
 #include "common/support/failure.h"
-#include "common/support/unique_fd.h"
+#include "common/support/files.h"
+#include "common/support/program.h"
 
 namespace {
 
@@ -24,16 +22,6 @@ constexpr char START_EDITOR[] =
     "done\n"
     "echo 'eorva: no editor was found: set EDITOR' >&2\n"
     "exit 127\n";
-
-void writeAll(int fd, const std::string& strText, const std::string& strPath) {
-  for (std::size_t cbDone = 0; cbDone < strText.size();) {
-    const ssize_t cb = write(fd, strText.data() + cbDone, strText.size() - cbDone);
-    if (cb < 0) {
-      throw Host::Failure(fmt::format("cannot write {}: {}", strPath, std::strerror(errno)));
-    }
-    cbDone += static_cast<std::size_t>(cb);
-  }
-}
 
 /// Keys that end a program end the editor, or mean something to it; the edit is not given up for them.
 class IgnoreKeys {
@@ -51,34 +39,6 @@ private:
   void (*m_fnQuit)(int);
 };
 
-/// Starts a shell with the default signals. \return its wait status.
-int runShell(const std::string& strPath) {
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGQUIT);
-  posix_spawnattr_setsigdefault(&attributes, &signals);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-  std::string strShell = "sh";
-  std::string strOption = "-c";
-  std::string strScript = START_EDITOR;
-  std::string strFile = strPath;
-  std::array<char*, 6> argv = {strShell.data(), strOption.data(), strScript.data(),
-                               strShell.data(), strFile.data(),   nullptr};
-  pid_t pid = 0;
-  const int iError = posix_spawn(&pid, "/bin/sh", nullptr, &attributes, argv.data(), environ);
-  posix_spawnattr_destroy(&attributes);
-  if (iError != 0) {
-    throw Host::Failure(fmt::format("cannot start an editor: {}", std::strerror(iError)));
-  }
-  int iStatus = 0;
-  while (waitpid(pid, &iStatus, 0) < 0 && errno == EINTR) {
-  }
-  return iStatus;
-}
-
 }  // namespace
 
 Edit::Edit(const std::string& strName, const std::string& strText) {
@@ -89,16 +49,15 @@ Edit::Edit(const std::string& strName, const std::string& strText) {
   }
   m_strFolder = strFolder;
   m_strPath = fmt::format("{}/{}.sh", strFolder, strName);
-  const Host::UniqueFd fd(open(m_strPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (!fd.isOpen()) {
-    throw Host::Failure(fmt::format("cannot create {}: {}", m_strPath, std::strerror(errno)));
-  }
-  writeAll(fd.get(), strText, m_strPath);
+  Host::replaceFile(m_strPath, strText, 0600);
 }
 
 std::string Edit::run() const {
   const IgnoreKeys guard;
-  const int iStatus = runShell(m_strPath);
+  Host::Program shell({"/bin/sh", "-c", START_EDITOR, "sh", m_strPath});
+  shell.setDefault(SIGINT);
+  shell.setDefault(SIGQUIT);
+  const int iStatus = shell.run();
   if (!WIFEXITED(iStatus) || WEXITSTATUS(iStatus) != 0) {
     throw Host::Failure(WIFEXITED(iStatus) ? fmt::format("the editor ended with {}", WEXITSTATUS(iStatus))
                                            : fmt::format("the editor was killed by signal {}", WTERMSIG(iStatus)));

@@ -1,7 +1,6 @@
 #include "present.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,8 +12,6 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "eorvascheduler.h"
-
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
@@ -23,17 +20,6 @@
 
 using Host::intOf;
 using Host::textOf;
-
-namespace {
-
-Json::Value durationOf(const Json::Value& jRun) {
-  if (!jRun.isMember("stop_time")) {
-    return Json::nullValue;
-  }
-  return intOf(jRun, "stop_time") - intOf(jRun, "start_time");
-}
-
-}  // namespace
 
 void printJson(const Json::Value& jValue) {
   Json::StreamWriterBuilder builder;
@@ -64,42 +50,7 @@ void printNote(const std::string& strText) {
 }
 
 std::string timeText(const Json::Value& jRec, const char* szKey) {
-  if (intOf(jRec, szKey) == 0) {
-    return "-";
-  }
-  Json::Value jTime(Json::objectValue);
-  jTime[szKey] = jRec[szKey];
-  return resultPostAction(jTime) == 0 ? textOf(jTime, szKey) : std::to_string(intOf(jRec, szKey));
-}
-
-std::string durationText(Json::Int64 iSeconds) {
-  constexpr Json::Int64 MINUTE = 60;
-  constexpr Json::Int64 HOUR = 60 * MINUTE;
-  constexpr Json::Int64 DAY = 24 * HOUR;
-  if (iSeconds < MINUTE) {
-    return fmt::format("{} s", iSeconds);
-  }
-  if (iSeconds < HOUR) {
-    return fmt::format("{} min {:02} s", iSeconds / MINUTE, iSeconds % MINUTE);
-  }
-  if (iSeconds < DAY) {
-    return fmt::format("{} h {:02} min", iSeconds / HOUR, iSeconds % HOUR / MINUTE);
-  }
-  return fmt::format("{} d {:02} h", iSeconds / DAY, iSeconds % DAY / HOUR);
-}
-
-std::string sizeText(std::uint64_t cb) {
-  constexpr std::uint64_t STEP = 1024;
-  if (cb < STEP) {
-    return fmt::format("{} B", cb);
-  }
-  auto size = static_cast<double>(cb);
-  std::size_t iUnit = 0;
-  constexpr std::array<const char*, 5> UNITS = {"B", "KiB", "MiB", "GiB", "TiB"};
-  for (; size >= static_cast<double>(STEP) && iUnit + 1 < UNITS.size(); ++iUnit) {
-    size /= static_cast<double>(STEP);
-  }
-  return fmt::format("{:.1f} {}", size, UNITS[iUnit]);
+  return Host::timeText(intOf(jRec, szKey));
 }
 
 const char* outcomeColor(Host::Outcome::Kind kind) {
@@ -117,17 +68,6 @@ const char* outcomeColor(Host::Outcome::Kind kind) {
 std::string needsText(const Json::Value& jTask) {
   const std::vector<std::string> vecNeeds = Host::readDependencyList(textOf(jTask, "depend_on_task"));
   return vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "));
-}
-
-Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
-  const Host::Outcome outcome = Host::outcomeOf(jRun);
-  const auto itOwner = owners.find(textOf(jRun, "task_name"));
-  Json::Value jOut = jRun;
-  jOut["owner_name"] = itOwner != owners.end() ? Json::Value(itOwner->second) : Json::Value();
-  jOut["duration"] = durationOf(jRun);
-  jOut["outcome"] = Host::outcomeWord(outcome.kind);
-  jOut["outcome_text"] = outcome.strText;
-  return jOut;
 }
 
 void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor) {

@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include <cstdint>
 #include <json/value.h>
 #include <string>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "common/answers/task_answers.h"
 #include "common/reasons/reason.h"
 #include "common/runs/outcome.h"
+#include "common/text/amounts.h"
 #include "table.h"
 
 using Host::OwnerNames;
@@ -31,11 +31,8 @@ void printNote(const std::string& strText);
 /// A time member as local time; a dash when it is absent or 0.
 std::string timeText(const Json::Value& jRec, const char* szKey);
 
-/// Seconds as "4 s", "3 min 12 s", "2 h 05 min".
-std::string durationText(Json::Int64 iSeconds);
-
-/// Bytes as "812 B", "1.5 KiB", "3.2 GiB".
-std::string sizeText(std::uint64_t cb);
+using Host::durationText;
+using Host::sizeText;
 
 /// The colour of an outcome; null for none.
 const char* outcomeColor(Host::Outcome::Kind kind);
@@ -43,8 +40,6 @@ const char* outcomeColor(Host::Outcome::Kind kind);
 /// The tasks that a task waits for, as "a, b"; a dash for none.
 std::string needsText(const Json::Value& jTask);
 
-/// A run record for programs: as it is stored, with what can be read from it besides.
-Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners);
 
 /// Run records as a table.
 void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor);

@@ -44,14 +44,3 @@ libscols_line* Table::addRow(const std::vector<Cell>& vecCells, libscols_line* p
 void Table::print() const {
   scols_print_table(m_pTable.get());
 }
-
-std::string Table::render(unsigned cColumns) const {
-  scols_table_set_termforce(m_pTable.get(), SCOLS_TERMFORCE_ALWAYS);
-  scols_table_set_termwidth(m_pTable.get(), cColumns);
-  char* szText = nullptr;
-  if (scols_print_table_to_string(m_pTable.get(), &szText) != 0 || szText == nullptr) {
-    return {};
-  }
-  const std::unique_ptr<char, decltype(&std::free)> guard(szText, &std::free);
-  return szText;
-}

@@ -32,9 +32,6 @@ public:
   /// Shows the table on standard output.
   void print() const;
 
-  /// Gives the table as text for a terminal of a given width.
-  std::string render(unsigned cColumns) const;
-
 private:
   struct Free {
     void operator()(libscols_table* pTable) const;

@@ -5,10 +5,10 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
-#include <thread>
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/support/try_until.h"
 #include "runtime_folder.h"
 
 namespace Host {
@@ -25,20 +25,21 @@ UniqueFd openLockFile() {
 }  // namespace
 
 ConfigLock::ConfigLock(std::chrono::milliseconds limit) : m_fd(openLockFile()) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (flock(m_fd.get(), LOCK_EX | LOCK_NB) < 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) {
+  const bool blLocked = tryUntil(limit, LOCK_PAUSE, [&] {
+    const bool blDone = flock(m_fd.get(), LOCK_EX | LOCK_NB) == 0;
+    if (!blDone && errno != EWOULDBLOCK && errno != EINTR) {
       throw Failure(fmt::format("cannot lock {}: {}", CONFIG_LOCK_PATH, std::strerror(errno)));
     }
-    if (std::chrono::steady_clock::now() > deadline) {
-      throw Failure("the configuration is being changed by another command, which does not end");
-    }
-    std::this_thread::sleep_for(LOCK_PAUSE);
+    return blDone;
+  });
+  if (!blLocked) {
+    throw Failure(fmt::format("the configuration is being changed by another command; gave up after {} s",
+                              std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
   }
 }
 
 ConfigLock::~ConfigLock() {
-  // A process that was started meanwhile may have the file open, too.
+  // A child that was started meanwhile may share the open file.
   flock(m_fd.get(), LOCK_UN);
 }
 

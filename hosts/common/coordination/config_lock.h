@@ -1,5 +1,5 @@
 /// \file config_lock.h
-/// The right to change the configuration.
+/// The lock for changes of the configuration.
 
 #pragma once
 
@@ -9,11 +9,11 @@
 
 namespace Host {
 
-/// While it lives nobody else changes the configuration: what was read under it still holds when it is written. Whoever
-/// needs the store's write lock besides takes this one first.
+/// Locks the configuration against other changes for its lifetime. Taken before the store's write lock where both are
+/// needed.
 class ConfigLock {
 public:
-  /// Waits for another change, which ends within a moment. \throw Failure when it does not.
+  /// Waits for another change. \throw Failure when the time is up.
   explicit ConfigLock(std::chrono::milliseconds limit = std::chrono::seconds(30));
   ~ConfigLock();
   ConfigLock(const ConfigLock&) = delete;

@@ -1,6 +1,5 @@
 #include "execution_file.h"
 
-#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
+#include "common/support/files.h"
 #include "common/support/paths.h"
 #include "runtime_folder.h"
 
@@ -28,16 +28,16 @@ namespace fs = std::filesystem;
 /// Begins the first line of a file.
 constexpr std::string_view AFTER = "after ";
 
-/// Begins the second line: the note about the event.
+/// Begins the second line: the recorded firing.
 constexpr std::string_view FIRING = "firing ";
 
-/// Begins a line about a run that keeps its task from being started.
+/// Begins a line about an open run that keeps its task from starting.
 constexpr std::string_view IN_THE_WAY = "met ";
 
-/// A line of its own whenever turns were taken.
+/// A line for each time that turns were taken.
 constexpr std::string_view TURNS = "turns";
 
-/// What a file says: a line with the last run before the execution, then a line for each child, and for turns.
+/// The content of a file: the last run before the execution and the firing, then a line for each report.
 struct Content {
   Json::Int64 iLastResult = 0;
   Json::Int64 iFiring = 0;
@@ -46,7 +46,7 @@ struct Content {
   std::set<Json::Int64> setInTheWay;
 };
 
-/// The number behind a word that begins the line; nothing when another one begins it.
+/// The number after a word at the start of the line; nothing when the line starts differently.
 std::optional<Json::Int64> numberBehind(std::string_view strWord, std::string_view strLine) {
   Json::Int64 iNumber = 0;
   const bool blNumber =
@@ -70,28 +70,23 @@ void takeLine(std::string_view strLine, Content& content) {
 }
 
 Content readContent(int fd) {
-  std::string strText;
-  std::array<char, 4096> buffer{};
-  off_t offset = 0;
-  for (ssize_t cb = 0; (cb = pread(fd, buffer.data(), buffer.size(), offset)) > 0; offset += cb) {
-    strText.append(buffer.data(), static_cast<std::size_t>(cb));
-  }
+  const std::string strText = readAll(fd, EXECUTIONS_FOLDER);
   Content content;
-  // A line that is not complete yet is left for the next time.
+  // An incomplete last line is read the next time.
   for (std::size_t iStart = 0, iEnd = 0; (iEnd = strText.find('\n', iStart)) != std::string::npos; iStart = iEnd + 1) {
     takeLine(std::string_view(strText).substr(iStart, iEnd - iStart), content);
   }
   return content;
 }
 
-/// A file that has no name yet is about to be locked, unless its maker was killed just then.
+/// A file that has no final name yet is about to be locked, unless its creator was killed.
 bool isOld(const UniqueFd& fd) {
   constexpr std::time_t SECONDS = 60;
   struct stat status{};
   return fstat(fd.get(), &status) == 0 && std::time(nullptr) - status.st_ctime > SECONDS;
 }
 
-/// What the files of the executions that are alive say. Files of others are removed.
+/// Reads the files of running executions and removes the others.
 std::vector<Content> readLive() {
   std::vector<Content> vecContent;
   std::error_code error;
@@ -114,12 +109,12 @@ std::vector<Content> readLive() {
 
 ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
   makeRuntimeFolder(EXECUTIONS_FOLDER);
-  // A process id alone could come back while an earlier execution with it is still alive.
+  // The process id alone is not unique: an earlier execution with the same id may still be running.
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   const std::string strName = fmt::format("{}-{}.{:09}", getpid(), now.tv_sec, now.tv_nsec);
   m_strPath = fmt::format("{}/{}", EXECUTIONS_FOLDER, strName);
-  // Locked before it has its name, so that nobody takes it for the file of a dead execution.
+  // Locked before it gets its name, so that no reader removes it.
   const std::string strNew = fmt::format("{}/.{}", EXECUTIONS_FOLDER, strName);
   m_fd = UniqueFd(open(strNew.c_str(), O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   const std::string strFirst = fmt::format("{}{}\n{}{}\n", AFTER, iLastResult, FIRING, iFiring);

@@ -1,9 +1,9 @@
 /// \file execution_file.h
-/// What executions under way tell other processes: which children are theirs.
+/// The files in which running executions list their children.
 ///
-/// Every execution has a file under /run/eorva/executions that it keeps locked for as long as it lives; each
-/// of its children adds its process id as the first thing it does. So a run whose process is gone can be told
-/// from one that its execution is just about to close, and the processes of one execution from those of another.
+/// Every execution keeps a file in /run/eorva/executions locked for its lifetime. Each of its children first writes its
+/// process id there. So an interrupted run can be distinguished from a run that its execution is about to close, and
+/// the processes of one execution from those of another.
 
 #pragma once
 
@@ -18,7 +18,7 @@
 
 namespace Host {
 
-/// What an execution tells.
+/// The content of a file.
 struct ExecutionReport {
   std::set<pid_t> setChildren;        ///< those that have reported so far
   std::set<Json::Int64> setInTheWay;  ///< runs that it met when it was about to start their tasks once more
@@ -27,12 +27,12 @@ struct ExecutionReport {
 class ExecutionFile {
 public:
   /// Creates and locks the file.
-  /// \param iLastResult  runs up to this one are no runs of the execution.
-  /// \param iFiring      what is remembered of the event; 0 for none.
-  /// \throw Failure when that is impossible.
+  /// \param iLastResult  the last run before the execution.
+  /// \param iFiring      the recorded firing of the event; 0 for none.
+  /// \throw Failure
   ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring);
 
-  /// The file that another process has created, for a child that got its descriptor.
+  /// For a child: shares the file of the descriptor that it got.
   ExecutionFile(std::string strPath, int fd) : m_strPath(std::move(strPath)), m_fd(fd) {}
 
   const std::string& path() const { return m_strPath; }
@@ -43,21 +43,21 @@ public:
   /// The locked descriptor, for the process of the execution: the lock lasts until both are closed.
   int fd() const { return m_fd.get(); }
 
-  /// Removes it, when the execution has ended. What is not removed is found unlocked, and removed, by the
-  /// next one who looks.
+  /// Removes the file at the end of the execution. A file that stays is unlocked, and the next reader removes
+  /// it.
   void remove();
 
   /// The children that have reported so far.
   std::set<pid_t> children() const;
 
-  /// Notes that the process of the execution has taken turns, for whoever watches over it.
-  /// \throw Failure when that cannot be written down.
+  /// Records that the execution has taken turns, for the process that watches it.
+  /// \throw Failure
   void noteTurns() const;
 
-  /// How often that was noted.
+  /// How often noteTurns() was called.
   unsigned turns() const;
 
-  /// Tells that a task is not started, because of a run of it. \throw Failure
+  /// Records that a task is not started because this run of it is open. \throw Failure
   void noteInTheWay(Json::Int64 iResult) const;
 
   ExecutionReport report() const;
@@ -69,18 +69,18 @@ private:
   UniqueFd m_fd;
 };
 
-/// Tells whether one of the executions that are alive and have a child with this number can have made this run record;
-/// nothing when there is no such execution.
+/// Tells whether a run record with this process id can belong to a running execution. Nothing when no running execution
+/// has such a child.
 std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult);
 
-/// What the execution tells that was begun for this note about an event; nothing when it is not alive.
+/// The report of the execution of this firing; nothing when it has ended.
 std::optional<ExecutionReport> reportOfFiring(Json::Int64 iFiring);
 
-/// Tells whether any execution is alive: until it has ended it may write to the store, although all its runs are
+/// Tells whether any execution is running. It may write to the store until it ends, also when all its runs are
 /// closed.
 bool isAnyExecutionAlive();
 
-/// The children of every execution that is alive. Files of executions that are not are removed.
+/// The children of all running executions. Removes the files of executions that have ended.
 std::set<pid_t> childrenOfLiveExecutions();
 
 }  // namespace Host

@@ -1,15 +1,15 @@
 /// \file runtime_folder.h
-/// The folder of what concerns processes that live now, and the folders in it: root's alone.
+/// The folder /run/eorva and the folders in it; only root can read them.
 
 #pragma once
 
 namespace Host {
 
-/// Creates the folder unless it is there.
+/// Creates the folder if it is missing.
 /// \throw Failure
 void makeRuntimeFolder();
 
-/// Creates a folder in it, and itself, unless they are there.
+/// Creates the folder and one in it if they are missing.
 /// \param szPath  the whole path.
 /// \throw Failure
 void makeRuntimeFolder(const char* szPath);

@@ -11,6 +11,7 @@
 
 #include "common/store/records.h"
 #include "common/support/failure.h"
+#include "common/support/files.h"
 #include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "common/text/json_members.h"
@@ -19,19 +20,8 @@ namespace Host {
 
 namespace {
 
-/// After that the clock must be standing still; the library would start the tasks all the same.
+/// Gives up after that: the clock must be standing still.
 constexpr int MAX_SECONDS = 30;
-
-/// What was claimed last: a second, and the names of the tasks, each on a line.
-std::string readClaims(int fd) {
-  std::string strClaims;
-  char buffer[4096];
-  off_t offset = 0;
-  for (ssize_t cb = 0; (cb = pread(fd, buffer, sizeof buffer, offset)) > 0; offset += cb) {
-    strClaims.append(buffer, static_cast<std::size_t>(cb));
-  }
-  return strClaims;
-}
 
 bool isClaimed(const std::string& strClaims, const std::set<std::string>& setTasks) {
   return std::any_of(setTasks.begin(), setTasks.end(), [&](const std::string& strTask) {
@@ -60,7 +50,7 @@ void writeClaims(int fd, const std::string& strClaims) {
   }
 }
 
-/// Others wait no longer than this takes.
+/// Holds the lock only for a moment.
 /// \return false when one of the tasks has been started in this second already.
 bool claimThisSecond(Session& session, const std::set<std::string>& setTasks) {
   const UniqueFd fd(open(START_SECOND_PATH, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
@@ -69,7 +59,8 @@ bool claimThisSecond(Session& session, const std::set<std::string>& setTasks) {
   }
   const std::time_t second = std::time(nullptr);
   const std::string strSecond = fmt::format("{}\n", second);
-  std::string strClaims = readClaims(fd.get());
+  // The last claim: a line with the second, then a line for each task.
+  std::string strClaims = readAll(fd.get(), START_SECOND_PATH);
   if (strClaims.compare(0, strSecond.size(), strSecond) != 0) {
     strClaims = strSecond;
   }

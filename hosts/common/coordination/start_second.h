@@ -1,5 +1,5 @@
 /// \file start_second.h
-/// The second in which tasks start.
+/// Gives every start of a task a second of its own.
 
 #pragma once
 
@@ -10,12 +10,12 @@ namespace Host {
 
 class Session;
 
-/// Waits for a second in which none of these tasks has been started, and claims it for them.
+/// Waits for a second in which none of these tasks was started, and claims it.
 ///
-/// The folder of a run is named by its task and the second of its start: a second start within it, by another
-/// process too, would overwrite the script that is being run. Run records alone would not tell, for a start is
-/// recorded only after it was made.
-/// \throw Failure when the claim cannot be written down.
+/// A run folder is named after the task and the second of its start. A second start in the same second, also by
+/// another process, would overwrite the running script. Run records are not enough to find out, since they are
+/// written after the start.
+/// \throw Failure when the claim cannot be written.
 void claimStartSecond(Session& session, const std::set<std::string>& setTasks);
 
 }  // namespace Host

@@ -1,9 +1,9 @@
 /// \file start_ticket.h
-/// The leave to begin an execution, which can be used once.
+/// Lets an execution start once.
 ///
-/// Whoever has systemd start a service cannot always know whether it has: the answer may be lost, and asking again may
-/// start it again. So the service is given the name of a ticket, and begins only when it can take it; and whoever gives
-/// up takes the ticket back, so that nothing begins later that was reported as not begun.
+/// The answer of systemd to a start can be lost, and a second request may start the service twice. So the service gets
+/// the name of a ticket, and starts only if it can take the ticket. A starter that gives up withdraws the ticket, so
+/// that the service cannot start later.
 
 #pragma once
 
@@ -13,19 +13,19 @@ namespace Host {
 
 class StartTicket {
 public:
-  /// Issues a ticket; whoever knows the name may take it.
-  /// \param strName  a name that no other ticket has; a file's.
+  /// Issues a ticket.
+  /// \param strName  a file name that no other ticket has.
   /// \throw Failure
   explicit StartTicket(std::string strName);
 
   const std::string& name() const { return m_strName; }
 
-  /// Takes it back. \return false when it has been taken.
+  /// Withdraws the ticket. \return false when it was taken already.
   bool withdraw() const { return take(m_strName); }
 
-  /// Takes a ticket: it is used up then.
-  /// \return false when there is none of that name, or no longer.
-  /// \throw Failure when that cannot be told.
+  /// Takes a ticket, which works once.
+  /// \return false when there is no such ticket, or no longer.
+  /// \throw Failure
   static bool take(const std::string& strName);
 
 private:

@@ -2,34 +2,32 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <optional>
-#include <thread>
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/support/try_until.h"
 #include "runtime_folder.h"
 
 namespace Host {
 
 namespace {
 
-using std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-/// A change takes a moment, but may itself wait for the store.
+/// A change is short, but may have to wait for the store.
 constexpr auto CHANGE_LIMIT = 60s;
 
-/// How long who cannot have a lock waits before the next try.
+/// Pause between two tries.
 constexpr auto LOCK_PAUSE = 20ms;
 
-/// Each task has two bytes of the file, which is and stays empty: locks may lie behind its end. Where they lie
-/// follows from the name alone, so that any name, of any length, has a place that no other name is likely to have.
-/// The records' bytes lie in the lower half of what a file can have, the turns' in the upper half.
+/// Each task has two bytes of the lock file, which stays empty: locks can lie behind the end of a file. Their offsets
+/// are hashes of the name, so that two tasks are unlikely to share one. The locks of records are in the lower half of
+/// the possible offsets, those of turns in the upper half.
 enum class Place : std::uint8_t { RECORD = 0, TURN = 1 };
 
 constexpr std::int64_t HALF = std::int64_t{1} << 62;
@@ -42,7 +40,7 @@ std::int64_t offsetOf(const std::string& strTask, Place place) {
   return static_cast<std::int64_t>(hash >> 2) + (place == Place::TURN ? HALF : 0);
 }
 
-/// As a length: all that lies behind the start.
+/// As a length: to the end of the file.
 constexpr std::int64_t TO_THE_END = 0;
 
 bool setLock(int fd, short iType, std::int64_t iStart, std::int64_t cb) {
@@ -68,23 +66,23 @@ void unlock(int fd, const std::string& strTask, Place place) {
   lockTask(fd, F_UNLCK, strTask, place);
 }
 
-/// Takes all of the locks or none, so that two who want the same ones in another order do not wait for each other.
-/// \return the task whose lock could not be had; nothing when all are held.
+/// Takes all of the locks or none, so that two executions cannot wait for each other.
+/// \return a task that was still locked when the time was up; nothing on success.
 std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::string>& vecTasks, Place place,
-                                   steady_clock::duration limit) {
-  const auto deadline = steady_clock::now() + limit;
-  for (;;) {
+                                   std::chrono::milliseconds limit) {
+  std::optional<std::string> busy;
+  tryUntil(limit, LOCK_PAUSE, [&] {
     const auto it = std::find_if(vecTasks.begin(), vecTasks.end(),
                                  [&](const std::string& strTask) { return !lockTask(fd, iType, strTask, place); });
     if (it == vecTasks.end()) {
-      return std::nullopt;
+      busy.reset();
+      return true;
     }
     std::for_each(vecTasks.begin(), it, [&](const std::string& strTask) { unlock(fd, strTask, place); });
-    if (steady_clock::now() > deadline) {
-      return *it;
-    }
-    std::this_thread::sleep_for(LOCK_PAUSE);
-  }
+    busy = *it;
+    return false;
+  });
+  return busy;
 }
 
 UniqueFd openLockFile() {
@@ -102,7 +100,8 @@ TaskLock::TaskLock() : m_fd(openLockFile()) {}
 
 void TaskLock::announce(const std::vector<std::string>& vecTasks) {
   if (const auto busy = lockAll(m_fd.get(), F_RDLCK, vecTasks, Place::RECORD, CHANGE_LIMIT)) {
-    throw Failure(fmt::format("the task \"{}\" is being changed by another command, which does not end", *busy));
+    throw Failure(fmt::format("the task \"{}\" is being changed by another command; gave up after {} s", *busy,
+                              CHANGE_LIMIT.count()));
   }
 }
 
@@ -129,14 +128,7 @@ std::optional<std::string> TaskLock::tryChange(const std::vector<std::string>& v
 }
 
 bool TaskLock::tryChangeAll(std::chrono::milliseconds limit) {
-  const auto deadline = steady_clock::now() + limit;
-  while (!setLock(m_fd.get(), F_WRLCK, 0, TO_THE_END)) {
-    if (steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(LOCK_PAUSE);
-  }
-  return true;
+  return tryUntil(limit, LOCK_PAUSE, [&] { return setLock(m_fd.get(), F_WRLCK, 0, TO_THE_END); });
 }
 
 }  // namespace Host

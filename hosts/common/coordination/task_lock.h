@@ -1,13 +1,13 @@
 /// \file task_lock.h
-/// Keeps what starts a task and what changes it apart.
+/// Locks tasks, so that a task is not changed while it is started.
 ///
-/// The library starts a task from a copy of its record, and writes that copy back whole a moment later: a change
-/// that came in between would be lost, and a new name would not be noticed. So an execution announces the tasks
-/// that it may start, and withdraws each when it has started (from then on its run tells that it cannot be
-/// changed); a change needs a task that nobody has announced.
+/// The library starts a task from a copy of its record and writes the whole copy back a moment later. A change in
+/// between would be lost, and a new name would not be noticed. So an execution announces the tasks that it may start,
+/// and withdraws each task once it has started; from then on its open run protects it. A task can be changed when no
+/// execution has announced it.
 ///
-/// The locks lie in the kernel and go away with their holders. They belong to the open file, so that a child that
-/// gets the descriptor holds them too.
+/// The kernel releases the locks when their holders end. They belong to the open file, so a child that gets the
+/// descriptor holds them too.
 
 #pragma once
 
@@ -22,42 +22,42 @@ namespace Host {
 
 class TaskLock {
 public:
-  /// Holds nothing yet. \throw Failure when the file of the locks cannot be opened.
+  /// Holds no locks yet. \throw Failure when the lock file cannot be opened.
   TaskLock();
 
-  /// Holds what another process has taken, for a child that got its descriptor.
+  /// For a child: shares the locks of the descriptor that it got.
   explicit TaskLock(int fd) : m_fd(fd) {}
 
-  /// Announces tasks that may be started from now on; any number of executions may do that.
-  /// Waits for changes under way. \throw Failure when one of them does not end.
+  /// Announces tasks that may be started from now on. Several executions can announce the same task.
+  /// Waits for running changes. \throw Failure when one of them takes too long.
   void announce(const std::vector<std::string>& vecTasks);
 
-  /// Takes the turn to find out whether a task runs already, and to start it if it does not.
-  /// Waits for whoever has the turn.
-  /// \return false when that took too long; the start is safe then too, but may come to be a second one.
+  /// Takes the turn to check whether tasks are running, and to start them if not.
+  /// Waits for the execution that has the turn.
+  /// \return false when that took too long. The start is safe then, too, but may be a second one.
   bool takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit = TURN_LIMIT);
 
-  /// An execution keeps a turn for a second or two, and several may stand in line.
+  /// An execution keeps a turn for a second or two, and several may wait for it.
   static constexpr std::chrono::milliseconds TURN_LIMIT = std::chrono::minutes(1);
 
-  /// Lets the next one have the turn.
+  /// Ends the turn of a task.
   void endTurn(const std::string& strTask);
 
-  /// Lets the next ones have every turn that is held.
+  /// Ends all turns.
   void endTurns();
 
   /// Withdraws a task, and ends its turn.
   void withdraw(const std::string& strTask);
 
-  /// Takes tasks for a change: none of them may be announced, or be changed by somebody else.
-  /// \return the first that cannot be had within the limit, and none of them is held then; nothing when all are.
+  /// Locks tasks for a change. Waits until none of them is announced or being changed.
+  /// \return a task that was still locked when the time was up; no task is locked then. Nothing on success.
   std::optional<std::string> tryChange(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit);
 
-  /// Takes all tasks for a change, those that come to be meanwhile among them.
-  /// \return false when that cannot be had within the limit.
+  /// Locks all tasks for a change, also those that are added meanwhile.
+  /// \return false when the time was up.
   bool tryChangeAll(std::chrono::milliseconds limit);
 
-  /// For a child that is to hold the same locks.
+  /// For a child that shares the locks.
   int fd() const { return m_fd.get(); }
 
 private:

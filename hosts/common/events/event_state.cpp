@@ -47,6 +47,8 @@ void askSystemd(std::vector<EventState>& vecRows) {
     vecUnits.push_back(row.event.strUnit.empty() ? eventUnit(row.event.strName) : row.event.strUnit);
   }
   const std::vector<UnitState> vecStates = unitStates(vecUnits);
+  std::vector<std::string> vecTriggers;
+  std::vector<EventState*> vecTriggered;
   for (std::size_t i = 0; i < vecRows.size(); ++i) {
     EventState& row = vecRows[i];
     if (!row.event.strUnit.empty()) {
@@ -54,8 +56,13 @@ void askSystemd(std::vector<EventState>& vecRows) {
       row.state = vecStates[i];
     } else if (!vecStates[i].vecTriggers.empty()) {
       row.vecFiredBy = vecStates[i].vecTriggers;
-      row.state = unitStates({row.vecFiredBy.front()}).front();
+      vecTriggers.push_back(row.vecFiredBy.front());
+      vecTriggered.push_back(&row);
     }
+  }
+  const std::vector<UnitState> vecTriggerStates = unitStates(vecTriggers);
+  for (std::size_t i = 0; i < vecTriggered.size(); ++i) {
+    vecTriggered[i]->state = vecTriggerStates[i];
   }
 }
 

@@ -10,6 +10,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/support/paths.h"
+
 namespace Host {
 
 namespace {
@@ -73,13 +75,12 @@ void closeDescriptors(const std::vector<int>& vecKeep, bool blKeepStdout) {
 }
 
 void setEnvironment(const ExecutionRequest& request) {
-  constexpr std::array<std::pair<const char*, const char*>, 6> FIXED = {
-      {{"PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"},
-       {"LANG", "C.UTF-8"},
-       {"HOME", "/root"},
-       {"USER", "root"},
-       {"LOGNAME", "root"},
-       {"SHELL", "/bin/sh"}}};
+  constexpr std::array<std::pair<const char*, const char*>, 6> FIXED = {{{"PATH", PROGRAM_PATH},
+                                                                         {"LANG", "C.UTF-8"},
+                                                                         {"HOME", "/root"},
+                                                                         {"USER", "root"},
+                                                                         {"LOGNAME", "root"},
+                                                                         {"SHELL", "/bin/sh"}}};
   require(clearenv() == 0, "eorva: clearenv");
   for (const auto& [szName, szValue] : FIXED) {
     require(setenv(szName, szValue, 1) == 0, "eorva: setenv");

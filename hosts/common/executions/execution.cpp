@@ -42,7 +42,7 @@ std::optional<int> Execution::waitEnd(int iMilliseconds) {
   int iStatus = 0;
   const pid_t pidEnded = waitpid(pid(), &iStatus, WNOHANG);
   if (pidEnded < 0) {
-    throw Failure(fmt::format("lost sight of the execution in process {}: {}", pid(), std::strerror(errno)));
+    throw Failure(fmt::format("cannot wait for the execution in process {}: {}", pid(), std::strerror(errno)));
   }
   return pidEnded == 0 ? std::nullopt : std::optional<int>(iStatus);
 }

@@ -72,18 +72,20 @@ Json::Value announceTasks(Session& session, const ExecutionRequest& request, Tas
   }
 }
 
-/// The tasks that start at once.
-std::vector<std::string> firstTasks(const ExecutionPlan& plan, const ExecutionRequest& request) {
+}  // namespace
+
+std::vector<std::string> firstTasks(const TaskGraph& graph, const ExecutionRequest& request) {
+  if (!request.blByEvent) {
+    return {request.strName};
+  }
   std::vector<std::string> vecFirst;
-  for (const GraphTask& task : plan.vecTasks) {
-    if (task.blRoot || !request.blByEvent) {
-      vecFirst.push_back(task.strName);
+  for (const GraphTask* pTask : graph.planOf(request.strName)) {
+    if (pTask->blRoot) {
+      vecFirst.push_back(pTask->strName);
     }
   }
   return vecFirst;
 }
-
-}  // namespace
 
 /// The library itself would go round in circles without end.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
@@ -93,7 +95,7 @@ void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
   }
   if (!strReasons.empty()) {
     throw Failure(
-        fmt::format("the event \"{}\" is not fired, for its tasks cannot be run safely:{}", strEvent, strReasons));
+        fmt::format("the event \"{}\" is not fired: its tasks cannot be run safely:{}", strEvent, strReasons));
   }
 }
 
@@ -116,7 +118,7 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
   }
   for (const auto& [strTask, strAside] : OutputFolder::of(*output).prepare(mapOwners)) {
     vecWarnings.push_back(
-        fmt::format("the output folder of \"{}\" was somebody else's; it is kept as {}", strTask, strAside));
+        fmt::format("the output folder of \"{}\" belonged to another user; it was moved to {}", strTask, strAside));
   }
   return vecWarnings;
 }
@@ -144,7 +146,7 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
     throw Failure(fmt::format("the task \"{}\" is not run: its name {}", request.strName, strWhy));
   }
   plan.vecWarnings = prepareFolders(OutputFolder::configuredOutput(), plan.vecTasks);
-  takeTurns(session, firstTasks(plan, request), lock);
+  takeTurns(session, firstTasks(graph, request), lock);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }
@@ -159,8 +161,7 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
                             strProblem};
     plan.iFiring = rememberFiring(session, begin, listTasks(session));
   } catch (const std::exception& error) {
-    plan.vecWarnings.push_back(
-        fmt::format("'eorva explain' will know less about the tasks of this event: {}", error.what()));
+    plan.vecWarnings.push_back(fmt::format("cannot record this firing for 'eorva explain': {}", error.what()));
   }
 }
 

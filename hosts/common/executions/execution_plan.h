@@ -43,6 +43,9 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
 /// running needs no turn.
 void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskLock& lock);
 
+/// The tasks that start at once.
+std::vector<std::string> firstTasks(const TaskGraph& graph, const ExecutionRequest& request);
+
 /// Says why the tasks of an event cannot be run. \throw Failure with the reasons, if there are any.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent);
 

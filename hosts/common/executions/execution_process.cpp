@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <fmt/format.h>
 #include <optional>
-#include <set>
 #include <unistd.h>
 
 #include "eorvascheduler.h"
@@ -14,7 +13,6 @@
 #include "common/output/output_folder.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/tasks/task_graph.h"
 #include "next_tasks.h"
 #include "run_child.h"
 
@@ -24,21 +22,6 @@ namespace {
 
 /// The event that a child writes last when it could not write or prepare its script.
 constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
-
-/// The tasks that start at once.
-std::set<std::string> firstTasks(Session& session, const ExecutionRequest& request) {
-  if (!request.blByEvent) {
-    return {request.strName};
-  }
-  std::set<std::string> setTasks;
-  const TaskGraph graph(listTasks(session));
-  for (const GraphTask* pTask : graph.planOf(request.strName)) {
-    if (pTask->blRoot) {
-      setTasks.insert(pTask->strName);
-    }
-  }
-  return setTasks;
-}
 
 int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
                TaskLock& lock) {
@@ -72,7 +55,8 @@ void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, 
     // A child that cannot write its script would go on as a second runner; it ends with its last message instead.
     ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
     Session session;
-    claimStartSecond(session, firstTasks(session, request));
+    const std::vector<std::string> vecFirst = firstTasks(TaskGraph(listTasks(session)), request);
+    claimStartSecond(session, {vecFirst.begin(), vecFirst.end()});
     iResult = runRequest(session, request, plan, file, lock);
     if (getpid() != pidSelf) {
       _exit(0);

@@ -21,10 +21,6 @@ using Clock = std::chrono::steady_clock;
 /// How long the store is waited for, before it is left to others until the next look.
 constexpr std::chrono::milliseconds WRITE_LIMIT(20);
 
-pid_t pidOf(const Json::Value& jRun) {
-  return static_cast<pid_t>(intOf(jRun, "pid"));
-}
-
 }  // namespace
 
 void RunWatch::note(Session& session, const Json::Value& jRun) {

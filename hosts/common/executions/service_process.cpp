@@ -1,12 +1,11 @@
 #include "service_process.h"
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <string>
+#include <cstdio>
+#include <exception>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <vector>
 
 #include "common/config/settings.h"
 #include "common/support/process.h"
@@ -55,6 +54,19 @@ void ServiceProcess::waitForRest() {
       endLeftovers(graceSetting(), KILL_LIMIT);
       return;
     }
+  }
+}
+
+int runAsService(const std::function<int(ServiceProcess&)>& fnRun) {
+  ServiceProcess service;
+  try {
+    const int iResult = fnRun(service);
+    std::fflush(nullptr);
+    service.waitForRest();
+    return iResult;
+  } catch (const std::exception&) {
+    service.waitForRest();
+    throw;
   }
 }
 

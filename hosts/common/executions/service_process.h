@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <functional>
+
 namespace Host {
 
 /// For the process that shows the execution: it stays until nothing of the service is left, so that whoever asks the
@@ -18,5 +20,9 @@ public:
   /// Waits until everything that scripts have left behind has ended; when the service is asked to end, ends it.
   void waitForRest();
 };
+
+/// Runs an execution in the main process of its service. Waits for everything that scripts have left, also when the
+/// execution failed.
+int runAsService(const std::function<int(ServiceProcess&)>& fnRun);
 
 }  // namespace Host

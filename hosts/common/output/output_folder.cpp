@@ -2,17 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <climits>
-#include <cstdio>
-#include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <fmt/format.h>
-#include <functional>
-#include <memory>
-#include <sys/stat.h>
-#include <system_error>
 
 #include "orva_platform.h"
 
@@ -21,50 +13,13 @@
 #include "common/server/shares.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
+#include "task_folder.h"
 
 namespace Host {
 
 namespace {
 
-constexpr int OPEN_FOLDER = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-
-/// Something on a path is not there.
-class Missing : public Failure {
-public:
-  using Failure::Failure;
-};
-
-[[noreturn]] void failErrno(const char* szDo, const std::string& strPath) {
-  const int iError = errno;
-  // What O_NOFOLLOW says about a link depends on the other flags; neither text would help.
-  if (iError == ELOOP || iError == ENOTDIR) {
-    throw Failure(fmt::format("cannot {} {}: it is no folder, or a link", szDo, strPath));
-  }
-  const std::string strText = fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(iError));
-  if (iError == ENOENT) {
-    throw Missing(strText);
-  }
-  throw Failure(strText);
-}
-
-/// Runs what opens something; gives nothing when it is not there.
-std::optional<UniqueFd> unlessMissing(const std::function<UniqueFd()>& fnOpen) {
-  try {
-    return fnOpen();
-  } catch (const Missing&) {
-    return std::nullopt;
-  }
-}
-
-struct stat statusOf(const UniqueFd& fd, const std::string& strPath) {
-  struct stat status{};
-  if (fstat(fd.get(), &status) < 0) {
-    failErrno("examine", strPath);
-  }
-  return status;
-}
-
-/// Who can change a folder can swap what is in it, after it has been looked at.
+/// A user who can write to a folder could exchange its content after the check.
 void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
   const struct stat status = statusOf(fd, strPath);
   if (status.st_uid != 0) {
@@ -73,7 +28,7 @@ void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
                     "runs from there",
                     strPath, status.st_uid));
   }
-  // Also in a sticky one: the owner of a task's folder could put a link in its place.
+  // The sticky bit does not help: the owner of a task folder could replace it by a link.
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     throw Failure(
         fmt::format("the output folder {} may be changed by others (mode {:04o}): they could swap what root "
@@ -82,151 +37,10 @@ void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
   }
 }
 
-UniqueFd openFolderAt(const UniqueFd& parent, const std::string& strName, const std::string& strPath) {
-  UniqueFd fd(openat(parent.get(), strName.c_str(), OPEN_FOLDER));
-  if (!fd.isOpen()) {
-    failErrno("open", strPath);
-  }
-  return fd;
-}
-
-/// The task's owner can put anything there, a second name of somebody else's file too.
-UniqueFd openPlainFileAt(const UniqueFd& parent, const char* szFile, const std::string& strPath) {
-  UniqueFd file(openat(parent.get(), szFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!file.isOpen()) {
-    failErrno("open", strPath);
-  }
-  const struct stat status = statusOf(file, strPath);
-  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
-    throw Failure(fmt::format("{} is not shown: it is no plain file", strPath));
-  }
-  return file;
-}
-
-void makeFolderAt(const UniqueFd& parent, const std::string& strName, const std::string& strPath, mode_t mode) {
-  if (mkdirat(parent.get(), strName.c_str(), mode) < 0 && errno != EEXIST) {
-    failErrno("create", strPath);
-  }
-}
-
 void checkOneStep(const std::string& strTask) {
   if (!OutputFolder::isFolderName(strTask)) {
     throw Failure(fmt::format("the task \"{}\" can have no output folder: its name is no name of a folder", strTask));
   }
-}
-
-/// Whatever has the name: a link is not followed.
-bool hasEntry(const UniqueFd& folder, const std::string& strName) {
-  struct stat status{};
-  return fstatat(folder.get(), strName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-/// Only root can change the folder, so what has been looked at stays.
-void renameAt(const UniqueFd& folder, const std::string& strOld, const std::string& strNew,
-              const std::string& strPath) {
-  if (renameat(folder.get(), strOld.c_str(), folder.get(), strNew.c_str()) < 0) {
-    failErrno("move", strPath + "/" + strOld);
-  }
-}
-
-/// No task can have such a name.
-std::string asideName(const std::string& strName, unsigned uNumber) {
-  return fmt::format("{}~{}", strName, uNumber);
-}
-
-/// The first one that is free.
-std::string freeAsideName(const UniqueFd& folder, const std::string& strName) {
-  unsigned uNumber = 1;
-  while (hasEntry(folder, asideName(strName, uNumber))) {
-    ++uNumber;
-  }
-  return asideName(strName, uNumber);
-}
-
-std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, const std::string& strPath) {
-  if (!hasEntry(folder, strName)) {
-    return {};
-  }
-  const std::string strAside = freeAsideName(folder, strName);
-  renameAt(folder, strName, strAside, strPath);
-  return strPath + "/" + strAside;
-}
-
-std::vector<std::string> foldersAt(const UniqueFd& base, const std::string& strTask) {
-  std::vector<std::string> vecFolders;
-  if (hasEntry(base, strTask)) {
-    vecFolders.push_back(strTask);
-  }
-  std::string strAside = asideName(strTask, 1);
-  for (unsigned uNumber = 1; hasEntry(base, strAside); strAside = asideName(strTask, ++uNumber)) {
-    vecFolders.push_back(strAside);
-  }
-  return vecFolders;
-}
-
-/// \param strPath  of the folder in the base that has the folder of the run.
-std::optional<UniqueFd> findRunFileAt(const UniqueFd& base, const std::string& strPath, const std::string& strStart,
-                                      const char* szFile) {
-  return unlessMissing([&] {
-    const UniqueFd task = openFolderAt(base, std::filesystem::path(strPath).filename(), strPath);
-    const std::string strRunPath = strPath + "/" + strStart;
-    const UniqueFd run = openFolderAt(task, strStart, strRunPath);
-    return openPlainFileAt(run, szFile, strRunPath + "/" + szFile);
-  });
-}
-
-gid_t groupOf(uid_t owner) {
-  PORVAUSER pUser = nullptr;
-  ORVAUserGetByUID(owner, &pUser);
-  const std::unique_ptr<ORVAUSER, decltype(&ORVAUserFree)> guard(pUser, &ORVAUserFree);
-  return pUser != nullptr ? pUser->pw_gid : static_cast<gid_t>(-1);
-}
-
-bool isEmptyFolder(const UniqueFd& base, const std::string& strName) {
-  const UniqueFd fd(openat(base.get(), strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  std::error_code error;
-  const std::filesystem::directory_iterator entries(fmt::format("/proc/self/fd/{}", fd.get()), error);
-  return fd.isOpen() && !error && entries == std::filesystem::directory_iterator();
-}
-
-/// Tells whether the folder is as it was made ready before.
-bool isReady(const UniqueFd& base, const std::string& strTask, uid_t owner) {
-  struct stat status{};
-  return fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode) &&
-         status.st_uid == owner && (status.st_mode & 07777) == 0700;
-}
-
-/// Tells whether something stands in the place of a task's folder that its owner cannot be given: the folder of an
-/// earlier owner, an open folder, a link, a file. What is in it could have been prepared for whoever comes.
-bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
-  struct stat status{};
-  if (fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
-    return false;
-  }
-  // Root's own closed and empty folder is one that was just created; what a task of root has left is not handed on.
-  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0 && isEmptyFolder(base, strTask);
-  const bool blOpen = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
-  return !S_ISDIR(status.st_mode) || blOpen || (status.st_uid != owner && !blFresh);
-}
-
-/// \return where that is now which was in its place; empty when there was nothing.
-std::string prepareAt(const UniqueFd& base, const std::string& strTask, uid_t owner, const std::string& strBase) {
-  checkOneStep(strTask);
-  if (isReady(base, strTask, owner)) {
-    return {};
-  }
-  const std::string strPath = strBase + "/" + strTask;
-  const std::string strAside = isOthers(base, strTask, owner) ? moveAsideAt(base, strTask, strBase) : std::string();
-  makeFolderAt(base, strTask, strPath, 0700);
-  const UniqueFd fd = openFolderAt(base, strTask, strPath);
-  // Only root can have created or renamed anything here since it was looked at.
-  if (fchown(fd.get(), owner, groupOf(owner)) < 0) {
-    failErrno("hand over", strPath);
-  }
-  if (fchmod(fd.get(), 0700) < 0) {
-    failErrno("close to others", strPath);
-  }
-  return strAside;
 }
 
 }  // namespace
@@ -290,7 +104,7 @@ std::vector<OutputFolder> OutputFolder::placesOf(const std::string& strTask) {
   return isFolderName(strTask) && place() ? places(vecUnknown) : std::vector<OutputFolder>();
 }
 
-/// Goes from the share's folder inwards. The path of the share itself is the administrator's and may hold links.
+/// Opens folder by folder, from the share inwards. The path of the share itself may contain links.
 UniqueFd OutputFolder::openBase(bool blCreate) const {
   UniqueFd fd(open(m_strSharePath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!fd.isOpen()) {
@@ -323,6 +137,7 @@ std::map<std::string, std::string> OutputFolder::prepare(const std::map<std::str
   std::map<std::string, std::string> mapAside;
   const UniqueFd base = openBase(true);
   for (const auto& [strTask, owner] : mapOwners) {
+    checkOneStep(strTask);
     if (const std::string strAside = prepareAt(base, strTask, owner, m_strPath); !strAside.empty()) {
       mapAside[strTask] = strAside;
     }
@@ -351,7 +166,7 @@ std::vector<OutputFolder::Move> OutputFolder::rename(const std::string& strTask,
   };
   try {
     for (const std::string& strFolder : foldersAt(base, strTask)) {
-      // It is no output of the task that gets the name.
+      // The output of another task, which had this name.
       if (strFolder == strTask && hasEntry(base, strNew)) {
         move(strNew, freeAsideName(base, strNew));
       }
@@ -395,7 +210,7 @@ std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Js
   if (!base) {
     return file;
   }
-  // What the runs of an earlier owner have left was put aside when the task got another one.
+  // Output of an earlier owner was moved aside when the owner changed.
   for (const std::string& strFolder : foldersAt(*base, strTask)) {
     file = findRunFileAt(*base, m_strPath + "/" + strFolder, std::to_string(iStartTime), szFile);
     if (file) {

@@ -1,9 +1,9 @@
 /// \file output_folder.h
-/// Where the output and the script of each run are kept.
+/// The place of output: a folder on a share, with a folder for each task.
 ///
-/// The library creates the folder of a run open to everybody and trusts every path to it. So before an
-/// execution the folder of each task is made its owner's alone, and nothing on the way to it may be a link or
-/// be changed by others.
+/// The library creates run folders that everybody can write to, and trusts every path to them. So before an execution
+/// each task folder is closed to all but its owner. On the path to it, no folder may be a link, and only root may
+/// write.
 
 #pragma once
 
@@ -21,74 +21,74 @@ namespace Host {
 
 class OutputFolder {
 public:
-  /// Gives the configured place as it is written in the configuration; nothing when no output is kept.
+  /// The configured place, as SHARE/PATH; nothing when no output is kept.
   static std::optional<std::string> configuredOutput();
 
-  /// Gives a place by what is written in a configuration: the share may lie elsewhere than it did a moment ago.
+  /// Gives a place by its SHARE/PATH, for where the share is now.
   /// \throw Failure when there is no such share.
   static OutputFolder of(const std::string& strOutput);
 
-  /// Gives the configured place; nothing when no output is kept.
+  /// The configured place; nothing when no output is kept.
   /// \throw Failure when the configuration cannot be used.
   static std::optional<OutputFolder> configured();
 
-  /// Gives the place where output is, or was before that was switched off; nothing when none is set.
+  /// The configured place, also while output is switched off; nothing when none is configured.
   /// \throw Failure when the configuration cannot be used.
   static std::optional<OutputFolder> place();
 
-  /// Tells whether a task can have a folder: records that were not made here may hold names that are more than one
-  /// step of a path.
+  /// Tells whether a task can have a folder. Names in records of other programs may contain "/" or be
+  /// "..".
   static bool isFolderName(const std::string& strTask);
 
-  /// Gives every place in which runs may have left something: the configured one, also when no output is kept
-  /// any more, then the former ones, the newest first.
-  /// \param vecUnknown  receives the places that are on no share any more, as they were configured.
+  /// All places that may contain output: the configured one, also while output is switched off, then the former
+  /// ones, the newest first.
+  /// \param vecUnknown  receives the places whose share no longer exists, as they were configured.
   static std::vector<OutputFolder> places(std::vector<std::string>& vecUnknown);
 
-  /// Gives the places where a task may have a folder. \throw Failure when the configured one cannot be used.
+  /// The places where a task may have a folder. \throw Failure when the configured one cannot be used.
   static std::vector<OutputFolder> placesOf(const std::string& strTask);
 
-  /// Makes the folders of tasks ready for the runs of their owners. What somebody else left in the place of one is
-  /// moved aside.
-  /// \return where that is now, by the name of the task.
-  /// \throw Failure when something on the way is not what it should be; then no task may be run.
+  /// Prepares the folders of tasks for their owners. A folder that belonged to another user is moved
+  /// aside.
+  /// \return the new paths of moved folders, by the name of the task.
+  /// \throw Failure when the path is not safe; no task may run then.
   std::map<std::string, std::string> prepare(const std::map<std::string, uid_t>& mapOwners) const;
 
-  /// Opens what a run left.
-  /// \param szFile  "output.log" or "script.log".
+  /// Opens a file of a run.
+  /// \param szFile  its name (see run_files.h).
   /// \return nothing when there is no such file.
-  /// \throw Failure when it is no plain file, or somebody could have put it there in the place of the real one.
+  /// \throw Failure when it is not a plain file, or another user could have created it.
   std::optional<UniqueFd> findRunFile(const std::string& strTask, Json::Int64 iStartTime, const char* szFile) const;
 
-  /// The names of the folders in which runs of a task may have left something: its own, then those that were put aside
-  /// because they were of another owner. Only names that are there.
+  /// The existing folders of a task: its own, then those that were moved aside when its owner
+  /// changed.
   std::vector<std::string> foldersOf(const std::string& strTask) const;
 
-  /// The task whose folder it is, or was before it was put aside.
+  /// The task of a folder, also of one that was moved aside.
   static std::string taskOf(const std::string& strFolder);
 
-  /// Opens the folder in which the tasks have theirs; nothing when it does not exist.
+  /// Opens the folder of the place; nothing when it does not exist.
   /// \throw Failure as above.
   std::optional<UniqueFd> openExisting() const;
 
-  /// Goes the way to the folder, and makes what is missing of it. \throw Failure when it cannot be used.
+  /// Checks the path to the folder, and creates missing folders. \throw Failure when it cannot be used.
   void check() const { openBase(true); }
 
-  /// Puts the folder of a task aside, under a name that no task can have: NAME~1, NAME~2 and so on. So the name
-  /// is free for another owner, and nothing is lost.
+  /// Moves the folder of a task aside, to a name that no task can have: NAME~1, NAME~2 and so on. The output is
+  /// kept, and another owner can use the name.
   /// \return its new path; empty when there was none. \throw Failure when it cannot be moved.
   std::string moveAside(const std::string& strTask) const;
 
-  /// Two names of a folder: before it was moved, and after that.
+  /// The old and the new name of a folder.
   using Move = std::pair<std::string, std::string>;
 
-  /// Gives the folder of a task another name, and what was put aside of it likewise; what has that name already is put
+  /// Renames the folder of a task and those that were moved aside. An existing folder with the new name is moved
   /// aside.
-  /// \return what was moved, in that order; empty when there was nothing of the task. \throw Failure when it cannot be
-  ///         moved; then all is as it was.
+  /// \return the moves, in their order; empty when the task had no folder. \throw Failure when a folder cannot be
+  ///         moved; nothing has changed then.
   std::vector<Move> rename(const std::string& strTask, const std::string& strNew) const;
 
-  /// Takes moves back. \throw Failure when that cannot be done.
+  /// Reverts moves. \throw Failure
   void moveBack(const std::vector<Move>& vecMoves) const;
 
   /// The path of the folder, for messages.

@@ -4,16 +4,15 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <set>
-#include <sqlite3.h>
 #include <tuple>
 
 #include "common/runs/outcome.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "output_folder.h"
@@ -23,21 +22,16 @@ namespace Host {
 
 namespace {
 
-/// The folder of a run is there before the run is on record; one without a record is left alone that long.
+/// A run folder exists before its run record; one without a record is kept that long.
 constexpr Json::Int64 FRESH_SECONDS = 24 * 3600;
 
-/// A connection holds no lock while folders are removed; records go in portions of this size.
+/// The store is not locked while folders are removed; records are deleted in portions of this size.
 constexpr unsigned PORTION = 200;
 
 using RunKey = std::pair<std::string, Json::Int64>;  ///< task and start time: what names the folder of a run
 
 RunKey keyOf(const Json::Value& jRun) {
   return {textOf(jRun, "task_name"), intOf(jRun, "start_time")};
-}
-
-std::string quoted(const std::string& strText) {
-  const std::unique_ptr<char, decltype(&sqlite3_free)> szText(sqlite3_mprintf("%Q", strText.c_str()), &sqlite3_free);
-  return szText != nullptr ? szText.get() : "''";
 }
 
 std::string newestOf(const std::string& strWhere, unsigned cRuns) {
@@ -72,7 +66,7 @@ public:
   }
 
 private:
-  /// A share that is defined comes back, with all that lies in it; one that is not was given up.
+  /// A share that is defined but missing may come back with its output.
   void notePlace(const std::string& strPlace) {
     const std::string strShare = strPlace.substr(0, strPlace.find('/'));
     if (isShareDefined(strShare)) {
@@ -82,14 +76,14 @@ private:
                       whyShareUnusable(strShare)));
     } else {
       m_result.vecProblems.push_back(
-          fmt::format("the place \"{}\" of former output is on no share any more", strPlace));
+          fmt::format("the share of the former output path \"{}\" no longer exists", strPlace));
     }
   }
 
-  /// A run of the same task and second, as a clock that is set back can make one, has the same folder.
+  /// When the clock is set back, two runs of a task can share a folder.
   bool isFolderNeeded(const Json::Value& jRun) {
     const auto [strTask, iStart] = keyOf(jRun);
-    return !listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", quoted(strTask),
+    return !listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", sqlText(strTask),
                                             iStart, intOf(jRun, "result_id")))
                 .empty();
   }
@@ -105,8 +99,8 @@ private:
     return cb;
   }
 
-  /// The folder of a task, or one that was put aside, which has the folder of a run; the task's where none has.
-  /// \return nothing when it may lie where nobody can look now.
+  /// The task folder, or one that was moved aside, that contains the run folder; the task folder when none does.
+  /// \return nothing when it may be on a share that is missing.
   std::optional<std::string> folderOf(const std::string& strTask, Json::Int64 iStart) const {
     for (const OutputFolder& place : m_vecPlaces) {
       for (const std::string& strFolder : place.foldersOf(strTask)) {
@@ -119,12 +113,12 @@ private:
   }
 
   void pruneTask(const std::string& strTask) {
-    const std::string strOfTask = "task_name = " + quoted(strTask);
+    const std::string strOfTask = "task_name = " + sqlText(strTask);
     const std::string strVictims = fmt::format(
         "{} and stop_time is not null and result_id not in {} and result_id not in {}", strOfTask,
         newestOf(strOfTask, m_settings.cRetentionRuns),
         newestOf(strOfTask + " and " + whereOutcome(Outcome::Kind::FAILED), m_settings.cRetentionFailedRuns));
-    // What is removed changes nothing about which runs are the newest; so portions can be asked for one by one.
+    // Removing old runs does not change which runs are the newest, so portions can be read one by one.
     Json::Int64 iBefore = std::numeric_limits<Json::Int64>::max();
     for (Json::Value jRuns;;) {
       jRuns = listRuns(m_session, fmt::format("{} and result_id < {}", strVictims, iBefore), PORTION);
@@ -136,7 +130,7 @@ private:
     }
   }
 
-  /// The output goes first: a record without output can be removed later, output without a record is lost from sight.
+  /// The output is removed first: a record without output can still be found and removed later.
   void prunePortion(const Json::Value& jRuns) {
     std::vector<PrunedItem> vecDone;
     for (const Json::Value& jRun : jRuns) {
@@ -169,8 +163,8 @@ private:
     lock.commit();
   }
 
-  /// Everything that the limit is about, what the other rules have removed (or would remove) left out, the oldest
-  /// first.
+  /// All output that counts towards the limit, the oldest first. Output that the other rules remove does not
+  /// count.
   std::vector<RunFolder> listAll() {
     std::set<RunKey> setGone;
     for (const PrunedItem& item : m_result.vecRuns) {
@@ -194,21 +188,21 @@ private:
     return vecKept;
   }
 
-  /// The run that a folder belongs to, the newest if there are several; null when there is none.
+  /// The run of a folder, the newest of several; null when there is none.
   Json::Value runOf(const RunFolder& kept) {
     const Json::Value jRuns =
         listRuns(m_session, fmt::format("task_name = {} and start_time = {}",
-                                        quoted(OutputFolder::taskOf(kept.strFolder)), kept.iStartTime));
+                                        sqlText(OutputFolder::taskOf(kept.strFolder)), kept.iStartTime));
     return jRuns.empty() ? Json::Value() : jRuns[jRuns.size() - 1];
   }
 
-  /// Without a record it could be somebody else's folder that only looks like that of a run, or that of a run which is
-  /// not on record yet.
+  /// A folder without a record may not be a run folder at all, or its record is not written
+  /// yet.
   static bool isLeftOver(const RunFolder& kept) {
     return kept.blOnlyRunFiles && kept.iSince + FRESH_SECONDS < static_cast<Json::Int64>(std::time(nullptr));
   }
 
-  /// What may never be removed must not push out the output of others.
+  /// Output that is never removed does not count towards the limit.
   bool counts(const RunFolder& kept) { return isLeftOver(kept) || runOf(kept).isObject(); }
 
   static bool mayRemove(const RunFolder& kept, const Json::Value& jRun) {
@@ -247,7 +241,7 @@ private:
     return true;
   }
 
-  /// Whoever looks for the output later shall learn where it went.
+  /// Records when the output was removed, for messages about it.
   void noteRemoval(const Json::Value& jRun) {
     Json::Value jFilter(Json::objectValue);
     jFilter["result_id"] = jRun["result_id"];
@@ -269,6 +263,20 @@ private:
 };
 
 }  // namespace
+
+std::string PrunedItem::task() const {
+  return jRun.isObject() ? textOf(jRun, "task_name") : strFolder;
+}
+
+std::uint64_t PruneResult::bytes() const {
+  std::uint64_t cb = 0;
+  for (const auto* const pItems : {&vecRuns, &vecOutputs}) {
+    for (const PrunedItem& item : *pItems) {
+      cb += item.cb;
+    }
+  }
+  return cb;
+}
 
 PruneResult pruneRuns(Session& session, const Settings& settings, bool blDryRun) {
   return Pruning(session, settings, blDryRun).run();

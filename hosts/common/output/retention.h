@@ -1,8 +1,8 @@
 /// \file retention.h
-/// How long runs and their output are kept.
+/// Removes old runs and their output.
 ///
-/// Of each task the newest runs are kept, and the newest failed ones besides; what all kept output takes together has
-/// a limit, and the oldest output goes first. A run that goes on is never touched.
+/// Of each task, the newest runs and the newest failed runs are kept. The output of all runs together has a size limit;
+/// the oldest output is removed first. Open runs are never removed.
 
 #pragma once
 
@@ -17,25 +17,31 @@ namespace Host {
 
 class Session;
 
-/// Member of a run's `extra`: when its output was removed although its record was kept.
+/// Member of `extra` in a run record: when the output was removed, and the record kept.
 inline constexpr char OUTPUT_REMOVED[] = "output_removed";
 
-/// Something that the rules removed, or would remove.
+/// A run, or output, that was removed or would be.
 struct PrunedItem {
-  Json::Value jRun;       ///< the run record; null for output whose run is on record no more
-  std::string strFolder;  ///< folder of the task, and the next: of the run in it
+  /// The name of the task; of its folder when the run has no record.
+  std::string task() const;
+
+  Json::Value jRun;       ///< the run record; null for output without a run record
+  std::string strFolder;  ///< task folder; the next member names the run folder in it
   Json::Int64 iStartTime = 0;
-  std::uint64_t cb = 0;  ///< room that the output took
+  std::uint64_t cb = 0;  ///< size of the output
 };
 
 struct PruneResult {
+  /// The size of all removed output.
+  std::uint64_t bytes() const;
+
   std::vector<PrunedItem> vecRuns;       ///< runs: record and output
   std::vector<PrunedItem> vecOutputs;    ///< output alone
-  std::vector<std::string> vecProblems;  ///< what could not be removed, and why; it stays on record
+  std::vector<std::string> vecProblems;  ///< what could not be removed, and why
 };
 
-/// Applies the rules.
-/// \param blDryRun  true: nothing is removed.
+/// Removes what the settings do not keep.
+/// \param blDryRun  true: removes nothing.
 PruneResult pruneRuns(Session& session, const Settings& settings, bool blDryRun);
 
 }  // namespace Host

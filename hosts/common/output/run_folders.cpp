@@ -12,12 +12,13 @@
 #include <sys/stat.h>
 
 #include "common/support/failure.h"
+#include "run_files.h"
 
 namespace Host {
 
 namespace {
 
-/// Deeper than any run has reason to go; each level costs a descriptor.
+/// No run needs deeper folders; each level costs a descriptor.
 constexpr int MAX_DEPTH = 64;
 constexpr std::uint64_t CB_BLOCK = 512;
 
@@ -29,7 +30,7 @@ std::string below(const std::string& strPath, const std::string& strName) {
   throw Failure(fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(errno)));
 }
 
-/// Opens a folder; nothing when there is none of that name, or something else.
+/// Opens a folder; nothing when the name is missing or is not a folder.
 std::optional<UniqueFd> openFolder(int fdParent, const std::string& strName, const std::string& strPath) {
   UniqueFd fd(openat(fdParent, strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (fd.isOpen()) {
@@ -46,7 +47,7 @@ struct CloseFolder {
 };
 
 std::vector<std::string> entriesOf(const UniqueFd& folder, const std::string& strPath) {
-  // The stream closes its descriptor, and its position is one with the original's.
+  // The stream closes its descriptor, so it gets a copy. Both share a position.
   const int fd = openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const std::unique_ptr<DIR, CloseFolder> pFolder(fd < 0 ? nullptr : fdopendir(fd));
   if (!pFolder) {
@@ -68,15 +69,15 @@ dev_t deviceOf(const UniqueFd& folder) {
 
 std::uint64_t sizeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth);
 
-/// Other file systems are not entered.
+/// Does not enter other file systems.
 std::uint64_t sizeOfFolder(const UniqueFd& parent, const std::string& strName, const std::string& strPath, int cDepth) {
   const std::optional<UniqueFd> folder =
       cDepth < MAX_DEPTH ? openFolder(parent.get(), strName, strPath) : std::optional<UniqueFd>();
   return folder && deviceOf(*folder) == deviceOf(parent) ? sizeBelow(*folder, strPath, cDepth + 1) : 0;
 }
 
-/// Room that is really taken: a file with holes, or one that has a second name somewhere, could claim any size, and
-/// so have the output of others removed.
+/// The space that files really take. Sparse files and hard links could claim any size, and cause the removal of other
+/// output.
 std::uint64_t sizeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth) {
   std::uint64_t cb = 0;
   for (const std::string& strName : entriesOf(folder, strPath)) {
@@ -117,7 +118,7 @@ void removeBelow(const UniqueFd& folder, const std::string& strPath, int cDepth)
   }
 }
 
-/// The number that a folder of a run has as its name.
+/// The start time in the name of a run folder.
 std::optional<Json::Int64> readStartTime(const std::string& strName) {
   Json::Int64 iStart = 0;
   const auto [pEnd, code] = std::from_chars(strName.data(), strName.data() + strName.size(), iStart);
@@ -126,10 +127,10 @@ std::optional<Json::Int64> readStartTime(const std::string& strName) {
 }
 
 bool isRunFile(const std::string& strName) {
-  return strName == "output.log" || strName == "script.log";
+  return strName == OUTPUT_FILE || strName == SCRIPT_FILE;
 }
 
-/// Looks a folder over that could be that of a run.
+/// Reads a folder that may be a run folder.
 std::optional<RunFolder> readKeptOutput(const UniqueFd& task, const std::string& strFolder, const std::string& strName,
                                         const std::string& strPath) {
   const std::optional<Json::Int64> start = readStartTime(strName);
@@ -153,7 +154,7 @@ std::optional<RunFolder> readKeptOutput(const UniqueFd& task, const std::string&
 
 /// Opens the folder of a task; nothing when there is none.
 std::optional<UniqueFd> openTaskFolder(const OutputFolder& place, const std::string& strFolder) {
-  if (strFolder.empty() || strFolder == "." || strFolder == ".." || strFolder.find('/') != std::string::npos) {
+  if (!OutputFolder::isFolderName(strFolder)) {
     return std::nullopt;
   }
   const std::optional<UniqueFd> base = place.openExisting();

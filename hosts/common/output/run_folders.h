@@ -1,8 +1,8 @@
 /// \file run_folders.h
-/// What runs left in a place of output: how much it is, and how it is removed.
+/// The folders of runs in a place: their size, and how they are removed.
 ///
-/// The owner of a task can do in its folder what he likes, while it is being looked at too: links, other file systems,
-/// folders without end. So everything goes through descriptors and no name is followed.
+/// The owner of a task can change its folder at any time: create links, mount file systems, nest folders. So all access
+/// goes through descriptors, and no link is followed.
 
 #pragma once
 
@@ -19,37 +19,37 @@ namespace Host {
 
 /// The folder of one run.
 struct RunFolder {
-  std::string strFolder;        ///< folder of the task: its name, or another name when it is a task no more
+  std::string strFolder;        ///< name of the task folder
   Json::Int64 iStartTime = 0;   ///< when the run started, as the name of the folder says
-  Json::Int64 iSince = 0;       ///< the same, or when the folder was last changed if that was earlier
-  std::uint64_t cb = 0;         ///< room that it takes
-  bool blOnlyRunFiles = false;  ///< there is nothing in it but output and script
+  Json::Int64 iSince = 0;       ///< start of the run, or an earlier change of the folder
+  std::uint64_t cb = 0;         ///< size
+  bool blOnlyRunFiles = false;  ///< it contains only output and script
 };
 
-/// Lists the folders of runs in a place; folders that hold neither an output nor a script are none.
+/// Lists the run folders in a place: folders with an output or a script.
 std::vector<RunFolder> listRunFolders(const OutputFolder& place);
 
 /// The folder of a task.
 struct TaskFolder {
   std::string strName;
   uid_t owner = 0;
-  std::vector<Json::Int64> vecStarts;  ///< when the runs started whose folders are in it, the newest first
+  std::vector<Json::Int64> vecStarts;  ///< start times of its run folders, the newest first
 };
 
-/// The names of what could be folders of tasks in a place.
+/// The names of all entries in a place, which may be task folders.
 std::vector<std::string> listTaskFolders(const OutputFolder& place);
 
-/// Looks into the folder of a task; nothing when there is none.
+/// Reads a task folder; nothing when there is none.
 std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::string& strFolder);
 
-/// Tells whether there is a folder of that run.
+/// Tells whether a run folder exists.
 bool hasKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
 
-/// The room that the folder of one run takes; 0 when there is none.
+/// The size of a run folder; 0 when there is none.
 std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
 
-/// Removes the folder of a run and all that is in it. One that is not there is no failure.
-/// \throw Failure when something stays.
+/// Removes a run folder, if there is one.
+/// \throw Failure when it cannot be removed completely.
 void removeKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
 
 }  // namespace Host

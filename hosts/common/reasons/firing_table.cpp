@@ -5,6 +5,7 @@
 
 #include "eorvascheduler.h"
 
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
@@ -22,12 +23,6 @@ Json::Value definitions() {
     throw Failure("cannot read the definitions of the store's tables");
   }
   return jDefinitions;
-}
-
-Json::Value idFilter(const char* szKey, Json::Int64 iId) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter[szKey] = iId;
-  return jFilter;
 }
 
 Json::Value reasonsJson(const std::vector<Reason>& vecReasons) {
@@ -92,7 +87,7 @@ Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReaso
   demand(m_firings.recCreate(jFiring, jCreated) >= 0);
   const Json::Int64 iFiring = intOf(jCreated, "firing_id");
   for (const auto& [strTask, vecReasons] : mapReasons) {
-    Json::Value jTask = idFilter("firing_id", iFiring);
+    Json::Value jTask = filterOf("firing_id", iFiring);
     jTask["task_name"] = strTask;
     jTask["reasons"] = reasonsJson(vecReasons);
     demand(m_tasks.recCreate(jTask, jCreated) >= 0);
@@ -104,9 +99,9 @@ Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReaso
 void FiringTable::end(const Firing& firing, const FiringReasons& mapReasons) {
   Json::Value jFiring(Json::objectValue);
   setEnd(jFiring, firing);
-  demand(m_firings.recUpdateByFilter(idFilter("firing_id", firing.iId), jFiring) >= 0);
+  demand(m_firings.recUpdateByFilter(filterOf("firing_id", firing.iId), jFiring) >= 0);
   for (const auto& [strTask, vecReasons] : mapReasons) {
-    Json::Value jFilter = idFilter("firing_id", firing.iId);
+    Json::Value jFilter = filterOf("firing_id", firing.iId);
     jFilter["task_name"] = strTask;
     Json::Value jUpdate(Json::objectValue);
     jUpdate["reasons"] = reasonsJson(vecReasons);
@@ -122,13 +117,13 @@ std::optional<Firing> FiringTable::newest(const std::string& strEvent) {
 }
 
 std::optional<Firing> FiringTable::find(Json::Int64 iFiring) {
-  const Json::Value jFirings = list(m_firings, idFilter("firing_id", iFiring));
+  const Json::Value jFirings = list(m_firings, filterOf("firing_id", iFiring));
   return jFirings.empty() ? std::nullopt : std::optional(firingFromJson(jFirings[0]));
 }
 
 FiringReasons FiringTable::reasonsOf(Json::Int64 iFiring) {
   FiringReasons mapReasons;
-  for (const Json::Value& jTask : list(m_tasks, idFilter("firing_id", iFiring))) {
+  for (const Json::Value& jTask : list(m_tasks, filterOf("firing_id", iFiring))) {
     mapReasons[textOf(jTask, "task_name")] = reasonsFromJson(memberOf(jTask, "reasons"));
   }
   return mapReasons;
@@ -139,7 +134,7 @@ void FiringTable::forgetOld(const std::string& strEvent) {
   jFilter["event"] = strEvent;
   const Json::Value jFirings = list(m_firings, jFilter);
   for (Json::ArrayIndex i = 0; i + KEPT_FIRINGS < jFirings.size(); ++i) {
-    demand(m_firings.recDelete(idFilter("firing_id", intOf(jFirings[i], "firing_id")), false) >= 0);
+    demand(m_firings.recDelete(filterOf("firing_id", intOf(jFirings[i], "firing_id")), false) >= 0);
   }
 }
 

@@ -26,8 +26,8 @@ Outcome normalOutcome(Json::Int64 iCode) {
   return {Outcome::Kind::FAILED, fmt::format("exit {}", iCode), fmt::format("The script ended with {}.", iCode)};
 }
 
-/// The record of a script that ended with N is the same as that of one that was killed by signal N, and as
-/// that of one that ended with 128 + N.
+/// Exit status N, exit status 128 + N and signal N give the same record, so the
+/// text names all of them.
 Outcome ambiguousOutcome(Json::Int64 iCode) {
   const std::string strSignal = signalName(iCode);
   if (strSignal.empty()) {
@@ -72,7 +72,7 @@ Outcome recordedOutcome(const Json::Value& jRun) {
           "exit information was lost."};
 }
 
-/// How a run ended that was not left to end by itself.
+/// The outcome of a run that was ended early.
 Outcome endedEarly(const std::string& strEndedBy, const Outcome& outcome) {
   if (strEndedBy == ENDED_TIME_LIMIT) {
     return {Outcome::Kind::FAILED, "time limit: " + outcome.strText,
@@ -101,7 +101,7 @@ Outcome outcomeOf(const Json::Value& jRun) {
 }
 
 std::string whereOutcome(Outcome::Kind kind) {
-  // Somebody may have edited the database by hand; what is no JSON is not asked for its members.
+  // The database may have been edited by hand: the column need not be JSON.
   constexpr char OK[] =
       "case when json_valid(exit_info) then json_extract(exit_info, '$.exit_type') is 'normal' and "
       "json_extract(exit_info, '$.exit_code') is 0 and ended_by is null else 0 end";

@@ -1,5 +1,5 @@
 /// \file outcome.h
-/// What a run record says about how its run ended.
+/// How a run ended, from its record.
 
 #pragma once
 
@@ -8,14 +8,14 @@
 
 namespace Host {
 
-/// The exit type of a run whose process was gone before anybody could ask how it ended.
+/// The exit type of a run whose exit status is unknown, since its process was gone.
 inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
 
-/// \name Why a run was ended before it ended by itself, in the member "ended_by" of its record
+/// \name Why a run was ended early: the member "ended_by" of its record
 /// @{
 inline constexpr char ENDED_STOPPED[] = "stopped";        ///< somebody asked for it
-inline constexpr char ENDED_TIME_LIMIT[] = "time_limit";  ///< its task may not run longer
-inline constexpr char ENDED_BUDGET[] = "budget";          ///< its execution may not run longer
+inline constexpr char ENDED_TIME_LIMIT[] = "time_limit";  ///< over the time limit of its task
+inline constexpr char ENDED_BUDGET[] = "budget";          ///< over the budget of its execution
 inline constexpr char ENDED_SHUTDOWN[] = "shutdown";      ///< the server shuts down
 /// @}
 
@@ -30,7 +30,7 @@ struct Outcome {
 /// Explains a run record.
 Outcome outcomeOf(const Json::Value& jRun);
 
-/// A WHERE text for the runs that ended so; it agrees with outcomeOf().
+/// A WHERE text for the runs with this outcome, as outcomeOf() gives it.
 std::string whereOutcome(Outcome::Kind kind);
 
 /// The word for it in machine-readable output: "running", "ok" or "failed".

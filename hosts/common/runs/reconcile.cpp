@@ -24,18 +24,8 @@ namespace Host {
 
 namespace {
 
-pid_t pidOf(const Json::Value& jRun) {
-  return static_cast<pid_t>(intOf(jRun, "pid"));
-}
-
-Json::Value idFilter(const char* szKey, const Json::Value& jId) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter[szKey] = jId;
-  return jFilter;
-}
-
-/// Gives the runs that are open although their process is gone. Of several runs with one process id only the
-/// newest can be that process.
+/// Gives the open runs whose process is gone. Of several runs with the same process id, only the newest can belong to
+/// the process.
 std::vector<Json::Value> staleRuns(Session& session) {
   std::vector<Json::Value> vecStale;
   std::map<pid_t, Json::Value> mapNewest;
@@ -53,9 +43,9 @@ std::vector<Json::Value> staleRuns(Session& session) {
   return vecStale;
 }
 
-/// Closes one run, unless somebody else has closed it meanwhile.
+/// Closes one run, unless it has been closed meanwhile.
 bool closeInterrupted(Session& session, Json::Value& jRun) {
-  const Json::Value jFilter = idFilter("result_id", jRun["result_id"]);
+  const Json::Value jFilter = filterOf("result_id", jRun["result_id"]);
   WriteLock lock(session);
   Json::Value jNow;
   if (session.runs()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject() || jNow.isMember("stop_time")) {
@@ -69,8 +59,8 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
     throw Failure(fmt::format("cannot close run {} in the store", intOf(jRun, "result_id")));
   }
   Json::Value jTask;
-  const Json::Value jTaskFilter = idFilter("task_name", jRun["task_name"]);
-  // The task tells about its newest run; an older one that is found late changes nothing there.
+  const Json::Value jTaskFilter = filterOf("task_name", jRun["task_name"]);
+  // The task shows its newest run only.
   if (session.tasks()->recGetOne(jTaskFilter, jTask) == 0 && jTask.isObject() &&
       intOf(jTask, "last_start_time", -1) == intOf(jNow, "start_time") && intOf(jTask, "last_stop_time") == 0) {
     Json::Value jLast(Json::objectValue);
@@ -79,7 +69,7 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
     session.tasks()->recUpdateByFilter(jTaskFilter, jLast);
   }
   lock.commit();
-  // By now the number may be that of a newer run, whose file it is then.
+  // The process id may belong to a newer run now, and the file with it.
   if (KLIBCProcAlive(pidOf(jNow)) != 1) {
     unlink(fmt::format("{}{}", EXIT_CODE_PREFIX, pidOf(jNow)).c_str());
   }
@@ -87,14 +77,14 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
   return true;
 }
 
-/// Tells whether the process that a task's newest run with this number had is still there. When no record names it,
-/// nothing more can be known of it than that it is a run.
+/// Tells whether the process of the newest run with this process id is still there. Without such a record, any run
+/// with this id counts.
 bool isLastAlive(Session& session, const std::string& strTask, pid_t pid) {
   const Json::Value jRuns = listRuns(session, fmt::format("task_name = {} and pid = {}", sqlText(strTask), pid), 1);
   return jRuns.empty() ? isRunProcess(pid) : isProcessOf(jRuns[0]) && hadStarted(jRuns[0]);
 }
 
-/// Tells whether a process on a running list is a run of the task, and not what has got its number since.
+/// Tells whether a process on a running list is still a run of the task.
 bool isListedAlive(Session& session, const std::string& strTask, pid_t pid) {
   if (!isLastAlive(session, strTask, pid) && childrenOfLiveExecutions().count(pid) == 0) {
     return false;
@@ -103,7 +93,7 @@ bool isListedAlive(Session& session, const std::string& strTask, pid_t pid) {
   return jRuns.empty() || textOf(jRuns[0], "task_name") == strTask;
 }
 
-/// The status as it should be: the processes that are still there, and whatever else it holds.
+/// The corrected status: without the processes that are gone.
 Json::Value liveStatus(Session& session, const Json::Value& jTask) {
   const Json::Value& jStored = memberOf(jTask, "status");
   Json::Value jStatus = jStored.isObject() ? jStored : Json::Value(Json::objectValue);
@@ -114,8 +104,8 @@ Json::Value liveStatus(Session& session, const Json::Value& jTask) {
   return jStatus;
 }
 
-/// A status without a list is a task's before its first run. What the library could not read keeps a task from
-/// running for ever.
+/// A task has no list before its first run. A list that the library cannot read would keep the task from ever running
+/// again.
 bool isTrue(Session& session, const Json::Value& jTask) {
   const Json::Value& jStatus = memberOf(jTask, "status");
   return jStatus.isNull() || (jStatus.isObject() && !jStatus.isMember("running")) ||
@@ -126,7 +116,7 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
   if (isTrue(session, jTask)) {
     return;
   }
-  const Json::Value jFilter = idFilter("task_name", jTask["task_name"]);
+  const Json::Value jFilter = filterOf("task_name", jTask["task_name"]);
   WriteLock lock(session);
   Json::Value jNow;
   if (session.tasks()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject()) {
@@ -148,7 +138,7 @@ bool isRunAlive(const Json::Value& jRun) {
     return false;
   }
   const bool blProcess = isProcessOf(jRun) && hadStarted(jRun);
-  // Asked only after the process was looked at: it reported before it did anything else.
+  // Checked after the process: every child reports itself first.
   return isOfLiveExecution(pid, intOf(jRun, "result_id")).value_or(blProcess);
 }
 
@@ -157,17 +147,17 @@ std::optional<Process> processOf(Session& session, const Json::Value& jRun) {
   Process process(pidOf(jRun));
   const Json::Value jSame =
       listRuns(session, fmt::format("pid = {} and stop_time is null and result_id >= {}", process.pid(), iResult));
-  // Of several open runs with one number only the newest can be that process.
+  // Of several open runs with this process id, only the newest can belong to the process.
   if (jSame.size() != 1 || intOf(jSame[0], "result_id") != iResult) {
     return std::nullopt;
   }
   const bool blProcess = isProcessOf(jSame[0]);
   const bool blStarted = hadStarted(jSame[0]);
-  // Without an execution it is a process that lost its own.
+  // The execution is gone; the process may still run.
   if (!blProcess || !isOfLiveExecution(process.pid(), iResult).value_or(blStarted)) {
     return std::nullopt;
   }
-  // Asked last: as long as it is there, all of this was about it.
+  // Checked last: while it exists, its id was not reused.
   return process.isAlive() ? std::optional<Process>(std::move(process)) : std::nullopt;
 }
 
@@ -194,7 +184,7 @@ std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
 }
 
 std::vector<Json::Value> reconcile(Session& session) {
-  // What executions have left that were killed goes away.
+  // Removes the files of killed executions.
   childrenOfLiveExecutions();
   std::vector<Json::Value> vecClosed;
   for (Json::Value& jRun : staleRuns(session)) {

@@ -1,5 +1,5 @@
 /// \file reconcile.h
-/// Brings the records in line with the processes that are really there.
+/// Closes the records of interrupted runs.
 
 #pragma once
 
@@ -15,22 +15,22 @@ namespace Host {
 
 class Session;
 
-/// Tells whether the process of an open run is still there, or its execution still has to close the run.
+/// Tells whether an open run still has its process, or an execution that will close it.
 bool isRunAlive(const Json::Value& jRun);
 
-/// Takes hold of the process of an open run.
-/// \return nothing when it is gone, has ended, or when the number means another process by now.
+/// Opens the process of an open run.
+/// \return nothing when it has ended, or its id belongs to another process now.
 std::optional<Process> processOf(Session& session, const Json::Value& jRun);
 
-/// The processes on a task's running list that are still there.
+/// The living processes on the running list of a task.
 std::vector<pid_t> listedPidsOf(Session& session, const Json::Value& jTask);
 
-/// The same, with those that have a record already but are not on the list yet.
+/// The living processes of a task, also those that are not on its running list yet.
 std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask);
 
-/// Closes every run whose process is gone, as interrupted, and takes the processes that are gone off the
-/// running lists, so that they no longer keep a task from starting.
-/// \return the records of the runs that were closed, as they are now.
+/// Closes the runs whose process is gone as interrupted. Removes these processes from the running lists, so that they
+/// no longer keep tasks from starting.
+/// \return the new records of the closed runs.
 std::vector<Json::Value> reconcile(Session& session);
 
 }  // namespace Host

@@ -14,23 +14,23 @@ namespace Host {
 
 namespace {
 
-/// Processes that multiply are stopped in so many rounds; each stops what the others have started meanwhile.
+/// Rounds in which processes are stopped. Each round stops those that were started meanwhile.
 constexpr int FREEZE_ROUNDS = 200;
 
-/// Another one who ends the run is not waited for.
+/// Another process that ends the run is not waited for.
 constexpr std::chrono::milliseconds OTHERS_LIMIT(500);
 
-/// Held by whoever ends the run. No task has such a name.
+/// Locked while the run is being ended. No task has such a name.
 std::string turnOf(const Process& process) {
   return fmt::format("/process/{}", process.pid());
 }
 
-/// A process that waits for a disk, or is held by a debugger, starts nothing more, and shows no sign of being stopped.
+/// A process that waits for a disk or is traced counts as stopped: it cannot start others.
 bool isRunning(const ProcessStatus& status) {
   return !status.isEnded() && std::string_view("TtD").find(status.cState) == std::string_view::npos;
 }
 
-/// The shell that the process of a run has started the script with: its eldest child, unless it has become the script.
+/// The shell that runs the script: the oldest child, unless the shell has been replaced by the script.
 pid_t shellOf(pid_t pidRun) {
   const ProcessStatus* pEldest = nullptr;
   const std::map<pid_t, ProcessStatus> mapChildren = ProcessTable().childrenOf(pidRun);
@@ -87,16 +87,16 @@ void RunEnding::ask() {
   askKnown();
 }
 
-/// The shell that has started nothing yet is no one to be asked: what it starts then is.
+/// A shell that has not started anything yet is not asked.
 void RunEnding::askKnown() {
   const pid_t pidShell = shellOf(m_process.pid());
   for (const auto& [pid, known] : m_mapKnown) {
-    // It waits for the script, and hands on how that ended.
+    // The shell waits for the script and passes on its exit status.
     if (pid != pidShell) {
       known.signal(SIGTERM);
       m_blAsked = true;
     }
-    // What is stopped would not see it.
+    // A stopped process would not handle the signal.
     known.signal(SIGCONT);
   }
 }
@@ -105,7 +105,7 @@ RunEnding::~RunEnding() {
   m_process.signal(SIGCONT);
 }
 
-/// Takes hold of everything below the process, and below what was there before and may have lost its way to it.
+/// Finds all processes below the run, and below those that were found earlier.
 void RunEnding::look() {
   const ProcessTable table;
   std::vector<ProcessStatus> vecFound = table.below(m_process.pid());
@@ -158,7 +158,7 @@ void RunEnding::hold() {
   }
 }
 
-/// It has only its script's output to copy now, but may be kept from that too.
+/// The process of the run only has to copy the output of its script now. That can hang, too.
 void RunEnding::letGo() {
   if (Clock::now() < m_deadline) {
     return;
@@ -173,7 +173,7 @@ void RunEnding::letGo() {
 
 bool RunEnding::step() {
   if (!m_process.isAlive()) {
-    // Killed by somebody else: nothing holds together what is left below it.
+    // Somebody else killed it. The processes below it can no longer be found through it.
     if (m_blHeld && !isEmpty()) {
       killAll();
     }

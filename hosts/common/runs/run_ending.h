@@ -1,9 +1,9 @@
 /// \file run_ending.h
-/// Ends a run before its time, with everything that its script has started.
+/// Ends a run with all processes that its script started.
 ///
-/// What a script starts stays below the process of its run, also when it takes a session of its own and its parents
-/// end: that process is the reaper of whatever loses its parent below it. It is held while the run is being ended, so
-/// that nothing can slip away; then it goes on, tells how the script ended, and the run is closed like any other.
+/// All processes of a script stay below the process of the run, which is their subreaper: also those that start a
+/// session of their own and lose their parents. The process of the run is stopped while they are ended, so that none of
+/// them escapes. Then it continues, reports the exit status of the script, and the run is closed as usual.
 
 #pragma once
 
@@ -18,30 +18,30 @@ namespace Host {
 
 class Session;
 
-/// Writes into the record of a run why it is being ended.
-/// \return false when the run has ended by itself.
+/// Writes into the record why the run is being ended.
+/// \return false when the run has ended already.
 bool markEnded(Session& session, Json::Int64 iResult, const char* szWhy);
 
 class RunEnding {
 public:
-  /// Holds the process of a run.
-  /// \param grace  how long what is below it may take to end before it is made to.
-  /// \throw Failure when somebody else is ending the run.
+  /// Stops the process of a run.
+  /// \param grace  time for the processes below it to end, before they are killed.
+  /// \throw Failure when another process is ending the run.
   RunEnding(Process process, std::chrono::seconds grace);
 
   RunEnding(const RunEnding&) = delete;
   RunEnding& operator=(const RunEnding&) = delete;
 
-  /// Lets the process of the run go on, whatever has been reached.
+  /// Continues the process of the run.
   ~RunEnding();
 
-  /// Tells whether there is anything below it to be ended.
+  /// Tells whether there are processes to end.
   bool hasWork() const { return !isEmpty(); }
 
-  /// Asks everything below it to end.
+  /// Asks all of them to end.
   void ask();
 
-  /// Does what is due from then on; to be called several times a second.
+  /// Kills them when their time is up; to be called several times a second.
   /// \return true when the process of the run has ended.
   bool step();
 
@@ -60,12 +60,12 @@ private:
   TaskLock m_lock;
   std::chrono::seconds m_grace;
   Clock::time_point m_deadline;
-  std::map<pid_t, Process> m_mapKnown;  ///< what was seen below it and is alive
+  std::map<pid_t, Process> m_mapKnown;  ///< the living processes below it
   bool m_blHeld = true;
-  bool m_blAsked = false;  ///< somebody below it has been asked
+  bool m_blAsked = false;  ///< at least one process was asked
 };
 
-/// Lets the process of a run go on that was held by somebody who did not live to let it go.
+/// Continues the process of a run when the process that stopped it has died.
 void releaseAbandoned(const Process& process);
 
 }  // namespace Host

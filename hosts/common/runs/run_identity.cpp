@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "common/store/records.h"
 #include "common/text/json_members.h"
 #include "run_process.h"
 
@@ -15,14 +16,10 @@ namespace {
 constexpr char BOOT_ID[] = "boot_id";
 constexpr char START_TICKS[] = "start_ticks";
 
-/// A run has its time before its process: meanwhile the disks that its output goes to may have to wake up.
+/// The start time is written before the process starts. In between, disks may have to wake up.
 constexpr double START_SECONDS = 60;
 
-pid_t pidOf(const Json::Value& jRun) {
-  return static_cast<pid_t>(intOf(jRun, "pid"));
-}
-
-/// Of this boot; empty when the system does not tell it.
+/// The id of this boot; empty when it is unknown.
 const std::string& bootId() {
   static const std::string BOOT = [] {
     std::string strBoot;
@@ -61,7 +58,7 @@ bool isProcessOf(const Json::Value& jRun) {
     return isRunProcess(pid);
   }
   const std::optional<ProcessStatus> status = processStatus(pid);
-  // One that has ended is left to its parent, if that is one that closes runs.
+  // A zombie is left to its parent, which may close the run.
   return status && static_cast<Json::Int64>(status->ticksStart) == intOf(jRun, START_TICKS) &&
          (!status->isEnded() || hasLibraryLoaded(status->pidParent));
 }

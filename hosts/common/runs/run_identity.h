@@ -1,10 +1,10 @@
 /// \file run_identity.h
-/// Which process a run record means.
+/// Tells which process belongs to a run record.
 ///
-/// The number of a process comes back, after a reboot and without one. The boot that it belongs to and the tick in
-/// which it started do not: the watch of an execution writes both into the record of each run as soon as it sees it.
-/// Records of other programs lack them, and so does a record in its first moment; then the clock must do, which is set
-/// now and then.
+/// Process ids are reused. The id of the boot and the tick in which a process started identify it: the watch of an
+/// execution writes both into each run record as soon as it sees it. Records of other programs lack them, and new
+/// records do for a moment. For these the start times are compared, which is less certain, since the clock can be
+/// set.
 
 #pragma once
 
@@ -14,7 +14,7 @@
 
 namespace Host {
 
-/// The members of a record that tell which process its number means; none when that cannot be told.
+/// The members of a record that identify its process; none when the boot is unknown.
 Json::Value identityOf(const ProcessStatus& status);
 
 /// Tells whether a record has these members.
@@ -23,12 +23,12 @@ bool hasIdentity(const Json::Value& jRun);
 /// Tells whether the record was made before this boot.
 bool isOfOtherBoot(const Json::Value& jRun);
 
-/// Tells whether the number that the record names is that of the process of its run; or of any run, when the record
-/// does not tell more.
+/// Tells whether the process id of the record still belongs to the process of its run; to any run, when the record
+/// lacks these members.
 bool isProcessOf(const Json::Value& jRun);
 
-/// Tells whether the process that has the number now had started when the run began, by the clock as it is set now;
-/// not asked of a record that tells more.
+/// Tells whether the process that has this id now had started when the run began, by the present clock. For records
+/// without these members.
 bool hadStarted(const Json::Value& jRun);
 
 }  // namespace Host

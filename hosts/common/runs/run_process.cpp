@@ -22,13 +22,14 @@ constexpr char HOST_NAME[] = "eorva";
 constexpr char RUN_NAME[] = "eorva-run";
 constexpr std::string_view LIBRARY_NAME = "libeorvascheduler.so.";
 
-/// A file of the library's name that a process has loaded.
+/// A loaded file with the name of the library.
 struct LoadedFile {
   std::string strFolder;
   std::optional<uid_t> owner;  ///< nothing when this process may not know it, as in some containers
 };
 
-/// Whose file lies at the addresses that begin the line. It may have no name any more, so it is not asked by that.
+/// The owner of the file that is mapped at the addresses of the line. The file may have been deleted, so its name is
+/// not used.
 std::optional<uid_t> ownerOf(pid_t pid, const std::string& strLine) {
   unsigned long iBegin = 0;
   unsigned long iEnd = 0;
@@ -61,8 +62,8 @@ std::vector<LoadedFile> loadedFiles(pid_t pid) {
   return vecFiles;
 }
 
-/// Anybody can give a file of his own that name, but not in the folder of the installed one. It need not be that very
-/// file: after an upgrade, processes go on with the one that was there before.
+/// Any user can create a file with this name, but not in the folder of the installed one. After an upgrade, processes
+/// keep the old file.
 bool isInstalled(const LoadedFile& file, const LoadedFile& own) {
   return file.strFolder == own.strFolder && (!file.owner || !own.owner || *file.owner == *own.owner);
 }
@@ -87,8 +88,8 @@ bool hasLibraryLoaded(pid_t pid) {
 
 bool isRunProcess(pid_t pid) {
   const bool blLoaded = hasLibraryLoaded(pid);
-  // Asked afterwards: one that has ended meanwhile, and waits for its parent, shows no more what it had loaded. Its
-  // parent, which is about to close the run, does.
+  // Checked last: a zombie no longer shows which files it had loaded. Its parent, which is about to close the run,
+  // does.
   const std::optional<ProcessStatus> status = processStatus(pid);
   return status && status->strName != HOST_NAME &&
          (blLoaded || (status->isEnded() && hasLibraryLoaded(status->pidParent)));

@@ -1,10 +1,10 @@
 /// \file run_process.h
-/// Which processes are those of runs.
+/// Tells whether a process belongs to a run.
 ///
-/// The process of a run is a fork of a process that has the library loaded, and stays one until the run has ended.
-/// That tells it apart from most of what gets its number later; run_identity.h tells which run it is. But the
-/// programs of this system have the library loaded as well: so each process of theirs says by its name, as ps shows
-/// it, whether it is a run. Runs that another program starts have the name of that program.
+/// The process of a run is a fork of a process that has the library loaded. That distinguishes it from most processes
+/// that get its id later; run_identity.h finds the run. The programs of this system have the library loaded, too: so
+/// each of their processes shows by its name, as in ps, whether it is a run. A run that another program started has
+/// the name of that program.
 
 #pragma once
 
@@ -12,17 +12,17 @@
 
 namespace Host {
 
-/// Names the calling process as one that is no run; its children are none either.
+/// Gives the calling process and its children a name that no run has.
 void takeHostName();
 
-/// Names the calling process as a run, and so the children that it forks from then on.
+/// Gives the calling process and its later children the name of a run.
 void takeRunName();
 
-/// Tells whether a process has the installed library loaded, as it is or as it was before an upgrade. A file that
-/// merely bears its name is not it.
+/// Tells whether a process has the installed library loaded, or the one from before an upgrade. Other files with the
+/// same name do not count.
 bool hasLibraryLoaded(pid_t pid);
 
-/// Tells whether the process that has this number is that of a run, of whichever.
+/// Tells whether the process with this id belongs to any run.
 bool isRunProcess(pid_t pid);
 
 }  // namespace Host

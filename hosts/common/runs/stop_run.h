@@ -1,5 +1,5 @@
 /// \file stop_run.h
-/// A run that is ended on request, from its first moment to its record.
+/// Ends a run on request.
 
 #pragma once
 
@@ -12,18 +12,18 @@ namespace Host {
 
 class Session;
 
-/// How long is waited for what usually takes a moment.
+/// Wait limits.
 struct StopLimits {
-  std::chrono::seconds begin{60};          ///< a script begins, unless its folder or the list of users does not answer
-  std::chrono::seconds kill = KILL_LIMIT;  ///< what was killed is gone
-  std::chrono::seconds close{60};          ///< an execution closes a run that was ended, unless the store is busy
+  std::chrono::seconds begin{60};          ///< for the start of the script
+  std::chrono::seconds kill = KILL_LIMIT;  ///< for the end of killed processes
+  std::chrono::seconds close{60};          ///< for the execution to close the run
 };
 
-/// Ends an open run with everything that its script has started, as soon as there is something to be ended, and waits
-/// until it is closed: by its execution, or here when that is gone.
-/// \param grace  how long what is to end may take when it is asked to, before it is made to.
-/// \return the record then.
-/// \throw Failure which tells what has not come about in its time.
+/// Ends an open run with all processes that its script started, and waits until its execution has closed it. Closes it
+/// here when the execution is gone.
+/// \param grace  time for the processes to end after they were asked, before they are killed.
+/// \return the record of the closed run.
+/// \throw Failure when a wait limit is over.
 Json::Value stopRun(Session& session, const Json::Value& jRun, std::chrono::seconds grace,
                     const StopLimits& limits = StopLimits());
 

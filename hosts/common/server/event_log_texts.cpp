@@ -1,7 +1,10 @@
 #include "event_log_texts.h"
 
+#include <array>
 #include <filesystem>
 #include <set>
+
+#include "orva_platform.h"
 
 #include "common/support/files.h"
 #include "common/text/json_members.h"
@@ -29,6 +32,13 @@ std::string filledIn(const std::string& strText, const Json::Value& jArgs) {
 }
 
 }  // namespace
+
+std::string serverLanguage() {
+  std::array<char, 32> szLanguage{};
+  const int iFound =
+      KLIBCFileGetKeyValue("/etc/orvainfo.conf", "maillang", szLanguage.data(), static_cast<int>(szLanguage.size()));
+  return iFound > 0 ? szLanguage.data() : "enu";
+}
 
 EventLogTexts::EventLogTexts() : m_jCatalogue(Json::objectValue) {
   std::error_code error;

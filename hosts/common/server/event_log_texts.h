@@ -9,6 +9,9 @@
 
 namespace Host {
 
+/// The language that the server writes mail in, as "enu".
+std::string serverLanguage();
+
 /// The texts as they are installed.
 class EventLogTexts {
 public:

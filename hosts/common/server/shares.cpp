@@ -32,7 +32,10 @@ SharePtr findShare(const std::string& strShare) {
 
 }  // namespace
 
-Shares readShares() {
+namespace {
+
+/// \param vecFault  what is wrong with the definitions.
+std::vector<std::string> listShares(std::vector<std::string>& vecFault) {
   PKLIBCSZLIST pNames = KLIBCSzListAlloc(0);
   PKLIBCSZLIST pFaults = KLIBCSzListAlloc(0);
   const int iResult = ORVAShareList(&pNames, &pFaults);
@@ -41,9 +44,20 @@ Shares readShares() {
   if (iResult < 0) {
     throw Failure(fmt::format("cannot list the shares: {}", std::strerror(KLIBCErrGet())));
   }
+  vecFault = textsOf(faults);
+  return textsOf(names);
+}
+
+}  // namespace
+
+std::vector<std::string> shareNames() {
+  std::vector<std::string> vecFault;
+  return listShares(vecFault);
+}
+
+Shares readShares() {
   Shares shares;
-  shares.vecFault = textsOf(faults);
-  for (const std::string& strName : textsOf(names)) {
+  for (const std::string& strName : listShares(shares.vecFault)) {
     PORVASHARE pShare = nullptr;
     // What is gone meanwhile is not shown.
     if (ORVAShareGet(strName.c_str(), &pShare) == 0) {

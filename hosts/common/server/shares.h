@@ -19,6 +19,9 @@ struct Shares {
   std::vector<std::string> vecFault;
 };
 
+/// The names of the shares; their folders are not looked at. \throw Failure when they cannot be read.
+std::vector<std::string> shareNames();
+
 /// Reads all of them. \throw Failure when they cannot be read.
 Shares readShares();
 

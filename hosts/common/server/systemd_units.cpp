@@ -1,19 +1,16 @@
 #include "systemd_units.h"
 
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
+#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <iterator>
+#include <map>
 #include <optional>
-#include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "common/support/failure.h"
-#include "common/support/unique_fd.h"
+#include "common/support/program.h"
 
 namespace Host {
 
@@ -24,70 +21,10 @@ struct Answer {
   std::string strText;  ///< what was written to standard output and standard error
 };
 
-/// There is no such program.
-class NotInstalled : public Failure {
-public:
-  using Failure::Failure;
-};
-
-class SpawnActions {
-public:
-  SpawnActions() { posix_spawn_file_actions_init(&m_actions); }
-  ~SpawnActions() { posix_spawn_file_actions_destroy(&m_actions); }
-  SpawnActions(const SpawnActions&) = delete;
-  SpawnActions& operator=(const SpawnActions&) = delete;
-
-  void putInPlaceOf(int fd, int fdTarget) { posix_spawn_file_actions_adddup2(&m_actions, fd, fdTarget); }
-  const posix_spawn_file_actions_t* get() const { return &m_actions; }
-
-private:
-  posix_spawn_file_actions_t m_actions{};
-};
-
-std::string readAll(int fd) {
-  std::string strText;
-  std::array<char, 4096> buffer{};
-  for (;;) {
-    const ssize_t cb = read(fd, buffer.data(), buffer.size());
-    if (cb > 0) {
-      strText.append(buffer.data(), static_cast<std::size_t>(cb));
-    } else if (cb == 0 || errno != EINTR) {
-      return strText;
-    }
-  }
-}
-
 Answer systemctl(std::vector<std::string> vecArguments) {
   vecArguments.insert(vecArguments.begin(), "systemctl");
-  std::vector<char*> vecPointers;
-  vecPointers.reserve(vecArguments.size() + 1);
-  for (std::string& strArgument : vecArguments) {
-    vecPointers.push_back(strArgument.data());
-  }
-  vecPointers.push_back(nullptr);
-
-  std::array<int, 2> fds{};
-  if (pipe2(fds.data(), O_CLOEXEC) != 0) {
-    throw Failure(fmt::format("cannot run systemctl: {}", std::strerror(errno)));
-  }
-  const UniqueFd fdRead(fds[0]);
-  UniqueFd fdWrite(fds[1]);
-  SpawnActions actions;
-  actions.putInPlaceOf(fdWrite.get(), STDOUT_FILENO);
-  actions.putInPlaceOf(fdWrite.get(), STDERR_FILENO);
-  pid_t pid = 0;
-  const int iError = posix_spawnp(&pid, "systemctl", actions.get(), nullptr, vecPointers.data(), environ);
-  if (iError == ENOENT) {
-    throw NotInstalled("cannot run systemctl: systemd is not installed");
-  }
-  if (iError != 0) {
-    throw Failure(fmt::format("cannot run systemctl: {}", std::strerror(iError)));
-  }
-  fdWrite = UniqueFd();
   Answer answer;
-  answer.strText = readAll(fdRead.get());
-  while (waitpid(pid, &answer.iStatus, 0) < 0 && errno == EINTR) {
-  }
+  answer.iStatus = Program(std::move(vecArguments)).run(answer.strText);
   return answer;
 }
 
@@ -102,7 +39,7 @@ void demand(const std::vector<std::string>& vecArguments) {
 std::optional<Answer> systemctlIfInstalled(const std::vector<std::string>& vecArguments) {
   try {
     return systemctl(vecArguments);
-  } catch (const NotInstalled&) {
+  } catch (const ProgramMissing&) {
     return std::nullopt;
   }
 }
@@ -123,30 +60,38 @@ UnitState stateFromFiles(const std::string& strUnit) {
   return state;
 }
 
-void takeProperty(UnitState& state, const std::string& strKey, const std::string& strValue) {
-  if (strKey == "UnitFileState") {
-    state.strInstalled = strValue;
-  } else if (strKey == "ActiveState") {
-    state.strActive = strValue;
-  } else if (strKey == "TriggeredBy") {
-    std::istringstream names(strValue);
-    for (std::string strName; names >> strName;) {
-      state.vecTriggers.push_back(strName);
-    }
-  }
+std::vector<std::string> wordsOf(const std::string& strText) {
+  std::istringstream text(strText);
+  return {std::istream_iterator<std::string>(text), {}};
 }
 
-UnitState stateFromManager(const std::string& strUnit) {
-  const Answer answer = systemctl({"show", "--property=UnitFileState,ActiveState,TriggeredBy", "--", strUnit});
-  std::istringstream text(answer.strText);
-  UnitState state;
-  for (std::string strLine; std::getline(text, strLine);) {
-    const std::size_t iSign = strLine.find('=');
-    if (iSign != std::string::npos) {
-      takeProperty(state, strLine.substr(0, iSign), strLine.substr(iSign + 1));
+/// Reads one of the blocks that systemctl separates by empty lines: lines KEY=VALUE.
+std::map<std::string, std::string> readBlock(std::istream& text) {
+  std::map<std::string, std::string> mapValues;
+  for (std::string strLine; std::getline(text, strLine) && !strLine.empty();) {
+    if (const std::size_t iSign = strLine.find('='); iSign != std::string::npos) {
+      mapValues[strLine.substr(0, iSign)] = strLine.substr(iSign + 1);
     }
   }
-  return state;
+  return mapValues;
+}
+
+/// Asks systemd for all units at once.
+/// \return their states by name; a unit can have several names.
+std::map<std::string, UnitState> statesFromManager(const std::vector<std::string>& vecUnits) {
+  std::vector<std::string> vecArguments{"show", "--property=Names,UnitFileState,ActiveState,TriggeredBy", "--"};
+  vecArguments.insert(vecArguments.end(), vecUnits.begin(), vecUnits.end());
+  std::istringstream text(systemctl(std::move(vecArguments)).strText);
+  std::map<std::string, UnitState> mapStates;
+  while (text) {
+    std::map<std::string, std::string> mapValues = readBlock(text);
+    const UnitState state{true, mapValues["UnitFileState"], mapValues["ActiveState"],
+                          wordsOf(mapValues["TriggeredBy"])};
+    for (const std::string& strName : wordsOf(mapValues["Names"])) {
+      mapStates[strName] = state;
+    }
+  }
+  return mapStates;
 }
 
 }  // namespace
@@ -161,11 +106,15 @@ bool isSystemStopping() {
 }
 
 std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits) {
-  const bool blRunning = isSystemdRunning();
   std::vector<UnitState> vecStates;
   vecStates.reserve(vecUnits.size());
-  for (const std::string& strUnit : vecUnits) {
-    vecStates.push_back(blRunning ? stateFromManager(strUnit) : stateFromFiles(strUnit));
+  if (!isSystemdRunning()) {
+    std::transform(vecUnits.begin(), vecUnits.end(), std::back_inserter(vecStates), &stateFromFiles);
+  } else if (!vecUnits.empty()) {
+    std::map<std::string, UnitState> mapStates = statesFromManager(vecUnits);
+    for (const std::string& strUnit : vecUnits) {
+      vecStates.push_back(mapStates[strUnit]);
+    }
   }
   return vecStates;
 }

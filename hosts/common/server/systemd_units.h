@@ -21,7 +21,8 @@ bool isSystemdRunning();
 /// Tells whether systemd is shutting the system down.
 bool isSystemStopping();
 
-/// Asks for the state of units. Nothing is known about any where systemd is not installed.
+/// Asks for the states of units, all in one call of systemctl where systemd runs. Nothing is known about any where
+/// systemd is not installed.
 /// \return one entry a unit, in the same order.
 /// \throw Failure when systemctl cannot be run.
 std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits);

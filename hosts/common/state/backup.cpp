@@ -85,16 +85,7 @@ std::string readBackup(const std::string& strFile) {
   if (!S_ISREG(status.st_mode)) {
     throw Failure(fmt::format("cannot open {}: it is no plain file", strFile));
   }
-  std::string strContent(static_cast<std::size_t>(status.st_size), '\0');
-  std::size_t cbRead = 0;
-  for (ssize_t cb = 1; cb > 0 && cbRead < strContent.size(); cbRead += static_cast<std::size_t>(cb)) {
-    cb = read(fd.get(), strContent.data() + cbRead, strContent.size() - cbRead);
-    if (cb < 0) {
-      throw Failure(fmt::format("cannot read {}: {}", strFile, std::strerror(errno)));
-    }
-  }
-  strContent.resize(cbRead);
-  return strContent;
+  return readAll(fd.get(), strFile);
 }
 
 /// The files of the configuration that a backup holds.

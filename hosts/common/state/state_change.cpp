@@ -123,10 +123,7 @@ Json::Value storedTasks(const StateDocument& state) {
 }
 
 [[noreturn]] void failStore(const std::string& strTask) {
-  throw Failure(
-      fmt::format("the store refused the task \"{}\"; the reason is in the system log (--log-stdout shows it "
-                  "here)",
-                  strTask));
+  throw Failure(fmt::format("the store refused the task \"{}\"; {}", strTask, SEE_LOG));
 }
 
 void storeTasks(Session& session, const StateDifference& difference, const StateDocument& after) {

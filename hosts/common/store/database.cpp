@@ -1,12 +1,11 @@
 #include "database.h"
 
-#include <chrono>
 #include <cstring>
 #include <fmt/format.h>
-#include <thread>
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/support/try_until.h"
 
 namespace Host {
 
@@ -86,12 +85,11 @@ void copyDatabase(const Database& from, const Database& to, const std::string& s
   if (pBackup == nullptr) {
     throw Failure(fmt::format("cannot copy {}: {}", strName, sqlite3_errmsg(to.get())));
   }
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
   int iCode = SQLITE_OK;
-  while (((iCode = sqlite3_backup_step(pBackup, -1)) == SQLITE_BUSY || iCode == SQLITE_LOCKED) &&
-         std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(50ms);
-  }
+  tryUntil(10s, 50ms, [&] {
+    iCode = sqlite3_backup_step(pBackup, -1);
+    return iCode != SQLITE_BUSY && iCode != SQLITE_LOCKED;
+  });
   sqlite3_backup_finish(pBackup);
   if (iCode != SQLITE_DONE) {
     throw Failure(fmt::format("cannot copy {}: {}", strName, sqlite3_errstr(iCode)));

@@ -15,8 +15,6 @@ namespace Host {
 
 namespace {
 
-constexpr char SEE_LOG[] = "the reason is in the system log (--log-stdout shows it here)";
-
 Json::Value list(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const char* szWhat) {
   Json::Value jOut;
   if (pApi->recList(jFilter, jOut) < 0 || !jOut.isArray()) {
@@ -57,9 +55,7 @@ std::set<Json::Int64> ownersOf(const Json::Value& jTasks) {
 }
 
 Json::Value findTask(Session& session, const std::string& strTask) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["task_name"] = strTask;
-  return getOne(session.tasks(), jFilter, fmt::format("the task \"{}\"", strTask));
+  return getOne(session.tasks(), filterOf("task_name", strTask), fmt::format("the task \"{}\"", strTask));
 }
 
 Json::Value requireTask(Session& session, const std::string& strTask) {
@@ -86,13 +82,21 @@ Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNe
 }
 
 Json::Value requireRun(Session& session, Json::Int64 iResult) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["result_id"] = iResult;
-  Json::Value jRun = getOne(session.runs(), jFilter, fmt::format("run {}", iResult));
+  Json::Value jRun = getOne(session.runs(), filterOf("result_id", iResult), fmt::format("run {}", iResult));
   if (!jRun.isObject()) {
     throw Failure(fmt::format("there is no run {}", iResult));
   }
   return jRun;
+}
+
+pid_t pidOf(const Json::Value& jRun) {
+  return static_cast<pid_t>(intOf(jRun, "pid"));
+}
+
+Json::Value filterOf(const char* szKey, const Json::Value& jValue) {
+  Json::Value jFilter(Json::objectValue);
+  jFilter[szKey] = jValue;
+  return jFilter;
 }
 
 }  // namespace Host

@@ -6,6 +6,7 @@
 #include <json/value.h>
 #include <set>
 #include <string>
+#include <sys/types.h>
 
 namespace Host {
 
@@ -30,5 +31,11 @@ Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNe
 
 /// Gives one run record. \throw Failure when there is none.
 Json::Value requireRun(Session& session, Json::Int64 iResult);
+
+/// The process of a run, as its record says; 0 when it does not.
+pid_t pidOf(const Json::Value& jRun);
+
+/// A filter for the records with one value in one column.
+Json::Value filterOf(const char* szKey, const Json::Value& jValue);
 
 }  // namespace Host

@@ -1,25 +1,20 @@
 #include "session.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <fmt/format.h>
 #include <sqlite3.h>
-#include <thread>
 #include <unistd.h>
-#include <vector>
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/text/json_members.h"
-#include "common/text/suggestion.h"
+#include "common/support/try_until.h"
 
 namespace Host {
 
 namespace {
 
-constexpr char SEE_LOG[] = "the reason is in the system log (--log-stdout shows it here)";
+constexpr std::chrono::milliseconds LOCK_PAUSE(10);
 
 void checkStoreExists() {
   if (access(DATABASE_PATH, F_OK) == 0) {
@@ -70,15 +65,11 @@ void Session::close() {
 }
 
 WriteLock::WriteLock(Session& session, std::chrono::milliseconds limit) : m_pDb(session.db()) {
-  using namespace std::chrono_literals;
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  auto pause = 1ms;
   int iCode = SQLITE_OK;
-  while ((iCode = sqlite3_exec(m_pDb, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr)) == SQLITE_BUSY &&
-         std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(pause);
-    pause = std::min(pause * 2, 100ms);
-  }
+  tryUntil(limit, LOCK_PAUSE, [&] {
+    iCode = sqlite3_exec(m_pDb, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr);
+    return iCode != SQLITE_BUSY;
+  });
   if (iCode != SQLITE_OK) {
     throw Failure(fmt::format("cannot lock the store {}: {}", DATABASE_PATH, sqlite3_errstr(iCode)));
   }

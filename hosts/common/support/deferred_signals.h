@@ -1,5 +1,5 @@
 /// \file deferred_signals.h
-/// Work that nobody ends halfway.
+/// Blocks termination signals for a while.
 
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace Host {
 
-/// While it lives, whoever wants to end this command has to wait; its signal ends the command afterwards.
+/// Blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT for its lifetime; they take effect afterwards.
 class DeferredSignals {
 public:
   /// Which signals have to wait.

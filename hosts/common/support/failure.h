@@ -1,5 +1,5 @@
 /// \file failure.h
-/// How a host's operation reports that it could not be done.
+/// The exceptions of all operations.
 
 #pragma once
 
@@ -7,13 +7,16 @@
 
 namespace Host {
 
-/// An operation that failed; the text is for the user and names the input.
+/// For failures of the library, which writes the reason to the log only.
+inline constexpr char SEE_LOG[] = "the reason is in the system log";
+
+/// An operation failed. The text is for the user and names the input.
 class Failure : public std::runtime_error {
 public:
   using std::runtime_error::runtime_error;
 };
 
-/// A request that no state of the system could satisfy: the user has to type something else.
+/// The request itself is wrong: the user has to type something else.
 class UsageFailure : public Failure {
 public:
   using Failure::Failure;

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fmt/format.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <utility>
 
@@ -17,9 +15,6 @@ namespace Host {
 namespace {
 
 constexpr std::size_t CB_PIECE = 65536;
-
-/// How long who follows a file waits before the next look.
-constexpr int PAUSE_MILLISECONDS = 200;
 
 }  // namespace
 
@@ -94,14 +89,6 @@ bool FileFollower::isSame(const UniqueFd& fd) const {
   struct stat other{};
   return fstat(m_fd.get(), &mine) == 0 && fstat(fd.get(), &other) == 0 && mine.st_dev == other.st_dev &&
          mine.st_ino == other.st_ino;
-}
-
-void waitForMore() {
-  pollfd reader{STDOUT_FILENO, 0, 0};
-  if (poll(&reader, 1, PAUSE_MILLISECONDS) > 0) {
-    std::raise(SIGPIPE);
-    throw Failure("nobody reads standard output any more");
-  }
 }
 
 }  // namespace Host

@@ -1,5 +1,5 @@
 /// \file file_follower.h
-/// A file that others write to, read as it grows.
+/// Reads a file that grows.
 
 #pragma once
 
@@ -18,30 +18,30 @@ class FileFollower {
 public:
   static constexpr unsigned ALL_LINES = std::numeric_limits<unsigned>::max();
 
-  /// Begins before the last lines of what is there.
+  /// Begins at the last lines of the file.
   /// \param strName  names it in messages.
   FileFollower(UniqueFd fd, std::string strName, unsigned cLines = ALL_LINES);
 
-  /// Gets a piece of the file. \return how many of its bytes are done with; the rest comes again, with what follows.
+  /// Takes a piece of the file. \return how many bytes were used; the rest comes again, with the next bytes.
   using Take = std::function<std::size_t(std::string_view)>;
 
-  /// Hands on what has come since the last time, piece by piece: a log can be larger than memory. A file that has been
-  /// emptied begins anew.
+  /// Passes on new content in pieces, since a log can be larger than memory. A file that was emptied is read from its
+  /// beginning.
   /// \throw Failure when it cannot be read.
   void takeNew(const Take& fnTake);
 
-  /// The end of what is there and has not been handed on.
+  /// The end of the file.
   struct End {
     off_t cbFile = 0;    ///< size of the whole file
     off_t iStart = 0;    ///< where the text begins in it
-    bool blCut = false;  ///< there was more than was asked for
+    bool blCut = false;  ///< more was left out
     std::string strText;
   };
 
-  /// \param cbMax  how much is given at most. \throw Failure as above.
+  /// \param cbMax  bytes at most. \throw Failure as above.
   End end(std::size_t cbMax) const;
 
-  /// Tells whether a descriptor is of the same file.
+  /// Tells whether a descriptor refers to the same file.
   bool isSame(const UniqueFd& fd) const;
 
 private:
@@ -53,9 +53,5 @@ private:
   std::string m_strName;
   off_t m_iOffset;
 };
-
-/// Waits a moment before files are looked into again. Ends this program like a write would when nobody reads its
-/// standard output any more.
-void waitForMore();
 
 }  // namespace Host

@@ -14,7 +14,6 @@
 #include <unistd.h>
 
 #include "failure.h"
-#include "unique_fd.h"
 
 namespace Host {
 
@@ -31,8 +30,8 @@ std::string targetOf(const std::string& strPath) {
   return realpath(strPath.c_str(), szTarget.data()) != nullptr ? szTarget.data() : strPath;
 }
 
-/// A file beside the one that it is to replace; gone again unless it did. It is written through the descriptor alone:
-/// in a folder in which others may write, too, its name may soon be that of something else.
+/// A file beside the one that it replaces. Removed again unless it has replaced it. It is written through its
+/// descriptor alone: in a folder that others can write to, its name may soon be another file's.
 class Draft {
 public:
   Draft(int fdFolder, const std::string& strTarget)
@@ -80,24 +79,46 @@ private:
 
 }  // namespace
 
+std::string readAll(int fd, const std::string& strName, std::size_t cbMax) {
+  std::string strText;
+  std::array<char, 16384> buffer{};
+  for (;;) {
+    ssize_t cb = pread(fd, buffer.data(), buffer.size(), static_cast<off_t>(strText.size()));
+    if (cb < 0 && errno == ESPIPE) {
+      cb = read(fd, buffer.data(), buffer.size());
+    }
+    if (cb == 0) {
+      return strText;
+    }
+    if (cb > 0) {
+      strText.append(buffer.data(), static_cast<std::size_t>(cb));
+    } else if (errno != EINTR) {
+      failErrno("read", strName);
+    }
+    if (strText.size() > cbMax) {
+      throw Failure(fmt::format("cannot read {}: it is larger than {} bytes", strName, cbMax));
+    }
+  }
+}
+
+Pipe::Pipe() {
+  std::array<int, 2> fds{};
+  if (pipe2(fds.data(), O_CLOEXEC) < 0) {
+    throw Failure(fmt::format("cannot create a pipe: {}", std::strerror(errno)));
+  }
+  reader = UniqueFd(fds[0]);
+  writer = UniqueFd(fds[1]);
+}
+
 std::optional<std::string> readTextFile(const std::string& strPath) {
   const UniqueFd fd(open(strPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!fd.isOpen() && errno == ENOENT) {
     return std::nullopt;
   }
-  std::string strText;
-  std::array<char, 16384> buffer{};
-  ssize_t cb = -1;
-  while (fd.isOpen() && (cb = read(fd.get(), buffer.data(), buffer.size())) > 0) {
-    strText.append(buffer.data(), static_cast<std::size_t>(cb));
-    if (strText.size() > CB_MAX_FILE) {
-      throw Failure(fmt::format("cannot read {}: it is larger than {} bytes", strPath, CB_MAX_FILE));
-    }
-  }
-  if (cb < 0) {
+  if (!fd.isOpen()) {
     failErrno("read", strPath);
   }
-  return strText;
+  return readAll(fd.get(), strPath, CB_MAX_FILE);
 }
 
 void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode) {

@@ -1,20 +1,36 @@
 /// \file files.h
-/// Files that are there whole, old or new, whatever happens meanwhile.
+/// Reads and replaces files.
 
 #pragma once
 
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
 
+#include "unique_fd.h"
+
 namespace Host {
+
+/// Reads to the end: a file from its beginning, a pipe from where it is.
+/// \param strName  names it in messages.
+/// \param cbMax    the largest size that is read.
+/// \throw Failure when it is larger, or cannot be read.
+std::string readAll(int fd, const std::string& strName, std::size_t cbMax = std::numeric_limits<std::size_t>::max());
+
+/// Both ends of a pipe. \throw Failure
+struct Pipe {
+  Pipe();
+  UniqueFd reader;
+  UniqueFd writer;
+};
 
 /// Reads a small regular file; nothing when there is none. \throw Failure that names it.
 std::optional<std::string> readTextFile(const std::string& strPath);
 
-/// Writes a file beside its place and puts it there. A link keeps its place: what it leads to is replaced. A file that
-/// is there already keeps its mode and owner.
+/// Replaces a file by a rename, so that a crash leaves the old file or the new one. A link is followed. An existing
+/// file keeps its mode and owner.
 /// \param mode  of a new file.
 /// \throw Failure that names it; the old file is still there then.
 void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode);

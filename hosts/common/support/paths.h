@@ -10,15 +10,15 @@ inline constexpr char STORE_FOLDER[] = "/usr/orva/etc/eorvascheduler";
 inline constexpr char DATABASE_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler.db";
 inline constexpr char CONFIG_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler-conf.json";
 
-/// What administrators set for the programs here.
+/// The settings of administrators.
 inline constexpr char SETTINGS_PATH[] = "/etc/eorva.conf";
 
-/// What a run leaves behind is named by these and a process id.
+/// Files of a run, with the process id at the end.
 inline constexpr char EXIT_CODE_PREFIX[] = "/tmp/eorvascheduler_exit_code.";
 inline constexpr char SCRIPT_PREFIX[] = "/tmp/eorvascheduler.script.";
 inline constexpr char OUTPUT_SUFFIX[] = "/eorvascheduler.output.";
 
-/// What concerns processes that live now; gone after a reboot.
+/// Files about living processes; removed by a reboot.
 inline constexpr char RUNTIME_FOLDER[] = "/run/eorva";
 
 /// One file for every execution under way.
@@ -30,11 +30,14 @@ inline constexpr char TASK_LOCK_PATH[] = "/run/eorva/task-locks";
 /// Held while the configuration is changed; the file itself is empty.
 inline constexpr char CONFIG_LOCK_PATH[] = "/run/eorva/config-lock";
 
-/// Which tasks were started in the present second.
+/// The tasks that were started in this second.
 inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
 
-/// Leave to begin executions that were handed to systemd.
+/// Tickets of executions that systemd is to start.
 inline constexpr char TICKETS_FOLDER[] = "/run/eorva/tickets";
+
+/// The folders in which an execution looks for programs.
+inline constexpr char PROGRAM_PATH[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 /// The type of the scheduler's section of the configuration.
 inline constexpr char CONFIG_TYPE[] = "eorvascheduler";

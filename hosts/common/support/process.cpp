@@ -22,7 +22,7 @@ namespace Host {
 
 namespace {
 
-/// The C library's own functions cannot be linked from C++ in this version.
+/// The functions of this C library cannot be linked from C++.
 int openProcess(pid_t pid) {
   return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
 }
@@ -64,7 +64,7 @@ std::optional<ProcessStatus> processStatus(pid_t pid) {
     return std::nullopt;
   }
   const std::string_view strStat(buffer.data(), static_cast<std::size_t>(cb));
-  // The name stands in parentheses and may hold any character, blanks and parentheses too.
+  // The name is in parentheses and may contain any character, blanks and parentheses too.
   const std::size_t iName = strStat.find('(') + 1;
   const std::size_t iNameEnd = strStat.rfind(") ");
   if (iNameEnd == std::string_view::npos || iNameEnd + 2 >= strStat.size() || iNameEnd < iName) {
@@ -95,7 +95,7 @@ Process::Process(const ProcessStatus& seen) : Process(seen.pid) {
 
 std::optional<ProcessStatus> Process::status() const {
   const std::optional<ProcessStatus> status = processStatus(m_pid);
-  // Asked afterwards: as long as it is there, what was read under its number was about it.
+  // Checked last: while it exists, its id was not reused.
   return signal(0) ? status : std::nullopt;
 }
 

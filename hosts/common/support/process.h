@@ -1,6 +1,5 @@
 /// \file process.h
-/// Processes that are looked at, waited for and signalled without being taken for others: a process id can be given
-/// to another process at any moment, a descriptor of a process cannot.
+/// Processes, held by a descriptor: a process id can be reused at any moment, a descriptor cannot.
 
 #pragma once
 
@@ -16,11 +15,10 @@
 
 namespace Host {
 
-/// What was killed is gone at once, unless it cannot be, as when it waits for a disk that does not answer: it is waited
-/// for no longer than this.
+/// Wait limit for killed processes. They end at once, unless they wait for a disk that does not answer.
 inline constexpr std::chrono::seconds KILL_LIMIT(30);
 
-/// What the kernel tells about a process.
+/// The state of a process.
 struct ProcessStatus {
   pid_t pid = 0;
   pid_t pidParent = 0;
@@ -31,30 +29,30 @@ struct ProcessStatus {
   bool isEnded() const { return cState == 'Z' || cState == 'X'; }
 };
 
-/// Gives what is known about a process; nothing when there is none.
+/// Reads the state of a process; nothing when there is none.
 std::optional<ProcessStatus> processStatus(pid_t pid);
 
-/// One process, whatever its number will mean later.
+/// One process; stays the same when its id is reused.
 class Process {
 public:
-  /// Takes hold of the process that has this number now.
+  /// Opens the process that has this id now.
   explicit Process(pid_t pid);
 
-  /// Takes hold of a process that was seen before; of none when it is gone.
+  /// Opens a process that was seen before; none when it is gone.
   explicit Process(const ProcessStatus& seen);
 
   pid_t pid() const { return m_pid; }
 
-  /// What is known about it; nothing when it is gone.
+  /// Its state; nothing when it is gone.
   std::optional<ProcessStatus> status() const;
 
-  /// Tells whether it runs, or could: it is neither gone nor has it ended.
+  /// Tells whether it is alive; a zombie is not.
   bool isAlive() const;
 
   /// Sends a signal to it. \return false when it is gone.
   bool signal(int iSignal) const;
 
-  /// A descriptor that becomes readable when it ends; -1 when it was gone from the beginning.
+  /// A descriptor that becomes readable when it ends; -1 when it was gone already.
   int fd() const { return m_fd.get(); }
 
 private:
@@ -69,10 +67,10 @@ public:
   /// Reads the table of the system.
   ProcessTable();
 
-  /// The processes that stem from one, not itself; those that have ended and wait for their parent are left out.
+  /// The descendants of a process, without zombies.
   std::vector<ProcessStatus> below(pid_t pid) const;
 
-  /// The children of one, ended ones included.
+  /// The children of a process, with zombies.
   std::map<pid_t, ProcessStatus> childrenOf(pid_t pid) const;
 
 private:

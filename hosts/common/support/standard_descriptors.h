@@ -5,8 +5,8 @@
 
 namespace Host {
 
-/// Occupies those of the three that are closed, so that no file that is opened later gets one of their numbers. They
-/// go on failing: who reads or writes learns that nobody is there. Ends the process when it cannot be done.
+/// Opens the closed ones, so that no other file gets their numbers. Reading and writing them still fails. Ends the
+/// process on failure.
 void occupyStandardDescriptors();
 
 }  // namespace Host

@@ -1,5 +1,5 @@
 /// \file text_diff.h
-/// Two texts side by side, as diff(1) shows them.
+/// The difference of two texts, from diff(1).
 
 #pragma once
 
@@ -15,17 +15,14 @@ struct DiffSide {
   std::string strLabel;  ///< what it is called
 };
 
-/// Writes the unified difference of two texts to standard output.
+/// Writes the unified difference of two texts to a descriptor.
 /// \return true when there is none. \throw Failure when it cannot be found out.
-bool printDifference(const DiffSide& left, const DiffSide& right, bool blColor);
+bool writeDifference(const DiffSide& left, const DiffSide& right, bool blColor, int fdOut);
 
-/// Gives it as a text instead; empty when there is none. \throw as above.
+/// Gives the difference as a text; empty when there is none. \throw as above.
 std::string differenceText(const DiffSide& left, const DiffSide& right);
 
 /// Gives a text as a file in memory. \throw Failure when that is impossible.
 UniqueFd fileOfText(const std::string& strText);
-
-/// Reads a file to its end. Scripts are short: only texts of at most a megabyte become one.
-std::string textOfFile(const UniqueFd& fd);
 
 }  // namespace Host

@@ -1,7 +1,6 @@
 #include "script_check.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <fmt/format.h>
 #include <optional>
@@ -13,14 +12,11 @@
 
 #include "common/output/output_folder.h"
 #include "common/support/failure.h"
+#include "common/support/paths.h"
 
 namespace Host {
 
 namespace {
-
-/// The folders in which an execution looks for programs.
-constexpr std::array<const char*, 6> PROGRAM_FOLDERS = {"/usr/local/sbin", "/usr/local/bin", "/usr/sbin",
-                                                        "/usr/bin",        "/sbin",          "/bin"};
 
 /// What some editors write before a text in UTF-8. No "#!" is seen behind it.
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
@@ -48,10 +44,16 @@ bool canRun(const std::string& strProgram) {
 }
 
 bool isProgram(const std::string& strName) {
-  return strName.find('/') != std::string::npos
-             ? canRun(strName)
-             : std::any_of(PROGRAM_FOLDERS.begin(), PROGRAM_FOLDERS.end(),
-                           [&](const char* szFolder) { return canRun(fmt::format("{}/{}", szFolder, strName)); });
+  if (strName.find('/') != std::string::npos) {
+    return canRun(strName);
+  }
+  std::istringstream folders(PROGRAM_PATH);
+  for (std::string strFolder; std::getline(folders, strFolder, ':');) {
+    if (canRun(fmt::format("{}/{}", strFolder, strName))) {
+      return true;
+    }
+  }
+  return false;
 }
 
 /// The program that "#!/usr/bin/env ..." looks up; empty when that takes more than a look at the line.

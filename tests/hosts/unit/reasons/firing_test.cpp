@@ -224,6 +224,6 @@ TEST_F(Firings, NoteThatCannotBeWrittenKeepsNothingFromRunning) {
   const ExecutionPlan plan = fire();
   EXPECT_EQ(0, plan.iFiring);
   EXPECT_EQ(1U, plan.vecTasks.size());
-  EXPECT_THAT(plan.vecWarnings, ElementsAre(HasSubstr("'eorva explain' will know less")));
+  EXPECT_THAT(plan.vecWarnings, ElementsAre(HasSubstr("for 'eorva explain'")));
   EXPECT_EQ("0", count("firing")) << "all of it or nothing";
 }

@@ -47,8 +47,8 @@ TEST_F(RunStopping, SomethingThatDoesNotEvenEndWhenItIsKilledIsNotWaitedForLong)
   // A traced process that is killed waits for its tracer once more, and no second signal reaches it there.
   ASSERT_EQ(ptrace(PTRACE_SEIZE, pidScript, nullptr, PTRACE_O_TRACEEXIT), 0);
   EXPECT_EQ(complaint({TOO_LONG, NOT_AT_ALL, TOO_LONG}),
-            "run 1 cannot be ended: something that it started does not even end when it is killed, as when it waits "
-            "for a disk that does not answer");
+            "run 1 did not end: one of its processes is still there after it was killed; it may wait for a disk that "
+            "does not answer");
   EXPECT_EQ(endedBy(), "stopped");
   // Its process was not left held, and goes on when what it waits for has ended.
   int iStatus = 0;
@@ -59,7 +59,7 @@ TEST_F(RunStopping, SomethingThatDoesNotEvenEndWhenItIsKilledIsNotWaitedForLong)
 }
 
 TEST_F(RunStopping, ScriptThatHasNotBegunIsNotWaitedForLong) {
-  EXPECT_EQ(complaint({NOT_AT_ALL, TOO_LONG, TOO_LONG}), "run 1 was not ended: its script has not begun yet");
+  EXPECT_EQ(complaint({NOT_AT_ALL, TOO_LONG, TOO_LONG}), "run 1 was not ended: its script has not started yet");
   EXPECT_EQ(endedBy(), "");
   beginScript();
 }
@@ -67,6 +67,6 @@ TEST_F(RunStopping, ScriptThatHasNotBegunIsNotWaitedForLong) {
 TEST_F(RunStopping, ExecutionThatDoesNotCloseTheRunIsNotWaitedForLong) {
   beginScript();
   // Nobody collects it: an execution would, and close the run.
-  EXPECT_EQ(complaint({TOO_LONG, TOO_LONG, NOT_AT_ALL}), "run 1 was ended, but its execution does not close it");
+  EXPECT_EQ(complaint({TOO_LONG, TOO_LONG, NOT_AT_ALL}), "run 1 was ended, but its execution has not closed it");
   EXPECT_EQ(endedBy(), "stopped");
 }

@@ -1,4 +1,4 @@
-#include "progress.h"
+#include "progress_view.h"
 
 #include <cstdio>
 #include <ctime>
@@ -6,46 +6,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "common/executions/progress.h"
 #include "common/runs/outcome.h"
-#include "common/store/records.h"
 #include "common/text/json_members.h"
 #include "live_table.h"
 #include "quiet_terminal.h"
 
 using Host::intOf;
 using Host::textOf;
-
-Progress::Progress(const Host::ExecutionPlan& plan) : m_plan(plan) {}
-
-std::vector<Json::Value> Progress::poll(Host::Session& session, const std::set<pid_t>& setChildren) {
-  std::vector<Json::Value> vecNews;
-  const std::string strWhere = fmt::format("result_id > {}", m_plan.iLastResult);
-  for (const Json::Value& jRun : Host::listRuns(session, strWhere)) {
-    if (setChildren.count(static_cast<pid_t>(intOf(jRun, "pid"))) == 0) {
-      continue;
-    }
-    Json::Value& jKnown = m_mapRuns[intOf(jRun, "result_id")];
-    if (jKnown != jRun) {
-      jKnown = jRun;
-      vecNews.push_back(jRun);
-    }
-  }
-  return vecNews;
-}
-
-std::vector<std::string> Progress::notStarted() const {
-  std::set<std::string> setStarted;
-  for (const auto& [iResult, jRun] : m_mapRuns) {
-    setStarted.insert(textOf(jRun, "task_name"));
-  }
-  std::vector<std::string> vecNames;
-  for (const Host::GraphTask& task : m_plan.vecTasks) {
-    if (setStarted.count(task.strName) == 0) {
-      vecNames.push_back(task.strName);
-    }
-  }
-  return vecNames;
-}
 
 namespace {
 
@@ -66,7 +34,7 @@ class LineView : public ProgressView {
 public:
   explicit LineView(const OwnerNames& owners) : m_owners(owners) {}
 
-  void update(const Progress&, const std::vector<Json::Value>& vecNews) override {
+  void update(const Host::Progress&, const std::vector<Json::Value>& vecNews) override {
     for (const Json::Value& jRun : vecNews) {
       showStart(jRun);
       showEnd(jRun);
@@ -100,7 +68,7 @@ class LiveView : public ProgressView {
 public:
   LiveView(const OwnerNames& owners, bool blColor) : m_owners(owners), m_blColor(blColor) {}
 
-  void update(const Progress& progress, const std::vector<Json::Value>&) override {
+  void update(const Host::Progress& progress, const std::vector<Json::Value>&) override {
     const winsize size = sizeOfTerminal();
     const bool blResized = m_cLines > 0 && (size.ws_col != m_size.ws_col || size.ws_row != m_size.ws_row);
     m_size = size;
@@ -112,7 +80,7 @@ public:
     show(strBack, drawLiveTable(rowsOf(progress), size.ws_col, size.ws_row > 3 ? size.ws_row - 2U : 1U));
   }
 
-  void end(const Progress& progress) override { show(back(), drawLiveTable(rowsOf(progress), m_size.ws_col, 0)); }
+  void end(const Host::Progress& progress) override { show(back(), drawLiveTable(rowsOf(progress), m_size.ws_col, 0)); }
 
 private:
   static winsize sizeOfTerminal() {
@@ -133,7 +101,7 @@ private:
     m_cLines = vecLines.size();
   }
 
-  std::vector<LiveRow> rowsOf(const Progress& progress) const {
+  std::vector<LiveRow> rowsOf(const Host::Progress& progress) const {
     std::vector<LiveRow> vecRows;
     for (const auto& [iResult, jRun] : progress.runs()) {
       vecRows.push_back(rowOf(jRun));

@@ -1,0 +1,42 @@
+/// \file progress.h
+/// What an execution has done so far.
+
+#pragma once
+
+#include <json/value.h>
+#include <map>
+#include <set>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace Host {
+
+class Session;
+struct ExecutionPlan;
+
+/// Follows an execution through the records that it writes.
+class Progress {
+public:
+  /// \param plan  borrowed.
+  explicit Progress(const ExecutionPlan& plan) : m_plan(plan) {}
+
+  /// Reads the records of the runs of these processes.
+  /// \return the runs that began or ended since the last time, in the order of their numbers.
+  std::vector<Json::Value> poll(Session& session, const std::set<pid_t>& setChildren);
+
+  /// Every run so far, by its number.
+  const std::map<Json::Int64, Json::Value>& runs() const { return m_mapRuns; }
+
+  /// The runs so far that did not end with exit status 0.
+  std::vector<Json::Value> failedRuns() const;
+
+  /// Tasks that were expected to run and have not been started.
+  std::vector<std::string> notStarted() const;
+
+private:
+  const ExecutionPlan& m_plan;
+  std::map<Json::Int64, Json::Value> m_mapRuns;
+};
+
+}  // namespace Host

@@ -1,0 +1,85 @@
+#include "start_execution.h"
+
+#include <csignal>
+#include <cstring>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <sys/wait.h>
+#include <utility>
+
+#include "common/events/known_event.h"
+#include "common/runs/reconcile.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
+#include "common/support/failure.h"
+#include "common/text/json_members.h"
+#include "execution_watch.h"
+#include "service_process.h"
+
+namespace Host {
+
+void checkRequest(const ExecutionRequest& request, bool blDetached) {
+  Session session;
+  if (request.blByEvent) {
+    requireEvent(listTasks(session), request.strName);
+  } else if (blDetached) {
+    refuseSecondRun(session, request.strName);
+  } else {
+    requireTask(session, request.strName);
+  }
+}
+
+void refuseSecondRun(Session& session, const std::string& strTask) {
+  const Json::Value jTask = requireTask(session, strTask);
+  const std::vector<pid_t> vecPids = livePidsOf(session, strTask);
+  if (!vecPids.empty() && !boolOf(jTask, "run_the_same_time")) {
+    throw Failure(
+        fmt::format("the task \"{}\" is running already (process {}), and does not allow several runs "
+                    "at once",
+                    strTask, fmt::join(vecPids, ", ")));
+  }
+}
+
+PreparedExecution::PreparedExecution(ExecutionRequest request) : m_request(std::move(request)) {
+  Session session;
+  m_vecInterrupted = reconcile(session);
+  m_plan = prepareExecution(session, m_request, m_lock);
+  m_jTasks = listTasks(session);
+  if (!m_request.blByEvent) {
+    refuseSecondRun(session, m_request.strName);
+  }
+}
+
+int followExecution(Execution& execution, ServiceProcess* pService, const std::function<void()>& fnLook) {
+  constexpr int PAUSE_MILLISECONDS = 250;
+  for (;;) {
+    if (pService != nullptr && pService->isAskedToEnd()) {
+      kill(execution.pid(), SIGTERM);
+    }
+    // Its end is looked at first: what it has written by then is read after that.
+    const std::optional<int> status = execution.waitEnd(PAUSE_MILLISECONDS);
+    fnLook();
+    if (status) {
+      return *status;
+    }
+  }
+}
+
+ExecutionEnd endOf(int iStatus) {
+  if (WIFSIGNALED(iStatus)) {
+    throw Failure(fmt::format("the execution was killed by signal {} (SIG{})", WTERMSIG(iStatus),
+                              sigabbrev_np(WTERMSIG(iStatus))));
+  }
+  switch (WEXITSTATUS(iStatus)) {
+    case 0:
+      return ExecutionEnd::DONE;
+    case RESULT_ENDED:
+      return ExecutionEnd::ENDED;
+    case RESULT_BUDGET:
+      return ExecutionEnd::BUDGET;
+    default:
+      throw Failure(fmt::format("the execution failed; {}", SEE_LOG));
+  }
+}
+
+}  // namespace Host

@@ -1,0 +1,70 @@
+/// \file start_execution.h
+/// Runs an event or a task: from the request to how it ended.
+
+#pragma once
+
+#include <functional>
+#include <json/value.h>
+#include <string>
+#include <vector>
+
+#include "execution.h"
+
+namespace Host {
+
+class ServiceProcess;
+class Session;
+
+/// Checks that the event or the task exists.
+/// \param blDetached  nobody will see the execution: a second run of a task is refused here already.
+/// \throw Failure with the reason.
+void checkRequest(const ExecutionRequest& request, bool blDetached);
+
+/// A task that already runs would not be started, and the caller asked for this run.
+/// \throw Failure when the task is running and does not allow several runs at once.
+void refuseSecondRun(Session& session, const std::string& strTask);
+
+/// An execution with everything ready to start. Its tasks cannot be changed meanwhile.
+class PreparedExecution {
+public:
+  /// Closes interrupted runs, checks the request, announces the tasks and prepares their folders.
+  /// \throw Failure with the reason; nothing has been started then.
+  explicit PreparedExecution(ExecutionRequest request);
+
+  /// Starts the execution. No session may be open.
+  Execution start() const { return {m_request, m_plan, m_lock}; }
+
+  const ExecutionRequest& request() const { return m_request; }
+  const ExecutionPlan& plan() const { return m_plan; }
+
+  /// All stored tasks.
+  const Json::Value& tasks() const { return m_jTasks; }
+
+  /// The runs that were interrupted and have been closed now.
+  const std::vector<Json::Value>& interrupted() const { return m_vecInterrupted; }
+
+private:
+  ExecutionRequest m_request;
+  TaskLock m_lock;
+  std::vector<Json::Value> m_vecInterrupted;
+  ExecutionPlan m_plan;
+  Json::Value m_jTasks;
+};
+
+/// Waits for the end of an execution.
+/// \param pService  set in the main process of a service: a request to end the service ends the execution.
+/// \param fnLook    called several times a second, and once after the end.
+/// \return the wait status of the execution.
+int followExecution(Execution& execution, ServiceProcess* pService, const std::function<void()>& fnLook);
+
+/// How an execution ended that did not fail.
+enum class ExecutionEnd {
+  DONE,
+  ENDED,   ///< somebody asked for it
+  BUDGET,  ///< its time was up
+};
+
+/// \param iStatus  as followExecution() gives it. \throw Failure when the execution failed.
+ExecutionEnd endOf(int iStatus);
+
+}  // namespace Host

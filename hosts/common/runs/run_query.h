@@ -1,0 +1,39 @@
+/// \file run_query.h
+/// Finds runs.
+
+#pragma once
+
+#include <ctime>
+#include <json/value.h>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "outcome.h"
+
+namespace Host {
+
+class Session;
+
+/// Conditions for runs. A condition that is not set matches every run.
+struct RunQuery {
+  std::string strTask;
+  std::string strEvent;
+  std::optional<uid_t> owner;  ///< of the task, as it is now
+  std::optional<Outcome::Kind> outcome;
+  std::optional<std::time_t> since;  ///< started then or later
+  std::optional<std::time_t> until;  ///< started then or earlier
+  Json::Int64 iBefore = 0;           ///< only runs with a smaller number
+  unsigned cLimit = 0;               ///< how many at most; 0 gives all
+};
+
+struct RunPage {
+  std::vector<Json::Value> vecRuns;  ///< the newest first
+  bool blMore = false;               ///< older runs match, too
+};
+
+/// Finds the newest runs that match. \throw Failure when the store fails, or there is no such task.
+RunPage newestRuns(Session& session, const RunQuery& query);
+
+}  // namespace Host

@@ -1,0 +1,21 @@
+/// \file amounts.h
+/// Times, durations and sizes as people read them.
+
+#pragma once
+
+#include <cstdint>
+#include <json/value.h>
+#include <string>
+
+namespace Host {
+
+/// Seconds since 1970 as local time; "-" for 0.
+std::string timeText(Json::Int64 iTime);
+
+/// Seconds as "4 s", "3 min 12 s", "2 h 05 min".
+std::string durationText(Json::Int64 iSeconds);
+
+/// Bytes as "812 B", "1.5 KiB", "3.2 GiB".
+std::string sizeText(std::uint64_t cb);
+
+}  // namespace Host

@@ -1,0 +1,65 @@
+/// What systemd tells of units.
+
+#include "common/server/systemd_units.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gmock/gmock.h>
+
+#include "support/files.h"
+
+using namespace Host;
+using testing::ElementsAre;
+
+namespace {
+
+constexpr char FOLDER[] = "/tmp/fake_systemctl";
+constexpr char CALLS[] = "/tmp/fake_systemctl/calls";
+
+/// Stands for a server that systemd runs.
+class Units : public testing::Test {
+protected:
+  void SetUp() override {
+    std::filesystem::create_directories(FOLDER);
+    std::filesystem::create_directories("/run/systemd/system");
+    OrvaTest::writeFile(CALLS, "");
+    const std::string strProgram = std::string(FOLDER) + "/systemctl";
+    OrvaTest::writeFile(strProgram,
+                        "#!/bin/sh\n"
+                        "echo \"$*\" >>/tmp/fake_systemctl/calls\n"
+                        "printf 'Names=other.service one.service\\nActiveState=active\\nTriggeredBy=\\n"
+                        "UnitFileState=enabled\\n\\n'\n"
+                        "printf 'ActiveState=inactive\\nNames=two.service\\nTriggeredBy=a.timer b.path\\n'\n");
+    std::filesystem::permissions(strProgram, std::filesystem::perms::owner_all);
+    m_strPath = getenv("PATH");
+    setenv("PATH", (FOLDER + (":" + m_strPath)).c_str(), 1);
+  }
+
+  void TearDown() override {
+    setenv("PATH", m_strPath.c_str(), 1);
+    std::filesystem::remove_all(FOLDER);
+    std::filesystem::remove_all("/run/systemd");
+  }
+
+  std::string m_strPath;
+};
+
+}  // namespace
+
+TEST_F(Units, AreAskedForInOneCall) {
+  const std::vector<UnitState> vecStates = unitStates({"two.service", "one.service", "three.service"});
+  EXPECT_EQ(OrvaTest::readFile(CALLS),
+            "show --property=Names,UnitFileState,ActiveState,TriggeredBy -- two.service one.service three.service\n");
+  ASSERT_EQ(vecStates.size(), 3U);
+  EXPECT_EQ(vecStates[0].strActive, "inactive");
+  EXPECT_THAT(vecStates[0].vecTriggers, ElementsAre("a.timer", "b.path"));
+  EXPECT_EQ(vecStates[1].strInstalled, "enabled");
+  EXPECT_EQ(vecStates[1].strActive, "active");
+  EXPECT_EQ(vecStates[2].strActive, "");
+  EXPECT_TRUE(vecStates[2].blKnown);
+}
+
+TEST_F(Units, ThatNobodyAsksForNeedNoCall) {
+  EXPECT_TRUE(unitStates({}).empty());
+  EXPECT_EQ(OrvaTest::readFile(CALLS), "");
+}
