@@ -35,6 +35,10 @@ Json::Value getOne(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const std::s
 
 }  // namespace
 
+OpenStore::OpenStore() : m_pSession(std::make_unique<Session>()) {}
+
+OpenStore::~OpenStore() = default;
+
 Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   Json::Value jTasks = list(session.tasks(), jFilter, "tasks");
   std::vector<Json::Value> vecTasks(jTasks.begin(), jTasks.end());

@@ -4,11 +4,25 @@
 #pragma once
 
 #include <json/value.h>
+#include <memory>
 #include <string>
 
 namespace Host {
 
 class Session;
+
+/// The store, open for as long as this lives. It stands for a Session where its header is not needed.
+class OpenStore {
+public:
+  /// \throw Failure when there is no store, or when it cannot be opened.
+  OpenStore();
+  ~OpenStore();
+
+  operator Session&() const { return *m_pSession; }
+
+private:
+  std::unique_ptr<Session> m_pSession;
+};
 
 /// Lists tasks in the order of their names.
 /// \throw Failure when the store fails; here and below.
