@@ -9,9 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "common/reasons/reason.h"
 #include "common/runs/outcome.h"
 #include "table.h"
+
+namespace Host {
+struct Reason;
+}
 
 /// Writes a value as indented JSON in UTF-8 to standard output, with the bytes besides of texts that are none.
 void printJson(const Json::Value& jValue);
@@ -59,5 +62,7 @@ void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners
 /// Lines of "name: value", the values aligned.
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);
 
-/// What keeps tasks from being started, a line each, with what to type under it.
-void printReasons(const std::string& strTask, const std::vector<Host::Reason>& vecReasons);
+/// Why a task is not started: a line for each reason, and the command to type under it.
+/// \param strSubject  what the lines begin with: the task, or "it".
+void printReasons(const std::string& strSubject, const std::string& strTask,
+                  const std::vector<Host::Reason>& vecReasons);

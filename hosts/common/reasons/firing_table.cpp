@@ -24,24 +24,14 @@ Json::Value definitions() {
   return jDefinitions;
 }
 
-Json::Value idFilter(const char* szKey, Json::Int64 iId) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter[szKey] = iId;
-  return jFilter;
-}
-
-Json::Value reasonsJson(const std::vector<Reason>& vecReasons) {
-  Json::Value jReasons(Json::arrayValue);
-  for (const Reason& reason : vecReasons) {
-    jReasons.append(reasonForPrograms(reason));
-  }
-  return jReasons;
+Json::Value idFilter(Json::Int64 iFiring) {
+  return objectOf({{"firing_id", iFiring}});
 }
 
 std::vector<Reason> reasonsFromJson(const Json::Value& jReasons) {
   std::vector<Reason> vecReasons;
   for (const Json::Value& jReason : jReasons.isArray() ? jReasons : Json::Value(Json::arrayValue)) {
-    vecReasons.push_back(reasonFromJson(jReason));
+    vecReasons.push_back(reasonOf(jReason));
   }
   return vecReasons;
 }
@@ -79,11 +69,10 @@ FiringTable::FiringTable(Session& session)
     : m_firings(session.db(), "firing", definitions(), ""), m_tasks(session.db(), "firing_task", definitions(), "") {}
 
 Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReasons) {
-  Json::Value jFiring(Json::objectValue);
-  jFiring["event"] = firing.strEvent;
-  jFiring["fire_time"] = firing.iFired;
-  jFiring["begin_time"] = firing.iBegun;
-  jFiring["last_result"] = firing.iLastResult;
+  Json::Value jFiring = objectOf({{"event", firing.strEvent},
+                                  {"fire_time", firing.iFired},
+                                  {"begin_time", firing.iBegun},
+                                  {"last_result", firing.iLastResult}});
   if (!firing.strProblem.empty()) {
     jFiring["problem"] = firing.strProblem;
   }
@@ -92,10 +81,9 @@ Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReaso
   demand(m_firings.recCreate(jFiring, jCreated) >= 0);
   const Json::Int64 iFiring = intOf(jCreated, "firing_id");
   for (const auto& [strTask, vecReasons] : mapReasons) {
-    Json::Value jTask = idFilter("firing_id", iFiring);
-    jTask["task_name"] = strTask;
-    jTask["reasons"] = reasonsJson(vecReasons);
-    demand(m_tasks.recCreate(jTask, jCreated) >= 0);
+    demand(m_tasks.recCreate(
+               objectOf({{"firing_id", iFiring}, {"task_name", strTask}, {"reasons", arrayOf(vecReasons, &recordOf)}}),
+               jCreated) >= 0);
   }
   forgetOld(firing.strEvent);
   return iFiring;
@@ -104,42 +92,35 @@ Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReaso
 void FiringTable::end(const Firing& firing, const FiringReasons& mapReasons) {
   Json::Value jFiring(Json::objectValue);
   setEnd(jFiring, firing);
-  demand(m_firings.recUpdateByFilter(idFilter("firing_id", firing.iId), jFiring) >= 0);
+  demand(m_firings.recUpdateByFilter(idFilter(firing.iId), jFiring) >= 0);
   for (const auto& [strTask, vecReasons] : mapReasons) {
-    Json::Value jFilter = idFilter("firing_id", firing.iId);
-    jFilter["task_name"] = strTask;
-    Json::Value jUpdate(Json::objectValue);
-    jUpdate["reasons"] = reasonsJson(vecReasons);
-    demand(m_tasks.recUpdateByFilter(jFilter, jUpdate) >= 0);
+    const Json::Value jFilter = objectOf({{"firing_id", firing.iId}, {"task_name", strTask}});
+    demand(m_tasks.recUpdateByFilter(jFilter, objectOf({{"reasons", arrayOf(vecReasons, &recordOf)}})) >= 0);
   }
 }
 
 std::optional<Firing> FiringTable::newest(const std::string& strEvent) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["event"] = strEvent;
-  const Json::Value jFirings = list(m_firings, jFilter);
+  const Json::Value jFirings = list(m_firings, objectOf({{"event", strEvent}}));
   return jFirings.empty() ? std::nullopt : std::optional(firingFromJson(jFirings[jFirings.size() - 1]));
 }
 
 std::optional<Firing> FiringTable::find(Json::Int64 iFiring) {
-  const Json::Value jFirings = list(m_firings, idFilter("firing_id", iFiring));
+  const Json::Value jFirings = list(m_firings, idFilter(iFiring));
   return jFirings.empty() ? std::nullopt : std::optional(firingFromJson(jFirings[0]));
 }
 
 FiringReasons FiringTable::reasonsOf(Json::Int64 iFiring) {
   FiringReasons mapReasons;
-  for (const Json::Value& jTask : list(m_tasks, idFilter("firing_id", iFiring))) {
+  for (const Json::Value& jTask : list(m_tasks, idFilter(iFiring))) {
     mapReasons[textOf(jTask, "task_name")] = reasonsFromJson(memberOf(jTask, "reasons"));
   }
   return mapReasons;
 }
 
 void FiringTable::forgetOld(const std::string& strEvent) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["event"] = strEvent;
-  const Json::Value jFirings = list(m_firings, jFilter);
+  const Json::Value jFirings = list(m_firings, objectOf({{"event", strEvent}}));
   for (Json::ArrayIndex i = 0; i + KEPT_FIRINGS < jFirings.size(); ++i) {
-    demand(m_firings.recDelete(idFilter("firing_id", intOf(jFirings[i], "firing_id")), false) >= 0);
+    demand(m_firings.recDelete(idFilter(intOf(jFirings[i], "firing_id")), false) >= 0);
   }
 }
 

@@ -4,13 +4,22 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace Host {
+
+/// What the user can do about a failure; answers/hint_text puts it into words.
+enum class Hint { NONE, CREATE_STORE, LIST_EVENTS };
 
 /// An operation that failed; the text is for the user and names the input.
 class Failure : public std::runtime_error {
 public:
-  using std::runtime_error::runtime_error;
+  explicit Failure(const std::string& strText, Hint hint = Hint::NONE) : std::runtime_error(strText), m_hint(hint) {}
+
+  Hint hint() const { return m_hint; }
+
+private:
+  Hint m_hint;
 };
 
 /// A request that no state of the system could satisfy: the user has to type something else.
