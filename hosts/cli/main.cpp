@@ -15,6 +15,7 @@
 
 #include "cli/terminal/present.h"
 #include "command_line.h"
+#include "common/answers/hint_text.h"
 #include "common/runs/run_process.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
@@ -143,6 +144,9 @@ int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   try {
     return runCommandLine(argc, argv);
+  } catch (const Host::Failure& failure) {
+    complain(Host::failureText(failure));
+    return EXIT_FAILED;
   } catch (const std::exception& error) {
     complain(error.what());
     return EXIT_FAILED;

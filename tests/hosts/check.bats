@@ -134,7 +134,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   echo 'colour = green' >>/etc/orva/shares.conf
   finds problem shares "" "/etc/orva/shares.conf" "eorva share list"
   run -1 --separate-stderr eorva run one
-  complains 'the share "scheduler": it is not defined; see eorva share list'
+  complains 'the share "scheduler": it is not defined'
   run -1 --separate-stderr eorva share list
   complains "/etc/orva/shares.conf"
   sed -i '$d' /etc/orva/shares.conf
@@ -143,7 +143,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
 @test "output that has no place" {
   jq '.eorvascheduler.output_path = "attic"' "$STORE/eorvascheduler-conf.json" >conf.json
   cp conf.json "$STORE/eorvascheduler-conf.json"
-  finds problem output "" 'the share "attic": it is not defined; see eorva share list' "eorva config set --output-path scheduler"
+  finds problem output "" 'the share "attic": it is not defined' "eorva config set --output-path scheduler"
   rm "$STORE/eorvascheduler-conf.json"
   finds warning output "" "no output of runs is kept" "eorva config set --output-path scheduler"
   add_task one bootup alice 'exit 0'

@@ -75,7 +75,7 @@ setup() { fresh_store; }
 @test "init refuses a place for output that cannot be used, and names it" {
   rm -rf "$STORE"
   run -1 --separate-stderr eorva init --output-path attic
-  complains 'the output path "attic" cannot be used: the share "attic": it is not defined; see eorva share list'
+  complains 'the output path "attic" cannot be used: the share "attic": it is not defined'
 }
 
 @test "without a store every command says what to type" {

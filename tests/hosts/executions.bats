@@ -105,7 +105,7 @@ setup() { fresh_store; }
 
 @test "an event that nobody knows is a failure that names it" {
   run -1 --separate-stderr eorva fire botup
-  complains 'there is no event "botup": no task is bound to it'
+  complains 'there is no event "botup"; did you mean "bootup"?'
   run -1 --separate-stderr eorva fire botup --detach
   complains 'there is no event "botup"'
 }

@@ -26,7 +26,7 @@ setup() { fresh_store; }
     LOGNAME=root SHELL=/tmp/x LANG=C LC_ALL=C GLIBC_TUNABLES=x GCONV_PATH=/tmp MALLOC_TRACE=/tmp/x PYTHONPATH=/tmp \
     PERL5OPT=-d RUBYOPT=-r TMPDIR=/tmp EORVA_EVENT=x EORVA_FIRED_AT=1 BASH_FUNC_ls%%=x 1A=x A-B=x =x A 'A B=x'; do
     run -2 --separate-stderr eorva fire bootup --env "$variable"
-    complains "--env \"${variable%%=*}"
+    complains "environment variable \"${variable%%=*}"
   done
   same "runs" 0 "$(eorva runs list --json | jq length)"
 }

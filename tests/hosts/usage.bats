@@ -72,10 +72,10 @@ END
   done <<'END'
 run disk-usge|there is no task "disk-usge"; did you mean "disk-usage"?
 task show disk_usage|there is no task "disk_usage"; did you mean "disk-usage"?
-fire bootp|does not show it; did you mean "bootup"?
-event plan nope|there is no event "nope": no task is bound to it
-event plan --json nope|there is no event "nope": no task is bound to it
-task graph nope|there is no event "nope": no task is bound to it
+fire bootp|there is no event "bootp"; did you mean "bootup"?
+event plan nope|there is no event "nope"; list the events with: eorva event list
+event plan --json nope|there is no event "nope"; list the events with: eorva event list
+task graph nope|there is no event "nope"; list the events with: eorva event list
 event enable dayly|; did you mean "daily"?
 END
   run -2 --separate-stderr eorva config set retention_run=5

@@ -1,17 +1,12 @@
 /// eorva check
 
-#include <algorithm>
 #include <fmt/format.h>
-#include <optional>
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/health/installation_health.h"
-#include "common/runs/reconcile.h"
-#include "common/store/records.h"
-#include "common/support/failure.h"
-#include "common/support/paths.h"
-#include "common/tasks/unfinished_rename.h"
+#include "common/answers/finding_text.h"
+#include "common/answers/server_answers.h"
+#include "common/health/check.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 
@@ -25,87 +20,40 @@ struct CheckOptions {
   bool blJson = false;
 };
 
-void repair(Host::Session& session) {
-  for (const Json::Value& jRun : Host::reconcile(session)) {
+void repair() {
+  const Host::Repairs repairs = Host::repairInstallation();
+  for (const Json::Value& jRun : repairs.vecRuns) {
     printNote(fmt::format("run {} of \"{}\" was interrupted; it is closed now", Host::intOf(jRun, "result_id"),
                           Host::onOneLine(Host::textOf(jRun, "task_name"))));
   }
-  try {
-    for (const Host::UnfinishedRename& lost : Host::finishRenames(session)) {
-      printNote(fmt::format("the output of \"{}\" lay in {}; it is in its place again", lost.strTask, lost.path()));
-    }
-  } catch (const Host::Failure& error) {
-    // What stays as it is is found again.
-    printNote(error.what());
+  for (const auto& [strTask, strPath] : repairs.vecOutputs) {
+    printNote(fmt::format("the output of \"{}\" lay in {}; it is in its place again", strTask, strPath));
   }
+  printNote(repairs.strProblem);
 }
 
-HealthFindings findAll(bool blRepair) {
-  HealthFindings findings;
-  std::optional<Host::Session> session;
-  Json::Value jTasks(Json::arrayValue);
-  try {
-    session.emplace();
-    jTasks = Host::listTasks(*session);
-    if (blRepair) {
-      repair(*session);
-    }
-    Host::checkRuns(*session, findings);
-    Host::checkUnfinishedRenames(*session, findings);
-  } catch (const Host::Failure& error) {
-    findings.push_back(
-        {HealthFinding::Severity::PROBLEM, "store", Host::DATABASE_PATH, error.what(), Host::storeAdvice()});
-  }
-  Host::checkStore(session ? &*session : nullptr, findings);
-  Host::checkConfiguration(jTasks, findings);
-  Host::checkMailProgram(jTasks, findings);
-  Host::checkEvents(jTasks, findings);
-  Host::checkTimers(findings);
-  Host::checkTasks(jTasks, findings);
-  return findings;
-}
-
-const char* severityWord(HealthFinding::Severity severity) {
-  return severity == HealthFinding::Severity::PROBLEM ? "problem" : "warning";
-}
-
-void printFindings(const HealthFindings& findings, long cProblems) {
+void printFindings(const HealthFindings& findings, std::size_t cProblems) {
   for (const HealthFinding& finding : findings) {
-    fmt::print("{}: {}\n", severityWord(finding.severity), Host::onOneLine(finding.strText));
-    fmt::print("    {}\n", Host::onOneLine(finding.strAdvice));
+    fmt::print("{}: {}\n    {}\n", Host::severityWord(finding.severity), Host::onOneLine(Host::findingText(finding)),
+               Host::onOneLine(Host::findingAdvice(finding)));
   }
   if (findings.empty()) {
     fmt::print("all is well\n");
     return;
   }
-  const long cWarnings = static_cast<long>(findings.size()) - cProblems;
+  const std::size_t cWarnings = findings.size() - cProblems;
   fmt::print("{} problem{}, {} warning{}\n", cProblems, cProblems == 1 ? "" : "s", cWarnings,
              cWarnings == 1 ? "" : "s");
 }
 
-void printFindingsJson(const HealthFindings& findings, long cProblems) {
-  Json::Value jOut(Json::objectValue);
-  jOut["ok"] = cProblems == 0;
-  jOut["findings"] = Json::Value(Json::arrayValue);
-  for (const HealthFinding& finding : findings) {
-    Json::Value jFinding(Json::objectValue);
-    jFinding["severity"] = severityWord(finding.severity);
-    jFinding["area"] = finding.strArea;
-    jFinding["subject"] = finding.strSubject;
-    jFinding["text"] = finding.strText;
-    jFinding["advice"] = finding.strAdvice;
-    jOut["findings"].append(jFinding);
-  }
-  printJson(jOut);
-}
-
 int runCheck(const Context&, const CheckOptions& options) {
-  const HealthFindings findings = findAll(options.blRepair);
-  const long cProblems = std::count_if(findings.begin(), findings.end(), [](const HealthFinding& finding) {
-    return finding.severity == HealthFinding::Severity::PROBLEM;
-  });
+  if (options.blRepair) {
+    repair();
+  }
+  const HealthFindings findings = Host::checkInstallation();
+  const std::size_t cProblems = Host::problemsAmong(findings);
   if (options.blJson) {
-    printFindingsJson(findings, cProblems);
+    printJson(Host::checkAnswer(findings));
   } else {
     printFindings(findings, cProblems);
   }

@@ -6,13 +6,10 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/events/event_switch.h"
-#include "common/events/known_event.h"
+#include "common/answers/event_answers.h"
+#include "common/events/event_catalogue.h"
 #include "common/reasons/event_plan.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
-#include "common/support/failure.h"
-#include "common/text/json_members.h"
 
 using Host::BlockedTask;
 using Host::EventPlan;
@@ -47,48 +44,6 @@ void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor)
   table.print();
 }
 
-Json::Value plannedForPrograms(const PlannedTask& planned, const OwnerNames& owners) {
-  Json::Value jTask(Json::objectValue);
-  jTask["task_name"] = planned.task.strName;
-  jTask["event"] = planned.task.strEvent;
-  jTask["owner"] = planned.task.iOwner;
-  jTask["owner_name"] = owners.at(planned.task.strName);
-  jTask["wave"] = planned.uWave;
-  jTask["last_duration"] = planned.iLastDuration ? Json::Value(*planned.iLastDuration) : Json::Value();
-  jTask["starts_after"] = planned.iStart;
-  jTask["ends_after"] = planned.iEnd;
-  jTask["waits_for"] = Json::Value(Json::arrayValue);
-  for (const std::string& strNeed : planned.task.vecNeeds) {
-    jTask["waits_for"].append(strNeed);
-  }
-  return jTask;
-}
-
-Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners) {
-  Json::Value jPlan(Json::objectValue);
-  jPlan["event"] = strEvent;
-  jPlan["would_run"] = Json::Value(Json::arrayValue);
-  for (const PlannedTask& planned : plan.vecTasks) {
-    jPlan["would_run"].append(plannedForPrograms(planned, owners));
-  }
-  jPlan["would_not_run"] = Json::Value(Json::arrayValue);
-  for (const BlockedTask& blocked : plan.vecBlocked) {
-    Json::Value jTask(Json::objectValue);
-    jTask["task_name"] = blocked.strName;
-    for (const Host::Reason& reason : blocked.vecReasons) {
-      jTask["reasons"].append(Host::reasonForPrograms(reason));
-    }
-    jPlan["would_not_run"].append(jTask);
-  }
-  jPlan["problems"] = Json::Value(Json::arrayValue);
-  for (const std::string& strProblem : plan.vecProblems) {
-    jPlan["problems"].append(strProblem);
-  }
-  jPlan["duration"] = plan.iDuration;
-  jPlan["duration_known"] = plan.blExact;
-  return jPlan;
-}
-
 void printPlan(const Context& context, const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners) {
   if (!plan.vecProblems.empty()) {
     fmt::print("nothing would be started, for these tasks cannot be run safely:\n  {}\n",
@@ -104,18 +59,18 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
     fmt::print("would not be started:\n");
   }
   for (const BlockedTask& blocked : plan.vecBlocked) {
-    printReasons(blocked.strName, blocked.vecReasons);
+    printReasons(blocked.strName, blocked.strName, blocked.vecReasons);
   }
 }
 
 int runPlan(const Context& context, const PlanOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   const Json::Value jTasks = Host::listTasks(session);
   Host::requireEvent(jTasks, options.strEvent);
   const OwnerNames owners = ownerNames(jTasks);
   const EventPlan plan = Host::planEvent(session, jTasks, options.strEvent);
   if (options.blJson) {
-    printJson(planForPrograms(options.strEvent, plan, owners));
+    printJson(Host::planAnswer(options.strEvent, plan, owners));
   } else {
     printPlan(context, options.strEvent, plan, owners);
     printNote(Host::disabledEventNote(options.strEvent));

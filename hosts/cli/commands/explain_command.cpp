@@ -4,11 +4,9 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/answers/run_answers.h"
-#include "common/events/event_switch.h"
+#include "common/answers/event_answers.h"
 #include "common/reasons/explanation.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/text/json_members.h"
 
 using Host::Explanation;
@@ -46,7 +44,7 @@ void printVerdict(const Explanation& explanation) {
       return;
     case Explanation::Verdict::NOT_STARTED:
       fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent, firedText(explanation));
-      printReasons("it", explanation.vecReasons);
+      printReasons("it", strTask, explanation.vecReasons);
       if (!explanation.blRemembered) {
         fmt::print("  (nothing was written down about that; this is what the records tell, and what is so now)\n");
       }
@@ -80,47 +78,16 @@ void printNow(const Explanation& explanation) {
     return;
   }
   fmt::print("if \"{}\" were fired now, it would not be started:\n", strEvent);
-  printReasons("it", explanation.vecReasonsNow);
-}
-
-Json::Value reasonsForPrograms(const std::vector<Host::Reason>& vecReasons) {
-  Json::Value jOut(Json::arrayValue);
-  for (const Host::Reason& reason : vecReasons) {
-    jOut.append(Host::reasonForPrograms(reason));
-  }
-  return jOut;
-}
-
-Json::Value forPrograms(const Explanation& explanation, const OwnerNames& owners) {
-  const auto run = [&](const Json::Value& jRun) {
-    return jRun.isObject() ? Host::runForPrograms(jRun, owners) : Json::Value();
-  };
-  Json::Value jOut(Json::objectValue);
-  jOut["task_name"] = explanation.jTask["task_name"];
-  jOut["event"] = explanation.jTask["event"];
-  jOut["verdict"] = Host::verdictWord(explanation.verdict);
-  jOut["remembered"] = explanation.blRemembered;
-  jOut["last_fired"] = explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired);
-  jOut["run"] = run(explanation.jRun);
-  jOut["newest_run"] = run(explanation.jNewest);
-  jOut["reasons"] = reasonsForPrograms(explanation.vecReasons);
-  jOut["would_start_now"] = explanation.vecReasonsNow.empty();
-  jOut["obstacles_now"] = reasonsForPrograms(explanation.vecReasonsNow);
-  jOut["needs"] = Json::Value(Json::arrayValue);
-  for (const Host::NeedState& need : explanation.vecNeeds) {
-    Json::Value jNeed(Json::objectValue);
-    jNeed["task_name"] = need.strName;
-    jNeed["run"] = run(need.jRun);
-    jOut["needs"].append(jNeed);
-  }
-  return jOut;
+  printReasons("it", textOf(explanation.jTask, "task_name"), explanation.vecReasonsNow);
 }
 
 int runExplain(const Context&, const ExplainOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   const Explanation explanation = Host::explainTask(session, options.strTask);
   if (options.blJson) {
-    printJson(forPrograms(explanation, ownerNames(Host::listTasks(session))));
+    const OwnerNames owners = ownerNames(Host::listTasks(session));
+    printJson(
+        Host::explanationAnswer(explanation, [&](const Json::Value& jRun) { return runForPrograms(jRun, owners); }));
     return EXIT_DONE;
   }
   printVerdict(explanation);

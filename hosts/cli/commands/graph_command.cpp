@@ -7,11 +7,10 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "common/answers/reason_text.h"
 #include "common/answers/task_answers.h"
-#include "common/events/known_event.h"
-#include "common/reasons/reason.h"
+#include "common/events/event_catalogue.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 
 namespace {
@@ -53,7 +52,7 @@ private:
   /// Why the event will not start a task.
   std::string noteOf(const Host::GraphTask& task) {
     const std::vector<Host::Reason> vecReasons = m_reasons.of(task);
-    return vecReasons.empty() ? std::string() : vecReasons.front().strText;
+    return vecReasons.empty() ? std::string() : Host::reasonText(vecReasons.front());
   }
 
   const Host::TaskGraph& m_graph;
@@ -109,7 +108,7 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
 }
 
 int runGraph(const Context& context, const GraphOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   const Json::Value jTasks = Host::listTasks(session);
   Host::requireEvent(jTasks, options.strEvent);
   const Host::TaskGraph graph(jTasks);

@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "common/answers/server_answers.h"
 #include "common/server/shares.h"
 
 namespace {
@@ -11,26 +12,6 @@ namespace {
 struct ListOptions {
   bool blJson = false;
 };
-
-Json::Value shareForPrograms(const ORVASHARE& share) {
-  const std::string strWhyNot = Host::whyUnusable(share);
-  Json::Value jShare(Json::objectValue);
-  jShare["name"] = share.szName;
-  jShare["path"] = share.szPath;
-  jShare["volume"] = *share.szVolume != '\0' ? Json::Value(share.szVolume) : Json::Value();
-  jShare["accessible"] = strWhyNot.empty();
-  jShare["why_not"] = strWhyNot.empty() ? Json::Value() : Json::Value(strWhyNot);
-  jShare["free"] = static_cast<Json::UInt64>(share.cbFree);
-  return jShare;
-}
-
-void printSharesJson(const Host::Shares& shares) {
-  Json::Value jOut(Json::arrayValue);
-  for (const Host::SharePtr& pShare : shares.vecShare) {
-    jOut.append(shareForPrograms(*pShare));
-  }
-  printJson(jOut);
-}
 
 void printShares(const Host::Shares& shares, bool blColor) {
   Table table({{"SHARE"}, {"PATH"}, {"VOLUME"}, {"FREE", true}, {"ACCESSIBLE"}}, blColor);
@@ -48,7 +29,7 @@ void printShares(const Host::Shares& shares, bool blColor) {
 
 int runList(const Context& context, const ListOptions& options) {
   const Host::Shares shares = Host::readShares();
-  options.blJson ? printSharesJson(shares) : printShares(shares, context.isColored());
+  options.blJson ? printJson(Host::shareAnswers(shares)) : printShares(shares, context.isColored());
   for (const std::string& strFault : shares.vecFault) {
     printNote(strFault);
   }

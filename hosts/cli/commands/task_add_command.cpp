@@ -5,8 +5,8 @@
 
 #include "cli/task_options.h"
 #include "cli/terminal/present.h"
+#include "common/answers/event_answers.h"
 #include "common/answers/task_answers.h"
-#include "common/events/event_switch.h"
 #include "common/tasks/add_task.h"
 #include "common/text/json_members.h"
 

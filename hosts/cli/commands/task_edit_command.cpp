@@ -8,7 +8,7 @@
 #include "cli/task_options.h"
 #include "cli/terminal/editor.h"
 #include "cli/terminal/present.h"
-#include "common/events/event_switch.h"
+#include "common/answers/event_answers.h"
 #include "common/output/output_folder.h"
 #include "common/store/records.h"
 #include "common/store/session.h"

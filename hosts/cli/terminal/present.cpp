@@ -12,6 +12,7 @@
 #include <sstream>
 #include <unistd.h>
 
+#include "common/answers/reason_text.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
@@ -100,9 +101,11 @@ void printFields(const std::vector<std::pair<std::string, std::string>>& vecFiel
   }
 }
 
-void printReasons(const std::string& strTask, const std::vector<Host::Reason>& vecReasons) {
+void printReasons(const std::string& strSubject, const std::string& strTask,
+                  const std::vector<Host::Reason>& vecReasons) {
   for (const Host::Reason& reason : vecReasons) {
-    const std::string strAdvice = reason.strAdvice.empty() ? "" : fmt::format("      {}\n", reason.strAdvice);
-    fmt::print("{}", Host::shownOn(STDOUT_FILENO, fmt::format("  {} {}\n{}", strTask, reason.strText, strAdvice)));
+    const std::string strAdvice = Host::reasonAdvice(strTask, reason);
+    fmt::print("{}", Host::shownOn(STDOUT_FILENO, fmt::format("  {} {}\n{}", strSubject, Host::reasonText(reason),
+                                                              strAdvice.empty() ? "" : "      " + strAdvice + "\n")));
   }
 }

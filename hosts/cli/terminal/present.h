@@ -8,13 +8,17 @@
 #include <vector>
 
 #include "common/answers/task_answers.h"
-#include "common/reasons/reason.h"
 #include "common/runs/outcome.h"
 #include "common/text/amounts.h"
 #include "table.h"
 
+namespace Host {
+struct Reason;
+}
+
 using Host::OwnerNames;
 using Host::ownerNames;
+
 
 /// Writes a value as indented JSON in UTF-8 to standard output, with the bytes besides of texts that are none.
 void printJson(const Json::Value& jValue);
@@ -47,5 +51,7 @@ void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners
 /// Lines of "name: value", the values aligned.
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);
 
-/// What keeps tasks from being started, a line each, with what to type under it.
-void printReasons(const std::string& strTask, const std::vector<Host::Reason>& vecReasons);
+/// Why a task is not started: a line for each reason, and the command to type under it.
+/// \param strSubject  what the lines begin with: the task, or "it".
+void printReasons(const std::string& strSubject, const std::string& strTask,
+                  const std::vector<Host::Reason>& vecReasons);

@@ -38,7 +38,7 @@ Json::Value itemsForPrograms(const std::vector<PrunedItem>& vecItems) {
 
 }  // namespace
 
-Json::Value runForPrograms(const Json::Value& jRun, const TaskOwners& owners) {
+Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
   const Outcome outcome = outcomeOf(jRun);
   const auto itOwner = owners.find(textOf(jRun, "task_name"));
   Json::Value jOut = jRun;
@@ -49,7 +49,7 @@ Json::Value runForPrograms(const Json::Value& jRun, const TaskOwners& owners) {
   return jOut;
 }
 
-Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const TaskOwners& owners) {
+Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
   Json::Value jOut(Json::arrayValue);
   for (const Json::Value& jRun : vecRuns) {
     jOut.append(runForPrograms(jRun, owners));
@@ -80,7 +80,7 @@ Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
   return jOut;
 }
 
-Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const TaskOwners& owners) {
+Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners) {
   Json::Value jOut(Json::objectValue);
   jOut[request.kind()] = request.strName;
   jOut["runs"] = Json::Value(Json::arrayValue);

@@ -1,9 +1,14 @@
 #include "event_catalogue.h"
 
+#include <algorithm>
+#include <fmt/format.h>
+#include <set>
+
 #include "eorvascheduler.h"
 
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
+#include "common/text/suggestion.h"
 
 namespace Host {
 
@@ -20,6 +25,30 @@ std::vector<Event> eventCatalogue() {
     }
   }
   return vecEvents;
+}
+
+const Event* findEvent(const std::vector<Event>& vecEvents, const std::string& strEvent) {
+  const auto it =
+      std::find_if(vecEvents.begin(), vecEvents.end(), [&](const Event& event) { return event.strName == strEvent; });
+  return it == vecEvents.end() ? nullptr : &*it;
+}
+
+void requireEvent(const Json::Value& jTasks, const std::string& strEvent) {
+  std::set<std::string> setKnown;
+  for (const Json::Value& jTask : jTasks) {
+    setKnown.insert(textOf(jTask, "event"));
+  }
+  if (setKnown.count(strEvent) > 0) {
+    return;
+  }
+  for (const Event& event : eventCatalogue()) {
+    setKnown.insert(event.strName);
+  }
+  if (setKnown.count(strEvent) == 0) {
+    const std::string strSuggestion = didYouMean(strEvent, {setKnown.begin(), setKnown.end()});
+    throw Failure(fmt::format("there is no event \"{}\"{}", strEvent, strSuggestion),
+                  strSuggestion.empty() ? Hint::LIST_EVENTS : Hint::NONE);
+  }
 }
 
 }  // namespace Host

@@ -21,4 +21,12 @@ struct Event {
 /// \throw Failure when it cannot be read; entries without a name are left out.
 std::vector<Event> eventCatalogue();
 
+/// Finds an event by its name; null when it is not among them.
+const Event* findEvent(const std::vector<Event>& vecEvents, const std::string& strEvent);
+
+/// Refuses an event that is most likely mistyped: no task belongs to it, and it is not in the catalogue.
+/// \param jTasks  array: the stored task records.
+/// \throw Failure when there is no such event.
+void requireEvent(const Json::Value& jTasks, const std::string& strEvent);
+
 }  // namespace Host

@@ -16,7 +16,7 @@ constexpr std::size_t CB_NAME = 64;
 /// All variables together have to fit into a command line.
 constexpr std::size_t CB_VALUE = 16384;
 
-/// Set for every script.
+/// Every script gets its own value of these.
 constexpr std::array FIXED = {"PATH", "LANG",   "HOME",  "USER",        "LOGNAME",       "SHELL",
                               "PWD",  "OLDPWD", "SHLVL", "EORVA_EVENT", "EORVA_FIRED_AT"};
 
@@ -60,15 +60,15 @@ bool isNameLetter(char c) {
 std::string whyNotName(std::string_view strName) {
   if (strName.empty() || strName.size() > CB_NAME || !std::all_of(strName.begin(), strName.end(), isNameLetter) ||
       (strName.front() >= '0' && strName.front() <= '9')) {
-    return fmt::format("a name is made of 1 to {} letters, digits and \"_\", and does not begin with a digit", CB_NAME);
+    return fmt::format("a name has 1 to {} letters, digits or \"_\", and does not begin with a digit", CB_NAME);
   }
   if (std::find(FIXED.begin(), FIXED.end(), strName) != FIXED.end()) {
-    return "it is the same for every script";
+    return "it has the same value for every script";
   }
   const bool blPrefix = std::any_of(POWERFUL_PREFIXES.begin(), POWERFUL_PREFIXES.end(),
                                     [&](std::string_view strPrefix) { return strName.starts_with(strPrefix); });
   if (blPrefix || std::find(POWERFUL.begin(), POWERFUL.end(), strName) != POWERFUL.end()) {
-    return "it changes how programs are found, loaded or read";
+    return "it changes how programs are found or loaded";
   }
   return {};
 }
@@ -78,15 +78,15 @@ std::string whyNotName(std::string_view strName) {
 std::pair<std::string, std::string> parseVariable(const std::string& strText) {
   const std::size_t iEqual = strText.find('=');
   if (iEqual == std::string::npos) {
-    throw UsageFailure(fmt::format("--env \"{}\": it has to be KEY=VALUE", strText));
+    throw UsageFailure(fmt::format("environment variable \"{}\" must have the form KEY=VALUE", strText));
   }
   std::pair<std::string, std::string> variable(strText.substr(0, iEqual), strText.substr(iEqual + 1));
   if (const std::string strWhy = whyNotName(variable.first); !strWhy.empty()) {
-    throw UsageFailure(fmt::format("--env \"{}\" cannot be set: {}", variable.first, strWhy));
+    throw UsageFailure(fmt::format("environment variable \"{}\" cannot be set: {}", variable.first, strWhy));
   }
   if (variable.second.size() > CB_VALUE) {
-    throw UsageFailure(
-        fmt::format("--env \"{}\" cannot be set: its value is longer than {} bytes", variable.first, CB_VALUE));
+    throw UsageFailure(fmt::format("environment variable \"{}\" cannot be set: its value is longer than {} bytes",
+                                   variable.first, CB_VALUE));
   }
   return variable;
 }

@@ -1,5 +1,5 @@
 /// \file event_environment.h
-/// What whoever fires an event may tell the scripts about it.
+/// Environment variables that an event passes to its scripts.
 
 #pragma once
 
@@ -8,9 +8,9 @@
 
 namespace Host {
 
-/// Takes "KEY=VALUE" apart.
-/// \throw UsageFailure when it is none, or when scripts may not be told this: variables that are the same for every
-///        script, and those that change how programs are found, loaded or read, keep what they are.
+/// Splits "KEY=VALUE".
+/// \throw UsageFailure when it has another form, or when the variable is protected: those that every script gets, and
+///        those that change how programs are found or loaded.
 std::pair<std::string, std::string> parseVariable(const std::string& strText);
 
 }  // namespace Host

@@ -17,6 +17,8 @@
 namespace Host {
 
 /// The process that watches over an execution (see execution_watch.h). It goes on when its starter ends.
+///
+/// Starting it sets SIGCHLD for the whole process, and forks. A host with threads starts executions as services only.
 class Execution {
 public:
   /// Starts it. No session may be open then.

@@ -1,12 +1,10 @@
 #include <algorithm>
 #include <array>
-#include <fmt/format.h>
 #include <set>
 
 #include "common/config/settings.h"
 #include "common/events/event_state.h"
 #include "common/support/failure.h"
-#include "common/text/command_text.h"
 #include "common/text/json_members.h"
 #include "installation_health.h"
 
@@ -23,20 +21,15 @@ constexpr std::array<const char*, 2> USUAL_EVENTS = {"bootup", "shutdown"};
 void checkInUse(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
   if (state.vecFiredBy.empty() || !state.state.blKnown) {
-    findings.push_back(
-        {Severity::WARNING, "events", strEvent,
-         fmt::format("nothing that is installed fires the event \"{}\", and tasks wait for it", strEvent),
-         state.blInCatalogue && state.state.blKnown ? "eorva event list" : eorvaCommand("fire", {strEvent})});
+    findings.push_back({Severity::WARNING, "events",
+                        state.blInCatalogue && state.state.blKnown ? "event_without_unit" : "event_not_installed",
+                        strEvent, Json::objectValue});
   } else if (state.state.strActive == "failed") {
-    findings.push_back({Severity::PROBLEM, "events", strEvent,
-                        fmt::format("{}, which fires the event \"{}\", has failed", state.vecFiredBy.front(), strEvent),
-                        fmt::format("systemctl status {}", state.vecFiredBy.front())});
-  } else if (state.state.strInstalled != "enabled" && state.state.strInstalled != "static") {
     findings.push_back(
-        {Severity::PROBLEM, "events", strEvent,
-         fmt::format("the event \"{}\" is not enabled ({}), and tasks wait for it", strEvent, state.vecFiredBy.front()),
-         state.blInCatalogue ? eorvaCommand("event enable", {strEvent})
-                             : fmt::format("systemctl enable {}", state.vecFiredBy.front())});
+        {Severity::PROBLEM, "events", "event_failed", strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
+  } else if (state.state.strInstalled != "enabled" && state.state.strInstalled != "static") {
+    findings.push_back({Severity::PROBLEM, "events", state.blInCatalogue ? "event_disabled" : "own_event_disabled",
+                        strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
   }
 }
 
@@ -45,10 +38,8 @@ void checkUsual(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
   const bool blUsual = std::find(USUAL_EVENTS.begin(), USUAL_EVENTS.end(), strEvent) != USUAL_EVENTS.end();
   if (blUsual && state.state.blKnown && state.state.strInstalled != "enabled") {
-    findings.push_back({Severity::WARNING, "events", strEvent,
-                        fmt::format("the event \"{}\" is not enabled ({}), as it usually is; no task waits for it",
-                                    strEvent, state.event.strUnit),
-                        eorvaCommand("event enable", {strEvent})});
+    findings.push_back(
+        {Severity::WARNING, "events", "usual_event_disabled", strEvent, objectOf({{"unit", state.event.strUnit}})});
   }
 }
 
@@ -57,19 +48,17 @@ bool hasRetention(const Settings& settings) {
 }
 
 /// A timer that does what nobody looks after.
-void checkTimer(const char* szTimer, const char* szWithout, HealthFindings& findings) {
+void checkTimer(const char* szTimer, HealthFindings& findings) {
   const UnitState state = unitStates({szTimer}).front();
   if (!state.blKnown) {
     return;
   }
   if (state.strInstalled != "enabled") {
-    findings.push_back(
-        {Severity::WARNING, "units", szTimer,
-         fmt::format("{} is not {}: {}", szTimer, state.strInstalled.empty() ? "installed" : "enabled", szWithout),
-         fmt::format("systemctl enable --now {}", szTimer)});
+    findings.push_back({Severity::WARNING, "units",
+                        state.strInstalled.empty() ? "timer_not_installed" : "timer_disabled", szTimer,
+                        Json::objectValue});
   } else if (state.strActive == "failed") {
-    findings.push_back({Severity::PROBLEM, "units", szTimer, fmt::format("{} has failed: {}", szTimer, szWithout),
-                        fmt::format("systemctl status {}", szTimer)});
+    findings.push_back({Severity::PROBLEM, "units", "timer_failed", szTimer, Json::objectValue});
   }
 }
 
@@ -91,7 +80,7 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
       }
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "events", "", error.what(), "eorva event list"});
+    findings.push_back({Severity::WARNING, "events", "events_unknown", "", objectOf({{"problem", error.what()}})});
   }
 }
 
@@ -99,11 +88,11 @@ void checkTimers(HealthFindings& findings) {
   std::vector<std::string> vecProblems;
   try {
     if (hasRetention(readSettings(vecProblems))) {
-      checkTimer("eorva-prune.timer", "old runs and their output are not removed", findings);
+      checkTimer(PRUNE_TIMER, findings);
     }
-    checkTimer("eorva-mail-flush.timer", "mail that could not be handed over is not tried again", findings);
+    checkTimer(MAIL_TIMER, findings);
   } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "units", "", error.what(), "systemctl list-timers --all 'eorva-*'"});
+    findings.push_back({Severity::WARNING, "units", "timers_unknown", "", objectOf({{"problem", error.what()}})});
   }
 }
 

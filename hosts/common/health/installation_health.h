@@ -1,5 +1,5 @@
 /// \file installation_health.h
-/// What is wrong with an installation, and what to do about it.
+/// What is wrong with an installation: the single checks.
 
 #pragma once
 
@@ -7,51 +7,62 @@
 #include <string>
 #include <vector>
 
-#include "common/store/session.h"
-
 namespace Host {
 
+class Session;
+
+/// Facts only: answers/finding_text puts them into words.
 struct HealthFinding {
   enum class Severity { PROBLEM, WARNING };
 
   Severity severity = Severity::PROBLEM;
-  std::string strArea;     ///< "store", "configuration", "output", "mail", "events", "units", "runs" or "tasks"
+  std::string strArea;  ///< "store", "configuration", "shares", "output", "mail", "events", "units", "runs" or "tasks"
+  std::string strCode;  ///< stable
   std::string strSubject;  ///< the task, run, event or file that it is about
-  std::string strText;
-  std::string strAdvice;  ///< what to type
+  Json::Value jDetails;    ///< object: what else the words need
 };
 
 using HealthFindings = std::vector<HealthFinding>;
 
-/// Looks at the store's files and at what is in them.
-/// \param pSession  null when the store could not be opened.
-void checkStore(const Session* pSession, HealthFindings& findings);
+/// The timers that work in the background.
+inline constexpr char PRUNE_TIMER[] = "eorva-prune.timer";
+inline constexpr char MAIL_TIMER[] = "eorva-mail-flush.timer";
 
-/// Looks at the configuration, the settings and the place for output.
+/// The settings of the mail program.
+inline constexpr char MAIL_SETTINGS_PATH[] = "/etc/orvainfo.conf";
+
+/// Adds why the store cannot be used.
+/// \param strProblem  the text of the failure.
+void reportUnusableStore(const std::string& strProblem, HealthFindings& findings);
+
+/// Checks who can change the files of the store and of the configuration.
+void checkStoreFiles(HealthFindings& findings);
+
+/// Has SQLite check what is in the store.
+void checkStoreContent(HealthFindings& findings);
+
+/// Checks the configuration, the settings, the shares and the place for output.
 void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings);
 
-/// Looks at the program that sends mail.
+/// Checks the program that sends mail.
 void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings);
 
-/// What to type when the store cannot be used.
-std::string storeAdvice();
-
-/// Looks at what fires the events that tasks are bound to, and those that are usually on.
+/// Checks what fires the events of enabled tasks, and the events that are usually enabled.
 void checkEvents(const Json::Value& jTasks, HealthFindings& findings);
 
-/// Looks at the timers that do what nobody looks after: removing old runs, and sending mail again.
+/// Checks the timers that remove old runs and send mail again.
 void checkTimers(HealthFindings& findings);
 
-/// Looks for runs that are recorded as running although their process is gone.
+/// Finds runs that are recorded as running although their process is gone.
 void checkRuns(Session& session, HealthFindings& findings);
 
-/// Looks for output that cannot be found under its task's name.
+/// Finds output that does not lie under its task's name.
 void checkUnfinishedRenames(Session& session, HealthFindings& findings);
 
-/// Looks at each task, and at how they wait for each other.
+/// Checks each task, and how they wait for each other.
 ///
-/// A task that is never started is a problem, unless somebody has decided so: one that is disabled is none, and those
-/// that wait for it are warnings.
+/// A task that is never started is a problem. It is a warning when it waits for a disabled task, or for one that is
+/// reported already.
 void checkTasks(const Json::Value& jTasks, HealthFindings& findings);
 
 }  // namespace Host

@@ -1,14 +1,11 @@
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <fmt/format.h>
 #include <set>
-#include <utility>
 
 #include "common/reasons/reason.h"
 #include "common/tasks/task_graph.h"
 #include "common/tasks/task_rules.h"
-#include "common/text/command_text.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "installation_health.h"
@@ -53,61 +50,48 @@ std::vector<std::string> soundNeeds(const TaskGraph& graph, const GraphTask& tas
   return vecNeeds;
 }
 
-/// The command that mends a member.
-std::string adviceFor(const TaskGraph& graph, const std::string& strTask, const std::string& strMember) {
-  static constexpr std::array<std::pair<const char*, const char*>, 7> OPTIONS = {
-      {{"event", " --event EVENT"},
-       {"owner", " --owner USER"},
-       {"notify_mail", " --mail ADDRESS"},
-       {"time_limit", " --time-limit 0"},
-       {"description", " --description ''"},
-       {"operation_type", " --record - <<< '{\"operation_type\": \"script\"}'"},
-       {"operation", ""}}};
+/// What the words about a rule need besides the member.
+Json::Value detailsOf(const TaskGraph& graph, const std::string& strTask, const Finding& finding) {
+  Json::Value jDetails = objectOf({{"member", finding.strMember}, {"problem", finding.strReason}});
   const GraphTask* const pTask = graph.find(strTask);
-  if (strMember == "task_name") {
-    return eorvaCommand("task rename", {strTask, soundName(graph, strTask)});
+  if (finding.strMember == "task_name") {
+    jDetails["name"] = soundName(graph, strTask);
+  } else if (finding.strMember == "depend_on_task" && pTask != nullptr) {
+    jDetails["needs"] = arrayOf(soundNeeds(graph, *pTask));
   }
-  if (strMember == "depend_on_task" && pTask != nullptr) {
-    return needsCommand(strTask, soundNeeds(graph, *pTask));
-  }
-  const auto it =
-      std::find_if(OPTIONS.begin(), OPTIONS.end(), [&](const auto& option) { return strMember == option.first; });
-  return eorvaCommand("task edit", {strTask}, it == OPTIONS.end() ? " --record FILE" : it->second);
+  return jDetails;
 }
 
 void addFindings(const TaskGraph& graph, const std::string& strTask, const std::vector<Finding>& vecFindings,
                  Severity severity, HealthFindings& findings) {
   for (const Finding& finding : vecFindings) {
-    findings.push_back({severity, "tasks", strTask,
-                        fmt::format("task \"{}\": {}: {}", strTask, finding.strMember, finding.strReason),
-                        adviceFor(graph, strTask, finding.strMember)});
+    findings.push_back({severity, "tasks", "task_member", strTask, detailsOf(graph, strTask, finding)});
   }
 }
 
-/// Why a task that is switched on is never started. What somebody has decided, and what follows from what is told of
-/// another task, is a warning.
+/// Why an enabled task is never started. It is a warning when it follows from what somebody decided, or from what is
+/// reported of another task.
 void checkStart(Reasons& reasons, const GraphTask& task, HealthFindings& findings) {
   if (!task.blEnabled) {
     return;
   }
   for (const Reason& reason : reasons.of(task)) {
     const bool blFollows = reason.strCode == "need_disabled" || reason.strCode == "need_blocked";
-    findings.push_back({blFollows ? Severity::WARNING : Severity::PROBLEM, "tasks", task.strName,
-                        fmt::format("task \"{}\" is never started: it {}", task.strName, reason.strText),
-                        reason.strAdvice});
+    findings.push_back(
+        {blFollows ? Severity::WARNING : Severity::PROBLEM, "tasks", "never_started", task.strName, recordOf(reason)});
   }
 }
 
-/// Breaks a circle where it is entered; of a graph that is too heavy, shows which it is.
-std::string endlessAdvice(const TaskGraph& graph, const TaskGraph::Endless& endless) {
+/// Names the dependency that breaks a circle where it is entered, or else the event of a graph that is too heavy.
+Json::Value detailsOf(const TaskGraph& graph, const TaskGraph::Endless& endless) {
+  Json::Value jDetails = objectOf({{"problem", endless.strText}});
   const GraphTask* const pTask = graph.find(endless.strTask);
-  if (pTask == nullptr) {
-    return "eorva task list";
+  if (pTask != nullptr && endless.strNeed.empty()) {
+    jDetails["event"] = pTask->strEvent;
+  } else if (pTask != nullptr) {
+    jDetails["needs"] = arrayOf(needsWithout(*pTask, endless.strNeed));
   }
-  if (endless.strNeed.empty()) {
-    return eorvaCommand("task graph", {pTask->strEvent});
-  }
-  return dropNeed(*pTask, endless.strNeed);
+  return jDetails;
 }
 
 }  // namespace
@@ -133,7 +117,7 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     addFindings(graph, strTask, rules.vecWarnings, Severity::WARNING, findings);
   }
   for (const TaskGraph::Endless& endless : graph.endlessWalks(vecNames)) {
-    findings.push_back({Severity::PROBLEM, "tasks", endless.strTask, endless.strText, endlessAdvice(graph, endless)});
+    findings.push_back({Severity::PROBLEM, "tasks", "endless_walk", endless.strTask, detailsOf(graph, endless)});
   }
 }
 

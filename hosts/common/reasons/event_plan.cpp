@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <map>
 #include <set>
 #include <tuple>
@@ -10,7 +9,6 @@
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/sql_text.h"
-#include "common/text/command_text.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -29,10 +27,7 @@ RunningTasks refusedTasks(Session& session, const Json::Value& jTasks) {
     const std::vector<pid_t> vecPids =
         boolOf(jTask, "run_the_same_time") ? std::vector<pid_t>() : listedPidsOf(session, jTask);
     if (!vecPids.empty()) {
-      mapRunning[textOf(jTask, "task_name")] = {
-          "running",
-          fmt::format("is running (process {}), and allows no second run at the same time", fmt::join(vecPids, ", ")),
-          eorvaCommand("runs list", {}, optionText("--task", textOf(jTask, "task_name"))), ""};
+      mapRunning[textOf(jTask, "task_name")] = {"running", "", objectOf({{"processes", arrayOf(vecPids)}})};
     }
   }
   return mapRunning;
@@ -92,8 +87,7 @@ std::vector<Reason> reasonsNow(Reasons& reasons, const GraphTask& task, const Ru
       reason = itSelf->second;
     } else if (reason.strCode == "need_disabled" && itNeed != mapRunning.end()) {
       reason.strCode = "need_blocked";
-      reason.strText = fmt::format("waits for \"{}\", which is not started", reason.strOther);
-      reason.strAdvice.clear();
+      reason.blNeedsAction = false;
     }
   }
   return vecReasons;
@@ -124,7 +118,7 @@ std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, 
   Reasons reasons(graph);
   std::vector<Reason> vecReasons = reasonsNow(reasons, *pTask, mapRunning);
   for (const std::string& strProblem : graph.whyUnsafe(graph.planOf(pTask->strEvent))) {
-    vecReasons.push_back({"unsafe", fmt::format("cannot be run safely: {}", strProblem), "eorva check", ""});
+    vecReasons.push_back({"unsafe", "", objectOf({{"problem", strProblem}})});
   }
   return vecReasons;
 }

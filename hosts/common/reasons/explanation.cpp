@@ -48,8 +48,8 @@ void takeFacts(const ExecutionFacts& facts, Explanation& explanation) {
                                                       : Explanation::Verdict::RAN;
 }
 
-/// A reason that does not hold any more needs nothing to be typed.
-void dropOldAdvice(const std::vector<Reason>& vecNow, std::vector<Reason>& vecReasons) {
+/// A reason that no longer holds needs no action.
+void settleOldReasons(const std::vector<Reason>& vecNow, std::vector<Reason>& vecReasons) {
   static const std::set<std::string> OF_TASKS = {"disabled",    "malformed",     "missing",     "circle",
                                                  "other_event", "need_disabled", "need_blocked"};
   for (Reason& reason : vecReasons) {
@@ -57,7 +57,7 @@ void dropOldAdvice(const std::vector<Reason>& vecNow, std::vector<Reason>& vecRe
       return now.strCode == reason.strCode && now.strOther == reason.strOther;
     });
     if (!blHolds && OF_TASKS.count(reason.strCode) > 0) {
-      reason.strAdvice.clear();
+      reason.blNeedsAction = false;
     }
   }
 }
@@ -65,17 +65,16 @@ void dropOldAdvice(const std::vector<Reason>& vecNow, std::vector<Reason>& vecRe
 std::vector<Reason> rememberedReasons(Session& session, const LastFiring& last, Explanation& explanation) {
   const auto itReasons = last.mapReasons.find(textOf(explanation.jTask, "task_name"));
   if (itReasons == last.mapReasons.end()) {
-    return {{"not_there", fmt::format("did not belong to the event \"{}\" then", last.firing.strEvent), "", ""}};
+    return {{"not_there", "", objectOf({{"event", last.firing.strEvent}})}};
   }
   if (!itReasons->second.empty()) {
     return itReasons->second;
   }
   if (!last.firing.strProblem.empty()) {
-    return {{"not_fired", fmt::format("was not started, and nothing else either: {}", last.firing.strProblem),
-             "eorva check", ""}};
+    return {{"not_fired", "", objectOf({{"problem", last.firing.strProblem}})}};
   }
   if (last.facts.state == ExecutionFacts::State::OVER) {
-    return {{"unknown", "was started, but the record of its run was deleted since", "", ""}};
+    return {{"unknown", "", objectOf({{"cause", "run_deleted"}})}};
   }
   explanation.blRemembered = last.facts.state == ExecutionFacts::State::UNDER_WAY;
   return whyNotStarted(session, last.facts, explanation.jTask, explanation.vecReasonsNow);
@@ -96,7 +95,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
     takeFacts(last->facts, explanation);
     if (explanation.verdict == Explanation::Verdict::NOT_STARTED) {
       explanation.vecReasons = rememberedReasons(session, *last, explanation);
-      dropOldAdvice(explanation.vecReasonsNow, explanation.vecReasons);
+      settleOldReasons(explanation.vecReasonsNow, explanation.vecReasons);
     }
   } else if (!vecRuns.empty()) {
     ExecutionFacts facts;

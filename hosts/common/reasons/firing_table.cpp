@@ -25,18 +25,10 @@ Json::Value definitions() {
   return jDefinitions;
 }
 
-Json::Value reasonsJson(const std::vector<Reason>& vecReasons) {
-  Json::Value jReasons(Json::arrayValue);
-  for (const Reason& reason : vecReasons) {
-    jReasons.append(reasonForPrograms(reason));
-  }
-  return jReasons;
-}
-
 std::vector<Reason> reasonsFromJson(const Json::Value& jReasons) {
   std::vector<Reason> vecReasons;
   for (const Json::Value& jReason : jReasons.isArray() ? jReasons : Json::Value(Json::arrayValue)) {
-    vecReasons.push_back(reasonFromJson(jReason));
+    vecReasons.push_back(reasonOf(jReason));
   }
   return vecReasons;
 }
@@ -74,11 +66,10 @@ FiringTable::FiringTable(Session& session)
     : m_firings(session.db(), "firing", definitions(), ""), m_tasks(session.db(), "firing_task", definitions(), "") {}
 
 Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReasons) {
-  Json::Value jFiring(Json::objectValue);
-  jFiring["event"] = firing.strEvent;
-  jFiring["fire_time"] = firing.iFired;
-  jFiring["begin_time"] = firing.iBegun;
-  jFiring["last_result"] = firing.iLastResult;
+  Json::Value jFiring = objectOf({{"event", firing.strEvent},
+                                  {"fire_time", firing.iFired},
+                                  {"begin_time", firing.iBegun},
+                                  {"last_result", firing.iLastResult}});
   if (!firing.strProblem.empty()) {
     jFiring["problem"] = firing.strProblem;
   }
@@ -87,10 +78,9 @@ Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReaso
   demand(m_firings.recCreate(jFiring, jCreated) >= 0);
   const Json::Int64 iFiring = intOf(jCreated, "firing_id");
   for (const auto& [strTask, vecReasons] : mapReasons) {
-    Json::Value jTask = filterOf("firing_id", iFiring);
-    jTask["task_name"] = strTask;
-    jTask["reasons"] = reasonsJson(vecReasons);
-    demand(m_tasks.recCreate(jTask, jCreated) >= 0);
+    demand(m_tasks.recCreate(
+               objectOf({{"firing_id", iFiring}, {"task_name", strTask}, {"reasons", arrayOf(vecReasons, &recordOf)}}),
+               jCreated) >= 0);
   }
   forgetOld(firing.strEvent);
   return iFiring;
@@ -99,42 +89,35 @@ Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReaso
 void FiringTable::end(const Firing& firing, const FiringReasons& mapReasons) {
   Json::Value jFiring(Json::objectValue);
   setEnd(jFiring, firing);
-  demand(m_firings.recUpdateByFilter(filterOf("firing_id", firing.iId), jFiring) >= 0);
+  demand(m_firings.recUpdateByFilter(objectOf({{"firing_id", firing.iId}}), jFiring) >= 0);
   for (const auto& [strTask, vecReasons] : mapReasons) {
-    Json::Value jFilter = filterOf("firing_id", firing.iId);
-    jFilter["task_name"] = strTask;
-    Json::Value jUpdate(Json::objectValue);
-    jUpdate["reasons"] = reasonsJson(vecReasons);
-    demand(m_tasks.recUpdateByFilter(jFilter, jUpdate) >= 0);
+    const Json::Value jFilter = objectOf({{"firing_id", firing.iId}, {"task_name", strTask}});
+    demand(m_tasks.recUpdateByFilter(jFilter, objectOf({{"reasons", arrayOf(vecReasons, &recordOf)}})) >= 0);
   }
 }
 
 std::optional<Firing> FiringTable::newest(const std::string& strEvent) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["event"] = strEvent;
-  const Json::Value jFirings = list(m_firings, jFilter);
+  const Json::Value jFirings = list(m_firings, objectOf({{"event", strEvent}}));
   return jFirings.empty() ? std::nullopt : std::optional(firingFromJson(jFirings[jFirings.size() - 1]));
 }
 
 std::optional<Firing> FiringTable::find(Json::Int64 iFiring) {
-  const Json::Value jFirings = list(m_firings, filterOf("firing_id", iFiring));
+  const Json::Value jFirings = list(m_firings, objectOf({{"firing_id", iFiring}}));
   return jFirings.empty() ? std::nullopt : std::optional(firingFromJson(jFirings[0]));
 }
 
 FiringReasons FiringTable::reasonsOf(Json::Int64 iFiring) {
   FiringReasons mapReasons;
-  for (const Json::Value& jTask : list(m_tasks, filterOf("firing_id", iFiring))) {
+  for (const Json::Value& jTask : list(m_tasks, objectOf({{"firing_id", iFiring}}))) {
     mapReasons[textOf(jTask, "task_name")] = reasonsFromJson(memberOf(jTask, "reasons"));
   }
   return mapReasons;
 }
 
 void FiringTable::forgetOld(const std::string& strEvent) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter["event"] = strEvent;
-  const Json::Value jFirings = list(m_firings, jFilter);
+  const Json::Value jFirings = list(m_firings, objectOf({{"event", strEvent}}));
   for (Json::ArrayIndex i = 0; i + KEPT_FIRINGS < jFirings.size(); ++i) {
-    demand(m_firings.recDelete(filterOf("firing_id", intOf(jFirings[i], "firing_id")), false) >= 0);
+    demand(m_firings.recDelete(objectOf({{"firing_id", intOf(jFirings[i], "firing_id")}}), false) >= 0);
   }
 }
 

@@ -8,7 +8,6 @@
 #include "common/store/records.h"
 #include "common/store/sql_text.h"
 #include "common/tasks/dependency_list.h"
-#include "common/text/command_text.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -32,22 +31,12 @@ bool wasInterrupted(const ExecutionFacts& facts, const Json::Value& jRun) {
   return textOf(memberOf(jRun, "exit_info"), "exit_type") == EXIT_INTERRUPTED || (isOpen(jRun) && !goesOn(facts, jRun));
 }
 
-std::string showRun(Json::Int64 iRun) {
-  return fmt::format("eorva runs show {}", iRun);
-}
-
 Reason needReason(const ExecutionFacts& facts, const NeedState& need) {
-  const Json::Int64 iRun = intOf(need.jRun, "result_id");
   if (!need.jRun.isObject()) {
-    return {"need_not_started", fmt::format("waited for \"{}\", which was not started", need.strName),
-            eorvaCommand("explain", {need.strName}), need.strName};
+    return {"need_not_started", need.strName, Json::objectValue};
   }
-  if (goesOn(facts, need.jRun)) {
-    return {"need_running", fmt::format("waits for \"{}\", which is still running (run {})", need.strName, iRun),
-            showRun(iRun), need.strName};
-  }
-  return {"need_interrupted", fmt::format("waited for \"{}\", which was interrupted (run {})", need.strName, iRun),
-          showRun(iRun), need.strName};
+  return {goesOn(facts, need.jRun) ? "need_running" : "need_interrupted", need.strName,
+          objectOf({{"run", need.jRun["result_id"]}})};
 }
 
 /// A run of the task that was alive when another one was due: at once, or after the last that it waited for.
@@ -84,10 +73,10 @@ Reason otherReason(Session& session, const ExecutionFacts& facts, const Json::Va
     return refusedReason(iRun);
   }
   if (facts.state == State::UNDER_WAY) {
-    return {"waiting", "has not been started yet, and the execution is still under way", "", ""};
+    return {"waiting", "", Json::objectValue};
   }
   if (facts.blOverBudget) {
-    return {"budget", "was not reached: the time for the event was used up", "eorva config show", ""};
+    return {"budget", "", Json::objectValue};
   }
   if (const Json::Int64 iRun = runInTheWay(session, facts, jTask); iRun != 0) {
     return refusedReason(iRun);
@@ -95,17 +84,9 @@ Reason otherReason(Session& session, const ExecutionFacts& facts, const Json::Va
   const auto it = std::find_if(facts.vecRuns.begin(), facts.vecRuns.end(),
                                [&](const Json::Value& jRun) { return wasInterrupted(facts, jRun); });
   if (it != facts.vecRuns.end()) {
-    return {"interrupted",
-            fmt::format("was not reached: the execution was cut off, and run {} of \"{}\" with it",
-                        intOf(*it, "result_id"), textOf(*it, "task_name")),
-            showRun(intOf(*it, "result_id")), ""};
+    return {"interrupted", "", objectOf({{"run", (*it)["result_id"]}, {"task", (*it)["task_name"]}})};
   }
-  if (facts.state == State::OVER) {
-    return {"unknown", "could not be started", "journalctl -t eorva", ""};
-  }
-  return {"unknown",
-          "may have been added, enabled or changed after that, or its run was deleted, or could not be begun",
-          "journalctl -t eorva", ""};
+  return {"unknown", "", objectOf({{"cause", facts.state == State::OVER ? "failed" : "not_remembered"}})};
 }
 
 }  // namespace
@@ -137,10 +118,7 @@ Json::Int64 refusingRunOf(Session& session, const std::string& strTask) {
 }
 
 Reason refusedReason(Json::Int64 iRun) {
-  return {
-      "refused",
-      fmt::format("was refused, because run {} of it was alive, and it allows no second one at the same time", iRun),
-      showRun(iRun), ""};
+  return {"refused", "", objectOf({{"run", iRun}})};
 }
 
 std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,

@@ -1,10 +1,8 @@
 #include "reason.h"
 
 #include <algorithm>
-#include <fmt/format.h>
-#include <set>
 
-#include "common/text/command_text.h"
+#include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -20,45 +18,29 @@ bool waitsFor(const TaskGraph& graph, const std::string& strTask, const std::str
          });
 }
 
-/// What differs between now and then.
-struct Words {
-  const char* szIs;
-  const char* szHas;
-  const char* szWaits;
-  const char* szBelongs;
-};
-
-const Words& wordsOf(Tense tense) {
-  static constexpr Words NOW = {"is", "has", "waits for", "belongs"};
-  static constexpr Words THEN = {"was", "had", "waited for", "belonged"};
-  return tense == Tense::NOW ? NOW : THEN;
-}
-
 }  // namespace
 
+Reason Reasons::reason(const char* szCode, const std::string& strOther, Json::Value jDetails) const {
+  if (m_tense == Tense::THEN) {
+    jDetails["then"] = true;
+  }
+  return {szCode, strOther, std::move(jDetails)};
+}
+
 Reason Reasons::needReason(const GraphTask& task, const std::string& strNeed) const {
-  const Words& words = wordsOf(m_tense);
-  const std::string strWaits = fmt::format("{} \"{}\"", words.szWaits, strNeed);
   const GraphTask* pNeed = m_graph.find(strNeed);
+  const Json::Value jRest = objectOf({{"needs", arrayOf(needsWithout(task, strNeed))}});
   if (pNeed == nullptr) {
-    return {"missing", fmt::format("{}, and there {} no such task", strWaits, words.szIs), dropNeed(task, strNeed),
-            strNeed};
+    return reason("missing", strNeed, jRest);
   }
   std::set<std::string> setSeen;
   if (waitsFor(m_graph, strNeed, task.strName, setSeen)) {
-    return {"circle", fmt::format("{}, which {} it in turn", strWaits, words.szWaits), dropNeed(task, strNeed),
-            strNeed};
+    return reason("circle", strNeed, jRest);
   }
   if (pNeed->strEvent != task.strEvent) {
-    return {"other_event", fmt::format("{}, which {} to the event \"{}\"", strWaits, words.szBelongs, pNeed->strEvent),
-            eorvaCommand("task edit", {strNeed}, optionText("--event", task.strEvent)), strNeed};
+    return reason("other_event", strNeed, objectOf({{"event", task.strEvent}, {"other_event", pNeed->strEvent}}));
   }
-  if (!pNeed->blEnabled) {
-    return {"need_disabled", fmt::format("{}, which {} disabled", strWaits, words.szIs),
-            eorvaCommand("task enable", {strNeed}), strNeed};
-  }
-  return {"need_blocked", fmt::format("{}, which {} not started", strWaits, words.szIs),
-          eorvaCommand("explain", {strNeed}), strNeed};
+  return reason(pNeed->blEnabled ? "need_blocked" : "need_disabled", strNeed, Json::objectValue);
 }
 
 const std::set<std::string>& Reasons::plannedOf(const std::string& strEvent) {
@@ -71,28 +53,17 @@ const std::set<std::string>& Reasons::plannedOf(const std::string& strEvent) {
   return it->second;
 }
 
-std::string dropNeed(const GraphTask& task, const std::string& strNeed) {
-  std::vector<std::string> vecNeeds = task.vecNeeds;
-  vecNeeds.erase(std::remove(vecNeeds.begin(), vecNeeds.end(), strNeed), vecNeeds.end());
-  return needsCommand(task.strName, vecNeeds);
-}
-
 std::vector<Reason> Reasons::of(const GraphTask& task) {
   std::vector<Reason> vecReasons;
   const std::set<std::string>& setPlanned = plannedOf(task.strEvent);
   if (setPlanned.count(task.strName) > 0) {
     return vecReasons;
   }
-  const Words& words = wordsOf(m_tense);
   if (!task.blEnabled) {
-    vecReasons.push_back(
-        {"disabled", fmt::format("{} disabled", words.szIs), eorvaCommand("task enable", {task.strName}), ""});
+    vecReasons.push_back(reason("disabled", "", Json::objectValue));
   }
   if (!task.blRoot && task.vecNeeds.empty()) {
-    vecReasons.push_back(
-        {"malformed",
-         fmt::format("{} a list of tasks to wait for that names none, \"{}\"", words.szHas, task.strDepend),
-         needsCommand(task.strName, {}), ""});
+    vecReasons.push_back(reason("malformed", "", objectOf({{"list", task.strDepend}})));
   }
   for (const std::string& strNeed : task.vecNeeds) {
     if (setPlanned.count(strNeed) == 0) {
@@ -102,17 +73,22 @@ std::vector<Reason> Reasons::of(const GraphTask& task) {
   return vecReasons;
 }
 
-Json::Value reasonForPrograms(const Reason& reason) {
-  Json::Value jReason(Json::objectValue);
-  jReason["code"] = reason.strCode;
-  jReason["text"] = reason.strText;
-  jReason["advice"] = reason.strAdvice;
-  jReason["other_task"] = reason.strOther.empty() ? Json::Value() : Json::Value(reason.strOther);
-  return jReason;
+std::vector<std::string> needsWithout(const GraphTask& task, const std::string& strNeed) {
+  std::vector<std::string> vecNeeds = task.vecNeeds;
+  vecNeeds.erase(std::remove(vecNeeds.begin(), vecNeeds.end(), strNeed), vecNeeds.end());
+  return vecNeeds;
 }
 
-Reason reasonFromJson(const Json::Value& jReason) {
-  return {textOf(jReason, "code"), textOf(jReason, "text"), textOf(jReason, "advice"), textOf(jReason, "other_task")};
+Json::Value recordOf(const Reason& reason) {
+  Json::Value jRecord = reason.jDetails;
+  jRecord["code"] = reason.strCode;
+  jRecord["other_task"] = reason.strOther.empty() ? Json::Value() : Json::Value(reason.strOther);
+  return jRecord;
+}
+
+Reason reasonOf(const Json::Value& jRecord) {
+  return {textOf(jRecord, "code"), textOf(jRecord, "other_task"),
+          jRecord.isObject() ? jRecord : Json::Value(Json::objectValue)};
 }
 
 }  // namespace Host

@@ -1,5 +1,5 @@
 /// \file reason.h
-/// What keeps a task from being started.
+/// Why a task is, or was, not started.
 
 #pragma once
 
@@ -9,23 +9,25 @@
 #include <string>
 #include <vector>
 
-#include "common/tasks/task_graph.h"
-
 namespace Host {
 
+class TaskGraph;
+struct GraphTask;
+
+/// Facts only: answers/reason_text puts them into words.
 struct Reason {
-  std::string strCode;    ///< a word for programs, stable
-  std::string strText;    ///< goes on after the name of the task: "is disabled"
-  std::string strAdvice;  ///< what to type; may be empty
-  std::string strOther;   ///< the task that it is about, when that is another one
+  std::string strCode;        ///< stable
+  std::string strOther;       ///< the task that it is about, when that is another one
+  Json::Value jDetails;       ///< object: what else the words need
+  bool blNeedsAction = true;  ///< false: there is nothing to do about it any more
 };
 
-/// Whether it stands in the way, or stood there when the event was fired.
+/// The time that a reason is about: the present, or the moment when the event was fired.
 enum class Tense { NOW, THEN };
 
-/// Says why tasks are not started when their event is fired, as far as the tasks themselves tell.
+/// Finds out why tasks are not started when their event is fired, from the task records alone.
 ///
-/// What an event starts is worked out once, for all of its tasks.
+/// The plan of an event is made once, for all of its tasks.
 class Reasons {
 public:
   /// \param graph  borrowed.
@@ -39,19 +41,20 @@ public:
 private:
   const std::set<std::string>& plannedOf(const std::string& strEvent);
   Reason needReason(const GraphTask& task, const std::string& strNeed) const;
+  Reason reason(const char* szCode, const std::string& strOther, Json::Value jDetails) const;
 
   const TaskGraph& m_graph;
   const Tense m_tense;
   std::map<std::string, std::set<std::string>> m_mapPlanned;  ///< by event
 };
 
-/// The command that takes one task off the list of another one.
-std::string dropNeed(const GraphTask& task, const std::string& strNeed);
+/// The tasks that a task waits for, without one of them.
+std::vector<std::string> needsWithout(const GraphTask& task, const std::string& strNeed);
 
-/// For programs.
-Json::Value reasonForPrograms(const Reason& reason);
+/// The form in which reasons are stored.
+Json::Value recordOf(const Reason& reason);
 
-/// From that form.
-Reason reasonFromJson(const Json::Value& jReason);
+/// Reads that form. Records of older versions hold the words themselves.
+Reason reasonOf(const Json::Value& jRecord);
 
 }  // namespace Host

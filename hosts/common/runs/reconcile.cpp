@@ -45,7 +45,7 @@ std::vector<Json::Value> staleRuns(Session& session) {
 
 /// Closes one run, unless it has been closed meanwhile.
 bool closeInterrupted(Session& session, Json::Value& jRun) {
-  const Json::Value jFilter = filterOf("result_id", jRun["result_id"]);
+  const Json::Value jFilter = objectOf({{"result_id", jRun["result_id"]}});
   WriteLock lock(session);
   Json::Value jNow;
   if (session.runs()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject() || jNow.isMember("stop_time")) {
@@ -59,7 +59,7 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
     throw Failure(fmt::format("cannot close run {} in the store", intOf(jRun, "result_id")));
   }
   Json::Value jTask;
-  const Json::Value jTaskFilter = filterOf("task_name", jRun["task_name"]);
+  const Json::Value jTaskFilter = objectOf({{"task_name", jRun["task_name"]}});
   // The task shows its newest run only.
   if (session.tasks()->recGetOne(jTaskFilter, jTask) == 0 && jTask.isObject() &&
       intOf(jTask, "last_start_time", -1) == intOf(jNow, "start_time") && intOf(jTask, "last_stop_time") == 0) {
@@ -116,7 +116,7 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
   if (isTrue(session, jTask)) {
     return;
   }
-  const Json::Value jFilter = filterOf("task_name", jTask["task_name"]);
+  const Json::Value jFilter = objectOf({{"task_name", jTask["task_name"]}});
   WriteLock lock(session);
   Json::Value jNow;
   if (session.tasks()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject()) {

@@ -86,7 +86,7 @@ std::string whyUnusable(const ORVASHARE& share) {
 
 std::string whyShareUnusable(const std::string& strShare) {
   const SharePtr share = findShare(strShare);
-  return share ? whyUnusable(*share) : "it is not defined; see eorva share list";
+  return share ? whyUnusable(*share) : "it is not defined";
 }
 
 bool isShareDefined(const std::string& strShare) {

@@ -1,16 +1,37 @@
 #include "users.h"
 
+#include <cerrno>
 #include <charconv>
 #include <memory>
 #include <pwd.h>
+#include <vector>
 
 #include "orva_platform.h"
 
 namespace Host {
 
+namespace {
+
+constexpr std::size_t CB_FIRST = 1024;
+constexpr std::size_t CB_LAST = std::size_t{16} << 20;
+
+/// getpwnam() must not be shared by threads.
+std::optional<uid_t> userByName(const std::string& strUser) {
+  passwd user{};
+  passwd* pFound = nullptr;
+  for (std::vector<char> buffer(CB_FIRST); buffer.size() <= CB_LAST; buffer.resize(buffer.size() * 2)) {
+    if (getpwnam_r(strUser.c_str(), &user, buffer.data(), buffer.size(), &pFound) != ERANGE) {
+      break;
+    }
+  }
+  return pFound != nullptr ? std::optional(pFound->pw_uid) : std::nullopt;
+}
+
+}  // namespace
+
 std::optional<uid_t> findUser(const std::string& strUser) {
-  if (const passwd* pUser = getpwnam(strUser.c_str())) {
-    return pUser->pw_uid;
+  if (const std::optional<uid_t> uidByName = userByName(strUser)) {
+    return uidByName;
   }
   uid_t uid = 0;
   const char* const pEnd = strUser.data() + strUser.size();

@@ -33,6 +33,10 @@ Json::Value getOne(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const std::s
 
 }  // namespace
 
+OpenStore::OpenStore() : m_pSession(std::make_unique<Session>()) {}
+
+OpenStore::~OpenStore() = default;
+
 Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   Json::Value jTasks = list(session.tasks(), jFilter, "tasks");
   std::vector<Json::Value> vecTasks(jTasks.begin(), jTasks.end());
@@ -55,7 +59,7 @@ std::set<Json::Int64> ownersOf(const Json::Value& jTasks) {
 }
 
 Json::Value findTask(Session& session, const std::string& strTask) {
-  return getOne(session.tasks(), filterOf("task_name", strTask), fmt::format("the task \"{}\"", strTask));
+  return getOne(session.tasks(), objectOf({{"task_name", strTask}}), fmt::format("the task \"{}\"", strTask));
 }
 
 Json::Value requireTask(Session& session, const std::string& strTask) {
@@ -82,7 +86,7 @@ Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNe
 }
 
 Json::Value requireRun(Session& session, Json::Int64 iResult) {
-  Json::Value jRun = getOne(session.runs(), filterOf("result_id", iResult), fmt::format("run {}", iResult));
+  Json::Value jRun = getOne(session.runs(), objectOf({{"result_id", iResult}}), fmt::format("run {}", iResult));
   if (!jRun.isObject()) {
     throw Failure(fmt::format("there is no run {}", iResult));
   }
@@ -91,12 +95,6 @@ Json::Value requireRun(Session& session, Json::Int64 iResult) {
 
 pid_t pidOf(const Json::Value& jRun) {
   return static_cast<pid_t>(intOf(jRun, "pid"));
-}
-
-Json::Value filterOf(const char* szKey, const Json::Value& jValue) {
-  Json::Value jFilter(Json::objectValue);
-  jFilter[szKey] = jValue;
-  return jFilter;
 }
 
 }  // namespace Host

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <memory>
 #include <set>
 #include <string>
 #include <sys/types.h>
@@ -11,6 +12,19 @@
 namespace Host {
 
 class Session;
+
+/// The store, open for as long as this lives. It stands for a Session where its header is not needed.
+class OpenStore {
+public:
+  /// \throw Failure when there is no store, or when it cannot be opened.
+  OpenStore();
+  ~OpenStore();
+
+  operator Session&() const { return *m_pSession; }
+
+private:
+  std::unique_ptr<Session> m_pSession;
+};
 
 /// Lists tasks in the order of their names.
 /// \throw Failure when the store fails; here and below.
@@ -34,8 +48,5 @@ Json::Value requireRun(Session& session, Json::Int64 iResult);
 
 /// The process of a run, as its record says; 0 when it does not.
 pid_t pidOf(const Json::Value& jRun);
-
-/// A filter for the records with one value in one column.
-Json::Value filterOf(const char* szKey, const Json::Value& jValue);
 
 }  // namespace Host

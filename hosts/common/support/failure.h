@@ -4,16 +4,25 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace Host {
 
 /// For failures of the library, which writes the reason to the log only.
 inline constexpr char SEE_LOG[] = "the reason is in the system log";
 
+/// What the user can do about a failure; answers/hint_text puts it into words.
+enum class Hint { NONE, CREATE_STORE, LIST_EVENTS };
+
 /// An operation failed. The text is for the user and names the input.
 class Failure : public std::runtime_error {
 public:
-  using std::runtime_error::runtime_error;
+  explicit Failure(const std::string& strText, Hint hint = Hint::NONE) : std::runtime_error(strText), m_hint(hint) {}
+
+  Hint hint() const { return m_hint; }
+
+private:
+  Hint m_hint;
 };
 
 /// The request itself is wrong: the user has to type something else.

@@ -4,7 +4,8 @@
 
 #include <gmock/gmock.h>
 
-#include "common/text/command_text.h"
+#include "common/answers/command_text.h"
+#include "common/answers/finding_text.h"
 #include "common/text/terminal_text.h"
 
 using namespace Host;
@@ -41,7 +42,7 @@ std::vector<std::string> found(const std::vector<Json::Value>& vecTasks) {
   std::vector<std::string> vecLines;
   for (const HealthFinding& finding : findings) {
     vecLines.push_back((finding.severity == HealthFinding::Severity::PROBLEM ? "problem " : "warning ") +
-                       finding.strSubject + ": " + finding.strAdvice);
+                       finding.strSubject + ": " + findingAdvice(finding));
   }
   return vecLines;
 }

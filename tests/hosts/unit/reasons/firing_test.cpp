@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include "common/answers/reason_text.h"
 #include "common/executions/execution_plan.h"
 #include "common/reasons/explanation.h"
 #include "common/runs/run_identity.h"
@@ -93,7 +94,7 @@ protected:
 
   std::string text(const std::string& strTask) {
     const Explanation explanation = explainTask(session(), strTask);
-    return explanation.vecReasons.empty() ? std::string() : explanation.vecReasons.front().strText;
+    return explanation.vecReasons.empty() ? std::string() : reasonText(explanation.vecReasons.front());
   }
 
 private:
@@ -126,13 +127,26 @@ TEST_F(Firings, EveryReasonIsThatOfThen) {
   EXPECT_THAT(why("elsewhere"), ElementsAre("not_started", "not_there"));
   EXPECT_EQ("was disabled", text("off"));
   EXPECT_EQ("waited for \"ghost\", and there was no such task", text("lonely"));
-  EXPECT_EQ("", explainTask(session(), "off").vecReasons.front().strAdvice) << "it is enabled by now";
+  EXPECT_EQ("", reasonAdvice("off", explainTask(session(), "off").vecReasons.front())) << "it is enabled by now";
 }
 
 TEST_F(Firings, AdviceStaysWhereTheReasonDoes) {
   addTask("off", "", false);
   end(fire(), {});
-  EXPECT_EQ("eorva task enable off", explainTask(session(), "off").vecReasons.front().strAdvice);
+  EXPECT_EQ("eorva task enable off", reasonAdvice("off", explainTask(session(), "off").vecReasons.front()));
+}
+
+TEST_F(Firings, ReasonsThatAnOlderVersionStoredAreStillRead) {
+  addTask("off", "", false);
+  end(fire(), {});
+  sql("update firing_task set reasons = '[{\"code\": \"disabled\", \"text\": \"was switched off\", "
+      "\"advice\": \"eorva task enable off\", \"other_task\": null}]'");
+  EXPECT_THAT(why("off"), ElementsAre("not_started", "disabled"));
+  EXPECT_EQ("was switched off", text("off"));
+  EXPECT_EQ("eorva task enable off", reasonAdvice("off", explainTask(session(), "off").vecReasons.front()));
+  sql("update firing_task set reasons = '[\"nonsense\", {\"code\": \"of tomorrow\"}]'");
+  EXPECT_THAT(why("off"), ElementsAre("not_started", "", "of tomorrow"));
+  EXPECT_EQ("", text("off"));
 }
 
 TEST_F(Firings, RunThatWasAliveStaysTheReasonAndWhatWaitedWasNotStarted) {

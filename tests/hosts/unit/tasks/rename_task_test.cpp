@@ -15,6 +15,7 @@
 
 #include "eorvascheduler.h"
 
+#include "common/answers/finding_text.h"
 #include "common/health/installation_health.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -199,8 +200,8 @@ TEST_F(ChangeOfName, KilledBetweenItsHalvesIsFoundAndMended) {
   checkUnfinishedRenames(session, findings);
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].strSubject, "it");
-  EXPECT_THAT(findings[0].strText, HasSubstr("output of \"it\" lies in /srv/kept/other"));
-  EXPECT_EQ(findings[0].strAdvice, "eorva check --repair");
+  EXPECT_THAT(findingText(findings[0]), HasSubstr("output of \"it\" lies in /srv/kept/other"));
+  EXPECT_EQ(findingAdvice(findings[0]), "eorva check --repair");
   EXPECT_EQ(finishRenames(session).size(), 1U);
   EXPECT_EQ(state(), "it /it");
   EXPECT_EQ(OrvaTest::readFile("/srv/kept/it/1000/output.log"), "printed\n");
@@ -216,7 +217,7 @@ TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithWhatToType) {
   HealthFindings findings;
   checkUnfinishedRenames(session, findings);
   ASSERT_EQ(findings.size(), 1U);
-  EXPECT_EQ(findings[0].strAdvice, "mv --no-clobber /srv/kept/other/* /srv/kept/it/");
+  EXPECT_EQ(findingAdvice(findings[0]), "mv --no-clobber /srv/kept/other/* /srv/kept/it/");
 }
 
 TEST_F(ChangeOfName, FoldersThatMayBeSomethingElseAreLeftAlone) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-#include "shell_word.h"
+#include "common/text/shell_word.h"
 
 namespace Host {
 

@@ -1,0 +1,85 @@
+#include "event_answers.h"
+
+#include <fmt/format.h>
+
+#include "command_text.h"
+#include "common/events/event_state.h"
+#include "common/events/event_switch.h"
+#include "common/reasons/event_plan.h"
+#include "common/reasons/explanation.h"
+#include "common/text/json_members.h"
+#include "reason_text.h"
+
+namespace Host {
+
+namespace {
+
+Json::Value reasonAnswers(const std::string& strTask, const std::vector<Reason>& vecReasons) {
+  return arrayOf(vecReasons, [&](const Reason& reason) { return reasonAnswer(strTask, reason); });
+}
+
+}  // namespace
+
+Json::Value eventAnswer(const EventState& event) {
+  return objectOf({{"name", event.event.strName},
+                   {"title", event.event.jTitle},
+                   {"description", event.event.jDescription},
+                   {"in_catalogue", event.blInCatalogue},
+                   {"tasks", event.cTasks},
+                   {"enabled", event.state.strInstalled == "enabled"},
+                   {"active", event.state.strActive.empty() ? Json::Value() : Json::Value(event.state.strActive)},
+                   {"fired_by", arrayOf(event.vecFiredBy)}});
+}
+
+Json::Value planAnswer(const std::string& strEvent, const EventPlan& plan,
+                       const std::map<std::string, std::string>& owners) {
+  const auto planned = [&](const PlannedTask& task) {
+    return objectOf({{"task_name", task.task.strName},
+                     {"event", task.task.strEvent},
+                     {"owner", task.task.iOwner},
+                     {"owner_name", owners.at(task.task.strName)},
+                     {"wave", task.uWave},
+                     {"last_duration", task.iLastDuration ? Json::Value(*task.iLastDuration) : Json::Value()},
+                     {"starts_after", task.iStart},
+                     {"ends_after", task.iEnd},
+                     {"waits_for", arrayOf(task.task.vecNeeds)}});
+  };
+  const auto blocked = [](const BlockedTask& task) {
+    return objectOf({{"task_name", task.strName}, {"reasons", reasonAnswers(task.strName, task.vecReasons)}});
+  };
+  return objectOf({{"event", strEvent},
+                   {"would_run", arrayOf(plan.vecTasks, planned)},
+                   {"would_not_run", arrayOf(plan.vecBlocked, blocked)},
+                   {"problems", arrayOf(plan.vecProblems)},
+                   {"duration", plan.iDuration},
+                   {"duration_known", plan.blExact}});
+}
+
+Json::Value explanationAnswer(const Explanation& explanation,
+                              const std::function<Json::Value(const Json::Value&)>& fnRun) {
+  const std::string strTask = textOf(explanation.jTask, "task_name");
+  const auto run = [&](const Json::Value& jRun) { return jRun.isObject() ? fnRun(jRun) : Json::Value(); };
+  const auto need = [&](const NeedState& state) {
+    return objectOf({{"task_name", state.strName}, {"run", run(state.jRun)}});
+  };
+  return objectOf({{"task_name", strTask},
+                   {"event", explanation.jTask["event"]},
+                   {"verdict", verdictWord(explanation.verdict)},
+                   {"remembered", explanation.blRemembered},
+                   {"last_fired", explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired)},
+                   {"run", run(explanation.jRun)},
+                   {"newest_run", run(explanation.jNewest)},
+                   {"reasons", reasonAnswers(strTask, explanation.vecReasons)},
+                   {"would_start_now", explanation.vecReasonsNow.empty()},
+                   {"obstacles_now", reasonAnswers(strTask, explanation.vecReasonsNow)},
+                   {"needs", arrayOf(explanation.vecNeeds, need)}});
+}
+
+std::string disabledEventNote(const std::string& strEvent) {
+  const std::string strState = disabledState(strEvent);
+  return strState.empty()
+             ? std::string()
+             : fmt::format("the event \"{}\" is {}: {}", strEvent, strState, eorvaCommand("event enable", {strEvent}));
+}
+
+}  // namespace Host

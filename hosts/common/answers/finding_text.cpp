@@ -1,0 +1,167 @@
+#include "finding_text.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <stdexcept>
+#include <string_view>
+
+#include "command_text.h"
+#include "common/support/paths.h"
+#include "common/text/json_members.h"
+#include "reason_text.h"
+
+namespace Host {
+
+namespace {
+
+struct Words {
+  std::string_view strCode;
+  std::string_view strText;
+  std::string_view strAdvice;                                       ///< each name in it is a word of the shell
+  std::string (*fnAdvice)(const HealthFinding& finding) = nullptr;  ///< in place of strAdvice
+};
+
+/// The journal of a damaged store must not stay beside the next one.
+constexpr std::string_view RESTORE =
+    "mkdir {folder}/damaged && mv {database}* {folder}/damaged/ && eorva init && eorva restore FILE      # FILE: what "
+    "'eorva backup' has written; without one, sqlite3 {folder}/damaged/eorvascheduler.db .recover";
+
+std::string enableEvent(const HealthFinding& finding) {
+  return eorvaCommand("event enable", {finding.strSubject});
+}
+
+std::string fireEvent(const HealthFinding& finding) {
+  return eorvaCommand("fire", {finding.strSubject});
+}
+
+std::string setOutput(const HealthFinding& finding) {
+  const std::string strShare = textOf(finding.jDetails, "share");
+  return strShare.empty() ? "eorva share list" : eorvaCommand("config set", {}, optionText("--output-path", strShare));
+}
+
+/// The command that changes a member of a task.
+std::string changeTask(const HealthFinding& finding) {
+  static constexpr std::array<std::pair<std::string_view, const char*>, 7> OPTIONS = {
+      {{"event", " --event EVENT"},
+       {"owner", " --owner USER"},
+       {"notify_mail", " --mail ADDRESS"},
+       {"time_limit", " --time-limit 0"},
+       {"description", " --description ''"},
+       {"operation_type", " --record - <<< '{\"operation_type\": \"script\"}'"},
+       {"operation", ""}}};
+  if (finding.jDetails.isMember("name")) {
+    return eorvaCommand("task rename", {finding.strSubject, textOf(finding.jDetails, "name")});
+  }
+  if (finding.jDetails.isMember("needs")) {
+    return needsCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
+  }
+  const std::string strMember = textOf(finding.jDetails, "member");
+  const auto it =
+      std::find_if(OPTIONS.begin(), OPTIONS.end(), [&](const auto& option) { return option.first == strMember; });
+  return eorvaCommand("task edit", {finding.strSubject}, it == OPTIONS.end() ? " --record FILE" : it->second);
+}
+
+std::string breakCircle(const HealthFinding& finding) {
+  if (finding.jDetails.isMember("needs")) {
+    return needsCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
+  }
+  const std::string strEvent = textOf(finding.jDetails, "event");
+  return strEvent.empty() ? "eorva task list" : eorvaCommand("task graph", {strEvent});
+}
+
+std::string startTask(const HealthFinding& finding) {
+  return reasonAdvice(finding.strSubject, reasonOf(finding.jDetails));
+}
+
+constexpr auto WORDS = std::to_array<Words>({
+    {"store_missing", "{problem}", "eorva init"},
+    {"store_out_of_reach", "{problem}", "ls -ld {folder} {database}"},
+    {"store_unreadable", "{problem}", RESTORE},
+    {"store_unusable", "{problem}", "journalctl -t eorva -n 20"},
+    {"store_damaged", "the store {subject} is damaged: {problem}", RESTORE},
+    {"store_owner", "{subject} belongs to user {user}, not to root", "chown root {subject}"},
+    {"store_mode", "{subject} may be changed by others (mode {mode})", "chmod go-w {subject}"},
+    {"configuration_file", "{problem}", "mv {subject} {subject}.bad && eorva init"},
+    {"setting", "{problem}", "eorva config set --help"},
+    {"ignored_setting", "{problem}", "editor {subject}"},
+    {"shares", "{problem}", "eorva share list"},
+    {"shared_script", "no output is kept, and so a script of one owner can be run with the rights of another", "",
+     &setOutput},
+    {"no_output", "no output of runs is kept", "", &setOutput},
+    {"output_place", "{problem}", "", &setOutput},
+    {"script_folder", "{problem}", "mount -o remount,exec \"$(findmnt -no TARGET -T {subject})\""},
+    {"unfinished_rename",
+     "output of \"{subject}\" lies in {path}, which belongs to no task: a change of the name was cut off",
+     "eorva check --repair"},
+    {"blocked_rename",
+     "output of \"{subject}\" lies in {path}, which belongs to no task: a change of the name was cut off",
+     "mv --no-clobber {path}/* {place}/{subject}/"},
+    {"renames_unknown", "{problem}", "eorva check"},
+    {"mail_program", "the mail program {subject} cannot be run; {tasks} {want} to send mail", "editor {mail_settings}"},
+    {"no_mail_program", "the mail program {subject} cannot be run; {tasks} {want} to send mail",
+     "apt-get install default-mta"},
+    {"event_without_unit", "nothing that is installed fires the event \"{subject}\", and tasks wait for it",
+     "eorva event list"},
+    {"event_not_installed", "nothing that is installed fires the event \"{subject}\", and tasks wait for it", "",
+     &fireEvent},
+    {"event_failed", "{unit}, which fires the event \"{subject}\", has failed", "systemctl status {unit}"},
+    {"event_disabled", "the event \"{subject}\" is not enabled ({unit}), and tasks wait for it", "", &enableEvent},
+    {"own_event_disabled", "the event \"{subject}\" is not enabled ({unit}), and tasks wait for it",
+     "systemctl enable {unit}"},
+    {"usual_event_disabled", "the event \"{subject}\" is not enabled ({unit}), as it usually is; no task waits for it",
+     "", &enableEvent},
+    {"events_unknown", "{problem}", "eorva event list"},
+    {"timer_not_installed", "{subject} is not installed: {without}", "systemctl enable --now {subject}"},
+    {"timer_disabled", "{subject} is not enabled: {without}", "systemctl enable --now {subject}"},
+    {"timer_failed", "{subject} has failed: {without}", "systemctl status {subject}"},
+    {"timers_unknown", "{problem}", "systemctl list-timers --all 'eorva-*'"},
+    {"run_without_process", "run {subject} of \"{task}\" is recorded as running, but its process is gone",
+     "eorva check --repair"},
+    {"never_started", "task \"{subject}\" is never started: it {reason}", "", &startTask},
+    {"task_member", "task \"{subject}\": {member}: {problem}", "", &changeTask},
+    {"endless_walk", "{problem}", "", &breakCircle},
+});
+
+const Words& wordsOf(const HealthFinding& finding) {
+  const auto it =
+      std::find_if(WORDS.begin(), WORDS.end(), [&](const Words& words) { return words.strCode == finding.strCode; });
+  if (it == WORDS.end()) {
+    throw std::logic_error(fmt::format("no words for the finding {}", finding.strCode));
+  }
+  return *it;
+}
+
+/// What the texts may name besides the details.
+Json::Value membersOf(const HealthFinding& finding) {
+  Json::Value jMembers = finding.jDetails;
+  jMembers["subject"] = finding.strSubject;
+  jMembers["folder"] = STORE_FOLDER;
+  jMembers["database"] = DATABASE_PATH;
+  jMembers["mail_settings"] = MAIL_SETTINGS_PATH;
+  jMembers["mode"] = fmt::format("{:04o}", intOf(finding.jDetails, "mode"));
+  const Json::Int64 cTasks = intOf(finding.jDetails, "tasks");
+  jMembers["tasks"] = fmt::format("{} task{}", cTasks, cTasks == 1 ? "" : "s");
+  jMembers["want"] = cTasks == 1 ? "wants" : "want";
+  jMembers["without"] = finding.strSubject == PRUNE_TIMER ? "old runs and their output are not removed"
+                                                          : "mail that could not be handed over is not tried again";
+  jMembers["reason"] = finding.strCode == "never_started" ? reasonText(reasonOf(finding.jDetails)) : std::string();
+  return jMembers;
+}
+
+}  // namespace
+
+std::string findingText(const HealthFinding& finding) {
+  return filledIn(wordsOf(finding).strText, membersOf(finding));
+}
+
+std::string findingAdvice(const HealthFinding& finding) {
+  const Words& words = wordsOf(finding);
+  return words.fnAdvice != nullptr ? words.fnAdvice(finding) : filledInCommand(words.strAdvice, membersOf(finding));
+}
+
+const char* severityWord(HealthFinding::Severity severity) {
+  return severity == HealthFinding::Severity::PROBLEM ? "problem" : "warning";
+}
+
+}  // namespace Host

@@ -1,0 +1,21 @@
+/// \file finding_text.h
+/// What a check finds, in words.
+
+#pragma once
+
+#include <string>
+
+#include "common/health/installation_health.h"
+
+namespace Host {
+
+/// What is wrong.
+std::string findingText(const HealthFinding& finding);
+
+/// The command to type.
+std::string findingAdvice(const HealthFinding& finding);
+
+/// "problem" or "warning".
+const char* severityWord(HealthFinding::Severity severity);
+
+}  // namespace Host

@@ -1,0 +1,152 @@
+#include "reason_text.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <string_view>
+
+#include "command_text.h"
+#include "common/text/json_members.h"
+#include "common/text/shell_word.h"
+
+namespace Host {
+
+namespace {
+
+struct Words {
+  std::string_view strCode;
+  std::string_view strText;
+  std::string_view strAdvice;  ///< each name in it is a word of the shell
+  std::string (*fnAdvice)(const std::string& strTask, const Reason& reason) = nullptr;  ///< in place of strAdvice
+};
+
+std::string enableTask(const std::string& strTask, const Reason& reason) {
+  return eorvaCommand("task enable", {reason.strOther.empty() ? strTask : reason.strOther});
+}
+
+std::string waitForTheRest(const std::string& strTask, const Reason& reason) {
+  return needsCommand(strTask, textsOf(reason.jDetails, "needs"));
+}
+
+std::string moveOther(const std::string&, const Reason& reason) {
+  return eorvaCommand("task edit", {reason.strOther}, optionText("--event", textOf(reason.jDetails, "event")));
+}
+
+std::string explainOther(const std::string&, const Reason& reason) {
+  return eorvaCommand("explain", {reason.strOther});
+}
+
+std::string listRunsOf(const std::string& strTask, const Reason&) {
+  return eorvaCommand("runs list", {}, optionText("--task", strTask));
+}
+
+/// The code "unknown" has a row for each cause.
+constexpr auto WORDS = std::to_array<Words>({
+    {"disabled", "{is} disabled", "", &enableTask},
+    {"malformed", "{has} a list of tasks to wait for that names none, \"{list}\"", "", &waitForTheRest},
+    {"missing", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
+    {"circle", "{waits} \"{other}\", which {waits} it in turn", "", &waitForTheRest},
+    {"other_event", "{waits} \"{other}\", which {belongs} to the event \"{other_event}\"", "", &moveOther},
+    {"need_disabled", "{waits} \"{other}\", which {is} disabled", "", &enableTask},
+    {"need_blocked", "{waits} \"{other}\", which {is} not started", "", &explainOther},
+    {"running", "is running (process {processes}), and allows no second run at the same time", "", &listRunsOf},
+    {"unsafe", "cannot be run safely: {problem}", "eorva check"},
+    {"need_not_started", "waited for \"{other}\", which was not started", "", &explainOther},
+    {"need_running", "waits for \"{other}\", which is still running (run {run})", "eorva runs show {run}"},
+    {"need_interrupted", "waited for \"{other}\", which was interrupted (run {run})", "eorva runs show {run}"},
+    {"refused", "was refused, because run {run} of it was alive, and it allows no second one at the same time",
+     "eorva runs show {run}"},
+    {"waiting", "has not been started yet, and the execution is still under way", ""},
+    {"budget", "was not reached: the time for the event was used up", "eorva config show"},
+    {"interrupted", "was not reached: the execution was cut off, and run {run} of \"{task}\" with it",
+     "eorva runs show {run}"},
+    {"not_there", "did not belong to the event \"{event}\" then", ""},
+    {"not_fired", "was not started, and nothing else either: {problem}", "eorva check"},
+    {"unknown failed", "could not be started", "journalctl -t eorva"},
+    {"unknown not_remembered",
+     "may have been added, enabled or changed after that, or its run was deleted, or could not be begun",
+     "journalctl -t eorva"},
+    {"unknown run_deleted", "was started, but the record of its run was deleted since", ""},
+});
+
+const Words* wordsOf(const Reason& reason) {
+  const std::string strCause = textOf(reason.jDetails, "cause");
+  const std::string strCode = strCause.empty() ? reason.strCode : fmt::format("{} {}", reason.strCode, strCause);
+  const auto it =
+      std::find_if(WORDS.begin(), WORDS.end(), [&](const Words& words) { return words.strCode == strCode; });
+  return it == WORDS.end() ? nullptr : &*it;
+}
+
+std::string plainText(const Json::Value& jMember) {
+  if (!jMember.isArray()) {
+    return jMember.isObject() ? std::string() : jMember.asString();
+  }
+  std::vector<std::string> vecTexts;
+  for (const Json::Value& jItem : jMember) {
+    vecTexts.push_back(plainText(jItem));
+  }
+  return fmt::format("{}", fmt::join(vecTexts, ", "));
+}
+
+template <typename Form>
+std::string filledWith(std::string_view strText, const Json::Value& jMembers, Form form) {
+  std::string strOut;
+  for (;;) {
+    const std::size_t iOpen = strText.find('{');
+    const std::size_t iClose = strText.find('}', iOpen);
+    if (iClose == std::string_view::npos) {
+      return strOut += strText;
+    }
+    strOut += strText.substr(0, iOpen);
+    strOut += form(memberOf(jMembers, std::string(strText.substr(iOpen + 1, iClose - iOpen - 1)).c_str()));
+    strText.remove_prefix(iClose + 1);
+  }
+}
+
+/// What the texts may name besides the details.
+Json::Value membersOf(const Reason& reason) {
+  const bool blThen = boolOf(reason.jDetails, "then");
+  Json::Value jMembers = reason.jDetails;
+  jMembers["other"] = reason.strOther;
+  jMembers["is"] = blThen ? "was" : "is";
+  jMembers["has"] = blThen ? "had" : "has";
+  jMembers["waits"] = blThen ? "waited for" : "waits for";
+  jMembers["belongs"] = blThen ? "belonged" : "belongs";
+  return jMembers;
+}
+
+}  // namespace
+
+std::string filledIn(std::string_view strText, const Json::Value& jMembers) {
+  return filledWith(strText, jMembers, &plainText);
+}
+
+std::string filledInCommand(std::string_view strCommand, const Json::Value& jMembers) {
+  return filledWith(strCommand, jMembers, [](const Json::Value& jMember) { return shellWord(plainText(jMember)); });
+}
+
+std::string reasonText(const Reason& reason) {
+  const Words* const pWords = wordsOf(reason);
+  // Older versions stored the words themselves.
+  return pWords == nullptr || reason.jDetails.isMember("text") ? textOf(reason.jDetails, "text")
+                                                               : filledIn(pWords->strText, membersOf(reason));
+}
+
+std::string reasonAdvice(const std::string& strTask, const Reason& reason) {
+  const Words* const pWords = wordsOf(reason);
+  if (pWords == nullptr || reason.jDetails.isMember("advice") || !reason.blNeedsAction) {
+    return reason.blNeedsAction ? textOf(reason.jDetails, "advice") : std::string();
+  }
+  return pWords->fnAdvice != nullptr ? pWords->fnAdvice(strTask, reason)
+                                     : filledInCommand(pWords->strAdvice, membersOf(reason));
+}
+
+Json::Value reasonAnswer(const std::string& strTask, const Reason& reason) {
+  return objectOf({{"code", reason.strCode},
+                   {"text", reasonText(reason)},
+                   {"advice", reasonAdvice(strTask, reason)},
+                   {"other_task", reason.strOther.empty() ? Json::Value() : Json::Value(reason.strOther)}});
+}
+
+}  // namespace Host

@@ -1,0 +1,33 @@
+#include "server_answers.h"
+
+#include "common/health/check.h"
+#include "common/server/shares.h"
+#include "common/text/json_members.h"
+#include "finding_text.h"
+
+namespace Host {
+
+Json::Value checkAnswer(const HealthFindings& findings) {
+  const auto answer = [](const HealthFinding& finding) {
+    return objectOf({{"severity", severityWord(finding.severity)},
+                     {"area", finding.strArea},
+                     {"subject", finding.strSubject},
+                     {"text", findingText(finding)},
+                     {"advice", findingAdvice(finding)}});
+  };
+  return objectOf({{"ok", problemsAmong(findings) == 0}, {"findings", arrayOf(findings, answer)}});
+}
+
+Json::Value shareAnswers(const Shares& shares) {
+  return arrayOf(shares.vecShare, [](const SharePtr& pShare) {
+    const std::string strWhyNot = whyUnusable(*pShare);
+    return objectOf({{"name", pShare->szName},
+                     {"path", pShare->szPath},
+                     {"volume", *pShare->szVolume != '\0' ? Json::Value(pShare->szVolume) : Json::Value()},
+                     {"accessible", strWhyNot.empty()},
+                     {"why_not", strWhyNot.empty() ? Json::Value() : Json::Value(strWhyNot)},
+                     {"free", static_cast<Json::UInt64>(pShare->cbFree)}});
+  });
+}
+
+}  // namespace Host

@@ -1,0 +1,66 @@
+#include "check.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "common/runs/reconcile.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
+#include "common/support/failure.h"
+#include "common/tasks/unfinished_rename.h"
+
+namespace Host {
+
+namespace {
+
+/// \return the stored tasks; none when the store cannot be read.
+Json::Value checkRecords(HealthFindings& findings) {
+  Json::Value jTasks(Json::arrayValue);
+  try {
+    Session session;
+    jTasks = listTasks(session);
+    checkRuns(session, findings);
+    checkUnfinishedRenames(session, findings);
+    checkStoreFiles(findings);
+    checkStoreContent(findings);
+  } catch (const Failure& error) {
+    reportUnusableStore(error.what(), findings);
+    checkStoreFiles(findings);
+  }
+  return jTasks;
+}
+
+}  // namespace
+
+Repairs repairInstallation() {
+  Repairs repairs;
+  try {
+    Session session;
+    repairs.vecRuns = reconcile(session);
+    for (const UnfinishedRename& rename : finishRenames(session)) {
+      repairs.vecOutputs.emplace_back(rename.strTask, rename.path());
+    }
+  } catch (const Failure& error) {
+    repairs.strProblem = error.what();
+  }
+  return repairs;
+}
+
+HealthFindings checkInstallation() {
+  HealthFindings findings;
+  const Json::Value jTasks = checkRecords(findings);
+  checkConfiguration(jTasks, findings);
+  checkMailProgram(jTasks, findings);
+  checkEvents(jTasks, findings);
+  checkTimers(findings);
+  checkTasks(jTasks, findings);
+  return findings;
+}
+
+std::size_t problemsAmong(const HealthFindings& findings) {
+  return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(), [](const HealthFinding& finding) {
+    return finding.severity == HealthFinding::Severity::PROBLEM;
+  }));
+}
+
+}  // namespace Host

@@ -1,0 +1,58 @@
+/// Which events can be switched, and which can be meant.
+
+#include "common/events/event_switch.h"
+
+#include <gmock/gmock.h>
+
+#include "common/support/failure.h"
+#include "common/text/json_members.h"
+#include "fresh_host.h"
+
+using namespace Host;
+using testing::HasSubstr;
+
+namespace {
+
+class EventSwitch : public testing::Test {
+protected:
+  void SetUp() override { HostTest::freshHost(); }
+
+  /// The text of the failure; empty when there is none.
+  template <typename Step>
+  std::string failureOf(Step step) {
+    try {
+      step();
+    } catch (const Failure& error) {
+      return error.what();
+    }
+    return {};
+  }
+};
+
+}  // namespace
+
+TEST_F(EventSwitch, EventsOfTheCatalogueAreFoundInTheOrderGiven) {
+  const std::vector<Event> vecEvents = requireSwitchable({"weekly", "bootup"});
+  ASSERT_EQ(2U, vecEvents.size());
+  EXPECT_EQ("eorva-weekly.timer", vecEvents.at(0).strUnit);
+  EXPECT_EQ("eorva-bootup.service", vecEvents.at(1).strUnit);
+}
+
+TEST_F(EventSwitch, OneUnknownEventRefusesAll) {
+  const std::string strText = failureOf([] { requireSwitchable({"bootup", "weekyl"}); });
+  EXPECT_THAT(strText, HasSubstr("\"weekyl\""));
+  EXPECT_THAT(strText, HasSubstr("eorva-event@weekyl.service"));
+  EXPECT_THAT(strText, HasSubstr("did you mean \"weekly\"?"));
+}
+
+TEST_F(EventSwitch, EventThatNothingInstalledFiresHasNoState) {
+  EXPECT_EQ("", disabledState("an event of my own"));
+}
+
+TEST_F(EventSwitch, EventIsKnownFromATaskOrFromTheCatalogue) {
+  Json::Value jTasks(Json::arrayValue);
+  jTasks.append(objectOf({{"event", "mine"}}));
+  EXPECT_EQ("", failureOf([&] { requireEvent(jTasks, "mine"); }));
+  EXPECT_EQ("", failureOf([&] { requireEvent(jTasks, "bootup"); }));
+  EXPECT_THAT(failureOf([&] { requireEvent(jTasks, "mien"); }), HasSubstr("did you mean \"mine\"?"));
+}

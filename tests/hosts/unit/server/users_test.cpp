@@ -1,0 +1,19 @@
+/// Users, by what people type.
+
+#include "common/server/users.h"
+
+#include <gtest/gtest.h>
+
+using namespace Host;
+
+TEST(Users, NamesComeBeforeNumbers) {
+  EXPECT_EQ(uid_t{0}, findUser("root"));
+  EXPECT_EQ(uid_t{4711}, findUser("4711")) << "a number need not be that of a user";
+  EXPECT_EQ("root", userName(0));
+}
+
+TEST(Users, WhatIsNeitherIsNotFound) {
+  for (const char* szUser : {"", "no such user", "-1", "12x", "4294967296"}) {
+    EXPECT_EQ(std::nullopt, findUser(szUser)) << szUser;
+  }
+}
