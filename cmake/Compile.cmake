@@ -7,7 +7,7 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-option(EORVA_WERROR "Treat warnings as errors" ON)
+option(EORVA_WERROR "Treat warnings as errors" OFF)
 option(EORVA_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
 option(EORVA_PRECOMPILE "Parse headers that most files read once" OFF)
 option(EORVA_COVERAGE "Build for coverage measurement" OFF)
