@@ -5,6 +5,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/event_answers.h"
+#include "common/answers/run_answers.h"
 #include "common/reasons/explanation.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
@@ -87,7 +88,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
   if (options.blJson) {
     const OwnerNames owners = ownerNames(Host::listTasks(session));
     printJson(
-        Host::explanationAnswer(explanation, [&](const Json::Value& jRun) { return runForPrograms(jRun, owners); }));
+        Host::explanationAnswer(explanation, [&](const Json::Value& jRun) { return Host::runForPrograms(jRun, owners); }));
     return EXIT_DONE;
   }
   printVerdict(explanation);

@@ -7,7 +7,7 @@
 #include <sys/wait.h>
 #include <utility>
 
-#include "common/events/known_event.h"
+#include "common/events/event_catalogue.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
