@@ -11,7 +11,7 @@ std::string outputSetting(const Json::Value& jConfig) {
   if (!boolOf(jConfig, "enable_output", true)) {
     return strPath.empty() ? "off" : fmt::format("off (was {})", strPath);
   }
-  return strPath.empty() ? "not set: nothing is kept" : strPath;
+  return strPath.empty() ? "not set: no output is kept" : strPath;
 }
 
 }  // namespace Host

@@ -1,5 +1,5 @@
 /// \file output_setting.h
-/// Where the output of runs is kept, as the configuration says.
+/// The setting of run output, for people.
 
 #pragma once
 

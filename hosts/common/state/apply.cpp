@@ -12,7 +12,7 @@ namespace {
 
 [[noreturn]] void failWith(const std::string& strName, const std::vector<std::string>& vecErrors) {
   std::string strText = fmt::format("{} is not applied:\n  {}", strName, fmt::join(vecErrors, "\n  "));
-  // In a name it would end the message.
+  // A NUL would end the message.
   std::replace(strText.begin(), strText.end(), '\0', '?');
   throw Failure(strText);
 }
@@ -31,8 +31,7 @@ ApplyPlan planApply(Session& session, const ApplyRequest& request) {
   std::vector<std::string> vecErrors;
   const StateDocument document = readDocument(request, vecErrors);
   if (request.blPrune && !document.blTasks) {
-    vecErrors.emplace_back(
-        "tasks: is missing, and --prune would delete all of them; \"tasks: {}\" says that this is meant");
+    vecErrors.emplace_back("tasks: is missing; with --prune, write \"tasks: {}\" to delete all tasks");
   }
   ApplyPlan plan;
   plan.before = currentState(session);

@@ -11,8 +11,8 @@
 namespace Host {
 
 struct ApplyRequest {
-  std::string strText;  ///< the document
-  std::string strName;  ///< its name, for messages
+  std::string strText;   ///< the document
+  std::string strName;   ///< its name, for messages
   bool blPrune = false;  ///< delete the tasks that are not in it
   AllowedEvents events = AllowedEvents::CATALOGUE;
 };

@@ -76,7 +76,7 @@ Json::Value requireTask(Session& session, const std::string& strTask) {
 
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest) {
   Json::Value jFilter(Json::objectValue);
-  // The store orders what it gives by the key and sets no limit; a query inside the clause may.
+  // The store has no limit of its own, so a query in the clause sets it.
   jFilter["orvaSqlWhereFilter"] =
       cNewest == 0
           ? strWhere
