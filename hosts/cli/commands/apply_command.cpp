@@ -8,7 +8,6 @@
 #include "cli/terminal/present.h"
 #include "common/answers/state_answers.h"
 #include "common/state/apply.h"
-#include "common/store/session.h"
 #include "common/support/text_diff.h"
 
 using Host::StateDifference;
@@ -56,9 +55,7 @@ Host::ApplyRequest requestOf(const ApplyOptions& options) {
 }
 
 int runApply(const Context& context, const ApplyOptions& options) {
-  const Host::ApplyRequest request = requestOf(options);
-  Host::Session session;
-  const Host::ApplyPlan plan = Host::planApply(session, request);
+  const Host::ApplyPlan plan = Host::planApply(requestOf(options));
   const StateDifference& difference = plan.difference;
   for (const std::string& strWarning : plan.vecWarnings) {
     printNote("warning: " + strWarning);
@@ -72,7 +69,7 @@ int runApply(const Context& context, const ApplyOptions& options) {
   if (!options.blYes) {
     confirm(fmt::format("this will be applied: {}", countText(difference)), "Apply it?", "nothing is changed");
   }
-  for (const std::string& strNote : Host::changeState(session, plan.before, plan.after)) {
+  for (const std::string& strNote : Host::apply(plan)) {
     printNote(strNote);
   }
   if (options.blJson) {

@@ -6,7 +6,6 @@
 #include "cli/terminal/present.h"
 #include "common/answers/state_answers.h"
 #include "common/config/change_config.h"
-#include "common/config/output_setting.h"
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
 #include "common/support/failure.h"

@@ -5,7 +5,6 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/state/state_document.h"
-#include "common/store/session.h"
 #include "common/tasks/task_request.h"
 #include "common/text/json_members.h"
 
@@ -26,8 +25,7 @@ void warnAboutOwners(const Host::StateDocument& state) {
 }
 
 int runExport(const Context&, const ExportOptions& options) {
-  Host::Session session;
-  const Host::StateDocument state = Host::currentState(session);
+  const Host::StateDocument state = Host::currentState();
   warnAboutOwners(state);
   if (options.blJson) {
     printJson(Host::stateJson(state));

@@ -11,7 +11,6 @@
 #include "common/events/known_event.h"
 #include "common/reasons/reason.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 
 namespace {
@@ -109,8 +108,7 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
 }
 
 int runGraph(const Context& context, const GraphOptions& options) {
-  Host::Session session;
-  const Json::Value jTasks = Host::listTasks(session);
+  const Json::Value jTasks = Host::listTasks();
   Host::requireEvent(jTasks, options.strEvent);
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {

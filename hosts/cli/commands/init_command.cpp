@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "cli/context.h"
-#include "common/config/output_setting.h"
 #include "common/config/scheduler_section.h"
 #include "common/state/initialize.h"
 #include "common/support/paths.h"

@@ -5,7 +5,6 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/task_answers.h"
-#include "common/store/session.h"
 #include "common/tasks/related_tasks.h"
 #include "common/text/json_members.h"
 
@@ -29,10 +28,9 @@ Host::Relation relationOf(const RelateOptions& options) {
 }
 
 int runRelate(const Context& context, const RelateOptions& options) {
-  Host::Session session;
   Json::Value jOut(Json::arrayValue);
   Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"WAITS FOR"}}, context.isColored());
-  for (const Json::Value& jTask : Host::relatedTasks(session, options.strTask, relationOf(options))) {
+  for (const Json::Value& jTask : Host::relatedTasks(options.strTask, relationOf(options))) {
     jOut.append(Host::taskForPrograms(jTask));
     table.addRow(
         {{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {Host::ownerText(jTask)}, {needsText(jTask)}});

@@ -11,7 +11,6 @@
 #include "common/events/event_switch.h"
 #include "common/output/output_folder.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/change_task.h"
 #include "common/tasks/task_members.h"
@@ -58,10 +57,7 @@ std::string fileName(const std::string& strTask) {
 }
 
 int editScript(const EditOptions& options) {
-  const std::string strBefore = [&] {
-    Host::Session session;
-    return Host::textOf(Host::requireTask(session, options.strTask), "operation");
-  }();
+  const std::string strBefore = Host::textOf(Host::requireTask(options.strTask), "operation");
   const Edit edit(fileName(options.strTask), strBefore);
   try {
     const std::string strAfter = edit.run();
@@ -95,11 +91,8 @@ int runEdit(const Context&, const EditOptions& options) {
 }
 
 int runSwitch(const SwitchOptions& options, bool blEnable) {
-  {
-    Host::Session session;
-    for (const std::string& strTask : options.vecTasks) {
-      Host::requireTask(session, strTask);
-    }
+  for (const std::string& strTask : options.vecTasks) {
+    Host::requireTask(strTask);
   }
   Json::Value jChanges(Json::objectValue);
   jChanges["enable"] = blEnable;

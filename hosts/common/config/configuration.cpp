@@ -17,7 +17,6 @@
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "common/text/suggestion.h"
-#include "output_places.h"
 #include "scheduler_section.h"
 #include "settings.h"
 #include "settings_file.h"

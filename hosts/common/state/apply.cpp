@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "common/store/session.h"
 #include "common/support/failure.h"
 
 namespace Host {
@@ -27,14 +28,14 @@ StateDocument readDocument(const ApplyRequest& request, std::vector<std::string>
 
 }  // namespace
 
-ApplyPlan planApply(Session& session, const ApplyRequest& request) {
+ApplyPlan planApply(const ApplyRequest& request) {
   std::vector<std::string> vecErrors;
   const StateDocument document = readDocument(request, vecErrors);
   if (request.blPrune && !document.blTasks) {
     vecErrors.emplace_back("tasks: is missing; with --prune, write \"tasks: {}\" to delete all tasks");
   }
   ApplyPlan plan;
-  plan.before = currentState(session);
+  plan.before = currentState();
   plan.after = stateAfter(plan.before, document, request.blPrune);
   for (std::string& strError : whyNotState(plan.before, plan.after, request.events, plan.vecWarnings)) {
     vecErrors.push_back(std::move(strError));
@@ -44,6 +45,11 @@ ApplyPlan planApply(Session& session, const ApplyRequest& request) {
   }
   plan.difference = differenceOf(plan.before, plan.after);
   return plan;
+}
+
+std::vector<std::string> apply(const ApplyPlan& plan) {
+  Session session;
+  return changeState(session, plan.before, plan.after);
 }
 
 }  // namespace Host

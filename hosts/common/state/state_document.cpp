@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"
@@ -266,6 +267,11 @@ StateDocument currentState(Session& session) {
     state.mapTasks[textOf(jStored, "task_name")] = inOneForm(requestOf(jStored));
   }
   return state;
+}
+
+StateDocument currentState() {
+  Session session;
+  return currentState(session);
 }
 
 Json::Value stateJson(const StateDocument& state) {

@@ -42,8 +42,9 @@ struct StateDocument {
 
 bool operator==(const StateDocument& left, const StateDocument& right);
 
-/// The state of this server.
+/// The state of this server; without a session, in one of its own.
 StateDocument currentState(Session& session);
+StateDocument currentState();
 
 /// The document, in YAML. \throw Failure when a task cannot be written as text.
 std::string stateText(const StateDocument& state);

@@ -48,6 +48,16 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   return jSorted;
 }
 
+Json::Value listTasks() {
+  Session session;
+  return listTasks(session);
+}
+
+Json::Value requireTask(const std::string& strTask) {
+  Session session;
+  return requireTask(session, strTask);
+}
+
 std::set<Json::Int64> ownersOf(const Json::Value& jTasks) {
   std::set<Json::Int64> setOwners;
   for (const Json::Value& jTask : jTasks) {

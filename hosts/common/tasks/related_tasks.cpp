@@ -36,7 +36,8 @@ RelateType typeOf(Relation relation) {
 
 }  // namespace
 
-Json::Value relatedTasks(Session& session, const std::string& strTask, Relation relation) {
+Json::Value relatedTasks(const std::string& strTask, Relation relation) {
+  Session session;
   requireTask(session, strTask);
   refuseEndlessWalk(TaskGraph(listTasks(session)), strTask);
   Json::Value jIn(Json::objectValue);

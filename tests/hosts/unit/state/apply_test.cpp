@@ -28,8 +28,7 @@ protected:
   }
 
   static ApplyPlan plan(const std::string& strText, bool blPrune = false, AllowedEvents events = AllowedEvents::ANY) {
-    Session session;
-    return planApply(session, {strText, "it.yaml", blPrune, events});
+    return planApply({strText, "it.yaml", blPrune, events});
   }
 
   static std::string whyNot(const std::string& strText, bool blPrune = false) {
@@ -47,8 +46,7 @@ protected:
 TEST_F(Apply, TellsWhatWouldChange) {
   const ApplyPlan first = plan(ONE_TASK);
   EXPECT_THAT(first.difference.vecCreated, ElementsAre("a"));
-  Session session;
-  EXPECT_THAT(changeState(session, first.before, first.after), IsEmpty());
+  EXPECT_THAT(apply(first), IsEmpty());
   EXPECT_TRUE(plan(ONE_TASK).difference.isEmpty());
   EXPECT_TRUE(plan("version: 1\ntasks: {}\n...\n").difference.isEmpty());
   EXPECT_THAT(plan("version: 1\ntasks: {}\n...\n", true).difference.vecDeleted, ElementsAre("a"));

@@ -37,9 +37,8 @@ protected:
   }
 
   static std::set<std::string> names(const char* szTask, Relation relation) {
-    Session session;
     std::set<std::string> setNames;
-    for (const Json::Value& jTask : relatedTasks(session, szTask, relation)) {
+    for (const Json::Value& jTask : relatedTasks(szTask, relation)) {
       setNames.insert(jTask["task_name"].asString());
     }
     return setNames;
