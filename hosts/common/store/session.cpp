@@ -8,12 +8,9 @@
 #include <sqlite3.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
-#include "common/text/json_members.h"
-#include "common/text/suggestion.h"
 
 namespace Host {
 

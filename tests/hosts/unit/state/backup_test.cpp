@@ -123,7 +123,7 @@ TEST_F(BackupFile, ADamagedStoreDoesNotTakeThePlaceOfAGoodBackup) {
   damageStore();
   const std::string strWhy = whyNot([&] { writeBackup(strFile); });
   EXPECT_THAT(strWhy, HasSubstr("the store /usr/orva/etc/eorvascheduler/eorvascheduler.db is damaged"));
-  EXPECT_THAT(strWhy, HasSubstr("" + strFile + " is not written));
+  EXPECT_THAT(strWhy, HasSubstr(strFile + " is not written"));
   EXPECT_TRUE(OrvaTest::readFile(strFile) == strGood);
 }
 
