@@ -18,12 +18,12 @@ std::string readInput(const std::string& strFile, std::size_t cbMax) {
   std::istream& in = blStdin ? std::cin : file;
   std::string strText(cbMax + 1, '\0');
   in.read(strText.data(), static_cast<std::streamsize>(strText.size()));
-  // A folder opens like a file and fails only when it is read.
+  // A folder opens like a file; reading it fails.
   if ((!blStdin && !file.is_open()) || in.bad()) {
     throw Host::Failure(fmt::format("cannot read {}: {}", strFile, std::strerror(errno)));
   }
   if (in.gcount() > static_cast<std::streamsize>(cbMax)) {
-    throw Host::Failure(fmt::format("{} is too long: {} bytes are allowed", strFile, cbMax));
+    throw Host::Failure(fmt::format("{} is too long: at most {} bytes are allowed", strFile, cbMax));
   }
   strText.resize(static_cast<std::size_t>(in.gcount()));
   return strText;
@@ -34,6 +34,6 @@ Json::Value readRecord(const std::string& strFile) {
   try {
     return Host::readJson(strText);
   } catch (const Host::Failure& error) {
-    throw Host::Failure(fmt::format("{} is no JSON: {}", strFile, error.what()));
+    throw Host::Failure(fmt::format("{} is not JSON: {}", strFile, error.what()));
   }
 }

@@ -1,5 +1,5 @@
 /// \file input.h
-/// What a user hands over in a file or on standard input.
+/// Reads files and standard input.
 
 #pragma once
 
@@ -7,11 +7,11 @@
 #include <json/value.h>
 #include <string>
 
-/// Longer files are no scripts and no records.
+/// The longest script or record.
 inline constexpr std::size_t CB_MAX_INPUT = std::size_t{1} << 20;
 
-/// Reads a file whole; "-" is standard input. \throw Host::Failure that names it.
+/// Reads a whole file; "-" is standard input. \throw Host::Failure that names it.
 std::string readInput(const std::string& strFile, std::size_t cbMax = CB_MAX_INPUT);
 
-/// Reads a JSON record. \throw Host::Failure that names the file and what is wrong with it.
+/// Reads a JSON record. \throw Host::Failure with the file and the fault.
 Json::Value readRecord(const std::string& strFile);

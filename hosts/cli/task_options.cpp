@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Members of a record that was handed over, in place of those that are there.
+/// Sets the members of a record in a file.
 void setFromRecord(const std::string& strFile, Json::Value& jTask) {
   const Json::Value jRecord = readRecord(strFile);
   if (!jRecord.isObject()) {
@@ -30,44 +30,43 @@ void setSwitch(Json::Value& jTask, const char* szMember, bool blOn, bool blOff) 
 }
 
 void addEventAndOwner(CLI::App* pCommand, TaskOptions& options) {
-  pCommand->add_option("--event", options.strEvent, "event that starts it")->type_name("EVENT");
-  pCommand->add_flag("--any-event", options.blAnyEvent, "take an event that is not in the catalogue too");
-  pCommand->add_option("--owner", options.strOwner, "user, by name or id, whose rights it runs with")
+  pCommand->add_option("--event", options.strEvent, "event that starts the task")->type_name("EVENT");
+  pCommand->add_flag("--any-event", options.blAnyEvent, "allow any event name");
+  pCommand->add_option("--owner", options.strOwner, "user, by name or id, whose rights the script has")
       ->type_name("USER");
-  pCommand->add_option("--script", options.strScript, "the script; - reads standard input")->type_name("FILE");
-  CLI::Option* pAfter =
-      pCommand->add_option("--after", options.vecAfter, "task that must have ended first; may be repeated")
-          ->type_name("TASK")
-          ->expected(1)
-          ->take_all()
-          ->allow_extra_args(false);
-  pCommand->add_flag("--no-after", options.blNoAfter, "let it wait for no task")->excludes(pAfter);
+  pCommand->add_option("--script", options.strScript, "script; - reads standard input")->type_name("FILE");
+  CLI::Option* pAfter = pCommand->add_option("--after", options.vecAfter, "task to wait for; can be repeated")
+                            ->type_name("TASK")
+                            ->expected(1)
+                            ->take_all()
+                            ->allow_extra_args(false);
+  pCommand->add_flag("--no-after", options.blNoAfter, "remove all dependencies")->excludes(pAfter);
 }
 
 void addSwitches(CLI::App* pCommand, TaskOptions& options) {
-  CLI::Option* pOn = pCommand->add_flag("--enabled", options.blEnabled, "let its event start it (the usual)");
-  pCommand->add_flag("--disabled", options.blDisabled, "do not let its event start it")->excludes(pOn);
-  pOn = pCommand->add_flag("--parallel", options.blParallel, "let a run start while another one goes on");
-  pCommand->add_flag("--no-parallel", options.blNoParallel, "one run at a time (the usual)")->excludes(pOn);
-  pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time; 0 for no limit (the usual)")
+  CLI::Option* pOn = pCommand->add_flag("--enabled", options.blEnabled, "the event starts the task (default)");
+  pCommand->add_flag("--disabled", options.blDisabled, "the event does not start the task")->excludes(pOn);
+  pOn = pCommand->add_flag("--parallel", options.blParallel, "several runs at the same time");
+  pCommand->add_flag("--no-parallel", options.blNoParallel, "one run at a time (default)")->excludes(pOn);
+  pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time; 0 for no limit (default)")
       ->type_name("SECONDS")
       ->check(wholeNumber(std::numeric_limits<long long>::min(), 0, " of seconds"));
-  pCommand->add_option("--description", options.strDescription, "what it is for, in a line")->type_name("TEXT");
+  pCommand->add_option("--description", options.strDescription, "description, one line")->type_name("TEXT");
 }
 
 void addMail(CLI::App* pCommand, TaskOptions& options) {
-  CLI::Option* pOn = pCommand->add_option("--mail", options.strMail, "tell these addresses when a run has ended")
+  CLI::Option* pOn = pCommand->add_option("--mail", options.strMail, "send mail to these addresses when a run ends")
                          ->type_name("ADDRESS,...");
-  pCommand->add_flag("--no-mail", options.blNoMail, "send no mail (the usual)")->excludes(pOn);
-  pOn = pCommand->add_flag("--mail-if-error", options.blMailIfError, "only when it did not end with 0");
-  pCommand->add_flag("--mail-always", options.blMailAlways, "however it ended (the usual)")->excludes(pOn);
+  pCommand->add_flag("--no-mail", options.blNoMail, "send no mail (default)")->excludes(pOn);
+  pOn = pCommand->add_flag("--mail-if-error", options.blMailIfError, "send mail only when a run failed");
+  pCommand->add_flag("--mail-always", options.blMailAlways, "send mail after every run (default)")->excludes(pOn);
 }
 
 }  // namespace
 
 CLI::Option* addTaskOptions(CLI::App* pCommand, TaskOptions& options) {
   CLI::Option* pRecord =
-      pCommand->add_option("--record", options.strRecord, "members as a JSON object; - reads standard input")
+      pCommand->add_option("--record", options.strRecord, "all members as a JSON object; - reads standard input")
           ->type_name("FILE");
   addEventAndOwner(pCommand, options);
   addSwitches(pCommand, options);
@@ -124,6 +123,6 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
 
 void printWarnings(const std::string& strTask, const std::vector<Host::Finding>& vecWarnings) {
   for (const Host::Finding& warning : vecWarnings) {
-    printNote(fmt::format("warning: task \"{}\": {}: {}", strTask, warning.strMember, warning.strReason));
+    printNote(fmt::format("warning: task \"{}\": {}", strTask, warning.text()));
   }
 }

@@ -1,5 +1,5 @@
 /// \file task_options.h
-/// The options that set the members of a task, and what is said about what they set.
+/// The options that set the members of a task.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 #include "common/tasks/task_rules.h"
 #include "context.h"
 
-/// What was typed; nothing stands for "as it is".
+/// The typed options.
 struct TaskOptions {
   std::string strRecord;
   std::string strScript;
@@ -44,5 +44,5 @@ bool setsMember(const TaskOptions& options);
 /// \param jTask  a task record in the form of the user interface; changed in place.
 void setMembers(const TaskOptions& options, Json::Value& jTask);
 
-/// Shows what may keep a task from doing what is meant.
+/// Prints warnings about a task.
 void printWarnings(const std::string& strTask, const std::vector<Host::Finding>& vecWarnings);

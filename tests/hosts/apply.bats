@@ -77,7 +77,7 @@ sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
   says "+  retention_runs: 9"
   says "would be applied: 0 created, 1 changed, 0 deleted, 1 setting"
   run -1 --separate-stderr eorva apply there.yaml </dev/null
-  complains "add --yes if that is meant"
+  complains "to confirm, add --yes"
   same "unchanged" 7 "$(eorva config get retention_runs)"
   run -0 eorva apply there.yaml --yes
   same "changed" "echo zwei" "$(eorva task show 'zwei drei' --json | jq -r .operation)"
@@ -123,14 +123,14 @@ END
   complains "wrong.yaml is not applied"
   complains 'retention_runs must be a number from 1 to 1000000, or all, not "none"'
   complains 'there is no setting "colour"'
-  complains 'task "bad/name": task_name: must not contain'
+  complains 'task "bad/name": name: must not contain'
   complains 'task "bad/name": owner: there is no user "nobody-there"'
-  complains 'task "bad/name": depend_on_task: there is no task "missing"'
-  complains 'task "typo": "evnt" is no member of it'
+  complains 'task "bad/name": waits for: there is no task "missing"'
+  complains 'task "typo": unknown member "evnt"'
   complains 'task "typo": script is missing'
   complains 'task "typo": event: is missing'
-  complains 'task "typo": enable: must be true or false'
-  complains 'task "loop": depend_on_task'
+  complains 'task "typo": enabled: must be true or false'
+  complains 'task "loop": waits for'
   sqlite3 "$DATABASE" .dump | diff before.sql -
   same "setting" 7 "$(eorva config get retention_runs)"
 }
@@ -144,16 +144,16 @@ END
     complains "$wanted"
   done <<'END'
 version: 1\ntasks:\n  a: [|line 4
-version: 1\ntasks: {}\ntasks: {}\n|line 3: "tasks" stands here a second time
+version: 1\ntasks: {}\ntasks: {}\n|line 3: duplicate key "tasks"
 version: 1\ntasks:\n  a: &x {}\n  b: *x\n|line 3: references
-version: 1\ntasks: !!python/object {}\n|references and types
+version: 1\ntasks: !!python/object {}\n|references and tags
 version: 1\n---\nversion: 1\n|a second document
 version: 1\ntasks: {}\n|line 3: the document ends without the line "..."
 version: 1\ntasks: {}\n...\ntasks: {}\n...\n|line 4, column 1: did not find
 version: 2\n...\n|version: must be 1
 tasks: {}\n...\n|version: must be 1
-version: 1\njobs: {}\n...\n|"jobs" is no member
-version: 1\ntasks: []\n...\n|tasks: must have a member for each task
+version: 1\njobs: {}\n...\n|unknown member "jobs"
+version: 1\ntasks: []\n...\n|tasks: must be a list of names and tasks
 {"version": 1,, }|Line 1, Column 15
 \377\376|line 1
 - a\n...\n|the document: must have
@@ -220,7 +220,7 @@ END
   fill
   printf 'version: 1\nconfiguration:\n  retention_runs: 8\n...\n' >config.yaml
   run -1 --separate-stderr eorva apply config.yaml --yes --prune
-  complains 'tasks: is missing, and --prune would delete all of them'
+  complains 'tasks: is missing; with --prune, write'
   run -0 eorva apply config.yaml --yes
   says "0 created, 0 changed, 0 deleted, 1 setting"
   printf 'version: 1\ntasks: {}\n...\n' | eorva apply - --yes --prune >/dev/null

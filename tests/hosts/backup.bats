@@ -102,7 +102,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
     "$STORE/../eorvascheduler/eorvascheduler.db-wal" "$STORE/eorvascheduler-conf.json" /etc/eorva.conf \
     /etc/../etc/eorva.conf link.db to-nothing.db null pipe .; do
     run -1 --separate-stderr eorva backup "$file"
-    complains "nothing is backed up to $file: "
+    complains "cannot back up to $file: "
   done
   # A second name of the store is given to the backup; the store stays.
   ln "$DATABASE" /usr/orva/etc/second-name.db
@@ -118,14 +118,14 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 @test "nothing is restored while something runs, or without consent" {
   eorva backup kept.db >/dev/null
   run -1 --separate-stderr eorva restore kept.db </dev/null
-  complains "add --yes if that is meant"
+  complains "to confirm, add --yes"
   mkfifo /tmp/go
   add_task slow bootup alice 'echo $$ >/tmp/pid; read -r line </tmp/go'
   eorva run slow >/dev/null &
   wait_until test -s /tmp/pid
   wait_until runs_are 1
   run -1 --separate-stderr eorva restore kept.db --yes
-  complains "nothing is restored while something runs: run 1"
+  complains "cannot restore while run 1 goes on"
   echo >/tmp/go
   wait
 }

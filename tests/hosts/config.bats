@@ -207,6 +207,6 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   cp /etc/orva/shares.conf shares.conf
   : >/etc/orva/shares.conf
   run -0 eorva init
-  says "not set: nothing is kept"
+  says "not set: no output is kept"
   cp shares.conf /etc/orva/shares.conf
 }

@@ -59,9 +59,9 @@ T
 @test "a change says what is different, or that nothing is" {
   add_task it bootup alice 'exit 0'
   run -0 eorva task edit it --event shutdown --mail root
-  same "answer" "changed it (event, notify_enable, notify_mail)" "$output"
+  same "answer" "changed it (event, mail)" "$output"
   run -0 eorva task edit it --event shutdown
-  same "answer" "nothing is different: it stays as it is" "$output"
+  same "answer" "it is unchanged" "$output"
 }
 
 @test "all that is wrong with a change is said at once, and nothing is changed" {
@@ -72,19 +72,19 @@ T
   run -1 --separate-stderr eorva task edit it --event Bootup --owner nobody-at-all --after ghost --after elsewhere \
     --mail 'x y' --time-limit -1 --description $'two\nlines'
   complains 'the task "it" is not changed:'
-  complains 'event: there is no event "Bootup"; --any-event binds the task to it all the same'
+  complains 'event: unknown event "Bootup"; to create it, add --any-event'
   complains 'owner: there is no user "nobody-at-all"'
-  complains 'depend_on_task: there is no task "ghost"'
-  complains 'depend_on_task: "elsewhere" belongs to the event "shutdown"'
-  complains 'notify_mail: "x y" is no mail address'
-  complains 'time_limit: must be a number of seconds from 0'
+  complains 'waits for: there is no task "ghost"'
+  complains 'waits for: "elsewhere" belongs to the event "shutdown"'
+  complains 'mail: "x y" is not a mail address'
+  complains 'time limit: must be from 1 to 2147483647 seconds'
   complains 'description: must be one line'
   same "the record" "$before" "$(member it .)"
 }
 
 @test "a task is bound to an event of one's own only when that is said" {
   run -1 --separate-stderr eorva task add it --event my-event --owner alice --script /dev/null
-  complains 'event: there is no event "my-event"; --any-event'
+  complains 'event: unknown event "my-event"; to create it, add --any-event'
   run -0 eorva task add it --event my-event --any-event --owner alice --script /dev/null
   run -0 eorva task edit it --parallel
   run -1 --separate-stderr eorva task edit it --event other-event
@@ -117,9 +117,9 @@ T
   add_task b bootup alice 'exit 0' --after a
   add_task c bootup alice 'exit 0' --after b
   run -1 --separate-stderr eorva task edit a --after c
-  complains 'depend_on_task: the tasks wait for each other in a circle'
+  complains 'waits for: the tasks wait for each other in a circle'
   run -1 --separate-stderr eorva task edit a --after a
-  complains 'depend_on_task: names the task itself'
+  complains 'waits for: a task cannot wait for itself'
   sqlite3 "$DATABASE" "update task set depend_on_task = '[c]' where task_name = 'a'"
   run -0 eorva task edit a --no-after
   same "what a waits for" '""' "$(member a .depend_on_task)"
@@ -135,17 +135,17 @@ T
   run -0 eorva task edit it --record - <<<'{"operation": "echo record", "enable": false}'
   same "both" '["echo record",false]' "$(member it '[.operation, .enable]')"
   run -1 --separate-stderr eorva task edit it --record - <<<'{"task_name": "other"}'
-  complains "'eorva task rename' gives a task a new name"
+  complains "to rename the task, use 'eorva task rename'"
   run -1 --separate-stderr eorva task edit it --record - <<<'{"status": {}, "enable": 1}'
-  complains 'status: is no member that a request may set'
-  complains 'enable: must be true or false'
+  complains 'status: is not a member that can be set'
+  complains 'enabled: must be true or false'
 }
 
 @test "the editor gets the script, and what it leaves is stored" {
   add_task it bootup alice 'echo before'
   editor 'grep -q "echo before" "$1" && case $1 in */it.sh) echo "echo after" >"$1" ;; esac'
   run -0 --separate-stderr eorva task edit it
-  same "answer" "changed it (operation)" "$output"
+  same "answer" "changed it (script)" "$output"
   same "script" '"echo after\n"' "$(member it .operation)"
   same "files that are left" "" "$(edits_left)"
 }
@@ -166,7 +166,7 @@ T
   add_task it bootup alice 'exit 0'
   editor 'true'
   run -0 eorva task edit it
-  same "answer" "nothing is different: it stays as it is" "$output"
+  same "answer" "it is unchanged" "$output"
   same "files that are left" "" "$(edits_left)"
 }
 
@@ -174,7 +174,7 @@ T
   add_task it bootup alice 'exit 0'
   editor 'echo "echo precious" >"$1"; echo other | eorva task edit it --script - >/dev/null'
   run -1 --separate-stderr eorva task edit it
-  complains 'the script of "it" was changed by somebody else meanwhile'
+  complains 'somebody else changed the script of "it" meanwhile'
   local kept
   kept=$(edits_left)
   same "what is kept" "echo precious" "$(cat "$kept")"
@@ -189,7 +189,7 @@ T
   add_task it bootup alice 'exit 0'
   editor 'echo half >"$1"; exit 3'
   run -1 --separate-stderr eorva task edit it
-  complains 'the editor ended with 3'
+  complains 'the editor failed with exit status 3'
   same "what is kept" "half" "$(cat "$(edits_left)")"
   rm -r /var/tmp/eorva-edit.*
   editor 'echo late >"$1"; eorva task delete it --yes >/dev/null'
@@ -203,7 +203,7 @@ T
   add_task it bootup alice 'exit 0'
   mkdir empty
   run -1 --separate-stderr env PATH="$PWD/empty" VISUAL='' EDITOR='' /usr/sbin/eorva task edit it
-  complains 'no editor was found: set EDITOR'
+  complains 'no editor found; set EDITOR'
   rm -r /var/tmp/eorva-edit.*
 }
 
@@ -211,7 +211,7 @@ T
   add_task a bootup alice 'exit 0'
   add_task b bootup alice 'exit 0' --disabled
   run -0 eorva task disable a b
-  same "answers" $'disabled a\ndisabled b (it was before)' "$output"
+  same "answers" $'disabled a\ndisabled b (was already disabled)' "$output"
   run -1 --separate-stderr eorva task enable a ghost
   complains 'there is no task "ghost"'
   same "switched" '[false,false]' "$(eorva task list --json | jq -c 'map(.enable)')"
@@ -228,9 +228,9 @@ T
   same "members" '["second",7002,"[first]","root",5,true,"echo it\n",null]' \
     "$(member second '[.task_name, .owner, .depend_on_task, .notify_mail, .time_limit, .enable, .operation, .last_start_time]')"
   run -1 --separate-stderr eorva task copy it second
-  complains 'task_name: is the name of another task already'
+  complains 'name: is the name of another task'
   run -1 --separate-stderr eorva task copy it IT
-  complains 'task_name: differs from the task "it" only in what is not told apart'
+  complains 'name: is the same as "it", apart from upper and lower case or "_"'
   run -1 --separate-stderr eorva task copy ghost other
   complains 'there is no task "ghost"'
 }
@@ -272,7 +272,7 @@ T
   kill -CONT -1
   if [[ $status != 0 ]]; then
     # What was stopped may have been about to start it, or in the midst of writing.
-    [[ $stderr == *"an execution under way may still start it"* || $stderr == *"cannot open the store"* ]] ||
+    [[ $stderr == *"an execution may still start it"* || $stderr == *"cannot open the store"* ]] ||
       complains "a reason that is expected here"
     wait_until eorva task edit t40 --mail new
   fi
@@ -286,10 +286,10 @@ T
   printf 'exit 0\n' >plain.sh
   run -0 --separate-stderr eorva task add it --event bootup --owner alice --script plain.sh
   umount "$KEPT"
-  complains "operation: $KEPT is on a file system that runs no programs (noexec)"
+  complains "script: scripts are started in $KEPT, which is mounted noexec"
   printf '#!/usr/bin/env no-such-program\n' >env.sh
   run -0 --separate-stderr eorva task edit it --script env.sh
-  complains "interpreter no-such-program cannot be run here"
+  complains "interpreter no-such-program does not exist or is not executable"
   printf '#!/usr/bin/env bash\nexit 0\n' >env.sh
   run -0 --separate-stderr eorva task edit it --script env.sh
   same "warnings" "" "$stderr"

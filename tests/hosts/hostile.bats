@@ -208,7 +208,7 @@ NAMES=1000
   for ((from = 0; from < NAMES; from += 100)); do
     "$BATS_TEST_DIRNAME/hostile_names" document "$NAMES" "$from" $((from + 100)) >names.json
     run -1 --separate-stderr eorva apply names.json --yes
-    refused=$((refused + $(grep -o ': task_name: ' <<<"$stderr" | wc -l)))
+    refused=$((refused + $(grep -o '": name: ' <<<"$stderr" | wc -l)))
   done
   same "refused" "$NAMES" "$refused"
   same "tasks" 0 "$(eorva task list --json | jq length)"

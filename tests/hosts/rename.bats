@@ -27,7 +27,7 @@ setup() { fresh_store; }
   for name in '../up' 'a;b' '' ' x' 'a[b' "$(printf 'x%.0s' {1..65})" -- other_1 OTHER_1 other-1 it; do
     [[ $name == -- ]] && continue
     run -1 --separate-stderr eorva task rename it "$name" --yes
-    [[ $stderr == *"task_name: "* || $stderr == *"has that name already"* ]] || { echo "$name: $stderr" >&2; return 1; }
+    [[ $stderr == *"name: "* || $stderr == *"already has this name"* ]] || { echo "$name: $stderr" >&2; return 1; }
   done
   same "tasks" '["it","other_1"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
   run -0 eorva task rename it IT --yes
@@ -48,8 +48,8 @@ setup() { fresh_store; }
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run -1 --separate-stderr eorva task rename first earliest </dev/null
-  complains 'and these wait for "earliest" then: second'
-  complains 'add --yes if that is meant'
+  complains 'these tasks then wait for "earliest": second'
+  complains 'to confirm, add --yes'
   run -1 script -qec 'eorva task rename first earliest' /dev/null <<<'n'
   same "tasks" '["first","second"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
   run -0 script -qec 'eorva task rename first earliest' /dev/null <<<'y'
@@ -74,7 +74,7 @@ setup() { fresh_store; }
   eorva fire bootup >/dev/null 3>&- &
   wait_until runs_are 1
   run -1 --separate-stderr eorva task rename next other --yes
-  complains 'the task "next" cannot be renamed now: an execution under way may still start it'
+  complains 'the task "next" cannot be renamed now: an execution may still start it'
   run -1 --separate-stderr eorva task delete next --yes
   complains 'the task "next" cannot be deleted now'
   pkill -u alice sleep
@@ -90,7 +90,7 @@ setup() { fresh_store; }
   first_ended() { [[ $(field "$(run_of first)" outcome) == '"ok"' ]]; }
   wait_until first_ended
   run -1 --separate-stderr eorva task rename first earliest --yes
-  complains 'the task "first" cannot be renamed now: "second" waits for it, and an execution under way may still start'
+  complains 'the task "first" cannot be renamed now: "second" waits for it, and an execution may still start'
   run -1 --separate-stderr eorva task delete first --yes
   complains 'the task "first" cannot be deleted now: "second" waits for it'
   touch /tmp/go
@@ -186,7 +186,7 @@ setup() { fresh_store; }
   add_task twice bootup alice 'exit 0' --after it
   sqlite3 "$DATABASE" "update task set depend_on_task = '[it][it]' where task_name = 'twice'"
   run -1 --separate-stderr eorva task rename it other --yes
-  complains "the task \"twice\" lists \"it\" twice: set its list anew, with 'eorva task edit twice --after it"
+  complains "the task \"twice\" waits for \"it\" twice; set the tasks that it waits for with: eorva task edit twice --after it"
   run -1 --separate-stderr eorva task delete it --yes
   run -0 eorva task edit twice --after it
   run -0 eorva task rename it other --yes

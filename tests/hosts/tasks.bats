@@ -61,13 +61,13 @@ setup() { fresh_store; }
   run -1 --separate-stderr eorva task add '../up' --event on_demand --owner nobody-at-all --script - --after there \
     --after elsewhere --mail '-oops,x y' <<<'exit 0'
   complains 'the task "../up" is not added:'
-  complains "task_name: must begin with a letter or a digit, not with '.'"
-  complains 'event: is "on_demand", which stands for a start by hand'
+  complains "name: must begin with a letter or a digit, not with '.'"
+  complains 'event: must not be "on_demand", which means a manual start'
   complains 'owner: there is no user "nobody-at-all"'
-  complains 'depend_on_task: there is no task "there"'
-  complains 'depend_on_task: "elsewhere" belongs to the event "shutdown"'
-  complains 'notify_mail: "-oops" is no mail address'
-  complains 'notify_mail: "x y" is no mail address'
+  complains 'waits for: there is no task "there"'
+  complains 'waits for: "elsewhere" belongs to the event "shutdown"'
+  complains 'mail: "-oops" is not a mail address'
+  complains 'mail: "x y" is not a mail address'
   same "tasks" 1 "$(eorva task list --json | jq length)"
 }
 
@@ -98,14 +98,14 @@ setup() { fresh_store; }
 @test "names that the library could take for one another are refused" {
   add_task task_1 bootup alice 'exit 0'
   run -1 --separate-stderr eorva task add TASK_1 --event bootup --owner alice --script /dev/null
-  complains 'task_name: differs from the task "task_1" only in what is not told apart'
+  complains 'name: is the same as "task_1", apart from upper and lower case or "_"'
   run -1 --separate-stderr eorva task add taskX1 --event bootup --owner alice --script /dev/null
-  complains 'task_name: is also what the task "task_1" stands for'
+  complains 'name: is also matched by the task "task_1"'
   add_task night-1 bootup alice 'exit 0'
   run -1 --separate-stderr eorva task add night_1 --event bootup --owner alice --script /dev/null
-  complains 'task_name: also stands for the task "night-1"'
+  complains 'name: also matches the task "night-1"'
   run -1 --separate-stderr eorva task add task_1 --event bootup --owner alice --script /dev/null
-  complains 'task_name: is the name of another task already'
+  complains 'name: is the name of another task'
 }
 
 @test "a graph that would keep the library busy is refused" {
@@ -122,7 +122,7 @@ setup() { fresh_store; }
   done
   run -1 --separate-stderr eorva task add deep --event bootup --owner alice --script /dev/null \
     --after l9a --after l9b --after l9c
-  complains 'depend_on_task: there are too many ways through'
+  complains 'waits for: too many paths through'
   same "tasks" 27 "$(eorva task list --json | jq length)"
 }
 
@@ -133,11 +133,11 @@ J
   run -0 eorva task add --record task.json
   same "owner" 7001 "$(eorva task show whole --json | jq .owner)"
   run -1 --separate-stderr eorva task add --record - <<<'{"task_name": "x", "status": {"running": [1]}, "event": 7, "enable": "yes", "owner": {"7001": "alice", "0": "root"}, "operation": "exit 0", "depend_on_task": "[whole"}'
-  complains "status: is no member that a request may set"
+  complains "status: is not a member that can be set"
   complains "event: must be a string"
-  complains "enable: must be true or false"
+  complains "enabled: must be true or false"
   complains "owner: must name one user, not 2"
-  complains "depend_on_task: must be names in brackets and nothing else"
+  complains "waits for: must be names in brackets and nothing else"
 }
 
 @test "an owner that could be read as root by accident is refused" {
@@ -155,7 +155,7 @@ J
   for text in '' '{' '[]' '7' '"x"' '{"a": 1, "a": 2}' '{} trailing' "$(printf '[%.0s' {1..2000})"; do
     printf '%s' "$text" >bad.json
     run -1 --separate-stderr eorva task add --record bad.json
-    [[ $stderr == *"bad.json is no JSON"* || $stderr == *"must be an object"* ]] || { echo "$text: $stderr" >&2; return 1; }
+    [[ $stderr == *"bad.json is not JSON"* || $stderr == *"must be an object"* ]] || { echo "$text: $stderr" >&2; return 1; }
   done
   run -2 --separate-stderr eorva task add x --record bad.json
 }
@@ -173,10 +173,10 @@ J
 @test "a script that will hardly run is stored with a warning" {
   printf '#!/bin/sh\r\nexit 0\r\n' >crlf.sh
   run -0 --separate-stderr eorva task add crlf --event bootup --owner alice --script crlf.sh
-  complains 'warning: task "crlf": operation: line 1 of the script ends with CR LF'
+  complains 'warning: task "crlf": script: line 1 of the script ends with CR LF'
   printf '#!/no/such/shell\nexit 0\n' >shell.sh
   run -0 --separate-stderr eorva task add shell --event bootup --owner alice --script shell.sh
-  complains "interpreter /no/such/shell cannot be run here"
+  complains "interpreter /no/such/shell does not exist or is not executable"
   printf 'echo a\0b\n' >nul.sh
   run -0 --separate-stderr eorva task add nul --event bootup --owner alice --script nul.sh
   complains "NUL byte (byte 7)"
@@ -202,7 +202,7 @@ J
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run -1 --separate-stderr eorva task delete first </dev/null
-  complains "and these no longer wait for it: second"
+  complains "these tasks no longer wait for it: second"
   same "tasks" 2 "$(eorva task list --json | jq length)"
   run -0 eorva task delete first --yes
   same "what second waits for" '""' "$(eorva task show second --json | jq .depend_on_task)"

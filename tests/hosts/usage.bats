@@ -150,7 +150,7 @@ END
   last=$(wc -l </etc/eorva.conf)
   run -1 eorva check
   says "/etc/eorva.conf, line $((last - 2)): there is no setting \"retention_run\"; did you mean \"retention_runs\"?"
-  says "/etc/eorva.conf, line $((last - 1)), is no KEY=VALUE: retention_runs 5"
+  says "/etc/eorva.conf, line $((last - 1)), is not KEY=VALUE: retention_runs 5"
   [[ $output != *"line $last"* ]]
   run -0 --separate-stderr eorva config show
   complains "warning: /etc/eorva.conf, line $((last - 2))"

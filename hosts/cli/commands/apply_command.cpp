@@ -9,14 +9,13 @@
 #include "cli/terminal/present.h"
 #include "common/answers/state_answers.h"
 #include "common/state/apply.h"
-#include "common/store/session.h"
 #include "common/support/text_diff.h"
 
 using Host::StateDifference;
 
 namespace {
 
-/// A document holds the scripts of all tasks.
+/// A document has the scripts of all tasks.
 constexpr std::size_t CB_MAX_DOCUMENT = std::size_t{64} << 20;
 
 struct ApplyOptions {
@@ -57,9 +56,7 @@ Host::ApplyRequest requestOf(const ApplyOptions& options) {
 }
 
 int runApply(const Context& context, const ApplyOptions& options) {
-  const Host::ApplyRequest request = requestOf(options);
-  Host::Session session;
-  const Host::ApplyPlan plan = Host::planApply(session, request);
+  const Host::ApplyPlan plan = Host::planApply(requestOf(options));
   const StateDifference& difference = plan.difference;
   for (const std::string& strWarning : plan.vecWarnings) {
     printNote("warning: " + strWarning);
@@ -73,7 +70,7 @@ int runApply(const Context& context, const ApplyOptions& options) {
   if (!options.blYes) {
     confirm(fmt::format("this will be applied: {}", countText(difference)), "Apply it?", "nothing is changed");
   }
-  for (const std::string& strNote : Host::changeState(session, plan.before, plan.after)) {
+  for (const std::string& strNote : Host::apply(plan)) {
     printNote(strNote);
   }
   if (options.blJson) {
@@ -89,21 +86,18 @@ int runApply(const Context& context, const ApplyOptions& options) {
 void addApplyCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<ApplyOptions>();
   CLI::App* pCommand = addCommand(
-      app, "apply", "Make the tasks and the configuration what a document says; all of it, or nothing.",
-      "  eorva apply server.yaml               shows the difference, and asks\n"
-      "  eorva apply server.yaml --dry-run     ends with 3 when something would change\n"
+      app, "apply", "Apply a document to tasks and configuration: all of it or nothing.",
+      "  eorva apply server.yaml               shows the difference and asks\n"
+      "  eorva apply server.yaml --dry-run     exit status 3 when something would change\n"
       "  eorva apply - --yes --prune < server.yaml\n"
-      "\nThe document is that of 'eorva export', in YAML or JSON. Tasks and settings that it does not\n"
-      "name stay as they are. A task that it names is described whole: a member that is left out takes its\n"
-      "usual value, so that a task without \"enable\" is switched on, and one without \"description\" has none.\n"
-      "YAML must end with the line \"...\": without it, it may have been cut off on its way.\n");
-  pCommand->add_option("file", pOptions->strFile, "the document; - reads standard input")
-      ->required()
-      ->type_name("FILE");
+      "\nThe document is YAML or JSON, as 'eorva export' writes it. Tasks and settings that it does not name\n"
+      "are unchanged. In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
+      "YAML must end with the line \"...\": without it, the document may be incomplete.\n");
+  pCommand->add_option("file", pOptions->strFile, "document; - reads standard input")->required()->type_name("FILE");
   pCommand->add_flag("--prune", pOptions->blPrune, "delete the tasks that are not in the document");
-  pCommand->add_flag("--any-event", pOptions->blAnyEvent, "take events that are not in the catalogue too");
+  pCommand->add_flag("--any-event", pOptions->blAnyEvent, "allow any event name");
   pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show what would change");
   pCommand->add_flag("--yes", pOptions->blYes, "do not ask");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: what is created, changed and deleted");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON: names of created, changed and deleted tasks");
   onCommand(pCommand, context, pOptions, &runApply);
 }

@@ -6,7 +6,6 @@
 #include "cli/terminal/present.h"
 #include "common/answers/state_answers.h"
 #include "common/config/change_config.h"
-#include "common/config/output_setting.h"
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
 #include "common/support/failure.h"
@@ -64,10 +63,10 @@ Host::ConfigValues valuesOf(const SetOptions& options) {
   for (const std::string& strValue : options.vecValues) {
     const std::size_t iEqual = strValue.find('=');
     if (iEqual == std::string::npos) {
-      throw Host::UsageFailure(fmt::format("config set: \"{}\" is no KEY=VALUE", strValue));
+      throw Host::UsageFailure(fmt::format("config set: \"{}\" is not SETTING=VALUE", strValue));
     }
     if (!values.emplace(strValue.substr(0, iEqual), strValue.substr(iEqual + 1)).second) {
-      throw Host::UsageFailure(fmt::format("config set: {} is given twice", strValue.substr(0, iEqual)));
+      throw Host::UsageFailure(fmt::format("config set: duplicate setting {}", strValue.substr(0, iEqual)));
     }
   }
   if (!options.strOutputPath.empty()) {
@@ -82,7 +81,7 @@ Host::ConfigValues valuesOf(const SetOptions& options) {
 int runSet(const Context&, const SetOptions& options) {
   const Host::ConfigValues values = valuesOf(options);
   if (values.empty()) {
-    throw Host::UsageFailure("config set: nothing to set; give KEY=VALUE, --output-path or --output");
+    throw Host::UsageFailure("config set: nothing to set; add SETTING=VALUE, --output-path or --output");
   }
   Host::changeConfig(values, options.blForce);
   return runShow({}, {});
@@ -99,29 +98,29 @@ void addConfigCommands(CLI::App& app, Context& context) {
 
   auto pShow = std::make_shared<ShowOptions>();
   CLI::App* pCommand = addCommand(*pConfig, "show", "Show the configuration.", "  eorva config show --json\n");
-  pCommand->add_flag("--json", pShow->blJson, "as JSON: the section as it is stored, and the settings");
+  pCommand->add_flag("--json", pShow->blJson, "as JSON: the stored section and the settings");
   onCommand(pCommand, context, pShow, &runShow);
 
   auto pGet = std::make_shared<GetOptions>();
-  pCommand = addCommand(*pConfig, "get", "Show one setting, and nothing else.", "  eorva config get retention_runs\n");
-  pCommand->add_option("key", pGet->strKey, "its name")->required()->type_name("SETTING");
+  pCommand = addCommand(*pConfig, "get", "Show the value of one setting.", "  eorva config get retention_runs\n");
+  pCommand->add_option("key", pGet->strKey, "name of the setting")->required()->type_name("SETTING");
   pCommand->add_flag("--json", pGet->blJson, "as JSON: an object with \"key\" and \"value\"");
   onCommand(pCommand, context, pGet, &runGet);
 
   auto pSet = std::make_shared<SetOptions>();
-  pCommand = addCommand(*pConfig, "set", "Change the configuration: all that is given, or nothing.",
+  pCommand = addCommand(*pConfig, "set", "Change the configuration: all settings or none.",
                         "  eorva config set retention_runs=50 retention_output_size=20G\n"
                         "  eorva config set --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n"
-                        "  eorva config set --output off              no output, no scripts; for tasks of one owner\n"
-                        "\nThe settings are explained in /etc/eorva.conf.\n");
-  pCommand->add_option("values", pSet->vecValues, "settings and their new values")->type_name("SETTING=VALUE");
+                        "  eorva config set --output off              keep no output; only for tasks of one owner\n"
+                        "\n/etc/eorva.conf explains the settings.\n");
+  pCommand->add_option("values", pSet->vecValues, "settings with new values")->type_name("SETTING=VALUE");
   CLI::Option* pPath =
-      pCommand->add_option("--output-path", pSet->strOutputPath, "where output is kept: a share, or a path inside it")
+      pCommand->add_option("--output-path", pSet->strOutputPath, "place of run output: a share, or a folder on it")
           ->type_name("SHARE[/PATH]");
-  pCommand->add_option("--output", pSet->strOutput, "keep output: on or off")
+  pCommand->add_option("--output", pSet->strOutput, "keep run output: on or off")
       ->check(CLI::IsMember({"on", "off"}))
       ->type_name("on|off")
       ->excludes(pPath);
-  pCommand->add_flag("--force", pSet->blForce, "switch output off although there are tasks of several owners");
+  pCommand->add_flag("--force", pSet->blForce, "switch output off also with tasks of several owners");
   onCommand(pCommand, context, pSet, &runSet);
 }

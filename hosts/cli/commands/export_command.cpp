@@ -5,7 +5,6 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/state/state_document.h"
-#include "common/store/session.h"
 #include "common/tasks/task_request.h"
 #include "common/text/json_members.h"
 
@@ -15,19 +14,18 @@ struct ExportOptions {
   bool blJson = false;
 };
 
-/// A document that names somebody who is not there cannot be applied as it is.
+/// A document with a missing owner cannot be applied.
 void warnAboutOwners(const Host::StateDocument& state) {
   for (const auto& [strTask, jTask] : state.mapTasks) {
     std::string strUid;
     if (Host::ownerName(Host::memberOf(jTask, "owner"), strUid).empty() && !strUid.empty()) {
-      printNote(fmt::format("warning: the owner of \"{}\", user {}, does not exist", strTask, strUid));
+      printNote(fmt::format("warning: task \"{}\": owner {} does not exist", strTask, strUid));
     }
   }
 }
 
 int runExport(const Context&, const ExportOptions& options) {
-  Host::Session session;
-  const Host::StateDocument state = Host::currentState(session);
+  const Host::StateDocument state = Host::currentState();
   warnAboutOwners(state);
   if (options.blJson) {
     printJson(Host::stateJson(state));
@@ -41,10 +39,11 @@ int runExport(const Context&, const ExportOptions& options) {
 
 void addExportCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<ExportOptions>();
-  CLI::App* pCommand = addCommand(app, "export", "Write all tasks and the configuration as one document, in YAML.",
-                                  "  eorva export > server.yaml            for 'eorva apply', here or elsewhere\n"
-                                  "  eorva export | ssh other eorva apply - --yes\n"
-                                  "\nThe last line is \"...\": 'eorva apply' takes no document that was cut off.\n");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON, which 'eorva apply' reads too");
+  CLI::App* pCommand =
+      addCommand(app, "export", "Write all tasks and the configuration as one YAML document.",
+                 "  eorva export > server.yaml            for 'eorva apply'\n"
+                 "  eorva export | ssh other eorva apply - --yes\n"
+                 "\nThe last line is \"...\": without it, 'eorva apply' refuses the document as incomplete.\n");
+  pCommand->add_flag("--json", pOptions->blJson, "as JSON; 'eorva apply' reads it, too");
   onCommand(pCommand, context, pOptions, &runExport);
 }

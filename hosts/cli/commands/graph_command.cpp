@@ -21,7 +21,7 @@ struct GraphOptions {
   bool blJson = false;
 };
 
-/// Draws each task below each task that it waits for; what stands below a task is drawn once.
+/// Draws each task below each task that it waits for; a subtree is drawn once.
 class GraphTable {
 public:
   GraphTable(const Host::TaskGraph& graph, const Host::OwnerNames& owners, bool blColor)
@@ -49,7 +49,7 @@ public:
 private:
   inline static const std::vector<const Host::GraphTask*> NONE;
 
-  /// Why the event will not start a task.
+  /// Why the event does not start a task.
   std::string noteOf(const Host::GraphTask& task) {
     const std::vector<Host::Reason> vecReasons = m_reasons.of(task);
     return vecReasons.empty() ? std::string() : Host::reasonText(vecReasons.front());
@@ -71,7 +71,7 @@ void printTree(const Host::TaskGraph& graph, const Host::OwnerNames& owners, con
       table.add(*pTask, nullptr);
     }
   }
-  // What no root leads to: a circle, or tasks that wait for what is not there.
+  // Tasks without a root: circles, or tasks that wait for missing tasks.
   for (const Host::GraphTask* pTask : vecTasks) {
     if (!table.isDrawn(pTask->strName)) {
       table.add(*pTask, nullptr);
@@ -80,7 +80,7 @@ void printTree(const Host::TaskGraph& graph, const Host::OwnerNames& owners, con
   table.print();
 }
 
-/// A text within quotes in the language of Graphviz.
+/// Escapes a quoted text for Graphviz.
 std::string dotEscaped(const std::string& strText) {
   std::string strEscaped;
   for (const char c : strText) {
@@ -108,8 +108,7 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
 }
 
 int runGraph(const Context& context, const GraphOptions& options) {
-  const Host::OpenStore session;
-  const Json::Value jTasks = Host::listTasks(session);
+  const Json::Value jTasks = Host::listTasks();
   Host::requireEvent(jTasks, options.strEvent);
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
@@ -126,10 +125,10 @@ int runGraph(const Context& context, const GraphOptions& options) {
 
 void addGraphCommand(CLI::App& task, Context& context) {
   auto pOptions = std::make_shared<GraphOptions>();
-  CLI::App* pCommand = addCommand(task, "graph", "Show which tasks of an event wait for which.",
+  CLI::App* pCommand = addCommand(task, "graph", "Show the dependencies of an event's tasks.",
                                   "  eorva task graph bootup\n"
                                   "  eorva task graph bootup --format dot | dot -Tsvg > bootup.svg\n");
-  pCommand->add_option("event", pOptions->strEvent, "the event")->required()->type_name("EVENT");
+  pCommand->add_option("event", pOptions->strEvent, "event")->required()->type_name("EVENT");
   pCommand->add_option("--format", pOptions->strFormat, "tree, dot (for Graphviz) or json")
       ->check(CLI::IsMember({"tree", "dot", "json"}))
       ->type_name("FORMAT");

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "cli/context.h"
-#include "common/config/output_setting.h"
 #include "common/config/scheduler_section.h"
 #include "common/state/initialize.h"
 #include "common/support/paths.h"
@@ -25,11 +24,11 @@ int runInit(const Context&, const InitOptions& options) {
 
 void addInitCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<InitOptions>();
-  CLI::App* pCommand = addCommand(
-      app, "init", "Create the store and the configuration; what is there stays, but for an output path that is given.",
-      "  eorva init                           keep output on the share \"scheduler\", if there is one\n"
-      "  eorva init --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n");
-  pCommand->add_option("--output-path", pOptions->strOutputPath, "where output is kept: a share, or a path inside it")
+  CLI::App* pCommand =
+      addCommand(app, "init", "Create the store and the configuration; keeps what exists, but sets the output path.",
+                 "  eorva init                           keep output on the share \"scheduler\", if it exists\n"
+                 "  eorva init --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n");
+  pCommand->add_option("--output-path", pOptions->strOutputPath, "place of run output: a share, or a folder on it")
       ->type_name("SHARE[/PATH]");
   onCommand(pCommand, context, pOptions, &runInit);
 }

@@ -5,7 +5,6 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/task_answers.h"
-#include "common/store/session.h"
 #include "common/tasks/related_tasks.h"
 #include "common/text/json_members.h"
 
@@ -29,10 +28,9 @@ Host::Relation relationOf(const RelateOptions& options) {
 }
 
 int runRelate(const Context& context, const RelateOptions& options) {
-  Host::Session session;
   Json::Value jOut(Json::arrayValue);
   Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"WAITS FOR"}}, context.isColored());
-  for (const Json::Value& jTask : Host::relatedTasks(session, options.strTask, relationOf(options))) {
+  for (const Json::Value& jTask : Host::relatedTasks(options.strTask, relationOf(options))) {
     jOut.append(Host::taskForPrograms(jTask));
     table.addRow(
         {{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {Host::ownerText(jTask)}, {needsText(jTask)}});
@@ -51,18 +49,18 @@ int runRelate(const Context& context, const RelateOptions& options) {
 
 void addRelateCommand(CLI::App& task, Context& context) {
   auto pOptions = std::make_shared<RelateOptions>();
-  CLI::App* pCommand = addCommand(task, "relate", "List the tasks around a task, near and far.",
+  CLI::App* pCommand = addCommand(task, "relate", "List the dependencies and dependants of a task.",
                                   "  eorva task relate summary --needs\n"
                                   "  eorva task relate disk-usage --needed-by --json\n"
-                                  "  eorva task relate report --candidates      those that it could wait for\n");
-  pCommand->add_option("task", pOptions->strTask, "its name")->required()->type_name("TASK");
+                                  "  eorva task relate report --candidates      tasks that it could wait for\n");
+  pCommand->add_option("task", pOptions->strTask, "name of the task")->required()->type_name("TASK");
   CLI::Option_group* pWhich = pCommand->add_option_group("which");
   CLI::Option* pNeeds =
-      pWhich->add_flag("--needs", pOptions->blNeeds, "all that it waits for, directly or through others");
+      pWhich->add_flag("--needs", pOptions->blNeeds, "all tasks that it waits for, directly or through others");
   CLI::Option* pNeededBy =
-      pWhich->add_flag("--needed-by", pOptions->blNeededBy, "all that wait for it, directly or through others")
+      pWhich->add_flag("--needed-by", pOptions->blNeededBy, "all tasks that wait for it, directly or through others")
           ->excludes(pNeeds);
-  pWhich->add_flag("--candidates", pOptions->blCandidates, "the tasks of its event that are in neither")
+  pWhich->add_flag("--candidates", pOptions->blCandidates, "the other tasks of its event")
       ->excludes(pNeeds)
       ->excludes(pNeededBy);
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records");

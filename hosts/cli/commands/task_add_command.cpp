@@ -49,11 +49,11 @@ int runCopy(const Context&, const CopyOptions& options) {
   return EXIT_DONE;
 }
 
-/// A record names the task itself; without one, four things must be typed.
+/// A record has everything; else four options are required.
 void requireComplete(const AddOptions& options) {
   if (!options.task.strRecord.empty()) {
     if (!options.strName.empty()) {
-      throw CLI::ValidationError("TASK", "is not given together with --record, which names the task");
+      throw CLI::ValidationError("TASK", "excludes --record, which has the name");
     }
     return;
   }
@@ -79,8 +79,8 @@ void addTaskAddCommand(CLI::App& task, Context& context) {
       addCommand(task, "add", "Add a task.",
                  "  eorva task add disk-usage --event bootup --owner alice --script disk-usage.sh\n"
                  "  eorva task add report --event bootup --owner 1001 --script - --after disk-usage < report.sh\n"
-                 "  eorva task add --record task.json      a whole record, its owner as {\"1001\": \"alice\"}\n");
-  pCommand->add_option("task", pOptions->strName, "its name")->type_name("NAME");
+                 "  eorva task add --record task.json      a complete record; its owner: {\"1001\": \"alice\"}\n");
+  pCommand->add_option("task", pOptions->strName, "name of the task")->type_name("NAME");
   addTaskOptions(pCommand, pOptions->task);
   pCommand->callback([&context, pOptions] {
     requireComplete(*pOptions);
@@ -90,11 +90,11 @@ void addTaskAddCommand(CLI::App& task, Context& context) {
 
 void addTaskCopyCommand(CLI::App& task, Context& context) {
   auto pOptions = std::make_shared<CopyOptions>();
-  CLI::App* pCommand = addCommand(task, "copy", "Add a task like another one; options set what is to differ.",
+  CLI::App* pCommand = addCommand(task, "copy", "Copy a task; options change the copy.",
                                   "  eorva task copy disk-usage disk-usage-evening --event shutdown\n"
                                   "  eorva task copy report report-of-bob --owner bob --no-after --disabled\n");
-  pCommand->add_option("task", pOptions->strTask, "the task that is there")->required()->type_name("TASK");
-  pCommand->add_option("new", pOptions->strNew, "name of the new one")->required()->type_name("NAME");
+  pCommand->add_option("task", pOptions->strTask, "task to copy")->required()->type_name("TASK");
+  pCommand->add_option("new", pOptions->strNew, "name of the copy")->required()->type_name("NAME");
   addTaskOptions(pCommand, pOptions->task);
   onCommand(pCommand, context, pOptions, &runCopy);
 }

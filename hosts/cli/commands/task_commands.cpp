@@ -29,7 +29,7 @@ struct ShowOptions {
   bool blJson = false;
 };
 
-/// How the newest run of a task ended; its members are copies of that run's.
+/// The outcome of the newest run; the task has copies of its members.
 Host::Outcome lastOutcome(const Json::Value& jTask) {
   Json::Value jRun(Json::objectValue);
   jRun["exit_info"] = Host::memberOf(jTask, "last_exit_info");
@@ -86,7 +86,7 @@ std::string mailText(const Json::Value& jTask) {
   if (!boolOf(jTask, "notify_enable")) {
     return "-";
   }
-  return textOf(jTask, "notify_mail") + (boolOf(jTask, "notify_if_error") ? " (when it did not end with 0)" : "");
+  return textOf(jTask, "notify_mail") + (boolOf(jTask, "notify_if_error") ? " (when a run failed)" : "");
 }
 
 std::string timeLimitText(const Json::Value& jTask) {
@@ -130,13 +130,13 @@ void addTaskCommands(CLI::App& app, Context& context) {
 
   auto pList = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.", "  eorva task list --event bootup --json\n");
-  pCommand->add_option("--event", pList->strEvent, "only the tasks of this event")->type_name("EVENT");
+  pCommand->add_option("--event", pList->strEvent, "only tasks of this event")->type_name("EVENT");
   pCommand->add_flag("--json", pList->blJson, "as JSON: an array of records");
   onCommand(pCommand, context, pList, &runList);
 
   auto pShow = std::make_shared<ShowOptions>();
   pCommand = addCommand(*pTask, "show", "Show a task and its script.", "  eorva task show disk-usage\n");
-  pCommand->add_option("task", pShow->strTask, "its name")->required()->type_name("TASK");
+  pCommand->add_option("task", pShow->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--json", pShow->blJson, "as JSON: the record");
   onCommand(pCommand, context, pShow, &runShow);
 

@@ -11,9 +11,9 @@
 #include "common/answers/event_answers.h"
 #include "common/output/output_folder.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/change_task.h"
+#include "common/tasks/task_members.h"
 #include "common/text/json_members.h"
 
 namespace {
@@ -35,26 +35,29 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
   const std::vector<std::string>& vecMembers = changed.vecMembers;
   printWarnings(strTask, changed.vecWarnings);
   if (vecMembers.empty()) {
-    fmt::print("nothing is different: {} stays as it is\n", strTask);
+    fmt::print("{} is unchanged\n", strTask);
     return;
   }
-  fmt::print("changed {} ({})\n", strTask, fmt::join(vecMembers, ", "));
+  // Several members can have one word.
+  std::vector<std::string> vecWords;
+  for (const std::string& strMember : vecMembers) {
+    if (std::string strWord = Host::memberWord(strMember); !contains(vecWords, strWord.c_str())) {
+      vecWords.push_back(std::move(strWord));
+    }
+  }
+  fmt::print("changed {} ({})\n", strTask, fmt::join(vecWords, ", "));
   if (contains(vecMembers, "owner")) {
-    printNote(fmt::format(
-        "the next run of \"{}\" belongs to another user: the output of earlier ones is put aside then", strTask));
+    printNote(fmt::format("at the next run of \"{0}\", earlier output moves to {0}~1", strTask));
   }
 }
 
-/// The name in a file's name; names that were not made here may hold anything.
+/// The task's name, if it can be a file name: other programs may have stored any name.
 std::string fileName(const std::string& strTask) {
   return Host::OutputFolder::isFolderName(strTask) ? strTask : "script";
 }
 
 int editScript(const EditOptions& options) {
-  const std::string strBefore = [&] {
-    Host::Session session;
-    return Host::textOf(Host::requireTask(session, options.strTask), "operation");
-  }();
+  const std::string strBefore = Host::textOf(Host::requireTask(options.strTask), "operation");
   const Edit edit(fileName(options.strTask), strBefore);
   try {
     const std::string strAfter = edit.run();
@@ -65,7 +68,7 @@ int editScript(const EditOptions& options) {
                                     : Host::changeTask(options.strTask, jChanges, options.task.events(), strBefore));
   } catch (const Host::Failure& error) {
     throw Host::Failure(
-        fmt::format("{}\nthe task stays as it is, and the edit is kept; when the reason is gone:\n"
+        fmt::format("{}\nthe task is unchanged. To use the edited script later:\n"
                     "  eorva task edit '{}' --script '{}'",
                     error.what(), options.strTask, edit.path()));
   }
@@ -88,11 +91,8 @@ int runEdit(const Context&, const EditOptions& options) {
 }
 
 int runSwitch(const SwitchOptions& options, bool blEnable) {
-  {
-    Host::Session session;
-    for (const std::string& strTask : options.vecTasks) {
-      Host::requireTask(session, strTask);
-    }
+  for (const std::string& strTask : options.vecTasks) {
+    Host::requireTask(strTask);
   }
   Json::Value jChanges(Json::objectValue);
   jChanges["enable"] = blEnable;
@@ -101,7 +101,7 @@ int runSwitch(const SwitchOptions& options, bool blEnable) {
     const Host::TaskChanged changed = Host::changeTask(strTask, jChanges, Host::AllowedEvents::ANY);
     printWarnings(strTask, changed.vecWarnings);
     const bool blChanged = !changed.vecMembers.empty();
-    fmt::print("{} {}{}\n", szDone, strTask, blChanged ? "" : " (it was before)");
+    fmt::print("{} {}{}\n", szDone, strTask, blChanged ? "" : fmt::format(" (was already {})", szDone));
   }
   return EXIT_DONE;
 }
@@ -117,7 +117,7 @@ void addSwitchCommand(CLI::App& task, Context& context, const char* szName, cons
                       int (*fnRun)(const Context&, const SwitchOptions&)) {
   auto pOptions = std::make_shared<SwitchOptions>();
   CLI::App* pCommand = addCommand(task, szName, szDescription, fmt::format("  eorva task {} disk-usage\n", szName));
-  pCommand->add_option("task", pOptions->vecTasks, "its name; several may be given")->required()->type_name("TASK");
+  pCommand->add_option("task", pOptions->vecTasks, "one or more tasks")->required()->type_name("TASK");
   onCommand(pCommand, context, pOptions, fnRun);
 }
 
@@ -126,15 +126,15 @@ void addSwitchCommand(CLI::App& task, Context& context, const char* szName, cons
 void addTaskEditCommands(CLI::App& task, Context& context) {
   auto pOptions = std::make_shared<EditOptions>();
   CLI::App* pCommand =
-      addCommand(task, "edit", "Change a task; without options, its script in an editor ($VISUAL, $EDITOR).",
+      addCommand(task, "edit", "Change a task; without options, edit its script in $VISUAL or $EDITOR.",
                  "  eorva task edit disk-usage\n"
                  "  eorva task edit disk-usage --script - < new.sh\n"
-                 "  eorva task edit report --after disk-usage --after cleanup      the whole list, anew\n"
+                 "  eorva task edit report --after disk-usage --after cleanup      replaces the list\n"
                  "  eorva task edit report --mail root --mail-if-error --time-limit 3600\n");
-  pCommand->add_option("task", pOptions->strTask, "its name")->required()->type_name("TASK");
+  pCommand->add_option("task", pOptions->strTask, "task to change")->required()->type_name("TASK");
   addTaskOptions(pCommand, pOptions->task);
   onCommand(pCommand, context, pOptions, &runEdit);
 
-  addSwitchCommand(task, context, "enable", "Let events start tasks.", &runEnable);
-  addSwitchCommand(task, context, "disable", "Keep events from starting tasks.", &runDisable);
+  addSwitchCommand(task, context, "enable", "Enable tasks: events start them.", &runEnable);
+  addSwitchCommand(task, context, "disable", "Disable tasks: events do not start them.", &runDisable);
 }

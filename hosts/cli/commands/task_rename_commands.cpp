@@ -23,17 +23,17 @@ struct RenameOptions {
 };
 
 void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecNeededBy) {
-  confirm(fmt::format("deleting \"{}\" also deletes the records of its runs{}", strTask,
+  confirm(fmt::format("deleting \"{}\" also deletes its run records{}", strTask,
                       vecNeededBy.empty()
                           ? ""
-                          : fmt::format(", and these no longer wait for it: {}", fmt::join(vecNeededBy, ", "))),
+                          : fmt::format("; these tasks no longer wait for it: {}", fmt::join(vecNeededBy, ", "))),
           "Delete it?", fmt::format("the task \"{}\" is not deleted", strTask));
 }
 
 void confirmRename(const RenameOptions& options, const std::vector<std::string>& vecNeededBy) {
-  confirm(fmt::format("renaming \"{}\" takes its runs and their output along{}", options.strTask,
+  confirm(fmt::format("renaming \"{}\" also renames it in its run records and moves its output{}", options.strTask,
                       vecNeededBy.empty() ? ""
-                                          : fmt::format(", and these wait for \"{}\" then: {}", options.strNew,
+                                          : fmt::format("; these tasks then wait for \"{}\": {}", options.strNew,
                                                         fmt::join(vecNeededBy, ", "))),
           "Rename it?", fmt::format("the task \"{}\" is not renamed", options.strTask));
 }
@@ -61,19 +61,17 @@ int runRename(const Context&, const RenameOptions& options) {
 
 void addTaskRenameCommands(CLI::App& task, Context& context) {
   auto pRename = std::make_shared<RenameOptions>();
-  CLI::App* pCommand =
-      addCommand(task, "rename", "Give a task a new name, in other tasks' lists, its runs and their output too.",
-                 "  eorva task rename disk-usage disk-report --yes\n");
-  pCommand->add_option("task", pRename->strTask, "its name")->required()->type_name("TASK");
-  pCommand->add_option("new", pRename->strNew, "the new name")->required()->type_name("NAME");
+  CLI::App* pCommand = addCommand(task, "rename", "Rename a task, also in other tasks, its run records and its output.",
+                                  "  eorva task rename disk-usage disk-report --yes\n");
+  pCommand->add_option("task", pRename->strTask, "name of the task")->required()->type_name("TASK");
+  pCommand->add_option("new", pRename->strNew, "new name")->required()->type_name("NAME");
   pCommand->add_flag("--yes", pRename->blYes, "do not ask");
   onCommand(pCommand, context, pRename, &runRename);
 
   auto pDelete = std::make_shared<DeleteOptions>();
-  pCommand = addCommand(task, "delete",
-                        "Delete a task, its place in other tasks' lists, and its run records; its output is put aside.",
+  pCommand = addCommand(task, "delete", "Delete a task and its run records; its output moves to TASK~1.",
                         "  eorva task delete disk-usage --yes\n");
-  pCommand->add_option("task", pDelete->strTask, "its name")->required()->type_name("TASK");
+  pCommand->add_option("task", pDelete->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--yes", pDelete->blYes, "do not ask");
   onCommand(pCommand, context, pDelete, &runDelete);
 }

@@ -10,7 +10,7 @@
 
 void confirm(const std::string& strConsequence, const std::string& strQuestion, const std::string& strRefused) {
   if (isatty(STDIN_FILENO) != 1) {
-    throw Host::Failure(fmt::format("{}: add --yes if that is meant", strConsequence));
+    throw Host::Failure(fmt::format("{}; to confirm, add --yes", strConsequence));
   }
   fmt::print(stderr, "eorva: {}. {} [y/N] ", Host::shownOn(STDERR_FILENO, strConsequence), strQuestion);
   std::string strAnswer;

@@ -5,7 +5,6 @@
 #include <fmt/ranges.h>
 
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 
 namespace Host {
@@ -17,11 +16,6 @@ bool areKnown(const ConfigValues& values) {
   return std::all_of(values.begin(), values.end(), [&](const auto& value) {
     return std::find(vecKeys.begin(), vecKeys.end(), value.first) != vecKeys.end();
   });
-}
-
-std::set<Json::Int64> storedOwners() {
-  Session session;
-  return ownersOf(listTasks(session));
 }
 
 }  // namespace
@@ -42,7 +36,7 @@ void changeConfig(const ConfigValues& values, bool blForce) {
   const ConfigLock lock;
   const auto itOutput = values.find("enable_output");
   const bool blOwnersCount = itOutput != values.end() && itOutput->second == "no" && !blForce;
-  changeConfig(lock, values, blOwnersCount ? storedOwners() : std::set<Json::Int64>());
+  changeConfig(lock, values, blOwnersCount ? ownersOf(listTasks()) : std::set<Json::Int64>());
 }
 
 }  // namespace Host

@@ -17,7 +17,6 @@
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "common/text/suggestion.h"
-#include "output_places.h"
 #include "scheduler_section.h"
 #include "settings.h"
 #include "settings_file.h"
@@ -53,7 +52,7 @@ std::string whyNotPlace(const std::string& strPath) {
   return strWhy.empty() ? "" : fmt::format("the share \"{}\": {}", strShare, strWhy);
 }
 
-/// Says what is wrong with one value by itself.
+/// Tells what is wrong with one value alone.
 std::string whyNotValue(const std::string& strKey, const std::string& strValue) {
   if (strKey == OUTPUT_PATH) {
     const std::string strWhy = whyNotPlace(strValue);
@@ -65,25 +64,24 @@ std::string whyNotValue(const std::string& strKey, const std::string& strValue) 
   return strWhy.empty() ? "" : fmt::format("{} {}, not \"{}\"", strKey, strWhy, strValue);
 }
 
-/// The value that will hold when these are set.
+/// The value after these are set.
 std::string textAfter(const ConfigValues& values, const std::string& strKey) {
   const auto itValue = values.find(strKey);
   return itValue != values.end() ? itValue->second : configText(strKey);
 }
 
-/// What the values say together with those that hold already.
+/// Checks the values together with those that stay.
 void checkTogether(const ConfigValues& values, const std::set<Json::Int64>& setOwners,
                    std::vector<std::string>& vecWhy) {
   const bool blOff = textAfter(values, ENABLE_OUTPUT) == "no";
   if (values.count(ENABLE_OUTPUT) > 0 && !blOff && textAfter(values, OUTPUT_PATH).empty()) {
-    vecWhy.emplace_back(
-        "output cannot be switched on without a place for it: use --output-path SHARE, or output_path=SHARE");
+    vecWhy.emplace_back("output has no place; set one with --output-path SHARE or output_path=SHARE");
   }
   if (values.count(ENABLE_OUTPUT) > 0 && blOff && setOwners.size() > 1 && textAfter(values, "shared_script") != "yes") {
-    vecWhy.push_back(
-        fmt::format("output is not switched off: there are tasks of {} owners, and without an output folder a script "
-                    "of one owner can be run with the rights of another (shared_script=yes consents to that)",
-                    setOwners.size()));
+    vecWhy.push_back(fmt::format(
+        "output is not switched off: there are tasks of {} owners, and without output a script of one owner "
+        "can run with the rights of another; to allow it, set shared_script=yes",
+        setOwners.size()));
   }
 }
 
@@ -181,7 +179,7 @@ void ConfigBefore::restore() const noexcept {
         replaceFile(strPath, *strText, MODE_READABLE);
       }
     } catch (...) {
-      // The failure that led here is the one to tell of.
+      // The first failure is the one to report.
       continue;
     }
   }

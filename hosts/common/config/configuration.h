@@ -1,6 +1,6 @@
 /// \file configuration.h
-/// Everything that can be set, by its key: the scheduler's section of the configuration (`output_path` and
-/// `enable_output`) and the settings of the programs (/etc/eorva.conf).
+/// All settings by key: the scheduler's section of the configuration (`output_path` and `enable_output`) and the
+/// settings of the programs (/etc/eorva.conf).
 
 #pragma once
 
@@ -18,34 +18,34 @@ namespace Host {
 /// Values by key, as people write them: numbers, "10G", "yes" and "no".
 using ConfigValues = std::map<std::string, std::string>;
 
-/// Every key, in the order in which they are shown.
+/// All keys, in the order in which they are shown.
 std::vector<std::string> configKeys();
 
-/// The value that holds; empty for an `output_path` that was never set.
-/// \throw Failure when there is no such key, or the value cannot be used; here and below.
+/// The current value; empty for an `output_path` that was never set.
+/// \throw Failure for an unknown key or an invalid value; here and below.
 std::string configText(const std::string& strKey);
 
-/// Every value that holds.
+/// All current values.
 ConfigValues configValues();
 
-/// Says what is wrong with values that are to be set.
-/// \param setOwners  owners of the tasks: scripts of several must not share one file.
-/// \return a sentence a problem, which begins with the key; empty when all may be set.
+/// Checks new values.
+/// \param setOwners  owners of the tasks: scripts of several owners must not share one file.
+/// \return a sentence for each problem; empty when all values can be set.
 std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set<Json::Int64>& setOwners);
 
-/// Sets values that have been looked over under the same lock: all of them, or none.
+/// Sets values that were checked under the same lock: all of them or none.
 void setConfig(const ConfigLock& lock, const ConfigValues& values);
 
-/// What was there before a change, so that the change can be taken back.
+/// The configuration before a change, to undo the change.
 class ConfigBefore {
 public:
   ConfigBefore();
 
-  /// Puts it back, as well as that can be done.
+  /// Restores it as far as possible.
   void restore() const noexcept;
 
 private:
-  std::map<std::string, std::optional<std::string>> m_mapFiles;  ///< text by path; nothing where there was no file
+  std::map<std::string, std::optional<std::string>> m_mapFiles;  ///< text by path; nothing for a missing file
 };
 
 }  // namespace Host

@@ -21,7 +21,7 @@ namespace Host {
 
 namespace {
 
-/// What a value may be.
+/// The form of a value.
 enum class Form { NUMBER, NUMBER_OR_ALL, SIZE, YES_OR_NO };
 
 using Member = std::variant<unsigned Settings::*, std::uint64_t Settings::*, bool Settings::*>;
@@ -63,7 +63,7 @@ std::optional<std::uint64_t> readDigits(std::string_view strText) {
   return blWhole ? std::optional(iValue) : std::nullopt;
 }
 
-/// "10G": bytes, or with K, M, G or T the multiple of 1024 that it stands for.
+/// Reads bytes, as in "10G"; the units are powers of 1024.
 std::optional<std::uint64_t> readSize(std::string_view strText) {
   constexpr std::string_view UNITS = "KMGT";
   const std::size_t iUnit = strText.empty() ? std::string_view::npos : UNITS.find(strText.back());
@@ -74,7 +74,7 @@ std::optional<std::uint64_t> readSize(std::string_view strText) {
   return count && *count <= MAX_SIZE >> cShift ? std::optional(*count << cShift) : std::nullopt;
 }
 
-/// Gives what a value stands for; nothing when it cannot be used.
+/// Reads a value; gives nothing when it is invalid.
 std::optional<std::uint64_t> readValue(const Rule& rule, std::string_view strValue) {
   if (rule.form == Form::YES_OR_NO) {
     return strValue == "yes" || strValue == "no" ? std::optional<std::uint64_t>(strValue == "yes") : std::nullopt;
@@ -97,7 +97,7 @@ std::string whyNotValue(const Rule& rule, const std::string& strValue) {
     case Form::YES_OR_NO:
       return "must be yes or no";
     case Form::SIZE:
-      return "must be a number of bytes, or a number with K, M, G or T after it; 0 is no limit";
+      return "must be a number of bytes, as in 500M or 10G (K, M, G, T); 0 is no limit";
     case Form::NUMBER_OR_ALL:
       return fmt::format("must be a number from {} to {}, or all", rule.iMin, rule.iMax);
     case Form::NUMBER:
@@ -122,7 +122,7 @@ std::string problemText(const Rule& rule, const std::string& strValue, const std
   return fmt::format("{}: {} {}, not \"{}\"", SETTINGS_PATH, rule.szKey, strWhy, strValue);
 }
 
-/// Gives the value of one setting; the default, and a problem, when what is set cannot be used.
+/// Gives the value of one setting; the default and a problem when it is invalid.
 std::uint64_t readRule(const Rule& rule, const Values& values, std::vector<std::string>& vecProblems) {
   const std::string strValue = valueOf(rule, values);
   if (const std::optional<std::uint64_t> value = readValue(rule, strValue)) {
@@ -187,7 +187,7 @@ std::vector<std::string> ignoredSettings() {
   const std::vector<std::string> vecKeys = settingKeys();
   for (const SettingLine& line : settingLines(readTextFile(SETTINGS_PATH).value_or(""))) {
     if (line.strKey.empty()) {
-      vecProblems.push_back(fmt::format("{}, line {}, is no KEY=VALUE: {}", SETTINGS_PATH, line.iLine, line.strText));
+      vecProblems.push_back(fmt::format("{}, line {}, is not KEY=VALUE: {}", SETTINGS_PATH, line.iLine, line.strText));
     } else if (std::find(vecKeys.begin(), vecKeys.end(), line.strKey) == vecKeys.end()) {
       vecProblems.push_back(fmt::format("{}, line {}: there is no setting \"{}\"{}", SETTINGS_PATH, line.iLine,
                                         line.strKey, didYouMean(line.strKey, vecKeys)));

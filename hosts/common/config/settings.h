@@ -1,5 +1,5 @@
 /// \file settings.h
-/// What administrators set for the programs here: /etc/eorva.conf, lines KEY=VALUE.
+/// The settings of the programs: /etc/eorva.conf, lines KEY=VALUE.
 
 #pragma once
 
@@ -14,42 +14,41 @@ namespace Host {
 /// Stands for "all" where runs are counted.
 inline constexpr unsigned KEEP_ALL = std::numeric_limits<unsigned>::max();
 
-/// The settings, from readSettings() or currentSettings(): the defaults are told by the installed file.
+/// The settings, from readSettings() or currentSettings(). The installed file names the defaults.
 struct Settings {
   unsigned cRetentionRuns = 0;          ///< newest runs of each task that are kept
-  unsigned cRetentionFailedRuns = 0;    ///< newest failed runs of each task that are kept besides
+  unsigned cRetentionFailedRuns = 0;    ///< newest failed runs of each task that are also kept
   std::uint64_t cbRetentionOutput = 0;  ///< bytes that all kept output may take; 0 is no limit
   unsigned cShutdownBudget = 0;         ///< seconds that all tasks of a shutdown have together
   unsigned cStopGrace = 0;              ///< seconds between TERM and KILL
-  bool blSharedScript = false;          ///< tasks of several owners may run although no output is kept
+  bool blSharedScript = false;          ///< tasks of several owners can run without output
 };
 
-/// Reads the settings. A value that cannot be used counts as not set, so that a slip of the pen keeps no event from
-/// running its tasks.
-/// \param vecProblems  receives a sentence for each of those, with the file, the key and the value.
+/// Reads the settings. An invalid value counts as not set: a mistake must not keep events from starting tasks.
+/// \param vecProblems  receives a sentence for each invalid value, with the file and the key.
 Settings readSettings(std::vector<std::string>& vecProblems);
 
-/// Reads the settings. \throw Failure that names every value that cannot be used.
+/// Reads the settings. \throw Failure that names every invalid value.
 Settings currentSettings();
 
-/// How long processes that are asked to end may take for it; the default when what is set cannot be used.
+/// The time between TERM and KILL; the default when the setting is invalid.
 std::chrono::seconds graceSetting();
 
 /// \name Single settings, by their key
 /// @{
 
-/// Every key, in the order of the file.
+/// All keys, in the order of the file.
 std::vector<std::string> settingKeys();
 
-/// The value that holds, as it is written in the file. \throw Failure when it cannot be used.
+/// The current value, as it is written in the file. \throw Failure when it is invalid.
 std::string settingText(const std::string& strKey);
 
-/// Says what is wrong with a value; empty when it may be used.
+/// Tells what is wrong with a value; empty when it is valid.
 std::string whyNotSetting(const std::string& strKey, const std::string& strValue);
 
 /// @}
 
-/// Says which lines of the file set nothing: those that are broken, and those whose key is unknown.
+/// Tells which lines of the file have no effect: broken lines and unknown keys.
 std::vector<std::string> ignoredSettings();
 
 }  // namespace Host

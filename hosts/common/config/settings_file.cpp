@@ -26,7 +26,7 @@ std::string_view trimmed(std::string_view strText) {
   return strText.substr(0, strText.find_last_not_of(BLANKS) + 1);
 }
 
-/// The key of a line; of a comment, the key that stands in it.
+/// The key of a line, or of a line in a comment.
 std::string_view keyOf(std::string_view strLine, bool blComment) {
   const auto skip = [&](std::string_view strChars) {
     strLine.remove_prefix(std::min(strLine.find_first_not_of(strChars), strLine.size()));
@@ -69,7 +69,9 @@ std::vector<SettingLine> settingLines(const std::string& strText) {
 std::map<std::string, std::string> settingValues(const std::string& strText) {
   std::map<std::string, std::string> mapValues;
   for (SettingLine& line : settingLines(strText)) {
-    mapValues[std::move(line.strKey)] = std::move(line.strValue);
+    if (!line.strKey.empty()) {
+      mapValues[std::move(line.strKey)] = std::move(line.strValue);
+    }
   }
   return mapValues;
 }

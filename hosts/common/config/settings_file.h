@@ -1,8 +1,8 @@
 /// \file settings_file.h
-/// The text of a file of lines KEY=VALUE, changed without losing what else is in it.
+/// A file of lines KEY=VALUE. A change keeps everything else in it.
 ///
-/// Blanks around key and value do not count; neither do empty lines and lines that begin with "#" or ";". One pair of
-/// quotes around the whole value, single or double, is taken off. When a key is there twice, the last line wins.
+/// Blanks around key and value are ignored, and so are empty lines and lines that begin with "#" or ";". A value can be
+/// in quotes, single or double. When a key occurs twice, the last line wins.
 
 #pragma once
 
@@ -17,18 +17,18 @@ namespace Host {
 struct SettingLine {
   std::size_t iLine = 0;  ///< counted from 1
   std::string strText;
-  std::string strKey;  ///< empty when it is no KEY=VALUE
+  std::string strKey;  ///< empty when the line is not KEY=VALUE
   std::string strValue;
 };
 
-/// Gives the lines that are meant to set something.
+/// Gives the lines that are not empty and no comments.
 std::vector<SettingLine> settingLines(const std::string& strText);
 
 /// Gives the values that are set, by key.
 std::map<std::string, std::string> settingValues(const std::string& strText);
 
-/// Gives the text with a setting changed. Its last line is replaced, since that one holds; without one, the new line
-/// stands below the comment that tells the default, or else at the end.
+/// Gives the text with a setting changed: the last line of the key is replaced. Without one, the new line follows the
+/// comment with the default, or is added at the end.
 std::string withSetting(const std::string& strText, const std::string& strKey, const std::string& strValue);
 
 }  // namespace Host

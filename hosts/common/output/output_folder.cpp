@@ -8,7 +8,6 @@
 
 #include "orva_platform.h"
 
-#include "common/config/output_places.h"
 #include "common/config/scheduler_section.h"
 #include "common/server/shares.h"
 #include "common/support/failure.h"

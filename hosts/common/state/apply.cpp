@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "common/store/session.h"
 #include "common/support/failure.h"
 
 namespace Host {
@@ -12,7 +13,7 @@ namespace {
 
 [[noreturn]] void failWith(const std::string& strName, const std::vector<std::string>& vecErrors) {
   std::string strText = fmt::format("{} is not applied:\n  {}", strName, fmt::join(vecErrors, "\n  "));
-  // In a name it would end the message.
+  // A NUL would end the message.
   std::replace(strText.begin(), strText.end(), '\0', '?');
   throw Failure(strText);
 }
@@ -27,15 +28,14 @@ StateDocument readDocument(const ApplyRequest& request, std::vector<std::string>
 
 }  // namespace
 
-ApplyPlan planApply(Session& session, const ApplyRequest& request) {
+ApplyPlan planApply(const ApplyRequest& request) {
   std::vector<std::string> vecErrors;
   const StateDocument document = readDocument(request, vecErrors);
   if (request.blPrune && !document.blTasks) {
-    vecErrors.emplace_back(
-        "tasks: is missing, and --prune would delete all of them; \"tasks: {}\" says that this is meant");
+    vecErrors.emplace_back("tasks: is missing; with --prune, write \"tasks: {}\" to delete all tasks");
   }
   ApplyPlan plan;
-  plan.before = currentState(session);
+  plan.before = currentState();
   plan.after = stateAfter(plan.before, document, request.blPrune);
   for (std::string& strError : whyNotState(plan.before, plan.after, request.events, plan.vecWarnings)) {
     vecErrors.push_back(std::move(strError));
@@ -45,6 +45,11 @@ ApplyPlan planApply(Session& session, const ApplyRequest& request) {
   }
   plan.difference = differenceOf(plan.before, plan.after);
   return plan;
+}
+
+std::vector<std::string> apply(const ApplyPlan& plan) {
+  Session session;
+  return changeState(session, plan.before, plan.after);
 }
 
 }  // namespace Host

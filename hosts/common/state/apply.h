@@ -11,13 +11,13 @@
 namespace Host {
 
 struct ApplyRequest {
-  std::string strText;  ///< the document
-  std::string strName;  ///< its name, for messages
+  std::string strText;   ///< the document
+  std::string strName;   ///< its name, for messages
   bool blPrune = false;  ///< delete the tasks that are not in it
   AllowedEvents events = AllowedEvents::CATALOGUE;
 };
 
-/// What would happen; changeState() makes it happen.
+/// The changes that a document asks for.
 struct ApplyPlan {
   StateDocument before;
   StateDocument after;
@@ -27,6 +27,9 @@ struct ApplyPlan {
 
 /// Compares a document with the state of this server, and checks what it asks for.
 /// \throw Failure with everything that is wrong, with the shape of the document and with what it asks for.
-ApplyPlan planApply(Session& session, const ApplyRequest& request);
+ApplyPlan planApply(const ApplyRequest& request);
+
+/// Makes these changes. \return notes for the user, a sentence each. \throw Failure as changeState() does.
+std::vector<std::string> apply(const ApplyPlan& plan);
 
 }  // namespace Host

@@ -29,7 +29,7 @@ namespace {
 
 constexpr mode_t MODE_CONFIG = 0644;
 
-/// What is kept beside the store; nothing else is ever put back, whatever stands in a file.
+/// The files of the configuration: a restore writes no others.
 constexpr std::array<const char*, 2> CONFIG_FILES = {CONFIG_PATH, SETTINGS_PATH};
 
 void addFile(const Database& database, const char* szPath, const std::string& strText, const std::string& strBackup) {
@@ -41,20 +41,20 @@ void addFile(const Database& database, const char* szPath, const std::string& st
   }
 }
 
-/// What a backup holds besides the store. A restore that was cut off may once have left some of it there.
+/// The tables that only a backup has. An interrupted restore of an old version may have left them in the store.
 void dropOwnTables(const Database& database, const std::string& strName) {
   execute(database, "drop table if exists backup_file; drop table if exists backup_owner", strName);
 }
 
-/// \throw Failure when the store is damaged: a copy of that is worth less than the backup that is there already.
+/// \throw Failure when the store is damaged: the backup that exists may be better.
 void requireIntact(const Database& copy, const std::string& strFile) {
   const std::string strProblem = firstText(copy, "pragma integrity_check", DATABASE_PATH);
   if (strProblem != "ok") {
-    // A headline that names the database comes first.
+    // The first line names the database.
     const std::size_t iLine = strProblem.starts_with("***") ? strProblem.find('\n') + 1 : 0;
     throw Failure(
-        fmt::format("the store {} is damaged ({}): nothing is backed up to {}; 'eorva restore FILE' puts a good backup "
-                    "in its place",
+        fmt::format("the store {} is damaged ({}); {} is not written. Restore an intact backup with: eorva restore "
+                    "FILE",
                     DATABASE_PATH, strProblem.substr(iLine, strProblem.find('\n', iLine) - iLine), strFile));
   }
 }
@@ -73,17 +73,16 @@ Database makeBackup(const std::string& strFile) {
   return backup;
 }
 
-/// Reads it once, so that what is checked is what is restored, whoever else can write there.
+/// Reads the file once: others may change it between the check and the restore.
 std::string readBackup(const std::string& strFile) {
   const UniqueFd fd(::open(strFile.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status{};
   if (!fd.isOpen() || fstat(fd.get(), &status) < 0) {
-    const std::string strWhy =
-        errno == ELOOP ? "it is a link; name the file that it leads to" : std::string(std::strerror(errno));
+    const std::string strWhy = errno == ELOOP ? "it is a link; name its target" : std::string(std::strerror(errno));
     throw Failure(fmt::format("cannot open {}: {}", strFile, strWhy));
   }
   if (!S_ISREG(status.st_mode)) {
-    throw Failure(fmt::format("cannot open {}: it is no plain file", strFile));
+    throw Failure(fmt::format("cannot open {}: it is not a regular file", strFile));
   }
   return readAll(fd.get(), strFile);
 }
@@ -105,14 +104,14 @@ std::map<std::string, std::string> filesOf(const Database& database, const std::
 
 void checkBackup(const Database& backup, const std::string& strFile) {
   if (firstText(backup, "pragma integrity_check", strFile) != "ok") {
-    throw Failure(fmt::format("{} is damaged: nothing is restored from it", strFile));
+    throw Failure(fmt::format("{} is damaged and cannot be restored", strFile));
   }
   const Database store = openStore();
   const std::string strVersion = firstText(backup, "pragma user_version", strFile);
   const std::string strHere = firstText(store, "pragma user_version", DATABASE_PATH);
   if (strVersion == "0" || std::stoi(strVersion) > std::stoi(strHere)) {
-    throw Failure(fmt::format("{} has the schema version {}, and this version of eorva knows those from 1 to {}",
-                              strFile, strVersion, strHere));
+    throw Failure(
+        fmt::format("{} has schema version {}; this eorva reads versions 1 to {}", strFile, strVersion, strHere));
   }
 }
 
@@ -120,15 +119,12 @@ void checkOwners(const Database& backup, const std::string& strFile, std::vector
   const std::optional<std::vector<std::string>> vecOther = otherOwners(backup, strFile);
   if (!vecOther) {
     vecWarnings.push_back(fmt::format(
-        "{} does not tell who the owners of its tasks were: their numbers are taken as they are, and 'eorva "
-        "task list' shows whose they are here",
-        strFile));
+        "{} has no names of task owners; their user ids are kept. Check the owners with: eorva task list", strFile));
   } else if (!vecOther->empty()) {
-    throw Failure(
-        fmt::format("nothing is restored from {}: scripts would run with the rights of others than their owners\n  "
-                    "{}\n--owners-as-numbered restores it all the same; 'eorva task edit TASK --owner USER' then sets "
-                    "who is meant",
-                    strFile, fmt::join(*vecOther, "\n  ")));
+    throw Failure(fmt::format(
+        "cannot restore {}: user ids of task owners belong to other users here\n  {}\nto restore these ids, add "
+        "--owners-as-numbered; then set the owners with: eorva task edit TASK --owner USER",
+        strFile, fmt::join(*vecOther, "\n  ")));
   }
 }
 
@@ -151,7 +147,7 @@ std::vector<std::string> restoreBackup(const std::string& strFile, Owners owners
   if (owners == Owners::THE_SAME) {
     checkOwners(backup, strFile, vecWarnings);
   }
-  // Before it becomes the store: so the store is never seen with them, wherever a restore is cut off.
+  // Before the copy: so an interrupted restore does not leave them in the store.
   dropOwnTables(backup, strFile);
   const ConfigLock lock;
   const DeferredSignals deferred;

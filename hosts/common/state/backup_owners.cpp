@@ -20,17 +20,17 @@ std::vector<sqlite3_int64> ownersIn(const Database& backup, const std::string& s
   return vecOwners;
 }
 
-/// \param strThen  who had the number; empty when nobody did. \param strNow  who has it.
+/// \param strThen  the user with this id at the backup; empty when there was none. \param strNow  the user here.
 std::string changeText(const std::string& strTask, sqlite3_int64 iOwner, const std::string& strThen,
                        const std::string& strNow) {
-  const std::string strIs = strNow.empty() ? "nobody's" : strNow + "'s";
+  const std::string strHere = strNow.empty() ? "no user" : strNow;
   if (strThen.empty()) {
-    return fmt::format("task \"{}\": the number of its owner, {}, was nobody's and is {} here", strTask, iOwner, strIs);
+    return fmt::format("task \"{}\": its owner {} had no name, and is {} here", strTask, iOwner, strHere);
   }
   const std::optional<uid_t> uid = findUser(strThen);
-  return fmt::format("task \"{}\": its owner is {}, whose number was {}; here that is {}, and {}", strTask, strThen,
-                     iOwner, strIs,
-                     uid ? fmt::format("{} has {}", strThen, *uid) : fmt::format("there is no {}", strThen));
+  return fmt::format("task \"{}\": its owner {} was {}; here {} is {}, and {}", strTask, iOwner, strThen, iOwner,
+                     strHere,
+                     uid ? fmt::format("{} is {}", strThen, *uid) : fmt::format("there is no user {}", strThen));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 /// \file backup_owners.h
-/// Whose the tasks of a backup are: the store knows numbers, and another server may have other users by them.
+/// The owners of the tasks in a backup. Owners are stored as user ids, and another server may use these ids for other
+/// users.
 
 #pragma once
 
@@ -11,12 +12,12 @@
 
 namespace Host {
 
-/// Writes down in a backup, in the table `backup_owner`, who the owners of its tasks are on this server.
+/// Stores the names of the owners in a backup, in the table `backup_owner`.
 /// \throw Failure that names the backup; here and below.
 void addOwners(const Database& backup, const std::string& strName);
 
-/// Compares the owners that were written down with the users of this server.
-/// \return a line for every task that would be somebody else's; nothing when the backup tells no names.
+/// Compares the stored names with the users of this server.
+/// \return a line for each task that would get another owner; nothing when the backup has no names.
 std::optional<std::vector<std::string>> otherOwners(const Database& backup, const std::string& strName);
 
 }  // namespace Host

@@ -33,8 +33,7 @@ bool isOwnFile(int fdFolder, const std::string& strName) {
   const char* const PATHS[] = {DATABASE_PATH, CONFIG_PATH, SETTINGS_PATH};
   return std::any_of(std::begin(PATHS), std::end(PATHS), [&](const char* szPath) {
     std::error_code error;
-    return isFile(fdFolder, strName, szPath) ||
-           isFile(fdFolder, strName, std::filesystem::canonical(szPath, error));
+    return isFile(fdFolder, strName, szPath) || isFile(fdFolder, strName, std::filesystem::canonical(szPath, error));
   });
 }
 
@@ -43,19 +42,19 @@ std::string whyNotTarget(int fdFolder, const std::string& strName) {
   struct stat status{};
   const bool blThere = strName.empty() || fstatat(fdFolder, strName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
   if (blThere && S_ISLNK(status.st_mode)) {
-    return "it is a link; name the file that it leads to";
+    return "it is a link; name its target";
   }
   if (blThere && !S_ISREG(status.st_mode)) {
-    return "it is no plain file";
+    return "it is not a regular file";
   }
   if (isOwnFile(fdFolder, strName)) {
-    return "it is a file of the store or the configuration itself";
+    return "it belongs to the store or the configuration";
   }
   std::error_code error;
   const std::filesystem::path database = std::filesystem::canonical(DATABASE_PATH, error);
-  // A journal, or a copy that a restore keeps, is or will be in that folder.
+  // SQLite has more files in that folder.
   const bool blStore = isFolder(fdFolder, STORE_FOLDER) || (!error && isFolder(fdFolder, database.parent_path()));
-  return blStore ? "the folder of the store is for the store alone" : "";
+  return blStore ? "it would be in the folder of the store" : "";
 }
 
 UniqueFd openFolder(const std::string& strFile) {
@@ -65,13 +64,13 @@ UniqueFd openFolder(const std::string& strFile) {
 
 }  // namespace
 
-BackupTarget::BackupTarget(const std::string& strFile)
-    : m_strFile(strFile), m_folder(openFolder(strFile)) {
+BackupTarget::BackupTarget(const std::string& strFile) : m_strFile(strFile), m_folder(openFolder(strFile)) {
   if (!m_folder.isOpen()) {
     throw Failure(fmt::format("cannot write {}: {}", strFile, std::strerror(errno)));
   }
-  if (const std::string strWhy = whyNotTarget(m_folder.get(), std::filesystem::path(strFile).filename()); !strWhy.empty()) {
-    throw Failure(fmt::format("nothing is backed up to {}: {}", strFile, strWhy));
+  if (const std::string strWhy = whyNotTarget(m_folder.get(), std::filesystem::path(strFile).filename());
+      !strWhy.empty()) {
+    throw Failure(fmt::format("cannot back up to {}: {}", strFile, strWhy));
   }
 }
 

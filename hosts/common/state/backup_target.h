@@ -1,5 +1,5 @@
 /// \file backup_target.h
-/// Where a backup may be put.
+/// The file of a backup.
 
 #pragma once
 
@@ -10,16 +10,15 @@
 
 namespace Host {
 
-/// The place of a backup. What is there would be replaced, so it must be a plain file, and none that the server works
-/// with; a link is not followed, for whoever made it would decide what is replaced.
+/// The place of a backup. A file that exists is replaced, so it must be a regular file, and none of the server's. A
+/// link is refused: whoever made it would choose the file that is replaced.
 class BackupTarget {
 public:
-  /// Looks at the place before anything is written, and holds its folder: what is written goes there, even when
-  /// somebody puts another folder, or a link, in its place meanwhile.
-  /// \throw Failure that names the file when nothing may be put there.
+  /// Checks the place and opens its folder: the file is written there even when somebody replaces the folder meanwhile.
+  /// \throw Failure that names the file when it cannot be written.
   explicit BackupTarget(const std::string& strFile);
 
-  /// Puts a file there that only root can read; whole, or not at all. \throw Failure that names it.
+  /// Writes a file that only root can read, completely or not at all. \throw Failure that names it.
   void write(std::string_view strContent) const;
 
 private:

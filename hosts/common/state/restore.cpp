@@ -13,8 +13,7 @@
 
 namespace Host {
 
-/// A run that goes on would be closed in a store that knows nothing of it, and the end of an execution writes back what
-/// it read before.
+/// An execution writes back records that it read before, and would overwrite restored ones.
 void checkRestore() {
   Session session;
   reconcile(session);
@@ -23,10 +22,11 @@ void checkRestore() {
     vecRuns.push_back(intOf(jRun, "result_id"));
   }
   if (!vecRuns.empty()) {
-    throw Failure(fmt::format("nothing is restored while something runs: run {}", fmt::join(vecRuns, ", ")));
+    throw Failure(fmt::format("cannot restore while run {} goes on; wait for it, or stop it with: eorva stop",
+                              fmt::join(vecRuns, ", ")));
   }
   if (isAnyExecutionAlive()) {
-    throw Failure("nothing is restored while an execution is under way; 'eorva runs list' shows when it has ended");
+    throw Failure("cannot restore while an execution goes on; 'eorva runs list' shows its runs");
   }
 }
 
@@ -35,7 +35,7 @@ Restored restore(const std::string& strFile, Owners owners) {
   checkRestore();
   Restored restored;
   restored.vecFiles = restoreBackup(strFile, owners, restored.vecWarnings);
-  // Runs that were under way at the time of the backup have been over for long.
+  // Runs that went on during the backup have ended since.
   Session session;
   reconcile(session);
   return restored;

@@ -1,5 +1,5 @@
 /// \file restore.h
-/// Putting a backup in the place of tasks, run records and configuration, while nothing runs.
+/// Replacing tasks, run records and configuration with a backup, while nothing runs.
 
 #pragma once
 
@@ -10,10 +10,10 @@
 
 namespace Host {
 
-/// What a restore has done.
+/// The result of a restore.
 struct Restored {
-  std::vector<std::string> vecFiles;     ///< the files of the configuration that were put back
-  std::vector<std::string> vecWarnings;  ///< what the user should know, a sentence each
+  std::vector<std::string> vecFiles;     ///< restored files of the configuration
+  std::vector<std::string> vecWarnings;  ///< a sentence each
 };
 
 /// \throw Failure when something runs, or may still start.

@@ -29,7 +29,7 @@ TaskGraph graphOf(const StateDocument& state) {
   Json::Value jTasks(Json::arrayValue);
   for (const auto& [strName, jTask] : state.mapTasks) {
     Json::Value& jShort = jTasks.append(Json::objectValue);
-    // A script can be long, and says nothing about who waits for whom.
+    // Scripts can be long, and the graph does not need them.
     for (const char* szMember : {"task_name", "event", "enable", "depend_on_task"}) {
       jShort[szMember] = memberOf(jTask, szMember);
     }
@@ -41,7 +41,7 @@ std::vector<std::string> errorsOf(const std::string& strTask, const Findings& fi
   std::vector<std::string> vecErrors;
   vecErrors.reserve(findings.vecErrors.size());
   for (const Finding& error : findings.vecErrors) {
-    vecErrors.push_back(fmt::format("task \"{}\": {}: {}", strTask, error.strMember, error.strReason));
+    vecErrors.push_back(fmt::format("task \"{}\": {}", strTask, error.text()));
   }
   return vecErrors;
 }
@@ -60,7 +60,7 @@ std::set<std::string> touchedTasks(const StateDifference& difference) {
   return setTouched;
 }
 
-/// What is wrong with a task that stays as it is, and was not wrong before.
+/// New faults of a task that is unchanged.
 std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& before, const TaskGraph& after,
                                    AllowedEvents events) {
   const std::string strTask = textOf(jTask, "task_name");
@@ -94,7 +94,7 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
       vecErrors.push_back(std::move(strError));
     }
     for (const Finding& warning : findings.vecWarnings) {
-      vecWarnings.push_back(fmt::format("task \"{}\": {}: {}", strTask, warning.strMember, warning.strReason));
+      vecWarnings.push_back(fmt::format("task \"{}\": {}", strTask, warning.text()));
     }
   }
 }
@@ -127,7 +127,7 @@ Json::Value storedTasks(const StateDocument& state) {
 }
 
 void storeTasks(Session& session, const StateDifference& difference, const StateDocument& after) {
-  // First those that go: a new name may look like an old one.
+  // Deleted first: a new name may be the same as an old one but for its case.
   for (const std::string& strTask : difference.vecDeleted) {
     Json::Value jIn(Json::objectValue);
     jIn["task_name"] = strTask;
@@ -144,7 +144,7 @@ void storeTasks(Session& session, const StateDifference& difference, const State
   }
   for (const std::string& strTask : difference.vecChanged) {
     Json::Value jTask = after.mapTasks.at(strTask);
-    // What is absent here is to be empty.
+    // A missing description means an empty one.
     jTask["description"] = textOf(jTask, "description");
     if (taskPreAction(jTask) < 0 || recUpdate(session.tasks(), jTask, session.db()) < 0) {
       failStore(strTask);
@@ -204,17 +204,16 @@ std::vector<std::string> whyNotState(const StateDocument& before, const StateDoc
 
 std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after) {
   const StateDifference difference = differenceOf(before, after);
-  // While these are held none of the tasks is started, and none of them runs.
+  // While this is held, none of the tasks runs or is started.
   std::vector<std::string> vecTouched = difference.vecChanged;
   vecTouched.insert(vecTouched.end(), difference.vecDeleted.begin(), difference.vecDeleted.end());
   const TaskChange change(session, vecTouched, "changed");
   const ConfigLock configLock;
   WriteLock lock(session);
   if (!(currentState(session) == before)) {
-    throw Failure(
-        "the tasks or the configuration were changed by somebody else meanwhile: look at the difference again");
+    throw Failure("somebody else changed the tasks or the configuration meanwhile; apply the document again");
   }
-  // Files and store cannot change in one step, so nobody ends this between them.
+  // Files and store change in two steps, so signals wait.
   const DeferredSignals deferred;
   storeTasks(session, difference, after);
   const ConfigBefore configBefore;

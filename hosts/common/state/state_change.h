@@ -1,5 +1,5 @@
 /// \file state_change.h
-/// The way from the state of a server to another one: looked over whole, then gone whole or not at all.
+/// Changing the state of a server: all of it or nothing.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 
 namespace Host {
 
-/// What is different, by name.
+/// The differences, by name.
 struct StateDifference {
   std::vector<std::string> vecCreated;
   std::vector<std::string> vecChanged;
@@ -21,22 +21,22 @@ struct StateDifference {
   bool isEmpty() const { return vecCreated.empty() && vecChanged.empty() && vecDeleted.empty() && vecConfig.empty(); }
 };
 
-/// The state that holds when a document is applied.
+/// The state after a document is applied.
 /// \param blPrune  true: tasks that are not in the document are deleted.
 StateDocument stateAfter(const StateDocument& before, const StateDocument& document, bool blPrune);
 
 StateDifference differenceOf(const StateDocument& before, const StateDocument& after);
 
-/// Looks a change over.
-/// \param vecWarnings  receives what may be meant so, but will hardly do what is wanted.
-/// \return everything that is wrong, a sentence each; empty when the change may be made.
+/// Checks a change.
+/// \param vecWarnings  receives warnings, a sentence each.
+/// \return everything that is wrong, a sentence each; empty when the change can be made.
 std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings);
 
-/// Makes a change that has been looked over, in one transaction.
-/// \throw Failure when the state is not `before` any more, a task runs, or something cannot be stored; nothing has
-///        been changed then.
-/// \return what the user should know besides, a sentence each.
+/// Makes a change that has been checked, in one transaction.
+/// \throw Failure when the state is not `before` any more, a task runs, or something cannot be stored; nothing is
+///        changed then.
+/// \return notes for the user, a sentence each.
 std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after);
 
 }  // namespace Host

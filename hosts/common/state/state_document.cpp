@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"
@@ -26,7 +27,7 @@ constexpr char WAITS_FOR[] = "waits_for";
 constexpr char SCRIPT[] = "script";
 constexpr char SCRIPT_BASE64[] = "script_base64";
 
-/// Members that stand in the document as they are stored, in its order.
+/// Members that the document has as they are stored, in its order.
 constexpr std::array<const char*, 8> PLAIN_MEMBERS = {
     "enable",        "description",     "time_limit",  "run_the_same_time",
     "notify_enable", "notify_if_error", "notify_mail", "operation_type"};
@@ -47,7 +48,7 @@ const Json::Value& usualTask() {
   return J_USUAL;
 }
 
-/// A record in the form of the user interface, with one way to say each thing.
+/// A record in the form of the user interface, with defaults, so that equal tasks are equal records.
 Json::Value inOneForm(Json::Value jTask) {
   fillDefaults(jTask);
   if (textOf(jTask, "description").empty()) {
@@ -58,7 +59,7 @@ Json::Value inOneForm(Json::Value jTask) {
 
 // --- writing ---------------------------------------------------------------------------------------------------
 
-/// The owner by name; by number when there is no such user any more.
+/// The owner by name, or by uid when the user does not exist any more.
 Json::Value ownerForFile(const Json::Value& jTask) {
   std::string strUid;
   const std::string strName = ownerName(memberOf(jTask, "owner"), strUid);
@@ -85,7 +86,7 @@ Json::Value taskForFile(const std::string& strTask, const Json::Value& jTask) {
   jOut[isUtf8(strScript) ? SCRIPT : SCRIPT_BASE64] = isUtf8(strScript) ? strScript : toBase64(strScript);
   for (const std::string& strMember : jOut.getMemberNames()) {
     if (jOut[strMember].isString() && !isUtf8(jOut[strMember].asString())) {
-      throw Failure(fmt::format("the task \"{}\" cannot be written as text: its {} is no UTF-8", strTask, strMember));
+      throw Failure(fmt::format("cannot export the task \"{}\": its {} is not UTF-8", strTask, strMember));
     }
   }
   return jOut;
@@ -116,7 +117,7 @@ std::string taskText(const std::string& strTask, const Json::Value& jTask) {
   return strText;
 }
 
-/// A number stays one, so that others can count with it.
+/// Numbers are written as numbers, for other programs.
 Json::Value configForFile(const std::string& strText) {
   const bool blNumber = !strText.empty() && strText.size() < 18 &&
                         strText.find_first_not_of("0123456789") == std::string::npos &&
@@ -143,7 +144,7 @@ public:
     const Json::Value& jTasks = memberOf(jDocument, "tasks");
     m_state.blTasks = !jTasks.isNull();
     if (!jTasks.isNull() && !jTasks.isObject()) {
-      error("tasks", "must have a member for each task, its name");
+      error("tasks", "must be a list of names and tasks, as in NAME: {event: ...}");
       return std::move(m_state);
     }
     for (const std::string& strTask : jTasks.isObject() ? jTasks.getMemberNames() : std::vector<std::string>()) {
@@ -161,14 +162,14 @@ private:
                      const std::vector<std::string>& vecKnown) {
     for (const std::string& strMember : jObject.getMemberNames()) {
       if (std::find(vecKnown.begin(), vecKnown.end(), strMember) == vecKnown.end()) {
-        error(strWhere, fmt::format("\"{}\" is no member of it; there are {}", strMember, fmt::join(vecKnown, ", ")));
+        error(strWhere, fmt::format("unknown member \"{}\"; the members are {}", strMember, fmt::join(vecKnown, ", ")));
       }
     }
   }
 
   void readConfig(const Json::Value& jConfig) {
     if (!jConfig.isNull() && !jConfig.isObject()) {
-      error("configuration", "must have a member for each setting");
+      error("configuration", "must be a list of settings, as in SETTING: VALUE");
       return;
     }
     for (const std::string& strKey : jConfig.isObject() ? jConfig.getMemberNames() : std::vector<std::string>()) {
@@ -186,7 +187,7 @@ private:
   void readTask(const std::string& strTask, const Json::Value& jFile) {
     const std::string strWhere = fmt::format("task \"{}\"", strTask);
     if (!jFile.isObject()) {
-      error(strWhere, "must have members: event, owner and script at least");
+      error(strWhere, "must have at least event, owner and script");
       return;
     }
     refuseUnknown(strWhere, jFile, {MEMBER_ORDER.begin(), MEMBER_ORDER.end()});
@@ -235,7 +236,7 @@ private:
   void readScript(const std::string& strWhere, const Json::Value& jFile, Json::Value& jTask) {
     const bool blText = jFile.isMember(SCRIPT);
     if (blText == jFile.isMember(SCRIPT_BASE64)) {
-      error(strWhere, blText ? "script and script_base64 do not go together" : "script is missing");
+      error(strWhere, blText ? "has both script and script_base64" : "script is missing");
       return;
     }
     const Json::Value& jScript = jFile[blText ? SCRIPT : SCRIPT_BASE64];
@@ -266,6 +267,11 @@ StateDocument currentState(Session& session) {
     state.mapTasks[textOf(jStored, "task_name")] = inOneForm(requestOf(jStored));
   }
   return state;
+}
+
+StateDocument currentState() {
+  Session session;
+  return currentState(session);
 }
 
 Json::Value stateJson(const StateDocument& state) {

@@ -1,6 +1,5 @@
 /// \file state_document.h
-/// Everything about a server that is set by hand: its tasks and its configuration, as one document that is the same
-/// for the same state.
+/// The tasks and the configuration of a server as one document. The same state gives the same document.
 ///
 ///     version: 1
 ///     configuration:
@@ -16,10 +15,10 @@
 ///           tar -cf /srv/backup.tar /home
 ///     ...
 ///
-/// The last line tells that nothing is missing.
-/// Of a task, `event`, `owner` and a script are required. The rest is absent where it is usual: `enable: true`,
+/// Without the last line the document is incomplete.
+/// A task needs `event`, `owner` and a script. Members with defaults are left out: `enable: true`,
 /// `waits_for: []`, `description: ""`, `time_limit: 0`, `run_the_same_time: false`, `notify_enable: false`,
-/// `notify_if_error: false`, `notify_mail: ""`, `operation_type: script`. A script that is no text in UTF-8 is
+/// `notify_if_error: false`, `notify_mail: ""`, `operation_type: script`. A script that is not UTF-8 is
 /// `script_base64`.
 
 #pragma once
@@ -36,15 +35,16 @@ namespace Host {
 class Session;
 
 struct StateDocument {
-  ConfigValues config;                          ///< what is not set stays as it is
+  ConfigValues config;                          ///< settings that are missing are unchanged
   std::map<std::string, Json::Value> mapTasks;  ///< records in the form of the user interface, by name
-  bool blTasks = true;                          ///< false for a document that does not speak of tasks
+  bool blTasks = true;                          ///< false for a document without tasks
 };
 
 bool operator==(const StateDocument& left, const StateDocument& right);
 
-/// The state of this server.
+/// The state of this server; without a session, in one of its own.
 StateDocument currentState(Session& session);
+StateDocument currentState();
 
 /// The document, in YAML. \throw Failure when a task cannot be written as text.
 std::string stateText(const StateDocument& state);
@@ -53,7 +53,7 @@ std::string stateText(const StateDocument& state);
 Json::Value stateJson(const StateDocument& state);
 
 /// Reads a document in YAML or JSON.
-/// \param vecErrors  receives what is wrong with its shape; what can be read is given all the same.
+/// \param vecErrors  receives faults of its structure; the rest is read.
 /// \throw Failure when it is neither.
 StateDocument readState(const std::string& strText, std::vector<std::string>& vecErrors);
 

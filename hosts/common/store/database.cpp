@@ -13,7 +13,7 @@ namespace {
 
 constexpr char MEMORY[] = ":memory:";
 
-/// Bytes of the header that tell whether a journal beside the file belongs to it, and the value for "no".
+/// Bytes of the header that tell whether the file has a write-ahead log, and the value for "no".
 constexpr std::size_t FORMAT_TO_WRITE = 18;
 constexpr std::size_t FORMAT_TO_READ = 19;
 constexpr char WITHOUT_JOURNAL = 1;
@@ -58,7 +58,7 @@ Database databaseOf(const std::string& strContent, const std::string& strName) {
   }
   std::memcpy(memory.get(), strContent.data(), strContent.size());
   const auto cb = static_cast<sqlite3_int64>(strContent.size());
-  // It frees the memory also when it fails.
+  // It also frees the memory when it fails.
   const int iCode = sqlite3_deserialize(database.get(), "main", memory.release(), cb, cb,
                                         SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE);
   if (iCode != SQLITE_OK) {
@@ -105,7 +105,7 @@ void execute(const Database& database, const char* szSql, const std::string& str
 Statement prepare(const Database& database, const char* szSql, const std::string& strName) {
   sqlite3_stmt* pStatement = nullptr;
   if (sqlite3_prepare_v2(database.get(), szSql, -1, &pStatement, nullptr) != SQLITE_OK) {
-    throw Failure(fmt::format("{} is no backup: {}", strName, sqlite3_errmsg(database.get())));
+    throw Failure(fmt::format("{} is not a backup: {}", strName, sqlite3_errmsg(database.get())));
   }
   return Statement(pStatement);
 }
@@ -113,7 +113,7 @@ Statement prepare(const Database& database, const char* szSql, const std::string
 std::string firstText(const Database& database, const char* szSql, const std::string& strName) {
   const Statement statement = prepare(database, szSql, strName);
   if (sqlite3_step(statement.get()) != SQLITE_ROW) {
-    throw Failure(fmt::format("{} is no backup: {}", strName, sqlite3_errmsg(database.get())));
+    throw Failure(fmt::format("{} is not a backup: {}", strName, sqlite3_errmsg(database.get())));
   }
   return columnText(statement, 0);
 }

@@ -1,5 +1,5 @@
 /// \file database.h
-/// The databases that a backup and a restore work with: the store, and copies of it in memory.
+/// SQLite databases: the store, and copies of it in memory for backups.
 
 #pragma once
 
@@ -19,20 +19,19 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
-/// \throw Failure that names what is the matter, with the name of the database; here and below.
+/// \throw Failure with the name of the database; here and below.
 Database openStore();
 
-/// A copy of the store as it is at this moment, in memory: there is nobody who could change it, or what it stands in,
-/// and nothing is left behind when the command is ended.
+/// A copy of the store in memory: nobody can change it, and no file remains when the command is killed.
 Database copyOfStore();
 
 /// A database in memory with the content of a file.
 Database databaseOf(const std::string& strContent, const std::string& strName);
 
-/// What a file holds that is this database: one file, without a journal beside it.
+/// The content of a database file without a journal.
 std::string contentOf(const Database& database, const std::string& strName);
 
-/// Copies a whole database in one go, so that what comes out is one state; waits for writers.
+/// Copies a whole database as one state; waits for writers.
 void copyDatabase(const Database& from, const Database& to, const std::string& strName);
 
 void execute(const Database& database, const char* szSql, const std::string& strName);

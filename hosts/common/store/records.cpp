@@ -50,6 +50,16 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   return jSorted;
 }
 
+Json::Value listTasks() {
+  Session session;
+  return listTasks(session);
+}
+
+Json::Value requireTask(const std::string& strTask) {
+  Session session;
+  return requireTask(session, strTask);
+}
+
 std::set<Json::Int64> ownersOf(const Json::Value& jTasks) {
   std::set<Json::Int64> setOwners;
   for (const Json::Value& jTask : jTasks) {
@@ -76,7 +86,7 @@ Json::Value requireTask(Session& session, const std::string& strTask) {
 
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest) {
   Json::Value jFilter(Json::objectValue);
-  // The store orders what it gives by the key and sets no limit; a query inside the clause may.
+  // The store has no limit of its own, so a query in the clause sets it.
   jFilter["orvaSqlWhereFilter"] =
       cNewest == 0
           ? strWhere

@@ -30,6 +30,10 @@ private:
 /// \throw Failure when the store fails; here and below.
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
 
+/// Lists tasks, or gives one, in a session of its own.
+Json::Value listTasks();
+Json::Value requireTask(const std::string& strTask);
+
 /// The uids that own these tasks; -1 stands for those without one. \param jTasks  array of stored task records.
 std::set<Json::Int64> ownersOf(const Json::Value& jTasks);
 

@@ -50,7 +50,7 @@ void Session::open() {
       initConfig("task_result", jConfig, &m_pDb, &m_pApiResult) < 0) {
     throw Failure(fmt::format("cannot open the store {}: {}", DATABASE_PATH, SEE_LOG));
   }
-  // A connection that SQLite failed to open is handed over all the same.
+  // The library also gives a connection that SQLite failed to open.
   const int iCode = sqlite3_errcode(m_pDb);
   if (iCode == SQLITE_CANTOPEN || iCode == SQLITE_NOTADB || iCode == SQLITE_NOMEM) {
     throw Failure(fmt::format("cannot open the store {}: {}", DATABASE_PATH, sqlite3_errmsg(m_pDb)));

@@ -1,5 +1,5 @@
 /// \file session.h
-/// The three handles of the library, for as long as one request lasts.
+/// The three handles of the library, for one request.
 
 #pragma once
 
@@ -10,9 +10,9 @@
 
 namespace Host {
 
-/// Opens the database and both store handles, and releases them in the order that the library wants.
+/// Opens the database and both store handles, and closes them in the order that the library needs.
 ///
-/// A session must not live across a fork: SQLite connections do not survive one.
+/// A session must not be open at a fork: SQLite connections do not survive one.
 class Session {
 public:
   enum class Store {
@@ -23,7 +23,7 @@ public:
   /// \throw Failure when something could not be opened.
   explicit Session(Store store = Store::MUST_EXIST);
 
-  /// Rolls back what a failed call left open, then closes.
+  /// Rolls back a transaction that a failed call left open, then closes.
   ~Session();
 
   Session(const Session&) = delete;
@@ -42,14 +42,13 @@ private:
   OrvaJsonDbApi* m_pApiResult = nullptr;
 };
 
-/// Holds the database's write lock, so that what is read meanwhile still holds when it is written.
+/// Holds the write lock of the database: nobody changes records between a read and a write.
 class WriteLock {
 public:
-  /// Waits for another writer.
-  /// \throw Failure when the lock cannot be had in that time.
+  /// Waits for other writers. \throw Failure when the time is over.
   explicit WriteLock(Session& session, std::chrono::milliseconds limit = std::chrono::seconds(10));
 
-  /// Rolls back what was not committed.
+  /// Rolls back unless commit() was called.
   ~WriteLock();
 
   WriteLock(const WriteLock&) = delete;

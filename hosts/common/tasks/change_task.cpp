@@ -17,7 +17,7 @@ namespace Host {
 
 namespace {
 
-/// The members that are new or different.
+/// The members of the first record that are new or different.
 Json::Value differences(const Json::Value& jTask, const Json::Value& jBefore) {
   Json::Value jUpdate(Json::objectValue);
   for (const std::string& strMember : jTask.getMemberNames()) {
@@ -31,13 +31,11 @@ Json::Value differences(const Json::Value& jTask, const Json::Value& jBefore) {
 void checkChange(const std::string& strTask, const Json::Value& jTask, const Json::Value& jBefore,
                  const std::optional<std::string>& strScript) {
   if (strScript && textOf(jBefore, "operation") != *strScript) {
-    throw Failure(fmt::format("the script of \"{}\" was changed by somebody else meanwhile", strTask));
+    throw Failure(fmt::format("somebody else changed the script of \"{}\" meanwhile", strTask));
   }
   if (textOf(jTask, "task_name") != strTask) {
-    throw Failure(
-        fmt::format("the record has another task_name than \"{}\": 'eorva task rename' gives a task a "
-                    "new name",
-                    strTask));
+    throw Failure(fmt::format(
+        "the record has another task_name than \"{}\"; to rename the task, use 'eorva task rename'", strTask));
   }
 }
 
@@ -46,7 +44,7 @@ struct Stored {
   std::vector<Finding> vecWarnings;
 };
 
-/// One try, in one transaction.
+/// Makes the change, in one transaction.
 Stored store(Session& session, const std::string& strTask, const Json::Value& jChanges, AllowedEvents events,
              const std::optional<std::string>& strScript) {
   WriteLock lock(session);
@@ -67,7 +65,7 @@ Stored store(Session& session, const std::string& strTask, const Json::Value& jC
   return {jDifferent, std::move(vecWarnings)};
 }
 
-/// A run that goes on stays its owner's: what it leaves, and the mail about it, are read in the task's owner's name.
+/// The owner stays while a run goes on: its output and mail are read with the owner's rights.
 TaskChange lockForChange(Session& session, const std::string& strTask, const Json::Value& jChanges) {
   const Json::Value jBefore = requestOf(requireTask(session, strTask));
   if (jChanges.isMember("owner") && jChanges["owner"] != jBefore["owner"]) {
@@ -76,8 +74,8 @@ TaskChange lockForChange(Session& session, const std::string& strTask, const Jso
   return TaskChange(session, {strTask}, "changed", TaskChange::Running::ALLOWED);
 }
 
-/// The end of a run writes back the whole record that was read a moment before; a change that came in between is
-/// made again.
+/// The end of a run writes back a whole record that the library read before. So the change is repeated when it was
+/// lost.
 void makeSure(Session& session, const std::string& strTask, Json::Value jDifferent) {
   while (!livePidsOf(session, strTask).empty()) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));

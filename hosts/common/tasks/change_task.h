@@ -12,17 +12,16 @@
 
 namespace Host {
 
-/// What has become of a task.
+/// The result of a change.
 struct TaskChanged {
-  std::vector<std::string> vecMembers;  ///< those that are different now
+  std::vector<std::string> vecMembers;  ///< the changed members
   std::vector<Finding> vecWarnings;     ///< what the user should know
 };
 
-/// Changes a task, after it has been looked over.
+/// Checks a change of a task, and makes it.
 /// \param jChanges   members in the form of the user interface.
-/// \param strScript  when given, the script that must still be there: the change was made from it.
-/// \return what is different now.
-/// \throw Failure with all that is wrong; the task stays as it is then.
+/// \param strScript  when given, the script that the change was made from: it must still be there.
+/// \throw Failure with everything that is wrong; the task is unchanged then.
 TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, AllowedEvents events,
                        const std::optional<std::string>& strScript = std::nullopt);
 

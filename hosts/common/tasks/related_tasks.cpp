@@ -11,14 +11,14 @@ namespace Host {
 
 namespace {
 
-/// The library walks on without end in a graph that nobody should have stored.
+/// The library never returns from a circle.
 void refuseEndlessWalk(const TaskGraph& graph, const std::string& strTask) {
   std::string strReasons;
   for (const std::string& strWhy : graph.whyEndless(graph.withReachedBy({strTask}))) {
     strReasons += "\n  " + strWhy;
   }
   if (!strReasons.empty()) {
-    throw Failure(fmt::format("the tasks around \"{}\" cannot be walked through:{}", strTask, strReasons));
+    throw Failure(fmt::format("cannot list the tasks around \"{}\":{}", strTask, strReasons));
   }
 }
 
@@ -36,7 +36,8 @@ RelateType typeOf(Relation relation) {
 
 }  // namespace
 
-Json::Value relatedTasks(Session& session, const std::string& strTask, Relation relation) {
+Json::Value relatedTasks(const std::string& strTask, Relation relation) {
+  Session session;
   requireTask(session, strTask);
   refuseEndlessWalk(TaskGraph(listTasks(session)), strTask);
   Json::Value jIn(Json::objectValue);
@@ -45,7 +46,7 @@ Json::Value relatedTasks(Session& session, const std::string& strTask, Relation 
   Json::Value jOut(Json::arrayValue);
   if (recListRelate(session.tasks(), jIn, jOut, session.db()) < 0) {
     throw Failure(fmt::format(
-        "cannot find the tasks around \"{}\"; the reason is in the system log (--log-stdout shows it here)", strTask));
+        "cannot list the tasks around \"{}\"; the reason is in the system log (--log-stdout shows it)", strTask));
   }
   return jOut;
 }

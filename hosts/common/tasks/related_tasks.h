@@ -8,8 +8,6 @@
 
 namespace Host {
 
-class Session;
-
 enum class Relation {
   NEEDS,       ///< all that it waits for, directly or through others
   NEEDED_BY,   ///< all that wait for it, directly or through others
@@ -18,6 +16,6 @@ enum class Relation {
 
 /// Lists the records of the tasks around one.
 /// \throw Failure when there is no such task, or a walk through the tasks would not end.
-Json::Value relatedTasks(Session& session, const std::string& strTask, Relation relation);
+Json::Value relatedTasks(const std::string& strTask, Relation relation);
 
 }  // namespace Host

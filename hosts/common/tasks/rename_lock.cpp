@@ -18,7 +18,7 @@ namespace Host {
 
 namespace {
 
-/// How long a record that has been read may take to be written back.
+/// How long the library may take from reading a record to writing it back.
 constexpr std::chrono::milliseconds WRITE_TIME{100};
 
 std::vector<std::string> dependantsOf(Session& session, const std::string& strTask) {
@@ -43,7 +43,7 @@ bool contains(const std::vector<std::string>& vecNames, const std::string& strNa
 RenameLock::RenameLock(Session& session, const std::vector<std::string>& vecNames, const char* szDone,
                        std::chrono::milliseconds limit)
     : m_session(session), m_vecNames(vecNames), m_vecDependants(dependantsOf(session, vecNames.front())) {
-  // Who waits for the task can change until it is locked.
+  // The dependants can change until they are locked.
   for (;;) {
     m_change.emplace(session, Subtree{m_vecNames, m_vecDependants}, szDone, limit);
     std::vector<std::string> vecNow = dependantsOf(session, m_vecNames.front());
@@ -81,8 +81,8 @@ void RenameLock::changeLists() const {
     jUpdate["depend_on_task"] = writeDependencyList(vecNeeds);
     if (recUpdate(m_session.tasks(), jUpdate, m_session.db()) < 0) {
       throw Failure(
-          fmt::format("the store refused to take \"{0}\" off the list of the task \"{1}\": set it anew, with "
-                      "'eorva task edit {1} --after ...'",
+          fmt::format("the store refused to change the tasks that \"{1}\" waits for; remove \"{0}\" with: eorva task "
+                      "edit {1} --after ...",
                       m_vecNames.front(), strTask));
     }
   }

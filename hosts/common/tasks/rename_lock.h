@@ -1,8 +1,8 @@
 /// \file rename_lock.h
 /// The right to rename or to delete a task.
 ///
-/// Both rewrite the lists of the tasks that wait for it. An execution that is about to start one of those would write
-/// its old list back, and that would wait for a task that is gone, for ever.
+/// Both change the lists of the dependants. An execution that is about to start a dependant would write its old list
+/// back, and the dependant would wait for a missing task.
 
 #pragma once
 
@@ -17,21 +17,19 @@ namespace Host {
 
 class Session;
 
-/// While it lasts, neither the task nor those that wait for it are started or changed by others.
+/// While it exists, nobody else starts or changes the task or its dependants.
 class RenameLock {
 public:
-  /// \param vecNames  the task, and the name that it is to get, if it is to get one.
-  /// \param szDone    what is to be done with it, for the message: "deleted", "renamed".
-  /// \throw Failure when the task runs, or when it or one that waits for it is about to be started, or is being changed
-  ///        by somebody else.
+  /// \param vecNames  the task, and its new name if it gets one.
+  /// \param szDone    the change, for messages: "deleted", "renamed".
+  /// \throw Failure when the task runs, or when somebody else is about to start or change it or a dependant.
   RenameLock(Session& session, const std::vector<std::string>& vecNames, const char* szDone,
              std::chrono::milliseconds limit = TaskChange::LIMIT);
 
-  /// The tasks that wait for it, as long as it has not been renamed or deleted.
+  /// The tasks that wait for it; valid until it is renamed or deleted.
   const std::vector<std::string>& dependants() const { return m_vecDependants; }
 
-  /// To be called when it has been done. A run that goes on may write back the list that it has read a moment before;
-  /// then that list is changed again.
+  /// Call this after the change. A run may write an old list back; then the list is changed again.
   void makeSure() const;
 
 private:

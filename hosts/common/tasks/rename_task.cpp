@@ -32,22 +32,22 @@ constexpr char DELETED[] = "deleted";
 constexpr char RENAMED[] = "renamed";
 constexpr auto BUSY_LIMIT = std::chrono::seconds(10);
 
-/// The library changes the first copy of an entry alone, and a second one would wait for a task that is gone.
+/// The library changes only the first copy of an entry; the second would wait for a missing task.
 void refuseDoubleEntries(Session& session, const std::string& strTask) {
   for (const Json::Value& jTask : listTasks(session)) {
     const std::vector<std::string> vecNeeds = readDependencyList(textOf(jTask, "depend_on_task"));
     if (std::count(vecNeeds.begin(), vecNeeds.end(), strTask) > 1) {
       const std::string strOther = textOf(jTask, "task_name");
-      throw Failure(
-          fmt::format("the task \"{0}\" lists \"{1}\" twice: set its list anew, with 'eorva task edit {0} "
-                      "--after {1} ...'",
-                      strOther, strTask));
+      throw Failure(fmt::format(
+          "the task \"{0}\" waits for \"{1}\" twice; set the tasks that it waits for with: eorva task edit {0} "
+          "--after {1} ...",
+          strOther, strTask));
     }
   }
 }
 
-/// Makes a change that the library makes in a transaction of its own. It does not wait for other writers, and a
-/// failure leaves its transaction open: so each try has a connection of its own.
+/// Calls a function of the library that has its own transaction. It does not wait for other writers, and a failure
+/// leaves the transaction open. So each try has its own connection.
 void changeSubtree(const std::string& strTask, const char* szDo, const std::function<int(Session&)>& fnChange) {
   const auto deadline = std::chrono::steady_clock::now() + BUSY_LIMIT;
   for (;;) {
@@ -58,10 +58,9 @@ void changeSubtree(const std::string& strTask, const char* szDo, const std::func
       return;
     }
     if ((sqlite3_errcode(session.db()) & 0xFF) != SQLITE_BUSY) {
-      throw Failure(
-          fmt::format("the store refused to {} the task \"{}\"; the reason is in the system log (--log-stdout "
-                      "shows it here)",
-                      szDo, strTask));
+      throw Failure(fmt::format(
+          "the store refused to {} the task \"{}\"; the reason is in the system log (--log-stdout shows it)", szDo,
+          strTask));
     }
     if (std::chrono::steady_clock::now() > deadline) {
       throw Failure(fmt::format("cannot {} the task \"{}\": other processes keep writing to the store", szDo, strTask));
@@ -70,7 +69,7 @@ void changeSubtree(const std::string& strTask, const char* szDo, const std::func
   }
 }
 
-/// The folder of a task moves in every place, or in none.
+/// Moves the task folder in every place, or in none.
 class FolderMove {
 public:
   FolderMove(const std::string& strTask, const std::string& strNew)
@@ -100,8 +99,8 @@ private:
   std::vector<std::pair<OutputFolder, std::vector<OutputFolder::Move>>> m_vecMoved;
 };
 
-/// Moves the folder when all is written and only the commit is missing: then the store's write lock is held, so that
-/// nothing is waited for any more between the two. What goes wrong with the folder takes the change back.
+/// Moves the folder right before the commit: the write lock is held then, so nothing delays the commit. When the move
+/// fails, the store is rolled back.
 class MoveAtCommit {
 public:
   MoveAtCommit(sqlite3* pDb, FolderMove& move) : m_pDb(pDb), m_move(move) {
@@ -111,7 +110,7 @@ public:
   MoveAtCommit(const MoveAtCommit&) = delete;
   MoveAtCommit& operator=(const MoveAtCommit&) = delete;
 
-  /// Ends the pair of steps. \throw what kept the folder from being moved.
+  /// Moves the folder back when the commit failed. \throw the failure of the move.
   void finish(bool blCommitted) {
     if (!blCommitted) {
       m_move.moveBack();
@@ -123,7 +122,7 @@ public:
   }
 
 private:
-  /// \return other than 0 for a rollback. Nothing may be thrown through SQLite.
+  /// \return not 0 for a rollback. SQLite cannot pass on exceptions.
   static int onCommit(void* pSelf) {
     auto* const pMove = static_cast<MoveAtCommit*>(pSelf);
     try {
@@ -144,7 +143,7 @@ private:
 void checkName(Session& session, const std::string& strTask, const std::string& strNew) {
   const Json::Value jBefore = requestOf(requireTask(session, strTask));
   if (strNew == strTask) {
-    throw Failure(fmt::format("the task \"{}\" has that name already", strTask));
+    throw Failure(fmt::format("the task \"{}\" already has this name", strTask));
   }
   Json::Value jTask = jBefore;
   jTask["task_name"] = strNew;

@@ -13,17 +13,17 @@ namespace Host {
 /// Tells whether a task can be deleted now. \return the tasks that wait for it. \throw Failure with the reason.
 std::vector<std::string> checkDelete(const std::string& strTask);
 
-/// Deletes a task, its entry in other tasks' lists and its run records, and puts its output folder aside.
+/// Deletes a task, its entry in other tasks' lists and its run records, and moves its output folder to NAME~1.
 /// \return what became of the output, which continues a sentence that begins with "its output"; empty when there was
 ///         none.
-/// \throw Failure when the task stays as it is.
+/// \throw Failure when the task is unchanged.
 std::string deleteTask(const std::string& strTask);
 
 /// Tells whether a task can get another name now. \return the tasks that wait for it. \throw Failure with the reason.
 std::vector<std::string> checkRename(const std::string& strTask, const std::string& strNew);
 
-/// Gives a task another name, in other tasks' lists and run records too; its output folder goes along.
-/// \throw Failure when all stays as it is.
+/// Gives a task another name, in other tasks' lists and run records too; its output folder moves, too.
+/// \throw Failure when everything is unchanged.
 void renameTask(const std::string& strTask, const std::string& strNew);
 
 }  // namespace Host

@@ -18,7 +18,7 @@ namespace Host {
 
 namespace {
 
-/// What some editors write before a text in UTF-8. No "#!" is seen behind it.
+/// Some editors write it before a text in UTF-8. The kernel sees no "#!" behind it.
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 /// The words of a "#!" line; empty when the script has no such line.
@@ -56,9 +56,9 @@ bool isProgram(const std::string& strName) {
   return false;
 }
 
-/// The program that "#!/usr/bin/env ..." looks up; empty when that takes more than a look at the line.
+/// The program that "#!/usr/bin/env ..." starts; empty when the line is too complicated to tell.
 std::string programForEnv(const std::vector<std::string>& vecWords) {
-  // Without -S, all that follows is one word for it.
+  // Without -S, env takes the rest as one word.
   const bool blSplit = vecWords.size() > 1 && vecWords[1] == "-S";
   for (std::size_t i = blSplit ? 2 : 1; i < vecWords.size(); ++i) {
     const std::string& strWord = vecWords[i];
@@ -73,7 +73,7 @@ std::string programForEnv(const std::vector<std::string>& vecWords) {
   return {};
 }
 
-/// The program that will not be found; empty when all is well.
+/// The program that does not exist; empty when there is none.
 std::string missingInterpreter(const std::string& strScript) {
   const std::vector<std::string> vecWords = interpreterWords(strScript);
   if (vecWords.empty()) {
@@ -87,7 +87,7 @@ std::string missingInterpreter(const std::string& strScript) {
   return strName.empty() || isProgram(strName) ? std::string() : strName;
 }
 
-/// The folder itself, or what is nearest above it.
+/// The folder itself, or the nearest one above it that exists.
 std::string nearestFolder(std::string strPath) {
   struct stat status{};
   while (strPath.size() > 1 && stat(strPath.c_str(), &status) != 0) {
@@ -104,17 +104,17 @@ std::vector<std::string> warnAboutScript(const std::string& strScript) {
     vecWarnings.emplace_back("the script is empty");
   }
   if (const std::size_t iNul = strScript.find('\0'); iNul != std::string::npos) {
-    vecWarnings.push_back(fmt::format("the script holds a NUL byte (byte {}): a shell reads it differently", iNul + 1));
+    vecWarnings.push_back(fmt::format("the script contains a NUL byte (byte {}), which a shell skips", iNul + 1));
   }
   if (const std::size_t iCr = strScript.find("\r\n"); iCr != std::string::npos) {
     const auto cLines = std::count(strScript.begin(), strScript.begin() + static_cast<std::ptrdiff_t>(iCr), '\n');
-    vecWarnings.push_back(fmt::format("line {} of the script ends with CR LF, as Windows writes it", cLines + 1));
+    vecWarnings.push_back(fmt::format("line {} of the script ends with CR LF (a Windows line end)", cLines + 1));
   }
   if (strScript.compare(0, BYTE_ORDER_MARK.size(), BYTE_ORDER_MARK) == 0) {
-    vecWarnings.emplace_back("the script begins with a byte order mark, so that its first line is not understood");
+    vecWarnings.emplace_back("the script begins with a byte order mark; remove it, or \"#!\" does not work");
   }
   if (const std::string strMissing = missingInterpreter(strScript); !strMissing.empty()) {
-    vecWarnings.push_back(fmt::format("the script's interpreter {} cannot be run here", strMissing));
+    vecWarnings.push_back(fmt::format("the interpreter {} does not exist or is not executable", strMissing));
   }
   return vecWarnings;
 }
@@ -125,8 +125,7 @@ std::string warnAboutScriptFolder() {
     const std::string strFolder = nearestFolder(folder ? folder->path() : "/tmp");
     struct statvfs info{};
     if (statvfs(strFolder.c_str(), &info) == 0 && (info.f_flag & ST_NOEXEC) != 0) {
-      return fmt::format("{} is on a file system that runs no programs (noexec), and scripts are run from there",
-                         strFolder);
+      return fmt::format("scripts are started in {}, which is mounted noexec", strFolder);
     }
   } catch (const Failure& error) {
     return error.what();

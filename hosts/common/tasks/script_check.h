@@ -1,5 +1,5 @@
 /// \file script_check.h
-/// What makes a script unlikely to run.
+/// Signs that a script will not run.
 
 #pragma once
 
@@ -8,12 +8,11 @@
 
 namespace Host {
 
-/// Looks a script over before it is stored.
-/// \return one warning a finding; the script may be stored all the same.
+/// Checks a script before it is stored. \return warnings; none keeps the script from being stored.
 std::vector<std::string> warnAboutScript(const std::string& strScript);
 
-/// Looks at the place where scripts are put before they are run.
-/// \return why nothing could be run from there; empty when all is well.
+/// Checks the folder that scripts are started from.
+/// \return why scripts cannot run there; empty when they can.
 std::string warnAboutScriptFolder();
 
 }  // namespace Host

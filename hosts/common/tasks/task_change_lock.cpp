@@ -14,8 +14,8 @@ namespace {
 
 [[noreturn]] void failBusy(const std::string& strTask, const char* szDone) {
   throw Failure(
-      fmt::format("the task \"{}\" cannot be {} now: an execution under way may still start it, or "
-                  "another command is changing it",
+      fmt::format("the task \"{}\" cannot be {} now: an execution may still start it, or another command is "
+                  "changing it; try again later",
                   strTask, szDone));
 }
 
@@ -48,22 +48,22 @@ TaskChange::TaskChange(Session& session, const Subtree& subtree, const char* szD
   if (busy && std::find(vecTasks.begin(), vecTasks.end(), *busy) != vecTasks.end()) {
     failBusy(*busy, szDone);
   }
-  // Also when it is another one that is busy: this is nearer.
+  // Reported first: the more useful reason.
   refuseRunning(session, vecTasks, szDone);
   if (busy) {
-    throw Failure(
-        fmt::format("the task \"{}\" cannot be {} now: \"{}\" waits for it, and an execution under way may still start "
-                    "that, or another command is changing it; try again when that has ended",
-                    vecTasks.front(), szDone, *busy));
+    throw Failure(fmt::format(
+        "the task \"{}\" cannot be {} now: \"{}\" waits for it, and an execution may still start \"{}\", or "
+        "another command is changing it; try again later",
+        vecTasks.front(), szDone, *busy, *busy));
   }
 }
 
 Standstill::Standstill(const char* szDone, std::chrono::milliseconds limit) {
   if (!m_lock.tryChangeAll(limit)) {
-    throw Failure(
-        fmt::format("nothing can be {} now: an execution under way may still start a task, or another command is "
-                    "changing one",
-                    szDone));
+    throw Failure(fmt::format(
+        "nothing can be {} now: an execution may still start a task, or another command is changing one; try "
+        "again later",
+        szDone));
   }
 }
 

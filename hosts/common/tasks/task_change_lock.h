@@ -1,5 +1,5 @@
 /// \file task_change_lock.h
-/// The right to change tasks, which nobody starts meanwhile.
+/// The right to change tasks while nobody starts them.
 
 #pragma once
 
@@ -13,41 +13,38 @@ namespace Host {
 
 class Session;
 
-/// Tasks whose change rewrites others, too.
+/// Tasks whose change also changes others.
 struct Subtree {
   std::vector<std::string> vecTasks;
-  std::vector<std::string> vecDependants;  ///< those that wait for the first one
+  std::vector<std::string> vecDependants;  ///< the tasks that wait for the first one
 };
 
-/// The right to change tasks: while it lasts none of them is started.
+/// The right to change tasks: nobody starts them while it exists.
 class TaskChange {
 public:
-  /// What a task that runs means for the change.
+  /// Whether a running task can be changed.
   enum class Running { REFUSED, ALLOWED };
 
-  /// Another change ends within a moment; an announced task may stay announced for hours.
+  /// Another change takes a moment; an execution can hold a task for hours.
   static constexpr std::chrono::milliseconds LIMIT{1000};
 
-  /// \param szDone  what is to be done with them, for the message: "deleted", "renamed".
-  /// \throw Failure when one of them runs though it must not, is about to be started, or is being changed by
-  ///        somebody else.
+  /// \param szDone  the change, for messages: "deleted", "renamed".
+  /// \throw Failure when one of them runs and must not, or when somebody else is about to start or change it.
   TaskChange(Session& session, const std::vector<std::string>& vecTasks, const char* szDone,
              Running running = Running::REFUSED, std::chrono::milliseconds limit = LIMIT);
 
-  /// The same for those that are rewritten as well; they may run.
+  /// Also takes the dependants, which may run.
   TaskChange(Session& session, const Subtree& subtree, const char* szDone, std::chrono::milliseconds limit = LIMIT);
 
 private:
   TaskLock m_lock;
 };
 
-/// The right to change all tasks at once: while it lasts none is started or changed by others, and none that comes to
-/// be meanwhile.
+/// The right to change all tasks at once, new ones included: nobody else starts or changes one while it exists.
 class Standstill {
 public:
-  /// \param szDone  what is to be done, for the message: "restored".
-  /// \throw Failure when some task is about to be started, or is being changed by somebody else. What runs already is
-  ///        not looked at.
+  /// \param szDone  the change, for messages: "restored".
+  /// \throw Failure when somebody else is about to start or change a task. Running tasks are not checked.
   explicit Standstill(const char* szDone, std::chrono::milliseconds limit = TaskChange::LIMIT);
 
 private:

@@ -21,14 +21,14 @@ bool matches(const std::string& strPattern, const std::string& strText) {
   return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
 }
 
-/// What the library finds the tasks that wait for a task by.
+/// The pattern by which the library finds dependants.
 std::string patternOf(const std::string& strName) {
   return "%[" + strName + "]%";
 }
 
 }  // namespace
 
-/// The cost of a walk from every task met so far; a task whose walk is still being added up stands at 0.
+/// The cost of a walk from each task, in queries; 0 while it is being added up.
 struct TaskGraph::Walk {
   std::map<std::string, unsigned> mapCost;
   std::vector<std::string> vecPath;
@@ -87,7 +87,7 @@ std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNa
       continue;
     }
     std::vector<std::string> vecNext = pTask->vecNeeds;
-    // A pattern may match across the brackets of two names, too.
+    // A pattern can also match across the brackets of two names.
     for (const auto& [strOther, task] : m_mapTasks) {
       if (matches(patternOf(strOther), pTask->strDepend)) {
         vecNext.push_back(strOther);
@@ -111,7 +111,7 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
       setPlanned.insert(pTask->strName);
     }
   }
-  // A dependant need not be bound to the same event to be started.
+  // The library also starts dependants of other events.
   for (std::size_t i = 0; i < vecPlan.size(); ++i) {
     for (const GraphTask* pTask : dependantsOf(vecPlan[i]->strName)) {
       const bool blReady = std::all_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(),
@@ -150,7 +150,7 @@ void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
     } else if (it->second == 0) {
       std::vector<std::string> vecCircle(std::find(walk.vecPath.begin(), walk.vecPath.end(), strNext),
                                          walk.vecPath.end());
-      // Told alike wherever the walk came into it.
+      // The same text wherever the walk entered the circle.
       std::rotate(vecCircle.begin(), std::min_element(vecCircle.begin(), vecCircle.end()), vecCircle.end());
       walk.vecProblems.push_back({fmt::format("the tasks wait for each other in a circle: {} -> {}",
                                               fmt::join(vecCircle, " -> "), vecCircle.front()),
@@ -162,7 +162,7 @@ void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
   walk.mapCost[strName] = cQueries;
   if (cQueries > MAX_QUERIES) {
     walk.vecProblems.push_back(
-        {fmt::format("there are too many ways through the tasks that wait for \"{}\": a walk would ask the store more "
+        {fmt::format("too many paths through the tasks that wait for \"{}\": an execution would query the store more "
                      "than {} times",
                      strName, MAX_QUERIES),
          strName, ""});
@@ -170,7 +170,7 @@ void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
 }
 
 void TaskGraph::walkUp(const std::string& strName, Walk& walk) const {
-  // Circles are found on the way down, which meets every edge that this way meets.
+  // walkDown() finds the circles.
   walk.mapCost[strName] = 1;
   unsigned cQueries = 1;
   const GraphTask* pTask = find(strName);
@@ -183,7 +183,7 @@ void TaskGraph::walkUp(const std::string& strName, Walk& walk) const {
   walk.mapCost[strName] = cQueries;
   if (cQueries > MAX_QUERIES) {
     walk.vecProblems.push_back(
-        {fmt::format("there are too many ways through the tasks that \"{}\" waits for: a walk would ask the store more "
+        {fmt::format("too many paths through the tasks that \"{}\" waits for: an execution would query the store more "
                      "than {} times",
                      strName, MAX_QUERIES),
          strName, ""});
@@ -211,7 +211,7 @@ std::vector<TaskGraph::Endless> TaskGraph::endlessWalks(const std::vector<std::s
   }
   std::vector<Endless> vecProblems = std::move(down.vecProblems);
   vecProblems.insert(vecProblems.end(), up.vecProblems.begin(), up.vecProblems.end());
-  // One cause is enough: of a heavy graph every task further up would be reported too.
+  // In a heavy graph every task further up would be reported, too.
   const std::size_t cShown = 3;
   vecProblems.resize(std::min(vecProblems.size(), cShown));
   return vecProblems;
@@ -224,12 +224,13 @@ std::vector<std::string> TaskGraph::whyConfused(const std::string& strName, cons
       continue;
     }
     if (matches(strName, strOther) && matches(strOther, strName)) {
-      vecReasons.push_back(fmt::format("differs from the task \"{}\" only in what is not told apart", strOther));
+      vecReasons.push_back(fmt::format("is the same as \"{}\", apart from upper and lower case or \"_\"", strOther));
     } else if (matches(strName, strOther)) {
-      vecReasons.push_back(fmt::format("also stands for the task \"{}\": \"_\" matches any character", strOther));
+      vecReasons.push_back(
+          fmt::format("also matches the task \"{}\": the library reads \"_\" as any character", strOther));
     } else if (matches(strOther, strName)) {
       vecReasons.push_back(
-          fmt::format("is also what the task \"{}\" stands for: \"_\" matches any character", strOther));
+          fmt::format("is also matched by the task \"{}\": the library reads \"_\" as any character", strOther));
     }
   }
   return vecReasons;
@@ -240,7 +241,7 @@ std::vector<std::string> TaskGraph::whyUnsafe(const std::vector<const GraphTask*
   std::vector<std::string> vecReasons;
   for (const GraphTask* pTask : vecTasks) {
     vecNames.push_back(pTask->strName);
-    // A record that was not made here may have a name that a path, or the shell that shows the output, obeys.
+    // Other programs may have stored names that are dangerous in paths and shell commands.
     if (const std::string strWhy = whyNotTaskName(pTask->strName); !strWhy.empty()) {
       vecReasons.push_back(fmt::format("the name \"{}\" {}", pTask->strName, strWhy));
     }

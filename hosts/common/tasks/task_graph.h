@@ -1,9 +1,9 @@
 /// \file task_graph.h
-/// Which task waits for which, as the library will see it.
+/// Which task waits for which, as the library sees it.
 ///
 /// The library finds the tasks that wait for NAME with the pattern '%[NAME]%', in which "_" stands for any
-/// character and ASCII letters match without regard to case, and it walks on from every task as often as it
-/// is met. So a graph that looks harmless can keep an execution, or a change of name, busy for ever.
+/// character and ASCII letters match without regard to case. It goes on from each task as often as it meets it. So a
+/// graph that looks harmless can keep an execution or a rename busy for ever.
 
 #pragma once
 
@@ -24,7 +24,7 @@ struct GraphTask {
   bool blRoot = false;                ///< the list is the empty text
 };
 
-/// Tasks are handed out by reference into the graph, so a graph that is about to go away hands out none.
+/// Results point into the graph, so a temporary graph gives none.
 class TaskGraph {
 public:
   /// \param jTasks  array of stored task records.
@@ -42,15 +42,15 @@ public:
   std::vector<const GraphTask*> dependantsOf(const std::string& strName) const&;
   std::vector<const GraphTask*> dependantsOf(const std::string&) const&& = delete;
 
-  /// Tasks, and all those from which a walk comes through them; names without a task too.
+  /// Tasks, and all tasks from which a walk leads through them; also names without a task.
   std::vector<std::string> withReachedBy(std::vector<std::string> vecNames) const;
 
-  /// What an event starts: the enabled roots, then what waits for them, each after all that it waits for.
+  /// The tasks that an event starts: enabled roots, then their dependants, each after all tasks that it waits for.
   std::vector<const GraphTask*> planOf(const std::string& strEvent) const&;
   std::vector<const GraphTask*> planOf(const std::string&) const&& = delete;
 
   /// Says why a walk from one of these tasks, in either direction, would not end in reasonable time.
-  /// \return one sentence a problem; empty when all is well.
+  /// \return a sentence for each problem; empty when there is none.
   std::vector<std::string> whyEndless(const std::vector<std::string>& vecNames) const;
 
   /// A walk that would not end in reasonable time.
@@ -60,15 +60,15 @@ public:
     std::string strNeed;  ///< what it waits for in a circle; empty when there is none
   };
 
-  /// The same, with the tasks that it is about.
+  /// Like whyEndless(), with the tasks of each problem.
   std::vector<Endless> endlessWalks(const std::vector<std::string>& vecNames) const;
 
-  /// Says which other task the library could take for this one.
-  /// \param strBesides  a task that is not looked at.
-  /// \return one sentence a task.
+  /// Tells which other tasks the library could take for this one.
+  /// \param strBesides  a task that is not compared.
+  /// \return a sentence for each task.
   std::vector<std::string> whyConfused(const std::string& strName, const std::string& strBesides = "") const;
 
-  /// Says why an execution of these tasks is refused: names that are obeyed, or confused, and walks that do not end.
+  /// Tells why an execution of these tasks is refused: dangerous or ambiguous names, and walks that do not end.
   std::vector<std::string> whyUnsafe(const std::vector<const GraphTask*>& vecTasks) const;
 
 private:
@@ -79,8 +79,8 @@ private:
   void walkUp(const std::string& strName, Walk& walk) const;
 
   std::map<std::string, GraphTask> m_mapTasks;
-  mutable std::map<std::string, std::vector<std::string>> m_mapMatches;  ///< what matchesOf() has found
-  std::map<std::string, std::vector<std::string>> m_mapDependants;       ///< by name: who lists it, by name
+  mutable std::map<std::string, std::vector<std::string>> m_mapMatches;  ///< results of matchesOf()
+  std::map<std::string, std::vector<std::string>> m_mapDependants;       ///< by name: its dependants, by name
 };
 
 }  // namespace Host

@@ -16,7 +16,7 @@ struct Member {
   bool blRequired = true;
 };
 
-/// Every member that a request sets; what the engine keeps in a record is not among them.
+/// Every member that a request sets, without those that the engine keeps in a record.
 constexpr std::array<Member, 13> MEMBERS = {{
     {"task_name", Json::stringValue},
     {"event", Json::stringValue},
@@ -56,6 +56,21 @@ bool isKnown(const std::string& strName) {
 
 }  // namespace
 
+std::string memberWord(const std::string& strMember) {
+  constexpr std::array<std::pair<const char*, const char*>, 9> WORDS = {{{"task_name", "name"},
+                                                                         {"enable", "enabled"},
+                                                                         {"depend_on_task", "waits for"},
+                                                                         {"operation", "script"},
+                                                                         {"run_the_same_time", "parallel"},
+                                                                         {"notify_enable", "mail"},
+                                                                         {"notify_mail", "mail"},
+                                                                         {"notify_if_error", "mail if error"},
+                                                                         {"time_limit", "time limit"}}};
+  const auto* const it =
+      std::find_if(WORDS.begin(), WORDS.end(), [&](const auto& word) { return strMember == word.first; });
+  return it != WORDS.end() ? it->second : strMember;
+}
+
 std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value& jTask) {
   std::vector<std::pair<std::string, std::string>> vecWrong;
   for (const Member& member : MEMBERS) {
@@ -69,7 +84,7 @@ std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value&
   }
   for (const std::string& strName : jTask.getMemberNames()) {
     if (!isKnown(strName)) {
-      vecWrong.emplace_back(strName, "is no member that a request may set");
+      vecWrong.emplace_back(strName, "is not a member that can be set");
     }
   }
   return vecWrong;

@@ -10,12 +10,15 @@
 
 namespace Host {
 
-/// Looks for members that are missing, of the wrong type, or none that a request may set.
+/// The word by which users know a member, as in the options of the command: "waits for" for `depend_on_task`.
+std::string memberWord(const std::string& strMember);
+
+/// Finds members that are missing, of the wrong type, or none that a request may set.
 /// \param jTask  object: a task record.
 /// \return each such member, and what is wrong with it.
 std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value& jTask);
 
-/// Gives the members that a record lacks and that have a usual value.
+/// Adds the missing members that have a default.
 /// \param jTask  object: a task record in the form of the user interface; changed in place.
 void fillDefaults(Json::Value& jTask);
 

@@ -24,7 +24,7 @@ namespace Host {
 
 namespace {
 
-/// Sixty-eight years; more would not fit where seconds are counted.
+/// The library counts seconds in 32 bits.
 constexpr Json::Int64 MAX_TIME_LIMIT = 2147483647;
 constexpr std::size_t MAX_DESCRIPTION = 1000;
 
@@ -35,15 +35,15 @@ bool isCatalogueEvent(const std::string& strEvent) {
 
 class Checker {
 public:
-  /// \param jTasks  the stored tasks besides the one that is looked at.
+  /// \param jTasks  the other stored tasks.
   Checker(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events)
       : m_jTask(jTask), m_jTasks(jTasks), m_events(events), m_ownGraph(std::in_place, jTasks), m_graph(*m_ownGraph) {}
 
-  /// \param graph  all tasks, the one that is looked at among them.
+  /// \param graph  all tasks, with this one.
   Checker(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events)
       : m_jTask(jTask), m_jTasks(Json::Value::nullSingleton()), m_events(events), m_graph(graph) {}
 
-  /// What a task shows by itself, and with the tasks that it waits for.
+  /// The rules about the task itself and the tasks that it waits for.
   Findings runAlone() {
     checkMembers();
     checkName();
@@ -65,7 +65,7 @@ public:
     runAlone();
     checkDependants();
     checkScriptFolder();
-    // A graph is looked at only when it can be built.
+    // A graph needs sound names.
     if (isSound("task_name") && isSound("depend_on_task")) {
       checkGraph();
     }
@@ -83,7 +83,7 @@ private:
                         [&](const Finding& finding) { return finding.strMember == szMember; });
   }
 
-  /// A member whose type has been reported already is not looked at again.
+  /// A wrong type is reported by checkMembers() alone.
   std::optional<std::string> text(const char* szMember) const {
     const Json::Value& jValue = memberOf(m_jTask, szMember);
     return jValue.isString() ? std::optional<std::string>(jValue.asString()) : std::nullopt;
@@ -105,7 +105,7 @@ private:
       return;
     }
     if (m_ownGraph && m_graph.find(*strName) != nullptr) {
-      error("task_name", "is the name of another task already");
+      error("task_name", "is the name of another task");
       return;
     }
     for (std::string& strWhy : m_graph.whyConfused(*strName)) {
@@ -118,14 +118,13 @@ private:
       if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
         error("event", std::move(strWhy));
       } else if (m_events == AllowedEvents::CATALOGUE && !isCatalogueEvent(*strEvent)) {
-        error("event",
-              fmt::format("there is no event \"{}\"; --any-event binds the task to it all the same", *strEvent));
+        error("event", fmt::format("unknown event \"{}\"; to create it, add --any-event", *strEvent));
       }
     }
   }
 
-  /// The owner decides with whose rights a script runs, so nothing is guessed: one uid, written as the
-  /// library will read it, of a user who exists and has the name that was given along with it.
+  /// The script runs with the rights of the owner, so nothing is guessed: one uid, written as the library reads it, of
+  /// a user who exists and has the given name.
   void checkOwner() {
     const Json::Value& jOwner = memberOf(m_jTask, "owner");
     if (!jOwner.isObject()) {
@@ -154,7 +153,7 @@ private:
     }
   }
 
-  /// Goes the way that the record will go, and compares what comes out.
+  /// Converts the owner as the library will, and compares the result.
   void checkOwnerReading(int iUid) {
     Json::Value jStored(Json::objectValue);
     jStored["owner"] = m_jTask["owner"];
@@ -181,11 +180,11 @@ private:
 
   void checkNeed(const std::string& strNeed, bool blFirst) {
     if (!blFirst) {
-      error("depend_on_task", fmt::format("names \"{}\" twice", strNeed));
+      error("depend_on_task", fmt::format("lists \"{}\" twice", strNeed));
       return;
     }
     if (strNeed == textOf(m_jTask, "task_name")) {
-      error("depend_on_task", "names the task itself");
+      error("depend_on_task", "a task cannot wait for itself");
       return;
     }
     const GraphTask* pNeed = m_graph.find(strNeed);
@@ -193,18 +192,20 @@ private:
       error("depend_on_task", fmt::format("there is no task \"{}\"", strNeed));
     } else if (const std::optional<std::string> strEvent = text("event"); strEvent && pNeed->strEvent != *strEvent) {
       error("depend_on_task",
-            fmt::format("\"{}\" belongs to the event \"{}\", so the two would never meet", strNeed, pNeed->strEvent));
+            fmt::format("\"{}\" belongs to the event \"{}\"; a task can only wait for tasks of the same event", strNeed,
+                        pNeed->strEvent));
     }
   }
 
-  /// A task can move away from those that wait for it.
+  /// Tasks that wait for this one must have its event.
   void checkDependants() {
     const std::string strEvent = textOf(m_jTask, "event");
     for (const GraphTask* pTask : m_graph.dependantsOf(textOf(m_jTask, "task_name"))) {
       if (pTask->strEvent != strEvent) {
-        error("event", fmt::format("\"{}\" waits for this task and belongs to the event \"{}\", so the two would never "
-                                   "meet",
-                                   pTask->strName, pTask->strEvent));
+        error("event",
+              fmt::format("\"{}\" waits for this task and belongs to the event \"{}\"; a task can only wait for tasks "
+                          "of the same event",
+                          pTask->strName, pTask->strEvent));
       }
     }
   }
@@ -212,19 +213,20 @@ private:
   void checkTimeLimit() {
     const Json::Value& jLimit = memberOf(m_jTask, "time_limit");
     if (jLimit.isInt64() && (jLimit.asInt64() < 0 || jLimit.asInt64() > MAX_TIME_LIMIT)) {
-      error("time_limit", fmt::format("must be a number of seconds from 0, for none, to {}", MAX_TIME_LIMIT));
+      error("time_limit", fmt::format("must be from 1 to {} seconds, or 0 for no limit", MAX_TIME_LIMIT));
     }
   }
 
   void checkDescription() {
     const std::string strDescription = textOf(m_jTask, "description");
     if (strDescription.size() > MAX_DESCRIPTION) {
-      error("description", fmt::format("is {} bytes long; {} are allowed", strDescription.size(), MAX_DESCRIPTION));
+      error("description",
+            fmt::format("is {} bytes long; at most {} are allowed", strDescription.size(), MAX_DESCRIPTION));
     }
     const bool blControl = std::any_of(strDescription.begin(), strDescription.end(),
                                        [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
     if (blControl) {
-      error("description", "must be one line, without control characters");
+      error("description", "must be one line without control characters");
     }
   }
 
@@ -251,7 +253,7 @@ private:
       return;
     }
     if (boolOf(m_jTask, "notify_enable") && strMail->empty()) {
-      error("notify_mail", "is empty, so nobody would be told");
+      error("notify_mail", "needs an address");
     }
     for (std::size_t iStart = 0; !strMail->empty() && iStart <= strMail->size();) {
       const std::size_t iEnd = std::min(strMail->find(',', iStart), strMail->size());
@@ -262,12 +264,11 @@ private:
 
   void checkAddress(const std::string& strAddress) {
     if (strAddress.find('\0') != std::string::npos || ORVAMailIsAddress(strAddress.c_str()) != 1) {
-      error("notify_mail", fmt::format("\"{}\" is no mail address", strAddress));
+      error("notify_mail", fmt::format("\"{}\" is not a mail address", strAddress));
     }
   }
 
-  /// The walks that come through the task, and those that come through what waits for it: under a new name these have
-  /// another list.
+  /// Checks the walks through the task and through its dependants: a new name changes their lists.
   void checkGraph() {
     if (!m_ownGraph) {
       checkWalks(m_graph);
@@ -292,12 +293,12 @@ private:
   const Json::Value& m_jTask;
   const Json::Value& m_jTasks;
   const AllowedEvents m_events;
-  const std::optional<TaskGraph> m_ownGraph;  ///< nothing when somebody else has built one, once for all tasks
+  const std::optional<TaskGraph> m_ownGraph;  ///< empty when the caller built one for all tasks
   const TaskGraph& m_graph;
   Findings m_findings;
 };
 
-/// The other tasks, as they will be when the task has been stored.
+/// The other tasks, as they will be after the change.
 Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, const std::string& strNew) {
   Json::Value jOthers(Json::arrayValue);
   for (const Json::Value& jStored : jTasks) {
@@ -317,7 +318,7 @@ Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, 
   return jOthers;
 }
 
-/// A member that is null is there: it would be stored.
+/// A null member counts as present: it would be stored.
 bool isSame(const Json::Value& jTask, const Json::Value& jBefore, const char* szMember) {
   return jTask.isMember(szMember) == jBefore.isMember(szMember) &&
          memberOf(jTask, szMember) == memberOf(jBefore, szMember);
@@ -332,15 +333,19 @@ bool has(const std::vector<Finding>& vecFindings, const Finding& finding) {
 std::string errorText(const std::string& strTask, const Findings& findings, const char* szDone) {
   std::string strText = fmt::format("the task \"{}\" is not {}:", strTask, szDone);
   for (const Finding& error : findings.vecErrors) {
-    strText += fmt::format("\n  {}: {}", error.strMember, error.strReason);
+    strText += "\n  " + error.text();
   }
   for (const Finding& warning : findings.vecWarnings) {
-    strText += fmt::format("\n  warning: {}: {}", warning.strMember, warning.strReason);
+    strText += "\n  warning: " + warning.text();
   }
   return strText;
 }
 
 }  // namespace
+
+std::string Finding::text() const {
+  return fmt::format("{}: {}", memberWord(strMember), strReason);
+}
 
 std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone) {
   if (!findings.vecErrors.empty()) {

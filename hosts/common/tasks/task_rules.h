@@ -1,5 +1,5 @@
 /// \file task_rules.h
-/// What a task must look like before it may be stored: the library stores whatever it is given.
+/// The rules for tasks, checked before a task is stored: the library stores whatever it gets.
 
 #pragma once
 
@@ -11,16 +11,19 @@
 
 namespace Host {
 
-/// What is wrong with one member of a record.
+/// A fault of one member of a record.
 struct Finding {
   std::string strMember;
   std::string strReason;
-  bool blOfWalk = false;  ///< about a way through several tasks, which the member is only a part of
+  bool blOfWalk = false;  ///< about a path through several tasks
+
+  /// "MEMBER: REASON", with the word by which users know the member.
+  std::string text() const;
 };
 
 struct Findings {
-  std::vector<Finding> vecErrors;    ///< the task must not be stored
-  std::vector<Finding> vecWarnings;  ///< it may, but will hardly do what is meant
+  std::vector<Finding> vecErrors;    ///< the task cannot be stored
+  std::vector<Finding> vecWarnings;  ///< it can, but probably does not do what the user wants
 };
 
 /// \param szDone  what does not happen when there are errors: "added", "changed".
@@ -31,28 +34,28 @@ std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings&
 /// Which events a task may be bound to.
 enum class AllowedEvents {
   CATALOGUE,  ///< those of the installed catalogue
-  ANY,        ///< any, for whoever fires events of his own
+  ANY,        ///< any name
 };
 
-/// Looks a new task over and reports everything at once.
+/// Checks a new task, and reports everything at once.
 /// \param jTask   a task record in the form of the user interface.
 /// \param jTasks  array: the stored task records.
 Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events);
 
-/// Looks a changed task over. What was wrong before and is not touched has not come in now: it is only a warning, so
-/// that one fault does not keep another one from being mended. An event that stays may be any.
+/// Checks a changed task. A fault that was there before, in a member that stays, is only a warning: so one fault does
+/// not keep users from repairing another one. An event that stays may be any.
 /// \param jTask    a task record in the form of the user interface; it may have a new name.
-/// \param jBefore  the same as it is stored, from requestOf().
+/// \param jBefore  the task as it is stored, from requestOf().
 /// \param jTasks   array: the stored task records.
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
                           AllowedEvents events);
 
-/// Looks one of many new tasks over, as checkNewTask() does, with a graph that is built once for all of them.
+/// Checks one of many new tasks, like checkNewTask(), with a graph that is built once for all of them.
 /// \param graph  the tasks as they will be, this one among them.
 Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events);
 
-/// Looks a stored task over: what stands in it may have been sound once, or have been stored by other means. Its event
-/// may be any, and of a task that waits for one of another event only the one that waits is reported.
+/// Checks a stored task: its users or programs may be gone, or another program stored it. Its event may be any. When a
+/// task waits for one of another event, only the task that waits is reported.
 /// \param graph  the stored tasks.
 Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph);
 

@@ -19,7 +19,7 @@ namespace Host {
 
 namespace {
 
-/// That many runs tell whose folder it is.
+/// Runs to compare: enough to find the task of a folder.
 constexpr std::size_t MANY = 50;
 
 class Search {
@@ -38,7 +38,7 @@ public:
       try {
         searchPlace(place, vecLost);
       } catch (const Failure&) {
-        // A place that cannot be looked into is a finding of its own.
+        // The checks report places that are not available.
         continue;
       }
     }
@@ -48,7 +48,7 @@ public:
 private:
   void searchPlace(const OutputFolder& place, std::vector<UnfinishedRename>& vecLost) {
     for (const std::string& strFolder : listTaskFolders(place)) {
-      // What was put aside has a name that no task can have.
+      // Folders of deleted tasks have names that no task can have.
       if (m_mapOwners.count(strFolder) > 0 || !whyNotTaskName(strFolder).empty()) {
         continue;
       }
@@ -59,7 +59,7 @@ private:
     }
   }
 
-  /// The one task of the folder's owner that started a run at each of the times, and has nothing of it anywhere.
+  /// The only task of the folder's owner that started a run at each of the times and has none of these folders itself.
   std::string taskOf(TaskFolder folder) {
     folder.vecStarts.resize(std::min(folder.vecStarts.size(), MANY));
     if (folder.vecStarts.empty()) {
@@ -100,7 +100,7 @@ std::vector<UnfinishedRename> findUnfinishedRenames(Session& session) {
   if (Search(session).run().empty()) {
     return {};
   }
-  // A change of name holds this lock from before its first half to the end of the second.
+  // A rename holds this lock from before the move to the end of the commit.
   const WriteLock lock(session);
   return Search(session).run();
 }

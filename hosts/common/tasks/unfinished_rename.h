@@ -1,5 +1,8 @@
 /// \file unfinished_rename.h
-/// Output that a change of a task's name has left under the other name, because it was cut off between its two halves.
+/// Output under a wrong name, because a rename was interrupted between moving the folder and changing the store.
+///
+/// It is found by its runs. A note in the store would find it without a search, but the library renames in its own
+/// transaction: the note would need one before and one after it, and each way to open the store would have to read it.
 
 #pragma once
 
@@ -12,22 +15,22 @@ namespace Host {
 
 class Session;
 
-/// A folder that belongs to no task, and holds what runs of one have left.
+/// A folder that has no task's name, and holds the output of a task.
 struct UnfinishedRename {
   OutputFolder place;
   std::string strFolder;  ///< its name there
   std::string strTask;    ///< the task that its runs are recorded for
-  bool blFree = true;     ///< nothing stands where the folder of the task has to be
+  bool blFree = true;     ///< the right name is free
 
-  /// Where it is, for messages.
+  /// Its path, for messages.
   std::string path() const { return place.path() + "/" + strFolder; }
 };
 
-/// Looks for such folders in every place. One under way is waited for. \throw Failure when the store fails.
+/// Searches all places; waits for a rename that goes on. \throw Failure when the store fails.
 std::vector<UnfinishedRename> findUnfinishedRenames(Session& session);
 
-/// Gives the folders their tasks' names again, where those are free.
-/// \return those that were moved. \throw Failure when a task runs, or a folder cannot be moved.
+/// Gives the folders the names of their tasks, where these are free.
+/// \return the moved folders. \throw Failure when a task runs, or a folder cannot be moved.
 std::vector<UnfinishedRename> finishRenames(Session& session);
 
 }  // namespace Host

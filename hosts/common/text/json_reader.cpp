@@ -10,7 +10,7 @@ namespace Host {
 
 namespace {
 
-/// A reader costs more than what it reads here.
+/// Creating a reader takes longer than reading.
 Json::CharReader& strictReader() {
   static const std::unique_ptr<Json::CharReader> READER = [] {
     Json::CharReaderBuilder builder;

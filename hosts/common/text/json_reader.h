@@ -1,5 +1,5 @@
 /// \file json_reader.h
-/// JSON as text, read strictly: no remarks, no member twice, nothing behind it.
+/// Reads JSON strictly: no comments, no duplicate members, nothing after the value.
 
 #pragma once
 
@@ -8,10 +8,10 @@
 
 namespace Host {
 
-/// Reads an object or an array. \throw Failure that tells what is wrong with it, in one line.
+/// Reads an object or an array. \throw Failure with the fault, in one line.
 Json::Value readJson(const std::string& strText);
 
-/// The same; null when it is none.
+/// Reads an object or an array; gives null when it is not JSON.
 Json::Value readJsonOrNull(const std::string& strText);
 
 }  // namespace Host

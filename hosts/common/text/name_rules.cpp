@@ -19,10 +19,10 @@ bool isAsciiAlnum(char32_t code) {
   return (code >= '0' && code <= '9') || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
 }
 
-/// Letters beyond ASCII, without asking the locale; the ranges hold every script in use and leave out
-/// punctuation, spaces, controls, private use and characters that are not seen.
+/// Letters beyond ASCII, independent of the locale. The ranges have every script in use, without punctuation, spaces,
+/// controls, private use and invisible characters.
 bool isWideLetter(char32_t code) {
-  // Characters within those ranges that are blank or only steer the display.
+  // Blank and control characters in these ranges.
   constexpr std::array<char32_t, 12> UNSEEN = {0x61C,  0x115F, 0x1160, 0x1680, 0x17B4, 0x17B5,
                                                0x180B, 0x180C, 0x180D, 0x180E, 0x180F, 0x3164};
   if (std::find(UNSEEN.begin(), UNSEEN.end(), code) != UNSEEN.end()) {
@@ -43,7 +43,7 @@ std::string whyNotName(std::string_view strName) {
     return "is empty";
   }
   if (strName.size() > MAX_NAME) {
-    return fmt::format("is {} bytes long; {} are allowed", strName.size(), MAX_NAME);
+    return fmt::format("is {} bytes long; at most {} are allowed", strName.size(), MAX_NAME);
   }
   if (strName.back() == ' ') {
     return "ends with a space";
@@ -77,11 +77,11 @@ std::string whyNotEventName(std::string_view strName) {
     return "is empty";
   }
   if (strName.size() > MAX_EVENT) {
-    return fmt::format("is {} bytes long; {} are allowed", strName.size(), MAX_EVENT);
+    return fmt::format("is {} bytes long; at most {} are allowed", strName.size(), MAX_EVENT);
   }
-  // Run records carry this word for a manual start.
+  // Run records have this word for a manual start.
   if (strName == "on_demand") {
-    return "is \"on_demand\", which stands for a start by hand";
+    return "must not be \"on_demand\", which means a manual start";
   }
   for (std::string_view strRest = strName; !strRest.empty();) {
     const std::optional<char32_t> code = takeCodePoint(strRest);
@@ -100,7 +100,7 @@ std::string whyNotOutputPath(std::string_view strPath) {
     const std::size_t iEnd = std::min(strPath.find('/', iStart), strPath.size());
     const std::string_view strPart = strPath.substr(iStart, iEnd - iStart);
     if (const std::string strWhy = whyNotName(strPart); !strWhy.empty()) {
-      return fmt::format("its part \"{}\" {}", strPart, strWhy);
+      return fmt::format("\"{}\" {}", strPart, strWhy);
     }
     iStart = iEnd + 1;
   }

@@ -1,5 +1,5 @@
 /// \file name_rules.h
-/// What a name may look like.
+/// Rules for names.
 
 #pragma once
 
@@ -8,20 +8,18 @@
 
 namespace Host {
 
-/// Says what is wrong with the name of a new task.
+/// Checks the name of a new task.
 ///
-/// Names become folders and parts of shell command lines, so only what neither a path nor a shell reads is
-/// let through: 1 to 64 bytes of letters (UTF-8 too), digits, ".", "_", "-" and inner spaces, the first one a
-/// letter or a digit.
-/// \return the reason; empty when the name may be used.
+/// Names become folders and parts of shell commands, so only harmless characters are allowed: 1 to 64 bytes of letters
+/// (also UTF-8), digits, ".", "_", "-" and inner spaces, beginning with a letter or a digit.
+/// \return what is wrong; empty when the name is valid.
 std::string whyNotTaskName(std::string_view strName);
 
-/// Says what is wrong with the name of an event that a task is bound to.
-/// \return the reason; empty when the name may be used.
+/// Checks the name of an event. \return what is wrong; empty when the name is valid.
 std::string whyNotEventName(std::string_view strName);
 
-/// Says what is wrong with a place for run output, as "SHARE" or "SHARE/FOLDER/FOLDER".
-/// \return the reason; empty when it may be used.
+/// Checks a place for run output, as in "SHARE" or "SHARE/FOLDER/FOLDER".
+/// \return what is wrong; empty when it is valid.
 std::string whyNotOutputPath(std::string_view strPath);
 
 }  // namespace Host

@@ -13,12 +13,12 @@ namespace {
 
 constexpr int MAX_DEPTH = 20;
 
-/// The parser's next piece.
+/// The next event of the parser.
 class YamlPiece {
 public:
   explicit YamlPiece(yaml_parser_t& parser) {
     if (yaml_parser_parse(&parser, &m_event) == 0) {
-      const char* szProblem = parser.problem != nullptr ? parser.problem : "it cannot be read";
+      const char* szProblem = parser.problem != nullptr ? parser.problem : "cannot be read";
       const yaml_mark_t& mark = parser.problem_mark;
       throw Failure(fmt::format("line {}, column {}: {}", mark.line + 1, mark.column + 1, szProblem));
     }
@@ -40,10 +40,10 @@ public:
     throw Failure(fmt::format("line {}: {}", m_event.start_mark.line + 1, strWhy));
   }
 
-  /// A name for later use, or a type of its own, is more than is understood here.
+  /// Refuses anchors and tags.
   void refuseExtras(const yaml_char_t* pAnchor, const yaml_char_t* pTag) const {
     if (pAnchor != nullptr || pTag != nullptr) {
-      fail("references and types (&, *, !) are not understood");
+      fail("references and tags (&, *, !) are not supported");
     }
   }
 
@@ -77,12 +77,12 @@ public:
     const YamlPiece documentEnd(m_parser);
     const YamlPiece streamEnd(m_parser);
     if (streamEnd.type() != YAML_STREAM_END_EVENT) {
-      streamEnd.fail("a second document begins here");
+      streamEnd.fail("a second document starts here");
     }
-    // What was cut off on its way is often a document, too: the end of a list or of a script is seen by nothing else.
+    // A document that was cut off is often valid YAML, too.
     if (documentEnd.raw().data.document_end.implicit != 0) {
       documentEnd.fail(
-          "the document ends without the line \"...\", and may have been cut off; add that line when it is whole");
+          "the document ends without the line \"...\" and may be incomplete; add the line if it is complete");
     }
     return jValue;
   }
@@ -90,7 +90,7 @@ public:
 private:
   Json::Value readValue(const YamlPiece& event, int cDepth) {
     if (cDepth > MAX_DEPTH) {
-      event.fail("it is nested too deep");
+      event.fail("nested too deeply");
     }
     const auto& data = event.raw().data;
     switch (event.type()) {
@@ -104,7 +104,7 @@ private:
         event.refuseExtras(data.mapping_start.anchor, data.mapping_start.tag);
         return readMapping(cDepth);
       default:
-        event.fail("references and types (&, *, !) are not understood");
+        event.fail("references and tags (&, *, !) are not supported");
     }
   }
 
@@ -148,7 +148,7 @@ private:
       }
       const std::string strKey = key.text();
       if (jObject.isMember(strKey)) {
-        key.fail(fmt::format("\"{}\" stands here a second time", strKey));
+        key.fail(fmt::format("duplicate key \"{}\"", strKey));
       }
       const YamlPiece value(m_parser);
       jObject[strKey] = readValue(value, cDepth + 1);

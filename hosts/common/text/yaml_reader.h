@@ -1,5 +1,5 @@
 /// \file yaml_reader.h
-/// YAML, and JSON as a part of it, as values.
+/// Reads YAML.
 
 #pragma once
 
@@ -8,10 +8,10 @@
 
 namespace Host {
 
-/// Reads a document. What is plain is what YAML 1.2 takes it for: true and false, whole numbers, null; everything else
-/// is text. There are no references, no types of its own, no second document, and no key stands twice. The last line is
-/// "...", so that what was cut off on its way is not taken for the whole.
-/// \throw Failure that tells the line.
+/// Reads a document. Plain scalars are true, false, whole numbers and null, as in YAML 1.2; everything else is text.
+/// References, tags, a second document and duplicate keys are refused. The last line is "...": a document without it
+/// may be incomplete.
+/// \throw Failure with the line.
 Json::Value readYaml(const std::string& strText);
 
 }  // namespace Host

@@ -16,7 +16,7 @@ bool isLetter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-/// Words that some reader takes for something else than a text.
+/// Words that some readers do not read as text.
 bool isReserved(const std::string& strText) {
   constexpr std::array<std::string_view, 13> WORDS = {"true", "false", "yes",  "no",  "on",  "off", "null",
                                                       "y",    "n",     ".inf", "nan", "inf", "~"};
@@ -26,7 +26,7 @@ bool isReserved(const std::string& strText) {
   return std::find(WORDS.begin(), WORDS.end(), strLower) != WORDS.end();
 }
 
-/// Begins with a letter and has nothing in it that means something: such a text needs no quotes.
+/// Begins with a letter and has no special characters: such a text needs no quotes.
 bool isPlain(const std::string& strText) {
   return !strText.empty() && isLetter(strText.front()) && strText.back() != ' ' && !isReserved(strText) &&
          std::all_of(strText.begin(), strText.end(), [](char c) {
@@ -36,7 +36,7 @@ bool isPlain(const std::string& strText) {
          });
 }
 
-/// Characters that readers take for the end of a line, or that are not seen.
+/// Line ends and invisible characters.
 bool needsEscape(char32_t code) {
   return isControl(code) || code == 0x2028 || code == 0x2029 || code == 0xFEFF || (code & 0xFFFE) == 0xFFFE;
 }
@@ -87,7 +87,7 @@ std::string inQuotes(const std::string& strText) {
   return strQuoted + '"';
 }
 
-/// "|" with what a reader cannot see from the lines: where they begin, and how many line ends there are at the end.
+/// "|", with the indentation and the line ends that the lines do not show.
 std::string blockHeader(const std::string& strText) {
   std::string strHeader = "|";
   if (strText.front() == ' ' || strText.front() == '\n' || strText.front() == '\t') {

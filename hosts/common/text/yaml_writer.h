@@ -1,8 +1,8 @@
 /// \file yaml_writer.h
-/// Texts as YAML.
+/// Writes texts as YAML.
 ///
-/// Written by hand: libyaml's emitter puts a script on one quoted line when it has a tab, a blank at the end of a line or
-/// a character beyond U+FFFF, and people could not compare such scripts.
+/// libyaml's emitter is not used: it writes a script with a tab, a blank at the end of a line or an emoji as one quoted
+/// line, which nobody can compare.
 
 #pragma once
 
@@ -11,13 +11,12 @@
 
 namespace Host {
 
-/// A text on one line: as it stands when every reader of YAML takes it for the same text, else in double quotes.
-/// The text is UTF-8.
+/// A text on one line: plain when every YAML reader reads the same text, else in double quotes. The text is UTF-8.
 std::string yamlScalar(const std::string& strText);
 
-/// A text of several lines, below its key, as "|" and its lines; in double quotes when lines could not hold it.
+/// A text of several lines below its key, as "|" and the lines; in double quotes when that is impossible.
 /// \param cIndent  blanks before each line.
-/// \return what stands behind "key: ", with the end of the line.
+/// \return the text after "key: ", with the line end.
 std::string yamlBlock(const std::string& strText, std::size_t cIndent);
 
 /// Tells whether a text is well-formed UTF-8.

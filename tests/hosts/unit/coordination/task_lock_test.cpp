@@ -59,7 +59,7 @@ std::string whyNoStandstill() {
 TEST_F(TaskLocks, AnAnnouncedTaskCannotBeChangedUntilItIsWithdrawn) {
   TaskLock execution;
   execution.announce({"a", "b"});
-  EXPECT_THAT(whyNoChange("b"), HasSubstr("the task \"b\" cannot be deleted now: an execution under way"));
+  EXPECT_THAT(whyNoChange("b"), HasSubstr("the task \"b\" cannot be deleted now: an execution may"));
   EXPECT_EQ(whyNoChange("c"), "");
   execution.withdraw("b");
   EXPECT_EQ(whyNoChange("b"), "");
@@ -163,8 +163,8 @@ TEST_F(TaskLocks, NothingStandsStillWhileATaskIsAnnouncedBeingStartedOrChanged) 
     TaskLock execution;
     execution.announce({"a"});
     EXPECT_EQ(whyNoStandstill(),
-              "nothing can be restored now: an execution under way may still start a task, or another command is "
-              "changing one");
+              "nothing can be restored now: an execution may still start a task, or another command is "
+              "changing one; try again later");
     execution.withdraw("a");
     EXPECT_EQ(whyNoStandstill(), "");
     ASSERT_TRUE(execution.takeTurn({"b"}));

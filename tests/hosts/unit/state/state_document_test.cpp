@@ -93,8 +93,8 @@ TEST(StateDocument, InJsonCutOffAtAnyByteIsRefused) {
 
 TEST(StateDocument, WithoutAnEndSaysWhatToDo) {
   EXPECT_EQ(whyRefused("version: 1\ntasks: {}\n"),
-            "line 3: the document ends without the line \"...\", and may have been cut off; add that line when it is "
-            "whole");
+            "line 3: the document ends without the line \"...\" and may be incomplete; add the line if it is "
+            "complete");
   EXPECT_EQ(whyRefused("version: 1\ntasks: {}\n...\n"), "");
 }
 

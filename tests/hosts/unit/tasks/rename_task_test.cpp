@@ -173,6 +173,31 @@ TEST_F(ChangeOfName, TakesTheFolderAlong) {
   EXPECT_EQ(state(), "other /other");
 }
 
+TEST_F(ChangeOfName, IsCheckedBeforeAnythingIsChanged) {
+  {
+    Session session;
+    addTask(session, "next");
+    Json::Value jTask(Json::objectValue);
+    jTask["task_name"] = "next";
+    jTask["depend_on_task"] = "[it]";
+    ASSERT_EQ(recUpdate(session.tasks(), jTask, session.db()), 0);
+  }
+  EXPECT_THAT(checkRename("it", "other"), testing::ElementsAre("next"));
+  EXPECT_THAT(checkDelete("it"), testing::ElementsAre("next"));
+  for (const char* const szNew : {"it", "next", "../up", ""}) {
+    EXPECT_THROW(checkRename("it", szNew), Failure) << szNew;
+    EXPECT_THROW(renameTask("it", szNew), Failure) << szNew;
+  }
+  EXPECT_THROW(checkRename("ghost", "other"), Failure);
+  EXPECT_THROW(checkDelete("ghost"), Failure);
+  EXPECT_EQ(state(), "it next /it");
+}
+
+TEST_F(ChangeOfName, ADeletedTaskLeavesItsFolderAside) {
+  EXPECT_EQ(deleteTask("it"), "is kept in /srv/kept/it~1");
+  EXPECT_EQ(state(), "/it~1");
+}
+
 TEST_F(ChangeOfName, KilledWhileItWaitsForTheStoreHasChangedNothing) {
   {
     const OtherWriter writer;

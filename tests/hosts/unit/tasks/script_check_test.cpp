@@ -12,7 +12,7 @@ using testing::IsEmpty;
 namespace {
 
 std::string cannotRun(const std::string& strProgram) {
-  return "the script's interpreter " + strProgram + " cannot be run here";
+  return "the interpreter " + strProgram + " does not exist or is not executable";
 }
 
 }  // namespace
@@ -43,13 +43,13 @@ TEST(ScriptWarnings, DoNotGuessWhatEnvWillDo) {
 
 TEST(ScriptWarnings, TellWhereEditorsOfOtherSystemsWereAtWork) {
   EXPECT_THAT(warnAboutScript("true\ntrue\r\n"),
-              ElementsAre("line 2 of the script ends with CR LF, as Windows writes it"));
+              ElementsAre("line 2 of the script ends with CR LF (a Windows line end)"));
   EXPECT_THAT(warnAboutScript("\xEF\xBB\xBF#!/bin/sh\ntrue\n"),
-              ElementsAre("the script begins with a byte order mark, so that its first line is not understood"));
+              ElementsAre("the script begins with a byte order mark; remove it, or \"#!\" does not work"));
 }
 
 TEST(ScriptWarnings, TellWhatNoShellReads) {
   EXPECT_THAT(warnAboutScript(" \n\t\n"), ElementsAre("the script is empty"));
   EXPECT_THAT(warnAboutScript(std::string("a\0b\n", 4)),
-              ElementsAre("the script holds a NUL byte (byte 2): a shell reads it differently"));
+              ElementsAre("the script contains a NUL byte (byte 2), which a shell skips"));
 }

@@ -69,7 +69,7 @@ protected:
   static std::vector<std::string> texts(const std::vector<Host::Finding>& vecFindings) {
     std::vector<std::string> vecTexts;
     for (const Host::Finding& finding : vecFindings) {
-      vecTexts.push_back(finding.strMember + ": " + finding.strReason);
+      vecTexts.push_back(finding.text());
     }
     return vecTexts;
   }
@@ -84,7 +84,7 @@ TEST_F(ChangedTask, EventOfOnesOwnThatStaysIsNotMentioned) {
   add("pack");
   EXPECT_THAT(errors("pack", R"({"description":"packs"})"), IsEmpty());
   EXPECT_THAT(m_warnings, IsEmpty());
-  EXPECT_THAT(errors("pack", R"({"event":"weekely"})"), ElementsAre(HasSubstr("event: there is no event \"weekely\"")));
+  EXPECT_THAT(errors("pack", R"({"event":"weekely"})"), ElementsAre(HasSubstr("event: unknown event \"weekely\"")));
 }
 
 TEST_F(ChangedTask, CircleIsRefusedForAnEventOfOnesOwnToo) {
@@ -92,7 +92,7 @@ TEST_F(ChangedTask, CircleIsRefusedForAnEventOfOnesOwnToo) {
   add("verify", {"pack"});
   add("report", {"verify"});
   EXPECT_THAT(errors("pack", R"({"depend_on_task":"[report]"})"),
-              ElementsAre(HasSubstr("depend_on_task: the tasks wait for each other in a circle")));
+              ElementsAre(HasSubstr("waits for: the tasks wait for each other in a circle")));
 }
 
 TEST_F(ChangedTask, CircleThatIsThereDoesNotKeepTheListFromBeingChanged) {
@@ -112,7 +112,7 @@ TEST_F(ChangedTask, NewNameThatMatchesAcrossTheBracketsOfAListIsRefused) {
   add("y", {"a", "b"});
   add("x", {"y"});
   EXPECT_THAT(errors("x", R"({"task_name":"a__b"})"),
-              ElementsAre("depend_on_task: the tasks wait for each other in a circle: a__b -> y -> a__b"));
+              ElementsAre("waits for: the tasks wait for each other in a circle: a__b -> y -> a__b"));
   EXPECT_THAT(errors("x", R"({"task_name":"a-b"})"), IsEmpty());
 }
 
@@ -126,39 +126,39 @@ TEST_F(ChangedTask, ListThatIsMatchedByTheNameOfSomethingThatWaitsIsRefused) {
 
 TEST_F(ChangedTask, NullIsNoMember) {
   add("pack");
-  EXPECT_THAT(errors("pack", R"({"status":null})"), ElementsAre("status: is no member that a request may set"));
-  EXPECT_THAT(
-      errors("pack", R"({"foo":null,"last_start_time":null})"),
-      ElementsAre("foo: is no member that a request may set", "last_start_time: is no member that a request may set"));
+  EXPECT_THAT(errors("pack", R"({"status":null})"), ElementsAre("status: is not a member that can be set"));
+  EXPECT_THAT(errors("pack", R"({"foo":null,"last_start_time":null})"),
+              ElementsAre("foo: is not a member that can be set", "last_start_time: is not a member that can be set"));
   EXPECT_THAT(errors("pack", R"({"description":null})"), ElementsAre("description: must be a string"));
 }
 
 TEST_F(ChangedTask, TaskDoesNotMoveAwayFromWhatItWaitsFor) {
   add("pack");
   add("verify", {"pack"});
-  EXPECT_THAT(errors("verify", R"({"event":"shutdown"})"),
-              ElementsAre("depend_on_task: \"pack\" belongs to the event \"nightly\", so the two would never meet"));
+  EXPECT_THAT(
+      errors("verify", R"({"event":"shutdown"})"),
+      ElementsAre(
+          "waits for: \"pack\" belongs to the event \"nightly\"; a task can only wait for tasks of the same event"));
 }
 
 TEST_F(ChangedTask, MailIsNotSwitchedOnWithoutAnAddress) {
   add("pack");
-  EXPECT_THAT(errors("pack", R"({"notify_enable":true})"),
-              ElementsAre("notify_mail: is empty, so nobody would be told"));
+  EXPECT_THAT(errors("pack", R"({"notify_enable":true})"), ElementsAre("mail: needs an address"));
 }
 
 TEST_F(ChangedTask, MailGoesToAddressesThatMailIsSentTo) {
   add("pack");
   EXPECT_THAT(errors("pack", R"({"notify_mail":"root,a.b@x-1.org"})"), IsEmpty());
   EXPECT_THAT(errors("pack", R"({"notify_mail":"a!b@x.org,a..b@x.org,root,a@x_y.org,root%local,a\u0000b"})"),
-              ElementsAre("notify_mail: \"a!b@x.org\" is no mail address", "notify_mail: \"a..b@x.org\" is no mail address",
-                          "notify_mail: \"a@x_y.org\" is no mail address", "notify_mail: \"root%local\" is no mail address",
-                          testing::EndsWith("is no mail address")));
+              ElementsAre("mail: \"a!b@x.org\" is not a mail address", "mail: \"a..b@x.org\" is not a mail address",
+                          "mail: \"a@x_y.org\" is not a mail address", "mail: \"root%local\" is not a mail address",
+                          testing::EndsWith("is not a mail address")));
 }
 
 TEST_F(ChangedTask, FaultThatWasThereAndIsNotTouchedIsAWarning) {
   add("pack");
   m_jTasks[0U]["notify_mail"] = "x y";
   EXPECT_THAT(errors("pack", R"({"description":"packs"})"), IsEmpty());
-  EXPECT_THAT(m_warnings, ElementsAre("notify_mail: \"x y\" is no mail address"));
-  EXPECT_THAT(errors("pack", R"({"notify_mail":"x z"})"), ElementsAre("notify_mail: \"x z\" is no mail address"));
+  EXPECT_THAT(m_warnings, ElementsAre("mail: \"x y\" is not a mail address"));
+  EXPECT_THAT(errors("pack", R"({"notify_mail":"x z"})"), ElementsAre("mail: \"x z\" is not a mail address"));
 }

@@ -1,0 +1,69 @@
+/// Programs get records as they are stored, with what can be read from them besides.
+
+#include "common/answers/task_answers.h"
+
+#include <gtest/gtest.h>
+
+#include "common/answers/state_answers.h"
+#include "common/state/state_change.h"
+#include "common/tasks/task_graph.h"
+#include "fresh_host.h"
+
+using namespace Host;
+
+namespace {
+
+Json::Value task(const char* szTask, const char* szEvent, const char* szDepend) {
+  Json::Value jTask(Json::objectValue);
+  jTask["task_name"] = szTask;
+  jTask["event"] = szEvent;
+  jTask["owner"] = 0;
+  jTask["depend_on_task"] = szDepend;
+  return jTask;
+}
+
+std::string compact(const Json::Value& jValue) {
+  std::string strText;
+  for (const Json::Value& jItem : jValue) {
+    strText += jItem.asString() + " ";
+  }
+  return strText;
+}
+
+}  // namespace
+
+TEST(TaskAnswers, NamesStandBesideWhatIsStored) {
+  const Json::Value jOut = taskForPrograms(task("b", "nightly", "[a][x y]"));
+  EXPECT_EQ(jOut["owner"], 0);
+  EXPECT_EQ(jOut["owner_name"], "root");
+  EXPECT_EQ(compact(jOut["waits_for"]), "a x y ");
+  EXPECT_EQ(jOut["depend_on_task"], "[a][x y]");
+}
+
+TEST(TaskAnswers, AnOwnerWithoutAUserIsANumber) {
+  Json::Value jTask = task("a", "nightly", "");
+  jTask["owner"] = 54321;
+  EXPECT_EQ(ownerText(jTask), "54321");
+  jTask["owner"] = Json::nullValue;
+  EXPECT_EQ(ownerText(jTask), "-");
+}
+
+TEST(TaskAnswers, AGraphHasTheTasksOfOneEvent) {
+  Json::Value jTasks(Json::arrayValue);
+  jTasks.append(task("a", "nightly", ""));
+  jTasks.append(task("b", "nightly", "[a]"));
+  jTasks.append(task("c", "bootup", ""));
+  const TaskGraph graph(jTasks);
+  const Json::Value jOut = graphForPrograms(graph, jTasks, "nightly");
+  ASSERT_EQ(jOut.size(), 2U);
+  EXPECT_EQ(compact(jOut[0]["needed_by"]), "b ");
+  EXPECT_TRUE(jOut[1]["needed_by"].isArray() && jOut[1]["needed_by"].empty());
+}
+
+TEST(StateAnswers, ADifferenceIsListsOfNames) {
+  const Json::Value jOut = differenceForPrograms({{"a"}, {"b", "c"}, {}, {"stop_grace"}}, true);
+  EXPECT_EQ(jOut["applied"], true);
+  EXPECT_EQ(compact(jOut["changed"]), "b c ");
+  EXPECT_TRUE(jOut["deleted"].isArray() && jOut["deleted"].empty());
+  EXPECT_EQ(compact(jOut["configuration"]), "stop_grace ");
+}

@@ -1,0 +1,68 @@
+/// A document is compared and checked whole before anything is changed.
+
+#include "common/state/apply.h"
+
+#include <gmock/gmock.h>
+
+#include "common/store/session.h"
+#include "common/support/failure.h"
+#include "common/support/paths.h"
+#include "fresh_host.h"
+#include "support/files.h"
+
+using namespace Host;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr char ONE_TASK[] = "version: 1\ntasks:\n  a: {event: nightly, owner: root, script: exit 0}\n...\n";
+
+class Apply : public testing::Test {
+protected:
+  void SetUp() override {
+    HostTest::freshHost();
+    OrvaTest::writeFile(CONFIG_PATH, "{}");
+    const Session session(Session::Store::CREATE);
+  }
+
+  static ApplyPlan plan(const std::string& strText, bool blPrune = false, AllowedEvents events = AllowedEvents::ANY) {
+    return planApply({strText, "it.yaml", blPrune, events});
+  }
+
+  static std::string whyNot(const std::string& strText, bool blPrune = false) {
+    try {
+      plan(strText, blPrune, AllowedEvents::CATALOGUE);
+    } catch (const Failure& failure) {
+      return failure.what();
+    }
+    return {};
+  }
+};
+
+}  // namespace
+
+TEST_F(Apply, TellsWhatWouldChange) {
+  const ApplyPlan first = plan(ONE_TASK);
+  EXPECT_THAT(first.difference.vecCreated, ElementsAre("a"));
+  EXPECT_THAT(apply(first), IsEmpty());
+  EXPECT_TRUE(plan(ONE_TASK).difference.isEmpty());
+  EXPECT_TRUE(plan("version: 1\ntasks: {}\n...\n").difference.isEmpty());
+  EXPECT_THAT(plan("version: 1\ntasks: {}\n...\n", true).difference.vecDeleted, ElementsAre("a"));
+}
+
+TEST_F(Apply, TellsEverythingThatIsWrongAtOnce) {
+  const std::string strWhy = whyNot(
+      "version: 2\nconfiguration: {stop_grace: never}\n"
+      "tasks:\n  a: {event: no-event, owner: root, script: exit 0}\n...\n");
+  EXPECT_THAT(strWhy, HasSubstr("it.yaml is not applied:\n  version: must be 1"));
+  EXPECT_THAT(strWhy, HasSubstr("stop_grace must be a number"));
+  EXPECT_THAT(strWhy, HasSubstr("task \"a\": event: "));
+  EXPECT_THAT(whyNot("{"), HasSubstr("it.yaml is not applied:\n  "));
+}
+
+TEST_F(Apply, ADocumentWithoutTasksDeletesNone) {
+  EXPECT_THAT(whyNot("version: 1\n...\n", true), HasSubstr("tasks: "));
+  EXPECT_EQ(whyNot("version: 1\n...\n"), "");
+}
