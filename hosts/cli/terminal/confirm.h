@@ -1,13 +1,13 @@
 /// \file confirm.h
-/// Asking before something is taken away.
+/// Asks before something is deleted.
 
 #pragma once
 
 #include <string>
 
-/// Says what is about to happen, and asks on a terminal.
+/// Describes the consequence and asks on the terminal.
 /// \param strConsequence  a sentence without its end.
 /// \param strQuestion     "Delete it?"
-/// \param strRefused      what is said when the answer is not yes.
+/// \param strRefused      the message when the answer is not yes.
 /// \throw Host::Failure when the answer is not yes; without a terminal, one that names --yes.
 void confirm(const std::string& strConsequence, const std::string& strQuestion, const std::string& strRefused);

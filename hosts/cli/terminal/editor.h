@@ -5,20 +5,20 @@
 
 #include <string>
 
-/// A text that is changed in the user's editor. What was written stays in a file until it is dropped.
+/// A text in the user's editor. The file stays until drop() is called.
 class Edit {
 public:
-  /// Writes the text to a file of its own. \throw Host::Failure when that is impossible.
+  /// Writes the text to a new file. \throw Host::Failure
   Edit(const std::string& strName, const std::string& strText);
 
   Edit(const Edit&) = delete;
   Edit& operator=(const Edit&) = delete;
 
-  /// Opens the editor and waits until it is closed: $VISUAL, else $EDITOR, else the system's.
-  /// \return the text as it is then. \throw Host::Failure when the editor failed.
+  /// Opens $VISUAL, else $EDITOR, else the default editor, and waits for its end.
+  /// \return the changed text. \throw Host::Failure when the editor failed.
   std::string run() const;
 
-  /// Where the text is.
+  /// The path of the file.
   const std::string& path() const { return m_strPath; }
 
   /// Removes the file.

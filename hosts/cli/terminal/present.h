@@ -1,5 +1,5 @@
 /// \file present.h
-/// Records in the form in which people, and programs, read them.
+/// Prints records for people and programs.
 
 #pragma once
 
@@ -13,22 +13,22 @@
 #include "common/text/amounts.h"
 #include "table.h"
 
-/// Writes a value as indented JSON in UTF-8 to standard output, with the bytes besides of texts that are none.
+/// Prints a value as indented JSON in UTF-8. Texts that are not UTF-8 also get a member with their bytes.
 void printJson(const Json::Value& jValue);
 
-/// Writes a value as JSON in one line to standard output.
+/// Prints a value as JSON in one line.
 void printJsonLine(const Json::Value& jValue);
 
-/// What was shown but could not be written must not look like success. \throw Host::Failure then.
+/// Flushes standard output. \throw Host::Failure when it cannot be written.
 void flushOutput();
 
-/// Writes a line to standard error, for what is no data and no failure. An empty text writes nothing.
+/// Prints a note to standard error. Prints nothing for an empty text.
 void printNote(const std::string& strText);
 
 /// "name" of a task's owner, or the bare number when there is no such user.
 std::string ownerText(const Json::Value& jTask);
 
-/// A time member as local time; a dash when it is absent or 0.
+/// A time member as local time; "-" when it is missing or 0.
 std::string timeText(const Json::Value& jRec, const char* szKey);
 
 using Host::durationText;
@@ -47,11 +47,11 @@ OwnerNames ownerNames(const Json::Value& jTasks);
 /// A task record for programs: as it is stored, with the names besides.
 Json::Value taskForPrograms(const Json::Value& jTask);
 
-/// Run records as a table.
+/// Prints runs as a table.
 void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor);
 
-/// Lines of "name: value", the values aligned.
+/// Prints lines of "name: value", the values aligned.
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);
 
-/// What keeps tasks from being started, a line each, with what to type under it.
+/// Prints why a task is not started, with commands that help.
 void printReasons(const std::string& strTask, const std::vector<Host::Reason>& vecReasons);
