@@ -50,8 +50,9 @@ int NextTasks::beforeList() noexcept {
     makeReady();
     return 0;
   } catch (const std::exception& error) {
-    const char* const szWhat = m_blUnsafe ? "nothing more is" : "what waited for the last run is not";
-    std::fputs(fmt::format("eorva: {} started: {}\n", szWhat, error.what()).c_str(), stderr);
+    const char* const szWhat =
+        m_blUnsafe ? "no more tasks are started" : "the tasks after the last run are not started";
+    std::fputs(fmt::format("eorva: {}: {}\n", szWhat, error.what()).c_str(), stderr);
     return -1;
   }
 }
