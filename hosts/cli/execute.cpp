@@ -20,7 +20,7 @@ using Host::textOf;
 
 namespace {
 
-/// Reads and shows what has happened. A display that fails says so once, and is not tried again.
+/// Shows the progress of an execution. After a failure, it reports the failure once and shows nothing more.
 class Display {
 public:
   Display(Host::Progress& progress, ProgressView* pView) : m_progress(progress), m_pView(pView) {}
@@ -69,7 +69,7 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
   }
 }
 
-/// Watches an execution to its end and shows how it goes.
+/// Starts an execution, and shows its progress until it ends.
 Host::ExecutionEnd show(const Host::PreparedExecution& prepared, Host::Progress& progress, ProgressView* pView,
                         Host::ServiceProcess* pService) {
   Host::Execution execution = prepared.start();
@@ -130,14 +130,14 @@ void printNothingRun(const Host::ExecutionRequest& request, bool blJson) {
 
 int execute(const Context& context, const Host::ExecutionRequest& request, bool blJson,
             Host::ServiceProcess* pService) {
-  // Whoever reads what is shown may go away; the event is fired all the same.
+  // The execution must not end when the reader of the output does.
   std::signal(SIGPIPE, [](int) {});
   const Host::PreparedExecution prepared(request);
   tellPrepared(prepared);
   const OwnerNames owners = ownerNames(prepared.tasks());
   Host::Progress progress(prepared.plan());
   if (!prepared.plan().vecTasks.empty()) {
-    // Log lines of the execution would be drawn over by a table.
+    // The live table would overwrite log lines.
     const bool blLive = Context::isOnTerminal() && !Context::isLogShown() && !blJson;
     const auto pView = blLive ? makeLiveView(owners, context.isColored()) : makeLineView(owners);
     tellEnd(request, show(prepared, progress, blJson ? nullptr : pView.get(), pService));

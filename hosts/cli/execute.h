@@ -1,5 +1,5 @@
 /// \file execute.h
-/// Runs something and shows how it goes.
+/// Runs an event or a task and shows the progress.
 
 #pragma once
 
@@ -11,15 +11,15 @@ class PreparedExecution;
 class ServiceProcess;
 }  // namespace Host
 
-/// Tells what was found out before an execution starts.
+/// Prints the warnings before an execution starts.
 void tellPrepared(const Host::PreparedExecution& prepared);
 
-/// Sums up an execution in which nothing was run.
+/// Prints the summary of an execution without runs.
 void printNothingRun(const Host::ExecutionRequest& request, bool blJson);
 
-/// Runs something, shows it while it goes on, and sums it up.
-/// \param pService  set where this process is the main one of a service.
-/// \return the result of the program.
-/// \throw Host::Failure when nothing was run, or when the execution itself failed.
+/// Runs an event or a task, shows the progress, and prints a summary.
+/// \param pService  set in the main process of a service.
+/// \return the exit status of the program.
+/// \throw Host::Failure when nothing was run, or the execution failed.
 int execute(const Context& context, const Host::ExecutionRequest& request, bool blJson,
             Host::ServiceProcess* pService = nullptr);

@@ -8,7 +8,7 @@ setup() {
   source /usr/share/bash-completion/completions/eorva
 }
 
-# completes WORD... : what is offered for the last word, words separated by " | ".
+# completes WORD... : the words that complete the last word, separated by "|".
 completes() {
   COMP_WORDS=(eorva "$@")
   COMP_CWORD=$#
@@ -38,7 +38,7 @@ values() {
   run -2 eorva complete tasks
 }
 
-@test "commands are completed, and what no one types is not" {
+@test "commands are completed, but not hidden ones" {
   same "the beginning of a command" "task" "$(completes ta)"
   same "commands of a command" "edit|enable" "$(completes task e)"
   [[ "|$(completes '')|" == *"|explain|"* && "|$(completes '')|" != *"|complete|"* ]]
@@ -81,7 +81,7 @@ values() {
   same "after one that is done" "--json" "$(completes task show 'two\ words' --j)"
 }
 
-@test "nothing that is being typed is run" {
+@test "typed words are not run" {
   completes task show '$(touch pwned)' '`touch pwned`' "'; touch pwned; '" '"$(touch pwned)' >/dev/null
   [[ ! -e pwned ]]
 }
@@ -91,7 +91,7 @@ values() {
   same "files" 'script two.sh|script-one.sh' "$(completes task add x --script scr | tr '|' '\n' | LC_ALL=C sort | paste -sd '|')"
 }
 
-@test "without a store, and for other users, nothing is said in the line" {
+@test "without a store, and for other users, no message appears in the line" {
   rm -r "$STORE"
   run -0 --separate-stderr values task show
   same "all of it" "" "$output$stderr"
@@ -104,7 +104,7 @@ values() {
   [[ $(complete -p eorva) == "complete -o nosort -F _eorva eorva" ]]
 }
 
-@test "what can be stopped, and what can be set, is offered" {
+@test "open runs and settings are offered" {
   add_task slow bootup alice 'exec sleep 1000'
   add_task quick bootup alice 'exit 0'
   eorva run quick >/dev/null

@@ -65,7 +65,7 @@ setup() { fresh_store; }
   same "outcomes" '{"failed":6,"ok":1}' "$(eorva runs list --json | jq -cS 'group_by(.outcome) | map({(.[0].outcome): length}) | add')"
 }
 
-@test "scripts get clean surroundings, whatever the command was started with" {
+@test "scripts get a clean environment" {
   add_task look bootup alice '
     env | sort
     echo "umask $(umask), folder $(pwd), user $(id -un), groups $(id -Gn)"
@@ -103,7 +103,7 @@ setup() { fresh_store; }
   same "runs" 0 "$(eorva runs list --json | jq length)"
 }
 
-@test "an event that nobody knows is a failure that names it" {
+@test "an unknown event is a failure that names it" {
   run -1 --separate-stderr eorva fire botup
   complains 'there is no event "botup"; did you mean "bootup"?'
   run -1 --separate-stderr eorva fire botup --detach
@@ -126,7 +126,7 @@ setup() { fresh_store; }
   says "task bad: 1 run, 0 ok, 1 failed"
 }
 
-@test "a second run is refused while the first goes on, unless the task allows it" {
+@test "a second run is refused while the first is running, unless the task allows it" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task several bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done' --parallel
   eorva fire bootup >/dev/null 3>&- &
@@ -165,7 +165,7 @@ setup() { fresh_store; }
   says "7050"
 }
 
-@test "JSON comes when all have ended, and nothing else" {
+@test "JSON is the only output, and comes when all runs have ended" {
   add_task one bootup alice 'exit 0'
   add_task two bootup bob 'exit 6' --after one
   run -3 --separate-stderr eorva fire bootup --json
@@ -197,7 +197,7 @@ setup() { fresh_store; }
   same "starts" 6 "$(eorva runs list --json | jq '[.[].start_time] | unique | length')"
 }
 
-@test "what ends the display does not end the execution" {
+@test "a signal that ends the display does not end the execution" {
   add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; echo done'
   env --default-signal=INT eorva fire bootup >/dev/null 2>fire.err 3>&- &
   local display=$!
@@ -212,7 +212,7 @@ setup() { fresh_store; }
   same "printed" done "$(eorva runs output 1)"
 }
 
-@test "graphs that came into the store by another way are not walked" {
+@test "unsafe graphs from other programs are not walked" {
   add_task root bootup alice 'exit 0'
   add_task one bootup alice 'exit 0' --after root
   add_task two bootup alice 'exit 0' --after one
@@ -225,7 +225,7 @@ setup() { fresh_store; }
 
 ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")] | length') == "$1" ]]; }
 
-# unread COMMAND...: its standard output is a pipe that nobody reads, from its first line on.
+# unread COMMAND...: runs it with a standard output that nobody reads.
 unread() {
   python3 -c 'import os, signal, sys
 reader, writer = os.pipe()
@@ -235,14 +235,14 @@ signal.signal(signal.SIGPIPE, signal.SIG_DFL)
 os.execvp(sys.argv[1], sys.argv[1:])' "$@"
 }
 
-@test "a log that nobody reads any more does not end the execution" {
+@test "an execution does not end when nobody reads its log" {
   add_task first bootup alice 'exit 0'
   add_task second bootup bob 'exit 0' --after first
   eorva --log-stdout --debug fire bootup | head -n 1 || true
   wait_until ended_well 2
 }
 
-@test "an event is fired although nobody reads what is shown" {
+@test "an event is fired although nobody reads the output" {
   add_task first bootup alice 'exit 0'
   add_task second bootup bob 'exit 0' --after first
   unread eorva --log-stdout --debug fire bootup || true

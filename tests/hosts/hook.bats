@@ -1,11 +1,11 @@
 #!/usr/bin/env bats
-# What scripts are told about an event, and executions that nobody waits for.
+# The variables of scripts, and executions in the background.
 
 load common
 
 setup() { fresh_store; }
 
-@test "scripts are told the event, when it was, and what whoever fired it says" {
+@test "scripts get the event, its time, and the variables of --env" {
   add_task look bootup alice 'echo "$EORVA_EVENT|$EORVA_FIRED_AT|$DISK|$WORDS|$EMPTY"'
   local before after
   before=$(date +%s)
@@ -19,7 +19,7 @@ setup() { fresh_store; }
   [[ $(eorva runs output 2) == on_demand\|*\|x\|\| ]]
 }
 
-@test "what changes how programs are found, loaded or read is not told" {
+@test "variables that change how programs are found, loaded or run are refused" {
   add_task look bootup alice 'exit 0'
   local variable
   for variable in PATH=/tmp LD_PRELOAD=/tmp/x.so LD_LIBRARY_PATH=/tmp IFS=x ENV=/tmp/x BASH_ENV=/tmp/x HOME=/ USER=root \
@@ -33,7 +33,7 @@ setup() { fresh_store; }
 
 ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")] | length') == "$1" ]]; }
 
-@test "what is detached goes on alone, and is under way when that is said" {
+@test "a detached execution continues alone, and has started when the command ends" {
   add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; echo "$EORVA_EVENT $DISK"'
   run -0 --separate-stderr eorva fire bootup --detach --env DISK=sdb
   [[ $output =~ ^event\ bootup:\ started\ in\ process\ ([0-9]+)$ ]]
@@ -51,7 +51,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   wait_until ended_well 2
 }
 
-@test "what cannot be started is told to who detaches it" {
+@test "--detach reports why nothing was started" {
   run -1 --separate-stderr eorva run nothing --detach
   complains 'there is no task "nothing"'
   add_task one bootup alice 'exit 0'
@@ -63,7 +63,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   says "event hourly: 0 runs"
 }
 
-@test "what systemd starts once more, or too late, does not run again" {
+@test "a service that systemd starts twice, or too late, does not run again" {
   add_task one bootup alice 'echo "$NUMBER"'
   mkdir -p /run/eorva/tickets
   touch /run/eorva/tickets/eorva-fire-1.service
@@ -78,7 +78,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   same "runs" 1 "$(eorva runs list --json | jq length)"
 }
 
-@test "what systemd cannot be asked for is told, and does not begin later" {
+@test "a failed request to systemd is reported, and nothing starts later" {
   add_task one bootup alice 'true'
   mkdir -p /run/systemd/system
   DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nowhere run -1 --separate-stderr eorva fire bootup --detach
@@ -102,7 +102,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   same "runs" '{"several":4,"single":1}' "$(eorva runs list --json | jq -cS 'group_by(.task_name) | map({(.[0].task_name): length}) | add')"
 }
 
-@test "descriptors that were closed are given to nothing else" {
+@test "no file gets the number of a closed standard descriptor" {
   add_task one bootup alice 'exit 0'
   run -0 bash -c 'exec eorva run one >/dev/null <&- 2>&-'
   run -1 bash -c 'exec eorva runs list >&-'
@@ -111,7 +111,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   same "integrity" ok "$(sqlite3 "$DATABASE" 'pragma integrity_check')"
 }
 
-@test "who is told to ignore an interrupt goes on showing" {
+@test "a display that ignores interrupts continues" {
   add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   (
     trap '' INT
@@ -125,7 +125,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   grep -q '1 ok' shown
 }
 
-@test "a display that loses the store says that the execution goes on" {
+@test "a display that cannot read the store says that the execution continues" {
   add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   eorva fire bootup >shown 2>&1 3>&- &
   local display=$!
@@ -141,8 +141,8 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   same "outcome" '"ok"' "$(field 1 outcome)"
 }
 
-# What a shutdown asks systemd: that it stops, and which executions are still being ended. One of them is cut off
-# meanwhile.
+# The answers that a shutdown gets from systemd: it is stopping, and these executions are still ending. One of them is
+# killed meanwhile.
 fake_systemctl() {
   cat >/usr/bin/systemctl <<END
 #!/bin/sh
@@ -159,7 +159,7 @@ END
   chmod 755 /usr/bin/systemctl
 }
 
-@test "a shutdown fires its event, waits for executions that are being ended, and closes what was cut off" {
+@test "a shutdown fires its event, waits for ending executions, and closes interrupted runs" {
   add_task late other alice true
   add_task last shutdown bob '(sleep 304) >/dev/null 2>&1 & echo "$EORVA_EVENT"'
   mv /usr/bin/systemctl kept

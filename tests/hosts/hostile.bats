@@ -113,7 +113,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   touch /tmp/go
   wait
   chmod 711 "$KEPT"
-  grep -q "nothing more is started: the output folder $KEPT may be changed by others (mode 0777)" fired
+  grep -q "no more tasks are started: the output folder $KEPT may be changed by others (mode 0777)" fired
   grep -q 'not started: second, third' fired
   runs_are 1
 }

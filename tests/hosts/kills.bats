@@ -8,7 +8,7 @@ KILLS=200
 setup() { fresh_store; }
 
 # One round: an execution of ten tasks, of which one process is killed after a random moment; then the next command.
-# Whatever was acknowledged before the kill has to be there afterwards.
+# Everything that was acknowledged before the kill must be there afterwards.
 torture() {
   python3 - "$1" "$2" "$DATABASE" <<'PYTHON'
 import os, random, signal, sqlite3, subprocess, sys, time

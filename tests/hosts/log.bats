@@ -20,7 +20,7 @@ setup() {
   says 'Die Aufgabe „two“ wurde gelöscht.'
   same "one line" 1 "${#lines[@]}"
   run -2 --separate-stderr eorva log --language xyz
-  complains "there are enu, fre, ger, jpn"
+  complains "known: enu, fre, ger, jpn"
 }
 
 @test "the server's language is the usual one" {
@@ -40,7 +40,7 @@ setup() {
   same "types" '["number","number"]' "$(jq -c '.[0] | [.time, .pid] | map(type)' <<<"$output")"
 }
 
-@test "older files are read when more is asked for" {
+@test "older files are read when needed" {
   mkdir -p /var/log/orva
   local i
   for i in 3 2 1; do
@@ -56,7 +56,7 @@ setup() {
   run -2 eorva log --since soon
 }
 
-@test "what stands in an event is one line, and no terminal obeys it" {
+@test "an event is one line without control characters" {
   mkdir -p /var/log/orva
   printf '{"args":["a\\n2026 \\u001b[31mfake"],"code":"0x14400004","level":2,"pid":1,"time":1000}\n' >/var/log/orva/event.jsonl
   run -0 eorva log
@@ -70,7 +70,7 @@ setup() {
   same "as JSON" "[]" "$(eorva log --json | jq -c .)"
 }
 
-@test "what comes is shown as it comes, over the change of files, until Ctrl-C" {
+@test "new events are shown until Ctrl-C, also when the file changes" {
   add_task first bootup alice 'exit 0'
   # What runs in the background ignores an interrupt, unless told otherwise.
   env --default-signal=INT eorva log -f -n 1 >followed 3>&- &

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# How long runs and their output are kept.
+# Removing old runs and their output.
 
 load common
 
@@ -9,7 +9,7 @@ setup() {
   add_task one bootup alice 'exit 0'
 }
 
-# runs TASK OUTCOME FIRST LAST: so many runs on record, each with a script, and an output of 8 KiB.
+# runs TASK OUTCOME FIRST LAST: creates records of runs, each with a script and an output of 8 KiB.
 runs() {
   local task=$1 code=$2 first=$3 last=$4 number
   for ((number = first; number <= last; number++)); do
@@ -42,7 +42,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "again" "removed 0 runs: 0 B" "$output"
 }
 
-@test "a dry run removes nothing and says the same" {
+@test "a dry run removes nothing and prints the same" {
   runs one 0 1 5
   rules retention_runs=1 retention_failed_runs=0
   run -0 eorva runs prune --dry-run --json
@@ -83,7 +83,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   run -0 eorva runs output 3
 }
 
-@test "a run that goes on keeps its record and its output" {
+@test "an open run keeps its record and its output" {
   mkfifo /tmp/go
   add_task slow bootup alice 'head -c 50000 /dev/zero; echo $$ >/tmp/pid; read -r line </tmp/go'
   eorva run slow >/dev/null &
@@ -129,7 +129,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   test -e "$KEPT/mixed/9/output.log"
 }
 
-@test "what was put aside for another owner goes with its run" {
+@test "output that was moved aside for another owner is removed with its run" {
   eorva task edit one --owner bob >/dev/null
   runs one 0 1 2
   mv "$KEPT/one" "$KEPT/one~1"
@@ -142,7 +142,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "kept" 4 "$(folders one)"
 }
 
-@test "the record of output that was put aside, and removed for its size, tells so" {
+@test "the record says when output that was moved aside was removed" {
   runs one 0 1 1
   mv "$KEPT/one" "$KEPT/one~1"
   runs one 0 2 2
@@ -152,7 +152,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "noted" '[true,false]' "$(eorva runs list --json | jq -c 'map(.extra | has("output_removed")) | reverse')"
 }
 
-@test "runs stay on record while a place where their output may lie is away" {
+@test "runs are kept while a share that may have their output is missing" {
   mkdir -p /srv/vol
   mount -t tmpfs -o mode=711 none /srv/vol
   mkdir -m 711 /srv/vol/runs
@@ -174,7 +174,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   umount /srv/vol
 }
 
-@test "what may not be removed, being on record nowhere, pushes out no output of others" {
+@test "folders without a record do not count towards the limit" {
   local now future=9999999999 recorded
   now=$(date +%s)
   runs one 0 $((now - 3)) $((now - 1))
@@ -194,7 +194,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   test -e "$KEPT/mixed/9/output.log"
 }
 
-@test "no link is followed, and what is behind one stays" {
+@test "no link is followed" {
   runs one 0 1 6
   mkdir -p "$KEPT/victim/folder"
   echo precious | tee "$KEPT/victim/file" >"$KEPT/victim/folder/file"
@@ -256,7 +256,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   rm -rf "${KEPT:?}"/*
 }
 
-@test "a file with holes, or with a second name, does not push out the output of others" {
+@test "sparse files and hard links do not count towards the limit" {
   runs one 0 1 3
   truncate -s 1T "$KEPT/one/3/output.log"
   head -c 1000000 /dev/zero >"$KEPT/big"

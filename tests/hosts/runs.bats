@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# What is kept of runs.
+# Run records.
 
 load common
 
@@ -37,7 +37,7 @@ setup() { fresh_store; }
   add_task three bootup alice 'exit 3'
   run -3 eorva run three
   run -0 eorva runs show 1
-  says "task:            three"
-  says "trigger:         on_demand"
-  says "The script ended with 3, or was killed by signal 3 (SIGQUIT), which a shell reports as 131"
+  says "task:          three"
+  says "trigger:       on_demand"
+  says "exit 3, exit 131 or signal 3 (SIGQUIT)"
 }

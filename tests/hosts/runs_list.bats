@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# Which runs a list shows.
+# The runs that a list shows.
 
 load common
 
@@ -30,14 +30,14 @@ numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
   same "of a hostile event" "[]" "$(numbers --event "x' or '1'='1")"
 }
 
-@test "the outcome that is asked for is the one that is shown" {
+@test "lists can be filtered by outcome" {
   same "ok" '[1]' "$(numbers --outcome ok)"
   same "failed" '[4,3,2]' "$(numbers --outcome failed)"
   same "running" '[]' "$(numbers --outcome running)"
   same "shown" '["failed","failed","failed","ok"]' "$(eorva runs list --json | jq -c '[.[].outcome]')"
 }
 
-@test "a run that goes on is listed as running" {
+@test "an open run is listed as running" {
   add_task slow bootup alice 'echo $$ >/tmp/pid; read -r line </tmp/go'
   mkfifo /tmp/go
   eorva run slow >/dev/null &
@@ -100,7 +100,7 @@ numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
   same "no limit" "[9,4,3,2,1]" "$(numbers --limit 0)"
 }
 
-@test "what was interrupted is listed as such, not as running" {
+@test "an interrupted run is not listed as running" {
   sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, exit_info, pid) values (8, 'one', 5, '{}', 999999)"
   same "running" '[]' "$(numbers --running)"
   same "outcome" '"interrupted"' "$(eorva runs list --json --limit 1 | jq '.[0].outcome_text')"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# What runs left: output, script, and how two scripts differ.
+# Output and scripts of runs, and their differences.
 
 load common
 
@@ -12,7 +12,7 @@ setup() {
 # on_terminal COMMAND...: its output as a terminal gets it.
 on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
 
-@test "output and script are what ran then, not what the task says now" {
+@test "output and script are those of the run, not of the present task" {
   add_task one bootup alice 'echo first; echo error >&2'
   eorva run one >/dev/null
   eorva task delete one --yes >/dev/null
@@ -22,7 +22,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   same "script" "echo second" "$(eorva runs script "$(run_of one)")"
 }
 
-@test "a long log is passed on without being held in memory" {
+@test "a long log is not read into memory" {
   add_task long bootup alice 'head -c 200000000 /dev/zero'
   run -0 eorva run long
   same "bytes" 200000000 "$(eorva runs output 1 | wc -c)"
@@ -47,7 +47,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   complains "$KEPT/one"
 }
 
-@test "what the owner put in the place of an output is not shown" {
+@test "a file that the owner created instead of an output is not shown" {
   add_task one bootup alice 'exit 0'
   run -0 eorva run one
   local file
@@ -85,7 +85,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   run -2 eorva runs output 1 --tail -1
 }
 
-@test "a run that goes on is followed to its end" {
+@test "an open run is followed to its end" {
   mkfifo one two
   add_task slow bootup alice "echo first; read -r line <$PWD/one; echo \"\$line\"; read -r line <$PWD/two; echo last"
   eorva run slow >/dev/null &
@@ -117,7 +117,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   wait || true
 }
 
-@test "a terminal does not obey what a script prints" {
+@test "control characters of a script do not reach the terminal" {
   add_task hostile bootup alice 'printf "\\033]0;title\\007\\033[2Jplain \\302\\233 \\342\\200\\256 \\377 \\303\\274 a\\rb\\r\\n\\tend\\177\\n"'
   run -0 eorva run hostile
   same "shown" "$(printf '^[]0;title^G^[[2Jplain <U+009B> <U+202E> \\xFF ü a^Mb\n\tend^?')" "$(on_terminal eorva runs output 1)"
@@ -127,7 +127,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   same "the script" "echo ^[" "$(on_terminal eorva runs script 2)"
 }
 
-@test "what was kept elsewhere is found when the place changes, and when output is switched off" {
+@test "earlier output is found after the place changes, and when output is switched off" {
   add_task one bootup alice 'echo first place'
   run -0 eorva run one
   run -0 eorva config set --output-path old/sub
@@ -176,7 +176,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   complains "run 1 has no script.log"
 }
 
-@test "a new name carries output along in every place" {
+@test "a new name moves the output in every place" {
   add_task one bootup alice 'echo first place'
   run -0 eorva run one
   run -0 eorva config set --output-path old/sub
@@ -188,7 +188,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   same "put aside" "2" "$(find "$KEPT" /srv/old/sub -maxdepth 1 -name 'other~1' | wc -l)"
 }
 
-@test "what a run has left is found when the task has got another owner since" {
+@test "output is found after the owner of the task has changed" {
   add_task it bootup alice 'echo alice was here'
   eorva run it >/dev/null
   eorva task edit it --owner bob >/dev/null

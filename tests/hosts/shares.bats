@@ -88,6 +88,6 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   same "outcome of the first" '"normal"' "$(eorva runs list --task first --json | jq '.[0].exit_info.exit_type')"
   same "runs of the second" 0 "$(eorva runs list --task second --json | jq length)"
   same "below the mount point" "" "$(find /srv/data/logs -mindepth 1)"
-  grep -q 'nothing more is started: .*the share "data": its volume is not there: mount /srv/data' fired
+  grep -q 'no more tasks are started: .*the share "data": its volume is not there: mount /srv/data' fired
   same "accessible" false "$(member data accessible)"
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# Runs that are ended before they end by themselves.
+# Runs that are ended early.
 
 load common
 
@@ -7,7 +7,7 @@ setup() { fresh_store; }
 
 teardown() { pkill -KILL -u alice,bob || true; }
 
-# A family that is hard to end: sessions of their own, parents that are gone, and nobody who listens to TERM.
+# Processes that are hard to end: own sessions, no parents, and TERM ignored.
 STUBBORN='trap "" TERM
 (setsid sh -c "trap \"\" TERM; (trap \"\" TERM; sleep 401 & ); sleep 402" &)
 setsid -f sh -c "trap \"\" TERM; setsid -f sleep 403; sleep 404"
@@ -23,7 +23,7 @@ start() {
   wait_until test -e /tmp/go
 }
 
-@test "a run is ended with all that its script has started, double forks and sessions of their own too" {
+@test "a run is ended with all processes of its script, also after double forks and in own sessions" {
   add_task stubborn bootup alice "$STUBBORN"
   chmod 1777 /tmp
   start stubborn
@@ -40,7 +40,7 @@ start() {
   same "running list" '{"running":[]}' "$(eorva task show stubborn --json | jq -c .status)"
 }
 
-@test "what listens to TERM may clean up, and the record tells how it ended" {
+@test "a script may clean up on TERM, and the record tells how it ended" {
   add_task polite bootup alice 'trap "echo cleaned; exit 7" TERM; touch /tmp/go; while :; do sleep 0.1; done'
   chmod 1777 /tmp
   start polite
@@ -50,7 +50,7 @@ start() {
   [[ $(eorva runs output 1) == *cleaned ]]
 }
 
-@test "other runs of the same execution go on, and so do those that wait" {
+@test "other runs of the same execution continue, and so do waiting tasks" {
   add_task one bootup alice 'touch /tmp/go; sleep 300'
   add_task two bootup alice 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done; echo done'
   add_task then bootup bob 'echo after' --after one --after two
@@ -82,7 +82,7 @@ sleeps() { [[ $(cat "/proc/$1/wchan") == *nanosleep ]]; }
 # held PID: it waits for somebody to write to the pipe that it opens.
 held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
 
-@test "a run whose script has not begun yet is ended as soon as it begins" {
+@test "a run whose script has not started yet is ended as soon as it starts" {
   add_task slow bootup alice 'touch /tmp/go; sleep 300'
   chmod 1777 /tmp
   # The process of the run waits for the groups of its user.
@@ -116,7 +116,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   complains "there is no run 77"
 }
 
-@test "a number that means another process by now is never signalled" {
+@test "a process that got a reused id is never signalled" {
   add_task long bootup alice 'touch /tmp/go; sleep 300'
   chmod 1777 /tmp
   start long
@@ -138,7 +138,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   wait "$display" || true
 }
 
-@test "a run that a killed command held goes on" {
+@test "a run that a killed command had stopped continues" {
   add_task long bootup alice 'touch /tmp/go; while [ ! -e /tmp/go2 ]; do sleep 0.1; done; echo done'
   chmod 1777 /tmp
   rm -f /tmp/go2
@@ -149,7 +149,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   same "outcome" '"ok"' "$(field 1 outcome)"
 }
 
-@test "a script that leaves a process behind every moment uses up no process ids" {
+@test "a script with many short background processes does not use up the process ids" {
   add_task leaver bootup alice 'i=0; while [ $i -lt 300 ]; do (true &); i=$((i + 1)); done; touch /tmp/go; while [ ! -e /tmp/go2 ]; do sleep 0.1; done'
   chmod 1777 /tmp
   rm -f /tmp/go2
@@ -161,7 +161,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   same "outcome" '"ok"' "$(field 1 outcome)"
 }
 
-@test "a task may not run longer than its limit" {
+@test "a task is ended at its time limit" {
   add_task limited bootup alice 'sleep 300'
   add_task unlimited bootup alice 'sleep 5'
   add_task after bootup bob 'exit 0' --after limited
@@ -186,7 +186,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   rm /etc/eorva.conf
 }
 
-@test "when the time of an event is used up, all is ended and closed, and nothing more starts" {
+@test "when the budget of an event is used up, its runs are ended and closed, and no more tasks start" {
   add_task one bootup alice 'sleep 300'
   add_task two bootup bob 'trap "" TERM; setsid -f sleep 301; sleep 302'
   add_task quick bootup bob 'exit 0'
@@ -210,12 +210,12 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   same "record" '[null,"ok"]' "$(eorva runs show 1 --json | jq -c '[.ended_by, .outcome]')"
 }
 
-# What cleans up when it is asked to, and what does not listen.
+# A script that cleans up on TERM, and one that ignores it.
 CLEANS='trap "echo cleaned; exit 7" TERM; touch /tmp/go; while :; do sleep 0.1; done'
 
 watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
 
-@test "whoever ends the process that watches over an execution has all of it ended and closed" {
+@test "ending the process that watches an execution ends and closes its runs" {
   add_task polite bootup alice "$CLEANS"
   add_task deaf bootup bob 'trap "" TERM; sleep 302'
   add_task then bootup alice 'echo never' --after polite
@@ -240,7 +240,7 @@ watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
   same "left of executions" "" "$(ls -A /run/eorva/executions)"
 }
 
-@test "the process of a service passes on that it is asked to end, and a shutdown is told as that" {
+@test "the process of a service ends its execution on TERM, and records a shutdown" {
   add_task polite bootup alice "$CLEANS"
   chmod 1777 /tmp
   mkdir -p /run/systemd/system
@@ -256,13 +256,13 @@ watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
   rmdir /run/systemd/system
   same "record" '["shutdown",7]' "$(eorva runs show 1 --json | jq -c '[.ended_by, .exit_info.exit_code]')"
   run -0 eorva runs show 1
-  says "The server was shut down, and the run was ended."
+  says "ended by the shutdown of the server"
 }
 
-# A process that is left behind, and tells that it was asked to end.
+# A background process that reports TERM.
 LEAVES='(trap "touch /tmp/asked; exit" TERM; touch /tmp/go; while :; do sleep 0.1; done) >/dev/null 2>&1 &'
 
-@test "what a script has left behind keeps the process of a service, which asks it to end" {
+@test "the process of a service waits for background processes, and ends them on TERM" {
   add_task leaver bootup alice "$LEAVES"
   chmod 1777 /tmp
   rm -f /tmp/asked
@@ -278,7 +278,7 @@ LEAVES='(trap "touch /tmp/asked; exit" TERM; touch /tmp/go; while :; do sleep 0.
   same "left of it" "" "$(pgrep -u alice || true)"
 }
 
-@test "when nothing is to be left, what scripts have left behind is asked to end, then made to" {
+@test "with --leave-nothing, background processes are asked to end, then killed" {
   add_task leaver bootup alice "$LEAVES"
   add_task deaf bootup bob '(trap "" TERM; sleep 303) >/dev/null 2>&1 & exit 0'
   chmod 1777 /tmp

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# What is shown on a terminal while it goes on. The terminal is tmux, which does what a real one does: it wraps lines,
+# Running executions on a terminal. The terminal is tmux, which does what a real one does: it wraps lines,
 # scrolls, and keeps what has scrolled away.
 
 load common
@@ -38,7 +38,7 @@ many() {
 # release COUNT: lets so many go on.
 release() { printf '\n%.0s' $(seq "$1") >&9; }
 
-@test "a table that has no room is cut, drawn over itself, and shown whole at the end" {
+@test "a table without room is cut, redrawn, and shown completely at the end" {
   many 12
   on_screen 40 9 'eorva fire bootup'
   wait_until shows '^\.\.\. and 7 more'
@@ -55,7 +55,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   same "lines about what is left out" 0 "$(times '\.\.\.')"
 }
 
-@test "what ends the display says how to go on, and leaves the terminal as it was" {
+@test "an interrupted display says how to go on, and restores the terminal" {
   many 2
   on_screen 80 24 'eorva fire bootup'
   wait_until shows '^task-01-x'
@@ -68,7 +68,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   release 1
 }
 
-@test "a terminal that can do nothing gets lines" {
+@test "a dumb terminal gets lines" {
   add_task it bootup alice 'exit 0'
   local term
   for term in TERM=dumb 'TERM= ' '-u TERM'; do
@@ -80,7 +80,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   done
 }
 
-@test "a display that nobody reads says that the execution goes on" {
+@test "a display that nobody reads says that the execution continues" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run bash -c 'eorva fire bootup | head -n 1'

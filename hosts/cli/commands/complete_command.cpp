@@ -49,13 +49,13 @@ Words eventWords() {
       setEvents.insert(Host::textOf(jTask, "event"));
     }
   } catch (const Host::Failure&) {
-    // The catalogue can be read before there is a store, and by everybody.
+    // The catalogue can be read without a store and by all users.
     return {setEvents.begin(), setEvents.end()};
   }
   return {setEvents.begin(), setEvents.end()};
 }
 
-/// The newest ones first, for these are meant most often.
+/// The newest first: they are needed most often.
 Words runWords(const char* szWhere) {
   Host::Session session;
   Words words;
@@ -74,7 +74,7 @@ Words openRunWords() {
   return runWords("stop_time is null");
 }
 
-/// A value follows at once.
+/// With "=", since a value follows.
 Words assignmentWords() {
   Words words = Host::configKeys();
   for (std::string& strWord : words) {
@@ -83,7 +83,7 @@ Words assignmentWords() {
   return words;
 }
 
-/// Root and people; not the users that belong to programs.
+/// Root and ordinary users, no system users.
 Words ownerWords() {
   Words words;
   setpwent();
@@ -112,14 +112,14 @@ Words wordsOf(const NextWord& next) {
   return it == std::end(TYPES) ? Words() : it->second();
 }
 
-/// Behind "help" stands what could stand without it.
+/// After "help" come the words of commands.
 Words commandWords(const CompleteOptions& options) {
   const auto itHelp = std::find(options.vecWords.begin(), options.vecWords.end(), "help");
   return itHelp == options.vecWords.end() ? Words()
                                           : nextWord(*options.pApp, {itHelp + 1, options.vecWords.end()}).vecWords;
 }
 
-/// Everything that may stand at the end of a command line; ":files" stands for names of files.
+/// All words that may come next; ":files" stands for the names of files.
 Words lineWords(const CompleteOptions& options) {
   const NextWord next = nextWord(*options.pApp, options.vecWords);
   Words words = next.vecWords;
@@ -143,8 +143,8 @@ int runComplete(const Context&, const CompleteOptions& options) {
       fmt::print("{}\n", strWord);
     }
   } catch (const Host::Failure&) {
-    // Without a store, or without the rights to read it, there is nothing to offer, and a message would end up in
-    // the line that is being typed.
+    // Without a readable store there is nothing to offer. A message would appear in the line that is being
+    // typed.
     return EXIT_DONE;
   }
   return EXIT_DONE;

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// A value can have options, as in "code --wait", so a shell reads it; the file is a separate argument.
+/// Run by a shell, since a value may contain options, as in "code --wait".
 constexpr char START_EDITOR[] =
     "for editor in \"${VISUAL:-}\" \"${EDITOR:-}\" sensible-editor editor nano vi; do\n"
     "  if [ -n \"$editor\" ] && command -v ${editor%% *} >/dev/null 2>&1; then eval \"exec $editor \\\"\\$1\\\"\"; fi\n"
@@ -23,7 +23,7 @@ constexpr char START_EDITOR[] =
     "echo 'eorva: no editor found; set EDITOR' >&2\n"
     "exit 127\n";
 
-/// Interrupt keys belong to the editor.
+/// Ignores Ctrl-C and Ctrl-\ while the editor runs; they are meant for the editor.
 class IgnoreKeys {
 public:
   IgnoreKeys() : m_fnInterrupt(std::signal(SIGINT, SIG_IGN)), m_fnQuit(std::signal(SIGQUIT, SIG_IGN)) {}
@@ -42,7 +42,7 @@ private:
 }  // namespace
 
 Edit::Edit(const std::string& strName, const std::string& strText) {
-  // Not in /tmp, which a reboot empties: an edit that could not be stored must survive.
+  // Not in /tmp, so that an edit that could not be saved survives a reboot.
   std::string strFolder = "/var/tmp/eorva-edit.XXXXXX";
   if (mkdtemp(strFolder.data()) == nullptr) {
     throw Host::Failure(fmt::format("cannot create {}: {}", strFolder, std::strerror(errno)));
@@ -67,6 +67,6 @@ std::string Edit::run() const {
 
 void Edit::drop() const {
   unlink(m_strPath.c_str());
-  // Fails when the editor left more files.
+  // Fails when the editor has left other files; they stay.
   rmdir(m_strFolder.c_str());
 }

@@ -5,16 +5,16 @@
 
 #include <string>
 
-/// A text that is changed in the user's editor. Its file stays until drop().
+/// A text in the user's editor. The file stays until drop() is called.
 class Edit {
 public:
-  /// Writes the text to a file. \throw Host::Failure when that fails.
+  /// Writes the text to a new file. \throw Host::Failure
   Edit(const std::string& strName, const std::string& strText);
 
   Edit(const Edit&) = delete;
   Edit& operator=(const Edit&) = delete;
 
-  /// Starts $VISUAL, else $EDITOR, else the system's editor, and waits until it ends.
+  /// Opens $VISUAL, else $EDITOR, else the default editor, and waits for its end.
   /// \return the changed text. \throw Host::Failure when the editor failed.
   std::string run() const;
 

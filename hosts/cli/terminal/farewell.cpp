@@ -16,13 +16,13 @@ namespace {
 constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr std::size_t MAX_RUNS = 10;
 
-/// Text that is ready when a signal comes: nothing can be put together then.
+/// The text, prepared in advance: a signal handler cannot format it.
 struct FarewellText {
   std::array<char, 4096> text{};
   std::size_t cb = 0;
 };
 
-/// One of them is written while the other one may be read.
+/// Two texts: one is written while the signal handler may read the other.
 std::array<FarewellText, 2> g_words;
 std::atomic<const FarewellText*> g_pWords = g_words.data();
 static_assert(std::atomic<const FarewellText*>::is_always_lock_free);

@@ -1,5 +1,5 @@
 /// \file farewell.h
-/// The last words of a display that is ended while what it shows goes on.
+/// The message when a display is interrupted while its execution continues.
 
 #pragma once
 
@@ -8,8 +8,8 @@
 #include <sys/types.h>
 #include <vector>
 
-/// While an execution is under way, what ends this process tells how it is looked at, and ended, from now on. What the
-/// process was told to ignore it goes on ignoring.
+/// Handles termination signals: prints how to follow and stop the execution, then exits. Signals that were ignored stay
+/// ignored.
 class Farewell {
 public:
   explicit Farewell(pid_t pidWatch);

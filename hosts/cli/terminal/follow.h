@@ -1,7 +1,7 @@
 /// \file follow.h
-/// Showing what grows.
+/// Waiting for more output.
 
 #pragma once
 
-/// Waits a moment before the next look. When nobody reads standard output any more, ends this program as a write would.
+/// Waits a moment. Ends this program with SIGPIPE when the reader of standard output has gone.
 void waitForMore();

@@ -38,7 +38,8 @@ std::size_t totalOf(const Widths& widths) {
   return std::accumulate(widths.begin(), widths.end(), GAPS);
 }
 
-/// The day goes first, then always the widest column gives way.
+/// Leaves out the day first, then makes the widest column narrower, again and again. Not left to libsmartcols, which
+/// makes no column narrower than its title: a line that is too wide would break the redrawing.
 Widths fit(std::vector<Line>& vecLines, std::size_t cColumns) {
   if (totalOf(widthsOf(vecLines)) > cColumns) {
     for (Line& line : vecLines) {
@@ -70,7 +71,7 @@ std::string draw(const Line& line, const Widths& widths, std::size_t cColumns) {
   return strText + (line.szColor != nullptr ? fmt::format("{}{}\033[0m", line.szColor, strState) : strState);
 }
 
-/// Where not all have room, those that matter most are shown first.
+/// Keeps the most important rows when there is not enough room.
 /// \return how many are left out.
 std::size_t choose(std::vector<LiveRow>& vecRows, std::size_t cLines) {
   if (cLines == 0 || vecRows.size() < cLines) {

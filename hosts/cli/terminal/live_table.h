@@ -1,5 +1,5 @@
 /// \file live_table.h
-/// The table of an execution that goes on, as large as a terminal has room for.
+/// The table of a running execution, in the size of the terminal.
 
 #pragma once
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// What stands in the table of one task; in the order of the columns.
+/// The row of a task, in the order of the columns.
 struct LiveRow {
   enum class Rank { RUNNING, FAILED, WAITING, DONE };  ///< the first ones are shown where there is little room
 
@@ -22,6 +22,6 @@ struct LiveRow {
 };
 
 /// Draws the table.
-/// \param cColumns  no line is wider.
-/// \param cLines    there are no more lines; 0 for no limit.
+/// \param cColumns  width of the terminal; no line is wider.
+/// \param cLines    lines at most; 0 for no limit.
 std::vector<std::string> drawLiveTable(std::vector<LiveRow> vecRows, std::size_t cColumns, std::size_t cLines);

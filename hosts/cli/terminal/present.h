@@ -1,5 +1,5 @@
 /// \file present.h
-/// Records in the form in which people, and programs, read them.
+/// Prints records for people and programs.
 
 #pragma once
 
@@ -19,20 +19,19 @@ struct Reason;
 using Host::OwnerNames;
 using Host::ownerNames;
 
-
-/// Writes a value as indented JSON in UTF-8 to standard output, with the bytes besides of texts that are none.
+/// Prints a value as indented JSON in UTF-8. Texts that are not UTF-8 also get a member with their bytes.
 void printJson(const Json::Value& jValue);
 
-/// Writes a value as JSON in one line to standard output.
+/// Prints a value as JSON in one line.
 void printJsonLine(const Json::Value& jValue);
 
-/// What was shown but could not be written must not look like success. \throw Host::Failure then.
+/// Flushes standard output. \throw Host::Failure when it cannot be written.
 void flushOutput();
 
-/// Writes a line to standard error, for what is no data and no failure. An empty text writes nothing.
+/// Prints a note to standard error. Prints nothing for an empty text.
 void printNote(const std::string& strText);
 
-/// A time member as local time; a dash when it is absent or 0.
+/// A time member as local time; "-" when it is missing or 0.
 std::string timeText(const Json::Value& jRec, const char* szKey);
 
 using Host::durationText;
@@ -45,13 +44,13 @@ const char* outcomeColor(Host::Outcome::Kind kind);
 std::string needsText(const Json::Value& jTask);
 
 
-/// Run records as a table.
+/// Prints runs as a table.
 void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor);
 
-/// Lines of "name: value", the values aligned.
+/// Prints lines of "name: value", the values aligned.
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);
 
-/// Why a task is not started: a line for each reason, and the command to type under it.
-/// \param strSubject  what the lines begin with: the task, or "it".
+/// Prints why a task is not started, with commands that help.
+/// \param strSubject  the beginning of each line: the task, or "it".
 void printReasons(const std::string& strSubject, const std::string& strTask,
                   const std::vector<Host::Reason>& vecReasons);

@@ -17,7 +17,7 @@ using Host::textOf;
 
 namespace {
 
-/// As libsmartcols shows the colours of outcomeColor().
+/// The escape sequences for the colours of outcomeColor().
 const char* outcomeEscape(Host::Outcome::Kind kind) {
   switch (kind) {
     case Host::Outcome::Kind::OK:
@@ -63,7 +63,7 @@ private:
   std::set<Json::Int64> m_setStarted;
 };
 
-/// What is drawn has room between where it begins and the end of the screen, so that it can be drawn over again.
+/// The table always fits on the screen, so that it can be redrawn.
 class LiveView : public ProgressView {
 public:
   LiveView(const OwnerNames& owners, bool blColor) : m_owners(owners), m_blColor(blColor) {}
@@ -75,7 +75,7 @@ public:
     if (QuietTerminal::takeStop()) {
       m_cLines = 0;
     }
-    // Nobody can tell where the lines are on a screen that has another size now.
+    // After a change of size, the position of the old lines is unknown.
     const std::string strBack = blResized ? "\033[H" : back();
     show(strBack, drawLiveTable(rowsOf(progress), size.ws_col, size.ws_row > 3 ? size.ws_row - 2U : 1U));
   }
@@ -89,7 +89,7 @@ private:
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0 ? size : USUAL;
   }
 
-  /// To where the last drawing began.
+  /// Moves the cursor back to the start of the table.
   std::string back() const { return m_cLines > 0 ? fmt::format("\033[{}A\r", m_cLines) : ""; }
 
   void show(const std::string& strBack, const std::vector<std::string>& vecLines) {

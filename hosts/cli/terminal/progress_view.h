@@ -1,5 +1,5 @@
 /// \file progress_view.h
-/// Shows an execution while it goes on.
+/// Shows a running execution.
 
 #pragma once
 
@@ -21,12 +21,12 @@ public:
   /// \param vecNews  the runs that began or ended since the last time.
   virtual void update(const Host::Progress& progress, const std::vector<Json::Value>& vecNews) = 0;
 
-  /// Shows what is to stay, when the execution has ended.
+  /// Draws the final state.
   virtual void end(const Host::Progress&) {}
 };
 
-/// A table that is drawn again and again; for a terminal.
+/// A table that is redrawn; for terminals.
 std::unique_ptr<ProgressView> makeLiveView(const OwnerNames& owners, bool blColor);
 
-/// A line whenever something happens; for everything else.
+/// A line for each start and end; for everything else.
 std::unique_ptr<ProgressView> makeLineView(const OwnerNames& owners);

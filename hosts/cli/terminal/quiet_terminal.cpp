@@ -11,7 +11,7 @@ termios g_before{};
 volatile std::sig_atomic_t g_blQuiet = 0;
 volatile std::sig_atomic_t g_blStopped = 0;
 
-/// One that belongs to somebody else meanwhile is left alone: whoever changes it from the background is stopped.
+/// Does nothing in the background: changing the terminal there would stop this program.
 bool isOurs() {
   return tcgetpgrp(STDOUT_FILENO) == getpgrp();
 }
@@ -25,7 +25,7 @@ void silence() {
   g_blQuiet = tcsetattr(STDOUT_FILENO, TCSANOW, &quiet) == 0 ? 1 : 0;
 }
 
-/// The shell must find its terminal as it was, and so must this program when it is continued.
+/// Restores the terminal for the shell, and turns the echo off again when this program continues.
 void stopAndGoOn(int) {
   const int iError = errno;
   QuietTerminal::restore();

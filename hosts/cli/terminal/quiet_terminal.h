@@ -1,10 +1,10 @@
 /// \file quiet_terminal.h
-/// A terminal on which something is drawn again and again.
+/// The terminal while a table is redrawn.
 
 #pragma once
 
-/// Keeps what is typed meanwhile from being shown in the middle of what is drawn; it stays there for whoever reads it
-/// next. There is one at a time.
+/// Turns off the echo, so that typed keys do not appear in the table. The next program can still read them. One at a
+/// time.
 class QuietTerminal {
 public:
   QuietTerminal();
@@ -12,9 +12,9 @@ public:
   QuietTerminal(const QuietTerminal&) = delete;
   QuietTerminal& operator=(const QuietTerminal&) = delete;
 
-  /// Makes the terminal what it was; may be called while a signal is handled.
+  /// Restores the terminal; may be called in a signal handler.
   static void restore();
 
-  /// Tells whether this program was stopped and continued since the last time: the screen is not what it was.
+  /// Tells whether this program was stopped and continued since the last call, so that the screen has changed.
   static bool takeStop();
 };

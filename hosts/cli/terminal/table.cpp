@@ -13,7 +13,7 @@ Table::Table(const std::vector<Column>& vecColumns, bool blColor) : m_pTable(sco
   if (m_pTable == nullptr) {
     throw std::bad_alloc();
   }
-  // No blanks at the ends of lines.
+  // No trailing blanks.
   scols_table_enable_minout(m_pTable.get(), 1);
   scols_table_enable_colors(m_pTable.get(), blColor ? 1 : 0);
   for (const Column& column : vecColumns) {

@@ -18,7 +18,7 @@ namespace {
 
 std::string pathOf(const std::string& strName) {
   if (strName.empty() || strName.front() == '.' || strName.find('/') != std::string::npos) {
-    throw Failure(fmt::format("\"{}\" is no name of a ticket", strName));
+    throw Failure(fmt::format("\"{}\" is not a valid name of a ticket", strName));
   }
   return fmt::format("{}/{}", TICKETS_FOLDER, strName);
 }

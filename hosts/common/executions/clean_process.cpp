@@ -25,11 +25,11 @@ void require(bool blDone, const char* szWhat) {
 
 void resetSignals() {
   for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
-    // KILL, STOP and the two that the C library uses between threads refuse, and need no reset.
+    // This fails for KILL, STOP and two signals of the C library, which need no reset.
     std::signal(iSignal, SIG_DFL);
   }
-  // Whoever reads the log may go away, and that must not end an execution. Caught, not ignored: a script gets the
-  // default again.
+  // The reader of the log may end; that must not end an execution. Caught, not ignored, so that scripts get the
+  // default.
   std::signal(SIGPIPE, [](int) {});
   sigset_t none;
   sigemptyset(&none);
@@ -50,7 +50,7 @@ bool isWritable(int fd) {
   return iFlags >= 0 && (iFlags & O_ACCMODE) != O_RDONLY;
 }
 
-/// Gives them the numbers from the first on. Via higher ones, for a number may be in use by another one of them.
+/// Moves the descriptors to FIRST_KEPT and up; first to higher numbers, since the numbers may be in use.
 void renumber(std::vector<int> vecKeep) {
   const int fdEnd = FIRST_KEPT + static_cast<int>(vecKeep.size());
   for (int& fd : vecKeep) {

@@ -1,5 +1,5 @@
 /// \file clean_process.h
-/// The surroundings in which users' scripts run.
+/// The process environment of scripts.
 
 #pragma once
 
@@ -9,22 +9,22 @@
 
 namespace Host {
 
-/// Turns the calling process, a child made for one execution, into one that hands nothing on from whoever
-/// started it:
+/// Removes from the calling process, a child for one execution, everything that it inherited from its
+/// starter. It gets:
 ///
-/// - a session of its own, without a terminal; nothing that ends the starter ends it
+/// - a session of its own, without a terminal
 /// - default signal dispositions, no signal blocked; umask 022; current folder /
-/// - standard input and, unless it is kept, standard output on /dev/null; no other descriptor but those that are kept
-/// - this environment and no more: PATH (the usual six folders), LANG=C.UTF-8, HOME=/root, USER=root,
+/// - standard input and, unless it is kept, standard output on /dev/null; only the descriptors that are kept
+/// - only this environment: PATH (the usual six folders), LANG=C.UTF-8, HOME=/root, USER=root,
 ///   LOGNAME=root, SHELL=/bin/sh, and what the request adds: EORVA_EVENT (the event, or "on_demand"),
-///   EORVA_FIRED_AT (seconds since 1970), and what whoever fired it tells. For a run of another user the library
+///   EORVA_FIRED_AT (seconds since 1970), and the variables of the request. For a run of another user the library
 ///   sets HOME, USER and LOGNAME.
 ///
-/// \param vecKeep       descriptors that stay open here, though not in programs that are run; they get the lowest
-///                      free numbers, from 3, in their order.
+/// \param vecKeep       descriptors that stay open here, but not in programs that are run. They get the numbers from
+///                      FIRST_KEPT on.
 /// \param blKeepStdout  true: standard output stays what it is.
 /// \param request       for the environment.
-/// Ends the process when something cannot be done.
+/// Ends the process on failure.
 void becomeCleanProcess(const std::vector<int>& vecKeep, bool blKeepStdout, const ExecutionRequest& request);
 
 /// The number of the first descriptor that was kept.

@@ -1,5 +1,5 @@
 /// \file execution.h
-/// One execution under way, seen from the process that started it.
+/// A running execution, for the process that started it.
 
 #pragma once
 
@@ -16,13 +16,13 @@
 
 namespace Host {
 
-/// The process that watches over an execution (see execution_watch.h). It goes on when its starter ends.
+/// The process that watches an execution (see execution_watch.h). It continues when its starter ends.
 ///
 /// Starting it sets SIGCHLD for the whole process, and forks. A host with threads starts executions as services only.
 class Execution {
 public:
   /// Starts it. No session may be open then.
-  /// \param lock  the announced tasks; they stay announced until they have been started, or the execution ends.
+  /// \param lock  the announced tasks. They stay announced until they have started or the execution ends.
   Execution(const ExecutionRequest& request, const ExecutionPlan& plan, const TaskLock& lock);
 
   Execution(const Execution&) = delete;
@@ -30,11 +30,11 @@ public:
 
   pid_t pid() const { return m_process.pid(); }
 
-  /// Processes of the runs that it has started so far.
+  /// The processes of all runs so far.
   std::set<pid_t> children() const { return m_file.children(); }
 
-  /// Waits for its end, up to a time.
-  /// \return its wait status; nothing while it goes on.
+  /// Waits for the end of the execution, up to a time.
+  /// \return its wait status; nothing while it runs.
   std::optional<int> waitEnd(int iMilliseconds);
 
 private:

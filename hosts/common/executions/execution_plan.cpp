@@ -34,8 +34,8 @@ std::vector<GraphTask> planTasks(const TaskGraph& graph, const ExecutionRequest&
   return vecTasks;
 }
 
-/// Without an output folder all runs of an execution share one script file, so that any owner's script can
-/// end up being run with the rights of another one.
+/// Without an output folder, all runs of an execution share one script file. A script of one owner could run with
+/// the rights of another.
 void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::string>& vecWarnings) {
   std::set<Json::Int64> setOwners;
   for (const GraphTask& task : vecTasks) {
@@ -53,8 +53,8 @@ void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::
   vecWarnings.emplace_back("no output is kept, so a script of one owner can be run with the rights of another");
 }
 
-/// Which tasks there are to announce can change until they are announced.
-/// \return the stored tasks; those of the request cannot be changed any more.
+/// Announces the tasks of the request, again and again until no task has been added meanwhile.
+/// \return all stored tasks; those of the request cannot be changed now.
 Json::Value announceTasks(Session& session, const ExecutionRequest& request, TaskLock& lock) {
   std::set<std::string> setAnnounced;
   for (;;) {
@@ -87,7 +87,7 @@ std::vector<std::string> firstTasks(const TaskGraph& graph, const ExecutionReque
   return vecFirst;
 }
 
-/// The library itself would go round in circles without end.
+/// The library would walk in circles for ever.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
   std::string strReasons;
   for (const std::string& strWhy : graph.whyUnsafe(graph.planOf(strEvent))) {
@@ -126,7 +126,7 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
 void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskLock& lock) {
   lock.takeTurn(vecTasks);
   for (const std::string& strTask : vecTasks) {
-    // The library is going to find it running.
+    // The library will find it running.
     if (!boolOf(findTask(session, strTask), "run_the_same_time") && !livePidsOf(session, strTask).empty()) {
       lock.endTurn(strTask);
     }
@@ -135,7 +135,7 @@ void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskL
 
 namespace {
 
-/// What can be made ready, is; why it can not, is thrown.
+/// Prepares the plan. \throw Failure with the reason.
 void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock, ExecutionPlan& plan) {
   const Json::Value jTasks = announceTasks(session, request, lock);
   const TaskGraph graph(jTasks);

@@ -16,31 +16,31 @@ namespace Host {
 
 class Session;
 
-/// Checked and made ready.
+/// The tasks of an execution, checked and prepared.
 struct ExecutionPlan {
   std::vector<GraphTask> vecTasks;       ///< in the order in which they can start
-  std::vector<std::string> vecWarnings;  ///< what the user should know
+  std::vector<std::string> vecWarnings;  ///< warnings for the user
   Json::Int64 iLastResult = 0;           ///< runs up to this one are older
-  Json::Int64 iFiring = 0;               ///< what is remembered of the event; 0 when nothing is
+  Json::Int64 iFiring = 0;               ///< the recorded firing; 0 for none
 };
 
-/// Checks that the request can be run safely, announces its tasks, and makes their output folders ready.
-/// \throw Failure with the reason; nothing has been run then.
+/// Checks that the request can be run safely, announces its tasks, and prepares their output folders.
+/// \throw Failure with the reason; nothing has run then.
 ExecutionPlan prepareExecution(Session& session, const ExecutionRequest& request, TaskLock& lock);
 
-/// Makes the output folders of tasks ready, right before they are started: the place may be another one than it was
-/// when the execution began, after a disk was changed for example.
-/// \param output      the place that the execution uses, as it is written in the configuration; nothing without output.
-/// \param vecTasks    those that may be started.
-/// \param vecStarted  those that may have been started: without output folders it matters whose they are.
-/// \return what the user should know. \throw Failure with the reason why none of them may be run.
+/// Prepares the output folders of tasks right before they start. A disk may have been changed since the start of the
+/// execution.
+/// \param output      the place that the execution uses, as SHARE/PATH; nothing without output.
+/// \param vecTasks    tasks that may start.
+/// \param vecStarted  tasks that may have started: their owners matter when no output is kept.
+/// \return warnings. \throw Failure with the reason why none of them may start.
 std::vector<std::string> prepareFolders(const std::optional<std::string>& output,
                                         const std::vector<GraphTask>& vecTasks,
                                         const std::vector<GraphTask>& vecStarted = {});
 
-/// Takes the turn of tasks that are about to be started, until they have been started. Others that want to start them
-/// wait for that: so they find out whether a task runs, and start it in a second of its own. A task that will be found
-/// running needs no turn.
+/// Takes the turn of tasks until they have started. Other executions wait for the turn, so that they see whether a task
+/// runs already, and do not start it in the same second. A task that runs already needs no
+/// turn.
 void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskLock& lock);
 
 /// The tasks that start at once.

@@ -20,19 +20,19 @@ namespace Host {
 
 namespace {
 
-/// The event that a child writes last when it could not write or prepare its script.
+/// The last event of a child that could not write or prepare its script.
 constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
 
 int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
                TaskLock& lock) {
-  // The library reads its configuration now: what was made ready for another place a moment ago does not count.
+  // The library reads its configuration now, and the configured place may have changed.
   const std::optional<std::string> output = OutputFolder::configuredOutput();
   for (const std::string& strWarning : prepareFolders(output, plan.vecTasks)) {
     if (std::find(plan.vecWarnings.begin(), plan.vecWarnings.end(), strWarning) == plan.vecWarnings.end()) {
       std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
     }
   }
-  // From here on the task's folder is there, or nothing is run from it.
+  // From here on, a missing task folder fails the run.
   ORVAFSRefuseOpenParents(1);
   if (request.blByEvent) {
     const NextTasks nextTasks(session, request, plan, file, lock, output);
@@ -52,7 +52,7 @@ void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, 
   int iResult = -1;
   try {
     reportChildrenTo(file.fd(), lock.fd());
-    // A child that cannot write its script would go on as a second runner; it ends with its last message instead.
+    // A child that cannot write its script would continue as a second runner, so it ends after its last event.
     ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
     Session session;
     const std::vector<std::string> vecFirst = firstTasks(TaskGraph(listTasks(session)), request);

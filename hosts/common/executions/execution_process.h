@@ -10,7 +10,7 @@
 
 namespace Host {
 
-/// Does what the process of an execution does, from its first to its last step. Ends with 1 when the library failed.
+/// Runs the process of an execution. Exit status 1: the library failed.
 [[noreturn]] void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
                                  TaskLock& lock);
 

@@ -1,5 +1,5 @@
 /// \file execution_request.h
-/// What is to be run.
+/// The request for an execution.
 
 #pragma once
 
@@ -17,16 +17,16 @@ namespace Host {
 struct ExecutionRequest {
   bool blByEvent = true;
   std::string strName;                                              ///< the event, or the task
-  std::time_t firedAt = 0;                                          ///< when it happened
-  std::vector<std::pair<std::string, std::string>> vecEnvironment;  ///< what scripts are told about it
-  std::chrono::seconds budget{0};                                   ///< how long it may take at most; 0 is no limit
-  bool blLeaveNothing = false;                                      ///< what scripts have left behind is ended, too
+  std::time_t firedAt = 0;                                          ///< when the event happened
+  std::vector<std::pair<std::string, std::string>> vecEnvironment;  ///< variables for the scripts
+  std::chrono::seconds budget{0};                                   ///< time limit of the whole execution; 0 for none
+  bool blLeaveNothing = false;                                      ///< end background processes of the scripts
 
-  /// How long after its budget and the grace it is ended without its runs being closed, and what cannot be killed is
-  /// waited for.
+  /// Extra time after the budget and the grace. Then the execution ends although runs are not closed or processes
+  /// cannot be killed.
   std::chrono::seconds lastResort = KILL_LIMIT;
 
-  /// What a failure, or a summary, is about.
+  /// For messages: "event" or "task".
   const char* kind() const { return blByEvent ? "event" : "task"; }
 };
 

@@ -36,20 +36,20 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-/// How often it looks, usually and while the execution is being ended.
+/// Pause between two looks, and while the execution is being ended.
 constexpr std::chrono::milliseconds PAUSE = 200ms;
 constexpr std::chrono::milliseconds SHORT_PAUSE = 20ms;
 
-/// How often it looks after what seldom needs it.
+/// Pause between two rounds of rare work.
 constexpr auto TIDY_PAUSE = 2s;
 
-/// A turn ends when what it was taken for has been started. What could not be launched leaves no record; others who
-/// want to start it too do not wait for that longer.
+/// A turn ends when its task has started. A task that could not start leaves no record; other executions do not wait
+/// longer than this for its turn.
 constexpr auto TURN_TIME = 10s;
 
 volatile std::sig_atomic_t g_iAskedToEnd = 0;
 
-/// Why an execution is to be ended now; null when it may go on.
+/// Why the execution must end now; null when it may continue.
 const char* reasonToEnd(std::chrono::seconds budget, Clock::duration spent) {
   if (g_iAskedToEnd != 0) {
     return isSystemStopping() ? ENDED_SHUTDOWN : ENDED_STOPPED;
@@ -66,7 +66,7 @@ public:
   /// \return the wait status of its process.
   int run();
 
-  /// The result of this process when it has ended the execution; nothing when that has ended by itself.
+  /// The exit status of this process when it has ended the execution; nothing when that has ended by itself.
   std::optional<int> resultOfEnd() const;
 
 private:
@@ -106,14 +106,14 @@ Process Watch::forkExecution() {
     throw Failure(fmt::format("cannot start a process: {}", std::strerror(errno)));
   }
   if (pid == 0) {
-    // It may be held when this process dies, and would be so for ever.
+    // Continued here: nobody else would do it after this process dies.
     prctl(PR_SET_PDEATHSIG, SIGCONT);
     executeAndExit(m_request, m_plan, m_file, m_lock);
   }
   return Process(pid);
 }
 
-/// What goes wrong here must not leave the execution alone; it is said once.
+/// Reports a problem once; the execution goes on.
 void Watch::complain(const std::exception& error) {
   if (m_strComplaint != error.what()) {
     m_strComplaint = error.what();
@@ -121,7 +121,7 @@ void Watch::complain(const std::exception& error) {
   }
 }
 
-/// Collects what has ended: whatever loses its parent in this execution, and leaves it, comes here.
+/// Collects zombies: this process is the subreaper of the execution.
 /// \return true when the execution has ended.
 bool Watch::collect(pid_t pidExecution) {
   int iStatus = 0;
@@ -145,8 +145,8 @@ void Watch::endTurns() {
   }
 }
 
-/// Holds the process of the execution, so that it starts nothing more; not while it is writing, for nobody else could
-/// write then.
+/// Stops the process of the execution, so that it starts no more tasks; but not while it is writing to the store, which
+/// would block all others.
 bool Watch::hold(const Process& execution) {
   execution.signal(SIGSTOP);
   try {
@@ -159,8 +159,8 @@ bool Watch::hold(const Process& execution) {
   }
 }
 
-/// Ends everything when the time is used up, or somebody asks for it: nothing more is started, what runs is ended and
-/// closed, then the execution itself is ended before it can start what waited for that.
+/// Ends the execution when its budget is used up or it was asked to end: starts no more tasks, ends and closes the
+/// runs, then ends the process of the execution before it can start dependent tasks.
 void Watch::endWhenDue(const Process& execution) {
   if (m_szEndedBy == nullptr) {
     m_szEndedBy = reasonToEnd(m_request.budget, Clock::now() - m_start);
@@ -170,7 +170,7 @@ void Watch::endWhenDue(const Process& execution) {
     return;
   }
   if (Clock::now() - m_ending > m_grace + m_request.lastResort) {
-    // A store that cannot be written to, or a script that cannot be ended: a shutdown does not wait for either.
+    // The store cannot be written, or a script does not end: a shutdown does not wait for that.
     execution.signal(SIGKILL);
     return;
   }
@@ -220,7 +220,7 @@ void Watch::attempt(Step step) {
   }
 }
 
-/// Each step by itself: a store that cannot be read must not keep time from being up.
+/// Each step by itself, so that time limits hold although the store cannot be read.
 void Watch::look(const Process& execution) {
   attempt([&] { m_runs.look(m_file, execution.pid()); });
   attempt([&] { endTurns(); });
@@ -230,7 +230,7 @@ void Watch::look(const Process& execution) {
   attempt([&] { tidy(); });
 }
 
-/// Before the file is removed: until then the execution counts as under way.
+/// Before the file is removed: until then the execution counts as running.
 void Watch::remember() const {
   if (m_plan.iFiring != 0) {
     Session session;
@@ -242,7 +242,7 @@ void Watch::clearUp(pid_t pidExecution) {
   try {
     removeTemporaryFiles(pidExecution, m_file.children());
     attempt([&] { remember(); });
-    // As long as the file is there, its children count as alive.
+    // While the file exists, its children count as living.
     m_file.remove();
     Session session;
     reconcile(session);
@@ -259,14 +259,14 @@ int Watch::run() {
     look(execution);
   } while (!collect(execution.pid()));
   if (m_szEndedBy != nullptr || m_request.blLeaveNothing) {
-    // It has lost its parent, and was taken in here.
+    // Its descendants are children of this process now (subreaper).
     endLeftovers(m_grace, m_request.lastResort);
   }
   clearUp(execution.pid());
   return m_iStatus;
 }
 
-/// Ends as the process of the execution did.
+/// Ends with the wait status of the process of the execution.
 [[noreturn]] void exitLike(int iStatus) {
   std::fflush(nullptr);
   if (WIFSIGNALED(iStatus)) {
@@ -282,7 +282,7 @@ void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, co
                   const TaskLock& lock) {
   try {
     becomeCleanProcess({file.fd(), lock.fd()}, blLogToStdout, request);
-    // Caught by all processes of the execution, which end when their watch has seen to it; a script gets the default.
+    // Caught by all processes of the execution, since the watch ends them; scripts get the default.
     std::signal(SIGTERM, [](int) { g_iAskedToEnd = 1; });
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     ExecutionFile ownFile(file.path(), FIRST_KEPT);

@@ -1,10 +1,10 @@
 /// \file execution_watch.h
-/// The process that watches over an execution.
+/// The process that watches an execution.
 ///
-/// It is the parent of the process that calls the library, which can look after nothing while tasks run; and it lives
-/// as long as the execution does, which the process that shows the execution need not. It withdraws the tasks that
-/// have been started, ends runs that take too long, and clears up at the end. Whoever asks it to end (SIGTERM) has the
-/// whole execution ended in an orderly way: what runs is asked to end, and closed with how it ended.
+/// It is the parent of the process that calls the library, and lives as long as the execution, also when the process
+/// that shows the execution ends. It withdraws the tasks that have started, ends runs over their time limit, and cleans
+/// up at the end. SIGTERM ends the whole execution: the runs are asked to end, and closed with their exit
+/// status.
 
 #pragma once
 
@@ -15,14 +15,14 @@
 
 namespace Host {
 
-/// The result of the watching process when the execution was ended because its time was used up. Otherwise it ends as
-/// the process of the execution did.
+/// Exit status of the watching process when the budget was used up. Without this or the next, it is that of the process
+/// of the execution.
 inline constexpr int RESULT_BUDGET = 4;
 
-/// The same when it was asked to end.
+/// Exit status of the watching process when it was asked to end.
 inline constexpr int RESULT_ENDED = 5;
 
-/// Does what the watching process does, from its first to its last step.
+/// Runs the watching process.
 [[noreturn]] void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
                                const TaskLock& lock);
 

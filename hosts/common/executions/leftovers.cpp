@@ -19,17 +19,17 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int PAUSE_MILLISECONDS = 20;
 
-/// As long is mail left alone.
+/// How long mail delivery may take.
 constexpr std::chrono::seconds MAIL_TIME(10);
 
-/// As the platform names the process that hands a mail over.
+/// The name of the process that delivers mail.
 bool isCourier(pid_t pid) {
   std::ifstream file(fmt::format("/proc/{}/comm", pid));
   std::string strName;
   return std::getline(file, strName) && strName == "orvamail";
 }
 
-/// What a script has started has its environment. A mail program that delivers in the background has its own.
+/// Processes of a script have its environment; a mail program in the background has its own.
 bool isOfScript(pid_t pid) {
   std::ifstream file(fmt::format("/proc/{}/environ", pid));
   for (std::string strVariable; std::getline(file, strVariable, '\0');) {
@@ -40,7 +40,7 @@ bool isOfScript(pid_t pid) {
   return false;
 }
 
-/// What hands mail over, among these processes.
+/// The processes that deliver mail.
 std::set<pid_t> mailAmong(const std::vector<ProcessStatus>& vecRest, const ProcessTable& table) {
   std::set<pid_t> setMail;
   for (const ProcessStatus& status : vecRest) {
@@ -60,7 +60,7 @@ class Rest {
 public:
   Rest(std::chrono::seconds grace, std::chrono::seconds killLimit) : m_grace(grace), m_killLimit(killLimit) {}
 
-  /// Does what is due. \return true when nothing is left, or nothing can be done about it.
+  /// Does the next step. \return true when no process is left, or the time is up.
   bool step() {
     while (waitpid(-1, nullptr, WNOHANG) > 0) {
     }
@@ -82,7 +82,7 @@ private:
       process.signal(SIGKILL);
     } else if (Clock::now() >= ask && m_setAsked.insert(status.pid).second) {
       process.signal(SIGTERM);
-      // What is stopped would not see it.
+      // A stopped process would not handle the signal.
       process.signal(SIGCONT);
     }
   }

@@ -1,5 +1,5 @@
 /// \file leftovers.h
-/// Ends what scripts have left behind.
+/// Ends background processes of scripts.
 
 #pragma once
 
@@ -7,10 +7,10 @@
 
 namespace Host {
 
-/// Ends every process that stems from the calling one, and collects its children: asks, waits, and ends what has not
-/// listened. Mail that is being handed over is left alone for a while; what is not sent by then waits in its outbox.
-/// \param grace  how long they may take to end when they are asked to.
-/// \param killLimit  how long what cannot be killed, as it waits for a dead disk, is waited for after that.
+/// Ends all descendants of the calling process: asks them to end, waits, kills the rest. Processes that deliver mail
+/// get some time; mail that is not sent by then stays in its outbox.
+/// \param grace      time for the processes to end after they were asked.
+/// \param killLimit  wait limit for killed processes; those that wait for a dead disk may take longer.
 void endLeftovers(std::chrono::seconds grace, std::chrono::seconds killLimit);
 
 }  // namespace Host

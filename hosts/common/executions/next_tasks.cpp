@@ -35,12 +35,12 @@ NextTasks::~NextTasks() {
   ORVAStoreAskBeforeList(nullptr, nullptr);
 }
 
-/// \return negative when nothing may be started now.
+/// \return negative when no task may start now.
 int NextTasks::beforeList() noexcept {
   if (m_blUnsafe) {
     return -1;
   }
-  // The library walks from task to task with a list each. Only the first one comes after a run was closed.
+  // The library lists tasks for each step of its walk. Only the first list comes after a closed run.
   const int cChanges = sqlite3_total_changes(m_session.db());
   if (cChanges == m_cChanges) {
     return 0;
@@ -50,8 +50,9 @@ int NextTasks::beforeList() noexcept {
     makeReady();
     return 0;
   } catch (const std::exception& error) {
-    const char* const szWhat = m_blUnsafe ? "nothing more is" : "what waited for the last run is not";
-    std::fputs(fmt::format("eorva: {} started: {}\n", szWhat, error.what()).c_str(), stderr);
+    const char* const szWhat =
+        m_blUnsafe ? "no more tasks are started" : "the tasks after the last run are not started";
+    std::fputs(fmt::format("eorva: {}: {}\n", szWhat, error.what()).c_str(), stderr);
     return -1;
   }
 }
@@ -79,7 +80,7 @@ void NextTasks::makeReady() {
   noteInTheWay(vecReady);
 }
 
-/// The library is going to find these tasks running.
+/// The library will find these tasks running.
 void NextTasks::noteInTheWay(const std::vector<GraphTask>& vecReady) {
   for (const GraphTask& task : vecReady) {
     if (const Json::Int64 iRun = refusingRunOf(m_session, task.strName); iRun != 0) {
@@ -88,7 +89,7 @@ void NextTasks::noteInTheWay(const std::vector<GraphTask>& vecReady) {
   }
 }
 
-/// What is added or changed while the execution is under way can make a walk endless too.
+/// Tasks that were added or changed during the execution can make the walk endless, too.
 void NextTasks::checkChanges(const TaskGraph& graph, const Json::Value& jTasks) {
   Dependences setDependences;
   for (const Json::Value& jTask : jTasks) {
@@ -101,7 +102,7 @@ void NextTasks::checkChanges(const TaskGraph& graph, const Json::Value& jTasks) 
 }
 
 /// \param vecWaiting  receives the tasks that have not been started yet.
-/// \param vecReady    receives those of them that have nothing left to wait for.
+/// \param vecReady    receives those that wait for nothing more.
 void NextTasks::splitTasks(const TaskGraph& graph, std::vector<GraphTask>& vecWaiting,
                            std::vector<GraphTask>& vecReady) const {
   const std::set<pid_t> setChildren = m_file.children();
@@ -130,7 +131,7 @@ void NextTasks::splitTasks(const TaskGraph& graph, std::vector<GraphTask>& vecWa
   }
 }
 
-/// Tasks that the execution did not know. Until they are announced, they can be changed.
+/// Announces tasks that were added during the execution.
 /// \return false when there is none.
 bool NextTasks::announceNew(const std::vector<GraphTask>& vecReady) {
   std::vector<GraphTask> vecNew;

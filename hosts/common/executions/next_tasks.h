@@ -1,11 +1,11 @@
 /// \file next_tasks.h
-/// What an execution starts when a run has ended.
+/// Prepares the tasks that start when a run has ended.
 ///
-/// The library reads the tasks that have nothing left to wait for, and starts them a second later, from what it has
-/// read. Two executions that come to one task together would both find that it does not run, and start it twice; and a
-/// task that was added after the execution had been prepared would be started without a lock and without a folder. The
-/// folder of a task can have gone, too: the library would make another one that anybody may write to. So, in the
-/// process of an execution, what the library is about to start is made ready right before it is read.
+/// The library reads the tasks that wait for nothing more, and starts them a second later. Two executions could both
+/// find that a task is not running, and start it twice. A task that was added meanwhile would start without a lock and
+/// without a folder. A task folder may have been removed: the library would create one that everybody can write to.
+/// So the process of an execution prepares these tasks right before the library reads
+/// them.
 
 #pragma once
 
@@ -24,12 +24,12 @@ namespace Host {
 
 class Session;
 
-/// Does so for as long as it lives. There can be one in a process.
+/// Registers for its lifetime. Only one in a process.
 class NextTasks {
 public:
-  /// Everything but the place is borrowed.
-  /// \param session  the one that the library works with.
-  /// \param output   the place of output that the library has read; whatever is configured later counts for others.
+  /// Borrows everything but the place.
+  /// \param session  the session of the library.
+  /// \param output   the place that the library has read; later changes of the configuration do not count here.
   NextTasks(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
             TaskLock& lock, std::optional<std::string> output);
   ~NextTasks();
@@ -38,7 +38,7 @@ public:
   NextTasks& operator=(const NextTasks&) = delete;
 
 private:
-  using Dependences = std::set<std::pair<std::string, std::string>>;  ///< names, and what they wait for
+  using Dependences = std::set<std::pair<std::string, std::string>>;  ///< names, and names of tasks that they wait for
 
   int beforeList() noexcept;
   void makeReady();
@@ -55,7 +55,7 @@ private:
   const Json::Int64 m_iLastResult;
   const std::optional<std::string> m_output;
   std::vector<GraphTask> m_vecAnnounced;
-  std::set<std::string> m_setWarnings;  ///< what has been said already
+  std::set<std::string> m_setWarnings;  ///< warnings that were printed already
   Dependences m_setChecked;
   int m_cChanges;
   bool m_blUnsafe = false;  ///< nothing more may be started

@@ -31,7 +31,7 @@ public:
   /// The runs so far that did not end with exit status 0.
   std::vector<Json::Value> failedRuns() const;
 
-  /// Tasks that were expected to run and have not been started.
+  /// Planned tasks that have not been started.
   std::vector<std::string> notStarted() const;
 
 private:

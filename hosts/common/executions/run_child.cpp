@@ -14,7 +14,7 @@ namespace Host {
 
 namespace {
 
-/// Where the children of this process report; only set in the process of an execution.
+/// Where children report themselves; only set in the process of an execution.
 int g_fdReport = -1;
 int g_fdCloseToo = -1;
 
@@ -26,14 +26,14 @@ void beginRun() {
   std::array<char, 16> szLine{};
   char* pEnd = std::to_chars(szLine.data(), szLine.data() + szLine.size() - 1, getpid()).ptr;
   *pEnd++ = '\n';
-  // One short write to a file in append mode: lines of several children do not mix. Nothing could be done
-  // about a failure here; the run is then told apart by its process alone.
+  // One short write in append mode, so that lines of several children do not mix. After a failure, the run is
+  // identified by its process alone.
   [[maybe_unused]] const ssize_t cb = write(g_fdReport, szLine.data(), static_cast<std::size_t>(pEnd - szLine.data()));
   close(std::exchange(g_fdReport, -1));
   close(std::exchange(g_fdCloseToo, -1));
   // A script that ends "its process group" must not end other runs, or the execution itself.
   setsid();
-  // Whatever the script starts stays below, also when its parents end: so all of it can be found.
+  // All processes of the script stay below this one, also when their parents end, and can be found.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   reapOnRequest();
 }
@@ -43,7 +43,7 @@ void beginRun() {
 void reportChildrenTo(int fd, int fdCloseToo) {
   g_fdReport = fd;
   g_fdCloseToo = fdCloseToo;
-  // Whoever looks at a child before it has done anything must not take it for something else.
+  // So that children have the name from their first moment.
   pthread_atfork(takeRunName, takeHostName, beginRun);
 }
 

@@ -1,13 +1,13 @@
 /// \file run_child.h
-/// What the process of a run does before anything else.
+/// The first steps of the process of a run.
 
 #pragma once
 
 namespace Host {
 
-/// Makes every child that the calling process forks from now on report itself through a descriptor, and bear the name
-/// of a run (see run_process.h) from its first moment.
-/// The children close the descriptor, and a second one; programs that they run inherit neither.
+/// Makes all later children of the calling process report themselves through a descriptor, and gives them the name of a
+/// run (see run_process.h).
+/// The children close this descriptor and a second one.
 void reportChildrenTo(int fd, int fdCloseToo);
 
 }  // namespace Host

@@ -18,7 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long the store is waited for, before it is left to others until the next look.
+/// Wait limit for the store; tried again at the next look.
 constexpr std::chrono::milliseconds WRITE_LIMIT(20);
 
 }  // namespace
@@ -26,7 +26,7 @@ constexpr std::chrono::milliseconds WRITE_LIMIT(20);
 void RunWatch::note(Session& session, const Json::Value& jRun) {
   const Json::Int64 iResult = intOf(jRun, "result_id");
   const std::string strTask = textOf(jRun, "task_name");
-  // From here on the run tells that the task cannot be changed.
+  // From here on, the open run protects the task from changes.
   m_lock.withdraw(strTask);
   if (!jRun.isMember("stop_time") && m_mapOpen.count(iResult) == 0) {
     OpenRun& run = m_mapOpen[iResult];
@@ -36,8 +36,8 @@ void RunWatch::note(Session& session, const Json::Value& jRun) {
   }
 }
 
-/// As long as the record is open and a child of the execution has its number, that child is its process: the execution
-/// closes the record when it has looked after the child, before it starts another one.
+/// While the record is open, a child of the execution with its process id is its process: the execution closes the
+/// record before the id can be reused.
 /// \return false when the process is gone already.
 bool RunWatch::identify(Session& session, Json::Int64 iResult) const {
   const Json::Value jRun = requireRun(session, iResult);
@@ -50,7 +50,7 @@ bool RunWatch::identify(Session& session, Json::Int64 iResult) const {
   return session.runs()->recUpdateByFilter(jFilter, identityOf(*status)) >= 0;
 }
 
-/// What does not succeed now does so when it is tried again; until then the run is known by its number and its
+/// Retried at the next look. Until then the run is identified by its process id and its
 /// execution.
 void RunWatch::identify(Session& session) {
   const auto isUnknown = [](const auto& entry) { return !entry.second.blIdentified; };
@@ -70,7 +70,7 @@ void RunWatch::identify(Session& session) {
       pRun->blIdentified = true;
     }
   } catch (const Failure&) {
-    // Neither a busy store nor a full disk is a reason not to look after the runs.
+    // A busy store or a full disk must not stop the watch.
     return;
   }
 }
@@ -81,7 +81,7 @@ void RunWatch::look(const ExecutionFile& file, pid_t pidExecution) {
   std::set<Json::Int64> setOpen;
   Json::Int64 iSeen = m_iSeen;
   const Json::Value jRuns = listRuns(session, fmt::format("result_id > {} or stop_time is null", m_iSeen));
-  // Read after the records: a process reports before its run is recorded, so that no run of this execution is missed.
+  // Read after the records: processes report themselves before their runs are recorded, so no run is missed.
   const std::set<pid_t> setChildren = file.children();
   for (const Json::Value& jRun : jRuns) {
     const Json::Int64 iResult = intOf(jRun, "result_id");
@@ -100,7 +100,7 @@ void RunWatch::end(Json::Int64 iResult, OpenRun& run, const char* szWhy) {
   if (Clock::now() < run.retry) {
     return;
   }
-  // Whatever keeps it from being asked now, a busy store or a script that has not begun yet, is no reason to let it be.
+  // Retry later: the store is busy, or the script has not started yet.
   run.retry = Clock::now() + m_retryPause;
   Process process(run.pid);
   const std::optional<ProcessStatus> status = process.status();

@@ -1,5 +1,5 @@
 /// \file run_watch.h
-/// The runs of one execution, looked after while they go on.
+/// Watches the runs of one execution.
 
 #pragma once
 
@@ -20,45 +20,45 @@ class Session;
 
 class RunWatch {
 public:
-  /// \param iLastResult  runs up to this one are older than the execution.
-  /// \param grace        how long a run may take to end when it is asked to.
-  /// \param retryPause   how long a run that could not be asked to end is left alone.
+  /// \param iLastResult  the last run before the execution.
+  /// \param grace        time for a run to end after it was asked.
+  /// \param retryPause   pause before a run is asked again when that failed.
   RunWatch(TaskLock& lock, Json::Int64 iLastResult, std::chrono::seconds grace,
            std::chrono::seconds retryPause = std::chrono::seconds(1))
       : m_lock(lock), m_iSeen(iLastResult), m_grace(grace), m_retryPause(retryPause) {}
 
-  /// Reads what has begun and ended since the last time. Tasks that have been started are withdrawn, and the records
-  /// get what tells which processes their numbers mean.
-  /// \param file          tells the processes of the runs of the execution.
+  /// Reads which runs have begun and ended. Withdraws the tasks that have started, and writes into the records
+  /// what identifies their processes.
+  /// \param file          lists the processes of the runs.
   /// \param pidExecution  the parent of those processes.
   void look(const ExecutionFile& file, pid_t pidExecution);
 
-  /// Begins to end every run whose task may not run longer.
+  /// Starts ending every run over its time limit.
   void endOverdue();
 
-  /// Begins to end every run.
+  /// Starts ending every run.
   void endAll(const char* szWhy);
 
-  /// Goes on ending what is being ended.
-  /// \return true when nothing is.
+  /// Continues ending runs.
+  /// \return true when no run is being ended.
   bool step();
 
   /// Tells whether all runs have been closed.
   bool areAllClosed() const { return m_mapOpen.empty(); }
 
-  /// Processes of the runs that are open.
+  /// The processes of the open runs.
   std::set<pid_t> processes() const;
 
-  /// Tells whether this run is being ended here.
+  /// Tells whether the run with this process is being ended here.
   bool isEnding(pid_t pid) const;
 
 private:
   struct OpenRun {
     pid_t pid = 0;
     std::chrono::seconds limit{0};
-    bool blIdentified = false;                      ///< its record tells which process its number means
-    bool blAsked = false;                           ///< ended here, or by itself when that was tried
-    std::chrono::steady_clock::time_point retry{};  ///< not tried again before
+    bool blIdentified = false;                      ///< its record identifies the process
+    bool blAsked = false;                           ///< asked to end, or it had ended by then
+    std::chrono::steady_clock::time_point retry{};  ///< not asked again before
     std::unique_ptr<RunEnding> pEnd;
   };
 

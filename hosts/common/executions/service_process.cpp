@@ -25,7 +25,7 @@ sigset_t signals(bool blWithChildren) {
   return set;
 }
 
-/// Collects what has ended. \return false when there is no child any more.
+/// Collects zombies. \return false when no child is left.
 bool collectChildren() {
   pid_t pid = 0;
   while ((pid = waitpid(-1, nullptr, WNOHANG)) > 0) {

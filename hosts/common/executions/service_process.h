@@ -1,5 +1,5 @@
 /// \file service_process.h
-/// The main process of the service that an execution runs in.
+/// The main process of a service that runs an execution.
 
 #pragma once
 
@@ -7,21 +7,21 @@
 
 namespace Host {
 
-/// For the process that shows the execution: it stays until nothing of the service is left, so that whoever asks the
-/// service to end asks it, and scripts are only asked in their order.
+/// It stays until no process of the service is left. systemd asks only this process to end, and it ends the scripts in
+/// their order.
 class ServiceProcess {
 public:
-  /// Takes in what loses its parent from now on. The signal that asks a service to end only counts here.
+  /// Becomes a subreaper, and blocks SIGTERM, which isAskedToEnd() reads.
   ServiceProcess();
 
-  /// Tells whether that signal has come since the last time.
+  /// Tells whether SIGTERM has come since the last call.
   bool isAskedToEnd();
 
-  /// Waits until everything that scripts have left behind has ended; when the service is asked to end, ends it.
+  /// Waits until all background processes of the scripts have ended. Ends them on SIGTERM.
   void waitForRest();
 };
 
-/// Runs an execution in the main process of its service. Waits for everything that scripts have left, also when the
+/// Runs an execution in the main process of its service. Waits for background processes of the scripts, also when the
 /// execution failed.
 int runAsService(const std::function<int(ServiceProcess&)>& fnRun);
 

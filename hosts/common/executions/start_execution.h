@@ -1,5 +1,5 @@
 /// \file start_execution.h
-/// Runs an event or a task: from the request to how it ended.
+/// Runs an event or a task, from the request to the result.
 
 #pragma once
 
@@ -16,15 +16,15 @@ class ServiceProcess;
 class Session;
 
 /// Checks that the event or the task exists.
-/// \param blDetached  nobody will see the execution: a second run of a task is refused here already.
+/// \param blDetached  refuse a second run of a task here, since nobody reads later messages.
 /// \throw Failure with the reason.
 void checkRequest(const ExecutionRequest& request, bool blDetached);
 
-/// A task that already runs would not be started, and the caller asked for this run.
+/// The library would skip a task that is running, and the user asked for a run.
 /// \throw Failure when the task is running and does not allow several runs at once.
 void refuseSecondRun(Session& session, const std::string& strTask);
 
-/// An execution with everything ready to start. Its tasks cannot be changed meanwhile.
+/// An execution that is ready to start. Its tasks cannot be changed meanwhile.
 class PreparedExecution {
 public:
   /// Closes interrupted runs, checks the request, announces the tasks and prepares their folders.
@@ -57,7 +57,7 @@ private:
 /// \return the wait status of the execution.
 int followExecution(Execution& execution, ServiceProcess* pService, const std::function<void()>& fnLook);
 
-/// How an execution ended that did not fail.
+/// How an execution ended, if it did not fail.
 enum class ExecutionEnd {
   DONE,
   ENDED,   ///< somebody asked for it

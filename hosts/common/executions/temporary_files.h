@@ -1,5 +1,5 @@
 /// \file temporary_files.h
-/// What executions that keep no output leave behind.
+/// The temporary files of executions without output folder.
 
 #pragma once
 

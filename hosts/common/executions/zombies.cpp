@@ -19,7 +19,7 @@ int reapSignal() {
   return SIGRTMIN + OFFSET;
 }
 
-/// The owner of the task could send this too, and would do no more than lie about the end of his own script.
+/// The owner of the task can send this signal, too. That only falsifies the end of his own script.
 void reapOne(int, siginfo_t* pInfo, void*) {
   const int iError = errno;
   waitpid(pInfo->si_value.sival_int, nullptr, WNOHANG);
@@ -52,7 +52,7 @@ void tidyOrphans(const Process& process, const ProcessTable& table) {
   if (vecChildren.size() < MANY) {
     return;
   }
-  // The eldest is the script itself: its end is waited for.
+  // The oldest child is the script; the process of the run waits for it.
   std::swap(vecChildren.front(), *std::min_element(vecChildren.begin(), vecChildren.end(),
                                                    [](const ProcessStatus& left, const ProcessStatus& right) {
                                                      return left.ticksStart < right.ticksStart;

@@ -1,8 +1,8 @@
 /// \file zombies.h
-/// Keeps processes that have ended from piling up below the process of a run.
+/// Removes zombies below the process of a run.
 ///
-/// It is the parent of whatever loses its own below it, but waits for its script alone: a script that runs for days
-/// and leaves a process behind every second would use up all process ids.
+/// This process is the subreaper of its script, but the library only waits for the script itself. A long script that
+/// leaves a process behind every second would use up all process ids.
 
 #pragma once
 
@@ -10,10 +10,10 @@
 
 namespace Host {
 
-/// Makes the calling process, that of a run, collect an ended child when it is asked to.
+/// Makes the calling process of a run collect a zombie when it is asked to.
 void reapOnRequest();
 
-/// Asks the process of a run to collect its ended children, when there are many.
+/// Asks the process of a run to collect its zombies, when there are many.
 void tidyOrphans(const Process& process, const ProcessTable& table);
 
 }  // namespace Host

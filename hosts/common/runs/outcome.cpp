@@ -18,36 +18,25 @@ std::string signalName(Json::Int64 iSignal) {
   return szName != nullptr ? fmt::format("SIG{}", szName) : std::string();
 }
 
-Outcome normalOutcome(Json::Int64 iCode) {
-  if (iCode == 0) {
-    return {Outcome::Kind::OK, "exit 0",
-            "The script ended with 0 (one that ends with 128 is recorded in the same way)."};
-  }
-  return {Outcome::Kind::FAILED, fmt::format("exit {}", iCode), fmt::format("The script ended with {}.", iCode)};
+Outcome failed(const std::string& strText, const std::string& strExplanation = {}) {
+  return {Outcome::Kind::FAILED, strText, strExplanation.empty() ? strText : strExplanation};
 }
 
-/// Exit status N, exit status 128 + N and signal N give the same record, so the
-/// text names all of them.
+/// Exit status N, exit status 128 + N and signal N give the same record, so the text names all of them.
 Outcome ambiguousOutcome(Json::Int64 iCode) {
   const std::string strSignal = signalName(iCode);
   if (strSignal.empty()) {
-    return {
-        Outcome::Kind::FAILED, fmt::format("exit {} or {}", iCode, iCode + 128),
-        fmt::format("The script ended with {} or with {}; the two are recorded in the same way.", iCode, iCode + 128)};
+    return failed(fmt::format("exit {} or {}", iCode, iCode + 128));
   }
-  return {Outcome::Kind::FAILED, fmt::format("exit {} or signal {} ({})", iCode, iCode, strSignal),
-          fmt::format("The script ended with {}, or was killed by signal {} ({}), which a shell reports as {}; "
-                      "the three are recorded in the same way.",
-                      iCode, iCode, strSignal, iCode + 128)};
+  return failed(fmt::format("exit {} or signal {} ({})", iCode, iCode, strSignal),
+                fmt::format("exit {}, exit {} or signal {} ({}): the record does not tell which", iCode, iCode + 128,
+                            iCode, strSignal));
 }
 
 Outcome stoppedOutcome(Json::Int64 iCode) {
-  if (iCode == 0) {
-    return {Outcome::Kind::FAILED, "exit 127 (not found)",
-            "The script ended with 127: a command, or the script's interpreter, was not found."};
-  }
-  return {Outcome::Kind::FAILED, fmt::format("stopped by signal {}", iCode),
-          fmt::format("The script was stopped by signal {}.", iCode)};
+  return iCode == 0
+             ? failed("exit 127 (not found)", "exit 127: a command, or the interpreter of the script, was not found")
+             : failed(fmt::format("stopped by signal {}", iCode));
 }
 
 Outcome recordedOutcome(const Json::Value& jRun) {
@@ -55,7 +44,7 @@ Outcome recordedOutcome(const Json::Value& jRun) {
   const std::string strType = textOf(jExit, "exit_type");
   const Json::Int64 iCode = intOf(jExit, "exit_code", -1);
   if (strType == "normal" && iCode >= 0) {
-    return normalOutcome(iCode);
+    return iCode == 0 ? Outcome{Outcome::Kind::OK, "exit 0", "exit 0"} : failed(fmt::format("exit {}", iCode));
   }
   if (strType == "by_signal" && iCode > 0) {
     return ambiguousOutcome(iCode);
@@ -64,37 +53,35 @@ Outcome recordedOutcome(const Json::Value& jRun) {
     return stoppedOutcome(iCode);
   }
   if (strType == EXIT_INTERRUPTED) {
-    return {Outcome::Kind::FAILED, "interrupted",
-            "The run was interrupted: its process was gone before anybody could see how it ended."};
+    return failed("interrupted", "interrupted: the process of the run was gone, so its exit status is unknown");
   }
-  return {Outcome::Kind::FAILED, "unknown",
-          "How the run ended is unknown: the script was not started (as when its owner does not exist), or its "
-          "exit information was lost."};
+  return failed("unknown",
+                "unknown: the script was not started, for example because its owner does not exist, or its exit status "
+                "was lost");
 }
 
 /// The outcome of a run that was ended early.
 Outcome endedEarly(const std::string& strEndedBy, const Outcome& outcome) {
+  const char* szShort = "stopped";
+  const char* szLong = "ended by 'eorva stop', or with its execution";
   if (strEndedBy == ENDED_TIME_LIMIT) {
-    return {Outcome::Kind::FAILED, "time limit: " + outcome.strText,
-            "The task's time limit was reached, and the run was ended. " + outcome.strExplanation};
+    szShort = "time limit";
+    szLong = "ended at the time limit of its task";
+  } else if (strEndedBy == ENDED_BUDGET) {
+    szShort = "out of time";
+    szLong = "ended when the budget of its execution was used up";
+  } else if (strEndedBy == ENDED_SHUTDOWN) {
+    szShort = "shutdown";
+    szLong = "ended by the shutdown of the server";
   }
-  if (strEndedBy == ENDED_BUDGET) {
-    return {Outcome::Kind::FAILED, "out of time: " + outcome.strText,
-            "The time for all of the event's tasks was used up, and the run was ended. " + outcome.strExplanation};
-  }
-  if (strEndedBy == ENDED_SHUTDOWN) {
-    return {Outcome::Kind::FAILED, "shutdown: " + outcome.strText,
-            "The server was shut down, and the run was ended. " + outcome.strExplanation};
-  }
-  return {Outcome::Kind::FAILED, "stopped: " + outcome.strText,
-          "Somebody ended the run, or its execution ('eorva stop'). " + outcome.strExplanation};
+  return failed(fmt::format("{}: {}", szShort, outcome.strText), fmt::format("{}; {}", szLong, outcome.strExplanation));
 }
 
 }  // namespace
 
 Outcome outcomeOf(const Json::Value& jRun) {
   if (!jRun.isMember("stop_time")) {
-    return {Outcome::Kind::RUNNING, "running", "The run has not ended yet."};
+    return {Outcome::Kind::RUNNING, "running", "running"};
   }
   const std::string strEndedBy = textOf(jRun, "ended_by");
   return strEndedBy.empty() ? recordedOutcome(jRun) : endedEarly(strEndedBy, recordedOutcome(jRun));

@@ -24,7 +24,7 @@ struct Outcome {
 
   Kind kind = Kind::RUNNING;
   std::string strText;         ///< for a table: "exit 3 or signal 3 (SIGQUIT)"
-  std::string strExplanation;  ///< for one run: a sentence
+  std::string strExplanation;  ///< for one run: more precise than strText
 };
 
 /// Explains a run record.

@@ -19,10 +19,10 @@ namespace {
 
 constexpr char EVENT_FILE[] = "/var/log/orva/event.jsonl";
 
-/// Older files have a number behind the name, from 1, the newest, to this.
+/// Older files are numbered, from 1, the newest, to this.
 constexpr int FILES_KEPT = 5;
 
-/// Opens a file by its age; nothing when there is none.
+/// Opens a file by its number; nothing when there is none.
 UniqueFd openFile(int iAge) {
   const std::string strPath = iAge == 0 ? EVENT_FILE : fmt::format("{}.{}", EVENT_FILE, iAge);
   UniqueFd fd(open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -36,15 +36,15 @@ bool isEntry(const Json::Value& jEntry) {
   return jEntry.isObject() && memberOf(jEntry, "time").isInt64() && memberOf(jEntry, "code").isString();
 }
 
-/// Files are opened from the newest to the oldest, so that one that gets another name meanwhile comes twice, and none
-/// is left out.
+/// Opens files from the newest to the oldest. A file that is renamed meanwhile is opened twice, and none is
+/// missed.
 bool isAmong(const std::vector<FileFollower>& vecFiles, const UniqueFd& fd) {
   return std::any_of(vecFiles.begin(), vecFiles.end(), [&](const FileFollower& file) { return file.isSame(fd); });
 }
 
 }  // namespace
 
-/// A line that is not complete yet is left for the next time.
+/// An incomplete last line is read the next time.
 std::vector<Json::Value> EventLog::takeEntries(FileFollower& file) {
   std::vector<Json::Value> vecEntries;
   file.takeNew([&](std::string_view strPiece) {
@@ -96,7 +96,7 @@ std::vector<Json::Value> EventLog::read() {
   return vecEntries;
 }
 
-/// The files that came after the one that was read last, the oldest first.
+/// The files after the last one that was read, the oldest first.
 std::vector<FileFollower> EventLog::filesSince() const {
   std::vector<FileFollower> vecFiles;
   UniqueFd newest = openFile(0);
@@ -115,7 +115,7 @@ std::vector<FileFollower> EventLog::filesSince() const {
       vecFiles.emplace_back(std::move(fd), EVENT_FILE);
     }
   }
-  // When somebody has taken it away, what is newer than it cannot be told from what is older.
+  // If the last file was removed, newer files cannot be distinguished from older ones.
   if (!blFound) {
     vecFiles.erase(vecFiles.begin() + 1, vecFiles.end());
   }
@@ -124,7 +124,7 @@ std::vector<FileFollower> EventLog::filesSince() const {
 }
 
 std::vector<Json::Value> EventLog::readNew() {
-  // Looked for first: nothing comes to a file any more that has got another name.
+  // Listed first: a renamed file gets no more lines.
   std::vector<FileFollower> vecFiles = filesSince();
   std::vector<Json::Value> vecEntries = m_file ? takeEntries(*m_file) : std::vector<Json::Value>();
   for (FileFollower& file : vecFiles) {

@@ -1,7 +1,7 @@
 /// \file event_log.h
-/// The events that the platform has written down, with their texts.
+/// Reads the event log of the platform.
 ///
-/// They stand in one file, a line each, until it is long; then it gets another name, and a new one begins.
+/// The log is a file with a line for each event. A long file is renamed, and a new one begins.
 
 #pragma once
 
@@ -18,8 +18,8 @@
 namespace Host {
 
 struct EventLogQuery {
-  std::size_t cLines = 0;            ///< how many at most of those that there are, the newest; 0 is all
-  std::optional<std::time_t> since;  ///< events of then or later
+  std::size_t cLines = 0;            ///< the newest events, at most so many; 0 for all
+  std::optional<std::time_t> since;  ///< events of this time or later
   std::string strLanguage;           ///< as "enu"
 };
 
@@ -28,13 +28,13 @@ class EventLog {
 public:
   explicit EventLog(EventLogQuery query) : m_query(std::move(query)) {}
 
-  /// What there is.
+  /// Reads the events so far.
   std::vector<Json::Value> read();
 
-  /// What has come since the last time, whatever became of the files meanwhile: nothing is left out or given twice.
+  /// Reads new events. None is missed or repeated when files are renamed.
   std::vector<Json::Value> readNew();
 
-  /// How many lines were no events, since this was asked last.
+  /// How many lines could not be read since the last call.
   std::size_t takeUnreadable() { return std::exchange(m_cUnreadable, 0); }
 
 private:

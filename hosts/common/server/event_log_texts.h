@@ -1,5 +1,5 @@
 /// \file event_log_texts.h
-/// What the codes of the event log mean, in the languages that there are.
+/// The texts of the event log, in all languages.
 
 #pragma once
 
@@ -12,16 +12,16 @@ namespace Host {
 /// The language that the server writes mail in, as "enu".
 std::string serverLanguage();
 
-/// The texts as they are installed.
+/// The installed texts.
 class EventLogTexts {
 public:
   EventLogTexts();
 
-  /// The text of an event, in English when there is none in the language; one without a text is its arguments.
+  /// The text of an event; in English when the language lacks it; the arguments when there is no text at all.
   /// \param strLanguage  as "enu".
   std::string textOf(const Json::Value& jEvent, const std::string& strLanguage) const;
 
-  /// The languages that there are texts in.
+  /// All languages that have texts.
   std::vector<std::string> languages() const;
 
 private:

@@ -24,7 +24,7 @@ std::vector<std::string> textsOf(const ListPtr& pList) {
   return vecText;
 }
 
-/// \return nothing when there is none of that name.
+/// \return null when there is no such share.
 SharePtr findShare(const std::string& strShare) {
   PORVASHARE pShare = nullptr;
   return SharePtr(ORVAShareGet(strShare.c_str(), &pShare) < 0 ? nullptr : pShare, &ORVAShareFree);
@@ -59,7 +59,7 @@ Shares readShares() {
   Shares shares;
   for (const std::string& strName : listShares(shares.vecFault)) {
     PORVASHARE pShare = nullptr;
-    // What is gone meanwhile is not shown.
+    // Skips shares that were removed meanwhile.
     if (ORVAShareGet(strName.c_str(), &pShare) == 0) {
       shares.vecShare.emplace_back(pShare, &ORVAShareFree);
     }

@@ -1,5 +1,5 @@
 /// \file shares.h
-/// The shared folders of the server, as the platform knows them.
+/// The shared folders of the server.
 
 #pragma once
 
@@ -13,7 +13,7 @@ namespace Host {
 
 using SharePtr = std::unique_ptr<ORVASHARE, decltype(&ORVAShareFree)>;
 
-/// The shares, and what is wrong with their definitions: a text each, with file and line.
+/// The shares, and the faults in their definitions: texts with file and line.
 struct Shares {
   std::vector<SharePtr> vecShare;
   std::vector<std::string> vecFault;
@@ -25,13 +25,13 @@ std::vector<std::string> shareNames();
 /// Reads all of them. \throw Failure when they cannot be read.
 Shares readShares();
 
-/// Why a share cannot be used, and what to type; empty when it can.
+/// Why a share cannot be used, and how to repair it; empty when it can be used.
 std::string whyUnusable(const ORVASHARE& share);
 
-/// The same for a share by its name, which need not be one.
+/// The same for the name of a share, which need not exist.
 std::string whyShareUnusable(const std::string& strShare);
 
-/// Tells whether there is a share of that name, be it usable or not.
+/// Tells whether a share is defined; it may be unusable.
 bool isShareDefined(const std::string& strShare);
 
 }  // namespace Host

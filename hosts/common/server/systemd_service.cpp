@@ -27,7 +27,7 @@ constexpr char SERVICE[] = "org.freedesktop.systemd1";
 constexpr char OBJECT[] = "/org/freedesktop/systemd1";
 constexpr char MANAGER[] = "org.freedesktop.systemd1.Manager";
 
-/// As many processes as the units have that fire events themselves.
+/// The same limit as in the installed units that fire events.
 constexpr std::uint64_t TASKS_MAX = 4096;
 
 constexpr std::size_t CB_NAME = 120;
@@ -57,7 +57,7 @@ private:
   sd_bus_error m_error{};
 };
 
-/// systemd, or the bus, went away while it was asked, as when it executes itself anew; it will be back.
+/// systemd or the bus was restarted during the request, as by daemon-reexec.
 class Interrupted : public Failure {
 public:
   using Failure::Failure;
@@ -67,7 +67,7 @@ bool isInterrupted(int iResult, const sd_bus_error* pError) {
   constexpr std::array ERRNOS = {ECONNRESET, ECONNREFUSED, ENOTCONN, EPIPE, ETIMEDOUT, ESHUTDOWN};
   constexpr std::array NAMES = {SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_SERVICE_UNKNOWN, SD_BUS_ERROR_NAME_HAS_NO_OWNER,
                                 SD_BUS_ERROR_DISCONNECTED, SD_BUS_ERROR_TIMEOUT};
-  // What the bus says that would start systemd, if anybody but the kernel could.
+  // The bus reports this while systemd is away.
   constexpr std::string_view SPAWN = "org.freedesktop.DBus.Error.Spawn.";
   if (pError != nullptr && pError->name != nullptr) {
     return std::string_view(pError->name).substr(0, SPAWN.size()) == SPAWN ||
@@ -77,7 +77,7 @@ bool isInterrupted(int iResult, const sd_bus_error* pError) {
   return std::find(ERRNOS.begin(), ERRNOS.end(), -iResult) != ERRNOS.end();
 }
 
-/// \throw Interrupted, or another Failure, when it is a failure.
+/// \throw Interrupted or another Failure for an error.
 void require(int iResult, const std::string& strWhat, const BusError* pError = nullptr) {
   if (iResult >= 0) {
     return;
@@ -91,7 +91,7 @@ void require(int iResult, const std::string& strWhat, const BusError* pError = n
 }
 
 Bus connect() {
-  // What is asked while systemd executes itself anew is often never answered.
+  // systemd often loses requests during daemon-reexec.
   constexpr std::uint64_t ANSWER_MICROSECONDS = 5'000'000;
   sd_bus* pBus = nullptr;
   require(sd_bus_open_system(&pBus), "reach systemd over the system bus");
@@ -100,8 +100,8 @@ Bus connect() {
   return bus;
 }
 
-/// systemd replaces "$NAME" in arguments, and "$$" by "$". The property that would leave them alone (ExecStartEx) gets
-/// lost when systemd reads its units again.
+/// systemd replaces "$NAME" in arguments, and "$$" by "$". ExecStartEx could prevent that, but is lost by a
+/// daemon-reload.
 std::string asArgument(const std::string& strText) {
   std::string strArgument;
   for (const char c : strText) {
@@ -148,26 +148,26 @@ Message describe(sd_bus* pBus, const std::string& strUnit, const std::string& st
   require(sd_bus_message_append(pRaw, "(sv)", "TimeoutStopUSec", "t",
                                 static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
           "describe a unit");
-  // A process that hands over mail, or that a script has left behind on purpose, is not ended with the last task.
+  // Mail delivery and background processes of scripts do not end with the last task.
   require(sd_bus_message_append(pRaw, "(sv)", "ExitType", "s", "cgroup"), "describe a unit");
-  // Units stop in the reverse order: this one before the volumes go.
+  // Units stop in the reverse order: this one before the volumes are unmounted.
   require(sd_bus_message_append(pRaw, "(sv)", "After", "as", 3, "local-fs.target", "remote-fs.target",
                                 "nss-user-lookup.target"),
           "describe a unit");
   appendCommand(pRaw, vecCommand);
   require(sd_bus_message_close_container(pRaw), "describe a unit");
-  // Units that come with it: none.
+  // No auxiliary units.
   require(sd_bus_message_append(pRaw, "a(sa(sv))", 0), "describe a unit");
   return message;
 }
 
-/// One unit on its way, through as many connections as that takes.
+/// The start of one unit, over several connections if need be.
 class UnitStart {
 public:
   explicit UnitStart(std::string strUnit) : m_strUnit(std::move(strUnit)) {}
 
-  /// Has systemd start it, unless it was asked already, and waits until that is done.
-  /// \throw Interrupted when it is to be tried once more.
+  /// Requests the start, unless that was done, and waits for it.
+  /// \throw Interrupted when it should be tried again.
   void run(const std::string& strDescription, const std::vector<std::string>& vecCommand,
            std::chrono::seconds stopTime);
 
@@ -183,7 +183,7 @@ private:
   bool m_blTaken = false;
 };
 
-/// systemd tells everybody who listens.
+/// Handles the signal of systemd that a job has ended.
 int UnitStart::onJobRemoved(sd_bus_message* pMessage, void* pData, sd_bus_error*) {
   std::uint32_t iJob = 0;
   const char* szPath = nullptr;
@@ -200,7 +200,7 @@ void UnitStart::ask(sd_bus* pBus, sd_bus_message* pMessage) {
   BusError error;
   const bool blAgain = std::exchange(m_blAsked, true);
   const int iResult = sd_bus_call(pBus, pMessage, 0, error.get(), nullptr);
-  // Nobody else would choose this name: it was started the last time, though nobody was told.
+  // The name is unique: an earlier request has started it, and its answer was lost.
   const bool blThere = blAgain && sd_bus_error_has_name(error.get(), "org.freedesktop.systemd1.UnitExists") > 0;
   if (!blThere) {
     require(iResult, fmt::format("have systemd start the unit {}", m_strUnit), &error);
@@ -208,7 +208,7 @@ void UnitStart::ask(sd_bus* pBus, sd_bus_message* pMessage) {
   m_blTaken = true;
 }
 
-/// What has become of the job, for whoever may have missed it: empty while it goes on.
+/// The result of the job, for when its signal was missed; empty while it runs.
 std::string UnitStart::lookAtState(sd_bus* pBus) const {
   constexpr char UNIT[] = "org.freedesktop.systemd1.Unit";
   constexpr char WHAT[] = "learn whether systemd has started the unit";
@@ -230,7 +230,7 @@ std::string UnitStart::lookAtState(sd_bus* pBus) const {
           &error);
   const std::string strState(szState);
   std::free(szState);
-  // One that has ended, and is gone, is inactive.
+  // A transient service that has ended is inactive.
   return strState == "failed" ? strState : "done";
 }
 
@@ -273,13 +273,13 @@ void UnitStart::run(const std::string& strDescription, const std::vector<std::st
 
 }  // namespace
 
-/// Units are told apart by the process that starts them, and the moment.
+/// The process id and the time make the name unique.
 std::string serviceName(const std::string& strName) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   std::string strEscaped = escapeUnitName(strName);
   if (strEscaped.size() > CB_NAME) {
-    // Not within an escape, which is a backslash and three letters.
+    // Not within an escape: a backslash and three characters.
     const std::size_t iEscape = strEscaped.rfind('\\', CB_NAME);
     const bool blCut = iEscape != std::string::npos && iEscape + 4 > CB_NAME;
     strEscaped.resize(blCut ? iEscape : CB_NAME);

@@ -1,5 +1,5 @@
 /// \file systemd_service.h
-/// Runs a command as a service of its own under systemd, so that nothing that ends its starter ends it.
+/// Runs a command as a systemd service, which continues when its starter ends.
 
 #pragma once
 
@@ -9,19 +9,19 @@
 
 namespace Host {
 
-/// A name for a service that no other one has.
-/// \param strName  what it tells, after "eorva-".
+/// A unique name for a service.
+/// \param strName  the part after "eorva-".
 std::string serviceName(const std::string& strName);
 
-/// Starts a command as a service that is gone when it has ended, and waits until it has been started.
-/// Nothing in it restricts users' scripts: no sandbox, no time limit.
-/// When its answer is lost, systemd is asked again: a command that is over by then is started once more.
+/// Starts a command as a transient service, and waits until it has started. The service does not restrict scripts: no
+/// sandbox, no time limit.
+/// When the answer of systemd is lost, the request is repeated: a command that has ended by then starts again.
 /// \param strUnit         the name of the service.
-/// \param strDescription  for who looks at the unit.
-/// \param vecCommand      absolute path and arguments. The service is asked to end by asking this process alone.
-/// \param stopTime        how long it may take to end then.
-/// \throw Failure when systemd cannot be reached or refuses. When its answers were lost, the command may have been
-///         started all the same, or may be later.
+/// \param strDescription  the description of the unit.
+/// \param vecCommand      absolute path and arguments. systemd asks only this process to end.
+/// \param stopTime        time to end after that.
+/// \throw Failure when systemd cannot be reached or refuses. When its answers were lost, the command may have
+///         started, or may start later.
 void startService(const std::string& strUnit, const std::string& strDescription,
                   const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime);
 

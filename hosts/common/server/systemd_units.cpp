@@ -35,7 +35,7 @@ void demand(const std::vector<std::string>& vecArguments) {
   }
 }
 
-/// Nothing, where there is no such program.
+/// Gives nothing when systemctl is not installed.
 std::optional<Answer> systemctlIfInstalled(const std::vector<std::string>& vecArguments) {
   try {
     return systemctl(vecArguments);
@@ -44,7 +44,7 @@ std::optional<Answer> systemctlIfInstalled(const std::vector<std::string>& vecAr
   }
 }
 
-/// Without systemd there are only the links of its units to look at.
+/// Where systemd does not run, only the links of units can be read.
 UnitState stateFromFiles(const std::string& strUnit) {
   UnitState state;
   const std::optional<Answer> answer = systemctlIfInstalled({"is-enabled", strUnit});
@@ -53,7 +53,7 @@ UnitState stateFromFiles(const std::string& strUnit) {
     return state;
   }
   std::istringstream text(answer->strText);
-  // A unit that is not there is told by a whole sentence.
+  // For a missing unit, systemctl prints a sentence.
   if (std::string strRest; !(text >> state.strInstalled) || text >> strRest) {
     state.strInstalled.clear();
   }

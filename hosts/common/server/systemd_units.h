@@ -1,5 +1,6 @@
 /// \file systemd_units.h
-/// What the service manager knows about units, and how it is told to start with them.
+/// The states of systemd units, from systemctl. Services of ours are started over the bus (systemd_service.h), since
+/// that waits for the job and can be repeated.
 
 #pragma once
 
@@ -15,7 +16,7 @@ struct UnitState {
   std::vector<std::string> vecTriggers;  ///< units that start this one: timers, paths, sockets
 };
 
-/// Tells whether systemd manages this system, as opposed to a container or another root folder.
+/// Tells whether systemd manages this system. It does not in many containers.
 bool isSystemdRunning();
 
 /// Tells whether systemd is shutting the system down.
@@ -27,18 +28,18 @@ bool isSystemStopping();
 /// \throw Failure when systemctl cannot be run.
 std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits);
 
-/// Lets a unit start with the system, and, when that is wanted, starts it now.
+/// Enables a unit, and starts it if asked to.
 /// \throw Failure with what systemctl said.
 void enableUnit(const std::string& strUnit, bool blNow);
 
-/// Takes that back, and stops the unit.
+/// Disables a unit and stops it.
 /// \throw Failure with what systemctl said.
 void disableUnit(const std::string& strUnit);
 
-/// Any text as a part of a unit's name, as systemd-escape gives it.
+/// Escapes a text for the name of a unit, as systemd-escape does.
 std::string escapeUnitName(const std::string& strName);
 
-/// The unit that fires an event whenever it is started.
+/// The template unit that fires an event when it starts.
 std::string eventUnit(const std::string& strEvent);
 
 }  // namespace Host

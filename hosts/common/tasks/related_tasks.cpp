@@ -46,7 +46,7 @@ Json::Value relatedTasks(const std::string& strTask, Relation relation) {
   Json::Value jOut(Json::arrayValue);
   if (recListRelate(session.tasks(), jIn, jOut, session.db()) < 0) {
     throw Failure(fmt::format(
-        "cannot list the tasks around \"{}\"; the reason is in the system log (--log-stdout shows it)", strTask));
+        "cannot list the tasks around \"{}\"; {}", strTask, SEE_LOG));
   }
   return jOut;
 }

@@ -11,7 +11,7 @@ namespace Host {
 
 namespace {
 
-/// The width of characters must not depend on the language of whoever has logged in.
+/// The width must not depend on the locale of the user.
 class Utf8Locale {
 public:
   Utf8Locale() : m_before(uselocale(utf8())) {}
@@ -21,7 +21,7 @@ public:
 
 private:
   static locale_t utf8() {
-    // Null where there is none; then the one that is in use stays so.
+    // Null when the locale is missing; then the present one is kept.
     static const locale_t s_locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     return s_locale;
   }
@@ -29,7 +29,7 @@ private:
   locale_t m_before;
 };
 
-/// Takes a character off the front. \return its width.
+/// Removes a character from the front. \return its width.
 std::size_t takeWidth(std::string_view& strText) {
   const std::optional<char32_t> code = takeCodePoint(strText);
   if (!code) {
@@ -39,7 +39,7 @@ std::size_t takeWidth(std::string_view& strText) {
   return static_cast<std::size_t>(std::max(wcwidth(static_cast<wchar_t>(*code)), 0));
 }
 
-/// The beginning of a text that takes so many columns at most.
+/// The longest beginning of a text that fits into these columns.
 std::string_view beginningOf(std::string_view strText, std::size_t cColumns) {
   std::string_view strRest = strText;
   std::size_t cbFits = 0;

@@ -1,5 +1,5 @@
 /// \file display_width.h
-/// The room that a text takes on a terminal.
+/// The width of a text on a terminal.
 
 #pragma once
 
@@ -9,10 +9,10 @@
 
 namespace Host {
 
-/// How many columns a text takes; wide characters take two, those that only change the one before take none.
+/// The columns of a text. Wide characters take two, combining characters none.
 std::size_t displayWidth(std::string_view strText);
 
-/// Gives a text that takes so many columns at most; where it was cut stands a "~".
+/// Shortens a text to a width; a "~" shows the cut.
 std::string cutToWidth(std::string_view strText, std::size_t cColumns);
 
 }  // namespace Host

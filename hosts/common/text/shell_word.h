@@ -1,5 +1,5 @@
 /// \file shell_word.h
-/// Names in command lines that are shown to be typed.
+/// Words in command lines that users are told to type.
 
 #pragma once
 
@@ -12,13 +12,13 @@ inline bool isControlByte(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
-/// Gives a word that cannot be shown as it is, in the quotes in which bash reads escapes.
+/// Quotes a word with $'...', in which bash reads escapes.
 inline std::string controlWord(const std::string& strWord) {
   static constexpr char DIGITS[] = "01234567";
   std::string strQuoted = "$'";
   for (const char c : strWord) {
     if (isControlByte(c)) {
-      // Three digits always, so that one that follows in the word is not taken in.
+      // Always three digits, so that a digit after it is not read as a part of it.
       const unsigned u = static_cast<unsigned char>(c);
       strQuoted += std::string("\\") + DIGITS[u >> 6] + DIGITS[(u >> 3) & 7U] + DIGITS[u & 7U];
     } else {
@@ -28,7 +28,7 @@ inline std::string controlWord(const std::string& strWord) {
   return strQuoted + "'";
 }
 
-/// Gives a word as a shell has to be given it: as it is where that means the same, else in quotes.
+/// Quotes a word for a shell, if necessary.
 inline std::string shellWord(const std::string& strWord) {
   const bool blPlain = !strWord.empty() && strWord.front() != '-' &&
                        strWord.find_first_of(" \t\n'\"\\$`|&;<>()*?[]{}~#!^%=,") == std::string::npos;

@@ -20,12 +20,12 @@ std::string visible(char32_t code) {
   return fmt::format("<U+{:04X}>", static_cast<unsigned>(code));
 }
 
-/// Tells whether more bytes could make this the beginning of something else.
+/// Tells whether more bytes are needed to decide about this character.
 bool isCutShort(std::string_view strText) {
   return strText == "\r" || (strText.size() < CB_LONGEST_CHARACTER && static_cast<unsigned char>(strText[0]) >= 0xC2);
 }
 
-/// Takes one character off the front and adds what can be shown of it.
+/// Removes one character from the front and adds it in visible form.
 void showOne(std::string_view& strText, std::string& strShown) {
   if (strText.starts_with("\r\n")) {
     strText.remove_prefix(1);

@@ -1,5 +1,5 @@
 /// \file terminal_text.h
-/// What others have written, made harmless for a terminal: users' scripts, what they print, names.
+/// Texts of users for a terminal: scripts, output, names.
 
 #pragma once
 
@@ -8,24 +8,24 @@
 
 namespace Host {
 
-/// Makes visible what a terminal would obey: escape sequences, other control characters, characters that turn the
-/// direction of writing, bytes that are no text. Line ends and tabs stay.
+/// Shows control characters, escape sequences, characters that change the direction of writing, and invalid bytes in a
+/// visible form. Line ends and tabs stay.
 class TerminalText {
 public:
-  /// Gives what can be shown of the bytes so far; a character that is not whole yet waits for the next ones.
+  /// Gives the bytes in visible form; an incomplete character waits for the next bytes.
   std::string take(std::string_view strBytes);
 
-  /// Gives what has been waiting, when no more bytes come.
+  /// Gives the rest when no more bytes come.
   std::string finish();
 
 private:
   std::string m_strWaiting;
 };
 
-/// Gives a text as a descriptor may get it: made harmless for a terminal, as it is for anything else.
+/// Gives a text for a descriptor: in visible form for a terminal, else unchanged.
 std::string shownOn(int fd, const std::string& strText);
 
-/// Makes a text visible as a whole, in one line: line ends and tabs, too.
+/// Gives a text in visible form in one line: line ends and tabs, too.
 std::string onOneLine(std::string_view strText);
 
 }  // namespace Host

@@ -1,4 +1,4 @@
-/// The second in which tasks start, and what else goes on while one is waited for.
+/// Starts of tasks get seconds of their own, and others are not delayed.
 
 #include "common/coordination/start_second.h"
 
@@ -44,7 +44,7 @@ protected:
     ASSERT_EQ(m_session->tasks()->recCreate(jTask, jOut), 0);
   }
 
-  /// As when the clock was set back: the task has been started in every second of a long time.
+  /// As after setting the clock back: the task was started in each of the next seconds.
   void useUpSeconds(const char* szTask) {
     const std::time_t now = std::time(nullptr);
     WriteLock lock(*m_session);

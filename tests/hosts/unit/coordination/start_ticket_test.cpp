@@ -1,4 +1,4 @@
-/// Who may begin an execution, when several think that they may.
+/// A ticket lets one execution start, however many try.
 
 #include "common/coordination/start_ticket.h"
 
@@ -32,11 +32,11 @@ std::string nameOf(int iTicket) {
   return "eorva-fire-" + std::to_string(iTicket) + ".service";
 }
 
-/// Takes every ticket that it can get, and tells how many those were.
+/// Takes as many tickets as it can. \return how many.
 [[noreturn]] void takeAll(int fdGo, int fdCount) {
   char c = 0;
   int cTaken = 0;
-  // Until whoever lets all go on at once has closed it.
+  // Until the parent closes it, so that all start at once.
   [[maybe_unused]] const ssize_t cb = read(fdGo, &c, 1);
   for (int i = 0; i < TICKETS; ++i) {
     cTaken += StartTicket::take(nameOf(i)) ? 1 : 0;

@@ -1,5 +1,5 @@
-/// Who waits for whom when tasks are started and changed. Locks belong to open files, so two holders in one process
-/// stand for two processes.
+/// Locks for starting and changing tasks. They belong to open files, so two holders in one process act as two
+/// processes.
 
 #include "common/coordination/task_lock.h"
 
@@ -23,7 +23,7 @@ using testing::HasSubstr;
 
 namespace {
 
-/// Who tries no longer than this finds out what is held now.
+/// With this limit, a lock is tried once.
 constexpr std::chrono::milliseconds AT_ONCE{0};
 
 class TaskLocks : public testing::Test {
@@ -86,7 +86,7 @@ TEST_F(TaskLocks, AnnouncingWaitsForTheChangeToEnd) {
     execution.announce({"a", "b"});
     EXPECT_TRUE(blEnded);
   });
-  // What was had of it meanwhile is given back: who changes "a" does not wait for who waits for "b".
+  // The lock on "a" is released meanwhile: a change of "a" does not wait for "b".
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(whyNoChange("a", TaskChange::LIMIT), "");
   }

@@ -1,4 +1,4 @@
-/// The folder that a task's run gets, whatever becomes of the place between the looks at it and the start.
+/// The folders of runs are safe, also when the place changes between the check and the start.
 
 #include <ctime>
 #include <filesystem>
@@ -22,12 +22,12 @@ namespace {
 constexpr int LONG = 50'000;  // milliseconds, until a test has failed
 constexpr char PLACE[] = "/srv/kept_folders";
 
-/// What the library finds when it has read what is ready, and goes on to start that.
+/// Called between reading the ready tasks and starting them.
 std::function<void()> g_fnBeforeStart;
 
 }  // namespace
 
-// The library is to find it here.
+// Replaces the function for the library.
 extern "C" __attribute__((visibility("default"))) unsigned sleep(unsigned cSeconds) {
   if (g_fnBeforeStart) {
     g_fnBeforeStart();

@@ -1,4 +1,4 @@
-/// The time of an execution is kept, whatever stands in the way of that.
+/// The budget of an execution holds, also when the store or a process hangs.
 
 #include "common/executions/execution_watch.h"
 
@@ -51,7 +51,7 @@ protected:
     OrvaTest::endChildren();
   }
 
-  /// The process of the script, when it has begun.
+  /// Waits for the start of the script. \return its process.
   static pid_t waitForScript() {
     while (!OrvaTest::fileExists(PID_FILE)) {
       usleep(1000);
@@ -86,7 +86,7 @@ TEST_F(ExecutionTime, IsUpAlthoughTheStoreCannotBeRead) {
 TEST_F(ExecutionTime, IsUpAlthoughSomethingCannotBeKilled) {
   Execution execution(m_request, m_plan, m_lock);
   const pid_t pidScript = waitForScript();
-  // A traced process that is killed waits for its tracer once more, and no second signal reaches it there.
+  // A killed process that is traced stops once more for its tracer, and gets no other signal there.
   ASSERT_EQ(ptrace(PTRACE_SEIZE, pidScript, nullptr, PTRACE_O_TRACEEXIT), 0);
   EXPECT_EQ(exitOf(execution.waitEnd(LONG)), RESULT_BUDGET);
   EXPECT_FALSE(isGone(pidScript));

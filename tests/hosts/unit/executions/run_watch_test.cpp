@@ -22,7 +22,7 @@ namespace {
 
 class RunWatching : public HostTest::RunTest {
 protected:
-  /// The watch of the execution that has this one run.
+  /// The watch of an execution with this run.
   void look(RunWatch& watch, pid_t pidExecution = getpid()) {
     const ExecutionFile file(Json::Int64{0}, Json::Int64{0});
     OrvaTest::writeFile(file.path(), fmt::format("after 0\n{}\n", m_pid));
@@ -37,7 +37,7 @@ protected:
 
   std::string endedBy() { return textOf(record(), "ended_by"); }
 
-  /// Goes on until the run has ended.
+  /// Continues until the run has ended.
   void finish(RunWatch& watch) {
     while (!watch.step()) {
       usleep(1000);
@@ -98,7 +98,7 @@ TEST_F(RunWatching, RecordTellsWhichProcessItsNumberMeansAndGoesOnDoingSoWhenItI
   ASSERT_GT(ticks, 0U);
   EXPECT_EQ(textOf(record(), "boot_id"), strBoot);
   EXPECT_EQ(intOf(record(), "start_ticks"), static_cast<Json::Int64>(ticks));
-  // What the execution writes when it closes a run.
+  // The execution writes this when it closes a run.
   Session session;
   Json::Value jFilter(Json::objectValue);
   jFilter["result_id"] = 1;

@@ -1,4 +1,4 @@
-/// What every host does to run something: from the request to how it ended.
+/// Running an event or a task, from the request to the result.
 
 #include "common/executions/start_execution.h"
 

@@ -1,4 +1,4 @@
-/// Which processes keep a run open. Real processes stand for runs: each has the library loaded, as a fork of this one.
+/// The processes that keep a run open. Forks of this process act as runs, since they have the library loaded.
 
 #include "common/runs/reconcile.h"
 
@@ -49,7 +49,7 @@ protected:
   void TearDown() override { OrvaTest::endChildren(); }
 
   /// Forks a process that lives until the test ends it.
-  /// \param fnFirst  what it does first; when this returns, that has been done.
+  /// \param fnFirst  its first step, which is done when this returns.
   static pid_t forkProcess(const std::function<void()>& fnFirst) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) < 0) {
@@ -71,7 +71,7 @@ protected:
     return pid;
   }
 
-  /// A process that has ended, and that its parent has not looked after.
+  /// A zombie.
   static pid_t forkEnded(const std::function<void()>& fnFirst) {
     const pid_t pid = forkProcess([&] {
       fnFirst();
@@ -117,14 +117,14 @@ protected:
     ASSERT_EQ(m_pSession->runs()->recUpdateByFilter(jFilter, jUpdate), 1);
   }
 
-  /// What the watch of an execution writes about the process that has this number.
+  /// Identifies the process in the record, as the watch of an execution does.
   static Json::Value identity(pid_t pid) {
     const std::optional<ProcessStatus> status = processStatus(pid);
     return status ? identityOf(*status) : Json::Value();
   }
 
-  /// The process that has the number of the task's only run, which is open, is none of its: nobody takes it for that,
-  /// and nothing keeps the task from being started.
+  /// Checks that the process with the id of the only open run does not count as its process, and does not keep the task
+  /// from starting.
   void expectGone(Json::Int64 iRun) {
     EXPECT_FALSE(isRunAlive(requireRun(*m_pSession, iRun)));
     EXPECT_FALSE(processOf(*m_pSession, requireRun(*m_pSession, iRun)));
@@ -141,7 +141,7 @@ protected:
     EXPECT_THAT(livePidsOf(*m_pSession, "a"), ElementsAre(pid));
   }
 
-  /// Starts a program that has a file loaded, as a library is loaded.
+  /// Starts a program that has a file loaded like a library.
   static pid_t startWith(const std::string& strFile) {
     const OrvaTest::TempDir folder;
     const std::string strReady = folder.path("ready");
@@ -159,7 +159,7 @@ protected:
     return pid;
   }
 
-  /// Starts a program that has a file of the library's folder loaded, which has no name any more.
+  /// Starts a program that has a deleted file of the library's folder loaded.
   static pid_t startWithFormerLibrary(uid_t owner) {
     const std::string strFile = fmt::format("{}/libeorvascheduler.so.6.{}", libraryFolder(), getpid());
     OrvaTest::writeFile(strFile, "x");
@@ -254,7 +254,7 @@ TEST_F(Reconcile, EndedCommandOfOurOwnKeepsNoRunOpen) {
 }
 
 TEST_F(Reconcile, EndedProcessOfAParentThatClosesNoRunsKeepsNoneOpen) {
-  // The program that the parent becomes does not know of its child.
+  // The new program of the parent does not know its child.
   const pid_t pidParent = forkProcess([] {
     const pid_t pidSelf = getpid();
     if (fork() == 0) {
@@ -281,7 +281,7 @@ TEST_F(Reconcile, ChildOfAnExecutionIsARunFromItsFirstMoment) {
   const pid_t pid = forkProcess([&] {
     takeHostName();
     const ExecutionFile file(Json::Int64{0}, Json::Int64{0});
-    // Earlier handlers run first: what they see is what anybody can see of a child that has done nothing yet.
+    // Earlier handlers run first: they see the child before it has done anything.
     static std::string strPath;
     strPath = strSeen;
     pthread_atfork(nullptr, nullptr, [] { OrvaTest::writeFile(strPath, nameOf(getpid())); });
@@ -361,7 +361,7 @@ TEST_F(Reconcile, RunWhoseProcessIsTheOneOfTheRecordIsLeftAlone) {
   const pid_t pid = forkProcess(&takeRunName);
   const Json::Int64 iRun = addRun("a", pid);
   Json::Value jUpdate = identity(pid);
-  // The clock has been set far ahead since, which means nothing.
+  // The clock was set far ahead meanwhile, which does not matter.
   jUpdate["start_time"] = 1;
   changeRun(iRun, jUpdate);
   expectLeftAlone(iRun, pid);

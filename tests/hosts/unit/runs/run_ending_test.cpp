@@ -1,4 +1,4 @@
-/// How runs are ended. A child of this process stands for the process of a run, and has the shell of a script below it.
+/// Ending runs. A child of this process acts as the process of a run, with the shell of a script below it.
 
 #include "common/runs/run_ending.h"
 
@@ -22,7 +22,7 @@ namespace {
 
 class EndingOfARun : public testing::Test {
 protected:
-  /// The shell starts its script when it is told to; the run ends with the shell's answer.
+  /// The shell starts its script when it is told to; the run ends with the exit status of the shell.
   void SetUp() override {
     ASSERT_EQ(pipe2(m_go, O_CLOEXEC), 0);
     m_pid = fork();
@@ -54,7 +54,7 @@ protected:
     _exit(WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1);
   }
 
-  /// What its eldest child calls itself.
+  /// The name of the oldest child.
   std::string shell() const {
     const std::map<pid_t, ProcessStatus> mapChildren = ProcessTable().childrenOf(m_pid);
     return mapChildren.empty() ? ""
@@ -79,8 +79,8 @@ protected:
 
 constexpr std::chrono::seconds PATIENT(20);
 
-/// What is below a run can wait in the kernel, and see no signal but the last one: in state t for its tracer, in state
-/// D for a disk, or for a child that has its memory.
+/// A process can wait in the kernel, where only SIGKILL has an effect: in state t for its tracer, in state D for a disk
+/// or for a vfork child.
 class RunOfWaiting : public HostTest::RunTest, public testing::WithParamInterface<char> {
 protected:
   [[noreturn]] void beTheScript() override {
@@ -91,7 +91,7 @@ protected:
     RunTest::beTheScript();
   }
 
-  /// Goes on in the child.
+  /// Runs in the child.
   static void waitForChild() {
     const pid_t pidSelf = getpid();
     if (syscall(SYS_clone, CLONE_VFORK | SIGCHLD, 0, 0, 0, 0) != 0) {
@@ -100,7 +100,7 @@ protected:
     HostTest::endWith(pidSelf);
   }
 
-  /// Traces the script, so that it can be looked at when it has been killed, and waits until it waits.
+  /// Traces the script, so that it can be examined after it was killed, and waits until it is waiting.
   static void catchScript(pid_t pid) {
     ASSERT_EQ(ptrace(PTRACE_SEIZE, pid, nullptr, PTRACE_O_TRACEEXIT), 0);
     if (GetParam() == 't') {
@@ -111,7 +111,7 @@ protected:
     }
   }
 
-  /// Tells whether a signal waits for the process.
+  /// Tells whether the process has a pending signal.
   static bool waits(pid_t pid, int iSignal) {
     constexpr char FIELD[] = "ShdPnd:";
     const std::string strStatus = OrvaTest::readFile("/proc/" + std::to_string(pid) + "/status");

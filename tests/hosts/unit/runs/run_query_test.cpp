@@ -83,6 +83,13 @@ TEST_F(RunQueries, FindTheRunsOfAnOwnersTasks) {
   EXPECT_THAT(find(m_query), IsEmpty());
 }
 
+TEST_F(RunQueries, FindRunsByTheirOutcome) {
+  m_query.outcome = Outcome::Kind::FAILED;
+  EXPECT_THAT(find(m_query), ElementsAre(2));
+  m_query.outcome = Outcome::Kind::RUNNING;
+  EXPECT_THAT(find(m_query), IsEmpty());
+}
+
 TEST_F(RunQueries, CombineConditions) {
   m_query.strEvent = "bootup";
   m_query.since = 200;

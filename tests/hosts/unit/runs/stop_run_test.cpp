@@ -1,4 +1,4 @@
-/// Runs that cannot be stopped, and what is said about that.
+/// Runs that cannot be stopped, and the failures about them.
 
 #include "common/runs/stop_run.h"
 
@@ -20,7 +20,7 @@ namespace {
 
 class RunStopping : public HostTest::RunTest {
 protected:
-  /// What is said when nothing is waited for longer than a limit of none.
+  /// The failure of a stop with these limits.
   static std::string complaint(const StopLimits& limits) {
     Session session;
     try {
@@ -44,13 +44,13 @@ constexpr std::chrono::hours TOO_LONG(1);
 
 TEST_F(RunStopping, SomethingThatDoesNotEvenEndWhenItIsKilledIsNotWaitedForLong) {
   const pid_t pidScript = beginScript();
-  // A traced process that is killed waits for its tracer once more, and no second signal reaches it there.
+  // A killed process that is traced stops once more for its tracer, and gets no other signal there.
   ASSERT_EQ(ptrace(PTRACE_SEIZE, pidScript, nullptr, PTRACE_O_TRACEEXIT), 0);
   EXPECT_EQ(complaint({TOO_LONG, NOT_AT_ALL, TOO_LONG}),
             "run 1 did not end: one of its processes is still there after it was killed; it may wait for a disk that "
             "does not answer");
   EXPECT_EQ(endedBy(), "stopped");
-  // Its process was not left held, and goes on when what it waits for has ended.
+  // The process of the run was continued, and ends after its script.
   int iStatus = 0;
   ASSERT_EQ(waitpid(pidScript, &iStatus, __WALL), pidScript);
   EXPECT_EQ(iStatus >> 8, SIGTRAP | PTRACE_EVENT_EXIT << 8);
@@ -66,7 +66,7 @@ TEST_F(RunStopping, ScriptThatHasNotBegunIsNotWaitedForLong) {
 
 TEST_F(RunStopping, ExecutionThatDoesNotCloseTheRunIsNotWaitedForLong) {
   beginScript();
-  // Nobody collects it: an execution would, and close the run.
+  // There is no execution that closes the run.
   EXPECT_EQ(complaint({TOO_LONG, TOO_LONG, NOT_AT_ALL}), "run 1 was ended, but its execution has not closed it");
   EXPECT_EQ(endedBy(), "stopped");
 }

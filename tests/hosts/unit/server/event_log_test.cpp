@@ -1,4 +1,4 @@
-/// The event log, read while it grows and while its files get other names.
+/// The event log, read while it grows and while its files are renamed.
 
 #include "common/server/event_log.h"
 
@@ -29,7 +29,7 @@ protected:
     std::filesystem::remove_all(FOLDER);
   }
 
-  /// An event about something, as it stands in the file.
+  /// A line of the log.
   static std::string line(const std::string& strAbout, int iTime = 1000) {
     return fmt::format(R"({{"args":["{}"],"code":"0x14400004","level":1,"pid":1,"time":{}}})", strAbout, iTime) + "\n";
   }
@@ -38,7 +38,7 @@ protected:
     OrvaTest::writeFile(NEWEST, (OrvaTest::fileExists(NEWEST) ? OrvaTest::readFile(NEWEST) : "") + strText);
   }
 
-  /// Gives the files new names, as the platform does when the newest is too long.
+  /// Renames the files, as the platform does when the newest is too long.
   static void rotate() {
     for (int i = 5; i > 0; --i) {
       const std::string strFrom = i == 1 ? NEWEST : fmt::format("{}.{}", NEWEST, i - 1);
@@ -86,7 +86,7 @@ TEST_F(EventLogs, FilesThatGetOtherNamesLoseNothingAndGiveNothingTwice) {
   EXPECT_THAT(about(log.read()), ElementsAre("a"));
   append(line("b"));
   rotate();
-  // For a moment there is no newest one.
+  // For a moment there is no newest file.
   EXPECT_THAT(about(log.readNew()), ElementsAre("b"));
   append(line("c"));
   EXPECT_THAT(about(log.readNew()), ElementsAre("c"));
@@ -150,7 +150,7 @@ TEST_F(EventLogs, ALineThatWasTakenBackIsNotGiven) {
   append(line("a"));
   EventLog log({0, std::nullopt, "enu"});
   log.read();
-  // A full disk: half a line, which is cut off again.
+  // As on a full disk: half a line, which is removed again.
   append(line("b").substr(0, 20));
   EXPECT_THAT(about(log.readNew()), IsEmpty());
   ASSERT_EQ(truncate(NEWEST.c_str(), static_cast<off_t>(line("a").size())), 0);

@@ -1,4 +1,4 @@
-/// A service is started through a systemd that goes away meanwhile, forgets to answer, or refuses.
+/// Starting a service while systemd restarts, loses requests, or refuses.
 
 #include "common/server/systemd_service.h"
 
@@ -28,10 +28,10 @@ namespace {
 constexpr char SOCKET[] = "/tmp/bus";
 constexpr char MANAGER[] = "org.freedesktop.systemd1.Manager";
 
-/// What becomes of a request to start a unit.
+/// The result of a request to start a unit.
 enum class Fate { STARTED, STARTED_UNSEEN, CUT_OFF, STARTED_AND_CUT_OFF, LOST, REFUSED };
 
-/// The bus, and systemd behind it.
+/// A bus with a fake systemd.
 class FakeSystemd {
 public:
   explicit FakeSystemd(std::vector<Fate> vecFates) : m_vecFates(std::move(vecFates)) {
@@ -59,11 +59,11 @@ public:
     }
   }
 
-  /// The units that were asked for, in their order.
+  /// The requested units, in their order.
   std::vector<std::string> vecAsked;
-  /// What the last of them is ordered after.
+  /// The After= of the last of them.
   std::vector<std::string> vecAfter;
-  /// How often a unit was really started.
+  /// How often a unit was started.
   int cStarted = 0;
 
 private:
@@ -76,7 +76,7 @@ private:
     }
   }
 
-  /// Until the connection ends.
+  /// Serves a connection until it ends.
   void talk(int fd) {
     sd_bus* pBus = nullptr;
     sd_id128_t id{};
@@ -119,7 +119,7 @@ private:
     return sd_bus_reply_method_return(pCall, "");
   }
 
-  /// What a unit is started after, by its properties.
+  /// Reads After= from the properties of a unit.
   static std::vector<std::string> orderOf(sd_bus_message* pCall) {
     std::vector<std::string> vecUnits;
     EXPECT_GE(sd_bus_message_skip(pCall, "s"), 0);

@@ -1,4 +1,4 @@
-/// What systemd tells of units.
+/// The states of units, from a fake systemctl.
 
 #include "common/server/systemd_units.h"
 
@@ -16,7 +16,7 @@ namespace {
 constexpr char FOLDER[] = "/tmp/fake_systemctl";
 constexpr char CALLS[] = "/tmp/fake_systemctl/calls";
 
-/// Stands for a server that systemd runs.
+/// A server where systemd runs.
 class Units : public testing::Test {
 protected:
   void SetUp() override {
