@@ -19,7 +19,7 @@ setup() { fresh_store; }
   [[ $(eorva runs output 2) == on_demand\|*\|x\|\| ]]
 }
 
-@test "what changes how programs are found, loaded or read is not told" {
+@test "variables that change how programs are found or loaded are refused" {
   add_task look bootup alice 'exit 0'
   local variable
   for variable in PATH=/tmp LD_PRELOAD=/tmp/x.so LD_LIBRARY_PATH=/tmp IFS=x ENV=/tmp/x BASH_ENV=/tmp/x HOME=/ USER=root \

@@ -86,30 +86,24 @@ constexpr auto WORDS = std::to_array<Words>({
     {"setting", "{problem}", "eorva config set --help"},
     {"ignored_setting", "{problem}", "editor {subject}"},
     {"shares", "{problem}", "eorva share list"},
-    {"shared_script", "no output is kept, and so a script of one owner can be run with the rights of another", "",
-     &setOutput},
+    {"shared_script", "no output is kept: a script of one owner can be run with the rights of another", "", &setOutput},
     {"no_output", "no output of runs is kept", "", &setOutput},
     {"output_place", "{problem}", "", &setOutput},
     {"script_folder", "{problem}", "mount -o remount,exec \"$(findmnt -no TARGET -T {subject})\""},
-    {"unfinished_rename",
-     "output of \"{subject}\" lies in {path}, which belongs to no task: a change of the name was cut off",
+    {"unfinished_rename", "output of \"{subject}\" lies in {path}, which belongs to no task: a rename was interrupted",
      "eorva check --repair"},
-    {"blocked_rename",
-     "output of \"{subject}\" lies in {path}, which belongs to no task: a change of the name was cut off",
+    {"blocked_rename", "output of \"{subject}\" lies in {path}, which belongs to no task: a rename was interrupted",
      "mv --no-clobber {path}/* {place}/{subject}/"},
     {"renames_unknown", "{problem}", "eorva check"},
     {"mail_program", "the mail program {subject} cannot be run; {tasks} {want} to send mail", "editor {mail_settings}"},
     {"no_mail_program", "the mail program {subject} cannot be run; {tasks} {want} to send mail",
      "apt-get install default-mta"},
-    {"event_without_unit", "nothing that is installed fires the event \"{subject}\", and tasks wait for it",
-     "eorva event list"},
-    {"event_not_installed", "nothing that is installed fires the event \"{subject}\", and tasks wait for it", "",
-     &fireEvent},
+    {"event_without_unit", "the event \"{subject}\" has tasks, but no installed unit fires it", "eorva event list"},
+    {"event_not_installed", "the event \"{subject}\" has tasks, but no installed unit fires it", "", &fireEvent},
     {"event_failed", "{unit}, which fires the event \"{subject}\", has failed", "systemctl status {unit}"},
-    {"event_disabled", "the event \"{subject}\" is not enabled ({unit}), and tasks wait for it", "", &enableEvent},
-    {"own_event_disabled", "the event \"{subject}\" is not enabled ({unit}), and tasks wait for it",
-     "systemctl enable {unit}"},
-    {"usual_event_disabled", "the event \"{subject}\" is not enabled ({unit}), as it usually is; no task waits for it",
+    {"event_disabled", "the event \"{subject}\" is not enabled ({unit}), but has tasks", "", &enableEvent},
+    {"own_event_disabled", "the event \"{subject}\" is not enabled ({unit}), but has tasks", "systemctl enable {unit}"},
+    {"usual_event_disabled", "the event \"{subject}\" is not enabled ({unit}), as it usually is; it has no tasks yet",
      "", &enableEvent},
     {"events_unknown", "{problem}", "eorva event list"},
     {"timer_not_installed", "{subject} is not installed: {without}", "systemctl enable --now {subject}"},
@@ -144,7 +138,7 @@ Json::Value membersOf(const HealthFinding& finding) {
   jMembers["tasks"] = fmt::format("{} task{}", cTasks, cTasks == 1 ? "" : "s");
   jMembers["want"] = cTasks == 1 ? "wants" : "want";
   jMembers["without"] = finding.strSubject == PRUNE_TIMER ? "old runs and their output are not removed"
-                                                          : "mail that could not be handed over is not tried again";
+                                                          : "mail that could not be sent is not sent again";
   jMembers["reason"] = finding.strCode == "never_started" ? reasonText(reasonOf(finding.jDetails)) : std::string();
   return jMembers;
 }

@@ -13,14 +13,14 @@ namespace {
 
 constexpr std::size_t CB_NAME = 64;
 
-/// All variables together have to fit into a command line.
+/// All variables together must fit into a command line.
 constexpr std::size_t CB_VALUE = 16384;
 
 /// Every script gets its own value of these.
 constexpr std::array FIXED = {"PATH", "LANG",   "HOME",  "USER",        "LOGNAME",       "SHELL",
                               "PWD",  "OLDPWD", "SHLVL", "EORVA_EVENT", "EORVA_FIRED_AT"};
 
-/// Read by the C library, shells and interpreters before, or instead of, the script.
+/// The C library, shells and interpreters obey these before the script does.
 constexpr std::array POWERFUL = {"IFS",
                                  "ENV",
                                  "CDPATH",

@@ -14,10 +14,10 @@ namespace {
 
 using Severity = HealthFinding::Severity;
 
-/// Installed enabled, because their moment cannot be made up for: it has passed when a task is added after it.
+/// Enabled by installation: a task that is added later would miss the event.
 constexpr std::array<const char*, 2> USUAL_EVENTS = {"bootup", "shutdown"};
 
-/// Why an event that tasks wait for is not fired.
+/// Finds why an event with tasks is not fired.
 void checkInUse(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
   if (state.vecFiredBy.empty() || !state.state.blKnown) {
@@ -33,7 +33,7 @@ void checkInUse(const EventState& state, HealthFindings& findings) {
   }
 }
 
-/// Nobody waits for it yet, so nothing is missed yet.
+/// Only a warning: no task misses the event yet.
 void checkUsual(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
   const bool blUsual = std::find(USUAL_EVENTS.begin(), USUAL_EVENTS.end(), strEvent) != USUAL_EVENTS.end();
@@ -47,7 +47,7 @@ bool hasRetention(const Settings& settings) {
   return settings.cRetentionRuns != KEEP_ALL || settings.cbRetentionOutput != 0;
 }
 
-/// A timer that does what nobody looks after.
+/// Checks a timer, if systemd can be asked.
 void checkTimer(const char* szTimer, HealthFindings& findings) {
   const UnitState state = unitStates({szTimer}).front();
   if (!state.blKnown) {

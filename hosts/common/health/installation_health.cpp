@@ -33,7 +33,7 @@ using Severity = HealthFinding::Severity;
 constexpr char QUICK_CHECK[] = "PRAGMA quick_check(1);";
 constexpr mode_t ALL_MODE_BITS = 07777;
 
-/// Who can change these files can have anything run by root.
+/// A user who can change these files can make root run anything.
 void checkGuardedFile(const std::string& strPath, HealthFindings& findings) {
   struct stat status{};
   if (stat(strPath.c_str(), &status) < 0) {
@@ -72,7 +72,7 @@ std::size_t ownersOf(const Json::Value& jTasks) {
   return setOwners.size();
 }
 
-/// What can be done about missing output: names a share that can be used, when there is one.
+/// What the words about output need: the problem, and a usable share if there is one.
 Json::Value outputDetails(const std::string& strProblem = "") {
   Json::Value jDetails = objectOf({{"problem", strProblem}});
   try {
@@ -88,7 +88,7 @@ Json::Value outputDetails(const std::string& strProblem = "") {
   return jDetails;
 }
 
-/// One line that cannot be read takes all shares of its file away.
+/// An error in a line disables all shares of its file.
 void checkShares(HealthFindings& findings) {
   try {
     for (const std::string& strFault : readShares().vecFault) {
@@ -169,7 +169,7 @@ void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings) {
           {Severity::PROBLEM, "configuration", "ignored_setting", SETTINGS_PATH, objectOf({{"problem", strIgnored}})});
     }
   } catch (const Failure&) {
-    // That the file cannot be read is among the problems above.
+    // readSettings() has reported an unreadable file.
     return;
   }
 }

@@ -16,7 +16,7 @@ namespace {
 
 using Severity = HealthFinding::Severity;
 
-/// A name that may be used, and looks like the old one.
+/// A valid free name that is similar to the old one.
 std::string soundName(const TaskGraph& graph, const std::string& strTask) {
   constexpr std::size_t MAX_BASE = 48;
   std::string strBase;
@@ -37,7 +37,7 @@ std::string soundName(const TaskGraph& graph, const std::string& strTask) {
   }
 }
 
-/// What is left of a list of tasks to wait for when what cannot be waited for is taken out.
+/// The dependencies of a task without those that it cannot wait for.
 std::vector<std::string> soundNeeds(const TaskGraph& graph, const GraphTask& task) {
   std::vector<std::string> vecNeeds;
   std::set<std::string> setSeen = {task.strName};
@@ -107,7 +107,7 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     checkStart(reasons, *graph.find(strTask), findings);
     Findings rules = checkStoredTask(jTask, graph);
     if (findings.size() > cBefore) {
-      // The list has been told about, with what to type.
+      // The list of dependencies is reported already.
       rules.vecErrors.erase(
           std::remove_if(rules.vecErrors.begin(), rules.vecErrors.end(),
                          [](const Finding& finding) { return finding.strMember == "depend_on_task"; }),

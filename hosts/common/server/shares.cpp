@@ -24,7 +24,7 @@ std::vector<std::string> textsOf(const ListPtr& pList) {
   return vecText;
 }
 
-/// \return nothing when there is none of that name.
+/// \return null when there is none of that name.
 SharePtr findShare(const std::string& strShare) {
   PORVASHARE pShare = nullptr;
   return SharePtr(ORVAShareGet(strShare.c_str(), &pShare) < 0 ? nullptr : pShare, &ORVAShareFree);
@@ -45,7 +45,7 @@ Shares readShares() {
   shares.vecFault = textsOf(faults);
   for (const std::string& strName : textsOf(names)) {
     PORVASHARE pShare = nullptr;
-    // What is gone meanwhile is not shown.
+    // It may have been deleted meanwhile.
     if (ORVAShareGet(strName.c_str(), &pShare) == 0) {
       shares.vecShare.emplace_back(pShare, &ORVAShareFree);
     }
@@ -64,9 +64,9 @@ std::string whyUnusable(const ORVASHARE& share) {
     case ENOTDIR:
       return fmt::format("it has no folder: mkdir -p {}", strPath);
     case EINVAL:
-      return fmt::format("its path leads to a folder whose name a shell would act on: see readlink -f {}", strPath);
+      return fmt::format("its path leads to a name that is unsafe in a shell: see readlink -f {}", strPath);
     default:
-      return fmt::format("its path leads nowhere: {}", std::strerror(share.iError));
+      return fmt::format("its path cannot be used: {}", std::strerror(share.iError));
   }
 }
 

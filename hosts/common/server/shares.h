@@ -13,22 +13,22 @@ namespace Host {
 
 using SharePtr = std::unique_ptr<ORVASHARE, decltype(&ORVAShareFree)>;
 
-/// The shares, and what is wrong with their definitions: a text each, with file and line.
+/// The shares, and the errors in their definitions: a text each, with file and line.
 struct Shares {
   std::vector<SharePtr> vecShare;
   std::vector<std::string> vecFault;
 };
 
-/// Reads all of them. \throw Failure when they cannot be read.
+/// Reads all shares. \throw Failure when they cannot be read.
 Shares readShares();
 
-/// Why a share cannot be used, and what to type; empty when it can.
+/// Why a share cannot be used, and how to repair it; empty when it can be used.
 std::string whyUnusable(const ORVASHARE& share);
 
-/// The same for a share by its name, which need not be one.
+/// The same by a name, which may be unknown.
 std::string whyShareUnusable(const std::string& strShare);
 
-/// Tells whether there is a share of that name, be it usable or not.
+/// Tells whether a share of that name is defined, usable or not.
 bool isShareDefined(const std::string& strShare);
 
 }  // namespace Host

@@ -42,7 +42,7 @@ void skipBlanks(std::string_view& strText) {
 }
 
 std::optional<std::time_t> takeNumber(std::string_view& strText) {
-  // Larger ones would be before the beginning of time, or overflow.
+  // Larger numbers could overflow.
   constexpr std::time_t MAX_NUMBER = 100'000'000'000;
   std::time_t value = 0;
   const auto [pEnd, code] = std::from_chars(strText.data(), strText.data() + strText.size(), value);
@@ -68,7 +68,7 @@ std::optional<std::time_t> takeUnit(std::string_view& strText) {
   return std::nullopt;
 }
 
-/// "1d 12h", with or without a word that says the direction.
+/// "1d 12h", also with " ago" or "-".
 std::optional<std::time_t> readDuration(std::string_view strText) {
   constexpr std::string_view AGO = " ago";
   if (strText.ends_with(AGO)) {
@@ -93,7 +93,7 @@ std::optional<std::time_t> readDuration(std::string_view strText) {
 std::tm localTime(std::time_t now) {
   std::tm time{};
   localtime_r(&now, &time);
-  // Whether summer time holds is found out for the time that is meant, not for the present.
+  // mktime() decides about summer time at that time, not now.
   time.tm_isdst = -1;
   return time;
 }
@@ -118,7 +118,7 @@ std::optional<std::time_t> readCalendar(const std::string& strText, std::time_t 
     time.tm_isdst = -1;
     const int iDay = time.tm_mday;
     const std::time_t result = std::mktime(&time);
-    // 31 February is not taken for the beginning of March.
+    // Refuses 31 February, which mktime() takes for a day in March.
     return time.tm_mday == iDay ? std::optional(result) : std::nullopt;
   }
   return std::nullopt;
