@@ -1,7 +1,6 @@
 /// eorva, the administrators' command.
 
 #include <algorithm>
-#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -15,7 +14,6 @@
 
 #include "cli/terminal/present.h"
 #include "command_line.h"
-#include "common/answers/hint_text.h"
 #include "common/runs/run_process.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
@@ -71,8 +69,8 @@ void buildCommandLine(CLI::App& app, Context& context) {
 
 void requireRoot() {
   if (getuid() != 0 || geteuid() != 0) {
-    throw Host::Failure(fmt::format("must be run by root: the real and the effective user id are {} and {}, not 0",
-                                    getuid(), geteuid()));
+    throw Host::Failure(
+        fmt::format("must be run by root: real and effective user must be 0, not {} and {}", getuid(), geteuid()));
   }
 }
 
@@ -86,6 +84,18 @@ void parse(CLI::App& app, int argc, char** argv) {
 /// Writes to standard error, and ignores errors there.
 void complain(const std::string& strText) {
   std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, strText)).c_str(), stderr);
+}
+
+const char* hintText(Host::Hint hint) {
+  switch (hint) {
+    case Host::Hint::CREATE_STORE:
+      return "; create it with: eorva init";
+    case Host::Hint::LIST_EVENTS:
+      return "; list the events with: eorva event list";
+    case Host::Hint::NONE:
+      break;
+  }
+  return "";
 }
 
 int runCommandLine(int argc, char** argv) {
@@ -149,7 +159,7 @@ int main(int argc, char** argv) {
   try {
     return runCommandLine(argc, argv);
   } catch (const Host::Failure& failure) {
-    complain(Host::failureText(failure));
+    complain(failure.what() + std::string(hintText(failure.hint())));
     return EXIT_FAILED;
   } catch (const std::exception& error) {
     complain(error.what());

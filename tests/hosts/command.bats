@@ -45,7 +45,7 @@ setup() { fresh_store; }
 
 @test "other users are told that they may not" {
   run -1 --separate-stderr setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva task list
-  complains "must be run by root: the real and the effective user id are 7001 and 7001, not 0"
+  complains "must be run by root: real and effective user must be 0, not 7001 and 7001"
   same "standard output" "" "$output"
 }
 

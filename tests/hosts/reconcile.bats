@@ -36,7 +36,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "running list" "[$child]" "$(eorva task show long --json | jq -c .status.running)"
   run -0 --separate-stderr eorva fire other
   complains 'run 1 of "long", started '
-  complains 'which was interrupted'
+  complains 'was interrupted; it is closed now'
   same "exit information" '{"exit_type":"interrupted"}' "$(field 1 exit_info)"
   same "outcome" '"interrupted"' "$(field 1 outcome_text)"
   same "task" '[{"running":[]},{"exit_type":"interrupted"},true]' \

@@ -1,7 +1,5 @@
 /// eorva share list
 
-#include <fmt/format.h>
-
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/server_answers.h"

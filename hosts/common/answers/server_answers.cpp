@@ -10,7 +10,7 @@ namespace Host {
 Json::Value checkForPrograms(const HealthFindings& findings) {
   const auto answer = [](const HealthFinding& finding) {
     return objectOf({{"severity", severityWord(finding.severity)},
-                     {"area", finding.strArea},
+                     {"area", findingArea(finding)},
                      {"subject", finding.strSubject},
                      {"text", findingText(finding)},
                      {"advice", findingAdvice(finding)}});

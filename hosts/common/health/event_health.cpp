@@ -21,15 +21,14 @@ constexpr std::array<const char*, 2> USUAL_EVENTS = {"bootup", "shutdown"};
 void checkInUse(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
   if (state.vecFiredBy.empty() || !state.state.blKnown) {
-    findings.push_back({Severity::WARNING, "events",
+    findings.push_back({Severity::WARNING,
                         state.blInCatalogue && state.state.blKnown ? "event_without_unit" : "event_not_installed",
                         strEvent, Json::objectValue});
   } else if (state.state.strActive == "failed") {
-    findings.push_back(
-        {Severity::PROBLEM, "events", "event_failed", strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
+    findings.push_back({Severity::PROBLEM, "event_failed", strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
   } else if (state.state.strInstalled != "enabled" && state.state.strInstalled != "static") {
-    findings.push_back({Severity::PROBLEM, "events", state.blInCatalogue ? "event_disabled" : "own_event_disabled",
-                        strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
+    findings.push_back({Severity::PROBLEM, state.blInCatalogue ? "event_disabled" : "own_event_disabled", strEvent,
+                        objectOf({{"unit", state.vecFiredBy.front()}})});
   }
 }
 
@@ -39,7 +38,7 @@ void checkUsual(const EventState& state, HealthFindings& findings) {
   const bool blUsual = std::find(USUAL_EVENTS.begin(), USUAL_EVENTS.end(), strEvent) != USUAL_EVENTS.end();
   if (blUsual && state.state.blKnown && state.state.strInstalled != "enabled") {
     findings.push_back(
-        {Severity::WARNING, "events", "usual_event_disabled", strEvent, objectOf({{"unit", state.event.strUnit}})});
+        {Severity::WARNING, "usual_event_disabled", strEvent, objectOf({{"unit", state.event.strUnit}})});
   }
 }
 
@@ -54,11 +53,10 @@ void checkTimer(const char* szTimer, HealthFindings& findings) {
     return;
   }
   if (state.strInstalled != "enabled") {
-    findings.push_back({Severity::WARNING, "units",
-                        state.strInstalled.empty() ? "timer_not_installed" : "timer_disabled", szTimer,
-                        Json::objectValue});
+    findings.push_back({Severity::WARNING, state.strInstalled.empty() ? "timer_not_installed" : "timer_disabled",
+                        szTimer, Json::objectValue});
   } else if (state.strActive == "failed") {
-    findings.push_back({Severity::PROBLEM, "units", "timer_failed", szTimer, Json::objectValue});
+    findings.push_back({Severity::PROBLEM, "timer_failed", szTimer, Json::objectValue});
   }
 }
 
@@ -80,7 +78,7 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
       }
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "events", "events_unknown", "", objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::WARNING, "events_unknown", "", objectOf({{"problem", error.what()}})});
   }
 }
 
@@ -92,7 +90,7 @@ void checkTimers(HealthFindings& findings) {
     }
     checkTimer(MAIL_TIMER, findings);
   } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "units", "timers_unknown", "", objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::WARNING, "timers_unknown", "", objectOf({{"problem", error.what()}})});
   }
 }
 

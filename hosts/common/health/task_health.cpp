@@ -65,7 +65,7 @@ Json::Value detailsOf(const TaskGraph& graph, const std::string& strTask, const 
 void addFindings(const TaskGraph& graph, const std::string& strTask, const std::vector<Finding>& vecFindings,
                  Severity severity, HealthFindings& findings) {
   for (const Finding& finding : vecFindings) {
-    findings.push_back({severity, "tasks", "task_member", strTask, detailsOf(graph, strTask, finding)});
+    findings.push_back({severity, "task_member", strTask, detailsOf(graph, strTask, finding)});
   }
 }
 
@@ -78,7 +78,7 @@ void checkStart(Reasons& reasons, const GraphTask& task, HealthFindings& finding
   for (const Reason& reason : reasons.of(task)) {
     const bool blFollows = reason.strCode == "need_disabled" || reason.strCode == "need_blocked";
     findings.push_back(
-        {blFollows ? Severity::WARNING : Severity::PROBLEM, "tasks", "never_started", task.strName, recordOf(reason)});
+        {blFollows ? Severity::WARNING : Severity::PROBLEM, "never_started", task.strName, recordOf(reason)});
   }
 }
 
@@ -117,7 +117,7 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     addFindings(graph, strTask, rules.vecWarnings, Severity::WARNING, findings);
   }
   for (const TaskGraph::Endless& endless : graph.endlessWalks(vecNames)) {
-    findings.push_back({Severity::PROBLEM, "tasks", "endless_walk", endless.strTask, detailsOf(graph, endless)});
+    findings.push_back({Severity::PROBLEM, "endless_walk", endless.strTask, detailsOf(graph, endless)});
   }
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <map>
-#include <set>
 #include <tuple>
 
 #include "common/runs/reconcile.h"

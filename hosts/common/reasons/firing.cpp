@@ -1,6 +1,5 @@
 #include "firing.h"
 
-#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <fmt/format.h>

@@ -1,8 +1,5 @@
 #include "firing_table.h"
 
-#include <fmt/format.h>
-#include <iterator>
-
 #include "eorvascheduler.h"
 
 #include "common/store/session.h"

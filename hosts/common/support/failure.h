@@ -8,7 +8,7 @@
 
 namespace Host {
 
-/// What the user can do about a failure; answers/hint_text puts it into words.
+/// What the user can do about a failure; each host puts it into words.
 enum class Hint { NONE, CREATE_STORE, LIST_EVENTS };
 
 /// An operation that failed; the text is for the user and names the input.

@@ -9,7 +9,7 @@ namespace Host {
 namespace {
 
 struct Unit {
-  std::string_view strName;
+  std::string_view strNames;  ///< each between blanks
   std::time_t cSeconds;
 };
 
@@ -17,23 +17,11 @@ constexpr std::time_t MINUTE = 60;
 constexpr std::time_t HOUR = 60 * MINUTE;
 constexpr std::time_t DAY = 24 * HOUR;
 
-constexpr std::array<Unit, 17> UNITS = {{{"s", 1},
-                                         {"sec", 1},
-                                         {"second", 1},
-                                         {"seconds", 1},
-                                         {"m", MINUTE},
-                                         {"min", MINUTE},
-                                         {"minute", MINUTE},
-                                         {"minutes", MINUTE},
-                                         {"h", HOUR},
-                                         {"hour", HOUR},
-                                         {"hours", HOUR},
-                                         {"d", DAY},
-                                         {"day", DAY},
-                                         {"days", DAY},
-                                         {"w", 7 * DAY},
-                                         {"week", 7 * DAY},
-                                         {"weeks", 7 * DAY}}};
+constexpr std::array<Unit, 5> UNITS = {{{" s sec second seconds ", 1},
+                                        {" m min minute minutes ", MINUTE},
+                                        {" h hour hours ", HOUR},
+                                        {" d day days ", DAY},
+                                        {" w week weeks ", 7 * DAY}}};
 
 void skipBlanks(std::string_view& strText) {
   while (!strText.empty() && strText.front() == ' ') {
@@ -58,10 +46,10 @@ std::optional<std::time_t> takeUnit(std::string_view& strText) {
   while (cb < strText.size() && strText[cb] >= 'a' && strText[cb] <= 'z') {
     ++cb;
   }
-  const std::string_view strWord = strText.substr(0, cb);
+  const std::string strWord = " " + std::string(strText.substr(0, cb)) + " ";
   strText.remove_prefix(cb);
   for (const Unit& unit : UNITS) {
-    if (unit.strName == strWord) {
+    if (cb > 0 && unit.strNames.find(strWord) != std::string_view::npos) {
       return unit.cSeconds;
     }
   }

@@ -69,9 +69,9 @@ TEST_F(Checks, StoreThatOthersCanChangeIsFound) {
 }
 
 TEST_F(Checks, AnswerTellsProblemsFromWarnings) {
-  const HealthFinding warning{HealthFinding::Severity::WARNING, "units", "timer_disabled", PRUNE_TIMER, {}};
+  const HealthFinding warning{HealthFinding::Severity::WARNING, "timer_disabled", PRUNE_TIMER, {}};
   EXPECT_TRUE(checkForPrograms({warning})["ok"].asBool());
-  const HealthFinding problem{HealthFinding::Severity::PROBLEM, "units", "timer_failed", MAIL_TIMER, {}};
+  const HealthFinding problem{HealthFinding::Severity::PROBLEM, "timer_failed", MAIL_TIMER, {}};
   const Json::Value jAnswer = checkForPrograms({warning, problem});
   EXPECT_FALSE(jAnswer["ok"].asBool());
   EXPECT_EQ("warning", jAnswer["findings"][0]["severity"].asString());
