@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Options of the commands above may stand behind the commands below.
+/// Options of a command may also follow its subcommands.
 const CLI::Option* findOption(const CLI::App* pCommand, const std::string& strName) {
   for (; pCommand != nullptr; pCommand = pCommand->get_parent()) {
     if (const CLI::Option* pOption = pCommand->get_option_no_throw(strName)) {
@@ -54,7 +54,7 @@ public:
 
   const CLI::App& command() const { return *m_pCommand; }
   const CLI::Option* pending() const { return m_pPending; }  ///< the option whose value comes next
-  std::size_t arguments() const { return m_cArguments; }     ///< how many have been given
+  std::size_t arguments() const { return m_cArguments; }     ///< how many were typed
 
 private:
   const CLI::App* m_pCommand;
@@ -62,7 +62,7 @@ private:
   std::size_t m_cArguments = 0;
 };
 
-/// The argument at a place; the last one may take all that follow.
+/// The argument at a place; the last argument may take all further words.
 const CLI::Option* argumentAt(const CLI::App& command, std::size_t iPlace) {
   const std::vector<const CLI::Option*> vecArguments =
       command.get_options([](const CLI::Option* pOption) { return pOption->get_positional(); });
@@ -75,12 +75,12 @@ const CLI::Option* argumentAt(const CLI::App& command, std::size_t iPlace) {
   return vecArguments.back()->get_expected_max() > 1 ? vecArguments.back() : nullptr;
 }
 
-/// The type as help shows it, "TASK", or a choice, "WHEN:{auto,always,never}".
+/// Reads the type as help shows it: "TASK", or a choice, "WHEN:{auto,always,never}".
 void addValues(const CLI::Option& option, NextWord& next) {
   const std::string strType = option.get_type_name();
   const std::size_t iOpen = strType.find(":{");
   if (iOpen == std::string::npos) {
-    // What is checked besides stands behind a colon.
+    // The names of checks follow a colon.
     next.strType = strType.substr(0, strType.find(':'));
     return;
   }
@@ -99,7 +99,7 @@ void addOwnOptions(const CLI::App& command, NextWord& next) {
       }
     }
   }
-  // Options of which one has to be chosen stand in a command without a name.
+  // Options that exclude each other are in a subcommand without a name.
   for (const CLI::App* pGroup : command.get_subcommands([](const CLI::App* p) { return p->get_name().empty(); })) {
     addOwnOptions(*pGroup, next);
   }
@@ -112,7 +112,7 @@ void addOptions(const CLI::App* pCommand, NextWord& next) {
 }
 
 void addCommands(const CLI::App& command, NextWord& next) {
-  // A command without a group is not shown in help either.
+  // Commands without a group are hidden.
   for (const CLI::App* pSub :
        command.get_subcommands([](const CLI::App* p) { return !p->get_name().empty() && !p->get_group().empty(); })) {
     next.vecWords.push_back(pSub->get_name());
@@ -147,7 +147,7 @@ NextWord nextWord(const CLI::App& app, const std::vector<std::string>& vecWords)
 std::vector<std::string> withEmptyValues(const CLI::App& app, const std::vector<std::string>& vecWords) {
   std::vector<std::string> vecOut;
   Walk walk(app);
-  bool blArguments = false;  // what stands behind "--" is no option
+  bool blArguments = false;  // words after "--" are no options
   for (const std::string& strWord : vecWords) {
     blArguments = blArguments || strWord == "--";
     const bool blEmpty = !blArguments && walk.pending() == nullptr && strWord.starts_with("--") &&

@@ -1,5 +1,5 @@
 /// \file command_line.h
-/// Command lines, read along the command line's own description: what can be typed next, and which values are empty.
+/// Reads unfinished command lines: which words can follow, and which values are empty.
 
 #pragma once
 
@@ -8,21 +8,20 @@
 
 #include "context.h"
 
-/// What may stand at a place of the command line.
+/// The words that can follow.
 struct NextWord {
   std::vector<std::string> vecWords;  ///< command words, options, or the values of a choice
-  std::string strType;                ///< what else may stand there, as help shows it: "TASK", "EVENT", "FILE" ...
-  std::string strCommand;             ///< the command it belongs to, the last word of it
+  std::string strType;                ///< the type of a value, as help shows it: "TASK", "EVENT", "FILE" ...
+  std::string strCommand;             ///< the last word of the command
 };
 
-/// Follows the words that have been typed through the command line's own description, so that nothing that is added
-/// there has to be told here again.
+/// Follows the typed words through the definition of the command line.
 /// \param vecWords  the words after the program's name, the last one being typed.
 NextWord nextWord(const CLI::App& app, const std::vector<std::string>& vecWords);
 
-/// Makes two words of each "--option=", the second one empty: the parser would take the next word for its value.
-/// \throw Host::UsageFailure when the option takes none.
+/// Splits "--option=" into the option and an empty value: the parser would take the next word as the value.
+/// \throw Host::UsageFailure when the option takes no value.
 std::vector<std::string> withEmptyValues(const CLI::App& app, const std::vector<std::string>& vecWords);
 
-/// Makes the options of a command, and of those below it, refuse an empty value; a text may be empty.
+/// Makes the options of a command and its subcommands refuse an empty value, except for texts.
 void refuseEmptyValues(CLI::App& command);

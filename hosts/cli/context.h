@@ -1,5 +1,5 @@
 /// \file context.h
-/// What the parts of the command share.
+/// What all subcommands use.
 
 #pragma once
 
@@ -8,35 +8,35 @@
 #include <memory>
 #include <string>
 
-/// Results of the program.
+/// Exit statuses.
 inline constexpr int EXIT_DONE = 0;
 inline constexpr int EXIT_FAILED = 1;
 inline constexpr int EXIT_USAGE = 2;
-inline constexpr int EXIT_TASK_FAILED = 3;  ///< an execution ran, and some task did not end with 0
-inline constexpr int EXIT_DIFFERENT = 3;    ///< two things were compared, and they differ
+inline constexpr int EXIT_TASK_FAILED = 3;  ///< the exit status of a task was not 0
+inline constexpr int EXIT_DIFFERENT = 3;    ///< the compared things differ
 
-/// Options for the whole command, and what the command line asks for.
+/// Options of the whole command, and the work to do.
 struct Context {
   std::string strColor = "auto";
-  std::function<int()> fnRun;  ///< set by the subcommand that was typed
-  bool blAnyUser = false;      ///< set by one that everybody may run
+  std::function<int()> fnRun;  ///< set by the subcommand
+  bool blAnyUser = false;      ///< set by subcommands that need no root
 
-  /// Tells whether standard output is a terminal that can do more than show one line after the other.
+  /// Tells whether standard output is a terminal that can move its cursor.
   static bool isOnTerminal();
 
   /// Tells whether log lines go to standard output.
   static bool isLogShown();
 
-  /// Tells whether what goes to standard output may be coloured.
+  /// Tells whether standard output may have colours.
   bool isColored() const;
 };
 
 /// Adds a subcommand.
-/// \param strExamples  lines for its help, each a command and what it does.
+/// \param strExamples  lines for its help: a command each, and what it does.
 CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::string& strDescription,
                      const std::string& strExamples);
 
-/// Makes a subcommand run a function on its options, which live as long as the command line does.
+/// Makes a subcommand run a function with its options.
 template <typename Options>
 void onCommand(CLI::App* pCommand, Context& context, std::shared_ptr<Options> pOptions,
                int (*fnRun)(const Context&, const Options&)) {

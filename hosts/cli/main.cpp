@@ -1,7 +1,6 @@
 /// eorva, the administrators' command.
 
 #include <algorithm>
-#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -15,7 +14,6 @@
 
 #include "cli/terminal/present.h"
 #include "command_line.h"
-#include "common/answers/hint_text.h"
 #include "common/runs/run_process.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
@@ -32,15 +30,15 @@ constexpr char EXAMPLES[] =
     "  eorva fire bootup                         run the tasks of an event\n"
     "  eorva runs list                           what ran, and how it ended\n"
     "\n"
-    "Results: 0 done, 1 failed, 2 wrong usage; fire and run: 3 when some task did not end with 0.\n";
+    "Exit status: 0 success, 1 failure, 2 wrong usage; fire and run: 3 if the exit status of a task was not 0.\n";
 
 void buildCommandLine(CLI::App& app, Context& context) {
   app.name("eorva");
   app.footer(EXAMPLES);
   app.set_version_flag("--version", "eorva " EORVA_VERSION);
   app.add_flag("--log-stdout", blLogToStdout, "write log lines to standard output instead of the system log");
-  app.add_flag("--debug", blDebugOutput, "log what the library does, step by step");
-  app.add_option("--color", context.strColor, "colour what is shown: auto, always or never")
+  app.add_flag("--debug", blDebugOutput, "log each step of the library");
+  app.add_option("--color", context.strColor, "use colours: auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->type_name("WHEN");
   app.require_subcommand(1);
@@ -77,14 +75,26 @@ void requireRoot() {
 
 void parse(CLI::App& app, int argc, char** argv) {
   std::vector<std::string> vecWords = withEmptyValues(app, {argv + std::min(argc, 1), argv + argc});
-  // The parser takes them from the back.
+  // The parser wants the last word first.
   std::reverse(vecWords.begin(), vecWords.end());
   app.parse(std::move(vecWords));
 }
 
-/// Also when standard error cannot be written to.
+/// Writes to standard error, and ignores errors there.
 void complain(const std::string& strText) {
   std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, strText)).c_str(), stderr);
+}
+
+const char* hintText(Host::Hint hint) {
+  switch (hint) {
+    case Host::Hint::CREATE_STORE:
+      return "; create it with: eorva init";
+    case Host::Hint::LIST_EVENTS:
+      return "; list the events with: eorva event list";
+    case Host::Hint::NONE:
+      break;
+  }
+  return "";
 }
 
 int runCommandLine(int argc, char** argv) {
@@ -97,7 +107,7 @@ int runCommandLine(int argc, char** argv) {
     complain(fmt::format("{}\nTry 'eorva --help'.", error.what()));
     return EXIT_USAGE;
   } catch (const CLI::ParseError& error) {
-    // Help and version are "errors" without a code.
+    // The parser throws help and version, too, with code 0.
     const bool blShown = app.exit(error) == 0;
     flushOutput();
     return blShown ? EXIT_DONE : EXIT_USAGE;
@@ -145,7 +155,7 @@ int main(int argc, char** argv) {
   try {
     return runCommandLine(argc, argv);
   } catch (const Host::Failure& failure) {
-    complain(Host::failureText(failure));
+    complain(failure.what() + std::string(hintText(failure.hint())));
     return EXIT_FAILED;
   } catch (const std::exception& error) {
     complain(error.what());

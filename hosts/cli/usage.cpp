@@ -14,7 +14,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-/// The commands that were typed, without the program itself; the last one of them is given, too.
+/// Gives the last command that was typed, and in vecPath the names of all of them, without the program.
 const CLI::App* lastCommand(const CLI::App& app, Words& vecPath) {
   const CLI::App* pCommand = &app;
   for (;;) {
@@ -29,7 +29,7 @@ const CLI::App* lastCommand(const CLI::App& app, Words& vecPath) {
   }
 }
 
-/// What could stand behind these words: the next command, or an option.
+/// The commands and options that can follow these words.
 Words candidates(const CLI::App& app, Words vecPath, const std::string& strBegin) {
   vecPath.push_back(strBegin);
   return nextWord(app, vecPath).vecWords;
@@ -42,19 +42,19 @@ std::string unknownText(const CLI::App& app, const Words& vecPath, const std::st
                        Host::didYouMean(strName, candidates(app, vecPath, "-")));
   }
   if (!blCommand) {
-    return fmt::format("\"{}\" is one word too many", strWord);
+    return fmt::format("unexpected argument \"{}\"", strWord);
   }
   const std::string strAll = vecPath.empty() ? strWord : fmt::format("{} {}", fmt::join(vecPath, " "), strWord);
   return fmt::format("there is no command \"{}\"{}", strAll, Host::didYouMean(strWord, candidates(app, vecPath, "")));
 }
 
-/// An option without its value; the library says that in a language of its own.
+/// Rewords the parser's text about an option without a value.
 std::string withoutValueText(const std::string& strWhat) {
   const std::size_t iEnd = strWhat.find(": 1 required ");
-  return iEnd == std::string::npos ? strWhat : fmt::format("{} must be followed by a value", strWhat.substr(0, iEnd));
+  return iEnd == std::string::npos ? strWhat : fmt::format("{} needs a value", strWhat.substr(0, iEnd));
 }
 
-/// By its code, for some errors bear the name of the command.
+/// Compares the code: the name of some errors is that of the command.
 bool isError(const CLI::Error& error, CLI::ExitCodes code) {
   return error.get_exit_code() == static_cast<int>(code);
 }
@@ -73,7 +73,7 @@ std::string reason(const CLI::App& app, const Words& vecPath, const CLI::Error& 
   return isError(error, CLI::ExitCodes::ArgumentMismatch) ? withoutValueText(error.what()) : error.what();
 }
 
-/// No upper limit is said where it is only the machine's; without a lower one, others say what is wrong with a number.
+/// Names the limits, but not those of the number type.
 std::string limitsText(long long iMin, long long iMax) {
   if (iMax > 0) {
     return fmt::format(" from {} to {}", iMin, iMax);

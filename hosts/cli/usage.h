@@ -1,5 +1,5 @@
 /// \file usage.h
-/// What is said about a command line that cannot be understood, and help.
+/// Messages about a wrong command line.
 
 #pragma once
 
@@ -7,12 +7,13 @@
 
 #include "context.h"
 
-/// The failure message of the command line: what is wrong, what was meant perhaps, and where to look it up.
+/// What is wrong, a suggestion, and the command that shows help. Without a subcommand: the help.
 std::string usageText(const CLI::App* pApp, const CLI::Error& error);
 
-/// The command that was typed last, with those above it: "eorva task add".
+/// The whole command that was typed: "eorva task add".
 std::string typedCommand(const CLI::App& app);
 
-/// A value that must be a whole number within limits, or at least the lower one.
+/// Checks that a value is a whole number within limits.
+/// \param iMax  0 or less: no upper limit.
 /// \param szUnit  what it counts, as " of seconds"; may be empty.
 CLI::Validator wholeNumber(long long iMin, long long iMax = 0, const char* szUnit = "");

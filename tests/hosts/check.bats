@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The look over the whole installation.
+# The check of the installation.
 
 load common
 
@@ -12,7 +12,7 @@ setup() {
   systemctl --quiet enable eorva-prune.timer eorva-mail-flush.timer
 }
 
-# finds SEVERITY AREA SUBJECT TEXT ADVICE: among what is found; a problem makes the check end with 1.
+# finds SEVERITY AREA SUBJECT TEXT ADVICE: one of the findings. After a problem the exit status is 1.
 finds() {
   local found
   run --separate-stderr eorva check --json
@@ -27,12 +27,12 @@ finds() {
 @test "an installation without faults" {
   add_task it bootup alice 'exit 0'
   run -0 --separate-stderr eorva check
-  same "answer" "all is well" "$output"
+  same "answer" "no problems found" "$output"
   run -0 eorva check --json
   same "answer" '{"findings":[],"ok":true}' "$(jq -cS . <<<"$output")"
 }
 
-@test "each finding is a line with what to type under it, and they are counted" {
+@test "each finding is a line with a command to type under it, and they are counted" {
   add_task it bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after it
   sqlite3 "$DATABASE" "update task set depend_on_task = '[ghost]' where task_name = 'second'"
@@ -45,7 +45,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
 1 problem, 1 warning' "$output"
 }
 
-@test "without a store, or with one that is none" {
+@test "without a store, or with a file that is no database" {
   rm -r "$STORE"
   finds problem store "$DATABASE" "there is no store yet" "eorva init"
   eorva init --output-path scheduler
@@ -54,7 +54,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds problem store "$DATABASE" "$DATABASE" "mkdir $STORE/damaged && mv $DATABASE* $STORE/damaged/ && eorva init && eorva restore FILE"
 }
 
-@test "what is advised about a damaged store puts a backup in its place" {
+@test "the command that is shown for a damaged store restores a backup" {
   add_task it bootup alice 'exit 0'
   eorva backup kept.db
   printf 'nonsense%.0s' {1..100} | dd of="$DATABASE" conv=notrunc status=none
@@ -65,7 +65,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   run -0 eorva task show it
 }
 
-@test "the chain behind a task that was switched off is told, and is no fault" {
+@test "tasks behind a disabled task are warnings, not problems" {
   add_task off bootup alice 'exit 0' --disabled
   add_task behind bootup alice 'exit 0' --after off
   add_task further bootup alice 'exit 0' --after behind
@@ -75,7 +75,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   says '0 problems, 2 warnings'
 }
 
-@test "names that are options, or that a terminal obeys: what is advised can be typed" {
+@test "commands can be typed for names that look like options or that a terminal obeys" {
   add_task aa bootup alice 'exit 0' --disabled
   add_task bb bootup alice 'exit 0'
   add_task cc bootup alice 'exit 0' --after aa
@@ -95,13 +95,13 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   same "names" "aa b-c-b cc" "$(eorva task list --json | jq -r '[.[].task_name] | join(" ")')"
 }
 
-@test "units that are usually on" {
+@test "units that are usually enabled" {
   systemctl --quiet disable eorva-prune.timer
   finds warning units eorva-prune.timer "old runs and their output are not removed" "systemctl enable --now eorva-prune.timer"
   cp /etc/eorva.conf kept.conf
   eorva config set retention_runs=all retention_failed_runs=all retention_output_size=0 >/dev/null
   run -0 eorva check
-  says "all is well"
+  says "no problems found"
   cp kept.conf /etc/eorva.conf
   eorva event disable shutdown
   finds warning events shutdown 'is not enabled (eorva-shutdown.service), as it usually is' "eorva event enable shutdown"
@@ -140,7 +140,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   sed -i '$d' /etc/orva/shares.conf
 }
 
-@test "output that has no place" {
+@test "output without a place" {
   jq '.eorvascheduler.output_path = "attic"' "$STORE/eorvascheduler-conf.json" >conf.json
   cp conf.json "$STORE/eorvascheduler-conf.json"
   finds problem output "" 'the share "attic": it is not defined' "eorva config set --output-path scheduler"
@@ -171,12 +171,12 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   sed -i '$d' /etc/orvainfo.conf
 }
 
-@test "events that tasks wait for and that nothing fires" {
+@test "events that have tasks and that nothing fires" {
   add_task it daily alice 'exit 0'
   add_task own my-event alice 'exit 0'
   finds problem events daily 'the event "daily" is not enabled (' "eorva event enable daily"
   run -0 eorva event enable daily
-  finds warning events my-event 'nothing that is installed fires the event "my-event"' "eorva fire my-event"
+  finds warning events my-event 'the event "my-event" has tasks, but no installed unit fires it' "eorva fire my-event"
   run -0 eorva task disable own
   run -0 eorva check
 }
@@ -187,11 +187,11 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
     values ('it', 1000, 2147483647, 1000, 'bootup', '{}')"
   finds problem runs 1 'run 1 of "it" is recorded as running, but its process is gone' "eorva check --repair"
   run -0 --separate-stderr eorva check --repair
-  complains 'run 1 of "it" was interrupted; it is closed now'
+  complains 'closed run 1 of "it", which was interrupted'
   same "how it ended" '"interrupted"' "$(field 1 exit_info.exit_type)"
 }
 
-@test "a run that goes on is no fault" {
+@test "a run in progress is no problem" {
   add_task it bootup alice 'exec sleep 300'
   eorva run it >/dev/null 3>&- &
   wait_until runs_are 1
@@ -200,7 +200,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   wait %1 || true
 }
 
-@test "tasks that can never start, and names and owners that are no good" {
+@test "tasks that can never start, and names and owners that are wrong" {
   useradd --uid 7011 dora
   local task
   for task in a b gone name_1 nameX2 astray; do add_task "$task" bootup alice 'exit 0'; done
@@ -230,7 +230,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds warning tasks further 'waits for "behind", which is not started' "eorva explain behind"
 }
 
-@test "scripts that will hardly run are warnings" {
+@test "scripts that probably cannot run are warnings" {
   printf '#!/no/such/shell\r\n' | eorva task add it --event bootup --owner alice --script -
   finds warning tasks it "interpreter /no/such/shell" "eorva task edit it"
   finds warning tasks it "CR LF" "eorva task edit it"

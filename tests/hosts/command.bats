@@ -86,7 +86,7 @@ setup() { fresh_store; }
     "runs show 1" "runs output 1"; do
     # shellcheck disable=SC2086
     run -1 --separate-stderr eorva $command
-    complains "run 'eorva init' first"
+    complains "create it with: eorva init"
     [[ ! -e $DATABASE ]]
   done
 }

@@ -100,7 +100,7 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   add_task one bootup alice true
   run eorva check
   mv kept /usr/bin/systemctl
-  says 'nothing that is installed fires the event "bootup", and tasks wait for it'
+  says 'the event "bootup" has tasks, but no installed unit fires it'
   [[ $listed =~ bootup\ +- ]]
   same "enabled" "[false]" "$enabled"
 }

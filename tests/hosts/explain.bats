@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# Why a task did, or did not, run.
+# Why a task ran or did not run.
 
 load common
 
@@ -34,7 +34,7 @@ if "bootup" were fired now, it would be started' "$output"
     "$(explained it '[.verdict, .run.result_id, (.needs | map([.task_name, .run.result_id])), .reasons]')"
 }
 
-@test "what kept a task from being started, each by its code" {
+@test "each reason why a task was not started has its code" {
   add_task root bootup alice 'exit 0'
   add_task off bootup alice 'exit 0' --disabled
   add_task behind bootup alice 'exit 0' --after off
@@ -58,7 +58,7 @@ T
   run -0 eorva explain both
   says 'both was not started when "bootup" was last fired'
   says $'  it waited for "behind", which was not started\n      eorva explain behind'
-  says $'what it waits for, then:\n  root: run 1, started '
+  says $'the tasks that it waited for:\n  root: run 1, started '
   says '  behind: not started'
   run -0 eorva explain off
   says $'  it is disabled\n      eorva task enable off'
@@ -78,7 +78,7 @@ T
   same "then" '"ran"' "$(explained it .verdict)"
 }
 
-@test "a task that was refused, because a run of it was alive" {
+@test "a task that was refused, because it was still running" {
   add_task root bootup alice 'exit 0'
   add_task it bootup alice 'exec sleep 300'
   eorva run it >/dev/null 3>&- &
@@ -86,7 +86,7 @@ T
   run -3 eorva fire bootup
   same "why not" '["not_started",["refused"],1]' "$(explained it '[.verdict, (.reasons | map(.code)), .newest_run.result_id]')"
   run -0 eorva explain it
-  says 'it was refused, because run 1 of it was alive'
+  says 'it was refused: its run 1 was still running'
   says 'its newest run: run 1, started'
   says '(trigger on_demand)'
   pkill -u alice sleep
@@ -94,7 +94,7 @@ T
   same "still known when that has ended" '["refused"]' "$(explained it '.reasons | map(.code)')"
 }
 
-@test "a task that was not reached, because the execution was cut off" {
+@test "a task that was not started, because the execution was interrupted" {
   add_task first bootup alice 'exit 0'
   add_task it bootup alice 'exit 0' --after first
   add_task beside bootup alice 'exit 0'
@@ -103,7 +103,7 @@ T
   same "why not the other" '["interrupted"]' "$(explained beside '.reasons | map(.code)')"
 }
 
-@test "only the newest firing counts, and what cannot be known is said to be unknown" {
+@test "only the newest firing counts, and an unknown reason is called unknown" {
   add_task root bootup alice 'exit 0'
   add_task it bootup alice 'exit 0'
   recorded it 1000 1000 1005
@@ -115,7 +115,7 @@ T
 # why TASK: the verdict, the codes of the reasons, and whether they were remembered.
 why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
 
-@test "a firing that starts nothing counts: what was refused then is not said to have run" {
+@test "a firing that starts nothing counts: a refused task did not run" {
   add_task slow ev alice 'exec sleep 300'
   eorva fire ev >/dev/null 3>&- &
   wait_until runs_are 1
@@ -127,11 +127,11 @@ why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
   same "still known when that has ended" '["not_started",["refused"],true]' "$(why slow)"
   run -0 eorva explain slow
   says 'slow was not started when "ev" was last fired, '
-  says $'  it was refused, because run 1 of it was alive, and it allows no second one at the same time\n'
+  says $'  it was refused: its run 1 was still running, and it allows only one run at a time\n'
   says 'its newest run: run 1, started'
 }
 
-@test "what stood in the way then is told when it does so no more" {
+@test "a reason is still told after it has gone" {
   add_task one ev alice 'exit 0'
   add_task two ev alice 'exit 0' --after one
   run -0 eorva fire ev
@@ -143,7 +143,7 @@ why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
   same "why not the other" '["not_started",["need_disabled"],true]' "$(why two)"
   run -0 eorva explain two
   same "explanation" $'  it waited for "one", which was disabled
-what it waits for, then:
+the tasks that it waited for:
   one: not started' "$(sed -n 2,4p <<<"$output")"
   says 'if "ev" were fired now, it would be started'
   # It stays with the task, and with the store.
@@ -161,11 +161,11 @@ what it waits for, then:
   chmod 711 "$KEPT"
   same "why not" '["not_started",["not_fired"],true]' "$(why it)"
   run -0 eorva explain it
-  says "it was not started, and nothing else either: "
+  says "it was not started, and no other task of the event: "
   says "may be changed by others"
 }
 
-@test "a task that is not there is named" {
+@test "an unknown task is an error that names it" {
   run -1 --separate-stderr eorva explain ghost
   complains 'there is no task "ghost"'
 }

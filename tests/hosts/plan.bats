@@ -41,7 +41,7 @@ ended() {
   same "duration" '[null,false]' "$(jq -c '[.would_run[0].last_duration, .duration_known]' <<<"$output")"
 }
 
-@test "what would not be started stands below, with the reason and what to type" {
+@test "tasks that would not be started follow, each with the reason and a command to type" {
   add_task root bootup alice 'exit 0'
   add_task off bootup alice 'exit 0' --disabled
   add_task behind bootup alice 'exit 0' --after off
@@ -63,7 +63,7 @@ ended() {
   says $'  further waits for "behind", which is not started\n      eorva explain behind'
   says $'  lonely waits for "ghost", and there is no such task\n      eorva task edit lonely --no-after'
   says $'  astray waits for "elsewhere", which belongs to the event "shutdown"\n      eorva task edit elsewhere --event bootup'
-  says $'  odd has a list of tasks to wait for that names none, "nobody"\n      eorva task edit odd --no-after'
+  says $'  odd has a list of tasks to wait for that cannot be read, "nobody"\n      eorva task edit odd --no-after'
 }
 
 @test "the plan is what the event starts" {
@@ -91,12 +91,12 @@ ended() {
   wait %1 || true
 }
 
-@test "a plan of tasks that cannot be run safely says so" {
+@test "a plan names tasks that cannot be run safely" {
   add_task task_1 bootup alice 'exit 0'
   add_task taskX2 bootup alice 'exit 0'
   sqlite3 "$DATABASE" "update task set task_name = 'taskX1' where task_name = 'taskX2'"
   run -0 eorva event plan bootup
-  says 'nothing would be started, for these tasks cannot be run safely:'
+  says 'nothing would be started: these tasks cannot be run safely:'
   says 'the name "taskX1" is also what the task "task_1" stands for'
 }
 

@@ -25,7 +25,7 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   same "why not" null "$(member scheduler why_not)"
 }
 
-@test "a share whose volume is missing, and one without a folder, say what to do" {
+@test "a share without its volume, or without its folder, shows how to repair it" {
   mkdir -p '/srv/my data'
   printf '%s\n' '/dev/none /srv/data ext4 nofail 0 2' >>/etc/fstab
   printf '%s\n' '[absent]' 'path = /srv/data/logs' '[bare]' 'path = /srv/my data/logs' >>/etc/orva/shares.conf
@@ -42,7 +42,7 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   sed -i '/dev.none/d' /etc/fstab
 }
 
-@test "what is wrong with the definitions is shown with its line, and the rest is listed" {
+@test "errors in the definitions are shown with their lines, and the other shares are listed" {
   printf '%s\n' '[scheduler]' 'path = /var/lib/orva/scheduler' '[typo]' 'paht = /srv' 'stray' >/etc/orva/shares.conf
   run -1 --separate-stderr eorva share list
   says "/var/lib/orva/scheduler"

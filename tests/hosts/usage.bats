@@ -44,10 +44,10 @@ task lst|eorva: there is no command "task lst"; did you mean "list"?|Try 'eorva 
 task --hlep|eorva: there is no option "--hlep"; did you mean "--help"?|Try 'eorva task --help'.|
 task list --jsn|eorva: there is no option "--jsn"; did you mean "--json"?|Try 'eorva task list --help'.|
 task list --evnt=x|eorva: there is no option "--evnt"; did you mean "--event"?|Try 'eorva task list --help'.|
-task show disk-usage again|eorva: "again" is one word too many|Try 'eorva task show --help'.|
+task show disk-usage again|eorva: unexpected argument "again"|Try 'eorva task show --help'.|
 task show|eorva: task is required|Try 'eorva task show --help'.|
 task relate disk-usage|eorva: one of --needs, --needed-by and --candidates is required|Try 'eorva task relate --help'.|
-task list --event|eorva: --event must be followed by a value|Try 'eorva task list --help'.|
+task list --event|eorva: --event needs a value|Try 'eorva task list --help'.|
 config get retention_run|eorva: there is no setting "retention_run"; there are output_path, enable_output, retention_runs, retention_failed_runs, retention_output_size, shutdown_budget, stop_grace, shared_script; did you mean "retention_runs"?|Try 'eorva config get --help'.|
 runs show abc|eorva: run: "abc" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
 runs show 0|eorva: run: "0" is not a whole number, 1 or more|Try 'eorva runs show --help'.|

@@ -23,11 +23,11 @@ struct CheckOptions {
 void repair() {
   const Host::Repairs repairs = Host::repairInstallation();
   for (const Json::Value& jRun : repairs.vecRuns) {
-    printNote(fmt::format("run {} of \"{}\" was interrupted; it is closed now", Host::intOf(jRun, "result_id"),
+    printNote(fmt::format("closed run {} of \"{}\", which was interrupted", Host::intOf(jRun, "result_id"),
                           Host::onOneLine(Host::textOf(jRun, "task_name"))));
   }
   for (const auto& [strTask, strPath] : repairs.vecOutputs) {
-    printNote(fmt::format("the output of \"{}\" lay in {}; it is in its place again", strTask, strPath));
+    printNote(fmt::format("moved the output of \"{}\" back from {}", strTask, strPath));
   }
   printNote(repairs.strProblem);
 }
@@ -38,7 +38,7 @@ void printFindings(const HealthFindings& findings, std::size_t cProblems) {
                Host::onOneLine(Host::findingAdvice(finding)));
   }
   if (findings.empty()) {
-    fmt::print("all is well\n");
+    fmt::print("no problems found\n");
     return;
   }
   const std::size_t cWarnings = findings.size() - cProblems;
@@ -53,7 +53,7 @@ int runCheck(const Context&, const CheckOptions& options) {
   const HealthFindings findings = Host::checkInstallation();
   const std::size_t cProblems = Host::problemsAmong(findings);
   if (options.blJson) {
-    printJson(Host::checkAnswer(findings));
+    printJson(Host::checkForPrograms(findings));
   } else {
     printFindings(findings, cProblems);
   }
@@ -64,13 +64,12 @@ int runCheck(const Context&, const CheckOptions& options) {
 
 void addCheckCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<CheckOptions>();
-  CLI::App* pCommand =
-      addCommand(app, "check", "Look the whole installation over; ends with 1 when something is wrong.",
-                 "  eorva check                 each finding says what to type\n"
-                 "  eorva check --repair        mends what can be mended, and looks again\n"
-                 "  eorva check --json\n");
+  CLI::App* pCommand = addCommand(app, "check", "Check the installation. The exit status is 1 if there is a problem.",
+                                  "  eorva check                 shows each problem with a command to type\n"
+                                  "  eorva check --repair        repairs what it can, then checks again\n"
+                                  "  eorva check --json\n");
   pCommand->add_flag("--repair", pOptions->blRepair,
-                     "close runs whose process is gone; give tasks their output back that a rename left elsewhere");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object with \"ok\" and \"findings\"");
+                     "close runs whose process is gone; move output back that an interrupted rename left elsewhere");
+  pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"ok\" and \"findings\"");
   onCommand(pCommand, context, pOptions, &runCheck);
 }

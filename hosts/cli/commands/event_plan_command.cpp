@@ -46,7 +46,7 @@ void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor)
 
 void printPlan(const Context& context, const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners) {
   if (!plan.vecProblems.empty()) {
-    fmt::print("nothing would be started, for these tasks cannot be run safely:\n  {}\n",
+    fmt::print("nothing would be started: these tasks cannot be run safely:\n  {}\n",
                fmt::join(plan.vecProblems, "\n  "));
   } else if (plan.vecTasks.empty()) {
     fmt::print("nothing would be started\n");
@@ -70,7 +70,7 @@ int runPlan(const Context& context, const PlanOptions& options) {
   const OwnerNames owners = ownerNames(jTasks);
   const EventPlan plan = Host::planEvent(session, jTasks, options.strEvent);
   if (options.blJson) {
-    printJson(Host::planAnswer(options.strEvent, plan, owners));
+    printJson(Host::planForPrograms(options.strEvent, plan, owners));
   } else {
     printPlan(context, options.strEvent, plan, owners);
     printNote(Host::disabledEventNote(options.strEvent));
@@ -82,11 +82,11 @@ int runPlan(const Context& context, const PlanOptions& options) {
 
 void addEventPlanCommand(CLI::App& event, Context& context) {
   auto pOptions = std::make_shared<PlanOptions>();
-  CLI::App* pCommand =
-      addCommand(event, "plan", "Show what an event would start now, in which order and for how long, and what not.",
-                 "  eorva event plan bootup\n"
-                 "  eorva event plan shutdown --json\n");
+  CLI::App* pCommand = addCommand(
+      event, "plan", "Show which tasks an event would start now, in which order and for how long, and which not.",
+      "  eorva event plan bootup\n"
+      "  eorva event plan shutdown --json\n");
   pCommand->add_option("event", pOptions->strEvent, "the event")->required()->type_name("EVENT");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object");
+  pCommand->add_flag("--json", pOptions->blJson, "print a JSON object");
   onCommand(pCommand, context, pOptions, &runPlan);
 }

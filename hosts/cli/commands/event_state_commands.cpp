@@ -35,7 +35,7 @@ std::string stateText(const EventState& row) {
 int runList(const Context& context, const ListOptions& options) {
   const std::vector<EventState> vecRows = Host::eventStates();
   if (options.blJson) {
-    printJson(Host::arrayOf(vecRows, &Host::eventAnswer));
+    printJson(Host::arrayOf(vecRows, &Host::eventForPrograms));
     return EXIT_DONE;
   }
   Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"FIRED BY"}, {"WHEN", false, false, true}}, context.isColored());
@@ -75,17 +75,17 @@ void addEventStateCommands(CLI::App& event, Context& context) {
   auto pList = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(event, "list", "List the events, what fires them, and how many tasks they have.",
                                   "  eorva event list --json\n");
-  pCommand->add_flag("--json", pList->blJson, "as JSON: with titles and descriptions in every language");
+  pCommand->add_flag("--json", pList->blJson, "print a JSON array, with titles and descriptions in every language");
   onCommand(pCommand, context, pList, &runList);
 
   auto pEnable = std::make_shared<NameOptions>();
-  pCommand = addCommand(event, "enable", "Let an event be fired, from now on.", "  eorva event enable daily weekly\n");
-  pCommand->add_option("event", pEnable->vecEvents, "the event; several may be given")->required()->type_name("EVENT");
+  pCommand = addCommand(event, "enable", "Start firing an event automatically.", "  eorva event enable daily weekly\n");
+  pCommand->add_option("event", pEnable->vecEvents, "one or more events")->required()->type_name("EVENT");
   onCommand(pCommand, context, pEnable, &runEnable);
 
   auto pDisable = std::make_shared<NameOptions>();
-  pCommand = addCommand(event, "disable", "Let an event not be fired any more; 'eorva fire' still does.",
+  pCommand = addCommand(event, "disable", "Stop firing an event automatically; 'eorva fire' still works.",
                         "  eorva event disable bootup\n");
-  pCommand->add_option("event", pDisable->vecEvents, "the event; several may be given")->required()->type_name("EVENT");
+  pCommand->add_option("event", pDisable->vecEvents, "one or more events")->required()->type_name("EVENT");
   onCommand(pCommand, context, pDisable, &runDisable);
 }

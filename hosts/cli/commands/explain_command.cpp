@@ -29,7 +29,7 @@ std::string runText(const Json::Value& jRun) {
                          : std::string("not ended"));
 }
 
-/// A time of the event, in the form that records have.
+/// When the event was fired.
 std::string firedText(const Explanation& explanation) {
   Json::Value jRun(Json::objectValue);
   jRun["event_fire_time"] = explanation.iFired;
@@ -47,7 +47,7 @@ void printVerdict(const Explanation& explanation) {
       fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent, firedText(explanation));
       printReasons("it", strTask, explanation.vecReasons);
       if (!explanation.blRemembered) {
-        fmt::print("  (nothing was written down about that; this is what the records tell, and what is so now)\n");
+        fmt::print("  (that firing was not recorded: this is worked out from the run records and the present state)\n");
       }
       return;
     case Explanation::Verdict::RAN:
@@ -60,7 +60,7 @@ void printVerdict(const Explanation& explanation) {
 
 void printNeeds(const Explanation& explanation) {
   if (!explanation.vecNeeds.empty()) {
-    fmt::print("what it waits for, then:\n");
+    fmt::print("the tasks that it waited for:\n");
   }
   for (const Host::NeedState& need : explanation.vecNeeds) {
     fmt::print("  {}: {}\n", need.strName, need.jRun.isObject() ? runText(need.jRun) : "not started");
@@ -87,8 +87,8 @@ int runExplain(const Context&, const ExplainOptions& options) {
   const Explanation explanation = Host::explainTask(session, options.strTask);
   if (options.blJson) {
     const OwnerNames owners = ownerNames(Host::listTasks(session));
-    printJson(
-        Host::explanationAnswer(explanation, [&](const Json::Value& jRun) { return Host::runForPrograms(jRun, owners); }));
+    printJson(Host::explanationForPrograms(
+        explanation, [&](const Json::Value& jRun) { return Host::runForPrograms(jRun, owners); }));
     return EXIT_DONE;
   }
   printVerdict(explanation);
@@ -102,10 +102,11 @@ int runExplain(const Context&, const ExplainOptions& options) {
 
 void addExplainCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<ExplainOptions>();
-  CLI::App* pCommand = addCommand(app, "explain", "Tell why a task did, or did not, run when its event was last fired.",
-                                  "  eorva explain summary\n"
-                                  "  eorva explain summary --json\n");
-  pCommand->add_option("task", pOptions->strTask, "its name")->required()->type_name("TASK");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: an object");
+  CLI::App* pCommand =
+      addCommand(app, "explain", "Explain why a task ran or did not run when its event was last fired.",
+                 "  eorva explain summary\n"
+                 "  eorva explain summary --json\n");
+  pCommand->add_option("task", pOptions->strTask, "the name of the task")->required()->type_name("TASK");
+  pCommand->add_flag("--json", pOptions->blJson, "print a JSON object");
   onCommand(pCommand, context, pOptions, &runExplain);
 }

@@ -40,7 +40,7 @@ int runHelp(const Context&, const HelpOptions& options) {
 void addHelpCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<HelpOptions>();
   pOptions->pApp = &app;
-  CLI::App* pCommand = addCommand(app, "help", "Show the help of a command, as --help behind it does.",
+  CLI::App* pCommand = addCommand(app, "help", "Show the help of a command, like 'COMMAND --help'.",
                                   "  eorva help\n"
                                   "  eorva help task add\n");
   pCommand->add_option("command", pOptions->vecCommand, "the command")->type_name("COMMAND");

@@ -1,5 +1,4 @@
-/// eorva manual: the commands as a section of the man page, told by the command line's own description, so that the
-/// page has every command and option that there is.
+/// eorva manual: the commands section of the man page, made from the definition of the command line.
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -12,7 +11,7 @@ struct ManualOptions {
   const CLI::App* pApp = nullptr;
 };
 
-/// Text as scdoc shows it unchanged.
+/// Escapes the characters that scdoc would interpret.
 std::string escaped(const std::string& strText) {
   std::string strEscaped;
   for (const char c : strText) {
@@ -24,7 +23,7 @@ std::string escaped(const std::string& strText) {
   return strEscaped;
 }
 
-/// The name of a value, without what is tested of it.
+/// The name of a value, without its checks.
 std::string valueName(const CLI::Option& option) {
   const std::string strType = option.get_type_name();
   return strType.substr(0, strType.find(':'));
@@ -46,7 +45,7 @@ std::string optionNames(const CLI::Option& option) {
   return fmt::format("{}", fmt::join(vecNames, ", "));
 }
 
-/// Options in the groups of an application are its own to whoever types them.
+/// The options of a command and of its option groups.
 std::vector<const CLI::Option*> optionsOf(const CLI::App& app) {
   std::vector<const CLI::Option*> vecOptions;
   for (const CLI::Option* pOption : app.get_options()) {
@@ -95,7 +94,7 @@ void printExamples(const CLI::App& app) {
   }
 }
 
-/// The commands below one, in the order in which help shows them.
+/// The subcommands, in the order of the help.
 void printCommands(const CLI::App& app, const std::string& strPath) {
   for (const CLI::App* pCommand : app.get_subcommands([](const CLI::App* pSub) { return !pSub->get_name().empty(); })) {
     const std::string strName = fmt::format("{} {}", strPath, pCommand->get_name());
@@ -126,7 +125,7 @@ void addManualCommand(CLI::App& app, Context& context) {
   auto pOptions = std::make_shared<ManualOptions>();
   pOptions->pApp = &app;
   CLI::App* pCommand =
-      addCommand(app, "manual", "Print what the man page says about the commands, for scdoc.", "  eorva manual\n");
+      addCommand(app, "manual", "Print the commands section of the man page, for scdoc.", "  eorva manual\n");
   pCommand->group("");
   pCommand->callback([&context, pOptions] {
     context.blAnyUser = true;

@@ -1,7 +1,5 @@
 /// eorva share list
 
-#include <fmt/format.h>
-
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/server_answers.h"
@@ -29,7 +27,7 @@ void printShares(const Host::Shares& shares, bool blColor) {
 
 int runList(const Context& context, const ListOptions& options) {
   const Host::Shares shares = Host::readShares();
-  options.blJson ? printJson(Host::shareAnswers(shares)) : printShares(shares, context.isColored());
+  options.blJson ? printJson(Host::sharesForPrograms(shares)) : printShares(shares, context.isColored());
   for (const std::string& strFault : shares.vecFault) {
     printNote(strFault);
   }
@@ -40,13 +38,13 @@ int runList(const Context& context, const ListOptions& options) {
 
 void addShareCommands(CLI::App& app, Context& context) {
   CLI::App* pShare =
-      addCommand(app, "share", "Show the shared folders on which output can be kept.", "  eorva share list\n");
+      addCommand(app, "share", "Show the shared folders that output can be kept on.", "  eorva share list\n");
   pShare->require_subcommand(1);
 
   auto pList = std::make_shared<ListOptions>();
-  CLI::App* pCommand = addCommand(*pShare, "list", "List the shares, whether each can be used, and what to do if not.",
-                                  "  eorva share list          what is wrong with a definition is said with its line\n"
+  CLI::App* pCommand = addCommand(*pShare, "list", "List the shares, and how to repair those that cannot be used.",
+                                  "  eorva share list          also shows errors in the definitions, with their lines\n"
                                   "  eorva share list --json   sizes in bytes\n");
-  pCommand->add_flag("--json", pList->blJson, "as JSON");
+  pCommand->add_flag("--json", pList->blJson, "print a JSON array");
   onCommand(pCommand, context, pList, &runList);
 }

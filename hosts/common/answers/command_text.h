@@ -1,5 +1,5 @@
 /// \file command_text.h
-/// Commands that are shown to be typed.
+/// Commands for the user to type.
 
 #pragma once
 
@@ -8,16 +8,15 @@
 
 namespace Host {
 
-/// "eorva WORDS NAMES OPTIONS", each name as a shell has to be given it. A name that looks like an option stands at the
-/// end, behind "--".
-/// \param strOptions  from optionText(), or flags, each with a blank before it.
+/// "eorva WORDS NAMES OPTIONS", each name quoted for a shell. Names that look like options come last, after "--".
+/// \param strOptions  from optionText(), or flags, each after a blank.
 std::string eorvaCommand(const std::string& strWords, const std::vector<std::string>& vecNames,
                          const std::string& strOptions = "");
 
-/// " --option VALUE"; joined by "=" where the value looks like an option itself.
+/// " --option VALUE", or " --option=VALUE" when the value looks like an option itself.
 std::string optionText(const std::string& strOption, const std::string& strValue);
 
-/// The command that gives a task a list of tasks to wait for.
+/// The command that sets which tasks a task waits for.
 std::string needsCommand(const std::string& strTask, const std::vector<std::string>& vecNeeds);
 
 }  // namespace Host

@@ -14,13 +14,13 @@ namespace Host {
 
 namespace {
 
-Json::Value reasonAnswers(const std::string& strTask, const std::vector<Reason>& vecReasons) {
-  return arrayOf(vecReasons, [&](const Reason& reason) { return reasonAnswer(strTask, reason); });
+Json::Value reasonsForPrograms(const std::string& strTask, const std::vector<Reason>& vecReasons) {
+  return arrayOf(vecReasons, [&](const Reason& reason) { return reasonForPrograms(strTask, reason); });
 }
 
 }  // namespace
 
-Json::Value eventAnswer(const EventState& event) {
+Json::Value eventForPrograms(const EventState& event) {
   return objectOf({{"name", event.event.strName},
                    {"title", event.event.jTitle},
                    {"description", event.event.jDescription},
@@ -31,8 +31,8 @@ Json::Value eventAnswer(const EventState& event) {
                    {"fired_by", arrayOf(event.vecFiredBy)}});
 }
 
-Json::Value planAnswer(const std::string& strEvent, const EventPlan& plan,
-                       const std::map<std::string, std::string>& owners) {
+Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan,
+                            const std::map<std::string, std::string>& owners) {
   const auto planned = [&](const PlannedTask& task) {
     return objectOf({{"task_name", task.task.strName},
                      {"event", task.task.strEvent},
@@ -45,7 +45,7 @@ Json::Value planAnswer(const std::string& strEvent, const EventPlan& plan,
                      {"waits_for", arrayOf(task.task.vecNeeds)}});
   };
   const auto blocked = [](const BlockedTask& task) {
-    return objectOf({{"task_name", task.strName}, {"reasons", reasonAnswers(task.strName, task.vecReasons)}});
+    return objectOf({{"task_name", task.strName}, {"reasons", reasonsForPrograms(task.strName, task.vecReasons)}});
   };
   return objectOf({{"event", strEvent},
                    {"would_run", arrayOf(plan.vecTasks, planned)},
@@ -55,8 +55,8 @@ Json::Value planAnswer(const std::string& strEvent, const EventPlan& plan,
                    {"duration_known", plan.blExact}});
 }
 
-Json::Value explanationAnswer(const Explanation& explanation,
-                              const std::function<Json::Value(const Json::Value&)>& fnRun) {
+Json::Value explanationForPrograms(const Explanation& explanation,
+                                   const std::function<Json::Value(const Json::Value&)>& fnRun) {
   const std::string strTask = textOf(explanation.jTask, "task_name");
   const auto run = [&](const Json::Value& jRun) { return jRun.isObject() ? fnRun(jRun) : Json::Value(); };
   const auto need = [&](const NeedState& state) {
@@ -69,9 +69,9 @@ Json::Value explanationAnswer(const Explanation& explanation,
                    {"last_fired", explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired)},
                    {"run", run(explanation.jRun)},
                    {"newest_run", run(explanation.jNewest)},
-                   {"reasons", reasonAnswers(strTask, explanation.vecReasons)},
+                   {"reasons", reasonsForPrograms(strTask, explanation.vecReasons)},
                    {"would_start_now", explanation.vecReasonsNow.empty()},
-                   {"obstacles_now", reasonAnswers(strTask, explanation.vecReasonsNow)},
+                   {"obstacles_now", reasonsForPrograms(strTask, explanation.vecReasonsNow)},
                    {"needs", arrayOf(explanation.vecNeeds, need)}});
 }
 

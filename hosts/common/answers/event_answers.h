@@ -14,15 +14,15 @@ struct EventPlan;
 struct EventState;
 struct Explanation;
 
-Json::Value eventAnswer(const EventState& event);
+Json::Value eventForPrograms(const EventState& event);
 
 /// \param owners  name of the owner of every task, by the task's name.
-Json::Value planAnswer(const std::string& strEvent, const EventPlan& plan,
-                       const std::map<std::string, std::string>& owners);
+Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan,
+                            const std::map<std::string, std::string>& owners);
 
 /// \param fnRun  gives a run record the form for programs.
-Json::Value explanationAnswer(const Explanation& explanation,
-                              const std::function<Json::Value(const Json::Value&)>& fnRun);
+Json::Value explanationForPrograms(const Explanation& explanation,
+                                   const std::function<Json::Value(const Json::Value&)>& fnRun);
 
 /// Says that what fires an event of the catalogue is switched off, with the command that switches it on.
 /// \return empty when it is not, or when that is not known.

@@ -17,6 +17,7 @@ namespace {
 
 struct Words {
   std::string_view strCode;
+  const char* szArea;
   std::string_view strText;
   std::string_view strAdvice;                                       ///< each name in it is a word of the shell
   std::string (*fnAdvice)(const HealthFinding& finding) = nullptr;  ///< in place of strAdvice
@@ -75,52 +76,53 @@ std::string startTask(const HealthFinding& finding) {
 }
 
 constexpr auto WORDS = std::to_array<Words>({
-    {"store_missing", "{problem}", "eorva init"},
-    {"store_out_of_reach", "{problem}", "ls -ld {folder} {database}"},
-    {"store_unreadable", "{problem}", RESTORE},
-    {"store_unusable", "{problem}", "journalctl -t eorva -n 20"},
-    {"store_damaged", "the store {subject} is damaged: {problem}", RESTORE},
-    {"store_owner", "{subject} belongs to user {user}, not to root", "chown root {subject}"},
-    {"store_mode", "{subject} may be changed by others (mode {mode})", "chmod go-w {subject}"},
-    {"configuration_file", "{problem}", "mv {subject} {subject}.bad && eorva init"},
-    {"setting", "{problem}", "eorva config set --help"},
-    {"ignored_setting", "{problem}", "editor {subject}"},
-    {"shares", "{problem}", "eorva share list"},
-    {"shared_script", "no output is kept, and so a script of one owner can be run with the rights of another", "",
+    {"store_missing", "store", "{problem}", "eorva init"},
+    {"store_out_of_reach", "store", "{problem}", "ls -ld {folder} {database}"},
+    {"store_unreadable", "store", "{problem}", RESTORE},
+    {"store_unusable", "store", "{problem}", "journalctl -t eorva -n 20"},
+    {"store_damaged", "store", "the store {subject} is damaged: {problem}", RESTORE},
+    {"store_owner", "store", "{subject} belongs to user {user}, not to root", "chown root {subject}"},
+    {"store_mode", "store", "{subject} may be changed by others (mode {mode})", "chmod go-w {subject}"},
+    {"configuration_file", "configuration", "{problem}", "mv {subject} {subject}.bad && eorva init"},
+    {"setting", "configuration", "{problem}", "eorva config set --help"},
+    {"ignored_setting", "configuration", "{problem}", "editor {subject}"},
+    {"shares", "shares", "{problem}", "eorva share list"},
+    {"shared_script", "output", "no output is kept: a script of one owner can be run with the rights of another", "",
      &setOutput},
-    {"no_output", "no output of runs is kept", "", &setOutput},
-    {"output_place", "{problem}", "", &setOutput},
-    {"script_folder", "{problem}", "mount -o remount,exec \"$(findmnt -no TARGET -T {subject})\""},
-    {"unfinished_rename",
-     "output of \"{subject}\" lies in {path}, which belongs to no task: a change of the name was cut off",
+    {"no_output", "output", "no output of runs is kept", "", &setOutput},
+    {"output_place", "output", "{problem}", "", &setOutput},
+    {"script_folder", "output", "{problem}", "mount -o remount,exec \"$(findmnt -no TARGET -T {subject})\""},
+    {"unfinished_rename", "output",
+     "output of \"{subject}\" lies in {path}, which belongs to no task: a rename was interrupted",
      "eorva check --repair"},
-    {"blocked_rename",
-     "output of \"{subject}\" lies in {path}, which belongs to no task: a change of the name was cut off",
+    {"blocked_rename", "output",
+     "output of \"{subject}\" lies in {path}, which belongs to no task: a rename was interrupted",
      "mv --no-clobber {path}/* {place}/{subject}/"},
-    {"renames_unknown", "{problem}", "eorva check"},
-    {"mail_program", "the mail program {subject} cannot be run; {tasks} {want} to send mail", "editor {mail_settings}"},
-    {"no_mail_program", "the mail program {subject} cannot be run; {tasks} {want} to send mail",
+    {"renames_unknown", "output", "{problem}", "eorva check"},
+    {"mail_program", "mail", "the mail program {subject} cannot be run; {tasks} {want} to send mail",
+     "editor {mail_settings}"},
+    {"no_mail_program", "mail", "the mail program {subject} cannot be run; {tasks} {want} to send mail",
      "apt-get install default-mta"},
-    {"event_without_unit", "nothing that is installed fires the event \"{subject}\", and tasks wait for it",
+    {"event_without_unit", "events", "the event \"{subject}\" has tasks, but no installed unit fires it",
      "eorva event list"},
-    {"event_not_installed", "nothing that is installed fires the event \"{subject}\", and tasks wait for it", "",
+    {"event_not_installed", "events", "the event \"{subject}\" has tasks, but no installed unit fires it", "",
      &fireEvent},
-    {"event_failed", "{unit}, which fires the event \"{subject}\", has failed", "systemctl status {unit}"},
-    {"event_disabled", "the event \"{subject}\" is not enabled ({unit}), and tasks wait for it", "", &enableEvent},
-    {"own_event_disabled", "the event \"{subject}\" is not enabled ({unit}), and tasks wait for it",
+    {"event_failed", "events", "{unit}, which fires the event \"{subject}\", has failed", "systemctl status {unit}"},
+    {"event_disabled", "events", "the event \"{subject}\" is not enabled ({unit}), but has tasks", "", &enableEvent},
+    {"own_event_disabled", "events", "the event \"{subject}\" is not enabled ({unit}), but has tasks",
      "systemctl enable {unit}"},
-    {"usual_event_disabled", "the event \"{subject}\" is not enabled ({unit}), as it usually is; no task waits for it",
-     "", &enableEvent},
-    {"events_unknown", "{problem}", "eorva event list"},
-    {"timer_not_installed", "{subject} is not installed: {without}", "systemctl enable --now {subject}"},
-    {"timer_disabled", "{subject} is not enabled: {without}", "systemctl enable --now {subject}"},
-    {"timer_failed", "{subject} has failed: {without}", "systemctl status {subject}"},
-    {"timers_unknown", "{problem}", "systemctl list-timers --all 'eorva-*'"},
-    {"run_without_process", "run {subject} of \"{task}\" is recorded as running, but its process is gone",
+    {"usual_event_disabled", "events",
+     "the event \"{subject}\" is not enabled ({unit}), as it usually is; it has no tasks yet", "", &enableEvent},
+    {"events_unknown", "events", "{problem}", "eorva event list"},
+    {"timer_not_installed", "units", "{subject} is not installed: {without}", "systemctl enable --now {subject}"},
+    {"timer_disabled", "units", "{subject} is not enabled: {without}", "systemctl enable --now {subject}"},
+    {"timer_failed", "units", "{subject} has failed: {without}", "systemctl status {subject}"},
+    {"timers_unknown", "units", "{problem}", "systemctl list-timers --all 'eorva-*'"},
+    {"run_without_process", "runs", "run {subject} of \"{task}\" is recorded as running, but its process is gone",
      "eorva check --repair"},
-    {"never_started", "task \"{subject}\" is never started: it {reason}", "", &startTask},
-    {"task_member", "task \"{subject}\": {member}: {problem}", "", &changeTask},
-    {"endless_walk", "{problem}", "", &breakCircle},
+    {"never_started", "tasks", "task \"{subject}\" is never started: it {reason}", "", &startTask},
+    {"task_member", "tasks", "task \"{subject}\": {member}: {problem}", "", &changeTask},
+    {"endless_walk", "tasks", "{problem}", "", &breakCircle},
 });
 
 const Words& wordsOf(const HealthFinding& finding) {
@@ -144,7 +146,7 @@ Json::Value membersOf(const HealthFinding& finding) {
   jMembers["tasks"] = fmt::format("{} task{}", cTasks, cTasks == 1 ? "" : "s");
   jMembers["want"] = cTasks == 1 ? "wants" : "want";
   jMembers["without"] = finding.strSubject == PRUNE_TIMER ? "old runs and their output are not removed"
-                                                          : "mail that could not be handed over is not tried again";
+                                                          : "mail that could not be sent is not sent again";
   jMembers["reason"] = finding.strCode == "never_started" ? reasonText(reasonOf(finding.jDetails)) : std::string();
   return jMembers;
 }
@@ -158,6 +160,10 @@ std::string findingText(const HealthFinding& finding) {
 std::string findingAdvice(const HealthFinding& finding) {
   const Words& words = wordsOf(finding);
   return words.fnAdvice != nullptr ? words.fnAdvice(finding) : filledInCommand(words.strAdvice, membersOf(finding));
+}
+
+const char* findingArea(const HealthFinding& finding) {
+  return wordsOf(finding).szArea;
 }
 
 const char* severityWord(HealthFinding::Severity severity) {

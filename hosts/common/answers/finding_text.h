@@ -15,6 +15,9 @@ std::string findingText(const HealthFinding& finding);
 /// The command to type.
 std::string findingAdvice(const HealthFinding& finding);
 
+/// "store", "configuration", "shares", "output", "mail", "events", "units", "runs" or "tasks".
+const char* findingArea(const HealthFinding& finding);
+
 /// "problem" or "warning".
 const char* severityWord(HealthFinding::Severity severity);
 

@@ -44,30 +44,30 @@ std::string listRunsOf(const std::string& strTask, const Reason&) {
 /// The code "unknown" has a row for each cause.
 constexpr auto WORDS = std::to_array<Words>({
     {"disabled", "{is} disabled", "", &enableTask},
-    {"malformed", "{has} a list of tasks to wait for that names none, \"{list}\"", "", &waitForTheRest},
+    {"malformed", "{has} a list of tasks to wait for that cannot be read, \"{list}\"", "", &waitForTheRest},
     {"missing", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
     {"circle", "{waits} \"{other}\", which {waits} it in turn", "", &waitForTheRest},
     {"other_event", "{waits} \"{other}\", which {belongs} to the event \"{other_event}\"", "", &moveOther},
     {"need_disabled", "{waits} \"{other}\", which {is} disabled", "", &enableTask},
     {"need_blocked", "{waits} \"{other}\", which {is} not started", "", &explainOther},
-    {"running", "is running (process {processes}), and allows no second run at the same time", "", &listRunsOf},
+    {"running", "is running (process {processes}), and allows only one run at a time", "", &listRunsOf},
     {"unsafe", "cannot be run safely: {problem}", "eorva check"},
     {"need_not_started", "waited for \"{other}\", which was not started", "", &explainOther},
     {"need_running", "waits for \"{other}\", which is still running (run {run})", "eorva runs show {run}"},
     {"need_interrupted", "waited for \"{other}\", which was interrupted (run {run})", "eorva runs show {run}"},
-    {"refused", "was refused, because run {run} of it was alive, and it allows no second one at the same time",
+    {"refused", "was refused: its run {run} was still running, and it allows only one run at a time",
      "eorva runs show {run}"},
-    {"waiting", "has not been started yet, and the execution is still under way", ""},
-    {"budget", "was not reached: the time for the event was used up", "eorva config show"},
-    {"interrupted", "was not reached: the execution was cut off, and run {run} of \"{task}\" with it",
+    {"waiting", "has not been started yet: the execution is still running", ""},
+    {"budget", "was not started: the time limit of the event was over", "eorva config show"},
+    {"interrupted", "was not started: the execution was interrupted during run {run} of \"{task}\"",
      "eorva runs show {run}"},
     {"not_there", "did not belong to the event \"{event}\" then", ""},
-    {"not_fired", "was not started, and nothing else either: {problem}", "eorva check"},
+    {"not_fired", "was not started, and no other task of the event: {problem}", "eorva check"},
     {"unknown failed", "could not be started", "journalctl -t eorva"},
     {"unknown not_remembered",
-     "may have been added, enabled or changed after that, or its run was deleted, or could not be begun",
+     "was perhaps added, enabled or changed later, or could not be started, or its run was deleted",
      "journalctl -t eorva"},
-    {"unknown run_deleted", "was started, but the record of its run was deleted since", ""},
+    {"unknown run_deleted", "was started, but the record of its run was deleted later", ""},
 });
 
 const Words* wordsOf(const Reason& reason) {
@@ -142,7 +142,7 @@ std::string reasonAdvice(const std::string& strTask, const Reason& reason) {
                                      : filledInCommand(pWords->strAdvice, membersOf(reason));
 }
 
-Json::Value reasonAnswer(const std::string& strTask, const Reason& reason) {
+Json::Value reasonForPrograms(const std::string& strTask, const Reason& reason) {
   return objectOf({{"code", reason.strCode},
                    {"text", reasonText(reason)},
                    {"advice", reasonAdvice(strTask, reason)},

@@ -19,7 +19,7 @@ std::string reasonText(const Reason& reason);
 std::string reasonAdvice(const std::string& strTask, const Reason& reason);
 
 /// For programs: `code`, `text`, `advice` and `other_task`.
-Json::Value reasonAnswer(const std::string& strTask, const Reason& reason);
+Json::Value reasonForPrograms(const std::string& strTask, const Reason& reason);
 
 /// A text with a member of an object in the place of each "{name}"; absent members are empty, arrays are joined by ",
 /// ".

@@ -7,10 +7,10 @@
 
 namespace Host {
 
-Json::Value checkAnswer(const HealthFindings& findings) {
+Json::Value checkForPrograms(const HealthFindings& findings) {
   const auto answer = [](const HealthFinding& finding) {
     return objectOf({{"severity", severityWord(finding.severity)},
-                     {"area", finding.strArea},
+                     {"area", findingArea(finding)},
                      {"subject", finding.strSubject},
                      {"text", findingText(finding)},
                      {"advice", findingAdvice(finding)}});
@@ -18,7 +18,7 @@ Json::Value checkAnswer(const HealthFindings& findings) {
   return objectOf({{"ok", problemsAmong(findings) == 0}, {"findings", arrayOf(findings, answer)}});
 }
 
-Json::Value shareAnswers(const Shares& shares) {
+Json::Value sharesForPrograms(const Shares& shares) {
   return arrayOf(shares.vecShare, [](const SharePtr& pShare) {
     const std::string strWhyNot = whyUnusable(*pShare);
     return objectOf({{"name", pShare->szName},

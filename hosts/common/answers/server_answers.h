@@ -11,9 +11,9 @@ namespace Host {
 
 struct Shares;
 
-Json::Value checkAnswer(const HealthFindings& findings);
+Json::Value checkForPrograms(const HealthFindings& findings);
 
 /// An array of the shares.
-Json::Value shareAnswers(const Shares& shares);
+Json::Value sharesForPrograms(const Shares& shares);
 
 }  // namespace Host

@@ -11,14 +11,14 @@ namespace Host {
 
 struct Event {
   std::string strName;
-  Json::Value jTitle;          ///< object: a text a language
-  Json::Value jDescription;    ///< object: a text a language
-  std::string strUnit;         ///< systemd unit that fires it while it is enabled; empty when nothing installed does
+  Json::Value jTitle;          ///< object: the text in each language
+  Json::Value jDescription;    ///< object: the text in each language
+  std::string strUnit;         ///< the systemd unit that fires it; empty when none is installed
   bool blAtUnitStart = false;  ///< starting the unit fires the event
 };
 
-/// Reads the event catalogue, in its order.
-/// \throw Failure when it cannot be read; entries without a name are left out.
+/// Reads the event catalogue, in its order, without entries that have no name.
+/// \throw Failure when it cannot be read.
 std::vector<Event> eventCatalogue();
 
 /// Finds an event by its name; null when it is not among them.

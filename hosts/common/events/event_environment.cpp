@@ -13,44 +13,17 @@ namespace {
 
 constexpr std::size_t CB_NAME = 64;
 
-/// All variables together have to fit into a command line.
+/// All variables together must fit into a command line.
 constexpr std::size_t CB_VALUE = 16384;
 
 /// Every script gets its own value of these.
-constexpr std::array FIXED = {"PATH", "LANG",   "HOME",  "USER",        "LOGNAME",       "SHELL",
-                              "PWD",  "OLDPWD", "SHLVL", "EORVA_EVENT", "EORVA_FIRED_AT"};
+constexpr std::string_view FIXED = " PATH LANG HOME USER LOGNAME SHELL PWD OLDPWD SHLVL EORVA_EVENT EORVA_FIRED_AT ";
 
-/// Read by the C library, shells and interpreters before, or instead of, the script.
-constexpr std::array POWERFUL = {"IFS",
-                                 "ENV",
-                                 "CDPATH",
-                                 "GLOBIGNORE",
-                                 "PS4",
-                                 "SHELLOPTS",
-                                 "BASHOPTS",
-                                 "LOCPATH",
-                                 "NLSPATH",
-                                 "GCONV_PATH",
-                                 "GETCONF_DIR",
-                                 "HOSTALIASES",
-                                 "LOCALDOMAIN",
-                                 "RES_OPTIONS",
-                                 "TZDIR",
-                                 "TMPDIR",
-                                 "GLIBC_TUNABLES",
-                                 "PERLLIB",
-                                 "PERL5LIB",
-                                 "PERL5OPT",
-                                 "PERL5DB",
-                                 "RUBYLIB",
-                                 "RUBYOPT",
-                                 "NODE_OPTIONS",
-                                 "NODE_PATH",
-                                 "CLASSPATH",
-                                 "JAVA_TOOL_OPTIONS",
-                                 "AWKPATH",
-                                 "FPATH",
-                                 "RESOLV_HOST_CONF"};
+/// The C library, shells and interpreters obey these before the script does.
+constexpr std::string_view POWERFUL =
+    " IFS ENV CDPATH GLOBIGNORE PS4 SHELLOPTS BASHOPTS LOCPATH NLSPATH GCONV_PATH GETCONF_DIR HOSTALIASES LOCALDOMAIN "
+    "RES_OPTIONS TZDIR TMPDIR GLIBC_TUNABLES PERLLIB PERL5LIB PERL5OPT PERL5DB RUBYLIB RUBYOPT NODE_OPTIONS NODE_PATH "
+    "CLASSPATH JAVA_TOOL_OPTIONS AWKPATH FPATH RESOLV_HOST_CONF ";
 constexpr std::array POWERFUL_PREFIXES = {"LD_", "BASH_", "MALLOC_", "PYTHON", "LC_"};
 
 bool isNameLetter(char c) {
@@ -62,12 +35,13 @@ std::string whyNotName(std::string_view strName) {
       (strName.front() >= '0' && strName.front() <= '9')) {
     return fmt::format("a name has 1 to {} letters, digits or \"_\", and does not begin with a digit", CB_NAME);
   }
-  if (std::find(FIXED.begin(), FIXED.end(), strName) != FIXED.end()) {
+  const std::string strWord = fmt::format(" {} ", strName);
+  if (FIXED.find(strWord) != std::string_view::npos) {
     return "it has the same value for every script";
   }
   const bool blPrefix = std::any_of(POWERFUL_PREFIXES.begin(), POWERFUL_PREFIXES.end(),
                                     [&](std::string_view strPrefix) { return strName.starts_with(strPrefix); });
-  if (blPrefix || std::find(POWERFUL.begin(), POWERFUL.end(), strName) != POWERFUL.end()) {
+  if (blPrefix || POWERFUL.find(strWord) != std::string_view::npos) {
     return "it changes how programs are found or loaded";
   }
   return {};

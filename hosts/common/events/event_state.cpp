@@ -12,7 +12,7 @@ namespace Host {
 
 namespace {
 
-/// How many tasks each event has; there are none before the store is there.
+/// How many tasks each event has; none without a store.
 std::map<std::string, unsigned> taskCounts() {
   std::map<std::string, unsigned> mapCounts;
   if (access(DATABASE_PATH, F_OK) == 0) {
@@ -24,7 +24,7 @@ std::map<std::string, unsigned> taskCounts() {
   return mapCounts;
 }
 
-/// Events that administrators thought of have no entry: their tasks tell of them.
+/// The catalogue, and the administrators' own events, which are known from their tasks only.
 std::vector<EventState> knownEvents() {
   std::map<std::string, unsigned> mapCounts = taskCounts();
   std::vector<EventState> vecRows;
@@ -39,7 +39,7 @@ std::vector<EventState> knownEvents() {
   return vecRows;
 }
 
-/// An event that no installed unit fires may be fired by a timer or a path unit that names the event's own unit.
+/// Asks about the event's own unit where the catalogue names none: a timer or a path unit may start that.
 void askSystemd(std::vector<EventState>& vecRows) {
   std::vector<std::string> vecUnits;
   vecUnits.reserve(vecRows.size());

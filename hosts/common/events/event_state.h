@@ -1,5 +1,5 @@
 /// \file event_state.h
-/// Events, what fires them here, and how many tasks they have.
+/// Events, the units that fire them, and how many tasks they have.
 
 #pragma once
 
@@ -15,11 +15,11 @@ struct EventState {
   Event event;
   bool blInCatalogue = true;
   std::vector<std::string> vecFiredBy;  ///< units
-  UnitState state;                      ///< of the first of them
+  UnitState state;                      ///< of the first of these units
   unsigned cTasks = 0;
 };
 
-/// The events of the catalogue, then those that only tasks know of.
+/// The events of the catalogue, then other events that have tasks.
 /// \throw Failure when the catalogue, the store or the service manager cannot be asked.
 std::vector<EventState> eventStates();
 

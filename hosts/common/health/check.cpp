@@ -1,7 +1,6 @@
 #include "check.h"
 
 #include <algorithm>
-#include <optional>
 
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"

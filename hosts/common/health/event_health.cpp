@@ -14,32 +14,31 @@ namespace {
 
 using Severity = HealthFinding::Severity;
 
-/// Installed enabled, because their moment cannot be made up for: it has passed when a task is added after it.
+/// Enabled by installation: a task that is added later would miss the event.
 constexpr std::array<const char*, 2> USUAL_EVENTS = {"bootup", "shutdown"};
 
-/// Why an event that tasks wait for is not fired.
+/// Finds why an event with tasks is not fired.
 void checkInUse(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
   if (state.vecFiredBy.empty() || !state.state.blKnown) {
-    findings.push_back({Severity::WARNING, "events",
+    findings.push_back({Severity::WARNING,
                         state.blInCatalogue && state.state.blKnown ? "event_without_unit" : "event_not_installed",
                         strEvent, Json::objectValue});
   } else if (state.state.strActive == "failed") {
-    findings.push_back(
-        {Severity::PROBLEM, "events", "event_failed", strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
+    findings.push_back({Severity::PROBLEM, "event_failed", strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
   } else if (state.state.strInstalled != "enabled" && state.state.strInstalled != "static") {
-    findings.push_back({Severity::PROBLEM, "events", state.blInCatalogue ? "event_disabled" : "own_event_disabled",
-                        strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
+    findings.push_back({Severity::PROBLEM, state.blInCatalogue ? "event_disabled" : "own_event_disabled", strEvent,
+                        objectOf({{"unit", state.vecFiredBy.front()}})});
   }
 }
 
-/// Nobody waits for it yet, so nothing is missed yet.
+/// Only a warning: no task misses the event yet.
 void checkUsual(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
   const bool blUsual = std::find(USUAL_EVENTS.begin(), USUAL_EVENTS.end(), strEvent) != USUAL_EVENTS.end();
   if (blUsual && state.state.blKnown && state.state.strInstalled != "enabled") {
     findings.push_back(
-        {Severity::WARNING, "events", "usual_event_disabled", strEvent, objectOf({{"unit", state.event.strUnit}})});
+        {Severity::WARNING, "usual_event_disabled", strEvent, objectOf({{"unit", state.event.strUnit}})});
   }
 }
 
@@ -47,18 +46,17 @@ bool hasRetention(const Settings& settings) {
   return settings.cRetentionRuns != KEEP_ALL || settings.cbRetentionOutput != 0;
 }
 
-/// A timer that does what nobody looks after.
+/// Checks a timer, if systemd can be asked.
 void checkTimer(const char* szTimer, HealthFindings& findings) {
   const UnitState state = unitStates({szTimer}).front();
   if (!state.blKnown) {
     return;
   }
   if (state.strInstalled != "enabled") {
-    findings.push_back({Severity::WARNING, "units",
-                        state.strInstalled.empty() ? "timer_not_installed" : "timer_disabled", szTimer,
-                        Json::objectValue});
+    findings.push_back({Severity::WARNING, state.strInstalled.empty() ? "timer_not_installed" : "timer_disabled",
+                        szTimer, Json::objectValue});
   } else if (state.strActive == "failed") {
-    findings.push_back({Severity::PROBLEM, "units", "timer_failed", szTimer, Json::objectValue});
+    findings.push_back({Severity::PROBLEM, "timer_failed", szTimer, Json::objectValue});
   }
 }
 
@@ -80,7 +78,7 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
       }
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "events", "events_unknown", "", objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::WARNING, "events_unknown", "", objectOf({{"problem", error.what()}})});
   }
 }
 
@@ -92,7 +90,7 @@ void checkTimers(HealthFindings& findings) {
     }
     checkTimer(MAIL_TIMER, findings);
   } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "units", "timers_unknown", "", objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::WARNING, "timers_unknown", "", objectOf({{"problem", error.what()}})});
   }
 }
 

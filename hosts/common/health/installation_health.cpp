@@ -33,18 +33,18 @@ using Severity = HealthFinding::Severity;
 constexpr char QUICK_CHECK[] = "PRAGMA quick_check(1);";
 constexpr mode_t ALL_MODE_BITS = 07777;
 
-/// Who can change these files can have anything run by root.
+/// A user who can change these files can make root run anything.
 void checkGuardedFile(const std::string& strPath, HealthFindings& findings) {
   struct stat status{};
   if (stat(strPath.c_str(), &status) < 0) {
     return;
   }
   if (status.st_uid != 0) {
-    findings.push_back({Severity::PROBLEM, "store", "store_owner", strPath, objectOf({{"user", status.st_uid}})});
+    findings.push_back({Severity::PROBLEM, "store_owner", strPath, objectOf({{"user", status.st_uid}})});
   }
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     findings.push_back(
-        {Severity::PROBLEM, "store", "store_mode", strPath, objectOf({{"mode", status.st_mode & ALL_MODE_BITS}})});
+        {Severity::PROBLEM, "store_mode", strPath, objectOf({{"mode", status.st_mode & ALL_MODE_BITS}})});
   }
 }
 
@@ -64,7 +64,7 @@ std::string failedPragma(const char* szPragma) {
   }
 }
 
-/// What can be done about missing output: names a share that can be used, when there is one.
+/// What the words about output need: the problem, and a usable share if there is one.
 Json::Value outputDetails(const std::string& strProblem = "") {
   Json::Value jDetails = objectOf({{"problem", strProblem}});
   try {
@@ -80,14 +80,14 @@ Json::Value outputDetails(const std::string& strProblem = "") {
   return jDetails;
 }
 
-/// One line that cannot be read takes all shares of its file away.
+/// An error in a line disables all shares of its file.
 void checkShares(HealthFindings& findings) {
   try {
     for (const std::string& strFault : readShares().vecFault) {
-      findings.push_back({Severity::PROBLEM, "shares", "shares", "", objectOf({{"problem", strFault}})});
+      findings.push_back({Severity::PROBLEM, "shares", "", objectOf({{"problem", strFault}})});
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::PROBLEM, "shares", "shares", "", objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::PROBLEM, "shares", "", objectOf({{"problem", error.what()}})});
   }
 }
 
@@ -99,17 +99,16 @@ void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
     } else if (ownersOf(jTasks).size() > 1) {
       std::vector<std::string> vecProblems;
       const bool blAccepted = readSettings(vecProblems).blSharedScript;
-      findings.push_back(
-          {blAccepted ? Severity::WARNING : Severity::PROBLEM, "output", "shared_script", "", outputDetails()});
+      findings.push_back({blAccepted ? Severity::WARNING : Severity::PROBLEM, "shared_script", "", outputDetails()});
     } else {
-      findings.push_back({Severity::WARNING, "output", "no_output", "", outputDetails()});
+      findings.push_back({Severity::WARNING, "no_output", "", outputDetails()});
     }
     if (const std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
-      findings.push_back({Severity::PROBLEM, "output", "script_folder", folder ? folder->path() : "/tmp",
-                          objectOf({{"problem", strWarning}})});
+      findings.push_back(
+          {Severity::PROBLEM, "script_folder", folder ? folder->path() : "/tmp", objectOf({{"problem", strWarning}})});
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::PROBLEM, "output", "output_place", "", outputDetails(error.what())});
+    findings.push_back({Severity::PROBLEM, "output_place", "", outputDetails(error.what())});
   }
 }
 
@@ -122,7 +121,7 @@ void reportUnusableStore(const std::string& strProblem, HealthFindings& findings
   } else if (!failedPragma(QUICK_CHECK).empty()) {
     szCode = "store_unreadable";
   }
-  findings.push_back({Severity::PROBLEM, "store", szCode, DATABASE_PATH, objectOf({{"problem", strProblem}})});
+  findings.push_back({Severity::PROBLEM, szCode, DATABASE_PATH, objectOf({{"problem", strProblem}})});
 }
 
 void checkStoreFiles(HealthFindings& findings) {
@@ -134,8 +133,7 @@ void checkStoreFiles(HealthFindings& findings) {
 void checkStoreContent(HealthFindings& findings) {
   for (const char* szPragma : {QUICK_CHECK, "PRAGMA foreign_key_check;"}) {
     if (const std::string strAnswer = failedPragma(szPragma); !strAnswer.empty()) {
-      findings.push_back(
-          {Severity::PROBLEM, "store", "store_damaged", DATABASE_PATH, objectOf({{"problem", strAnswer}})});
+      findings.push_back({Severity::PROBLEM, "store_damaged", DATABASE_PATH, objectOf({{"problem", strAnswer}})});
     }
   }
 }
@@ -146,22 +144,19 @@ void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings) {
     checkShares(findings);
     checkOutput(jTasks, findings);
   } catch (const Failure& error) {
-    findings.push_back(
-        {Severity::PROBLEM, "configuration", "configuration_file", CONFIG_PATH, objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::PROBLEM, "configuration_file", CONFIG_PATH, objectOf({{"problem", error.what()}})});
   }
   std::vector<std::string> vecProblems;
   readSettings(vecProblems);
   for (const std::string& strProblem : vecProblems) {
-    findings.push_back(
-        {Severity::PROBLEM, "configuration", "setting", SETTINGS_PATH, objectOf({{"problem", strProblem}})});
+    findings.push_back({Severity::PROBLEM, "setting", SETTINGS_PATH, objectOf({{"problem", strProblem}})});
   }
   try {
     for (const std::string& strIgnored : ignoredSettings()) {
-      findings.push_back(
-          {Severity::PROBLEM, "configuration", "ignored_setting", SETTINGS_PATH, objectOf({{"problem", strIgnored}})});
+      findings.push_back({Severity::PROBLEM, "ignored_setting", SETTINGS_PATH, objectOf({{"problem", strIgnored}})});
     }
   } catch (const Failure&) {
-    // That the file cannot be read is among the problems above.
+    // readSettings() has reported an unreadable file.
     return;
   }
 }
@@ -176,15 +171,14 @@ void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {
   }
   const auto cMail = std::count_if(jTasks.begin(), jTasks.end(),
                                    [](const Json::Value& jTask) { return boolOf(jTask, "notify_enable"); });
-  findings.push_back({cMail > 0 ? Severity::PROBLEM : Severity::WARNING, "mail",
-                      blSet ? "mail_program" : "no_mail_program", strProgram,
-                      objectOf({{"tasks", static_cast<Json::Int64>(cMail)}})});
+  findings.push_back({cMail > 0 ? Severity::PROBLEM : Severity::WARNING, blSet ? "mail_program" : "no_mail_program",
+                      strProgram, objectOf({{"tasks", static_cast<Json::Int64>(cMail)}})});
 }
 
 void checkRuns(Session& session, HealthFindings& findings) {
   for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
     if (!isRunAlive(jRun)) {
-      findings.push_back({Severity::PROBLEM, "runs", "run_without_process", std::to_string(intOf(jRun, "result_id")),
+      findings.push_back({Severity::PROBLEM, "run_without_process", std::to_string(intOf(jRun, "result_id")),
                           objectOf({{"task", textOf(jRun, "task_name")}})});
     }
   }
@@ -193,11 +187,11 @@ void checkRuns(Session& session, HealthFindings& findings) {
 void checkUnfinishedRenames(Session& session, HealthFindings& findings) {
   try {
     for (const UnfinishedRename& lost : findUnfinishedRenames(session)) {
-      findings.push_back({Severity::PROBLEM, "output", lost.blFree ? "unfinished_rename" : "blocked_rename",
-                          lost.strTask, objectOf({{"path", lost.path()}, {"place", lost.place.path()}})});
+      findings.push_back({Severity::PROBLEM, lost.blFree ? "unfinished_rename" : "blocked_rename", lost.strTask,
+                          objectOf({{"path", lost.path()}, {"place", lost.place.path()}})});
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::WARNING, "output", "renames_unknown", "", objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::WARNING, "renames_unknown", "", objectOf({{"problem", error.what()}})});
   }
 }
 

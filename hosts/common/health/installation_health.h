@@ -16,8 +16,7 @@ struct HealthFinding {
   enum class Severity { PROBLEM, WARNING };
 
   Severity severity = Severity::PROBLEM;
-  std::string strArea;  ///< "store", "configuration", "shares", "output", "mail", "events", "units", "runs" or "tasks"
-  std::string strCode;  ///< stable
+  std::string strCode;     ///< stable
   std::string strSubject;  ///< the task, run, event or file that it is about
   Json::Value jDetails;    ///< object: what else the words need
 };

@@ -16,7 +16,7 @@ namespace {
 
 using Severity = HealthFinding::Severity;
 
-/// A name that may be used, and looks like the old one.
+/// A valid free name that is similar to the old one.
 std::string soundName(const TaskGraph& graph, const std::string& strTask) {
   constexpr std::size_t MAX_BASE = 48;
   std::string strBase;
@@ -37,7 +37,7 @@ std::string soundName(const TaskGraph& graph, const std::string& strTask) {
   }
 }
 
-/// What is left of a list of tasks to wait for when what cannot be waited for is taken out.
+/// The dependencies of a task without those that it cannot wait for.
 std::vector<std::string> soundNeeds(const TaskGraph& graph, const GraphTask& task) {
   std::vector<std::string> vecNeeds;
   std::set<std::string> setSeen = {task.strName};
@@ -65,7 +65,7 @@ Json::Value detailsOf(const TaskGraph& graph, const std::string& strTask, const 
 void addFindings(const TaskGraph& graph, const std::string& strTask, const std::vector<Finding>& vecFindings,
                  Severity severity, HealthFindings& findings) {
   for (const Finding& finding : vecFindings) {
-    findings.push_back({severity, "tasks", "task_member", strTask, detailsOf(graph, strTask, finding)});
+    findings.push_back({severity, "task_member", strTask, detailsOf(graph, strTask, finding)});
   }
 }
 
@@ -78,7 +78,7 @@ void checkStart(Reasons& reasons, const GraphTask& task, HealthFindings& finding
   for (const Reason& reason : reasons.of(task)) {
     const bool blFollows = reason.strCode == "need_disabled" || reason.strCode == "need_blocked";
     findings.push_back(
-        {blFollows ? Severity::WARNING : Severity::PROBLEM, "tasks", "never_started", task.strName, recordOf(reason)});
+        {blFollows ? Severity::WARNING : Severity::PROBLEM, "never_started", task.strName, recordOf(reason)});
   }
 }
 
@@ -107,7 +107,7 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     checkStart(reasons, *graph.find(strTask), findings);
     Findings rules = checkStoredTask(jTask, graph);
     if (findings.size() > cBefore) {
-      // The list has been told about, with what to type.
+      // The list of dependencies is reported already.
       rules.vecErrors.erase(
           std::remove_if(rules.vecErrors.begin(), rules.vecErrors.end(),
                          [](const Finding& finding) { return finding.strMember == "depend_on_task"; }),
@@ -117,7 +117,7 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     addFindings(graph, strTask, rules.vecWarnings, Severity::WARNING, findings);
   }
   for (const TaskGraph::Endless& endless : graph.endlessWalks(vecNames)) {
-    findings.push_back({Severity::PROBLEM, "tasks", "endless_walk", endless.strTask, detailsOf(graph, endless)});
+    findings.push_back({Severity::PROBLEM, "endless_walk", endless.strTask, detailsOf(graph, endless)});
   }
 }
 

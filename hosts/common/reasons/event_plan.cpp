@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <map>
-#include <set>
 #include <tuple>
 
 #include "common/runs/reconcile.h"
@@ -15,12 +14,12 @@ namespace Host {
 
 namespace {
 
-/// The runner looks once a second for what has ended, and starts the next tasks a second later.
+/// The library looks once a second for runs that have ended, and starts the next tasks a second later.
 constexpr Json::Int64 PASS_SECONDS = 1;
 
 using RunningTasks = std::map<std::string, Reason>;
 
-/// Tasks that would be refused, because of a run that is alive.
+/// Tasks that would be refused, because they are running.
 RunningTasks refusedTasks(Session& session, const Json::Value& jTasks) {
   RunningTasks mapRunning;
   for (const Json::Value& jTask : jTasks) {
@@ -33,7 +32,7 @@ RunningTasks refusedTasks(Session& session, const Json::Value& jTasks) {
   return mapRunning;
 }
 
-/// What would be refused is not started, like what is disabled.
+/// Tasks that would be refused count as disabled.
 Json::Value withoutRefused(const Json::Value& jTasks, const RunningTasks& mapRunning) {
   Json::Value jOut = jTasks;
   for (Json::Value& jTask : jOut) {
@@ -53,7 +52,7 @@ std::optional<Json::Int64> lastDuration(Session& session, const std::string& str
   return std::max<Json::Int64>(intOf(jRuns[0], "stop_time") - intOf(jRuns[0], "start_time"), 0);
 }
 
-/// The tasks come in an order in which each stands after all that it waits for.
+/// \param vecOrder  each task after its dependencies.
 std::vector<PlannedTask> schedule(Session& session, const std::vector<const GraphTask*>& vecOrder) {
   std::map<std::string, PlannedTask> mapPlanned;
   for (const GraphTask* pTask : vecOrder) {
@@ -93,7 +92,7 @@ std::vector<Reason> reasonsNow(Reasons& reasons, const GraphTask& task, const Ru
   return vecReasons;
 }
 
-/// The tasks of the event that are not in the plan, and why.
+/// The tasks of the event that would not be started.
 std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string& strEvent,
                                       const RunningTasks& mapRunning) {
   std::vector<BlockedTask> vecBlocked;

@@ -1,5 +1,5 @@
 /// \file event_plan.h
-/// What an event would start, if it were fired now.
+/// What an event would start now.
 
 #pragma once
 
@@ -15,11 +15,11 @@ namespace Host {
 
 class Session;
 
-/// A task that would be started. Seconds count from the event.
+/// A task that would be started. Times are seconds since the event.
 struct PlannedTask {
   GraphTask task;
-  unsigned uWave = 1;                        ///< 1: at once; then one more than the last task that it waits for
-  std::optional<Json::Int64> iLastDuration;  ///< of its newest run that has ended; nothing when there is none
+  unsigned uWave = 1;                        ///< 1: at once; else one more than its last dependency
+  std::optional<Json::Int64> iLastDuration;  ///< seconds, of its newest run that has ended
   Json::Int64 iStart = 0;
   Json::Int64 iEnd = 0;
 };
@@ -33,17 +33,16 @@ struct BlockedTask {
 struct EventPlan {
   std::vector<PlannedTask> vecTasks;     ///< by wave, then by name
   std::vector<BlockedTask> vecBlocked;   ///< by name
-  std::vector<std::string> vecProblems;  ///< why none of them would be started
-  Json::Int64 iDuration = 0;             ///< until the last one has ended
-  bool blExact = true;                   ///< false: some durations are not known, and count as none
+  std::vector<std::string> vecProblems;  ///< why no task would be started
+  Json::Int64 iDuration = 0;             ///< seconds until the last task has ended
+  bool blExact = true;                   ///< false: unknown durations count as 0
 };
 
 /// \param jTasks  array: the stored task records.
-/// The codes of reasons are those of Reasons, and "running", for a task whose run is alive and that does not
-/// allow a second one.
+/// The codes of reasons are those of Reasons, and "running" for a task that runs and allows only one run at a time.
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent);
 
-/// Why the event of a task would not start it now; with the code "unsafe" besides, when nothing of it can be run.
+/// Why the event of a task would not start the task now. Another code is "unsafe": no task of the event can be run.
 std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, const std::string& strTask);
 
 }  // namespace Host

@@ -15,7 +15,7 @@ namespace Host {
 
 namespace {
 
-/// The runs that the event started when it last started any.
+/// The runs of the last time that the event started any.
 std::vector<Json::Value> lastRuns(Session& session, const std::string& strEvent) {
   const std::string strTrigger = sqlText(strEvent);
   const Json::Value jRuns =
@@ -25,8 +25,7 @@ std::vector<Json::Value> lastRuns(Session& session, const std::string& strEvent)
   return {jRuns.begin(), jRuns.end()};
 }
 
-/// What was written down when the event was last fired; nothing when it was fired after that, and nothing could be
-/// written.
+/// The record of the last firing; nothing when a later firing could not be recorded.
 std::optional<LastFiring> rememberedFiring(Session& session, const std::string& strEvent,
                                            const std::vector<Json::Value>& vecRuns) {
   std::optional<LastFiring> last = lastFiring(session, strEvent);

@@ -1,5 +1,5 @@
 /// \file explanation.h
-/// Why a task did, or did not, run when its event was last fired.
+/// Why a task ran or did not run when its event was last fired.
 
 #pragma once
 
@@ -19,21 +19,21 @@ struct Explanation {
 
   Json::Value jTask;
   Verdict verdict = Verdict::NEVER_FIRED;
-  bool blRemembered = false;          ///< what follows was written down then; else it is worked out from what is so now
+  bool blRemembered = false;          ///< recorded when the event was fired; else worked out from the present state
   Json::Int64 iFired = 0;             ///< when the event was last fired
-  Json::Value jRun;                   ///< the task's run then; null when it has none
-  std::vector<NeedState> vecNeeds;    ///< the tasks that it waits for, then
+  Json::Value jRun;                   ///< the task's run then; null for none
+  std::vector<NeedState> vecNeeds;    ///< its dependencies then
   std::vector<Reason> vecReasons;     ///< why it was not started then
   std::vector<Reason> vecReasonsNow;  ///< why it would not be started now
-  Json::Value jNewest;                ///< its newest run, whatever started it; null when there is none
+  Json::Value jNewest;                ///< its newest run of any trigger; null for none
 };
 
-/// Reasons have the codes of whyNotStarted(), and "not_fired", when the event could not be fired, and "not_there", when
-/// the task did not belong to it.
+/// Reasons have the codes of whyNotStarted(), "not_fired" when no task of the event could be run, and "not_there" when
+/// the task did not belong to the event.
 /// \throw Failure when there is no such task.
 Explanation explainTask(Session& session, const std::string& strTask);
 
-/// The word for it in machine-readable output: "ran", "running", "not_started" or "never_fired".
+/// For programs: "ran", "running", "not_started" or "never_fired".
 const char* verdictWord(Explanation::Verdict verdict);
 
 }  // namespace Host

@@ -1,6 +1,5 @@
 #include "firing.h"
 
-#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <fmt/format.h>
@@ -15,7 +14,7 @@ namespace Host {
 
 namespace {
 
-/// A store that is busy for longer is not waited for: the tasks come first.
+/// How long to wait for a busy store: the tasks come first.
 constexpr std::chrono::seconds LOCK_LIMIT(2);
 
 Json::Int64 now() {
@@ -41,7 +40,7 @@ FiringReasons reasonsAtBegin(Session& session, const FiringBegin& begin, const J
   return mapReasons;
 }
 
-/// What was deleted, or got another name, a moment ago, has no place any more.
+/// Drops the reasons of deleted or renamed tasks.
 void dropGone(Session& session, FiringReasons& mapReasons) {
   FiringReasons mapThere;
   for (const Json::Value& jTask : listTasks(session)) {
@@ -85,7 +84,7 @@ FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const 
   return mapReasons;
 }
 
-/// What the execution has done so far, or had done when it was cut off.
+/// What the execution has done so far, or did before it was interrupted.
 ExecutionFacts factsOf(Session& session, const Firing& firing) {
   ExecutionFacts facts;
   facts.iFired = firing.iFired;
@@ -148,7 +147,7 @@ std::optional<LastFiring> lastFiring(Session& session, const std::string& strEve
     return std::nullopt;
   }
   ExecutionFacts facts = factsOf(session, *firing);
-  // It may have ended between the two looks.
+  // It may have ended since its record was read.
   if (facts.state == ExecutionFacts::State::UNKNOWN) {
     firing = table.find(firing->iId).value_or(*firing);
     facts = factsOf(session, *firing);

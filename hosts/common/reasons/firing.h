@@ -1,7 +1,7 @@
 /// \file firing.h
-/// What the event hook writes down when an event is fired, for those who ask later why a task did not run.
+/// Records, when an event is fired, why tasks are not started.
 ///
-/// It is a note, and not worth an execution: who calls this goes on when it fails.
+/// An execution goes on when recording fails.
 
 #pragma once
 
@@ -19,22 +19,22 @@ namespace Host {
 
 class Session;
 
-/// What is known of an event when its execution begins.
+/// What is known about an event when its execution begins.
 struct FiringBegin {
   std::string strEvent;
   Json::Int64 iFiredAt = 0;         ///< when it happened, in seconds since 1970
   Json::Int64 iLastResult = 0;      ///< runs up to this one are older
-  std::vector<GraphTask> vecTasks;  ///< those that are to be started; none when nothing is
-  std::string strProblem;           ///< why none of them will be; empty when they will
+  std::vector<GraphTask> vecTasks;  ///< the tasks to be started
+  std::string strProblem;           ///< why no task can be started; empty when they can
 };
 
-/// Writes down which tasks the event has, and why some of them will not be started.
+/// Records which tasks the event has, and why some of them will not be started.
 /// \param jTasks  the stored tasks.
-/// \return the id of the note. \throw std::exception
+/// \return the id of the record. \throw std::exception
 Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Json::Value& jTasks);
 
-/// Writes down why some of the tasks that were to be started were not.
-/// \param iFiring  the note, from rememberFiring(). \throw std::exception
+/// Records why some of the tasks to be started were not.
+/// \param iFiring  from rememberFiring(). \throw std::exception
 void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionFile& file, bool blOverBudget);
 
 /// The last time that an event was fired.
@@ -44,7 +44,7 @@ struct LastFiring {
   FiringReasons mapReasons;
 };
 
-/// \return nothing when none is remembered.
+/// \return nothing when none is recorded.
 std::optional<LastFiring> lastFiring(Session& session, const std::string& strEvent);
 
 }  // namespace Host

@@ -1,8 +1,5 @@
 #include "firing_table.h"
 
-#include <fmt/format.h>
-#include <iterator>
-
 #include "eorvascheduler.h"
 
 #include "common/store/records.h"
@@ -14,7 +11,7 @@ namespace Host {
 
 namespace {
 
-/// Executions of one event can overlap, and each writes down its end.
+/// How many of an event: its executions can overlap, and each records its end.
 constexpr Json::ArrayIndex KEPT_FIRINGS = 4;
 
 Json::Value definitions() {
@@ -49,14 +46,14 @@ void setEnd(Json::Value& jFiring, const Firing& firing) {
 Json::Value list(OrvaJsonDbApi& table, const Json::Value& jFilter) {
   Json::Value jRows;
   if (table.recList(jFilter, jRows) < 0 || !jRows.isArray()) {
-    throw Failure("cannot read in the store what is remembered of events");
+    throw Failure("cannot read the recorded firings of events from the store");
   }
   return jRows;
 }
 
 void demand(bool blDone) {
   if (!blDone) {
-    throw Failure("cannot write to the store what is to be remembered of the event");
+    throw Failure("cannot record the firing of the event in the store");
   }
 }
 

@@ -1,9 +1,9 @@
 /// \file firing_table.h
-/// What is remembered of the last times that each event was fired.
+/// Records of the last times that each event was fired.
 ///
-/// Run records tell what an event has started. What it has not started, and why not, is known at that moment alone:
-/// a task is enabled again, a run that was in the way ends. So it is written down then, in the store, where it survives
-/// a reboot, goes into a backup, and follows a task to its new name.
+/// Run records tell what an event started. Why it did not start a task is known at that moment only: the task may be
+/// enabled later. So the reasons are stored then. There they survive a reboot, go into backups, and follow a renamed
+/// task.
 
 #pragma once
 
@@ -25,30 +25,30 @@ struct Firing {
   Json::Int64 iId = 0;
   std::string strEvent;
   Json::Int64 iFired = 0;       ///< when the event happened
-  Json::Int64 iBegun = 0;       ///< when its tasks were looked at
-  Json::Int64 iEnded = 0;       ///< when all was over; 0 before that, and for ever when it was cut off
-  Json::Int64 iEventTime = 0;   ///< `event_fire_time` of its runs; 0 when there was none, or it has not ended
+  Json::Int64 iBegun = 0;       ///< when its execution was planned
+  Json::Int64 iEnded = 0;       ///< when its execution ended; 0 before that, and after an interruption
+  Json::Int64 iEventTime = 0;   ///< `event_fire_time` of its runs; 0 without a run, or before the end
   Json::Int64 iLastResult = 0;  ///< runs up to this one are older
-  std::string strProblem;       ///< why none of its tasks could be run
+  std::string strProblem;       ///< why no task could be run
 };
 
-/// The tasks that an event had, with why they were not started; without reasons, when they were, or were to be.
+/// The reasons why tasks of an event were not started, by task; empty for tasks that were to be started.
 using FiringReasons = std::map<std::string, std::vector<Reason>>;
 
 class FiringTable {
 public:
   /// \param session  borrowed.
-  /// \throw std::exception when the store has no place for that.
+  /// \throw std::exception when the store lacks the tables.
   explicit FiringTable(Session& session);
 
-  /// Adds a firing, and forgets all but the last few of its event.
+  /// Adds a firing, and deletes old ones of its event.
   /// \return its id. \throw Failure; here and below.
   Json::Int64 add(const Firing& firing, const FiringReasons& mapReasons);
 
-  /// Writes down its end, and reasons besides those that are there.
+  /// Records its end, and more reasons.
   void end(const Firing& firing, const FiringReasons& mapReasons);
 
-  /// The last time that an event was fired.
+  /// The last firing of an event.
   std::optional<Firing> newest(const std::string& strEvent);
 
   std::optional<Firing> find(Json::Int64 iFiring);

@@ -16,7 +16,7 @@ namespace {
 
 using State = ExecutionFacts::State;
 
-/// A task is started a moment after it is due, but within this.
+/// How long after it is due a task may be started.
 constexpr Json::Int64 START_SECONDS = 3;
 
 bool isOpen(const Json::Value& jRun) {
@@ -39,7 +39,7 @@ Reason needReason(const ExecutionFacts& facts, const NeedState& need) {
           objectOf({{"run", need.jRun["result_id"]}})};
 }
 
-/// A run of the task that was alive when another one was due: at once, or after the last that it waited for.
+/// A run of the task that was running when the next one was due: at once, or after its last dependency.
 Json::Int64 runInTheWay(Session& session, const ExecutionFacts& facts, const Json::Value& jTask) {
   if (boolOf(jTask, "run_the_same_time")) {
     return 0;
@@ -56,8 +56,8 @@ Json::Int64 runInTheWay(Session& session, const ExecutionFacts& facts, const Jso
   return jRuns.empty() ? 0 : intOf(jRuns[0], "result_id");
 }
 
-/// The run that the execution itself has met.
-Json::Int64 runThatWasMet(Session& session, const ExecutionFacts& facts, const std::string& strTask) {
+/// The running run that the execution reported for the task.
+Json::Int64 reportedRun(Session& session, const ExecutionFacts& facts, const std::string& strTask) {
   for (const Json::Int64 iRun : facts.setInTheWay) {
     const Json::Value jRuns = listRuns(session, fmt::format("result_id = {}", iRun));
     if (!jRuns.empty() && textOf(jRuns[0], "task_name") == strTask) {
@@ -67,9 +67,9 @@ Json::Int64 runThatWasMet(Session& session, const ExecutionFacts& facts, const s
   return 0;
 }
 
-/// Why a task that nothing stood in the way of was not started.
+/// Why a task was not started when neither itself nor a dependency is the reason.
 Reason otherReason(Session& session, const ExecutionFacts& facts, const Json::Value& jTask) {
-  if (const Json::Int64 iRun = runThatWasMet(session, facts, textOf(jTask, "task_name")); iRun != 0) {
+  if (const Json::Int64 iRun = reportedRun(session, facts, textOf(jTask, "task_name")); iRun != 0) {
     return refusedReason(iRun);
   }
   if (facts.state == State::UNDER_WAY) {
@@ -124,7 +124,7 @@ Reason refusedReason(Json::Int64 iRun) {
 std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
                                   const std::vector<Reason>& vecReasonsNow) {
   std::vector<Reason> vecReasons;
-  // What a task that it waits for did is known better than what keeps that one from being started.
+  // The runs tell more about a dependency than its record does.
   for (const Reason& reason : vecReasonsNow) {
     const bool blItself = reason.strOther.empty() && reason.strCode != "running";
     if (blItself || reason.strCode == "missing" || reason.strCode == "other_event" || reason.strCode == "circle") {

@@ -33,9 +33,8 @@ public:
   /// \param graph  borrowed.
   explicit Reasons(const TaskGraph& graph, Tense tense = Tense::NOW) : m_graph(graph), m_tense(tense) {}
 
-  /// The codes: "disabled"; "malformed", a list that names nobody; "missing", "circle", "other_event", "need_disabled"
-  /// and "need_blocked", about a task that it waits for.
-  /// \return empty when the task is started.
+  /// Gives the reasons of a task; none when it is started. The codes: "disabled"; "malformed" for an unreadable list of
+  /// dependencies; "missing", "circle", "other_event", "need_disabled" and "need_blocked" for a task that it waits for.
   std::vector<Reason> of(const GraphTask& task);
 
 private:

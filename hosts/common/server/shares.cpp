@@ -78,9 +78,9 @@ std::string whyUnusable(const ORVASHARE& share) {
     case ENOTDIR:
       return fmt::format("it has no folder: mkdir -p {}", strPath);
     case EINVAL:
-      return fmt::format("its path leads to a folder whose name a shell would act on: see readlink -f {}", strPath);
+      return fmt::format("its path leads to a name that is unsafe in a shell: see readlink -f {}", strPath);
     default:
-      return fmt::format("its path leads nowhere: {}", std::strerror(share.iError));
+      return fmt::format("its path cannot be used: {}", std::strerror(share.iError));
   }
 }
 

@@ -13,7 +13,7 @@ namespace Host {
 
 using SharePtr = std::unique_ptr<ORVASHARE, decltype(&ORVAShareFree)>;
 
-/// The shares, and the faults in their definitions: texts with file and line.
+/// The shares, and the errors in their definitions: a text each, with file and line.
 struct Shares {
   std::vector<SharePtr> vecShare;
   std::vector<std::string> vecFault;
@@ -22,7 +22,7 @@ struct Shares {
 /// The names of the shares; their folders are not looked at. \throw Failure when they cannot be read.
 std::vector<std::string> shareNames();
 
-/// Reads all of them. \throw Failure when they cannot be read.
+/// Reads all shares. \throw Failure when they cannot be read.
 Shares readShares();
 
 /// Why a share cannot be used, and how to repair it; empty when it can be used.

@@ -1,5 +1,5 @@
 /// \file users.h
-/// Users by name or user id.
+/// Users by name or id.
 
 #pragma once
 
@@ -9,10 +9,11 @@
 
 namespace Host {
 
-/// Finds a user by name, or reads a user id, which need not exist; nothing when it is neither.
+/// Finds a user by name, or else reads a user id, which need not exist.
+/// \return nothing when the text is neither.
 std::optional<uid_t> findUser(const std::string& strUser);
 
-/// The name of a user; empty when there is none with that id.
+/// The name of a user; empty when the id is unknown.
 std::string userName(uid_t uid);
 
 }  // namespace Host

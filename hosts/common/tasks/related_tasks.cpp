@@ -45,8 +45,7 @@ Json::Value relatedTasks(const std::string& strTask, Relation relation) {
   jIn["relate_type"] = typeOf(relation);
   Json::Value jOut(Json::arrayValue);
   if (recListRelate(session.tasks(), jIn, jOut, session.db()) < 0) {
-    throw Failure(fmt::format(
-        "cannot list the tasks around \"{}\"; {}", strTask, SEE_LOG));
+    throw Failure(fmt::format("cannot list the tasks around \"{}\"; {}", strTask, SEE_LOG));
   }
   return jOut;
 }

@@ -58,8 +58,7 @@ void changeSubtree(const std::string& strTask, const char* szDo, const std::func
       return;
     }
     if ((sqlite3_errcode(session.db()) & 0xFF) != SQLITE_BUSY) {
-      throw Failure(fmt::format(
-          "the store refused to {} the task \"{}\"; {}", szDo, strTask, SEE_LOG));
+      throw Failure(fmt::format("the store refused to {} the task \"{}\"; {}", szDo, strTask, SEE_LOG));
     }
     if (std::chrono::steady_clock::now() > deadline) {
       throw Failure(fmt::format("cannot {} the task \"{}\": other processes keep writing to the store", szDo, strTask));

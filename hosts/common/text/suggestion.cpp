@@ -11,10 +11,10 @@ namespace {
 
 constexpr std::size_t MAX_SUGGESTIONS = 3;
 
-/// Names are short; nobody waits for the comparison of two novels.
+/// Longer texts are not compared: it would take too long.
 constexpr std::size_t CB_LONGEST = 200;
 
-/// How many letters have to be changed, put in, left out, or exchanged with the next one.
+/// How many letters have to be changed, inserted, removed, or swapped with the next one.
 std::size_t distance(const std::string& strLeft, const std::string& strRight) {
   std::vector<std::size_t> vecBefore;
   std::vector<std::size_t> vecLast(strRight.size() + 1);
@@ -36,7 +36,7 @@ std::size_t distance(const std::string& strLeft, const std::string& strRight) {
   return vecLast.back();
 }
 
-/// So much may differ in a word of that length.
+/// How many letters may differ in a word of that length.
 std::size_t tolerance(std::size_t cbWord) {
   constexpr std::size_t LETTERS_A_SLIP = 3;
   return std::max<std::size_t>(1, cbWord / LETTERS_A_SLIP);
@@ -52,7 +52,7 @@ std::string didYouMean(const std::string& strTyped, const std::vector<std::strin
       continue;
     }
     const std::size_t cDistance = distance(strTyped, strKnown);
-    // A word of one or two letters resembles everything.
+    // Any word of one or two letters would be similar.
     if (cDistance > cBest || cDistance >= std::min(strTyped.size(), strKnown.size())) {
       continue;
     }

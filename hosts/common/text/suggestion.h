@@ -1,5 +1,5 @@
 /// \file suggestion.h
-/// What somebody may have meant who typed something that there is not.
+/// Suggestions for mistyped names.
 
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace Host {
 
-/// Gives `; did you mean "x"?` for what is spelled much like it; nothing when there is no such thing.
-/// \param vecKnown  what could have been typed.
+/// Gives `; did you mean "x"?` with similar names; empty when there are none.
+/// \param vecKnown  the known names.
 std::string didYouMean(const std::string& strTyped, const std::vector<std::string>& vecKnown);
 
 }  // namespace Host

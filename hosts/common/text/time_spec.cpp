@@ -9,7 +9,7 @@ namespace Host {
 namespace {
 
 struct Unit {
-  std::string_view strName;
+  std::string_view strNames;  ///< each between blanks
   std::time_t cSeconds;
 };
 
@@ -17,23 +17,11 @@ constexpr std::time_t MINUTE = 60;
 constexpr std::time_t HOUR = 60 * MINUTE;
 constexpr std::time_t DAY = 24 * HOUR;
 
-constexpr std::array<Unit, 17> UNITS = {{{"s", 1},
-                                         {"sec", 1},
-                                         {"second", 1},
-                                         {"seconds", 1},
-                                         {"m", MINUTE},
-                                         {"min", MINUTE},
-                                         {"minute", MINUTE},
-                                         {"minutes", MINUTE},
-                                         {"h", HOUR},
-                                         {"hour", HOUR},
-                                         {"hours", HOUR},
-                                         {"d", DAY},
-                                         {"day", DAY},
-                                         {"days", DAY},
-                                         {"w", 7 * DAY},
-                                         {"week", 7 * DAY},
-                                         {"weeks", 7 * DAY}}};
+constexpr std::array<Unit, 5> UNITS = {{{" s sec second seconds ", 1},
+                                        {" m min minute minutes ", MINUTE},
+                                        {" h hour hours ", HOUR},
+                                        {" d day days ", DAY},
+                                        {" w week weeks ", 7 * DAY}}};
 
 void skipBlanks(std::string_view& strText) {
   while (!strText.empty() && strText.front() == ' ') {
@@ -42,7 +30,7 @@ void skipBlanks(std::string_view& strText) {
 }
 
 std::optional<std::time_t> takeNumber(std::string_view& strText) {
-  // Larger ones would be before the beginning of time, or overflow.
+  // Larger numbers could overflow.
   constexpr std::time_t MAX_NUMBER = 100'000'000'000;
   std::time_t value = 0;
   const auto [pEnd, code] = std::from_chars(strText.data(), strText.data() + strText.size(), value);
@@ -58,17 +46,17 @@ std::optional<std::time_t> takeUnit(std::string_view& strText) {
   while (cb < strText.size() && strText[cb] >= 'a' && strText[cb] <= 'z') {
     ++cb;
   }
-  const std::string_view strWord = strText.substr(0, cb);
+  const std::string strWord = " " + std::string(strText.substr(0, cb)) + " ";
   strText.remove_prefix(cb);
   for (const Unit& unit : UNITS) {
-    if (unit.strName == strWord) {
+    if (cb > 0 && unit.strNames.find(strWord) != std::string_view::npos) {
       return unit.cSeconds;
     }
   }
   return std::nullopt;
 }
 
-/// "1d 12h", with or without a word that says the direction.
+/// "1d 12h", also with " ago" or "-".
 std::optional<std::time_t> readDuration(std::string_view strText) {
   constexpr std::string_view AGO = " ago";
   if (strText.ends_with(AGO)) {
@@ -93,7 +81,7 @@ std::optional<std::time_t> readDuration(std::string_view strText) {
 std::tm localTime(std::time_t now) {
   std::tm time{};
   localtime_r(&now, &time);
-  // Whether summer time holds is found out for the time that is meant, not for the present.
+  // mktime() decides about summer time at that time, not now.
   time.tm_isdst = -1;
   return time;
 }
@@ -118,7 +106,7 @@ std::optional<std::time_t> readCalendar(const std::string& strText, std::time_t 
     time.tm_isdst = -1;
     const int iDay = time.tm_mday;
     const std::time_t result = std::mktime(&time);
-    // 31 February is not taken for the beginning of March.
+    // Refuses 31 February, which mktime() takes for a day in March.
     return time.tm_mday == iDay ? std::optional(result) : std::nullopt;
   }
   return std::nullopt;

@@ -1,5 +1,5 @@
 /// \file time_spec.h
-/// Points in time as people type them.
+/// Reads points in time as people type them.
 
 #pragma once
 
@@ -9,13 +9,13 @@
 
 namespace Host {
 
-/// How a point in time can be typed, for messages and help.
+/// The accepted forms, for messages and help.
 inline constexpr char TIME_SPEC_FORMS[] =
     "\"2h\" or \"1d 12h\" (ago), \"now\", \"today\", \"yesterday\", \"2026-11-20\", \"2026-11-20 09:30\", \"09:30\", "
     "\"@1700000000\"";
 
-/// Reads a point in time. A day stands for its beginning; clock times are local, and today's when no day is given;
-/// a duration is counted back from now.
+/// Reads a point in time. A day means its beginning. Clock times are local, and of today without a day. A duration
+/// counts back from now.
 /// \return Unix seconds; nothing when the text is none of these forms.
 std::optional<std::time_t> readTimeSpec(const std::string& strText, std::time_t now);
 

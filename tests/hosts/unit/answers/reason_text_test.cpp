@@ -53,8 +53,9 @@ TEST(ReasonText, WhatTheRecordsTellNow) {
       "other_event: waits for \"elsewhere\", which belongs to the event \"other\": eorva task edit elsewhere --event "
       "ev",
       wordsFor("astray", Tense::NOW));
-  EXPECT_EQ("malformed: has a list of tasks to wait for that names none, \"nobody\": eorva task edit odd --no-after",
-            wordsFor("odd", Tense::NOW));
+  EXPECT_EQ(
+      "malformed: has a list of tasks to wait for that cannot be read, \"nobody\": eorva task edit odd --no-after",
+      wordsFor("odd", Tense::NOW));
   EXPECT_EQ("circle: waits for \"right\", which waits for it in turn: eorva task edit left --no-after",
             wordsFor("left", Tense::NOW));
 }
@@ -68,9 +69,9 @@ TEST(ReasonText, WhatTheRecordsToldThen) {
 TEST(ReasonText, RunsAndProcessesAreNamed) {
   EXPECT_EQ("waits for \"other\", which is still running (run 7): eorva runs show 7",
             textOfCode("need_running", objectOf({{"run", 7}})));
-  EXPECT_EQ("is running (process 4, 5), and allows no second run at the same time: eorva runs list --task it",
+  EXPECT_EQ("is running (process 4, 5), and allows only one run at a time: eorva runs list --task it",
             textOfCode("running", objectOf({{"processes", arrayOf(std::vector<int>{4, 5})}})));
-  EXPECT_EQ("was not reached: the execution was cut off, and run 7 of \"{run}\" with it: eorva runs show 7",
+  EXPECT_EQ("was not started: the execution was interrupted during run 7 of \"{run}\": eorva runs show 7",
             textOfCode("interrupted", objectOf({{"run", 7}, {"task", "{run}"}})));
   EXPECT_EQ("could not be started: journalctl -t eorva", textOfCode("unknown", objectOf({{"cause", "failed"}})));
 }

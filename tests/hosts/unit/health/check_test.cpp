@@ -69,13 +69,13 @@ TEST_F(Checks, StoreThatOthersCanChangeIsFound) {
 }
 
 TEST_F(Checks, AnswerTellsProblemsFromWarnings) {
-  const HealthFinding warning{HealthFinding::Severity::WARNING, "units", "timer_disabled", PRUNE_TIMER, {}};
-  EXPECT_TRUE(checkAnswer({warning})["ok"].asBool());
-  const HealthFinding problem{HealthFinding::Severity::PROBLEM, "units", "timer_failed", MAIL_TIMER, {}};
-  const Json::Value jAnswer = checkAnswer({warning, problem});
+  const HealthFinding warning{HealthFinding::Severity::WARNING, "timer_disabled", PRUNE_TIMER, {}};
+  EXPECT_TRUE(checkForPrograms({warning})["ok"].asBool());
+  const HealthFinding problem{HealthFinding::Severity::PROBLEM, "timer_failed", MAIL_TIMER, {}};
+  const Json::Value jAnswer = checkForPrograms({warning, problem});
   EXPECT_FALSE(jAnswer["ok"].asBool());
   EXPECT_EQ("warning", jAnswer["findings"][0]["severity"].asString());
   EXPECT_EQ("systemctl enable --now eorva-prune.timer", jAnswer["findings"][0]["advice"].asString());
-  EXPECT_EQ("eorva-mail-flush.timer has failed: mail that could not be handed over is not tried again",
+  EXPECT_EQ("eorva-mail-flush.timer has failed: mail that could not be sent is not sent again",
             jAnswer["findings"][1]["text"].asString());
 }

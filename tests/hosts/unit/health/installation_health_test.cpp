@@ -1,4 +1,4 @@
-/// What is found wrong with tasks, and that what is advised can be typed.
+/// Findings about tasks, and commands that can be typed.
 
 #include "common/health/installation_health.h"
 
@@ -53,12 +53,12 @@ TEST(TaskHealth, SoundTasks) {
   EXPECT_THAT(found({task("a"), task("b", "[a]")}), IsEmpty());
 }
 
-TEST(TaskHealth, WhatFollowsFromADisabledTaskIsAWarningAllTheWay) {
+TEST(TaskHealth, TasksBehindADisabledTaskAreWarnings) {
   EXPECT_THAT(found({task("off", "", false), task("next", "[off]"), task("last", "[next]")}),
               testing::ElementsAre("warning next: eorva task enable off", "warning last: eorva explain next"));
 }
 
-TEST(TaskHealth, WhatNobodyDecidedIsAProblem) {
+TEST(TaskHealth, MissingTaskIsAProblem) {
   EXPECT_THAT(found({task("a", "[ghost][b]"), task("b")}), Contains("problem a: eorva task edit a --after b"));
 }
 

@@ -1,4 +1,4 @@
-/// Why a task did not run is what was so when its event was fired, whatever has been changed since.
+/// The reasons why a task did not run are those of the moment when its event was fired.
 
 #include "common/reasons/firing.h"
 
@@ -108,7 +108,7 @@ TEST_F(Firings, EventThatWasNeverFired) {
   EXPECT_STREQ("never_fired", verdictWord(explainTask(session(), "it").verdict));
 }
 
-TEST_F(Firings, EveryReasonIsThatOfThen) {
+TEST_F(Firings, EveryReasonIsThatOfTheFiring) {
   addTask("root");
   addTask("off", "", false);
   addTask("behind", "[off]");
@@ -164,7 +164,7 @@ TEST_F(Firings, RunThatWasAliveStaysTheReasonAndWhatWaitedWasNotStarted) {
   sql("update task_result set stop_time = 1");
   sql("update task set status = null");
   EXPECT_THAT(why("slow"), ElementsAre("not_started", "refused"));
-  EXPECT_THAT(text("slow"), HasSubstr("because run 1 of it was alive"));
+  EXPECT_THAT(text("slow"), HasSubstr("its run 1 was still running"));
   EXPECT_THAT(why("after"), ElementsAre("not_started", "need_not_started"));
 }
 
@@ -184,7 +184,7 @@ TEST_F(Firings, RunThatWasMetLaterIsTheReason) {
   EXPECT_THAT(why("it"), ElementsAre("not_started", "refused"));
 }
 
-TEST_F(Firings, WhatWasNotReached) {
+TEST_F(Firings, TasksThatWereNotReached) {
   addTask("first");
   addTask("second", "[first]");
   const ExecutionPlan plan = fire();
@@ -204,7 +204,7 @@ TEST_F(Firings, FiringThatWasRefusedAsAWhole) {
   EXPECT_THAT(text("name_1"), HasSubstr("cannot be run safely"));
 }
 
-TEST_F(Firings, NoteFollowsTheTaskToItsNewNameAndGoesWithIt) {
+TEST_F(Firings, RecordFollowsARenamedTaskAndIsDeletedWithIt) {
   addTask("off", "", false);
   end(fire(), {});
   sql("update task set task_name = 'new' where task_name = 'off'");
@@ -223,7 +223,7 @@ TEST_F(Firings, OnlyTheLastFewOfAnEventAreKept) {
   EXPECT_EQ("4", count("firing_task"));
 }
 
-TEST_F(Firings, WhereNothingWasWrittenDownThatIsSaid) {
+TEST_F(Firings, FiringThatWasNotRecorded) {
   addTask("root");
   addTask("off", "", false);
   addRun("root", "1001", "4001");
@@ -232,7 +232,7 @@ TEST_F(Firings, WhereNothingWasWrittenDownThatIsSaid) {
   EXPECT_EQ("disabled", explanation.vecReasons.at(0).strCode);
 }
 
-TEST_F(Firings, NoteThatCannotBeWrittenKeepsNothingFromRunning) {
+TEST_F(Firings, TasksRunWhenTheFiringCannotBeRecorded) {
   addTask("it");
   sql("drop table firing_task");
   const ExecutionPlan plan = fire();
