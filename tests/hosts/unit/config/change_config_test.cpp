@@ -74,7 +74,7 @@ TEST_F(ChangeConfig, AGraceThatCannotBeUsedIsTheDefault) {
 }
 
 TEST(SettingsFile, TheLastLineOfAKeyWinsWithoutItsQuotes) {
-  EXPECT_THAT(settingValues("a=1\n a = \"2 \" \r\n#a=3\n; a=4\nb='x'\nc=\"\nd=\"'e'\"\nf=g=h\nnothing\n=5\ni=\n"),
-              ElementsAre(Pair("a", "2 "), Pair("b", "x"), Pair("c", "\""), Pair("d", "'e'"),
-                          Pair("f", "g=h"), Pair("i", "")));
+  EXPECT_THAT(
+      settingValues("a=1\n a = \"2 \" \r\n#a=3\n; a=4\nb='x'\nc=\"\nd=\"'e'\"\nf=g=h\nnothing\n=5\ni=\n"),
+      ElementsAre(Pair("a", "2 "), Pair("b", "x"), Pair("c", "\""), Pair("d", "'e'"), Pair("f", "g=h"), Pair("i", "")));
 }
