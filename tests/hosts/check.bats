@@ -159,7 +159,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds problem output "" "may be changed by others" ""
   chmod 711 "$KEPT"
   mount -t tmpfs -o noexec,mode=0711 tmpfs "$KEPT"
-  finds problem output "$KEPT" "runs no programs (noexec)" "mount -o remount,exec"
+  finds problem output "$KEPT" "which is mounted noexec" "mount -o remount,exec"
   umount "$KEPT"
 }
 
