@@ -22,10 +22,6 @@ struct StopOptions {
   bool blJson = false;
 };
 
-std::chrono::seconds graceOf(const StopOptions& options) {
-  return options.grace ? std::chrono::seconds(*options.grace) : Host::graceSetting();
-}
-
 /// Ends a run and waits until it is closed. \return its record.
 Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::seconds grace) {
   Json::Value jRun = Host::requireRun(session, iResult);
@@ -41,9 +37,10 @@ int runStop(const Context&, const StopOptions& options) {
   for (const Json::Int64 iResult : options.vecResults) {
     Host::requireRun(session, iResult);
   }
+  const auto grace = options.grace ? std::chrono::seconds(*options.grace) : Host::graceSetting();
   std::vector<Json::Value> vecRuns;
   for (const Json::Int64 iResult : options.vecResults) {
-    const Json::Value& jRun = vecRuns.emplace_back(stopOne(session, iResult, graceOf(options)));
+    const Json::Value& jRun = vecRuns.emplace_back(stopOne(session, iResult, grace));
     if (!options.blJson) {
       fmt::print("run {} of {}: {}\n", iResult, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
     }
