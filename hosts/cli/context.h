@@ -1,5 +1,5 @@
 /// \file context.h
-/// What all subcommands use.
+/// Shared by all subcommands.
 
 #pragma once
 

@@ -7,7 +7,7 @@
 
 #include "context.h"
 
-/// What is wrong, a suggestion, and the command that shows help. Without a subcommand: the help.
+/// The error, a suggestion, and the command that shows help. Without a subcommand: the help itself.
 std::string usageText(const CLI::App* pApp, const CLI::Error& error);
 
 /// The whole command that was typed: "eorva task add".

@@ -1,5 +1,5 @@
 /// \file event_answers.h
-/// Events, plans and explanations for programs; docs/command-json.md tells their members.
+/// Events, plans and explanations as JSON for programs: see docs/command-json.md.
 
 #pragma once
 
@@ -20,12 +20,12 @@ Json::Value eventForPrograms(const EventState& event);
 Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan,
                             const std::map<std::string, std::string>& owners);
 
-/// \param fnRun  gives a run record the form for programs.
+/// \param fnRun  makes the JSON of a run record.
 Json::Value explanationForPrograms(const Explanation& explanation,
                                    const std::function<Json::Value(const Json::Value&)>& fnRun);
 
-/// Says that what fires an event of the catalogue is switched off, with the command that switches it on.
-/// \return empty when it is not, or when that is not known.
+/// Says that an event is disabled, with the command that enables it.
+/// \return empty for an enabled event, or when the state is unknown.
 std::string disabledEventNote(const std::string& strEvent);
 
 }  // namespace Host

@@ -134,7 +134,7 @@ const Words& wordsOf(const HealthFinding& finding) {
   return *it;
 }
 
-/// What the texts may name besides the details.
+/// All values that the texts may name.
 Json::Value membersOf(const HealthFinding& finding) {
   Json::Value jMembers = finding.jDetails;
   jMembers["subject"] = finding.strSubject;

@@ -1,5 +1,5 @@
 /// \file finding_text.h
-/// What a check finds, in words.
+/// Findings in words.
 
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace Host {
 
-/// What is wrong.
+/// A sentence that says what is wrong.
 std::string findingText(const HealthFinding& finding);
 
 /// The command to type.

@@ -104,7 +104,7 @@ std::string filledWith(std::string_view strText, const Json::Value& jMembers, Fo
   }
 }
 
-/// What the texts may name besides the details.
+/// All values that the texts may name.
 Json::Value membersOf(const Reason& reason) {
   const bool blThen = boolOf(reason.jDetails, "then");
   Json::Value jMembers = reason.jDetails;

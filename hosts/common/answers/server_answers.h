@@ -1,5 +1,5 @@
 /// \file server_answers.h
-/// Checks and shares for programs; docs/command-json.md tells their members.
+/// Checks and shares as JSON for programs: see docs/command-json.md.
 
 #pragma once
 

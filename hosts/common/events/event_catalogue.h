@@ -1,5 +1,5 @@
 /// \file event_catalogue.h
-/// The events that are known on this server, and what fires them.
+/// The known events, and the units that fire them.
 
 #pragma once
 

@@ -1,5 +1,5 @@
 /// \file event_switch.h
-/// Switching on and off what fires an event.
+/// Enables and disables the units that fire events.
 
 #pragma once
 
@@ -10,18 +10,18 @@
 
 namespace Host {
 
-/// Finds the events that can be switched: those of the catalogue that name a unit.
-/// \throw Failure when one of them cannot, with the unit that would fire it.
+/// Finds events that can be enabled and disabled: the catalogue names their unit.
+/// \throw Failure for the first other name, with the unit that would fire that event.
 std::vector<Event> requireSwitchable(const std::vector<std::string>& vecNames);
 
-/// Lets the unit of an event fire it, from now on. \throw Failure
+/// Enables the unit of an event. \throw Failure
 void enableEvent(const Event& event);
 
-/// Stops the unit of an event from firing it. \throw Failure
+/// Disables the unit of an event. \throw Failure
 void disableEvent(const Event& event);
 
-/// How what fires an event of the catalogue is switched off: "disabled" or "masked".
-/// \return empty when it is not, or when that is not known.
+/// The state of the unit that fires an event, if it does not fire it now: "disabled" or "masked".
+/// \return empty for an enabled event, or when the state is unknown.
 std::string disabledState(const std::string& strEvent);
 
 }  // namespace Host

@@ -21,7 +21,7 @@ struct Repairs {
 /// Closes runs whose process is gone, and gives tasks the output back that an interrupted rename left elsewhere.
 Repairs repairInstallation();
 
-/// Runs all checks. What cannot be checked is a finding, too.
+/// Runs all checks. A check that fails is a finding, too.
 HealthFindings checkInstallation();
 
 /// How many of the findings are problems; the others are warnings.

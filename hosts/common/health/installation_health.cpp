@@ -48,7 +48,7 @@ void checkGuardedFile(const std::string& strPath, HealthFindings& findings) {
   }
 }
 
-/// What a check of SQLite's own reports; empty when it finds nothing.
+/// The answer of a check of SQLite; empty when it finds nothing.
 std::string failedPragma(const char* szPragma) {
   try {
     const Database store = openStore();
@@ -64,7 +64,7 @@ std::string failedPragma(const char* szPragma) {
   }
 }
 
-/// What the words about output need: the problem, and a usable share if there is one.
+/// Details about output: the problem, and a usable share if there is one.
 Json::Value outputDetails(const std::string& strProblem = "") {
   Json::Value jDetails = objectOf({{"problem", strProblem}});
   try {

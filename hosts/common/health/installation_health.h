@@ -1,5 +1,5 @@
 /// \file installation_health.h
-/// What is wrong with an installation: the single checks.
+/// The single checks of an installation.
 
 #pragma once
 
@@ -18,7 +18,7 @@ struct HealthFinding {
   Severity severity = Severity::PROBLEM;
   std::string strCode;     ///< stable
   std::string strSubject;  ///< the task, run, event or file that it is about
-  Json::Value jDetails;    ///< object: what else the words need
+  Json::Value jDetails;    ///< object: more facts for the words
 };
 
 using HealthFindings = std::vector<HealthFinding>;
@@ -37,7 +37,7 @@ void reportUnusableStore(const std::string& strProblem, HealthFindings& findings
 /// Checks who can change the files of the store and of the configuration.
 void checkStoreFiles(HealthFindings& findings);
 
-/// Has SQLite check what is in the store.
+/// Has SQLite check the content of the store.
 void checkStoreContent(HealthFindings& findings);
 
 /// Checks the configuration, the settings, the shares and the place for output.
@@ -46,7 +46,7 @@ void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings);
 /// Checks the program that sends mail.
 void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings);
 
-/// Checks what fires the events of enabled tasks, and the events that are usually enabled.
+/// Checks the units that fire the events of enabled tasks, and the events that are usually enabled.
 void checkEvents(const Json::Value& jTasks, HealthFindings& findings);
 
 /// Checks the timers that remove old runs and send mail again.

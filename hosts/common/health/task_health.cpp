@@ -50,7 +50,7 @@ std::vector<std::string> soundNeeds(const TaskGraph& graph, const GraphTask& tas
   return vecNeeds;
 }
 
-/// What the words about a rule need besides the member.
+/// The member, the problem, and a valid name or list of dependencies.
 Json::Value detailsOf(const TaskGraph& graph, const std::string& strTask, const Finding& finding) {
   Json::Value jDetails = objectOf({{"member", finding.strMember}, {"problem", finding.strReason}});
   const GraphTask* const pTask = graph.find(strTask);
@@ -69,8 +69,8 @@ void addFindings(const TaskGraph& graph, const std::string& strTask, const std::
   }
 }
 
-/// Why an enabled task is never started. It is a warning when it follows from what somebody decided, or from what is
-/// reported of another task.
+/// Finds why an enabled task is never started. A warning, not a problem, when it waits for a disabled task or for one
+/// that is reported itself.
 void checkStart(Reasons& reasons, const GraphTask& task, HealthFindings& findings) {
   if (!task.blEnabled) {
     return;

@@ -1,5 +1,5 @@
 /// \file event_plan.h
-/// What an event would start now.
+/// The tasks that an event would start now.
 
 #pragma once
 

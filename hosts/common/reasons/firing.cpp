@@ -84,7 +84,7 @@ FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const 
   return mapReasons;
 }
 
-/// What the execution has done so far, or did before it was interrupted.
+/// The facts about the execution so far, or until it was interrupted.
 ExecutionFacts factsOf(Session& session, const Firing& firing) {
   ExecutionFacts facts;
   facts.iFired = firing.iFired;

@@ -19,7 +19,7 @@ namespace Host {
 
 class Session;
 
-/// What is known about an event when its execution begins.
+/// The facts about an event when its execution begins.
 struct FiringBegin {
   std::string strEvent;
   Json::Int64 iFiredAt = 0;         ///< when it happened, in seconds since 1970

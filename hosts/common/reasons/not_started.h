@@ -14,7 +14,7 @@ namespace Host {
 
 class Session;
 
-/// What is known about an execution.
+/// The facts about an execution.
 struct ExecutionFacts {
   enum class State {
     UNDER_WAY,

@@ -18,7 +18,7 @@ struct GraphTask;
 struct Reason {
   std::string strCode;        ///< stable
   std::string strOther;       ///< the task that it is about, when that is another one
-  Json::Value jDetails;       ///< object: what else the words need
+  Json::Value jDetails;       ///< object: more facts for the words
   bool blNeedsAction = true;  ///< false: there is nothing to do about it any more
 };
 
