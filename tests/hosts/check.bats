@@ -38,7 +38,7 @@ finds() {
   sqlite3 "$DATABASE" "update task set depend_on_task = '[ghost]' where task_name = 'second'"
   eorva task edit it --script /dev/null
   run -1 --separate-stderr eorva check
-  same "answer" 'warning: task "it": operation: the script is empty
+  same "answer" 'warning: task "it": script: the script is empty
     eorva task edit it
 problem: task "second" is never started: it waits for "ghost", and there is no such task
     eorva task edit second --no-after
@@ -83,7 +83,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
     update task set depend_on_task = '[-aa]' where task_name = 'cc';
     update task set task_name = 'b' || char(27) || 'c' || char(10) || 'b' where task_name = 'bb'"
   run -1 --separate-stderr eorva check
-  says 'task "b^[c^Jb": task_name: '
+  says 'task "b^[c^Jb": name: '
   [[ $output != *$'\e'* ]]
   says "eorva task enable -- '-aa'"
   eval "$(grep -o 'eorva task enable .*' <<<"$output")"
@@ -223,7 +223,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds problem tasks astray 'waits for "../up", which belongs to the event "shutdown"' "eorva task edit ../up --event bootup"
   finds warning tasks behind 'waits for "off", which is disabled' "eorva task enable off"
   finds problem tasks orphan 'owner: there is no user with the id 7011' "eorva task edit orphan --owner USER"
-  finds problem tasks orphan 'notify_mail: "|evil" is not a mail address' "eorva task edit orphan"
+  finds problem tasks orphan 'mail: "|evil" is not a mail address' "eorva task edit orphan"
   finds problem tasks name_1 'also matches the task "nameX1"' "eorva task rename name_1 name-1"
   finds problem tasks ../up "must begin with a letter or a digit, not with '.'" "eorva task rename ../up up"
   finds problem tasks a "the tasks wait for each other in a circle" "eorva task edit a --no-after"

@@ -5,7 +5,6 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/event_answers.h"
-#include "common/answers/run_answers.h"
 #include "common/reasons/explanation.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
@@ -87,8 +86,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
   const Explanation explanation = Host::explainTask(session, options.strTask);
   if (options.blJson) {
     const OwnerNames owners = ownerNames(Host::listTasks(session));
-    printJson(Host::explanationForPrograms(
-        explanation, [&](const Json::Value& jRun) { return Host::runForPrograms(jRun, owners); }));
+    printJson(Host::explanationForPrograms(explanation, owners));
     return EXIT_DONE;
   }
   printVerdict(explanation);

@@ -9,6 +9,7 @@
 #include "common/reasons/explanation.h"
 #include "common/text/json_members.h"
 #include "reason_text.h"
+#include "run_answers.h"
 
 namespace Host {
 
@@ -31,8 +32,7 @@ Json::Value eventForPrograms(const EventState& event) {
                    {"fired_by", arrayOf(event.vecFiredBy)}});
 }
 
-Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan,
-                            const std::map<std::string, std::string>& owners) {
+Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners) {
   const auto planned = [&](const PlannedTask& task) {
     return objectOf({{"task_name", task.task.strName},
                      {"event", task.task.strEvent},
@@ -55,10 +55,11 @@ Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan,
                    {"duration_known", plan.blExact}});
 }
 
-Json::Value explanationForPrograms(const Explanation& explanation,
-                                   const std::function<Json::Value(const Json::Value&)>& fnRun) {
+Json::Value explanationForPrograms(const Explanation& explanation, const OwnerNames& owners) {
   const std::string strTask = textOf(explanation.jTask, "task_name");
-  const auto run = [&](const Json::Value& jRun) { return jRun.isObject() ? fnRun(jRun) : Json::Value(); };
+  const auto run = [&](const Json::Value& jRun) {
+    return jRun.isObject() ? runForPrograms(jRun, owners) : Json::Value();
+  };
   const auto need = [&](const NeedState& state) {
     return objectOf({{"task_name", state.strName}, {"run", run(state.jRun)}});
   };

@@ -3,10 +3,10 @@
 
 #pragma once
 
-#include <functional>
 #include <json/value.h>
-#include <map>
 #include <string>
+
+#include "task_answers.h"
 
 namespace Host {
 
@@ -16,13 +16,9 @@ struct Explanation;
 
 Json::Value eventForPrograms(const EventState& event);
 
-/// \param owners  name of the owner of every task, by the task's name.
-Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan,
-                            const std::map<std::string, std::string>& owners);
+Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners);
 
-/// \param fnRun  makes the JSON of a run record.
-Json::Value explanationForPrograms(const Explanation& explanation,
-                                   const std::function<Json::Value(const Json::Value&)>& fnRun);
+Json::Value explanationForPrograms(const Explanation& explanation, const OwnerNames& owners);
 
 /// Says that an event is disabled, with the command that enables it.
 /// \return empty for an enabled event, or when the state is unknown.

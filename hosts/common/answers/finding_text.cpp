@@ -8,6 +8,7 @@
 
 #include "command_text.h"
 #include "common/support/paths.h"
+#include "common/tasks/task_members.h"
 #include "common/text/json_members.h"
 #include "reason_text.h"
 
@@ -138,6 +139,7 @@ const Words& wordsOf(const HealthFinding& finding) {
 Json::Value membersOf(const HealthFinding& finding) {
   Json::Value jMembers = finding.jDetails;
   jMembers["subject"] = finding.strSubject;
+  jMembers["member"] = memberWord(textOf(finding.jDetails, "member"));
   jMembers["folder"] = STORE_FOLDER;
   jMembers["database"] = DATABASE_PATH;
   jMembers["mail_settings"] = MAIL_SETTINGS_PATH;
