@@ -220,7 +220,7 @@ END
   fill
   printf 'version: 1\nconfiguration:\n  retention_runs: 8\n...\n' >config.yaml
   run -1 --separate-stderr eorva apply config.yaml --yes --prune
-  complains 'tasks: is missing; with --prune, write'
+  complains 'tasks: is missing; write'
   run -0 eorva apply config.yaml --yes
   says "0 created, 0 changed, 0 deleted, 1 setting"
   printf 'version: 1\ntasks: {}\n...\n' | eorva apply - --yes --prune >/dev/null

@@ -32,7 +32,7 @@ ApplyPlan planApply(const ApplyRequest& request) {
   std::vector<std::string> vecErrors;
   const StateDocument document = readDocument(request, vecErrors);
   if (request.blPrune && !document.blTasks) {
-    vecErrors.emplace_back("tasks: is missing; with --prune, write \"tasks: {}\" to delete all tasks");
+    vecErrors.emplace_back("tasks: is missing; write \"tasks: {}\" to delete all tasks");
   }
   ApplyPlan plan;
   plan.before = currentState();

@@ -22,11 +22,11 @@ void checkRestore() {
     vecRuns.push_back(intOf(jRun, "result_id"));
   }
   if (!vecRuns.empty()) {
-    throw Failure(fmt::format("cannot restore while run {} goes on; wait for it, or stop it with: eorva stop",
-                              fmt::join(vecRuns, ", ")));
+    throw Failure(
+        fmt::format("cannot restore while run {} goes on; stop it, or wait for its end", fmt::join(vecRuns, ", ")));
   }
   if (isAnyExecutionAlive()) {
-    throw Failure("cannot restore while an execution goes on; 'eorva runs list' shows its runs");
+    throw Failure("cannot restore while an execution goes on; wait for its end");
   }
 }
 
