@@ -10,7 +10,7 @@
 #include "common/answers/run_answers.h"
 #include "common/executions/progress.h"
 #include "common/executions/start_execution.h"
-#include "common/store/session.h"
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/shell_word.h"
@@ -30,7 +30,7 @@ public:
       return;
     }
     try {
-      Host::Session session;
+      const Host::OpenStore session;
       const std::vector<Json::Value> vecNews = m_progress.poll(session, execution.children());
       if (m_pView != nullptr) {
         m_pView->update(m_progress, vecNews);

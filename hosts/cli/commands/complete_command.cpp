@@ -12,7 +12,6 @@
 #include "common/events/event_catalogue.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 
@@ -30,7 +29,7 @@ struct CompleteOptions {
 using Words = std::vector<std::string>;
 
 Words taskWords() {
-  Host::Session session;
+  const Host::OpenStore session;
   Words words;
   for (const Json::Value& jTask : Host::listTasks(session)) {
     words.push_back(Host::textOf(jTask, "task_name"));
@@ -44,7 +43,7 @@ Words eventWords() {
     setEvents.insert(event.strName);
   }
   try {
-    Host::Session session;
+    const Host::OpenStore session;
     for (const Json::Value& jTask : Host::listTasks(session)) {
       setEvents.insert(Host::textOf(jTask, "event"));
     }
@@ -57,7 +56,7 @@ Words eventWords() {
 
 /// The newest first: they are needed most often.
 Words runWords(const char* szWhere) {
-  Host::Session session;
+  const Host::OpenStore session;
   Words words;
   for (const Json::Value& jRun : Host::listRuns(session, szWhere, MAX_RUNS)) {
     words.push_back(std::to_string(Host::intOf(jRun, "result_id")));

@@ -9,7 +9,6 @@
 #include "common/answers/run_answers.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 
@@ -24,7 +23,7 @@ struct ShowOptions {
 };
 
 int runShow(const Context&, const ShowOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   closeInterruptedRuns(session);
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   const OwnerNames owners = ownerNames(Host::listTasks(session));

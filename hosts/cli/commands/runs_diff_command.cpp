@@ -6,7 +6,6 @@
 #include "cli/terminal/present.h"
 #include "common/output/run_files.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/files.h"
 #include "common/support/text_diff.h"
 #include "common/text/json_members.h"
@@ -45,7 +44,7 @@ int printJsonDifference(const DiffOptions& options, const Host::DiffSide& left, 
 }
 
 int runDiff(const Context& context, const DiffOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   const Json::Value jLeft = Host::requireRun(session, options.iLeft);
   const Json::Value jRight = Host::requireRun(session, options.iRight);
   const Host::UniqueFd left = scriptOf(jLeft, options.blJson);

@@ -9,7 +9,6 @@
 #include "common/runs/run_query.h"
 #include "common/server/users.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/time_spec.h"
@@ -71,7 +70,7 @@ Host::RunQuery queryOf(const ListOptions& options) {
 }
 
 int runList(const Context& context, const ListOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   closeInterruptedRuns(session);
   const Host::RunPage page = Host::newestRuns(session, queryOf(options));
   const OwnerNames owners = ownerNames(Host::listTasks(session));

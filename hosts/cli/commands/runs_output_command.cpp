@@ -15,7 +15,6 @@
 #include "common/output/run_files.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"
@@ -95,7 +94,7 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
 }
 
 int runOutput(const Context&, const OutputOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   if (options.blJson) {
     printJson(Host::runFileForPrograms(jRun, Host::OUTPUT_FILE, options.cTail));
@@ -112,7 +111,7 @@ int runOutput(const Context&, const OutputOptions& options) {
 }
 
 int runScript(const Context&, const OutputOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   const Json::Value jRun = Host::requireRun(session, options.iResult);
   if (options.blJson) {
     printJson(Host::runFileForPrograms(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES));

@@ -5,7 +5,7 @@
 #include "cli/terminal/present.h"
 #include "common/answers/run_answers.h"
 #include "common/output/retention.h"
-#include "common/store/session.h"
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "runs_commands.h"
@@ -44,7 +44,7 @@ void printLines(const PruneResult& result, bool blDryRun) {
 
 int runPrune(const Context&, const PruneOptions& options) {
   const Host::Settings settings = Host::currentSettings();
-  Host::Session session;
+  const Host::OpenStore session;
   closeInterruptedRuns(session);
   const PruneResult result = Host::pruneRuns(session, settings, options.blDryRun);
   if (options.blJson) {

@@ -11,7 +11,6 @@
 #include "common/config/settings.h"
 #include "common/runs/stop_run.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/text/json_members.h"
 
 namespace {
@@ -33,7 +32,7 @@ Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::se
 }
 
 int runStop(const Context&, const StopOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   for (const Json::Int64 iResult : options.vecResults) {
     Host::requireRun(session, iResult);
   }

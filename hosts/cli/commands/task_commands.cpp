@@ -9,7 +9,6 @@
 #include "common/answers/task_answers.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
@@ -44,7 +43,7 @@ bool hasRun(const Json::Value& jTask) {
 }
 
 int runList(const Context& context, const ListOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   Json::Value jFilter(Json::objectValue);
   if (!options.strEvent.empty()) {
     jFilter["event"] = options.strEvent;
@@ -95,7 +94,7 @@ std::string timeLimitText(const Json::Value& jTask) {
 }
 
 int runShow(const Context&, const ShowOptions& options) {
-  Host::Session session;
+  const Host::OpenStore session;
   const Json::Value jTask = Host::requireTask(session, options.strTask);
   if (options.blJson) {
     printJson(Host::taskForPrograms(jTask));

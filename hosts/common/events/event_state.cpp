@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/paths.h"
 #include "common/text/json_members.h"
 
@@ -16,7 +15,7 @@ namespace {
 std::map<std::string, unsigned> taskCounts() {
   std::map<std::string, unsigned> mapCounts;
   if (access(DATABASE_PATH, F_OK) == 0) {
-    Session session;
+    const OpenStore session;
     for (const Json::Value& jTask : listTasks(session)) {
       ++mapCounts[textOf(jTask, "event")];
     }

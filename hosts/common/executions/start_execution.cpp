@@ -10,7 +10,6 @@
 #include "common/events/event_catalogue.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "execution_watch.h"
@@ -19,7 +18,7 @@
 namespace Host {
 
 void checkRequest(const ExecutionRequest& request, bool blDetached) {
-  Session session;
+  const OpenStore session;
   if (request.blByEvent) {
     requireEvent(listTasks(session), request.strName);
   } else if (blDetached) {
@@ -41,7 +40,7 @@ void refuseSecondRun(Session& session, const std::string& strTask) {
 }
 
 PreparedExecution::PreparedExecution(ExecutionRequest request) : m_request(std::move(request)) {
-  Session session;
+  const OpenStore session;
   m_vecInterrupted = reconcile(session);
   m_plan = prepareExecution(session, m_request, m_lock);
   m_jTasks = listTasks(session);

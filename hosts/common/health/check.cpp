@@ -4,7 +4,6 @@
 
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/unfinished_rename.h"
 
@@ -16,7 +15,7 @@ namespace {
 Json::Value checkRecords(HealthFindings& findings) {
   Json::Value jTasks(Json::arrayValue);
   try {
-    Session session;
+    const OpenStore session;
     jTasks = listTasks(session);
     checkRuns(session, findings);
     checkUnfinishedRenames(session, findings);
@@ -34,7 +33,7 @@ Json::Value checkRecords(HealthFindings& findings) {
 Repairs repairInstallation() {
   Repairs repairs;
   try {
-    Session session;
+    const OpenStore session;
     repairs.vecRuns = reconcile(session);
     for (const UnfinishedRename& rename : finishRenames(session)) {
       repairs.vecOutputs.emplace_back(rename.strTask, rename.path());

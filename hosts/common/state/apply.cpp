@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "common/store/session.h"
+#include "common/store/records.h"
 #include "common/support/failure.h"
 
 namespace Host {
@@ -48,7 +48,7 @@ ApplyPlan planApply(const ApplyRequest& request) {
 }
 
 std::vector<std::string> apply(const ApplyPlan& plan) {
-  Session session;
+  const OpenStore session;
   return changeState(session, plan.before, plan.after);
 }
 

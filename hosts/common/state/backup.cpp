@@ -16,7 +16,7 @@
 #include "backup_target.h"
 #include "common/coordination/config_lock.h"
 #include "common/store/database.h"
-#include "common/store/session.h"
+#include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -133,7 +133,7 @@ void checkOwners(const Database& backup, const std::string& strFile, std::vector
 void writeBackup(const std::string& strFile) {
   {
     // Tells what is the matter when there is no store.
-    const Session session;
+    const OpenStore session;
   }
   const BackupTarget target(strFile);
   target.write(contentOf(makeBackup(strFile), strFile));

@@ -6,7 +6,6 @@
 #include "common/coordination/execution_file.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"
 #include "common/text/json_members.h"
@@ -15,7 +14,7 @@ namespace Host {
 
 /// An execution writes back records that it read before, and would overwrite restored ones.
 void checkRestore() {
-  Session session;
+  const OpenStore session;
   reconcile(session);
   std::vector<Json::Int64> vecRuns;
   for (const Json::Value& jRun : listRuns(session, "stop_time is null")) {
@@ -36,7 +35,7 @@ Restored restore(const std::string& strFile, Owners owners) {
   Restored restored;
   restored.vecFiles = restoreBackup(strFile, owners, restored.vecWarnings);
   // Runs that went on during the backup have ended since.
-  Session session;
+  const OpenStore session;
   reconcile(session);
   return restored;
 }

@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "common/store/records.h"
-#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"
@@ -270,7 +269,7 @@ StateDocument currentState(Session& session) {
 }
 
 StateDocument currentState() {
-  Session session;
+  const OpenStore session;
   return currentState(session);
 }
 
