@@ -38,8 +38,9 @@ public:
       }
     } catch (const std::exception& error) {
       m_blFailed = true;
-      printNote(fmt::format("the display failed: {}; the execution goes on in process {}, 'eorva runs list' shows it",
-                            error.what(), execution.pid()));
+      printNote(
+          fmt::format("the display failed: {}; the execution continues in process {}; to see its runs: eorva runs list",
+                      error.what(), execution.pid()));
     }
   }
 
@@ -118,7 +119,7 @@ void tellPrepared(const Host::PreparedExecution& prepared) {
   }
   if (prepared.plan().vecTasks.empty()) {
     const std::string& strEvent = prepared.request().strName;
-    printNote(fmt::format("the event \"{}\" has no task that could start; why: eorva event plan {}", strEvent,
+    printNote(fmt::format("the event \"{}\" starts no task now; to see why: eorva event plan {}", strEvent,
                           Host::shellWord(strEvent)));
   }
 }

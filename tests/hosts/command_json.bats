@@ -143,5 +143,5 @@ documented() {
     "$(sqlite3 "$DATABASE" "select hex(operation) from task where task_name = 'again'")"
   eorva task show again --json | jq '{operation_base64: "?"}' >task.json
   run -1 --separate-stderr eorva task edit again --record task.json
-  complains "operation_base64: is no base64"
+  complains "operation_base64: is not base64"
 }

@@ -96,7 +96,7 @@ setup() { fresh_store; }
 
 @test "an event without tasks does nothing, says so, and is no failure" {
   run -0 --separate-stderr eorva fire hourly
-  complains 'the event "hourly" has no task that could start'
+  complains 'the event "hourly" starts no task now'
   says "event hourly: 0 runs"
   add_task resting silence alice 'exit 0' --disabled
   run -0 eorva fire silence
@@ -206,7 +206,7 @@ setup() { fresh_store; }
   local status=0
   wait "$display" || status=$?
   same "answer of the display" 130 "$status"
-  grep -q "the execution goes on in the background, in process" fire.err
+  grep -q "the execution continues in the background, in process" fire.err
   touch /tmp/go
   wait_until eval '[[ $(eorva runs show 1 --json | jq -r .outcome) == ok ]]'
   same "printed" done "$(eorva runs output 1)"

@@ -73,7 +73,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   for command in "fire --as-service --ticket eorva-fire-1.service -- bootup" "run --as-service --ticket never -- one"; do
     # shellcheck disable=SC2086
     run -0 --separate-stderr eorva $command
-    complains "is not run: it was run already, or its start was given up"
+    complains "was not started: it has started already, or this request is too late"
   done
   same "runs" 1 "$(eorva runs list --json | jq length)"
 }
@@ -131,7 +131,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   local display=$!
   wait_until runs_are 1
   mv /usr/orva/share/eorvascheduler /usr/orva/share/aside
-  wait_until grep -q 'the display failed: .*; the execution goes on in process' shown
+  wait_until grep -q 'the display failed: .*; the execution continues in process' shown
   mv /usr/orva/share/aside /usr/orva/share/eorvascheduler
   touch /tmp/go
   local status=0

@@ -63,7 +63,7 @@ ended() {
   says $'  further waits for "behind", which is not started\n      eorva explain behind'
   says $'  lonely waits for "ghost", and there is no such task\n      eorva task edit lonely --no-after'
   says $'  astray waits for "elsewhere", which belongs to the event "shutdown"\n      eorva task edit elsewhere --event bootup'
-  says $'  odd has a list of tasks to wait for that cannot be read, "nobody"\n      eorva task edit odd --no-after'
+  says $'  odd has a dependency list that cannot be read, "nobody"\n      eorva task edit odd --no-after'
 }
 
 @test "the plan is what the event starts" {

@@ -164,8 +164,8 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   mkdir /srv/elsewhere
   mount --move /srv/vol /srv/elsewhere
   run -1 --separate-stderr eorva runs prune
-  complains 'the place "disk" of output cannot be looked into: the share "disk": its volume is not there: mount /srv/vol'
-  complains '2 runs stay on record: what they left may lie in a place that cannot be looked into now'
+  complains 'the output folder "disk" is not available: the share "disk": its volume is not available: mount /srv/vol'
+  complains '2 runs are kept: their output may be in an output folder that is not available'
   same "on record" "[3,4,5]" "$(kept)"
   mount --move /srv/elsewhere /srv/vol
   run -0 eorva runs prune

@@ -145,7 +145,7 @@ setup() { fresh_store; }
   run -0 eorva task rename other third --yes
   [[ -L $KEPT/third ]]
   run -1 --separate-stderr eorva runs output 1
-  complains "it is no folder, or a link"
+  complains "it is a link, or not a folder"
 }
 
 @test "what was put aside for another owner has the new name too, and what others left keeps theirs" {

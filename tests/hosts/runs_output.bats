@@ -60,11 +60,11 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   echo secret >"$KEPT/secret"
   ln "$KEPT/secret" "$file"
   run -1 --separate-stderr eorva runs output 1
-  complains "it is no plain file"
+  complains "it is not a regular file"
   rm "$file"
   mkfifo "$file"
   run -1 --separate-stderr timeout 10 eorva runs output 1
-  complains "it is no plain file"
+  complains "it is not a regular file"
   rm "$file"
   mkdir "$file"
   run -1 --separate-stderr eorva runs output 1

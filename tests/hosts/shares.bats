@@ -30,8 +30,8 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   printf '%s\n' '/dev/none /srv/data ext4 nofail 0 2' >>/etc/fstab
   printf '%s\n' '[absent]' 'path = /srv/data/logs' '[bare]' 'path = /srv/my data/logs' >>/etc/orva/shares.conf
   run -0 eorva share list
-  says "no: its volume is not there: mount /srv/data"
-  says "no: it has no folder: mkdir -p '/srv/my data/logs'"
+  says "no: its volume is not available: mount /srv/data"
+  says "no: its folder does not exist: mkdir -p '/srv/my data/logs'"
   same "accessible" "false false" "$(echo "$(member absent accessible) $(member bare accessible)")"
   same "volume" '"/srv/data"' "$(member absent volume)"
   mkdir -p /srv/data
@@ -82,12 +82,12 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   wait_until test -e /tmp/started
   umount --lazy /srv/data
   run -1 --separate-stderr eorva config set --output-path data
-  complains 'the output path "data" cannot be used: the share "data": its volume is not there: mount /srv/data'
+  complains 'the output path "data" cannot be used: the share "data": its volume is not available: mount /srv/data'
   touch /tmp/go
   wait "$fire" || true
   same "outcome of the first" '"normal"' "$(eorva runs list --task first --json | jq '.[0].exit_info.exit_type')"
   same "runs of the second" 0 "$(eorva runs list --task second --json | jq length)"
   same "below the mount point" "" "$(find /srv/data/logs -mindepth 1)"
-  grep -q 'no more tasks are started: .*the share "data": its volume is not there: mount /srv/data' fired
+  grep -q 'no more tasks are started: .*the share "data": its volume is not available: mount /srv/data' fired
   same "accessible" false "$(member data accessible)"
 }

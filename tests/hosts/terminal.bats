@@ -61,7 +61,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   wait_until shows '^task-01-x'
   wait_until shows '^task-02-x.*exit 1'
   tmux send-keys C-c
-  wait_until shows 'the execution goes on in the background'
+  wait_until shows 'the execution continues in the background'
   wait_until shows "task-01-x:    eorva runs output -f $(run_of task-01-x)    eorva stop $(run_of task-01-x)"
   tmux send-keys 'echo typed' Enter
   wait_until shows '^> echo typed'
@@ -85,5 +85,5 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   add_task second bootup alice 'exit 0' --after first
   run bash -c 'eorva fire bootup | head -n 1'
   says "the display failed: cannot write to standard output"
-  says "the execution goes on in process"
+  says "the execution continues in process"
 }

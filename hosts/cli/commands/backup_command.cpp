@@ -46,7 +46,7 @@ int runRestore(const Context&, const RestoreOptions& options) {
 void addBackupCommands(CLI::App& app, Context& context) {
   auto pBackup = std::make_shared<BackupOptions>();
   CLI::App* pCommand =
-      addCommand(app, "backup", "Back up tasks, run records and configuration to one file; runs go on.",
+      addCommand(app, "backup", "Back up tasks, run records and configuration to one file; runs continue.",
                  "  eorva backup /var/backups/eorva.db     'eorva restore' reads it\n"
                  "\nThe file is an SQLite database that only root can read. Run output is not in it.\n");
   pCommand->add_option("file", pBackup->strFile, "backup file; replaces an existing regular file")
@@ -55,12 +55,12 @@ void addBackupCommands(CLI::App& app, Context& context) {
   onCommand(pCommand, context, pBackup, &runBackup);
 
   auto pRestore = std::make_shared<RestoreOptions>();
-  pCommand = addCommand(
-      app, "restore", "Restore a backup of tasks, run records and configuration.",
-      "  eorva restore /var/backups/eorva.db\n"
-      "  eorva init && eorva restore eorva.db --yes     on a new server\n"
-      "\nOwners are stored as user ids, and another server may use these ids for other users. When the user\n"
-      "of an id is another one here, nothing is restored.\n");
+  pCommand =
+      addCommand(app, "restore", "Restore a backup of tasks, run records and configuration.",
+                 "  eorva restore /var/backups/eorva.db\n"
+                 "  eorva init && eorva restore eorva.db --yes     on a new server\n"
+                 "\nOwners are stored as user ids, and another server may use these ids for other users. If an id\n"
+                 "belongs to another user here, eorva restores nothing.\n");
   pCommand->add_option("file", pRestore->strFile, "backup file")->required()->type_name("FILE");
   pCommand->add_flag("--owners-as-numbered", pRestore->blAsNumbered, "keep user ids that belong to other users here");
   pCommand->add_flag("--yes", pRestore->blYes, "do not ask");

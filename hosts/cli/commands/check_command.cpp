@@ -69,7 +69,7 @@ void addCheckCommand(CLI::App& app, Context& context) {
                                   "  eorva check --repair        repairs what it can, then checks again\n"
                                   "  eorva check --json\n");
   pCommand->add_flag("--repair", pOptions->blRepair,
-                     "close runs whose process is gone; move output back that an interrupted rename left elsewhere");
+                     "close runs whose process has ended; move back output that an interrupted rename left elsewhere");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"ok\" and \"findings\"");
   onCommand(pCommand, context, pOptions, &runCheck);
 }

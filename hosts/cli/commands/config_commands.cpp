@@ -111,7 +111,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
   pCommand = addCommand(*pConfig, "set", "Change the configuration: all settings or none.",
                         "  eorva config set retention_runs=50 retention_output_size=20G\n"
                         "  eorva config set --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n"
-                        "  eorva config set --output off              keep no output; only for tasks of one owner\n"
+                        "  eorva config set --output off              keep no output; all tasks must have one owner\n"
                         "\n/etc/eorva.conf explains the settings.\n");
   pCommand->add_option("values", pSet->vecValues, "settings with new values")->type_name("SETTING=VALUE");
   CLI::Option* pPath =
@@ -121,6 +121,6 @@ void addConfigCommands(CLI::App& app, Context& context) {
       ->check(CLI::IsMember({"on", "off"}))
       ->type_name("on|off")
       ->excludes(pPath);
-  pCommand->add_flag("--force", pSet->blForce, "switch output off also with tasks of several owners");
+  pCommand->add_flag("--force", pSet->blForce, "switch output off even if tasks have several owners");
   onCommand(pCommand, context, pSet, &runSet);
 }

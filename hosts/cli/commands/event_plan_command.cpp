@@ -83,7 +83,7 @@ int runPlan(const Context& context, const PlanOptions& options) {
 void addEventPlanCommand(CLI::App& event, Context& context) {
   auto pOptions = std::make_shared<PlanOptions>();
   CLI::App* pCommand = addCommand(
-      event, "plan", "Show which tasks an event would start now, in which order and for how long, and which not.",
+      event, "plan", "Show which tasks an event would start now, in which order, and which ones it would skip.",
       "  eorva event plan bootup\n"
       "  eorva event plan shutdown --json\n");
   pCommand->add_option("event", pOptions->strEvent, "the event")->required()->type_name("EVENT");

@@ -46,7 +46,8 @@ bool mayBegin(const ExecuteOptions& options) {
   if (options.strTicket.empty() || Host::StartTicket::take(options.strTicket)) {
     return true;
   }
-  printNote(fmt::format("\"{}\" is not run: it was run already, or its start was given up", options.strName));
+  printNote(
+      fmt::format("\"{}\" was not started: it has started already, or this request is too late", options.strName));
   return false;
 }
 
@@ -103,7 +104,7 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
       ->type_name("SECONDS")
       ->check(wholeNumber(1, 366 * 86400, " of seconds"));
   pCommand->add_flag("--leave-nothing", options.blLeaveNothing,
-                     "when the last task has ended, end the background processes of its scripts");
+                     "end background processes of the scripts when the last task has ended");
   // For the service that --detach starts.
   pCommand->add_option("--fired-at", options.iFiredAt)->group("");
   pCommand->add_option("--ticket", options.strTicket)->group("");

@@ -63,7 +63,7 @@ void addStopCommand(CLI::App& app, Context& context) {
       ->required()
       ->type_name("RUN")
       ->check(wholeNumber(std::numeric_limits<long long>::min()));
-  pCommand->add_option("--grace", pOptions->grace, "time to end after being asked, before it is killed")
+  pCommand->add_option("--grace", pOptions->grace, "kill the run if it has not ended after this time")
       ->type_name("SECONDS")
       ->check(wholeNumber(0, 86400, " of seconds"));
   pCommand->add_flag("--json", pOptions->blJson, "print the run as JSON; several runs as an array");

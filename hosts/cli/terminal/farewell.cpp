@@ -42,7 +42,7 @@ void sayThatItGoesOn(int iSignal) {
 }
 
 std::string textOf(pid_t pidWatch, const std::map<Json::Int64, Json::Value>& mapRuns) {
-  std::string strText = fmt::format("\neorva: the execution goes on in the background, in process {}\n", pidWatch);
+  std::string strText = fmt::format("\neorva: the execution continues in the background, in process {}\n", pidWatch);
   std::size_t cRunning = 0;
   for (const auto& [iResult, jRun] : mapRuns) {
     if (!jRun.isMember("stop_time") && ++cRunning <= MAX_RUNS) {

@@ -11,6 +11,6 @@ void waitForMore() {
   pollfd reader{STDOUT_FILENO, 0, 0};
   if (poll(&reader, 1, PAUSE_MILLISECONDS) > 0) {
     std::raise(SIGPIPE);
-    throw Host::Failure("nobody reads standard output any more");
+    throw Host::Failure("standard output was closed");
   }
 }

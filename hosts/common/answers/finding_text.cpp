@@ -26,8 +26,8 @@ struct Words {
 
 /// The journal of a damaged store must not stay beside the next one.
 constexpr std::string_view RESTORE =
-    "mkdir {folder}/damaged && mv {database}* {folder}/damaged/ && eorva init && eorva restore FILE      # FILE: what "
-    "'eorva backup' has written; without one, sqlite3 {folder}/damaged/eorvascheduler.db .recover";
+    "mkdir {folder}/damaged && mv {database}* {folder}/damaged/ && eorva init && eorva restore FILE      # FILE: a "
+    "backup; without one, sqlite3 {folder}/damaged/eorvascheduler.db .recover";
 
 std::string enableEvent(const HealthFinding& finding) {
   return eorvaCommand("event enable", {finding.strSubject});

@@ -44,7 +44,7 @@ std::string listRunsOf(const std::string& strTask, const Reason&) {
 /// The code "unknown" has a row for each cause.
 constexpr auto WORDS = std::to_array<Words>({
     {"disabled", "{is} disabled", "", &enableTask},
-    {"malformed", "{has} a list of tasks to wait for that cannot be read, \"{list}\"", "", &waitForTheRest},
+    {"malformed", "{has} a dependency list that cannot be read, \"{list}\"", "", &waitForTheRest},
     {"missing", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
     {"circle", "{waits} \"{other}\", which {waits} it in turn", "", &waitForTheRest},
     {"other_event", "{waits} \"{other}\", which {belongs} to the event \"{other_event}\"", "", &moveOther},
@@ -58,11 +58,11 @@ constexpr auto WORDS = std::to_array<Words>({
     {"refused", "was refused: its run {run} was still running, and it allows only one run at a time",
      "eorva runs show {run}"},
     {"waiting", "has not been started yet: the execution is still running", ""},
-    {"budget", "was not started: the time limit of the event was over", "eorva config show"},
+    {"budget", "was not started: the time budget of the event was used up", "eorva config show"},
     {"interrupted", "was not started: the execution was interrupted during run {run} of \"{task}\"",
      "eorva runs show {run}"},
     {"not_there", "did not belong to the event \"{event}\" then", ""},
-    {"not_fired", "was not started, and no other task of the event: {problem}", "eorva check"},
+    {"not_fired", "was not started, nor was any other task of the event: {problem}", "eorva check"},
     {"unknown failed", "could not be started", "journalctl -t eorva"},
     {"unknown not_remembered",
      "was perhaps added, enabled or changed later, or could not be started, or its run was deleted",

@@ -35,7 +35,7 @@ bool isSectionKey(const std::string& strKey) {
 
 std::string noSuchKey(const std::string& strKey) {
   const std::vector<std::string> vecKeys = configKeys();
-  return fmt::format("there is no setting \"{}\"; there are {}{}", strKey, fmt::join(vecKeys, ", "),
+  return fmt::format("there is no setting \"{}\"; the settings are {}{}", strKey, fmt::join(vecKeys, ", "),
                      didYouMean(strKey, vecKeys));
 }
 
@@ -75,7 +75,7 @@ void checkTogether(const ConfigValues& values, const std::set<Json::Int64>& setO
                    std::vector<std::string>& vecWhy) {
   const bool blOff = textAfter(values, ENABLE_OUTPUT) == "no";
   if (values.count(ENABLE_OUTPUT) > 0 && !blOff && textAfter(values, OUTPUT_PATH).empty()) {
-    vecWhy.emplace_back("output has no place; set one with --output-path SHARE or output_path=SHARE");
+    vecWhy.emplace_back("no output path is set; set one with --output-path SHARE or output_path=SHARE");
   }
   if (values.count(ENABLE_OUTPUT) > 0 && blOff && setOwners.size() > 1 && textAfter(values, "shared_script") != "yes") {
     vecWhy.push_back(fmt::format(

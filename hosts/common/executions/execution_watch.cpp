@@ -117,7 +117,7 @@ Process Watch::forkExecution() {
 void Watch::complain(const std::exception& error) {
   if (m_strComplaint != error.what()) {
     m_strComplaint = error.what();
-    std::fputs(fmt::format("eorva: {}; the execution goes on\n", m_strComplaint).c_str(), stderr);
+    std::fputs(fmt::format("eorva: {}; the execution continues\n", m_strComplaint).c_str(), stderr);
   }
 }
 

@@ -38,7 +38,8 @@ void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
 
 void checkOneStep(const std::string& strTask) {
   if (!OutputFolder::isFolderName(strTask)) {
-    throw Failure(fmt::format("the task \"{}\" can have no output folder: its name is no name of a folder", strTask));
+    throw Failure(
+        fmt::format("the task \"{}\" cannot have an output folder: its name is not a valid folder name", strTask));
   }
 }
 

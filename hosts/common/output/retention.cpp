@@ -59,8 +59,9 @@ public:
     }
     if (m_cKept > 0) {
       m_result.vecProblems.push_back(
-          fmt::format("{} run{} stay{} on record: what {} left may lie in a place that cannot be looked into now",
-                      m_cKept, m_cKept == 1 ? "" : "s", m_cKept == 1 ? "s" : "", m_cKept == 1 ? "it" : "they"));
+          m_cKept == 1 ? "1 run is kept: its output may be in an output folder that is not available"
+                       : fmt::format("{} runs are kept: their output may be in an output folder that is not available",
+                                     m_cKept));
     }
     return std::move(m_result);
   }
@@ -71,9 +72,8 @@ private:
     const std::string strShare = strPlace.substr(0, strPlace.find('/'));
     if (isShareDefined(strShare)) {
       m_blPlaceAway = true;
-      m_result.vecProblems.push_back(
-          fmt::format("the place \"{}\" of output cannot be looked into: the share \"{}\": {}", strPlace, strShare,
-                      whyShareUnusable(strShare)));
+      m_result.vecProblems.push_back(fmt::format("the output folder \"{}\" is not available: the share \"{}\": {}",
+                                                 strPlace, strShare, whyShareUnusable(strShare)));
     } else {
       m_result.vecProblems.push_back(
           fmt::format("the share of the former output path \"{}\" no longer exists", strPlace));
@@ -257,8 +257,8 @@ private:
   const Settings& m_settings;
   const bool m_blDryRun;
   std::vector<OutputFolder> m_vecPlaces;
-  bool m_blPlaceAway = false;  ///< one of the places is there, but cannot be looked into
-  std::size_t m_cKept = 0;     ///< runs that are kept for that
+  bool m_blPlaceAway = false;  ///< the share of a place is defined, but not available
+  std::size_t m_cKept = 0;     ///< runs that are kept because of it
   PruneResult m_result;
 };
 

@@ -72,7 +72,7 @@ UniqueFd openPlainFileAt(const UniqueFd& parent, const char* szFile, const std::
   }
   const struct stat status = statusOf(file, strPath);
   if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
-    throw Failure(fmt::format("{} is not shown: it is no plain file", strPath));
+    throw Failure(fmt::format("{} is not shown: it is not a regular file", strPath));
   }
   return file;
 }
@@ -83,7 +83,7 @@ UniqueFd openPlainFileAt(const UniqueFd& parent, const char* szFile, const std::
   const int iError = errno;
   // The error of O_NOFOLLOW for a link depends on the other flags, and neither text would help.
   if (iError == ELOOP || iError == ENOTDIR) {
-    throw Failure(fmt::format("cannot {} {}: it is no folder, or a link", szDo, strPath));
+    throw Failure(fmt::format("cannot {} {}: it is a link, or not a folder", szDo, strPath));
   }
   const std::string strText = fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(iError));
   if (iError == ENOENT) {

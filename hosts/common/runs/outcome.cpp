@@ -53,7 +53,7 @@ Outcome recordedOutcome(const Json::Value& jRun) {
     return stoppedOutcome(iCode);
   }
   if (strType == EXIT_INTERRUPTED) {
-    return failed("interrupted", "interrupted: the process of the run was gone, so its exit status is unknown");
+    return failed("interrupted", "interrupted: the process of the run had ended, so its exit status is unknown");
   }
   return failed("unknown",
                 "unknown: the script was not started, for example because its owner does not exist, or its exit status "

@@ -30,8 +30,8 @@ bool endProcesses(Session& session, Json::Int64 iResult, Process process, std::c
   end.ask();
   if (!tryUntil(2 * grace + killLimit, PAUSE, [&] { return end.step(); })) {
     throw Failure(
-        fmt::format("run {} did not end: one of its processes is still there after it was killed; it may wait for a "
-                    "disk that does not answer",
+        fmt::format("run {} did not end: one of its processes was killed and has not ended; it may be waiting for a "
+                    "disk that does not respond",
                     iResult));
   }
   return true;

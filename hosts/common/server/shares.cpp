@@ -73,10 +73,10 @@ std::string whyUnusable(const ORVASHARE& share) {
     case 0:
       return "";
     case ERR_VOLUME_UNUSABLE:
-      return *share.szVolume != '\0' ? fmt::format("its volume is not there: mount {}", shellWord(share.szVolume))
+      return *share.szVolume != '\0' ? fmt::format("its volume is not available: mount {}", shellWord(share.szVolume))
                                      : fmt::format("its volume gives errors: see ls {}", strPath);
     case ENOTDIR:
-      return fmt::format("it has no folder: mkdir -p {}", strPath);
+      return fmt::format("its folder does not exist: mkdir -p {}", strPath);
     case EINVAL:
       return fmt::format("its path leads to a name that is unsafe in a shell: see readlink -f {}", strPath);
     default:

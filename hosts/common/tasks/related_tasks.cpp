@@ -18,7 +18,7 @@ void refuseEndlessWalk(const TaskGraph& graph, const std::string& strTask) {
     strReasons += "\n  " + strWhy;
   }
   if (!strReasons.empty()) {
-    throw Failure(fmt::format("cannot list the tasks around \"{}\":{}", strTask, strReasons));
+    throw Failure(fmt::format("cannot list the dependencies of \"{}\":{}", strTask, strReasons));
   }
 }
 
@@ -45,7 +45,7 @@ Json::Value relatedTasks(const std::string& strTask, Relation relation) {
   jIn["relate_type"] = typeOf(relation);
   Json::Value jOut(Json::arrayValue);
   if (recListRelate(session.tasks(), jIn, jOut, session.db()) < 0) {
-    throw Failure(fmt::format("cannot list the tasks around \"{}\"; {}", strTask, SEE_LOG));
+    throw Failure(fmt::format("cannot list the dependencies of \"{}\"; {}", strTask, SEE_LOG));
   }
   return jOut;
 }

@@ -36,7 +36,7 @@ void takeScriptBytes(Json::Value& jTask) {
   }
   const std::optional<std::string> strScript = fromBase64(textOf(jTask, strMember.c_str()));
   if (!strScript || !jTask[strMember].isString()) {
-    throw Failure(fmt::format("{}: is no base64", strMember));
+    throw Failure(fmt::format("{}: is not base64", strMember));
   }
   jTask["operation"] = *strScript;
   jTask.removeMember(strMember);

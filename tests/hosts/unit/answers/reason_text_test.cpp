@@ -53,9 +53,8 @@ TEST(ReasonText, WhatTheRecordsTellNow) {
       "other_event: waits for \"elsewhere\", which belongs to the event \"other\": eorva task edit elsewhere --event "
       "ev",
       wordsFor("astray", Tense::NOW));
-  EXPECT_EQ(
-      "malformed: has a list of tasks to wait for that cannot be read, \"nobody\": eorva task edit odd --no-after",
-      wordsFor("odd", Tense::NOW));
+  EXPECT_EQ("malformed: has a dependency list that cannot be read, \"nobody\": eorva task edit odd --no-after",
+            wordsFor("odd", Tense::NOW));
   EXPECT_EQ("circle: waits for \"right\", which waits for it in turn: eorva task edit left --no-after",
             wordsFor("left", Tense::NOW));
 }

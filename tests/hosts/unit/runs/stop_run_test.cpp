@@ -47,8 +47,8 @@ TEST_F(RunStopping, SomethingThatDoesNotEvenEndWhenItIsKilledIsNotWaitedForLong)
   // A killed process that is traced stops once more for its tracer, and gets no other signal there.
   ASSERT_EQ(ptrace(PTRACE_SEIZE, pidScript, nullptr, PTRACE_O_TRACEEXIT), 0);
   EXPECT_EQ(complaint({TOO_LONG, NOT_AT_ALL, TOO_LONG}),
-            "run 1 did not end: one of its processes is still there after it was killed; it may wait for a disk that "
-            "does not answer");
+            "run 1 did not end: one of its processes was killed and has not ended; it may be waiting for a disk that "
+            "does not respond");
   EXPECT_EQ(endedBy(), "stopped");
   // The process of the run was continued, and ends after its script.
   int iStatus = 0;
