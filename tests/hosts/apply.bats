@@ -24,7 +24,7 @@ fill() {
 
 scripts() { eorva task list --json | jq -S 'map({task_name, operation, event, owner, depend_on_task, enable, time_limit, run_the_same_time, notify_enable, notify_mail, notify_if_error, description})'; }
 
-@test "an export, applied elsewhere, gives the same export" {
+@test "applying an export to another server gives an identical export" {
   fill
   eorva export >here.yaml
   eorva export --json >here.json
@@ -44,7 +44,7 @@ scripts() { eorva task list --json | jq -S 'map({task_name, operation, event, ow
   cmp here.yaml there.yaml
 }
 
-@test "an export is read by others as it is meant" {
+@test "other YAML readers read an export correctly" {
   fill
   eorva export >here.yaml
   eorva export --json >here.json
@@ -56,7 +56,7 @@ sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
     "$(sed -n '/^  one:/,/^    script:/p' here.yaml | sed -n 's/^    \([a-z_]*\):.*/\1/p' | paste -sd ' ')"
 }
 
-@test "applying again changes nothing and says so" {
+@test "applying a document again changes nothing and says so" {
   fill
   eorva export >here.yaml
   run -0 eorva apply here.yaml
@@ -68,7 +68,7 @@ sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
   same "untouched" "$before" "$(sqlite3 "$DATABASE" .dump | md5sum; stat -c %Y%i /etc/eorva.conf "$STORE/eorvascheduler-conf.json")"
 }
 
-@test "the difference is shown, and nothing is done without consent" {
+@test "apply shows the difference, and changes nothing without consent" {
   fill
   eorva export | sed 's/echo two/echo zwei/; s/retention_runs: 7/retention_runs: 9/' >there.yaml
   run -3 eorva apply there.yaml --dry-run
@@ -85,7 +85,7 @@ sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
   run -0 eorva apply there.yaml --dry-run
 }
 
-@test "everything that is wrong is told at once, and nothing is done" {
+@test "all errors in a document are reported at once, and nothing changes" {
   fill
   cat >wrong.yaml <<'END'
 version: 1
@@ -135,7 +135,7 @@ END
   same "setting" 7 "$(eorva config get retention_runs)"
 }
 
-@test "a document that cannot be read is refused with its line" {
+@test "an unreadable document is refused, and the message names the line" {
   local text
   while IFS='|' read -r text wanted; do
     printf -- "$text" >torn.yaml
@@ -162,7 +162,7 @@ END
   complains "cannot read not-there.yaml"
 }
 
-@test "a change that fails in the middle leaves nothing behind" {
+@test "a change that fails midway is undone" {
   fill
   eorva export | sed 's/retention_runs: 7/retention_runs: 9/; s/output_path: scheduler/output_path: scheduler\/x/; s/echo two/echo zwei/' >there.yaml
   sed -i '$d' there.yaml
@@ -182,7 +182,7 @@ END
   same "then" '"scheduler/x" "9"' "$(eorva config show --json | jq -c '.output_path, .settings.retention_runs' | paste -sd ' ')"
 }
 
-@test "tasks that are not in the document are deleted only when that is asked for" {
+@test "tasks that are not in the document are deleted only with --prune" {
   fill
   run -3 eorva run one
   printf 'version: 1\ntasks:\n  one:\n    event: bootup\n    owner: alice\n    script: exit 0\n...\n' >one.yaml
@@ -195,7 +195,7 @@ END
   same "history" 1 "$(eorva runs list --json | jq length)"
 }
 
-@test "a document that was cut off on its way deletes nothing" {
+@test "an incomplete document deletes nothing" {
   fill
   eorva export >before.yaml
   local count
@@ -216,7 +216,7 @@ END
   eorva export | cmp before.yaml -
 }
 
-@test "a document that does not speak of tasks deletes none" {
+@test "a document without tasks deletes none" {
   fill
   printf 'version: 1\nconfiguration:\n  retention_runs: 8\n...\n' >config.yaml
   run -1 --separate-stderr eorva apply config.yaml --yes --prune
@@ -227,7 +227,7 @@ END
   same "tasks" 0 "$(eorva task list --json | jq length)"
 }
 
-@test "a task that others wait for does not move away from them" {
+@test "a task with dependants cannot move to another event" {
   fill
   printf 'version: 1\ntasks:\n  one:\n    event: shutdown\n    owner: alice\n    script: exit 0\n...\n' >one.yaml
   run -1 --separate-stderr eorva apply one.yaml --yes
@@ -237,7 +237,7 @@ END
   complains 'there is no task "one"'
 }
 
-@test "a task that runs is neither changed nor deleted, nor is anything else then" {
+@test "while a task runs, a document that changes or deletes it is refused" {
   mkfifo /tmp/go
   add_task slow bootup alice 'echo $$ >/tmp/pid; read -r line </tmp/go'
   eorva run slow >/dev/null &

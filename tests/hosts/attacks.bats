@@ -32,7 +32,7 @@ PYTHON
 
 next_pid() { bash -c 'echo $$'; }
 
-@test "$ATTACKS planted exit codes: none is believed, none is followed, none holds root up" {
+@test "$ATTACKS planted exit codes: root trusts none, follows none, and waits for none" {
   local i
   for i in 1 2 3 4 5 6 7 8; do
     add_task "fails-$i" bootup "$((i % 2 ? 0 : 7001))" 'exit 5'
@@ -47,7 +47,7 @@ next_pid() { bash -c 'echo $$'; }
   same "forged" '{"exit_type":"normal","exit_code":0}' "$(cat /home/bob/forged)"
 }
 
-@test "$ATTACKS planted scripts: none is run, and no runner multiplies" {
+@test "$ATTACKS planted scripts: none runs, and no child becomes a second runner" {
   local i
   for i in 1 2 3 4; do
     add_task "mine-$i" bootup 0 'id -un >>/root/ran'
@@ -129,7 +129,7 @@ precious() { find /root/precious -printf '%p %m %U %s %C@\n' | sort | cat - /roo
   rm -rf /root/precious /tmp/ran
 }
 
-@test "$ATTACKS tries to get at what root's tasks run and write: nobody else comes near" {
+@test "$ATTACKS attempts to reach scripts and output of root's tasks: all fail" {
   local i
   for i in 1 2 3 4; do
     add_task "mine-$i" bootup root 'echo of root >>/tmp/ran' --parallel

@@ -10,7 +10,7 @@ setup() {
 
 teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
-@test "what was backed up is there again after a restore" {
+@test "a restore brings back everything in the backup" {
   add_task one bootup alice 'echo one'
   eorva run one >/dev/null
   eorva config set retention_runs=7 >/dev/null
@@ -40,7 +40,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   eorva export | diff before.yaml -
 }
 
-@test "a backup is taken while others write" {
+@test "a backup works while other processes write" {
   add_task one bootup alice 'exit 0'
   local i
   for i in {1..60}; do
@@ -53,7 +53,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   wait
 }
 
-@test "a file that is no backup, or damaged, restores nothing" {
+@test "restoring a damaged file, or one that is not a backup, changes nothing" {
   add_task one bootup alice 'echo one'
   eorva export >before.yaml
   eorva backup kept.db >/dev/null
@@ -69,14 +69,14 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   eorva export | diff before.yaml -
 }
 
-@test "only the files of the configuration are put back" {
+@test "a restore writes only the configuration files" {
   eorva backup kept.db >/dev/null
   sqlite3 kept.db "insert into backup_file values ('/etc/hostile', cast('x' as blob))"
   run -0 eorva restore kept.db --yes
   test ! -e /etc/hostile
 }
 
-@test "a place that cannot be written to is named, and an old backup stays" {
+@test "a failed backup names the path and keeps the old backup" {
   run -1 --separate-stderr eorva backup /proc/kept.db
   complains "/proc/kept.db"
   run -1 --separate-stderr eorva backup no/folder/kept.db
@@ -88,7 +88,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "left over" "" "$(ls | grep 'db\.' || true)"
 }
 
-@test "a backup replaces nothing that the server works with, and only plain files" {
+@test "a backup replaces only regular files, and no file of the scheduler" {
   add_task one bootup alice 'echo one'
   eorva export >before.yaml
   ln -s "$DATABASE" link.db
@@ -115,7 +115,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   eorva export | diff before.yaml -
 }
 
-@test "nothing is restored while something runs, or without consent" {
+@test "a restore is refused while a task runs, or without consent" {
   eorva backup kept.db >/dev/null
   run -1 --separate-stderr eorva restore kept.db </dev/null
   complains "to confirm, add --yes"

@@ -5,7 +5,7 @@ load common
 
 setup() { fresh_store; }
 
-@test "help shows examples, for a command, for those that have others below them, and for what nobody types" {
+@test "the help of every command shows examples" {
   local command
   for command in "" init "task add" task complete; do
     # shellcheck disable=SC2086
@@ -20,7 +20,7 @@ setup() { fresh_store; }
   [[ $output =~ ^eorva\ [0-9]+\.[0-9]+\.[0-9]+$ ]]
 }
 
-@test "wrong usage ends with 2 and names what was typed" {
+@test "wrong usage exits with 2 and names the wrong word" {
   run -2 --separate-stderr eorva
   same "standard output" "" "$output"
   run -2 --separate-stderr eorva nonsense
@@ -43,23 +43,23 @@ setup() { fresh_store; }
   complains "nothing to set"
 }
 
-@test "other users are told that they may not" {
+@test "other users are refused" {
   run -1 --separate-stderr setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva task list
   complains "must be run by root: real and effective user must be 0, not 7001 and 7001"
   same "standard output" "" "$output"
 }
 
-@test "root's rights alone, lent to another user, are refused too" {
+@test "a process with a root user id and another real user id is refused" {
   run -1 --separate-stderr setpriv --ruid=alice /usr/sbin/eorva task list
   complains "not 7001 and 0"
 }
 
-@test "help and version are for everybody" {
+@test "every user can see help and version" {
   run -0 setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva --version
   run -0 setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva task --help
 }
 
-@test "init creates the store for root alone, and a second one changes nothing" {
+@test "init creates the store for root alone, and a second init changes nothing" {
   rm -rf "$STORE"
   run -0 --separate-stderr eorva init
   says "$DATABASE"
@@ -72,13 +72,13 @@ setup() { fresh_store; }
   same "tasks" 1 "$(eorva task list --json | jq length)"
 }
 
-@test "init refuses a place for output that cannot be used, and names it" {
+@test "init refuses an unusable output path, and names it" {
   rm -rf "$STORE"
   run -1 --separate-stderr eorva init --output-path attic
   complains 'the output path "attic" cannot be used: the share "attic": it is not defined'
 }
 
-@test "without a store every command says what to type" {
+@test "without a store, every command names the command that creates it" {
   rm -rf "$STORE"
   local command
   for command in "task list" "task show x" "task graph x" "task delete x --yes" "task edit x" "task enable x" \
@@ -91,7 +91,7 @@ setup() { fresh_store; }
   done
 }
 
-@test "a database that is none is an error, and stays as it is" {
+@test "a file that is not a database is an error, and stays unchanged" {
   rm -f "$DATABASE"*
   echo "these are my notes, and they are long enough to be no database" >"$DATABASE"
   run -1 --separate-stderr eorva task list
@@ -99,7 +99,7 @@ setup() { fresh_store; }
   same "the file" "these are my notes, and they are long enough to be no database" "$(cat "$DATABASE")"
 }
 
-@test "colour is shown when it is asked for, and never in JSON" {
+@test "--color adds colour, but never to JSON" {
   add_task one bootup alice 'exit 0'
   run -0 eorva run one
   run -0 eorva --color=always runs list
@@ -110,7 +110,7 @@ setup() { fresh_store; }
   [[ $output != *$'\033['* ]]
 }
 
-@test "on a terminal there is colour, unless NO_COLOR is set" {
+@test "a terminal gets colour, unless NO_COLOR is set" {
   add_task one bootup alice 'exit 0'
   run -0 eorva run one
   run -0 script -qec 'TERM=xterm eorva runs list' /dev/null
@@ -121,7 +121,7 @@ setup() { fresh_store; }
   [[ $output != *$'\033[3'* ]]
 }
 
-@test "log lines go to standard output when that is asked for" {
+@test "--log-stdout sends log lines to standard output" {
   run -1 eorva --log-stdout --debug task show nobody
   run -0 eorva --log-stdout --debug fire hourly
   add_task one bootup alice 'exit 0'
@@ -131,7 +131,7 @@ setup() { fresh_store; }
   [[ $output != *"jTaskArray size"* ]]
 }
 
-@test "what cannot be written is a failure" {
+@test "output that cannot be written is a failure" {
   add_task one bootup alice 'exit 0'
   run -1 --separate-stderr bash -c 'eorva task list >/dev/full'
   complains "cannot write to standard output"
@@ -143,7 +143,7 @@ setup() { fresh_store; }
   run -1 --separate-stderr bash -c 'eorva --version >/dev/full'
 }
 
-@test "a value that is empty is that value, or wrong usage where it can be none" {
+@test "an empty value is accepted for texts, and wrong usage elsewhere" {
   add_task one bootup alice 'echo "[${A-unset}]$B"' --description 'some text'
   run -0 eorva task edit one --description= --disabled
   same "description and switch" '["",false]' "$(eorva task show one --json | jq -c '[.description, .enable]')"
@@ -175,7 +175,7 @@ END
   same "environment" '[]--yes=' "$(eorva runs output 1)"
 }
 
-@test "numbers of runs are numbers that a run can have" {
+@test "a run number must be a positive whole number" {
   local number
   for number in 0 00x 1.5 1e3 99999999999999999999 9223372036854775808; do
     run -2 --separate-stderr eorva runs output "$number"
@@ -187,7 +187,7 @@ END
   complains "there is no run 9223372036854775807"
 }
 
-@test "a terminal does not obey a task's script, its texts, and names in messages" {
+@test "control characters in scripts, texts and names do not reach the terminal" {
   printf 'echo \033]0;title\007\n\302\233\n' | eorva task add one --event bootup --owner alice --script - >/dev/null
   sqlite3 "$DATABASE" "update task set description = 'a' || char(27) || '[2Jb'"
   run -0 eorva task show one

@@ -70,7 +70,7 @@ documented() {
   documented "A finding" "$(jq '.findings[0]' <<<"$check")"
 }
 
-@test "configuration, documents, events and what was pruned" {
+@test "configuration, documents, events and pruned runs" {
   add_task first bootup alice 'exit 0'
   eorva run first >/dev/null
   documented "The configuration" "$(eorva config show --json)"
@@ -87,7 +87,7 @@ documented() {
   documented "A run that was pruned" "$(jq '.runs[0]' <<<"$pruned")"
 }
 
-@test "settings, what runs left, events and shares" {
+@test "settings, files of runs, events and shares" {
   add_task first bootup alice 'printf "a\nb\nc\n"'
   eorva run first >/dev/null
   printf 'printf "\\374\\n"; : \374\n' | eorva task edit first --script - >/dev/null
@@ -112,7 +112,7 @@ documented() {
   documented "A share" "$(eorva share list --json | jq '.[0]')"
 }
 
-@test "what a run left is printed in JSON up to a limit, its end first" {
+@test "JSON has the end of a long output" {
   add_task long bootup alice 'head -c 3000000 /dev/zero | tr "\0" x; echo end'
   eorva run long >/dev/null
   eorva runs output 1 --json >long.json
@@ -123,7 +123,7 @@ documented() {
     "$(eorva runs output 1 --json | jq -c '[.size, .offset, (.text | utf8bytelength), .text[0:1], has("text_base64")]')"
 }
 
-@test "scripts that are no UTF-8 are JSON all the same, with their bytes besides" {
+@test "a script that is not UTF-8 is printed as JSON, with its bytes in base64" {
   printf 'echo \374\n' | eorva task add latin --event bootup --owner alice --script - >/dev/null
   eorva run latin --env "X=$(printf 'a\377')" >/dev/null
   local command

@@ -23,7 +23,7 @@ values() {
   eorva complete line -- "$@" '' | grep -v '^-' || true
 }
 
-@test "the words are one a line" {
+@test "the words are printed one a line" {
   add_task first bootup alice 'exit 0'
   add_task 'two words' my-event alice 'exit 0'
   eorva run first >/dev/null
@@ -55,7 +55,7 @@ values() {
   same "right behind it" "--json" "$(completes task list --event = bootup --js)"
 }
 
-@test "tasks, events, runs, shares and users are completed where they belong" {
+@test "tasks, events, runs, shares and users are completed" {
   add_task first bootup alice 'exit 0'
   add_task second my-event alice 'exit 0'
   eorva run first >/dev/null
@@ -86,7 +86,7 @@ values() {
   [[ ! -e pwned ]]
 }
 
-@test "files are completed where a file belongs" {
+@test "file names are completed" {
   touch script-one.sh 'script two.sh'
   same "files" 'script two.sh|script-one.sh' "$(completes task add x --script scr | tr '|' '\n' | LC_ALL=C sort | paste -sd '|')"
 }

@@ -10,7 +10,7 @@ setup() {
 
 teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
-@test "show tells where output is kept" {
+@test "show prints the output path" {
   run -0 eorva config show
   same "shown" "output: scheduler" "$(head -n 1 <<<"$output" | tr -s ' ')"
   says "retention_runs:         100"
@@ -18,7 +18,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "settings" '["100","10"]' "$(eorva config show --json | jq -cS '[.settings.retention_runs, .settings.stop_grace]')"
 }
 
-@test "a place inside a share is accepted" {
+@test "a folder inside a share is accepted" {
   run -0 eorva config set --output-path scheduler/by-task/runs
   same "path" '"scheduler/by-task/runs"' "$(eorva config show --json | jq .output_path)"
   add_task one bootup alice 'echo here'
@@ -28,7 +28,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
     "$(stat -c '%U %a' "$KEPT/by-task" "$KEPT/by-task/runs" "$KEPT/by-task/runs/one" | paste -sd ' ')"
 }
 
-@test "places that cannot be used are refused and named" {
+@test "an unusable output path is refused and named" {
   local place
   for place in 'no-share' '../etc' 'scheduler/..' 'scheduler//x' 'scheduler/' '/etc' 'scheduler/$(id)' "scheduler/it's" ' '; do
     run -1 --separate-stderr eorva config set --output-path "$place"
@@ -37,7 +37,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "path" '"scheduler"' "$(eorva config show --json | jq .output_path)"
 }
 
-@test "output is switched off and on again, and members of others stay" {
+@test "output can be switched off and on, and other members are kept" {
   jq '.eorvascheduler.colour = "blue" | .web = {"type": "web", "port": 1}' "$STORE/eorvascheduler-conf.json" >conf.json
   cp conf.json "$STORE/eorvascheduler-conf.json"
   run -0 eorva config set --output off
@@ -48,13 +48,13 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "shown" "output: scheduler" "$(head -n 1 <<<"$output" | tr -s ' ')"
 }
 
-@test "output cannot be switched on without a place" {
+@test "output cannot be switched on without an output path" {
   rm "$STORE/eorvascheduler-conf.json"
   run -1 --separate-stderr eorva config set --output on
   complains "--output-path"
 }
 
-@test "output is not switched off while there are tasks of several owners, unless that is forced" {
+@test "with tasks of several owners, output is switched off only with --force" {
   add_task one bootup alice 'exit 0'
   run -0 eorva config set --output off
   run -0 eorva config set --output on
@@ -73,7 +73,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   complains "run 1 has no output.log"
 }
 
-@test "an event with tasks of several owners is not fired when no place for output was ever set" {
+@test "without an output path, an event with tasks of several owners is not fired" {
   add_task one bootup alice 'exit 0'
   add_task two bootup bob 'exit 0'
   rm "$STORE/eorvascheduler-conf.json"
@@ -89,7 +89,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "left in /tmp" "" "$(find /tmp /var/tmp "$KEPT" -maxdepth 2 -name 'eorvascheduler*' 2>/dev/null)"
 }
 
-@test "a damaged configuration stops what needs it, and is not overwritten" {
+@test "with a damaged configuration, commands fail and do not overwrite it" {
   echo '{ torn' >"$STORE/eorvascheduler-conf.json"
   add_task one bootup alice 'exit 0'
   run -1 --separate-stderr eorva fire bootup
@@ -99,14 +99,14 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "file" "{ torn" "$(cat "$STORE/eorvascheduler-conf.json")"
 }
 
-@test "a setting that nobody has set has its default" {
+@test "a setting that is not set has its default" {
   same "of all" "scheduler yes 100 20 10G 300 10 no" "$(for key in output_path enable_output retention_runs retention_failed_runs \
     retention_output_size shutdown_budget stop_grace shared_script; do eorva config get $key; done | paste -sd ' ')"
   rm /etc/eorva.conf
   same "without a file" 100 "$(eorva config get retention_runs)"
 }
 
-@test "the installed file tells the defaults" {
+@test "the installed file names the defaults" {
   local line
   while read -r line; do
     same "${line%%=*}" "${line#*=}" "$(eorva config get "${line%%=*}")"
@@ -114,12 +114,12 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "keys" 6 "$(grep -c '^#[a-z_]*=' /etc/eorva.conf)"
 }
 
-@test "settings are read from the file, and the last line of a key holds" {
+@test "settings are read from the file, and the last line of a key wins" {
   printf '%s\n' 'retention_runs = 7' 'retention_runs="all"' ' retention_output_size=0' '; stop_grace=1' >/etc/eorva.conf
   same "of all" "all 0 10" "$(for key in retention_runs retention_output_size stop_grace; do eorva config get $key; done | paste -sd ' ')"
 }
 
-@test "a value that cannot be used is reported with its file and its key" {
+@test "an invalid value is reported with its file and its key" {
   local line
   for line in 'retention_runs=0' 'retention_runs=-1' 'retention_runs=' 'retention_runs=1e3' 'retention_runs=1000001' \
     'retention_failed_runs=none' 'retention_output_size=10X' 'retention_output_size=G' 'retention_output_size=10GB' \
@@ -137,13 +137,13 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   rmdir /etc/eorva.conf
 }
 
-@test "a setting that does not exist is wrong usage, and those that do are named" {
+@test "an unknown setting is wrong usage, and the known ones are named" {
   run -2 --separate-stderr eorva config get retention
   complains 'there is no setting "retention"'
   complains "output_path, enable_output, retention_runs, retention_failed_runs"
 }
 
-@test "settings are changed in their file, and what else is in it stays" {
+@test "a change of a setting keeps the rest of the file" {
   run -0 eorva config set retention_runs=7 retention_output_size=20G
   same "one" 7 "$(eorva config get retention_runs)"
   same "other" 20G "$(eorva config get retention_output_size)"
@@ -164,7 +164,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "left over" "" "$(find /etc -maxdepth 1 -name 'eorva.conf.*')"
 }
 
-@test "of several values all are set, or none" {
+@test "several values are all set, or none" {
   run -2 --separate-stderr eorva config set retention_runs=7 stop_grace=-1 shared_script=maybe output_path=nowhere retention=3
   complains 'stop_grace must be a number from 0 to 86400, not "-1"'
   complains 'shared_script must be yes or no, not "maybe"'
@@ -186,7 +186,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   run -2 eorva config set retention_runs=1 retention_runs=2
 }
 
-@test "consent lets output be switched off" {
+@test "shared_script=yes allows output to be switched off" {
   add_task one bootup alice 'exit 0'
   add_task two bootup bob 'exit 0'
   run -1 --separate-stderr eorva config set enable_output=no
@@ -195,7 +195,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "output" no "$(eorva config get enable_output)"
 }
 
-@test "a new store keeps output on the installed share, and one that has a place keeps that" {
+@test "init sets the installed share as output path, and keeps an existing path" {
   rm -r "$STORE"
   run -0 eorva init
   same "place" scheduler "$(eorva config get output_path)"

@@ -20,7 +20,7 @@ has_runs() { (($(sqlite3 "$DATABASE" 'select count(*) from task_result') > 0)); 
 
 edits_left() { find /var/tmp -path '/var/tmp/eorva-edit.*' -type f; }
 
-@test "each option changes its member and no other" {
+@test "each option changes only its member" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0'
   add_task it bootup alice 'exit 0'
@@ -56,7 +56,7 @@ T
   says "description:           nightly"
 }
 
-@test "a change says what is different, or that nothing is" {
+@test "an edit prints the changed members, or that the task is unchanged" {
   add_task it bootup alice 'exit 0'
   run -0 eorva task edit it --event shutdown --mail root
   same "answer" "changed it (event, mail)" "$output"
@@ -64,7 +64,7 @@ T
   same "answer" "it is unchanged" "$output"
 }
 
-@test "all that is wrong with a change is said at once, and nothing is changed" {
+@test "all errors of an edit are reported at once, and nothing changes" {
   add_task elsewhere shutdown alice 'exit 0'
   add_task it bootup alice 'exit 0'
   local before
@@ -82,7 +82,7 @@ T
   same "the record" "$before" "$(member it .)"
 }
 
-@test "a task is bound to an event of one's own only when that is said" {
+@test "an unknown event needs --any-event" {
   run -1 --separate-stderr eorva task add it --event my-event --owner alice --script /dev/null
   complains 'event: unknown event "my-event"; to create it, add --any-event'
   run -0 eorva task add it --event my-event --any-event --owner alice --script /dev/null
@@ -91,7 +91,7 @@ T
   run -0 eorva task edit it --event other-event --any-event
 }
 
-@test "a fault that is there already does not keep another member from being changed" {
+@test "an existing fault in one member does not prevent a change of another" {
   useradd --uid 7010 carol
   add_task it bootup carol 'exit 0'
   userdel carol
@@ -103,7 +103,7 @@ T
   same "owner" 7001 "$(member it .owner)"
 }
 
-@test "a task does not move away from those that wait for it" {
+@test "a task with dependants cannot move to another event" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run -1 --separate-stderr eorva task edit first --event shutdown
@@ -112,7 +112,7 @@ T
   run -0 eorva task edit first --event shutdown
 }
 
-@test "a circle is refused, and one that is there can be mended" {
+@test "a circle is refused, and an existing one can be repaired" {
   add_task a bootup alice 'exit 0'
   add_task b bootup alice 'exit 0' --after a
   add_task c bootup alice 'exit 0' --after b
@@ -125,7 +125,7 @@ T
   same "what a waits for" '""' "$(member a .depend_on_task)"
 }
 
-@test "a script comes from a file, from standard input, or in a record" {
+@test "a script is read from a file, from standard input, or from a record" {
   add_task it bootup alice 'exit 0'
   printf 'echo file\n' >new.sh
   run -0 eorva task edit it --script new.sh
@@ -141,7 +141,7 @@ T
   complains 'enabled: must be true or false'
 }
 
-@test "the editor gets the script, and what it leaves is stored" {
+@test "the editor gets the script, and the edited script is stored" {
   add_task it bootup alice 'echo before'
   editor 'grep -q "echo before" "$1" && case $1 in */it.sh) echo "echo after" >"$1" ;; esac'
   run -0 --separate-stderr eorva task edit it
@@ -150,7 +150,7 @@ T
   same "files that are left" "" "$(edits_left)"
 }
 
-@test "VISUAL goes before EDITOR, options in it are passed on, and without both the system's editor is taken" {
+@test "VISUAL is used first, then EDITOR, then the system's editor; options in them are passed on" {
   add_task it bootup alice 'exit 0'
   editor 'echo "echo $1" >"$2"'
   VISUAL="$EDITOR --wait" EDITOR=false run -0 eorva task edit it
@@ -162,7 +162,7 @@ T
   rm /usr/local/bin/sensible-editor
 }
 
-@test "an editor that changes nothing changes nothing" {
+@test "an unchanged script leaves the task unchanged" {
   add_task it bootup alice 'exit 0'
   editor 'true'
   run -0 eorva task edit it
@@ -207,7 +207,7 @@ T
   rm -r /var/tmp/eorva-edit.*
 }
 
-@test "tasks are switched off and on, several at once, and only all or none" {
+@test "several tasks are enabled or disabled at once: all or none" {
   add_task a bootup alice 'exit 0'
   add_task b bootup alice 'exit 0' --disabled
   run -0 eorva task disable a b
@@ -219,7 +219,7 @@ T
   same "switched" '[true,true]' "$(eorva task list --json | jq -c 'map(.enable)')"
 }
 
-@test "a copy has all of the members, apart from those that are set" {
+@test "a copy has all members of the task, except those set with options" {
   add_task first bootup alice 'exit 0'
   add_task it bootup alice 'echo it' --after first --mail root --time-limit 5 --disabled
   eorva run it >/dev/null
@@ -235,7 +235,7 @@ T
   complains 'there is no task "ghost"'
 }
 
-@test "a change while the task runs is there when it has ended" {
+@test "a change while the task runs is kept when the run ends" {
   add_task it bootup alice 'exec sleep 300'
   eorva run it >/dev/null 3>&- &
   wait_until runs_are 1
@@ -245,7 +245,7 @@ T
   same "members" '["exit 0\n",false,[]]' "$(member it '[.operation, .enable, .status.running]')"
 }
 
-@test "a task that runs gets no other owner" {
+@test "the owner of a running task cannot be changed" {
   add_task it bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   eorva run it >/dev/null 3>&- &
   wait_until runs_are 1
@@ -281,7 +281,7 @@ T
   same "addresses" '"new"' "$(member t40 .notify_mail)"
 }
 
-@test "the script of a task that lies where nothing can be run gets a warning" {
+@test "a task whose scripts are on a noexec mount gets a warning" {
   mount -t tmpfs -o noexec,mode=0711 tmpfs "$KEPT"
   printf 'exit 0\n' >plain.sh
   run -0 --separate-stderr eorva task add it --event bootup --owner alice --script plain.sh

@@ -20,7 +20,7 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
     | any(. == null or . == "")) | .name]' <<<"$output")"
 }
 
-@test "every event has an installed unit, and every unit is sound" {
+@test "every event has an installed unit, and every unit is valid" {
   local unit
   while read -r unit; do
     [[ -f $UNITS/$unit ]]
@@ -30,7 +30,7 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   same "complaints" "" "$output"
 }
 
-@test "units that fire events stop before the volumes go, and while owners can be looked up" {
+@test "units that fire events stop before volumes are unmounted and user lookup ends" {
   local fire='^Exec(Start|Stop)=.*/(eorva fire|fire-shutdown)'
   same "units without that order" "" "$(grep -LE '^After=.*local-fs.target remote-fs.target .*nss-user-lookup.target' \
     $(grep -lE "$fire" "$UNITS"/eorva-*))"
@@ -79,7 +79,7 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   [[ $list =~ weekly\ +missing ]]
 }
 
-@test "the list counts tasks, and shows events that only tasks know" {
+@test "the list counts tasks, and shows events outside the catalogue" {
   add_task one bootup alice true
   add_task two bootup alice true
   sqlite3 "$DATABASE" "update task set event = 'inbox' where task_name = 'two'"
@@ -111,7 +111,7 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   says "eorva-bootup.service"
 }
 
-@test "a damaged catalogue is told" {
+@test "a damaged catalogue is reported" {
   local catalogue=/usr/orva/share/eorvascheduler/eorvascheduler-event.json
   cp "$catalogue" kept
   echo '[' >"$catalogue"
@@ -120,7 +120,7 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   complains "cannot read the event catalogue $catalogue"
 }
 
-@test "what a UPS tells is fired once, and again when that has failed" {
+@test "a UPS event is fired once, and again after a failure" {
   add_task told ups_on_battery root 'echo "$EORVA_UPS"'
   mkdir bin
   # The store is away until the UPS is asked for the third time; it is asked on, and tells the same, as long as this

@@ -155,17 +155,17 @@ examples_on() {
   return "$wrong"
 }
 
-@test "what is shown for a new server" { examples_on new; }
+@test "examples for a new server" { examples_on new; }
 
-@test "what is shown for an empty store" { examples_on empty; }
+@test "examples for an empty store" { examples_on empty; }
 
-@test "what is shown for a server that has its first task" { examples_on first; }
+@test "examples for a server with its first task" { examples_on first; }
 
-@test "what is shown for a server as it usually is" { examples_on usual; }
+@test "examples for the usual server" { examples_on usual; }
 
-@test "what is shown for a server with runs that go on" { examples_on running; }
+@test "examples for a server with open runs" { examples_on running; }
 
-@test "nothing is left out" {
+@test "every example is tested" {
   same "set-ups" "empty first new running usual" "$(ls "$BATS_FILE_TMPDIR/lines" | paste -sd ' ')"
   (($(cat "$BATS_FILE_TMPDIR"/lines/* | wc -l) >= 100))
 }
@@ -175,7 +175,7 @@ EXAMPLES=/usr/share/doc/eorva/examples
 # block SECTION: the unit of the man page about events that begins with it.
 block() { sed -n "/^\[$1\]$/,/^\`\`\`$/ { /^\`/d; p }" "$BATS_TEST_DIRNAME/../../packaging/man/eorva-events.7.scd"; }
 
-@test "the units that are shown are sound, and the man page shows those that are installed as examples" {
+@test "the example units are valid, and the man page shows them as installed" {
   cd "$BATS_TEST_TMPDIR" || return 1
   cp "$EXAMPLES"/*.{timer,path} .
   block Timer >in-page.timer
@@ -199,7 +199,7 @@ asked() {
   unshare --mount bash -c 'mount --bind systemctl /bin/systemctl && PATH=$PWD:$PATH && "$@"' bash "$@"
 }
 
-@test "what programs of a UPS call, and udev for a disk, starts the unit of the event" {
+@test "UPS hooks and udev rules start the unit of the event" {
   cd "$BATS_TEST_TMPDIR" || return 1
   ln -s "$EXAMPLES/apcupsd-event" onbattery
   ln -s "$EXAMPLES/apcupsd-event" failing

@@ -5,7 +5,7 @@ load common
 
 setup() { fresh_store; }
 
-@test "roots run first, then each task whose prerequisites have ended, as their owners" {
+@test "roots run first, then each task whose dependencies have ended, as their owners" {
   add_task root-a bootup alice 'id -un; echo a >>/home/alice/order'
   add_task root-b bootup bob 'id -un'
   add_task then-c bootup alice 'echo c >>/home/alice/order' --after root-a --after root-b
@@ -23,7 +23,7 @@ setup() { fresh_store; }
   same "standard error" "" "$stderr"
 }
 
-@test "without a terminal a line is written for each start and each end" {
+@test "without a terminal, each start and each end is a line" {
   add_task quick bootup alice 'exit 0'
   add_task next bootup bob 'exit 5' --after quick
   run -3 eorva fire bootup
@@ -35,7 +35,7 @@ setup() { fresh_store; }
   [[ ${lines[5]} =~ next:.*eorva\ runs\ output\ 2$ ]]
 }
 
-@test "on a terminal a table is drawn over again" {
+@test "on a terminal, a table is redrawn" {
   add_task quick bootup alice 'exit 0'
   add_task next bootup bob 'exit 0' --after quick
   run -0 script -qec 'TERM=xterm COLUMNS=100 eorva fire bootup' /dev/null
@@ -45,7 +45,7 @@ setup() { fresh_store; }
   says "event bootup: 2 runs, 2 ok, 0 failed"
 }
 
-@test "how runs end is shown as far as the record tells" {
+@test "the exit status of a run is shown as its record has it" {
   add_task e0 ends alice 'exit 0'
   add_task e1 ends alice 'exit 1'
   add_task e70 ends alice 'exit 70'
@@ -94,7 +94,7 @@ setup() { fresh_store; }
   same "root's" "HOME=/root USER=root" "$(eorva runs output "$(run_of root-look)")"
 }
 
-@test "an event without tasks does nothing, says so, and is no failure" {
+@test "an event without tasks does nothing, says so, and succeeds" {
   run -0 --separate-stderr eorva fire hourly
   complains 'the event "hourly" starts no task now'
   says "event hourly: 0 runs"
@@ -110,7 +110,7 @@ setup() { fresh_store; }
   complains 'there is no event "botup"'
 }
 
-@test "run starts one task, though it is disabled and waits for others, and none that wait for it" {
+@test "run starts a disabled task without its dependencies, and none of its dependants" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'echo "by $EORVA_EVENT"' --after first --disabled
   add_task third bootup alice 'exit 0' --after second
@@ -120,7 +120,7 @@ setup() { fresh_store; }
   same "printed" "by on_demand" "$(eorva runs output 1)"
 }
 
-@test "run answers 3 when the task does not end with 0" {
+@test "run exits with 3 when the task does not end with 0" {
   add_task bad bootup alice 'exit 4'
   run -3 eorva run bad
   says "task bad: 1 run, 0 ok, 1 failed"
@@ -142,7 +142,7 @@ setup() { fresh_store; }
   same "outcomes" '["ok"]' "$(eorva runs list --json | jq -c '[.[].outcome] | unique')"
 }
 
-@test "an event that finds its task running says what was not started" {
+@test "an event whose task is running says what was not started" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task after bootup alice 'exit 0' --after single
   eorva run single >/dev/null 3>&- &
@@ -153,7 +153,7 @@ setup() { fresh_store; }
   wait
 }
 
-@test "a task whose owner is gone does not run, and the others do" {
+@test "a task whose owner does not exist does not run, and the others do" {
   useradd --uid 7050 shortlived
   add_task orphan bootup shortlived 'echo never'
   add_task other bootup alice 'exit 0'
@@ -165,7 +165,7 @@ setup() { fresh_store; }
   says "7050"
 }
 
-@test "JSON is the only output, and comes when all runs have ended" {
+@test "with --json, only JSON is printed, when all runs have ended" {
   add_task one bootup alice 'exit 0'
   add_task two bootup bob 'exit 6' --after one
   run -3 --separate-stderr eorva fire bootup --json
@@ -175,7 +175,7 @@ setup() { fresh_store; }
   same "task" '"one"' "$(jq .task <<<"$output")"
 }
 
-@test "starts of one task at the same moment do not share a second, nor a folder" {
+@test "simultaneous starts of one task get different seconds and folders" {
   add_task quick bootup alice 'echo "$$"' --parallel
   local i
   for i in 1 2 3 4 5; do
@@ -186,7 +186,7 @@ setup() { fresh_store; }
   same "folders" 5 "$(find "$KEPT/quick" -mindepth 1 -maxdepth 1 | wc -l)"
 }
 
-@test "a second that a record of the task has already is not used again" {
+@test "two runs of a task never start in the same second" {
   add_task quick bootup alice 'exit 0'
   # As when the clock was set back: the seconds to come have been used.
   local now
@@ -212,7 +212,7 @@ setup() { fresh_store; }
   same "printed" done "$(eorva runs output 1)"
 }
 
-@test "unsafe graphs from other programs are not walked" {
+@test "an event with an unsafe graph from another program is refused" {
   add_task root bootup alice 'exit 0'
   add_task one bootup alice 'exit 0' --after root
   add_task two bootup alice 'exit 0' --after one
@@ -235,14 +235,14 @@ signal.signal(signal.SIGPIPE, signal.SIG_DFL)
 os.execvp(sys.argv[1], sys.argv[1:])' "$@"
 }
 
-@test "an execution does not end when nobody reads its log" {
+@test "an execution continues when the reader of its log ends" {
   add_task first bootup alice 'exit 0'
   add_task second bootup bob 'exit 0' --after first
   eorva --log-stdout --debug fire bootup | head -n 1 || true
   wait_until ended_well 2
 }
 
-@test "an event is fired although nobody reads the output" {
+@test "an execution continues when the reader of its output ends" {
   add_task first bootup alice 'exit 0'
   add_task second bootup bob 'exit 0' --after first
   unread eorva --log-stdout --debug fire bootup || true

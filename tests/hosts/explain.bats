@@ -22,7 +22,7 @@ if "bootup" were fired now, it would be started' "$output"
   same "verdict" '["never_fired",null,null,true]' "$(explained it '[.verdict, .last_fired, .run, .would_start_now]')"
 }
 
-@test "a task that ran, after those that it waits for" {
+@test "a task that ran after its dependencies" {
   add_task first bootup alice 'exit 3'
   add_task it bootup alice 'exit 0' --after first
   run -3 eorva fire bootup
@@ -64,7 +64,7 @@ T
   says $'  it is disabled\n      eorva task enable off'
 }
 
-@test "a task that waits for one that is still running" {
+@test "a task whose dependency is still running" {
   add_task long bootup alice 'exec sleep 300'
   add_task it bootup alice 'exit 0' --after long
   eorva fire bootup >/dev/null 3>&- &
@@ -131,7 +131,7 @@ why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
   says 'its newest run: run 1, started'
 }
 
-@test "a reason is still told after it has gone" {
+@test "the reason is still explained after it no longer holds" {
   add_task one ev alice 'exit 0'
   add_task two ev alice 'exit 0' --after one
   run -0 eorva fire ev
@@ -154,7 +154,7 @@ the tasks that it waited for:
   same "why not, still" '["not_started",["need_disabled"],true]' "$(why zwei)"
 }
 
-@test "an event that was refused as a whole was fired" {
+@test "a refused event counts as fired" {
   add_task it ev alice 'exit 0'
   chmod 777 "$KEPT"
   run -1 eorva fire ev

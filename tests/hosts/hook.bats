@@ -87,7 +87,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   same "tickets" "" "$(ls /run/eorva/tickets)"
 }
 
-@test "an event that happens while its tasks run is not lost" {
+@test "an event fired while its tasks run is not lost" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task several bootup bob 'exit 0' --parallel
   eorva fire bootup --detach

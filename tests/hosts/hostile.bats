@@ -17,7 +17,7 @@ teardown() { pkill -KILL '^eorva' || true; }
   run -1 setpriv --reuid=bob --regid=bob --init-groups bash -c "echo rm -rf / >$KEPT/one/x"
 }
 
-@test "what somebody else planted in the place of a folder is moved aside, and stops nobody" {
+@test "a planted file or folder is moved aside, and all tasks run" {
   add_task victim bootup alice 'echo ran'
   add_task bystander bootup bob 'echo ran'
   mkdir -m 777 "$KEPT/victim"
@@ -43,7 +43,7 @@ teardown() { pkill -KILL '^eorva' || true; }
   run -2 setpriv --reuid=alice --regid=alice --init-groups ls "$KEPT/again"
 }
 
-@test "an open folder of root's is not taken for a fresh one" {
+@test "a folder of root's with open permissions is not reused" {
   add_task victim bootup alice 'echo ran'
   mkdir -m 777 "$KEPT/victim"
   run -0 --separate-stderr eorva run victim
@@ -67,7 +67,7 @@ begin_event() {
   wait_until runs_are 1
 }
 
-@test "a folder that is gone when its task is due is made anew for its owner alone, where the execution began" {
+@test "a task folder removed during an execution is created again, private and in the same place" {
   add_first
   add_task second bootup root 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done' --after first
   begin_event
@@ -84,7 +84,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   grep -q '3 runs, 3 ok' fired
 }
 
-@test "when the disk is changed under an execution, the folders on the new one are made ready, too" {
+@test "when the disk changes during an execution, folders on the new disk are prepared" {
   mkdir -pm 711 /srv/disk1 /srv/disk2
   ln -sfn disk1 /srv/disk
   printf '\n[disk]\npath = /srv/disk\n' >>/etc/orva/shares.conf
@@ -104,7 +104,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   sed -i '/^\[disk\]/,$d' /etc/orva/shares.conf
 }
 
-@test "when folders cannot be made ready any more, nothing more is started" {
+@test "when folders cannot be prepared, no more tasks are started" {
   add_first
   add_task second bootup root 'exit 0' --after first
   add_task third bootup bob 'exit 0' --after first
@@ -118,7 +118,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   runs_are 1
 }
 
-@test "a share that others may change is not used" {
+@test "a share that other users can change is not used" {
   add_task one bootup alice 'echo ran'
   chmod 777 "$KEPT"
   run -1 --separate-stderr eorva run one
@@ -131,7 +131,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   run -0 eorva run one
 }
 
-@test "names of old records that lead out of the share are not used" {
+@test "names in old records that lead out of the share are not used" {
   add_task fine bootup alice 'echo ran'
   sqlite3 "$DATABASE" "update task set task_name = '../../../tmp/out' where task_name = 'fine'"
   run -1 --separate-stderr eorva fire bootup
@@ -139,7 +139,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   [[ ! -e /tmp/out ]]
 }
 
-@test "a script that cannot be written ends its child there: no second runner, whatever is planted" {
+@test "a child that cannot write its script ends, and does not become a second runner" {
   local i name second
   for i in 1 2 3 4 5 6; do
     add_task "planted-$i" bootup alice 'echo ran'
@@ -163,7 +163,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   same "processes" "" "$(pgrep '^eorva' || true)"
 }
 
-@test "an exit code that another user planted is not believed" {
+@test "an exit code planted by another user is ignored" {
   add_task bad bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; kill -9 $PPID; exit 1'
   eorva run bad >/dev/null 2>&1 3>&- &
   wait_until runs_are 1
@@ -176,7 +176,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   same "outcome" '"unknown"' "$(field 1 outcome_text)"
 }
 
-@test "a pipe in the place of an exit code does not hold root up" {
+@test "a pipe planted for the exit code does not block root" {
   add_task bad bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   timeout 60 eorva run bad >/dev/null 2>&1 3>&- &
   wait_until runs_are 1
@@ -190,7 +190,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   same "answer" 3 "$status"
 }
 
-@test "what a task of root has left is not handed to its next owner" {
+@test "output of root's task is not given to the task's next owner" {
   add_task secret bootup root 'echo of root'
   run -0 eorva run secret
   run -0 eorva task edit secret --owner alice
@@ -203,7 +203,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
 
 NAMES=1000
 
-@test "$NAMES hostile names in a document: each is refused with its reason, and nothing is stored or run" {
+@test "$NAMES hostile names in a document: each is refused with a reason, and nothing is stored or run" {
   local from refused=0
   for ((from = 0; from < NAMES; from += 100)); do
     "$BATS_TEST_DIRNAME/hostile_names" document "$NAMES" "$from" $((from + 100)) >names.json
@@ -223,7 +223,7 @@ everything() {
     '(' -path "$BATS_RUN_TMPDIR" -o -path "$tree" ')' -prune -o -printf '%p %y %m %U %s %C@\n' | sort
 }
 
-@test "$NAMES hostile names that are in the store all the same: nothing is run, removed or moved for them" {
+@test "$NAMES hostile names in the store: nothing is run, removed or moved for them" {
   local bait
   for bait in "$KEPT" /var/lib/orva "$KEPT/bait" /var/lib/orva/bait /var/lib/bait /var/bait /srv/bait; do
     mkdir -p "$bait/1" "$bait/2"

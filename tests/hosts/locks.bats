@@ -12,7 +12,7 @@ locks() {
   awk -v inode=":$inode\$" '$2 == "OFDLCK" && $6 ~ inode { n[$4]++ } END { printf "read %d, write %d", n["READ"], n["WRITE"] }' /proc/locks
 }
 
-@test "an execution announces what it may still start, and withdraws what has started" {
+@test "an execution announces its tasks, and withdraws each when it has started" {
   add_task first bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task second bootup alice 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done' --after first
   add_task third bootup alice 'exit 0' --after second
@@ -28,7 +28,7 @@ locks() {
   same "left of the locks" "read 0, write 0" "$(locks)"
 }
 
-@test "what is announced stays announced although the display is killed, and no script holds it" {
+@test "tasks stay announced when the display is killed, and scripts do not hold their locks" {
   add_task first bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done; setsid sleep 300 >/dev/null 2>&1 &'
   add_task second bootup alice 'exit 0' --after first
   eorva fire bootup >/dev/null 3>&- &
@@ -44,7 +44,7 @@ locks() {
   pkill -u alice sleep
 }
 
-@test "of 20 starts at the same moment one runs, and the others are refused" {
+@test "of 20 simultaneous starts of a task, one runs and the others are refused" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   local i
   for i in {1..20}; do
@@ -57,7 +57,7 @@ locks() {
   wait
 }
 
-@test "of 10 events at the same moment one starts the task" {
+@test "of 10 simultaneous events, one starts the task" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   local i
   for i in {1..10}; do
@@ -70,7 +70,7 @@ locks() {
   wait
 }
 
-@test "what starts while the restore asks keeps it from restoring" {
+@test "a run that starts while restore asks makes it fail" {
   add_task slow bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   eorva backup kept.db >/dev/null
   mkfifo answer
@@ -90,7 +90,7 @@ locks() {
   same "the run is known" '"ok"' "$(field 1 outcome)"
 }
 
-@test "what is fired while a restore is under way waits, and is what was restored" {
+@test "an event fired during a restore waits, and runs the restored tasks" {
   add_task one bootup alice 'echo as it was'
   eorva backup kept.db >/dev/null
   eorva task delete one --yes >/dev/null
@@ -132,7 +132,7 @@ go_on_together() {
   touch /tmp/go
 }
 
-@test "of 4 executions that come to a task at the same moment one starts it" {
+@test "of 4 executions that reach a task at the same moment, one starts it" {
   rm -f /tmp/go2
   go_on_together 4 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done'
   three_over() { [[ $(cat fired.* | grep -c 'not started: second') == 3 ]]; }
@@ -142,14 +142,14 @@ go_on_together() {
   wait
 }
 
-@test "4 executions that come to a task at the same moment start it in seconds of their own" {
+@test "4 executions that reach a parallel task at the same moment start it in different seconds" {
   go_on_together 4 'exit 0' --parallel
   wait
   same "starts of second" 4 "$(eorva runs list --task second --json | jq '[.[].start_time] | unique | length')"
   same "locks" "read 0, write 0" "$(locks)"
 }
 
-@test "a task that is added while its event is under way is announced and gets its folder before it starts" {
+@test "a task added during an execution of its event is announced, and gets its folder before it starts" {
   rm -f /tmp/go2
   add_task first bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   eorva fire bootup >fired 3>&- &
@@ -166,7 +166,7 @@ go_on_together() {
 
 STARTS=1000
 
-@test "$STARTS starts by 4 executions at once: those of one task are in seconds of their own" {
+@test "$STARTS starts by 4 executions at once: each run of a task starts in its own second" {
   local i
   jq -n --argjson count $((STARTS / 4)) '{version: 1, tasks: ([range($count)] | map({key: "root\(.)", value:
     {event: "bootup", owner: "alice", script: "exit 0", run_the_same_time: true}}) | from_entries)}' >tasks.json

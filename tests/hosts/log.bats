@@ -23,7 +23,7 @@ setup() {
   complains "known: enu, fre, ger, jpn"
 }
 
-@test "the server's language is the usual one" {
+@test "the default language is the server's" {
   cp /etc/orvainfo.conf orvainfo.conf
   sed -i 's/^maillang=.*/maillang=fre/' /etc/orvainfo.conf
   add_task one bootup alice 'exit 0'
@@ -32,7 +32,7 @@ setup() {
   cp orvainfo.conf /etc/orvainfo.conf
 }
 
-@test "programs get the event as it was written, and its text" {
+@test "JSON has the event as it was written, and its text" {
   add_task one bootup alice 'exit 0'
   run -0 eorva log --json
   same "event" '[{"args":["one"],"code":"0x14400004","level":1,"text":"Task \"one\" was created."}]' \
@@ -93,7 +93,7 @@ setup() {
   same "lines" 3 "$(wc -l <followed.json)"
 }
 
-@test "following ends when nobody reads any more, and when it cannot be written" {
+@test "following ends when the reader ends, or when output cannot be written" {
   add_task first bootup alice 'exit 0'
   run -0 timeout 100 bash -c 'eorva log -f | head -n 1'
   says '"first" was created'

@@ -33,7 +33,7 @@ ended() {
   says "event bootup: 4 tasks, would end after 2 min 12 s, at "
 }
 
-@test "without a run to go by, the end is the earliest one" {
+@test "without earlier runs, the plan shows the earliest end" {
   add_task root bootup alice 'exit 0'
   run -0 eorva event plan bootup
   says "event bootup: 1 task, would end at the earliest after 0 s, at "
@@ -41,7 +41,7 @@ ended() {
   same "duration" '[null,false]' "$(jq -c '[.would_run[0].last_duration, .duration_known]' <<<"$output")"
 }
 
-@test "tasks that would not be started follow, each with the reason and a command to type" {
+@test "the plan lists tasks that would not start, each with the reason and a command" {
   add_task root bootup alice 'exit 0'
   add_task off bootup alice 'exit 0' --disabled
   add_task behind bootup alice 'exit 0' --after off
@@ -66,7 +66,7 @@ ended() {
   says $'  odd has a dependency list that cannot be read, "nobody"\n      eorva task edit odd --no-after'
 }
 
-@test "the plan is what the event starts" {
+@test "the event starts what the plan shows" {
   add_task root bootup alice 'exit 0'
   add_task off bootup alice 'exit 0' --disabled
   add_task behind bootup alice 'exit 0' --after off
@@ -77,7 +77,7 @@ ended() {
   same "planned and run" "$planned" "$(eorva runs list --json | jq -c 'map(.task_name) | reverse')"
 }
 
-@test "a task that is running would be refused, and what waits for it not started" {
+@test "the plan refuses a running task, and does not start its dependants" {
   add_task long bootup alice 'exec sleep 300'
   add_task next bootup alice 'exit 0' --after long
   eorva run long >/dev/null 3>&- &
@@ -121,7 +121,7 @@ ended() {
   complains gif
 }
 
-@test "the tasks around a task are found, near and far" {
+@test "relate lists dependencies and dependants, direct and indirect" {
   add_task a bootup alice 'exit 0'
   add_task b bootup alice 'exit 0' --after a
   add_task c bootup alice 'exit 0' --after b
@@ -141,7 +141,7 @@ ended() {
   complains 'there is no task "ghost"'
 }
 
-@test "a walk that would not end is refused" {
+@test "relate refuses a graph with a circle" {
   add_task a bootup alice 'exit 0'
   add_task b bootup alice 'exit 0' --after a
   add_task c bootup alice 'exit 0' --after b

@@ -25,7 +25,7 @@ kept() { eorva runs list --limit 0 --json | jq -c '[.[].result_id] | reverse'; }
 folders() { find "$KEPT/${1:-one}" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' | sort -n | paste -sd ,; }
 rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
 
-@test "the newest runs of each task are kept, and the newest failed ones besides" {
+@test "the newest runs of each task are kept, and the newest failed ones too" {
   add_task two bootup bob 'exit 0'
   runs one 0 1 2
   runs one 1 3 5
@@ -55,7 +55,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "kept then" "[5]" "$(kept)"
 }
 
-@test "all keeps all" {
+@test "the value all keeps all runs" {
   runs one 0 1 130
   run -0 eorva runs prune --json
   same "by default" 30 "$(jq '.runs | length' <<<"$output")"
@@ -68,7 +68,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "with all" 0 "$(jq '.runs | length' <<<"$output")"
 }
 
-@test "the oldest output goes first, of whatever task, and its record stays" {
+@test "the oldest output of all tasks is removed first, and its record stays" {
   add_task two bootup bob 'exit 0'
   runs two 0 1 2
   runs one 0 3 5
@@ -100,7 +100,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "output afterwards" "" "$(folders slow)"
 }
 
-@test "output in a former place is pruned too" {
+@test "output in a former output path is pruned too" {
   runs one 0 1 2
   mkdir -p /srv/other
   printf '[other]\npath = /srv/other\n' >>/etc/orva/shares.conf
@@ -115,7 +115,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   sed -i '/^\[other\]/,$d' /etc/orva/shares.conf
 }
 
-@test "output of a task that was deleted counts, and goes when it is old" {
+@test "output of a deleted task counts towards the limit, and is removed when it is old" {
   runs one 0 1 3
   mkdir -p "$KEPT/gone/7" "$KEPT/gone/$(date +%s)" "$KEPT/photos/8" "$KEPT/mixed/9"
   head -c 10240 /dev/zero | tee "$KEPT/gone/7/output.log" "$KEPT/photos/8/image" "$KEPT/mixed/9/output.log" >"$KEPT/mixed/9/image"
@@ -235,7 +235,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "kept then" "[2]" "$(kept)"
 }
 
-@test "removing the package with all that it keeps empties no volume that is mounted there" {
+@test "purging the package does not empty a volume mounted in its folder" {
   local volume other=/var/lib/orva/eorvascheduler
   runs one 0 1 2
   mkdir -p "$KEPT/one/1/volume" "$other"
@@ -266,7 +266,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "folders" "1,2,3" "$(folders)"
 }
 
-@test "a setting that cannot be used stops it" {
+@test "an invalid setting stops the command" {
   runs one 0 1 3
   rules retention_runs=few retention_output_size=1K
   run -1 --separate-stderr eorva runs prune

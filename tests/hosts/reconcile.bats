@@ -27,7 +27,7 @@ start_long() {
 # As it is stored: who looks at a run closes it, when its process is gone.
 is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result where result_id = 1') == 1 ]]; }
 
-@test "a run whose whole family was killed is closed by the next event" {
+@test "a run whose processes were all killed is closed by the next event" {
   start_long
   kill -9 "$display" "$watch" "$execution" "$child" "$(cat /tmp/pid)"
   wait "$display" || true
@@ -46,7 +46,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "left of executions" "" "$(ls -A /run/eorva/executions)"
 }
 
-@test "an execution that is killed is a failure, and a task that goes on is left alone" {
+@test "a killed execution is a failure, and its running task continues" {
   start_long
   # Which process it is stands in its record before the execution ends, and stays there.
   local identity='[.boot_id, .start_ticks]' process
@@ -71,7 +71,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "left in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorvascheduler*')"
 }
 
-@test "an execution goes on without the process that watches over it" {
+@test "an execution continues without its watching process" {
   start_long
   kill -9 "$watch"
   local status=0
@@ -84,7 +84,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "outcome" '{"exit_code":15,"exit_type":"by_signal"}' "$(field 1 exit_info)"
 }
 
-@test "a status that cannot be read is put right, and keeps what else it holds" {
+@test "an unreadable status is repaired, and its other members are kept" {
   local damaged
   for damaged in '{"running":7,"kept":1}' '{"running":null,"kept":1}' '{"running":{"a":1},"kept":1}' \
     '{"running":"x","kept":1}' '{"running":[-5,"x",4000000],"kept":1}'; do
@@ -101,7 +101,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   done
 }
 
-@test "a child that is killed alone is closed by its own execution" {
+@test "the execution closes a run whose process was killed" {
   start_long
   kill -9 "$child"
   local status=0
@@ -111,7 +111,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "running list" '{"running":[]}' "$(eorva task show long --json | jq -c .status)"
 }
 
-@test "a process number that means another process now does not keep a task from running" {
+@test "a process id reused by another process does not block a task" {
   start_long
   kill -9 "$display" "$watch" "$execution" "$child" "$(cat /tmp/pid)"
   wait "$display" || true
@@ -123,7 +123,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "running list" '{"running":[]}' "$(eorva task show long --json | jq -c .status)"
 }
 
-@test "a process number that means a command of our own now does not keep a task from running" {
+@test "a process id reused by an eorva command does not block a task" {
   add_task other-long busy bob 'exit 0'
   start_long
   # As after a reboot: the number belongs to one of the processes of an execution that has begun since.
@@ -141,7 +141,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   wait
 }
 
-@test "of two open runs with one process number only the newer is alive" {
+@test "of two open runs with one process id, only the newer is alive" {
   start_long
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info, trigger_event) select task_name, start_time, pid, '{}', trigger_event from task_result;
     update task_result set start_time = start_time - 1000 where result_id = 1"
@@ -153,7 +153,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   wait
 }
 
-@test "a run whose execution is about to close it is left to it" {
+@test "a run is left to the execution that is about to close it" {
   # As in the moment between the end of the process and the end of the record.
   mkdir -p /run/eorva/executions
   bash -c 'exit 0' &
@@ -176,7 +176,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "left of executions" "" "$(ls -A /run/eorva/executions)"
 }
 
-@test "nothing is closed that an execution under way will close" {
+@test "runs of a running execution are not closed" {
   add_task brief busy alice 'exit 0' --parallel
   local i
   for i in 1 2 3; do

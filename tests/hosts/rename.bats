@@ -5,7 +5,7 @@ load common
 
 setup() { fresh_store; }
 
-@test "a new name is carried into lists, runs and output" {
+@test "a rename changes dependency lists, run records and output" {
   add_task first bootup alice 'echo of the old name'
   add_task second bootup alice 'exit 0' --after first
   add_task third bootup alice 'exit 0' --after second --after first
@@ -20,7 +20,7 @@ setup() { fresh_store; }
   [[ ! -e $KEPT/first ]]
 }
 
-@test "a new name is looked over like that of a new task" {
+@test "a new name must follow the rules for new tasks" {
   add_task it bootup alice 'exit 0'
   add_task other_1 bootup alice 'exit 0'
   local name
@@ -35,7 +35,7 @@ setup() { fresh_store; }
   complains 'there is no task "ghost"'
 }
 
-@test "a name that is no good can be left behind" {
+@test "a task with an invalid name can be renamed" {
   add_task it bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after it
   sqlite3 "$DATABASE" "pragma foreign_keys = on; update task set task_name = '../it' where task_name = 'it';
@@ -44,7 +44,7 @@ setup() { fresh_store; }
   same "lists" '[["it",""],["second","[it]"]]' "$(eorva task list --json | jq -c 'map([.task_name, .depend_on_task])')"
 }
 
-@test "rename says who waits for the task, and believes only a yes" {
+@test "rename lists the dependants, and accepts only a yes" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run -1 --separate-stderr eorva task rename first earliest </dev/null
@@ -56,7 +56,7 @@ setup() { fresh_store; }
   same "tasks" '["earliest","second"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
 }
 
-@test "a task that runs gets no new name" {
+@test "a running task cannot be renamed" {
   add_task long bootup alice 'exec sleep 300'
   eorva run long >/dev/null 3>&- &
   wait_until runs_are 1
@@ -68,7 +68,7 @@ setup() { fresh_store; }
   run -0 eorva task rename long short --yes
 }
 
-@test "a task that an execution may still start gets no new name" {
+@test "a task that an execution may still start cannot be renamed" {
   add_task long bootup alice 'exec sleep 300'
   add_task next bootup alice 'exit 0' --after long
   eorva fire bootup >/dev/null 3>&- &
@@ -82,7 +82,7 @@ setup() { fresh_store; }
   same "runs" '["next","long"]' "$(eorva runs list --json | jq -c 'map(.task_name)')"
 }
 
-@test "a task keeps its name, and stays, while an execution may still start one that waits for it" {
+@test "a task cannot be renamed or deleted while an execution may still start a dependant" {
   add_task first bootup alice 'exit 0'
   add_task other bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task second bootup alice 'exit 0' --after first --after other
@@ -100,7 +100,7 @@ setup() { fresh_store; }
   run -0 eorva task rename first earliest --yes
 }
 
-@test "a change of name that was cut off between its halves is finished by another try" {
+@test "renaming again completes an interrupted rename" {
   add_task it bootup alice 'echo kept'
   eorva run it >/dev/null
   mv "$KEPT/it" "$KEPT/other"
@@ -131,7 +131,7 @@ setup() { fresh_store; }
   run -0 eorva runs output 1
 }
 
-@test "a folder that has the new name already is put aside, and a link is not followed" {
+@test "an existing folder with the new name is moved aside, and a link is not followed" {
   add_task it bootup alice 'echo kept'
   eorva run it >/dev/null
   mkdir target
@@ -148,7 +148,7 @@ setup() { fresh_store; }
   complains "it is a link, or not a folder"
 }
 
-@test "what was put aside for another owner has the new name too, and what others left keeps theirs" {
+@test "folders moved aside for another owner are renamed too, and folders of other tasks are not" {
   add_task it bootup alice 'echo of alice'
   eorva run it >/dev/null
   eorva task edit it --owner bob >/dev/null
@@ -161,7 +161,7 @@ setup() { fresh_store; }
   same "owners" "bob alice" "$(stat -c %U "$KEPT/other" "$KEPT/other~3" | paste -sd ' ')"
 }
 
-@test "when the store refuses, what was put aside has its old name again" {
+@test "when the store refuses, folders that were moved aside have their old names again" {
   add_task it bootup alice 'echo of alice'
   eorva run it >/dev/null
   eorva task edit it --owner bob >/dev/null
@@ -172,7 +172,7 @@ setup() { fresh_store; }
   same "output of alice's run" "of alice" "$(eorva runs output 1)"
 }
 
-@test "a name is carried along where output has been switched off meanwhile" {
+@test "a rename moves output after output has been switched off" {
   add_task it bootup alice 'echo kept'
   eorva run it >/dev/null
   jq '.eorvascheduler.enable_output = false' "$STORE/eorvascheduler-conf.json" >conf.json
@@ -181,7 +181,7 @@ setup() { fresh_store; }
   [[ -d $KEPT/other && ! -e $KEPT/it ]]
 }
 
-@test "a list that names the task twice is to be mended first" {
+@test "a dependency list that names the task twice must be repaired first" {
   add_task it bootup alice 'exit 0'
   add_task twice bootup alice 'exit 0' --after it
   sqlite3 "$DATABASE" "update task set depend_on_task = '[it][it]' where task_name = 'twice'"
@@ -192,7 +192,7 @@ setup() { fresh_store; }
   run -0 eorva task rename it other --yes
 }
 
-@test "the output of a deleted task is put aside, and another owner can take the name" {
+@test "the output of a deleted task is moved aside, and another owner can use the name" {
   add_task it bootup alice 'echo hers'
   eorva run it >/dev/null
   run -0 --separate-stderr eorva task delete it --yes
@@ -205,7 +205,7 @@ setup() { fresh_store; }
   complains "its output is kept in $KEPT/it~2"
 }
 
-@test "other writers make a change of name wait, not fail" {
+@test "a rename waits for other writers" {
   add_task it bootup alice 'exit 0'
   # A writer that holds the lock, lets go, and takes it again, until the name has changed.
   (for ((i = 0; i < 1000; i++)); do

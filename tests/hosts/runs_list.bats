@@ -18,7 +18,7 @@ setup() {
 
 numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
 
-@test "lists are narrowed by task, event and owner" {
+@test "lists can be filtered by task, event and owner" {
   same "all" "[4,3,2,1]" "$(numbers)"
   same "of one" "[4,3,1]" "$(numbers --task one)"
   same "by shutdown" "[2]" "$(numbers --event shutdown)"
@@ -50,7 +50,7 @@ numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
   same "running afterwards" '[]' "$(numbers --running)"
 }
 
-@test "times are absolute or relative, local, and both ends belong to the span" {
+@test "times are absolute or relative and local, and both limits are included" {
   export TZ=UTC
   same "from a time" "[4,3]" "$(numbers --since '1970-01-01 03:00')"
   same "from a second later" "[4]" "$(numbers --since '1970-01-01 03:00:01')"
@@ -89,7 +89,7 @@ numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
   complains 'there is no task "three"'
 }
 
-@test "pages follow one another without a gap, also when runs are added meanwhile" {
+@test "pages have no gaps, even when runs are added meanwhile" {
   same "first page" "[4,3]" "$(numbers --limit 2)"
   run -0 --separate-stderr eorva runs list --limit 2
   complains "there are older runs: add --before 3"

@@ -12,7 +12,7 @@ setup() {
 # on_terminal COMMAND...: its output as a terminal gets it.
 on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
 
-@test "output and script are those of the run, not of the present task" {
+@test "output and script are those of the run, not of the current task" {
   add_task one bootup alice 'echo first; echo error >&2'
   eorva run one >/dev/null
   eorva task delete one --yes >/dev/null
@@ -39,7 +39,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   same "bytes" "$(printf 'a\000b\377\033[31m' | od -c)" "$(eorva runs output 1 | od -c)"
 }
 
-@test "an output that is no longer there is named" {
+@test "missing output is reported" {
   add_task one bootup alice 'echo gone'
   run -0 eorva run one
   rm -r "$KEPT/one"
@@ -144,7 +144,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   same "places" '["scheduler",["old/sub"]]' "$(eorva config show --json | jq -c '[.output_path, .former_output_paths]')"
 }
 
-@test "a former place that is gone is named" {
+@test "a missing former output path is named" {
   run -0 eorva config set --output-path old/sub
   add_task one bootup alice 'echo there'
   run -0 eorva run one
@@ -157,7 +157,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   same "back" there "$(eorva runs output 1)"
 }
 
-@test "two scripts are compared as diff does" {
+@test "two scripts are compared with diff" {
   add_task one bootup alice "$(printf 'echo same\necho first')"
   eorva run one >/dev/null
   sqlite3 "$DATABASE" "update task set operation = 'echo same' || char(10) || 'echo second' || char(10)"
@@ -176,7 +176,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   complains "run 1 has no script.log"
 }
 
-@test "a new name moves the output in every place" {
+@test "a rename moves the output in every output path" {
   add_task one bootup alice 'echo first place'
   run -0 eorva run one
   run -0 eorva config set --output-path old/sub

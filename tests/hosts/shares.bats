@@ -16,7 +16,7 @@ teardown() {
 # member SHARE NAME: what the list says of a share, as JSON.
 member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name == \$share).$2"; }
 
-@test "the default share is listed, and can be used" {
+@test "the default share is listed and accessible" {
   run -0 --separate-stderr eorva share list
   [[ ${lines[0]} =~ ^SHARE\ +PATH\ +VOLUME\ +FREE\ +ACCESSIBLE$ ]]
   [[ ${lines[1]} =~ ^scheduler\ +/var/lib/orva/scheduler\ +/var\ +[0-9.]+\ [KMGT]iB\ yes$ ]]
@@ -60,14 +60,14 @@ member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name 
   grep -q '^# Language of mail' /etc/orvainfo.conf
 }
 
-@test "no shares are an empty list" {
+@test "without shares, the list is empty" {
   rm /etc/orva/shares.conf
   run -0 --separate-stderr eorva share list
   same "standard error" "" "$stderr"
   same "as JSON" "[]" "$(eorva share list --json | jq -c .)"
 }
 
-@test "a volume that is taken away under an execution ends what it has started, and nothing lands in the empty folder" {
+@test "when a volume is removed during an execution, no more tasks start and nothing is written to the empty folder" {
   printf '%s\n' '[data]' 'path = /srv/data/logs' 'volume = /srv/data' >>/etc/orva/shares.conf
   mkdir -p /srv/data/logs
   mount -t tmpfs volume /srv/data

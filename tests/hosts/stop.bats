@@ -67,7 +67,7 @@ start() {
   grep -q 'event bootup: 3 runs, 2 ok, 1 failed' fired
 }
 
-@test "a script whose processes come and go all the time ends too" {
+@test "a script that keeps starting processes is ended, too" {
   add_task restless bootup alice 'trap "" TERM; for i in 1 2 3 4 5 6 7 8 9 10; do
     (while :; do (setsid -f sleep 0.3); sleep 0.05; done) & done; touch /tmp/go; wait'
   chmod 1777 /tmp
@@ -174,7 +174,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   same "after" '"ok"' "$(field "$(run_of after)" outcome)"
 }
 
-@test "the limit is kept although the display is gone" {
+@test "the time limit works after the display has ended" {
   add_task limited bootup alice 'trap "" TERM; touch /tmp/go; sleep 300'
   chmod 1777 /tmp
   echo stop_grace=1 >/etc/eorva.conf

@@ -27,7 +27,7 @@ make_old() {
 
 tasks() { eorva task list --json | jq -c '[.[].task_name]'; }
 
-@test "a database of an older version is migrated by whoever opens it first, and kept as it was" {
+@test "a database of an older version is migrated when it is opened, and a copy is kept" {
   make_old
   same "tasks" '["backup"]' "$(tasks)"
   same "runs" 1 "$(eorva runs list --json | jq length)"
@@ -46,7 +46,7 @@ tasks() { eorva task list --json | jq -c '[.[].task_name]'; }
   same "version" 99 "$(sqlite3 "$DATABASE" 'pragma user_version')"
 }
 
-@test "on a full disk nothing is added or lost, and it goes on when there is room" {
+@test "on a full disk nothing is added or lost, and work continues when there is space" {
   mount_store 1m
   dd if=/dev/zero of="$STORE/ballast" bs=4k 2>/dev/null || true
   run --separate-stderr add_task second bootup 7001 "# $(head -c 60000 /dev/zero | tr '\0' x)"
@@ -58,7 +58,7 @@ tasks() { eorva task list --json | jq -c '[.[].task_name]'; }
   same "integrity" ok "$(sqlite3 "$DATABASE" 'pragma integrity_check')"
 }
 
-@test "a read-only file system, a missing folder and a file that is no database are said, and stay as they are" {
+@test "a read-only file system, a missing folder and a file that is not a database are reported, and stay unchanged" {
   mount_store 1m
   mount -o remount,ro "$STORE"
   run --separate-stderr eorva task list

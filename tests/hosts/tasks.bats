@@ -28,7 +28,7 @@ setup() { fresh_store; }
   same "the same as shown" "$(jq -S '.[0]' <<<"$output")" "$(eorva task show hello --json | jq -S .)"
 }
 
-@test "an empty list is an empty array, and a table that says so" {
+@test "an empty list is an empty array in JSON, and a message in the table" {
   run -0 eorva task list --json
   same "list" "[]" "$(jq -c . <<<"$output")"
   run -0 eorva task list
@@ -45,7 +45,7 @@ setup() { fresh_store; }
   says "needed by:             both"
 }
 
-@test "list shows one event alone when asked" {
+@test "list --event shows only tasks of that event" {
   add_task morning bootup alice 'exit 0'
   add_task evening shutdown alice 'exit 0'
   same "tasks" '["evening"]' "$(eorva task list --event shutdown --json | jq -c '[.[].task_name]')"
@@ -56,7 +56,7 @@ setup() { fresh_store; }
   complains "--event"
 }
 
-@test "all that is wrong is said at once, each with its member" {
+@test "all errors are reported at once, each with its member" {
   add_task elsewhere shutdown alice 'exit 0'
   run -1 --separate-stderr eorva task add '../up' --event on_demand --owner nobody-at-all --script - --after there \
     --after elsewhere --mail '-oops,x y' <<<'exit 0'
@@ -71,7 +71,7 @@ setup() { fresh_store; }
   same "tasks" 1 "$(eorva task list --json | jq length)"
 }
 
-@test "hostile names are refused as arguments too, and nothing happens" {
+@test "hostile names are refused as arguments too, and nothing changes" {
   local name names
   names=('..' '.' '../..' 'a/b' '/etc' "it's" 'say "x"' 'a;touch pwn' '$(touch pwn)' '`touch pwn`' 'a|b' 'a&b' 'a>b'
     'a<b' 'a*b' 'a?b' 'a[b]' 'a]b' 'a%b' 'a\b' '-rf' ' lead' 'trail ' $'new\nline' $'tab\tbed' $'bell\a' '~root' '#x'
@@ -87,7 +87,7 @@ setup() { fresh_store; }
   [[ ! -e pwn && ! -e /pwn && ! -e /tmp/pwn ]]
 }
 
-@test "sound names are accepted" {
+@test "valid names are accepted" {
   local name
   for name in a 7 a.b under_score 'two words' Müll-Abfuhr 日次バックアップ "$(printf 'x%.0s' {1..64})"; do
     run -0 eorva task add "$name" --event bootup --owner alice --script /dev/null
@@ -95,7 +95,7 @@ setup() { fresh_store; }
   done
 }
 
-@test "names that the library could take for one another are refused" {
+@test "names that the library would confuse are refused" {
   add_task task_1 bootup alice 'exit 0'
   run -1 --separate-stderr eorva task add TASK_1 --event bootup --owner alice --script /dev/null
   complains 'name: is the same as "task_1", apart from upper and lower case or "_"'
@@ -126,7 +126,7 @@ setup() { fresh_store; }
   same "tasks" 27 "$(eorva task list --json | jq length)"
 }
 
-@test "a record is taken whole, and looked over as strictly" {
+@test "a record is stored completely, and checked as strictly" {
   cat >task.json <<'J'
 {"task_name": "whole", "event": "bootup", "owner": {"7001": "alice"}, "operation": "exit 0\n"}
 J
@@ -140,7 +140,7 @@ J
   complains "waits for: must be names in brackets and nothing else"
 }
 
-@test "an owner that could be read as root by accident is refused" {
+@test "an owner that could be misread as root is refused" {
   local owner
   for owner in null false 0.7 '"abc"' '""' '4294967296' '{}' '{"abc": ""}' '{"": "root"}' '{"7001": "bob"}' '{"7001x": "alice"}' \
     '{"4294967296": "root"}' '{"-1": ""}' '{" 0": "root"}' '{"00": "root"}' '{"7009": ""}' '[0]' '{"7001": 7001}'; do
@@ -150,7 +150,7 @@ J
   same "tasks" 0 "$(eorva task list --json | jq length)"
 }
 
-@test "a record that is no record is an error that names the file" {
+@test "an invalid record is an error that names the file" {
   local text
   for text in '' '{' '[]' '7' '"x"' '{"a": 1, "a": 2}' '{} trailing' "$(printf '[%.0s' {1..2000})"; do
     printf '%s' "$text" >bad.json
@@ -160,7 +160,7 @@ J
   run -2 --separate-stderr eorva task add x --record bad.json
 }
 
-@test "a script that cannot be read is an error that names it" {
+@test "an unreadable script is an error that names it" {
   run -1 --separate-stderr eorva task add x --event bootup --owner alice --script missing.sh
   complains "missing.sh"
   run -1 --separate-stderr eorva task add x --event bootup --owner alice --script /
@@ -170,7 +170,7 @@ J
   complains "long.sh is too long"
 }
 
-@test "a script that will hardly run is stored with a warning" {
+@test "a script that probably cannot run is stored with a warning" {
   printf '#!/bin/sh\r\nexit 0\r\n' >crlf.sh
   run -0 --separate-stderr eorva task add crlf --event bootup --owner alice --script crlf.sh
   complains 'warning: task "crlf": script: line 1 of the script ends with CR LF'
@@ -187,7 +187,7 @@ J
   same "warnings" "" "$stderr"
 }
 
-@test "a task that is not there is named" {
+@test "an unknown task is named" {
   run -1 --separate-stderr eorva task show ghost
   complains 'there is no task "ghost"'
   run -1 --separate-stderr eorva task delete ghost --yes
@@ -198,7 +198,7 @@ J
   complains 'there is no task "ghost"'
 }
 
-@test "delete says what it takes along and asks" {
+@test "delete lists what it also deletes, and asks" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run -1 --separate-stderr eorva task delete first </dev/null
@@ -209,7 +209,7 @@ J
   same "tasks" '["second"]' "$(eorva task list --json | jq -c '[.[].task_name]')"
 }
 
-@test "delete believes only a yes on a terminal" {
+@test "delete accepts only a yes on a terminal" {
   add_task first bootup alice 'exit 0'
   run -1 script -qec 'eorva task delete first' /dev/null <<<'n'
   same "tasks" 1 "$(eorva task list --json | jq length)"
@@ -217,7 +217,7 @@ J
   same "tasks" 0 "$(eorva task list --json | jq length)"
 }
 
-@test "a task that runs is not deleted" {
+@test "a running task cannot be deleted" {
   add_task long bootup alice 'exec sleep 300'
   eorva run long >/dev/null 3>&- &
   wait_until runs_are 1
@@ -228,7 +228,7 @@ J
   run -0 eorva task delete long --yes
 }
 
-@test "the graph is a tree, and JSON on request" {
+@test "the graph is printed as a tree, or as JSON" {
   add_task root bootup alice 'exit 0'
   add_task left bootup alice 'exit 0' --after root
   add_task right bootup bob 'exit 0' --after root --disabled

@@ -38,7 +38,7 @@ many() {
 # release COUNT: lets so many go on.
 release() { printf '\n%.0s' $(seq "$1") >&9; }
 
-@test "a table without room is cut, redrawn, and shown completely at the end" {
+@test "a table that does not fit is cut, redrawn, and shown completely at the end" {
   many 12
   on_screen 40 9 'eorva fire bootup'
   wait_until shows '^\.\.\. and 7 more'
@@ -55,7 +55,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   same "lines about what is left out" 0 "$(times '\.\.\.')"
 }
 
-@test "an interrupted display says how to go on, and restores the terminal" {
+@test "an interrupted display says how to continue, and restores the terminal" {
   many 2
   on_screen 80 24 'eorva fire bootup'
   wait_until shows '^task-01-x'
@@ -80,7 +80,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   done
 }
 
-@test "a display that nobody reads says that the execution continues" {
+@test "a display without a reader says that the execution continues" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run bash -c 'eorva fire bootup | head -n 1'

@@ -20,7 +20,7 @@ typed() {
   complains 'help: there is no command "eorva task lst"; did you mean "list"?'
 }
 
-@test "without a verb there is the help that tells the verbs" {
+@test "a command without its subcommand shows the help" {
   local command
   for command in "" task event runs config share; do
     # shellcheck disable=SC2086
@@ -30,7 +30,7 @@ typed() {
   done
 }
 
-@test "what is mistyped is understood, and the right help is named" {
+@test "a mistyped command or option gets a suggestion, and the right help is named" {
   local line wanted
   add_task disk-usage my-event alice 'exit 0'
   while IFS='|' read -r line wanted; do
@@ -61,7 +61,7 @@ log -n many|eorva: --lines: "many" is not a whole number, 0 or more|Try 'eorva l
 END
 }
 
-@test "names that are mistyped are understood" {
+@test "mistyped names get a suggestion" {
   add_task disk-usage my-event alice 'exit 0'
   local line wanted
   while IFS='|' read -r line wanted; do
@@ -83,7 +83,7 @@ END
   complains 'did you mean "retention_runs"?'
 }
 
-@test "a list of nothing says so, and stays data for programs" {
+@test "an empty list is a note for people, and an empty array in JSON" {
   run -0 --separate-stderr eorva runs list --outcome failed
   same "runs" "|eorva: no runs" "$output|$stderr"
   run -0 --separate-stderr eorva task list --event weekly
@@ -92,7 +92,7 @@ END
   same "JSON" "[]|" "$output|$stderr"
 }
 
-@test "an event that starts nothing names where the reason is" {
+@test "an event that starts nothing names the command that explains why" {
   run -0 --separate-stderr eorva fire hourly
   complains 'the event "hourly" starts no task now; to see why: eorva event plan hourly'
 }
@@ -108,7 +108,7 @@ END
   echo >/tmp/go
 }
 
-@test "a task of an event that is switched off is added, and that is said" {
+@test "adding a task for a disabled event prints a note" {
   run -0 --separate-stderr eorva task add it --event weekly --owner alice --script - <<<'exit 0'
   same "said" 'eorva: the event "weekly" is disabled: eorva event enable weekly' "$stderr"
   run -0 --separate-stderr eorva task edit it --event daily
@@ -143,7 +143,7 @@ END
   same "stopped" '[1,2]' "$(jq -c 'map(.result_id)' <<<"$output")"
 }
 
-@test "lines of the settings that do nothing are told" {
+@test "ignored lines of the settings are reported" {
   cp /etc/eorva.conf before.conf
   printf 'retention_run=5\nretention_runs 5\n  ; no = setting\n' >>/etc/eorva.conf
   local last
@@ -157,7 +157,7 @@ END
   mv before.conf /etc/eorva.conf
 }
 
-@test "blanks between addresses are no part of them" {
+@test "blanks between addresses are removed" {
   add_task it bootup alice 'exit 0' --mail ' a@example.org, b@example.org '
   same "addresses" '"a@example.org,b@example.org"' "$(eorva task show it --json | jq .notify_mail)"
 }
