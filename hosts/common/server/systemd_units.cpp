@@ -16,6 +16,9 @@ namespace Host {
 
 namespace {
 
+/// Of a unit's name.
+constexpr std::size_t MOST_BYTES = 255;
+
 struct Answer {
   int iStatus = 0;      ///< as waitpid gives it
   std::string strText;  ///< what was written to standard output and standard error
@@ -60,9 +63,24 @@ UnitState stateFromFiles(const std::string& strUnit) {
   return state;
 }
 
-std::vector<std::string> wordsOf(const std::string& strText) {
+/// systemctl quotes a name with a backslash as for a shell; no name of a unit has a blank.
+std::string unquoted(const std::string& strWord) {
+  if (strWord.size() < 2 || strWord.front() != '"') {
+    return strWord;
+  }
+  std::string strName;
+  for (std::size_t i = 1; i + 1 < strWord.size(); ++i) {
+    i += strWord[i] == '\\' ? 1 : 0;
+    strName += strWord[i];
+  }
+  return strName;
+}
+
+std::vector<std::string> namesIn(const std::string& strText) {
   std::istringstream text(strText);
-  return {std::istream_iterator<std::string>(text), {}};
+  std::vector<std::string> vecNames{std::istream_iterator<std::string>(text), {}};
+  std::transform(vecNames.begin(), vecNames.end(), vecNames.begin(), &unquoted);
+  return vecNames;
 }
 
 /// Reads one of the blocks that systemctl separates by empty lines: lines KEY=VALUE.
@@ -80,14 +98,16 @@ std::map<std::string, std::string> readBlock(std::istream& text) {
 /// \return their states by name; a unit can have several names.
 std::map<std::string, UnitState> statesFromManager(const std::vector<std::string>& vecUnits) {
   std::vector<std::string> vecArguments{"show", "--property=Names,UnitFileState,ActiveState,TriggeredBy", "--"};
-  vecArguments.insert(vecArguments.end(), vecUnits.begin(), vecUnits.end());
+  // A name that is too long for a unit would end the answer.
+  std::copy_if(vecUnits.begin(), vecUnits.end(), std::back_inserter(vecArguments),
+               [](const std::string& strUnit) { return strUnit.size() <= MOST_BYTES; });
   std::istringstream text(systemctl(std::move(vecArguments)).strText);
   std::map<std::string, UnitState> mapStates;
   while (text) {
     std::map<std::string, std::string> mapValues = readBlock(text);
     const UnitState state{true, mapValues["UnitFileState"], mapValues["ActiveState"],
-                          wordsOf(mapValues["TriggeredBy"])};
-    for (const std::string& strName : wordsOf(mapValues["Names"])) {
+                          namesIn(mapValues["TriggeredBy"])};
+    for (const std::string& strName : namesIn(mapValues["Names"])) {
       mapStates[strName] = state;
     }
   }

@@ -29,7 +29,9 @@ protected:
                         "echo \"$*\" >>/tmp/fake_systemctl/calls\n"
                         "printf 'Names=other.service one.service\\nActiveState=active\\nTriggeredBy=\\n"
                         "UnitFileState=enabled\\n\\n'\n"
-                        "printf 'ActiveState=inactive\\nNames=two.service\\nTriggeredBy=a.timer b.path\\n'\n");
+                        "printf 'ActiveState=inactive\\nNames=two.service\\nTriggeredBy=a.timer b.path\\n\\n'\n"
+                        "printf '%s\\n' ActiveState=failed 'Names=\"in\\\\x20box.service\"' "
+                        "'TriggeredBy=\"in\\\\x20box.path\"'\n");
     std::filesystem::permissions(strProgram, std::filesystem::perms::owner_all);
     m_strPath = getenv("PATH");
     setenv("PATH", (FOLDER + (":" + m_strPath)).c_str(), 1);
@@ -57,6 +59,21 @@ TEST_F(Units, AreAskedForInOneCall) {
   EXPECT_EQ(vecStates[1].strActive, "active");
   EXPECT_EQ(vecStates[2].strActive, "");
   EXPECT_TRUE(vecStates[2].blKnown);
+}
+
+TEST_F(Units, NamesWithABackslashAreQuotedBySystemctl) {
+  const std::vector<UnitState> vecStates = unitStates({R"(in\x20box.service)"});
+  ASSERT_EQ(vecStates.size(), 1U);
+  EXPECT_EQ(vecStates[0].strActive, "failed");
+  EXPECT_THAT(vecStates[0].vecTriggers, ElementsAre(R"(in\x20box.path)"));
+}
+
+TEST_F(Units, ANameThatIsTooLongForAUnitIsNotAskedFor) {
+  const std::vector<UnitState> vecStates = unitStates({std::string(256, 'a'), "one.service"});
+  EXPECT_EQ(OrvaTest::readFile(CALLS), "show --property=Names,UnitFileState,ActiveState,TriggeredBy -- one.service\n");
+  ASSERT_EQ(vecStates.size(), 2U);
+  EXPECT_EQ(vecStates[0].strActive, "");
+  EXPECT_EQ(vecStates[1].strActive, "active");
 }
 
 TEST_F(Units, ThatNobodyAsksForNeedNoCall) {
