@@ -1,11 +1,11 @@
 #!/usr/bin/env bats
-# What an event would start, the graph in other forms, and the tasks around a task.
+# Event plans, task graphs and related tasks.
 
 load common
 
 setup() { fresh_store; }
 
-# A run that has ended, of so many seconds. ended TASK SECONDS
+# ended TASK SECONDS: records an ended run of that duration.
 ended() {
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, pid, event_fire_time, trigger_event,
     exit_info) values ('$1', 1000, 1000 + $2, 1, 1000, 'bootup', '{\"exit_type\": \"normal\", \"exit_code\": 0}')"
@@ -97,7 +97,7 @@ ended() {
   sqlite3 "$DATABASE" "update task set task_name = 'taskX1' where task_name = 'taskX2'"
   run -0 eorva event plan bootup
   says 'nothing would be started: these tasks cannot be run safely:'
-  says 'the name "taskX1" is also what the task "task_1" stands for'
+  says 'the name "taskX1" is also matched by the task "task_1"'
 }
 
 @test "an event without tasks would start nothing" {

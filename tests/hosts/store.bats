@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The database under the command: older and newer ones, and file systems that fail.
+# Older and newer databases, and file systems that fail.
 
 load common
 
@@ -20,7 +20,7 @@ mount_store() {
   cp -a store/. "$STORE"
 }
 
-# The database as it was before it had versions.
+# Makes a database of the time before versions.
 make_old() {
   sqlite3 "$DATABASE" 'alter table task drop column description' 'pragma user_version = 0' >/dev/null
 }
@@ -78,7 +78,7 @@ tasks() { eorva task list --json | jq -c '[.[].task_name]'; }
   rm -r "$STORE"
   run --separate-stderr eorva task list
   same "answer" 1 "$status"
-  complains "run 'eorva init' first"
+  complains "create it with: eorva init"
   [[ ! -e $STORE ]]
 }
 

@@ -36,16 +36,16 @@ std::optional<UniqueFd> unlessMissing(const std::function<UniqueFd()>& fnOpen);
 /// @{
 
 /// Tells whether the name is in use, also by a broken link.
-bool hasEntry(const UniqueFd& base, const std::string& strName);
+bool hasEntry(const UniqueFd& folder, const std::string& strName);
 
-void renameAt(const UniqueFd& base, const std::string& strOld, const std::string& strNew, const std::string& strBase);
+void renameAt(const UniqueFd& folder, const std::string& strOld, const std::string& strNew, const std::string& strPath);
 
 /// The first free of NAME~1, NAME~2 and so on. No task can have such a name.
-std::string freeAsideName(const UniqueFd& base, const std::string& strName);
+std::string freeAsideName(const UniqueFd& folder, const std::string& strName);
 
 /// Gives a folder a free name.
 /// \return its new path; empty when there was none.
-std::string moveAsideAt(const UniqueFd& base, const std::string& strName, const std::string& strBase);
+std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, const std::string& strPath);
 
 /// The folder of a task, and those that were moved aside; only names that exist.
 std::vector<std::string> foldersAt(const UniqueFd& base, const std::string& strTask);

@@ -49,6 +49,7 @@ void Program::setDefault(int iSignal) {
 
 pid_t Program::start() const {
   std::vector<char*> vecPointers;
+  vecPointers.reserve(m_vecCommand.size() + 1);
   for (const std::string& strWord : m_vecCommand) {
     vecPointers.push_back(const_cast<char*>(strWord.c_str()));
   }

@@ -17,7 +17,7 @@ Json::Value ownerFrom(const std::string& strTyped) {
   const std::optional<uid_t> uid = findUser(strTyped);
   const std::string strName = uid ? userName(*uid) : std::string();
   Json::Value jOwner(Json::objectValue);
-  jOwner[strName.empty() ? strTyped : std::to_string(*uid)] = strName;
+  jOwner[uid && !strName.empty() ? std::to_string(*uid) : strTyped] = strName;
   return jOwner;
 }
 

@@ -46,7 +46,7 @@ setup_file() { wait_for_start; }
   eorva task delete explained --yes
   run -0 journalctl --no-pager --catalog --output short MESSAGE_ID=9d7ed69642a846768eb3ab138102396d
   says 'Task "explained" was created.'
-  says "The scheduler has stored a new task. It runs when its event fires."
+  says "The scheduler has stored a new task. The task runs when its event is fired."
 }
 
 @test "a detached execution survives its caller, in a unit of its own" {
