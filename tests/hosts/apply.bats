@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The state of a server as one document: written, compared, applied.
+# The state of a server as one document: export and apply.
 
 load common
 
@@ -10,7 +10,7 @@ setup() {
 
 teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
-# A store with every kind of member, and scripts that are hard to write down.
+# A store with every kind of member, and scripts that are hard to quote.
 fill() {
   printf '#!/bin/sh\necho "one: #1"\n\n\tindented \\ with a tab\n' | eorva task add one --event bootup --owner alice --script - \
     --description 'what: "it" is' --time-limit 60 --mail root,ops@example.org --mail-if-error >/dev/null
@@ -200,7 +200,7 @@ END
   eorva export >before.yaml
   local count
   count=$(wc -l <before.yaml)
-  # Each is a document that could be read: the last line, the last task and all tasks are missing.
+  # Each of these could be parsed. They lack the last line, the last task, and all tasks.
   run -1 --separate-stderr bash -c 'head -n -1 before.yaml | eorva apply - --yes --prune'
   complains "- is not applied:"
   complains "line $count: the document ends without the line \"...\""

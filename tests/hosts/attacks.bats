@@ -1,6 +1,6 @@
 #!/usr/bin/env bats
-# Attacks by the thousand: files in shared folders, with fs.protected_* as the machine has it; protected_files runs them
-# with the other setting, too.
+# Thousands of attacks with files in shared folders, with the machine's setting of fs.protected_*. protected_files runs
+# them with the other setting, too.
 
 load common
 
@@ -10,7 +10,7 @@ setup() { fresh_store; }
 
 as_bob() { setpriv --reuid=bob --regid=bob --init-groups "$@"; }
 
-# Bob knows which process numbers come next, and plants a file, a link and a pipe by turns under every name that a run
+# Bob knows the next process ids, and plants a file, a link or a pipe in turn under every name that a run
 # could use.
 plant() {
   as_bob /usr/bin/python3 - "$1" "$2" "$ATTACKS" <<'PYTHON'
@@ -68,10 +68,10 @@ next_pid() { bash -c 'echo $$'; }
 
 as_alice() { setpriv --reuid=alice --regid=alice --init-groups "$@"; }
 
-# What the owner of a task can put where its next runs will be: she knows their names, for they are the seconds to come.
+# Traps that the owner of a task can plant for its next runs: she knows the names of their folders, the next seconds.
 TRAPS=(folder-link script-link output-link script-pipe output-pipe script-folder)
 
-# trap_runs TASK TRAP COUNT: plants it in the folder of the task, for so many seconds from the next one on.
+# trap_runs TASK TRAP COUNT: plants a trap in the folder of the task for each of the next COUNT seconds.
 trap_runs() {
   as_alice /usr/bin/python3 - "$KEPT/$1" "$2" "$3" <<'PYTHON'
 import os, sys, time
@@ -103,7 +103,7 @@ precious() { find /root/precious -printf '%p %m %U %s %C@\n' | sort | cat - /roo
   for name in "${TRAPS[@]}" handed-over; do
     add_task "$name" bootup alice 'id -un >>/tmp/ran'
   done
-  # They get their folders.
+  # Creates the folders of the tasks.
   eorva fire bootup >/dev/null
   for name in "${TRAPS[@]}"; do
     trap_runs "$name" "$name" "$each"
@@ -136,7 +136,7 @@ precious() { find /root/precious -printf '%p %m %U %s %C@\n' | sort | cat - /roo
   done
   chmod 1777 /tmp
   rm -f /tmp/ran
-  # Bob tries for as long as tasks start, and so many times at least.
+  # Bob tries until no more tasks start, and at least $ATTACKS times.
   as_bob /usr/bin/python3 - "$KEPT" "$ATTACKS" /tmp/go >tried 3>&- <<'PYTHON' &
 import itertools, os, sys, time
 share, least, stop = sys.argv[1], int(sys.argv[2]), sys.argv[3]

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# A backup, and the way back.
+# Backup and restore.
 
 load common
 
@@ -104,7 +104,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
     run -1 --separate-stderr eorva backup "$file"
     complains "cannot back up to $file: "
   done
-  # A second name of the store is given to the backup; the store stays.
+  # A hard link to the store is replaced by the backup; the store is unchanged.
   ln "$DATABASE" /usr/orva/etc/second-name.db
   run -0 eorva backup /usr/orva/etc/second-name.db
   [[ ! /usr/orva/etc/second-name.db -ef "$DATABASE" ]]

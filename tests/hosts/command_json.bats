@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# What --json prints has the members that docs/command-json.md tells of, and no others.
+# JSON output has the members that docs/command-json.md describes, and no others.
 
 load common
 
@@ -7,7 +7,7 @@ DOCUMENT=$BATS_TEST_DIRNAME/../../docs/command-json.md
 
 setup() { fresh_store; }
 
-# members HEADING [MARK]: of the first table below a heading, sorted; with a mark, only those without it.
+# members HEADING [MARK]: the members in the first table below a heading, sorted; with a mark, only those without it.
 members() {
   awk -v heading="$1" -v mark="${2:-@}" '
     /^#/ { inside = ($0 ~ "^#+ " heading "$"); seen = 0 }
@@ -15,7 +15,7 @@ members() {
     inside && seen && !/^\|/ { inside = 0 }' "$DOCUMENT" | sort | jq -Rcn '[inputs]'
 }
 
-# documented HEADING OBJECT [ALSO]: it has all members that are always there, and none besides.
+# documented HEADING OBJECT [ALSO]: checks that the object has all required members, and no unknown ones.
 documented() {
   local all always
   all=$(members "$1")
@@ -117,7 +117,7 @@ documented() {
   eorva run long >/dev/null
   eorva runs output 1 --json >long.json
   same "what is in it" '[3000004,1951428,1048576,true,"xend\n"]' "$(jq -c '[.size, .offset, (.text | length), .truncated, .text[-5:]]' long.json)"
-  # Three bytes a character: the limit falls into one.
+  # Each character has three bytes, so the limit cuts one.
   yes € | head -n 400000 | tr -d '\n' >"$KEPT/long/$(field 1 start_time)/output.log"
   same "whole characters" '[1200000,151425,1048575,"€",false]' \
     "$(eorva runs output 1 --json | jq -c '[.size, .offset, (.text | utf8bytelength), .text[0:1], has("text_base64")]')"

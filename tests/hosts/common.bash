@@ -1,4 +1,4 @@
-# What every file of tests starts from. Tests run as root on a private view of the machine (see sandbox), and each
+# Loaded by every test file. Tests run as root on a private view of the machine (see sandbox), and each
 # one begins with an empty store.
 
 bats_require_minimum_version 1.5.0
@@ -21,13 +21,13 @@ add_task() {
   printf '%s\n' "$script" | eorva task add "$name" --event "$event" --any-event --owner "$owner" --script - "$@" >/dev/null
 }
 
-# run_of TASK: the number of its newest run.
+# run_of TASK: the number of the task's newest run.
 run_of() { eorva runs list --task "$1" --limit 1 --json | jq '.[0].result_id'; }
 
 # field RUN NAME: a member of a run record, as JSON.
 field() { eorva runs show "$1" --json | jq -c ".$2"; }
 
-# wait_until COMMAND...: waits for a condition, and fails when it does not come true in half a minute.
+# wait_until COMMAND...: waits until the command succeeds; fails after half a minute.
 wait_until() {
   local tries
   for ((tries = 0; tries < 300; tries++)); do
@@ -38,7 +38,7 @@ wait_until() {
   return 1
 }
 
-# runs_are COUNT: so many runs have been recorded.
+# runs_are COUNT: succeeds when COUNT runs have been recorded.
 runs_are() { [[ $(eorva runs list --limit 0 --json | jq length) == "$1" ]]; }
 
 gone() { ! kill -0 "$1" 2>/dev/null; }
@@ -52,7 +52,7 @@ same() {
   return 1
 }
 
-# says TEXT: the output of the last run holds it.
+# says TEXT: checks that the output of the last command contains the text.
 says() {
   [[ $output == *"$1"* ]] && return 0
   printf 'wanted within the output: %s\ngot: %s\n' "$1" "$output" >&2

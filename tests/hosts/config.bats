@@ -171,7 +171,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   complains 'the share "nowhere": '
   complains 'there is no setting "retention"'
   same "unchanged" 100 "$(eorva config get retention_runs)"
-  # The place of the settings has room for them, but not for another file beside them.
+  # The file system has space for the settings, but not for a second file.
   mount -t tmpfs -o size=16k,nr_inodes=2 none /mnt
   cp /etc/eorva.conf /mnt/eorva.conf
   mv /etc/eorva.conf /etc/aside

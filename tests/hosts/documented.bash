@@ -1,7 +1,7 @@
-# Runs command lines of documents, as documented_commands prints them. Whoever calls it ends with what fails (set -e).
+# Runs command lines of documents, as documented_commands prints them. The caller ends at the first failure (set -e).
 
-# run_lines LEAST: those on standard input, in this shell; fewer than so many are a failure. Each answers 0, unless it ends
-# with "# answers N".
+# run_lines LEAST: runs the lines on standard input in this shell; at least LEAST lines are required. Each exits with 0,
+# unless it ends with "# answers N".
 run_lines() {
   local line command wanted status count=0
   while IFS= read -r line; do
@@ -12,13 +12,13 @@ run_lines() {
     status=0
     eval "$command" </dev/null 3>&- || status=$?
     if ((status != wanted)); then
-      echo "wanted the answer $wanted, got $status: $command" >&2
+      echo "expected exit status $wanted, got $status: $command" >&2
       return 1
     fi
     count=$((count + 1))
   done
   if ((count < $1)); then
-    echo "wanted $1 command lines or more, got $count" >&2
+    echo "expected at least $1 command lines, got $count" >&2
     return 1
   fi
 }

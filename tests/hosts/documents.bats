@@ -1,6 +1,6 @@
 #!/usr/bin/env bats
-# Every command line that the documents show does what it says. One document is one session, on a fresh store, in the
-# folder of the demo's scripts. What needs more than a private view of this machine is run where there is more of it.
+# Runs every command line in the documents. A document is one session, on a fresh store, in the
+# folder of the demo's scripts. Lines that need more than a private view of this machine run elsewhere.
 
 load common
 load documented
@@ -20,7 +20,7 @@ session() { run_lines "$2" < <("$DOCUMENTED" view "$1"); }
 @test "the command lines of the README" { session README.md 6; }
 
 @test "the command lines of the page for administrators" {
-  # As the packages do it.
+  # As the packages do.
   eorva init >/dev/null
   session docs/administrators.md 30
 }

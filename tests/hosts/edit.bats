@@ -1,14 +1,14 @@
 #!/usr/bin/env bats
-# Changing tasks: options, the editor, switching on and off, copies.
+# Changing tasks: options, the editor, enabling and disabling, copies.
 
 load common
 
 setup() { fresh_store; }
 
-# member TASK FILTER: of its record, as JSON.
+# member TASK FILTER: a member of the task's record, as JSON.
 member() { eorva task show "$1" --json | jq -c "$2"; }
 
-# editor TEXT: $EDITOR becomes a program that does this with the file $1.
+# editor TEXT: sets $EDITOR to a script with this text; the file is $1.
 editor() {
   printf '#!/bin/sh\n%s\n' "$1" >"$BATS_TEST_TMPDIR/editor"
   chmod +x "$BATS_TEST_TMPDIR/editor"
@@ -259,7 +259,7 @@ T
 }
 
 @test "a change is not lost while an execution starts the task from an older copy of its record" {
-  # The roots of an event are listed once, and started one after the other: the last one long after that.
+  # The roots of an event are listed once and started one by one, so the last one starts long after the listing.
   add_task t10 bootup alice 'exit 0'
   sqlite3 "$DATABASE" "with recursive n(i) as (select 11 union all select i + 1 from n where i < 40)
     insert into task (task_name, event, owner, enable, operation) select 't' || i, event, owner, enable, operation
@@ -268,10 +268,10 @@ T
   wait_until has_runs
   pkill -STOP '^eorva'
   run --separate-stderr timeout 60 eorva task edit t40 --mail new
-  # All of them: what was stopped may be another program by now.
+  # All of them: a stopped process may have started another program.
   kill -CONT -1
   if [[ $status != 0 ]]; then
-    # What was stopped may have been about to start it, or in the midst of writing.
+    # The stopped process may have been about to start the task, or to write.
     [[ $stderr == *"an execution may still start it"* || $stderr == *"cannot open the store"* ]] ||
       complains "a reason that is expected here"
     wait_until eorva task edit t40 --mail new

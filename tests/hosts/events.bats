@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The events that are installed, and what fires them. No systemd runs here: units are looked at, and enabled, as files.
+# Installed events and the units that fire them. No systemd runs here: units are read and enabled as files.
 
 load common
 
@@ -9,7 +9,7 @@ setup() { fresh_store; }
 
 teardown() { find /etc/systemd/system -name 'eorva-*' -delete; }
 
-# state EVENT: is it enabled?
+# state EVENT: whether the event is enabled.
 state() { eorva event list --json | jq -r --arg name "$1" '.[] | select(.name == $name) | .enabled'; }
 
 @test "the catalogue has every event, with texts in four languages" {
@@ -123,8 +123,8 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
 @test "a UPS event is fired once, and again after a failure" {
   add_task told ups_on_battery root 'echo "$EORVA_UPS"'
   mkdir bin
-  # The store is away until the UPS is asked for the third time; it is asked on, and tells the same, as long as this
-  # goes on.
+  # The store is missing until the third call of the UPS hook. The UPS keeps calling it with the same state while this
+  # test runs.
   cat >bin/upsc <<UPS
 #!/bin/sh
 [ "\$1" != -l ] || echo asked >>"$PWD/asked"

@@ -1,22 +1,22 @@
 #!/usr/bin/env bats
-# Every example of a command, as help and man page show it, does what it says, and so does every command line that a
-# document mentions. Each is run on a server of its own: one of the set-ups below, which is made once, kept, and put
-# back before each line.
+# Runs every example in help and man page, and every command line that a document mentions. Each line runs on a
+# server of its own: one of the set-ups below, which is made once, kept, and restored
+# before each line.
 
 load common
 load documented
 
-# What a line may change, seen from /: store, configuration, output, event log, backup, units, where it is typed.
+# Paths that a line may change, relative to /: store, configuration, output, event log, backup, units, working folder.
 CHANGED=(usr/orva/etc/eorvascheduler etc/eorva.conf var/lib/orva var/log/orva var/backups/eorva.db etc/systemd/system
   srv/work)
 
-# keep SET-UP: what is there now is what it has.
+# keep SET-UP: saves the current state as the set-up.
 keep() {
   # shellcheck disable=SC2046
   (cd / && tar -cf "$BATS_FILE_TMPDIR/$1.tar" $(ls -d "${CHANGED[@]}" 2>/dev/null))
 }
 
-# put_back SET-UP
+# put_back SET-UP: restores it.
 put_back() {
   end_all
   cd / || return 1
@@ -26,7 +26,7 @@ put_back() {
   [[ $1 != running ]] || start_two
 }
 
-# What still goes on is of the server that was there.
+# Processes that still run belong to the previous server.
 end_all() {
   nothing_goes_on && return
   pkill -KILL -x eorva || true
@@ -45,13 +45,13 @@ start_two() {
 
 goes_on() { eorva runs list --running --json | jq -e --argjson run "$1" 'any(.result_id == $run)'; }
 
-# a_run_before NUMBER: the next one has this number.
+# a_run_before NUMBER: makes the next run get this number.
 a_run_before() {
   sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time)
     values ($1 - 1, 'disk-usage', 1, 2)"
 }
 
-# What the lines name: a user with that id, a share, files in the folder they are typed in, and a healthy server.
+# Everything that the lines name: a user with that id, a share, files in the working folder, and a healthy server.
 make_empty() {
   ! getent passwd 1001 >/dev/null || userdel "$(id --name --user 1001)"
   usermod --uid 1001 alice
@@ -69,7 +69,7 @@ make_empty() {
 
 make_first() { eorva task add disk-usage --event bootup --owner alice --script disk-usage.sh; }
 
-# Runs 12 and 47 are of the same task, and of different scripts; a run of alice has failed.
+# Runs 12 and 47 belong to one task and have different scripts; a run of alice has failed.
 make_usual() {
   add_task report bootup alice 'echo done'
   add_task cleanup bootup alice 'exit 1'
@@ -88,7 +88,7 @@ make_usual() {
   eorva export | sed 's/echo all done/echo that was all/' >server.yaml
 }
 
-# As soon as it is put back, runs 42 and 43 go on.
+# Runs 42 and 43 start when this set-up is restored.
 make_running() {
   put_back first
   echo 'sleep 600' | eorva task edit disk-usage --script -
@@ -96,7 +96,7 @@ make_running() {
   a_run_before 42
 }
 
-# There is a backup of another server.
+# A backup of another server exists.
 make_new() {
   put_back usual
   rm -rf "$STORE" "${KEPT:?}"/*
@@ -115,7 +115,7 @@ setup_file() {
   cd "$BATS_FILE_TMPDIR" || return 1
 }
 
-# typing KEYS COMMAND: on a terminal, as soon as something is shown there.
+# typing KEYS COMMAND: runs the command on a terminal, and types the keys after the first output.
 typing() {
   local status=0
   : >"$BATS_FILE_TMPDIR/shown"
@@ -125,7 +125,7 @@ typing() {
   return "$status"
 }
 
-# saying TEXT COMMAND: that is part of what it says on standard error, where a line has nothing to say otherwise.
+# saying TEXT COMMAND: checks that standard error contains the text; other lines must print nothing there.
 saying() {
   local status=0
   eval "$2" 2>"$BATS_FILE_TMPDIR/said" || status=$?
@@ -133,13 +133,13 @@ saying() {
   return "$status"
 }
 
-# Another server has a store of its own.
+# Another server has its own store.
 ssh() {
   shift
   unshare --mount bash -c 'mount -t tmpfs -o mode=0700 other "$0" && eorva init >/dev/null && "$@"' "$STORE" "$@"
 }
 
-# examples_on SET-UP: what goes wrong is shown, with what led to it.
+# examples_on SET-UP: runs its lines; a failed line is shown with its output.
 examples_on() {
   local line complaints=$BATS_TEST_TMPDIR/complaints shown=$BATS_TEST_TMPDIR/shown wrong=0
   set -o pipefail
@@ -172,7 +172,7 @@ examples_on() {
 
 EXAMPLES=/usr/share/doc/eorva/examples
 
-# block SECTION: the unit of the man page about events that begins with it.
+# block SECTION: the unit in eorva-events(7) that begins with this section.
 block() { sed -n "/^\[$1\]$/,/^\`\`\`$/ { /^\`/d; p }" "$BATS_TEST_DIRNAME/../../packaging/man/eorva-events.7.scd"; }
 
 @test "the example units are valid, and the man page shows them as installed" {
@@ -190,7 +190,7 @@ block() { sed -n "/^\[$1\]$/,/^\`\`\`$/ { /^\`/d; p }" "$BATS_TEST_DIRNAME/../..
   grep -q '^Unit=' in-page.path
 }
 
-# asked COMMAND...: what it asks systemd for.
+# asked COMMAND...: the request that the command sends to systemd.
 asked() {
   printf '%s\n' '#!/bin/sh' 'echo "systemctl $*"' >systemctl
   printf '%s\n' '#!/bin/sh' '[ "$1" = -n ] && shift && exec "$@"' >sudo

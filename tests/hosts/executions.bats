@@ -86,9 +86,9 @@ setup() { fresh_store; }
     "$(grep = <<<"$output" | grep -vE '^(_|OLDPWD|SHLVL)=' | sed -E 's/^(EORVA_FIRED_AT)=[0-9]{10}$/\1=now/' | paste -sd ' ')"
   says "umask 0022, folder /, user alice, groups alice staff-of-two"
   says "SigBlk:	0000000000000000"
-  # The C library itself ignores its two internal signals, 32 and 33, in what it starts.
+  # The C library ignores its two internal signals, 32 and 33, in its children.
   [[ $output =~ SigIgn:.0{7}[01][08]0{7} ]]
-  # Standard input, output and error, and the folder that is being listed.
+  # Standard input, output and error, and the listed folder.
   same "descriptors" 4 "$(grep -xE '[0-9]+' <<<"$output")"
   same "terminal" "?" "$(tail -n 1 <<<"$output")"
   same "root's" "HOME=/root USER=root" "$(eorva runs output "$(run_of root-look)")"
@@ -188,7 +188,7 @@ setup() { fresh_store; }
 
 @test "two runs of a task never start in the same second" {
   add_task quick bootup alice 'exit 0'
-  # As when the clock was set back: the seconds to come have been used.
+  # As after the clock was set back: the next seconds are in use already.
   local now
   now=$(date +%s)
   sqlite3 "$DATABASE" "with recursive later(s) as (select $now union all select s + 1 from later where s < $now + 4)
@@ -225,7 +225,7 @@ setup() { fresh_store; }
 
 ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")] | length') == "$1" ]]; }
 
-# unread COMMAND...: runs it with a standard output that nobody reads.
+# unread COMMAND...: runs the command with a standard output without a reader.
 unread() {
   python3 -c 'import os, signal, sys
 reader, writer = os.pipe()

@@ -5,10 +5,10 @@ load common
 
 setup() { fresh_store; }
 
-# explained TASK FILTER: of the explanation, as JSON.
+# explained TASK FILTER: a part of the explanation, as JSON.
 explained() { eorva explain "$1" --json | jq -c "$2"; }
 
-# recorded TASK FIRED START STOP [EXIT_TYPE]: a run that bootup started; STOP may be null.
+# recorded TASK FIRED START STOP [EXIT_TYPE]: records a run that bootup started; STOP may be null.
 recorded() {
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, pid, event_fire_time, trigger_event,
     exit_info) values ('$1', $3, $4, 2147483647, $2, 'bootup', '{\"exit_type\": \"${5:-normal}\", \"exit_code\": 0}')"
@@ -112,7 +112,7 @@ T
     "$(explained it '[.verdict, .last_fired, (.reasons | map(.code)), .newest_run.result_id]')"
 }
 
-# why TASK: the verdict, the codes of the reasons, and whether they were remembered.
+# why TASK: the verdict, the codes of the reasons, and whether they were recorded.
 why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
 
 @test "a firing that starts nothing counts: a refused task did not run" {
@@ -146,7 +146,7 @@ why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
 the tasks that it waited for:
   one: not started' "$(sed -n 2,4p <<<"$output")"
   says 'if "ev" were fired now, it would be started'
-  # It stays with the task, and with the store.
+  # A rename, a backup and a restore keep the reason.
   eorva task rename two zwei --yes
   eorva backup kept.db
   eorva restore kept.db --yes

@@ -1,11 +1,11 @@
 #!/usr/bin/env bats
-# Users who try to make root, or one another, do their work.
+# Users who try to make root, or other users, run their code.
 
 load common
 
 setup() { fresh_store; }
 
-# Runners that multiplied must not outlive their test.
+# Children that became second runners must not outlive their test.
 teardown() { pkill -KILL '^eorva' || true; }
 
 @test "the folder of a task is its owner's alone" {
@@ -59,7 +59,7 @@ teardown() { pkill -KILL '^eorva' || true; }
   same "in the trap" "" "$(ls /home/bob/trap)"
 }
 
-# add_first, begin_event: the task "first" of root's runs in an execution of bootup until /tmp/go is there.
+# add_first, begin_event: root's task "first" runs in an execution of bootup until /tmp/go exists.
 add_first() { add_task first bootup root 'while [ ! -e /tmp/go ]; do sleep 0.1; done'; }
 begin_event() {
   rm -f /tmp/go2
@@ -146,7 +146,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   done
   add_task clean bootup bob 'echo ran' --after planted-1
   eorva run planted-1 >/dev/null
-  # The owner knows where the next scripts will be written, and is there first.
+  # The owner knows the paths of the next scripts, and creates them first.
   second=$(date +%s)
   for i in 1 2 3 4 5 6; do
     for ((name = second; name < second + 60; name++)); do
@@ -155,7 +155,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
     chown -R alice "$KEPT/planted-$i"
     chmod 700 "$KEPT/planted-$i"
   done
-  # Runners that multiply would keep a pipe open.
+  # A second runner would keep a pipe open.
   run -3 bash -c 'timeout 60 eorva fire bootup 2>fire.err'
   says "event bootup: 7 runs, 1 ok, 6 failed"
   same "runs" 8 "$(eorva runs list --json | jq length)"
@@ -215,7 +215,7 @@ NAMES=1000
   [[ ! -e /tmp/pwn ]]
 }
 
-# Everything that names could lead to. The tree of the tests may lie there too, and what runs beside them writes to it.
+# All folders that names could lead to. The tests' own tree may be there too, and other tests write to it.
 everything() {
   local tree
   tree=$(realpath "$BATS_TEST_DIRNAME/../..")

@@ -7,8 +7,8 @@ KILLS=200
 
 setup() { fresh_store; }
 
-# One round: an execution of ten tasks, of which one process is killed after a random moment; then the next command.
-# Everything that was acknowledged before the kill must be there afterwards.
+# One round: starts an execution of ten tasks, kills one process at a random moment, then runs the next command.
+# Everything that was acknowledged before the kill must still exist.
 torture() {
   python3 - "$1" "$2" "$DATABASE" <<'PYTHON'
 import os, random, signal, sqlite3, subprocess, sys, time
@@ -60,7 +60,7 @@ for i in range(rounds):
     for number, row in before.items():
         assert number in after, f'round {i}: the record of run {number} is lost'
         assert row[3] is None or after[number] == row, f'round {i}: the record of run {number} has changed'
-    # What is left of it is killed too, so that rounds do not run into each other.
+    # The rest is killed too, so that rounds do not overlap.
     for pid in everything:
         leave(family(pid))
     hook.wait()
@@ -81,7 +81,7 @@ PYTHON
   wait
   cat torture-1 torture-2
   same "kills" 2 "$(cat torture-1 torture-2 | grep -cx "killed $((KILLS / 2))")"
-  # The next command puts everything right.
+  # The next command repairs everything.
   pkill -KILL '^eorva' || true
   add_task last last-event bob 'exit 0'
   run -0 eorva fire last-event

@@ -1,11 +1,11 @@
 #!/usr/bin/env bats
-# What is started and what is changed at the same time.
+# Starts and changes at the same time.
 
 load common
 
 setup() { fresh_store; }
 
-# locked FILE_OFFSETS: how many locks there are, by kind.
+# locked FILE_OFFSETS: the number of locks, by kind.
 locks() {
   local inode
   inode=$(stat -c %i /run/eorva/task-locks)
@@ -95,7 +95,7 @@ locks() {
   eorva backup kept.db >/dev/null
   eorva task delete one --yes >/dev/null
   add_task one bootup bob 'echo as it came later'
-  # Somebody else writes, so that the restore is held in its middle.
+  # Another writer holds the store, so that the restore waits halfway.
   mkfifo hold
   sqlite3 "$DATABASE" <hold >held 3>&- &
   exec 4>hold
@@ -119,7 +119,7 @@ locks() {
   wait
 }
 
-# go_on_together COUNT SCRIPT [OPTION...]: so many executions of bootup go on to the task "second" at one moment.
+# go_on_together COUNT SCRIPT [OPTION...]: COUNT executions of bootup reach the task "second" at the same moment.
 go_on_together() {
   local i count=$1 script=$2
   shift 2

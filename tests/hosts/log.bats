@@ -72,7 +72,7 @@ setup() {
 
 @test "new events are shown until Ctrl-C, also when the file changes" {
   add_task first bootup alice 'exit 0'
-  # What runs in the background ignores an interrupt, unless told otherwise.
+  # Background processes ignore interrupts by default.
   env --default-signal=INT eorva log -f -n 1 >followed 3>&- &
   local follower=$! status=0
   env --default-signal=INT eorva log --follow --json --since @1 >followed.json 3>&- &

@@ -9,7 +9,7 @@ TASKS=18
 
 setup() { fresh_store; }
 
-# Fires the same event again and again; keeps everything that is said.
+# Fires an event repeatedly; keeps all messages.
 fire_rounds() {
   local round
   for ((round = 0; round < ROUNDS; round++)); do

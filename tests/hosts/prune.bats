@@ -185,7 +185,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   run -0 eorva runs prune
   same "said" "removed 0 runs: 0 B" "$output"
   same "folders" "$recorded" "$(folders)"
-  # A date to come proves nothing; then the folder is as old as its last change.
+  # A future date in the name does not count; the folder is then as old as its last change.
   touch -d '2 days ago' "$KEPT/mine/$future"
   run -0 eorva runs prune
   says "removed 0 runs and the output of 1 run: 1.0 MiB"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# Runs whose process is gone.
+# Runs whose process has ended.
 
 load common
 
@@ -24,7 +24,7 @@ start_long() {
   watch=$(parent_of "$execution")
 }
 
-# As it is stored: who looks at a run closes it, when its process is gone.
+# Reads the store directly: eorva would close a run whose process has ended.
 is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result where result_id = 1') == 1 ]]; }
 
 @test "a run whose processes were all killed is closed by the next event" {
@@ -48,7 +48,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
 
 @test "a killed execution is a failure, and its running task continues" {
   start_long
-  # Which process it is stands in its record before the execution ends, and stays there.
+  # The record identifies the process before the execution ends, and keeps this.
   local identity='[.boot_id, .start_ticks]' process
   process=[\"$(cat /proc/sys/kernel/random/boot_id)\",$(sed 's/.*) //' "/proc/$child/stat" | cut -d ' ' -f 20)]
   wait_until eval '[[ $(field 1 boot_id) != null ]]'
@@ -62,7 +62,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   is_open
   run -1 --separate-stderr eorva run long
   complains 'is running already'
-  # Its end is seen by nobody; the next one who looks closes it.
+  # No process sees its end; the next command closes it.
   kill -9 "$(cat /tmp/pid)"
   wait_until gone "$child"
   run -0 --separate-stderr eorva fire other
@@ -116,7 +116,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   kill -9 "$display" "$watch" "$execution" "$child" "$(cat /tmp/pid)"
   wait "$display" || true
   wait_until gone "$child"
-  # As after a reboot: the number belongs to something else.
+  # As after a reboot: the process id belongs to another process.
   sqlite3 "$DATABASE" "update task_result set pid = $$; update task set status = '{\"running\":[$$]}' where task_name = 'long'"
   run -0 --separate-stderr eorva fire other
   complains "was interrupted"
@@ -126,7 +126,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
 @test "a process id reused by an eorva command does not block a task" {
   add_task other-long busy bob 'exit 0'
   start_long
-  # As after a reboot: the number belongs to one of the processes of an execution that has begun since.
+  # As after a reboot: the process id belongs to a process of a later execution.
   local number
   for number in $display $watch $execution; do
     sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info) values ('other-long', 1, $number, '{}');
@@ -154,7 +154,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
 }
 
 @test "a run is left to the execution that is about to close it" {
-  # As in the moment between the end of the process and the end of the record.
+  # As between the end of the process and the closing of its record.
   mkdir -p /run/eorva/executions
   bash -c 'exit 0' &
   local dead=$! holder

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# New names, and what a deleted task leaves.
+# Renaming and deleting tasks.
 
 load common
 
@@ -207,7 +207,7 @@ setup() { fresh_store; }
 
 @test "a rename waits for other writers" {
   add_task it bootup alice 'exit 0'
-  # A writer that holds the lock, lets go, and takes it again, until the name has changed.
+  # A writer that takes and releases the lock until the name has changed.
   (for ((i = 0; i < 1000; i++)); do
     sqlite3 "$DATABASE" ".timeout 10000" "begin immediate; select sum(value) from generate_series(1, 20000); commit" >/dev/null
     [[ -e renamed ]] && break

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The runs that a list shows.
+# Lists of runs.
 
 load common
 
@@ -7,7 +7,7 @@ setup() {
   fresh_store
   add_task one bootup alice 'exit 0'
   add_task two shutdown bob 'exit 0'
-  # Run N began N hours after the epoch.
+  # Run N started N hours after the epoch.
   sqlite3 "$DATABASE" "
     insert into task_result (result_id, task_name, trigger_event, start_time, stop_time, exit_info, pid) values
       (1, 'one', 'bootup',    3600,  3660, '{\"exit_code\":0,\"exit_type\":\"normal\"}', 1),

@@ -9,7 +9,7 @@ setup() {
   grep -q '^\[old\]' /etc/orva/shares.conf || printf '[old]\npath = /srv/old\n' >>/etc/orva/shares.conf
 }
 
-# on_terminal COMMAND...: its output as a terminal gets it.
+# on_terminal COMMAND...: the output of the command on a terminal.
 on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
 
 @test "output and script are those of the run, not of the current task" {
@@ -26,7 +26,7 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   add_task long bootup alice 'head -c 200000000 /dev/zero'
   run -0 eorva run long
   same "bytes" 200000000 "$(eorva runs output 1 | wc -c)"
-  # Looked at when half of it has gone through. With the sanitizers the program itself takes some 150 MB, and would take
+  # Measured after half of the output. With sanitizers the program takes some 150 MB, and would take
   # some 350 with the log.
   run -0 bash -c 'eorva runs output 1 | { head -c 100000000 >/dev/null; grep VmHWM "/proc/$(pgrep -x eorva)/status"; cat >/dev/null; }'
   [[ $output =~ VmHWM:[[:space:]]+([0-9]+) ]]

@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# The shared folders, as an administrator sees them.
+# Shared folders.
 
 load common
 
@@ -13,7 +13,7 @@ teardown() {
   while mountpoint -q /srv/data; do umount --lazy /srv/data; done
 }
 
-# member SHARE NAME: what the list says of a share, as JSON.
+# member SHARE NAME: a member of the share in the list, as JSON.
 member() { eorva share list --json | jq -c --arg share "$1" ".[] | select(.name == \$share).$2"; }
 
 @test "the default share is listed and accessible" {

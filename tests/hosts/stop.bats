@@ -79,7 +79,7 @@ start() {
 
 sleeps() { [[ $(cat "/proc/$1/wchan") == *nanosleep ]]; }
 
-# held PID: it waits for somebody to write to the pipe that it opens.
+# held PID: the process waits for a writer of the pipe that it opens.
 held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
 
 @test "a run whose script has not started yet is ended as soon as it starts" {
@@ -98,7 +98,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   wait_until sleeps "$stop"
   cp group.kept /etc/group.new
   mv /etc/group.new /etc/group
-  # Opened both ways, for then it does not wait for a reader that came too late to be held.
+  # Opened for reading and writing, so that it does not wait for a reader.
   cat group.kept 1<>/etc/group.held
   wait "$stop"
   wait "$display" || true

@@ -110,7 +110,7 @@ setup() { fresh_store; }
 
 @test "a graph that would keep the library busy is refused" {
   local layer from=() after i
-  # Nine layers of three tasks, each waiting for all of the layer before: a walk from the first asks 9,841 times.
+  # Nine layers of three tasks, each waiting for the whole previous layer: a walk from the first makes 9,841 queries.
   for layer in 1 2 3 4 5 6 7 8 9; do
     after=()
     for i in "${from[@]}"; do after+=(--after "$i"); done

@@ -1,6 +1,6 @@
 #!/usr/bin/env bats
-# Running executions on a terminal. The terminal is tmux, which does what a real one does: it wraps lines,
-# scrolls, and keeps what has scrolled away.
+# Running executions on a terminal. The terminal is tmux, which behaves like a real one: it wraps lines,
+# scrolls, and keeps the scrollback.
 
 load common
 
@@ -12,20 +12,20 @@ setup() {
 
 teardown() { tmux kill-server 2>/dev/null || true; }
 
-# on_screen COLUMNS ROWS COMMAND: runs it in a shell on a screen of that size.
+# on_screen COLUMNS ROWS COMMAND: runs the command in a shell on a screen of that size.
 on_screen() {
   tmux -f /dev/null new-session -d -x "$1" -y "$2" "PS1='> ' sh" 3>&- 9>&-
   tmux send-keys "$3" Enter
 }
 
-# screen: what can be seen, without the empty lines at the end; everything: with what has scrolled away.
+# screen: the visible lines, without empty lines at the end; everything: with the scrollback.
 screen() { tmux capture-pane -p "$@" | sed -e :a -e '/^\n*$/{$d;N;ba' -e '}'; }
 everything() { screen -S -; }
 shows() { screen | grep -q -e "$1"; }
-# times TEXT: how many lines of everything begin with it.
+# times TEXT: how many lines, with the scrollback, begin with the text.
 times() { everything | grep -c "^$1" || true; }
 
-# many COUNT: tasks that wait for a word, of which the last one fails.
+# many COUNT: adds tasks that wait for release; the last one fails.
 many() {
   mkfifo -m 666 /tmp/go
   exec 9<>/tmp/go
@@ -35,14 +35,14 @@ many() {
   }] | from_entries)' | eorva apply - --yes >/dev/null
 }
 
-# release COUNT: lets so many go on.
+# release COUNT: lets so many tasks continue.
 release() { printf '\n%.0s' $(seq "$1") >&9; }
 
 @test "a table that does not fit is cut, redrawn, and shown completely at the end" {
   many 12
   on_screen 40 9 'eorva fire bootup'
   wait_until shows '^\.\.\. and 7 more'
-  # Long enough for it to be drawn over again several times.
+  # Long enough for several redraws.
   tmux send-keys Enter Enter
   wait_until shows '^task-01-x.* [3-9] s'
   same "lines with the heading" 1 "$(times 'TASK ')"

@@ -1,11 +1,11 @@
 #!/usr/bin/env bats
-# What somebody is told who does not know the command yet, or mistypes.
+# Help and suggestions for beginners and after mistakes.
 
 load common
 
 setup() { fresh_store; }
 
-# typed COMMAND... : what a line that cannot be understood says on standard error.
+# typed COMMAND...: the message on standard error about a wrong command line.
 typed() {
   run -2 --separate-stderr eorva "$@"
   same "standard output of '$*'" "" "$output"
