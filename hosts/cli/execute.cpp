@@ -131,7 +131,7 @@ void printNothingRun(const Host::ExecutionRequest& request, bool blJson) {
 
 int execute(const Context& context, const Host::ExecutionRequest& request, bool blJson,
             Host::ServiceProcess* pService) {
-  // The execution must not end when the reader of the output does.
+  // The execution must not end when the reader of the output ends.
   std::signal(SIGPIPE, [](int) {});
   const Host::PreparedExecution prepared(request);
   tellPrepared(prepared);

@@ -3,5 +3,5 @@
 
 #pragma once
 
-/// Waits a moment. Ends this program with SIGPIPE when the reader of standard output has gone.
+/// Waits a moment. Ends this program with SIGPIPE when standard output has no reader.
 void waitForMore();

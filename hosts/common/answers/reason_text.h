@@ -25,7 +25,7 @@ Json::Value reasonForPrograms(const std::string& strTask, const Reason& reason);
 /// ".
 std::string filledIn(std::string_view strText, const Json::Value& jMembers);
 
-/// The same for a command, with each member as a word of the shell.
+/// Like filledIn(), for a command: each member becomes one word of the shell.
 std::string filledInCommand(std::string_view strCommand, const Json::Value& jMembers);
 
 }  // namespace Host

@@ -24,7 +24,7 @@ Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const Owner
 /// The end of a file that a run left (see run_files.h). \throw Failure when it is not there.
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines);
 
-/// What was removed, or would be.
+/// The removed runs and output, or those that would be removed.
 Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun);
 
 /// An execution that has ended.

@@ -1,5 +1,5 @@
 /// \file state_answers.h
-/// What programs are told about the configuration and about changes of a whole server: docs/command-json.md.
+/// The configuration and applied changes as JSON for programs: see docs/command-json.md.
 
 #pragma once
 
@@ -9,7 +9,7 @@ namespace Host {
 
 struct StateDifference;
 
-/// The scheduler's section of the configuration as it is stored, and the settings besides.
+/// The scheduler's section of the configuration as it is stored, and the settings.
 Json::Value configForPrograms();
 
 /// \param blApplied  whether the changes were made, or would be.

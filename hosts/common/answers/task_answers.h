@@ -1,5 +1,5 @@
 /// \file task_answers.h
-/// What programs are told about tasks: docs/command-json.md.
+/// Tasks as JSON for programs: see docs/command-json.md.
 
 #pragma once
 
@@ -11,14 +11,14 @@ namespace Host {
 
 class TaskGraph;
 
-/// The name of a stored task's owner, or the bare number when there is no such user; a dash for none.
+/// The name of a stored task's owner; the user id when there is no such user; a dash for none.
 std::string ownerText(const Json::Value& jTask);
 
 /// Name of the owner of every task, by the task's name.
 using OwnerNames = std::map<std::string, std::string>;
 OwnerNames ownerNames(const Json::Value& jTasks);
 
-/// A stored task record, with the names besides.
+/// A stored task record, with the names of its owner and its dependencies.
 Json::Value taskForPrograms(const Json::Value& jTask);
 
 /// The tasks of an event, each with those that wait for it.

@@ -9,7 +9,7 @@ namespace Host {
 
 /// Sets values: all of them or none.
 /// \param blForce  true: output can be switched off with tasks of several owners, whose scripts then share one file.
-/// \throw UsageFailure for an unknown key; Failure with everything else that is wrong.
+/// \throw UsageFailure for an unknown key; Failure with all other errors.
 void changeConfig(const ConfigValues& values, bool blForce = false);
 
 /// Sets values under a lock that the caller holds. \param setOwners  owners of the tasks.

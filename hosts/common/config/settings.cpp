@@ -31,7 +31,7 @@ struct Rule {
   const char* szDefault;
   Member pMember;
   Form form;
-  unsigned iMin = 0;  ///< of a number, and so is the next
+  unsigned iMin = 0;  ///< least value of a number; the next is the greatest
   unsigned iMax = 0;
 };
 

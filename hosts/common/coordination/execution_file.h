@@ -21,7 +21,7 @@ namespace Host {
 /// The content of a file.
 struct ExecutionReport {
   std::set<pid_t> setChildren;        ///< those that have reported so far
-  std::set<Json::Int64> setInTheWay;  ///< runs that it met when it was about to start their tasks once more
+  std::set<Json::Int64> setInTheWay;  ///< open runs that kept it from starting their tasks
 };
 
 class ExecutionFile {

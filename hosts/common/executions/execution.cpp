@@ -19,7 +19,7 @@ namespace {
 pid_t forkWatch(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
                 const TaskLock& lock) {
   std::fflush(nullptr);
-  // Who started this program may have left it ignored; then nobody would learn how the execution ended.
+  // The caller may have left SIGCHLD ignored; then the exit status of the execution would be lost.
   std::signal(SIGCHLD, SIG_DFL);
   const pid_t pid = fork();
   if (pid < 0) {

@@ -1,5 +1,5 @@
 /// \file execution_plan.h
-/// What an execution is expected to run.
+/// The tasks that an execution is expected to run.
 
 #pragma once
 

@@ -113,7 +113,7 @@ Process Watch::forkExecution() {
   return Process(pid);
 }
 
-/// Reports a problem once; the execution goes on.
+/// Reports a problem once; the execution continues.
 void Watch::complain(const std::exception& error) {
   if (m_strComplaint != error.what()) {
     m_strComplaint = error.what();

@@ -1,5 +1,5 @@
 /// \file progress.h
-/// What an execution has done so far.
+/// The progress of an execution.
 
 #pragma once
 

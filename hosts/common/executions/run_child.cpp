@@ -18,7 +18,7 @@ namespace {
 int g_fdReport = -1;
 int g_fdCloseToo = -1;
 
-/// The first thing that the process of a run does.
+/// Called first in the process of a run.
 void beginRun() {
   if (g_fdReport < 0) {
     return;

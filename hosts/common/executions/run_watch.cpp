@@ -38,7 +38,7 @@ void RunWatch::note(Session& session, const Json::Value& jRun) {
 
 /// While the record is open, a child of the execution with its process id is its process: the execution closes the
 /// record before the id can be reused.
-/// \return false when the process is gone already.
+/// \return false when the process has ended already.
 bool RunWatch::identify(Session& session, Json::Int64 iResult) const {
   const Json::Value jRun = requireRun(session, iResult);
   const std::optional<ProcessStatus> status = processStatus(pidOf(jRun));

@@ -55,7 +55,7 @@ int followExecution(Execution& execution, ServiceProcess* pService, const std::f
     if (pService != nullptr && pService->isAskedToEnd()) {
       kill(execution.pid(), SIGTERM);
     }
-    // Its end is looked at first: what it has written by then is read after that.
+    // The end is checked before the records are read, so that none is missed.
     const std::optional<int> status = execution.waitEnd(PAUSE_MILLISECONDS);
     fnLook();
     if (status) {

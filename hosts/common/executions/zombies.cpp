@@ -11,7 +11,7 @@ namespace Host {
 
 namespace {
 
-/// Fewer do no harm.
+/// Fewer zombies are left alone.
 constexpr std::size_t MANY = 50;
 
 int reapSignal() {

@@ -18,7 +18,7 @@ struct Repairs {
   std::string strProblem;                                       ///< why something could not be repaired
 };
 
-/// Closes runs whose process is gone, and gives tasks the output back that an interrupted rename left elsewhere.
+/// Closes runs whose process has ended, and moves back output that an interrupted rename left elsewhere.
 Repairs repairInstallation();
 
 /// Runs all checks. A check that fails is a finding, too.

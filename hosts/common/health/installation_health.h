@@ -52,7 +52,7 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings);
 /// Checks the timers that remove old runs and send mail again.
 void checkTimers(HealthFindings& findings);
 
-/// Finds runs that are recorded as running although their process is gone.
+/// Finds runs that are recorded as running although their process has ended.
 void checkRuns(Session& session, HealthFindings& findings);
 
 /// Finds output that does not lie under its task's name.

@@ -32,7 +32,7 @@ public:
   /// \throw Failure when the configuration cannot be used.
   static std::optional<OutputFolder> configured();
 
-  /// The configured place, also while output is switched off; nothing when none is configured.
+  /// The configured place, even while output is switched off; nothing when none is configured.
   /// \throw Failure when the configuration cannot be used.
   static std::optional<OutputFolder> place();
 
@@ -105,8 +105,8 @@ private:
   std::string m_strPath;       ///< both together
 };
 
-/// Puts the output of a deleted task aside, in every place.
-/// \return what has become of it, which continues a sentence that begins with "its output"; empty when there was none.
+/// Moves the output of a deleted task aside, in every place.
+/// \return its new place, as the end of a sentence that begins with "its output"; empty without output.
 std::string putOutputAside(const std::string& strTask);
 
 }  // namespace Host

@@ -28,7 +28,7 @@ constexpr Json::Int64 FRESH_SECONDS = 24 * 3600;
 /// The store is not locked while folders are removed; records are deleted in portions of this size.
 constexpr unsigned PORTION = 200;
 
-using RunKey = std::pair<std::string, Json::Int64>;  ///< task and start time: what names the folder of a run
+using RunKey = std::pair<std::string, Json::Int64>;  ///< task and start time, which name the folder of a run
 
 RunKey keyOf(const Json::Value& jRun) {
   return {textOf(jRun, "task_name"), intOf(jRun, "start_time")};

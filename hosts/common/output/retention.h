@@ -17,7 +17,7 @@ namespace Host {
 
 class Session;
 
-/// Member of `extra` in a run record: when the output was removed, and the record kept.
+/// Member of `extra` in a run record that was kept: when the output was removed.
 inline constexpr char OUTPUT_REMOVED[] = "output_removed";
 
 /// A run, or output, that was removed or would be.
@@ -37,10 +37,10 @@ struct PruneResult {
 
   std::vector<PrunedItem> vecRuns;       ///< runs: record and output
   std::vector<PrunedItem> vecOutputs;    ///< output alone
-  std::vector<std::string> vecProblems;  ///< what could not be removed, and why
+  std::vector<std::string> vecProblems;  ///< runs and output that could not be removed, and why
 };
 
-/// Removes what the settings do not keep.
+/// Removes the runs and output that the settings do not keep.
 /// \param blDryRun  true: removes nothing.
 PruneResult pruneRuns(Session& session, const Settings& settings, bool blDryRun);
 

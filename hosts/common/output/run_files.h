@@ -18,13 +18,13 @@ inline constexpr char OUTPUT_FILE[] = "output.log";
 inline constexpr char SCRIPT_FILE[] = "script.log";
 /// @}
 
-/// Opens a file that a run left, in whatever place it is kept.
+/// Opens a file that a run left, in any place of output.
 /// \param szFile  OUTPUT_FILE or SCRIPT_FILE.
-/// \return nothing when it is not there; `strLooked` then says where it was looked for, and why it may be gone.
+/// \return nothing when it does not exist; `strLooked` then names the searched folders, and why it may be missing.
 /// \throw Failure when it cannot be opened safely.
 std::optional<UniqueFd> findRunFile(const Json::Value& jRun, const char* szFile, std::string& strLooked);
 
-/// Opens a file that a run left. \throw Failure when it is not there.
+/// Opens a file that a run left. \throw Failure when it does not exist.
 UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile);
 
 /// Reads the end of a file that a run left: a megabyte at most, in whole characters.

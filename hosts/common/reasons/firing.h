@@ -1,7 +1,7 @@
 /// \file firing.h
 /// Records, when an event is fired, why tasks are not started.
 ///
-/// An execution goes on when recording fails.
+/// An execution continues when recording fails.
 
 #pragma once
 

@@ -51,8 +51,8 @@ Json::Int64 refusingRunOf(Session& session, const std::string& strTask);
 /// \param iRun  the run that was still running.
 Reason refusedReason(Json::Int64 iRun);
 
-/// Finds the reasons. The codes, besides those of Reasons: "need_not_started", "need_running", "need_interrupted",
-/// "refused", "budget", "interrupted", "waiting" and "unknown".
+/// Finds the reasons. The codes, in addition to those of Reasons: "need_not_started", "need_running",
+/// "need_interrupted", "refused", "budget", "interrupted", "waiting" and "unknown".
 /// \param vecReasonsNow  the reasons that Reasons finds.
 std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
                                   const std::vector<Reason>& vecReasonsNow);

@@ -8,7 +8,7 @@
 
 namespace Host {
 
-/// The exit type of a run whose exit status is unknown, since its process was gone.
+/// The exit type of a run whose exit status is unknown, since its process had ended.
 inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
 
 /// \name Why a run was ended early: the member "ended_by" of its record

@@ -24,7 +24,7 @@ namespace Host {
 
 namespace {
 
-/// Gives the open runs whose process is gone. Of several runs with the same process id, only the newest can belong to
+/// Gives the open runs whose process has ended. Of several runs with the same process id, only the newest can belong to
 /// the process.
 std::vector<Json::Value> staleRuns(Session& session) {
   std::vector<Json::Value> vecStale;
@@ -93,7 +93,7 @@ bool isListedAlive(Session& session, const std::string& strTask, pid_t pid) {
   return jRuns.empty() || textOf(jRuns[0], "task_name") == strTask;
 }
 
-/// The corrected status: without the processes that are gone.
+/// The corrected status: without ended processes.
 Json::Value liveStatus(Session& session, const Json::Value& jTask) {
   const Json::Value& jStored = memberOf(jTask, "status");
   Json::Value jStatus = jStored.isObject() ? jStored : Json::Value(Json::objectValue);
@@ -153,7 +153,7 @@ std::optional<Process> processOf(Session& session, const Json::Value& jRun) {
   }
   const bool blProcess = isProcessOf(jSame[0]);
   const bool blStarted = hadStarted(jSame[0]);
-  // The execution is gone; the process may still run.
+  // The execution has ended; the process may still run.
   if (!blProcess || !isOfLiveExecution(process.pid(), iResult).value_or(blStarted)) {
     return std::nullopt;
   }

@@ -28,7 +28,7 @@ std::vector<pid_t> listedPidsOf(Session& session, const Json::Value& jTask);
 /// The living processes of a task, also those that are not on its running list yet.
 std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask);
 
-/// Closes the runs whose process is gone as interrupted. Removes these processes from the running lists, so that they
+/// Closes the runs whose process has ended as interrupted. Removes these processes from the running lists, so that they
 /// no longer keep tasks from starting.
 /// \return the new records of the closed runs.
 std::vector<Json::Value> reconcile(Session& session);

@@ -173,7 +173,7 @@ void RunEnding::letGo() {
 
 bool RunEnding::step() {
   if (!m_process.isAlive()) {
-    // Somebody else killed it. The processes below it can no longer be found through it.
+    // Another process killed it. The processes below it can no longer be found through it.
     if (m_blHeld && !isEmpty()) {
       killAll();
     }

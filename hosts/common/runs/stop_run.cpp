@@ -49,7 +49,7 @@ void endRun(Session& session, const Json::Value& jRun, std::chrono::seconds grac
   }
 }
 
-/// Waits until its execution has closed the run; closes it here when the execution is gone.
+/// Waits until its execution has closed the run; closes it here when the execution has ended.
 Json::Value waitUntilClosed(Session& session, Json::Int64 iResult, std::chrono::seconds limit) {
   Json::Value jRun;
   const bool blClosed = tryUntil(limit, PAUSE, [&] {

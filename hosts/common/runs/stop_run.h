@@ -20,7 +20,7 @@ struct StopLimits {
 };
 
 /// Ends an open run with all processes that its script started, and waits until its execution has closed it. Closes it
-/// here when the execution is gone.
+/// here when the execution has ended.
 /// \param grace  time for the processes to end after they were asked, before they are killed.
 /// \return the record of the closed run.
 /// \throw Failure when a wait limit is over.

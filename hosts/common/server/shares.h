@@ -28,7 +28,7 @@ Shares readShares();
 /// Why a share cannot be used, and how to repair it; empty when it can be used.
 std::string whyUnusable(const ORVASHARE& share);
 
-/// The same for the name of a share, which need not exist.
+/// Like whyUnusable(), for the name of a share, which need not exist.
 std::string whyShareUnusable(const std::string& strShare);
 
 /// Tells whether a share is defined; it may be unusable.

@@ -10,7 +10,7 @@
 namespace Host {
 
 /// Finds a user by name, or else reads a user id, which need not exist.
-/// \return nothing when the text is neither.
+/// \return nothing when it is neither a name nor an id.
 std::optional<uid_t> findUser(const std::string& strUser);
 
 /// The name of a user; empty when the id is unknown.

@@ -1,5 +1,5 @@
 /// \file apply.h
-/// A document that is to become the state of this server.
+/// Applies a document to this server.
 
 #pragma once
 
@@ -25,7 +25,7 @@ struct ApplyPlan {
   std::vector<std::string> vecWarnings;
 };
 
-/// Compares a document with the state of this server, and checks what it asks for.
+/// Compares a document with the state of this server, and checks its changes.
 /// \throw Failure with everything that is wrong, with the shape of the document and with what it asks for.
 ApplyPlan planApply(const ApplyRequest& request);
 

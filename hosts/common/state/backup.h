@@ -2,7 +2,7 @@
 /// The store and the configuration in one file.
 ///
 /// The file is an SQLite database: a copy of the store, a table `backup_file` that holds the files of the
-/// configuration, and a table `backup_owner` that tells who the owners of the tasks are. The
+/// configuration, and a table `backup_owner` with the names of the tasks' owners. The
 /// sqlite3 shell can read it, and a restore checks it first.
 
 #pragma once

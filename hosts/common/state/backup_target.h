@@ -11,10 +11,10 @@
 namespace Host {
 
 /// The place of a backup. A file that exists is replaced, so it must be a regular file, and none of the server's. A
-/// link is refused: whoever made it would choose the file that is replaced.
+/// link is refused: its creator would choose the file that is replaced.
 class BackupTarget {
 public:
-  /// Checks the place and opens its folder: the file is written there even when somebody replaces the folder meanwhile.
+  /// Checks the place and opens its folder: the file is written there even if the folder is replaced meanwhile.
   /// \throw Failure that names the file when it cannot be written.
   explicit BackupTarget(const std::string& strFile);
 

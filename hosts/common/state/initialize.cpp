@@ -15,7 +15,7 @@ namespace {
 /// The share that is installed for output.
 constexpr char DEFAULT_SHARE[] = "scheduler";
 
-/// The store's folder, or where the installed link to it leads: such a link is crossed on purpose.
+/// The store's folder, or the target of the installed link to it, which is followed on purpose.
 std::string storeFolder() {
   const std::filesystem::path folder = STORE_FOLDER;
   std::error_code error;

@@ -228,7 +228,7 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   logEvents(difference.vecCreated, EVENT_TASK_CREATED);
   std::vector<std::string> vecNotes;
   for (const std::string& strTask : difference.vecDeleted) {
-    // The task is gone; a folder that cannot be moved does not bring it back.
+    // The task is deleted already; a folder that cannot be moved does not bring it back.
     if (const std::string strOutput = putOutputAside(strTask); !strOutput.empty()) {
       vecNotes.push_back(fmt::format("the output of \"{}\" {}", strTask, strOutput));
     }

@@ -29,7 +29,7 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
 
 /// Checks a change.
 /// \param vecWarnings  receives warnings, a sentence each.
-/// \return everything that is wrong, a sentence each; empty when the change can be made.
+/// \return a sentence for each error; empty when the change can be made.
 std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings);
 

@@ -13,7 +13,7 @@ namespace Host {
 
 class Session;
 
-/// The store, open for as long as this lives. It stands for a Session where its header is not needed.
+/// The store, open for as long as this lives. Replaces a Session where the header of that is not needed.
 class OpenStore {
 public:
   /// \throw Failure when there is no store, or when it cannot be opened.
@@ -50,7 +50,7 @@ Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNe
 /// Gives one run record. \throw Failure when there is none.
 Json::Value requireRun(Session& session, Json::Int64 iResult);
 
-/// The process of a run, as its record says; 0 when it does not.
+/// The process id in a run record; 0 when it has none.
 pid_t pidOf(const Json::Value& jRun);
 
 }  // namespace Host

@@ -10,10 +10,10 @@ namespace Host {
 /// Blocks SIGINT, SIGTERM, SIGHUP and SIGQUIT for its lifetime; they take effect afterwards.
 class DeferredSignals {
 public:
-  /// Which signals have to wait.
+  /// The signals to block.
   enum class Signals {
-    OF_TERMINALS,  ///< those that somebody ends a command with
-    ALL,           ///< every one that can wait
+    OF_TERMINALS,  ///< signals that end a command from a terminal
+    ALL,           ///< all signals that can be blocked
   };
 
   explicit DeferredSignals(Signals signals = Signals::OF_TERMINALS);

@@ -21,7 +21,7 @@ inline constexpr char OUTPUT_SUFFIX[] = "/eorvascheduler.output.";
 /// Files about living processes; removed by a reboot.
 inline constexpr char RUNTIME_FOLDER[] = "/run/eorva";
 
-/// One file for every execution under way.
+/// One file for every running execution.
 inline constexpr char EXECUTIONS_FOLDER[] = "/run/eorva/executions";
 
 /// Locks on tasks; the file itself is empty.
@@ -33,7 +33,7 @@ inline constexpr char CONFIG_LOCK_PATH[] = "/run/eorva/config-lock";
 /// The tasks that were started in this second.
 inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
 
-/// Tickets of executions that systemd is to start.
+/// Tickets of executions that systemd starts.
 inline constexpr char TICKETS_FOLDER[] = "/run/eorva/tickets";
 
 /// The folders in which an execution looks for programs.

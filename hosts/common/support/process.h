@@ -15,7 +15,7 @@
 
 namespace Host {
 
-/// Wait limit for killed processes. They end at once, unless they wait for a disk that does not answer.
+/// Wait limit for killed processes. They end at once, unless they wait for a disk that does not respond.
 inline constexpr std::chrono::seconds KILL_LIMIT(30);
 
 /// The state of a process.
@@ -24,7 +24,7 @@ struct ProcessStatus {
   pid_t pidParent = 0;
   char cState = '?';             ///< R, S, D, T, Z ...
   std::uint64_t ticksStart = 0;  ///< when it started, in clock ticks since the boot
-  std::string strName;           ///< of its program, or what it calls itself; up to 15 bytes
+  std::string strName;           ///< of its program, or set by itself; up to 15 bytes
 
   bool isEnded() const { return cState == 'Z' || cState == 'X'; }
 };
@@ -38,27 +38,27 @@ public:
   /// Opens the process that has this id now.
   explicit Process(pid_t pid);
 
-  /// Opens a process that was seen before; none when it is gone.
+  /// Opens a process that was seen before; none when it has ended.
   explicit Process(const ProcessStatus& seen);
 
   pid_t pid() const { return m_pid; }
 
-  /// Its state; nothing when it is gone.
+  /// Its state; nothing when it has ended.
   std::optional<ProcessStatus> status() const;
 
   /// Tells whether it is alive; a zombie is not.
   bool isAlive() const;
 
-  /// Sends a signal to it. \return false when it is gone.
+  /// Sends a signal to it. \return false when it has ended.
   bool signal(int iSignal) const;
 
-  /// A descriptor that becomes readable when it ends; -1 when it was gone already.
+  /// A descriptor that becomes readable when it ends; -1 when it had ended already.
   int fd() const { return m_fd.get(); }
 
 private:
   pid_t m_pid;
   UniqueFd m_fd;
-  std::uint64_t m_ticksStart = 0;  ///< tells it apart when no descriptor was to be had
+  std::uint64_t m_ticksStart = 0;  ///< identifies it when it has no descriptor
 };
 
 /// All processes at one moment, by parent.
@@ -77,7 +77,7 @@ private:
   std::multimap<pid_t, ProcessStatus> m_mapByParent;
 };
 
-/// Seconds since a process started, by a clock that nobody sets.
+/// Seconds since a process started, by the clock that counts from the boot.
 double secondsSinceStart(const ProcessStatus& status);
 
 }  // namespace Host

@@ -12,7 +12,7 @@ namespace Host {
 /// One of the two texts.
 struct DiffSide {
   int fd = -1;           ///< a regular file, open for reading
-  std::string strLabel;  ///< what it is called
+  std::string strLabel;  ///< its name in the difference
 };
 
 /// Writes the unified difference of two texts to a descriptor.

@@ -8,7 +8,7 @@
 
 namespace Host {
 
-/// Tries something until it succeeds or its time is up, and once at least.
+/// Tries something until it succeeds or the time is up, at least once.
 /// \param pause   how long to wait before the next try.
 /// \param fnTry   returns true on success.
 /// \return false when the time was up.

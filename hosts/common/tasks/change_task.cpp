@@ -65,7 +65,7 @@ Stored store(Session& session, const std::string& strTask, const Json::Value& jC
   return {jDifferent, std::move(vecWarnings)};
 }
 
-/// The owner stays while a run goes on: its output and mail are read with the owner's rights.
+/// The owner cannot change during a run: its output and mail are read with the owner's rights.
 TaskChange lockForChange(Session& session, const std::string& strTask, const Json::Value& jChanges) {
   const Json::Value jBefore = requestOf(requireTask(session, strTask));
   if (jChanges.isMember("owner") && jChanges["owner"] != jBefore["owner"]) {

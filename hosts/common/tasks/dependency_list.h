@@ -8,8 +8,7 @@
 
 namespace Host {
 
-/// Reads the names, as the library does: what stands outside of brackets is skipped, and so is an entry that
-/// is never closed.
+/// Reads the names, as the library does: text outside of brackets and an entry without a closing bracket are skipped.
 std::vector<std::string> readDependencyList(const std::string& strDepend);
 
 /// Writes the names.

@@ -1,5 +1,5 @@
 /// \file related_tasks.h
-/// The tasks around a task, near and far.
+/// The direct and indirect dependencies and dependants of a task.
 
 #pragma once
 
@@ -14,7 +14,7 @@ enum class Relation {
   CANDIDATES,  ///< the tasks of its event that are in neither
 };
 
-/// Lists the records of the tasks around one.
+/// Lists the records of the related tasks.
 /// \throw Failure when there is no such task, or a walk through the tasks would not end.
 Json::Value relatedTasks(const std::string& strTask, Relation relation);
 

@@ -14,8 +14,7 @@ namespace Host {
 std::vector<std::string> checkDelete(const std::string& strTask);
 
 /// Deletes a task, its entry in other tasks' lists and its run records, and moves its output folder to NAME~1.
-/// \return what became of the output, which continues a sentence that begins with "its output"; empty when there was
-///         none.
+/// \return the new place of the output, as the end of a sentence that begins with "its output"; empty without output.
 /// \throw Failure when the task is unchanged.
 std::string deleteTask(const std::string& strTask);
 

@@ -2,7 +2,7 @@
 /// Which task waits for which, as the library sees it.
 ///
 /// The library finds the tasks that wait for NAME with the pattern '%[NAME]%', in which "_" stands for any
-/// character and ASCII letters match without regard to case. It goes on from each task as often as it meets it. So a
+/// character and ASCII letters match without regard to case. It continues from each task as often as it meets it. So a
 /// graph that looks harmless can keep an execution or a rename busy for ever.
 
 #pragma once

@@ -16,8 +16,8 @@ Json::Value ownerFrom(const std::string& strTyped);
 /// \param strUid  receives the uid in decimal; stays as it is when the value is no owner.
 std::string ownerName(const Json::Value& jOwner, std::string& strUid);
 
-/// Puts a script that JSON holds as base64, because it is no UTF-8, in the place of `operation`.
-/// \throw Failure when it is no base64.
+/// Decodes a script that JSON has as base64, because it is not UTF-8, and sets it as `operation`.
+/// \throw Failure when it is not base64.
 void takeScriptBytes(Json::Value& jTask);
 
 /// Removes the blanks around the parts of a list: "a, b" is what people write, and "a,b" is stored.

@@ -11,7 +11,7 @@
 
 namespace Host {
 
-/// A fault of one member of a record.
+/// An error in one member of a record.
 struct Finding {
   std::string strMember;
   std::string strReason;
@@ -23,7 +23,7 @@ struct Finding {
 
 struct Findings {
   std::vector<Finding> vecErrors;    ///< the task cannot be stored
-  std::vector<Finding> vecWarnings;  ///< it can, but probably does not do what the user wants
+  std::vector<Finding> vecWarnings;  ///< the task can be stored, but probably does not do what the user wants
 };
 
 /// \param szDone  what does not happen when there are errors: "added", "changed".
@@ -42,8 +42,8 @@ enum class AllowedEvents {
 /// \param jTasks  array: the stored task records.
 Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events);
 
-/// Checks a changed task. A fault that was there before, in a member that stays, is only a warning: so one fault does
-/// not keep users from repairing another one. An event that stays may be any.
+/// Checks a changed task. An existing error in an unchanged member is only a warning, so that users can repair errors
+/// one by one. An unchanged event may have any name.
 /// \param jTask    a task record in the form of the user interface; it may have a new name.
 /// \param jBefore  the task as it is stored, from requestOf().
 /// \param jTasks   array: the stored task records.
@@ -54,8 +54,8 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
 /// \param graph  the tasks as they will be, this one among them.
 Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events);
 
-/// Checks a stored task: its users or programs may be gone, or another program stored it. Its event may be any. When a
-/// task waits for one of another event, only the task that waits is reported.
+/// Checks a stored task: its users or programs may no longer exist, or another program stored it. Its event may have
+/// any name. When a task waits for one of another event, only the task that waits is reported.
 /// \param graph  the stored tasks.
 Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph);
 

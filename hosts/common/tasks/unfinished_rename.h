@@ -15,7 +15,7 @@ namespace Host {
 
 class Session;
 
-/// A folder that has no task's name, and holds the output of a task.
+/// A folder with the output of a task, but not with the name of any task.
 struct UnfinishedRename {
   OutputFolder place;
   std::string strFolder;  ///< its name there
@@ -26,7 +26,7 @@ struct UnfinishedRename {
   std::string path() const { return place.path() + "/" + strFolder; }
 };
 
-/// Searches all places; waits for a rename that goes on. \throw Failure when the store fails.
+/// Searches all places; waits for a running rename. \throw Failure when the store fails.
 std::vector<UnfinishedRename> findUnfinishedRenames(Session& session);
 
 /// Gives the folders the names of their tasks, where these are free.

@@ -1,5 +1,5 @@
 /// \file base64.h
-/// Bytes as letters.
+/// Reads and writes base64.
 
 #pragma once
 
@@ -10,7 +10,7 @@ namespace Host {
 
 std::string toBase64(const std::string& strBytes);
 
-/// \return nothing when the text is none.
+/// \return nothing when the text is not base64.
 std::optional<std::string> fromBase64(const std::string& strText);
 
 }  // namespace Host

@@ -8,7 +8,7 @@
 
 namespace Host {
 
-/// Reads an object or an array. \throw Failure with the fault, in one line.
+/// Reads an object or an array. \throw Failure with the error, in one line.
 Json::Value readJson(const std::string& strText);
 
 /// Reads an object or an array; gives null when it is not JSON.

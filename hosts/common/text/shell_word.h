@@ -1,5 +1,5 @@
 /// \file shell_word.h
-/// Words in command lines that users are told to type.
+/// Words in command lines for users to type.
 
 #pragma once
 

@@ -12,7 +12,7 @@ namespace Host {
 /// \return nothing, and the text as it was, when the bytes are no UTF-8 (overlong forms and surrogates are none).
 std::optional<char32_t> takeCodePoint(std::string_view& strText);
 
-/// Tells whether a code point only steers a display: what it shows can differ from what is there.
+/// Tells whether a code point only controls the display, so that the shown text can differ from the real one.
 bool isControl(char32_t code);
 
 }  // namespace Host
