@@ -1,4 +1,4 @@
-/// Programs get records as they are stored, with what can be read from them besides.
+/// Programs get records as they are stored, with additional members.
 
 #include "common/answers/task_answers.h"
 

@@ -1,4 +1,4 @@
-/// What is asked for is checked before it is set, and the file of the settings has one grammar.
+/// Values are checked before they are set, and the settings file has one grammar.
 
 #include "common/config/change_config.h"
 

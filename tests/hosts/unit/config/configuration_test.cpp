@@ -1,4 +1,4 @@
-/// Changes of the configuration and of a server's state that get in each other's way, or are ended halfway.
+/// Concurrent and interrupted changes of the configuration and of a server's state.
 
 #include "common/config/configuration.h"
 

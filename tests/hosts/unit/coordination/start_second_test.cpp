@@ -1,4 +1,4 @@
-/// Starts of tasks get seconds of their own, and others are not delayed.
+/// Each start of a task gets its own second; starts of other tasks are not delayed.
 
 #include "common/coordination/start_second.h"
 

@@ -1,4 +1,4 @@
-/// A ticket lets one execution start, however many try.
+/// Of several executions, a ticket lets one start.
 
 #include "common/coordination/start_ticket.h"
 

@@ -1,4 +1,4 @@
-/// Which events can be switched, and which can be meant.
+/// Events that can be enabled and disabled, and suggestions for mistyped ones.
 
 #include "common/events/event_switch.h"
 

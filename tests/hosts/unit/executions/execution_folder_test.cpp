@@ -1,4 +1,4 @@
-/// The folders of runs are safe, also when the place changes between the check and the start.
+/// The folders of runs are safe even if the place changes between the check and the start.
 
 #include <ctime>
 #include <filesystem>

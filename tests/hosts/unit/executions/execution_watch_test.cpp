@@ -1,4 +1,4 @@
-/// The budget of an execution holds, also when the store or a process hangs.
+/// The budget of an execution holds even if the store or a process hangs.
 
 #include "common/executions/execution_watch.h"
 

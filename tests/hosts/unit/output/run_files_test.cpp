@@ -1,4 +1,4 @@
-/// The files of a run are found, and whoever misses one learns why.
+/// The files of a run are found; a failure says why a file is missing.
 
 #include "common/output/run_files.h"
 

@@ -1,4 +1,4 @@
-/// The reasons why a task did not run are those of the moment when its event was fired.
+/// The reasons why a task did not run are those at the time when its event was fired.
 
 #include "common/reasons/firing.h"
 

@@ -22,7 +22,7 @@ namespace {
 
 class EndingOfARun : public testing::Test {
 protected:
-  /// The shell starts its script when it is told to; the run ends with the exit status of the shell.
+  /// The shell starts its script on request; the run ends with the exit status of the shell.
   void SetUp() override {
     ASSERT_EQ(pipe2(m_go, O_CLOEXEC), 0);
     m_pid = fork();

@@ -1,4 +1,4 @@
-/// Users, by what people type.
+/// Users by name or id, as people type them.
 
 #include "common/server/users.h"
 

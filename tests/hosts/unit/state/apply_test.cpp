@@ -1,4 +1,4 @@
-/// A document is compared and checked whole before anything is changed.
+/// A document is compared and checked completely before anything is changed.
 
 #include "common/state/apply.h"
 

@@ -1,4 +1,4 @@
-/// A backup is as good as the store that it was made of, and puts nothing where nobody asked for it.
+/// A backup has everything in the store, and writes only the requested file.
 
 #include "common/state/backup.h"
 

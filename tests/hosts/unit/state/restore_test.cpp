@@ -1,4 +1,4 @@
-/// A restore waits for nothing that runs: it is refused, and the store stays.
+/// While something runs, a restore is refused and the store is unchanged.
 
 #include "common/state/restore.h"
 

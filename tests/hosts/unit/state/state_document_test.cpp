@@ -1,4 +1,4 @@
-/// The document of a server's state, whole and cut off on its way.
+/// The document of a server's state, complete and incomplete.
 
 #include "common/state/state_document.h"
 

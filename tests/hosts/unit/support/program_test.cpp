@@ -1,4 +1,4 @@
-/// Programs that are run, and what is read from descriptors.
+/// Running programs, and reading from descriptors.
 
 #include "common/support/program.h"
 

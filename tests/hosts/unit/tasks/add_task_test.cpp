@@ -1,4 +1,4 @@
-/// New tasks are stored whole and with defaults, or not at all.
+/// New tasks are stored completely, with defaults, or not at all.
 
 #include "common/tasks/add_task.h"
 

@@ -1,4 +1,4 @@
-/// The tasks around a task, and graphs that nobody can walk through.
+/// Related tasks, and graphs with endless walks.
 
 #include "common/tasks/related_tasks.h"
 

@@ -1,5 +1,5 @@
-/// Whoever renames or deletes a task rewrites the lists of others, and keeps out of the way of executions that have
-/// read them.
+/// Renaming or deleting a task rewrites the lists of its dependants, but not while an execution that has read them may
+/// start one.
 
 #include "common/tasks/rename_lock.h"
 

@@ -249,7 +249,7 @@ TEST_F(ChangeOfName, FoldersThatMayBeSomethingElseAreLeftAlone) {
   Session session;
   addTask(session, "twin");
   addRun(session, "twin", 1000);
-  // Another place for the same moment, what was put aside, nobody's, somebody else's, and one of two.
+  // A second folder for the same start time, a folder moved aside, unknown folders, and one of two.
   std::filesystem::create_directories("/srv/kept/copy/1000");
   std::filesystem::create_directories("/srv/kept/twin/1000");
   std::filesystem::create_directories("/srv/kept/it~1/1000");

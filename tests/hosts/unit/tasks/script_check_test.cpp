@@ -1,4 +1,4 @@
-/// What is said about a script before it is stored.
+/// Warnings about a script before it is stored.
 
 #include "common/tasks/script_check.h"
 

@@ -1,4 +1,4 @@
-/// What the rules let through, the library can walk: a thousand graphs whose names match one another as patterns.
+/// The library can walk every graph that the rules allow: a thousand graphs whose names match each other as patterns.
 
 #include "common/tasks/task_graph.h"
 

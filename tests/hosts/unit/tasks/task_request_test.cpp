@@ -1,4 +1,4 @@
-/// What users type becomes members of a record.
+/// Typed values become members of a record.
 
 #include "common/tasks/task_request.h"
 

@@ -1,4 +1,4 @@
-/// Names that a path, a shell, a pattern or a terminal would read as something else.
+/// Names with a special meaning in a path, a shell, a pattern or a terminal.
 
 #include <array>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-/// What is let through as the name of a task means nothing to a shell, and is one step of a path.
+/// A valid task name has no special meaning in a shell, and is one part of a path.
 
 #include "common/text/name_rules.h"
 
