@@ -1,5 +1,4 @@
-/// What is left of a change of name that is cut off at any moment: the output of a task is found under its name, or the
-/// check finds it.
+/// A rename that is interrupted at any moment: the output of the task is under its name, or the check finds it.
 
 #include "common/tasks/rename_task.h"
 
