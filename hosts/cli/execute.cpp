@@ -14,6 +14,7 @@
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/shell_word.h"
+#include "common/text/terminal_text.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -63,10 +64,13 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
   const std::vector<std::string> vecNotStarted = progress.notStarted();
   fmt::print("{} {}: {} run{}, {} ok, {} failed", request.kind(), request.strName, progress.runs().size(),
              progress.runs().size() == 1 ? "" : "s", progress.runs().size() - vecFailed.size(), vecFailed.size());
-  fmt::print("{}\n", vecNotStarted.empty() ? "" : fmt::format("; not started: {}", fmt::join(vecNotStarted, ", ")));
+  fmt::print("{}\n", vecNotStarted.empty()
+                         ? ""
+                         : fmt::format("; not started: {}",
+                                       Host::onOneLine(fmt::format("{}", fmt::join(vecNotStarted, ", ")))));
   for (const Json::Value& jRun : vecFailed) {
-    fmt::print("  {}: {}    eorva runs output {}\n", textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText,
-               intOf(jRun, "result_id"));
+    fmt::print("  {}: {}    eorva runs output {}\n", Host::onOneLine(textOf(jRun, "task_name")),
+               Host::outcomeOf(jRun).strText, intOf(jRun, "result_id"));
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -150,6 +151,8 @@ CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::st
 
 int main(int argc, char** argv) {
   Host::occupyStandardDescriptors();
+  // A caller may ignore it; then no child could be waited for.
+  std::signal(SIGCHLD, SIG_DFL);
   Host::takeHostName();
   std::setlocale(LC_ALL, "");
   try {

@@ -150,6 +150,13 @@ T
   same "files that are left" "" "$(edits_left)"
 }
 
+@test "a caller that ignores SIGCHLD does not keep the editor from being waited for" {
+  add_task it bootup alice 'exit 0'
+  editor 'echo "exit 1" >"$1"'
+  run -0 env --ignore-signal=CHLD eorva task edit it
+  same "script" '"exit 1\n"' "$(member it .operation)"
+}
+
 @test "VISUAL is used first, then EDITOR, then the system's editor; options in them are passed on" {
   add_task it bootup alice 'exit 0'
   editor 'echo "echo $1" >"$2"'

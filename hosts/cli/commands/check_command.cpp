@@ -20,7 +20,8 @@ struct CheckOptions {
   bool blJson = false;
 };
 
-void repair() {
+/// \return why runs were not closed; empty when they were.
+std::string repair() {
   const Host::Repairs repairs = Host::repairInstallation();
   for (const Json::Value& jRun : repairs.vecRuns) {
     printNote(fmt::format("closed run {} of \"{}\", which was interrupted", Host::intOf(jRun, "result_id"),
@@ -30,6 +31,7 @@ void repair() {
     printNote(fmt::format("moved the output of \"{}\" back from {}", strTask, strPath));
   }
   printNote(repairs.strProblem);
+  return repairs.strStoreProblem;
 }
 
 void printFindings(const HealthFindings& findings, std::size_t cProblems) {
@@ -47,10 +49,7 @@ void printFindings(const HealthFindings& findings, std::size_t cProblems) {
 }
 
 int runCheck(const Context&, const CheckOptions& options) {
-  if (options.blRepair) {
-    repair();
-  }
-  const HealthFindings findings = Host::checkInstallation();
+  const HealthFindings findings = Host::checkInstallation(options.blRepair ? repair() : std::string());
   const std::size_t cProblems = Host::problemsAmong(findings);
   if (options.blJson) {
     printJson(Host::checkForPrograms(findings));

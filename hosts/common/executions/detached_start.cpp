@@ -91,7 +91,9 @@ void leaveTerminal() {
   std::fflush(nullptr);
   const UniqueFd null(open("/dev/null", O_RDWR | O_CLOEXEC));
   for (const int fd : std::array{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    dup2(null.get(), fd);
+    if (!null.isOpen() || dup2(null.get(), fd) < 0) {
+      throw Failure(fmt::format("cannot open /dev/null: {}", std::strerror(errno)));
+    }
   }
 }
 

@@ -17,6 +17,18 @@
 
 namespace Host {
 
+namespace {
+
+std::string closedText(const std::vector<Json::Value>& vecRuns) {
+  std::string strText;
+  for (const Json::Value& jRun : vecRuns) {
+    strText += fmt::format("; run {} was interrupted, and is closed now", intOf(jRun, "result_id"));
+  }
+  return strText;
+}
+
+}  // namespace
+
 void checkRequest(const ExecutionRequest& request, bool blDetached) {
   const OpenStore session;
   if (request.blByEvent) {
@@ -42,10 +54,15 @@ void refuseSecondRun(Session& session, const std::string& strTask) {
 PreparedExecution::PreparedExecution(ExecutionRequest request) : m_request(std::move(request)) {
   const OpenStore session;
   m_vecInterrupted = reconcile(session);
-  m_plan = prepareExecution(session, m_request, m_lock);
-  m_jTasks = listTasks(session);
-  if (!m_request.blByEvent) {
-    refuseSecondRun(session, m_request.strName);
+  try {
+    m_plan = prepareExecution(session, m_request, m_lock);
+    m_jTasks = listTasks(session);
+    if (!m_request.blByEvent) {
+      refuseSecondRun(session, m_request.strName);
+    }
+  } catch (const Failure& failure) {
+    // Nobody else finds the closed runs again.
+    throw Failure(failure.what() + closedText(m_vecInterrupted), failure.hint());
   }
 }
 

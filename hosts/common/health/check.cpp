@@ -12,11 +12,14 @@ namespace Host {
 namespace {
 
 /// \return the stored tasks; none when the store cannot be read.
-Json::Value checkRecords(HealthFindings& findings) {
+Json::Value checkRecords(const std::string& strStoreProblem, HealthFindings& findings) {
   Json::Value jTasks(Json::arrayValue);
   try {
     const OpenStore session;
     jTasks = listTasks(session);
+    if (!strStoreProblem.empty()) {
+      throw Failure(strStoreProblem);
+    }
     checkRuns(session, findings);
     checkUnfinishedRenames(session, findings);
     checkStoreFiles(findings);
@@ -35,6 +38,12 @@ Repairs repairInstallation() {
   try {
     const OpenStore session;
     repairs.vecRuns = reconcile(session);
+  } catch (const Failure& error) {
+    repairs.strStoreProblem = error.what();
+    return repairs;
+  }
+  try {
+    const OpenStore session;
     for (const UnfinishedRename& rename : finishRenames(session)) {
       repairs.vecOutputs.emplace_back(rename.strTask, rename.path());
     }
@@ -44,9 +53,9 @@ Repairs repairInstallation() {
   return repairs;
 }
 
-HealthFindings checkInstallation() {
+HealthFindings checkInstallation(const std::string& strStoreProblem) {
   HealthFindings findings;
-  const Json::Value jTasks = checkRecords(findings);
+  const Json::Value jTasks = checkRecords(strStoreProblem, findings);
   checkConfiguration(jTasks, findings);
   checkMailProgram(jTasks, findings);
   checkEvents(jTasks, findings);

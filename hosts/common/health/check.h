@@ -15,14 +15,16 @@ namespace Host {
 struct Repairs {
   std::vector<Json::Value> vecRuns;                             ///< records of the runs that were closed
   std::vector<std::pair<std::string, std::string>> vecOutputs;  ///< tasks, and where their output lay
-  std::string strProblem;                                       ///< why something could not be repaired
+  std::string strProblem;                                       ///< why output was not moved back
+  std::string strStoreProblem;                                  ///< why runs were not closed
 };
 
 /// Closes runs whose process has ended, and moves back output that an interrupted rename left elsewhere.
 Repairs repairInstallation();
 
 /// Runs all checks. A check that fails is a finding, too.
-HealthFindings checkInstallation();
+/// \param strStoreProblem  from a repair.
+HealthFindings checkInstallation(const std::string& strStoreProblem = {});
 
 /// How many of the findings are problems; the others are warnings.
 std::size_t problemsAmong(const HealthFindings& findings);

@@ -50,8 +50,8 @@ void checkGuardedFile(const std::string& strPath, HealthFindings& findings) {
 
 /// The answer of a check of SQLite; empty when it finds nothing.
 std::string failedPragma(const char* szPragma) {
+  const Database store = openStore();
   try {
-    const Database store = openStore();
     const Statement statement = prepare(store, szPragma, DATABASE_PATH);
     const int iCode = sqlite3_step(statement.get());
     if (iCode != SQLITE_ROW) {

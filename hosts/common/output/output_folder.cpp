@@ -221,17 +221,26 @@ std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Js
 }
 
 std::string putOutputAside(const std::string& strTask) {
-  std::string strAside;
-  try {
-    for (const OutputFolder& place : OutputFolder::placesOf(strTask)) {
+  std::string strText;
+  const auto add = [&](const std::string& strPart) { strText += (strText.empty() ? "" : "; ") + strPart; };
+  const auto move = [&](const OutputFolder& place) {
+    try {
       if (const std::string strPath = place.moveAside(strTask); !strPath.empty()) {
-        strAside += (strAside.empty() ? "is kept in " : ", ") + strPath;
+        add("is kept in " + strPath);
       }
+    } catch (const Failure& error) {
+      add(fmt::format("stays in {}: {}", place.path(), error.what()));
     }
+  };
+  try {
+    std::vector<std::string> vecUnknown;
+    const std::vector<OutputFolder> vecPlaces =
+        OutputFolder::isFolderName(strTask) ? OutputFolder::places(vecUnknown) : std::vector<OutputFolder>();
+    std::for_each(vecPlaces.begin(), vecPlaces.end(), move);
   } catch (const Failure& error) {
-    return fmt::format("stays where it is: {}", error.what());
+    add(fmt::format("stays where it is: {}", error.what()));
   }
-  return strAside;
+  return strText;
 }
 
 }  // namespace Host

@@ -16,9 +16,6 @@ namespace Host {
 
 namespace {
 
-/// Of a unit's name.
-constexpr std::size_t MOST_BYTES = 255;
-
 struct Answer {
   int iStatus = 0;      ///< as waitpid gives it
   std::string strText;  ///< what was written to standard output and standard error
@@ -98,9 +95,7 @@ std::map<std::string, std::string> readBlock(std::istream& text) {
 /// \return their states by name; a unit can have several names.
 std::map<std::string, UnitState> statesFromManager(const std::vector<std::string>& vecUnits) {
   std::vector<std::string> vecArguments{"show", "--property=Names,UnitFileState,ActiveState,TriggeredBy", "--"};
-  // A name that is too long for a unit would end the answer.
-  std::copy_if(vecUnits.begin(), vecUnits.end(), std::back_inserter(vecArguments),
-               [](const std::string& strUnit) { return strUnit.size() <= MOST_BYTES; });
+  vecArguments.insert(vecArguments.end(), vecUnits.begin(), vecUnits.end());
   std::istringstream text(systemctl(std::move(vecArguments)).strText);
   std::map<std::string, UnitState> mapStates;
   while (text) {
@@ -131,9 +126,11 @@ std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits) {
   if (!isSystemdRunning()) {
     std::transform(vecUnits.begin(), vecUnits.end(), std::back_inserter(vecStates), &stateFromFiles);
   } else if (!vecUnits.empty()) {
-    std::map<std::string, UnitState> mapStates = statesFromManager(vecUnits);
+    const std::map<std::string, UnitState> mapStates = statesFromManager(vecUnits);
     for (const std::string& strUnit : vecUnits) {
-      vecStates.push_back(mapStates[strUnit]);
+      const auto it = mapStates.find(strUnit);
+      // The answer ends at a name that cannot be a unit's, as one of more than 255 bytes.
+      vecStates.push_back(it != mapStates.end() ? it->second : statesFromManager({strUnit})[strUnit]);
     }
   }
   return vecStates;

@@ -36,7 +36,9 @@ std::optional<uid_t> findUser(const std::string& strUser) {
   uid_t uid = 0;
   const char* const pEnd = strUser.data() + strUser.size();
   const auto [p, code] = std::from_chars(strUser.data(), pEnd, uid);
-  return code == std::errc() && p == pEnd ? std::optional(uid) : std::nullopt;
+  // "01000" is refused, as the library would read it otherwise.
+  const bool blPlain = strUser.size() == 1 || !strUser.starts_with('0');
+  return blPlain && code == std::errc() && p == pEnd ? std::optional(uid) : std::nullopt;
 }
 
 std::string userName(uid_t uid) {

@@ -84,7 +84,7 @@ std::string readBackup(const std::string& strFile) {
   if (!S_ISREG(status.st_mode)) {
     throw Failure(fmt::format("cannot open {}: it is not a regular file", strFile));
   }
-  return readAll(fd.get(), strFile);
+  return readAll(fd.get(), strFile, static_cast<std::size_t>(status.st_size));
 }
 
 /// The files of the configuration that a backup holds.

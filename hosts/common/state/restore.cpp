@@ -35,8 +35,12 @@ Restored restore(const std::string& strFile, Owners owners) {
   Restored restored;
   restored.vecFiles = restoreBackup(strFile, owners, restored.vecWarnings);
   // Runs that went on during the backup have ended since.
-  const OpenStore session;
-  reconcile(session);
+  try {
+    const OpenStore session;
+    reconcile(session);
+  } catch (const Failure& error) {
+    restored.vecWarnings.push_back(fmt::format("interrupted runs may be shown as running: {}", error.what()));
+  }
   return restored;
 }
 

@@ -105,7 +105,7 @@ void execute(const Database& database, const char* szSql, const std::string& str
 Statement prepare(const Database& database, const char* szSql, const std::string& strName) {
   sqlite3_stmt* pStatement = nullptr;
   if (sqlite3_prepare_v2(database.get(), szSql, -1, &pStatement, nullptr) != SQLITE_OK) {
-    throw Failure(fmt::format("{} is not a backup: {}", strName, sqlite3_errmsg(database.get())));
+    throw Failure(fmt::format("cannot read {}: {}", strName, sqlite3_errmsg(database.get())));
   }
   return Statement(pStatement);
 }
@@ -113,7 +113,7 @@ Statement prepare(const Database& database, const char* szSql, const std::string
 std::string firstText(const Database& database, const char* szSql, const std::string& strName) {
   const Statement statement = prepare(database, szSql, strName);
   if (sqlite3_step(statement.get()) != SQLITE_ROW) {
-    throw Failure(fmt::format("{} is not a backup: {}", strName, sqlite3_errmsg(database.get())));
+    throw Failure(fmt::format("cannot read {}: {}", strName, sqlite3_errmsg(database.get())));
   }
   return columnText(statement, 0);
 }

@@ -66,7 +66,8 @@ public:
   bool put(mode_t mode) {
     m_blPut = fchmod(m_fd.get(), mode) == 0 && fsync(m_fd.get()) == 0 &&
               renameat(m_fdFolder, m_strName.c_str(), m_fdFolder, m_strTarget.c_str()) == 0;
-    return m_blPut && fsync(m_fdFolder) == 0;
+    // Some file systems have no fsync() for folders.
+    return m_blPut && (fsync(m_fdFolder) == 0 || errno == EINVAL);
   }
 
 private:
@@ -124,6 +125,9 @@ std::optional<std::string> readTextFile(const std::string& strPath) {
 void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode) {
   const std::filesystem::path target = targetOf(strPath);
   const UniqueFd folder(open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.isOpen()) {
+    failErrno("open the folder of", target);
+  }
   struct stat status{};
   const bool blThere = fstatat(folder.get(), target.filename().c_str(), &status, 0) == 0;
   Draft draft(folder.get(), target.filename());

@@ -82,7 +82,13 @@ int Program::run(std::string& strOutput) {
   give(pipe.writer.get(), STDERR_FILENO);
   const pid_t pid = start();
   pipe.writer.reset();
-  strOutput = readAll(pipe.reader.get(), m_vecCommand[0]);
+  try {
+    strOutput = readAll(pipe.reader.get(), m_vecCommand[0]);
+  } catch (...) {
+    pipe.reader.reset();
+    waitForEnd(pid, m_vecCommand[0]);
+    throw;
+  }
   return waitForEnd(pid, m_vecCommand[0]);
 }
 

@@ -19,7 +19,7 @@ TaskAdded store(Session& session, WriteLock& lock, Json::Value jTask, AllowedEve
   std::vector<Finding> vecWarnings = requireNoErrors(strTask, checkNewTask(jTask, listTasks(session), events), "added");
   Json::Value jCreated;
   if (taskPreAction(jTask) < 0 || recCreate(session.tasks(), jTask, jCreated) < 0) {
-    throw Failure(fmt::format("the store refused the task \"{}\"", strTask));
+    throw Failure(fmt::format("the store refused the task \"{}\"; {}", strTask, SEE_LOG));
   }
   lock.commit();
   return {std::move(jTask), std::move(vecWarnings)};

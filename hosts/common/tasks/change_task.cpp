@@ -59,7 +59,7 @@ Stored store(Session& session, const std::string& strTask, const Json::Value& jC
   jUpdate["task_name"] = strTask;
   if ((jUpdate.isMember("owner") && taskPreAction(jUpdate) < 0) ||
       recUpdate(session.tasks(), jUpdate, session.db()) < 0) {
-    throw Failure(fmt::format("the store refused to change the task \"{}\"", strTask));
+    throw Failure(fmt::format("the store refused to change the task \"{}\"; {}", strTask, SEE_LOG));
   }
   lock.commit();
   return {jDifferent, std::move(vecWarnings)};

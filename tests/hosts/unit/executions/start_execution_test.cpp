@@ -103,6 +103,24 @@ TEST_F(StartExecution, RefusesWhatIsNotThere) {
   EXPECT_THROW(PreparedExecution{m_request}, Failure);
 }
 
+TEST_F(StartExecution, ARefusalTellsWhichRunsWereClosed) {
+  {
+    const Session session;
+    Json::Value jRun(Json::objectValue);
+    jRun["task_name"] = "a";
+    jRun["start_time"] = 1000;
+    jRun["event_fire_time"] = 1000;
+    jRun["trigger_event"] = "bootup";
+    jRun["pid"] = 2147483647;
+    Json::Value jOut;
+    ASSERT_EQ(session.runs()->recCreate(jRun, jOut), 0);
+  }
+  m_request.blByEvent = false;
+  m_request.strName = "missing";
+  EXPECT_THAT([&] { PreparedExecution{m_request}; },
+              ThrowsMessage<Failure>(HasSubstr("run 1 was interrupted, and is closed now")));
+}
+
 TEST_F(StartExecution, InTheBackgroundGoesOnByItself) {
   m_request.blByEvent = false;
   m_request.strName = "a";

@@ -42,7 +42,7 @@ protected:
 
 TEST_F(Checks, MissingStoreIsAFindingAndNothingToRepair) {
   EXPECT_THAT(codes(), Contains("store_missing"));
-  EXPECT_NE("", repairInstallation().strProblem);
+  EXPECT_NE("", repairInstallation().strStoreProblem);
 }
 
 TEST_F(Checks, RunWithoutAProcessIsFoundAndClosed) {

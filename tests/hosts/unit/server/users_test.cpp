@@ -13,7 +13,7 @@ TEST(Users, NamesComeBeforeNumbers) {
 }
 
 TEST(Users, WhatIsNeitherIsNotFound) {
-  for (const char* szUser : {"", "no such user", "-1", "12x", "4294967296"}) {
+  for (const char* szUser : {"", "no such user", "-1", "12x", "01000", "4294967296"}) {
     EXPECT_EQ(std::nullopt, findUser(szUser)) << szUser;
   }
 }
