@@ -7,7 +7,7 @@
 #include "cli/input.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
-#include "common/answers/state_answers.h"
+#include "common/answers/server_answers.h"
 #include "common/state/apply.h"
 #include "common/support/text_diff.h"
 

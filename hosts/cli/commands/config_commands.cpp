@@ -4,7 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
-#include "common/answers/state_answers.h"
+#include "common/answers/server_answers.h"
 #include "common/config/change_config.h"
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"

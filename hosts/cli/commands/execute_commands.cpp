@@ -7,7 +7,6 @@
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/coordination/start_ticket.h"
-#include "common/events/event_catalogue.h"
 #include "common/events/event_environment.h"
 #include "common/executions/detached_start.h"
 #include "common/executions/service_process.h"

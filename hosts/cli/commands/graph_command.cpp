@@ -1,6 +1,5 @@
 /// eorva task graph
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <set>

@@ -1,6 +1,5 @@
 /// eorva help
 
-#include <cstdio>
 #include <fmt/format.h>
 
 #include "cli/command_line.h"

@@ -1,7 +1,5 @@
 /// eorva task relate
 
-#include <fmt/format.h>
-
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/task_answers.h"

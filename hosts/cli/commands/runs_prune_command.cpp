@@ -6,7 +6,6 @@
 #include "common/answers/run_answers.h"
 #include "common/output/retention.h"
 #include "common/store/records.h"
-#include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "runs_commands.h"
 

@@ -8,8 +8,6 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <json/writer.h>
-#include <memory>
-#include <sstream>
 #include <unistd.h>
 
 #include "common/answers/reason_text.h"

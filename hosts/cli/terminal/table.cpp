@@ -1,7 +1,6 @@
 #include "table.h"
 
 #include <cstddef>
-#include <cstdlib>
 #include <libsmartcols/libsmartcols.h>
 #include <new>
 

@@ -142,7 +142,7 @@ Json::Value membersOf(const HealthFinding& finding) {
   jMembers["member"] = memberWord(textOf(finding.jDetails, "member"));
   jMembers["folder"] = STORE_FOLDER;
   jMembers["database"] = DATABASE_PATH;
-  jMembers["mail_settings"] = MAIL_SETTINGS_PATH;
+  jMembers["mail_settings"] = SERVER_SETTINGS_PATH;
   jMembers["mode"] = fmt::format("{:04o}", intOf(finding.jDetails, "mode"));
   const Json::Int64 cTasks = intOf(finding.jDetails, "tasks");
   jMembers["tasks"] = fmt::format("{} task{}", cTasks, cTasks == 1 ? "" : "s");

@@ -15,25 +15,11 @@ Json::Value durationOf(const Json::Value& jRun) {
   return jRun.isMember("stop_time") ? Json::Value(intOf(jRun, "stop_time") - intOf(jRun, "start_time")) : Json::Value();
 }
 
-Json::Value textsForPrograms(const std::vector<std::string>& vecTexts) {
-  Json::Value jTexts(Json::arrayValue);
-  for (const std::string& strText : vecTexts) {
-    jTexts.append(strText);
-  }
-  return jTexts;
-}
-
-Json::Value itemsForPrograms(const std::vector<PrunedItem>& vecItems) {
-  Json::Value jItems(Json::arrayValue);
-  for (const PrunedItem& item : vecItems) {
-    Json::Value jItem(Json::objectValue);
-    jItem["result_id"] = memberOf(item.jRun, "result_id");
-    jItem["task_name"] = item.task();
-    jItem["start_time"] = item.iStartTime;
-    jItem["bytes"] = static_cast<Json::UInt64>(item.cb);
-    jItems.append(jItem);
-  }
-  return jItems;
+Json::Value itemForPrograms(const PrunedItem& item) {
+  return objectOf({{"result_id", memberOf(item.jRun, "result_id")},
+                   {"task_name", item.task()},
+                   {"start_time", item.iStartTime},
+                   {"bytes", static_cast<Json::UInt64>(item.cb)}});
 }
 
 }  // namespace
@@ -50,34 +36,26 @@ Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
 }
 
 Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
-  Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jRun : vecRuns) {
-    jOut.append(runForPrograms(jRun, owners));
-  }
-  return jOut;
+  return arrayOf(vecRuns, [&](const Json::Value& jRun) { return runForPrograms(jRun, owners); });
 }
 
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines) {
   const FileFollower::End end = endOfRunFile(jRun, szFile, cLines);
-  Json::Value jOut(Json::objectValue);
-  jOut["result_id"] = intOf(jRun, "result_id");
-  jOut["task_name"] = textOf(jRun, "task_name");
-  jOut["file"] = szFile;
-  jOut["size"] = static_cast<Json::Int64>(end.cbFile);
-  jOut["offset"] = static_cast<Json::Int64>(end.iStart);
-  jOut["truncated"] = end.blCut;
-  jOut["text"] = end.strText;
-  return jOut;
+  return objectOf({{"result_id", intOf(jRun, "result_id")},
+                   {"task_name", textOf(jRun, "task_name")},
+                   {"file", szFile},
+                   {"size", static_cast<Json::Int64>(end.cbFile)},
+                   {"offset", static_cast<Json::Int64>(end.iStart)},
+                   {"truncated", end.blCut},
+                   {"text", end.strText}});
 }
 
 Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
-  Json::Value jOut(Json::objectValue);
-  jOut["dry_run"] = blDryRun;
-  jOut["runs"] = itemsForPrograms(result.vecRuns);
-  jOut["outputs"] = itemsForPrograms(result.vecOutputs);
-  jOut["bytes"] = static_cast<Json::UInt64>(result.bytes());
-  jOut["problems"] = textsForPrograms(result.vecProblems);
-  return jOut;
+  return objectOf({{"dry_run", blDryRun},
+                   {"runs", arrayOf(result.vecRuns, &itemForPrograms)},
+                   {"outputs", arrayOf(result.vecOutputs, &itemForPrograms)},
+                   {"bytes", static_cast<Json::UInt64>(result.bytes())},
+                   {"problems", arrayOf(result.vecProblems)}});
 }
 
 Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners) {
@@ -87,7 +65,7 @@ Json::Value executionForPrograms(const ExecutionRequest& request, const Progress
   for (const auto& [iResult, jRun] : progress.runs()) {
     jOut["runs"].append(runForPrograms(jRun, owners));
   }
-  jOut["not_started"] = textsForPrograms(progress.notStarted());
+  jOut["not_started"] = arrayOf(progress.notStarted());
   return jOut;
 }
 

@@ -1,7 +1,10 @@
 #include "server_answers.h"
 
+#include "common/config/scheduler_section.h"
+#include "common/config/settings.h"
 #include "common/health/check.h"
 #include "common/server/shares.h"
+#include "common/state/state_change.h"
 #include "common/text/json_members.h"
 #include "finding_text.h"
 
@@ -28,6 +31,22 @@ Json::Value sharesForPrograms(const Shares& shares) {
                      {"why_not", strWhyNot.empty() ? Json::Value() : Json::Value(strWhyNot)},
                      {"free", static_cast<Json::UInt64>(pShare->cbFree)}});
   });
+}
+
+Json::Value configForPrograms() {
+  Json::Value jOut = schedulerConfig();
+  for (const std::string& strKey : settingKeys()) {
+    jOut["settings"][strKey] = settingText(strKey);
+  }
+  return jOut;
+}
+
+Json::Value differenceForPrograms(const StateDifference& difference, bool blApplied) {
+  return objectOf({{"applied", blApplied},
+                   {"created", arrayOf(difference.vecCreated)},
+                   {"changed", arrayOf(difference.vecChanged)},
+                   {"deleted", arrayOf(difference.vecDeleted)},
+                   {"configuration", arrayOf(difference.vecConfig)}});
 }
 
 }  // namespace Host

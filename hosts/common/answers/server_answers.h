@@ -1,5 +1,5 @@
 /// \file server_answers.h
-/// Checks and shares as JSON for programs: see docs/command-json.md.
+/// Checks, shares, the configuration and applied changes as JSON for programs: see docs/command-json.md.
 
 #pragma once
 
@@ -10,10 +10,17 @@
 namespace Host {
 
 struct Shares;
+struct StateDifference;
 
 Json::Value checkForPrograms(const HealthFindings& findings);
 
 /// An array of the shares.
 Json::Value sharesForPrograms(const Shares& shares);
+
+/// The scheduler's section of the configuration as it is stored, and the settings.
+Json::Value configForPrograms();
+
+/// \param blApplied  whether the changes were made, or would be.
+Json::Value differenceForPrograms(const StateDifference& difference, bool blApplied);
 
 }  // namespace Host

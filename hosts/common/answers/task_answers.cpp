@@ -27,10 +27,7 @@ OwnerNames ownerNames(const Json::Value& jTasks) {
 Json::Value taskForPrograms(const Json::Value& jTask) {
   Json::Value jOut = jTask;
   jOut["owner_name"] = ownerText(jTask);
-  jOut["waits_for"] = Json::Value(Json::arrayValue);
-  for (const std::string& strNeed : readDependencyList(textOf(jTask, "depend_on_task"))) {
-    jOut["waits_for"].append(strNeed);
-  }
+  jOut["waits_for"] = arrayOf(readDependencyList(textOf(jTask, "depend_on_task")));
   return jOut;
 }
 
@@ -41,10 +38,8 @@ Json::Value graphForPrograms(const TaskGraph& graph, const Json::Value& jTasks, 
       continue;
     }
     Json::Value& jNode = jOut.append(taskForPrograms(jTask));
-    jNode["needed_by"] = Json::Value(Json::arrayValue);
-    for (const GraphTask* pTask : graph.dependantsOf(textOf(jTask, "task_name"))) {
-      jNode["needed_by"].append(pTask->strName);
-    }
+    jNode["needed_by"] = arrayOf(graph.dependantsOf(textOf(jTask, "task_name")),
+                                 [](const GraphTask* pTask) { return Json::Value(pTask->strName); });
   }
   return jOut;
 }

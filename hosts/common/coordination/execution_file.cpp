@@ -11,7 +11,6 @@
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <utility>
 #include <vector>
 
 #include "common/support/failure.h"

@@ -15,8 +15,7 @@ namespace {
 std::map<std::string, unsigned> taskCounts() {
   std::map<std::string, unsigned> mapCounts;
   if (access(DATABASE_PATH, F_OK) == 0) {
-    const OpenStore session;
-    for (const Json::Value& jTask : listTasks(session)) {
+    for (const Json::Value& jTask : listTasks()) {
       ++mapCounts[textOf(jTask, "event")];
     }
   }

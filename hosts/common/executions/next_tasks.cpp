@@ -12,7 +12,6 @@
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/support/failure.h"
 #include "common/text/json_members.h"
 
 namespace Host {

@@ -1,6 +1,5 @@
 #include "service_process.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>

@@ -163,8 +163,8 @@ void checkConfiguration(const Json::Value& jTasks, HealthFindings& findings) {
 
 void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {
   std::array<char, PATH_MAX> szProgram{};
-  const bool blSet =
-      KLIBCFileGetKeyValue(MAIL_SETTINGS_PATH, "mailprogram", szProgram.data(), static_cast<int>(szProgram.size())) > 0;
+  const bool blSet = KLIBCFileGetKeyValue(SERVER_SETTINGS_PATH, "mailprogram", szProgram.data(),
+                                          static_cast<int>(szProgram.size())) > 0;
   const std::string strProgram = blSet && szProgram[0] != '\0' ? szProgram.data() : "/usr/sbin/sendmail";
   if (access(strProgram.c_str(), X_OK) == 0) {
     return;

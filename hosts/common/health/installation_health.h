@@ -27,9 +27,6 @@ using HealthFindings = std::vector<HealthFinding>;
 inline constexpr char PRUNE_TIMER[] = "eorva-prune.timer";
 inline constexpr char MAIL_TIMER[] = "eorva-mail-flush.timer";
 
-/// The settings of the mail program.
-inline constexpr char MAIL_SETTINGS_PATH[] = "/etc/orvainfo.conf";
-
 /// Adds why the store cannot be used.
 /// \param strProblem  the text of the failure.
 void reportUnusableStore(const std::string& strProblem, HealthFindings& findings);

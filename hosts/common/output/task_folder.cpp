@@ -1,7 +1,6 @@
 #include "task_folder.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>

@@ -4,7 +4,6 @@
 #include <ctime>
 #include <fmt/format.h>
 
-#include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/store/sql_text.h"

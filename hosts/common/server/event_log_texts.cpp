@@ -7,6 +7,7 @@
 #include "orva_platform.h"
 
 #include "common/support/files.h"
+#include "common/support/paths.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
 
@@ -36,7 +37,7 @@ std::string filledIn(const std::string& strText, const Json::Value& jArgs) {
 std::string serverLanguage() {
   std::array<char, 32> szLanguage{};
   const int iFound =
-      KLIBCFileGetKeyValue("/etc/orvainfo.conf", "maillang", szLanguage.data(), static_cast<int>(szLanguage.size()));
+      KLIBCFileGetKeyValue(SERVER_SETTINGS_PATH, "maillang", szLanguage.data(), static_cast<int>(szLanguage.size()));
   return iFound > 0 ? szLanguage.data() : "enu";
 }
 

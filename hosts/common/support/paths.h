@@ -36,6 +36,9 @@ inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
 /// Tickets of executions that systemd starts.
 inline constexpr char TICKETS_FOLDER[] = "/run/eorva/tickets";
 
+/// Settings of the server: mail, and its language.
+inline constexpr char SERVER_SETTINGS_PATH[] = "/etc/orvainfo.conf";
+
 /// The folders in which an execution looks for programs.
 inline constexpr char PROGRAM_PATH[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 

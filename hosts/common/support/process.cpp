@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <dirent.h>

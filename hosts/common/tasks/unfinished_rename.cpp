@@ -5,7 +5,6 @@
 #include <fmt/ranges.h>
 #include <map>
 #include <set>
-#include <utility>
 
 #include "common/output/run_folders.h"
 #include "common/store/records.h"

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "common/answers/state_answers.h"
+#include "common/answers/server_answers.h"
 #include "common/state/state_change.h"
 #include "common/tasks/task_graph.h"
 #include "fresh_host.h"
