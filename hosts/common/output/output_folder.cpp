@@ -23,15 +23,15 @@ void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
   const struct stat status = statusOf(fd, strPath);
   if (status.st_uid != 0) {
     throw Failure(
-        fmt::format("the output folder {} belongs to user {}, not to root: its owner could swap what root "
-                    "runs from there",
+        fmt::format("the output folder {} belongs to user {}, not to root: its owner could replace "
+                    "scripts that root runs",
                     strPath, status.st_uid));
   }
   // The sticky bit does not help: the owner of a task folder could replace it by a link.
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     throw Failure(
-        fmt::format("the output folder {} may be changed by others (mode {:04o}): they could swap what root "
-                    "runs from there",
+        fmt::format("the output folder {} may be changed by others (mode {:04o}): they could replace "
+                    "scripts that root runs",
                     strPath, status.st_mode & 07777));
   }
 }
