@@ -24,7 +24,7 @@ private:
   std::int64_t m_iPause = 0;
 };
 
-/// What an attempt repeats.
+/// The step that is repeated.
 enum class RetryScope {
   STATEMENT,  ///< one statement, only outside a transaction, whose earlier reads may be stale
   COMMIT,     ///< the commit of a transaction, which stays open while it is refused

@@ -11,7 +11,7 @@ namespace Host {
 /// For failures of the library, which writes the reason to the log only.
 inline constexpr char SEE_LOG[] = "the reason is in the system log";
 
-/// What the user can do about a failure; each host puts it into words.
+/// A remedy for a failure; each host puts it into words.
 enum class Hint { NONE, CREATE_STORE, LIST_EVENTS };
 
 /// An operation failed. The text is for the user and names the input.
