@@ -57,6 +57,11 @@ std::set<pid_t> Execution::children() {
   return m_file.notes().children();
 }
 
+std::string Execution::group() {
+  m_file.update();
+  return m_file.notes().strGroup;
+}
+
 void Execution::wait(std::chrono::milliseconds limit) const {
   std::array<pollfd, 3> entries = {
       {{m_process.fd(), POLLIN, 0}, {m_alarm.fd(), POLLIN, 0}, {m_messages.reader.get(), POLLIN, 0}}};

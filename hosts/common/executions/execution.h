@@ -35,6 +35,9 @@ public:
   /// The processes of all runs so far.
   std::set<pid_t> children();
 
+  /// Folder of its control group; empty where there are none.
+  std::string group();
+
   /// Sleeps until something has happened: a run has begun or ended, a message, the end, or a signal.
   /// \param limit  sleeps no longer than this.
   void wait(std::chrono::milliseconds limit) const;

@@ -45,12 +45,13 @@ std::chrono::seconds stopTime() {
 }
 
 std::string enterExecutionGroup(const ExecutionRequest& request, const std::string& strName) {
-  const bool blScope = !request.blService && isSystemdRunning() && registerWithSystemd(request);
+  const bool blService = request.blService && isSystemdRunning();
+  const bool blScope = !blService && isSystemdRunning() && registerWithSystemd(request);
   const std::optional<ControlGroup> own = ControlGroup::own();
   if (!own) {
     return {};
   }
-  if (request.blService) {
+  if (blService) {
     return own->parent().path();
   }
   try {
@@ -65,7 +66,7 @@ std::string enterExecutionGroup(const ExecutionRequest& request, const std::stri
 }
 
 void enterServiceGroup() {
-  if (const std::optional<ControlGroup> own = ControlGroup::own()) {
+  if (const std::optional<ControlGroup> own = ControlGroup::own(); own && isSystemdRunning()) {
     enterWatch(*own);
   }
 }
@@ -86,6 +87,9 @@ std::string enterRunGroup(const std::string& strExecution, unsigned cMax) {
 
 std::vector<std::string> populatedRuns(const std::string& strExecution) {
   std::vector<std::string> vecGroups;
+  if (strExecution.empty()) {
+    return vecGroups;
+  }
   for (const ControlGroup& group : ControlGroup(strExecution).groupsBelow()) {
     if (!group.path().ends_with(std::string("/") + WATCH) && group.isPopulated()) {
       vecGroups.push_back(group.path());

@@ -3,7 +3,6 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <optional>
 #include <poll.h>
 #include <string>
 #include <vector>
@@ -66,19 +65,14 @@ ServiceProcess::ServiceProcess() {
 
 void ServiceProcess::passOnTo(pid_t pidWatch) {
   g_pidWatch = pidWatch;
-  if (g_iAsked != 0) {
+  if (g_iAsked != 0 && pidWatch > 0) {
     kill(pidWatch, SIGTERM);
   }
 }
 
 void ServiceProcess::waitForRest() const {
-  g_pidWatch = 0;
-  const std::optional<ControlGroup> own = ControlGroup::own();
-  if (!own) {
-    return;
-  }
-  const std::string strUnit = own->parent().path();
-  for (std::vector<std::string> vecRuns = populatedRuns(strUnit); !vecRuns.empty(); vecRuns = populatedRuns(strUnit)) {
+  for (std::vector<std::string> vecRuns = populatedRuns(m_strGroup); !vecRuns.empty();
+       vecRuns = populatedRuns(m_strGroup)) {
     if (!waitUntilEmpty(vecRuns.front())) {
       endAll(vecRuns);
       return;

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <sys/types.h>
+#include <utility>
 
 namespace Host {
 
@@ -15,11 +17,17 @@ public:
   /// Handles SIGTERM from now on.
   ServiceProcess();
 
-  /// Passes the request to end on to the watch of the execution.
+  /// Passes the request to end on to the watch of the execution; 0 when that has ended.
   void passOnTo(pid_t pidWatch);
+
+  /// \param strGroup  folder of the execution's control group.
+  void setGroup(std::string strGroup) { m_strGroup = std::move(strGroup); }
 
   /// Waits until all background processes of the scripts have ended. Ends them on request.
   void waitForRest() const;
+
+private:
+  std::string m_strGroup;
 };
 
 /// Runs an execution in the main process of its service. Waits for background processes of the scripts, also when the

@@ -81,6 +81,10 @@ int followExecution(Execution& execution, ServiceProcess* pService, const Follow
     }
     follow.fnLook();
     if (status) {
+      if (pService != nullptr) {
+        pService->passOnTo(0);
+        pService->setGroup(execution.group());
+      }
       return *status;
     }
     // Many runs that begin together are shown together.
