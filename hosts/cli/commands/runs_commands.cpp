@@ -32,7 +32,9 @@ std::string bytesText(const Json::Value& jRun, const char* szKey) {
 }
 
 std::string ioText(const Json::Value& jRun) {
-  return fmt::format("{} read, {} written", bytesText(jRun, "io_read"), bytesText(jRun, "io_written"));
+  return jRun["io_read"].isInt64()
+             ? fmt::format("{} read, {} written", bytesText(jRun, "io_read"), bytesText(jRun, "io_written"))
+             : "-";
 }
 
 int runShow(const Context&, const ShowOptions& options) {
