@@ -139,7 +139,7 @@ setup() { fresh_store; }
   add_task other bootup alice 'exit 0'
   userdel shortlived
   run -3 eorva fire bootup
-  same "outcome of orphan" '"unknown"' "$(field "$(run_of orphan)" outcome_text)"
+  same "outcome of orphan" '"not started"' "$(field "$(run_of orphan)" outcome_text)"
   same "outcome of other" '"ok"' "$(field "$(run_of other)" outcome)"
   run -0 eorva runs list
   says "7050"
