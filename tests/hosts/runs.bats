@@ -7,11 +7,11 @@ setup() { fresh_store; }
 
 @test "the table shows the newest run first" {
   add_task one bootup alice 'exit 0'
-  add_task two bootup bob 'exit 2' --after one
+  add_task two bootup bob 'exit 255' --after one
   run -3 eorva fire bootup
   run -0 eorva runs list
   [[ ${lines[0]} =~ RUN\ +TASK\ +OWNER\ +TRIGGER\ +START\ +STOP\ +TIME\ +HOW\ IT\ ENDED$ ]]
-  [[ ${lines[1]} =~ 2\ +two\ +bob\ +bootup\ +[0-9-]+\ [0-9:]+\ +[0-9-]+\ [0-9:]+\ +[0-9]+\ s\ +exit\ 2\ or\ signal\ 2\ \(SIGINT\)$ ]]
+  [[ ${lines[1]} =~ 2\ +two\ +bob\ +bootup\ +[0-9-]+\ [0-9:]+\ +[0-9-]+\ [0-9:]+\ +[0-9]+\ s\ +exit\ 255$ ]]
   [[ ${lines[2]} =~ 1\ +one\ +alice\ +bootup\ .*exit\ 0$ ]]
 }
 
@@ -19,7 +19,7 @@ setup() { fresh_store; }
   add_task one bootup alice 'exit 0'
   run -0 eorva run one
   run -0 eorva runs list --json
-  same "members" '["duration","event_fire_time","exit_info","extra","outcome","outcome_text","owner_name","pid","result_id","run_time_env","start_time","stop_time","task_name","trigger_event"]' \
+  same "members" '["cpu_seconds","duration","end","event_fire_time","exit_info","extra","io_read","io_written","memory_peak","outcome","outcome_text","owner_name","pid","result_id","run_time_env","start_time","stop_time","task_name","trigger_event"]' \
     "$(jq -c '.[0] | del(.boot_id, .start_ticks) | keys' <<<"$output")"
   same "types" '["number","number","object","string","number"]' \
     "$(jq -c '.[0] | [.duration, .start_time, .exit_info, .outcome, .result_id] | map(type)' <<<"$output")"
@@ -39,5 +39,29 @@ setup() { fresh_store; }
   run -0 eorva runs show 1
   says "task:          three"
   says "trigger:       on_demand"
-  says "exit 3, exit 131 or signal 3 (SIGQUIT)"
+}
+
+@test "a record of another program does not tell exit 3 from signal 3" {
+  add_task three bootup alice 'exit 3'
+  sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, exit_info)
+    values ('three', 3600, 3700, '{\"exit_code\":3,\"exit_type\":\"by_signal\"}')"
+  run -0 eorva runs show 1
+  says "how it ended:  exit 3, exit 131 or signal 3 (SIGQUIT): the record does not tell which"
+  says "CPU time:      -"
+  says $'disk I/O:      -\n'
+  run -0 eorva runs list
+  [[ ${lines[1]} == *" 1 min 40 s exit or signal 3" ]]
+  same "for programs" '[null,null,"failed"]' "$(eorva runs show 1 --json | jq -c '[.end, .cpu_seconds, .outcome]')"
+}
+
+@test "show has what a run cost" {
+  add_task heavy bootup alice 'exit 0'
+  sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, shell_status, cpu_usec, memory_peak,
+    io_read, io_written) values ('heavy', 3600, 3700, 0, 12345678, 1610612736, 4096, 0)"
+  run -0 eorva runs show 1
+  says "CPU time:      12.3 s"
+  says "peak memory:   1.5 GiB"
+  says "disk I/O:      4.0 KiB read, 0 B written"
+  same "for programs" '"cpu_seconds" : 12.345678,' "$(eorva runs show 1 --json | grep -o '"cpu_seconds".*')"
+  same "the others" '[1610612736,4096,0]' "$(eorva runs show 1 --json | jq -c '[.memory_peak, .io_read, .io_written]')"
 }

@@ -36,7 +36,7 @@ start() {
   local status=0
   wait "$display" || status=$?
   same "answer of the execution" 3 "$status"
-  grep -q 'stubborn: stopped' stubborn.out
+  grep -q 'stubborn: stopped, after' stubborn.out
   same "running list" '{"running":[]}' "$(eorva task show stubborn --json | jq -c .status)"
 }
 
@@ -156,7 +156,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   add_task after bootup bob 'exit 0' --after limited
   sqlite3 "$DATABASE" "update task set time_limit = 2 where task_name = 'limited'"
   run -3 eorva fire bootup
-  says "limited: time limit: exit 15 or signal 15 (SIGTERM)"
+  says "limited: time limit, after"
   same "record" '["time_limit",{"exit_code":15,"exit_type":"by_signal"}]' \
     "$(eorva runs show "$(run_of limited)" --json | jq -c '[.ended_by, .exit_info]')"
   same "unlimited" '"ok"' "$(field "$(run_of unlimited)" outcome)"

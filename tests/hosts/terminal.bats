@@ -31,7 +31,7 @@ many() {
   exec 9<>/tmp/go
   eorva export --json | jq --argjson count "$1" '.tasks = ([range(1; $count + 1) | {
     key: "task-\("0\(.)"[-2:])-x",
-    value: {event: "bootup", owner: "alice", script: (if . == $count then "exit 1" else "read -r line </tmp/go" end)}
+    value: {event: "bootup", owner: "alice", script: (if . == $count then "exit 255" else "read -r line </tmp/go" end)}
   }] | from_entries)' | eorva apply - --yes >/dev/null
 }
 
@@ -59,7 +59,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   many 2
   on_screen 80 24 'eorva fire bootup'
   wait_until shows '^task-01-x'
-  wait_until shows '^task-02-x.*exit 1'
+  wait_until shows '^task-02-x.*exit 255'
   tmux send-keys C-c
   wait_until shows 'the execution continues in the background'
   wait_until shows "task-01-x:    eorva runs output -f $(run_of task-01-x)    eorva stop $(run_of task-01-x)"

@@ -22,6 +22,21 @@ struct ShowOptions {
   bool blJson = false;
 };
 
+std::string cpuText(const Json::Value& jRun) {
+  return jRun["cpu_usec"].isInt64() ? Host::cpuTimeText(intOf(jRun, "cpu_usec")) : "-";
+}
+
+/// A number of bytes; "-" when it is not known.
+std::string bytesText(const Json::Value& jRun, const char* szKey) {
+  return jRun[szKey].isInt64() ? Host::sizeText(static_cast<std::uint64_t>(intOf(jRun, szKey))) : "-";
+}
+
+std::string ioText(const Json::Value& jRun) {
+  return jRun["io_read"].isInt64()
+             ? fmt::format("{} read, {} written", bytesText(jRun, "io_read"), bytesText(jRun, "io_written"))
+             : "-";
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
@@ -40,6 +55,9 @@ int runShow(const Context&, const ShowOptions& options) {
                {"start", timeText(jRun, "start_time")},
                {"stop", timeText(jRun, "stop_time")},
                {"time", jShown["duration"].isNull() ? "-" : durationText(intOf(jShown, "duration"))},
+               {"CPU time", cpuText(jRun)},
+               {"peak memory", bytesText(jRun, "memory_peak")},
+               {"disk I/O", ioText(jRun)},
                {"process", std::to_string(intOf(jRun, "pid"))},
                {"how it ended", Host::outcomeOf(jRun).strExplanation}});
   return EXIT_DONE;

@@ -8,6 +8,7 @@
 #include "cli/terminal/present.h"
 #include "common/answers/task_answers.h"
 #include "common/runs/reconcile.h"
+#include "common/runs/run_query.h"
 #include "common/store/records.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"
@@ -28,16 +29,6 @@ struct ShowOptions {
   bool blJson = false;
 };
 
-/// The outcome of the newest run; the task has copies of its members.
-Host::Outcome lastOutcome(const Json::Value& jTask) {
-  Json::Value jRun(Json::objectValue);
-  jRun["exit_info"] = Host::memberOf(jTask, "last_exit_info");
-  if (Host::intOf(jTask, "last_stop_time") != 0) {
-    jRun["stop_time"] = jTask["last_stop_time"];
-  }
-  return Host::outcomeOf(jRun);
-}
-
 bool hasRun(const Json::Value& jTask) {
   return Host::intOf(jTask, "last_start_time") != 0;
 }
@@ -48,12 +39,20 @@ int runList(const Context& context, const ListOptions& options) {
   if (!options.strEvent.empty()) {
     jFilter["event"] = options.strEvent;
   }
-  Json::Value jOut(Json::arrayValue);
+  const Json::Value jTasks = Host::listTasks(session, jFilter);
+  if (options.blJson) {
+    printJson(Host::arrayOf(jTasks, &Host::taskForPrograms));
+    return EXIT_DONE;
+  }
+  if (jTasks.empty()) {
+    printNote("no tasks");
+    return EXIT_DONE;
+  }
   Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"ENABLED"}, {"WAITS FOR"}, {"LAST START"}, {"HOW IT ENDED"}},
               context.isColored());
-  for (const Json::Value& jTask : Host::listTasks(session, jFilter)) {
-    jOut.append(Host::taskForPrograms(jTask));
-    const Host::Outcome outcome = lastOutcome(jTask);
+  std::map<std::string, Json::Value> mapNewest = Host::newestRunOfEach(session);
+  for (const Json::Value& jTask : jTasks) {
+    const Host::Outcome outcome = Host::lastOutcomeOf(jTask, mapNewest[textOf(jTask, "task_name")]);
     table.addRow({{textOf(jTask, "task_name")},
                   {textOf(jTask, "event")},
                   {Host::ownerText(jTask)},
@@ -62,13 +61,7 @@ int runList(const Context& context, const ListOptions& options) {
                   {timeText(jTask, "last_start_time")},
                   hasRun(jTask) ? Table::Cell{outcome.strText, outcomeColor(outcome.kind)} : Table::Cell{"-"}});
   }
-  if (options.blJson) {
-    printJson(jOut);
-  } else if (jOut.empty()) {
-    printNote("no tasks");
-  } else {
-    table.print();
-  }
+  table.print();
   return EXIT_DONE;
 }
 
@@ -100,6 +93,7 @@ int runShow(const Context&, const ShowOptions& options) {
     printJson(Host::taskForPrograms(jTask));
     return EXIT_DONE;
   }
+  const Host::Outcome outcome = Host::lastOutcomeOf(jTask, Host::newestRunOf(session, options.strTask));
   const std::vector<pid_t> vecPids = Host::listedPidsOf(session, jTask);
   printFields({{"task", textOf(jTask, "task_name")},
                {"event", textOf(jTask, "event")},
@@ -113,7 +107,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},
-               {"how it ended", hasRun(jTask) ? lastOutcome(jTask).strText : "-"},
+               {"how it ended", hasRun(jTask) ? outcome.strText : "-"},
                {"running now", vecPids.empty() ? "-" : fmt::format("process {}", fmt::join(vecPids, ", "))}});
   fmt::print("\n{}", Host::shownOn(STDOUT_FILENO, textOf(jTask, "operation")));
   return EXIT_DONE;

@@ -20,18 +20,25 @@
 using Host::intOf;
 using Host::textOf;
 
-void printJson(const Json::Value& jValue) {
+namespace {
+
+void writeJson(const Json::Value& jValue, const char* szIndentation) {
   Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
+  builder["indentation"] = szIndentation;
   builder["emitUTF8"] = true;
+  // With more digits, 0.1 would be written as 0.10000000000000001.
+  builder["precision"] = 15;
   fmt::print("{}\n", Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue)));
 }
 
+}  // namespace
+
+void printJson(const Json::Value& jValue) {
+  writeJson(jValue, "  ");
+}
+
 void printJsonLine(const Json::Value& jValue) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  builder["emitUTF8"] = true;
-  fmt::print("{}\n", Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue)));
+  writeJson(jValue, "");
 }
 
 void flushOutput() {

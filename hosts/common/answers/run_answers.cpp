@@ -1,10 +1,13 @@
 #include "run_answers.h"
 
+#include <optional>
+
 #include "common/executions/execution_request.h"
 #include "common/executions/progress.h"
 #include "common/output/retention.h"
 #include "common/output/run_files.h"
 #include "common/runs/outcome.h"
+#include "common/runs/script_end.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -13,6 +16,32 @@ namespace {
 
 Json::Value durationOf(const Json::Value& jRun) {
   return jRun.isMember("stop_time") ? Json::Value(intOf(jRun, "stop_time") - intOf(jRun, "start_time")) : Json::Value();
+}
+
+/// How the script ended.
+Json::Value endForPrograms(const Json::Value& jRun) {
+  const std::optional<ScriptEnd> end = scriptEndOf(jRun);
+  if (!end) {
+    return {};
+  }
+  switch (end->kind) {
+    case ScriptEnd::Kind::EXITED:
+      return objectOf({{"exit", end->iNumber}});
+    case ScriptEnd::Kind::KILLED: {
+      const std::string strName = signalName(end->iNumber);
+      return objectOf({{"signal", end->iNumber}, {"name", strName.empty() ? Json::Value() : Json::Value(strName)}});
+    }
+    case ScriptEnd::Kind::NOT_STARTED:
+      break;
+  }
+  return objectOf({{"not_started", true}});
+}
+
+/// Durations are in seconds.
+Json::Value cpuSecondsOf(const Json::Value& jRun) {
+  constexpr double MICROSECONDS = 1e6;
+  return jRun["cpu_usec"].isInt64() ? Json::Value(static_cast<double>(intOf(jRun, "cpu_usec")) / MICROSECONDS)
+                                    : Json::Value();
 }
 
 Json::Value itemForPrograms(const PrunedItem& item) {
@@ -32,6 +61,13 @@ Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
   jOut["duration"] = durationOf(jRun);
   jOut["outcome"] = outcomeWord(outcome.kind);
   jOut["outcome_text"] = outcome.strText;
+  jOut["end"] = endForPrograms(jRun);
+  jOut["cpu_seconds"] = cpuSecondsOf(jRun);
+  for (const char* szCost : {"memory_peak", "io_read", "io_written"}) {
+    jOut[szCost] = memberOf(jRun, szCost);
+  }
+  jOut.removeMember("shell_status");
+  jOut.removeMember("cpu_usec");
   return jOut;
 }
 

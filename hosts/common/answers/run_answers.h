@@ -15,7 +15,7 @@ class Progress;
 struct ExecutionRequest;
 struct PruneResult;
 
-/// A run record as it is stored, with owner_name, duration, outcome and outcome_text.
+/// A run record, with owner_name, duration and outcome; end replaces shell_status, and cpu_seconds replaces cpu_usec.
 Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners);
 
 /// An array of runs.

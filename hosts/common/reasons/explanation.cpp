@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 
+#include "common/runs/run_query.h"
 #include "common/store/records.h"
 #include "common/store/sql_text.h"
 #include "common/text/json_members.h"
@@ -86,8 +87,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
   explanation.jTask = requireTask(session, strTask);
   const std::string strEvent = textOf(explanation.jTask, "event");
   explanation.vecReasonsNow = presentReasons(session, listTasks(session), strTask);
-  const Json::Value jNewest = listRuns(session, fmt::format("task_name = {}", sqlText(strTask)), 1);
-  explanation.jNewest = jNewest.empty() ? Json::Value() : jNewest[0];
+  explanation.jNewest = newestRunOf(session, strTask);
   const std::vector<Json::Value> vecRuns = lastRuns(session, strEvent);
   if (const std::optional<LastFiring> last = rememberedFiring(session, strEvent, vecRuns)) {
     explanation.blRemembered = true;

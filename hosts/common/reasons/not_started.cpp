@@ -28,7 +28,7 @@ bool goesOn(const ExecutionFacts& facts, const Json::Value& jRun) {
 }
 
 bool wasInterrupted(const ExecutionFacts& facts, const Json::Value& jRun) {
-  return textOf(memberOf(jRun, "exit_info"), "exit_type") == EXIT_INTERRUPTED || (isOpen(jRun) && !goesOn(facts, jRun));
+  return isInterrupted(jRun) || (isOpen(jRun) && !goesOn(facts, jRun));
 }
 
 Reason needReason(const ExecutionFacts& facts, const NeedState& need) {

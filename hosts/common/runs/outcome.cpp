@@ -1,80 +1,126 @@
 #include "outcome.h"
 
-#include <csignal>
-#include <cstring>
+#include <algorithm>
+#include <array>
 #include <fmt/format.h>
+#include <optional>
 
 #include "common/text/json_members.h"
+#include "script_end.h"
 
 namespace Host {
 
 namespace {
 
-std::string signalName(Json::Int64 iSignal) {
-  if (iSignal >= SIGRTMIN && iSignal <= SIGRTMAX) {
-    return fmt::format("SIGRTMIN+{}", iSignal - SIGRTMIN);
-  }
-  const char* szName = iSignal > 0 && iSignal < NSIG ? sigabbrev_np(static_cast<int>(iSignal)) : nullptr;
-  return szName != nullptr ? fmt::format("SIG{}", szName) : std::string();
-}
-
 Outcome failed(const std::string& strText, const std::string& strExplanation = {}) {
   return {Outcome::Kind::FAILED, strText, strExplanation.empty() ? strText : strExplanation};
 }
 
-/// Exit status N, exit status 128 + N and signal N give the same record, so the text names all of them.
+Outcome exitOutcome(Json::Int64 iStatus) {
+  switch (iStatus) {
+    case 0:
+      return {Outcome::Kind::OK, "exit 0", "exit 0"};
+    case 126:
+      return failed("exit 126 (not executable)", "exit 126: the script, or a command in it, could not be executed");
+    case 127:
+      return failed("exit 127 (not found)", "exit 127: a command, or the interpreter of the script, was not found");
+    default:
+      return failed(fmt::format("exit {}", iStatus));
+  }
+}
+
+Outcome killedOutcome(int iSignal) {
+  const std::string strName = signalName(iSignal);
+  if (strName.empty()) {
+    return failed(fmt::format("killed by signal {}", iSignal));
+  }
+  return failed(fmt::format("killed by {}", strName),
+                fmt::format("killed by {}, which shells report as exit {}", strName, iSignal + 128));
+}
+
+Outcome outcomeOfScript(const ScriptEnd& end) {
+  switch (end.kind) {
+    case ScriptEnd::Kind::EXITED:
+      return exitOutcome(end.iNumber);
+    case ScriptEnd::Kind::KILLED:
+      return killedOutcome(end.iNumber);
+    case ScriptEnd::Kind::NOT_STARTED:
+      break;
+  }
+  return failed("not started", "not started: for example, the owner does not exist or the script could not be written");
+}
+
+constexpr char DOUBT[] = "the record does not tell which";
+
+/// Exit status 0 and exit status 128 give the same record.
+Outcome normalOutcome(Json::Int64 iCode) {
+  Outcome outcome = exitOutcome(iCode);
+  if (iCode == 0) {
+    outcome.strExplanation = fmt::format("exit 0 or exit 128: {}", DOUBT);
+  }
+  return outcome;
+}
+
+/// Exit status N, exit status 128 + N and signal N give the same record.
 Outcome ambiguousOutcome(Json::Int64 iCode) {
   const std::string strSignal = signalName(iCode);
   if (strSignal.empty()) {
-    return failed(fmt::format("exit {} or {}", iCode, iCode + 128));
+    return failed(fmt::format("exit {} or {}", iCode, iCode + 128),
+                  fmt::format("exit {} or exit {}: {}", iCode, iCode + 128, DOUBT));
   }
-  return failed(fmt::format("exit {} or signal {} ({})", iCode, iCode, strSignal),
-                fmt::format("exit {}, exit {} or signal {} ({}): the record does not tell which", iCode, iCode + 128,
-                            iCode, strSignal));
+  return failed(fmt::format("exit or signal {}", iCode),
+                fmt::format("exit {}, exit {} or signal {} ({}): {}", iCode, iCode + 128, iCode, strSignal, DOUBT));
 }
 
-Outcome stoppedOutcome(Json::Int64 iCode) {
-  return iCode == 0
-             ? failed("exit 127 (not found)", "exit 127: a command, or the interpreter of the script, was not found")
-             : failed(fmt::format("stopped by signal {}", iCode));
-}
-
-Outcome recordedOutcome(const Json::Value& jRun) {
-  const Json::Value& jExit = memberOf(jRun, "exit_info");
+std::optional<Outcome> recordedOutcome(const Json::Value& jExit) {
   const std::string strType = textOf(jExit, "exit_type");
   const Json::Int64 iCode = intOf(jExit, "exit_code", -1);
   if (strType == "normal" && iCode >= 0) {
-    return iCode == 0 ? Outcome{Outcome::Kind::OK, "exit 0", "exit 0"} : failed(fmt::format("exit {}", iCode));
+    return normalOutcome(iCode);
   }
   if (strType == "by_signal" && iCode > 0) {
     return ambiguousOutcome(iCode);
   }
-  if (strType == "stop" && iCode >= 0) {
-    return stoppedOutcome(iCode);
+  if (strType == "stop" && iCode == 0) {
+    return exitOutcome(127);
   }
-  if (strType == EXIT_INTERRUPTED) {
+  return std::nullopt;
+}
+
+std::optional<Outcome> reportedOutcome(const Json::Value& jRun) {
+  const std::optional<ScriptEnd> end = scriptEndOf(jRun);
+  return end ? outcomeOfScript(*end) : recordedOutcome(memberOf(jRun, "exit_info"));
+}
+
+struct EarlyEnd {
+  const char* szEndedBy;
+  const char* szText;
+  const char* szExplanation;
+};
+
+constexpr std::array<EarlyEnd, 5> EARLY_ENDS = {{
+    {ENDED_STOPPED, "stopped", "ended by 'eorva stop', or with its execution"},
+    {ENDED_TIME_LIMIT, "time limit", "ended at the time limit of its task"},
+    {ENDED_BUDGET, "out of time", "ended when the budget of its execution was used up"},
+    {ENDED_SHUTDOWN, "shutdown", "ended by the shutdown of the server"},
+    {ENDED_KILLED, "killed", "the process of the run was killed by its owner or by the system"},
+}};
+
+Outcome earlyOutcome(const std::string& strEndedBy, const std::optional<Outcome>& reported) {
+  const auto* const it = std::find_if(EARLY_ENDS.begin(), EARLY_ENDS.end(),
+                                      [&](const EarlyEnd& end) { return strEndedBy == end.szEndedBy; });
+  const EarlyEnd& end = it != EARLY_ENDS.end() ? *it : EARLY_ENDS.front();
+  return failed(end.szText,
+                reported ? fmt::format("{}; {}", end.szExplanation, reported->strExplanation) : end.szExplanation);
+}
+
+Outcome lostOutcome(const Json::Value& jRun) {
+  if (isInterrupted(jRun)) {
     return failed("interrupted", "interrupted: the process of the run had ended, so its exit status is unknown");
   }
   return failed("unknown",
                 "unknown: the script was not started, for example because its owner does not exist, or its exit status "
                 "was lost");
-}
-
-/// The outcome of a run that was ended early.
-Outcome endedEarly(const std::string& strEndedBy, const Outcome& outcome) {
-  const char* szShort = "stopped";
-  const char* szLong = "ended by 'eorva stop', or with its execution";
-  if (strEndedBy == ENDED_TIME_LIMIT) {
-    szShort = "time limit";
-    szLong = "ended at the time limit of its task";
-  } else if (strEndedBy == ENDED_BUDGET) {
-    szShort = "out of time";
-    szLong = "ended when the budget of its execution was used up";
-  } else if (strEndedBy == ENDED_SHUTDOWN) {
-    szShort = "shutdown";
-    szLong = "ended by the shutdown of the server";
-  }
-  return failed(fmt::format("{}: {}", szShort, outcome.strText), fmt::format("{}; {}", szLong, outcome.strExplanation));
 }
 
 }  // namespace
@@ -83,15 +129,32 @@ Outcome outcomeOf(const Json::Value& jRun) {
   if (!jRun.isMember("stop_time")) {
     return {Outcome::Kind::RUNNING, "running", "running"};
   }
+  const std::optional<Outcome> reported = reportedOutcome(jRun);
   const std::string strEndedBy = textOf(jRun, "ended_by");
-  return strEndedBy.empty() ? recordedOutcome(jRun) : endedEarly(strEndedBy, recordedOutcome(jRun));
+  if (!strEndedBy.empty()) {
+    return earlyOutcome(strEndedBy, reported);
+  }
+  return reported ? *reported : lostOutcome(jRun);
+}
+
+Outcome lastOutcomeOf(const Json::Value& jTask, const Json::Value& jRun) {
+  if (jRun.isObject() && intOf(jRun, "start_time") == intOf(jTask, "last_start_time")) {
+    return outcomeOf(jRun);
+  }
+  Json::Value jCopy = objectOf({{"exit_info", memberOf(jTask, "last_exit_info")}});
+  if (intOf(jTask, "last_stop_time") != 0) {
+    jCopy["stop_time"] = jTask["last_stop_time"];
+  }
+  return outcomeOf(jCopy);
 }
 
 std::string whereOutcome(Outcome::Kind kind) {
-  // The database may have been edited by hand: the column need not be JSON.
+  // The database may have been edited by hand: exit_info need not be JSON, and its members may have any type.
+  // 65407 is 0xff7f: the exit status and the signal of a wait status.
   constexpr char OK[] =
-      "case when json_valid(exit_info) then json_extract(exit_info, '$.exit_type') is 'normal' and "
-      "json_extract(exit_info, '$.exit_code') is 0 and ended_by is null else 0 end";
+      "coalesce(ended_by, '') = '' and case when typeof(shell_status) = 'integer' then shell_status & 65407 = 0 "
+      "when json_valid(exit_info) then json_extract(exit_info, '$.exit_type') is 'normal' and "
+      "json_extract(exit_info, '$.exit_code') is 0 and json_type(exit_info, '$.exit_code') is not 'false' else 0 end";
   switch (kind) {
     case Outcome::Kind::RUNNING:
       return "stop_time is null";
@@ -100,7 +163,11 @@ std::string whereOutcome(Outcome::Kind kind) {
     case Outcome::Kind::FAILED:
       break;
   }
-  return fmt::format("(stop_time is not null and not {})", OK);
+  return fmt::format("(stop_time is not null and not ({}))", OK);
+}
+
+bool isInterrupted(const Json::Value& jRun) {
+  return textOf(memberOf(jRun, "exit_info"), "exit_type") == EXIT_INTERRUPTED;
 }
 
 const char* outcomeWord(Outcome::Kind kind) {

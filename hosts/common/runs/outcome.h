@@ -11,7 +11,7 @@ namespace Host {
 /// The exit type of a run whose exit status is unknown, since its process had ended.
 inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
 
-/// \name Why a run was ended early: the member "ended_by" of its record
+/// \name Why a run ended early: the member "ended_by" of its record
 /// @{
 inline constexpr char ENDED_STOPPED[] = "stopped";        ///< somebody asked for it
 inline constexpr char ENDED_TIME_LIMIT[] = "time_limit";  ///< over the time limit of its task
@@ -24,15 +24,22 @@ struct Outcome {
   enum class Kind { RUNNING, OK, FAILED };
 
   Kind kind = Kind::RUNNING;
-  std::string strText;         ///< for a table: "exit 3 or signal 3 (SIGQUIT)"
+  std::string strText;         ///< for a table: "exit 3"
   std::string strExplanation;  ///< for one run: more precise than strText
 };
 
 /// Explains a run record.
 Outcome outcomeOf(const Json::Value& jRun);
 
+/// The outcome of a task's newest run.
+/// \param jRun  the record of that run. Without it, or if the task has started again, the task's own members tell.
+Outcome lastOutcomeOf(const Json::Value& jTask, const Json::Value& jRun);
+
 /// A WHERE text for the runs with this outcome, as outcomeOf() gives it.
 std::string whereOutcome(Outcome::Kind kind);
+
+/// Tells whether a run was closed after its process had ended, because its execution was cut off.
+bool isInterrupted(const Json::Value& jRun);
 
 /// The word for it in machine-readable output: "running", "ok" or "failed".
 const char* outcomeWord(Outcome::Kind kind);

@@ -61,4 +61,18 @@ RunPage newestRuns(Session& session, const RunQuery& query) {
   return page;
 }
 
+Json::Value newestRunOf(Session& session, const std::string& strTask) {
+  const Json::Value jRuns = listRuns(session, fmt::format("task_name = {}", sqlText(strTask)), 1);
+  return jRuns.empty() ? Json::Value() : jRuns[0];
+}
+
+std::map<std::string, Json::Value> newestRunOfEach(Session& session) {
+  std::map<std::string, Json::Value> mapRuns;
+  for (const Json::Value& jRun :
+       listRuns(session, "result_id in (select max(result_id) from task_result group by task_name)")) {
+    mapRuns[textOf(jRun, "task_name")] = jRun;
+  }
+  return mapRuns;
+}
+
 }  // namespace Host

@@ -5,6 +5,7 @@
 
 #include <ctime>
 #include <json/value.h>
+#include <map>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -35,5 +36,11 @@ struct RunPage {
 
 /// Finds the newest runs that match. \throw Failure when the store fails, or there is no such task.
 RunPage newestRuns(Session& session, const RunQuery& query);
+
+/// The newest run of a task; null when it has none. \throw Failure when the store fails; here and below.
+Json::Value newestRunOf(Session& session, const std::string& strTask);
+
+/// The newest run of each task that has one, by the name of the task.
+std::map<std::string, Json::Value> newestRunOfEach(Session& session);
 
 }  // namespace Host

@@ -34,6 +34,19 @@ std::string durationText(Json::Int64 iSeconds) {
   return fmt::format("{} d {:02} h", iSeconds / DAY, iSeconds % DAY / HOUR);
 }
 
+std::string cpuTimeText(Json::Int64 iMicroseconds) {
+  constexpr Json::Int64 MILLISECOND = 1000;
+  constexpr Json::Int64 SECOND = 1000 * MILLISECOND;
+  constexpr Json::Int64 MINUTE = 60 * SECOND;
+  if (iMicroseconds < SECOND) {
+    return fmt::format("{} ms", iMicroseconds / MILLISECOND);
+  }
+  if (iMicroseconds < MINUTE) {
+    return fmt::format("{}.{} s", iMicroseconds / SECOND, iMicroseconds % SECOND / (100 * MILLISECOND));
+  }
+  return durationText(iMicroseconds / SECOND);
+}
+
 std::string sizeText(std::uint64_t cb) {
   constexpr std::uint64_t STEP = 1024;
   if (cb < STEP) {

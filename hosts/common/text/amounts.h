@@ -15,6 +15,9 @@ std::string timeText(Json::Int64 iTime);
 /// Seconds as "4 s", "3 min 12 s", "2 h 05 min".
 std::string durationText(Json::Int64 iSeconds);
 
+/// CPU time, in microseconds, as "12 ms", "3.4 s", "3 min 12 s".
+std::string cpuTimeText(Json::Int64 iMicroseconds);
+
 /// Bytes as "812 B", "1.5 KiB", "3.2 GiB".
 std::string sizeText(std::uint64_t cb);
 

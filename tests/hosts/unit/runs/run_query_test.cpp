@@ -107,3 +107,13 @@ TEST_F(RunQueries, TellWhetherThereAreOlderRuns) {
   EXPECT_THAT(find(m_query), ElementsAre(2, 1));
   EXPECT_FALSE(newestRuns(session, m_query).blMore);
 }
+
+TEST_F(RunQueries, FindTheNewestRunOfATask) {
+  Session session;
+  EXPECT_EQ(intOf(newestRunOf(session, "b"), "result_id"), 3);
+  EXPECT_TRUE(newestRunOf(session, "c").isNull());
+  std::map<std::string, Json::Value> mapRuns = newestRunOfEach(session);
+  EXPECT_EQ(mapRuns.size(), 2U);
+  EXPECT_EQ(intOf(mapRuns["it's"], "result_id"), 1);
+  EXPECT_EQ(intOf(mapRuns["b"], "result_id"), 3);
+}
