@@ -75,6 +75,7 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
   document | eorva apply - --yes --any-event >/dev/null
   run -3 eorva fire ends
   same "lines of fire" "$(wanted 1,2)" "$(sed -nE 's/^[0-9-]+ [0-9:]+  (.*): (.*), after [0-9]+ s$/\1|\2/p' <<<"$output" | sort)"
+  same "left of the scripts" "" "$(pgrep -u alice || true)"
   local ok
   ok=$(ends | grep -c '|exit 0|')
   says "event ends: $(ends | wc -l) runs, $ok ok, $(($(ends | wc -l) - ok)) failed"
