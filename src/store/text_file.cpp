@@ -34,13 +34,18 @@ bool readRegular(const std::string& strPath, Trust trust, std::string& strConten
   return true;
 }
 
+// A link that is not followed exists, even if it is dangling.
+bool isGone(const std::string& strPath, Trust trust) {
+  struct stat info{};
+  return Trust::PLAIN_FILE == trust ? 0 != lstat(strPath.c_str(), &info) : isMissing(strPath);
+}
+
 int load(const std::string& strFilePath, Trust trust, std::string& strContent) {
   if (readRegular(strFilePath, trust, strContent)) {
     return 0;
   }
   const int iErrno = errno;
-  // A link that was not followed exists, even if it is dangling.
-  if (ELOOP != iErrno && isMissing(strFilePath)) {
+  if (isGone(strFilePath, trust)) {
     // Not logged, because callers also read files that may never have been written.
     return 1;
   }
