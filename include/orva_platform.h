@@ -290,6 +290,11 @@ ORVA_EXPORT int KLIBCFileGetKeyValue(const char* szFile, const char* szKey, char
 ORVA_EXPORT int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZHASH pValues, const char* szTo,
                                                 int iFlags);
 
+/// Gives the most bytes of a mail's text. ORVAMailSendMessageWithoutBlock() cuts a longer text and adds a note. The
+/// library then need not load more of an output. It works without this function, too: it refers to it weakly.
+/// \return bytes, before the text is encoded.
+ORVA_EXPORT int ORVAMailTextMax();
+
 /// Tells whether mail is sent to an address, so that a host can refuse one that would be refused later.
 /// \param szTo  one address: a local user, or one with a domain.
 /// \return 1 when it is; else 0.

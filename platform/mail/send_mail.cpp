@@ -68,3 +68,7 @@ extern "C" int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZH
 extern "C" int ORVAMailIsAddress(const char* szTo) {
   return szTo && orva::isMailAddress(szTo) ? 1 : 0;
 }
+
+extern "C" int ORVAMailTextMax() {
+  return static_cast<int>(orva::CB_BODY_MAX);
+}

@@ -11,7 +11,7 @@
 #include "engine/exit_code_file.h"
 #include "engine/exit_status.h"
 #include "engine/identity.h"
-#include "engine/run_calls.h"
+#include "engine/optional_calls.h"
 #include "engine/script_file.h"
 #include "store/json_file.h"
 #include "support/event_log.h"

@@ -42,6 +42,10 @@ protected:
   }
 };
 
+TEST_F(Mail, TextsAreCutAtTheLimitThatIsTold) {
+  EXPECT_EQ(ORVAMailTextMax(), 1 << 20);
+}
+
 TEST_F(Mail, MessageReachesTheMailProgramWithItsEnvelope) {
   ASSERT_EQ(send("admin@example.org"), 0);
   EXPECT_TRUE(waitForOrphans());
