@@ -27,8 +27,8 @@ struct sqlite3;
 /// member `orvaSqlWhereFilter` (string) is used as the WHERE clause, unchanged. A column that is SQL NULL
 /// comes back as an absent member.
 ///
-/// If the database is busy, an operation retries for up to 10 seconds. If a transaction is open on the connection, it
-/// fails at once instead.
+/// If the database is busy, an operation retries for up to 10 seconds. A write also retries if the disk is full or
+/// returns an error. If a transaction is open on the connection, an operation fails at once instead.
 class ORVA_EXPORT OrvaJsonDbApi {
 public:
   /// Builds the handle, and creates missing tables.
