@@ -27,8 +27,8 @@ struct sqlite3;
 /// member `orvaSqlWhereFilter` (string) is used as the WHERE clause, unchanged. A column that is SQL NULL
 /// comes back as an absent member.
 ///
-/// If the database is busy, an operation retries for up to 10 seconds. If a transaction is open on the connection, it
-/// fails at once instead.
+/// If the database is busy, an operation retries for up to 10 seconds. A write also retries if the disk is full or
+/// returns an error. If a transaction is open on the connection, an operation fails at once instead.
 class ORVA_EXPORT OrvaJsonDbApi {
 public:
   /// Builds the handle, and creates missing tables.
@@ -289,6 +289,11 @@ ORVA_EXPORT int KLIBCFileGetKeyValue(const char* szFile, const char* szKey, char
 /// \return 0 when the mail was handed over; negative when it was refused.
 ORVA_EXPORT int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZHASH pValues, const char* szTo,
                                                 int iFlags);
+
+/// Gives the most bytes of a mail's text. ORVAMailSendMessageWithoutBlock() cuts a longer text and adds a note. The
+/// library then need not load more of an output. It works without this function, too: it refers to it weakly.
+/// \return bytes, before the text is encoded.
+ORVA_EXPORT int ORVAMailTextMax();
 
 /// Tells whether mail is sent to an address, so that a host can refuse one that would be refused later.
 /// \param szTo  one address: a local user, or one with a domain.

@@ -15,6 +15,7 @@ add_library(orvaplatform_server OBJECT
   mail/message.cpp
   mail/outbox.cpp
   mail/send_mail.cpp
+  mail/server_values.cpp
   process/alive.cpp
   process/exec.cpp
   process/run.cpp
@@ -34,6 +35,7 @@ add_library(orvaplatform_server OBJECT
   strings/hash.cpp
   strings/list.cpp
   texts/localized_texts.cpp
+  texts/server_text.cpp
   texts/utf8.cpp
   users/user.cpp
   support/mount_table.cpp

@@ -64,9 +64,11 @@ void normalizeLines(std::string& strText) {
 
 std::string bodyOf(const MailTemplate& mail, const PlaceholderValues& mapValue) {
   std::string strBody = filled(mail.strBody, mapValue, CB_BODY_MAX);
+  // The rest of a longer text is already missing, even if the next steps make the text short enough.
+  const bool blIncomplete = strBody.size() > CB_BODY_MAX;
   normalizeLines(strBody);
   strBody = repairedUtf8(strBody);
-  if (strBody.size() <= CB_BODY_MAX) {
+  if (!blIncomplete && strBody.size() <= CB_BODY_MAX) {
     return strBody;
   }
   std::string strCut(utf8Prefix(strBody, CB_BODY_MAX));

@@ -8,6 +8,7 @@
 #include "mail/courier.h"
 #include "mail/mail_template.h"
 #include "mail/message.h"
+#include "mail/server_values.h"
 #include "settings/server_settings.h"
 #include "strings/hash.h"
 #include "support/boundary.h"
@@ -49,7 +50,8 @@ int sendMail(const char* szTemplate, PKLIBCSZHASH pValues, const char* szTo) {
   const std::string strMailName = orva::serverMailName();
   const std::string strFrom = senderAddress(strMailName);
   const orva::MessageHead head{strFrom, szTo, listIdOf(szTemplate), strMailName};
-  if (orva::sendDetached(strFrom, szTo, orva::composeMessage(head, *mail, pValues->m_mapValue)) < 0) {
+  if (orva::sendDetached(strFrom, szTo,
+                         orva::composeMessage(head, *mail, orva::withServerValues(pValues->m_mapValue))) < 0) {
     const int iError = errno;
     logError("cannot send mail to %s: %s", szTo, strerror(iError));
     FAIL_WITH(iError);
@@ -67,4 +69,8 @@ extern "C" int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZH
 
 extern "C" int ORVAMailIsAddress(const char* szTo) {
   return szTo && orva::isMailAddress(szTo) ? 1 : 0;
+}
+
+extern "C" int ORVAMailTextMax() {
+  return static_cast<int>(orva::CB_BODY_MAX);
 }

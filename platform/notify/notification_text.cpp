@@ -1,28 +1,12 @@
 #include <algorithm>
 
-#include "orva_platform.h"
-
 #include "notify/notifier.h"
-#include "settings/server_settings.h"
+#include "texts/server_text.h"
 
 namespace orva {
-namespace {
-
-constexpr const char* TEXTS_PATH = "/usr/orva/orvaman/webman/texts/";
-constexpr const char* SECTION = "notify";
-
-std::optional<std::string> textIn(const std::string& strLanguage, const std::string& strKey) {
-  const Json::Value jTexts = ORVA::UIX::LocalizedStringParser::ParseTexts(TEXTS_PATH + strLanguage);
-  const Json::Value& jSection = jTexts[SECTION];
-  const bool blKnown = jSection.isObject() && jSection[strKey].isString();
-  return blKnown ? std::optional(jSection[strKey].asString()) : std::nullopt;
-}
-
-}  // namespace
 
 std::optional<std::string> notificationText(const std::string& strKey) {
-  const auto text = textIn(serverLanguage(), strKey);
-  return text ? text : textIn("enu", strKey);
+  return serverText("notify", strKey);
 }
 
 bool isPlainName(const std::string& strName) {

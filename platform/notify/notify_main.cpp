@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
-#include <unistd.h>
 
 #include "orva_platform.h"
 
@@ -28,17 +27,10 @@ int fail(int iStatus, const std::string& strFault) {
   return iStatus;
 }
 
-std::string hostName() {
-  char szHost[256] = "";
-  gethostname(szHost, sizeof szHost - 1);
-  return szHost;
-}
-
 int mailTo(const std::vector<std::string>& vecMember, const std::string& strText, unsigned cSuppressed) {
   HashPtr pHash(KLIBCSzHashAlloc(8));
   PKLIBCSZHASH pRaw = pHash.get();
   if (!pRaw || KLIBCSzHashSetValue(&pRaw, "%TEXT%", strText.c_str()) < 0 ||
-      KLIBCSzHashSetValue(&pRaw, "%HOST%", hostName().c_str()) < 0 ||
       KLIBCSzHashSetValue(&pRaw, "%COUNT%", std::to_string(cSuppressed).c_str()) < 0) {
     return -1;
   }

@@ -45,10 +45,18 @@ int errnoOf(int iResult) {
   }
 }
 
-// SQLITE_PROTOCOL is a lost race for the locks of the write-ahead log, which is temporary, too.
-bool isBusy(int iResult) {
-  const int iPrimary = iResult & PRIMARY_CODE_MASK;
-  return iPrimary == SQLITE_BUSY || iPrimary == SQLITE_PROTOCOL;
+Later laterOf(int iResult) {
+  switch (iResult & PRIMARY_CODE_MASK) {
+    case SQLITE_BUSY:
+    // A lost race for the locks of the write-ahead log.
+    case SQLITE_PROTOCOL:
+      return Later::BUSY;
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+      return Later::WRITE;
+    default:
+      return Later::NO;
+  }
 }
 
 // The system's error code if SQLite only says that a file could not be opened, read or written; otherwise 0.
@@ -70,9 +78,9 @@ StoreFailure sqliteFailure(sqlite3* pDb, int iResult, const char* szFile, int iL
   const bool blOwnText = (iCode & PRIMARY_CODE_MASK) == (sqlite3_errcode(pDb) & PRIMARY_CODE_MASK);
   const char* szReason = blOwnText ? sqlite3_errmsg(pDb) : sqlite3_errstr(iCode);
   if (const int iErrno = errnoOfSystem(pDb, iCode)) {
-    return {iErrno, szFile, iLine, fmt::format("{}: {}", szReason, std::strerror(iErrno))};
+    return {iErrno, szFile, iLine, fmt::format("{}: {}", szReason, std::strerror(iErrno)), laterOf(iCode)};
   }
-  return {errnoOf(iCode), szFile, iLine, szReason, isBusy(iCode)};
+  return {errnoOf(iCode), szFile, iLine, szReason, laterOf(iCode)};
 }
 
 void reportFailure(const std::string& strTable, const char* szOperation, const std::exception& failure) {

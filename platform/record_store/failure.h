@@ -11,6 +11,13 @@ struct sqlite3;
 
 namespace record_store {
 
+/// Whether a failed step may succeed later.
+enum class Later {
+  NO,
+  BUSY,   ///< another process uses the database
+  WRITE,  ///< the disk is full or has an error; only a write is worth waiting for
+};
+
 /// A failed step of an operation, with a reason as text and a code for the platform's last error.
 class StoreFailure : public std::runtime_error {
 public:
@@ -18,20 +25,20 @@ public:
   /// \param szFile     source file that detected it; a literal.
   /// \param iLine      source line.
   /// \param strReason  the reason, without the table and the operation, which the operation adds.
-  /// \param blBusy     true: the database was busy, and the same step may succeed later.
-  StoreFailure(int iCode, const char* szFile, int iLine, const std::string& strReason, bool blBusy = false)
-      : std::runtime_error(strReason), m_iCode(iCode), m_szFile(szFile), m_iLine(iLine), m_blBusy(blBusy) {}
+  /// \param later      whether the same step may succeed later.
+  StoreFailure(int iCode, const char* szFile, int iLine, const std::string& strReason, Later later = Later::NO)
+      : std::runtime_error(strReason), m_iCode(iCode), m_szFile(szFile), m_iLine(iLine), m_later(later) {}
 
   int code() const { return m_iCode; }
   const char* file() const { return m_szFile; }
   int line() const { return m_iLine; }
-  bool isBusy() const { return m_blBusy; }
+  Later later() const { return m_later; }
 
 private:
   int m_iCode;
   const char* m_szFile;
   int m_iLine;
-  bool m_blBusy;
+  Later m_later;
 };
 
 /// Makes the failure for a result code of SQLite, with the connection's error text.

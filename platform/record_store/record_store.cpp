@@ -58,7 +58,7 @@ int OrvaJsonDbApi::Impl::reported(const char* szOperation, const Operation& oper
 
 int OrvaJsonDbApi::Impl::create(const Json::Value& jIn, Json::Value& jOut) {
   const Members record(m_definition, jIn, "record");
-  Json::Value jCreated = retryWhileBusy(m_pDb, [&] {
+  Json::Value jCreated = retryWrite(m_pDb, [&] {
     Statement statement(m_pDb, m_texts.insertRow(record.set()));
     Binder binder(statement);
     record.bind(binder, record.set());
@@ -133,7 +133,7 @@ int OrvaJsonDbApi::Impl::update(const Json::Value& jFilter, const Json::Value& j
   if (columns == 0) {
     return 0;
   }
-  return retryWhileBusy(m_pDb, [&] {
+  return retryWrite(m_pDb, [&] {
     Statement statement(m_pDb, m_texts.updateRows(columns, filter.shape()));
     Binder binder(statement);
     update.bind(binder, columns);
@@ -149,7 +149,7 @@ int OrvaJsonDbApi::Impl::remove(const Json::Value& jIn, bool blMustExist) {
   if ((members.set() & ~members.nulls() & key) == 0) {
     RAISE(EINVAL, "the record has no key {}", m_definition.key().strName);
   }
-  const int cDeleted = retryWhileBusy(m_pDb, [&] {
+  const int cDeleted = retryWrite(m_pDb, [&] {
     Statement statement(m_pDb, m_texts.deleteRow());
     Binder binder(statement);
     members.bind(binder, key);

@@ -39,17 +39,18 @@ std::string serverLanguage() {
   return blName ? strLanguage : "enu";
 }
 
+std::string serverHostName() {
+  char szHost[256] = "";
+  gethostname(szHost, sizeof szHost - 1);
+  return isHostName(szHost) ? szHost : "localhost";
+}
+
 std::string serverMailName() {
   std::string strContent;
   readRegularFile(MAIL_NAME_PATH, strContent);
   std::string_view strRest = strContent;
   std::string strMailName(trimmed(takeLine(strRest)));
-  if (isHostName(strMailName)) {
-    return strMailName;
-  }
-  char szHost[256] = "";
-  gethostname(szHost, sizeof szHost - 1);
-  return isHostName(szHost) ? szHost : "localhost";
+  return isHostName(strMailName) ? strMailName : serverHostName();
 }
 
 }  // namespace orva

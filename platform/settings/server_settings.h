@@ -15,7 +15,10 @@ std::string serverSetting(std::string_view strKey, std::string_view strDefault);
 /// The server's language for mail and texts: `maillang` if it can be a folder's name, else "enu".
 std::string serverLanguage();
 
-/// The name under which the server sends mail: /etc/mailname, else the host's name, else "localhost".
+/// The host's name, else "localhost".
+std::string serverHostName();
+
+/// The name under which the server sends mail: /etc/mailname, else the host's name.
 std::string serverMailName();
 
 }  // namespace orva

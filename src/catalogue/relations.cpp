@@ -199,11 +199,6 @@ int recListRelateEx(OrvaJsonDbApi* pApi, Json::Value& jRecParam, Json::Value& jR
 }
 
 int recListRelate(OrvaJsonDbApi* pApi, Json::Value& jRecParam, Json::Value& jRecArrayOut, sqlite3* pDb) {
-  return GUARDED([&] {
-    const int iResult = listRelate(pApi, jRecParam, jRecArrayOut, pDb);
-    if (0 > iResult) {
-      LOG_ERROR("error, jRecParam=%s", toString(jRecParam).c_str());
-    }
-    return iResult;
-  });
+  return GUARDED_WITH_LAST_LINE([&] { return listRelate(pApi, jRecParam, jRecArrayOut, pDb); },
+                                [&] { LOG_ERROR("error, jRecParam=%s", toString(jRecParam).c_str()); });
 }

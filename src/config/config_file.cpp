@@ -13,7 +13,6 @@
 #include "store/json_file.h"
 #include "support/boundary.h"
 #include "support/check.h"
-#include "support/file.h"
 #include "support/json_read.h"
 #include "support/paths.h"
 
@@ -46,8 +45,13 @@ std::optional<std::string> writtenPath() {
   return std::nullopt;
 }
 
+// A file that cannot be examined now, for example after a read error, may still have settings. They must not be lost.
+bool mayHaveSettings() {
+  return 0 == access(EORVA_SCHEDULER_CONFIG_PATH, F_OK) || (ENOENT != errno && ENOTDIR != errno && ELOOP != errno);
+}
+
 int createConfig() {
-  if (!isMissing(EORVA_SCHEDULER_CONFIG_PATH)) {
+  if (mayHaveSettings()) {
     return 0;
   }
   Json::Value jIn = ownSection();
@@ -63,14 +67,14 @@ int readConfig(const Json::Value& jIn, Json::Value& jOut) {
     return 0;
   }
   Json::Value jConfig;
-  // A document that is not an object has no sections, so it is treated like one that does not parse.
-  FAIL_IF_AS(!fromFile(jConfig, EORVA_SCHEDULER_CONFIG_PATH) || !jConfig.isObject(),
-             "!jConfig.fromFile(EORVA_SCHEDULER_CONFIG_PATH)");
+  FAIL_IF_AS(!fromFile(jConfig, EORVA_SCHEDULER_CONFIG_PATH), "!jConfig.fromFile(EORVA_SCHEDULER_CONFIG_PATH)");
   if (!hasMember(jIn, "type")) {
     jOut = jConfig;
     return 1;
   }
   FAIL_IF(!jIn["type"].isString());
+  // A text or a list cannot have sections, so it is treated like a document that does not parse.
+  FAIL_IF_AS(!isObjectOrNull(jConfig), "!jConfig.fromFile(EORVA_SCHEDULER_CONFIG_PATH)");
   const std::string strType = jIn["type"].asString();
   const bool blFound = jConfig.isMember(strType);
   jOut = blFound ? jConfig[strType] : Json::Value();
@@ -83,7 +87,7 @@ int writeSection(const Json::Value& jIn) {
   FAIL_IF(!jIn["type"].isString());
   Json::Value jNull;
   Json::Value jConfig;
-  FAIL_IF(0 > configGet(jNull, jConfig));
+  FAIL_IF_AS(0 > configGet(jNull, jConfig) || !isObjectOrNull(jConfig), "0 > configGet(jNull, jConfig)");
   jConfig[jIn["type"].asString()] = jIn;
   const std::optional<std::string> strPath = writtenPath();
   FAIL_IF_AS(!strPath || !toFile(jConfig, *strPath, true), "!jConfig.toFile(EORVA_SCHEDULER_CONFIG_PATH, true)");

@@ -47,11 +47,6 @@ int recConfigGet(Json::Value& jConfigOut) {
 }
 
 int eventList(Json::Value& jEventOut) {
-  return GUARDED([&] {
-    const int iResult = readCatalogue(jEventOut);
-    if (0 > iResult) {
-      LOG_ERROR("load event list failed, file=%s", EORVA_SCHEDULER_EVENT_PATH);
-    }
-    return iResult;
-  });
+  return GUARDED_WITH_LAST_LINE([&] { return readCatalogue(jEventOut); },
+                                [] { LOG_ERROR("load event list failed, file=%s", EORVA_SCHEDULER_EVENT_PATH); });
 }

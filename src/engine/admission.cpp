@@ -151,11 +151,6 @@ int runTask(Json::Value& jTask, Json::Value& jEvent, OrvaJsonDbApi* pApi, OrvaJs
 }
 
 int checkRunTheSameTime(Json::Value& jTask, OrvaJsonDbApi* pApi) {
-  return GUARDED([&] {
-    const int iResult = checkRunning(jTask, pApi);
-    if (-1 == iResult) {
-      LOG_ERROR("jTask=%s", toString(jTask).c_str());
-    }
-    return iResult;
-  });
+  return GUARDED_WITH_LAST_LINE([&] { return checkRunning(jTask, pApi); },
+                                [&] { LOG_ERROR("jTask=%s", toString(jTask).c_str()); });
 }

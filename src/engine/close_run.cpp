@@ -132,11 +132,6 @@ int closeRun(Json::Value& jTask, OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult,
 
 int updateTaskResultByExitStatus(Json::Value& jTask, OrvaJsonDbApi* pApi, OrvaJsonDbApi* pApiResult, sqlite3* pDb,
                                  Json::Value& jResult) {
-  return GUARDED([&] {
-    const int iResult = closeRun(jTask, pApi, pApiResult, pDb, jResult);
-    if (0 > iResult) {
-      LOG_ERROR("error! jTask=%s", toString(jTask).c_str());
-    }
-    return iResult;
-  });
+  return GUARDED_WITH_LAST_LINE([&] { return closeRun(jTask, pApi, pApiResult, pDb, jResult); },
+                                [&] { LOG_ERROR("error! jTask=%s", toString(jTask).c_str()); });
 }

@@ -5,6 +5,7 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
+#include "engine/optional_calls.h"
 #include "output/location.h"
 #include "store/run_file.h"
 #include "support/boundary.h"
@@ -174,10 +175,10 @@ int setOutput(const Json::Value& jTask, Json::Value& jConfig, const std::string&
              "0 > getOutputPath(jConfig, strTaskName, iStartTime, &strOutPath, NULL)");
   std::string strContent;
   if (!strOutPath.empty()) {
-    FAIL_IF_AS(0 > loadRunFile(strOutPath, strContent), "0 > loadFile(strOutPath, strContent)");
+    FAIL_IF_AS(0 > loadRunFile(strOutPath, strContent, mailOutputMax()), "0 > loadFile(strOutPath, strContent)");
   } else if (jTask.isMember("strOutputPath_tmp")) {
     FAIL_IF(!jTask["strOutputPath_tmp"].isString());
-    FAIL_IF_AS(0 > loadRunFile(jTask["strOutputPath_tmp"].asString(), strContent),
+    FAIL_IF_AS(0 > loadRunFile(jTask["strOutputPath_tmp"].asString(), strContent, mailOutputMax()),
                "0 > loadFile(jTask[\"strOutputPath_tmp\"].asString(), strContent)");
   }
   return values.set("%OUT_PUT%", strContent);

@@ -13,8 +13,8 @@
 #include "engine/admission.h"
 #include "engine/close_run.h"
 #include "engine/notification.h"
+#include "engine/optional_calls.h"
 #include "engine/readiness.h"
-#include "engine/run_calls.h"
 #include "support/boundary.h"
 #include "support/check.h"
 #include "support/json_read.h"
@@ -61,11 +61,9 @@ private:
 
   int readConfig() {
     Json::Value jFilter = ownSection();
-    Json::Value jConfig;
-    const int iFound = configGet(jFilter, jConfig);
-    FAIL_IF_AS(0 > iFound, "0 > configGet(jFilter, jConfig)");
-    // Without a configuration, tasks run without an output folder.
-    m_jConfig = 0 == iFound ? Json::Value(Json::objectValue) : jConfig;
+    // Without a file, it stays empty, and tasks run without an output folder. Without a section, it becomes null, and
+    // no task starts.
+    FAIL_IF_AS(0 > configGet(jFilter, m_jConfig), "0 > configGet(jFilter, jConfig)");
     return 0;
   }
 
@@ -168,7 +166,7 @@ private:
   OrvaJsonDbApi* m_pApiResult;
   sqlite3* m_pDb;
   const bool m_blRunDependants;
-  Json::Value m_jConfig;
+  Json::Value m_jConfig{Json::objectValue};
   Json::Value m_jTaskArray;
   Running m_running;
   std::vector<Json::Value> m_qComplete;

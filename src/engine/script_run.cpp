@@ -8,9 +8,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "engine/exit_code_file.h"
 #include "engine/exit_status.h"
 #include "engine/identity.h"
-#include "engine/run_calls.h"
+#include "engine/optional_calls.h"
 #include "engine/script_file.h"
 #include "store/json_file.h"
 #include "support/event_log.h"
@@ -64,9 +65,18 @@ void clearTemporaryOutput(const ScriptRun& run) {
   }
 }
 
+// Only root can take the place from others.
+void claimExitCode(const ScriptRun& run) {
+  if (!claimExitCodeFile(run.uidOwner)) {
+    LOG_ERROR("exit code file not created, path=%s", exitCodePath(getpid()).c_str());
+  }
+}
+
 void becomeOwner(ScriptRun& run) {
   if (0 > changeUserCtx(run.uidOwner)) {
     LOG_SYSTEM("Failed to change user [%u] != [%u]", getuid(), run.uidOwner);
+    // Such a run has no exit information.
+    unlink(exitCodePath(getpid()).c_str());
     logNotStarted(run, EVENT_NO_IDENTITY);
     endChild();
   }
@@ -156,6 +166,7 @@ int runToTheEnd(ScriptRun& run) {
     return -1;
   }
   clearTemporaryOutput(run);
+  claimExitCode(run);
   becomeOwner(run);
   if (0 > nameTemporaryOutput(run)) {
     return -1;

@@ -151,13 +151,8 @@ int initConfig(std::string strTableName, Json::Value& jConfigOut, sqlite3** ppDb
 }
 
 int freeConfig(sqlite3** ppDb, OrvaJsonDbApi** ppApi, OrvaJsonDbApi** ppApiResult) {
-  return GUARDED([&] {
-    const int iResult = closeStore(ppDb, ppApi, ppApiResult);
-    if (0 > iResult) {
-      LOG_ERROR("freeConfig failed");
-    }
-    return iResult;
-  });
+  return GUARDED_WITH_LAST_LINE([&] { return closeStore(ppDb, ppApi, ppApiResult); },
+                                [] { LOG_ERROR("freeConfig failed"); });
 }
 
 sqlite3* openDb(std::string strPath, bool blAsRoot) {
@@ -176,13 +171,8 @@ sqlite3* openDb(std::string strPath, bool blAsRoot) {
 }
 
 int loadTableDef(Json::Value& jTableDef) {
-  return GUARDED([&] {
-    const int iResult = readTableDef(jTableDef);
-    if (0 > iResult) {
-      LOG_ERROR("jTableDef=%s", toString(jTableDef).c_str());
-    }
-    return iResult;
-  });
+  return GUARDED_WITH_LAST_LINE([&] { return readTableDef(jTableDef); },
+                                [&] { LOG_ERROR("jTableDef=%s", toString(jTableDef).c_str()); });
 }
 
 int loadSqlCreate(std::string& strSqlCreate) {

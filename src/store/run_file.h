@@ -2,12 +2,17 @@
 
 #pragma once
 
+#include <limits>
 #include <string>
+#include <sys/types.h>
 
 namespace Orva {
 
-// Like loadFile(), for a file in a folder where the run's owner can create files. A link is not followed, and a file
-// with more than one hard link is not read; both give -1.
-int loadRunFile(const std::string& strFilePath, std::string& strContent);
+constexpr off_t WHOLE_FILE = std::numeric_limits<off_t>::max();
+
+// Like loadFile(), for a file in a folder where the run's owner can create files. A link is not followed, a file with
+// more than one hard link is not read, and nobody's lease is waited for; each gives -1. Reads only the first cbMost
+// bytes.
+int loadRunFile(const std::string& strFilePath, std::string& strContent, off_t cbMost = WHOLE_FILE);
 
 }  // namespace Orva

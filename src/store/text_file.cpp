@@ -1,5 +1,6 @@
 // Reads whole files as text.
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 
@@ -16,9 +17,14 @@ constexpr const char* LOG_SOURCE = SOURCE_UTIL;
 
 enum class Trust { ANY_FILE, PLAIN_FILE };
 
-bool readRegular(const std::string& strPath, Trust trust, std::string& strContent) {
+FileDescriptor openTrusted(const std::string& strPath, Trust trust, struct stat& info) {
+  return Trust::PLAIN_FILE == trust ? openRegular(strPath, O_NOFOLLOW, info, Leased::FAIL)
+                                    : openRegular(strPath, 0, info, Leased::WAIT);
+}
+
+bool readRegular(const std::string& strPath, Trust trust, off_t cbMost, std::string& strContent) {
   struct stat info{};
-  const FileDescriptor file = openRegular(strPath, Trust::PLAIN_FILE == trust ? O_NOFOLLOW : 0, info);
+  const FileDescriptor file = openTrusted(strPath, trust, info);
   if (!file.isOpen()) {
     return false;
   }
@@ -27,20 +33,25 @@ bool readRegular(const std::string& strPath, Trust trust, std::string& strConten
     return false;
   }
   std::string strRead;
-  if (!readUpTo(file.get(), info.st_size, strRead)) {
+  if (!readUpTo(file.get(), std::min(info.st_size, cbMost), strRead)) {
     return false;
   }
   strContent.swap(strRead);
   return true;
 }
 
-int load(const std::string& strFilePath, Trust trust, std::string& strContent) {
-  if (readRegular(strFilePath, trust, strContent)) {
+// A link that is not followed exists, even if it is dangling.
+bool isGone(const std::string& strPath, Trust trust) {
+  struct stat info{};
+  return Trust::PLAIN_FILE == trust ? 0 != lstat(strPath.c_str(), &info) : isMissing(strPath);
+}
+
+int load(const std::string& strFilePath, Trust trust, off_t cbMost, std::string& strContent) {
+  if (readRegular(strFilePath, trust, cbMost, strContent)) {
     return 0;
   }
   const int iErrno = errno;
-  // A link that was not followed exists, even if it is dangling.
-  if (ELOOP != iErrno && isMissing(strFilePath)) {
+  if (isGone(strFilePath, trust)) {
     // Not logged, because callers also read files that may never have been written.
     return 1;
   }
@@ -54,12 +65,12 @@ int load(const std::string& strFilePath, Trust trust, std::string& strContent) {
 
 namespace Orva {
 
-int loadRunFile(const std::string& strFilePath, std::string& strContent) {
-  return GUARDED([&] { return load(strFilePath, Trust::PLAIN_FILE, strContent); });
+int loadRunFile(const std::string& strFilePath, std::string& strContent, off_t cbMost) {
+  return GUARDED([&] { return load(strFilePath, Trust::PLAIN_FILE, cbMost, strContent); });
 }
 
 }  // namespace Orva
 
 int loadFile(std::string strFilePath, std::string& strContent) {
-  return GUARDED([&] { return load(strFilePath, Trust::ANY_FILE, strContent); });
+  return GUARDED([&] { return load(strFilePath, Trust::ANY_FILE, WHOLE_FILE, strContent); });
 }

@@ -38,7 +38,7 @@ bool FileDescriptor::close() {
 }
 
 bool isMissing(const std::string& strPath) {
-  return 0 != access(strPath.c_str(), F_OK) && (ENOENT == errno || ENOTDIR == errno);
+  return 0 != access(strPath.c_str(), F_OK);
 }
 
 FileDescriptor openRegular(const std::string& strPath, int iFlags, struct stat& info, Leased leased) {

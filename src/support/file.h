@@ -24,7 +24,7 @@ private:
   int m_iFd;
 };
 
-// A file is missing only if nothing can have that name; a file that cannot be examined counts as existing.
+// A file is missing if it cannot be examined for any reason, such as a link that leads to itself.
 bool isMissing(const std::string& strPath);
 
 // If a file server has a lease on a file, opening the file breaks the lease and waits for up to the system's limit. Any

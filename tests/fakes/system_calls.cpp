@@ -154,6 +154,11 @@ int eorvaFake_fchmod(int iFd, mode_t mode) {
   return answer ? answer->result(-1) : ::fchmod(iFd, mode);
 }
 
+int eorvaFake_fchown(int iFd, uid_t uid, gid_t gid) {
+  const auto answer = fakes().systemCall("fchown", iFd, uid, static_cast<int>(gid));
+  return answer ? answer->result(-1) : ::fchown(iFd, uid, gid);
+}
+
 int eorvaFake_unlink(const char* szPath) {
   const auto answer = fakes().systemCall("unlink", szPath);
   return answer ? answer->result(-1) : ::unlink(szPath);
@@ -167,6 +172,16 @@ int eorvaFake_unlinkat(int iFd, const char* szPath, int iFlags) {
 int eorvaFake_rename(const char* szFrom, const char* szTo) {
   const auto answer = fakes().systemCall("rename", szFrom, szTo);
   return answer ? answer->result(-1) : ::rename(szFrom, szTo);
+}
+
+int eorvaFake_renameat2(int iFrom, const char* szFrom, int iTo, const char* szTo, unsigned int uFlags) {
+  const auto answer = fakes().systemCall("renameat2", szFrom, szTo, Hex{uFlags});
+  return answer ? answer->result(-1) : ::renameat2(iFrom, szFrom, iTo, szTo, uFlags);
+}
+
+int eorvaFake_rmdir(const char* szPath) {
+  const auto answer = fakes().systemCall("rmdir", szPath);
+  return answer ? answer->result(-1) : ::rmdir(szPath);
 }
 
 int eorvaFake_mkostemp(char* szTemplate, int iFlags) {

@@ -215,6 +215,17 @@ TEST(MailMessage, BodyIsCutAtOneMebibyteAtTheEndOfALine) {
   EXPECT_THAT(strBody, testing::EndsWith("0123456789 é\n\nThe rest was cut.\n"));
 }
 
+// Their line ends become shorter, but the rest of the text is missing all the same.
+TEST(MailMessage, BodyThatIsCutBeforeItsLineEndsAreShortenedSaysSo) {
+  std::string strOutput;
+  while (strOutput.size() <= orva::CB_BODY_MAX) {
+    strOutput += "a line\r\n";
+  }
+  const std::string strBody = readBack(compose({{"%TASK%", "t"}, {"%OUT_PUT%", strOutput}}))["body"].asString();
+  EXPECT_LT(strBody.size(), orva::CB_BODY_MAX);
+  EXPECT_THAT(strBody, testing::EndsWith("a line\n\nThe rest was cut.\n"));
+}
+
 TEST(MailMessage, SentenceOfTheCutNamesTheTask) {
   const orva::MailTemplate mail{"s", "See the output of %TASK%.", "%OUT_PUT%"};
   const std::string strMessage =

@@ -81,7 +81,8 @@ TEST_F(MailServer, MailboxOfALocalUserGetsTheMessageWhole) {
   ASSERT_EQ(jMails.size(), 1U);
   EXPECT_TRUE(jMails[0]["defects"].empty()) << jMails[0]["defects"].toStyledString();
   EXPECT_THAT(jMails[0]["body"].asString(), testing::HasSubstr("\nfirst\n.\nFrom here\n終わり\n"));
-  EXPECT_THAT(header(jMails[0], "Subject"), testing::ElementsAre("タスク 夜のバックアップ が終了しました"));
+  EXPECT_THAT(header(jMails[0], "Subject"),
+              testing::ElementsAre(OrvaTest::hostName() + ": タスク 夜のバックアップ が正常に終了しました"));
   EXPECT_THAT(header(jMails[0], "Return-path"), testing::ElementsAre("<scheduler@example.org>"));
   EXPECT_THAT(header(jMails[0], "Auto-Submitted"), testing::ElementsAre("auto-generated"));
   EXPECT_THAT(header(jMails[0], "List-Id"), testing::ElementsAre("<eorvascheduler-complete-task.mail.example.org>"));
@@ -93,7 +94,8 @@ TEST_F(MailServer, FullAddressAndAliasReachTheirMailboxes) {
   ASSERT_EQ(send("root", "b", "x\n"), 0);
   EXPECT_THAT(entries("/var/mail"), testing::ElementsAre("alice", "bob"));
   EXPECT_THAT(header(mailbox("bob")[0], "From"), testing::ElementsAre("root@mail.example.org"));
-  EXPECT_THAT(header(mailbox("alice")[0], "Subject"), testing::ElementsAre("Task b has ended"));
+  EXPECT_THAT(header(mailbox("alice")[0], "Subject"),
+              testing::ElementsAre("Task b ended well on " + OrvaTest::hostName()));
 }
 
 TEST_F(MailServer, MailForNobodyComesBackToTheSender) {

@@ -42,6 +42,10 @@ protected:
   }
 };
 
+TEST_F(Mail, TextsAreCutAtTheLimitThatIsTold) {
+  EXPECT_EQ(ORVAMailTextMax(), 1 << 20);
+}
+
 TEST_F(Mail, MessageReachesTheMailProgramWithItsEnvelope) {
   ASSERT_EQ(send("admin@example.org"), 0);
   EXPECT_TRUE(waitForOrphans());
@@ -49,7 +53,7 @@ TEST_F(Mail, MessageReachesTheMailProgramWithItsEnvelope) {
   const std::string strMail = readFile("/tmp/mail/1.eml");
   EXPECT_THAT(strMail, testing::StartsWith("Date: "));
   EXPECT_THAT(strMail, testing::HasSubstr("\nTo: admin@example.org\n"));
-  EXPECT_THAT(strMail, testing::HasSubstr("\nSubject: Task backup has ended\n"));
+  EXPECT_THAT(strMail, testing::HasSubstr("\nSubject: Task backup ended well on " + OrvaTest::hostName() + "\n"));
   EXPECT_THAT(strMail, testing::HasSubstr("\nall is well\n"));
   EXPECT_THAT(entries(OUTBOX), testing::IsEmpty());
   EXPECT_EQ(OrvaTest::fileMode(OUTBOX), 0700U);
@@ -59,14 +63,56 @@ TEST_F(Mail, LanguageOfTheServerChoosesTheTemplateAndEnglishStandsIn) {
   OrvaTest::writeFile("/etc/orvainfo.conf", "maillang=ger\nmailprogram=/tmp/mailprogram\n");
   ASSERT_EQ(send("a@b"), 0);
   waitForOrphans();
-  EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("\nSubject: Die Aufgabe backup ist beendet\n"));
+  EXPECT_THAT(readFile("/tmp/mail/1.eml"),
+              testing::HasSubstr("\nSubject: Aufgabe backup auf " + OrvaTest::hostName() + " erfolgreich beendet\n"));
   for (const char* const szLanguage : {"ita", "../enu", ""}) {
     OrvaTest::writeFile("/etc/orvainfo.conf", std::string("mailprogram=/tmp/mailprogram\nmaillang=") + szLanguage);
     fs::remove_all("/tmp/mail");
     ASSERT_EQ(send("a@b"), 0);
     waitForOrphans();
-    EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("\nSubject: Task backup has ended\n")) << szLanguage;
+    EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("\nSubject: Task backup ended well on ")) << szLanguage;
   }
+}
+
+// The library gives the code that it recorded, with its text in the server's language.
+TEST_F(Mail, ResultTellsWhetherTheTaskEndedWell) {
+  struct Case {
+    const char* szLanguage;
+    const char* szExitCode;
+    const char* szResult;
+  };
+  for (const Case& test :
+       {Case{"enu", "0 (ended normally)", "Task backup ended well on"}, Case{"enu", "0", "Task backup ended well on"},
+        Case{"enu", "0 (ended by a signal or with an error)", "Task backup failed on"},
+        Case{"enu", "0 (some other text)", "Task backup ended well on"},
+        Case{"enu", "3 (ended normally)", "Task backup failed on"},
+        Case{"enu", "10 (ended normally)", "Task backup failed on"},
+        Case{"enu", " (ended by a signal or with an error)", "Task backup failed on"},
+        Case{"ger", "0 (normal beendet)", "ist auf HOST erfolgreich beendet."},
+        Case{"ger", "9 (normal beendet)", "ist auf HOST fehlgeschlagen."}}) {
+    OrvaTest::writeFile("/etc/orvainfo.conf",
+                        std::string("mailprogram=/tmp/mailprogram\nmaillang=") + test.szLanguage + "\n");
+    fs::remove_all("/tmp/mail");
+    ASSERT_EQ(OrvaTest::sendTaskMail("a@b", "backup", "", TEMPLATE, test.szExitCode), 0);
+    waitForOrphans();
+    std::string strExpected = test.szResult;
+    if (const std::size_t uHost = strExpected.find("HOST"); uHost != std::string::npos) {
+      strExpected.replace(uHost, 4, OrvaTest::hostName());
+    }
+    EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr(strExpected)) << test.szExitCode;
+  }
+}
+
+TEST_F(Mail, CallerCanGiveHostAndResultItself) {
+  OrvaTest::writeFile("/usr/orva/share/mail/enu/own.mail", "Subject: s\n\n%HOST% %RESULT% %EXIT_CODE%\n");
+  PKLIBCSZHASH pHash = KLIBCSzHashAlloc(8);
+  KLIBCSzHashSetValue(&pHash, "%EXIT_CODE%", "0");
+  KLIBCSzHashSetValue(&pHash, "%HOST%", "other");
+  KLIBCSzHashSetValue(&pHash, "%RESULT%", "was stopped");
+  EXPECT_EQ(ORVAMailSendMessageWithoutBlock("own", pHash, "a@b", 0), 0);
+  KLIBCSzHashFree(pHash);
+  waitForOrphans();
+  EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("\nother was stopped 0\n"));
 }
 
 TEST_F(Mail, SenderIsRootOfTheMailNameUnlessASettingSaysOtherwise) {

@@ -1,6 +1,7 @@
 #include "platform_fixture.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -121,13 +122,19 @@ void installMailProgram(const std::string& strScript) {
   writeFile("/etc/orvainfo.conf", "maillang=enu\nmailfrom=scheduler@example.org\nmailprogram=/tmp/mailprogram\n");
 }
 
+std::string hostName() {
+  std::array<char, 256> szHost{};
+  gethostname(szHost.data(), szHost.size() - 1);
+  return szHost.data();
+}
+
 int sendTaskMail(const std::string& strTo, const std::string& strTask, const std::string& strOutput,
-                 const char* szTemplate) {
+                 const char* szTemplate, const std::string& strExitCode) {
   PKLIBCSZHASH pHash = KLIBCSzHashAlloc(512);
   KLIBCSzHashSetValue(&pHash, "%TASK%", strTask.c_str());
   KLIBCSzHashSetValue(&pHash, "%START_TIME%", "now");
   KLIBCSzHashSetValue(&pHash, "%END_TIME%", "later");
-  KLIBCSzHashSetValue(&pHash, "%EXIT_CODE%", "0 (ended)");
+  KLIBCSzHashSetValue(&pHash, "%EXIT_CODE%", strExitCode.c_str());
   KLIBCSzHashSetValue(&pHash, "%OUT_PUT%", strOutput.c_str());
   const int iResult = ORVAMailSendMessageWithoutBlock(szTemplate, pHash, strTo.c_str(), 0);
   KLIBCSzHashFree(pHash);

@@ -45,10 +45,14 @@ void installMailProgram(const std::string& strScript);
 /// A mail program that stores each message: arguments in /tmp/mail/N.args, message in /tmp/mail/N.eml, N from 1.
 extern const char* const KEEPING_MAIL_PROGRAM;
 
+/// The name of this host.
+std::string hostName();
+
 /// Sends the mail about an ended task; returns the result of the platform's function.
 int sendTaskMail(const std::string& strTo, const std::string& strTask = "backup",
                  const std::string& strOutput = "all is well\n",
-                 const char* szTemplate = "eOrvascheduler_complete_task");
+                 const char* szTemplate = "eOrvascheduler_complete_task",
+                 const std::string& strExitCode = "0 (ended normally)");
 
 /// Names of a folder's entries, sorted; empty when the folder is missing.
 std::vector<std::string> entries(const std::string& strFolder);

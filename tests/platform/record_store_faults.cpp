@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -14,6 +16,7 @@
 #include "record_store_fixture.h"
 
 namespace fs = std::filesystem;
+using testing::AllOf;
 using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
@@ -80,6 +83,7 @@ protected:
   }
 
   void makeRoom() { EXPECT_TRUE(fs::remove(m_strBallast)); }
+  static void removeBallast(void* pThis) { static_cast<Faults*>(pThis)->makeRoom(); }
   void makeRoom(std::uintmax_t cbRoom) const { fs::resize_file(m_strBallast, fs::file_size(m_strBallast) - cbRoom); }
 
   bool migrates() const {
@@ -118,14 +122,28 @@ protected:
                      "SELECT group_concat(task_name || ':' || length(operation) || ':' || enable) FROM task");
   }
 
+  // Every write fails with an I/O error, until allowWrites() or the n-th pause.
+  static void refuseWrites() {
+    ::signal(SIGXFSZ, SIG_IGN);
+    limitFiles(0);
+  }
+  static void allowWrites(void* = nullptr) { limitFiles(RLIM_INFINITY); }
+  static void limitFiles(rlim_t limit) {
+    const rlimit limits{limit, RLIM_INFINITY};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limits));
+  }
+
   std::string m_strPath = std::string(FOLDER) + "/test.db";
   std::string m_strBallast = std::string(FOLDER) + "/ballast";
   Database m_pDb;
   std::unique_ptr<OrvaJsonDbApi> m_pTasks;
   std::unique_ptr<OrvaJsonDbApi> m_pRuns;
+  TurnedClock m_clock;
 };
 
+constexpr long long SECOND = 1'000'000'000;
 const char* const FULL = "database or disk is full";
+const char* const STILL_FULL = "database or disk is full (gave up after 10 seconds)";
 
 }  // namespace
 
@@ -136,13 +154,14 @@ TEST_F(Faults, FullDiskRefusesEveryWriteWholeAndIsUsableAgainWhenThereIsRoom) {
   fill();
   jOut = "untouched";
   EXPECT_EQ(-1, m_pTasks->recCreate(task("b", 20000), jOut));
-  expectFailure("recCreate", FULL, ENOSPC);
+  expectFailure("recCreate", STILL_FULL, ENOSPC);
   EXPECT_EQ(-1, m_pTasks->recUpdateByFilter(parse(R"({"task_name":"a"})"), task("a", 20000)));
-  expectFailure("recUpdateByFilter", FULL, ENOSPC);
+  expectFailure("recUpdateByFilter", STILL_FULL, ENOSPC);
   EXPECT_EQ(-1, m_pTasks->recUpdateByFilter(parse(R"({"task_name":"a"})"), parse(R"({"enable":true})")));
-  expectFailure("recUpdateByFilter", FULL, ENOSPC);
+  expectFailure("recUpdateByFilter", STILL_FULL, ENOSPC);
   EXPECT_EQ(-1, m_pTasks->recDelete(parse(R"({"task_name":"a"})"), true));
-  expectFailure("recDelete", FULL, ENOSPC);
+  expectFailure("recDelete", STILL_FULL, ENOSPC);
+  EXPECT_EQ(40 * SECOND, m_clock.slept());
   EXPECT_EQ("untouched", jOut.asString());
   EXPECT_NE(0, sqlite3_get_autocommit(m_pDb.get()));
   EXPECT_EQ(0, m_pTasks->recGetOne(parse(R"({"task_name":"a"})"), jOut));
@@ -162,11 +181,69 @@ TEST_F(Faults, DiskThatFillsUpKeepsEveryAcknowledgedRecord) {
     strExpected += (cTasks == 0 ? "t" : ",t") + std::to_string(cTasks) + ":5000:0";
     ASSERT_LT(++cTasks, 1000);
   }
-  expectFailure("recCreate", FULL, ENOSPC);
+  expectFailure("recCreate", STILL_FULL, ENOSPC);
   EXPECT_GT(cTasks, 10);
   EXPECT_EQ(strExpected, tasks());
   close();
   EXPECT_EQ(strExpected, tasks());
+}
+
+TEST_F(Faults, WriteIsTriedAgainUntilTheDiskHasRoom) {
+  open();
+  Json::Value jOut;
+  ASSERT_EQ(0, m_pTasks->recCreate(task("a", 10), jOut));
+  fill();
+  m_clock.atPause(5, &removeBallast, this);
+  EXPECT_EQ(0, m_pTasks->recCreate(task("b", 20000), jOut));
+  EXPECT_EQ(5U, m_clock.pauses().size());
+  EXPECT_EQ("a:10:0,b:20000:0", tasks());
+}
+
+TEST_F(Faults, WriteIsTriedAgainUntilTheDiskTakesIt) {
+  open();
+  Json::Value jOut;
+  ASSERT_EQ(0, m_pTasks->recCreate(task("a", 10), jOut));
+  refuseWrites();
+  m_clock.atPause(5, &allowWrites, nullptr);
+  EXPECT_EQ(1, m_pTasks->recUpdateByFilter(parse(R"({"task_name":"a"})"), parse(R"({"enable":true})")));
+  EXPECT_EQ(5U, m_clock.pauses().size());
+  refuseWrites();
+  m_clock.atPause(8, &allowWrites, nullptr);
+  EXPECT_EQ(0, m_pTasks->recCreate(task("b", 20000), jOut));
+  EXPECT_EQ("a:10:1,b:20000:0", tasks());
+  refuseWrites();
+  m_clock.atPause(11, &allowWrites, nullptr);
+  EXPECT_EQ(1, m_pTasks->recDelete(parse(R"({"task_name":"a"})"), true));
+  EXPECT_EQ("b:20000:0", tasks());
+}
+
+TEST_F(Faults, WriteIsGivenUpWhenTheDiskStaysBroken) {
+  open();
+  Json::Value jOut;
+  ASSERT_EQ(0, m_pTasks->recCreate(task("a", 10), jOut));
+  refuseWrites();
+  EXPECT_EQ(-1, m_pTasks->recCreate(task("b", 20000), jOut));
+  allowWrites();
+  EXPECT_THAT(takeLogLines(),
+              ElementsAre(AllOf(HasSubstr("recCreate: disk I/O error"), HasSubstr("(gave up after 10 seconds)"))));
+  EXPECT_EQ(10 * SECOND, m_clock.slept());
+  EXPECT_EQ("a:10:0", tasks());
+}
+
+// SQLite may have rolled the transaction back, so a success outside of it would be wrong.
+TEST_F(Faults, WriteInATransactionIsNotTriedAgain) {
+  open();
+  Json::Value jOut;
+  ASSERT_EQ(0, m_pTasks->recCreate(task("a", 10), jOut));
+  runSql(m_pDb.get(), "PRAGMA cache_size = 1; PRAGMA cache_spill = 1; BEGIN");
+  ASSERT_EQ(0, m_pTasks->recCreate(task("b", 10), jOut));
+  refuseWrites();
+  EXPECT_EQ(-1, m_pTasks->recCreate(task("c", 200000), jOut));
+  allowWrites();
+  expectFailure("recCreate", "disk I/O error: File too large (not tried again: a transaction is open)", EFBIG);
+  EXPECT_THAT(m_clock.pauses(), IsEmpty());
+  EXPECT_NE(0, sqlite3_get_autocommit(m_pDb.get())) << "SQLite has rolled it back";
+  EXPECT_EQ("a:10:0", tasks());
 }
 
 TEST_F(Faults, FullDiskMakesNoTables) {

@@ -100,7 +100,8 @@ TEST_F(ShareFiles, EveryLanguageHasEveryMailTemplateWithEveryPlaceholder) {
     }
   }
   const auto setUsed = placeholders(readFile(share("mail/enu/eOrvascheduler_complete_task.mail")));
-  for (const char* const szKey : {"%TASK%", "%START_TIME%", "%END_TIME%", "%EXIT_CODE%", "%OUT_PUT%"}) {
+  for (const char* const szKey :
+       {"%TASK%", "%START_TIME%", "%END_TIME%", "%EXIT_CODE%", "%OUT_PUT%", "%HOST%", "%RESULT%"}) {
     EXPECT_GT(setUsed.count(szKey), 0U) << szKey;
   }
 }

@@ -1,13 +1,16 @@
 #include "support/files.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -57,6 +60,19 @@ mode_t fileMode(const std::string& strPath) {
 std::pair<uid_t, gid_t> fileOwner(const std::string& strPath) {
   const struct stat info = examine(strPath);
   return {info.st_uid, info.st_gid};
+}
+
+// Breaking the lease sends a signal, which would end this process.
+Lease::Lease(const std::string& strPath) : m_iFd(::open(strPath.c_str(), O_RDWR | O_CLOEXEC)) {
+  ::signal(SIGIO, SIG_IGN);
+  if (::fcntl(m_iFd, F_SETLEASE, F_WRLCK) != 0) {
+    throw std::system_error(errno, std::generic_category(), "lease on " + strPath);
+  }
+}
+
+Lease::~Lease() {
+  ::close(m_iFd);
+  ::signal(SIGIO, SIG_DFL);
 }
 
 TempDir::TempDir(mode_t mode) : m_strPath("/tmp/eorva-test.XXXXXX") {

@@ -24,6 +24,18 @@ mode_t fileMode(const std::string& strPath);
 /// Owner and group of a file; throws when there is no file.
 std::pair<uid_t, gid_t> fileOwner(const std::string& strPath);
 
+/// A lease of this process on a file. Others who open the file wait until the lease ends.
+class Lease {
+public:
+  explicit Lease(const std::string& strPath);
+  ~Lease();
+  Lease(const Lease&) = delete;
+  Lease& operator=(const Lease&) = delete;
+
+private:
+  int m_iFd;
+};
+
 /// A folder below /tmp; the destructor removes it with its content.
 class TempDir {
 public:

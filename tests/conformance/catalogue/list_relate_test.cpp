@@ -264,3 +264,16 @@ TEST_F(ListRelate, EachFailingCallIsAFailure) {
     EXPECT_GE(cCalls, 3);
   }
 }
+
+TEST_F(ListRelate, AStoreThatThrowsIsAFailureWithTheLineOfTheRequest) {
+  putTask("A");
+  for (const auto& [iType, szCall] : {std::pair{0, "recList"}, std::pair{2, "recGetOne"}}) {
+    Json::Value jRequest = request("A");
+    jRequest["relate_type"] = iType;
+    fakes().before(szCall, [] { throw std::runtime_error("broken"); });
+    expectLine("operation given up: broken", LIB);
+    expectLine("error, jRecParam=", LIB).beginning();
+    Json::Value jOut;
+    EXPECT_EQ(relate(jRequest, jOut), -1) << szCall;
+  }
+}

@@ -131,9 +131,39 @@ TEST_F(ConfigGet, ChecksTheFilterBeforeTheOutValue) {
 }
 
 TEST_F(ConfigGet, FailsOnAFileThatDoesNotParse) {
-  for (const char* szContent : {"", "{", "{'a': 1} trailing", "{'a': 1, 'a': 2}", "[1]", "'text'", "null"}) {
+  for (const char* szContent : {"", "{", "{'a': 1} trailing", "{'a': 1, 'a': 2}"}) {
     storeConfig(szContent);
     Json::Value jIn;
+    Json::Value jOut = json("{'old': true}");
+    expectFailure("!jConfig.fromFile(EORVA_SCHEDULER_CONFIG_PATH)", UTIL);
+    EXPECT_EQ(configGet(jIn, jOut), -1) << szContent;
+    EXPECT_EQ(jOut, json("{'old': true}"));
+  }
+}
+
+TEST_F(ConfigGet, WithoutATypeDeliversAnyDocument) {
+  for (const char* szContent : {"[1]", "'text'", "7", "true", "null"}) {
+    storeConfig(szContent);
+    for (Json::Value jIn : {Json::Value(), json("{}")}) {
+      Json::Value jOut = json("{'old': true}");
+      EXPECT_EQ(configGet(jIn, jOut), 1) << szContent;
+      EXPECT_EQ(jOut, json(szContent));
+    }
+  }
+}
+
+TEST_F(ConfigGet, DocumentThatIsNullHasNoSections) {
+  storeConfig("null");
+  Json::Value jIn = json("{'type': 'eorvascheduler'}");
+  Json::Value jOut = json("{'old': true}");
+  EXPECT_EQ(configGet(jIn, jOut), 0);
+  EXPECT_TRUE(jOut.isNull());
+}
+
+TEST_F(ConfigGet, WithATypeFailsOnADocumentThatCannotHaveSections) {
+  for (const char* szContent : {"[1]", "'text'", "7", "true"}) {
+    storeConfig(szContent);
+    Json::Value jIn = json("{'type': 'eorvascheduler'}");
     Json::Value jOut = json("{'old': true}");
     expectFailure("!jConfig.fromFile(EORVA_SCHEDULER_CONFIG_PATH)", UTIL);
     EXPECT_EQ(configGet(jIn, jOut), -1) << szContent;

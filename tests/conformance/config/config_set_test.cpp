@@ -37,9 +37,20 @@ TEST_F(ConfigInit, LeavesAnExistingFileAsItIs) {
 }
 
 TEST_F(ConfigInit, LeavesAFileThatItMayNotExamineAsItIs) {
-  fakes().fail("access").withErrno(EACCES);
-  EXPECT_EQ(configInit(), 0);
-  EXPECT_FALSE(fileExists(CONFIG_PATH));
+  for (const int iErrno : {EACCES, EIO}) {
+    fakes().fail("access").withErrno(iErrno);
+    EXPECT_EQ(configInit(), 0);
+    EXPECT_FALSE(fileExists(CONFIG_PATH));
+  }
+}
+
+TEST_F(ConfigInit, FailsOnALinkThatLeadsToItself) {
+  std::filesystem::create_symlink(CONFIG_PATH, CONFIG_PATH);
+  expectFailure("!jConfig.fromFile(EORVA_SCHEDULER_CONFIG_PATH)", UTIL).withErrno(ELOOP);
+  expectFailure("0 > configGet(jNull, jConfig)", UTIL).withErrno(ELOOP);
+  expectFailure("0 > configSet(jIn)", UTIL).withErrno(ELOOP);
+  EXPECT_EQ(configInit(), -1);
+  EXPECT_TRUE(std::filesystem::is_symlink(CONFIG_PATH));
 }
 
 TEST_F(ConfigInit, FailsWhenTheSectionCannotBeStored) {
@@ -167,6 +178,24 @@ TEST_F(ConfigSet, FailsOnADamagedFileAndLeavesItAsItIs) {
   expectFailure("0 > configGet(jNull, jConfig)", UTIL);
   EXPECT_EQ(configSet(jIn), -1);
   EXPECT_EQ(readFile(CONFIG_PATH), "{damaged");
+}
+
+TEST_F(ConfigSet, WritesToADocumentThatIsNull) {
+  storeConfig("null");
+  Json::Value jIn = json("{'type': 'eorvascheduler'}");
+  EXPECT_EQ(configSet(jIn), 0);
+  EXPECT_EQ(json(readFile(CONFIG_PATH)), json("{'eorvascheduler': {'type': 'eorvascheduler'}}"));
+}
+
+TEST_F(ConfigSet, FailsOnADocumentThatCannotHaveSections) {
+  for (const char* szContent : {"[1]", "'text'", "7"}) {
+    storeConfig(szContent);
+    const std::string strBefore = readFile(CONFIG_PATH);
+    Json::Value jIn = json("{'type': 'eorvascheduler'}");
+    expectFailure("0 > configGet(jNull, jConfig)", UTIL);
+    EXPECT_EQ(configSet(jIn), -1) << szContent;
+    EXPECT_EQ(readFile(CONFIG_PATH), strBefore);
+  }
 }
 
 TEST_F(ConfigSet, AFailedWriteLeavesTheOldFileWhole) {

@@ -161,3 +161,11 @@ TEST_F(CheckRunTheSameTime, ALiveRunStillBlocksWhenTheShorterListCannotBeStored)
   expectFailure("0 > pApi->recUpdateByFilter(jFilter, jTask)", LIB);
   EXPECT_EQ(checkRunTheSameTime(jTask, m_pApi), -2);
 }
+
+TEST_F(CheckRunTheSameTime, APlatformThatThrowsIsAFailureWithTheLineOfTheTask) {
+  Json::Value jTask = running("[4242]", true);
+  fakes().before("KLIBCProcAlive", [] { throw std::runtime_error("broken"); });
+  expectLine("operation given up: broken", LIB);
+  expectLine("jTask=", LIB).beginning();
+  EXPECT_EQ(checkRunTheSameTime(jTask, m_pApi), -1);
+}

@@ -1,7 +1,5 @@
 // The exit-code file of a child, and traps of other users with its name.
 
-#include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -56,13 +54,9 @@ TEST_F(ExitCodeFile, MayBelongToTheTasksOwner) {
 
 TEST_F(ExitCodeFile, UnderALeaseIsNotWaitedFor) {
   // Any user can have a lease on a file in this folder, and keep it up to the system's limit.
-  const int iFd = ::open(exitCodePath().c_str(), O_RDWR | O_CLOEXEC);
-  ::signal(SIGIO, SIG_IGN);
-  ASSERT_EQ(::fcntl(iFd, F_SETLEASE, F_WRLCK), 0);
+  const Lease lease(exitCodePath());
   expectNoExitInfo().withErrno(EWOULDBLOCK);
   expectClosedWith("{}");
-  ::close(iFd);
-  ::signal(SIGIO, SIG_DFL);
   EXPECT_FALSE(fileExists(exitCodePath()));
 }
 

@@ -257,3 +257,13 @@ TEST_F(CloseRun, EachFailingCallFailsOrCostsTheExitInformation) {
                                   });
   EXPECT_GE(cCalls, 8);
 }
+
+TEST_F(CloseRun, AStoreThatThrowsIsAFailureWithTheLineOfTheTask) {
+  for (const char* szCall : {"recUpdateByFilter(task_result,", "recGetOne(task,", "recUpdateByFilter(task,"}) {
+    prepare();
+    fakes().before(szCall, [] { throw std::runtime_error("broken"); });
+    expectLine("operation given up: broken", LIB);
+    expectLine("error! jTask=", LIB).beginning();
+    EXPECT_EQ(close(), -1) << szCall;
+  }
+}

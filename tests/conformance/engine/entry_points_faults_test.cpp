@@ -147,6 +147,7 @@ TEST_F(FailingCalls, WhatIsThrownInTheRunnerIsAFailureOfTheCall) {
   prepareTask(false, "a", "");
   fakes().before("recUpdateByFilter(task_result", [] { throw std::bad_alloc(); });
   expectLine("operation given up: std::bad_alloc", LIB);
+  expectLine("error! jTask=", LIB).beginning();
   expectLine("0 > updateTaskResultByExitStatus(jCurr, pApi, pApiResult, pDb, jResult)", LIB);
   EXPECT_EQ(fire(), 0);
   fakes().before("recList", [] { throw std::bad_alloc(); });

@@ -132,7 +132,7 @@ TEST_F(LauncherChild, RecordsAContinuedShellWithoutACodeAsANormalEnd) {
 }
 
 TEST_F(LauncherChild, GoesOnWhenTheExitInformationCannotBeWritten) {
-  fakes().fail("rename").inChild().withErrno(EROFS);
+  fakes().fail("rename", 2).inChild().withErrno(EROFS);
   Json::Value jTask = scriptTask("a");
   launchAndWait(jTask);
   expectLine("write exit status failed", LIB).inChild().withErrno(EROFS);

@@ -184,6 +184,13 @@ TEST_F(NotificationValues, FailOnAnOutputFileThatCannotBeRead) {
   expectGivenUp("0 > loadFile(strOutPath, strContent)");
 }
 
+TEST_F(NotificationValues, FailOnAnOutputUnderALeaseWithoutWaiting) {
+  const std::string strPath = writeOutput("printed\n");
+  const Lease lease(strPath);
+  expectUnreadable(strPath);
+  expectGivenUp("0 > loadFile(strOutPath, strContent)");
+}
+
 TEST_F(NotificationValues, TheOutputIsNotReadThroughALink) {
   const std::string strPath = writeOutput("");
   std::filesystem::remove(strPath);

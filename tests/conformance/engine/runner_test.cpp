@@ -75,19 +75,20 @@ TEST_F(RunTaskArray, ReadsTheConfigurationOnceForAllItsRuns) {
 
 TEST_F(RunTaskArray, RunsTasksWithoutAnOutputFolderWhenNothingIsConfigured) {
   fakes().pretendChildren(DONE);
-  writeFile(CONFIG_PATH, R"({"other": {"output_path": "logs"}})");
   EXPECT_EQ(runArray(listOf({store(scriptTask("a"))})), 0);
   EXPECT_FALSE(fileExists(runFolder("a")));
   EXPECT_EQ(run(1)["exit_info"], DONE);
 }
 
-TEST_F(RunTaskArray, ASectionThatIsNoObjectKeepsEveryTaskFromStarting) {
-  writeFile(CONFIG_PATH, R"({"eorvascheduler": "text"})");
-  expectFailure("jConfig.type() != Json::objectValue", LIB);
-  expectFailure("0 >= (pid = forkRunCmd(jTask, jConfig, jResult))", LIB);
-  expectLine(NOT_STARTED, LIB);
-  EXPECT_EQ(runArray(listOf({store(scriptTask("a"))})), 0);
-  EXPECT_THAT(started(), testing::IsEmpty());
+TEST_F(RunTaskArray, ASectionThatIsMissingOrNoObjectKeepsEveryTaskFromStarting) {
+  for (const char* szContent : {R"({"eorvascheduler": "text"})", R"({"other": {"output_path": "logs"}})", "null"}) {
+    writeFile(CONFIG_PATH, szContent);
+    expectFailure("jConfig.type() != Json::objectValue", LIB);
+    expectFailure("0 >= (pid = forkRunCmd(jTask, jConfig, jResult))", LIB);
+    expectLine(NOT_STARTED, LIB);
+    EXPECT_EQ(runArray(listOf({store(scriptTask("a"))})), 0) << szContent;
+    EXPECT_THAT(started(), testing::IsEmpty()) << szContent;
+  }
 }
 
 TEST_F(RunTaskArray, AnEmptyListIsDoneAtOnce) {

@@ -131,15 +131,12 @@ protected:
     EXPECT_EQ(iStatus, 0);
     return pid;
   }
-  /// Reads and removes the child's exit-code file; null when there is none.
+  /// Reads and removes the child's exit-code file; null when there is none, or it was not filled.
   static Json::Value takeExitInfo(const Json::Value& jTask) {
     const std::string strPath = jTask["strExitCode_tmp"].asString();
-    if (!fileExists(strPath)) {
-      return {};
-    }
-    const Json::Value jExit = json(readFile(strPath));
+    const std::string strText = fileExists(strPath) ? readFile(strPath) : std::string();
     ::unlink(strPath.c_str());
-    return jExit;
+    return strText.empty() ? Json::Value() : json(strText);
   }
   static Json::Value configWithOutput() { return json("{'type': 'eorvascheduler', 'output_path': 'logs'}"); }
   static std::string scriptOfThisProcess() { return "/tmp/eorvascheduler.script." + std::to_string(::getpid()); }

@@ -166,26 +166,76 @@ TEST_F(RunTraps, AnOutputOfTheOwnersOwnIsWrittenAnew) {
   EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0));
 }
 
-TEST_F(RunTraps, AnExitCodeTrapIsReplaced) {
-  for (const Trap& trap : traps()) {
-    if (trap.blFolder) {
-      continue;
+TEST_F(RunTraps, AnExitCodeTrapIsReplacedBeforeTheSwitchToTheOwner) {
+  for (const uid_t uidOwner : {0U, 4001U}) {
+    for (const Trap& trap : traps()) {
+      const Victim victim;
+      fakes().before("mkostemp", [&] { trap.plant(exitCodeOfThisProcess(), victim.path()); }).inChild();
+      EXPECT_EQ(runOne(store(taskOf(uidOwner))), 0);
+      fakes().clearFaults();
+      EXPECT_EQ(fakes().records("task_result").back()["exit_info"], exitInfo("normal", 0)) << trap.strName;
+      EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+      EXPECT_EQ(takeTemporaryFiles().size(), 1U) << "the script; " << trap.strName;
     }
-    const Victim victim;
-    fakes().before("mkostemp", [&] { trap.plant(exitCodeOfThisProcess(), victim.path()); }).inChild();
-    EXPECT_EQ(runOne(store(taskOf(0))), 0);
-    fakes().clearFaults();
-    EXPECT_EQ(fakes().records("task_result").back()["exit_info"], exitInfo("normal", 0)) << trap.strName;
-    EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
-    EXPECT_EQ(takeTemporaryFiles().size(), 1U) << "the script";
   }
 }
 
-// In a folder with the sticky bit, only root can replace another user's file.
-TEST_F(RunTraps, AnExitCodeTrapThatTheOwnerCannotReplaceIsNotBelieved) {
+TEST_F(RunTraps, AFolderWithContentInThePlaceOfTheExitCodeFileIsMovedAside) {
+  fakes().before("mkostemp", [] { writeFile(exitCodeOfThisProcess() + "/below/file", "x"); }).inChild();
+  EXPECT_EQ(runOne(store(taskOf(4001))), 0);
+  EXPECT_EQ(run(1)["exit_info"], exitInfo("normal", 0));
+  const std::vector<std::string> left = takeTemporaryFiles();
+  ASSERT_EQ(left.size(), 2U) << "the script and the folder";
+  EXPECT_THAT(left.back(), testing::StartsWith("eorvascheduler_exit_code." + run(1)["pid"].asString() + "."));
+}
+
+// Process ids can be predicted, so an attacker can try all of the next ones.
+TEST_F(RunTraps, ExitCodeTrapsOfAllComingProcessIdsDoNotChangeAnyOutcome) {
+  constexpr int TRAPS = 10000;
+  constexpr int RUNS = 30;
+  const Victim victim;
+  const std::vector<Trap> kinds = traps();
+  for (int i = 1; i <= TRAPS; ++i) {
+    const pid_t pid = ::getpid() + i;
+    kinds[static_cast<std::size_t>(i) % kinds.size()].plant("/tmp/eorvascheduler_exit_code." + std::to_string(pid),
+                                                            victim.path());
+  }
+  const Json::Value jTask = store(taskOf(4001));
+  for (int iRun = 1; iRun <= RUNS; ++iRun) {
+    EXPECT_EQ(runOne(jTask), 0);
+    EXPECT_EQ(run(iRun)["exit_info"], exitInfo("normal", 0)) << iRun;
+    EXPECT_FALSE(fileExists("/tmp/eorvascheduler_exit_code." + run(iRun)["pid"].asString()));
+  }
+  EXPECT_TRUE(victim.isUnharmed());
+  takeTemporaryFiles();
+}
+
+// In a folder with the sticky bit, only root and a file's owner can replace the file.
+TEST_F(RunTraps, ThePlaceOfTheExitCodeFileCannotBeTakenByAStranger) {
   for (const Trap& trap : traps()) {
     const Victim victim;
-    std::string strPath;
+    fakes()
+        .before("seteuid",
+                [&] {
+                  const std::string strPlace = exitCodeOfThisProcess();
+                  if (!isPlainFileOf(4001, strPlace)) {
+                    throw std::runtime_error("the owner has no exit-code file");
+                  }
+                  asStranger([&] { replaceWith(trap, strPlace, victim.path()); });
+                })
+        .inChild();
+    EXPECT_EQ(runOne(store(taskOf(4001))), 0);
+    fakes().clearFaults();
+    EXPECT_EQ(fakes().records("task_result").back()["exit_info"], exitInfo("normal", 0)) << trap.strName;
+    EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
+    EXPECT_EQ(takeTemporaryFiles().size(), 1U) << trap.strName;
+  }
+}
+
+TEST_F(RunTraps, AnExitCodeTrapThatCouldNotBeReplacedIsNotBelieved) {
+  for (const Trap& trap : traps()) {
+    const Victim victim;
+    fakes().fail("mkostemp").inChild().withErrno(ENOSPC);
     fakes()
         .before("seteuid",
                 [&] {
@@ -198,14 +248,62 @@ TEST_F(RunTraps, AnExitCodeTrapThatTheOwnerCannotReplaceIsNotBelieved) {
     const int iResultId = static_cast<int>(fakes().records("task_result").size()) + 1;
     EXPECT_EQ(runOne(store(taskOf(4001))), 0);
     fakes().clearFaults();
+    const std::string strPath = "/tmp/eorvascheduler_exit_code." + run(iResultId)["pid"].asString();
+    expectLine("exit code file not created, path=" + strPath, LIB).inChild().withErrno(ENOSPC);
     expectLine("write exit status failed", LIB).inChild();
-    expectLine("load exit code failed, path=/tmp/eorvascheduler_exit_code." + run(iResultId)["pid"].asString(), LIB);
+    expectLine("load exit code failed, path=" + strPath, LIB);
     EXPECT_EQ(run(iResultId)["exit_info"], Json::Value(Json::objectValue)) << trap.strName;
     EXPECT_TRUE(run(iResultId).isMember("stop_time")) << trap.strName;
     EXPECT_TRUE(victim.isUnharmed()) << trap.strName;
     EXPECT_EQ(takeTemporaryFiles().size(), trap.blFolder ? 2U : 1U) << trap.strName;
     verifyLog();
   }
+}
+
+TEST_F(RunTraps, AnExitCodeFileThatCannotGetItsPlaceLeavesNothingElse) {
+  fakes().fail("rename").inChild().withErrno(EBUSY);
+  fakes().fail("renameat2").inChild().withErrno(EBUSY);
+  Json::Value jTask = taskOf(4001);
+  launchAndWait(jTask);
+  expectLine("exit code file not created, path=" + jTask["strExitCode_tmp"].asString(), LIB).inChild().withErrno(EBUSY);
+  EXPECT_EQ(takeExitInfo(jTask), exitInfo("normal", 0));
+  EXPECT_EQ(takeTemporaryFiles().size(), 1U) << "the script";
+}
+
+TEST_F(RunTraps, ARunWithoutIdentityLeavesNoExitCodeFile) {
+  fakes().fail("setuid").inChild();
+  Json::Value jTask = taskOf(4001);
+  launchAndWait(jTask);
+  EXPECT_FALSE(fileExists(jTask["strExitCode_tmp"].asString()));
+  takeTemporaryFiles();
+  ignoreLog();
+}
+
+TEST_F(RunTraps, AScriptMayRemoveTheExitCodeFile) {
+  Json::Value jTask = taskOf(4001);
+  jTask["operation"] = "#!/bin/sh\nrm -f /tmp/eorvascheduler_exit_code.*\nexit 3\n";
+  EXPECT_EQ(runOne(store(jTask)), 0);
+  EXPECT_EQ(run(1)["exit_info"], exitInfo("by_signal", 3));
+  takeTemporaryFiles();
+}
+
+TEST_F(RunTraps, NoScriptHasTheExitCodeFileOpen) {
+  Json::Value jTask = taskOf(4001);
+  jTask["operation"] = "#!/bin/sh\nls -l /proc/$$/fd /proc/$PPID/fd\n";
+  launchAndWait(jTask);
+  const std::string strOutput = readFile(jTask["strOutputPath_tmp"].asString());
+  EXPECT_THAT(strOutput, testing::HasSubstr("eorvascheduler.output"));
+  EXPECT_THAT(strOutput, testing::Not(testing::HasSubstr("exit_code")));
+  takeExitInfo(jTask);
+  takeTemporaryFiles();
+}
+
+TEST_F(RunTraps, AKilledChildLeavesNoExitCodeFile) {
+  fakes().before("system(", [] { ::kill(::getpid(), SIGKILL); }).inChild();
+  EXPECT_EQ(runOne(store(taskOf(4001))), 0);
+  expectLine("load exit code failed, path=/tmp/eorvascheduler_exit_code." + run(1)["pid"].asString(), LIB);
+  EXPECT_EQ(run(1)["exit_info"], Json::Value(Json::objectValue));
+  EXPECT_EQ(takeTemporaryFiles().size(), 1U) << "the script";
 }
 
 TEST_F(RunTraps, AScriptThatWritesItsOwnExitCodeFileIsOverruled) {

@@ -276,6 +276,12 @@ TEST_F(RecResultGetFile, ALinkThatLeadsNowhereCannotBeReadEither) {
   EXPECT_TRUE(m_jOut.isNull());
 }
 
+TEST_F(RecResultGetFile, WaitsForNobodysLease) {
+  const Lease lease(output());
+  expectUnreadable(output());
+  EXPECT_EQ(get(), -1);
+}
+
 TEST_F(RecResultGetFile, DoesNotReadAFileThatHasAnotherNameToo) {
   std::filesystem::create_hard_link(output(), folder() + "other");
   expectUnreadable(output());

@@ -81,6 +81,14 @@ TEST_F(LoadFile, DanglingLinkIsMissing) {
   expectMissing(m_strPath);
 }
 
+TEST_F(LoadFile, FileThatCannotBeExaminedIsMissing) {
+  std::filesystem::create_symlink(m_strPath, m_strPath);
+  expectMissing(m_strPath);
+  expectMissing(m_dir.path(std::string(300, 'x')));
+  fakes().fail("access").withErrno(EACCES);
+  expectMissing(m_dir.path("nowhere"));
+}
+
 TEST_F(LoadFile, LinkIsFollowed) {
   writeFile(m_dir.path("target"), "text");
   std::filesystem::create_symlink("target", m_strPath);
@@ -95,11 +103,6 @@ TEST_F(LoadFile, FileThatMayNotBeOpenedFails) {
     fakes().fail("open").withErrno(iErrno);
     expectUnreadable(m_strPath, iErrno);
   }
-}
-
-TEST_F(LoadFile, FileThatMayNotBeExaminedExists) {
-  fakes().fail("access").withErrno(EACCES);
-  expectUnreadable(m_strPath, ENOENT);
 }
 
 TEST_F(LoadFile, FolderFails) {

@@ -1,6 +1,7 @@
 // openDb: opens a database, and creates it if it is missing.
 
 #include <cerrno>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -99,12 +100,26 @@ TEST_F(OpenDb, ExistingFileKeepsItsOwnerModeAndContent) {
   EXPECT_EQ(number(m_pDb, "SELECT n FROM kept"), 42);
 }
 
-TEST_F(OpenDb, FileThatMayNotBeExaminedIsNotTakenForMissing) {
+TEST_F(OpenDb, DatabaseThatMayNotBeExaminedIsNotOpenedAndNotEmptied) {
   createDatabase();
-  fakes().fail("access").withErrno(EACCES);
+  fakes().fail("access").every().withErrno(EACCES);
+  expectFailure("NULL == (fp = fopen(strPath.c_str(), \"w\"))", UTIL).withErrno(EEXIST);
+  EXPECT_EQ(open(DB_PATH, false), nullptr);
+  fakes().clearFaults();
   ASSERT_NE(open(DB_PATH, false), nullptr);
   EXPECT_EQ(number(m_pDb, "SELECT n FROM kept"), 42);
-  EXPECT_THAT(fakes().systemCalls(), testing::Each(Not(StartsWith("open("))));
+}
+
+TEST_F(OpenDb, LinkThatLeadsToItselfIsNotOpened) {
+  std::filesystem::create_directories(std::filesystem::path(DB_PATH).parent_path());
+  std::filesystem::create_symlink(DB_PATH, DB_PATH);
+  expectFailure("NULL == (fp = fopen(strPath.c_str(), \"w\"))", UTIL).withErrno(EEXIST);
+  EXPECT_EQ(open(DB_PATH, false), nullptr);
+}
+
+TEST_F(OpenDb, NameThatIsTooLongIsNotOpened) {
+  expectFailure("NULL == (fp = fopen(strPath.c_str(), \"w\"))", UTIL).withErrno(ENAMETOOLONG);
+  EXPECT_EQ(open("/tmp/" + std::string(300, 'x'), false), nullptr);
 }
 
 TEST_F(OpenDb, DatabaseThatAnotherProcessCreatesMeanwhileIsNotEmptied) {

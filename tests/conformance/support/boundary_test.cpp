@@ -59,3 +59,27 @@ TEST_F(Boundary, ResultOfAFailureHasTheOperationsType) {
                           }),
             nullptr);
 }
+
+TEST_F(Boundary, LastLineFollowsEveryFailure) {
+  const auto end = [](int iResult) {
+    return GUARDED_WITH_LAST_LINE([&] { return iResult; }, [] { Orva::logLine(LOG_SOURCE, __LINE__, "the end"); });
+  };
+  for (const int iValue : {-2, 0, 1}) {
+    EXPECT_EQ(end(iValue), iValue);
+  }
+  expectLine("the end", LIB);
+  EXPECT_EQ(end(-1), -1);
+}
+
+TEST_F(Boundary, LastLineFollowsAnException) {
+  expectLine("operation given up: the reason", LIB);
+  expectLine("the end", LIB);
+  EXPECT_EQ(GUARDED_WITH_LAST_LINE([]() -> int { throw std::runtime_error("the reason"); },
+                                   [] { Orva::logLine(LOG_SOURCE, __LINE__, "the end"); }),
+            -1);
+}
+
+TEST_F(Boundary, LastLineThatCannotBeMadeIsAFailureToo) {
+  expectLine("operation given up: std::bad_alloc", LIB);
+  EXPECT_EQ(GUARDED_WITH_LAST_LINE([] { return -1; }, [] { throw std::bad_alloc(); }), -1);
+}

@@ -1,4 +1,4 @@
-// Only these tests have a platform with the two calls. All other tests run the library without them.
+// Only these tests have a platform with these functions. All other tests run the library without them.
 
 #include "orva_platform.h"
 
@@ -14,6 +14,11 @@ void ORVARunEnded(int iStatus) {
 
 void ORVARunWait() {
   fakes().enter("ORVARunWait", "ORVARunWait()", true, false);
+}
+
+int ORVAMailTextMax() {
+  const auto answer = fakes().enter("ORVAMailTextMax", "ORVAMailTextMax()", true, false);
+  return answer ? answer->iResult : 1 << 20;
 }
 
 }  // extern "C"

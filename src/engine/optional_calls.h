@@ -1,12 +1,16 @@
-// The platform's calls to a host that takes care of runs. A platform may lack them.
+// Functions of the platform that the library can do without.
 
 #pragma once
+
+#include <limits>
+#include <sys/types.h>
 
 #include "orva_platform.h"
 
 extern "C" {
 __attribute__((weak)) void ORVARunEnded(int iStatus);
 __attribute__((weak)) void ORVARunWait();
+__attribute__((weak)) int ORVAMailTextMax();
 }
 
 namespace Orva {
@@ -23,6 +27,11 @@ inline void tellRunWait() {
   if (ORVARunWait) {
     ORVARunWait();
   }
+}
+
+// How much of an output a mail needs: one byte more than it can take, so that the platform sees that it has to cut.
+inline off_t mailOutputMax() {
+  return ORVAMailTextMax ? off_t{ORVAMailTextMax()} + 1 : std::numeric_limits<off_t>::max();
 }
 
 }  // namespace Orva
