@@ -326,6 +326,24 @@ ORVA_EXPORT int ORVALogSet1(int iType, int iLevel, unsigned int uCode, const cha
 
 /// @}
 
+/// \name Runs
+/// The library's calls to a host that takes care of runs. They do nothing unless the host has asked for them, see
+/// below. The library works without them, too: it refers to them weakly.
+/// @{
+
+/// Tells how a run ended. The child of a run calls it once, as the task's owner if it is that already, as soon as the
+/// shell of the script has ended. A child that is killed before does not call it.
+/// \param iStatus  wait status of the shell, as system() gave it; -1 when no script was started: the script file could
+///                 not be written, the owner's identity could not be taken, the output file could not be used, or
+///                 system() failed.
+ORVA_EXPORT void ORVARunEnded(int iStatus);
+
+/// Tells that the calling execution can do nothing until one of its children has ended. It is called once a second at
+/// most. A host may wait for the end of a child here, but must not reap it.
+ORVA_EXPORT void ORVARunWait();
+
+/// @}
+
 /// \name For hosts
 /// The library itself does not call these.
 /// @{
@@ -358,6 +376,41 @@ typedef int (*ORVALISTGUARD)(void* pContext);
 /// \param pfnGuard  the function; null switches this off.
 /// \param pContext  argument for the function.
 ORVA_EXPORT void ORVAStoreAskBeforeList(ORVALISTGUARD pfnGuard, void* pContext);
+
+/// A function that is called before a record is written. It must not throw. It may use the same record store; its own
+/// writes do not call it.
+/// \param pContext  the host's argument.
+/// \param pStore    the store that writes.
+/// \param pFilter   the filter of an update; null for a new record.
+/// \param pRecord   copy of the record or of the update, an object. This copy is written, so members may be added.
+typedef void (*ORVAWRITEGUARD)(void* pContext, OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value* pRecord);
+
+/// Makes every `OrvaJsonDbApi::recCreate()` and `OrvaJsonDbApi::recUpdateByFilter()` of this process call a function
+/// first, once, however often the write is tried.
+///
+/// A host uses it to store more about a run than the library knows, in the same write.
+/// \param pfnGuard  the function; null switches this off.
+/// \param pContext  argument for the function.
+ORVA_EXPORT void ORVAStoreOnWrite(ORVAWRITEGUARD pfnGuard, void* pContext);
+
+/// A function that is called by ORVARunEnded(), in the child. It must not throw.
+typedef void (*ORVARUNEND)(void* pContext, int iStatus);
+
+/// Makes the children of this process's runs tell how they ended.
+/// \param pfnEnd    the function; null switches this off.
+/// \param pContext  argument for the function.
+ORVA_EXPORT void ORVARunOnEnd(ORVARUNEND pfnEnd, void* pContext);
+
+/// A function that is called by ORVARunWait(). It must not throw.
+typedef void (*ORVARUNWAIT)(void* pContext);
+
+/// Makes this process's executions call a function while they wait for their children.
+///
+/// The library looks at its children once a second. A host that returns only when a child has ended keeps it from
+/// waking up in vain.
+/// \param pfnWait   the function; null switches this off.
+/// \param pContext  argument for the function.
+ORVA_EXPORT void ORVARunOnWait(ORVARUNWAIT pfnWait, void* pContext);
 
 /// The definition and the present state of a share.
 typedef struct tagORVASHARE {

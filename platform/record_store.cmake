@@ -21,6 +21,7 @@ target_sources(orvaplatform PRIVATE
   record_store/sql_texts.cpp
   record_store/statement.cpp
   record_store/transaction.cpp
+  record_store/write_guard.cpp
   support/last_error.cpp
   support/log.cpp
 )

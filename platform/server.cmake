@@ -18,6 +18,7 @@ add_library(orvaplatform_server OBJECT
   process/alive.cpp
   process/exec.cpp
   process/run.cpp
+  process/run_calls.cpp
   settings/folder_files.cpp
   settings/key_value.cpp
   settings/regular_file.cpp

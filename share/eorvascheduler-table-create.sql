@@ -1,4 +1,4 @@
--- Tables of the scheduler's database, schema version 2.
+-- Tables of the scheduler's database, schema version 3.
 --
 -- The store runs this file, under the write lock, when the database has an older version. It is harmless to run it again,
 -- and the sqlite3 shell can run it, too. eorvascheduler-table-def.json also has the names and types of the columns.
@@ -48,7 +48,14 @@ CREATE TABLE IF NOT EXISTS task_result (
   boot_id         TEXT,
   start_ticks     INTEGER,
   -- Why the scheduler ended the run: stopped, time_limit, budget.
-  ended_by        TEXT
+  ended_by        TEXT,
+  -- The wait status of the shell that ran the script; -1 when no script was started.
+  shell_status    INTEGER,
+  -- What the run's processes used; null when unknown.
+  cpu_usec        INTEGER,
+  memory_peak     INTEGER,
+  io_read         INTEGER,
+  io_written      INTEGER
 ) STRICT;
 
 CREATE INDEX IF NOT EXISTS task_result_of_task ON task_result (task_name);
@@ -85,4 +92,4 @@ CREATE TABLE IF NOT EXISTS firing_task (
 
 CREATE INDEX IF NOT EXISTS firing_task_of_task ON firing_task (task_name);
 
-PRAGMA user_version = 2;
+PRAGMA user_version = 3;

@@ -26,7 +26,7 @@ class Display {
 public:
   Display(Host::Progress& progress, ProgressView* pView) : m_progress(progress), m_pView(pView) {}
 
-  void update(const Host::Execution& execution) {
+  void update(Host::Execution& execution) {
     if (m_blFailed) {
       return;
     }
@@ -74,16 +74,29 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
   }
 }
 
+/// Shows what an execution says. If the log is shown, it is part of that.
+void showMessages(const std::string& strLines) {
+  FILE* pFile = Context::isLogShown() ? stdout : stderr;
+  std::fputs(Host::shownOn(fileno(pFile), strLines).c_str(), pFile);
+  std::fflush(pFile);
+}
+
 /// Starts an execution, and shows its progress until it ends.
 Host::ExecutionEnd show(const Host::PreparedExecution& prepared, Host::Progress& progress, ProgressView* pView,
                         Host::ServiceProcess* pService) {
   Host::Execution execution = prepared.start();
   Display display(progress, pView);
-  Farewell farewell(execution.pid());
-  const int iStatus = Host::followExecution(execution, pService, [&] {
+  std::optional<Farewell> farewell;
+  if (pService == nullptr) {
+    farewell.emplace(execution.pid());
+  }
+  const auto look = [&] {
     display.update(execution);
-    farewell.setRuns(progress.runs());
-  });
+    if (farewell) {
+      farewell->setRuns(progress.runs());
+    }
+  };
+  const int iStatus = Host::followExecution(execution, pService, {look, &showMessages});
   display.end();
   const Host::ExecutionEnd end = Host::endOf(iStatus);
   if (display.hasFailed()) {

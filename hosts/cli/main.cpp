@@ -15,7 +15,6 @@
 
 #include "cli/terminal/present.h"
 #include "command_line.h"
-#include "common/runs/run_process.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
@@ -153,7 +152,6 @@ int main(int argc, char** argv) {
   Host::occupyStandardDescriptors();
   // A caller may ignore it; then no child could be waited for.
   std::signal(SIGCHLD, SIG_DFL);
-  Host::takeHostName();
   std::setlocale(LC_ALL, "");
   try {
     return runCommandLine(argc, argv);

@@ -5,21 +5,20 @@
 #include "orva_platform.h"
 
 #include "record_store/failure.h"
+#include "support/host_function.h"
 
 namespace {
 
-ORVALISTGUARD g_pfnGuard = nullptr;
-void* g_pContext = nullptr;
+orva::HostFunction<ORVALISTGUARD> g_guard;
 
 }  // namespace
 
 void record_store::askBeforeList() {
-  if (g_pfnGuard != nullptr && g_pfnGuard(g_pContext) < 0) {
+  if (g_guard.isSet() && g_guard() < 0) {
     RAISE(ECANCELED, "the host refused the listing");
   }
 }
 
 extern "C" void ORVAStoreAskBeforeList(ORVALISTGUARD pfnGuard, void* pContext) {
-  g_pfnGuard = pfnGuard;
-  g_pContext = pContext;
+  g_guard.set(pfnGuard, pContext);
 }

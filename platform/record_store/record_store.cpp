@@ -15,6 +15,7 @@
 #include "record_store/schema.h"
 #include "record_store/sql_texts.h"
 #include "record_store/statement.h"
+#include "record_store/write_guard.h"
 
 using namespace record_store;
 
@@ -174,7 +175,10 @@ OrvaJsonDbApi::OrvaJsonDbApi(sqlite3* pDb, const std::string& strTable, const Js
 OrvaJsonDbApi::~OrvaJsonDbApi() = default;
 
 int OrvaJsonDbApi::recCreate(const Json::Value& jIn, Json::Value& jOut) {
-  return m_pImpl->reported("recCreate", [&] { return m_pImpl->create(jIn, jOut); });
+  return m_pImpl->reported("recCreate", [&] {
+    const GuardedRecord record(this, nullptr, jIn);
+    return m_pImpl->create(record.get(), jOut);
+  });
 }
 
 int OrvaJsonDbApi::recGetOne(const Json::Value& jFilter, Json::Value& jOut) {
@@ -186,7 +190,10 @@ int OrvaJsonDbApi::recList(const Json::Value& jFilter, Json::Value& jOut) {
 }
 
 int OrvaJsonDbApi::recUpdateByFilter(const Json::Value& jFilter, const Json::Value& jUpdate) {
-  return m_pImpl->reported("recUpdateByFilter", [&] { return m_pImpl->update(jFilter, jUpdate); });
+  return m_pImpl->reported("recUpdateByFilter", [&] {
+    const GuardedRecord update(this, &jFilter, jUpdate);
+    return m_pImpl->update(jFilter, update.get());
+  });
 }
 
 int OrvaJsonDbApi::recDelete(const Json::Value& jIn, bool blMustExist) {

@@ -14,6 +14,7 @@
 #include "engine/close_run.h"
 #include "engine/notification.h"
 #include "engine/readiness.h"
+#include "engine/run_calls.h"
 #include "support/boundary.h"
 #include "support/check.h"
 #include "support/json_read.h"
@@ -48,6 +49,9 @@ public:
         return -1;
       }
       sleep(1);
+      if (m_jTaskArray.empty() && !m_running.empty()) {
+        tellRunWait();
+      }
     }
   }
 

@@ -10,6 +10,7 @@
 
 #include "engine/exit_status.h"
 #include "engine/identity.h"
+#include "engine/run_calls.h"
 #include "engine/script_file.h"
 #include "store/json_file.h"
 #include "support/event_log.h"
@@ -28,7 +29,21 @@ constexpr const char* LOG_SOURCE = SOURCE_LIB;
   _exit(0);
 }
 
-int placeScript(const ScriptRun& run) {
+// Only once, because something may still be thrown afterwards.
+void tellEnd(ScriptRun& run, int iStatus) {
+  if (!run.blEndTold) {
+    run.blEndTold = true;
+    tellRunEnded(iStatus);
+  }
+}
+
+// The host is told first, because it can make the event end this process.
+void logNotStarted(ScriptRun& run, unsigned int uEvent) {
+  tellEnd(run, STATUS_NOT_STARTED);
+  logEvent(LEVEL_ERROR, uEvent, run.strTaskName);
+}
+
+int placeScript(ScriptRun& run) {
   const ScriptFolder folder = run.blTemporaryScript ? ScriptFolder::SHARED : ScriptFolder::RUN;
   const ScriptFileResult result = writeScriptFile(run.strScriptPath, folder, run.strScript);
   if (ScriptFileResult::READY == result) {
@@ -37,7 +52,7 @@ int placeScript(const ScriptRun& run) {
   LOG_SYSTEM(ScriptFileResult::NOT_WRITTEN == result ? "Failed to open scriptFile [%s]"
                                                      : "Failed to change mode with file [%s]",
              run.strScriptPath.c_str());
-  logEvent(LEVEL_ERROR, EVENT_NOT_STARTED, run.strTaskName);
+  logNotStarted(run, EVENT_NOT_STARTED);
   return -1;
 }
 
@@ -49,10 +64,10 @@ void clearTemporaryOutput(const ScriptRun& run) {
   }
 }
 
-void becomeOwner(const ScriptRun& run) {
+void becomeOwner(ScriptRun& run) {
   if (0 > changeUserCtx(run.uidOwner)) {
     LOG_SYSTEM("Failed to change user [%u] != [%u]", getuid(), run.uidOwner);
-    logEvent(LEVEL_ERROR, EVENT_NO_IDENTITY, run.strTaskName);
+    logNotStarted(run, EVENT_NO_IDENTITY);
     endChild();
   }
 }
@@ -63,7 +78,7 @@ int nameTemporaryOutput(ScriptRun& run) {
   }
   if (run.strOutput.empty()) {
     LOG_SYSTEM("Output path is empty");
-    logEvent(LEVEL_ERROR, EVENT_NOT_STARTED, run.strTaskName);
+    logNotStarted(run, EVENT_NOT_STARTED);
     return -1;
   }
   run.strOutput = temporaryOutputOf(run, getpid());
@@ -94,16 +109,19 @@ std::string commandOf(const ScriptRun& run) {
   return "'" + run.strScriptPath + "' > '" + run.strOutput + "' 2>&1 ";
 }
 
-int runScript(const ScriptRun& run) {
+int runScript(ScriptRun& run) {
   // The status of a shell that cannot open the output of a command.
   constexpr int STATUS_CANNOT_REDIRECT = 2 << 8;
   const std::string strCmd = commandOf(run);
   if (!claimOutput(run)) {
     LOG_ERROR("output is no plain file of the owner, path=%s", run.strOutput.c_str());
+    tellEnd(run, STATUS_NOT_STARTED);
     return STATUS_CANNOT_REDIRECT;
   }
   LOG_DEBUG("running strCmd=%s", strCmd.c_str());
   const int iStatus = system(strCmd.c_str());
+  // Before the output is shown, which may take long.
+  tellEnd(run, iStatus);
   if (-1 == iStatus) {
     LOG_ERROR("run command failed, command=%s", strCmd.c_str());
   }
@@ -166,6 +184,7 @@ int runInChild(ScriptRun& run) noexcept {
   } catch (...) {
     LOG_ERROR("run given up, task=%s", run.strTaskName.c_str());
   }
+  tellEnd(run, STATUS_NOT_STARTED);
   // Do not return into the runner: this process is a copy of it.
   endChild();
 }

@@ -16,6 +16,7 @@ struct ScriptRun {
   long iStartTime = 0;
   bool blTemporaryScript = false;
   bool blTemporaryOutput = false;  // strOutput then lacks the child's process id
+  bool blEndTold = false;          // the host knows how the run ended
 };
 
 // The temporary output file of the child with this process id.

@@ -18,6 +18,7 @@ add_executable(record_store_test
   record_store_operations.cpp
   record_store_processes.cpp
   record_store_readable_time.cpp
+  record_store_write_guard.cpp
   together.cpp
 )
 target_compile_definitions(record_store_test PRIVATE EORVA_SHARE="${CMAKE_SOURCE_DIR}/share")

@@ -34,15 +34,22 @@ Host::ExecutionRequest requestOf(const ExecuteOptions& options, bool blByEvent) 
   request.firedAt = options.iFiredAt > 0 ? static_cast<std::time_t>(options.iFiredAt) : std::time(nullptr);
   request.budget = std::chrono::seconds(options.iBudget);
   request.blLeaveNothing = options.blLeaveNothing;
+  request.blService = options.blService;
   for (const std::string& strText : options.vecEnvironment) {
     request.vecEnvironment.push_back(Host::parseVariable(strText));
   }
   return request;
 }
 
-/// systemd may start a service twice when its answer was lost, or after its starter gave up.
-bool mayBegin(const ExecuteOptions& options) {
-  if (options.strTicket.empty() || Host::StartTicket::take(options.strTicket)) {
+/// Takes the variables from the ticket of a service. systemd may start it twice when its answer was lost, or after its
+/// starter gave up.
+/// \return false when it must not start.
+bool takeTicket(ExecuteOptions& options) {
+  if (options.strTicket.empty()) {
+    return true;
+  }
+  if (std::optional<std::vector<std::string>> variables = Host::StartTicket::take(options.strTicket)) {
+    options.vecEnvironment = std::move(*variables);
     return true;
   }
   printNote(
@@ -67,8 +74,8 @@ int detach(const Host::ExecutionRequest& request, bool blJson) {
   return EXIT_DONE;
 }
 
-int start(const Context& context, const ExecuteOptions& options, bool blByEvent) {
-  if (!mayBegin(options)) {
+int start(const Context& context, ExecuteOptions options, bool blByEvent) {
+  if (!takeTicket(options)) {
     return EXIT_DONE;
   }
   const Host::ExecutionRequest request = requestOf(options, blByEvent);

@@ -37,13 +37,15 @@ struct Rule {
 
 constexpr unsigned MAX_RUNS = 1'000'000;
 constexpr unsigned MAX_SECONDS = 86'400;
+constexpr unsigned MAX_PROCESSES = 4'194'304;
 
-constexpr std::array<Rule, 6> RULES = {{
+constexpr std::array<Rule, 7> RULES = {{
     {"retention_runs", "100", &Settings::cRetentionRuns, Form::NUMBER_OR_ALL, 1, MAX_RUNS},
     {"retention_failed_runs", "20", &Settings::cRetentionFailedRuns, Form::NUMBER_OR_ALL, 0, MAX_RUNS},
     {"retention_output_size", "10G", &Settings::cbRetentionOutput, Form::SIZE},
     {"shutdown_budget", "300", &Settings::cShutdownBudget, Form::NUMBER, 1, MAX_SECONDS},
     {"stop_grace", "10", &Settings::cStopGrace, Form::NUMBER, 0, MAX_SECONDS},
+    {"max_processes", "4096", &Settings::cMaxProcesses, Form::NUMBER, 1, MAX_PROCESSES},
     {"shared_script", "no", &Settings::blSharedScript, Form::YES_OR_NO},
 }};
 
@@ -160,6 +162,11 @@ Settings currentSettings() {
     throw Failure(fmt::format("{}", fmt::join(vecProblems, "\n")));
   }
   return settings;
+}
+
+unsigned maxProcessesSetting() {
+  std::vector<std::string> vecProblems;
+  return readSettings(vecProblems).cMaxProcesses;
 }
 
 std::chrono::seconds graceSetting() {

@@ -21,6 +21,7 @@ struct Settings {
   std::uint64_t cbRetentionOutput = 0;  ///< bytes that all kept output may take; 0 is no limit
   unsigned cShutdownBudget = 0;         ///< seconds that all tasks of a shutdown have together
   unsigned cStopGrace = 0;              ///< seconds between TERM and KILL
+  unsigned cMaxProcesses = 0;           ///< processes that a run may have at once, where systemd runs
   bool blSharedScript = false;          ///< tasks of several owners can run without output
 };
 
@@ -33,6 +34,9 @@ Settings currentSettings();
 
 /// The time between TERM and KILL; the default when the setting is invalid.
 std::chrono::seconds graceSetting();
+
+/// How many processes a run may have at once; the default when the setting is invalid.
+unsigned maxProcessesSetting();
 
 /// \name Single settings, by their key
 /// @{

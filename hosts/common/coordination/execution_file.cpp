@@ -1,8 +1,9 @@
 #include "execution_file.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -11,11 +12,10 @@
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <vector>
 
 #include "common/support/failure.h"
-#include "common/support/files.h"
 #include "common/support/paths.h"
+#include "common/support/try_until.h"
 #include "runtime_folder.h"
 
 namespace Host {
@@ -24,58 +24,80 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Begins the first line of a file.
-constexpr std::string_view AFTER = "after ";
+/// \name The first word of each line
+/// @{
+constexpr std::string_view AFTER = "after";
+constexpr std::string_view FIRING = "firing";
+constexpr std::string_view GROUP = "group";
+constexpr std::string_view RUN = "run";
+constexpr std::string_view BEGIN = "begin";
+constexpr std::string_view END = "end";
+constexpr std::string_view ENDING = "ending";
+constexpr std::string_view CLOSED = "closed";
+constexpr std::string_view STORED = "stored";
+constexpr std::string_view MET = "met";
+constexpr std::string_view DONE = "done";
+/// @}
 
-/// Begins the second line: the recorded firing.
-constexpr std::string_view FIRING = "firing ";
-
-/// Begins a line about an open run that keeps its task from starting.
-constexpr std::string_view IN_THE_WAY = "met ";
-
-/// A line for each time that turns were taken.
-constexpr std::string_view TURNS = "turns";
-
-/// The content of a file: the last run before the execution and the firing, then a line for each report.
-struct Content {
-  Json::Int64 iLastResult = 0;
-  Json::Int64 iFiring = 0;
-  unsigned cTurns = 0;
-  std::set<pid_t> setPids;
-  std::set<Json::Int64> setInTheWay;
-};
-
-/// The number after a word at the start of the line; nothing when the line starts differently.
-std::optional<Json::Int64> numberBehind(std::string_view strWord, std::string_view strLine) {
-  Json::Int64 iNumber = 0;
-  const bool blNumber =
-      strLine.substr(0, strWord.size()) == strWord &&
-      std::from_chars(strLine.data() + strWord.size(), strLine.data() + strLine.size(), iNumber).ec == std::errc();
-  return blNumber ? std::optional(iNumber) : std::nullopt;
+/// Takes the next word off a line; words are separated by single blanks.
+std::string_view takeWord(std::string_view& strLine) {
+  const std::size_t iEnd = std::min(strLine.find(' '), strLine.size());
+  const std::string_view strWord = strLine.substr(0, iEnd);
+  strLine.remove_prefix(std::min(iEnd + 1, strLine.size()));
+  return strWord;
 }
 
-void takeLine(std::string_view strLine, Content& content) {
-  if (const auto after = numberBehind(AFTER, strLine)) {
-    content.iLastResult = *after;
-  } else if (const auto firing = numberBehind(FIRING, strLine)) {
-    content.iFiring = *firing;
-  } else if (const auto run = numberBehind(IN_THE_WAY, strLine)) {
-    content.setInTheWay.insert(*run);
-  } else if (strLine == TURNS) {
-    ++content.cTurns;
-  } else if (const auto pid = numberBehind("", strLine)) {
-    content.setPids.insert(static_cast<pid_t>(*pid));
+template <typename Number>
+Number takeNumber(std::string_view& strLine) {
+  const std::string_view strWord = takeWord(strLine);
+  Number number = 0;
+  std::from_chars(strWord.data(), strWord.data() + strWord.size(), number);
+  return number;
+}
+
+void appendTo(int fd, const std::string& strLine, const std::string& strPath) {
+  // One short write in append mode, so that the lines of several processes do not mix.
+  if (write(fd, strLine.data(), strLine.size()) != static_cast<ssize_t>(strLine.size())) {
+    throw Failure(fmt::format("cannot write {}: {}", strPath, std::strerror(errno)));
   }
 }
 
-Content readContent(int fd) {
-  const std::string strText = readAll(fd, EXECUTIONS_FOLDER);
-  Content content;
-  // An incomplete last line is read the next time.
-  for (std::size_t iStart = 0, iEnd = 0; (iEnd = strText.find('\n', iStart)) != std::string::npos; iStart = iEnd + 1) {
-    takeLine(std::string_view(strText).substr(iStart, iEnd - iStart), content);
+UniqueFd openForLines(const std::string& strPath) {
+  UniqueFd fd(open(strPath.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC));
+  if (!fd.isOpen()) {
+    throw Failure(fmt::format("cannot open {}: {}", strPath, std::strerror(errno)));
   }
-  return content;
+  return fd;
+}
+
+std::string endingLine(pid_t pid, const char* szWhy, std::chrono::seconds grace) {
+  return fmt::format("{} {} {} {}\n", ENDING, pid, szWhy, grace.count());
+}
+
+/// Passes on the complete lines behind an offset. \return the offset of the next line.
+template <typename Take>
+off_t readLines(int fd, off_t iOffset, const Take& fnTake) {
+  std::string strRest;
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    const ssize_t cb = pread(fd, buffer.data(), buffer.size(), iOffset + static_cast<off_t>(strRest.size()));
+    if (cb <= 0) {
+      return iOffset;
+    }
+    strRest.append(buffer.data(), static_cast<std::size_t>(cb));
+    std::size_t iStart = 0;
+    for (std::size_t iEnd = 0; (iEnd = strRest.find('\n', iStart)) != std::string::npos; iStart = iEnd + 1) {
+      fnTake(std::string_view(strRest).substr(iStart, iEnd - iStart));
+    }
+    strRest.erase(0, iStart);
+    iOffset += static_cast<off_t>(iStart);
+  }
+}
+
+ExecutionNotes readNotes(int fd) {
+  ExecutionNotes notes;
+  readLines(fd, 0, [&](std::string_view strLine) { notes.take(strLine); });
+  return notes;
 }
 
 /// A file that has no final name yet is about to be locked, unless its creator was killed.
@@ -85,26 +107,87 @@ bool isOld(const UniqueFd& fd) {
   return fstat(fd.get(), &status) == 0 && std::time(nullptr) - status.st_ctime > SECONDS;
 }
 
-/// Reads the files of running executions and removes the others.
-std::vector<Content> readLive() {
-  std::vector<Content> vecContent;
+/// Tells whether no execution has locked the file. Readers share this lock.
+bool isEnded(const UniqueFd& fd) {
+  return flock(fd.get(), LOCK_SH | LOCK_NB) == 0;
+}
+
+/// Locks the file of an ended execution, also while others only look whether it has ended.
+/// \return false when the execution is alive, or another command settles it.
+bool lockEnded(const UniqueFd& fd) {
+  constexpr std::chrono::milliseconds LIMIT(1000);
+  constexpr std::chrono::milliseconds PAUSE(1);
+  bool blLocked = false;
+  tryUntil(LIMIT, PAUSE, [&] {
+    blLocked = flock(fd.get(), LOCK_EX | LOCK_NB) == 0;
+    return blLocked || !isEnded(fd);
+  });
+  return blLocked;
+}
+
+/// Opens all files. \param fnTake  gets the path and the open file.
+template <typename Take>
+void openAll(const Take& fnTake) {
   std::error_code error;
   for (const fs::directory_entry& entry : fs::directory_iterator(EXECUTIONS_FOLDER, error)) {
-    const UniqueFd fd(open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    UniqueFd fd(open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     const bool blNew = entry.path().filename().string().front() == '.' && !isOld(fd);
-    if (!fd.isOpen() || blNew) {
-      continue;
-    }
-    if (flock(fd.get(), LOCK_SH | LOCK_NB) == 0) {
-      fs::remove(entry.path(), error);
-    } else {
-      vecContent.push_back(readContent(fd.get()));
+    if (fd.isOpen() && !blNew) {
+      fnTake(entry.path().string(), std::move(fd));
     }
   }
-  return vecContent;
 }
 
 }  // namespace
+
+std::set<pid_t> ExecutionNotes::children() const {
+  std::set<pid_t> setPids;
+  for (const auto& [pid, run] : mapRuns) {
+    setPids.insert(pid);
+  }
+  return setPids;
+}
+
+std::string ExecutionNotes::groupOf(pid_t pid) const {
+  const auto it = mapRuns.find(pid);
+  const bool blGroup = it != mapRuns.end() && !strGroup.empty() && !it->second.strGroup.empty();
+  return blGroup ? strGroup + "/" + it->second.strGroup : std::string();
+}
+
+pid_t ExecutionNotes::take(std::string_view strLine) {
+  const std::string_view strWord = takeWord(strLine);
+  if (strWord == AFTER) {
+    iLastResult = takeNumber<Json::Int64>(strLine);
+  } else if (strWord == FIRING) {
+    iFiring = takeNumber<Json::Int64>(strLine);
+  } else if (strWord == GROUP) {
+    strGroup = strLine;
+  } else if (strWord == MET) {
+    setInTheWay.insert(takeNumber<Json::Int64>(strLine));
+  } else if (strWord == DONE) {
+    blDone = true;
+  } else if (const pid_t pid = takeNumber<pid_t>(strLine); pid > 0) {
+    RunNotes& run = mapRuns[pid];
+    const bool blFirst = strWord == RUN || strWord == BEGIN;
+    // The kernel can give the id of an ended process to a later run.
+    run = blFirst && run.blClosed ? RunNotes() : run;
+    if (strWord == RUN) {
+      run.limit = std::chrono::seconds(takeNumber<Json::Int64>(strLine));
+    } else if (strWord == BEGIN) {
+      run.blBegun = true;
+      run.strGroup = strLine;
+    } else if (strWord == END) {
+      run.status = takeNumber<int>(strLine);
+    } else if (strWord == ENDING && !run.status && run.strEndedBy.empty()) {
+      run.strEndedBy = takeWord(strLine);
+      run.grace = std::chrono::seconds(takeNumber<Json::Int64>(strLine));
+    } else if (strWord == CLOSED) {
+      run.blClosed = true;
+    }
+    return pid;
+  }
+  return 0;
+}
 
 ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
   makeRuntimeFolder(EXECUTIONS_FOLDER);
@@ -113,10 +196,10 @@ ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
   clock_gettime(CLOCK_MONOTONIC, &now);
   const std::string strName = fmt::format("{}-{}.{:09}", getpid(), now.tv_sec, now.tv_nsec);
   m_strPath = fmt::format("{}/{}", EXECUTIONS_FOLDER, strName);
-  // Locked before it gets its name, so that no reader removes it.
+  // Locked before it gets its name, so that no reader takes it for one of a killed execution.
   const std::string strNew = fmt::format("{}/.{}", EXECUTIONS_FOLDER, strName);
   m_fd = UniqueFd(open(strNew.c_str(), O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  const std::string strFirst = fmt::format("{}{}\n{}{}\n", AFTER, iLastResult, FIRING, iFiring);
+  const std::string strFirst = fmt::format("{} {}\n{} {}\n", AFTER, iLastResult, FIRING, iFiring);
   if (!m_fd.isOpen() || flock(m_fd.get(), LOCK_EX | LOCK_NB) < 0 ||
       write(m_fd.get(), strFirst.data(), strFirst.size()) != static_cast<ssize_t>(strFirst.size()) ||
       rename(strNew.c_str(), m_strPath.c_str()) < 0) {
@@ -128,63 +211,117 @@ void ExecutionFile::remove() {
   unlink(m_strPath.c_str());
 }
 
-std::set<pid_t> ExecutionFile::children() const {
-  return readContent(m_fd.get()).setPids;
+std::set<pid_t> ExecutionFile::update() {
+  std::set<pid_t> setPids;
+  m_iRead =
+      readLines(m_fd.get(), m_iRead, [&](std::string_view strLine) { setPids.insert(m_notes.take(strLine)); });
+  setPids.erase(0);
+  return setPids;
 }
 
 void ExecutionFile::append(const std::string& strLine) const {
-  if (write(m_fd.get(), strLine.data(), strLine.size()) != static_cast<ssize_t>(strLine.size())) {
-    throw Failure(fmt::format("cannot write {}: {}", m_strPath, std::strerror(errno)));
-  }
+  appendTo(m_fd.get(), strLine, m_strPath);
 }
 
-void ExecutionFile::noteTurns() const {
-  append(fmt::format("{}\n", TURNS));
+void ExecutionFile::noteGroup(const std::string& strGroup) const {
+  append(fmt::format("{} {}\n", GROUP, strGroup));
+}
+
+void ExecutionFile::noteRun(pid_t pid, std::chrono::seconds limit) const {
+  append(fmt::format("{} {} {}\n", RUN, pid, limit.count()));
+}
+
+void ExecutionFile::noteClosed(pid_t pid) const {
+  append(fmt::format("{} {}\n", CLOSED, pid));
+}
+
+void ExecutionFile::noteStored() const {
+  append(fmt::format("{}\n", STORED));
 }
 
 void ExecutionFile::noteInTheWay(Json::Int64 iResult) const {
-  append(fmt::format("{}{}\n", IN_THE_WAY, iResult));
+  append(fmt::format("{} {}\n", MET, iResult));
 }
 
-ExecutionReport ExecutionFile::report() const {
-  const Content content = readContent(m_fd.get());
-  return {content.setPids, content.setInTheWay};
+void ExecutionFile::noteEnding(pid_t pid, const char* szWhy, std::chrono::seconds grace) const {
+  append(endingLine(pid, szWhy, grace));
 }
 
-unsigned ExecutionFile::turns() const {
-  return readContent(m_fd.get()).cTurns;
+void ExecutionFile::noteDone() const {
+  append(fmt::format("{}\n", DONE));
 }
 
-std::optional<bool> isOfLiveExecution(pid_t pid, Json::Int64 iResult) {
-  std::optional<bool> made;
-  for (const Content& content : readLive()) {
-    if (content.setPids.count(pid) > 0) {
-      // One that began after the run cannot be its parent.
-      made = made.value_or(false) || content.iLastResult < iResult;
+RunReport::RunReport(const std::string& strPath, pid_t pid) : m_fd(openForLines(strPath)), m_pid(pid) {}
+
+void RunReport::begin(const std::string& strGroup) const {
+  append(fmt::format("{} {} {}\n", BEGIN, m_pid, strGroup));
+}
+
+void RunReport::end(int iStatus) const {
+  append(fmt::format("{} {} {}\n", END, m_pid, iStatus));
+}
+
+void RunReport::append(const std::string& strLine) const {
+  appendTo(m_fd.get(), strLine, EXECUTIONS_FOLDER);
+}
+
+void LiveExecution::endRun(pid_t pid, const char* szWhy, std::chrono::seconds grace) const {
+  appendTo(openForLines(strPath).get(), endingLine(pid, szWhy, grace), strPath);
+}
+
+std::vector<LiveExecution> liveExecutions() {
+  std::vector<LiveExecution> vecExecutions;
+  openAll([&](const std::string& strPath, const UniqueFd& fd) {
+    if (!isEnded(fd)) {
+      vecExecutions.push_back({strPath, readNotes(fd.get())});
+    }
+  });
+  return vecExecutions;
+}
+
+std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iResult) {
+  for (LiveExecution& execution : liveExecutions()) {
+    if (execution.notes.has(pid, iResult)) {
+      return std::move(execution);
     }
   }
-  return made;
+  return std::nullopt;
 }
 
-std::optional<ExecutionReport> reportOfFiring(Json::Int64 iFiring) {
-  for (const Content& content : readLive()) {
-    if (content.iFiring == iFiring) {
-      return ExecutionReport{content.setPids, content.setInTheWay};
+std::optional<LiveExecution> executionOfFiring(Json::Int64 iFiring) {
+  for (LiveExecution& execution : liveExecutions()) {
+    if (execution.notes.iFiring == iFiring) {
+      return std::move(execution);
     }
   }
   return std::nullopt;
 }
 
 bool isAnyExecutionAlive() {
-  return !readLive().empty();
+  return !liveExecutions().empty();
 }
 
 std::set<pid_t> childrenOfLiveExecutions() {
   std::set<pid_t> setPids;
-  for (const Content& content : readLive()) {
-    setPids.insert(content.setPids.begin(), content.setPids.end());
+  for (const LiveExecution& execution : liveExecutions()) {
+    setPids.merge(execution.notes.children());
   }
   return setPids;
+}
+
+void EndedExecution::forget() const {
+  unlink(strPath.c_str());
+}
+
+std::vector<EndedExecution> endedExecutions() {
+  std::vector<EndedExecution> vecExecutions;
+  openAll([&](const std::string& strPath, UniqueFd fd) {
+    if (lockEnded(fd)) {
+      ExecutionNotes notes = readNotes(fd.get());
+      vecExecutions.push_back({strPath, std::move(fd), std::move(notes)});
+    }
+  });
+  return vecExecutions;
 }
 
 }  // namespace Host

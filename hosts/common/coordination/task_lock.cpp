@@ -109,17 +109,12 @@ bool TaskLock::takeTurn(const std::vector<std::string>& vecTasks, std::chrono::m
   return lockAll(m_fd.get(), F_WRLCK, vecTasks, Place::TURN, limit) == std::nullopt;
 }
 
-void TaskLock::endTurn(const std::string& strTask) {
-  unlock(m_fd.get(), strTask, Place::TURN);
-}
-
 void TaskLock::endTurns() {
   setLock(m_fd.get(), F_UNLCK, HALF, TO_THE_END);
 }
 
 void TaskLock::withdraw(const std::string& strTask) {
   unlock(m_fd.get(), strTask, Place::RECORD);
-  endTurn(strTask);
 }
 
 std::optional<std::string> TaskLock::tryChange(const std::vector<std::string>& vecTasks,

@@ -32,21 +32,14 @@ public:
   /// Waits for running changes. \throw Failure when one of them takes too long.
   void announce(const std::vector<std::string>& vecTasks);
 
-  /// Takes the turn to check whether tasks are running, and to start them if not.
-  /// Waits for the execution that has the turn.
-  /// \return false when that took too long. The start is safe then, too, but may be a second one.
-  bool takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit = TURN_LIMIT);
-
-  /// An execution keeps a turn for a second or two, and several may wait for it.
-  static constexpr std::chrono::milliseconds TURN_LIMIT = std::chrono::minutes(1);
-
-  /// Ends the turn of a task.
-  void endTurn(const std::string& strTask);
+  /// Takes the turns to start tasks, or to close their runs. Waits for the execution that has one of them.
+  /// \return false when the time was up; no turn is held then.
+  bool takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit);
 
   /// Ends all turns.
   void endTurns();
 
-  /// Withdraws a task, and ends its turn.
+  /// Withdraws a task.
   void withdraw(const std::string& strTask);
 
   /// Locks tasks for a change. Waits until none of them is announced or being changed.

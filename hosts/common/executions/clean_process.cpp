@@ -1,16 +1,23 @@
 #include "clean_process.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <linux/capability.h>
+#include <linux/keyctl.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 
 #include "common/support/paths.h"
+#include "default_limits.h"
 
 namespace Host {
 
@@ -23,31 +30,44 @@ void require(bool blDone, const char* szWhat) {
   }
 }
 
+/// As the kernel sees it: the C library keeps two signals for itself, which a caller may have left ignored all the same.
 void resetSignals() {
+  struct KernelAction {
+    void (*pfnHandler)(int);
+    unsigned long iFlags;
+    void (*pfnRestore)();
+    std::uint64_t mask;
+  };
+  const KernelAction standard{};
   for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
-    // This fails for KILL, STOP and two signals of the C library, which need no reset.
-    std::signal(iSignal, SIG_DFL);
+    // This fails for KILL and STOP, which need no reset.
+    syscall(SYS_rt_sigaction, iSignal, &standard, nullptr, sizeof standard.mask);
   }
-  // The reader of the log may end; that must not end an execution. Caught, not ignored, so that scripts get the
-  // default.
-  std::signal(SIGPIPE, [](int) {});
+  // Harmless here: the reader of the messages may end, and a file may become too large. Caught, not ignored, so that
+  // scripts get the default.
+  for (const int iSignal : {SIGPIPE, SIGXFSZ}) {
+    std::signal(iSignal, [](int) {});
+  }
   sigset_t none;
   sigemptyset(&none);
   require(sigprocmask(SIG_SETMASK, &none, nullptr) == 0, "eorva: sigprocmask");
 }
 
-void redirectToNull(int fd, int iMode) {
-  const int fdNull = open("/dev/null", iMode);
-  require(fdNull >= 0, "eorva: /dev/null");
-  if (fdNull != fd) {
-    require(dup2(fdNull, fd) == fd, "eorva: /dev/null");
-    close(fdNull);
-  }
+void takeKeyring() {
+  const long iKeyring = syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr);
+  // Where there are no keyrings, as in many containers, there is none to inherit.
+  require(iKeyring >= 0 || errno == ENOSYS || errno == EPERM, "eorva: the session keyring");
 }
 
-bool isWritable(int fd) {
-  const int iFlags = fcntl(fd, F_GETFL);
-  return iFlags >= 0 && (iFlags & O_ACCMODE) != O_RDONLY;
+void dropInheritableCapabilities() {
+  require(prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0) == 0, "eorva: ambient capabilities");
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> data{};
+  require(syscall(SYS_capget, &header, data.data()) == 0, "eorva: capabilities");
+  for (__user_cap_data_struct& word : data) {
+    word.inheritable = 0;
+  }
+  require(syscall(SYS_capset, &header, data.data()) == 0, "eorva: capabilities");
 }
 
 /// Moves the descriptors to FIRST_KEPT and up; first to higher numbers, since the numbers may be in use.
@@ -63,15 +83,15 @@ void renumber(std::vector<int> vecKeep) {
   require(close_range(static_cast<unsigned>(fdEnd), ~0U, 0) == 0, "eorva: close_range");
 }
 
-void closeDescriptors(const std::vector<int>& vecKeep, bool blKeepStdout) {
-  redirectToNull(STDIN_FILENO, O_RDONLY);
-  if (!blKeepStdout || !isWritable(STDOUT_FILENO)) {
-    redirectToNull(STDOUT_FILENO, O_WRONLY);
-  }
-  if (!isWritable(STDERR_FILENO)) {
-    redirectToNull(STDERR_FILENO, O_WRONLY);
-  }
+/// The standard descriptors last: until then, failures can be told.
+void closeDescriptors(const std::vector<int>& vecKeep) {
   renumber(vecKeep);
+  const int fdNull = open("/dev/null", O_RDWR | O_CLOEXEC);
+  require(fdNull >= 0, "eorva: /dev/null");
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    require(dup2(fdNull, fd) == fd, "eorva: /dev/null");
+  }
+  close(fdNull);
 }
 
 void setEnvironment(const ExecutionRequest& request) {
@@ -95,13 +115,17 @@ void setEnvironment(const ExecutionRequest& request) {
 
 }  // namespace
 
-void becomeCleanProcess(const std::vector<int>& vecKeep, bool blKeepStdout, const ExecutionRequest& request) {
+void becomeCleanProcess(const std::vector<int>& vecKeep, const ExecutionRequest& request) {
   require(setsid() >= 0, "eorva: setsid");
   resetSignals();
   umask(022);
   require(chdir("/") == 0, "eorva: /");
-  closeDescriptors(vecKeep, blKeepStdout);
+  takeKeyring();
+  dropInheritableCapabilities();
+  takeDefaultLimits();
   setEnvironment(request);
+  closeDescriptors(vecKeep);
+  require(prctl(PR_SET_DUMPABLE, 0) == 0, "eorva: PR_SET_DUMPABLE");
 }
 
 }  // namespace Host

@@ -1,5 +1,5 @@
 /// \file clean_process.h
-/// The process environment of scripts.
+/// A process in which nothing depends on who started it, and from where.
 
 #pragma once
 
@@ -9,23 +9,24 @@
 
 namespace Host {
 
-/// Removes from the calling process, a child for one execution, everything that it inherited from its
-/// starter. It gets:
+/// Gives the calling process, a child for one execution, and so its scripts, what a service of systemd has by default:
 ///
-/// - a session of its own, without a terminal
-/// - default signal dispositions, no signal blocked; umask 022; current folder /
-/// - standard input and, unless it is kept, standard output on /dev/null; only the descriptors that are kept
+/// - a session of its own, without a terminal; current folder /; umask 022
+/// - default signal dispositions, no signal blocked
+/// - standard input, output and error on /dev/null; only the descriptors that are kept
+/// - a session keyring of its own; no ambient or inheritable capabilities
+/// - the limits, priority and processors of a service (see default_limits.h)
 /// - only this environment: PATH (the usual six folders), LANG=C.UTF-8, HOME=/root, USER=root,
 ///   LOGNAME=root, SHELL=/bin/sh, and what the request adds: EORVA_EVENT (the event, or "on_demand"),
 ///   EORVA_FIRED_AT (seconds since 1970), and the variables of the request. For a run of another user the library
 ///   sets HOME, USER and LOGNAME.
 ///
-/// \param vecKeep       descriptors that stay open here, but not in programs that are run. They get the numbers from
-///                      FIRST_KEPT on.
-/// \param blKeepStdout  true: standard output stays what it is.
-/// \param request       for the environment.
-/// Ends the process on failure.
-void becomeCleanProcess(const std::vector<int>& vecKeep, bool blKeepStdout, const ExecutionRequest& request);
+/// Other users cannot look into the process.
+/// \param vecKeep  descriptors that stay open here, but not in programs that are run. They get the numbers from
+///                 FIRST_KEPT on.
+/// \param request  for the environment.
+/// Ends the process on failure, after a line on the standard error that it was given.
+void becomeCleanProcess(const std::vector<int>& vecKeep, const ExecutionRequest& request);
 
 /// The number of the first descriptor that was kept.
 inline constexpr int FIRST_KEPT = 3;

@@ -10,17 +10,18 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <sys/wait.h>
+#include <syslog.h>
 #include <unistd.h>
 #include <vector>
 
 #include "eorvascheduler.h"
 
-#include "common/config/settings.h"
 #include "common/coordination/start_ticket.h"
 #include "common/server/systemd_service.h"
 #include "common/server/systemd_units.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
+#include "execution_group.h"
 #include "start_execution.h"
 
 namespace Host {
@@ -35,9 +36,6 @@ std::vector<std::string> commandOf(const ExecutionRequest& request, const StartT
   }
   vecCommand.insert(vecCommand.end(), {request.blByEvent ? "fire" : "run", "--as-service", "--ticket", ticket.name(),
                                        "--fired-at", std::to_string(request.firedAt)});
-  for (const auto& [strName, strValue] : request.vecEnvironment) {
-    vecCommand.insert(vecCommand.end(), {"--env", fmt::format("{}={}", strName, strValue)});
-  }
   if (request.budget.count() > 0) {
     vecCommand.insert(vecCommand.end(), {"--budget", std::to_string(request.budget.count())});
   }
@@ -48,18 +46,21 @@ std::vector<std::string> commandOf(const ExecutionRequest& request, const StartT
   return vecCommand;
 }
 
-/// How long the service may take to end: its runs are ended and closed, and leftovers are ended.
-std::chrono::seconds stopTime() {
-  return 3 * graceSetting() + std::chrono::seconds(60);
+/// The values may be secret.
+std::vector<std::string> variablesOf(const ExecutionRequest& request) {
+  std::vector<std::string> vecVariables;
+  for (const auto& [strName, strValue] : request.vecEnvironment) {
+    vecVariables.push_back(fmt::format("{}={}", strName, strValue));
+  }
+  return vecVariables;
 }
 
 /// Starts a service once. When systemd's answers are lost, it has started or never will.
 std::string startAsService(const ExecutionRequest& request) {
-  const std::string strUnit = serviceName(fmt::format("{}-{}", request.blByEvent ? "fire" : "run", request.strName));
-  const StartTicket ticket(strUnit);
+  const std::string strUnit = unitName(request.unitPart(), "service");
+  const StartTicket ticket(strUnit, variablesOf(request));
   try {
-    startService(strUnit, fmt::format("Scheduler {} {}", request.kind(), request.strName), commandOf(request, ticket),
-                 stopTime());
+    startService(strUnit, request.description(), commandOf(request, ticket), stopTime());
   } catch (const std::exception&) {
     if (ticket.withdraw()) {
       throw;
@@ -108,7 +109,7 @@ void runInBackground(const ExecutionRequest& request, const std::function<void(c
   leaveTerminal();
   Execution execution = prepared.start();
   send(pipe, std::to_string(execution.pid()));
-  followExecution(execution, nullptr, [] {});
+  followExecution(execution, nullptr, {[] {}, [](const std::string& strText) { syslog(LOG_ERR, "%s", strText.c_str()); }});
 }
 
 [[noreturn]] void becomeBackground(const ExecutionRequest& request,

@@ -3,13 +3,15 @@
 
 #pragma once
 
-#include <json/value.h>
 #include <optional>
 #include <set>
+#include <string>
 #include <sys/types.h>
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "common/support/file_alarm.h"
+#include "common/support/files.h"
 #include "common/support/process.h"
 #include "execution_plan.h"
 #include "execution_request.h"
@@ -31,14 +33,25 @@ public:
   pid_t pid() const { return m_process.pid(); }
 
   /// The processes of all runs so far.
-  std::set<pid_t> children() const { return m_file.children(); }
+  std::set<pid_t> children();
 
-  /// Waits for the end of the execution, up to a time.
-  /// \return its wait status; nothing while it runs.
-  std::optional<int> waitEnd(int iMilliseconds);
+  /// Sleeps until something has happened: a run has begun or ended, a message, the end, or a signal.
+  /// \param limit  sleeps no longer than this.
+  void wait(std::chrono::milliseconds limit) const;
+
+  /// Sleeps until the end, whatever else happens. \return true when it has ended.
+  bool waitEnd(std::chrono::milliseconds limit) const;
+
+  /// The wait status of the execution; nothing while it runs.
+  std::optional<int> status();
+
+  /// Takes what the execution has said so far: complete lines, also those of the log if that is shown.
+  std::string takeMessages();
 
 private:
   ExecutionFile m_file;
+  FileAlarm m_alarm;
+  Pipe m_messages;
   Process m_process;
 };
 

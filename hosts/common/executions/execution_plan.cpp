@@ -10,7 +10,6 @@
 #include "common/config/settings.h"
 #include "common/output/output_folder.h"
 #include "common/reasons/firing.h"
-#include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
@@ -74,19 +73,6 @@ Json::Value announceTasks(Session& session, const ExecutionRequest& request, Tas
 
 }  // namespace
 
-std::vector<std::string> firstTasks(const TaskGraph& graph, const ExecutionRequest& request) {
-  if (!request.blByEvent) {
-    return {request.strName};
-  }
-  std::vector<std::string> vecFirst;
-  for (const GraphTask* pTask : graph.planOf(request.strName)) {
-    if (pTask->blRoot) {
-      vecFirst.push_back(pTask->strName);
-    }
-  }
-  return vecFirst;
-}
-
 /// The library would walk in circles for ever.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent) {
   std::string strReasons;
@@ -123,16 +109,6 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
   return vecWarnings;
 }
 
-void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskLock& lock) {
-  lock.takeTurn(vecTasks);
-  for (const std::string& strTask : vecTasks) {
-    // The library will find it running.
-    if (!boolOf(findTask(session, strTask), "run_the_same_time") && !livePidsOf(session, strTask).empty()) {
-      lock.endTurn(strTask);
-    }
-  }
-}
-
 namespace {
 
 /// Prepares the plan. \throw Failure with the reason.
@@ -146,7 +122,6 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
     throw Failure(fmt::format("the task \"{}\" is not run: its name {}", request.strName, strWhy));
   }
   plan.vecWarnings = prepareFolders(OutputFolder::configuredOutput(), plan.vecTasks);
-  takeTurns(session, firstTasks(graph, request), lock);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastResult = intOf(jRun, "result_id");
   }

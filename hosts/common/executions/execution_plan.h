@@ -38,14 +38,6 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
                                         const std::vector<GraphTask>& vecTasks,
                                         const std::vector<GraphTask>& vecStarted = {});
 
-/// Takes the turn of tasks until they have started. Other executions wait for the turn, so that they see whether a task
-/// runs already, and do not start it in the same second. A task that runs already needs no
-/// turn.
-void takeTurns(Session& session, const std::vector<std::string>& vecTasks, TaskLock& lock);
-
-/// The tasks that start at once.
-std::vector<std::string> firstTasks(const TaskGraph& graph, const ExecutionRequest& request);
-
 /// Says why the tasks of an event cannot be run. \throw Failure with the reasons, if there are any.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent);
 

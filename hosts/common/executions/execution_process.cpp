@@ -1,20 +1,22 @@
 #include "execution_process.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <csignal>
 #include <fmt/format.h>
 #include <optional>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "common/coordination/start_second.h"
 #include "common/output/output_folder.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "default_limits.h"
+#include "messages.h"
 #include "next_tasks.h"
-#include "run_child.h"
+#include "run_recorder.h"
 
 namespace Host {
 
@@ -23,52 +25,68 @@ namespace {
 /// The last event of a child that could not write or prepare its script.
 constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
 
-int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
+int runTask(Session& session, const std::string& strTask, RunRecorder& recorder, Turns& turns) {
+  turns.takeToStart(session, {strTask});
+  Json::Value jTask = requireTask(session, strTask);
+  Json::Value jTasks(Json::arrayValue);
+  jTasks.append(jTask);
+  recorder.setLimits(jTasks);
+  return runTaskOne(jTask, session.tasks(), session.runs(), session.db());
+}
+
+int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file,
                TaskLock& lock) {
   // The library reads its configuration now, and the configured place may have changed.
   const std::optional<std::string> output = OutputFolder::configuredOutput();
   for (const std::string& strWarning : prepareFolders(output, plan.vecTasks)) {
     if (std::find(plan.vecWarnings.begin(), plan.vecWarnings.end(), strWarning) == plan.vecWarnings.end()) {
-      std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
+      sendMessage("warning: " + strWarning);
     }
   }
   // From here on, a missing task folder fails the run.
   ORVAFSRefuseOpenParents(1);
-  if (request.blByEvent) {
-    const NextTasks nextTasks(session, request, plan, file, lock, output);
-    Json::Value jIn(Json::objectValue);
-    jIn["event"] = request.strName;
-    return runByEvent(session.tasks(), session.runs(), jIn, session.db());
+  Turns turns;
+  RunRecorder recorder(session, file, lock, turns);
+  if (!request.blByEvent) {
+    return runTask(session, request.strName, recorder, turns);
   }
-  Json::Value jTask = requireTask(session, request.strName);
-  return runTaskOne(jTask, session.tasks(), session.runs(), session.db());
+  const NextTasks nextTasks(session, request, plan, file, lock, turns, recorder, output);
+  Json::Value jIn(Json::objectValue);
+  jIn["event"] = request.strName;
+  return runByEvent(session.tasks(), session.runs(), jIn, session.db());
+}
+
+/// Nobody would watch the runs if the watch was killed. Whoever notices it ends and closes them.
+void dieWith(pid_t pidWatch) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != pidWatch) {
+    _exit(1);
+  }
 }
 
 }  // namespace
 
-void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
-                    TaskLock& lock) {
+void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file, TaskLock& lock,
+                    pid_t pidWatch) {
   const pid_t pidSelf = getpid();
   int iResult = -1;
   try {
-    reportChildrenTo(file.fd(), lock.fd());
+    dieWith(pidWatch);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    allowManyFiles();
     // A child that cannot write its script would continue as a second runner, so it ends after its last event.
     ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
     Session session;
-    const std::vector<std::string> vecFirst = firstTasks(TaskGraph(listTasks(session)), request);
-    claimStartSecond(session, {vecFirst.begin(), vecFirst.end()});
     iResult = runRequest(session, request, plan, file, lock);
-    if (getpid() != pidSelf) {
-      _exit(0);
-    }
   } catch (const std::exception& error) {
-    if (getpid() != pidSelf) {
-      _exit(0);
+    if (getpid() == pidSelf) {
+      sendMessage(error.what());
     }
-    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
   }
-  std::fflush(nullptr);
-  _exit(iResult < 0 ? 1 : 0);
+  // A child of the library that came back here is no second execution.
+  _exit(getpid() != pidSelf || iResult >= 0 ? 0 : 1);
 }
 
 }  // namespace Host

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <sys/types.h>
+
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
 #include "execution_plan.h"
@@ -10,8 +12,8 @@
 
 namespace Host {
 
-/// Runs the process of an execution. Exit status 1: the library failed.
-[[noreturn]] void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
-                                 TaskLock& lock);
+/// Runs the process of an execution. Exit status 1: the library failed. Ends when the watch does.
+[[noreturn]] void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file,
+                                 TaskLock& lock, pid_t pidWatch);
 
 }  // namespace Host

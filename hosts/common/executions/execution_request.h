@@ -22,12 +22,18 @@ struct ExecutionRequest {
   std::chrono::seconds budget{0};                                   ///< time limit of the whole execution; 0 for none
   bool blLeaveNothing = false;                                      ///< end background processes of the scripts
 
+  bool blService = false;  ///< runs in a service of its own
+
   /// Extra time after the budget and the grace. Then the execution ends although runs are not closed or processes
   /// cannot be killed.
   std::chrono::seconds lastResort = KILL_LIMIT;
 
   /// For messages: "event" or "task".
   const char* kind() const { return blByEvent ? "event" : "task"; }
+
+  /// For the unit of the execution: a part of its name, and its description.
+  std::string unitPart() const { return (blByEvent ? "fire-" : "run-") + strName; }
+  std::string description() const { return std::string("Scheduler ") + kind() + " " + strName; }
 };
 
 }  // namespace Host

@@ -1,9 +1,11 @@
 #include "execution_watch.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <poll.h>
@@ -22,45 +24,32 @@
 #include "common/server/systemd_units.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
+#include "common/support/file_alarm.h"
 #include "common/support/process.h"
+#include "common/support/try_until.h"
+#include "common/text/json_members.h"
+#include "end_request.h"
+#include "execution_group.h"
 #include "execution_process.h"
-#include "leftovers.h"
+#include "messages.h"
 #include "run_watch.h"
 #include "temporary_files.h"
-#include "zombies.h"
 
 namespace Host {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using namespace std::chrono_literals;
 
-/// Pause between two looks, and while the execution is being ended.
-constexpr std::chrono::milliseconds PAUSE = 200ms;
-constexpr std::chrono::milliseconds SHORT_PAUSE = 20ms;
+constexpr char NAME[] = "eorva-watch";
 
-/// Pause between two rounds of rare work.
-constexpr auto TIDY_PAUSE = 2s;
-
-/// A turn ends when its task has started. A task that could not start leaves no record; other executions do not wait
-/// longer than this for its turn.
-constexpr auto TURN_TIME = 10s;
-
-volatile std::sig_atomic_t g_iAskedToEnd = 0;
-
-/// Why the execution must end now; null when it may continue.
-const char* reasonToEnd(std::chrono::seconds budget, Clock::duration spent) {
-  if (g_iAskedToEnd != 0) {
-    return isSystemStopping() ? ENDED_SHUTDOWN : ENDED_STOPPED;
-  }
-  return budget.count() > 0 && spent >= budget ? ENDED_BUDGET : nullptr;
-}
+/// Pause between two looks at what is being ended.
+constexpr std::chrono::milliseconds ENDING_PAUSE(20);
 
 class Watch {
 public:
   Watch(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file, TaskLock& lock)
-      : m_request(request), m_plan(plan), m_file(file), m_lock(lock), m_runs(lock, plan.iLastResult, m_grace) {}
+      : m_request(request), m_plan(plan), m_file(file), m_lock(lock), m_alarm(file.path()), m_runs(file, m_grace) {}
 
   /// Runs the execution.
   /// \return the wait status of its process.
@@ -71,121 +60,107 @@ public:
 
 private:
   Process forkExecution();
+  void wait(const Process& execution) const;
+  bool hasEnded(const Process& execution);
+  const char* reasonToEnd() const;
+  void endWhenDue(const Process& execution);
+  void endRest();
+  void closeRest();
+  void remember();
+  void clearUp(pid_t pidExecution);
   template <typename Step>
   void attempt(Step step);
-  void look(const Process& execution);
-  bool collect(pid_t pidExecution);
-  void endTurns();
-  static bool hold(const Process& execution);
-  void endWhenDue(const Process& execution);
-  void tidy();
-  void remember() const;
-  void clearUp(pid_t pidExecution);
-  void complain(const std::exception& error);
 
   const ExecutionRequest& m_request;
   const ExecutionPlan& m_plan;
   ExecutionFile& m_file;
   TaskLock& m_lock;
+  FileAlarm m_alarm;
   std::chrono::seconds m_grace = graceSetting();
   RunWatch m_runs;
   Clock::time_point m_start = Clock::now();
-  Clock::time_point m_tidied = Clock::now();
-  std::optional<Clock::time_point> m_turns = Clock::now();  ///< when turns were taken, unless they have been ended
-  unsigned m_cTurns = 0;
   std::string m_strComplaint;
   const char* m_szEndedBy = nullptr;  ///< why the execution is being ended
   Clock::time_point m_ending;
-  bool m_blHeld = false;
   int m_iStatus = 0;
 };
 
 Process Watch::forkExecution() {
+  const pid_t pidWatch = getpid();
   const pid_t pid = fork();
   if (pid < 0) {
     throw Failure(fmt::format("cannot start a process: {}", std::strerror(errno)));
   }
   if (pid == 0) {
-    // Continued here: nobody else would do it after this process dies.
-    prctl(PR_SET_PDEATHSIG, SIGCONT);
-    executeAndExit(m_request, m_plan, m_file, m_lock);
+    executeAndExit(m_request, m_plan, m_file, m_lock, pidWatch);
   }
   return Process(pid);
 }
 
 /// Reports a problem once; the execution continues.
-void Watch::complain(const std::exception& error) {
-  if (m_strComplaint != error.what()) {
-    m_strComplaint = error.what();
-    std::fputs(fmt::format("eorva: {}; the execution continues\n", m_strComplaint).c_str(), stderr);
-  }
-}
-
-/// Collects zombies: this process is the subreaper of the execution.
-/// \return true when the execution has ended.
-bool Watch::collect(pid_t pidExecution) {
-  int iStatus = 0;
-  for (pid_t pid = 0; (pid = waitpid(-1, &iStatus, WNOHANG)) > 0;) {
-    if (pid == pidExecution) {
-      m_iStatus = iStatus;
-      return true;
+template <typename Step>
+void Watch::attempt(Step step) {
+  try {
+    step();
+  } catch (const std::exception& error) {
+    if (m_strComplaint != error.what()) {
+      m_strComplaint = error.what();
+      sendMessage(fmt::format("{}; the execution continues", m_strComplaint));
     }
   }
-  return false;
 }
 
-void Watch::endTurns() {
-  if (const unsigned cTurns = m_file.turns(); cTurns != m_cTurns) {
-    m_cTurns = cTurns;
-    m_turns = Clock::now();
+/// Sleeps until there is something to do. SIGTERM is only delivered here, so that it is not missed.
+void Watch::wait(const Process& execution) const {
+  std::optional<Clock::time_point> due = m_runs.due();
+  const auto earlier = [&](Clock::time_point time) { due = due ? std::min(*due, time) : time; };
+  if (m_szEndedBy != nullptr) {
+    earlier(m_ending + m_grace + m_request.lastResort);
+  } else if (m_request.budget.count() > 0) {
+    earlier(m_start + m_request.budget);
   }
-  if (m_turns && Clock::now() - *m_turns > TURN_TIME) {
-    m_turns.reset();
-    m_lock.endTurns();
+  timespec left{};
+  if (due) {
+    const auto nanoseconds = std::max<std::chrono::nanoseconds>(*due - Clock::now(), std::chrono::nanoseconds(0));
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(nanoseconds);
+    left = {seconds.count(), (nanoseconds - seconds).count()};
   }
+  std::array<pollfd, 2> entries = {{{execution.fd(), POLLIN, 0}, {m_alarm.fd(), POLLIN, 0}}};
+  sigset_t none;
+  sigemptyset(&none);
+  ppoll(entries.data(), entries.size(), due ? &left : nullptr, &none);
+  m_alarm.reset();
 }
 
-/// Stops the process of the execution, so that it starts no more tasks; but not while it is writing to the store, which
-/// would block all others.
-bool Watch::hold(const Process& execution) {
-  execution.signal(SIGSTOP);
-  try {
-    Session session;
-    const WriteLock lock(session, SHORT_PAUSE);
-    return true;
-  } catch (const Failure&) {
-    execution.signal(SIGCONT);
-    return false;
-  }
+bool Watch::hasEnded(const Process& execution) {
+  return waitpid(execution.pid(), &m_iStatus, WNOHANG) == execution.pid();
 }
 
-/// Ends the execution when its budget is used up or it was asked to end: starts no more tasks, ends and closes the
-/// runs, then ends the process of the execution before it can start dependent tasks.
+/// Why the execution must end now; null when it may continue.
+const char* Watch::reasonToEnd() const {
+  if (isAskedToEnd()) {
+    return isSystemStopping() ? ENDED_SHUTDOWN : ENDED_STOPPED;
+  }
+  const bool blOver = m_request.budget.count() > 0 && Clock::now() - m_start >= m_request.budget;
+  return blOver ? ENDED_BUDGET : nullptr;
+}
+
+/// Ends the execution when its budget is used up or it was asked to end: its process starts no more tasks, closes the
+/// runs that are ended here, and ends.
 void Watch::endWhenDue(const Process& execution) {
   if (m_szEndedBy == nullptr) {
-    m_szEndedBy = reasonToEnd(m_request.budget, Clock::now() - m_start);
+    m_szEndedBy = reasonToEnd();
+    if (m_szEndedBy == nullptr) {
+      return;
+    }
     m_ending = Clock::now();
+    execution.signal(SIGTERM);
   }
-  if (m_szEndedBy == nullptr) {
-    return;
-  }
-  if (Clock::now() - m_ending > m_grace + m_request.lastResort) {
+  m_runs.endAll(m_szEndedBy);
+  if (Clock::now() - m_ending >= m_grace + m_request.lastResort) {
     // The store cannot be written, or a script does not end: a shutdown does not wait for that.
     execution.signal(SIGKILL);
-    return;
   }
-  m_blHeld = m_blHeld || hold(execution);
-  if (!m_blHeld) {
-    return;
-  }
-  m_runs.look(m_file, execution.pid());
-  m_runs.endAll(m_szEndedBy);
-  if (!m_runs.step()) {
-    return;
-  }
-  const bool blDone = m_runs.areAllClosed() && ProcessTable().childrenOf(execution.pid()).empty();
-  execution.signal(blDone ? SIGKILL : SIGCONT);
-  m_blHeld = false;
 }
 
 std::optional<int> Watch::resultOfEnd() const {
@@ -195,72 +170,55 @@ std::optional<int> Watch::resultOfEnd() const {
   return m_szEndedBy == std::string_view(ENDED_BUDGET) ? RESULT_BUDGET : RESULT_ENDED;
 }
 
-void Watch::tidy() {
-  if (Clock::now() - m_tidied < TIDY_PAUSE) {
-    return;
+/// Ends all that the scripts have started and that is still there.
+void Watch::endRest() {
+  std::vector<RunEnding> vecEndings;
+  for (const auto& [pid, run] : m_file.notes().mapRuns) {
+    vecEndings.emplace_back(RunGroup(m_file.notes().groupOf(pid), pid), m_grace);
   }
-  m_tidied = Clock::now();
-  const ProcessTable table;
-  for (const pid_t pid : m_runs.processes()) {
-    const Process process(pid);
-    const std::optional<ProcessStatus> status = process.status();
-    if (status && status->cState == 'T' && !m_runs.isEnding(pid)) {
-      releaseAbandoned(process);
-    }
-    tidyOrphans(process, table);
-  }
+  tryUntil(m_grace + m_request.lastResort, ENDING_PAUSE,
+           [&] { return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty(); });
 }
 
-template <typename Step>
-void Watch::attempt(Step step) {
-  try {
-    step();
-  } catch (const std::exception& error) {
-    complain(error);
+/// An execution that ended by itself has closed its runs, unless the store could not be written then.
+void Watch::closeRest() {
+  Session session;
+  for (const Json::Value& jRun : closeRuns(session, m_file.notes(), m_file.path())) {
+    sendMessage(fmt::format("run {} of \"{}\" could not be closed in time; it is closed now",
+                            intOf(jRun, "result_id"), textOf(jRun, "task_name")));
   }
-}
-
-/// Each step by itself, so that time limits hold although the store cannot be read.
-void Watch::look(const Process& execution) {
-  attempt([&] { m_runs.look(m_file, execution.pid()); });
-  attempt([&] { endTurns(); });
-  attempt([&] { m_runs.endOverdue(); });
-  attempt([&] { m_runs.step(); });
-  attempt([&] { endWhenDue(execution); });
-  attempt([&] { tidy(); });
 }
 
 /// Before the file is removed: until then the execution counts as running.
-void Watch::remember() const {
+void Watch::remember() {
   if (m_plan.iFiring != 0) {
     Session session;
-    rememberEnd(session, m_plan.iFiring, m_file, resultOfEnd() == RESULT_BUDGET);
+    rememberEnd(session, m_plan.iFiring, m_file.notes(), resultOfEnd() == RESULT_BUDGET);
   }
 }
 
 void Watch::clearUp(pid_t pidExecution) {
-  try {
-    removeTemporaryFiles(pidExecution, m_file.children());
-    attempt([&] { remember(); });
-    // While the file exists, its children count as living.
+  m_file.update();
+  attempt([&] { removeTemporaryFiles(pidExecution, m_file.notes().children()); });
+  attempt([&] { closeRest(); });
+  attempt([&] { remember(); });
+  if (leaveExecutionGroup(m_file.notes().strGroup)) {
     m_file.remove();
-    Session session;
-    reconcile(session);
-  } catch (const std::exception& error) {
-    complain(error);
+  } else {
+    m_file.noteDone();
   }
 }
 
 int Watch::run() {
   const Process execution = forkExecution();
   do {
-    pollfd entry{execution.fd(), POLLIN, 0};
-    poll(&entry, 1, static_cast<int>((m_szEndedBy != nullptr ? SHORT_PAUSE : PAUSE).count()));
-    look(execution);
-  } while (!collect(execution.pid()));
-  if (m_szEndedBy != nullptr || m_request.blLeaveNothing) {
-    // Its descendants are children of this process now (subreaper).
-    endLeftovers(m_grace, m_request.lastResort);
+    wait(execution);
+    attempt([&] { m_runs.look(); });
+    attempt([&] { endWhenDue(execution); });
+  } while (!hasEnded(execution));
+  // Nobody starts dependants or closes runs any more when the process of the execution was killed.
+  if (m_szEndedBy != nullptr || m_request.blLeaveNothing || WIFSIGNALED(m_iStatus)) {
+    attempt([&] { endRest(); });
   }
   clearUp(execution.pid());
   return m_iStatus;
@@ -268,7 +226,6 @@ int Watch::run() {
 
 /// Ends with the wait status of the process of the execution.
 [[noreturn]] void exitLike(int iStatus) {
-  std::fflush(nullptr);
   if (WIFSIGNALED(iStatus)) {
     std::signal(WTERMSIG(iStatus), SIG_DFL);
     kill(getpid(), WTERMSIG(iStatus));
@@ -276,26 +233,38 @@ int Watch::run() {
   _exit(WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1);
 }
 
+void blockEndRequests() {
+  sigset_t term;
+  sigemptyset(&term);
+  sigaddset(&term, SIGTERM);
+  sigprocmask(SIG_BLOCK, &term, nullptr);
+}
+
 }  // namespace
 
 void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
-                  const TaskLock& lock) {
+                  const TaskLock& lock, int fdMessages) {
   try {
-    becomeCleanProcess({file.fd(), lock.fd()}, blLogToStdout, request);
-    // Caught by all processes of the execution, since the watch ends them; scripts get the default.
-    std::signal(SIGTERM, [](int) { g_iAskedToEnd = 1; });
-    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    becomeCleanProcess({file.fd(), lock.fd(), fdMessages}, request);
+    prctl(PR_SET_NAME, NAME);
+    listenToEndRequests();
+    blockEndRequests();
+    constexpr int FD_MESSAGES = FIRST_KEPT + 2;
+    sendMessagesTo(FD_MESSAGES);
+    if (blLogToStdout) {
+      dup2(FD_MESSAGES, STDOUT_FILENO);
+    }
     ExecutionFile ownFile(file.path(), FIRST_KEPT);
     TaskLock ownLock(FIRST_KEPT + 1);
+    ownFile.noteGroup(enterExecutionGroup(request, std::filesystem::path(file.path()).filename()));
     Watch watch(request, plan, ownFile, ownLock);
     const int iStatus = watch.run();
     if (const std::optional<int> result = watch.resultOfEnd()) {
-      std::fflush(nullptr);
       _exit(*result);
     }
     exitLike(iStatus);
   } catch (const std::exception& error) {
-    std::fputs(fmt::format("eorva: {}\n", error.what()).c_str(), stderr);
+    sendMessage(error.what());
   }
   _exit(1);
 }

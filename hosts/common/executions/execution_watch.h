@@ -2,9 +2,9 @@
 /// The process that watches an execution.
 ///
 /// It is the parent of the process that calls the library, and lives as long as the execution, also when the process
-/// that shows the execution ends. It withdraws the tasks that have started, ends runs over their time limit, and cleans
-/// up at the end. SIGTERM ends the whole execution: the runs are asked to end, and closed with their exit
-/// status.
+/// that shows the execution ends. It ends runs over their time limit and those that somebody wants to end, and cleans up
+/// at the end. It sleeps until something is noted in the execution's file, or a time is up. SIGTERM ends the whole
+/// execution: the runs are asked to end, and closed with their exit status.
 
 #pragma once
 
@@ -23,7 +23,8 @@ inline constexpr int RESULT_BUDGET = 4;
 inline constexpr int RESULT_ENDED = 5;
 
 /// Runs the watching process.
+/// \param fdMessages  a pipe to the starter: messages, and the log if that is shown.
 [[noreturn]] void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
-                               const TaskLock& lock);
+                               const TaskLock& lock, int fdMessages);
 
 }  // namespace Host

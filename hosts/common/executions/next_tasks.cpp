@@ -1,10 +1,8 @@
 #include "next_tasks.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <fmt/format.h>
 #include <sqlite3.h>
-#include <sys/types.h>
 #include <utility>
 
 #include "orva_platform.h"
@@ -13,20 +11,23 @@
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/text/json_members.h"
+#include "end_request.h"
+#include "messages.h"
 
 namespace Host {
 
 NextTasks::NextTasks(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan,
-                     const ExecutionFile& file, TaskLock& lock, std::optional<std::string> output)
+                     const ExecutionFile& file, TaskLock& lock, Turns& turns, RunRecorder& recorder,
+                     std::optional<std::string> output)
     : m_session(session),
       m_request(request),
       m_file(file),
       m_lock(lock),
-      m_iLastResult(plan.iLastResult),
+      m_turns(turns),
+      m_recorder(recorder),
       m_output(std::move(output)),
       m_vecAnnounced(plan.vecTasks),
-      m_setWarnings(plan.vecWarnings.begin(), plan.vecWarnings.end()),
-      m_cChanges(sqlite3_total_changes(session.db())) {
+      m_setWarnings(plan.vecWarnings.begin(), plan.vecWarnings.end()) {
   ORVAStoreAskBeforeList([](void* pThis) { return static_cast<NextTasks*>(pThis)->beforeList(); }, this);
 }
 
@@ -36,46 +37,46 @@ NextTasks::~NextTasks() {
 
 /// \return negative when no task may start now.
 int NextTasks::beforeList() noexcept {
-  if (m_blUnsafe) {
+  m_recorder.expectRuns();
+  if (m_blUnsafe || isAskedToEnd()) {
     return -1;
   }
   // The library lists tasks for each step of its walk. Only the first list comes after a closed run.
   const int cChanges = sqlite3_total_changes(m_session.db());
-  if (cChanges == m_cChanges) {
+  if (std::exchange(m_cChanges, cChanges) == cChanges) {
     return 0;
   }
-  m_cChanges = cChanges;
   try {
     makeReady();
     return 0;
   } catch (const std::exception& error) {
-    const char* const szWhat =
-        m_blUnsafe ? "no more tasks are started" : "the tasks after the last run are not started";
-    std::fputs(fmt::format("eorva: {}: {}\n", szWhat, error.what()).c_str(), stderr);
+    sendMessage(fmt::format(
+        "{}: {}", m_blUnsafe ? "no more tasks are started" : "the tasks after the last run are not started",
+        error.what()));
     return -1;
   }
 }
 
 void NextTasks::makeReady() {
-  std::vector<GraphTask> vecWaiting;
-  std::vector<GraphTask> vecReady;
-  do {
-    const Json::Value jTasks = listTasks(m_session);
-    const TaskGraph graph(jTasks);
-    checkChanges(graph, jTasks);
-    splitTasks(graph, vecWaiting, vecReady);
-  } while (announceNew(vecReady));
-  prepare(vecWaiting);
+  if (hasChanged()) {
+    readTasks();
+  }
+  std::vector<GraphTask> vecReady = readyTasks();
+  while (announceNew(vecReady)) {
+    readTasks();
+    vecReady = readyTasks();
+  }
+  m_blFirst = false;
   if (vecReady.empty()) {
     return;
   }
+  prepare(vecReady);
   std::vector<std::string> vecNames;
   vecNames.reserve(vecReady.size());
   for (const GraphTask& task : vecReady) {
     vecNames.push_back(task.strName);
   }
-  takeTurns(m_session, vecNames, m_lock);
-  m_file.noteTurns();
+  m_turns.takeToStart(m_session, vecNames);
   noteInTheWay(vecReady);
 }
 
@@ -88,8 +89,15 @@ void NextTasks::noteInTheWay(const std::vector<GraphTask>& vecReady) {
   }
 }
 
+/// Tells whether somebody else has written to the store.
+bool NextTasks::hasChanged() {
+  return std::exchange(m_iVersion, dataVersion(m_session)) != m_iVersion;
+}
+
 /// Tasks that were added or changed during the execution can make the walk endless, too.
-void NextTasks::checkChanges(const TaskGraph& graph, const Json::Value& jTasks) {
+void NextTasks::readTasks() {
+  const Json::Value jTasks = listTasks(m_session);
+  const TaskGraph graph(jTasks);
   Dependences setDependences;
   for (const Json::Value& jTask : jTasks) {
     setDependences.emplace(textOf(jTask, "task_name"), textOf(jTask, "depend_on_task"));
@@ -98,36 +106,27 @@ void NextTasks::checkChanges(const TaskGraph& graph, const Json::Value& jTasks) 
     checkGraph(graph, m_request.strName);
     m_setChecked = std::move(setDependences);
   }
+  m_recorder.setLimits(jTasks);
+  m_vecPlan.clear();
+  for (const GraphTask* pTask : graph.planOf(m_request.strName)) {
+    m_vecPlan.push_back(*pTask);
+  }
 }
 
-/// \param vecWaiting  receives the tasks that have not been started yet.
-/// \param vecReady    receives those that wait for nothing more.
-void NextTasks::splitTasks(const TaskGraph& graph, std::vector<GraphTask>& vecWaiting,
-                           std::vector<GraphTask>& vecReady) const {
-  const std::set<pid_t> setChildren = m_file.children();
-  std::set<std::string> setStarted;
-  std::set<std::string> setEnded;
-  for (const Json::Value& jRun : listRuns(m_session, fmt::format("result_id > {}", m_iLastResult))) {
-    if (setChildren.count(static_cast<pid_t>(intOf(jRun, "pid"))) > 0) {
-      setStarted.insert(textOf(jRun, "task_name"));
-      if (jRun.isMember("stop_time")) {
-        setEnded.insert(textOf(jRun, "task_name"));
-      }
+/// First the roots; later the tasks whose prerequisites have ended.
+std::vector<GraphTask> NextTasks::readyTasks() const {
+  const std::set<std::string>& setEnded = m_recorder.ended();
+  std::vector<GraphTask> vecReady;
+  for (const GraphTask& task : m_vecPlan) {
+    const bool blReady =
+        m_blFirst ? task.blRoot
+                  : !task.blRoot && std::all_of(task.vecNeeds.begin(), task.vecNeeds.end(),
+                                                [&](const std::string& strNeed) { return setEnded.count(strNeed) > 0; });
+    if (blReady && m_recorder.started().count(task.strName) == 0) {
+      vecReady.push_back(task);
     }
   }
-  vecWaiting.clear();
-  vecReady.clear();
-  for (const GraphTask* pTask : graph.planOf(m_request.strName)) {
-    if (setStarted.count(pTask->strName) > 0) {
-      continue;
-    }
-    vecWaiting.push_back(*pTask);
-    const bool blReady = std::all_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(),
-                                     [&](const std::string& strNeed) { return setEnded.count(strNeed) > 0; });
-    if (blReady && !pTask->blRoot) {
-      vecReady.push_back(*pTask);
-    }
-  }
+  return vecReady;
 }
 
 /// Announces tasks that were added during the execution.
@@ -150,11 +149,11 @@ bool NextTasks::announceNew(const std::vector<GraphTask>& vecReady) {
   return true;
 }
 
-void NextTasks::prepare(const std::vector<GraphTask>& vecWaiting) {
+void NextTasks::prepare(const std::vector<GraphTask>& vecReady) {
   m_blUnsafe = true;
-  for (const std::string& strWarning : prepareFolders(m_output, vecWaiting, m_vecAnnounced)) {
+  for (const std::string& strWarning : prepareFolders(m_output, vecReady, m_vecAnnounced)) {
     if (m_setWarnings.insert(strWarning).second) {
-      std::fputs(fmt::format("eorva: warning: {}\n", strWarning).c_str(), stderr);
+      sendMessage("warning: " + strWarning);
     }
   }
   m_blUnsafe = false;

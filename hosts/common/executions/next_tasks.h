@@ -1,11 +1,10 @@
 /// \file next_tasks.h
-/// Prepares the tasks that start when a run has ended.
+/// Prepares the tasks that are about to start.
 ///
-/// The library reads the tasks that wait for nothing more, and starts them a second later. Two executions could both
-/// find that a task is not running, and start it twice. A task that was added meanwhile would start without a lock and
-/// without a folder. A task folder may have been removed: the library would create one that everybody can write to.
-/// So the process of an execution prepares these tasks right before the library reads
-/// them.
+/// The library lists the tasks that it starts next. Two executions could both find that a task is not running, and start
+/// it twice. A task that was added meanwhile would start without a lock and without a folder. A task folder may have
+/// been removed: the library would create one that everybody can write to. So the process of an execution prepares
+/// these tasks right before the library lists them.
 
 #pragma once
 
@@ -19,6 +18,8 @@
 #include "common/coordination/task_lock.h"
 #include "execution_plan.h"
 #include "execution_request.h"
+#include "run_recorder.h"
+#include "turns.h"
 
 namespace Host {
 
@@ -31,7 +32,7 @@ public:
   /// \param session  the session of the library.
   /// \param output   the place that the library has read; later changes of the configuration do not count here.
   NextTasks(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,
-            TaskLock& lock, std::optional<std::string> output);
+            TaskLock& lock, Turns& turns, RunRecorder& recorder, std::optional<std::string> output);
   ~NextTasks();
 
   NextTasks(const NextTasks&) = delete;
@@ -42,22 +43,27 @@ private:
 
   int beforeList() noexcept;
   void makeReady();
-  void checkChanges(const TaskGraph& graph, const Json::Value& jTasks);
-  void splitTasks(const TaskGraph& graph, std::vector<GraphTask>& vecWaiting, std::vector<GraphTask>& vecReady) const;
+  bool hasChanged();
+  void readTasks();
+  std::vector<GraphTask> readyTasks() const;
   bool announceNew(const std::vector<GraphTask>& vecReady);
-  void prepare(const std::vector<GraphTask>& vecWaiting);
+  void prepare(const std::vector<GraphTask>& vecReady);
   void noteInTheWay(const std::vector<GraphTask>& vecReady);
 
   Session& m_session;
   const ExecutionRequest& m_request;
   const ExecutionFile& m_file;
   TaskLock& m_lock;
-  const Json::Int64 m_iLastResult;
+  Turns& m_turns;
+  RunRecorder& m_recorder;
   const std::optional<std::string> m_output;
+  std::vector<GraphTask> m_vecPlan;  ///< as the store has it now
   std::vector<GraphTask> m_vecAnnounced;
   std::set<std::string> m_setWarnings;  ///< warnings that were printed already
   Dependences m_setChecked;
-  int m_cChanges;
+  Json::Int64 m_iVersion = -1;  ///< of the store when the plan was read
+  int m_cChanges = -1;
+  bool m_blFirst = true;
   bool m_blUnsafe = false;  ///< nothing more may be started
 };
 

@@ -1,50 +1,73 @@
 #include "run_child.h"
 
-#include <array>
-#include <charconv>
-#include <pthread.h>
+#include <csignal>
+#include <fmt/format.h>
+#include <optional>
 #include <sys/prctl.h>
+#include <sys/types.h>
+#include <syslog.h>
 #include <unistd.h>
-#include <utility>
 
-#include "common/runs/run_process.h"
-#include "zombies.h"
+#include "orva_platform.h"
+
+#include "common/coordination/execution_file.h"
+#include "common/support/failure.h"
+#include "default_limits.h"
+#include "execution_group.h"
 
 namespace Host {
 
 namespace {
 
-/// Where children report themselves; only set in the process of an execution.
-int g_fdReport = -1;
-int g_fdCloseToo = -1;
+constexpr char NAME[] = "eorva-run";
+constexpr int NOT_STARTED = -1;
 
-/// Called first in the process of a run.
-void beginRun() {
-  if (g_fdReport < 0) {
-    return;
+void reportEnd(void* pReport, int iStatus) {
+  try {
+    static_cast<const RunReport*>(pReport)->end(iStatus);
+  } catch (const Failure& failure) {
+    syslog(LOG_ERR, "the end of a run was not reported: %s", failure.what());
   }
-  std::array<char, 16> szLine{};
-  char* pEnd = std::to_chars(szLine.data(), szLine.data() + szLine.size() - 1, getpid()).ptr;
-  *pEnd++ = '\n';
-  // One short write in append mode, so that lines of several children do not mix. After a failure, the run is
-  // identified by its process alone.
-  [[maybe_unused]] const ssize_t cb = write(g_fdReport, szLine.data(), static_cast<std::size_t>(pEnd - szLine.data()));
-  close(std::exchange(g_fdReport, -1));
-  close(std::exchange(g_fdCloseToo, -1));
+}
+
+/// What a script must not have from the execution.
+void leaveExecution(const RunStart& start) {
+  for (const int fd : start.vecParentOnly) {
+    close(fd);
+  }
+  allowDefaultFiles();
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
   // A script that ends "its process group" must not end other runs, or the execution itself.
   setsid();
-  // All processes of the script stay below this one, also when their parents end, and can be found.
-  prctl(PR_SET_CHILD_SUBREAPER, 1);
-  reapOnRequest();
+  prctl(PR_SET_NAME, NAME);
 }
 
 }  // namespace
 
-void reportChildrenTo(int fd, int fdCloseToo) {
-  g_fdReport = fd;
-  g_fdCloseToo = fdCloseToo;
-  // So that children have the name from their first moment.
-  pthread_atfork(takeRunName, takeHostName, beginRun);
+void beginRun(const RunStart& start, pid_t pidExecution, bool blEnding) {
+  // For the rest of the process.
+  static std::optional<RunReport> report;
+  try {
+    leaveExecution(start);
+    report.emplace(start.strFile, getpid());
+    const std::string strGroup =
+        start.strGroup.empty() ? std::string() : enterRunGroup(start.strGroup, start.cMaxProcesses);
+    report->begin(strGroup);
+    // Whoever settles a killed execution ends the runs that have begun by then. Later ones end themselves.
+    if (getppid() == pidExecution && !blEnding) {
+      ORVARunOnEnd(&reportEnd, &*report);
+      return;
+    }
+    report->end(NOT_STARTED);
+  } catch (const Failure& failure) {
+    syslog(LOG_ERR, "a run was not started: %s", failure.what());
+    if (report) {
+      reportEnd(&*report, NOT_STARTED);
+    }
+  }
+  _exit(0);
 }
 
 }  // namespace Host

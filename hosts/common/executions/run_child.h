@@ -1,13 +1,25 @@
 /// \file run_child.h
-/// The first steps of the process of a run.
+/// The first and the last step of the process of a run.
 
 #pragma once
 
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
 namespace Host {
 
-/// Makes all later children of the calling process report themselves through a descriptor, and gives them the name of a
-/// run (see run_process.h).
-/// The children close this descriptor and a second one.
-void reportChildrenTo(int fd, int fdCloseToo);
+/// What the process of a run needs to begin.
+struct RunStart {
+  std::string strFile;             ///< the file of the execution, see execution_file.h
+  std::string strGroup;            ///< folder of the execution's control group; empty where there are none
+  unsigned cMaxProcesses = 0;      ///< for the run
+  std::vector<int> vecParentOnly;  ///< descriptors that belong to the execution alone
+};
+
+/// Makes the calling process of a run, just forked and still root's, ready for the script: it enters its control group
+/// and reports itself. From now on it reports its end, too. It ends at once when it is not to run the script: without a
+/// group, when nobody watches it, or when the execution is being ended.
+void beginRun(const RunStart& start, pid_t pidExecution, bool blEnding);
 
 }  // namespace Host

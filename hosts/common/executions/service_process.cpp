@@ -3,54 +3,84 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <sys/prctl.h>
-#include <sys/wait.h>
+#include <optional>
+#include <poll.h>
+#include <string>
+#include <vector>
 
 #include "common/config/settings.h"
+#include "common/runs/run_ending.h"
+#include "common/support/control_group.h"
+#include "common/support/file_alarm.h"
 #include "common/support/process.h"
-#include "leftovers.h"
+#include "common/support/try_until.h"
+#include "execution_group.h"
 
 namespace Host {
 
 namespace {
 
-sigset_t signals(bool blWithChildren) {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, SIGTERM);
-  if (blWithChildren) {
-    sigaddset(&set, SIGCHLD);
+volatile std::sig_atomic_t g_iAsked = 0;
+volatile pid_t g_pidWatch = 0;
+
+void passOn(int) {
+  g_iAsked = 1;
+  if (g_pidWatch > 0) {
+    kill(g_pidWatch, SIGTERM);
   }
-  return set;
 }
 
-/// Collects zombies. \return false when no child is left.
-bool collectChildren() {
-  pid_t pid = 0;
-  while ((pid = waitpid(-1, nullptr, WNOHANG)) > 0) {
+/// Waits until a group is empty. \return false when the service is to end.
+bool waitUntilEmpty(const std::string& strGroup) {
+  sigset_t term;
+  sigset_t before;
+  sigemptyset(&term);
+  sigaddset(&term, SIGTERM);
+  sigprocmask(SIG_BLOCK, &term, &before);
+  const FileAlarm alarm(strGroup + "/cgroup.events");
+  while (g_iAsked == 0 && ControlGroup(strGroup).isPopulated()) {
+    pollfd entry{alarm.fd(), POLLIN, 0};
+    ppoll(&entry, 1, nullptr, &before);
+    alarm.reset();
   }
-  return pid == 0;
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  return g_iAsked == 0;
+}
+
+void endAll(const std::vector<std::string>& vecGroups) {
+  constexpr std::chrono::milliseconds PAUSE(20);
+  std::vector<RunEnding> vecEndings;
+  for (const std::string& strGroup : vecGroups) {
+    vecEndings.emplace_back(RunGroup(strGroup, 0), graceSetting());
+  }
+  tryUntil(graceSetting() + KILL_LIMIT, PAUSE,
+           [&] { return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty(); });
 }
 
 }  // namespace
 
 ServiceProcess::ServiceProcess() {
-  const sigset_t set = signals(true);
-  sigprocmask(SIG_BLOCK, &set, nullptr);
-  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  std::signal(SIGTERM, &passOn);
+  enterServiceGroup();
 }
 
-bool ServiceProcess::isAskedToEnd() {
-  const sigset_t set = signals(false);
-  const timespec none{};
-  return sigtimedwait(&set, nullptr, &none) == SIGTERM;
+void ServiceProcess::passOnTo(pid_t pidWatch) {
+  g_pidWatch = pidWatch;
+  if (g_iAsked != 0) {
+    kill(pidWatch, SIGTERM);
+  }
 }
 
-void ServiceProcess::waitForRest() {
-  const sigset_t set = signals(true);
-  while (collectChildren()) {
-    if (sigwaitinfo(&set, nullptr) == SIGTERM) {
-      endLeftovers(graceSetting(), KILL_LIMIT);
+void ServiceProcess::waitForRest() const {
+  g_pidWatch = 0;
+  const std::optional<ControlGroup> own = ControlGroup::own();
+  if (!own) {
+    return;
+  }
+  const std::string strUnit = own->parent().path();
+  for (std::vector<std::string> vecRuns = populatedRuns(strUnit); !vecRuns.empty(); vecRuns = populatedRuns(strUnit)) {
+    if (!waitUntilEmpty(vecRuns.front())) {
+      endAll(vecRuns);
       return;
     }
   }

@@ -4,21 +4,22 @@
 #pragma once
 
 #include <functional>
+#include <sys/types.h>
 
 namespace Host {
 
-/// It stays until no process of the service is left. systemd asks only this process to end, and it ends the scripts in
-/// their order.
+/// It stays until no process of a script is left in the service. systemd asks only this process to end; the scripts are
+/// ended in their order.
 class ServiceProcess {
 public:
-  /// Becomes a subreaper, and blocks SIGTERM, which isAskedToEnd() reads.
+  /// Handles SIGTERM from now on.
   ServiceProcess();
 
-  /// Tells whether SIGTERM has come since the last call.
-  bool isAskedToEnd();
+  /// Passes the request to end on to the watch of the execution.
+  void passOnTo(pid_t pidWatch);
 
-  /// Waits until all background processes of the scripts have ended. Ends them on SIGTERM.
-  void waitForRest();
+  /// Waits until all background processes of the scripts have ended. Ends them on request.
+  void waitForRest() const;
 };
 
 /// Runs an execution in the main process of its service. Waits for background processes of the scripts, also when the

@@ -66,17 +66,26 @@ PreparedExecution::PreparedExecution(ExecutionRequest request) : m_request(std::
   }
 }
 
-int followExecution(Execution& execution, ServiceProcess* pService, const std::function<void()>& fnLook) {
-  constexpr int PAUSE_MILLISECONDS = 250;
+int followExecution(Execution& execution, ServiceProcess* pService, const FollowExecution& follow) {
+  // Nothing is waited for that long: only a clock on a terminal has to be set.
+  constexpr std::chrono::seconds SLEEP(10);
+  constexpr std::chrono::milliseconds PAUSE(100);
+  if (pService != nullptr) {
+    pService->passOnTo(execution.pid());
+  }
   for (;;) {
-    if (pService != nullptr && pService->isAskedToEnd()) {
-      kill(execution.pid(), SIGTERM);
+    // The end is checked before the rest is read, so that nothing is missed.
+    const std::optional<int> status = execution.status();
+    if (const std::string strText = execution.takeMessages(); !strText.empty()) {
+      follow.fnTell(strText);
     }
-    // The end is checked before the records are read, so that none is missed.
-    const std::optional<int> status = execution.waitEnd(PAUSE_MILLISECONDS);
-    fnLook();
+    follow.fnLook();
     if (status) {
       return *status;
+    }
+    // Many runs that begin together are shown together.
+    if (!execution.waitEnd(PAUSE)) {
+      execution.wait(SLEEP);
     }
   }
 }

@@ -51,11 +51,16 @@ private:
   Json::Value m_jTasks;
 };
 
+/// What is done while an execution runs.
+struct FollowExecution {
+  std::function<void()> fnLook;                               ///< called when something has happened, and after the end
+  std::function<void(const std::string& strLines)> fnTell;  ///< shows what the execution says
+};
+
 /// Waits for the end of an execution.
 /// \param pService  set in the main process of a service: a request to end the service ends the execution.
-/// \param fnLook    called several times a second, and once after the end.
 /// \return the wait status of the execution.
-int followExecution(Execution& execution, ServiceProcess* pService, const std::function<void()>& fnLook);
+int followExecution(Execution& execution, ServiceProcess* pService, const FollowExecution& follow);
 
 /// How an execution ended, if it did not fail.
 enum class ExecutionEnd {

@@ -50,10 +50,10 @@ void dropGone(Session& session, FiringReasons& mapReasons) {
   mapReasons = std::move(mapThere);
 }
 
-std::vector<Json::Value> runsOf(Session& session, Json::Int64 iLastResult, const std::set<pid_t>& setChildren) {
+std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
   std::vector<Json::Value> vecRuns;
-  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", iLastResult))) {
-    if (setChildren.count(static_cast<pid_t>(intOf(jRun, "pid"))) > 0) {
+  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", notes.iLastResult))) {
+    if (notes.mapRuns.count(pidOf(jRun)) > 0) {
       vecRuns.push_back(jRun);
     }
   }
@@ -90,10 +90,10 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
   if (firing.iEnded != 0) {
     facts.state = ExecutionFacts::State::OVER;
     facts.vecRuns = runsAt(session, firing, std::to_string(firing.iEventTime));
-  } else if (const std::optional<ExecutionReport> report = reportOfFiring(firing.iId)) {
+  } else if (const std::optional<LiveExecution> execution = executionOfFiring(firing.iId)) {
     facts.state = ExecutionFacts::State::UNDER_WAY;
-    facts.vecRuns = runsOf(session, firing.iLastResult, report->setChildren);
-    facts.setInTheWay = report->setInTheWay;
+    facts.vecRuns = runsOf(session, execution->notes);
+    facts.setInTheWay = execution->notes.setInTheWay;
   } else {
     facts.vecRuns = runsAt(session, firing,
                            fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
@@ -122,15 +122,14 @@ Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Jso
   return iFiring;
 }
 
-void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionFile& file, bool blOverBudget) {
+void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& notes, bool blOverBudget) {
   FiringTable table(session);
   std::optional<Firing> firing = table.find(iFiring);
   if (!firing) {
     return;
   }
-  const ExecutionReport report = file.report();
-  ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFired,
-                       runsOf(session, firing->iLastResult, report.setChildren), report.setInTheWay, blOverBudget};
+  ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFired, runsOf(session, notes), notes.setInTheWay,
+                       blOverBudget};
   const FiringReasons mapReasons = reasonsAtEnd(session, facts, table.reasonsOf(firing->iId));
   firing->iEnded = now();
   firing->iEventTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");

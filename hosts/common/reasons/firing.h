@@ -35,7 +35,7 @@ Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Jso
 
 /// Records why some of the tasks to be started were not.
 /// \param iFiring  from rememberFiring(). \throw std::exception
-void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionFile& file, bool blOverBudget);
+void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& notes, bool blOverBudget);
 
 /// The last time that an event was fired.
 struct LastFiring {

@@ -110,11 +110,12 @@ bool isRunning(const Json::Value& jRun) {
 }
 
 Json::Int64 refusingRunOf(Session& session, const std::string& strTask) {
-  if (boolOf(findTask(session, strTask), "run_the_same_time") || livePidsOf(session, strTask).empty()) {
+  const Json::Value jRuns = listRuns(session, fmt::format("task_name = {} and stop_time is null", sqlText(strTask)), 1);
+  if (jRuns.empty() || boolOf(findTask(session, strTask), "run_the_same_time") ||
+      livePidsOf(session, strTask).empty()) {
     return 0;
   }
-  const Json::Value jRuns = listRuns(session, fmt::format("task_name = {} and stop_time is null", sqlText(strTask)), 1);
-  return jRuns.empty() ? 0 : intOf(jRuns[0], "result_id");
+  return intOf(jRuns[0], "result_id");
 }
 
 Reason refusedReason(Json::Int64 iRun) {

@@ -17,6 +17,7 @@ inline constexpr char ENDED_STOPPED[] = "stopped";        ///< somebody asked fo
 inline constexpr char ENDED_TIME_LIMIT[] = "time_limit";  ///< over the time limit of its task
 inline constexpr char ENDED_BUDGET[] = "budget";          ///< over the budget of its execution
 inline constexpr char ENDED_SHUTDOWN[] = "shutdown";      ///< the server shuts down
+inline constexpr char ENDED_KILLED[] = "killed";          ///< its process was killed, by its owner or the kernel
 /// @}
 
 struct Outcome {

@@ -1,24 +1,29 @@
 #include "reconcile.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <fmt/format.h>
 #include <map>
 #include <unistd.h>
 #include <utility>
 
+#include "eorvascheduler.h"
 #include "orva_platform.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/server/systemd_units.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/store/sql_text.h"
+#include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/support/try_until.h"
 #include "common/text/json_members.h"
 #include "outcome.h"
+#include "run_group.h"
 #include "run_identity.h"
-#include "run_process.h"
 
 namespace Host {
 
@@ -43,17 +48,39 @@ std::vector<Json::Value> staleRuns(Session& session) {
   return vecStale;
 }
 
+/// The end of a run, as the library records it: it reads the exit status of the shell as a wait status again.
+Json::Value exitInfoOf(int iStatus) {
+  Json::Value jExit;
+  getExitStatus(iStatus, jExit);
+  getExitStatus(memberOf(jExit, "exit_code").asInt(), jExit);
+  return jExit;
+}
+
+/// What is known about the end of a run whose execution was killed.
+Json::Value endOf(const RunNotes& run) {
+  Json::Value jEnd(Json::objectValue);
+  if (run.status) {
+    jEnd["exit_info"] = exitInfoOf(*run.status);
+    jEnd["shell_status"] = *run.status;
+  } else {
+    jEnd["exit_info"]["exit_type"] = EXIT_INTERRUPTED;
+  }
+  if (!run.strEndedBy.empty()) {
+    jEnd["ended_by"] = run.strEndedBy;
+  }
+  return jEnd;
+}
+
 /// Closes one run, unless it has been closed meanwhile.
-bool closeInterrupted(Session& session, Json::Value& jRun) {
+bool close(Session& session, Json::Value& jRun, const RunNotes& notes) {
   const Json::Value jFilter = objectOf({{"result_id", jRun["result_id"]}});
   WriteLock lock(session);
   Json::Value jNow;
   if (session.runs()->recGetOne(jFilter, jNow) < 0 || !jNow.isObject() || jNow.isMember("stop_time")) {
     return false;
   }
-  Json::Value jUpdate(Json::objectValue);
+  Json::Value jUpdate = endOf(notes);
   jUpdate["stop_time"] = static_cast<Json::Int64>(std::time(nullptr));
-  jUpdate["exit_info"]["exit_type"] = EXIT_INTERRUPTED;
   if (session.runs()->recUpdateByFilter(jFilter, jUpdate) < 0 ||
       ORVA_JSON_DB::jsonCopyMember(jNow, jUpdate, true) < 0) {
     throw Failure(fmt::format("cannot close run {} in the store", intOf(jRun, "result_id")));
@@ -77,11 +104,51 @@ bool closeInterrupted(Session& session, Json::Value& jRun) {
   return true;
 }
 
-/// Tells whether the process of the newest run with this process id is still there. Without such a record, any run
-/// with this id counts.
+/// Kills what is left of the runs that nobody watches any more. Background processes of scripts that ended in order
+/// stay.
+/// \return false when a killed process has not ended: it may be waiting for a disk.
+bool killRest(const ExecutionNotes& notes) {
+  constexpr std::chrono::milliseconds LIMIT(2000);
+  constexpr std::chrono::milliseconds PAUSE(5);
+  bool blEnded = true;
+  for (const auto& [pid, run] : notes.mapRuns) {
+    const RunGroup group(notes.groupOf(pid), pid);
+    if (run.blBegun && !run.status) {
+      group.kill();
+      blEnded = tryUntil(LIMIT, PAUSE, [&] { return group.isEmpty(); }) && blEnded;
+    }
+  }
+  return blEnded;
+}
+
+/// Tells whether an open run belongs to an execution. Another one, that is alive, may have got the process id later.
+bool isRunOf(const ExecutionNotes& notes, const std::string& strPath, const Json::Value& jRun) {
+  const pid_t pid = pidOf(jRun);
+  const Json::Int64 iResult = intOf(jRun, "result_id");
+  const std::vector<LiveExecution> vecLive = liveExecutions();
+  return notes.mapRuns.count(pid) > 0 && !isOfOtherBoot(jRun) &&
+         std::none_of(vecLive.begin(), vecLive.end(), [&](const LiveExecution& other) {
+           return other.strPath != strPath && other.notes.has(pid, iResult);
+         });
+}
+
+/// Ends and closes the runs of an execution that was killed.
+void settle(Session& session, const EndedExecution& execution, std::vector<Json::Value>& vecClosed) {
+  const bool blEnded = killRest(execution.notes);
+  for (Json::Value& jRun : closeRuns(session, execution.notes, execution.strPath)) {
+    vecClosed.push_back(std::move(jRun));
+  }
+  const bool blRemoved = execution.notes.strGroup.empty() || ControlGroup(execution.notes.strGroup).remove();
+  // Background processes of scripts may keep the group for long.
+  if (blEnded && (blRemoved || isSystemdRunning())) {
+    execution.forget();
+  }
+}
+
+/// Tells whether the process of the newest run with this process id is still there.
 bool isLastAlive(Session& session, const std::string& strTask, pid_t pid) {
   const Json::Value jRuns = listRuns(session, fmt::format("task_name = {} and pid = {}", sqlText(strTask), pid), 1);
-  return jRuns.empty() ? isRunProcess(pid) : isProcessOf(jRuns[0]) && hadStarted(jRuns[0]);
+  return !jRuns.empty() && isProcessOf(jRuns[0]);
 }
 
 /// Tells whether a process on a running list is still a run of the task.
@@ -137,28 +204,9 @@ bool isRunAlive(const Json::Value& jRun) {
   if (pid <= 0 || isOfOtherBoot(jRun)) {
     return false;
   }
-  const bool blProcess = isProcessOf(jRun) && hadStarted(jRun);
-  // Checked after the process: every child reports itself first.
-  return isOfLiveExecution(pid, intOf(jRun, "result_id")).value_or(blProcess);
-}
-
-std::optional<Process> processOf(Session& session, const Json::Value& jRun) {
-  const Json::Int64 iResult = intOf(jRun, "result_id");
-  Process process(pidOf(jRun));
-  const Json::Value jSame =
-      listRuns(session, fmt::format("pid = {} and stop_time is null and result_id >= {}", process.pid(), iResult));
-  // Of several open runs with this process id, only the newest can belong to the process.
-  if (jSame.size() != 1 || intOf(jSame[0], "result_id") != iResult) {
-    return std::nullopt;
-  }
-  const bool blProcess = isProcessOf(jSame[0]);
-  const bool blStarted = hadStarted(jSame[0]);
-  // The execution has ended; the process may still run.
-  if (!blProcess || !isOfLiveExecution(process.pid(), iResult).value_or(blStarted)) {
-    return std::nullopt;
-  }
-  // Checked last: while it exists, its id was not reused.
-  return process.isAlive() ? std::optional<Process>(std::move(process)) : std::nullopt;
+  const bool blProcess = isProcessOf(jRun);
+  // Checked after the process: an execution notes each run before it is recorded.
+  return blProcess || executionOf(pid, intOf(jRun, "result_id"));
 }
 
 std::vector<pid_t> listedPidsOf(Session& session, const Json::Value& jTask) {
@@ -183,12 +231,23 @@ std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
   return vecPids;
 }
 
-std::vector<Json::Value> reconcile(Session& session) {
-  // Removes the files of killed executions.
-  childrenOfLiveExecutions();
+std::vector<Json::Value> closeRuns(Session& session, const ExecutionNotes& notes, const std::string& strPath) {
   std::vector<Json::Value> vecClosed;
+  for (Json::Value& jRun : listRuns(session, fmt::format("stop_time is null and result_id > {}", notes.iLastResult))) {
+    if (isRunOf(notes, strPath, jRun) && close(session, jRun, notes.mapRuns.at(pidOf(jRun)))) {
+      vecClosed.push_back(jRun);
+    }
+  }
+  return vecClosed;
+}
+
+std::vector<Json::Value> reconcile(Session& session) {
+  std::vector<Json::Value> vecClosed;
+  for (const EndedExecution& execution : endedExecutions()) {
+    settle(session, execution, vecClosed);
+  }
   for (Json::Value& jRun : staleRuns(session)) {
-    if (closeInterrupted(session, jRun)) {
+    if (close(session, jRun, {})) {
       vecClosed.push_back(jRun);
     }
   }

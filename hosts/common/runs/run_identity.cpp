@@ -7,7 +7,6 @@
 
 #include "common/store/records.h"
 #include "common/text/json_members.h"
-#include "run_process.h"
 
 namespace Host {
 
@@ -16,7 +15,7 @@ namespace {
 constexpr char BOOT_ID[] = "boot_id";
 constexpr char START_TICKS[] = "start_ticks";
 
-/// The start time is written before the process starts. In between, disks may have to wake up.
+/// The start time is taken before the process starts. In between, disks may have to wake up.
 constexpr double START_SECONDS = 60;
 
 /// The id of this boot; empty when it is unknown.
@@ -54,22 +53,15 @@ bool isProcessOf(const Json::Value& jRun) {
   if (pid <= 0 || isOfOtherBoot(jRun)) {
     return false;
   }
-  if (!hasIdentity(jRun)) {
-    return isRunProcess(pid);
-  }
   const std::optional<ProcessStatus> status = processStatus(pid);
-  // A zombie is left to its parent, which may close the run.
-  return status && static_cast<Json::Int64>(status->ticksStart) == intOf(jRun, START_TICKS) &&
-         (!status->isEnded() || hasLibraryLoaded(status->pidParent));
-}
-
-bool hadStarted(const Json::Value& jRun) {
-  if (hasIdentity(jRun)) {
-    return true;
+  if (!status) {
+    return false;
   }
-  const std::optional<ProcessStatus> status = processStatus(pidOf(jRun));
-  const auto started = static_cast<double>(std::time(nullptr)) - (status ? secondsSinceStart(*status) : 0);
-  return status && started <= static_cast<double>(intOf(jRun, "start_time")) + START_SECONDS;
+  if (hasIdentity(jRun)) {
+    return static_cast<Json::Int64>(status->ticksStart) == intOf(jRun, START_TICKS) && !status->isEnded();
+  }
+  const double started = static_cast<double>(std::time(nullptr)) - secondsSinceStart(*status);
+  return started <= static_cast<double>(intOf(jRun, "start_time")) + START_SECONDS;
 }
 
 }  // namespace Host

@@ -1,10 +1,9 @@
 /// \file run_identity.h
 /// Tells which process belongs to a run record.
 ///
-/// Process ids are reused. The id of the boot and the tick in which a process started identify it: the watch of an
-/// execution writes both into each run record as soon as it sees it. Records of other programs lack them, and new
-/// records do for a moment. For these the start times are compared, which is less certain, since the clock can be
-/// set.
+/// Process ids are reused. The id of the boot and the tick in which a process started identify it. An execution writes
+/// both into each run record that it creates. The records of other programs lack them; for these the start times are
+/// compared, which is less certain, since the clock can be set.
 
 #pragma once
 
@@ -23,12 +22,8 @@ bool hasIdentity(const Json::Value& jRun);
 /// Tells whether the record was made before this boot.
 bool isOfOtherBoot(const Json::Value& jRun);
 
-/// Tells whether the process id of the record still belongs to the process of its run; to any run, when the record
-/// lacks these members.
+/// Tells whether the process id of the record still belongs to the process of its run. A zombie belongs to it only
+/// when another program made the record, for this program may be about to close it.
 bool isProcessOf(const Json::Value& jRun);
-
-/// Tells whether the process that has this id now had started when the run began, by the present clock. For records
-/// without these members.
-bool hadStarted(const Json::Value& jRun);
 
 }  // namespace Host

@@ -14,7 +14,6 @@ class Session;
 
 /// Wait limits.
 struct StopLimits {
-  std::chrono::seconds begin{60};          ///< for the start of the script
   std::chrono::seconds kill = KILL_LIMIT;  ///< for the end of killed processes
   std::chrono::seconds close{60};          ///< for the execution to close the run
 };

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 #include <fmt/format.h>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <string_view>
@@ -27,8 +28,8 @@ constexpr char SERVICE[] = "org.freedesktop.systemd1";
 constexpr char OBJECT[] = "/org/freedesktop/systemd1";
 constexpr char MANAGER[] = "org.freedesktop.systemd1.Manager";
 
-/// The same limit as in the installed units that fire events.
-constexpr std::uint64_t TASKS_MAX = 4096;
+/// All executions are in this slice.
+constexpr char SLICE[] = "eorva.slice";
 
 constexpr std::size_t CB_NAME = 120;
 
@@ -132,29 +133,42 @@ void appendCommand(sd_bus_message* pMessage, const std::vector<std::string>& vec
   }
 }
 
-Message describe(sd_bus* pBus, const std::string& strUnit, const std::string& strDescription,
-                 const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
+/// The properties of a unit, up to the end of their array.
+using Properties = std::function<void(sd_bus_message*)>;
+
+/// Properties of every unit of ours.
+void appendCommon(sd_bus_message* pMessage, const std::string& strDescription, std::chrono::seconds stopTime) {
+  require(sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Description", "s", strDescription.c_str(), "Slice",
+                                "s", SLICE, "Delegate", "b", 1, "CollectMode", "s", "inactive-or-failed",
+                                "TimeoutStopUSec", "t",
+                                static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
+          "describe a unit");
+  // Units stop in the reverse order: this one before the volumes are unmounted.
+  require(sd_bus_message_append(pMessage, "(sv)", "After", "as", 3, "local-fs.target", "remote-fs.target",
+                                "nss-user-lookup.target"),
+          "describe a unit");
+  // Each run has a limit of its own.
+  require(sd_bus_message_append(pMessage, "(sv)", "TasksMax", "t", UINT64_MAX), "describe a unit");
+}
+
+void appendService(sd_bus_message* pMessage, const std::vector<std::string>& vecCommand) {
+  require(sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Type", "s", "exec", "IgnoreSIGPIPE", "b", 0,
+                                "OOMPolicy", "s", "continue", "KillMode", "s", "mixed", "TimeoutStartUSec", "t",
+                                UINT64_MAX),
+          "describe a unit");
+  // Mail delivery and background processes of scripts do not end with the last task.
+  require(sd_bus_message_append(pMessage, "(sv)", "ExitType", "s", "cgroup"), "describe a unit");
+  appendCommand(pMessage, vecCommand);
+}
+
+Message describe(sd_bus* pBus, const std::string& strUnit, const Properties& fnAppend) {
   sd_bus_message* pRaw = nullptr;
   require(sd_bus_message_new_method_call(pBus, &pRaw, SERVICE, OBJECT, MANAGER, "StartTransientUnit"),
           "describe a unit");
   Message message(pRaw);
   require(sd_bus_message_append(pRaw, "ss", strUnit.c_str(), "fail"), "describe a unit");
   require(sd_bus_message_open_container(pRaw, 'a', "(sv)"), "describe a unit");
-  require(sd_bus_message_append(pRaw, "(sv)(sv)(sv)(sv)(sv)(sv)(sv)(sv)", "Description", "s", strDescription.c_str(),
-                                "Type", "s", "exec", "CollectMode", "s", "inactive-or-failed", "IgnoreSIGPIPE", "b", 0,
-                                "OOMPolicy", "s", "continue", "KillMode", "s", "mixed", "TimeoutStartUSec", "t",
-                                UINT64_MAX, "TasksMax", "t", TASKS_MAX),
-          "describe a unit");
-  require(sd_bus_message_append(pRaw, "(sv)", "TimeoutStopUSec", "t",
-                                static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
-          "describe a unit");
-  // Mail delivery and background processes of scripts do not end with the last task.
-  require(sd_bus_message_append(pRaw, "(sv)", "ExitType", "s", "cgroup"), "describe a unit");
-  // Units stop in the reverse order: this one before the volumes are unmounted.
-  require(sd_bus_message_append(pRaw, "(sv)", "After", "as", 3, "local-fs.target", "remote-fs.target",
-                                "nss-user-lookup.target"),
-          "describe a unit");
-  appendCommand(pRaw, vecCommand);
+  fnAppend(pRaw);
   require(sd_bus_message_close_container(pRaw), "describe a unit");
   // No auxiliary units.
   require(sd_bus_message_append(pRaw, "a(sa(sv))", 0), "describe a unit");
@@ -168,8 +182,7 @@ public:
 
   /// Requests the start, unless that was done, and waits for it.
   /// \throw Interrupted when it should be tried again.
-  void run(const std::string& strDescription, const std::vector<std::string>& vecCommand,
-           std::chrono::seconds stopTime);
+  void run(const Properties& fnAppend);
 
 private:
   static int onJobRemoved(sd_bus_message* pMessage, void* pData, sd_bus_error*);
@@ -250,8 +263,7 @@ void UnitStart::wait(sd_bus* pBus) {
   }
 }
 
-void UnitStart::run(const std::string& strDescription, const std::vector<std::string>& vecCommand,
-                    std::chrono::seconds stopTime) {
+void UnitStart::run(const Properties& fnAppend) {
   const Bus bus = connect();
   sd_bus_slot* pSlot = nullptr;
   require(
@@ -262,7 +274,7 @@ void UnitStart::run(const std::string& strDescription, const std::vector<std::st
   require(sd_bus_call_method(bus.get(), SERVICE, OBJECT, MANAGER, "Subscribe", error.get(), nullptr, nullptr),
           "listen to systemd", &error);
   if (!m_blTaken) {
-    const Message message = describe(bus.get(), m_strUnit, strDescription, vecCommand, stopTime);
+    const Message message = describe(bus.get(), m_strUnit, fnAppend);
     ask(bus.get(), message.get());
   }
   wait(bus.get());
@@ -271,10 +283,28 @@ void UnitStart::run(const std::string& strDescription, const std::vector<std::st
   }
 }
 
+void startUnit(const std::string& strUnit, const Properties& fnAppend) {
+  using namespace std::chrono_literals;
+  constexpr auto PAUSE = 100ms;
+  constexpr auto START_LIMIT = 60s;
+  const auto deadline = std::chrono::steady_clock::now() + START_LIMIT;
+  for (UnitStart start(strUnit);;) {
+    try {
+      start.run(fnAppend);
+      return;
+    } catch (const Interrupted&) {
+      if (std::chrono::steady_clock::now() > deadline) {
+        throw;
+      }
+    }
+    std::this_thread::sleep_for(PAUSE);
+  }
+}
+
 }  // namespace
 
 /// The process id and the time make the name unique.
-std::string serviceName(const std::string& strName) {
+std::string unitName(const std::string& strName, const char* szType) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   std::string strEscaped = escapeUnitName(strName);
@@ -285,27 +315,25 @@ std::string serviceName(const std::string& strName) {
     strEscaped.resize(blCut ? iEscape : CB_NAME);
   }
   return fmt::format(
-      "eorva-{}-{:x}-{:x}.service", strEscaped,
-      static_cast<std::uint64_t>(now.tv_sec) * 1000000U + static_cast<std::uint64_t>(now.tv_nsec) / 1000U, getpid());
+      "eorva-{}-{:x}-{:x}.{}", strEscaped,
+      static_cast<std::uint64_t>(now.tv_sec) * 1000000U + static_cast<std::uint64_t>(now.tv_nsec) / 1000U, getpid(),
+      szType);
 }
 
 void startService(const std::string& strUnit, const std::string& strDescription,
                   const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
-  using namespace std::chrono_literals;
-  constexpr auto PAUSE = 100ms;
-  constexpr auto START_LIMIT = 60s;
-  const auto deadline = std::chrono::steady_clock::now() + START_LIMIT;
-  for (UnitStart start(strUnit);;) {
-    try {
-      start.run(strDescription, vecCommand, stopTime);
-      return;
-    } catch (const Interrupted&) {
-      if (std::chrono::steady_clock::now() > deadline) {
-        throw;
-      }
-    }
-    std::this_thread::sleep_for(PAUSE);
-  }
+  startUnit(strUnit, [&](sd_bus_message* pMessage) {
+    appendCommon(pMessage, strDescription, stopTime);
+    appendService(pMessage, vecCommand);
+  });
+}
+
+void becomeScope(const std::string& strUnit, const std::string& strDescription, std::chrono::seconds stopTime) {
+  startUnit(strUnit, [&](sd_bus_message* pMessage) {
+    appendCommon(pMessage, strDescription, stopTime);
+    require(sd_bus_message_append(pMessage, "(sv)", "PIDs", "au", 1, static_cast<std::uint32_t>(getpid())),
+            "describe a unit");
+  });
 }
 
 }  // namespace Host

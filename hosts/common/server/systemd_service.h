@@ -1,5 +1,6 @@
 /// \file systemd_service.h
-/// Runs a command as a systemd service, which continues when its starter ends.
+/// Units of systemd for executions. They continue when their starters end. The manager lets us make control groups in
+/// them (Delegate).
 
 #pragma once
 
@@ -9,9 +10,10 @@
 
 namespace Host {
 
-/// A unique name for a service.
+/// A unique name for a unit.
 /// \param strName  the part after "eorva-".
-std::string serviceName(const std::string& strName);
+/// \param szType   "service" or "scope".
+std::string unitName(const std::string& strName, const char* szType);
 
 /// Starts a command as a transient service, and waits until it has started. The service does not restrict scripts: no
 /// sandbox, no time limit.
@@ -24,5 +26,13 @@ std::string serviceName(const std::string& strName);
 ///         started, or may start later.
 void startService(const std::string& strUnit, const std::string& strDescription,
                   const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime);
+
+/// Makes the calling process, with all that it starts from now on, a unit of its own: a transient scope. It continues
+/// when the session ends in which it was started, and a shutdown ends it in order.
+/// \param strUnit         the name of the scope.
+/// \param strDescription  the description of the unit.
+/// \param stopTime        time to end after systemd has asked all its processes.
+/// \throw Failure as above; the process then is where it was.
+void becomeScope(const std::string& strUnit, const std::string& strDescription, std::chrono::seconds stopTime);
 
 }  // namespace Host

@@ -95,6 +95,10 @@ Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNe
   return list(session.runs(), jFilter, "runs");
 }
 
+bool hasRun(Session& session, const std::string& strWhere) {
+  return !getOne(session.runs(), objectOf({{"orvaSqlWhereFilter", strWhere}}), "the runs").isNull();
+}
+
 Json::Value requireRun(Session& session, Json::Int64 iResult) {
   Json::Value jRun = getOne(session.runs(), objectOf({{"result_id", iResult}}), fmt::format("run {}", iResult));
   if (!jRun.isObject()) {

@@ -47,6 +47,9 @@ Json::Value requireTask(Session& session, const std::string& strTask);
 /// \param cNewest  how many at most, the newest of those that match; 0 lists all.
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest = 0);
 
+/// Tells whether a WHERE text matches any run record.
+bool hasRun(Session& session, const std::string& strWhere);
+
 /// Gives one run record. \throw Failure when there is none.
 Json::Value requireRun(Session& session, Json::Int64 iResult);
 

@@ -64,6 +64,18 @@ void Session::close() {
   freeConfig(&m_pDb, &m_pApi, &m_pApiResult);
 }
 
+std::int64_t dataVersion(const Session& session) {
+  sqlite3_stmt* pStatement = nullptr;
+  sqlite3_prepare_v2(session.db(), "PRAGMA data_version;", -1, &pStatement, nullptr);
+  const bool blRead = sqlite3_step(pStatement) == SQLITE_ROW;
+  const std::int64_t iVersion = blRead ? sqlite3_column_int64(pStatement, 0) : 0;
+  sqlite3_finalize(pStatement);
+  if (!blRead) {
+    throw Failure(fmt::format("cannot read the store {}: {}", DATABASE_PATH, sqlite3_errmsg(session.db())));
+  }
+  return iVersion;
+}
+
 WriteLock::WriteLock(Session& session, std::chrono::milliseconds limit) : m_pDb(session.db()) {
   int iCode = SQLITE_OK;
   tryUntil(limit, LOCK_PAUSE, [&] {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 
 #include "eorvascheduler.h"
 #include "orva_platform.h"
@@ -41,6 +42,9 @@ private:
   OrvaJsonDbApi* m_pApi = nullptr;
   OrvaJsonDbApi* m_pApiResult = nullptr;
 };
+
+/// A number that changes when another connection has written to the database. \throw Failure
+std::int64_t dataVersion(const Session& session);
 
 /// Holds the write lock of the database: nobody changes records between a read and a write.
 class WriteLock {

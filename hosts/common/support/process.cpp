@@ -11,7 +11,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
-#include <set>
 #include <string_view>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -64,31 +63,23 @@ std::optional<ProcessStatus> processStatus(pid_t pid) {
   }
   const std::string_view strStat(buffer.data(), static_cast<std::size_t>(cb));
   // The name is in parentheses and may contain any character, blanks and parentheses too.
-  const std::size_t iName = strStat.find('(') + 1;
   const std::size_t iNameEnd = strStat.rfind(") ");
-  if (iNameEnd == std::string_view::npos || iNameEnd + 2 >= strStat.size() || iNameEnd < iName) {
+  if (iNameEnd == std::string_view::npos || iNameEnd + 2 >= strStat.size()) {
     return std::nullopt;
   }
   const std::vector<std::string_view> vecFields = split(strStat.substr(iNameEnd + 2));
   constexpr std::size_t PARENT = 1;
+  constexpr std::size_t SESSION = 3;
   constexpr std::size_t START_TIME = 19;
-  return ProcessStatus{pid, numberAt<pid_t>(vecFields, PARENT), strStat[iNameEnd + 2],
-                       numberAt<std::uint64_t>(vecFields, START_TIME),
-                       std::string(strStat.substr(iName, iNameEnd - iName))};
+  return ProcessStatus{pid, numberAt<pid_t>(vecFields, PARENT),
+                       numberAt<pid_t>(vecFields, SESSION), strStat[iNameEnd + 2],
+                       numberAt<std::uint64_t>(vecFields, START_TIME)};
 }
 
 Process::Process(pid_t pid) : m_pid(pid), m_fd(openProcess(pid)) {
   if (!m_fd.isOpen() && (errno == EMFILE || errno == ENFILE)) {
     const std::optional<ProcessStatus> status = processStatus(pid);
     m_ticksStart = status ? status->ticksStart : 0;
-  }
-}
-
-Process::Process(const ProcessStatus& seen) : Process(seen.pid) {
-  const std::optional<ProcessStatus> now = status();
-  if (!now || now->ticksStart != seen.ticksStart) {
-    m_fd.reset();
-    m_ticksStart = 0;
   }
 }
 
@@ -111,7 +102,8 @@ bool Process::signal(int iSignal) const {
   return now && now->ticksStart == m_ticksStart && kill(m_pid, iSignal) == 0;
 }
 
-ProcessTable::ProcessTable() {
+std::vector<pid_t> membersOfSession(pid_t pidLeader) {
+  std::vector<pid_t> vecPids;
   const std::unique_ptr<DIR, CloseDirectory> pDirectory(opendir("/proc"));
   while (const dirent* pEntry = pDirectory ? readdir(pDirectory.get()) : nullptr) {
     pid_t pid = 0;
@@ -120,40 +112,12 @@ ProcessTable::ProcessTable() {
     if (error != std::errc() || pEnd != szEnd) {
       continue;
     }
-    if (const std::optional<ProcessStatus> status = processStatus(pid)) {
-      m_mapByParent.emplace(status->pidParent, *status);
+    const std::optional<ProcessStatus> status = processStatus(pid);
+    if (status && status->pidSession == pidLeader && !status->isEnded()) {
+      vecPids.push_back(pid);
     }
   }
-}
-
-std::vector<ProcessStatus> ProcessTable::below(pid_t pid) const {
-  std::vector<ProcessStatus> vecBelow;
-  std::set<pid_t> setSeen{pid};
-  std::vector<pid_t> vecOpen{pid};
-  while (!vecOpen.empty()) {
-    const auto [itBegin, itEnd] = m_mapByParent.equal_range(vecOpen.back());
-    vecOpen.pop_back();
-    for (auto it = itBegin; it != itEnd; ++it) {
-      // Numbers can come back while the table is read; then it may show a circle.
-      if (!setSeen.insert(it->second.pid).second) {
-        continue;
-      }
-      vecOpen.push_back(it->second.pid);
-      if (!it->second.isEnded()) {
-        vecBelow.push_back(it->second);
-      }
-    }
-  }
-  return vecBelow;
-}
-
-std::map<pid_t, ProcessStatus> ProcessTable::childrenOf(pid_t pid) const {
-  std::map<pid_t, ProcessStatus> mapChildren;
-  const auto [itBegin, itEnd] = m_mapByParent.equal_range(pid);
-  for (auto it = itBegin; it != itEnd; ++it) {
-    mapChildren.emplace(it->second.pid, it->second);
-  }
-  return mapChildren;
+  return vecPids;
 }
 
 double secondsSinceStart(const ProcessStatus& status) {

@@ -5,9 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <optional>
-#include <string>
 #include <sys/types.h>
 #include <vector>
 
@@ -22,9 +20,9 @@ inline constexpr std::chrono::seconds KILL_LIMIT(30);
 struct ProcessStatus {
   pid_t pid = 0;
   pid_t pidParent = 0;
+  pid_t pidSession = 0;          ///< leader of its session
   char cState = '?';             ///< R, S, D, T, Z ...
   std::uint64_t ticksStart = 0;  ///< when it started, in clock ticks since the boot
-  std::string strName;           ///< of its program, or set by itself; up to 15 bytes
 
   bool isEnded() const { return cState == 'Z' || cState == 'X'; }
 };
@@ -37,9 +35,6 @@ class Process {
 public:
   /// Opens the process that has this id now.
   explicit Process(pid_t pid);
-
-  /// Opens a process that was seen before; none when it has ended.
-  explicit Process(const ProcessStatus& seen);
 
   pid_t pid() const { return m_pid; }
 
@@ -61,21 +56,8 @@ private:
   std::uint64_t m_ticksStart = 0;  ///< identifies it when it has no descriptor
 };
 
-/// All processes at one moment, by parent.
-class ProcessTable {
-public:
-  /// Reads the table of the system.
-  ProcessTable();
-
-  /// The descendants of a process, without zombies.
-  std::vector<ProcessStatus> below(pid_t pid) const;
-
-  /// The children of a process, with zombies.
-  std::map<pid_t, ProcessStatus> childrenOf(pid_t pid) const;
-
-private:
-  std::multimap<pid_t, ProcessStatus> m_mapByParent;
-};
+/// The living processes of a session. Only for systems without control groups: a process can leave its session.
+std::vector<pid_t> membersOfSession(pid_t pidLeader);
 
 /// Seconds since a process started, by the clock that counts from the boot.
 double secondsSinceStart(const ProcessStatus& status);

@@ -1,0 +1,107 @@
+#include "default_limits.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "common/support/failure.h"
+#include "common/support/unique_fd.h"
+
+namespace Host {
+
+namespace {
+
+/// The limits that systemd sets for services itself. The others are those of the first process.
+struct ServiceLimit {
+  int iResource;
+  rlim_t soft;
+  rlim_t hard;
+};
+
+constexpr rlim_t SOFT_FILES = 1024;
+constexpr rlim_t HARD_FILES = 524288;
+constexpr rlim_t CB_LOCKED_MEMORY = 8U << 20U;
+
+constexpr std::array<ServiceLimit, 3> SERVICE_LIMITS = {{
+    {RLIMIT_NOFILE, SOFT_FILES, HARD_FILES},
+    {RLIMIT_MEMLOCK, CB_LOCKED_MEMORY, CB_LOCKED_MEMORY},
+    {RLIMIT_CORE, 0, RLIM_INFINITY},
+}};
+
+/// A container may not be allowed to set them; then it is the container that limits scripts.
+void require(bool blDone, const char* szWhat) {
+  if (!blDone && errno != EPERM && errno != EACCES) {
+    throw Failure(fmt::format("cannot set {} of the execution: {}", szWhat, std::strerror(errno)));
+  }
+}
+
+rlimit limitOfFirstProcess(int iResource) {
+  rlimit limit{};
+  require(prlimit(1, static_cast<__rlimit_resource>(iResource), nullptr, &limit) == 0, "the limits");
+  return limit;
+}
+
+void setLimit(int iResource, const rlimit& limit) {
+  require(setrlimit(static_cast<__rlimit_resource>(iResource), &limit) == 0, "the limits");
+}
+
+void takeLimits() {
+  for (int iResource = 0; iResource < static_cast<int>(RLIM_NLIMITS); ++iResource) {
+    setLimit(iResource, limitOfFirstProcess(iResource));
+  }
+  for (const ServiceLimit& limit : SERVICE_LIMITS) {
+    setLimit(limit.iResource, {limit.soft, limit.hard});
+  }
+}
+
+void takeScheduling() {
+  const sched_param none{};
+  require(sched_setscheduler(0, SCHED_OTHER, &none) == 0, "the scheduling policy");
+  require(setpriority(PRIO_PROCESS, 0, 0) == 0, "the priority");
+  constexpr int IOPRIO_WHO_PROCESS = 1;
+  require(syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, 0) == 0, "the I/O priority");
+  // The kernel leaves out the processors that it must not use.
+  cpu_set_t all;
+  std::memset(&all, 0xff, sizeof all);
+  require(sched_setaffinity(0, sizeof all, &all) == 0, "the processors");
+  prctl(PR_SET_TIMERSLACK, 0);
+}
+
+void takeMemoryScore() {
+  const UniqueFd fd(open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC));
+  require(fd.isOpen() && write(fd.get(), "0", 1) == 1, "the score for the lack of memory");
+}
+
+void setSoftFiles(rlim_t soft) {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+    limit.rlim_cur = std::min(soft, limit.rlim_max);
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
+}  // namespace
+
+void takeDefaultLimits() {
+  takeLimits();
+  takeScheduling();
+  takeMemoryScore();
+}
+
+void allowManyFiles() {
+  setSoftFiles(HARD_FILES);
+}
+
+void allowDefaultFiles() {
+  setSoftFiles(SOFT_FILES);
+}
+
+}  // namespace Host

@@ -1,0 +1,115 @@
+#include "execution_group.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <optional>
+#include <unistd.h>
+
+#include "common/config/settings.h"
+#include "common/server/systemd_service.h"
+#include "common/server/systemd_units.h"
+#include "common/support/control_group.h"
+#include "common/support/failure.h"
+#include "messages.h"
+
+namespace Host {
+
+namespace {
+
+constexpr char WATCH[] = "watch";
+constexpr char RUN_PREFIX[] = "run-";
+
+/// Makes the calling process a unit of systemd. A failure is no reason to lose an event.
+bool registerWithSystemd(const ExecutionRequest& request) {
+  try {
+    becomeScope(unitName(request.unitPart(), "scope"), request.description(), stopTime());
+    return true;
+  } catch (const Failure& failure) {
+    sendMessage(fmt::format("{}; the execution continues without a unit of its own", failure.what()));
+    return false;
+  }
+}
+
+void enterWatch(const ControlGroup& unit) {
+  const ControlGroup watch = unit.below(WATCH);
+  watch.create();
+  watch.enter();
+  unit.passOnControllers();
+}
+
+}  // namespace
+
+std::chrono::seconds stopTime() {
+  constexpr std::chrono::seconds MORE(60);
+  return 3 * graceSetting() + MORE;
+}
+
+std::string enterExecutionGroup(const ExecutionRequest& request, const std::string& strName) {
+  const bool blScope = !request.blService && isSystemdRunning() && registerWithSystemd(request);
+  const std::optional<ControlGroup> own = ControlGroup::own();
+  if (!own) {
+    return {};
+  }
+  if (request.blService) {
+    return own->parent().path();
+  }
+  try {
+    const ControlGroup unit = blScope ? *own : own->below("eorva-" + strName);
+    unit.create();
+    enterWatch(unit);
+    return unit.path();
+  } catch (const Failure& failure) {
+    sendMessage(fmt::format("{}; the execution continues without control groups", failure.what()));
+    return {};
+  }
+}
+
+void enterServiceGroup() {
+  if (const std::optional<ControlGroup> own = ControlGroup::own()) {
+    enterWatch(*own);
+  }
+}
+
+std::string enterRunGroup(const std::string& strExecution, unsigned cMax) {
+  const ControlGroup unit(strExecution);
+  // The kernel can give the process id of an ended run again while background processes of that run keep its group.
+  for (unsigned i = 1;; ++i) {
+    std::string strName = fmt::format("{}{}{}", RUN_PREFIX, getpid(), i == 1 ? "" : fmt::format("-{}", i));
+    const ControlGroup group = unit.below(strName);
+    if (group.create() || (!group.isPopulated() && group.remove() && group.create())) {
+      group.limitProcesses(cMax);
+      group.enter();
+      return strName;
+    }
+  }
+}
+
+std::vector<std::string> populatedRuns(const std::string& strExecution) {
+  std::vector<std::string> vecGroups;
+  for (const ControlGroup& group : ControlGroup(strExecution).groupsBelow()) {
+    if (!group.path().ends_with(std::string("/") + WATCH) && group.isPopulated()) {
+      vecGroups.push_back(group.path());
+    }
+  }
+  return vecGroups;
+}
+
+bool leaveExecutionGroup(const std::string& strExecution) {
+  if (strExecution.empty()) {
+    return true;
+  }
+  const ControlGroup unit(strExecution);
+  if (isSystemdRunning()) {
+    // Removes what is empty; systemd removes the rest with the unit.
+    unit.remove();
+    return true;
+  }
+  try {
+    unit.parent().enter();
+  } catch (const Failure&) {
+    return false;
+  }
+  return unit.remove();
+}
+
+}  // namespace Host

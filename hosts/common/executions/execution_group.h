@@ -1,0 +1,42 @@
+/// \file execution_group.h
+/// The control groups of an execution.
+///
+///     UNIT/            a scope or service of systemd; without systemd a group below that of the starter
+///       watch/         the processes of the execution itself
+///       run-PID/       one run with everything that its script started
+
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "execution_request.h"
+
+namespace Host {
+
+/// How long the unit of an execution may take to end: its runs are ended and closed, and what they left.
+std::chrono::seconds stopTime();
+
+/// Moves the calling process, the watch of an execution, into the group "watch" of an execution.
+/// \param strName  a file name that no other execution has.
+/// \return the folder of the execution's group; empty where there are no control groups.
+std::string enterExecutionGroup(const ExecutionRequest& request, const std::string& strName);
+
+/// Moves the main process of a service into its group "watch".
+void enterServiceGroup();
+
+/// Moves the calling process, of a run, into a group of its own.
+/// \param strExecution  folder of the execution's group.
+/// \param cMax          how many processes the run may have.
+/// \return the name of the group. \throw Failure
+std::string enterRunGroup(const std::string& strExecution, unsigned cMax);
+
+/// The groups of runs that still have processes.
+std::vector<std::string> populatedRuns(const std::string& strExecution);
+
+/// Removes the groups of an execution that has ended; the calling process may be in "watch".
+/// \return false when background processes of scripts keep a group that nobody else removes.
+bool leaveExecutionGroup(const std::string& strExecution);
+
+}  // namespace Host

@@ -1,0 +1,186 @@
+#include "run_recorder.h"
+
+#include <array>
+#include <csignal>
+#include <fmt/format.h>
+#include <optional>
+#include <pthread.h>
+#include <sqlite3.h>
+#include <unistd.h>
+#include <utility>
+
+#include "orva_platform.h"
+
+#include "common/config/settings.h"
+#include "common/runs/outcome.h"
+#include "common/runs/run_group.h"
+#include "common/runs/run_identity.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
+#include "common/support/control_group.h"
+#include "common/support/failure.h"
+#include "common/text/json_members.h"
+#include "end_request.h"
+#include "messages.h"
+
+namespace Host {
+
+namespace {
+
+RunRecorder* g_pRecorder = nullptr;
+
+void addUsage(const ControlGroup::Usage& usage, Json::Value& jUpdate) {
+  const std::array<std::pair<const char*, std::optional<std::uint64_t>>, 4> MEMBERS = {
+      {{"cpu_usec", usage.cpuMicroseconds},
+       {"memory_peak", usage.cbPeakMemory},
+       {"io_read", usage.cbRead},
+       {"io_written", usage.cbWritten}}};
+  for (const auto& [szMember, value] : MEMBERS) {
+    if (value) {
+      jUpdate[szMember] = static_cast<Json::Int64>(*value);
+    }
+  }
+}
+
+/// A library must not get an exception through its own functions.
+template <typename Step>
+void attempt(Step step) {
+  try {
+    step();
+  } catch (const std::exception& error) {
+    sendMessage(fmt::format("{}; the execution continues", error.what()));
+  }
+}
+
+}  // namespace
+
+RunRecorder::RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, Turns& turns)
+    : m_session(session), m_file(file), m_lock(lock), m_turns(turns), m_pid(getpid()) {
+  m_file.update();
+  m_start = {m_file.path(), m_file.notes().strGroup, maxProcessesSetting(), {file.fd(), lock.fd(), turns.fd()}};
+  g_pRecorder = this;
+  ORVAStoreOnWrite(
+      [](void* pThis, OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value* pRecord) {
+        attempt([&] { static_cast<RunRecorder*>(pThis)->onWrite(pStore, pFilter, *pRecord); });
+      },
+      this);
+  ORVARunOnWait([](void* pThis) { attempt([&] { static_cast<RunRecorder*>(pThis)->wait(); }); }, this);
+  // Waited for instead of handled.
+  sigset_t child;
+  sigemptyset(&child);
+  sigaddset(&child, SIGCHLD);
+  sigprocmask(SIG_BLOCK, &child, nullptr);
+  pthread_atfork(&beforeFork, nullptr, &inChild);
+}
+
+RunRecorder::~RunRecorder() {
+  ORVAStoreOnWrite(nullptr, nullptr);
+  ORVARunOnWait(nullptr, nullptr);
+  g_pRecorder = nullptr;
+}
+
+void RunRecorder::beforeFork() {
+  if (g_pRecorder != nullptr) {
+    attempt([] { g_pRecorder->settle(); });
+  }
+}
+
+/// Children that deliver mail are no runs.
+void RunRecorder::inChild() {
+  if (g_pRecorder != nullptr && g_pRecorder->m_blStarting) {
+    beginRun(g_pRecorder->m_start, g_pRecorder->m_pid, isAskedToEnd());
+  }
+}
+
+void RunRecorder::setLimits(const Json::Value& jTasks) {
+  for (const Json::Value& jTask : jTasks) {
+    m_mapLimits[textOf(jTask, "task_name")] = intOf(jTask, "time_limit");
+  }
+}
+
+/// All that was written before is in the store by now.
+void RunRecorder::settle() {
+  if (m_new.pid != 0) {
+    // The library records a run in one write, so the last number is that of the new run, unless the write failed.
+    m_mapOpen.try_emplace(sqlite3_last_insert_rowid(m_session.db()), m_new);
+    m_lock.withdraw(m_new.strTask);
+    m_new = {};
+  }
+  if (std::exchange(m_blDirty, false)) {
+    m_file.noteStored();
+  }
+}
+
+void RunRecorder::onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value& jRecord) {
+  if (pStore != m_session.runs()) {
+    return;
+  }
+  settle();
+  m_blDirty = true;
+  if (pFilter == nullptr) {
+    onBegin(jRecord);
+  } else if (jRecord.isMember("stop_time")) {
+    onClose(*pFilter, jRecord);
+  }
+}
+
+void RunRecorder::onBegin(Json::Value& jRun) {
+  m_new = {pidOf(jRun), textOf(jRun, "task_name")};
+  m_setStarted.insert(m_new.strTask);
+  const std::optional<ProcessStatus> status = processStatus(m_new.pid);
+  if (status) {
+    ORVA_JSON_DB::jsonCopyMember(jRun, identityOf(*status), true);
+  }
+  // Before the record is there, so that nobody takes the run for an interrupted one.
+  m_file.noteRun(m_new.pid, std::chrono::seconds(m_mapLimits[m_new.strTask]));
+}
+
+void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
+  m_blStarting = false;
+  const auto node = m_mapOpen.extract(intOf(jFilter, "result_id"));
+  if (!node) {
+    return;
+  }
+  const Run& run = node.mapped();
+  m_setEnded.insert(run.strTask);
+  m_file.update();
+  addEnd(run, jUpdate);
+  m_file.noteClosed(run.pid);
+  m_turns.takeToClose(run.strTask);
+}
+
+void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
+  const ExecutionNotes& notes = m_file.notes();
+  const RunNotes& runNotes = notes.mapRuns.at(run.pid);
+  const std::string strGroup = notes.groupOf(run.pid);
+  if (runNotes.status) {
+    jUpdate["shell_status"] = *runNotes.status;
+  }
+  if (!runNotes.strEndedBy.empty()) {
+    jUpdate["ended_by"] = runNotes.strEndedBy;
+  } else if (!runNotes.status) {
+    // Its owner or the kernel has killed its process, so nobody waits for the rest of the script.
+    jUpdate["ended_by"] = ENDED_KILLED;
+    RunGroup(strGroup, run.pid).kill();
+  }
+  if (!strGroup.empty()) {
+    const ControlGroup group(strGroup);
+    addUsage(group.usage(), jUpdate);
+    // It stays while there are background processes of the script.
+    group.remove();
+  }
+}
+
+void RunRecorder::wait() {
+  settle();
+  m_turns.end();
+  sigset_t child;
+  sigemptyset(&child);
+  sigaddset(&child, SIGCHLD);
+  // In case that something else in this process has taken the signal.
+  constexpr timespec LIMIT{30, 0};
+  sigtimedwait(&child, nullptr, &LIMIT);
+  m_blStarting = true;
+}
+
+}  // namespace Host

@@ -1,0 +1,79 @@
+/// \file run_recorder.h
+/// What the process of an execution adds to the runs that the library starts and closes.
+///
+/// The library calls the platform at fixed points: before it writes a record, before it looks at its children, and in the
+/// child. So the identity of a run's process, its true end and its cost get into the record in the library's own
+/// writes: no other process writes to it, and no reader sees half of it.
+
+#pragma once
+
+#include <json/value.h>
+#include <map>
+#include <set>
+#include <string>
+#include <sys/types.h>
+
+#include "common/coordination/execution_file.h"
+#include "common/coordination/task_lock.h"
+#include "run_child.h"
+#include "turns.h"
+
+class OrvaJsonDbApi;
+
+namespace Host {
+
+class Session;
+
+/// Registers for its lifetime. Only one in a process.
+class RunRecorder {
+public:
+  /// \param session  the session of the library; borrowed, like all others.
+  /// \param file     the file of the execution, of which this process has a descriptor.
+  /// \param lock     the announced tasks. A task is withdrawn when it has started: then its open run protects it.
+  RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, Turns& turns);
+  ~RunRecorder();
+
+  RunRecorder(const RunRecorder&) = delete;
+  RunRecorder& operator=(const RunRecorder&) = delete;
+
+  /// The tasks that this execution has started, and those whose runs have been closed.
+  const std::set<std::string>& started() const { return m_setStarted; }
+  const std::set<std::string>& ended() const { return m_setEnded; }
+
+  /// The library starts tasks now, and not mail.
+  void expectRuns() { m_blStarting = true; }
+
+  /// Takes over the time limits of these tasks.
+  void setLimits(const Json::Value& jTasks);
+
+private:
+  struct Run {
+    pid_t pid = 0;
+    std::string strTask;
+  };
+
+  void onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value& jRecord);
+  void onBegin(Json::Value& jRun);
+  void onClose(const Json::Value& jFilter, Json::Value& jUpdate);
+  void addEnd(const Run& run, Json::Value& jUpdate) const;
+  void settle();
+  void wait();
+  static void beforeFork();
+  static void inChild();
+
+  Session& m_session;
+  ExecutionFile& m_file;
+  TaskLock& m_lock;
+  Turns& m_turns;
+  RunStart m_start;
+  pid_t m_pid;
+  std::map<std::string, Json::Int64> m_mapLimits;
+  std::map<Json::Int64, Run> m_mapOpen;  ///< by number of the run
+  Run m_new;                             ///< its number is not known yet
+  std::set<std::string> m_setStarted;
+  std::set<std::string> m_setEnded;
+  bool m_blStarting = true;
+  bool m_blDirty = false;  ///< something was written since the last note
+};
+
+}  // namespace Host

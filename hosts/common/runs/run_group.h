@@ -1,0 +1,43 @@
+/// \file run_group.h
+/// The processes of one run.
+///
+/// The process of a run enters a control group of its own before it starts the script, while it is still root's. So
+/// whatever the script starts is in this group, and cannot leave it. Where there are no control groups, a run has at
+/// least a session of its own, which a script can leave.
+
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace Host {
+
+struct ProcessStatus;
+
+class RunGroup {
+public:
+  /// \param strGroup  folder of the control group; empty where there are none.
+  /// \param pid       the process of the run.
+  RunGroup(std::string strGroup, pid_t pid) : m_strGroup(std::move(strGroup)), m_pid(pid) {}
+
+  /// The living processes.
+  std::vector<pid_t> members() const;
+
+  bool isEmpty() const;
+
+  /// Asks all processes that the script has started to end.
+  /// \return false when it has started none yet.
+  bool ask() const;
+
+  /// Kills all processes.
+  void kill() const;
+
+private:
+  bool has(const ProcessStatus& status) const;
+
+  std::string m_strGroup;
+  pid_t m_pid;
+};
+
+}  // namespace Host

@@ -1,0 +1,27 @@
+/// \file file_alarm.h
+/// Wakes up a process when a file is written to.
+
+#pragma once
+
+#include <string>
+
+#include "unique_fd.h"
+
+namespace Host {
+
+class FileAlarm {
+public:
+  /// \throw Failure
+  explicit FileAlarm(const std::string& strPath);
+
+  /// Becomes readable when the file was written to.
+  int fd() const { return m_fd.get(); }
+
+  /// Waits for the next write.
+  void reset() const;
+
+private:
+  UniqueFd m_fd;
+};
+
+}  // namespace Host
