@@ -10,6 +10,7 @@ teardown() { touch /srv/marks/{session,shown}; }
 
 # held_task NAME: adds a task of its own event that runs until its mark exists.
 held_task() {
+  rm -f "/srv/marks/$1"
   echo "until [ -e /srv/marks/$1 ]; do sleep 0.2; done" |
     eorva task add "$1" --event "$1" --any-event --owner alice --script -
 }

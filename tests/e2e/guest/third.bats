@@ -21,6 +21,20 @@ setup_file() { wait_for_start; }
   same "in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorva*')"
 }
 
+@test "the unit that removes old runs ends what is left of the runs of a killed execution" {
+  rm -f /srv/marks/twice
+  eorva fire twice_over >/dev/null 2>&1 3>&- &
+  patiently runs_open twice_over 1
+  local group=/sys/fs/cgroup$(group_of each-time)
+  echo 1 >"${group%/*}/watch/cgroup.kill"
+  wait
+  grep -x 'populated 1' "$group/cgroup.events"
+  systemctl start eorva-prune.service
+  patiently test ! -e "$group"
+  # Read from the store directly: eorva would close the run itself.
+  same "running" "" "$(sqlite3 "$DATABASE" 'select task_name from task_result where stop_time is null')"
+}
+
 # The limits apply to all tasks, so this test is the last.
 @test "old output is removed from shares in any folder, and a running task is left alone" {
   # The documents tell how the unit reaches a share in /usr.
@@ -36,6 +50,7 @@ setup_file() { wait_for_start; }
     eorva run old
   done
   eorva run old
+  rm -f /srv/marks/slow-may-end
   eorva fire --detach slow
   patiently runs_open slow 1
   # A run that a power failure has interrupted, and its file.
