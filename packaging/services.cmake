@@ -2,6 +2,15 @@
 set(EORVA_UNITS /lib/systemd/system)
 set(EORVA_LIBEXEC "${CMAKE_INSTALL_FULL_LIBEXECDIR}/eorva")
 
+# The sandbox of units that only start others, in two parts; a unit includes them with @STARTER_RIGHTS@ and @STARTER_FILES@.
+foreach(part rights files)
+  string(TOUPPER "STARTER_${part}" variable)
+  file(READ "systemd/starter-${part}.conf" ${variable})
+  string(CONFIGURE "${${variable}}" ${variable} @ONLY)
+  string(STRIP "${${variable}}" ${variable})
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "systemd/starter-${part}.conf")
+endforeach()
+
 # Files that contain paths of other installed files end in .in.
 file(GLOB UNITS CONFIGURE_DEPENDS systemd/*.service.in)
 foreach(unit ${UNITS})
@@ -9,8 +18,8 @@ foreach(unit ${UNITS})
   configure_file("${unit}" "systemd/${name}" @ONLY)
   install(FILES "${CMAKE_CURRENT_BINARY_DIR}/systemd/${name}" DESTINATION "${EORVA_UNITS}")
 endforeach()
-file(GLOB TIMERS CONFIGURE_DEPENDS systemd/*.timer)
-install(FILES ${TIMERS} DESTINATION "${EORVA_UNITS}")
+file(GLOB PLAIN_UNITS CONFIGURE_DEPENDS systemd/*.timer systemd/*.slice)
+install(FILES ${PLAIN_UNITS} DESTINATION "${EORVA_UNITS}")
 # A drop-in for all units of a type.
 install(FILES systemd/mount.conf DESTINATION "${EORVA_UNITS}/mount.d" RENAME eorva.conf)
 

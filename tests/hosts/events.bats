@@ -37,11 +37,6 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
   same "units" 6 "$(grep -lE "$fire" "$UNITS"/eorva-* | wc -l)"
 }
 
-@test "no unit that runs users' scripts has a sandbox" {
-  run -1 grep -nE '^(Protect|Private|NoNewPrivileges|ReadOnly|Inaccessible|SystemCall|Restrict[A-Z]|CapabilityBounding|DynamicUser)' \
-    "$UNITS"/eorva-*
-}
-
 @test "an event is enabled and disabled" {
   same "at first" false "$(state daily)"
   run -0 eorva event enable daily

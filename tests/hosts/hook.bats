@@ -174,7 +174,7 @@ END
     "$(sqlite3 "$DATABASE" "select json_extract(exit_info, '$.exit_type') from task_result where task_name = 'late'")"
   same "answer" 0 "$status"
   same "left of it" "" "$(pgrep -f 'sleep 304' || true)"
-  same "asked" "2 list-units --plain --no-legend eorva-fire*.service eorva-run*.service" \
+  same "asked" "2 list-units --plain --no-legend eorva-fire* eorva-run*" \
     "$(sort asked | uniq -c | xargs)"
   same "last" '"ok"' "$(field "$(run_of last)" outcome)"
 }

@@ -54,9 +54,9 @@ setup_file() { wait_for_start; }
   patiently runs_open slow 1
   local unit
   unit=$(unit_of long-lived)
-  [[ $unit == /system.slice/eorva-*slow-*.service ]]
+  [[ $(group_of long-lived) == /eorva.slice/eorva-*slow-*.service/run-* ]]
   for property in KillMode=mixed OOMPolicy=continue IgnoreSIGPIPE=no TasksMax=4096; do
-    systemctl show "${unit##*/}" | grep -x "$property"
+    systemctl show "$unit" | grep -x "$property"
   done
   touch /srv/marks/slow-may-end
   patiently have_ended slow 1
@@ -297,7 +297,9 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   systemctl start e2e-late.timer
   # Without --detach, only systemd knows this execution.
   systemd-run --quiet --unit e2e-front eorva fire front
+  systemd-run --quiet --scope --unit e2e-last eorva fire last >/dev/null 2>&1 3>&- &
   patiently runs_open late 3
   patiently runs_open front 1
-  patiently test -e /srv/marks/polite -a -e /srv/marks/deaf
+  patiently runs_open last 1
+  patiently test -e /srv/marks/polite -a -e /srv/marks/deaf -a -e /srv/marks/last
 }

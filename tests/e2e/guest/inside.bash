@@ -50,12 +50,15 @@ outputs_of() {
   done
 }
 
-# unit_of TASK: the unit of the newest run of a task.
-unit_of() {
+# group_of TASK: the control group of the newest run of a task: /SLICE/UNIT/run-PID.
+group_of() {
   local pid
   pid=$(eorva runs list --task "$1" --limit 1 --json | jq '.[0].pid')
   sed -n 's/^0:://p' "/proc/$pid/cgroup"
 }
+
+# unit_of TASK: the unit of this run.
+unit_of() { group_of "$1" | cut -d / -f 3; }
 
 # has_mail USER TASK: a user has mail about a task.
 has_mail() { grep -q "^Subject: .*$2" "/var/mail/$1"; }

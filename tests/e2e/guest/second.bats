@@ -38,6 +38,12 @@ unmounted() {
   same "runs" "o-deaf o-plain o-polite" "$(outcomes late | cut -d ' ' -f 1 | sort | paste -sd ' ')"
 }
 
+@test "an execution that was fired in a session could clean up, and was closed before the volumes went" {
+  [[ -e /srv/marks/last-cleaned ]]
+  same "how it ended" "shutdown 7" "$(runs_of last | jq -r '.[] | "\(.ended_by) \(.exit_info.exit_code)"')"
+  same "closed later" "[]" "$(runs_of last | jq -c --argjson gone "$(unmounted)" '[.[] | select(.stop_time > $gone)]')"
+}
+
 @test "what tasks of the shutdown had left in the background did not hold it up, and a volume that may fail was there" {
   [[ -e /srv/marks/left-behind ]]
   same "s-volume" $'alice\n/srv/may-fail is a mountpoint' "$(output_of s-volume)"
