@@ -347,6 +347,13 @@ ORVA_EXPORT void ORVARunEnded(int iStatus);
 /// most. A host may wait for the end of a child here, but must not reap it.
 ORVA_EXPORT void ORVARunWait();
 
+/// Runs the command of a script as system() does, if the host wants to do that itself. Called in the child of a run, as
+/// the task's owner.
+/// \param szCommand  the command, for a shell.
+/// \param pStatus    receives the wait status of the shell; -1 when it could not be started.
+/// \return 1 when the host has run it; 0 when it has not, and the library is to call system().
+ORVA_EXPORT int ORVARunShell(const char* szCommand, int* pStatus);
+
 /// @}
 
 /// \name For hosts
@@ -416,6 +423,16 @@ typedef void (*ORVARUNWAIT)(void* pContext);
 /// \param pfnWait   the function; null switches this off.
 /// \param pContext  argument for the function.
 ORVA_EXPORT void ORVARunOnWait(ORVARUNWAIT pfnWait, void* pContext);
+
+/// A function that runs a command for ORVARunShell(). It must not throw. \return the wait status of the shell.
+typedef int (*ORVARUNSHELL)(void* pContext, const char* szCommand);
+
+/// Makes the children of this process's runs start the shells of their scripts with a function of the host.
+///
+/// system() leaves some signals ignored that the C library uses itself. A host can give a script a cleaner start.
+/// \param pfnShell  the function; null switches this off.
+/// \param pContext  argument for the function.
+ORVA_EXPORT void ORVARunOnShell(ORVARUNSHELL pfnShell, void* pContext);
 
 /// The definition and the present state of a share.
 typedef struct tagORVASHARE {

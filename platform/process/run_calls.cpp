@@ -8,6 +8,7 @@ namespace {
 
 orva::HostFunction<ORVARUNEND> g_onEnd;
 orva::HostFunction<ORVARUNWAIT> g_onWait;
+orva::HostFunction<ORVARUNSHELL> g_onShell;
 
 // The library's next log line must not end with an error of the host.
 template <typename Function, typename... Arguments>
@@ -29,10 +30,22 @@ extern "C" void ORVARunWait() {
   tell(g_onWait);
 }
 
+extern "C" int ORVARunShell(const char* szCommand, int* pStatus) {
+  if (!g_onShell.isSet()) {
+    return 0;
+  }
+  *pStatus = g_onShell(szCommand);
+  return 1;
+}
+
 extern "C" void ORVARunOnEnd(ORVARUNEND pfnEnd, void* pContext) {
   g_onEnd.set(pfnEnd, pContext);
 }
 
 extern "C" void ORVARunOnWait(ORVARUNWAIT pfnWait, void* pContext) {
   g_onWait.set(pfnWait, pContext);
+}
+
+extern "C" void ORVARunOnShell(ORVARUNSHELL pfnShell, void* pContext) {
+  g_onShell.set(pfnShell, pContext);
 }

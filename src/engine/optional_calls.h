@@ -2,7 +2,9 @@
 
 #pragma once
 
+#include <cstdlib>
 #include <limits>
+#include <string>
 #include <sys/types.h>
 
 #include "orva_platform.h"
@@ -10,6 +12,7 @@
 extern "C" {
 __attribute__((weak)) void ORVARunEnded(int iStatus);
 __attribute__((weak)) void ORVARunWait();
+__attribute__((weak)) int ORVARunShell(const char* szCommand, int* pStatus);
 __attribute__((weak)) int ORVAMailTextMax();
 }
 
@@ -27,6 +30,11 @@ inline void tellRunWait() {
   if (ORVARunWait) {
     ORVARunWait();
   }
+}
+
+inline int runShell(const std::string& strCommand) {
+  int iStatus = -1;
+  return ORVARunShell && 0 != ORVARunShell(strCommand.c_str(), &iStatus) ? iStatus : system(strCommand.c_str());
 }
 
 // How much of an output a mail needs: one byte more than it can take, so that the platform sees that it has to cut.

@@ -129,7 +129,7 @@ int runScript(ScriptRun& run) {
     return STATUS_CANNOT_REDIRECT;
   }
   LOG_DEBUG("running strCmd=%s", strCmd.c_str());
-  const int iStatus = system(strCmd.c_str());
+  const int iStatus = runShell(strCmd);
   // Before the output is shown, which may take long.
   tellEnd(run, iStatus);
   if (-1 == iStatus) {

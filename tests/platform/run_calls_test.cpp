@@ -1,6 +1,7 @@
 // The library's calls to a host that takes care of runs.
 
 #include <cerrno>
+#include <string_view>
 #include <vector>
 
 #include "orva_platform.h"
@@ -47,6 +48,17 @@ TEST_F(RunCalls, ReachTheHostUntilItSwitchesThemOff) {
   ORVARunEnded(0);
   ORVARunWait();
   EXPECT_EQ(m_calls.size(), 3U);
+}
+
+TEST_F(RunCalls, TheHostRunsTheShellWhenItHasAsked) {
+  int iStatus = 7;
+  EXPECT_EQ(ORVARunShell("true", &iStatus), 0);
+  EXPECT_EQ(iStatus, 7);
+  ORVARunOnShell([](void*, const char* szCommand) { return std::string_view(szCommand) == "true" ? 256 : 0; }, this);
+  EXPECT_EQ(ORVARunShell("true", &iStatus), 1);
+  EXPECT_EQ(iStatus, 256);
+  ORVARunOnShell(nullptr, nullptr);
+  EXPECT_EQ(ORVARunShell("true", &iStatus), 0);
 }
 
 // The library's next log line would end with it.

@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -16,6 +15,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/support/default_signals.h"
 #include "common/support/paths.h"
 #include "default_limits.h"
 
@@ -30,27 +30,13 @@ void require(bool blDone, const char* szWhat) {
   }
 }
 
-/// As the kernel sees it: the C library keeps two signals for itself, which a caller may have left ignored all the same.
 void resetSignals() {
-  struct KernelAction {
-    void (*pfnHandler)(int);
-    unsigned long iFlags;
-    void (*pfnRestore)();
-    std::uint64_t mask;
-  };
-  const KernelAction standard{};
-  for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
-    // This fails for KILL and STOP, which need no reset.
-    syscall(SYS_rt_sigaction, iSignal, &standard, nullptr, sizeof standard.mask);
-  }
+  takeDefaultSignals();
   // Harmless here: the reader of the messages may end, and a file may become too large. Caught, not ignored, so that
   // scripts get the default.
   for (const int iSignal : {SIGPIPE, SIGXFSZ}) {
     std::signal(iSignal, [](int) {});
   }
-  sigset_t none;
-  sigemptyset(&none);
-  require(sigprocmask(SIG_SETMASK, &none, nullptr) == 0, "eorva: sigprocmask");
 }
 
 void takeKeyring() {

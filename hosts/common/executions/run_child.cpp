@@ -1,16 +1,18 @@
 #include "run_child.h"
 
+#include <cerrno>
 #include <csignal>
 #include <fmt/format.h>
 #include <optional>
 #include <sys/prctl.h>
-#include <sys/types.h>
+#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include "orva_platform.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/support/default_signals.h"
 #include "common/support/failure.h"
 #include "default_limits.h"
 #include "execution_group.h"
@@ -21,6 +23,7 @@ namespace {
 
 constexpr char NAME[] = "eorva-run";
 constexpr int NOT_STARTED = -1;
+constexpr int EXIT_NOT_FOUND = 127;
 
 void reportEnd(void* pReport, int iStatus) {
   try {
@@ -28,6 +31,20 @@ void reportEnd(void* pReport, int iStatus) {
   } catch (const Failure& failure) {
     syslog(LOG_ERR, "the end of a run was not reported: %s", failure.what());
   }
+}
+
+/// Like system(), with all signals at their default in the shell.
+int runShell(void*, const char* szCommand) {
+  const pid_t pid = vfork();
+  if (pid == 0) {
+    takeDefaultSignals();
+    execl("/bin/sh", "sh", "-c", szCommand, nullptr);
+    _exit(EXIT_NOT_FOUND);
+  }
+  int iStatus = NOT_STARTED;
+  while (pid > 0 && waitpid(pid, &iStatus, 0) < 0 && errno == EINTR) {
+  }
+  return iStatus;
 }
 
 /// What a script must not have from the execution.
@@ -58,6 +75,7 @@ void beginRun(const RunStart& start, pid_t pidExecution, bool blEnding) {
     // Whoever settles a killed execution ends the runs that have begun by then. Later ones end themselves.
     if (getppid() == pidExecution && !blEnding) {
       ORVARunOnEnd(&reportEnd, &*report);
+      ORVARunOnShell(&runShell, nullptr);
       return;
     }
     report->end(NOT_STARTED);

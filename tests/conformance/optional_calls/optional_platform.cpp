@@ -12,6 +12,13 @@ void ORVARunEnded(int iStatus) {
   fakes().enter("ORVARunEnded", OrvaTest::callText("ORVARunEnded", iStatus), true, false);
 }
 
+// The host runs the command itself when a test has set a status.
+int ORVARunShell(const char* szCommand, int* pStatus) {
+  const auto answer = fakes().enter("ORVARunShell", OrvaTest::callText("ORVARunShell", szCommand), true, false);
+  *pStatus = answer ? answer->iResult : -1;
+  return answer ? 1 : 0;
+}
+
 void ORVARunWait() {
   fakes().enter("ORVARunWait", "ORVARunWait()", true, false);
 }

@@ -57,6 +57,22 @@ TEST_F(RunEnded, IsToldBeforeTheOutputIsShownAndBeforeTheExitInformationIsWritte
   takeExitInfo(jTask);
 }
 
+TEST_F(RunEnded, TheHostCanRunTheShellItself) {
+  constexpr int EXIT_5 = 5 << 8;
+  fakes().answer("ORVARunShell", EXIT_5);
+  Json::Value jTask = scriptTask("a", "exit 3\n");
+  launchAndWait(jTask, Json::Value(Json::objectValue));
+  std::vector<std::string> calls;
+  for (const std::string& strCall : fakes().childCalls()) {
+    if (strCall.starts_with("ORVARun") || strCall.starts_with("system")) {
+      calls.push_back(strCall.substr(0, strCall.find('/')));
+    }
+  }
+  EXPECT_THAT(calls, testing::ElementsAre("ORVARunShell('", "ORVARunEnded(1280)"));
+  takeExitInfo(jTask);
+  takeTemporaryFiles();
+}
+
 TEST_F(RunEnded, AShellThatCannotBeStartedIsNoStart) {
   ignoreLog();
   fakes().fail("system").inChild();
