@@ -199,7 +199,7 @@ private:
 };
 
 std::string startOne() {
-  std::string strUnit = serviceName("fire-bootup");
+  std::string strUnit = unitName("fire-bootup", "service");
   startService(strUnit, "a test", {"/bin/true"}, std::chrono::seconds(5));
   return strUnit;
 }
