@@ -21,7 +21,7 @@ namespace {
 
 /// The limits that systemd sets for services itself. The others are those of the first process.
 struct ServiceLimit {
-  int iResource;
+  __rlimit_resource resource;
   rlim_t soft;
   rlim_t hard;
 };
@@ -43,22 +43,36 @@ void require(bool blDone, const char* szWhat) {
   }
 }
 
-rlimit limitOfFirstProcess(int iResource) {
+rlimit limitOf(__rlimit_resource resource, pid_t pid) {
   rlimit limit{};
-  require(prlimit(1, static_cast<__rlimit_resource>(iResource), nullptr, &limit) == 0, "the limits");
+  require(prlimit(pid, resource, nullptr, &limit) == 0, "the limits");
   return limit;
 }
 
-void setLimit(int iResource, const rlimit& limit) {
-  require(setrlimit(static_cast<__rlimit_resource>(iResource), &limit) == 0, "the limits");
+/// That of the first process. A container may not let us see it.
+rlimit standardLimit(__rlimit_resource resource) {
+  constexpr pid_t FIRST = 1;
+  rlimit limit{};
+  return prlimit(FIRST, resource, nullptr, &limit) == 0 ? limit : limitOf(resource, getpid());
+}
+
+/// Where the hard limit cannot be raised, the soft one still can.
+void setLimit(__rlimit_resource resource, rlimit limit) {
+  if (setrlimit(resource, &limit) == 0) {
+    return;
+  }
+  const rlim_t most = limitOf(resource, getpid()).rlim_max;
+  limit = {std::min(limit.rlim_cur, most), std::min(limit.rlim_max, most)};
+  require(setrlimit(resource, &limit) == 0, "the limits");
 }
 
 void takeLimits() {
   for (int iResource = 0; iResource < static_cast<int>(RLIM_NLIMITS); ++iResource) {
-    setLimit(iResource, limitOfFirstProcess(iResource));
+    const auto resource = static_cast<__rlimit_resource>(iResource);
+    setLimit(resource, standardLimit(resource));
   }
   for (const ServiceLimit& limit : SERVICE_LIMITS) {
-    setLimit(limit.iResource, {limit.soft, limit.hard});
+    setLimit(limit.resource, {limit.soft, limit.hard});
   }
 }
 

@@ -98,13 +98,19 @@ void RunRecorder::setLimits(const Json::Value& jTasks) {
   }
 }
 
+/// The library records a run in one write, so the last number is that of the new run, unless the write failed.
+void RunRecorder::rememberNew(const Run& run) {
+  const Json::Int64 iResult = sqlite3_last_insert_rowid(m_session.db());
+  if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iResult, run.pid))) {
+    m_mapOpen[iResult] = run;
+    m_lock.withdraw(run.strTask);
+  }
+}
+
 /// All that was written before is in the store by now.
 void RunRecorder::settle() {
   if (m_new.pid != 0) {
-    // The library records a run in one write, so the last number is that of the new run, unless the write failed.
-    m_mapOpen.try_emplace(sqlite3_last_insert_rowid(m_session.db()), m_new);
-    m_lock.withdraw(m_new.strTask);
-    m_new = {};
+    rememberNew(std::exchange(m_new, {}));
   }
   if (std::exchange(m_blDirty, false)) {
     m_file.noteStored();

@@ -1,8 +1,8 @@
 /// \file run_recorder.h
 /// What the process of an execution adds to the runs that the library starts and closes.
 ///
-/// The library calls the platform at fixed points: before it writes a record, before it looks at its children, and in the
-/// child. So the identity of a run's process, its true end and its cost get into the record in the library's own
+/// The library calls the platform at fixed points: before it writes a record, before it looks at its children, and in
+/// the child. So the identity of a run's process, its true end and its cost get into the record in the library's own
 /// writes: no other process writes to it, and no reader sees half of it.
 
 #pragma once
@@ -56,6 +56,7 @@ private:
   void onBegin(Json::Value& jRun);
   void onClose(const Json::Value& jFilter, Json::Value& jUpdate);
   void addEnd(const Run& run, Json::Value& jUpdate) const;
+  void rememberNew(const Run& run);
   void settle();
   void wait();
   static void beforeFork();

@@ -113,7 +113,8 @@ bool killRest(const ExecutionNotes& notes) {
   bool blEnded = true;
   for (const auto& [pid, run] : notes.mapRuns) {
     const RunGroup group(notes.groupOf(pid), pid);
-    if (run.blBegun && !run.status) {
+    // The number of a closed run may be that of another process by now.
+    if (run.blBegun && !run.status && !run.blClosed) {
       group.kill();
       blEnded = tryUntil(LIMIT, PAUSE, [&] { return group.isEmpty(); }) && blEnded;
     }

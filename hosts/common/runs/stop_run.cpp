@@ -31,6 +31,17 @@ bool waitUntilClosed(Session& session, Json::Int64 iResult, std::chrono::seconds
   });
 }
 
+/// Ends and closes a run that has no execution any more.
+/// \throw Failure when another program started it.
+void endWithKilledExecution(Session& session, Json::Int64 iResult) {
+  reconcile(session);
+  const Json::Value jRun = requireRun(session, iResult);
+  if (!jRun.isMember("stop_time") && isRunAlive(jRun)) {
+    throw Failure(fmt::format("run {} was started by another program, in process {}: only that program can end it",
+                              iResult, pidOf(jRun)));
+  }
+}
+
 }  // namespace
 
 Json::Value stopRun(Session& session, const Json::Value& jRun, std::chrono::seconds grace, const StopLimits& limits) {
@@ -39,9 +50,8 @@ Json::Value stopRun(Session& session, const Json::Value& jRun, std::chrono::seco
   const std::optional<LiveExecution> execution = executionOf(pid, iResult);
   if (execution) {
     execution->endRun(pid, ENDED_STOPPED, grace);
-  } else if (isRunAlive(jRun)) {
-    throw Failure(fmt::format("run {} was started by another program, in process {}: only that program can end it",
-                              iResult, pid));
+  } else {
+    endWithKilledExecution(session, iResult);
   }
   Json::Value jEnded;
   const bool blClosed = waitUntilClosed(session, iResult, grace + limits.kill + limits.close, jEnded);

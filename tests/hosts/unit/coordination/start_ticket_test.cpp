@@ -47,7 +47,7 @@ std::string nameOf(int iTicket) {
 }  // namespace
 
 TEST_F(StartTickets, IsTakenOnce) {
-  const StartTicket ticket(nameOf(1));
+  const StartTicket ticket(nameOf(1), {});
   EXPECT_EQ(OrvaTest::fileMode(TICKETS_FOLDER), 0700U);
   EXPECT_TRUE(StartTicket::take(ticket.name()));
   EXPECT_FALSE(StartTicket::take(ticket.name()));
@@ -55,7 +55,7 @@ TEST_F(StartTickets, IsTakenOnce) {
 }
 
 TEST_F(StartTickets, ThatIsTakenBackCannotBeTaken) {
-  const StartTicket ticket(nameOf(1));
+  const StartTicket ticket(nameOf(1), {});
   EXPECT_TRUE(ticket.withdraw());
   EXPECT_FALSE(StartTicket::take(ticket.name()));
 }
@@ -64,19 +64,26 @@ TEST_F(StartTickets, ThatWasNeverIssuedCannotBeTaken) {
   EXPECT_FALSE(StartTicket::take(nameOf(1)));
 }
 
+TEST_F(StartTickets, HoldsTextsThatOnlyRootCanRead) {
+  const std::vector<std::string> vecTexts = {"PASSWORD=a b\nc", "", "EMPTY=", std::string(200'000, 'x')};
+  const StartTicket ticket(nameOf(1), vecTexts);
+  EXPECT_EQ(OrvaTest::fileMode(std::string(TICKETS_FOLDER) + "/" + nameOf(1)), 0600U);
+  EXPECT_EQ(StartTicket::take(ticket.name()), vecTexts);
+}
+
 TEST_F(StartTickets, NamesOfOtherFilesAreNone) {
-  const StartTicket ticket(nameOf(1));
+  const StartTicket ticket(nameOf(1), {});
   OrvaTest::writeFile("/run/eorva/task-locks", "");
   for (const char* szName : {"", ".", "..", "../task-locks", "/run/eorva/task-locks", ".hidden"}) {
     EXPECT_THROW(StartTicket::take(szName), Failure) << szName;
   }
   EXPECT_TRUE(OrvaTest::fileExists("/run/eorva/task-locks"));
-  EXPECT_THROW(StartTicket(nameOf(1)), Failure);
+  EXPECT_THROW(StartTicket(nameOf(1), {}), Failure);
 }
 
 TEST_F(StartTickets, AThousandAreTakenOnceByFourWhoTry) {
   for (int i = 0; i < TICKETS; ++i) {
-    const StartTicket ticket(nameOf(i));
+    const StartTicket ticket(nameOf(i), {});
   }
   int go[2];
   int counts[2];

@@ -26,6 +26,8 @@ namespace {
 /// With this limit, a lock is tried once.
 constexpr std::chrono::milliseconds AT_ONCE{0};
 
+constexpr std::chrono::seconds LONG{50};
+
 class TaskLocks : public testing::Test {
 protected:
   void SetUp() override {
@@ -98,16 +100,26 @@ TEST_F(TaskLocks, AnnouncingWaitsForTheChangeToEnd) {
 TEST_F(TaskLocks, StartsTakeTurns) {
   TaskLock first;
   TaskLock second;
-  ASSERT_TRUE(first.takeTurn({"a", "b"}));
+  ASSERT_TRUE(first.takeTurn({"a", "b"}, AT_ONCE));
+  EXPECT_FALSE(second.takeTurn({"c", "b"}, AT_ONCE));
+  EXPECT_TRUE(first.takeTurn({"c"}, AT_ONCE)) << "all or none";
   std::atomic<bool> blEnded = false;
   std::thread starter([&] {
-    EXPECT_TRUE(second.takeTurn({"b", "a"}));
+    EXPECT_TRUE(second.takeTurn({"b", "a"}, LONG));
     EXPECT_TRUE(blEnded);
   });
-  first.endTurn("b");
   blEnded = true;
-  first.endTurn("a");
+  first.endTurns();
   starter.join();
+}
+
+TEST_F(TaskLocks, EndOfTheTurnsLeavesAnnouncedTasksLocked) {
+  TaskLock execution;
+  execution.announce({"a"});
+  ASSERT_TRUE(execution.takeTurn({"a"}, AT_ONCE));
+  execution.endTurns();
+  EXPECT_NE(whyNoChange("a"), "");
+  EXPECT_TRUE(TaskLock().takeTurn({"a"}, AT_ONCE));
 }
 
 TEST_F(TaskLocks, TheChildThatGetsTheDescriptorHoldsTheLocksAndTheirEndEndsThem) {
@@ -167,7 +179,7 @@ TEST_F(TaskLocks, NothingStandsStillWhileATaskIsAnnouncedBeingStartedOrChanged) 
               "changing one; try again later");
     execution.withdraw("a");
     EXPECT_EQ(whyNoStandstill(), "");
-    ASSERT_TRUE(execution.takeTurn({"b"}));
+    ASSERT_TRUE(execution.takeTurn({"b"}, AT_ONCE));
     EXPECT_NE(whyNoStandstill(), "");
   }
   {

@@ -19,7 +19,7 @@ using namespace Host;
 
 namespace {
 
-constexpr int LONG = 50'000;  // milliseconds, until a test has failed
+constexpr std::chrono::seconds LONG(50);  // until a test has failed
 constexpr char STORE[] = "/usr/orva/etc/eorvascheduler";
 constexpr char PID_FILE[] = "/tmp/script.pid";
 
@@ -66,7 +66,9 @@ protected:
   TaskLock m_lock;
 };
 
-int exitOf(const std::optional<int>& status) {
+int resultOf(Execution& execution) {
+  EXPECT_TRUE(execution.waitEnd(LONG));
+  const std::optional<int> status = execution.status();
   return status && WIFEXITED(*status) ? WEXITSTATUS(*status) : -1;
 }
 
@@ -76,7 +78,7 @@ TEST_F(ExecutionTime, IsUpAlthoughTheStoreCannotBeRead) {
   Execution execution(m_request, m_plan, m_lock);
   const pid_t pidScript = waitForScript();
   std::filesystem::rename(STORE, std::string(STORE) + ".away");
-  ASSERT_EQ(exitOf(execution.waitEnd(LONG)), RESULT_BUDGET);
+  ASSERT_EQ(resultOf(execution), RESULT_BUDGET);
   while (!isGone(pidScript)) {
     usleep(1000);
   }
@@ -88,7 +90,7 @@ TEST_F(ExecutionTime, IsUpAlthoughSomethingCannotBeKilled) {
   const pid_t pidScript = waitForScript();
   // A killed process that is traced stops once more for its tracer, and gets no other signal there.
   ASSERT_EQ(ptrace(PTRACE_SEIZE, pidScript, nullptr, PTRACE_O_TRACEEXIT), 0);
-  EXPECT_EQ(exitOf(execution.waitEnd(LONG)), RESULT_BUDGET);
+  EXPECT_EQ(resultOf(execution), RESULT_BUDGET);
   EXPECT_FALSE(isGone(pidScript));
   ptrace(PTRACE_DETACH, pidScript, nullptr, nullptr);
 }

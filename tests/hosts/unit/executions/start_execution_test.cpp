@@ -15,7 +15,7 @@
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
-#include "run_test.h"
+#include "stored.h"
 #include "support/processes.h"
 
 using namespace Host;
@@ -29,26 +29,12 @@ protected:
   void SetUp() override {
     HostTest::freshHost();
     const Session session(Session::Store::CREATE);
-    addTask(session, "a", "", "exit 0");
-    addTask(session, "b", "[a]", "exit 1");
+    HostTest::addTask(session, "a", "exit 0");
+    HostTest::addTask(session, "b", "exit 1", objectOf({{"depend_on_task", "[a]"}}));
     m_request.strName = "bootup";
   }
 
   void TearDown() override { OrvaTest::endChildren(); }
-
-  static void addTask(const Session& session, const char* szName, const char* szDepend, const char* szScript) {
-    Json::Value jTask(Json::objectValue);
-    jTask["task_name"] = szName;
-    jTask["event"] = "bootup";
-    jTask["owner"] = 0;
-    jTask["enable"] = true;
-    jTask["run_the_same_time"] = false;
-    jTask["depend_on_task"] = szDepend;
-    jTask["operation"] = szScript;
-    jTask["operation_type"] = "script";
-    Json::Value jOut;
-    ASSERT_EQ(session.tasks()->recCreate(jTask, jOut), 0);
-  }
 
   /// Waits until the newest run has been closed. \return its record.
   static Json::Value waitForRun() {
@@ -79,10 +65,12 @@ TEST_F(StartExecution, RunsATaskAndTellsHowItWent) {
   Progress progress(prepared.plan());
   EXPECT_EQ(progress.notStarted(), std::vector<std::string>{"b"});
   Execution execution = prepared.start();
-  const int iStatus = followExecution(execution, nullptr, [&] {
-    Session session;
-    progress.poll(session, execution.children());
-  });
+  const int iStatus = followExecution(execution, nullptr,
+                                      {[&] {
+                                         Session session;
+                                         progress.poll(session, execution.children());
+                                       },
+                                       [](const std::string& strLines) { ADD_FAILURE() << strLines; }});
   EXPECT_EQ(endOf(iStatus), ExecutionEnd::DONE);
   const Json::Value jAnswer = executionForPrograms(m_request, progress, {{"b", "root"}});
   EXPECT_EQ(textOf(jAnswer, "task"), "b");
@@ -106,14 +94,7 @@ TEST_F(StartExecution, RefusesWhatIsNotThere) {
 TEST_F(StartExecution, ARefusalTellsWhichRunsWereClosed) {
   {
     const Session session;
-    Json::Value jRun(Json::objectValue);
-    jRun["task_name"] = "a";
-    jRun["start_time"] = 1000;
-    jRun["event_fire_time"] = 1000;
-    jRun["trigger_event"] = "bootup";
-    jRun["pid"] = 2147483647;
-    Json::Value jOut;
-    ASSERT_EQ(session.runs()->recCreate(jRun, jOut), 0);
+    HostTest::addRun(session, "a", 2147483647);
   }
   m_request.blByEvent = false;
   m_request.strName = "missing";
@@ -146,14 +127,13 @@ TEST(ExecutionEnd, IsReadFromTheStatus) {
   EXPECT_THAT([] { endOf(SIGKILL); }, ThrowsMessage<Failure>(HasSubstr("SIGKILL")));
 }
 
-using SecondRun = HostTest::RunTest;
-
-TEST_F(SecondRun, IsRefusedWhileTheFirstGoesOn) {
+TEST_F(StartExecution, SecondRunIsRefusedWhileTheFirstGoesOn) {
   Session session;
+  // This process stands for that of a run.
+  HostTest::addRun(session, "a", getpid());
   EXPECT_THAT([&] { refuseSecondRun(session, "a"); }, ThrowsMessage<Failure>(HasSubstr("is running already")));
-  ExecutionRequest request;
-  request.blByEvent = false;
-  request.strName = "a";
-  EXPECT_NO_THROW(checkRequest(request, false));
-  EXPECT_THROW(checkRequest(request, true), Failure);
+  m_request.blByEvent = false;
+  m_request.strName = "a";
+  EXPECT_NO_THROW(checkRequest(m_request, false));
+  EXPECT_THROW(checkRequest(m_request, true), Failure);
 }

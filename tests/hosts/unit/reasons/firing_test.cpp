@@ -75,10 +75,10 @@ protected:
   void end(const ExecutionPlan& plan, const std::vector<pid_t>& vecChildren, bool blOverBudget = false) {
     ExecutionFile file(plan.iLastResult, plan.iFiring);
     for (const pid_t pid : vecChildren) {
-      const std::string strLine = std::to_string(pid) + "\n";
-      ASSERT_EQ(static_cast<ssize_t>(strLine.size()), write(file.fd(), strLine.data(), strLine.size()));
+      file.noteRun(pid, std::chrono::seconds(0));
     }
-    rememberEnd(session(), plan.iFiring, file, blOverBudget);
+    file.update();
+    rememberEnd(session(), plan.iFiring, file.notes(), blOverBudget);
     file.remove();
   }
 
@@ -175,10 +175,11 @@ TEST_F(Firings, RunThatWasMetLaterIsTheReason) {
   const ExecutionPlan plan = fire();
   addRun("first", "1001", "4001");
   ExecutionFile file(plan.iLastResult, plan.iFiring);
-  ASSERT_EQ(5, write(file.fd(), "4001\n", 5));
+  file.noteRun(4001, std::chrono::seconds(0));
   file.noteInTheWay(1);
   EXPECT_THAT(why("it"), ElementsAre("not_started", "refused")) << "while it is under way";
-  rememberEnd(session(), plan.iFiring, file, false);
+  file.update();
+  rememberEnd(session(), plan.iFiring, file.notes(), false);
   file.remove();
   EXPECT_THAT(why("first"), ElementsAre("ran"));
   EXPECT_THAT(why("it"), ElementsAre("not_started", "refused"));

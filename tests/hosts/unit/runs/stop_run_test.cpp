@@ -2,71 +2,109 @@
 
 #include "common/runs/stop_run.h"
 
-#include <gmock/gmock.h>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <optional>
 #include <string>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
 
+#include "common/coordination/execution_file.h"
+#include "common/runs/outcome.h"
+#include "common/runs/run_identity.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
-#include "common/support/process.h"
 #include "common/text/json_members.h"
-#include "run_test.h"
+#include "fresh_host.h"
+#include "held_run.h"
+#include "run_holding.h"
+#include "stored.h"
 
 using namespace Host;
+using HostTest::HeldRun;
 
 namespace {
 
-class RunStopping : public HostTest::RunTest {
+constexpr std::chrono::seconds NOT_AT_ALL(0);
+constexpr std::chrono::seconds NO_GRACE(0);
+
+class RunStopping : public HostTest::RunHolding {
 protected:
+  void SetUp() override {
+    RunHolding::SetUp();
+    HostTest::freshHost();
+    m_session.emplace(Session::Store::CREATE);
+    HostTest::addTask(*m_session, "a");
+  }
+
+  /// Run 1, of an execution that nobody watches.
+  void record(const HeldRun& run, ExecutionFile& file) {
+    file.noteGroup(unit());
+    file.noteRun(run.pid(), std::chrono::seconds(0));
+    RunReport(file.path(), run.pid()).begin(run.groupName());
+    HostTest::addRun(*m_session, "a", run.pid(), identityOf(processStatus(run.pid()).value()));
+  }
+
+  Json::Value record() { return requireRun(*m_session, 1); }
+
   /// The failure of a stop with these limits.
-  static std::string complaint(const StopLimits& limits) {
-    Session session;
+  std::string complaint(const StopLimits& limits) {
     try {
-      stopRun(session, requireRun(session, 1), std::chrono::seconds(0), limits);
+      stopRun(*m_session, record(), NO_GRACE, limits);
     } catch (const Failure& failure) {
       return failure.what();
     }
     return "it was stopped";
   }
 
-  static std::string endedBy() {
-    Session session;
-    return textOf(requireRun(session, 1), "ended_by");
+  static const RunNotes& notesOf(const HeldRun& run, ExecutionFile& file) {
+    file.update();
+    return file.notes().mapRuns.at(run.pid());
   }
-};
 
-constexpr std::chrono::seconds NOT_AT_ALL(0);
-constexpr std::chrono::hours TOO_LONG(1);
+  std::optional<Session> m_session;
+};
 
 }  // namespace
 
-TEST_F(RunStopping, SomethingThatDoesNotEvenEndWhenItIsKilledIsNotWaitedForLong) {
-  const pid_t pidScript = beginScript();
-  // A killed process that is traced stops once more for its tracer, and gets no other signal there.
-  ASSERT_EQ(ptrace(PTRACE_SEIZE, pidScript, nullptr, PTRACE_O_TRACEEXIT), 0);
-  EXPECT_EQ(complaint({TOO_LONG, NOT_AT_ALL, TOO_LONG}),
+TEST_P(RunStopping, ProcessThatDoesNotEvenEndWhenItIsKilledIsNotWaitedForLong) {
+  HeldRun run(unit(), "echo; read go");
+  ExecutionFile file(Json::Int64{0}, Json::Int64{0});
+  record(run, file);
+  HostTest::changeRun(*m_session, 1, objectOf({{"stop_time", 2}}));
+  EXPECT_EQ(complaint({NOT_AT_ALL, NOT_AT_ALL}),
             "run 1 did not end: one of its processes was killed and has not ended; it may be waiting for a disk that "
             "does not respond");
-  EXPECT_EQ(endedBy(), "stopped");
-  // The process of the run was continued, and ends after its script.
-  int iStatus = 0;
-  ASSERT_EQ(waitpid(pidScript, &iStatus, __WALL), pidScript);
-  EXPECT_EQ(iStatus >> 8, SIGTRAP | PTRACE_EVENT_EXIT << 8);
-  ptrace(PTRACE_DETACH, pidScript, nullptr, nullptr);
-  EXPECT_EQ(waitpid(m_pid, &iStatus, 0), m_pid);
+  EXPECT_EQ(notesOf(run, file).strEndedBy, ENDED_STOPPED);
 }
 
-TEST_F(RunStopping, ScriptThatHasNotBegunIsNotWaitedForLong) {
-  EXPECT_EQ(complaint({NOT_AT_ALL, TOO_LONG, TOO_LONG}), "run 1 was not ended: its script has not started yet");
-  EXPECT_EQ(endedBy(), "");
-  beginScript();
+TEST_P(RunStopping, ExecutionThatDoesNotCloseTheRunIsNotWaitedForLong) {
+  HeldRun run(unit(), "exit 0");
+  ExecutionFile file(Json::Int64{0}, Json::Int64{0});
+  record(run, file);
+  run.waitEnd();
+  EXPECT_EQ(complaint({NOT_AT_ALL, NOT_AT_ALL}), "run 1 was ended, but its execution has not closed it");
 }
 
-TEST_F(RunStopping, ExecutionThatDoesNotCloseTheRunIsNotWaitedForLong) {
-  beginScript();
-  // There is no execution that closes the run.
-  EXPECT_EQ(complaint({TOO_LONG, TOO_LONG, NOT_AT_ALL}), "run 1 was ended, but its execution has not closed it");
-  EXPECT_EQ(endedBy(), "stopped");
+TEST_P(RunStopping, RunOfAnotherProgramIsLeftToIt) {
+  HeldRun run(unit(), "echo; read go; exit 4");
+  HostTest::addRun(*m_session, "a", run.pid());
+  EXPECT_EQ(complaint({NOT_AT_ALL, NOT_AT_ALL}), "run 1 was started by another program, in process " +
+                                                     std::to_string(run.pid()) + ": only that program can end it");
+  run.tell();
+  EXPECT_EQ(run.waitEnd(), 4);
 }
+
+TEST_P(RunStopping, RunOfAKilledExecutionIsEndedAndClosedHere) {
+  HeldRun run(unit(), "echo; sleep 300");
+  run.hear();
+  {
+    ExecutionFile file(Json::Int64{0}, Json::Int64{0});
+    record(run, file);
+  }
+  const Json::Value jRun = stopRun(*m_session, record(), NO_GRACE);
+  EXPECT_TRUE(jRun.isMember("stop_time"));
+  EXPECT_EQ(textOf(jRun["exit_info"], "exit_type"), EXIT_INTERRUPTED);
+  EXPECT_EQ(run.waitEnd(), 128 + SIGKILL);
+}
+
+INSTANTIATE_TEST_SUITE_P(Held, RunStopping, HostTest::bothHoldings(), HostTest::holdingName);

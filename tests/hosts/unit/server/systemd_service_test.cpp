@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
@@ -61,8 +62,11 @@ public:
 
   /// The requested units, in their order.
   std::vector<std::string> vecAsked;
-  /// The After= of the last of them.
+  /// Properties of the last of them.
   std::vector<std::string> vecAfter;
+  std::string strSlice;
+  int iDelegated = 0;
+  std::uint32_t pidMoved = 0;
   /// How often a unit was started.
   int cStarted = 0;
 
@@ -119,32 +123,49 @@ private:
     return sd_bus_reply_method_return(pCall, "");
   }
 
-  /// Reads After= from the properties of a unit.
-  static std::vector<std::string> orderOf(sd_bus_message* pCall) {
-    std::vector<std::string> vecUnits;
+  static std::vector<std::string> readTexts(sd_bus_message* pCall) {
+    std::vector<std::string> vecTexts;
+    EXPECT_GE(sd_bus_message_enter_container(pCall, 'v', "as"), 0);
+    EXPECT_GE(sd_bus_message_enter_container(pCall, 'a', "s"), 0);
+    for (const char* szText = nullptr; sd_bus_message_read(pCall, "s", &szText) > 0;) {
+      vecTexts.emplace_back(szText);
+    }
+    EXPECT_GE(sd_bus_message_exit_container(pCall), 0);
+    EXPECT_GE(sd_bus_message_exit_container(pCall), 0);
+    return vecTexts;
+  }
+
+  void readProperty(sd_bus_message* pCall, const std::string& strProperty) {
+    if (strProperty == "After") {
+      vecAfter = readTexts(pCall);
+    } else if (strProperty == "Slice") {
+      const char* szSlice = nullptr;
+      EXPECT_GE(sd_bus_message_read(pCall, "v", "s", &szSlice), 0);
+      strSlice = szSlice;
+    } else if (strProperty == "Delegate") {
+      EXPECT_GE(sd_bus_message_read(pCall, "v", "b", &iDelegated), 0);
+    } else if (strProperty == "PIDs") {
+      EXPECT_GE(sd_bus_message_read(pCall, "v", "au", 1, &pidMoved), 0);
+    } else {
+      EXPECT_GE(sd_bus_message_skip(pCall, "v"), 0);
+    }
+  }
+
+  void readProperties(sd_bus_message* pCall) {
     EXPECT_GE(sd_bus_message_skip(pCall, "s"), 0);
     EXPECT_GE(sd_bus_message_enter_container(pCall, 'a', "(sv)"), 0);
     while (sd_bus_message_enter_container(pCall, 'r', "sv") > 0) {
       const char* szProperty = nullptr;
       EXPECT_GE(sd_bus_message_read(pCall, "s", &szProperty), 0);
-      if (std::string(szProperty) == "After") {
-        EXPECT_GE(sd_bus_message_enter_container(pCall, 'v', "as"), 0);
-        EXPECT_GE(sd_bus_message_enter_container(pCall, 'a', "s"), 0);
-        for (const char* szUnit = nullptr; sd_bus_message_read(pCall, "s", &szUnit) > 0;) {
-          vecUnits.emplace_back(szUnit);
-        }
-        return vecUnits;
-      }
-      EXPECT_GE(sd_bus_message_skip(pCall, "v"), 0);
+      readProperty(pCall, szProperty);
       EXPECT_GE(sd_bus_message_exit_container(pCall), 0);
     }
-    return vecUnits;
   }
 
   int startUnit(sd_bus_message* pCall) {
     const char* szUnit = nullptr;
     EXPECT_GE(sd_bus_message_read(pCall, "s", &szUnit), 0);
-    vecAfter = orderOf(pCall);
+    readProperties(pCall);
     const bool blThere = cStarted > 0 && vecAsked.back() == szUnit;
     vecAsked.emplace_back(szUnit);
     if (blThere) {
@@ -199,7 +220,7 @@ private:
 };
 
 std::string startOne() {
-  std::string strUnit = serviceName("fire-bootup");
+  std::string strUnit = unitName("fire-bootup", "service");
   startService(strUnit, "a test", {"/bin/true"}, std::chrono::seconds(5));
   return strUnit;
 }
@@ -248,4 +269,30 @@ TEST(TransientUnits, StopBeforeTheVolumesGoAndWhileOwnersCanBeLookedUp) {
   systemd.stop();
   EXPECT_THAT(systemd.vecAfter,
               testing::IsSupersetOf({"local-fs.target", "remote-fs.target", "nss-user-lookup.target"}));
+}
+
+TEST(TransientUnits, OfExecutionsAreInOneSliceAndCanHaveGroupsOfTheirOwn) {
+  FakeSystemd systemd({});
+  startOne();
+  systemd.stop();
+  EXPECT_EQ(systemd.strSlice, "eorva.slice");
+  EXPECT_EQ(systemd.iDelegated, 1);
+  EXPECT_EQ(systemd.pidMoved, 0U) << "a service starts a process of its own";
+}
+
+TEST(TransientUnits, ScopeTakesTheProcessThatAsksForIt) {
+  FakeSystemd systemd({});
+  const std::string strUnit = unitName("run-copy", "scope");
+  becomeScope(strUnit, "a test", std::chrono::seconds(5));
+  systemd.stop();
+  EXPECT_EQ(systemd.vecAsked, std::vector<std::string>{strUnit});
+  EXPECT_EQ(systemd.pidMoved, static_cast<std::uint32_t>(getpid()));
+  EXPECT_EQ(systemd.strSlice, "eorva.slice");
+  EXPECT_EQ(systemd.iDelegated, 1);
+}
+
+TEST(TransientUnits, NamesAreCutBetweenEscapes) {
+  const std::string strName = unitName("run-" + std::string(100, '\xc3'), "scope");
+  EXPECT_THAT(strName, testing::MatchesRegex("eorva-run\\\\x2d(\\\\xc3)+-[0-9a-f]+-[0-9a-f]+\\.scope"));
+  EXPECT_LT(strName.size(), 200U);
 }
