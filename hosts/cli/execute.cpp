@@ -8,6 +8,7 @@
 #include "cli/terminal/present.h"
 #include "cli/terminal/progress_view.h"
 #include "common/answers/run_answers.h"
+#include "common/executions/execution_plan.h"
 #include "common/executions/progress.h"
 #include "common/executions/start_execution.h"
 #include "common/store/records.h"
@@ -99,6 +100,11 @@ Host::ExecutionEnd show(const Host::PreparedExecution& prepared, Host::Progress&
   const int iStatus = Host::followExecution(execution, pService, {look, &showMessages});
   display.end();
   const Host::ExecutionEnd end = Host::endOf(iStatus);
+  if (end == Host::ExecutionEnd::REFUSED) {
+    Host::refuseSecondRun(Host::OpenStore(), prepared.request().strName);
+    throw Host::Failure(
+        fmt::format("the task \"{}\" was started by another execution before", prepared.request().strName));
+  }
   if (display.hasFailed()) {
     throw Host::Failure("the execution has ended; for the result: eorva runs list");
   }

@@ -46,42 +46,38 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   same "left of executions" "" "$(ls -A /run/eorva/executions)"
 }
 
-@test "a killed execution is a failure, and its running task continues" {
+@test "when an execution is killed, its watch ends and closes its runs" {
   start_long
-  # The record identifies the process before the execution ends, and keeps this.
   local identity='[.boot_id, .start_ticks]' process
   process=[\"$(cat /proc/sys/kernel/random/boot_id)\",$(sed 's/.*) //' "/proc/$child/stat" | cut -d ' ' -f 20)]
-  wait_until eval '[[ $(field 1 boot_id) != null ]]'
   same "its process" "$process" "$(eorva runs show 1 --json | jq -c "$identity")"
   kill -9 "$execution"
   local status=0
   wait "$display" || status=$?
   same "answer" 1 "$status"
   grep -q "the execution was killed by signal 9 (SIGKILL)" long.err
-  run -0 eorva fire other
-  is_open
-  run -1 --separate-stderr eorva run long
-  complains 'is running already'
-  # No process sees its end; the next command closes it.
-  kill -9 "$(cat /tmp/pid)"
-  wait_until gone "$child"
-  run -0 --separate-stderr eorva fire other
-  complains "was interrupted"
+  grep -q 'run 1 of "long" could not be closed in time; it is closed now' long.err
+  same "left of it" "" "$(pgrep -u alice || true)"
+  same "outcome" '"interrupted"' "$(field 1 outcome_text)"
   same "its process" "$process" "$(eorva runs show 1 --json | jq -c "$identity")"
   same "left in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorvascheduler*')"
+  same "left of executions" "" "$(ls -A /run/eorva/executions)"
 }
 
-@test "an execution continues without its watching process" {
+@test "when a watch is killed, its execution ends, and the next command ends and closes the runs" {
   start_long
   kill -9 "$watch"
   local status=0
   wait "$display" || status=$?
   same "answer" 1 "$status"
-  run -0 eorva fire other
+  wait_until gone "$execution"
   is_open
-  kill "$(cat /tmp/pid)"
-  wait_until eval '! is_open'
-  same "outcome" '{"exit_code":15,"exit_type":"by_signal"}' "$(field 1 exit_info)"
+  run -0 --separate-stderr eorva fire other
+  complains "was interrupted"
+  same "left of it" "" "$(pgrep -u alice || true)"
+  same "outcome" '"interrupted"' "$(field 1 outcome_text)"
+  same "left in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorvascheduler*')"
+  same "left of executions" "" "$(ls -A /run/eorva/executions)"
 }
 
 @test "an unreadable status is repaired, and its other members are kept" {
@@ -107,7 +103,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   local status=0
   wait "$display" || status=$?
   same "answer" 3 "$status"
-  same "outcome" '"unknown"' "$(field 1 outcome_text)"
+  same "outcome" '"killed"' "$(field 1 outcome_text)"
   same "running list" '{"running":[]}' "$(eorva task show long --json | jq -c .status)"
 }
 
@@ -159,7 +155,7 @@ is_open() { [[ $(sqlite3 "$DATABASE" 'select stop_time is null from task_result 
   bash -c 'exit 0' &
   local dead=$! holder
   wait "$dead"
-  echo "$dead" >/run/eorva/executions/under-way
+  printf 'after 0\nrun %s 0\n' "$dead" >/run/eorva/executions/under-way
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, exit_info) values ('long', 1, $dead, '{}');
     update task set status = '{\"running\":[$dead]}' where task_name = 'long'"
   flock --no-fork /run/eorva/executions/under-way sleep 300 3>&- &

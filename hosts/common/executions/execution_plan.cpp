@@ -1,6 +1,7 @@
 #include "execution_plan.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <map>
 #include <optional>
 #include <set>
@@ -10,6 +11,7 @@
 #include "common/config/settings.h"
 #include "common/output/output_folder.h"
 #include "common/reasons/firing.h"
+#include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
@@ -72,6 +74,17 @@ Json::Value announceTasks(Session& session, const ExecutionRequest& request, Tas
 }
 
 }  // namespace
+
+void refuseSecondRun(Session& session, const std::string& strTask) {
+  const Json::Value jTask = requireTask(session, strTask);
+  const std::vector<pid_t> vecPids = livePidsOf(session, strTask);
+  if (!vecPids.empty() && !boolOf(jTask, "run_the_same_time")) {
+    throw Failure(
+        fmt::format("the task \"{}\" is running already (process {}), and does not allow several runs "
+                    "at once",
+                    strTask, fmt::join(vecPids, ", ")));
+  }
+}
 
 /// The library would walk in circles for ever.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent) {

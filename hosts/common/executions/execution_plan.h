@@ -38,6 +38,10 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
                                         const std::vector<GraphTask>& vecTasks,
                                         const std::vector<GraphTask>& vecStarted = {});
 
+/// The library would skip a task that is running, and the user asked for a run.
+/// \throw Failure when the task is running and does not allow several runs at once.
+void refuseSecondRun(Session& session, const std::string& strTask);
+
 /// Says why the tasks of an event cannot be run. \throw Failure with the reasons, if there are any.
 void checkGraph(const TaskGraph& graph, const std::string& strEvent);
 

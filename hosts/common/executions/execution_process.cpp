@@ -11,9 +11,11 @@
 #include "orva_platform.h"
 
 #include "common/output/output_folder.h"
+#include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "default_limits.h"
+#include "execution_watch.h"
 #include "messages.h"
 #include "next_tasks.h"
 #include "run_recorder.h"
@@ -27,6 +29,10 @@ constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
 
 int runTask(Session& session, const std::string& strTask, RunRecorder& recorder, Turns& turns) {
   turns.takeToStart(session, {strTask});
+  // Another execution may have had the turn before.
+  if (refusingRunOf(session, strTask) != 0) {
+    _exit(RESULT_REFUSED);
+  }
   Json::Value jTask = requireTask(session, strTask);
   Json::Value jTasks(Json::arrayValue);
   jTasks.append(jTask);

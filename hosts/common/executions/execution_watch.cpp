@@ -216,8 +216,12 @@ int Watch::run() {
     attempt([&] { m_runs.look(); });
     attempt([&] { endWhenDue(execution); });
   } while (!hasEnded(execution));
-  // Nobody starts dependants or closes runs any more when the process of the execution was killed.
-  if (m_szEndedBy != nullptr || m_request.blLeaveNothing || WIFSIGNALED(m_iStatus)) {
+  if (WIFSIGNALED(m_iStatus)) {
+    // Nobody else sees the end of its runs.
+    m_file.update();
+    killRest(m_file.notes());
+  }
+  if (m_szEndedBy != nullptr || m_request.blLeaveNothing) {
     attempt([&] { endRest(); });
   }
   clearUp(execution.pid());

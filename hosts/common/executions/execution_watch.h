@@ -22,6 +22,9 @@ inline constexpr int RESULT_BUDGET = 4;
 /// Exit status of the watching process when it was asked to end.
 inline constexpr int RESULT_ENDED = 5;
 
+/// Exit status of the process of the execution when its task was running already.
+inline constexpr int RESULT_REFUSED = 6;
+
 /// Runs the watching process.
 /// \param fdMessages  a pipe to the starter: messages, and the log if that is shown.
 [[noreturn]] void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, const ExecutionFile& file,

@@ -40,17 +40,6 @@ void checkRequest(const ExecutionRequest& request, bool blDetached) {
   }
 }
 
-void refuseSecondRun(Session& session, const std::string& strTask) {
-  const Json::Value jTask = requireTask(session, strTask);
-  const std::vector<pid_t> vecPids = livePidsOf(session, strTask);
-  if (!vecPids.empty() && !boolOf(jTask, "run_the_same_time")) {
-    throw Failure(
-        fmt::format("the task \"{}\" is running already (process {}), and does not allow several runs "
-                    "at once",
-                    strTask, fmt::join(vecPids, ", ")));
-  }
-}
-
 PreparedExecution::PreparedExecution(ExecutionRequest request) : m_request(std::move(request)) {
   const OpenStore session;
   m_vecInterrupted = reconcile(session);
@@ -104,6 +93,8 @@ ExecutionEnd endOf(int iStatus) {
       return ExecutionEnd::DONE;
     case RESULT_ENDED:
       return ExecutionEnd::ENDED;
+    case RESULT_REFUSED:
+      return ExecutionEnd::REFUSED;
     case RESULT_BUDGET:
       return ExecutionEnd::BUDGET;
     default:

@@ -20,10 +20,6 @@ class Session;
 /// \throw Failure with the reason.
 void checkRequest(const ExecutionRequest& request, bool blDetached);
 
-/// The library would skip a task that is running, and the user asked for a run.
-/// \throw Failure when the task is running and does not allow several runs at once.
-void refuseSecondRun(Session& session, const std::string& strTask);
-
 /// An execution that is ready to start. Its tasks cannot be changed meanwhile.
 class PreparedExecution {
 public:
@@ -67,6 +63,7 @@ enum class ExecutionEnd {
   DONE,
   ENDED,   ///< somebody asked for it
   BUDGET,  ///< its time was up
+  REFUSED  ///< the task was running when its turn came
 };
 
 /// \param iStatus  as followExecution() gives it. \throw Failure when the execution failed.

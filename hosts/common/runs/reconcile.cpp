@@ -104,24 +104,6 @@ bool close(Session& session, Json::Value& jRun, const RunNotes& notes) {
   return true;
 }
 
-/// Kills what is left of the runs that nobody watches any more. Background processes of scripts that ended in order
-/// stay.
-/// \return false when a killed process has not ended: it may be waiting for a disk.
-bool killRest(const ExecutionNotes& notes) {
-  constexpr std::chrono::milliseconds LIMIT(2000);
-  constexpr std::chrono::milliseconds PAUSE(5);
-  bool blEnded = true;
-  for (const auto& [pid, run] : notes.mapRuns) {
-    const RunGroup group(notes.groupOf(pid), pid);
-    // The number of a closed run may be that of another process by now.
-    if (run.blBegun && !run.status && !run.blClosed) {
-      group.kill();
-      blEnded = tryUntil(LIMIT, PAUSE, [&] { return group.isEmpty(); }) && blEnded;
-    }
-  }
-  return blEnded;
-}
-
 /// Tells whether an open run belongs to an execution. Another one, that is alive, may have got the process id later.
 bool isRunOf(const ExecutionNotes& notes, const std::string& strPath, const Json::Value& jRun) {
   const pid_t pid = pidOf(jRun);
@@ -230,6 +212,21 @@ std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
     }
   }
   return vecPids;
+}
+
+bool killRest(const ExecutionNotes& notes) {
+  constexpr std::chrono::milliseconds LIMIT(2000);
+  constexpr std::chrono::milliseconds PAUSE(5);
+  bool blEnded = true;
+  for (const auto& [pid, run] : notes.mapRuns) {
+    const RunGroup group(notes.groupOf(pid), pid);
+    // The number of a closed run may be that of another process by now.
+    if (run.blBegun && !run.status && !run.blClosed) {
+      group.kill();
+      blEnded = tryUntil(LIMIT, PAUSE, [&] { return group.isEmpty(); }) && blEnded;
+    }
+  }
+  return blEnded;
 }
 
 std::vector<Json::Value> closeRuns(Session& session, const ExecutionNotes& notes, const std::string& strPath) {

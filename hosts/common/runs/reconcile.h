@@ -22,6 +22,11 @@ std::vector<pid_t> listedPidsOf(Session& session, const Json::Value& jTask);
 /// The living processes of a task, also those that are not on its running list yet.
 std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask);
 
+/// Kills what is left of the runs of an execution whose process was killed. Background processes of scripts that have
+/// ended stay.
+/// \return false when a killed process has not ended: it may be waiting for a disk.
+bool killRest(const ExecutionNotes& notes);
+
 /// Closes the runs of an execution that are still open although its process has ended.
 /// \param strPath  the file with these notes.
 /// \return the new records of the closed runs.
