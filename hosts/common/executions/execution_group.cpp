@@ -26,7 +26,10 @@ bool registerWithSystemd(const ExecutionRequest& request) {
     becomeScope(unitName(request.unitPart(), "scope"), request.description(), SCOPE_END_SIGNAL, stopTime());
     return true;
   } catch (const Failure& failure) {
-    sendMessage(fmt::format("{}; the execution continues without a unit of its own", failure.what()));
+    // systemd starts nothing while it stops the server.
+    if (!isSystemStopping()) {
+      sendMessage(fmt::format("{}; the execution continues without a unit of its own", failure.what()));
+    }
     return false;
   }
 }
