@@ -1,7 +1,5 @@
 #include "end_request.h"
 
-#include <csignal>
-
 namespace Host {
 
 namespace {
@@ -11,7 +9,9 @@ volatile std::sig_atomic_t g_iAsked = 0;
 }  // namespace
 
 void listenToEndRequests() {
-  std::signal(SIGTERM, [](int) { g_iAsked = 1; });
+  for (const int iSignal : END_SIGNALS) {
+    std::signal(iSignal, [](int) { g_iAsked = 1; });
+  }
 }
 
 bool isAskedToEnd() {

@@ -1,11 +1,19 @@
 /// \file end_request.h
-/// The request to end an execution: SIGTERM, for its watch and for its process.
+/// The request to end an execution: a signal, for its watch and for its process.
 
 #pragma once
 
+#include <array>
+#include <csignal>
+
 namespace Host {
 
-/// Takes SIGTERM as this request from now on. Scripts get the default.
+/// systemd sends this to all processes of a scope, scripts included, which ignore it: the watch decides how runs end.
+constexpr int SCOPE_END_SIGNAL = SIGURG;
+
+constexpr std::array END_SIGNALS = {SIGTERM, SCOPE_END_SIGNAL};
+
+/// Takes these signals as this request from now on. Scripts get the default.
 void listenToEndRequests();
 
 bool isAskedToEnd();

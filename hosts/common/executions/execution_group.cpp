@@ -10,6 +10,7 @@
 #include "common/server/systemd_units.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
+#include "end_request.h"
 #include "messages.h"
 
 namespace Host {
@@ -22,10 +23,13 @@ constexpr char RUN_PREFIX[] = "run-";
 /// Makes the calling process a unit of systemd. A failure is no reason to lose an event.
 bool registerWithSystemd(const ExecutionRequest& request) {
   try {
-    becomeScope(unitName(request.unitPart(), "scope"), request.description(), stopTime());
+    becomeScope(unitName(request.unitPart(), "scope"), request.description(), SCOPE_END_SIGNAL, stopTime());
     return true;
   } catch (const Failure& failure) {
-    sendMessage(fmt::format("{}; the execution continues without a unit of its own", failure.what()));
+    // systemd starts nothing while it stops the server.
+    if (!isSystemStopping()) {
+      sendMessage(fmt::format("{}; the execution continues without a unit of its own", failure.what()));
+    }
     return false;
   }
 }

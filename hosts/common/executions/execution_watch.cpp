@@ -110,7 +110,7 @@ void Watch::attempt(Step step) {
   }
 }
 
-/// Sleeps until there is something to do. SIGTERM is only delivered here, so that it is not missed.
+/// Sleeps until there is something to do. Requests to end are only delivered here, so that none is missed.
 void Watch::wait(const Process& execution) const {
   std::optional<Clock::time_point> due = m_runs.due();
   const auto earlier = [&](Clock::time_point time) { due = due ? std::min(*due, time) : time; };
@@ -238,10 +238,12 @@ int Watch::run() {
 }
 
 void blockEndRequests() {
-  sigset_t term;
-  sigemptyset(&term);
-  sigaddset(&term, SIGTERM);
-  sigprocmask(SIG_BLOCK, &term, nullptr);
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int iSignal : END_SIGNALS) {
+    sigaddset(&set, iSignal);
+  }
+  sigprocmask(SIG_BLOCK, &set, nullptr);
 }
 
 }  // namespace

@@ -328,10 +328,12 @@ void startService(const std::string& strUnit, const std::string& strDescription,
   });
 }
 
-void becomeScope(const std::string& strUnit, const std::string& strDescription, std::chrono::seconds stopTime) {
+void becomeScope(const std::string& strUnit, const std::string& strDescription, int iEndSignal,
+                 std::chrono::seconds stopTime) {
   startUnit(strUnit, [&](sd_bus_message* pMessage) {
     appendCommon(pMessage, strDescription, stopTime);
-    require(sd_bus_message_append(pMessage, "(sv)", "PIDs", "au", 1, static_cast<std::uint32_t>(getpid())),
+    require(sd_bus_message_append(pMessage, "(sv)(sv)", "KillSignal", "i", iEndSignal, "PIDs", "au", 1,
+                                  static_cast<std::uint32_t>(getpid())),
             "describe a unit");
   });
 }

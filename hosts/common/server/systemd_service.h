@@ -31,8 +31,10 @@ void startService(const std::string& strUnit, const std::string& strDescription,
 /// when the session ends in which it was started, and a shutdown ends it in order.
 /// \param strUnit         the name of the scope.
 /// \param strDescription  the description of the unit.
-/// \param stopTime        time to end after systemd has asked all its processes.
+/// \param iEndSignal      asks all its processes to end.
+/// \param stopTime        time to end after that.
 /// \throw Failure as above; the process then is where it was.
-void becomeScope(const std::string& strUnit, const std::string& strDescription, std::chrono::seconds stopTime);
+void becomeScope(const std::string& strUnit, const std::string& strDescription, int iEndSignal,
+                 std::chrono::seconds stopTime);
 
 }  // namespace Host

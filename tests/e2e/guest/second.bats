@@ -32,7 +32,8 @@ unmounted() {
 @test "tasks of other events could clean up, were ended in time, and closed before the volumes went" {
   [[ -e /srv/marks/cleaned && ! -e /srv/marks/volumes-are-gone ]]
   same "closed later" "[]" "$(runs_of late | jq -c --argjson gone "$(unmounted)" '[.[] | select(.stop_time > $gone)]')"
-  same "how they ended" "o-deaf shutdown 9 o-plain shutdown 15 o-polite shutdown 7" "$(runs_of late |
+  # Nobody can tell the exit status of a run that was killed.
+  same "how they ended" "o-deaf shutdown null o-plain shutdown 15 o-polite shutdown 7" "$(runs_of late |
     jq -r 'sort_by(.task_name) | map("\(.task_name) \(.ended_by) \(.exit_info.exit_code)") | join(" ")')"
   # Tasks that waited for them did not start.
   same "runs" "o-deaf o-plain o-polite" "$(outcomes late | cut -d ' ' -f 1 | sort | paste -sd ' ')"
