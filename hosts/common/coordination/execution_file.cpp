@@ -213,8 +213,7 @@ void ExecutionFile::remove() {
 
 std::set<pid_t> ExecutionFile::update() {
   std::set<pid_t> setPids;
-  m_iRead =
-      readLines(m_fd.get(), m_iRead, [&](std::string_view strLine) { setPids.insert(m_notes.take(strLine)); });
+  m_iRead = readLines(m_fd.get(), m_iRead, [&](std::string_view strLine) { setPids.insert(m_notes.take(strLine)); });
   setPids.erase(0);
   return setPids;
 }

@@ -109,7 +109,8 @@ void runInBackground(const ExecutionRequest& request, const std::function<void(c
   leaveTerminal();
   Execution execution = prepared.start();
   send(pipe, std::to_string(execution.pid()));
-  followExecution(execution, nullptr, {[] {}, [](const std::string& strText) { syslog(LOG_ERR, "%s", strText.c_str()); }});
+  followExecution(execution, nullptr,
+                  {[] {}, [](const std::string& strText) { syslog(LOG_ERR, "%s", strText.c_str()); }});
 }
 
 [[noreturn]] void becomeBackground(const ExecutionRequest& request,

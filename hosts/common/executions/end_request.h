@@ -9,9 +9,9 @@
 namespace Host {
 
 /// systemd sends this to all processes of a scope, scripts included, which ignore it: the watch decides how runs end.
-constexpr int SCOPE_END_SIGNAL = SIGURG;
+inline constexpr int SCOPE_END_SIGNAL = SIGURG;
 
-constexpr std::array END_SIGNALS = {SIGTERM, SCOPE_END_SIGNAL};
+inline constexpr std::array END_SIGNALS = {SIGTERM, SCOPE_END_SIGNAL};
 
 /// Takes these signals as this request from now on. Scripts get the default.
 void listenToEndRequests();

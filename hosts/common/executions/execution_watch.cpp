@@ -176,16 +176,17 @@ void Watch::endRest() {
   for (const auto& [pid, run] : m_file.notes().mapRuns) {
     vecEndings.emplace_back(RunGroup(m_file.notes().groupOf(pid), pid), m_grace);
   }
-  tryUntil(m_grace + m_request.lastResort, ENDING_PAUSE,
-           [&] { return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty(); });
+  tryUntil(m_grace + m_request.lastResort, ENDING_PAUSE, [&] {
+    return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty();
+  });
 }
 
 /// An execution that ended by itself has closed its runs, unless the store could not be written then.
 void Watch::closeRest() {
   Session session;
   for (const Json::Value& jRun : closeRuns(session, m_file.notes(), m_file.path())) {
-    sendMessage(fmt::format("run {} of \"{}\" could not be closed in time; it is closed now",
-                            intOf(jRun, "result_id"), textOf(jRun, "task_name")));
+    sendMessage(fmt::format("run {} of \"{}\" could not be closed in time; it is closed now", intOf(jRun, "result_id"),
+                            textOf(jRun, "task_name")));
   }
 }
 

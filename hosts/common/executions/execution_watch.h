@@ -2,8 +2,8 @@
 /// The process that watches an execution.
 ///
 /// It is the parent of the process that calls the library, and lives as long as the execution, also when the process
-/// that shows the execution ends. It ends runs over their time limit and those that somebody wants to end, and cleans up
-/// at the end. It sleeps until something is noted in the execution's file, or a time is up. SIGTERM ends the whole
+/// that shows the execution ends. It ends runs over their time limit and those that somebody wants to end, and cleans
+/// up at the end. It sleeps until something is noted in the execution's file, or a time is up. SIGTERM ends the whole
 /// execution: the runs are asked to end, and closed with their exit status.
 
 #pragma once

@@ -50,9 +50,9 @@ int NextTasks::beforeList() noexcept {
     makeReady();
     return 0;
   } catch (const std::exception& error) {
-    sendMessage(fmt::format(
-        "{}: {}", m_blUnsafe ? "no more tasks are started" : "the tasks after the last run are not started",
-        error.what()));
+    sendMessage(fmt::format("{}: {}",
+                            m_blUnsafe ? "no more tasks are started" : "the tasks after the last run are not started",
+                            error.what()));
     return -1;
   }
 }
@@ -119,9 +119,10 @@ std::vector<GraphTask> NextTasks::readyTasks() const {
   std::vector<GraphTask> vecReady;
   for (const GraphTask& task : m_vecPlan) {
     const bool blReady =
-        m_blFirst ? task.blRoot
-                  : !task.blRoot && std::all_of(task.vecNeeds.begin(), task.vecNeeds.end(),
-                                                [&](const std::string& strNeed) { return setEnded.count(strNeed) > 0; });
+        m_blFirst
+            ? task.blRoot
+            : !task.blRoot && std::all_of(task.vecNeeds.begin(), task.vecNeeds.end(),
+                                          [&](const std::string& strNeed) { return setEnded.count(strNeed) > 0; });
     if (blReady && m_recorder.started().count(task.strName) == 0) {
       vecReady.push_back(task);
     }

@@ -1,9 +1,9 @@
 /// \file next_tasks.h
 /// Prepares the tasks that are about to start.
 ///
-/// The library lists the tasks that it starts next. Two executions could both find that a task is not running, and start
-/// it twice. A task that was added meanwhile would start without a lock and without a folder. A task folder may have
-/// been removed: the library would create one that everybody can write to. So the process of an execution prepares
+/// The library lists the tasks that it starts next. Two executions could both find that a task is not running, and
+/// start it twice. A task that was added meanwhile would start without a lock and without a folder. A task folder may
+/// have been removed: the library would create one that everybody can write to. So the process of an execution prepares
 /// these tasks right before the library lists them.
 
 #pragma once

@@ -21,8 +21,8 @@ public:
   /// \param grace  time for a run to end after it was asked.
   RunWatch(ExecutionFile& file, std::chrono::seconds grace) : m_file(file), m_grace(grace) {}
 
-  /// Reads what is new in the file, begins to end runs that are over their time limit or that somebody wants to end, and
-  /// continues to end others.
+  /// Reads what is new in the file, begins to end runs that are over their time limit or that somebody wants to end,
+  /// and continues to end others.
   void look();
 
   /// Ends all runs that have not ended, also those that begin later.

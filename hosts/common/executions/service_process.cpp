@@ -52,8 +52,9 @@ void endAll(const std::vector<std::string>& vecGroups) {
   for (const std::string& strGroup : vecGroups) {
     vecEndings.emplace_back(RunGroup(strGroup, 0), graceSetting());
   }
-  tryUntil(graceSetting() + KILL_LIMIT, PAUSE,
-           [&] { return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty(); });
+  tryUntil(graceSetting() + KILL_LIMIT, PAUSE, [&] {
+    return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty();
+  });
 }
 
 }  // namespace

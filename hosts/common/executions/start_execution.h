@@ -49,7 +49,7 @@ private:
 
 /// What is done while an execution runs.
 struct FollowExecution {
-  std::function<void()> fnLook;                               ///< called when something has happened, and after the end
+  std::function<void()> fnLook;                             ///< called when something has happened, and after the end
   std::function<void(const std::string& strLines)> fnTell;  ///< shows what the execution says
 };
 

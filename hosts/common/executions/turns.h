@@ -1,10 +1,10 @@
 /// \file turns.h
 /// The turn of an execution to start tasks.
 ///
-/// The library looks whether a task is running, starts it, and records the run. Between the look and the record, another
-/// execution would find the task idle and start it, too. So an execution holds the turn of a task from before the
-/// library reads the task's record until it has answered. It also holds it while the library closes a run, since the
-/// library then reads the record and writes all of it back.
+/// The library looks whether a task is running, starts it, and records the run. Between the look and the record,
+/// another execution would find the task idle and start it, too. So an execution holds the turn of a task from before
+/// the library reads the task's record until it has answered. It also holds it while the library closes a run, since
+/// the library then reads the record and writes all of it back.
 
 #pragma once
 

@@ -138,11 +138,11 @@ using Properties = std::function<void(sd_bus_message*)>;
 
 /// Properties of every unit of ours.
 void appendCommon(sd_bus_message* pMessage, const std::string& strDescription, std::chrono::seconds stopTime) {
-  require(sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Description", "s", strDescription.c_str(), "Slice",
-                                "s", SLICE, "Delegate", "b", 1, "CollectMode", "s", "inactive-or-failed",
-                                "TimeoutStopUSec", "t",
-                                static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
-          "describe a unit");
+  require(
+      sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Description", "s", strDescription.c_str(), "Slice", "s",
+                            SLICE, "Delegate", "b", 1, "CollectMode", "s", "inactive-or-failed", "TimeoutStopUSec", "t",
+                            static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
+      "describe a unit");
   // Units stop in the reverse order: this one before the volumes are unmounted.
   require(sd_bus_message_append(pMessage, "(sv)", "After", "as", 3, "local-fs.target", "remote-fs.target",
                                 "nss-user-lookup.target"),
@@ -152,10 +152,10 @@ void appendCommon(sd_bus_message* pMessage, const std::string& strDescription, s
 }
 
 void appendService(sd_bus_message* pMessage, const std::vector<std::string>& vecCommand) {
-  require(sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Type", "s", "exec", "IgnoreSIGPIPE", "b", 0,
-                                "OOMPolicy", "s", "continue", "KillMode", "s", "mixed", "TimeoutStartUSec", "t",
-                                UINT64_MAX),
-          "describe a unit");
+  require(
+      sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Type", "s", "exec", "IgnoreSIGPIPE", "b", 0, "OOMPolicy",
+                            "s", "continue", "KillMode", "s", "mixed", "TimeoutStartUSec", "t", UINT64_MAX),
+      "describe a unit");
   // Mail delivery and background processes of scripts do not end with the last task.
   require(sd_bus_message_append(pMessage, "(sv)", "ExitType", "s", "cgroup"), "describe a unit");
   appendCommand(pMessage, vecCommand);

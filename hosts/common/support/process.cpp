@@ -71,9 +71,8 @@ std::optional<ProcessStatus> processStatus(pid_t pid) {
   constexpr std::size_t PARENT = 1;
   constexpr std::size_t SESSION = 3;
   constexpr std::size_t START_TIME = 19;
-  return ProcessStatus{pid, numberAt<pid_t>(vecFields, PARENT),
-                       numberAt<pid_t>(vecFields, SESSION), strStat[iNameEnd + 2],
-                       numberAt<std::uint64_t>(vecFields, START_TIME)};
+  return ProcessStatus{pid, numberAt<pid_t>(vecFields, PARENT), numberAt<pid_t>(vecFields, SESSION),
+                       strStat[iNameEnd + 2], numberAt<std::uint64_t>(vecFields, START_TIME)};
 }
 
 Process::Process(pid_t pid) : m_pid(pid), m_fd(openProcess(pid)) {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -283,7 +284,7 @@ TEST(TransientUnits, OfExecutionsAreInOneSliceAndCanHaveGroupsOfTheirOwn) {
 TEST(TransientUnits, ScopeTakesTheProcessThatAsksForIt) {
   FakeSystemd systemd({});
   const std::string strUnit = unitName("run-copy", "scope");
-  becomeScope(strUnit, "a test", std::chrono::seconds(5));
+  becomeScope(strUnit, "a test", SIGURG, std::chrono::seconds(5));
   systemd.stop();
   EXPECT_EQ(systemd.vecAsked, std::vector<std::string>{strUnit});
   EXPECT_EQ(systemd.pidMoved, static_cast<std::uint32_t>(getpid()));
