@@ -81,7 +81,8 @@ EORVA_EXPORT int initConfig(std::string strTableName, Json::Value& jConfigOut, s
 /// \return 0; -1 when one of the three addresses is null, and then nothing is released.
 EORVA_EXPORT int freeConfig(sqlite3** ppDb, OrvaJsonDbApi** ppApi, OrvaJsonDbApi** ppApiResult);
 
-/// Opens a database with foreign keys enforced; creates it empty, with mode 0700, when it does not exist.
+/// Opens a database with foreign keys enforced; creates it empty, with mode 0700, when it does not exist. A database
+/// that cannot be examined (a link that leads to itself, a name that is too long, no permission) is not opened.
 /// \param strPath   path of the database file.
 /// \param blAsRoot  true: the effective user is 0 meanwhile, so that a new file belongs to root.
 /// \return the connection, owned by the caller; null for an empty path, or when the file could not be created or the
@@ -103,8 +104,9 @@ EORVA_EXPORT int loadSqlCreate(std::string& strSqlCreate);
 /// Reads a whole regular file, byte for byte.
 /// \param strFilePath  path of the file.
 /// \param strContent   replaced by the file's bytes; untouched unless the result is 0.
-/// \return 0 when read; 1 when there is no such file (nothing is logged); -1 when it exists and cannot be read
-///         (no permission, a folder, a device, larger than memory).
+/// \return 0 when read; 1 when there is no such file, or it cannot even be examined (nothing is logged); -1 when it
+/// exists
+///         and cannot be read (no permission, a folder, a device, larger than memory).
 EORVA_EXPORT int loadFile(std::string strFilePath, std::string& strContent);
 
 /// @}
@@ -125,7 +127,8 @@ EORVA_EXPORT int configInit();
 /// \param jOut  null or an object; replaced by the section, or by the whole file without `type`. Set to null when there
 ///              is no such section; unchanged when there is no file, or on failure.
 /// \return 1 when `jOut` has the section or the file; 0 when there is no file or no such section; -1 when an argument
-///         has the wrong type or the file cannot be read as an object.
+///         has the wrong type or the file cannot be read. Without `type`, any JSON document is delivered; with `type`,
+///         a document that is null has no sections, and any other that is no object cannot be read.
 EORVA_EXPORT int configGet(Json::Value& jIn, Json::Value& jOut);
 
 /// Replaces one section, creating the file when there is none; the file's mode becomes 0644.
