@@ -18,6 +18,7 @@
 #include "common/support/process.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
+#include "stored.h"
 #include "support/files.h"
 #include "support/processes.h"
 #include "wait_until.h"
@@ -121,7 +122,8 @@ protected:
 
 }  // namespace
 
-TEST_F(ExecutionEndings, RequestEndsTheRunsAndClosesThem) {
+TEST_F(ExecutionEndings, RequestEndsTheRunsClosesThemAndStartsNoMore) {
+  HostTest::addTask(Session(), "b", "true", objectOf({{"depend_on_task", "[a]"}}));
   Execution execution(m_request, m_plan, m_lock);
   const pid_t pidScript = waitForScript();
   ASSERT_EQ(kill(execution.pid(), SIGTERM), 0);
@@ -129,6 +131,8 @@ TEST_F(ExecutionEndings, RequestEndsTheRunsAndClosesThem) {
   HostTest::waitUntil([&] { return isGone(pidScript); });
   EXPECT_TRUE(run().isMember("stop_time"));
   EXPECT_EQ(textOf(run(), "ended_by"), ENDED_STOPPED);
+  Session session;
+  EXPECT_EQ(listRuns(session, "1").size(), 1U);
   EXPECT_FALSE(isAnyExecutionAlive());
 }
 
