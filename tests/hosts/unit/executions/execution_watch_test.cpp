@@ -57,6 +57,12 @@ protected:
   void TearDown() override {
     std::filesystem::remove("/etc/eorva.conf");
     OrvaTest::endChildren();
+    // Its groups are not in the private view.
+    HostTest::waitUntil([] {
+      Session session;
+      reconcile(session);
+      return endedExecutions().empty();
+    });
   }
 
   /// Waits for the start of the script. \return its process.
