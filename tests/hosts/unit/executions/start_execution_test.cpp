@@ -12,6 +12,7 @@
 #include "common/executions/progress.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
@@ -77,6 +78,8 @@ TEST_F(StartExecution, RunsATaskAndTellsHowItWent) {
   ASSERT_EQ(jAnswer["runs"].size(), 1U);
   EXPECT_EQ(textOf(jAnswer["runs"][0], "outcome"), "failed");
   EXPECT_EQ(textOf(jAnswer["runs"][0], "owner_name"), "root");
+  EXPECT_EQ(intOf(progress.runs().at(1), "shell_status"), 1 << 8);
+  EXPECT_EQ(progress.runs().at(1).isMember("cpu_usec"), ControlGroup::own().has_value());
   EXPECT_TRUE(jAnswer["not_started"].empty());
   EXPECT_EQ(progress.failedRuns().size(), 1U);
 }

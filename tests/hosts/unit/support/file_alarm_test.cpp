@@ -2,6 +2,7 @@
 
 #include "common/support/file_alarm.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 #include <poll.h>
 
@@ -16,7 +17,7 @@ class FileAlarms : public testing::Test {
 protected:
   void SetUp() override { write(); }
 
-  void write() { OrvaTest::writeFile(m_folder.path("file"), "x"); }
+  void write() const { std::ofstream(m_folder.path("file"), std::ios::app) << "x"; }
 
   static bool rings(const FileAlarm& alarm) {
     pollfd entry{alarm.fd(), POLLIN, 0};
