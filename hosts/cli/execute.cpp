@@ -32,8 +32,11 @@ public:
       return;
     }
     try {
-      const Host::OpenStore session;
-      const std::vector<Json::Value> vecNews = m_progress.poll(session, execution.children());
+      std::vector<Json::Value> vecNews;
+      if (const unsigned cStored = execution.stored(); cStored != m_cStored) {
+        m_cStored = cStored;
+        vecNews = m_progress.poll(session(), [&] { return execution.children(); });
+      }
       if (m_pView != nullptr) {
         m_pView->update(m_progress, vecNews);
         flushOutput();
@@ -55,8 +58,18 @@ public:
   bool hasFailed() const { return m_blFailed; }
 
 private:
+  /// Opened when the execution has been forked: a connection does not survive a fork.
+  Host::Session& session() {
+    if (!m_store) {
+      m_store.emplace();
+    }
+    return *m_store;
+  }
+
   Host::Progress& m_progress;
   ProgressView* m_pView;
+  std::optional<Host::OpenStore> m_store;
+  unsigned m_cStored = 0;
   bool m_blFailed = false;
 };
 

@@ -164,6 +164,8 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
     strGroup = strLine;
   } else if (strWord == MET) {
     setInTheWay.insert(takeNumber<Json::Int64>(strLine));
+  } else if (strWord == STORED) {
+    ++cStored;
   } else if (strWord == DONE) {
     blDone = true;
   } else if (const pid_t pid = takeNumber<pid_t>(strLine); pid > 0) {

@@ -38,6 +38,7 @@ struct ExecutionNotes {
   Json::Int64 iFiring = 0;            ///< the recorded firing of the event; 0 for none
   std::string strGroup;               ///< folder of its control group; empty where there are none
   std::map<pid_t, RunNotes> mapRuns;  ///< by process
+  unsigned cStored = 0;               ///< how often the store got what was noted before
   std::set<Json::Int64> setInTheWay;  ///< open runs that kept it from starting their tasks
   bool blDone = false;                ///< it ended in order, and left background processes of scripts in its group
 

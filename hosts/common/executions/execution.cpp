@@ -57,6 +57,11 @@ std::set<pid_t> Execution::children() {
   return m_file.notes().children();
 }
 
+unsigned Execution::stored() {
+  m_file.update();
+  return m_file.notes().cStored;
+}
+
 std::string Execution::group() {
   m_file.update();
   return m_file.notes().strGroup;

@@ -35,6 +35,9 @@ public:
   /// The processes of all runs so far.
   std::set<pid_t> children();
 
+  /// Changes when there are new records.
+  unsigned stored();
+
   /// Folder of its control group; empty where there are none.
   std::string group();
 

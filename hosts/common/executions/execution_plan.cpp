@@ -59,7 +59,7 @@ void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::
 Json::Value announceTasks(Session& session, const ExecutionRequest& request, TaskLock& lock) {
   std::set<std::string> setAnnounced;
   for (;;) {
-    Json::Value jTasks = listTasks(session);
+    Json::Value jTasks = listRelations(session);
     std::vector<std::string> vecNew;
     for (const GraphTask& task : planTasks(TaskGraph(jTasks), request)) {
       if (setAnnounced.insert(task.strName).second) {
@@ -126,8 +126,8 @@ namespace {
 
 /// Prepares the plan. \throw Failure with the reason.
 void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock, ExecutionPlan& plan) {
-  const Json::Value jTasks = announceTasks(session, request, lock);
-  const TaskGraph graph(jTasks);
+  plan.jTasks = announceTasks(session, request, lock);
+  const TaskGraph graph(plan.jTasks);
   plan.vecTasks = planTasks(graph, request);
   if (request.blByEvent) {
     checkGraph(graph, request.strName);
@@ -147,7 +147,7 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
   try {
     const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastResult, plan.vecTasks,
                             strProblem};
-    plan.iFiring = rememberFiring(session, begin, listTasks(session));
+    plan.iFiring = rememberFiring(session, begin, plan.jTasks.isNull() ? listRelations(session) : plan.jTasks);
   } catch (const std::exception& error) {
     plan.vecWarnings.push_back(fmt::format("cannot record this firing for 'eorva explain': {}", error.what()));
   }

@@ -46,6 +46,8 @@ constexpr char NAME[] = "eorva-watch";
 /// Pause between two looks at what is being ended.
 constexpr std::chrono::milliseconds ENDING_PAUSE(20);
 
+constexpr timespec TOGETHER{0, 30'000'000};
+
 class Watch {
 public:
   Watch(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file, TaskLock& lock)
@@ -129,6 +131,10 @@ void Watch::wait(const Process& execution) const {
   sigset_t none;
   sigemptyset(&none);
   ppoll(entries.data(), entries.size(), due ? &left : nullptr, &none);
+  if (m_szEndedBy == nullptr && !m_runs.isEnding()) {
+    // Many runs that begin together are looked at together.
+    ppoll(entries.data(), 1, &TOGETHER, &none);
+  }
   m_alarm.reset();
 }
 
@@ -188,6 +194,7 @@ void Watch::closeRest() {
     sendMessage(fmt::format("run {} of \"{}\" could not be closed in time; it is closed now", intOf(jRun, "result_id"),
                             textOf(jRun, "task_name")));
   }
+  m_file.noteStored();
 }
 
 /// Before the file is removed: until then the execution counts as running.

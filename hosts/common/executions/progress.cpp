@@ -1,6 +1,8 @@
 #include "progress.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "common/runs/outcome.h"
 #include "common/store/records.h"
@@ -9,18 +11,23 @@
 
 namespace Host {
 
-std::vector<Json::Value> Progress::poll(Session& session, const std::set<pid_t>& setChildren) {
+Progress::Progress(const ExecutionPlan& plan) : m_plan(plan), m_iLast(plan.iLastResult) {}
+
+std::vector<Json::Value> Progress::poll(Session& session, const std::function<std::set<pid_t>()>& fnChildren) {
   std::vector<Json::Value> vecNews;
-  const std::string strWhere = fmt::format("result_id > {}", m_plan.iLastResult);
-  for (const Json::Value& jRun : listRuns(session, strWhere)) {
+  const std::string strWhere = fmt::format("result_id > {} or (result_id in ({}) and stop_time is not null)", m_iLast,
+                                           fmt::join(m_setOpen, ", "));
+  const Json::Value jRuns = listRuns(session, strWhere);
+  const std::set<pid_t> setChildren = fnChildren();
+  for (const Json::Value& jRun : jRuns) {
+    const Json::Int64 iResult = intOf(jRun, "result_id");
+    m_iLast = std::max(m_iLast, iResult);
     if (setChildren.count(pidOf(jRun)) == 0) {
       continue;
     }
-    Json::Value& jKnown = m_mapRuns[intOf(jRun, "result_id")];
-    if (jKnown != jRun) {
-      jKnown = jRun;
-      vecNews.push_back(jRun);
-    }
+    jRun.isMember("stop_time") ? m_setOpen.erase(iResult) != 0 : m_setOpen.insert(iResult).second;
+    m_mapRuns[iResult] = jRun;
+    vecNews.push_back(jRun);
   }
   return vecNews;
 }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <functional>
 #include <json/value.h>
 #include <map>
 #include <set>
@@ -19,11 +20,13 @@ struct ExecutionPlan;
 class Progress {
 public:
   /// \param plan  borrowed.
-  explicit Progress(const ExecutionPlan& plan) : m_plan(plan) {}
+  explicit Progress(const ExecutionPlan& plan);
 
-  /// Reads the records of the runs of these processes.
+  /// Reads the records of the runs of these processes, as far as they are new.
+  /// \param fnChildren  gives the processes of all runs so far; called after the records were read, for each process is
+  ///                    noted before its run is recorded.
   /// \return the runs that began or ended since the last time, in the order of their numbers.
-  std::vector<Json::Value> poll(Session& session, const std::set<pid_t>& setChildren);
+  std::vector<Json::Value> poll(Session& session, const std::function<std::set<pid_t>()>& fnChildren);
 
   /// Every run so far, by its number.
   const std::map<Json::Int64, Json::Value>& runs() const { return m_mapRuns; }
@@ -37,6 +40,8 @@ public:
 private:
   const ExecutionPlan& m_plan;
   std::map<Json::Int64, Json::Value> m_mapRuns;
+  std::set<Json::Int64> m_setOpen;
+  Json::Int64 m_iLast;
 };
 
 }  // namespace Host

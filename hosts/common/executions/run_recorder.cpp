@@ -74,6 +74,7 @@ RunRecorder::RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, 
 }
 
 RunRecorder::~RunRecorder() {
+  attempt([&] { settle(); });
   ORVAStoreOnWrite(nullptr, nullptr);
   ORVARunOnWait(nullptr, nullptr);
   g_pRecorder = nullptr;

@@ -28,6 +28,9 @@ public:
   /// Ends all runs that have not ended, also those that begin later.
   void endAll(const char* szWhy);
 
+  /// Tells whether any run is being ended.
+  bool isEnding() const { return !m_mapEndings.empty(); }
+
   /// When look() is due, unless the file changes before.
   std::optional<Clock::time_point> due() const;
 

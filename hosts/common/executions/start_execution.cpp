@@ -32,7 +32,7 @@ std::string closedText(const std::vector<Json::Value>& vecRuns) {
 void checkRequest(const ExecutionRequest& request, bool blDetached) {
   const OpenStore session;
   if (request.blByEvent) {
-    requireEvent(listTasks(session), request.strName);
+    requireEvent(listRelations(session), request.strName);
   } else if (blDetached) {
     refuseSecondRun(session, request.strName);
   } else {
@@ -45,7 +45,6 @@ PreparedExecution::PreparedExecution(ExecutionRequest request) : m_request(std::
   m_vecInterrupted = reconcile(session);
   try {
     m_plan = prepareExecution(session, m_request, m_lock);
-    m_jTasks = listTasks(session);
     if (!m_request.blByEvent) {
       refuseSecondRun(session, m_request.strName);
     }

@@ -33,8 +33,8 @@ public:
   const ExecutionRequest& request() const { return m_request; }
   const ExecutionPlan& plan() const { return m_plan; }
 
-  /// All stored tasks.
-  const Json::Value& tasks() const { return m_jTasks; }
+  /// All stored tasks, with their relations.
+  const Json::Value& tasks() const { return m_plan.jTasks; }
 
   /// The runs that were interrupted and have been closed now.
   const std::vector<Json::Value>& interrupted() const { return m_vecInterrupted; }
@@ -44,7 +44,6 @@ private:
   TaskLock m_lock;
   std::vector<Json::Value> m_vecInterrupted;
   ExecutionPlan m_plan;
-  Json::Value m_jTasks;
 };
 
 /// What is done while an execution runs.

@@ -41,13 +41,8 @@ FiringReasons reasonsAtBegin(Session& session, const FiringBegin& begin, const J
 
 /// Drops the reasons of deleted or renamed tasks.
 void dropGone(Session& session, FiringReasons& mapReasons) {
-  FiringReasons mapThere;
-  for (const Json::Value& jTask : listTasks(session)) {
-    if (auto node = mapReasons.extract(textOf(jTask, "task_name"))) {
-      mapThere.insert(std::move(node));
-    }
-  }
-  mapReasons = std::move(mapThere);
+  const std::set<std::string> setThere = taskNames(session);
+  std::erase_if(mapReasons, [&](const auto& entry) { return setThere.count(entry.first) == 0; });
 }
 
 std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
@@ -70,7 +65,7 @@ std::vector<Json::Value> runsAt(Session& session, const Firing& firing, const st
 
 FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const FiringReasons& mapBefore) {
   FiringReasons mapReasons;
-  const Json::Value jTasks = listTasks(session);
+  const Json::Value jTasks = listRelations(session);
   const TaskGraph graph(jTasks);
   Reasons reasons(graph, Tense::THEN);
   for (const Json::Value& jTask : jTasks) {

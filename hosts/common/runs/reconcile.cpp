@@ -249,7 +249,10 @@ std::vector<Json::Value> reconcile(Session& session) {
       vecClosed.push_back(jRun);
     }
   }
-  for (const Json::Value& jTask : listTasks(session)) {
+  // Most tasks are not running.
+  const Json::Value jFilter =
+      objectOf({{"orvaSqlWhereFilter", "status is not null and status not like '%\"running\":[]%'"}});
+  for (const Json::Value& jTask : listTasks(session, jFilter)) {
     pruneRunning(session, jTask);
   }
   return vecClosed;

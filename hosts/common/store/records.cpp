@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <sqlite3.h>
 #include <vector>
 
 #include "orva_platform.h"
@@ -9,6 +10,7 @@
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/suggestion.h"
+#include "database.h"
 #include "session.h"
 
 namespace Host {
@@ -31,6 +33,23 @@ Json::Value getOne(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const std::s
   return jOut;
 }
 
+Statement prepare(const Session& session, const char* szSql) {
+  sqlite3_stmt* pStatement = nullptr;
+  if (sqlite3_prepare_v2(session.db(), szSql, -1, &pStatement, nullptr) != SQLITE_OK) {
+    throw Failure(fmt::format("cannot list the tasks: {}", sqlite3_errmsg(session.db())));
+  }
+  return Statement(pStatement);
+}
+
+/// \return false behind the last row.
+bool step(const Session& session, const Statement& statement) {
+  const int iCode = sqlite3_step(statement.get());
+  if (iCode != SQLITE_ROW && iCode != SQLITE_DONE) {
+    throw Failure(fmt::format("cannot list the tasks: {}", sqlite3_errmsg(session.db())));
+  }
+  return iCode == SQLITE_ROW;
+}
+
 }  // namespace
 
 OpenStore::OpenStore() : m_pSession(std::make_unique<Session>()) {}
@@ -48,6 +67,34 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
     jSorted.append(std::move(jTask));
   }
   return jSorted;
+}
+
+Json::Value listRelations(Session& session) {
+  const Statement statement = prepare(
+      session, "SELECT task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit FROM task ORDER BY 1");
+  enum Column { NAME, EVENT, DEPEND, ENABLE, OWNER, SAME_TIME, LIMIT };
+  Json::Value jTasks(Json::arrayValue);
+  while (step(session, statement)) {
+    Json::Value jTask(Json::objectValue);
+    jTask["task_name"] = columnText(statement, NAME);
+    jTask["event"] = columnText(statement, EVENT);
+    jTask["depend_on_task"] = columnText(statement, DEPEND);
+    jTask["enable"] = sqlite3_column_int(statement.get(), ENABLE) != 0;
+    jTask["owner"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), OWNER));
+    jTask["run_the_same_time"] = sqlite3_column_int(statement.get(), SAME_TIME) != 0;
+    jTask["time_limit"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), LIMIT));
+    jTasks.append(std::move(jTask));
+  }
+  return jTasks;
+}
+
+std::set<std::string> taskNames(Session& session) {
+  const Statement statement = prepare(session, "SELECT task_name FROM task");
+  std::set<std::string> setNames;
+  while (step(session, statement)) {
+    setNames.insert(columnText(statement, 0));
+  }
+  return setNames;
 }
 
 Json::Value listTasks() {

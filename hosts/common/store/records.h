@@ -30,6 +30,13 @@ private:
 /// \throw Failure when the store fails; here and below.
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
 
+/// Lists all tasks in the order of their names, with what says who they are, when they start and what they wait for:
+/// task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit. Cheap, since scripts are left out.
+Json::Value listRelations(Session& session);
+
+/// The names of all tasks.
+std::set<std::string> taskNames(Session& session);
+
 /// Lists tasks, or gives one, in a session of its own.
 Json::Value listTasks();
 Json::Value requireTask(const std::string& strTask);

@@ -21,6 +21,18 @@ bool matches(const std::string& strPattern, const std::string& strText) {
   return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
 }
 
+bool isPattern(const std::string& strName) {
+  return strName.find_first_of("_%") != std::string::npos;
+}
+
+/// ASCII only, as the store compares.
+std::string folded(std::string strName) {
+  for (char& c : strName) {
+    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return strName;
+}
+
 /// The pattern by which the library finds dependants.
 std::string patternOf(const std::string& strName) {
   return "%[" + strName + "]%";
@@ -217,9 +229,31 @@ std::vector<TaskGraph::Endless> TaskGraph::endlessWalks(const std::vector<std::s
   return vecProblems;
 }
 
+/// The names that could match a name, or be matched by it. All others need no comparison: without a pattern, only the
+/// letter case can differ.
+std::vector<std::string> TaskGraph::namesLike(const std::string& strName) const {
+  if (m_mapFolded.empty()) {
+    for (const auto& [strOther, task] : m_mapTasks) {
+      m_mapFolded[folded(strOther)].push_back(strOther);
+      if (isPattern(strOther)) {
+        m_vecPatterns.push_back(strOther);
+      }
+    }
+  }
+  std::set<std::string> setNames(m_vecPatterns.begin(), m_vecPatterns.end());
+  if (isPattern(strName)) {
+    for (const auto& [strOther, task] : m_mapTasks) {
+      setNames.insert(strOther);
+    }
+  } else if (const auto it = m_mapFolded.find(folded(strName)); it != m_mapFolded.end()) {
+    setNames.insert(it->second.begin(), it->second.end());
+  }
+  return {setNames.begin(), setNames.end()};
+}
+
 std::vector<std::string> TaskGraph::whyConfused(const std::string& strName, const std::string& strBesides) const {
   std::vector<std::string> vecReasons;
-  for (const auto& [strOther, task] : m_mapTasks) {
+  for (const std::string& strOther : namesLike(strName)) {
     if (strOther == strName || strOther == strBesides) {
       continue;
     }

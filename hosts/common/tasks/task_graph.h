@@ -75,12 +75,15 @@ private:
   struct Walk;
 
   const std::vector<std::string>& matchesOf(const std::string& strName) const;
+  std::vector<std::string> namesLike(const std::string& strName) const;
   void walkDown(const std::string& strName, Walk& walk) const;
   void walkUp(const std::string& strName, Walk& walk) const;
 
   std::map<std::string, GraphTask> m_mapTasks;
   mutable std::map<std::string, std::vector<std::string>> m_mapMatches;  ///< results of matchesOf()
   std::map<std::string, std::vector<std::string>> m_mapDependants;       ///< by name: its dependants, by name
+  mutable std::map<std::string, std::vector<std::string>> m_mapFolded;   ///< names by their form in small letters
+  mutable std::vector<std::string> m_vecPatterns;                        ///< names that can match others as patterns
 };
 
 }  // namespace Host

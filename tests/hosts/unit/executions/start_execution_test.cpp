@@ -69,7 +69,7 @@ TEST_F(StartExecution, RunsATaskAndTellsHowItWent) {
   const int iStatus = followExecution(execution, nullptr,
                                       {[&] {
                                          Session session;
-                                         progress.poll(session, execution.children());
+                                         progress.poll(session, [&] { return execution.children(); });
                                        },
                                        [](const std::string& strLines) { ADD_FAILURE() << strLines; }});
   EXPECT_EQ(endOf(iStatus), ExecutionEnd::DONE);
