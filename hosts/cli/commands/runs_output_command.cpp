@@ -12,10 +12,13 @@
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
+#include "common/coordination/execution_file.h"
 #include "common/output/run_files.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
+#include "common/support/file_alarm.h"
+#include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 #include "runs_commands.h"
 
@@ -70,12 +73,43 @@ bool goesOn(Host::Session& session, Json::Int64 iResult) {
   return !jRun.isMember("stop_time") && Host::isRunAlive(jRun);
 }
 
+/// Tells when a run has new output, or ends.
+class RunAlarm {
+public:
+  /// \param pOutput  null while there is no file: then nothing can tell.
+  RunAlarm(const Json::Value& jRun, const Host::FileFollower* pOutput) {
+    const auto execution = Host::executionOf(Host::pidOf(jRun), Host::intOf(jRun, "result_id"));
+    if (pOutput != nullptr && execution) {
+      m_output.emplace(pOutput->descriptorPath());
+      m_execution.emplace(execution->strPath);
+    }
+  }
+
+  bool isSet() const { return m_output.has_value(); }
+
+  void wait() const {
+    waitForMore(isSet() ? std::vector<int>{m_output->fd(), m_execution->fd()} : std::vector<int>());
+    if (isSet()) {
+      m_output->reset();
+      m_execution->reset();
+    }
+  }
+
+private:
+  std::optional<Host::FileAlarm> m_output;
+  std::optional<Host::FileAlarm> m_execution;
+};
+
 /// Shows the output of a run until it ends.
 void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions& options, Sink& sink) {
   std::optional<Host::FileFollower> file;
   std::string strLooked;
+  std::optional<RunAlarm> alarm;
   for (bool blGoesOn = true; blGoesOn;) {
-    // Before the file is read, so that the last output is not missed.
+    // First the alarm, then the end, then the file, so that nothing is missed.
+    if (!alarm || !alarm->isSet()) {
+      alarm.emplace(jRun, file ? &*file : nullptr);
+    }
     blGoesOn = goesOn(session, options.iResult);
     if (std::optional<Host::UniqueFd> fd =
             file ? std::nullopt : Host::findRunFile(jRun, Host::OUTPUT_FILE, strLooked)) {
@@ -85,7 +119,7 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
       passOn(*file, sink);
     }
     if (blGoesOn) {
-      waitForMore();
+      alarm->wait();
     }
   }
   if (!file) {

@@ -71,7 +71,8 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
 
 Json::Value listRelations(Session& session) {
   const Statement statement = prepare(
-      session, "SELECT task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit FROM task ORDER BY 1");
+      session,
+      "SELECT task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit FROM task ORDER BY 1");
   enum Column { NAME, EVENT, DEPEND, ENABLE, OWNER, SAME_TIME, LIMIT };
   Json::Value jTasks(Json::arrayValue);
   while (step(session, statement)) {

@@ -41,6 +41,9 @@ public:
   /// \param cbMax  bytes at most. \throw Failure as above.
   End end(std::size_t cbMax) const;
 
+  /// A path that stays that of the file when it is renamed.
+  std::string descriptorPath() const { return "/proc/self/fd/" + std::to_string(m_fd.get()); }
+
   /// Tells whether a descriptor refers to the same file.
   bool isSame(const UniqueFd& fd) const;
 

@@ -74,14 +74,14 @@ TEST_F(GroupsOfAnExecution, AreLeftAndGoWithTheLastProcess) {
   });
 }
 
-TEST_F(GroupsOfAnExecution, OfAServiceAreThoseOfItsMainProcess) {
+TEST_F(GroupsOfAnExecution, WithoutSystemdAServiceHasGroupsLikeAllOthers) {
   inChild([&] {
     enterServiceGroup();
-    EXPECT_EQ(ControlGroup::own().value().path(), path() + "/watch");
+    EXPECT_EQ(ControlGroup::own().value().path(), path());
     ExecutionRequest request;
     request.blService = true;
-    EXPECT_EQ(enterExecutionGroup(request, "12-5.6"), path());
-    EXPECT_EQ(ControlGroup::own().value().path(), path() + "/watch");
+    EXPECT_EQ(enterExecutionGroup(request, "12-5.6"), path() + "/eorva-12-5.6");
+    EXPECT_EQ(ControlGroup::own().value().path(), path() + "/eorva-12-5.6/watch");
   });
 }
 
