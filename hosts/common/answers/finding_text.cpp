@@ -120,7 +120,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"timer_failed", "units", "{subject} has failed: {without}", "systemctl status {subject}"},
     {"timers_unknown", "units", "{problem}", "systemctl list-timers --all 'eorva-*'"},
     {"no_control_groups", "runs",
-     "this system has no control groups of version 2: a process that leaves the session of its run is not ended with it",
+     "without control groups of version 2, a process that leaves the session of its run is not ended",
      "mkdir -p /run/cgroup2 && mount -t cgroup2 cgroup2 /run/cgroup2"},
     {"run_without_process", "runs", "run {subject} of \"{task}\" is recorded as running, but its process is gone",
      "eorva check --repair"},
