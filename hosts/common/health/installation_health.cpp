@@ -18,6 +18,7 @@
 #include "common/server/shares.h"
 #include "common/store/database.h"
 #include "common/store/records.h"
+#include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/tasks/script_check.h"
@@ -173,6 +174,12 @@ void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {
                                    [](const Json::Value& jTask) { return boolOf(jTask, "notify_enable"); });
   findings.push_back({cMail > 0 ? Severity::PROBLEM : Severity::WARNING, blSet ? "mail_program" : "no_mail_program",
                       strProgram, objectOf({{"tasks", static_cast<Json::Int64>(cMail)}})});
+}
+
+void checkControlGroups(HealthFindings& findings) {
+  if (!ControlGroup::own()) {
+    findings.push_back({Severity::WARNING, "no_control_groups", "", Json::objectValue});
+  }
 }
 
 void checkRuns(Session& session, HealthFindings& findings) {

@@ -30,9 +30,6 @@ inline constexpr char TASK_LOCK_PATH[] = "/run/eorva/task-locks";
 /// Held while the configuration is changed; the file itself is empty.
 inline constexpr char CONFIG_LOCK_PATH[] = "/run/eorva/config-lock";
 
-/// The tasks that were started in this second.
-inline constexpr char START_SECOND_PATH[] = "/run/eorva/start-second";
-
 /// Tickets of executions that systemd starts.
 inline constexpr char TICKETS_FOLDER[] = "/run/eorva/tickets";
 

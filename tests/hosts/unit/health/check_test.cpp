@@ -2,6 +2,7 @@
 
 #include "common/health/check.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
@@ -11,6 +12,7 @@
 #include "common/store/session.h"
 #include "common/support/paths.h"
 #include "fresh_host.h"
+#include "test_group.h"
 
 using namespace Host;
 using testing::Contains;
@@ -55,6 +57,18 @@ TEST_F(Checks, RunWithoutAProcessIsFoundAndClosed) {
   EXPECT_EQ(1U, repairs.vecRuns.size());
   EXPECT_EQ("", repairs.strProblem);
   EXPECT_THAT(codes(), Not(Contains("run_without_process")));
+}
+
+TEST_F(Checks, MissingControlGroupsAreFoundUntilTheyAreMounted) {
+  if (const std::string strWhy = HostTest::TestGroup::whyNone(); !strWhy.empty()) {
+    GTEST_SKIP() << strWhy;
+  }
+  EXPECT_THAT(codes(), Not(Contains("no_control_groups")));
+  ASSERT_EQ(0, std::system("umount --all --lazy --types cgroup2"));
+  EXPECT_THAT(codes(), Contains("no_control_groups"));
+  const HealthFinding finding{HealthFinding::Severity::WARNING, "no_control_groups", "", Json::objectValue};
+  ASSERT_EQ(0, std::system(findingAdvice(finding).c_str()));
+  EXPECT_THAT(codes(), Not(Contains("no_control_groups")));
 }
 
 TEST_F(Checks, StoreThatBreaksItsOwnRulesIsDamaged) {
