@@ -1,13 +1,11 @@
 #include "clean_process.h"
 
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <linux/capability.h>
-#include <linux/keyctl.h>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -16,6 +14,7 @@
 #include <utility>
 
 #include "common/support/default_signals.h"
+#include "common/support/keyring.h"
 #include "common/support/paths.h"
 #include "default_limits.h"
 
@@ -37,12 +36,6 @@ void resetSignals() {
   for (const int iSignal : {SIGPIPE, SIGXFSZ}) {
     std::signal(iSignal, [](int) {});
   }
-}
-
-void takeKeyring() {
-  const long iKeyring = syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr);
-  // Where there are no keyrings, as in many containers, there is none to inherit.
-  require(iKeyring >= 0 || errno == ENOSYS || errno == EPERM, "eorva: the session keyring");
 }
 
 void dropInheritableCapabilities() {
@@ -106,7 +99,7 @@ void becomeCleanProcess(const std::vector<int>& vecKeep, const ExecutionRequest&
   resetSignals();
   umask(022);
   require(chdir("/") == 0, "eorva: /");
-  takeKeyring();
+  require(takeNewKeyring(), "eorva: the session keyring");
   dropInheritableCapabilities();
   takeDefaultLimits();
   setEnvironment(request);

@@ -61,6 +61,9 @@ std::string enterExecutionGroup(const ExecutionRequest& request, const std::stri
   try {
     const ControlGroup unit = blScope ? *own : own->below("eorva-" + strName);
     unit.create();
+    if (!unit.canKill()) {
+      throw Failure("the kernel cannot kill control groups");
+    }
     enterWatch(unit);
     return unit.path();
   } catch (const Failure& failure) {

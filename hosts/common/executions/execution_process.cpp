@@ -24,6 +24,8 @@ namespace Host {
 
 namespace {
 
+constexpr char NAME[] = "eorva-execute";
+
 /// The last event of a child that could not write or prepare its script.
 constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
 
@@ -77,6 +79,7 @@ void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, 
   const pid_t pidSelf = getpid();
   int iResult = -1;
   try {
+    prctl(PR_SET_NAME, NAME);
     dieWith(pidWatch);
     sigset_t none;
     sigemptyset(&none);

@@ -33,6 +33,7 @@
 #include "execution_process.h"
 #include "messages.h"
 #include "run_watch.h"
+#include "service_process.h"
 #include "temporary_files.h"
 
 namespace Host {
@@ -236,6 +237,19 @@ int Watch::run() {
   return m_iStatus;
 }
 
+/// Background processes of scripts keep the scope alive, but ignore the signal by which systemd ends it. So a process
+/// stays that ends them then.
+void keepScope(const ExecutionRequest& request, const std::string& strGroup) {
+  if (request.blService || !isSystemdRunning() || populatedRuns(strGroup).empty() || fork() != 0) {
+    return;
+  }
+  // The execution is over: its locks must not be held on.
+  close_range(FIRST_KEPT, ~0U, 0);
+  sendMessagesTo(-1);
+  waitForRest(strGroup);
+  _exit(0);
+}
+
 /// Ends with the wait status of the process of the execution.
 [[noreturn]] void exitLike(int iStatus) {
   if (WIFSIGNALED(iStatus)) {
@@ -273,6 +287,7 @@ void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, co
     ownFile.noteGroup(enterExecutionGroup(request, std::filesystem::path(file.path()).filename()));
     Watch watch(request, plan, ownFile, ownLock);
     const int iStatus = watch.run();
+    keepScope(request, ownFile.notes().strGroup);
     if (const std::optional<int> result = watch.resultOfEnd()) {
       _exit(*result);
     }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fmt/format.h>
 #include <optional>
 #include <sys/prctl.h>
@@ -14,6 +15,7 @@
 #include "common/coordination/execution_file.h"
 #include "common/support/default_signals.h"
 #include "common/support/failure.h"
+#include "common/support/keyring.h"
 #include "default_limits.h"
 #include "execution_group.h"
 
@@ -56,6 +58,10 @@ void leaveExecution(const RunStart& start) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
+  // Runs of different owners must not share one.
+  if (!takeNewKeyring()) {
+    throw Failure(fmt::format("cannot make a session keyring: {}", std::strerror(errno)));
+  }
   // A script that ends "its process group" must not end other runs, or the execution itself.
   setsid();
   prctl(PR_SET_NAME, NAME);

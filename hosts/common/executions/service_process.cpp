@@ -13,6 +13,7 @@
 #include "common/support/file_alarm.h"
 #include "common/support/process.h"
 #include "common/support/try_until.h"
+#include "end_request.h"
 #include "execution_group.h"
 
 namespace Host {
@@ -34,12 +35,18 @@ bool waitUntilEmpty(const std::string& strGroup) {
   sigset_t term;
   sigset_t before;
   sigemptyset(&term);
-  sigaddset(&term, SIGTERM);
+  for (const int iSignal : END_SIGNALS) {
+    sigaddset(&term, iSignal);
+  }
   sigprocmask(SIG_BLOCK, &term, &before);
+  sigset_t during = before;
+  for (const int iSignal : END_SIGNALS) {
+    sigdelset(&during, iSignal);
+  }
   const FileAlarm alarm(strGroup + "/cgroup.events");
   while (g_iAsked == 0 && ControlGroup(strGroup).isPopulated()) {
     pollfd entry{alarm.fd(), POLLIN, 0};
-    ppoll(&entry, 1, nullptr, &before);
+    ppoll(&entry, 1, nullptr, &during);
     alarm.reset();
   }
   sigprocmask(SIG_SETMASK, &before, nullptr);
@@ -71,9 +78,13 @@ void ServiceProcess::passOnTo(pid_t pidWatch) {
   }
 }
 
-void ServiceProcess::waitForRest() const {
-  for (std::vector<std::string> vecRuns = populatedRuns(m_strGroup); !vecRuns.empty();
-       vecRuns = populatedRuns(m_strGroup)) {
+void waitForRest(const std::string& strGroup) {
+  g_pidWatch = 0;
+  for (const int iSignal : END_SIGNALS) {
+    std::signal(iSignal, &passOn);
+  }
+  for (std::vector<std::string> vecRuns = populatedRuns(strGroup); !vecRuns.empty();
+       vecRuns = populatedRuns(strGroup)) {
     if (!waitUntilEmpty(vecRuns.front())) {
       endAll(vecRuns);
       return;

@@ -10,6 +10,10 @@
 
 namespace Host {
 
+/// Waits until no run of an execution has a process any more. Ends them when systemd asks for that.
+/// \param strGroup  folder of the execution's control group.
+void waitForRest(const std::string& strGroup);
+
 /// It stays until no process of a script is left in the service. systemd asks only this process to end; the scripts are
 /// ended in their order.
 class ServiceProcess {
@@ -24,7 +28,7 @@ public:
   void setGroup(std::string strGroup) { m_strGroup = std::move(strGroup); }
 
   /// Waits until all background processes of the scripts have ended. Ends them on request.
-  void waitForRest() const;
+  void waitForRest() const { Host::waitForRest(m_strGroup); }
 
 private:
   std::string m_strGroup;

@@ -174,6 +174,10 @@ bool ControlGroup::isPopulated() const {
   return valueOf(m_strPath + "/cgroup.events", "populated").value_or(0) != 0;
 }
 
+bool ControlGroup::canKill() const {
+  return access((m_strPath + "/cgroup.kill").c_str(), F_OK) == 0;
+}
+
 bool ControlGroup::kill() const {
   return writeFile(m_strPath + "/cgroup.kill", "1");
 }

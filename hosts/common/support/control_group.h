@@ -48,6 +48,9 @@ public:
   /// Tells whether it, or a group below it, has a living process.
   bool isPopulated() const;
 
+  /// Tells whether the kernel can kill its processes, as from version 5.14 on.
+  bool canKill() const;
+
   /// Kills all its processes, and those of groups below it, also processes that are being started.
   /// \return false when the kernel cannot.
   bool kill() const;
