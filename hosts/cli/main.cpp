@@ -73,8 +73,25 @@ void requireRoot() {
   }
 }
 
+/// Every user can read the command line of a process, and the processes of an execution keep it as long as they live.
+void hideVariables(int argc, char** argv) {
+  constexpr std::string_view OPTION = "--env";
+  bool blVariable = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view strWord(argv[i]);
+    const bool blBoth = strWord.starts_with(OPTION) && strWord.substr(OPTION.size()).starts_with('=');
+    const std::size_t iName = blBoth ? OPTION.size() + 1 : 0;
+    const std::size_t iValue = strWord.find('=', iName);
+    if ((blVariable || blBoth) && iValue != std::string_view::npos) {
+      std::fill(argv[i] + iValue + 1, argv[i] + strWord.size(), '*');
+    }
+    blVariable = strWord == OPTION;
+  }
+}
+
 void parse(CLI::App& app, int argc, char** argv) {
   std::vector<std::string> vecWords = withEmptyValues(app, {argv + std::min(argc, 1), argv + argc});
+  hideVariables(argc, argv);
   // The parser wants the last word first.
   std::reverse(vecWords.begin(), vecWords.end());
   app.parse(std::move(vecWords));
