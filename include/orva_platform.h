@@ -377,6 +377,11 @@ ORVA_EXPORT void ORVALogEndChildAfter(unsigned int uCode);
 /// \param iOn  0 switches this off.
 ORVA_EXPORT void ORVAFSRefuseOpenParents(int iOn);
 
+/// Tells whether the fork that goes on in this process makes a process that delivers mail. For handlers that a host has
+/// registered with pthread_atfork().
+/// \return 1 when it does; else 0.
+ORVA_EXPORT int ORVAMailIsForking();
+
 /// A function that is called before records are listed. \return 0 to go on; negative to make the listing fail.
 /// It must not throw. It may use the same record store, but its own listings call it, too.
 typedef int (*ORVALISTGUARD)(void* pContext);

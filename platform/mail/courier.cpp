@@ -15,6 +15,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "orva_platform.h"
+
 #include "mail/address.h"
 #include "mail/outbox.h"
 #include "settings/server_settings.h"
@@ -22,6 +24,8 @@
 
 namespace orva {
 namespace {
+
+thread_local bool g_blForking = false;
 
 constexpr const char* PROGRAM_DEFAULT = "/usr/sbin/sendmail";
 
@@ -187,7 +191,11 @@ int sendDetached(const std::string& strFrom, const std::string& strTo, const std
     return -1;
   }
   // The courier is a grandchild. Its parent ends at once and is reaped here.
+  g_blForking = true;
   const pid_t pid = fork();
+  if (pid != 0) {
+    g_blForking = false;
+  }
   if (pid == 0) {
     const pid_t pidCourier = fork();
     if (pidCourier == 0) {
@@ -232,3 +240,7 @@ int flushOutbox(const RunLimits& limits) {
 }
 
 }  // namespace orva
+
+extern "C" int ORVAMailIsForking() {
+  return orva::g_blForking ? 1 : 0;
+}

@@ -85,7 +85,7 @@ public:
     }
   }
 
-  bool isSet() const { return m_output.has_value(); }
+  bool isSet() const { return m_output && m_output->isOpen() && m_execution->isOpen(); }
 
   void wait() const {
     waitForMore(isSet() ? std::vector<int>{m_output->fd(), m_execution->fd()} : std::vector<int>());

@@ -15,6 +15,7 @@
 
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/support/process.h"
 #include "common/support/try_until.h"
 #include "runtime_folder.h"
 
@@ -39,6 +40,11 @@ constexpr std::string_view MET = "met";
 constexpr std::string_view DONE = "done";
 /// @}
 
+bool isAboutRun(std::string_view strWord) {
+  constexpr std::array WORDS = {RUN, BEGIN, END, ENDING, CLOSED};
+  return std::find(WORDS.begin(), WORDS.end(), strWord) != WORDS.end();
+}
+
 /// Takes the next word off a line; words are separated by single blanks.
 std::string_view takeWord(std::string_view& strLine) {
   const std::size_t iEnd = std::min(strLine.find(' '), strLine.size());
@@ -51,10 +57,11 @@ template <typename Number>
 Number takeNumber(std::string_view& strLine) {
   const std::string_view strWord = takeWord(strLine);
   Number number = 0;
-  std::from_chars(strWord.data(), strWord.data() + strWord.size(), number);
-  return number;
+  const char* pEnd = strWord.data() + strWord.size();
+  return std::from_chars(strWord.data(), pEnd, number).ptr == pEnd ? number : 0;
 }
 
+/// \param strLine  begins with a line break, too: the line before it may be incomplete, when the disk was full.
 void appendTo(int fd, const std::string& strLine, const std::string& strPath) {
   // One short write in append mode, so that the lines of several processes do not mix.
   if (write(fd, strLine.data(), strLine.size()) != static_cast<ssize_t>(strLine.size())) {
@@ -71,7 +78,11 @@ UniqueFd openForLines(const std::string& strPath) {
 }
 
 std::string endingLine(pid_t pid, const char* szWhy, std::chrono::seconds grace) {
-  return fmt::format("{} {} {} {}\n", ENDING, pid, szWhy, grace.count());
+  return fmt::format("\n{} {} {} {}\n", ENDING, pid, szWhy, grace.count());
+}
+
+std::string endLine(pid_t pid, int iStatus) {
+  return fmt::format("\n{} {} {}\n", END, pid, iStatus);
 }
 
 /// Passes on the complete lines behind an offset. \return the offset of the next line.
@@ -148,6 +159,11 @@ std::set<pid_t> ExecutionNotes::children() const {
   return setPids;
 }
 
+bool ExecutionNotes::hasOpen(pid_t pid) const {
+  const auto it = mapRuns.find(pid);
+  return it != mapRuns.end() && !it->second.blClosed;
+}
+
 std::string ExecutionNotes::groupOf(pid_t pid) const {
   const auto it = mapRuns.find(pid);
   const bool blGroup = it != mapRuns.end() && !strGroup.empty() && !it->second.strGroup.empty();
@@ -168,7 +184,7 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
     ++cStored;
   } else if (strWord == DONE) {
     blDone = true;
-  } else if (const pid_t pid = takeNumber<pid_t>(strLine); pid > 0) {
+  } else if (const pid_t pid = takeNumber<pid_t>(strLine); pid > 0 && isAboutRun(strWord)) {
     RunNotes& run = mapRuns[pid];
     const bool blFirst = strWord == RUN || strWord == BEGIN;
     // The kernel can give the id of an ended process to a later run.
@@ -177,6 +193,7 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
       run.limit = std::chrono::seconds(takeNumber<Json::Int64>(strLine));
     } else if (strWord == BEGIN) {
       run.blBegun = true;
+      run.ticksStart = takeNumber<std::uint64_t>(strLine);
       run.strGroup = strLine;
     } else if (strWord == END) {
       run.status = takeNumber<int>(strLine);
@@ -225,23 +242,23 @@ void ExecutionFile::append(const std::string& strLine) const {
 }
 
 void ExecutionFile::noteGroup(const std::string& strGroup) const {
-  append(fmt::format("{} {}\n", GROUP, strGroup));
+  append(fmt::format("\n{} {}\n", GROUP, strGroup));
 }
 
 void ExecutionFile::noteRun(pid_t pid, std::chrono::seconds limit) const {
-  append(fmt::format("{} {} {}\n", RUN, pid, limit.count()));
+  append(fmt::format("\n{} {} {}\n", RUN, pid, limit.count()));
 }
 
 void ExecutionFile::noteClosed(pid_t pid) const {
-  append(fmt::format("{} {}\n", CLOSED, pid));
+  append(fmt::format("\n{} {}\n", CLOSED, pid));
 }
 
 void ExecutionFile::noteStored() const {
-  append(fmt::format("{}\n", STORED));
+  append(fmt::format("\n{}\n", STORED));
 }
 
 void ExecutionFile::noteInTheWay(Json::Int64 iResult) const {
-  append(fmt::format("{} {}\n", MET, iResult));
+  append(fmt::format("\n{} {}\n", MET, iResult));
 }
 
 void ExecutionFile::noteEnding(pid_t pid, const char* szWhy, std::chrono::seconds grace) const {
@@ -249,17 +266,22 @@ void ExecutionFile::noteEnding(pid_t pid, const char* szWhy, std::chrono::second
 }
 
 void ExecutionFile::noteDone() const {
-  append(fmt::format("{}\n", DONE));
+  append(fmt::format("\n{}\n", DONE));
+}
+
+void ExecutionFile::noteEnd(pid_t pid, int iStatus) const {
+  append(endLine(pid, iStatus));
 }
 
 RunReport::RunReport(const std::string& strPath, pid_t pid) : m_fd(openForLines(strPath)), m_pid(pid) {}
 
 void RunReport::begin(const std::string& strGroup) const {
-  append(fmt::format("{} {} {}\n", BEGIN, m_pid, strGroup));
+  const std::optional<ProcessStatus> status = processStatus(m_pid);
+  append(fmt::format("\n{} {} {} {}\n", BEGIN, m_pid, status ? status->ticksStart : 0, strGroup));
 }
 
 void RunReport::end(int iStatus) const {
-  append(fmt::format("{} {} {}\n", END, m_pid, iStatus));
+  append(endLine(m_pid, iStatus));
 }
 
 void RunReport::append(const std::string& strLine) const {
@@ -281,12 +303,14 @@ std::vector<LiveExecution> liveExecutions() {
 }
 
 std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iResult) {
+  std::optional<LiveExecution> found;
   for (LiveExecution& execution : liveExecutions()) {
-    if (execution.notes.has(pid, iResult)) {
-      return std::move(execution);
+    // A process id can come back: of several executions, the one whose run is open counts.
+    if (execution.notes.has(pid, iResult) && (!found || execution.notes.hasOpen(pid))) {
+      found = std::move(execution);
     }
   }
-  return std::nullopt;
+  return found;
 }
 
 std::optional<LiveExecution> executionOfFiring(Json::Int64 iFiring) {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <json/value.h>
 #include <map>
 #include <optional>
@@ -25,6 +26,7 @@ namespace Host {
 struct RunNotes {
   std::chrono::seconds limit{0};  ///< the time limit of its task; 0 for none
   bool blBegun = false;           ///< its process is in its control group, and starts the script
+  std::uint64_t ticksStart = 0;   ///< when this process started, in clock ticks since the boot
   std::string strGroup;           ///< the name of this group; empty where there are none
   std::optional<int> status;      ///< wait status of the shell that ran the script; -1: the script was not started
   std::string strEndedBy;         ///< why it is being ended early; empty when it is not
@@ -43,6 +45,9 @@ struct ExecutionNotes {
   bool blDone = false;                ///< it ended in order, and left background processes of scripts in its group
 
   std::set<pid_t> children() const;
+
+  /// Tells whether a run with this process id has not been closed.
+  bool hasOpen(pid_t pid) const;
 
   /// Tells whether a run record with this process id can belong to it. An execution that began after the run cannot be
   /// its parent.
@@ -106,6 +111,9 @@ public:
   void noteEnding(pid_t pid, const char* szWhy, std::chrono::seconds grace) const;
 
   void noteDone() const;
+
+  /// \param iStatus  see RunReport::end().
+  void noteEnd(pid_t pid, int iStatus) const;
 
   /// @}
 

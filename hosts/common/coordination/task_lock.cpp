@@ -105,8 +105,22 @@ void TaskLock::announce(const std::vector<std::string>& vecTasks) {
   }
 }
 
-bool TaskLock::takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit) {
-  return lockAll(m_fd.get(), F_WRLCK, vecTasks, Place::TURN, limit) == std::nullopt;
+/// One after the other, always in the same order: so executions cannot wait for each other in a circle, and one that
+/// wants many turns is not left behind by those that want few.
+bool TaskLock::takeTurn(std::vector<std::string> vecTasks, std::chrono::milliseconds limit) {
+  std::sort(vecTasks.begin(), vecTasks.end(), [](const std::string& strLeft, const std::string& strRight) {
+    return offsetOf(strLeft, Place::TURN) < offsetOf(strRight, Place::TURN);
+  });
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  for (const std::string& strTask : vecTasks) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (!tryUntil(std::max(left, std::chrono::milliseconds(0)), LOCK_PAUSE,
+                  [&] { return lockTask(m_fd.get(), F_WRLCK, strTask, Place::TURN); })) {
+      endTurns();
+      return false;
+    }
+  }
+  return true;
 }
 
 void TaskLock::endTurns() {

@@ -34,7 +34,7 @@ public:
 
   /// Takes the turns to start tasks, or to close their runs. Waits for the execution that has one of them.
   /// \return false when the time was up; no turn is held then.
-  bool takeTurn(const std::vector<std::string>& vecTasks, std::chrono::milliseconds limit);
+  bool takeTurn(std::vector<std::string> vecTasks, std::chrono::milliseconds limit);
 
   /// Ends all turns.
   void endTurns();

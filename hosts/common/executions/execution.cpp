@@ -1,5 +1,6 @@
 #include "execution.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -70,7 +71,9 @@ std::string Execution::group() {
 void Execution::wait(std::chrono::milliseconds limit) const {
   std::array<pollfd, 3> entries = {
       {{m_process.fd(), POLLIN, 0}, {m_alarm.fd(), POLLIN, 0}, {m_messages.reader.get(), POLLIN, 0}}};
-  poll(entries.data(), entries.size(), static_cast<int>(limit.count()));
+  constexpr std::chrono::milliseconds NO_ALARM_PAUSE(250);
+  const std::chrono::milliseconds pause = m_alarm.isOpen() ? limit : std::min(limit, NO_ALARM_PAUSE);
+  poll(entries.data(), entries.size(), static_cast<int>(pause.count()));
   m_alarm.reset();
 }
 

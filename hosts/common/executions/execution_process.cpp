@@ -43,7 +43,7 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
 }
 
 int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file,
-               TaskLock& lock) {
+               TaskLock& lock, const EndReports& ends) {
   // The library reads its configuration now, and the configured place may have changed.
   const std::optional<std::string> output = OutputFolder::configuredOutput();
   for (const std::string& strWarning : prepareFolders(output, plan.vecTasks)) {
@@ -54,7 +54,7 @@ int runRequest(Session& session, const ExecutionRequest& request, const Executio
   // From here on, a missing task folder fails the run.
   ORVAFSRefuseOpenParents(1);
   Turns turns;
-  RunRecorder recorder(session, file, lock, turns);
+  RunRecorder recorder(session, file, lock, turns, ends);
   if (!request.blByEvent) {
     return runTask(session, request.strName, recorder, turns);
   }
@@ -75,7 +75,7 @@ void dieWith(pid_t pidWatch) {
 }  // namespace
 
 void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file, TaskLock& lock,
-                    pid_t pidWatch) {
+                    const EndReports& ends, pid_t pidWatch) {
   const pid_t pidSelf = getpid();
   int iResult = -1;
   try {
@@ -88,7 +88,7 @@ void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, 
     // A child that cannot write its script would continue as a second runner, so it ends after its last event.
     ORVALogEndChildAfter(EVENT_SCRIPT_FAILED);
     Session session;
-    iResult = runRequest(session, request, plan, file, lock);
+    iResult = runRequest(session, request, plan, file, lock, ends);
   } catch (const std::exception& error) {
     if (getpid() == pidSelf) {
       sendMessage(error.what());

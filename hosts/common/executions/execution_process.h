@@ -7,6 +7,7 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "end_reports.h"
 #include "execution_plan.h"
 #include "execution_request.h"
 
@@ -14,6 +15,6 @@ namespace Host {
 
 /// Runs the process of an execution. Exit status 1: the library failed. Ends when the watch does.
 [[noreturn]] void executeAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file,
-                                 TaskLock& lock, pid_t pidWatch);
+                                 TaskLock& lock, const EndReports& ends, pid_t pidWatch);
 
 }  // namespace Host

@@ -28,6 +28,7 @@
 #include "common/support/process.h"
 #include "common/support/try_until.h"
 #include "common/text/json_members.h"
+#include "end_reports.h"
 #include "end_request.h"
 #include "execution_group.h"
 #include "execution_process.h"
@@ -48,6 +49,9 @@ constexpr char NAME[] = "eorva-watch";
 constexpr std::chrono::milliseconds ENDING_PAUSE(20);
 
 constexpr timespec TOGETHER{0, 30'000'000};
+
+/// Pause between two looks at the file when the kernel cannot tell of changes: it limits how many can be watched.
+constexpr std::chrono::milliseconds NO_ALARM_PAUSE(250);
 
 class Watch {
 public:
@@ -79,6 +83,7 @@ private:
   ExecutionFile& m_file;
   TaskLock& m_lock;
   FileAlarm m_alarm;
+  EndReports m_ends;
   std::chrono::seconds m_grace = graceSetting();
   RunWatch m_runs;
   Clock::time_point m_start = Clock::now();
@@ -95,7 +100,7 @@ Process Watch::forkExecution() {
     throw Failure(fmt::format("cannot start a process: {}", std::strerror(errno)));
   }
   if (pid == 0) {
-    executeAndExit(m_request, m_plan, m_file, m_lock, pidWatch);
+    executeAndExit(m_request, m_plan, m_file, m_lock, m_ends, pidWatch);
   }
   return Process(pid);
 }
@@ -122,13 +127,17 @@ void Watch::wait(const Process& execution) const {
   } else if (m_request.budget.count() > 0) {
     earlier(m_start + m_request.budget);
   }
+  if (!m_alarm.isOpen()) {
+    earlier(Clock::now() + NO_ALARM_PAUSE);
+  }
   timespec left{};
   if (due) {
     const auto nanoseconds = std::max<std::chrono::nanoseconds>(*due - Clock::now(), std::chrono::nanoseconds(0));
     const auto seconds = std::chrono::floor<std::chrono::seconds>(nanoseconds);
     left = {seconds.count(), (nanoseconds - seconds).count()};
   }
-  std::array<pollfd, 2> entries = {{{execution.fd(), POLLIN, 0}, {m_alarm.fd(), POLLIN, 0}}};
+  std::array<pollfd, 3> entries = {
+      {{execution.fd(), POLLIN, 0}, {m_alarm.fd(), POLLIN, 0}, {m_ends.reader(), POLLIN, 0}}};
   sigset_t none;
   sigemptyset(&none);
   ppoll(entries.data(), entries.size(), due ? &left : nullptr, &none);
@@ -163,11 +172,11 @@ void Watch::endWhenDue(const Process& execution) {
     m_ending = Clock::now();
     execution.signal(SIGTERM);
   }
-  m_runs.endAll(m_szEndedBy);
   if (Clock::now() - m_ending >= m_grace + m_request.lastResort) {
     // The store cannot be written, or a script does not end: a shutdown does not wait for that.
     execution.signal(SIGKILL);
   }
+  m_runs.endAll(m_szEndedBy);
 }
 
 std::optional<int> Watch::resultOfEnd() const {
@@ -181,7 +190,9 @@ std::optional<int> Watch::resultOfEnd() const {
 void Watch::endRest() {
   std::vector<RunEnding> vecEndings;
   for (const auto& [pid, run] : m_file.notes().mapRuns) {
-    vecEndings.emplace_back(RunGroup(m_file.notes().groupOf(pid), pid), m_grace);
+    if (const std::string strGroup = m_file.notes().groupOf(pid); !run.blClosed || !strGroup.empty()) {
+      vecEndings.emplace_back(RunGroup(strGroup, pid, run.ticksStart), m_grace);
+    }
   }
   tryUntil(m_grace + m_request.lastResort, ENDING_PAUSE, [&] {
     return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty();
@@ -207,11 +218,22 @@ void Watch::remember() {
 }
 
 void Watch::clearUp(pid_t pidExecution) {
+  attempt([&] { m_ends.collect(m_file); });
   m_file.update();
+  killRest(m_file.notes());
   attempt([&] { removeTemporaryFiles(pidExecution, m_file.notes().children()); });
-  attempt([&] { closeRest(); });
+  bool blClosed = false;
+  attempt([&] {
+    closeRest();
+    blClosed = true;
+  });
   attempt([&] { remember(); });
-  if (leaveExecutionGroup(m_file.notes().strGroup)) {
+  const bool blLeft = leaveExecutionGroup(m_file.notes().strGroup);
+  if (!blClosed) {
+    // The next command closes the runs: the file tells how they ended.
+    return;
+  }
+  if (blLeft) {
     m_file.remove();
   } else {
     m_file.noteDone();
@@ -222,14 +244,10 @@ int Watch::run() {
   const Process execution = forkExecution();
   do {
     wait(execution);
+    attempt([&] { m_ends.collect(m_file); });
     attempt([&] { m_runs.look(); });
     attempt([&] { endWhenDue(execution); });
   } while (!hasEnded(execution));
-  if (WIFSIGNALED(m_iStatus)) {
-    // Nobody else sees the end of its runs.
-    m_file.update();
-    killRest(m_file.notes());
-  }
   if (m_szEndedBy != nullptr || m_request.blLeaveNothing) {
     attempt([&] { endRest(); });
   }

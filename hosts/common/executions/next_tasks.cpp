@@ -37,7 +37,6 @@ NextTasks::~NextTasks() {
 
 /// \return negative when no task may start now.
 int NextTasks::beforeList() noexcept {
-  m_recorder.expectRuns();
   if (m_blUnsafe || isAskedToEnd()) {
     return -1;
   }
@@ -68,6 +67,8 @@ void NextTasks::makeReady() {
   }
   m_blFirst = false;
   if (vecReady.empty()) {
+    // The run is closed by now.
+    m_turns.end();
     return;
   }
   prepare(vecReady);

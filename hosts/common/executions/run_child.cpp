@@ -4,7 +4,6 @@
 #include <csignal>
 #include <cstring>
 #include <fmt/format.h>
-#include <optional>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -17,6 +16,7 @@
 #include "common/support/failure.h"
 #include "common/support/keyring.h"
 #include "default_limits.h"
+#include "end_reports.h"
 #include "execution_group.h"
 
 namespace Host {
@@ -27,11 +27,12 @@ constexpr char NAME[] = "eorva-run";
 constexpr int NOT_STARTED = -1;
 constexpr int EXIT_NOT_FOUND = 127;
 
-void reportEnd(void* pReport, int iStatus) {
-  try {
-    static_cast<const RunReport*>(pReport)->end(iStatus);
-  } catch (const Failure& failure) {
-    syslog(LOG_ERR, "the end of a run was not reported: %s", failure.what());
+/// Where the calling process tells its end.
+int g_fdEnds = -1;
+
+void reportEnd(void*, int iStatus) {
+  if (!EndReports::tell(g_fdEnds, getpid(), iStatus)) {
+    syslog(LOG_ERR, "the end of a run was not reported: %m");
   }
 }
 
@@ -72,27 +73,22 @@ void leaveExecution(const RunStart& start) {
 }  // namespace
 
 void beginRun(const RunStart& start, pid_t pidExecution, bool blEnding) {
-  // For the rest of the process.
-  static std::optional<RunReport> report;
+  g_fdEnds = start.fdEnds;
   try {
     leaveExecution(start);
-    report.emplace(start.strFile, getpid());
     const std::string strGroup =
         start.strGroup.empty() ? std::string() : enterRunGroup(start.strGroup, start.cMaxProcesses);
-    report->begin(strGroup);
+    RunReport(start.strFile, getpid()).begin(strGroup);
     // Whoever settles a killed execution ends the runs that have begun by then. Later ones end themselves.
     if (getppid() == pidExecution && !blEnding) {
-      ORVARunOnEnd(&reportEnd, &*report);
+      ORVARunOnEnd(&reportEnd, nullptr);
       ORVARunOnShell(&runShell, nullptr);
       return;
     }
-    report->end(NOT_STARTED);
   } catch (const Failure& failure) {
     syslog(LOG_ERR, "a run was not started: %s", failure.what());
-    if (report) {
-      reportEnd(&*report, NOT_STARTED);
-    }
   }
+  reportEnd(nullptr, NOT_STARTED);
   _exit(0);
 }
 

@@ -14,6 +14,7 @@ struct RunStart {
   std::string strFile;             ///< the file of the execution, see execution_file.h
   std::string strGroup;            ///< folder of the execution's control group; empty where there are none
   unsigned cMaxProcesses = 0;      ///< for the run
+  int fdEnds = -1;                 ///< where it tells its end, see end_reports.h
   std::vector<int> vecParentOnly;  ///< descriptors that belong to the execution alone
 };
 

@@ -54,10 +54,14 @@ void attempt(Step step) {
 
 }  // namespace
 
-RunRecorder::RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, Turns& turns)
-    : m_session(session), m_file(file), m_lock(lock), m_turns(turns), m_pid(getpid()) {
+RunRecorder::RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, Turns& turns, const EndReports& ends)
+    : m_session(session), m_file(file), m_lock(lock), m_turns(turns), m_ends(ends), m_pid(getpid()) {
   m_file.update();
-  m_start = {m_file.path(), m_file.notes().strGroup, maxProcessesSetting(), {file.fd(), lock.fd(), turns.fd()}};
+  m_start = {m_file.path(),
+             m_file.notes().strGroup,
+             maxProcessesSetting(),
+             ends.writer(),
+             {file.fd(), lock.fd(), turns.fd(), ends.reader()}};
   g_pRecorder = this;
   ORVAStoreOnWrite(
       [](void* pThis, OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value* pRecord) {
@@ -88,7 +92,7 @@ void RunRecorder::beforeFork() {
 
 /// Children that deliver mail are no runs.
 void RunRecorder::inChild() {
-  if (g_pRecorder != nullptr && g_pRecorder->m_blStarting) {
+  if (g_pRecorder != nullptr && ORVAMailIsForking() == 0) {
     beginRun(g_pRecorder->m_start, g_pRecorder->m_pid, isAskedToEnd());
   }
 }
@@ -105,7 +109,13 @@ void RunRecorder::rememberNew(const Run& run) {
   if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iResult, run.pid))) {
     m_mapOpen[iResult] = run;
     m_lock.withdraw(run.strTask);
+    return;
   }
+  // Nobody could see it, stop it, or keep a second run of its task from starting beside it.
+  m_file.update();
+  RunGroup(m_file.notes().groupOf(run.pid), run.pid).kill();
+  ::kill(run.pid, SIGKILL);
+  sendMessage(fmt::format("a run of \"{}\" could not be recorded, and was ended", run.strTask));
 }
 
 /// All that was written before is in the store by now.
@@ -143,13 +153,13 @@ void RunRecorder::onBegin(Json::Value& jRun) {
 }
 
 void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
-  m_blStarting = false;
   const auto node = m_mapOpen.extract(intOf(jFilter, "result_id"));
   if (!node) {
     return;
   }
   const Run& run = node.mapped();
   m_setEnded.insert(run.strTask);
+  m_ends.collect(m_file);
   m_file.update();
   addEnd(run, jUpdate);
   m_file.noteClosed(run.pid);
@@ -158,7 +168,8 @@ void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
 
 void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
   const ExecutionNotes& notes = m_file.notes();
-  const RunNotes& runNotes = notes.mapRuns.at(run.pid);
+  const auto it = notes.mapRuns.find(run.pid);
+  const RunNotes runNotes = it == notes.mapRuns.end() ? RunNotes() : it->second;
   const std::string strGroup = notes.groupOf(run.pid);
   if (runNotes.status) {
     jUpdate["shell_status"] = *runNotes.status;
@@ -168,7 +179,7 @@ void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
   } else if (!runNotes.status) {
     // Its owner or the kernel has killed its process, so nobody waits for the rest of the script.
     jUpdate["ended_by"] = ENDED_KILLED;
-    RunGroup(strGroup, run.pid).kill();
+    RunGroup(strGroup, run.pid, runNotes.ticksStart).kill();
   }
   if (!strGroup.empty()) {
     const ControlGroup group(strGroup);
@@ -187,7 +198,6 @@ void RunRecorder::wait() {
   // In case that something else in this process has taken the signal.
   constexpr timespec LIMIT{30, 0};
   sigtimedwait(&child, nullptr, &LIMIT);
-  m_blStarting = true;
 }
 
 }  // namespace Host

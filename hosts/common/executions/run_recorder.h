@@ -15,6 +15,7 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "end_reports.h"
 #include "run_child.h"
 #include "turns.h"
 
@@ -30,7 +31,7 @@ public:
   /// \param session  the session of the library; borrowed, like all others.
   /// \param file     the file of the execution, of which this process has a descriptor.
   /// \param lock     the announced tasks. A task is withdrawn when it has started: then its open run protects it.
-  RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, Turns& turns);
+  RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, Turns& turns, const EndReports& ends);
   ~RunRecorder();
 
   RunRecorder(const RunRecorder&) = delete;
@@ -39,9 +40,6 @@ public:
   /// The tasks that this execution has started, and those whose runs have been closed.
   const std::set<std::string>& started() const { return m_setStarted; }
   const std::set<std::string>& ended() const { return m_setEnded; }
-
-  /// The library starts tasks now, and not mail.
-  void expectRuns() { m_blStarting = true; }
 
   /// Takes over the time limits of these tasks.
   void setLimits(const Json::Value& jTasks);
@@ -66,6 +64,7 @@ private:
   ExecutionFile& m_file;
   TaskLock& m_lock;
   Turns& m_turns;
+  const EndReports& m_ends;
   RunStart m_start;
   pid_t m_pid;
   std::map<std::string, Json::Int64> m_mapLimits;
@@ -73,7 +72,6 @@ private:
   Run m_new;                             ///< its number is not known yet
   std::set<std::string> m_setStarted;
   std::set<std::string> m_setEnded;
-  bool m_blStarting = true;
   bool m_blDirty = false;  ///< something was written since the last note
 };
 

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
 #include "common/runs/outcome.h"
+#include "common/support/failure.h"
+#include "messages.h"
 
 namespace Host {
 
@@ -36,26 +39,37 @@ void RunWatch::take(pid_t pid, const RunNotes& run) {
 }
 
 void RunWatch::end(pid_t pid, std::chrono::seconds grace) {
-  m_mapEndings.try_emplace(pid, RunGroup(m_file.notes().groupOf(pid), pid), grace);
+  m_mapEndings.try_emplace(
+      pid, RunGroup(m_file.notes().groupOf(pid), pid, m_file.notes().mapRuns.at(pid).ticksStart), grace);
 }
 
 /// The script of a run may have ended in time, while its process hangs when it shows the output.
 void RunWatch::endNow(pid_t pid, const char* szWhy) {
   if (m_file.notes().mapRuns.at(pid).status) {
     end(pid, m_grace);
-  } else {
+    return;
+  }
+  try {
     m_file.noteEnding(pid, szWhy, m_grace);
+  } catch (const Failure& failure) {
+    // The record will lack the reason, but the run is ended.
+    sendMessage(failure.what());
+    end(pid, m_grace);
   }
 }
 
 void RunWatch::endOverdue() {
   const auto now = Clock::now();
+  std::vector<pid_t> vecOverdue;
   for (const auto& [pid, deadline] : m_mapDeadlines) {
     if (now >= deadline) {
-      endNow(pid, ENDED_TIME_LIMIT);
+      vecOverdue.push_back(pid);
     }
   }
-  std::erase_if(m_mapDeadlines, [&](const auto& entry) { return now >= entry.second; });
+  for (const pid_t pid : vecOverdue) {
+    m_mapDeadlines.erase(pid);
+    endNow(pid, ENDED_TIME_LIMIT);
+  }
 }
 
 void RunWatch::look() {

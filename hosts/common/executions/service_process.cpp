@@ -43,10 +43,11 @@ bool waitUntilEmpty(const std::string& strGroup) {
   for (const int iSignal : END_SIGNALS) {
     sigdelset(&during, iSignal);
   }
+  constexpr timespec NO_ALARM_PAUSE{1, 0};
   const FileAlarm alarm(strGroup + "/cgroup.events");
   while (g_iAsked == 0 && ControlGroup(strGroup).isPopulated()) {
     pollfd entry{alarm.fd(), POLLIN, 0};
-    ppoll(&entry, 1, nullptr, &during);
+    ppoll(&entry, 1, alarm.isOpen() ? nullptr : &NO_ALARM_PAUSE, &during);
     alarm.reset();
   }
   sigprocmask(SIG_SETMASK, &before, nullptr);

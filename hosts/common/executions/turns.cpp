@@ -12,7 +12,7 @@ namespace Host {
 
 namespace {
 
-constexpr std::chrono::minutes LIMIT(1);
+constexpr std::chrono::minutes LIMIT(10);
 constexpr std::chrono::seconds CLOSE_LIMIT(10);
 
 void waitForNextSecond() {
@@ -37,7 +37,7 @@ bool isUsed(Session& session, std::time_t second, const std::vector<std::string>
 void Turns::takeToStart(Session& session, const std::vector<std::string>& vecTasks) {
   end();
   if (!m_lock.takeTurn(vecTasks, LIMIT)) {
-    throw Failure(fmt::format("another execution has been starting or closing {} for more than a minute",
+    throw Failure(fmt::format("another execution has been starting or closing {} for more than ten minutes",
                               fmt::join(vecTasks, ", ")));
   }
   while (isUsed(session, std::time(nullptr), vecTasks)) {

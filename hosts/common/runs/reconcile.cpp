@@ -67,6 +67,8 @@ Json::Value endOf(const RunNotes& run) {
   }
   if (!run.strEndedBy.empty()) {
     jEnd["ended_by"] = run.strEndedBy;
+  } else if (run.blClosed && !run.status) {
+    jEnd["ended_by"] = ENDED_KILLED;
   }
   return jEnd;
 }
@@ -219,7 +221,7 @@ bool killRest(const ExecutionNotes& notes) {
   constexpr std::chrono::milliseconds PAUSE(5);
   bool blEnded = true;
   for (const auto& [pid, run] : notes.mapRuns) {
-    const RunGroup group(notes.groupOf(pid), pid);
+    const RunGroup group(notes.groupOf(pid), pid, run.ticksStart);
     // The number of a closed run may be that of another process by now.
     if (run.blBegun && !run.status && !run.blClosed) {
       group.kill();

@@ -28,12 +28,28 @@ bool isShell(const ProcessStatus& status, pid_t pidRun) {
 
 }  // namespace
 
+/// Tells whether the id of the run's process, and so that of its session, belongs to another one by now.
+bool RunGroup::isOfOther() const {
+  const std::optional<ProcessStatus> status = m_ticksStart != 0 ? processStatus(m_pid) : std::nullopt;
+  return status && status->ticksStart != m_ticksStart;
+}
+
+/// Its owner can have this process moved to a group of his own service manager, but not replace it.
+bool RunGroup::isProcess(const Process& process) const {
+  const std::optional<ProcessStatus> status = m_ticksStart != 0 ? process.status() : std::nullopt;
+  return status && status->ticksStart == m_ticksStart && !status->isEnded();
+}
+
 std::vector<pid_t> RunGroup::members() const {
-  return m_strGroup.empty() ? membersOfSession(m_pid) : ControlGroup(m_strGroup).members();
+  if (!m_strGroup.empty()) {
+    return ControlGroup(m_strGroup).members();
+  }
+  return isOfOther() ? std::vector<pid_t>() : membersOfSession(m_pid);
 }
 
 bool RunGroup::isEmpty() const {
-  return m_strGroup.empty() ? members().empty() : !ControlGroup(m_strGroup).isPopulated();
+  const bool blEmpty = m_strGroup.empty() ? members().empty() : !ControlGroup(m_strGroup).isPopulated();
+  return blEmpty && !isProcess(Process(m_pid));
 }
 
 bool RunGroup::has(const ProcessStatus& status) const {
@@ -58,6 +74,9 @@ bool RunGroup::ask() const {
 }
 
 void RunGroup::kill() const {
+  if (const Process process(m_pid); isProcess(process)) {
+    process.signal(SIGKILL);
+  }
   if (!m_strGroup.empty()) {
     ControlGroup(m_strGroup).kill();
     return;

@@ -7,19 +7,23 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace Host {
 
+class Process;
 struct ProcessStatus;
 
 class RunGroup {
 public:
-  /// \param strGroup  folder of the control group; empty where there are none.
-  /// \param pid       the process of the run.
-  RunGroup(std::string strGroup, pid_t pid) : m_strGroup(std::move(strGroup)), m_pid(pid) {}
+  /// \param strGroup    folder of the control group; empty where there are none.
+  /// \param pid         the process of the run.
+  /// \param ticksStart  when it started, since its id may be another's by now; 0 when that is unknown.
+  RunGroup(std::string strGroup, pid_t pid, std::uint64_t ticksStart = 0)
+      : m_strGroup(std::move(strGroup)), m_pid(pid), m_ticksStart(ticksStart) {}
 
   /// The living processes.
   std::vector<pid_t> members() const;
@@ -35,9 +39,12 @@ public:
 
 private:
   bool has(const ProcessStatus& status) const;
+  bool isOfOther() const;
+  bool isProcess(const Process& process) const;
 
   std::string m_strGroup;
   pid_t m_pid;
+  std::uint64_t m_ticksStart;
 };
 
 }  // namespace Host

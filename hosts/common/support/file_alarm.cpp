@@ -12,8 +12,13 @@
 namespace Host {
 
 FileAlarm::FileAlarm(const std::string& strPath) : m_fd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-  if (!m_fd.isOpen() || inotify_add_watch(m_fd.get(), strPath.c_str(), IN_MODIFY) < 0) {
-    throw Failure(fmt::format("cannot watch {}: {}", strPath, std::strerror(errno)));
+  if (m_fd.isOpen() && inotify_add_watch(m_fd.get(), strPath.c_str(), IN_MODIFY) >= 0) {
+    return;
+  }
+  const int iError = errno;
+  m_fd.reset();
+  if (iError != EMFILE && iError != ENOSPC) {
+    throw Failure(fmt::format("cannot watch {}: {}", strPath, std::strerror(iError)));
   }
 }
 

@@ -11,8 +11,10 @@ namespace Host {
 
 class FileAlarm {
 public:
-  /// \throw Failure
+  /// Where the kernel can watch no more files, there is no alarm. \throw Failure
   explicit FileAlarm(const std::string& strPath);
+
+  bool isOpen() const { return m_fd.isOpen(); }
 
   /// Becomes readable when the file was written to.
   int fd() const { return m_fd.get(); }

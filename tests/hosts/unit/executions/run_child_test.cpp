@@ -46,6 +46,7 @@ protected:
     m_pid = fork();
     if (m_pid == 0) {
       fnFirst();
+      m_start.fdEnds = m_ends.writer();
       beginRun(m_start, pidExecution, blEnding);
       fnThen();
       ORVARunEnded(STATUS);
@@ -54,6 +55,7 @@ protected:
     int iStatus = -1;
     EXPECT_EQ(waitpid(m_pid, &iStatus, 0), m_pid);
     EXPECT_TRUE(WIFEXITED(iStatus));
+    m_ends.collect(*m_file);
     m_file->update();
     return WEXITSTATUS(iStatus);
   }
@@ -63,6 +65,7 @@ protected:
   std::string group() const { return unit().empty() ? "" : fmt::format("run-{}", m_pid); }
 
   std::optional<ExecutionFile> m_file;
+  EndReports m_ends;
   RunStart m_start;
   pid_t m_pid = 0;
 };
