@@ -254,7 +254,7 @@ settled() {
   ESCAPES=2
   begin --budget 200
   # The display, the watch and the execution.
-  readarray -t pids < <(pgrep '^eorva(-watch)?$')
+  readarray -t pids < <(pgrep '^eorva(-watch|-execute)?$')
   same "processes" 3 "${#pids[@]}"
   local before after
   wait_until settled "${pids[@]}"

@@ -2,10 +2,12 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
+#include <pthread.h>
 #include <random>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include "orva_platform.h"
 
@@ -57,6 +59,21 @@ TEST_F(Mail, MessageReachesTheMailProgramWithItsEnvelope) {
   EXPECT_THAT(strMail, testing::HasSubstr("\nall is well\n"));
   EXPECT_THAT(entries(OUTBOX), testing::IsEmpty());
   EXPECT_EQ(OrvaTest::fileMode(OUTBOX), 0700U);
+}
+
+// A host that prepares its children must tell them from those that deliver mail.
+TEST_F(Mail, ForksForMailAreToldFromOthers) {
+  static std::vector<int> forking;
+  pthread_atfork([] { forking.push_back(ORVAMailIsForking()); }, nullptr, nullptr);
+  ASSERT_EQ(send("admin@example.org"), 0);
+  EXPECT_TRUE(waitForOrphans());
+  EXPECT_THAT(forking, testing::ElementsAre(1));
+  const pid_t pid = fork();
+  if (pid == 0) {
+    _exit(0);
+  }
+  EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
+  EXPECT_THAT(forking, testing::ElementsAre(1, 0));
 }
 
 TEST_F(Mail, LanguageOfTheServerChoosesTheTemplateAndEnglishStandsIn) {

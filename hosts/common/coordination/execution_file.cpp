@@ -184,7 +184,8 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
     ++cStored;
   } else if (strWord == DONE) {
     blDone = true;
-  } else if (const pid_t pid = takeNumber<pid_t>(strLine); pid > 0 && isAboutRun(strWord)) {
+  } else if (const pid_t pid = takeNumber<pid_t>(strLine);
+             pid > 0 && isAboutRun(strWord) && (strWord == CLOSED || !strLine.empty())) {
     RunNotes& run = mapRuns[pid];
     const bool blFirst = strWord == RUN || strWord == BEGIN;
     // The kernel can give the id of an ended process to a later run.

@@ -32,7 +32,7 @@ int g_fdEnds = -1;
 
 void reportEnd(void*, int iStatus) {
   if (!EndReports::tell(g_fdEnds, getpid(), iStatus)) {
-    syslog(LOG_ERR, "the end of a run was not reported: %m");
+    syslog(LOG_ERR, "the end of a run was not reported: %s", std::strerror(errno));
   }
 }
 

@@ -39,8 +39,8 @@ void RunWatch::take(pid_t pid, const RunNotes& run) {
 }
 
 void RunWatch::end(pid_t pid, std::chrono::seconds grace) {
-  m_mapEndings.try_emplace(
-      pid, RunGroup(m_file.notes().groupOf(pid), pid, m_file.notes().mapRuns.at(pid).ticksStart), grace);
+  m_mapEndings.try_emplace(pid, RunGroup(m_file.notes().groupOf(pid), pid, m_file.notes().mapRuns.at(pid).ticksStart),
+                           grace);
 }
 
 /// The script of a run may have ended in time, while its process hangs when it shows the output.

@@ -42,7 +42,7 @@ def kill(victims):
 def reported():
     """The exit statuses that runs have reported, by process."""
     lines = [line.split() for name in glob.glob('/run/eorva/executions/*') for line in open(name)]
-    return {int(words[1]): int(words[2]) for words in lines if words[0] == 'end'}
+    return {int(words[1]): int(words[2]) for words in lines if words[:1] == ['end']}
 
 
 def files():

@@ -113,9 +113,25 @@ TEST_F(ExecutionFiles, LineIsTakenWhenItIsComplete) {
   append("0\nbeg");
   EXPECT_THAT(m_file->update(), ElementsAre(PID));
   EXPECT_EQ(run().limit, seconds(60));
-  append("in 11 run-11\n");
+  append("in 11 500 run-11\n");
   EXPECT_THAT(m_file->update(), ElementsAre(PID));
   EXPECT_EQ(run().strGroup, "run-11");
+  EXPECT_EQ(run().ticksStart, 500U);
+}
+
+// The disk may have been full.
+TEST_F(ExecutionFiles, LineBehindATornOneIsTaken) {
+  append("run 11 60\nend 1");
+  m_file->noteEnding(PID, "time_limit", seconds(10));
+  m_file->update();
+  EXPECT_EQ(run().strEndedBy, "time_limit");
+  EXPECT_EQ(m_file->notes().children(), std::set<pid_t>{PID});
+}
+
+TEST_F(ExecutionFiles, WhatIsNoLineOrNoNumberMakesNoRun) {
+  append("end 6ending 61\nrun 7x 1\nodd 8\nend -3 0\n");
+  m_file->update();
+  EXPECT_THAT(m_file->notes().children(), IsEmpty());
 }
 
 TEST_F(ExecutionFiles, LinesAreTakenWhereverTheBufferEnds) {

@@ -7,12 +7,14 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <optional>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "orva_platform.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/executions/end_reports.h"
 #include "common/support/control_group.h"
 #include "fresh_host.h"
 #include "run_holding.h"
@@ -33,7 +35,7 @@ protected:
     HostTest::freshHost();
     m_file.emplace(Json::Int64{0}, Json::Int64{0});
     m_file->noteGroup(unit());
-    m_start = {m_file->path(), unit(), 10, {m_file->fd()}};
+    m_start = {m_file->path(), unit(), 10, m_ends.writer(), {m_file->fd()}};
   }
   void TearDown() override { OrvaTest::endChildren(); }
 
@@ -46,7 +48,6 @@ protected:
     m_pid = fork();
     if (m_pid == 0) {
       fnFirst();
-      m_start.fdEnds = m_ends.writer();
       beginRun(m_start, pidExecution, blEnding);
       fnThen();
       ORVARunEnded(STATUS);
@@ -124,7 +125,20 @@ TEST_P(BeginningOfARun, IsRefusedWithoutItsGroup) {
 TEST_P(BeginningOfARun, IsRefusedWhenItCannotBeReported) {
   m_start.strFile += ".missing";
   EXPECT_EQ(begin(), 0);
-  EXPECT_EQ(m_file->notes().mapRuns.count(m_pid), 0U);
+  EXPECT_FALSE(notes().blBegun);
+  EXPECT_EQ(notes().status, -1);
+}
+
+// The run's process is its owner's then, and she may limit the size of its files.
+TEST_P(BeginningOfARun, TellsItsEndThoughItMayWriteNoFile) {
+  EXPECT_EQ(begin(
+                getpid(), false, [] {},
+                [] {
+                  const rlimit none{0, 0};
+                  setrlimit(RLIMIT_FSIZE, &none);
+                }),
+            BEGAN);
+  EXPECT_EQ(notes().status, STATUS);
 }
 
 INSTANTIATE_TEST_SUITE_P(Held, BeginningOfARun, HostTest::bothHoldings(), HostTest::holdingName);

@@ -189,19 +189,6 @@ TEST_P(RecordingRuns, RunThatCouldNotBeRecordedIsNotTakenForAnother) {
   EXPECT_FALSE(notes().mapRuns.at(pidLost).blClosed);
 }
 
-TEST_P(RecordingRuns, ChildrenThatDeliverMailAreNoRuns) {
-  const pid_t pid = forkRun();
-  const Json::Int64 iRun = record(pid);
-  finish(pid);
-  close(iRun);
-  const pid_t pidMail = forkRun();
-  finish(pidMail);
-  EXPECT_EQ(notes().mapRuns.count(pidMail), 0U);
-  const pid_t pidNext = forkRun();
-  finish(pidNext);
-  EXPECT_TRUE(notes().mapRuns.at(pidNext).blBegun);
-}
-
 TEST_P(RecordingRuns, WaitingEndsWithAChildAndWithTheTurns) {
   m_turns->takeToStart(*m_session, {"b"});
   const pid_t pid = forkRun();
