@@ -1,5 +1,6 @@
 #include "run_group.h"
 
+#include <chrono>
 #include <csignal>
 #include <fmt/format.h>
 #include <fstream>
@@ -7,6 +8,7 @@
 
 #include "common/support/control_group.h"
 #include "common/support/process.h"
+#include "common/support/try_until.h"
 
 namespace Host {
 
@@ -25,6 +27,30 @@ bool isShell(const ProcessStatus& status, pid_t pidRun) {
   std::getline(arguments, strOption, '\0');
   return strProgram == "sh" && strOption == "-c";
 }
+
+/// Holds the processes of a group for its lifetime.
+class StandStill {
+public:
+  explicit StandStill(const std::string& strGroup) : m_group(strGroup) {
+    // A process that waits for a disk does not stand still, but it starts no other either.
+    constexpr std::chrono::milliseconds LIMIT(100);
+    constexpr std::chrono::milliseconds PAUSE(1);
+    if (!strGroup.empty()) {
+      m_group.freeze(true);
+      tryUntil(LIMIT, PAUSE, [&] { return m_group.isFrozen(); });
+    }
+  }
+  ~StandStill() {
+    if (!m_group.path().empty()) {
+      m_group.freeze(false);
+    }
+  }
+  StandStill(const StandStill&) = delete;
+  StandStill& operator=(const StandStill&) = delete;
+
+private:
+  ControlGroup m_group;
+};
 
 }  // namespace
 
@@ -57,6 +83,8 @@ bool RunGroup::has(const ProcessStatus& status) const {
 }
 
 bool RunGroup::ask() const {
+  // Otherwise a process could be missed that is started just now.
+  const StandStill standStill(m_strGroup);
   bool blAsked = false;
   for (const pid_t pid : members()) {
     const Process process(pid);

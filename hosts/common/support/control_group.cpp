@@ -174,6 +174,14 @@ bool ControlGroup::isPopulated() const {
   return valueOf(m_strPath + "/cgroup.events", "populated").value_or(0) != 0;
 }
 
+void ControlGroup::freeze(bool blOn) const {
+  writeFile(m_strPath + "/cgroup.freeze", blOn ? "1" : "0");
+}
+
+bool ControlGroup::isFrozen() const {
+  return valueOf(m_strPath + "/cgroup.events", "frozen").value_or(0) != 0;
+}
+
 bool ControlGroup::canKill() const {
   return access((m_strPath + "/cgroup.kill").c_str(), F_OK) == 0;
 }

@@ -48,6 +48,10 @@ public:
   /// Tells whether it, or a group below it, has a living process.
   bool isPopulated() const;
 
+  /// Lets its processes stand still, or go on. They stand still when isFrozen() says so.
+  void freeze(bool blOn) const;
+  bool isFrozen() const;
+
   /// Tells whether the kernel can kill its processes, as from version 5.14 on.
   bool canKill() const;
 
