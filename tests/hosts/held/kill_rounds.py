@@ -57,12 +57,14 @@ def query(text):
 
 def fire_and_kill():
     display = subprocess.Popen(['eorva', 'fire', 'kills'], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    wait_until_none(lambda: not pids('-x', 'eorva-watch'), 'the execution has no watch')
+    wait_until_none(lambda: not pids('-P', str(display.pid)), 'there is no watch')
     time.sleep(rng.uniform(0.0, 1.8))
-    watch = pids('-x', 'eorva-watch')
+    watch = pids('-P', str(display.pid))
     execution = [pid for parent in watch for pid in pids('-P', str(parent))]
     kill(rng.choice([watch, execution, watch + execution, execution + watch]))
     display.wait(LIMIT)
+    # The scripts that are left may end now.
+    time.sleep(rng.uniform(0.0, 0.8))
 
 
 def check(ends, last):

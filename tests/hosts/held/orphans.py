@@ -17,8 +17,8 @@ while not os.path.exists('/tmp/go'):
         try:
             if os.fork() == 0:
                 time.sleep(0.1)
-        finally:
-            os._exit(0)
-    os.waitpid(child, 0)
-    started += 1
+        except BlockingIOError:
+            os._exit(1)
+        os._exit(0)
+    started += os.waitpid(child, 0)[1] == 0
 print(started)
