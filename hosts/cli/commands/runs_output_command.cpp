@@ -1,5 +1,6 @@
 /// eorva runs output|script
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
@@ -7,6 +8,7 @@
 #include <optional>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 #include "cli/terminal/follow.h"
 #include "cli/terminal/present.h"
@@ -80,24 +82,25 @@ public:
   RunAlarm(const Json::Value& jRun, const Host::FileFollower* pOutput) {
     const auto execution = Host::executionOf(Host::pidOf(jRun), Host::intOf(jRun, "result_id"));
     if (pOutput != nullptr && execution) {
-      m_output.emplace(pOutput->descriptorPath());
-      m_execution.emplace(execution->strPath);
+      m_vecAlarms.emplace_back(pOutput->descriptorPath());
+      m_vecAlarms.emplace_back(execution->strPath);
     }
   }
 
-  bool isSet() const { return m_output && m_output->isOpen() && m_execution->isOpen(); }
+  bool isSet() const {
+    return !m_vecAlarms.empty() && std::all_of(m_vecAlarms.begin(), m_vecAlarms.end(),
+                                               [](const Host::FileAlarm& alarm) { return alarm.isOpen(); });
+  }
 
   void wait() const {
-    waitForMore(isSet() ? std::vector<int>{m_output->fd(), m_execution->fd()} : std::vector<int>());
-    if (isSet()) {
-      m_output->reset();
-      m_execution->reset();
+    waitForMore(isSet() ? std::vector<int>{m_vecAlarms.front().fd(), m_vecAlarms.back().fd()} : std::vector<int>());
+    for (const Host::FileAlarm& alarm : m_vecAlarms) {
+      alarm.reset();
     }
   }
 
 private:
-  std::optional<Host::FileAlarm> m_output;
-  std::optional<Host::FileAlarm> m_execution;
+  std::vector<Host::FileAlarm> m_vecAlarms;  ///< of the output, and of the execution
 };
 
 /// Shows the output of a run until it ends.

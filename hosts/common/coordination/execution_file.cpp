@@ -57,8 +57,9 @@ template <typename Number>
 Number takeNumber(std::string_view& strLine) {
   const std::string_view strWord = takeWord(strLine);
   Number number = 0;
-  const char* pEnd = strWord.data() + strWord.size();
-  return std::from_chars(strWord.data(), pEnd, number).ptr == pEnd ? number : 0;
+  const char* const pBegin = strWord.data();
+  const char* const pEnd = pBegin + strWord.size();
+  return std::from_chars(pBegin, pEnd, number).ptr == pEnd ? number : 0;
 }
 
 /// \param strLine  begins with a line break, too: the line before it may be incomplete, when the disk was full.

@@ -13,10 +13,10 @@
 #include <unistd.h>
 #include <utility>
 
+#include "common/support/default_limits.h"
 #include "common/support/default_signals.h"
 #include "common/support/keyring.h"
 #include "common/support/paths.h"
-#include "default_limits.h"
 
 namespace Host {
 

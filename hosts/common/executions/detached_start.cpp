@@ -49,6 +49,7 @@ std::vector<std::string> commandOf(const ExecutionRequest& request, const StartT
 /// The values may be secret.
 std::vector<std::string> variablesOf(const ExecutionRequest& request) {
   std::vector<std::string> vecVariables;
+  vecVariables.reserve(request.vecEnvironment.size());
   for (const auto& [strName, strValue] : request.vecEnvironment) {
     vecVariables.push_back(fmt::format("{}={}", strName, strValue));
   }

@@ -25,7 +25,10 @@ std::vector<Json::Value> Progress::poll(Session& session, const std::function<st
     if (setChildren.count(pidOf(jRun)) == 0) {
       continue;
     }
-    jRun.isMember("stop_time") ? m_setOpen.erase(iResult) != 0 : m_setOpen.insert(iResult).second;
+    m_setOpen.insert(iResult);
+    if (jRun.isMember("stop_time")) {
+      m_setOpen.erase(iResult);
+    }
     m_mapRuns[iResult] = jRun;
     vecNews.push_back(jRun);
   }

@@ -12,10 +12,10 @@
 #include "orva_platform.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/support/default_limits.h"
 #include "common/support/default_signals.h"
 #include "common/support/failure.h"
 #include "common/support/keyring.h"
-#include "default_limits.h"
 #include "end_reports.h"
 #include "execution_group.h"
 
@@ -38,7 +38,8 @@ void reportEnd(void*, int iStatus) {
 
 /// Like system(), with all signals at their default in the shell.
 int runShell(void*, const char* szCommand) {
-  const pid_t pid = vfork();
+  // posix_spawn() would leave the signals ignored, and fork() copy the whole process.
+  const pid_t pid = vfork();  // NOLINT(bugprone-unsafe-functions): the child only makes system calls
   if (pid == 0) {
     // The log lines may go there, and the shell would keep it for the owner to take.
     dup2(STDIN_FILENO, STDOUT_FILENO);

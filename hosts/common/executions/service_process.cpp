@@ -57,6 +57,7 @@ bool waitUntilEmpty(const std::string& strGroup) {
 void endAll(const std::vector<std::string>& vecGroups) {
   constexpr std::chrono::milliseconds PAUSE(20);
   std::vector<RunEnding> vecEndings;
+  vecEndings.reserve(vecGroups.size());
   for (const std::string& strGroup : vecGroups) {
     vecEndings.emplace_back(RunGroup(strGroup, 0), graceSetting());
   }

@@ -57,10 +57,13 @@ std::optional<std::uint64_t> valueOf(const std::string& strPath, std::string_vie
 /// The sum of "KEY=VALUE" over all devices.
 std::optional<std::uint64_t> sumOf(const std::string& strPath, const std::string& strKey) {
   std::ifstream file(strPath);
-  std::optional<std::uint64_t> sum = file.is_open() ? std::optional<std::uint64_t>(0) : std::nullopt;
+  if (!file.is_open()) {
+    return std::nullopt;
+  }
+  std::uint64_t sum = 0;
   for (std::string strWord; file >> strWord;) {
     if (strWord.rfind(strKey + "=", 0) == 0) {
-      *sum += numberOf<std::uint64_t>(std::string_view(strWord).substr(strKey.size() + 1)).value_or(0);
+      sum += numberOf<std::uint64_t>(std::string_view(strWord).substr(strKey.size() + 1)).value_or(0);
     }
   }
   return sum;

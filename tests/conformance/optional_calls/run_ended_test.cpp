@@ -68,7 +68,7 @@ TEST_F(RunEnded, TheHostCanRunTheShellItself) {
       calls.push_back(strCall.substr(0, strCall.find('/')));
     }
   }
-  EXPECT_THAT(calls, testing::ElementsAre("ORVARunShell('", "ORVARunEnded(1280)"));
+  EXPECT_THAT(calls, testing::ElementsAre("ORVARunShell('", "ORVARunEnded(1280)", "system(cat "));
   takeExitInfo(jTask);
   takeTemporaryFiles();
 }

@@ -12,8 +12,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "common/support/failure.h"
-#include "common/support/unique_fd.h"
+#include "failure.h"
+#include "unique_fd.h"
 
 namespace Host {
 
