@@ -4,7 +4,9 @@
 #include <chrono>
 #include <ctime>
 #include <fmt/format.h>
+#include <glob.h>
 #include <map>
+#include <optional>
 #include <unistd.h>
 #include <utility>
 
@@ -19,6 +21,7 @@
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/support/process.h"
 #include "common/support/try_until.h"
 #include "common/text/json_members.h"
 #include "outcome.h"
@@ -216,6 +219,27 @@ std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
   return vecPids;
 }
 
+namespace {
+
+/// Removes the exit code of a run that was killed, and what it was going to be. The library does so only for runs that
+/// it closes; this one may not even have a record.
+void removeExitCode(pid_t pid) {
+  const std::optional<ProcessStatus> status = processStatus(pid);
+  if (status && !status->isEnded()) {
+    // The number may be that of another run by now.
+    return;
+  }
+  const std::string strPath = fmt::format("{}{}", EXIT_CODE_PREFIX, pid);
+  unlink(strPath.c_str());
+  glob_t drafts{};
+  if (glob((strPath + ".*").c_str(), GLOB_NOSORT, nullptr, &drafts) == 0) {
+    std::for_each(drafts.gl_pathv, drafts.gl_pathv + drafts.gl_pathc, [](const char* szPath) { unlink(szPath); });
+  }
+  globfree(&drafts);
+}
+
+}  // namespace
+
 bool killRest(const ExecutionNotes& notes) {
   constexpr std::chrono::milliseconds LIMIT(2000);
   constexpr std::chrono::milliseconds PAUSE(5);
@@ -226,6 +250,9 @@ bool killRest(const ExecutionNotes& notes) {
     if (run.blBegun && !run.status && !run.blClosed) {
       group.kill();
       blEnded = tryUntil(LIMIT, PAUSE, [&] { return group.isEmpty(); }) && blEnded;
+    }
+    if (!run.blClosed) {
+      removeExitCode(pid);
     }
   }
   return blEnded;

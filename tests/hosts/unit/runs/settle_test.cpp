@@ -225,6 +225,19 @@ TEST_P(KilledExecution, RunThatHasNotReportedItsEndIsKilledAndInterrupted) {
   EXPECT_TRUE(isSettled());
 }
 
+TEST_P(KilledExecution, ExitCodeOfARunGoesThoughTheRunWasNotRecordedYet) {
+  HeldRun run(unit(), "echo; exec sleep 300");
+  run.hear();
+  leave(run, std::nullopt);
+  ASSERT_GE(m_session->runs()->recDelete(objectOf({{"result_id", 1}}), true), 0);
+  const std::string strPath = fmt::format("{}{}", EXIT_CODE_PREFIX, run.pid());
+  OrvaTest::writeFile(strPath, "");
+  OrvaTest::writeFile(strPath + ".AbCdEf", "");
+  reconcile(*m_session);
+  EXPECT_FALSE(OrvaTest::fileExists(strPath));
+  EXPECT_FALSE(OrvaTest::fileExists(strPath + ".AbCdEf"));
+}
+
 TEST_P(KilledExecution, BackgroundProcessesOfAScriptThatEndedInOrderStay) {
   HeldRun run(unit(), "sleep 300 & echo $!; exit 4");
   const Process background(std::stoi(run.hear()));
