@@ -22,7 +22,7 @@
 
 namespace Host {
 
-/// What is noted about one run.
+/// The notes about one run.
 struct RunNotes {
   std::chrono::seconds limit{0};  ///< the time limit of its task; 0 for none
   bool blBegun = false;           ///< its process is in its control group, and starts the script
@@ -34,7 +34,7 @@ struct RunNotes {
   bool blClosed = false;          ///< its process has ended
 };
 
-/// What is noted about an execution.
+/// The notes about an execution.
 struct ExecutionNotes {
   Json::Int64 iLastResult = 0;        ///< runs up to this one are older
   Json::Int64 iFiring = 0;            ///< the recorded firing of the event; 0 for none
@@ -85,7 +85,7 @@ public:
   /// Reads the lines that are new. \return the processes of the runs that they are about.
   std::set<pid_t> update();
 
-  /// What was noted up to the last update().
+  /// The notes up to the last update().
   const ExecutionNotes& notes() const { return m_notes; }
 
   /// \name New lines

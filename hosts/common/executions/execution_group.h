@@ -36,7 +36,7 @@ std::string enterRunGroup(const std::string& strExecution, unsigned cMax);
 std::vector<std::string> populatedRuns(const std::string& strExecution);
 
 /// Removes the groups of an execution that has ended; the calling process may be in "watch".
-/// \return false when background processes of scripts keep a group that nobody else removes.
+/// \return false when scripts have left processes in a group, and nobody else will remove it.
 bool leaveExecutionGroup(const std::string& strExecution);
 
 }  // namespace Host

@@ -1,5 +1,5 @@
 /// \file messages.h
-/// What the processes of an execution have to say to its starter.
+/// Messages from the processes of an execution to its starter.
 ///
 /// They have no terminal: a script could take the descriptors of the shell above it. So messages go through a pipe to
 /// the starter, which shows them, and to the system log when the starter has ended.

@@ -53,7 +53,7 @@ int runShell(void*, const char* szCommand) {
   return iStatus;
 }
 
-/// What a script must not have from the execution.
+/// Gives up the things of the execution that a script must not have.
 void leaveExecution(const RunStart& start) {
   for (const int fd : start.vecParentOnly) {
     close(fd);
@@ -80,7 +80,7 @@ void beginRun(const RunStart& start, pid_t pidExecution, bool blEnding) {
     const std::string strGroup =
         start.strGroup.empty() ? std::string() : enterRunGroup(start.strGroup, start.cMaxProcesses);
     RunReport(start.strFile, getpid()).begin(strGroup);
-    // Whoever settles a killed execution ends the runs that have begun by then. Later ones end themselves.
+    // A command that settles a killed execution ends the runs that have begun. A later run ends itself here.
     if (getppid() == pidExecution && !blEnding) {
       ORVARunOnEnd(&reportEnd, nullptr);
       ORVARunOnShell(&runShell, nullptr);

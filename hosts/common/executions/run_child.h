@@ -9,7 +9,7 @@
 
 namespace Host {
 
-/// What the process of a run needs to begin.
+/// The data with which the process of a run begins.
 struct RunStart {
   std::string strFile;             ///< the file of the execution, see execution_file.h
   std::string strGroup;            ///< folder of the execution's control group; empty where there are none
