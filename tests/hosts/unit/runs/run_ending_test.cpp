@@ -39,9 +39,10 @@ TEST_P(EndingOfARun, ScriptThatItsShellStartsAfterwardsIsAskedToo) {
 
 TEST_P(EndingOfARun, ScriptIsAskedOnceForThoseThatItStartsThenMayTidyUp) {
   HeldRun run(unit(),
-              "/bin/sh -c 'trap \"/bin/sh -c \\\"echo tidies; read go\\\"; exit 9\" TERM; echo; sleep 300'; exit $?");
+              "/bin/sh -c 'trap \"/bin/sh -c \\\"echo tidies; read go\\\"; exit 9\" TERM;"
+              " /bin/sh -c \"echo; exec sleep 300\"'; exit $?");
+  // Written by the child, for until a program has replaced it, it has the trap and would lose the signal.
   run.hear();
-  waitUntil([&] { return run.group().members().size() == 4U; });
   RunEnding ending(run.group(), PATIENT);
   EXPECT_EQ(run.hear(), "tidies");
   EXPECT_FALSE(ending.step());
