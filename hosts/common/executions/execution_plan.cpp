@@ -136,7 +136,7 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
   }
   plan.vecWarnings = prepareFolders(OutputFolder::configuredOutput(), plan.vecTasks);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
-    plan.iLastResult = intOf(jRun, "result_id");
+    plan.iLastRun = intOf(jRun, "result_id");
   }
 }
 
@@ -145,7 +145,7 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
     return;
   }
   try {
-    const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastResult, plan.vecTasks,
+    const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastRun, plan.vecTasks,
                             strProblem};
     plan.iFiring = rememberFiring(session, begin, plan.jTasks.isNull() ? listRelations(session) : plan.jTasks);
   } catch (const std::exception& error) {

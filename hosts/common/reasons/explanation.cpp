@@ -35,7 +35,7 @@ std::optional<LastFiring> rememberedFiring(Session& session, const std::string& 
   }
   const Json::Int64 iFired = intOf(vecRuns.front(), "event_fire_time");
   const bool blNewer = iFired > std::max(last->firing.iBegun, last->firing.iEventTime) &&
-                       intOf(vecRuns.front(), "result_id") > last->firing.iLastResult;
+                       intOf(vecRuns.front(), "result_id") > last->firing.iLastRun;
   return blNewer ? std::nullopt : std::move(last);
 }
 

@@ -47,7 +47,7 @@ void dropGone(Session& session, FiringReasons& mapReasons) {
 
 std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
   std::vector<Json::Value> vecRuns;
-  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", notes.iLastResult))) {
+  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", notes.iLastRun))) {
     if (notes.mapRuns.count(pidOf(jRun)) > 0) {
       vecRuns.push_back(jRun);
     }
@@ -59,7 +59,7 @@ std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
 std::vector<Json::Value> runsAt(Session& session, const Firing& firing, const std::string& strTime) {
   const Json::Value jRuns =
       listRuns(session, fmt::format("trigger_event = {} and result_id > {} and event_fire_time = {}",
-                                    sqlText(firing.strEvent), firing.iLastResult, strTime));
+                                    sqlText(firing.strEvent), firing.iLastRun, strTime));
   return {jRuns.begin(), jRuns.end()};
 }
 
@@ -93,7 +93,7 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
     facts.vecRuns = runsAt(session, firing,
                            fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
                                        "result_id > {} and event_fire_time >= {})",
-                                       sqlText(firing.strEvent), firing.iLastResult, firing.iBegun));
+                                       sqlText(firing.strEvent), firing.iLastRun, firing.iBegun));
   }
   return facts;
 }
@@ -106,7 +106,7 @@ Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Jso
   firing.strEvent = begin.strEvent;
   firing.iFired = begin.iFiredAt;
   firing.iBegun = now();
-  firing.iLastResult = begin.iLastResult;
+  firing.iLastRun = begin.iLastRun;
   firing.strProblem = begin.strProblem;
   firing.iEnded = begin.vecTasks.empty() || !begin.strProblem.empty() ? firing.iBegun : 0;
   FiringTable table(session);

@@ -66,7 +66,7 @@ Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReaso
   Json::Value jFiring = objectOf({{"event", firing.strEvent},
                                   {"fire_time", firing.iFired},
                                   {"begin_time", firing.iBegun},
-                                  {"last_result", firing.iLastResult}});
+                                  {"last_result", firing.iLastRun}});
   if (!firing.strProblem.empty()) {
     jFiring["problem"] = firing.strProblem;
   }
