@@ -42,7 +42,7 @@ std::optional<LastFiring> rememberedFiring(Session& session, const std::string& 
 void takeFacts(const ExecutionFacts& facts, Explanation& explanation) {
   explanation.iFired = facts.iFired;
   explanation.jRun = runOf(facts.vecRuns, textOf(explanation.jTask, "task_name"));
-  explanation.vecNeeds = needsOf(facts.vecRuns, explanation.jTask);
+  explanation.vecWaitsFor = awaitedTasks(facts.vecRuns, explanation.jTask);
   explanation.verdict = !explanation.jRun.isObject()  ? Explanation::Verdict::NOT_STARTED
                         : isRunning(explanation.jRun) ? Explanation::Verdict::RUNNING
                                                       : Explanation::Verdict::RAN;

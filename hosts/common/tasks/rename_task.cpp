@@ -35,8 +35,8 @@ constexpr auto BUSY_LIMIT = std::chrono::seconds(10);
 /// The library changes only the first copy of an entry; the second would wait for a missing task.
 void refuseDoubleEntries(Session& session, const std::string& strTask) {
   for (const Json::Value& jTask : listTasks(session)) {
-    const std::vector<std::string> vecNeeds = readDependencyList(textOf(jTask, "depend_on_task"));
-    if (std::count(vecNeeds.begin(), vecNeeds.end(), strTask) > 1) {
+    const std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jTask, "depend_on_task"));
+    if (std::count(vecWaitsFor.begin(), vecWaitsFor.end(), strTask) > 1) {
       const std::string strOther = textOf(jTask, "task_name");
       throw Failure(fmt::format(
           "the task \"{0}\" waits for \"{1}\" twice; set the tasks that it waits for with: eorva task edit {0} "
