@@ -31,7 +31,7 @@ std::string runText(const Json::Value& jRun) {
 /// When the event was fired.
 std::string firedText(const Explanation& explanation) {
   Json::Value jRun(Json::objectValue);
-  jRun["event_fire_time"] = explanation.iFired;
+  jRun["event_fire_time"] = explanation.iFiredAt;
   return timeText(jRun, "event_fire_time");
 }
 

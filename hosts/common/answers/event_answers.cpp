@@ -67,7 +67,7 @@ Json::Value explanationForPrograms(const Explanation& explanation, const OwnerNa
                    {"event", explanation.jTask["event"]},
                    {"verdict", verdictWord(explanation.verdict)},
                    {"remembered", explanation.blRemembered},
-                   {"last_fired", explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired)},
+                   {"last_fired", explanation.iFiredAt == 0 ? Json::Value() : Json::Value(explanation.iFiredAt)},
                    {"run", run(explanation.jRun)},
                    {"newest_run", run(explanation.jNewest)},
                    {"reasons", reasonsForPrograms(strTask, explanation.vecReasons)},

@@ -20,7 +20,7 @@ struct Explanation {
   Json::Value jTask;
   Verdict verdict = Verdict::NEVER_FIRED;
   bool blRemembered = false;             ///< recorded when the event was fired; else worked out from the present state
-  Json::Int64 iFired = 0;                ///< when the event was last fired
+  Json::Int64 iFiredAt = 0;              ///< when the event was last fired
   Json::Value jRun;                      ///< the task's run then; null for none
   std::vector<AwaitedTask> vecWaitsFor;  ///< its dependencies then
   std::vector<Reason> vecReasons;        ///< why it was not started then

@@ -44,7 +44,7 @@ Json::Int64 runInTheWay(Session& session, const ExecutionFacts& facts, const Jso
   if (boolOf(jTask, "run_the_same_time")) {
     return 0;
   }
-  Json::Int64 iDue = facts.iFired;
+  Json::Int64 iDue = facts.iFiredAt;
   for (const AwaitedTask& awaited : awaitedTasks(facts.vecRuns, jTask)) {
     iDue = std::max(iDue, intOf(awaited.jRun, "stop_time"));
   }

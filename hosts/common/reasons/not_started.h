@@ -23,7 +23,7 @@ struct ExecutionFacts {
   };
 
   State state = State::UNKNOWN;
-  Json::Int64 iFired = 0;
+  Json::Int64 iFiredAt = 0;
   std::vector<Json::Value> vecRuns;   ///< the runs that it started
   std::set<Json::Int64> setInTheWay;  ///< running runs that kept it from starting their tasks
   bool blOverBudget = false;          ///< it was ended at its time limit
