@@ -75,7 +75,7 @@ void checkTogether(const ConfigValues& values, const std::set<Json::Int64>& setO
                    std::vector<std::string>& vecWhy) {
   const bool blOff = textAfter(values, ENABLE_OUTPUT) == "no";
   if (values.count(ENABLE_OUTPUT) > 0 && !blOff && textAfter(values, OUTPUT_PATH).empty()) {
-    vecWhy.emplace_back("no output path is set; set one with --output-path SHARE or output_path=SHARE");
+    vecWhy.emplace_back("no output path is set; set output_path, too");
   }
   if (values.count(ENABLE_OUTPUT) > 0 && blOff && setOwners.size() > 1 && textAfter(values, "shared_script") != "yes") {
     vecWhy.push_back(fmt::format(
