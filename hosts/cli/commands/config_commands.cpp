@@ -48,10 +48,7 @@ int runShow(const Context&, const ShowOptions& options) {
 int runGet(const Context&, const GetOptions& options) {
   const std::string strValue = Host::configText(options.strKey);
   if (options.blJson) {
-    Json::Value jOut(Json::objectValue);
-    jOut["key"] = options.strKey;
-    jOut["value"] = strValue;
-    printJson(jOut);
+    printJson(Host::settingForPrograms(options.strKey, strValue));
   } else {
     fmt::print("{}\n", strValue);
   }

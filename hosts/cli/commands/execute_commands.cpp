@@ -6,6 +6,7 @@
 #include "cli/execute.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
 #include "common/executions/detached_start.h"
@@ -63,10 +64,7 @@ int detach(const Host::ExecutionRequest& request, bool blJson) {
   if (!blUnit && start.pid == 0) {
     printNothingRun(request, blJson);
   } else if (blJson) {
-    Json::Value jOut(Json::objectValue);
-    jOut[request.kind()] = request.strName;
-    jOut[blUnit ? "unit" : "pid"] = blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid);
-    printJson(jOut);
+    printJson(Host::startForPrograms(request, start));
   } else {
     fmt::print("{} {}: started in {}\n", request.kind(), request.strName,
                blUnit ? start.strUnit : fmt::format("process {}", start.pid));

@@ -96,16 +96,11 @@ int runLog(const Context&, const LogOptions& options) {
   if (options.blFollow) {
     follow(log, options.blJson);
   }
-  Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jEvent : log.read()) {
-    if (options.blJson) {
-      jOut.append(jEvent);
-    } else {
-      printLine(jEvent);
-    }
-  }
+  const std::vector<Json::Value> vecEvents = log.read();
   if (options.blJson) {
-    printJson(jOut);
+    printJson(Host::arrayOf(vecEvents));
+  } else {
+    std::for_each(vecEvents.begin(), vecEvents.end(), &printLine);
   }
   warnAboutUnreadable(log);
   return EXIT_DONE;

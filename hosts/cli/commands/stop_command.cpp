@@ -45,8 +45,7 @@ int runStop(const Context&, const StopOptions& options) {
     }
   }
   if (options.blJson) {
-    const Json::Value jRuns = Host::runsForPrograms(vecRuns, ownerNames(Host::listTasks(session)));
-    printJson(jRuns.size() == 1 ? jRuns[0] : jRuns);
+    printJson(Host::stoppedForPrograms(vecRuns, ownerNames(Host::listTasks(session))));
   }
   return EXIT_DONE;
 }
