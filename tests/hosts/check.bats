@@ -104,7 +104,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   says "no problems found"
   cp kept.conf /etc/eorva.conf
   eorva event disable shutdown
-  finds warning events shutdown 'is not enabled (eorva-shutdown.service), as it usually is' "eorva event enable shutdown"
+  finds warning events shutdown 'is not enabled (eorva-shutdown.service), but normally is' "eorva event enable shutdown"
 }
 
 @test "a store that others can change, or that is damaged" {
@@ -185,7 +185,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   add_task it bootup alice 'exit 0'
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, event_fire_time, trigger_event, exit_info)
     values ('it', 1000, 2147483647, 1000, 'bootup', '{}')"
-  finds problem runs 1 'run 1 of "it" is recorded as running, but its process is gone' "eorva check --repair"
+  finds problem runs 1 'run 1 of "it" is recorded as running, but its process has ended' "eorva check --repair"
   run -0 --separate-stderr eorva check --repair
   complains 'closed run 1 of "it", which was interrupted'
   same "how it ended" '"interrupted"' "$(field 1 exit_info.exit_type)"
