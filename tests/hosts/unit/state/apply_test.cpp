@@ -43,7 +43,7 @@ protected:
 
 }  // namespace
 
-TEST_F(Apply, TellsWhatWouldChange) {
+TEST_F(Apply, TellsTheChanges) {
   const ApplyPlan first = plan(ONE_TASK);
   EXPECT_THAT(first.difference.vecCreated, ElementsAre("a"));
   EXPECT_THAT(apply(first), IsEmpty());

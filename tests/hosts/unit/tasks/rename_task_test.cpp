@@ -232,7 +232,7 @@ TEST_F(ChangeOfName, KilledBetweenItsHalvesIsFoundAndMended) {
   EXPECT_TRUE(findUnfinishedRenames(session).empty());
 }
 
-TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithWhatToType) {
+TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithACommand) {
   std::filesystem::rename("/srv/kept/it", "/srv/kept/other");
   std::filesystem::create_directories("/srv/kept/it/2000");
   Session session;
