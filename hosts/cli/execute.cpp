@@ -88,7 +88,7 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
   }
 }
 
-/// Shows what an execution says. If the log is shown, it is part of that.
+/// Shows the messages of an execution, with its log if that is shown.
 void showMessages(const std::string& strLines) {
   FILE* pFile = Context::isLogShown() ? stdout : stderr;
   std::fputs(Host::shownOn(fileno(pFile), strLines).c_str(), pFile);

@@ -96,7 +96,7 @@ void addApplyCommand(CLI::App& app, Context& context) {
   pCommand->add_option("file", pOptions->strFile, "document; - reads standard input")->required()->type_name("FILE");
   pCommand->add_flag("--prune", pOptions->blPrune, "delete the tasks that are not in the document");
   pCommand->add_flag("--any-event", pOptions->blAnyEvent, "allow any event name");
-  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show what would change");
+  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show the changes");
   pCommand->add_flag("--yes", pOptions->blYes, "do not ask");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: names of created, changed and deleted tasks");
   onCommand(pCommand, context, pOptions, &runApply);

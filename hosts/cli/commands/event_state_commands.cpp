@@ -73,7 +73,7 @@ int runDisable(const Context&, const NameOptions& options) {
 
 void addEventStateCommands(CLI::App& event, Context& context) {
   auto pList = std::make_shared<ListOptions>();
-  CLI::App* pCommand = addCommand(event, "list", "List the events, what fires them, and how many tasks they have.",
+  CLI::App* pCommand = addCommand(event, "list", "List the events with their units and numbers of tasks.",
                                   "  eorva event list --json\n");
   pCommand->add_flag("--json", pList->blJson, "print a JSON array, with titles and descriptions in every language");
   onCommand(pCommand, context, pList, &runList);

@@ -165,7 +165,7 @@ int runScript(const Context&, const OutputOptions& options) {
 void addRunsOutputCommands(CLI::App& runs, Context& context) {
   constexpr char RAW[] = "do not replace control characters on a terminal";
   auto pOutput = std::make_shared<OutputOptions>();
-  CLI::App* pCommand = addCommand(runs, "output", "Show what a run printed.",
+  CLI::App* pCommand = addCommand(runs, "output", "Show the output of a run.",
                                   "  eorva runs output 12 | less\n"
                                   "  eorva runs output 12 --tail 20 -f     the last lines, then new output\n");
   addRunOption(pCommand, pOutput->iRun);

@@ -67,7 +67,7 @@ void addRunsPruneCommand(CLI::App& runs, Context& context) {
                  "  eorva config set retention_runs=50      keep the newest 50 runs of each task\n"
                  "\nThe limits are in /etc/eorva.conf: retention_runs, retention_failed_runs, retention_output_size.\n"
                  "Open runs are never removed.\n");
-  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show what would be removed");
-  pCommand->add_flag("--json", pOptions->blJson, "print what was removed as JSON");
+  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show the runs and output to be removed");
+  pCommand->add_flag("--json", pOptions->blJson, "print the removed runs and output as JSON");
   onCommand(pCommand, context, pOptions, &runPrune);
 }

@@ -64,7 +64,7 @@ int runRequest(Session& session, const ExecutionRequest& request, const Executio
   return runByEvent(session.tasks(), session.runs(), jIn, session.db());
 }
 
-/// Nobody would watch the runs if the watch was killed. Whoever notices it ends and closes them.
+/// Nobody would watch the runs if the watch was killed. The next command that reconciles ends and closes them.
 void dieWith(pid_t pidWatch) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != pidWatch) {

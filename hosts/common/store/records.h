@@ -30,8 +30,8 @@ private:
 /// \throw Failure when the store fails; here and below.
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
 
-/// Lists all tasks in the order of their names, with what says who they are, when they start and what they wait for:
-/// task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit. Cheap, since scripts are left out.
+/// Lists all tasks in the order of their names, without scripts, so it is cheap. The members: task_name, event,
+/// depend_on_task, enable, owner, run_the_same_time, time_limit.
 Json::Value listRelations(Session& session);
 
 /// The names of all tasks.

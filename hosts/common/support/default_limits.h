@@ -1,5 +1,5 @@
 /// \file default_limits.h
-/// What systemd gives a service by default: limits, priority, processors.
+/// The limits, priority and processors that systemd gives a service by default.
 
 #pragma once
 
