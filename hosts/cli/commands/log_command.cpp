@@ -75,7 +75,7 @@ void printLine(const Json::Value& jEvent) {
 
 void warnAboutUnreadable(Host::EventLog& log) {
   if (const std::size_t cLines = log.takeUnreadable(); cLines > 0) {
-    printNote(fmt::format("warning: {} line{} of the event log cannot be read", cLines, cLines == 1 ? "" : "s"));
+    printNote(fmt::format("warning: {} of the event log cannot be read", countText(cLines, "line")));
   }
 }
 

@@ -55,11 +55,10 @@ int runDiff(const Context& context, const DiffOptions& options) {
 }  // namespace
 
 void addRunsDiffCommand(CLI::App& runs, Context& context) {
-  auto pOptions = std::make_shared<DiffOptions>();
   CLI::App* pCommand = addCommand(runs, "diff", "Compare the scripts of two runs.",
                                   "  eorva runs diff 12 47        exits with 3 when they differ\n");
+  auto pOptions = onCommand(pCommand, context, &runDiff);
   addRunOption(pCommand, pOptions->iLeft);
   addRunOption(pCommand, pOptions->iRight, "other");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"same\" and \"difference\"");
-  onCommand(pCommand, context, pOptions, &runDiff);
 }

@@ -9,6 +9,7 @@
 #include "command_text.h"
 #include "common/support/paths.h"
 #include "common/tasks/task_members.h"
+#include "common/text/amounts.h"
 #include "common/text/json_members.h"
 #include "reason_text.h"
 
@@ -148,7 +149,7 @@ Json::Value membersOf(const HealthFinding& finding) {
   jMembers["mail_settings"] = SERVER_SETTINGS_PATH;
   jMembers["mode"] = fmt::format("{:04o}", intOf(finding.jDetails, "mode"));
   const Json::Int64 cTasks = intOf(finding.jDetails, "tasks");
-  jMembers["tasks"] = fmt::format("{} task{}", cTasks, cTasks == 1 ? "" : "s");
+  jMembers["tasks"] = countText(static_cast<std::size_t>(cTasks), "task");
   jMembers["want"] = cTasks == 1 ? "wants" : "want";
   jMembers["without"] = finding.strSubject == PRUNE_TIMER ? "old runs and their output are not removed"
                                                           : "mail that could not be sent is not sent again";

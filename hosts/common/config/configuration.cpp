@@ -10,6 +10,7 @@
 #include "eorvascheduler.h"
 
 #include "common/server/shares.h"
+#include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -100,6 +101,13 @@ void setSection(const ConfigValues& values) {
   }
 }
 
+bool areKnown(const ConfigValues& values) {
+  const std::vector<std::string> vecKeys = configKeys();
+  return std::all_of(values.begin(), values.end(), [&](const auto& value) {
+    return std::find(vecKeys.begin(), vecKeys.end(), value.first) != vecKeys.end();
+  });
+}
+
 }  // namespace
 
 std::vector<std::string> configKeys() {
@@ -183,6 +191,25 @@ void ConfigBefore::restore() const noexcept {
       continue;
     }
   }
+}
+
+void changeConfig(const ConfigLock& lock, const ConfigValues& values, const std::set<Json::Int64>& setOwners) {
+  if (const std::vector<std::string> vecWhy = whyNotConfig(values, setOwners); !vecWhy.empty()) {
+    const std::string strWhy = fmt::format("{}", fmt::join(vecWhy, "\n"));
+    if (!areKnown(values)) {
+      throw UsageFailure(strWhy);
+    }
+    throw Failure(strWhy);
+  }
+  setConfig(lock, values);
+}
+
+void changeConfig(const ConfigValues& values, bool blForce) {
+  // The values are checked against others, which must not change before they are set.
+  const ConfigLock lock;
+  const auto itOutput = values.find("enable_output");
+  const bool blOwnersCount = itOutput != values.end() && itOutput->second == "no" && !blForce;
+  changeConfig(lock, values, blOwnersCount ? ownersOf(listTasks()) : std::set<Json::Int64>());
 }
 
 }  // namespace Host

@@ -15,7 +15,7 @@ namespace Host {
 /// - default signal dispositions, no signal blocked
 /// - standard input, output and error on /dev/null; only the descriptors that are kept
 /// - a session keyring of its own; no ambient or inheritable capabilities
-/// - the limits, priority and processors of a service (see default_limits.h)
+/// - the limits, priority and processors of a service (see service_defaults.h)
 /// - only this environment: PATH (the usual six folders), LANG=C.UTF-8, HOME=/root, USER=root,
 ///   LOGNAME=root, SHELL=/bin/sh, and the variables of the request: EORVA_EVENT (the event, or "on_demand"),
 ///   EORVA_FIRED_AT (seconds since 1970), and the variables of the request. For a run of another user the library

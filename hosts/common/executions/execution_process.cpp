@@ -14,7 +14,7 @@
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/support/default_limits.h"
+#include "common/support/service_defaults.h"
 #include "execution_watch.h"
 #include "messages.h"
 #include "next_tasks.h"

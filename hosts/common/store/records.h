@@ -50,6 +50,9 @@ Json::Value findTask(Session& session, const std::string& strTask);
 /// Gives one task. \throw Failure when there is none.
 Json::Value requireTask(Session& session, const std::string& strTask);
 
+/// Gives a text as an SQL literal, for a WHERE text.
+std::string sqlText(const std::string& strText);
+
 /// Lists run records by a WHERE text, the oldest first.
 /// \param cNewest  how many at most, the newest of those that match; 0 lists all.
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest = 0);
