@@ -7,7 +7,7 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"

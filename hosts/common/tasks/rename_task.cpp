@@ -13,7 +13,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
@@ -71,11 +71,11 @@ void changeSubtree(const std::string& strTask, const char* szDo, const std::func
 class FolderMove {
 public:
   FolderMove(const std::string& strTask, const std::string& strNew)
-      : m_strTask(strTask), m_strNew(strNew), m_vecPlaces(OutputFolder::placesOf(strTask)) {}
+      : m_strTask(strTask), m_strNew(strNew), m_vecPlaces(OutputPlace::placesOf(strTask)) {}
 
   void run() {
     try {
-      for (const OutputFolder& place : m_vecPlaces) {
+      for (const OutputPlace& place : m_vecPlaces) {
         m_vecMoved.emplace_back(place, place.rename(m_strTask, m_strNew));
       }
     } catch (...) {
@@ -93,8 +93,8 @@ public:
 private:
   std::string m_strTask;
   std::string m_strNew;
-  std::vector<OutputFolder> m_vecPlaces;
-  std::vector<std::pair<OutputFolder, std::vector<OutputFolder::Move>>> m_vecMoved;
+  std::vector<OutputPlace> m_vecPlaces;
+  std::vector<std::pair<OutputPlace, std::vector<OutputPlace::Move>>> m_vecMoved;
 };
 
 /// Moves the folder right before the commit: the write lock is held then, so nothing delays the commit. When the move
