@@ -218,7 +218,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
     update task set notify_mail = '|evil' where task_name = 'orphan';
     update task set task_name = '../up' where task_name = 'elsewhere';
     update task set depend_on_task = '[../up]' where task_name = 'astray'"
-  finds problem tasks a 'task "a" is never started: it waits for "b", which waits for it in turn' "eorva task edit a --no-after"
+  finds problem tasks a 'task "a" is never started: it waits for "b", which waits for it, too' "eorva task edit a --no-after"
   finds problem tasks gone 'waits for "ghost", and there is no such task' "eorva task edit gone --no-after"
   finds problem tasks astray 'waits for "../up", which belongs to the event "shutdown"' "eorva task edit ../up --event bootup"
   finds warning tasks behind 'waits for "off", which is disabled' "eorva task enable off"

@@ -38,6 +38,20 @@ documented() {
   documented "A run" "$(eorva runs show 1 --json)"
 }
 
+@test "executions, starts and stopped runs" {
+  add_task first bootup alice 'exit 0'
+  add_task slow slow alice 'exec sleep 1000'
+  local execution
+  execution=$(eorva fire bootup --json)
+  documented "An execution" "$execution"
+  documented "A run" "$(jq '.runs[0]' <<<"$execution")"
+  documented "An execution" "$(eorva run first --json)"
+  documented "A start in the background" "$(eorva run slow --detach --json)"
+  wait_until runs_are 3
+  documented "A run" "$(eorva stop "$(run_of slow)" --grace 0 --json)"
+  same "several runs" '["array",2]' "$(eorva stop 1 2 --json 2>/dev/null | jq -c '[type, length]')"
+}
+
 @test "a task that was printed can be added again" {
   add_task first bootup alice 'exit 0' --mail root --description 'what it is for'
   eorva run first >/dev/null

@@ -55,7 +55,7 @@ TEST(ReasonText, FromTheRecordsInThePresent) {
       wordsFor("astray", Tense::NOW));
   EXPECT_EQ("malformed: has a dependency list that cannot be read, \"nobody\": eorva task edit odd --no-after",
             wordsFor("odd", Tense::NOW));
-  EXPECT_EQ("circle: waits for \"right\", which waits for it in turn: eorva task edit left --no-after",
+  EXPECT_EQ("circle: waits for \"right\", which waits for it, too: eorva task edit left --no-after",
             wordsFor("left", Tense::NOW));
 }
 

@@ -224,7 +224,7 @@ TEST_F(ChangeOfName, KilledBetweenItsHalvesIsFoundAndMended) {
   checkUnfinishedRenames(session, findings);
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].strSubject, "it");
-  EXPECT_THAT(findingText(findings[0]), HasSubstr("output of \"it\" lies in /srv/kept/other"));
+  EXPECT_THAT(findingText(findings[0]), HasSubstr("output of \"it\" is in /srv/kept/other"));
   EXPECT_EQ(findingAdvice(findings[0]), "eorva check --repair");
   EXPECT_EQ(finishRenames(session).size(), 1U);
   EXPECT_EQ(state(), "it /it");
