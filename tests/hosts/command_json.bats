@@ -47,6 +47,7 @@ documented() {
   documented "A run" "$(jq '.runs[0]' <<<"$execution")"
   documented "An execution" "$(eorva run first --json)"
   documented "A start in the background" "$(eorva run slow --detach --json)"
+  documented "An execution" "$(eorva fire shutdown --detach --json)"
   wait_until runs_are 3
   documented "A run" "$(eorva stop "$(run_of slow)" --grace 0 --json)"
   same "several runs" '["array",2]' "$(eorva stop 1 2 --json 2>/dev/null | jq -c '[type, length]')"

@@ -61,7 +61,7 @@ TEST(ReasonText, FromTheRecordsInThePresent) {
 
 TEST(ReasonText, FromTheRecordsInThePast) {
   EXPECT_EQ("disabled: was disabled: eorva task enable off", wordsFor("off", Tense::THEN));
-  EXPECT_EQ("circle: waited for \"right\", which waited for it in turn: eorva task edit left --no-after",
+  EXPECT_EQ("circle: waited for \"right\", which waited for it, too: eorva task edit left --no-after",
             wordsFor("left", Tense::THEN));
 }
 

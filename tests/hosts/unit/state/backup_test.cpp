@@ -21,6 +21,7 @@
 #include "common/support/paths.h"
 #include "common/support/unique_fd.h"
 #include "fresh_host.h"
+#include "remedy.h"
 #include "support/files.h"
 #include "support/processes.h"
 #include "support/users.h"
@@ -42,15 +43,6 @@ std::string whyNot(const std::function<void()>& what) {
     return failure.what();
   }
   return {};
-}
-
-Hint::Kind remedyFor(const std::function<void()>& what) {
-  try {
-    what();
-  } catch (const Failure& failure) {
-    return failure.hint().kind;
-  }
-  return Hint::NONE;
 }
 
 std::vector<std::string> restore(const std::string& strFile, Owners owners = Owners::THE_SAME) {
@@ -133,7 +125,7 @@ TEST_F(BackupFile, ADamagedStoreDoesNotTakeThePlaceOfAGoodBackup) {
   const std::string strWhy = whyNot([&] { writeBackup(strFile); });
   EXPECT_THAT(strWhy, HasSubstr("the store /usr/orva/etc/eorvascheduler/eorvascheduler.db is damaged"));
   EXPECT_THAT(strWhy, HasSubstr(strFile + " is not written"));
-  EXPECT_EQ(remedyFor([&] { writeBackup(strFile); }), Hint::RESTORE_BACKUP);
+  EXPECT_EQ(HostTest::remedyFor([&] { writeBackup(strFile); }), Hint::RESTORE_BACKUP);
   EXPECT_TRUE(OrvaTest::readFile(strFile) == strGood);
 }
 
@@ -267,7 +259,7 @@ TEST_F(BackupOwners, ANumberThatIsAnotherUsersHereRestoresNothing) {
   EXPECT_THAT(strWhy, HasSubstr("task \"nightly\": its owner 7001 was alice; here 7001 is bob, and "
                                 "alice is 7002"));
   EXPECT_THAT(strWhy, testing::Not(HasSubstr("first")));
-  EXPECT_EQ(remedyFor([&] { restore(m_strBackup); }), Hint::KEEP_OWNER_IDS);
+  EXPECT_EQ(HostTest::remedyFor([&] { restore(m_strBackup); }), Hint::KEEP_OWNER_IDS);
   EXPECT_EQ(taskCount(), 1U);
 }
 

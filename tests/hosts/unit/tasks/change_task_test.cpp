@@ -12,6 +12,7 @@
 #include "common/text/json_members.h"
 #include "fresh_host.h"
 #include "pauses.h"
+#include "remedy.h"
 #include "stored.h"
 
 using namespace Host;
@@ -63,6 +64,7 @@ TEST_F(ChangeTask, ErrorLeavesTheTaskUnchanged) {
               ThrowsMessage<Failure>(testing::AllOf(HasSubstr("the task \"a\" is not changed:"), HasSubstr("event: "),
                                                     HasSubstr("time limit: "))));
   EXPECT_EQ(stored(), jBefore);
+  EXPECT_EQ(HostTest::remedyFor([] { change(objectOf({{"event", "mine"}})); }), Hint::ALLOW_ANY_EVENT);
   EXPECT_EQ(changeTask("a", objectOf({{"event", "mine"}}), AllowedEvents::ANY).vecMembers.size(), 1U);
 }
 
