@@ -45,7 +45,7 @@ void requireEvent(Session& session, const std::string& strEvent) {
   if (setKnown.count(strEvent) == 0) {
     const std::string strSuggestion = didYouMean(strEvent, {setKnown.begin(), setKnown.end()});
     throw Failure(fmt::format("there is no event \"{}\"{}", strEvent, strSuggestion),
-                  strSuggestion.empty() ? Hint::LIST_EVENTS : Hint::NONE);
+                  {strSuggestion.empty() ? Hint::LIST_EVENTS : Hint::NONE});
   }
 }
 

@@ -51,8 +51,9 @@ void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::
   std::vector<std::string> vecProblems;
   if (!readSettings(vecProblems).blSharedScript) {
     throw Failure(
-        "no output is kept, and without a folder for it a script of one owner can be run with the rights of another: "
-        "set one with 'eorva config set --output-path SHARE', or allow it with shared_script=yes in /etc/eorva.conf");
+        "no output is kept, and without a folder for it a script of one owner can be run with the rights of another; "
+        "to allow it, set shared_script=yes in /etc/eorva.conf",
+        {Hint::SET_OUTPUT_PATH});
   }
   vecWarnings.emplace_back("no output is kept, so a script of one owner can be run with the rights of another");
 }
@@ -159,7 +160,8 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
                             strProblem};
     plan.iFiring = rememberFiring(session, begin, plan.jTasks.isNull() ? relationsOf(session, request) : plan.jTasks);
   } catch (const std::exception& error) {
-    plan.vecWarnings.push_back(fmt::format("cannot record this firing for 'eorva explain': {}", error.what()));
+    plan.vecWarnings.push_back(
+        fmt::format("cannot record which tasks this firing does not start, and why: {}", error.what()));
   }
 }
 

@@ -103,7 +103,7 @@ void removeEntry(const UniqueFd& folder, const std::string& strName, const std::
       throw Failure(fmt::format("cannot remove {}: another file system is mounted there", strPath));
     }
     if (cDepth >= MAX_DEPTH) {
-      throw Failure(fmt::format("cannot remove {}: it lies more than {} folders deep", strPath, MAX_DEPTH));
+      throw Failure(fmt::format("cannot remove {}: it is more than {} folders deep", strPath, MAX_DEPTH));
     }
     removeBelow(*inner, strPath, cDepth + 1);
   }

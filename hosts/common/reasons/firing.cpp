@@ -6,7 +6,6 @@
 
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
 #include "common/tasks/event_relations.h"
 #include "common/text/json_members.h"
 

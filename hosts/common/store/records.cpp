@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <new>
 #include <sqlite3.h>
 #include <vector>
 
@@ -162,6 +163,14 @@ Json::Value requireTask(Session& session, const std::string& strTask) {
     throw Failure(fmt::format("there is no task \"{}\"{}", strTask, didYouMean(strTask, vecNames)));
   }
   return jTask;
+}
+
+std::string sqlText(const std::string& strText) {
+  const std::unique_ptr<char, decltype(&sqlite3_free)> szText(sqlite3_mprintf("%Q", strText.c_str()), &sqlite3_free);
+  if (szText == nullptr) {
+    throw std::bad_alloc();
+  }
+  return szText.get();
 }
 
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest) {

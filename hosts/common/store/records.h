@@ -31,9 +31,8 @@ private:
 /// \throw Failure when the store fails; here and below.
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
 
-/// Lists those of the named tasks that are there, in the order of their names, with what says who they are, when they
-/// start and what they wait for: task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit. Cheap,
-/// since scripts are left out.
+/// Lists those of the named tasks that are there, in the order of their names, without scripts, so it is cheap. The
+/// members: task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit.
 Json::Value listRelations(Session& session, const std::set<std::string>& setNames);
 
 /// The names of all tasks, in their order.
@@ -64,6 +63,9 @@ Json::Value findTask(Session& session, const std::string& strTask);
 
 /// Gives one task. \throw Failure when there is none.
 Json::Value requireTask(Session& session, const std::string& strTask);
+
+/// Gives a text as an SQL literal, for a WHERE text.
+std::string sqlText(const std::string& strText);
 
 /// Lists run records by a WHERE text, the oldest first.
 /// \param cNewest  how many at most, the newest of those that match; 0 lists all.

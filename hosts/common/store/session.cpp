@@ -21,7 +21,7 @@ void checkStoreExists() {
     return;
   }
   if (errno == ENOENT) {
-    throw Failure(fmt::format("there is no store yet ({} is missing)", DATABASE_PATH), Hint::CREATE_STORE);
+    throw Failure(fmt::format("there is no store yet ({} is missing)", DATABASE_PATH), {Hint::CREATE_STORE});
   }
   throw Failure(fmt::format("cannot reach {}: {}", DATABASE_PATH, std::strerror(errno)));
 }

@@ -7,6 +7,7 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
+#include "fake_systemctl.h"
 #include "fresh_host.h"
 #include "stored.h"
 
@@ -57,4 +58,27 @@ TEST_F(EventSwitch, EventIsKnownFromATaskOrFromTheCatalogue) {
   EXPECT_EQ("", failureOf([&] { requireEvent(session, "mine"); }));
   EXPECT_EQ("", failureOf([&] { requireEvent(session, "bootup"); }));
   EXPECT_THAT(failureOf([&] { requireEvent(session, "mien"); }), HasSubstr("did you mean \"mine\"?"));
+}
+
+TEST_F(EventSwitch, UnitOfAnEnabledEventIsStartedUnlessThatFiresTheEvent) {
+  const HostTest::FakeSystemctl systemctl("exit 0\n");
+  const std::vector<Event> vecEvents = requireSwitchable({"weekly", "bootup"});
+  enableEvent(vecEvents[0]);
+  enableEvent(vecEvents[1]);
+  EXPECT_EQ(
+      "--quiet enable -- eorva-weekly.timer\nstart -- eorva-weekly.timer\n--quiet enable -- eorva-bootup.service\n",
+      HostTest::FakeSystemctl::calls());
+}
+
+TEST_F(EventSwitch, UnitOfADisabledEventIsStopped) {
+  const HostTest::FakeSystemctl systemctl("exit 0\n");
+  disableEvent(requireSwitchable({"weekly"}).front());
+  EXPECT_EQ("--quiet disable -- eorva-weekly.timer\nstop -- eorva-weekly.timer\n", HostTest::FakeSystemctl::calls());
+}
+
+TEST_F(EventSwitch, RefusalOfSystemdIsToldWithItsWords) {
+  const HostTest::FakeSystemctl systemctl("echo 'not today' >&2; exit 1\n");
+  const Event event = requireSwitchable({"weekly"}).front();
+  EXPECT_THAT(failureOf([&] { enableEvent(event); }), HasSubstr("not today"));
+  EXPECT_THAT(failureOf([&] { disableEvent(event); }), HasSubstr("not today"));
 }
