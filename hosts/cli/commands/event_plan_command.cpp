@@ -62,7 +62,7 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
 int runPlan(const Context& context, const PlanOptions& options) {
   const Host::OpenStore session;
   const Json::Value jTasks = Host::listTasks(session);
-  Host::requireEvent(jTasks, options.strEvent);
+  Host::requireEvent(session, options.strEvent);
   const OwnerNames owners = ownerNames(jTasks);
   const EventPlan plan = Host::planEvent(session, jTasks, options.strEvent);
   if (options.blJson) {

@@ -105,8 +105,9 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
 }
 
 int runGraph(const Context& context, const GraphOptions& options) {
-  const Json::Value jTasks = Host::listTasks();
-  Host::requireEvent(jTasks, options.strEvent);
+  const Host::OpenStore session;
+  Host::requireEvent(session, options.strEvent);
+  const Json::Value jTasks = Host::listTasks(session);
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
     printJson(Host::graphForPrograms(graph, jTasks, options.strEvent));

@@ -76,6 +76,18 @@ std::int64_t dataVersion(const Session& session) {
   return iVersion;
 }
 
+Snapshot::Snapshot(const Session& session) : m_pDb(session.db()), m_blBegun(sqlite3_get_autocommit(m_pDb) != 0) {
+  if (m_blBegun && sqlite3_exec(m_pDb, "BEGIN;", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw Failure(fmt::format("cannot read the store {}: {}", DATABASE_PATH, sqlite3_errmsg(m_pDb)));
+  }
+}
+
+Snapshot::~Snapshot() {
+  if (m_blBegun) {
+    sqlite3_exec(m_pDb, "COMMIT;", nullptr, nullptr, nullptr);
+  }
+}
+
 WriteLock::WriteLock(Session& session, std::chrono::milliseconds limit) : m_pDb(session.db()) {
   int iCode = SQLITE_OK;
   tryUntil(limit, LOCK_PAUSE, [&] {

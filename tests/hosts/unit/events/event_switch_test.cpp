@@ -4,10 +4,12 @@
 
 #include <gmock/gmock.h>
 
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "fake_systemctl.h"
 #include "fresh_host.h"
+#include "stored.h"
 
 using namespace Host;
 using testing::HasSubstr;
@@ -51,11 +53,11 @@ TEST_F(EventSwitch, EventThatNothingInstalledFiresHasNoState) {
 }
 
 TEST_F(EventSwitch, EventIsKnownFromATaskOrFromTheCatalogue) {
-  Json::Value jTasks(Json::arrayValue);
-  jTasks.append(objectOf({{"event", "mine"}}));
-  EXPECT_EQ("", failureOf([&] { requireEvent(jTasks, "mine"); }));
-  EXPECT_EQ("", failureOf([&] { requireEvent(jTasks, "bootup"); }));
-  EXPECT_THAT(failureOf([&] { requireEvent(jTasks, "mien"); }), HasSubstr("did you mean \"mine\"?"));
+  Session session(Session::Store::CREATE);
+  HostTest::addTask(session, "a", "true", objectOf({{"event", "mine"}}));
+  EXPECT_EQ("", failureOf([&] { requireEvent(session, "mine"); }));
+  EXPECT_EQ("", failureOf([&] { requireEvent(session, "bootup"); }));
+  EXPECT_THAT(failureOf([&] { requireEvent(session, "mien"); }), HasSubstr("did you mean \"mine\"?"));
 }
 
 TEST_F(EventSwitch, UnitOfAnEnabledEventIsStartedUnlessThatFiresTheEvent) {
