@@ -9,6 +9,7 @@
 #include "common/store/records.h"
 #include "common/store/sql_text.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 #include "event_plan.h"
 #include "firing.h"
 
@@ -20,8 +21,8 @@ namespace {
 std::vector<Json::Value> lastRuns(Session& session, const std::string& strEvent) {
   const std::string strTrigger = sqlText(strEvent);
   const Json::Value jRuns =
-      listRuns(session, fmt::format("trigger_event = {0} and event_fire_time = (select max(event_fire_time) from "
-                                    "task_result where trigger_event = {0})",
+      listRuns(session, fmt::format("trigger_event = {0} and event_fire_time = (select event_fire_time from "
+                                    "task_result where trigger_event = {0} order by result_id desc limit 1)",
                                     strTrigger));
   return {jRuns.begin(), jRuns.end()};
 }
@@ -33,8 +34,8 @@ std::optional<LastFiring> rememberedFiring(Session& session, const std::string& 
   if (!last || vecRuns.empty() || last->facts.state != ExecutionFacts::State::OVER) {
     return last;
   }
-  const Json::Int64 iFired = intOf(vecRuns.front(), "event_fire_time");
-  const bool blNewer = iFired > std::max(last->firing.iBegun, last->firing.iEventTime) &&
+  const Json::Int64 iFired = timeOf(vecRuns.front(), "event_fire_time");
+  const bool blNewer = iFired > std::max(last->firing.iBegun, trueTime(last->firing.iEventTime)) &&
                        intOf(vecRuns.front(), "result_id") > last->firing.iLastResult;
   return blNewer ? std::nullopt : std::move(last);
 }

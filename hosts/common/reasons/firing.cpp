@@ -8,6 +8,7 @@
 #include "common/store/session.h"
 #include "common/store/sql_text.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -90,10 +91,11 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
     facts.vecRuns = runsOf(session, execution->notes);
     facts.setInTheWay = execution->notes.setInTheWay;
   } else {
-    facts.vecRuns = runsAt(session, firing,
-                           fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
-                                       "result_id > {} and event_fire_time >= {})",
-                                       sqlText(firing.strEvent), firing.iLastResult, firing.iBegun));
+    facts.vecRuns =
+        runsAt(session, firing,
+               fmt::format("(select event_fire_time from task_result where trigger_event = {} and "
+                           "result_id > {} and {} >= {} order by result_id desc limit 1)",
+                           sqlText(firing.strEvent), firing.iLastResult, sqlTime("event_fire_time"), firing.iBegun));
   }
   return facts;
 }
