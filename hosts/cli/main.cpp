@@ -15,6 +15,7 @@
 
 #include "cli/terminal/present.h"
 #include "command_line.h"
+#include "common/state/joint_change.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
@@ -102,10 +103,21 @@ void complain(const std::string& strText) {
   std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, strText)).c_str(), stderr);
 }
 
+/// A change that was killed or lost power is finished or undone by the next command.
+void settleInterrupted() {
+  try {
+    printNote(Host::settleInterruptedChange());
+  } catch (const Host::Failure& failure) {
+    printNote(fmt::format("warning: an interrupted change of the configuration is not finished: {}", failure.what()));
+  }
+}
+
 const char* hintText(Host::Hint hint) {
   switch (hint) {
     case Host::Hint::CREATE_STORE:
       return "; create it with: eorva init";
+    case Host::Hint::RESTORE_STORE:
+      return "; restore a backup with: eorva restore FILE; to begin without tasks: eorva init";
     case Host::Hint::LIST_EVENTS:
       return "; list the events with: eorva event list";
     case Host::Hint::NONE:
@@ -131,6 +143,7 @@ int runCommandLine(int argc, char** argv) {
   }
   if (!context.blAnyUser) {
     requireRoot();
+    settleInterrupted();
   }
   try {
     const int iResult = context.fnRun();

@@ -12,7 +12,7 @@ namespace Host {
 inline constexpr char SEE_LOG[] = "the reason is in the system log";
 
 /// A remedy for a failure; each host puts it into words.
-enum class Hint { NONE, CREATE_STORE, LIST_EVENTS };
+enum class Hint { NONE, CREATE_STORE, RESTORE_STORE, LIST_EVENTS };
 
 /// An operation failed. The text is for the user and names the input.
 class Failure : public std::runtime_error {
