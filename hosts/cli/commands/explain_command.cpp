@@ -31,7 +31,7 @@ std::string runText(const Json::Value& jRun) {
 /// When the event was fired.
 std::string firedText(const Explanation& explanation) {
   Json::Value jRun(Json::objectValue);
-  jRun["event_fire_time"] = explanation.iFired;
+  jRun["event_fire_time"] = explanation.iFiredAt;
   return timeText(jRun, "event_fire_time");
 }
 
@@ -57,12 +57,12 @@ void printVerdict(const Explanation& explanation) {
   }
 }
 
-void printNeeds(const Explanation& explanation) {
-  if (!explanation.vecNeeds.empty()) {
+void printAwaited(const Explanation& explanation) {
+  if (!explanation.vecWaitsFor.empty()) {
     fmt::print("the tasks that it waited for:\n");
   }
-  for (const Host::NeedState& need : explanation.vecNeeds) {
-    fmt::print("  {}: {}\n", need.strName, need.jRun.isObject() ? runText(need.jRun) : "not started");
+  for (const Host::AwaitedTask& awaited : explanation.vecWaitsFor) {
+    fmt::print("  {}: {}\n", awaited.strName, awaited.jRun.isObject() ? runText(awaited.jRun) : "not started");
   }
 }
 
@@ -90,7 +90,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
     return EXIT_DONE;
   }
   printVerdict(explanation);
-  printNeeds(explanation);
+  printAwaited(explanation);
   printNow(explanation);
   printNote(Host::disabledEventNote(textOf(explanation.jTask, "event")));
   return EXIT_DONE;

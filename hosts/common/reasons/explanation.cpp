@@ -19,11 +19,9 @@ namespace {
 
 /// The runs of the last time that the event started any.
 std::vector<Json::Value> lastRuns(Session& session, const std::string& strEvent) {
-  const std::string strTrigger = sqlText(strEvent);
-  const Json::Value jRuns =
-      listRuns(session, fmt::format("trigger_event = {0} and event_fire_time = (select event_fire_time from "
-                                    "task_result where trigger_event = {0} order by result_id desc limit 1)",
-                                    strTrigger));
+  const std::string strOfEvent = "trigger_event = " + sqlText(strEvent);
+  const Json::Value jRuns = listRuns(session, fmt::format("{} and event_fire_time = {}", strOfEvent,
+                                                          sqlLatest("event_fire_time", "task_result", strOfEvent)));
   return {jRuns.begin(), jRuns.end()};
 }
 
@@ -34,16 +32,16 @@ std::optional<LastFiring> rememberedFiring(Session& session, const std::string& 
   if (!last || vecRuns.empty() || last->facts.state != ExecutionFacts::State::OVER) {
     return last;
   }
-  const Json::Int64 iFired = timeOf(vecRuns.front(), "event_fire_time");
-  const bool blNewer = iFired > std::max(last->firing.iBegun, trueTime(last->firing.iEventTime)) &&
-                       intOf(vecRuns.front(), "result_id") > last->firing.iLastResult;
+  const Json::Int64 iEventFireTime = timeOf(vecRuns.front(), "event_fire_time");
+  const bool blNewer = iEventFireTime > std::max(last->firing.iBegunAt, trueTime(last->firing.iEventFireTime)) &&
+                       intOf(vecRuns.front(), "result_id") > last->firing.iLastRun;
   return blNewer ? std::nullopt : std::move(last);
 }
 
 void takeFacts(const ExecutionFacts& facts, Explanation& explanation) {
-  explanation.iFired = facts.iFired;
+  explanation.iFiredAt = facts.iFiredAt;
   explanation.jRun = runOf(facts.vecRuns, textOf(explanation.jTask, "task_name"));
-  explanation.vecNeeds = needsOf(facts.vecRuns, explanation.jTask);
+  explanation.vecWaitsFor = awaitedTasks(facts.vecRuns, explanation.jTask);
   explanation.verdict = !explanation.jRun.isObject()  ? Explanation::Verdict::NOT_STARTED
                         : isRunning(explanation.jRun) ? Explanation::Verdict::RUNNING
                                                       : Explanation::Verdict::RAN;
@@ -99,7 +97,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
     }
   } else if (!vecRuns.empty()) {
     ExecutionFacts facts;
-    facts.iFired = intOf(vecRuns.front(), "event_fire_time");
+    facts.iFiredAt = intOf(vecRuns.front(), "event_fire_time");
     facts.vecRuns = vecRuns;
     takeFacts(facts, explanation);
     if (explanation.verdict == Explanation::Verdict::NOT_STARTED) {

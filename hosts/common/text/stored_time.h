@@ -50,4 +50,10 @@ inline std::string sqlTime(const char* szColumn) {
   return fmt::format("({0} + ({0} < 0) * {1})", szColumn, STORED_TIMES);
 }
 
+/// The latest stored time among rows, in SQL. An index on the column finds it.
+inline std::string sqlLatest(const std::string& strColumn, const std::string& strTable, const std::string& strWhere) {
+  return fmt::format("coalesce((select max({0}) from {1} where {2} and {0} < 0), (select max({0}) from {1} where {2}))",
+                     strColumn, strTable, strWhere);
+}
+
 }  // namespace Host
