@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <linux/ptrace.h>
 #include <stdexcept>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>

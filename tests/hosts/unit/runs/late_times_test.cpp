@@ -149,4 +149,4 @@ TEST_P(LateTimes, TheOldestOutputIsRemovedFirst) {
 }
 
 INSTANTIATE_TEST_SUITE_P(In, LateTimes, testing::Values(IN_2039, IN_2100),
-                         [](const auto& info) { return info.param == IN_2039 ? "2039" : "2100"; });
+                         [](const auto& param) { return param.param == IN_2039 ? "2039" : "2100"; });

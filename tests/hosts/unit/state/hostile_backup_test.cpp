@@ -102,7 +102,7 @@ const Attack ATTACKS[] = {
     {"TriggerThatIsCalledATable",
      "create trigger t after update on task begin select 1; end; pragma writable_schema = on; update sqlite_schema set "
      "type = 'table', rootpage = 2 where name = 't'",
-     "has \"t\""},
+     "malformed database schema"},
     {"VersionZero", "pragma user_version = 0", "has schema version 0"},
     {"VersionBelowZero", "pragma user_version = -1", "has schema version -1"},
     {"NewerVersion", "pragma user_version = 1000", "has schema version 1000"},
@@ -125,13 +125,13 @@ TEST_P(BackupAttack, IsRefusedAndTheStoreIsUnchanged) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, BackupAttack, testing::ValuesIn(ATTACKS),
-                         [](const testing::TestParamInfo<Attack>& info) { return std::string(info.param.szName); });
+                         [](const testing::TestParamInfo<Attack>& attack) { return std::string(attack.param.szName); });
 
 TEST_F(HostileBackup, IndexesOfTheFileAreNotRead) {
   // An index that says that no run is stored.
-  run(m_strBackup, "create index extra on task_result (pid) where pid is not null");
+  run(m_strBackup, "create index not_ours on task_result (pid) where pid is not null");
   EXPECT_EQ(restoreNow(), "");
-  EXPECT_THAT(dump(), testing::Not(HasSubstr("extra")));
+  EXPECT_THAT(dump(), testing::Not(HasSubstr("not_ours")));
 }
 
 TEST_F(HostileBackup, RunsOfUnknownTasksAreLeftOutWithAWarning) {
@@ -154,8 +154,8 @@ namespace {
 /// A part of a thousand mutated files.
 class MutatedBackup : public HostileBackup, public testing::WithParamInterface<unsigned> {};
 
-constexpr unsigned PARTS = 5;
-constexpr unsigned FILES_A_PART = 200;
+constexpr unsigned PARTS = 10;
+constexpr unsigned FILES_A_PART = 100;
 
 /// Changes a few bytes, mostly in the beginning of a page, or cuts the file.
 std::string mutated(std::string strFile, std::mt19937& random) {

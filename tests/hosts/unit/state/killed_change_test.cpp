@@ -21,7 +21,9 @@ using testing::HasSubstr;
 
 namespace {
 
+/// A hundred positions in parts that each cover the whole change.
 constexpr unsigned POSITIONS = 100;
+constexpr unsigned PARTS = 4;
 constexpr unsigned NEVER = 1'000'000;
 
 constexpr char OLD[] =
@@ -64,17 +66,19 @@ protected:
 
   void putOldBack() const {
     copyAll(m_strKept, STORE_FOLDER);
-    std::filesystem::rename(std::string(STORE_FOLDER) + "/eorva.conf", SETTINGS_PATH);
+    const std::string strSettings = std::string(STORE_FOLDER) + "/eorva.conf";
+    std::filesystem::copy_file(strSettings, SETTINGS_PATH, std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::remove(strSettings);
   }
 
-  /// Kills a change at each of many steps.
-  void killAtEachStep(const std::function<void()>& fnChange) {
+  /// Kills a change at each position of a part.
+  void killAtManySteps(const std::function<void()>& fnChange, unsigned iPart) {
     const unsigned cSteps = HostTest::killAt(NEVER, fnChange);
     ASSERT_EQ(stateText(currentState()), m_strNew);
     std::set<std::string> setSaid;
     unsigned cOld = 0;
     unsigned cNew = 0;
-    for (unsigned i = 0; i < POSITIONS; ++i) {
+    for (unsigned i = iPart; i < POSITIONS; i += PARTS) {
       putOldBack();
       const unsigned iStep = 1 + i * cSteps / POSITIONS;
       HostTest::killAt(iStep, fnChange);
@@ -101,15 +105,19 @@ protected:
   std::string m_strNew;
 };
 
+class KilledAtAStep : public KilledChange, public testing::WithParamInterface<unsigned> {};
+
 }  // namespace
 
-TEST_F(KilledChange, ApplyIsDoneOrNot) {
-  killAtEachStep([] { applyText(NEW); });
+TEST_P(KilledAtAStep, ApplyIsDoneOrNot) {
+  killAtManySteps([] { applyText(NEW); }, GetParam());
 }
 
-TEST_F(KilledChange, RestoreIsDoneOrNot) {
-  killAtEachStep([this] { restore(m_strBackup, Owners::THE_SAME); });
+TEST_P(KilledAtAStep, RestoreIsDoneOrNot) {
+  killAtManySteps([this] { restore(m_strBackup, Owners::THE_SAME); }, GetParam());
 }
+
+INSTANTIATE_TEST_SUITE_P(Part, KilledAtAStep, testing::Range(0U, PARTS));
 
 TEST_F(KilledChange, BothFilesOfTheConfigurationChangeTogether) {
   const auto set = [] {
