@@ -9,13 +9,14 @@
 #include "common/runs/outcome.h"
 #include "common/runs/script_end.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
 namespace {
 
 Json::Value durationOf(const Json::Value& jRun) {
-  return jRun.isMember("stop_time") ? Json::Value(intOf(jRun, "stop_time") - intOf(jRun, "start_time")) : Json::Value();
+  return jRun.isMember("stop_time") ? Json::Value(secondsOf(jRun)) : Json::Value();
 }
 
 /// How the script ended.
@@ -47,7 +48,7 @@ Json::Value cpuSecondsOf(const Json::Value& jRun) {
 Json::Value itemForPrograms(const PrunedItem& item) {
   return objectOf({{"result_id", memberOf(item.jRun, "result_id")},
                    {"task_name", item.task()},
-                   {"start_time", item.iStartTime},
+                   {"start_time", trueTime(item.iStartTime)},
                    {"bytes", static_cast<Json::UInt64>(item.cb)}});
 }
 
@@ -57,6 +58,7 @@ Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
   const Outcome outcome = outcomeOf(jRun);
   const auto itOwner = owners.find(textOf(jRun, "task_name"));
   Json::Value jOut = jRun;
+  makeTimesTrue(jOut);
   jOut["owner_name"] = itOwner != owners.end() ? Json::Value(itOwner->second) : Json::Value();
   jOut["duration"] = durationOf(jRun);
   jOut["outcome"] = outcomeWord(outcome.kind);

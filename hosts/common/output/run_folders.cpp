@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 
 #include "common/support/failure.h"
+#include "common/text/stored_time.h"
 #include "run_files.h"
 
 namespace Host {
@@ -142,7 +143,7 @@ std::optional<RunFolder> readKeptOutput(const UniqueFd& task, const std::string&
   if (fstat(run->get(), &status) < 0) {
     failAt("examine", strPath);
   }
-  RunFolder kept{strFolder, *start, std::min<Json::Int64>(*start, status.st_mtime), 0, true};
+  RunFolder kept{strFolder, *start, std::min<Json::Int64>(trueTime(*start), status.st_mtime), 0, true};
   bool blRun = false;
   for (const std::string& strEntry : entriesOf(*run, strPath)) {
     blRun = blRun || isRunFile(strEntry);
@@ -213,7 +214,8 @@ std::optional<TaskFolder> readTaskFolder(const OutputPlace& place, const std::st
       task.vecStarts.push_back(*start);
     }
   }
-  std::sort(task.vecStarts.rbegin(), task.vecStarts.rend());
+  std::sort(task.vecStarts.begin(), task.vecStarts.end(),
+            [](Json::Int64 iLeft, Json::Int64 iRight) { return trueTime(iLeft) > trueTime(iRight); });
   return task;
 }
 

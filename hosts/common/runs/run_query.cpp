@@ -6,6 +6,7 @@
 
 #include "common/store/records.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -34,10 +35,10 @@ std::string whereOf(Session& session, const RunQuery& query) {
     strWhere += whereOwner(session, *query.owner);
   }
   if (query.since) {
-    strWhere += fmt::format(" and start_time >= {}", *query.since);
+    strWhere += fmt::format(" and {} >= {}", sqlTime("start_time"), *query.since);
   }
   if (query.until) {
-    strWhere += fmt::format(" and start_time <= {}", *query.until);
+    strWhere += fmt::format(" and {} <= {}", sqlTime("start_time"), *query.until);
   }
   if (query.iBefore != 0) {
     strWhere += fmt::format(" and result_id < {}", query.iBefore);

@@ -15,6 +15,7 @@
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_change_lock.h"
 #include "common/text/json_members.h"
+#include "joint_change.h"
 
 namespace Host {
 
@@ -217,14 +218,10 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   // Files and store change in two steps, so signals wait.
   const DeferredSignals deferred;
   storeTasks(session, difference, after);
-  const ConfigBefore configBefore;
-  try {
-    setConfig(configLock, changedConfig(before, after));
-    lock.commit();
-  } catch (...) {
-    configBefore.restore();
-    throw;
-  }
+  ConfigChange files(configLock, configFilesWith(changedConfig(before, after)));
+  announceChange(files, session.db());
+  lock.commit();
+  files.finish();
   logEvents(difference.vecDeleted, EVENT_TASK_DELETED);
   logEvents(difference.vecCreated, EVENT_TASK_CREATED);
   std::vector<std::string> vecNotes;
