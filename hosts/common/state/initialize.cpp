@@ -7,6 +7,7 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/tasks/task_owner.h"
 
 namespace Host {
 
@@ -41,7 +42,8 @@ void initialize(const std::string& strOutputPath) {
   if (!strPath.empty()) {
     changeConfig(lock, {{"output_path", strPath}, {"enable_output", "yes"}}, {});
   }
-  const Session session(Session::Store::CREATE);
+  Session session(Session::Store::CREATE);
+  fillOwnerNames(session);
 }
 
 }  // namespace Host

@@ -33,10 +33,12 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
 std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
                                      std::vector<std::string>& vecWarnings);
 
-/// Makes a change that has been checked, in one transaction.
-/// \throw Failure when the state is not `before` any more, a task runs, or something cannot be stored; nothing is
+/// Makes a change that has been checked, in one transaction. What it does not touch stays as it is now.
+/// \param blPrune  as for stateAfter().
+/// \throw Failure when somebody else has changed what it touches, a task runs, or something cannot be stored; nothing is
 ///        changed then.
 /// \return notes for the user, a sentence each.
-std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after);
+std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after,
+                                     bool blPrune);
 
 }  // namespace Host
