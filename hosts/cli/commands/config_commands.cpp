@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/server_answers.h"
 #include "common/config/change_config.h"
 #include "common/config/scheduler_section.h"
@@ -53,7 +54,7 @@ int runGet(const Context&, const GetOptions& options) {
     jOut["value"] = strValue;
     printJson(jOut);
   } else {
-    fmt::print("{}\n", strValue);
+    say("{}\n", strValue);
   }
   return EXIT_DONE;
 }

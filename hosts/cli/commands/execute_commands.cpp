@@ -5,6 +5,7 @@
 
 #include "cli/execute.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "cli/usage.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
@@ -68,7 +69,7 @@ int detach(const Host::ExecutionRequest& request, bool blJson) {
     jOut[blUnit ? "unit" : "pid"] = blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid);
     printJson(jOut);
   } else {
-    fmt::print("{} {}: started in {}\n", request.kind(), request.strName,
+    say("{} {}: started in {}\n", request.kind(), request.strName,
                blUnit ? start.strUnit : fmt::format("process {}", start.pid));
   }
   return EXIT_DONE;

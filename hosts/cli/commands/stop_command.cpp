@@ -6,6 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
 #include "common/config/settings.h"
@@ -41,11 +42,11 @@ int runStop(const Context&, const StopOptions& options) {
   for (const Json::Int64 iResult : options.vecResults) {
     const Json::Value& jRun = vecRuns.emplace_back(stopOne(session, iResult, grace));
     if (!options.blJson) {
-      fmt::print("run {} of {}: {}\n", iResult, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
+      say("run {} of {}: {}\n", iResult, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
     }
   }
   if (options.blJson) {
-    const Json::Value jRuns = Host::runsForPrograms(vecRuns, ownerNames(Host::listTasks(session)));
+    const Json::Value jRuns = Host::runsForPrograms(vecRuns);
     printJson(jRuns.size() == 1 ? jRuns[0] : jRuns);
   }
   return EXIT_DONE;

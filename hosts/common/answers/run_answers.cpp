@@ -9,6 +9,8 @@
 #include "common/runs/outcome.h"
 #include "common/runs/script_end.h"
 #include "common/text/json_members.h"
+#include "reason_text.h"
+#include "task_answers.h"
 
 namespace Host {
 
@@ -53,16 +55,18 @@ Json::Value itemForPrograms(const PrunedItem& item) {
 
 }  // namespace
 
-Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
+Json::Value runForPrograms(const Json::Value& jRun) {
   const Outcome outcome = outcomeOf(jRun);
-  const auto itOwner = owners.find(textOf(jRun, "task_name"));
+  const Json::Value& jOwner = memberOf(jRun, "owner");
   Json::Value jOut = jRun;
-  jOut["owner_name"] = itOwner != owners.end() ? Json::Value(itOwner->second) : Json::Value();
+  jOut["owner"] = jOwner;
+  jOut["owner_name"] = jOwner.isNull() ? Json::Value() : Json::Value(ownerText(jRun));
   jOut["duration"] = durationOf(jRun);
   jOut["outcome"] = outcomeWord(outcome.kind);
   jOut["outcome_text"] = outcome.strText;
   jOut["end"] = endForPrograms(jRun);
   jOut["cpu_seconds"] = cpuSecondsOf(jRun);
+  jOut["output_cut"] = memberOf(memberOf(jRun, "extra"), OUTPUT_CUT);
   for (const char* szCost : {"memory_peak", "io_read", "io_written"}) {
     jOut[szCost] = memberOf(jRun, szCost);
   }
@@ -71,8 +75,8 @@ Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
   return jOut;
 }
 
-Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
-  return arrayOf(vecRuns, [&](const Json::Value& jRun) { return runForPrograms(jRun, owners); });
+Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns) {
+  return arrayOf(vecRuns, &runForPrograms);
 }
 
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines) {
@@ -94,14 +98,18 @@ Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
                    {"problems", arrayOf(result.vecProblems)}});
 }
 
-Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners) {
+Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress,
+                                 const std::vector<LeftOut>& vecLeftOut) {
   Json::Value jOut(Json::objectValue);
   jOut[request.kind()] = request.strName;
   jOut["runs"] = Json::Value(Json::arrayValue);
   for (const auto& [iResult, jRun] : progress.runs()) {
-    jOut["runs"].append(runForPrograms(jRun, owners));
+    jOut["runs"].append(runForPrograms(jRun));
   }
   jOut["not_started"] = arrayOf(progress.notStarted());
+  jOut["left_out"] = arrayOf(vecLeftOut, [](const LeftOut& task) {
+    return objectOf({{"task_name", task.strTask}, {"reasons", reasonsForPrograms(task.strTask, task.vecReasons)}});
+  });
   return jOut;
 }
 

@@ -31,7 +31,8 @@ private:
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
 
 /// Lists all tasks in the order of their names, with what says who they are, when they start and what they wait for:
-/// task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit. Cheap, since scripts are left out.
+/// task_name, event, depend_on_task, enable, owner, owner_name, run_the_same_time, time_limit,
+/// output_limit. Cheap, since scripts are left out.
 Json::Value listRelations(Session& session);
 
 /// The names of all tasks.

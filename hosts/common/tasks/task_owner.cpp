@@ -1,0 +1,83 @@
+#include "task_owner.h"
+
+#include <fmt/format.h>
+
+#include "eorvascheduler.h"
+
+#include "common/server/users.h"
+#include "common/store/records.h"
+#include "common/store/session.h"
+#include "common/support/failure.h"
+#include "common/text/json_members.h"
+#include "common/text/shell_word.h"
+
+namespace Host {
+
+namespace {
+
+constexpr char OWNER[] = "owner";
+constexpr char OWNER_NAME[] = "owner_name";
+
+OwnerProblem problemText(Json::Int64 iOwner, const std::string& strName, const std::string& strNow) {
+  const std::optional<uid_t> uid = strName.empty() ? std::nullopt : findUserByName(strName);
+  const std::string strUser = uid ? strName : std::string();
+  if (uid) {
+    return {fmt::format("user {} has the id {} now, not {}", strName, *uid, iOwner), strUser};
+  }
+  if (!strNow.empty()) {
+    return {fmt::format("the user id {} belonged to {}, and belongs to {} now", iOwner, strName, strNow), strUser};
+  }
+  return {strName.empty() ? fmt::format("user {} does not exist", iOwner)
+                          : fmt::format("user {} ({}) does not exist", strName, iOwner),
+          strUser};
+}
+
+}  // namespace
+
+std::optional<OwnerProblem> OwnerCheck::problemOf(Json::Int64 iOwner, const std::string& strName) {
+  if (iOwner < 0) {
+    return std::nullopt;
+  }
+  const auto [it, blNew] = m_mapNames.try_emplace(iOwner);
+  if (blNew) {
+    it->second = userName(static_cast<uid_t>(iOwner));
+  }
+  const bool blSound = !it->second.empty() && (strName.empty() || strName == it->second);
+  return blSound ? std::nullopt : std::optional(problemText(iOwner, strName, it->second));
+}
+
+std::optional<OwnerProblem> OwnerCheck::problemOf(const Json::Value& jTask) {
+  return problemOf(intOf(jTask, OWNER, -1), textOf(jTask, OWNER_NAME));
+}
+
+void requireOwner(const Json::Value& jTask) {
+  if (const std::optional<OwnerProblem> problem = OwnerCheck().problemOf(jTask)) {
+    const std::string strTask = textOf(jTask, "task_name");
+    throw Failure(fmt::format("the task \"{}\" is not run: {}; set its owner with: eorva task edit {} --owner {}", strTask,
+                              problem->strText, shellWord(strTask),
+                              problem->strUser.empty() ? "USER" : shellWord(problem->strUser)));
+  }
+}
+
+bool toStored(Json::Value& jTask) {
+  if (!jTask.isMember(OWNER)) {
+    return true;
+  }
+  if (taskPreAction(jTask) < 0) {
+    return false;
+  }
+  jTask[OWNER_NAME] = userName(static_cast<uid_t>(intOf(jTask, OWNER)));
+  return true;
+}
+
+void fillOwnerNames(Session& session) {
+  for (const Json::Int64 iOwner : ownersOf(listRelations(session))) {
+    const std::string strName = iOwner < 0 ? std::string() : userName(static_cast<uid_t>(iOwner));
+    const Json::Value jUnnamed = objectOf({{OWNER, iOwner}, {OWNER_NAME, Json::Value()}});
+    if (!strName.empty() && session.tasks()->recUpdateByFilter(jUnnamed, objectOf({{OWNER_NAME, strName}})) < 0) {
+      throw Failure(fmt::format("cannot store the name of the owner {}; {}", strName, SEE_LOG));
+    }
+  }
+}
+
+}  // namespace Host
