@@ -65,7 +65,13 @@ CREATE TABLE IF NOT EXISTS task_result (
   owner_name      TEXT
 ) STRICT;
 
+-- The runs of a task by number; the one that a folder of output belongs to.
 CREATE INDEX IF NOT EXISTS task_result_of_task ON task_result (task_name);
+CREATE INDEX IF NOT EXISTS task_result_at ON task_result (task_name, start_time);
+
+-- The runs of an event by number; those of one firing.
+CREATE INDEX IF NOT EXISTS task_result_of_event ON task_result (trigger_event);
+CREATE INDEX IF NOT EXISTS task_result_of_firing ON task_result (trigger_event, event_fire_time);
 
 -- Older versions did not store it.
 UPDATE task_result SET owner = (SELECT owner FROM task WHERE task.task_name = task_result.task_name) WHERE owner IS NULL;

@@ -82,14 +82,11 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
   const std::vector<Json::Value> vecFailed = progress.failedRuns();
   const std::vector<std::string> vecNotStarted = progress.notStarted();
   say("{} {}: {} run{}, {} ok, {} failed", request.kind(), request.strName, progress.runs().size(),
-             progress.runs().size() == 1 ? "" : "s", progress.runs().size() - vecFailed.size(), vecFailed.size());
-  say("{}\n", vecNotStarted.empty()
-                         ? ""
-                         : fmt::format("; not started: {}",
-                                       fmt::join(vecNotStarted, ", ")));
+      progress.runs().size() == 1 ? "" : "s", progress.runs().size() - vecFailed.size(), vecFailed.size());
+  say("{}\n", vecNotStarted.empty() ? "" : fmt::format("; not started: {}", fmt::join(vecNotStarted, ", ")));
   for (const Json::Value& jRun : vecFailed) {
-    say("  {}: {}    eorva runs output {}\n", textOf(jRun, "task_name"),
-               Host::outcomeOf(jRun).strText, intOf(jRun, "result_id"));
+    say("  {}: {}    eorva runs output {}\n", textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText,
+        intOf(jRun, "result_id"));
   }
   for (const Host::LeftOut& task : vecLeftOut) {
     printReasons(task.strTask, task.strTask, task.vecReasons);

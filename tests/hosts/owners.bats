@@ -26,7 +26,7 @@ teardown() {
   same "runs" '["sound"]' "$(eorva runs list --json | jq -c '[.[].task_name]')"
   same "mail about a volume" "" "$(grep -i volume /var/log/orva/* 2>/dev/null || true)"
   run -1 --separate-stderr eorva run hers
-  complains 'the task "hers" is not run: user dora (7020) does not exist; set its owner with: eorva task edit hers --owner USER'
+  complains 'the task "hers" is not run: user dora (7020) does not exist; set its owner'
   run -0 eorva event plan first
   says "hers has no owner: user dora (7020) does not exist"
   run -0 eorva explain hers
@@ -114,4 +114,15 @@ teardown() {
   userdel dora
   run -0 eorva runs list --task hers
   [[ ${lines[2]} == *dora* ]]
+}
+
+@test "a restore with the user ids as they are names the users who have them here" {
+  eorva backup here.db >/dev/null
+  userdel dora
+  useradd --uid 7020 eve
+  run -1 eorva restore here.db --yes
+  run -0 eorva restore here.db --yes --owners-as-numbered
+  same "owner" '"eve"' "$(eorva task show hers --json | jq -c .owner_name)"
+  run -0 eorva run hers
+  same "output" "eve" "$(eorva runs output "$(run_of hers)")"
 }

@@ -38,15 +38,14 @@ std::string repair() {
 void printFindings(const HealthFindings& findings, std::size_t cProblems) {
   for (const HealthFinding& finding : findings) {
     say("{}: {}\n    {}\n", Host::severityWord(finding.severity), Host::findingText(finding),
-               Host::findingAdvice(finding));
+        Host::findingAdvice(finding));
   }
   if (findings.empty()) {
     say("no problems found\n");
     return;
   }
   const std::size_t cWarnings = findings.size() - cProblems;
-  say("{} problem{}, {} warning{}\n", cProblems, cProblems == 1 ? "" : "s", cWarnings,
-             cWarnings == 1 ? "" : "s");
+  say("{} problem{}, {} warning{}\n", cProblems, cProblems == 1 ? "" : "s", cWarnings, cWarnings == 1 ? "" : "s");
 }
 
 int runCheck(const Context&, const CheckOptions& options) {

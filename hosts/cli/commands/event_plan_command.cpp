@@ -34,11 +34,11 @@ void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor)
   Table table({{"WAVE", true}, {"TASK"}, {"OWNER"}, {"WAITS FOR"}, {"LAST TIME", true}, {"STARTS AFTER", true}},
               blColor);
   for (const PlannedTask& planned : plan.vecTasks) {
-    const std::vector<std::string>& vecNeeds = planned.task.vecNeeds;
+    const std::vector<std::string>& vecWaitsFor = planned.task.vecWaitsFor;
     table.addRow({{std::to_string(planned.uWave)},
                   {planned.task.strName},
                   {owners.at(planned.task.strName)},
-                  {vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "))},
+                  {vecWaitsFor.empty() ? "-" : fmt::format("{}", fmt::join(vecWaitsFor, ", "))},
                   {planned.iLastDuration ? durationText(*planned.iLastDuration) : "-"},
                   {durationText(planned.iStart)}});
   }
@@ -56,7 +56,7 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
   } else {
     printPlanned(plan, owners, context.isColored());
     say("event {}: {} task{}, {}\n", strEvent, plan.vecTasks.size(), plan.vecTasks.size() == 1 ? "" : "s",
-               endText(plan));
+        endText(plan));
   }
   if (!plan.vecBlocked.empty()) {
     say("would not be started:\n");

@@ -70,7 +70,7 @@ int detach(const Host::ExecutionRequest& request, bool blJson) {
     printJson(jOut);
   } else {
     say("{} {}: started in {}\n", request.kind(), request.strName,
-               blUnit ? start.strUnit : fmt::format("process {}", start.pid));
+        blUnit ? start.strUnit : fmt::format("process {}", start.pid));
   }
   return EXIT_DONE;
 }

@@ -32,7 +32,7 @@ std::string runText(const Json::Value& jRun) {
 /// When the event was fired.
 std::string firedText(const Explanation& explanation) {
   Json::Value jRun(Json::objectValue);
-  jRun["event_fire_time"] = explanation.iFired;
+  jRun["event_fire_time"] = explanation.iFiredAt;
   return timeText(jRun, "event_fire_time");
 }
 
@@ -53,17 +53,17 @@ void printVerdict(const Explanation& explanation) {
     case Explanation::Verdict::RAN:
     case Explanation::Verdict::RUNNING:
       say("{} {} when \"{}\" was last fired, {}:\n  {}\n", strTask,
-                 explanation.verdict == Explanation::Verdict::RAN ? "ran" : "was started, and is running,", strEvent,
-                 firedText(explanation), runText(explanation.jRun));
+          explanation.verdict == Explanation::Verdict::RAN ? "ran" : "was started, and is running,", strEvent,
+          firedText(explanation), runText(explanation.jRun));
   }
 }
 
-void printNeeds(const Explanation& explanation) {
-  if (!explanation.vecNeeds.empty()) {
+void printAwaited(const Explanation& explanation) {
+  if (!explanation.vecWaitsFor.empty()) {
     say("the tasks that it waited for:\n");
   }
-  for (const Host::NeedState& need : explanation.vecNeeds) {
-    say("  {}: {}\n", need.strName, need.jRun.isObject() ? runText(need.jRun) : "not started");
+  for (const Host::AwaitedTask& awaited : explanation.vecWaitsFor) {
+    say("  {}: {}\n", awaited.strName, awaited.jRun.isObject() ? runText(awaited.jRun) : "not started");
   }
 }
 
@@ -72,7 +72,7 @@ void printNow(const Explanation& explanation) {
   const Json::Int64 iNewest = intOf(explanation.jNewest, "result_id");
   if (iNewest != 0 && iNewest != intOf(explanation.jRun, "result_id")) {
     say("its newest run: {} (trigger {})\n", runText(explanation.jNewest),
-               textOf(explanation.jNewest, "trigger_event"));
+        textOf(explanation.jNewest, "trigger_event"));
   }
   if (explanation.vecReasonsNow.empty()) {
     say("if \"{}\" were fired now, it would be started\n", strEvent);
@@ -90,7 +90,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
     return EXIT_DONE;
   }
   printVerdict(explanation);
-  printNeeds(explanation);
+  printAwaited(explanation);
   printNow(explanation);
   printNote(Host::disabledEventNote(textOf(explanation.jTask, "event")));
   return EXIT_DONE;

@@ -35,7 +35,7 @@ public:
     libscols_line* pLine =
         m_table.addRow({{task.strName},
                         {m_owners.at(task.strName)},
-                        {task.vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(task.vecNeeds, ", "))},
+                        {task.vecWaitsFor.empty() ? "-" : fmt::format("{}", fmt::join(task.vecWaitsFor, ", "))},
                         {blFirst ? noteOf(task) : "see above", blFirst ? "yellow" : nullptr}},
                        pParent);
     for (const Host::GraphTask* pNext : blFirst ? m_graph.dependantsOf(task.strName) : NONE) {
@@ -67,7 +67,7 @@ void printTree(const Host::TaskGraph& graph, const Host::OwnerNames& owners, con
   GraphTable table(graph, owners, blColor);
   const std::vector<const Host::GraphTask*> vecTasks = graph.tasksOf(strEvent);
   for (const Host::GraphTask* pTask : vecTasks) {
-    if (pTask->vecNeeds.empty()) {
+    if (pTask->vecWaitsFor.empty()) {
       table.add(*pTask, nullptr);
     }
   }
@@ -99,9 +99,9 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
     const std::string strName = dotEscaped(pTask->strName);
     const bool blStarts = reasons.of(*pTask).empty();
     say("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
-               blStarts ? "" : ", style=dashed");
-    for (const std::string& strNeed : pTask->vecNeeds) {
-      say("  \"{}\" -> \"{}\";\n", dotEscaped(strNeed), strName);
+        blStarts ? "" : ", style=dashed");
+    for (const std::string& strAwaited : pTask->vecWaitsFor) {
+      say("  \"{}\" -> \"{}\";\n", dotEscaped(strAwaited), strName);
     }
   }
   say("}}\n");

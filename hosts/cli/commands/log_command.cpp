@@ -62,8 +62,7 @@ Host::EventLogQuery queryOf(const LogOptions& options) {
 }
 
 void printLine(const Json::Value& jEvent) {
-  say("{}  {:<7}  {}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")),
-             textOf(jEvent, "text"));
+  say("{}  {:<7}  {}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")), textOf(jEvent, "text"));
 }
 
 void warnAboutUnreadable(Host::EventLog& log) {

@@ -29,13 +29,13 @@ void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
   for (const PrunedItem& item : result.vecRuns) {
     say("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), item.task(),
-               Host::timeText(item.iStartTime), sizeText(item.cb));
+        Host::timeText(item.iStartTime), sizeText(item.cb));
   }
   for (const PrunedItem& item : result.vecOutputs) {
     const std::string strRun =
         item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run without a record";
     say("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.task(), Host::timeText(item.iStartTime),
-               sizeText(item.cb));
+        sizeText(item.cb));
   }
   const std::string strOutputs =
       result.vecOutputs.empty() ? "" : fmt::format(" and the output of {}", runsText(result.vecOutputs.size()));

@@ -57,7 +57,7 @@ int runList(const Context& context, const ListOptions& options) {
                   {textOf(jTask, "event")},
                   {Host::ownerText(jTask)},
                   {boolOf(jTask, "enable", true) ? "yes" : "no"},
-                  {needsText(jTask)},
+                  {waitsForText(jTask)},
                   {timeText(jTask, "last_start_time")},
                   hasRun(jTask) ? Table::Cell{outcome.strText, outcomeColor(outcome.kind)} : Table::Cell{"-"}});
   }
@@ -65,7 +65,7 @@ int runList(const Context& context, const ListOptions& options) {
   return EXIT_DONE;
 }
 
-std::string neededByText(Host::Session& session, const std::string& strTask) {
+std::string dependantsText(Host::Session& session, const std::string& strTask) {
   std::vector<std::string> vecNames;
   const Host::TaskGraph graph(Host::listTasks(session));
   for (const Host::GraphTask* pTask : graph.dependantsOf(strTask)) {
@@ -105,8 +105,8 @@ int runShow(const Context&, const ShowOptions& options) {
                {"owner", Host::ownerText(jTask)},
                {"description", textOf(jTask, "description").empty() ? "-" : textOf(jTask, "description")},
                {"enabled", boolOf(jTask, "enable", true) ? "yes" : "no"},
-               {"waits for", needsText(jTask)},
-               {"needed by", neededByText(session, options.strTask)},
+               {"waits for", waitsForText(jTask)},
+               {"needed by", dependantsText(session, options.strTask)},
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
                {"output limit", outputLimitText(jTask)},

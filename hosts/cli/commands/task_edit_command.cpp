@@ -10,7 +10,7 @@
 #include "cli/terminal/present.h"
 #include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/tasks/change_task.h"
@@ -54,7 +54,7 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
 
 /// The task's name, if it can be a file name: other programs may have stored any name.
 std::string fileName(const std::string& strTask) {
-  return Host::OutputFolder::isFolderName(strTask) ? strTask : "script";
+  return Host::OutputPlace::isFolderName(strTask) ? strTask : "script";
 }
 
 int editScript(const EditOptions& options) {

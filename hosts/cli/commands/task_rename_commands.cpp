@@ -23,19 +23,19 @@ struct RenameOptions {
   bool blYes = false;
 };
 
-void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecNeededBy) {
+void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecDependants) {
   confirm(fmt::format("deleting \"{}\" also deletes its run records{}", strTask,
-                      vecNeededBy.empty()
+                      vecDependants.empty()
                           ? ""
-                          : fmt::format("; these tasks no longer wait for it: {}", fmt::join(vecNeededBy, ", "))),
+                          : fmt::format("; these tasks no longer wait for it: {}", fmt::join(vecDependants, ", "))),
           "Delete it?", fmt::format("the task \"{}\" is not deleted", strTask));
 }
 
-void confirmRename(const RenameOptions& options, const std::vector<std::string>& vecNeededBy) {
+void confirmRename(const RenameOptions& options, const std::vector<std::string>& vecDependants) {
   confirm(fmt::format("renaming \"{}\" also renames it in its run records and moves its output{}", options.strTask,
-                      vecNeededBy.empty() ? ""
-                                          : fmt::format("; these tasks then wait for \"{}\": {}", options.strNew,
-                                                        fmt::join(vecNeededBy, ", "))),
+                      vecDependants.empty() ? ""
+                                            : fmt::format("; these tasks then wait for \"{}\": {}", options.strNew,
+                                                          fmt::join(vecDependants, ", "))),
           "Rename it?", fmt::format("the task \"{}\" is not renamed", options.strTask));
 }
 

@@ -72,9 +72,9 @@ const char* outcomeColor(Host::Outcome::Kind kind) {
   return "yellow";
 }
 
-std::string needsText(const Json::Value& jTask) {
-  const std::vector<std::string> vecNeeds = Host::readDependencyList(textOf(jTask, "depend_on_task"));
-  return vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "));
+std::string waitsForText(const Json::Value& jTask) {
+  const std::vector<std::string> vecWaitsFor = Host::readDependencyList(textOf(jTask, "depend_on_task"));
+  return vecWaitsFor.empty() ? "-" : fmt::format("{}", fmt::join(vecWaitsFor, ", "));
 }
 
 void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {

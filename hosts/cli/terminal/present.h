@@ -41,7 +41,7 @@ using Host::sizeText;
 const char* outcomeColor(Host::Outcome::Kind kind);
 
 /// The tasks that a task waits for, as "a, b"; a dash for none.
-std::string needsText(const Json::Value& jTask);
+std::string waitsForText(const Json::Value& jTask);
 
 /// Prints runs as a table.
 void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor);

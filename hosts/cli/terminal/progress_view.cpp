@@ -45,14 +45,14 @@ private:
   void showStart(const Json::Value& jRun) {
     if (m_setStarted.insert(intOf(jRun, "result_id")).second) {
       say("{}  {}: started as {} (run {})\n", timeText(jRun, "start_time"), textOf(jRun, "task_name"),
-                 Host::ownerText(jRun), intOf(jRun, "result_id"));
+          Host::ownerText(jRun), intOf(jRun, "result_id"));
     }
   }
 
   static void showEnd(const Json::Value& jRun) {
     if (jRun.isMember("stop_time")) {
       say("{}  {}: {}, after {}\n", timeText(jRun, "stop_time"), textOf(jRun, "task_name"),
-                 Host::outcomeOf(jRun).strText, durationText(intOf(jRun, "stop_time") - intOf(jRun, "start_time")));
+          Host::outcomeOf(jRun).strText, durationText(intOf(jRun, "stop_time") - intOf(jRun, "start_time")));
     }
   }
 
@@ -99,7 +99,7 @@ private:
 
   std::vector<LiveRow> rowsOf(const Host::Progress& progress) const {
     std::vector<LiveRow> vecRows;
-    for (const auto& [iResult, jRun] : progress.runs()) {
+    for (const auto& [iRun, jRun] : progress.runs()) {
       vecRows.push_back(rowOf(jRun));
     }
     for (const std::string& strTask : progress.notStarted()) {

@@ -56,7 +56,7 @@ std::string changeTask(const HealthFinding& finding) {
     return eorvaCommand("task rename", {finding.strSubject, textOf(finding.jDetails, "name")});
   }
   if (finding.jDetails.isMember("needs")) {
-    return needsCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
+    return waitsForCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
   }
   const std::string strMember = textOf(finding.jDetails, "member");
   const auto it =
@@ -66,7 +66,7 @@ std::string changeTask(const HealthFinding& finding) {
 
 std::string breakCircle(const HealthFinding& finding) {
   if (finding.jDetails.isMember("needs")) {
-    return needsCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
+    return waitsForCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
   }
   const std::string strEvent = textOf(finding.jDetails, "event");
   return strEvent.empty() ? "eorva task list" : eorvaCommand("task graph", {strEvent});

@@ -31,7 +31,7 @@ std::string setOwner(const std::string& strTask, const Reason& reason) {
 }
 
 std::string waitForTheRest(const std::string& strTask, const Reason& reason) {
-  return needsCommand(strTask, textsOf(reason.jDetails, "needs"));
+  return waitsForCommand(strTask, textsOf(reason.jDetails, "needs"));
 }
 
 std::string moveOther(const std::string&, const Reason& reason) {

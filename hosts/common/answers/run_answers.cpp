@@ -103,7 +103,7 @@ Json::Value executionForPrograms(const ExecutionRequest& request, const Progress
   Json::Value jOut(Json::objectValue);
   jOut[request.kind()] = request.strName;
   jOut["runs"] = Json::Value(Json::arrayValue);
-  for (const auto& [iResult, jRun] : progress.runs()) {
+  for (const auto& [iRun, jRun] : progress.runs()) {
     jOut["runs"].append(runForPrograms(jRun));
   }
   jOut["not_started"] = arrayOf(progress.notStarted());

@@ -37,7 +37,7 @@ struct RunNotes {
 
 /// The notes about an execution.
 struct ExecutionNotes {
-  Json::Int64 iLastResult = 0;        ///< runs up to this one are older
+  Json::Int64 iLastRun = 0;           ///< runs up to this one are older
   Json::Int64 iFiring = 0;            ///< the recorded firing of the event; 0 for none
   std::string strGroup;               ///< folder of its control group; empty where there are none
   std::map<pid_t, RunNotes> mapRuns;  ///< by process
@@ -52,7 +52,7 @@ struct ExecutionNotes {
 
   /// Tells whether a run record with this process id can belong to it. An execution that began after the run cannot be
   /// its parent.
-  bool has(pid_t pid, Json::Int64 iResult) const { return mapRuns.count(pid) > 0 && iLastResult < iResult; }
+  bool has(pid_t pid, Json::Int64 iRun) const { return mapRuns.count(pid) > 0 && iLastRun < iRun; }
 
   /// The folder of a run's control group; empty when it has none, or none yet.
   std::string groupOf(pid_t pid) const;
@@ -64,10 +64,10 @@ struct ExecutionNotes {
 class ExecutionFile {
 public:
   /// Creates and locks the file.
-  /// \param iLastResult  the last run before the execution.
+  /// \param iLastRun  the last run before the execution.
   /// \param iFiring      the recorded firing of the event; 0 for none.
   /// \throw Failure
-  ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring);
+  ExecutionFile(Json::Int64 iLastRun, Json::Int64 iFiring);
 
   /// For a child: shares the file of the descriptor that it got.
   ExecutionFile(std::string strPath, int fd) : m_strPath(std::move(strPath)), m_fd(fd) {}
@@ -105,7 +105,7 @@ public:
   void noteStored() const;
 
   /// A task is not started because this run of it is open.
-  void noteInTheWay(Json::Int64 iResult) const;
+  void noteInTheWay(Json::Int64 iRun) const;
 
   /// The run is to be ended.
   /// \param szWhy  see outcome.h.
@@ -158,7 +158,7 @@ struct LiveExecution {
 std::vector<LiveExecution> liveExecutions();
 
 /// The living execution that a run record with this process id can belong to; nothing when there is none.
-std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iResult);
+std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iRun);
 
 /// The execution of this firing; nothing when it has ended.
 std::optional<LiveExecution> executionOfFiring(Json::Int64 iFiring);

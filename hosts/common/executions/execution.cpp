@@ -46,7 +46,7 @@ Pipe messagePipe() {
 }  // namespace
 
 Execution::Execution(const ExecutionRequest& request, const ExecutionPlan& plan, const TaskLock& lock)
-    : m_file(plan.iLastResult, plan.iFiring),
+    : m_file(plan.iLastRun, plan.iFiring),
       m_alarm(m_file.path()),
       m_messages(messagePipe()),
       m_process(forkWatch(request, plan, m_file, lock, m_messages)) {

@@ -9,7 +9,7 @@
 #include "eorvascheduler.h"
 
 #include "common/config/settings.h"
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/reasons/firing.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
@@ -115,7 +115,7 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
       mapOwners[task.strName] = static_cast<uid_t>(task.iOwner);
     }
   }
-  for (const auto& [strTask, strAside] : OutputFolder::of(*output).prepare(mapOwners)) {
+  for (const auto& [strTask, strAside] : OutputPlace::of(*output).prepare(mapOwners)) {
     vecWarnings.push_back(
         fmt::format("the output folder of \"{}\" belonged to another user; it was moved to {}", strTask, strAside));
   }
@@ -136,13 +136,13 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
   } else {
     requireOwner(findTask(session, request.strName));
   }
-  const std::optional<std::string> output = OutputFolder::configuredOutput();
+  const std::optional<std::string> output = OutputPlace::enabledPath();
   plan.vecWarnings = prepareFolders(output, plan.vecTasks);
   if (output && !plan.vecTasks.empty()) {
-    OutputFolder::of(*output).requireRoom();
+    OutputPlace::of(*output).requireRoom();
   }
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
-    plan.iLastResult = intOf(jRun, "result_id");
+    plan.iLastRun = intOf(jRun, "result_id");
   }
 }
 
@@ -151,7 +151,7 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
     return;
   }
   try {
-    const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastResult, plan.vecTasks,
+    const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastRun, plan.vecTasks,
                             strProblem};
     plan.iFiring = rememberFiring(session, begin, plan.jTasks.isNull() ? listRelations(session) : plan.jTasks);
   } catch (const std::exception& error) {

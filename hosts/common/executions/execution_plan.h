@@ -21,7 +21,7 @@ struct ExecutionPlan {
   std::vector<GraphTask> vecTasks;       ///< in the order in which they can start
   std::vector<std::string> vecWarnings;  ///< warnings for the user
   Json::Value jTasks;                    ///< the relations of all stored tasks, see records.h
-  Json::Int64 iLastResult = 0;           ///< runs up to this one are older
+  Json::Int64 iLastRun = 0;              ///< runs up to this one are older
   Json::Int64 iFiring = 0;               ///< the recorded firing; 0 for none
 };
 

@@ -10,7 +10,7 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -47,7 +47,7 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
 int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file,
                TaskLock& lock, const EndReports& ends) {
   // The library reads its configuration now, and the configured place may have changed.
-  const std::optional<std::string> output = OutputFolder::configuredOutput();
+  const std::optional<std::string> output = OutputPlace::enabledPath();
   for (const std::string& strWarning : prepareFolders(output, plan.vecTasks)) {
     if (std::find(plan.vecWarnings.begin(), plan.vecWarnings.end(), strWarning) == plan.vecWarnings.end()) {
       sendMessage("warning: " + strWarning);

@@ -30,11 +30,9 @@ NextTasks::NextTasks(Session& session, const ExecutionRequest& request, const Ex
       m_vecAnnounced(plan.vecTasks),
       m_setWarnings(plan.vecWarnings.begin(), plan.vecWarnings.end()) {
   ORVAStoreAskBeforeList([](void* pThis) { return static_cast<NextTasks*>(pThis)->beforeList(); }, this);
-  ORVAStoreOnListed(
-      [](void* pThis, OrvaJsonDbApi* pStore, Json::Value* pRecords) {
-        static_cast<NextTasks*>(pThis)->onListed(pStore, *pRecords);
-      },
-      this);
+  ORVAStoreOnListed([](void* pThis, OrvaJsonDbApi* pStore,
+                       Json::Value* pRecords) { static_cast<NextTasks*>(pThis)->onListed(pStore, *pRecords); },
+                    this);
 }
 
 NextTasks::~NextTasks() {
@@ -155,11 +153,11 @@ std::vector<GraphTask> NextTasks::readyTasks() const {
   const std::set<std::string>& setEnded = m_recorder.ended();
   std::vector<GraphTask> vecReady;
   for (const GraphTask& task : m_vecPlan) {
-    const bool blReady =
-        m_blFirst
-            ? task.blRoot
-            : !task.blRoot && std::all_of(task.vecNeeds.begin(), task.vecNeeds.end(),
-                                          [&](const std::string& strNeed) { return setEnded.count(strNeed) > 0; });
+    const bool blReady = m_blFirst ? task.blRoot
+                                   : !task.blRoot && std::all_of(task.vecWaitsFor.begin(), task.vecWaitsFor.end(),
+                                                                 [&](const std::string& strAwaited) {
+                                                                   return setEnded.count(strAwaited) > 0;
+                                                                 });
     if (blReady && m_recorder.started().count(task.strName) == 0) {
       vecReady.push_back(task);
     }

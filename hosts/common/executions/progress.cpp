@@ -11,25 +11,25 @@
 
 namespace Host {
 
-Progress::Progress(const ExecutionPlan& plan) : m_plan(plan), m_iLast(plan.iLastResult) {}
+Progress::Progress(const ExecutionPlan& plan) : m_plan(plan), m_iLastRun(plan.iLastRun) {}
 
 std::vector<Json::Value> Progress::poll(Session& session, const std::function<std::set<pid_t>()>& fnChildren) {
   std::vector<Json::Value> vecNews;
-  const std::string strWhere = fmt::format("result_id > {} or (result_id in ({}) and stop_time is not null)", m_iLast,
-                                           fmt::join(m_setOpen, ", "));
+  const std::string strWhere = fmt::format("result_id > {} or (result_id in ({}) and stop_time is not null)",
+                                           m_iLastRun, fmt::join(m_setOpen, ", "));
   const Json::Value jRuns = listRuns(session, strWhere);
   const std::set<pid_t> setChildren = fnChildren();
   for (const Json::Value& jRun : jRuns) {
-    const Json::Int64 iResult = intOf(jRun, "result_id");
-    m_iLast = std::max(m_iLast, iResult);
+    const Json::Int64 iRun = intOf(jRun, "result_id");
+    m_iLastRun = std::max(m_iLastRun, iRun);
     if (setChildren.count(pidOf(jRun)) == 0) {
       continue;
     }
-    m_setOpen.insert(iResult);
+    m_setOpen.insert(iRun);
     if (jRun.isMember("stop_time")) {
-      m_setOpen.erase(iResult);
+      m_setOpen.erase(iRun);
     }
-    m_mapRuns[iResult] = jRun;
+    m_mapRuns[iRun] = jRun;
     m_setTasks.insert(textOf(jRun, "task_name"));
     vecNews.push_back(jRun);
   }
@@ -38,7 +38,7 @@ std::vector<Json::Value> Progress::poll(Session& session, const std::function<st
 
 std::vector<Json::Value> Progress::failedRuns() const {
   std::vector<Json::Value> vecFailed;
-  for (const auto& [iResult, jRun] : m_mapRuns) {
+  for (const auto& [iRun, jRun] : m_mapRuns) {
     if (outcomeOf(jRun).kind != Outcome::Kind::OK) {
       vecFailed.push_back(jRun);
     }

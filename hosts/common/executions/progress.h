@@ -49,7 +49,7 @@ private:
   std::map<Json::Int64, Json::Value> m_mapRuns;
   std::set<std::string> m_setTasks;  ///< that have a run
   std::set<Json::Int64> m_setOpen;
-  Json::Int64 m_iLast;
+  Json::Int64 m_iLastRun;
 };
 
 }  // namespace Host

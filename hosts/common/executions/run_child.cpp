@@ -12,13 +12,13 @@
 #include "orva_platform.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/output/limited_output.h"
 #include "common/support/default_limits.h"
 #include "common/support/default_signals.h"
 #include "common/support/failure.h"
 #include "common/support/keyring.h"
 #include "end_reports.h"
 #include "execution_group.h"
-#include "limited_output.h"
 
 namespace Host {
 

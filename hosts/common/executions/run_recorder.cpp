@@ -104,7 +104,7 @@ void RunRecorder::inChild() {
 void RunRecorder::setTasks(const Json::Value& jTasks) {
   for (const Json::Value& jTask : jTasks) {
     m_mapTasks[textOf(jTask, "task_name")] = {intOf(jTask, "time_limit"), intOf(jTask, "owner", -1),
-                                               textOf(jTask, "owner_name"), intOf(jTask, "output_limit", -1)};
+                                              textOf(jTask, "owner_name"), intOf(jTask, "output_limit", -1)};
   }
 }
 
@@ -117,9 +117,9 @@ std::uint64_t RunRecorder::outputLimitOf(const std::string& strOutput) const {
 
 /// The library records a run in one write, so the last number is that of the new run, unless the write failed.
 void RunRecorder::rememberNew(const Run& run) {
-  const Json::Int64 iResult = sqlite3_last_insert_rowid(m_session.db());
-  if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iResult, run.pid))) {
-    m_mapOpen[iResult] = run;
+  const Json::Int64 iRun = sqlite3_last_insert_rowid(m_session.db());
+  if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iRun, run.pid))) {
+    m_mapOpen[iRun] = run;
     m_lock.withdraw(run.strTask);
     return;
   }

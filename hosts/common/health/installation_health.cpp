@@ -14,7 +14,7 @@
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
 #include "common/coordination/prune_problems.h"
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/runs/reconcile.h"
 #include "common/server/shares.h"
 #include "common/store/database.h"
@@ -94,23 +94,23 @@ void checkShares(HealthFindings& findings) {
   }
 }
 
-void checkRoom(const OutputFolder& folder, HealthFindings& findings) {
+void checkRoom(const OutputPlace& place, HealthFindings& findings) {
   constexpr std::uintmax_t CB_LITTLE = std::uintmax_t{64} << 20;
   try {
-    if (const std::uintmax_t cb = folder.requireRoom(); cb < CB_LITTLE) {
-      findings.push_back({Severity::WARNING, "output_room", folder.path(), objectOf({{"room", sizeText(cb)}})});
+    if (const std::uintmax_t cb = place.requireRoom(); cb < CB_LITTLE) {
+      findings.push_back({Severity::WARNING, "output_room", place.path(), objectOf({{"room", sizeText(cb)}})});
     }
   } catch (const Failure& error) {
-    findings.push_back({Severity::PROBLEM, "output_full", folder.path(), objectOf({{"problem", error.what()}})});
+    findings.push_back({Severity::PROBLEM, "output_full", place.path(), objectOf({{"problem", error.what()}})});
   }
 }
 
 void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
   try {
-    const std::optional<OutputFolder> folder = OutputFolder::configured();
-    if (folder) {
-      folder->check();
-      checkRoom(*folder, findings);
+    const std::optional<OutputPlace> place = OutputPlace::enabled();
+    if (place) {
+      place->check();
+      checkRoom(*place, findings);
     } else if (ownersOf(jTasks).size() > 1) {
       std::vector<std::string> vecProblems;
       const bool blAccepted = readSettings(vecProblems).blSharedScript;
@@ -120,7 +120,7 @@ void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
     }
     if (const std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
       findings.push_back(
-          {Severity::PROBLEM, "script_folder", folder ? folder->path() : "/tmp", objectOf({{"problem", strWarning}})});
+          {Severity::PROBLEM, "script_folder", place ? place->path() : "/tmp", objectOf({{"problem", strWarning}})});
     }
   } catch (const Failure& error) {
     findings.push_back({Severity::PROBLEM, "output_place", "", outputDetails(error.what())});

@@ -42,8 +42,7 @@ bool isFolder(const UniqueFd& parent, const std::string& strName) {
 
 void removeName(const UniqueFd& parent, const std::string& strName, const std::string& strPath, int iFlags) {
   // ENOTEMPTY: the owner has added something. Whoever empties the folder looks again.
-  if (unlinkat(parent.get(), strName.c_str(), iFlags) < 0 && errno != ENOENT && errno != ENOTEMPTY &&
-      errno != EEXIST) {
+  if (unlinkat(parent.get(), strName.c_str(), iFlags) < 0 && errno != ENOENT && errno != ENOTEMPTY && errno != EEXIST) {
     failAt("remove", below(strPath, strName));
   }
 }

@@ -48,7 +48,7 @@ void dropGone(Session& session, FiringReasons& mapReasons) {
 
 std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
   std::vector<Json::Value> vecRuns;
-  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", notes.iLastResult))) {
+  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", notes.iLastRun))) {
     if (notes.mapRuns.count(pidOf(jRun)) > 0) {
       vecRuns.push_back(jRun);
     }
@@ -60,7 +60,7 @@ std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
 std::vector<Json::Value> runsAt(Session& session, const Firing& firing, const std::string& strTime) {
   const Json::Value jRuns =
       listRuns(session, fmt::format("trigger_event = {} and result_id > {} and event_fire_time = {}",
-                                    sqlText(firing.strEvent), firing.iLastResult, strTime));
+                                    sqlText(firing.strEvent), firing.iLastRun, strTime));
   return {jRuns.begin(), jRuns.end()};
 }
 
@@ -82,10 +82,10 @@ FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const 
 /// The facts about the execution so far, or until it was interrupted.
 ExecutionFacts factsOf(Session& session, const Firing& firing) {
   ExecutionFacts facts;
-  facts.iFired = firing.iFired;
-  if (firing.iEnded != 0) {
+  facts.iFiredAt = firing.iFiredAt;
+  if (firing.iEndedAt != 0) {
     facts.state = ExecutionFacts::State::OVER;
-    facts.vecRuns = runsAt(session, firing, std::to_string(firing.iEventTime));
+    facts.vecRuns = runsAt(session, firing, std::to_string(firing.iEventFireTime));
   } else if (const std::optional<LiveExecution> execution = executionOfFiring(firing.iId)) {
     facts.state = ExecutionFacts::State::UNDER_WAY;
     facts.vecRuns = runsOf(session, execution->notes);
@@ -94,7 +94,7 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
     facts.vecRuns = runsAt(session, firing,
                            fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
                                        "result_id > {} and event_fire_time >= {})",
-                                       sqlText(firing.strEvent), firing.iLastResult, firing.iBegun));
+                                       sqlText(firing.strEvent), firing.iLastRun, firing.iBegunAt));
   }
   return facts;
 }
@@ -105,11 +105,11 @@ Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Jso
   FiringReasons mapReasons = reasonsAtBegin(session, begin, jTasks);
   Firing firing;
   firing.strEvent = begin.strEvent;
-  firing.iFired = begin.iFiredAt;
-  firing.iBegun = now();
-  firing.iLastResult = begin.iLastResult;
+  firing.iFiredAt = begin.iFiredAt;
+  firing.iBegunAt = now();
+  firing.iLastRun = begin.iLastRun;
   firing.strProblem = begin.strProblem;
-  firing.iEnded = begin.vecTasks.empty() || !begin.strProblem.empty() ? firing.iBegun : 0;
+  firing.iEndedAt = begin.vecTasks.empty() || !begin.strProblem.empty() ? firing.iBegunAt : 0;
   FiringTable table(session);
   WriteLock lock(session, LOCK_LIMIT);
   dropGone(session, mapReasons);
@@ -124,11 +124,11 @@ void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& no
   if (!firing) {
     return;
   }
-  ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFired, runsOf(session, notes), notes.setInTheWay,
+  ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFiredAt, runsOf(session, notes), notes.setInTheWay,
                        blOverBudget};
   const FiringReasons mapReasons = reasonsAtEnd(session, facts, table.reasonsOf(firing->iId));
-  firing->iEnded = now();
-  firing->iEventTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");
+  firing->iEndedAt = now();
+  firing->iEventFireTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");
   WriteLock lock(session, LOCK_LIMIT);
   table.end(*firing, mapReasons);
   lock.commit();

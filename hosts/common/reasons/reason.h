@@ -34,12 +34,13 @@ public:
   explicit Reasons(const TaskGraph& graph, Tense tense = Tense::NOW) : m_graph(graph), m_tense(tense) {}
 
   /// Gives the reasons of a task; none when it is started. The codes: "disabled"; "no_owner" when it cannot run as its
-  /// owner; "malformed" for an unreadable list of dependencies; "missing", "circle", "other_event", "need_disabled" and "need_blocked" for a task that it waits for.
+  /// owner; "malformed" for an unreadable list of dependencies; "missing", "circle", "other_event", "need_disabled" and
+  /// "need_blocked" for a task that it waits for.
   std::vector<Reason> of(const GraphTask& task);
 
 private:
   const std::set<std::string>& plannedOf(const std::string& strEvent);
-  Reason needReason(const GraphTask& task, const std::string& strNeed) const;
+  Reason awaitedReason(const GraphTask& task, const std::string& strAwaited) const;
   Reason reason(const char* szCode, const std::string& strOther, Json::Value jDetails) const;
 
   const TaskGraph& m_graph;
@@ -48,7 +49,7 @@ private:
 };
 
 /// The tasks that a task waits for, without one of them.
-std::vector<std::string> needsWithout(const GraphTask& task, const std::string& strNeed);
+std::vector<std::string> awaitedWithout(const GraphTask& task, const std::string& strAwaited);
 
 /// The form in which reasons are stored.
 Json::Value recordOf(const Reason& reason);

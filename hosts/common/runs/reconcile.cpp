@@ -113,11 +113,11 @@ bool close(Session& session, Json::Value& jRun, const RunNotes& notes) {
 /// Tells whether an open run belongs to an execution. Another one, that is alive, may have got the process id later.
 bool isRunOf(const ExecutionNotes& notes, const std::string& strPath, const Json::Value& jRun) {
   const pid_t pid = pidOf(jRun);
-  const Json::Int64 iResult = intOf(jRun, "result_id");
+  const Json::Int64 iRun = intOf(jRun, "result_id");
   const std::vector<LiveExecution> vecLive = liveExecutions();
   return notes.mapRuns.count(pid) > 0 && !isOfOtherBoot(jRun) &&
          std::none_of(vecLive.begin(), vecLive.end(), [&](const LiveExecution& other) {
-           return other.strPath != strPath && other.notes.has(pid, iResult);
+           return other.strPath != strPath && other.notes.has(pid, iRun);
          });
 }
 
@@ -267,7 +267,7 @@ bool killRest(const ExecutionNotes& notes) {
 
 std::vector<Json::Value> closeRuns(Session& session, const ExecutionNotes& notes, const std::string& strPath) {
   std::vector<Json::Value> vecClosed;
-  for (Json::Value& jRun : listRuns(session, fmt::format("stop_time is null and result_id > {}", notes.iLastResult))) {
+  for (Json::Value& jRun : listRuns(session, fmt::format("stop_time is null and result_id > {}", notes.iLastRun))) {
     if (isRunOf(notes, strPath, jRun) && close(session, jRun, notes.mapRuns.at(pidOf(jRun)))) {
       vecClosed.push_back(jRun);
     }

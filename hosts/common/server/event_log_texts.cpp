@@ -21,8 +21,9 @@ constexpr char ENGLISH[] = "enu";
 std::string filledIn(const std::string& strText, const Json::Value& jArgs) {
   std::string strFilled;
   for (std::size_t i = 0; i < strText.size(); ++i) {
-    const bool blPlace = strText[i] == '%' && i + 1 < strText.size() && strText[i + 1] >= '1' && strText[i + 1] <= '4';
-    if (!blPlace) {
+    const bool blArgument =
+        strText[i] == '%' && i + 1 < strText.size() && strText[i + 1] >= '1' && strText[i + 1] <= '4';
+    if (!blArgument) {
       strFilled += strText[i];
       continue;
     }

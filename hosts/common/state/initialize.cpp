@@ -43,7 +43,7 @@ void initialize(const std::string& strOutputPath) {
     changeConfig(lock, {{"output_path", strPath}, {"enable_output", "yes"}}, {});
   }
   Session session(Session::Store::CREATE);
-  fillOwnerNames(session);
+  storeOwnerNames(session, NamedOwners::UNKNOWN);
 }
 
 }  // namespace Host

@@ -8,7 +8,7 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
@@ -50,9 +50,9 @@ std::vector<std::string> errorsOf(const std::string& strTask, const Findings& fi
 
 /// Tells whether a task waits for one that is created, changed or deleted.
 bool waitsForChange(const Json::Value& jTask, const std::set<std::string>& setTouched) {
-  const std::vector<std::string> vecNeeds = readDependencyList(textOf(jTask, "depend_on_task"));
-  return std::any_of(vecNeeds.begin(), vecNeeds.end(),
-                     [&](const std::string& strNeed) { return setTouched.count(strNeed) > 0; });
+  const std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jTask, "depend_on_task"));
+  return std::any_of(vecWaitsFor.begin(), vecWaitsFor.end(),
+                     [&](const std::string& strAwaited) { return setTouched.count(strAwaited) > 0; });
 }
 
 std::set<std::string> touchedTasks(const StateDifference& difference) {
@@ -198,8 +198,9 @@ void requireSound(const StateDocument& before, const StateDocument& now, const S
   std::vector<std::string> vecWarnings;
   const std::vector<std::string> vecErrors = whyNotState(now, then, AllowedEvents::ANY, vecWarnings);
   if (!vecErrors.empty()) {
-    throw Failure(fmt::format("somebody else changed other tasks meanwhile, and now the document cannot be applied:\n  {}",
-                              fmt::join(vecErrors, "\n  ")));
+    throw Failure(
+        fmt::format("somebody else changed other tasks meanwhile, and now the document cannot be applied:\n  {}",
+                    fmt::join(vecErrors, "\n  ")));
   }
 }
 

@@ -35,7 +35,8 @@ std::vector<std::string> whyNotState(const StateDocument& before, const StateDoc
 
 /// Makes a change that has been checked, in one transaction. What it does not touch stays as it is now.
 /// \param blPrune  as for stateAfter().
-/// \throw Failure when somebody else has changed what it touches, a task runs, or something cannot be stored; nothing is
+/// \throw Failure when somebody else has changed what it touches, a task runs, or something cannot be stored; nothing
+/// is
 ///        changed then.
 /// \return notes for the user, a sentence each.
 std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after,

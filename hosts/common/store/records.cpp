@@ -152,10 +152,10 @@ bool hasRun(Session& session, const std::string& strWhere) {
   return !getOne(session.runs(), objectOf({{"orvaSqlWhereFilter", strWhere}}), "the runs").isNull();
 }
 
-Json::Value requireRun(Session& session, Json::Int64 iResult) {
-  Json::Value jRun = getOne(session.runs(), objectOf({{"result_id", iResult}}), fmt::format("run {}", iResult));
+Json::Value requireRun(Session& session, Json::Int64 iRun) {
+  Json::Value jRun = getOne(session.runs(), objectOf({{"result_id", iRun}}), fmt::format("run {}", iRun));
   if (!jRun.isObject()) {
-    throw Failure(fmt::format("there is no run {}", iResult));
+    throw Failure(fmt::format("there is no run {}", iRun));
   }
   return jRun;
 }

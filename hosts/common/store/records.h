@@ -59,7 +59,7 @@ Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNe
 bool hasRun(Session& session, const std::string& strWhere);
 
 /// Gives one run record. \throw Failure when there is none.
-Json::Value requireRun(Session& session, Json::Int64 iResult);
+Json::Value requireRun(Session& session, Json::Int64 iRun);
 
 /// The process id in a run record; 0 when it has none.
 pid_t pidOf(const Json::Value& jRun);

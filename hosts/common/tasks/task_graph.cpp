@@ -56,13 +56,13 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.iOwner = intOf(jTask, "owner", -1);
     task.strOwner = textOf(jTask, "owner_name");
     task.strDepend = textOf(jTask, "depend_on_task");
-    task.vecNeeds = readDependencyList(task.strDepend);
+    task.vecWaitsFor = readDependencyList(task.strDepend);
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
     m_mapTasks.emplace(task.strName, std::move(task));
   }
   for (const auto& [strName, task] : m_mapTasks) {
-    for (const std::string& strNeed : std::set<std::string>(task.vecNeeds.begin(), task.vecNeeds.end())) {
-      m_mapDependants[strNeed].push_back(strName);
+    for (const std::string& strAwaited : std::set<std::string>(task.vecWaitsFor.begin(), task.vecWaitsFor.end())) {
+      m_mapDependants[strAwaited].push_back(strName);
     }
   }
 }
@@ -99,7 +99,7 @@ std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNa
     if (pTask == nullptr || pTask->strDepend.empty()) {
       continue;
     }
-    std::vector<std::string> vecNext = pTask->vecNeeds;
+    std::vector<std::string> vecNext = pTask->vecWaitsFor;
     // A pattern can also match across the brackets of two names.
     for (const auto& [strOther, task] : m_mapTasks) {
       if (matches(patternOf(strOther), pTask->strDepend)) {
@@ -131,8 +131,8 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
   // The library also starts dependants of other events.
   for (std::size_t i = 0; i < vecPlan.size(); ++i) {
     for (const GraphTask* pTask : dependantsOf(vecPlan[i]->strName)) {
-      const bool blReady = std::all_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(),
-                                       [&](const std::string& strNeed) { return setPlanned.count(strNeed) > 0; });
+      const bool blReady = std::all_of(pTask->vecWaitsFor.begin(), pTask->vecWaitsFor.end(),
+                                       [&](const std::string& strAwaited) { return setPlanned.count(strAwaited) > 0; });
       if (blReady && canStart(*pTask) && setPlanned.insert(pTask->strName).second) {
         vecPlan.push_back(pTask);
       }
@@ -191,11 +191,11 @@ void TaskGraph::walkUp(const std::string& strName, Walk& walk) const {
   walk.mapCost[strName] = 1;
   unsigned cQueries = 1;
   const GraphTask* pTask = find(strName);
-  for (const std::string& strNeed : pTask != nullptr ? pTask->vecNeeds : std::vector<std::string>()) {
-    if (walk.mapCost.count(strNeed) == 0) {
-      walkUp(strNeed, walk);
+  for (const std::string& strAwaited : pTask != nullptr ? pTask->vecWaitsFor : std::vector<std::string>()) {
+    if (walk.mapCost.count(strAwaited) == 0) {
+      walkUp(strAwaited, walk);
     }
-    cQueries = std::min(cQueries + walk.mapCost[strNeed], MAX_QUERIES + 1);
+    cQueries = std::min(cQueries + walk.mapCost[strAwaited], MAX_QUERIES + 1);
   }
   walk.mapCost[strName] = cQueries;
   if (cQueries > MAX_QUERIES) {

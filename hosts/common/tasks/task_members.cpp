@@ -63,15 +63,15 @@ bool isKnown(const std::string& strName) {
 
 std::string memberWord(const std::string& strMember) {
   constexpr std::array<std::pair<const char*, const char*>, 10> WORDS = {{{"task_name", "name"},
-                                                                         {"enable", "enabled"},
-                                                                         {"depend_on_task", "waits for"},
-                                                                         {"operation", "script"},
-                                                                         {"run_the_same_time", "parallel"},
-                                                                         {"notify_enable", "mail"},
-                                                                         {"notify_mail", "mail"},
-                                                                         {"notify_if_error", "mail if error"},
-                                                                         {"time_limit", "time limit"},
-                                                                         {"output_limit", "output limit"}}};
+                                                                          {"enable", "enabled"},
+                                                                          {"depend_on_task", "waits for"},
+                                                                          {"operation", "script"},
+                                                                          {"run_the_same_time", "parallel"},
+                                                                          {"notify_enable", "mail"},
+                                                                          {"notify_mail", "mail"},
+                                                                          {"notify_if_error", "mail if error"},
+                                                                          {"time_limit", "time limit"},
+                                                                          {"output_limit", "output limit"}}};
   const auto* const it =
       std::find_if(WORDS.begin(), WORDS.end(), [&](const auto& word) { return strMember == word.first; });
   return it != WORDS.end() ? it->second : strMember;

@@ -9,7 +9,6 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "common/text/shell_word.h"
 
 namespace Host {
 
@@ -52,10 +51,8 @@ std::optional<OwnerProblem> OwnerCheck::problemOf(const Json::Value& jTask) {
 
 void requireOwner(const Json::Value& jTask) {
   if (const std::optional<OwnerProblem> problem = OwnerCheck().problemOf(jTask)) {
-    const std::string strTask = textOf(jTask, "task_name");
-    throw Failure(fmt::format("the task \"{}\" is not run: {}; set its owner with: eorva task edit {} --owner {}", strTask,
-                              problem->strText, shellWord(strTask),
-                              problem->strUser.empty() ? "USER" : shellWord(problem->strUser)));
+    throw Failure(
+        fmt::format("the task \"{}\" is not run: {}; set its owner", textOf(jTask, "task_name"), problem->strText));
   }
 }
 
@@ -70,11 +67,15 @@ bool toStored(Json::Value& jTask) {
   return true;
 }
 
-void fillOwnerNames(Session& session) {
+void storeOwnerNames(Session& session, NamedOwners which) {
   for (const Json::Int64 iOwner : ownersOf(listRelations(session))) {
     const std::string strName = iOwner < 0 ? std::string() : userName(static_cast<uid_t>(iOwner));
-    const Json::Value jUnnamed = objectOf({{OWNER, iOwner}, {OWNER_NAME, Json::Value()}});
-    if (!strName.empty() && session.tasks()->recUpdateByFilter(jUnnamed, objectOf({{OWNER_NAME, strName}})) < 0) {
+    Json::Value jFilter = objectOf({{OWNER, iOwner}});
+    if (which == NamedOwners::UNKNOWN) {
+      jFilter[OWNER_NAME] = Json::Value();
+    }
+    const Json::Value jName = strName.empty() ? Json::Value() : Json::Value(strName);
+    if (session.tasks()->recUpdateByFilter(jFilter, objectOf({{OWNER_NAME, jName}})) < 0) {
       throw Failure(fmt::format("cannot store the name of the owner {}; {}", strName, SEE_LOG));
     }
   }

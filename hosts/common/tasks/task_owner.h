@@ -1,8 +1,8 @@
 /// \file task_owner.h
 /// The owner of a task: a user id, and the name that it had when it was stored.
 ///
-/// A script runs with the rights of the user id. If the user is deleted, the id can be given to somebody else. So a task
-/// does not run when name and id no longer belong together.
+/// A script runs with the rights of the user id. If the user is deleted, the id can be given to somebody else. So a
+/// task does not run when name and id no longer belong together.
 
 #pragma once
 
@@ -42,7 +42,12 @@ void requireOwner(const Json::Value& jTask);
 /// name, if it has an owner. \return false when the library refuses it.
 bool toStored(Json::Value& jTask);
 
-/// Stores the owners' names for tasks of versions that did not. \throw Failure
-void fillOwnerNames(Session& session);
+enum class NamedOwners {
+  UNKNOWN,  ///< only tasks without a name, of a version that did not store it
+  ALL,      ///< all tasks: their user ids are meant, whoever has them
+};
+
+/// Stores the names that the owners' user ids have now. \throw Failure
+void storeOwnerNames(Session& session, NamedOwners which);
 
 }  // namespace Host

@@ -56,9 +56,8 @@ bool isInvisible(char32_t code) {
                                                                       {0xFFF0, 0xFFFB},
                                                                       {0x1D173, 0x1D17A},
                                                                       {0xE0080, 0xE0FFF}}};
-  return isControl(code) || std::any_of(FORMATS.begin(), FORMATS.end(), [&](const auto& range) {
-           return code >= range.first && code <= range.second;
-         });
+  return isControl(code) || std::any_of(FORMATS.begin(), FORMATS.end(),
+                                        [&](const auto& range) { return code >= range.first && code <= range.second; });
 }
 
 }  // namespace Host

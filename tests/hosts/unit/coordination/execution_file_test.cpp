@@ -68,7 +68,7 @@ TEST_F(ExecutionFiles, TellAllThatWasNoted) {
   EXPECT_THAT(m_file->update(), ElementsAre(PID));
   EXPECT_THAT(m_file->update(), IsEmpty());
   for (const ExecutionNotes& notes : {m_file->notes(), liveExecutions().at(0).notes}) {
-    EXPECT_EQ(notes.iLastResult, 7);
+    EXPECT_EQ(notes.iLastRun, 7);
     EXPECT_EQ(notes.iFiring, 3);
     EXPECT_EQ(notes.strGroup, "/sys/fs/cgroup/a b");
     EXPECT_EQ(notes.groupOf(PID), "/sys/fs/cgroup/a b/run-11");

@@ -73,7 +73,7 @@ protected:
 
   /// An execution whose children were these.
   void end(const ExecutionPlan& plan, const std::vector<pid_t>& vecChildren, bool blOverBudget = false) {
-    ExecutionFile file(plan.iLastResult, plan.iFiring);
+    ExecutionFile file(plan.iLastRun, plan.iFiring);
     for (const pid_t pid : vecChildren) {
       file.noteRun(pid, std::chrono::seconds(0));
     }
@@ -174,7 +174,7 @@ TEST_F(Firings, RunThatWasMetLaterIsTheReason) {
   addRun("it", "5000", "77");
   const ExecutionPlan plan = fire();
   addRun("first", "1001", "4001");
-  ExecutionFile file(plan.iLastResult, plan.iFiring);
+  ExecutionFile file(plan.iLastRun, plan.iFiring);
   file.noteRun(4001, std::chrono::seconds(0));
   file.noteInTheWay(1);
   EXPECT_THAT(why("it"), ElementsAre("not_started", "refused")) << "while it is under way";

@@ -104,8 +104,9 @@ TEST_F(Apply, IsRefusedWhenSomebodyElseChangedWhatItTouches) {
 
 TEST_F(Apply, ChecksTheDocumentAgainBesideWhatOthersChanged) {
   apply(plan(ONE_TASK));
-  const ApplyPlan wait = plan("version: 1\ntasks:\n  a: {event: nightly, owner: root, script: exit 1, waits_for: [c]}\n"
-                              "  c: {event: nightly, owner: root, script: exit 1}\n...\n");
+  const ApplyPlan wait = plan(
+      "version: 1\ntasks:\n  a: {event: nightly, owner: root, script: exit 1, waits_for: [c]}\n"
+      "  c: {event: nightly, owner: root, script: exit 1}\n...\n");
   addOther("C");
   EXPECT_THAT([&] { apply(wait); }, ThrowsMessage<Failure>(HasSubstr("is the same as \"C\"")));
   Session session;

@@ -100,9 +100,9 @@ off_t LimitedOutput::keepWithin() {
 
 void LimitedOutput::cut() {
   m_cbWritten = std::max(m_cbWritten, sizeOf(m_file));
-  const std::string strLine = fmt::format("\n[the output was cut here: the run wrote {}, and the limit is {}]\n",
-                                          sizeText(static_cast<std::uint64_t>(m_cbWritten)),
-                                          sizeText(static_cast<std::uint64_t>(m_cbLimit)));
+  const std::string strLine =
+      fmt::format("\n[the output was cut here: the run wrote {}, and the limit is {}]\n",
+                  sizeText(static_cast<std::uint64_t>(m_cbWritten)), sizeText(static_cast<std::uint64_t>(m_cbLimit)));
   if (ftruncate(m_file.get(), m_cbLimit) < 0 ||
       pwrite(m_file.get(), strLine.data(), strLine.size(), m_cbLimit) != static_cast<ssize_t>(strLine.size())) {
     throw Failure(fmt::format("cannot cut {}", m_strPath));
