@@ -35,6 +35,11 @@ CREATE TABLE IF NOT EXISTS task (
 
 CREATE INDEX IF NOT EXISTS task_of_event ON task (event, depend_on_task, enable);
 
+-- The tasks that wait for others; those that are running.
+CREATE INDEX IF NOT EXISTS task_waiting ON task (depend_on_task, task_name) WHERE depend_on_task <> '';
+CREATE INDEX IF NOT EXISTS task_running ON task (task_name)
+  WHERE status IS NOT NULL AND status NOT LIKE '%"running":[]%';
+
 -- Numbers are never used again, so an old number never means another run.
 CREATE TABLE IF NOT EXISTS task_result (
   result_id       INTEGER PRIMARY KEY AUTOINCREMENT,

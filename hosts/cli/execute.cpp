@@ -81,8 +81,8 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
                   const LeftOutTasks& vecLeftOut) {
   const std::vector<Json::Value> vecFailed = progress.failedRuns();
   const std::vector<std::string> vecNotStarted = progress.notStarted();
-  say("{} {}: {} run{}, {} ok, {} failed", request.kind(), request.strName, progress.runs().size(),
-      progress.runs().size() == 1 ? "" : "s", progress.runs().size() - vecFailed.size(), vecFailed.size());
+  say("{} {}: {}, {} ok, {} failed", request.kind(), request.strName, countText(progress.runs().size(), "run"),
+      progress.runs().size() - vecFailed.size(), vecFailed.size());
   say("{}\n", vecNotStarted.empty() ? "" : fmt::format("; not started: {}", fmt::join(vecNotStarted, ", ")));
   for (const Json::Value& jRun : vecFailed) {
     say("  {}: {}    eorva runs output {}\n", textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText,
@@ -93,7 +93,7 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
   }
 }
 
-/// Shows what an execution says. If the log is shown, it is part of that.
+/// Shows the messages of an execution, with its log if that is shown.
 void showMessages(const std::string& strLines) {
   FILE* pFile = Context::isLogShown() ? stdout : stderr;
   std::fputs(Host::shown(strLines).c_str(), pFile);

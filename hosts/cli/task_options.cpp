@@ -102,7 +102,7 @@ CLI::Option* addTaskOptions(CLI::App* pCommand, TaskOptions& options) {
 bool setsMember(const TaskOptions& options) {
   return !options.strRecord.empty() || !options.strScript.empty() || options.strEvent || options.strOwner ||
          options.strMail || options.strDescription || options.iTimeLimit || options.strOutputLimit ||
-         !options.vecAfter.empty() || options.blNoAfter || options.blEnabled || options.blDisabled ||
+         !options.vecWaitsFor.empty() || options.blNoAfter || options.blEnabled || options.blDisabled ||
          options.blParallel || options.blNoParallel || options.blNoMail || options.blMailIfError ||
          options.blMailAlways;
 }

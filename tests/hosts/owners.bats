@@ -26,7 +26,7 @@ teardown() {
   same "runs" '["sound"]' "$(eorva runs list --json | jq -c '[.[].task_name]')"
   same "mail about a volume" "" "$(grep -i volume /var/log/orva/* 2>/dev/null || true)"
   run -1 --separate-stderr eorva run hers
-  complains 'the task "hers" is not run: user dora (7020) does not exist; set its owner'
+  complains 'the task "hers" is not run: user dora (7020) does not exist; set its owner with: eorva task edit hers --owner USER'
   run -0 eorva event plan first
   says "hers has no owner: user dora (7020) does not exist"
   run -0 eorva explain hers

@@ -91,10 +91,9 @@ void addRunsCommands(CLI::App& app, Context& context) {
   addRunsListCommand(*pRuns, context);
 
   CLI::App* pCommand = addCommand(*pRuns, "show", "Show one run.", "  eorva runs show 12\n");
-  auto pShow = std::make_shared<ShowOptions>();
+  auto pShow = onCommand(pCommand, context, &runShow);
   addRunOption(pCommand, pShow->iRun);
   pCommand->add_flag("--json", pShow->blJson, "print JSON");
-  onCommand(pCommand, context, pShow, &runShow);
 
   addRunsOutputCommands(*pRuns, context);
   addRunsDiffCommand(*pRuns, context);

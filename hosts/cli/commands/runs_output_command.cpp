@@ -179,10 +179,10 @@ int runScript(const Context&, const OutputOptions& options) {
 
 void addRunsOutputCommands(CLI::App& runs, Context& context) {
   constexpr char RAW[] = "do not replace control characters on a terminal";
-  auto pOutput = std::make_shared<OutputOptions>();
-  CLI::App* pCommand = addCommand(runs, "output", "Show what a run printed.",
+  CLI::App* pCommand = addCommand(runs, "output", "Show the output of a run.",
                                   "  eorva runs output 12 | less\n"
                                   "  eorva runs output 12 --tail 20 -f     the last lines, then new output\n");
+  auto pOutput = onCommand(pCommand, context, &runOutput);
   addRunOption(pCommand, pOutput->iRun);
   CLI::Option* pFollow = pCommand->add_flag("-f,--follow", pOutput->blFollow, "show new output until the run ends");
   pCommand->add_option("--tail", pOutput->cTail, "show only the last N lines")
@@ -191,12 +191,10 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
   pCommand->add_flag("--raw", pOutput->blRaw, RAW);
   pCommand->add_flag("--json", pOutput->blJson, "print a JSON object with \"text\", the last MiB at most")
       ->excludes(pFollow);
-  onCommand(pCommand, context, pOutput, &runOutput);
 
-  auto pScript = std::make_shared<OutputOptions>();
   pCommand = addCommand(runs, "script", "Show the script that a run ran.", "  eorva runs script 12\n");
+  auto pScript = onCommand(pCommand, context, &runScript);
   addRunOption(pCommand, pScript->iRun);
   pCommand->add_flag("--raw", pScript->blRaw, RAW);
   pCommand->add_flag("--json", pScript->blJson, "print a JSON object with \"text\"");
-  onCommand(pCommand, context, pScript, &runScript);
 }

@@ -46,8 +46,7 @@ int runStop(const Context&, const StopOptions& options) {
     }
   }
   if (options.blJson) {
-    const Json::Value jRuns = Host::runsForPrograms(vecRuns);
-    printJson(jRuns.size() == 1 ? jRuns[0] : jRuns);
+    printJson(Host::stoppedForPrograms(vecRuns));
   }
   return EXIT_DONE;
 }
@@ -55,11 +54,11 @@ int runStop(const Context&, const StopOptions& options) {
 }  // namespace
 
 void addStopCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<StopOptions>();
   CLI::App* pCommand =
       addCommand(app, "stop", "End runs with all processes that their scripts started.",
                  "  eorva stop 42                asks run 42 to end; kills it after stop_grace seconds\n"
                  "  eorva stop 42 43 --grace 0   kills two runs at once\n");
+  auto pOptions = onCommand(pCommand, context, &runStop);
   pCommand->add_option("run", pOptions->vecRuns, "number of a run; can be repeated")
       ->required()
       ->type_name("RUN")
@@ -68,5 +67,4 @@ void addStopCommand(CLI::App& app, Context& context) {
       ->type_name("SECONDS")
       ->check(wholeNumber(0, 86400, " of seconds"));
   pCommand->add_flag("--json", pOptions->blJson, "print the run as JSON; several runs as an array");
-  onCommand(pCommand, context, pOptions, &runStop);
 }

@@ -61,18 +61,16 @@ int runRename(const Context&, const RenameOptions& options) {
 }  // namespace
 
 void addTaskRenameCommands(CLI::App& task, Context& context) {
-  auto pRename = std::make_shared<RenameOptions>();
   CLI::App* pCommand = addCommand(task, "rename", "Rename a task, also in other tasks, its run records and its output.",
                                   "  eorva task rename disk-usage disk-report --yes\n");
+  auto pRename = onCommand(pCommand, context, &runRename);
   pCommand->add_option("task", pRename->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_option("new", pRename->strNew, "new name")->required()->type_name("NAME");
   pCommand->add_flag("--yes", pRename->blYes, "do not ask");
-  onCommand(pCommand, context, pRename, &runRename);
 
-  auto pDelete = std::make_shared<DeleteOptions>();
   pCommand = addCommand(task, "delete", "Delete a task and its run records; its output moves to TASK~1.",
                         "  eorva task delete disk-usage --yes\n");
+  auto pDelete = onCommand(pCommand, context, &runDelete);
   pCommand->add_option("task", pDelete->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--yes", pDelete->blYes, "do not ask");
-  onCommand(pCommand, context, pDelete, &runDelete);
 }

@@ -72,9 +72,12 @@ const char* outcomeColor(Host::Outcome::Kind kind) {
   return "yellow";
 }
 
+std::string listText(const std::vector<std::string>& vecNames) {
+  return vecNames.empty() ? "-" : fmt::format("{}", fmt::join(vecNames, ", "));
+}
+
 std::string waitsForText(const Json::Value& jTask) {
-  const std::vector<std::string> vecWaitsFor = Host::readDependencyList(textOf(jTask, "depend_on_task"));
-  return vecWaitsFor.empty() ? "-" : fmt::format("{}", fmt::join(vecWaitsFor, ", "));
+  return listText(Host::readDependencyList(textOf(jTask, "depend_on_task")));
 }
 
 void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {

@@ -1,5 +1,5 @@
 /// \file execution_file.h
-/// The files in which running executions note what happens to their runs.
+/// The files in which running executions note the events of their runs.
 ///
 /// Every execution keeps a file in /run/eorva/executions locked for its lifetime. The process of the execution, the
 /// processes of its runs, the watch, and whoever stops a run append lines. The watch and the display wait for new lines
@@ -41,7 +41,7 @@ struct ExecutionNotes {
   Json::Int64 iFiring = 0;            ///< the recorded firing of the event; 0 for none
   std::string strGroup;               ///< folder of its control group; empty where there are none
   std::map<pid_t, RunNotes> mapRuns;  ///< by process
-  unsigned cStored = 0;               ///< how often the store got what was noted before
+  unsigned cStored = 0;               ///< how often earlier notes got into the store
   std::set<Json::Int64> setInTheWay;  ///< open runs that kept it from starting their tasks
   bool blDone = false;                ///< it ended in order, and left background processes of scripts in its group
 
@@ -101,7 +101,7 @@ public:
   /// A run whose process has ended.
   void noteClosed(pid_t pid) const;
 
-  /// The store has what was noted before.
+  /// The store has all earlier notes.
   void noteStored() const;
 
   /// A task is not started because this run of it is open.

@@ -14,7 +14,7 @@
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/support/default_limits.h"
+#include "common/support/service_defaults.h"
 #include "common/tasks/task_owner.h"
 #include "execution_watch.h"
 #include "messages.h"
@@ -66,7 +66,7 @@ int runRequest(Session& session, const ExecutionRequest& request, const Executio
   return runByEvent(session.tasks(), session.runs(), jIn, session.db());
 }
 
-/// Nobody would watch the runs if the watch was killed. Whoever notices it ends and closes them.
+/// Nobody would watch the runs if the watch was killed. The next command that reconciles ends and closes them.
 void dieWith(pid_t pidWatch) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != pidWatch) {

@@ -131,7 +131,7 @@ bool NextTasks::hasChanged() {
 
 /// Tasks that were added or changed during the execution can make the walk endless, too.
 void NextTasks::readTasks() {
-  const Json::Value jTasks = listRelations(m_session);
+  const Json::Value jTasks = relationsOf(m_session, m_request);
   const TaskGraph graph(jTasks);
   Dependences setDependences;
   for (const Json::Value& jTask : jTasks) {

@@ -15,9 +15,12 @@ Progress::Progress(const ExecutionPlan& plan) : m_plan(plan), m_iLastRun(plan.iL
 
 std::vector<Json::Value> Progress::poll(Session& session, const std::function<std::set<pid_t>()>& fnChildren) {
   std::vector<Json::Value> vecNews;
-  const std::string strWhere = fmt::format("result_id > {} or (result_id in ({}) and stop_time is not null)",
-                                           m_iLastRun, fmt::join(m_setOpen, ", "));
-  const Json::Value jRuns = listRuns(session, strWhere);
+  // Two lists, because for both conditions at once SQLite would look at all runs.
+  Json::Value jRuns =
+      listRuns(session, fmt::format("result_id in ({}) and stop_time is not null", fmt::join(m_setOpen, ", ")));
+  for (Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", m_iLastRun))) {
+    jRuns.append(std::move(jRun));
+  }
   const std::set<pid_t> setChildren = fnChildren();
   for (const Json::Value& jRun : jRuns) {
     const Json::Int64 iRun = intOf(jRun, "result_id");

@@ -13,10 +13,8 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/output/limited_output.h"
-#include "common/support/default_limits.h"
-#include "common/support/default_signals.h"
 #include "common/support/failure.h"
-#include "common/support/keyring.h"
+#include "common/support/service_defaults.h"
 #include "end_reports.h"
 #include "execution_group.h"
 

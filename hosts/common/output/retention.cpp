@@ -14,7 +14,6 @@
 #include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "output_place.h"

@@ -7,7 +7,6 @@
 
 #include "common/runs/run_query.h"
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 #include "event_plan.h"
 #include "firing.h"

@@ -17,7 +17,6 @@
 #include "common/server/systemd_units.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
@@ -59,7 +58,7 @@ Json::Value exitInfoOf(int iStatus) {
   return jExit;
 }
 
-/// What is known about the end of a run whose execution was killed.
+/// The known facts about the end of a run whose execution was killed.
 Json::Value endOf(const RunNotes& run) {
   Json::Value jEnd(Json::objectValue);
   if (run.status) {
@@ -228,8 +227,8 @@ std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
 
 namespace {
 
-/// Removes the exit code of a run that was killed, and what it was going to be. The library does so only for runs that
-/// it closes; this one may not even have a record.
+/// Removes the exit-code file of a killed run, and its drafts. The library removes only those of runs that it closes,
+/// and this run may not even have a record.
 void removeExitCode(pid_t pid) {
   const std::optional<ProcessStatus> status = processStatus(pid);
   if (status && !status->isEnded()) {

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 
 namespace Host {

@@ -77,8 +77,7 @@ std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& be
   return vecErrors;
 }
 
-void checkTasks(const StateDocument& before, const StateDocument& after, AllowedEvents events,
-                std::vector<std::string>& vecErrors, std::vector<std::string>& vecWarnings) {
+void checkTasks(const StateDocument& before, const StateDocument& after, AllowedEvents events, StateFindings& all) {
   const StateDifference difference = differenceOf(before, after);
   const std::set<std::string> setTouched = touchedTasks(difference);
   const TaskGraph graphBefore = graphOf(before);
@@ -87,16 +86,19 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
     if (setTouched.count(strTask) == 0) {
       if (waitsForChange(jTask, setTouched)) {
         const std::vector<std::string> vecNew = newErrors(jTask, graphBefore, graphAfter, events);
-        vecErrors.insert(vecErrors.end(), vecNew.begin(), vecNew.end());
+        all.vecErrors.insert(all.vecErrors.end(), vecNew.begin(), vecNew.end());
       }
       continue;
     }
     const Findings findings = checkTaskAmong(jTask, graphAfter, events);
     for (std::string& strError : errorsOf(strTask, findings)) {
-      vecErrors.push_back(std::move(strError));
+      all.vecErrors.push_back(std::move(strError));
+    }
+    if (findings.hint.kind != Hint::NONE) {
+      all.hint = findings.hint;
     }
     for (const Finding& warning : findings.vecWarnings) {
-      vecWarnings.push_back(fmt::format("task \"{}\": {}", strTask, warning.text()));
+      all.vecWarnings.push_back(fmt::format("task \"{}\": {}", strTask, warning.text()));
     }
   }
 }
@@ -195,8 +197,7 @@ void requireSound(const StateDocument& before, const StateDocument& now, const S
   for (const auto& [strKey, strValue] : changedConfig(before, after)) {
     then.config[strKey] = strValue;
   }
-  std::vector<std::string> vecWarnings;
-  const std::vector<std::string> vecErrors = whyNotState(now, then, AllowedEvents::ANY, vecWarnings);
+  const std::vector<std::string> vecErrors = checkState(now, then, AllowedEvents::ANY).vecErrors;
   if (!vecErrors.empty()) {
     throw Failure(
         fmt::format("somebody else changed other tasks meanwhile, and now the document cannot be applied:\n  {}",
@@ -247,11 +248,10 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
   return difference;
 }
 
-std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
-                                     std::vector<std::string>& vecWarnings) {
-  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after)));
-  checkTasks(before, after, events, vecErrors, vecWarnings);
-  return vecErrors;
+StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events) {
+  StateFindings findings{whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after))), {}, {}};
+  checkTasks(before, after, events, findings);
+  return findings;
 }
 
 std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after,

@@ -27,15 +27,15 @@ constexpr char SCRIPT[] = "script";
 constexpr char SCRIPT_BASE64[] = "script_base64";
 
 /// Members that the document has as they are stored, in its order.
-constexpr std::array<const char*, 9> PLAIN_MEMBERS = {
-    "enable",        "description",     "time_limit",  "output_limit",   "run_the_same_time",
-    "notify_enable", "notify_if_error", "notify_mail", "operation_type", "output_limit"};
+constexpr std::array<const char*, 9> PLAIN_MEMBERS = {"enable",          "description",       "time_limit",
+                                                      "output_limit",    "run_the_same_time", "notify_enable",
+                                                      "notify_if_error", "notify_mail",       "operation_type"};
 
 constexpr std::array<const char*, 14> MEMBER_ORDER = {
-    "event",           "owner",       WAITS_FOR,           "enable",
-    "description",     "time_limit",  "run_the_same_time", "notify_enable",
-    "notify_if_error", "notify_mail", "operation_type",    SCRIPT,
-    SCRIPT_BASE64};
+    "event",         "owner",           WAITS_FOR,      "enable",
+    "description",   "time_limit",      "output_limit", "run_the_same_time",
+    "notify_enable", "notify_if_error", "notify_mail",  "operation_type",
+    SCRIPT,          SCRIPT_BASE64};
 
 const Json::Value& usualTask() {
   static const Json::Value J_USUAL = [] {

@@ -4,11 +4,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <set>
-#include <sqlite3.h>
 
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
+#include "name_match.h"
 
 namespace Host {
 
@@ -16,27 +16,6 @@ namespace {
 
 /// Store queries that one walk may cost. A graph of a few hundred tasks in layers stays far below it.
 constexpr unsigned MAX_QUERIES = 10000;
-
-bool matches(const std::string& strPattern, const std::string& strText) {
-  return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
-}
-
-bool isPattern(const std::string& strName) {
-  return strName.find_first_of("_%") != std::string::npos;
-}
-
-/// ASCII only, as the store compares.
-std::string folded(std::string strName) {
-  for (char& c : strName) {
-    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  }
-  return strName;
-}
-
-/// The pattern by which the library finds dependants.
-std::string patternOf(const std::string& strName) {
-  return "%[" + strName + "]%";
-}
 
 }  // namespace
 
@@ -102,7 +81,7 @@ std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNa
     std::vector<std::string> vecNext = pTask->vecWaitsFor;
     // A pattern can also match across the brackets of two names.
     for (const auto& [strOther, task] : m_mapTasks) {
-      if (matches(patternOf(strOther), pTask->strDepend)) {
+      if (matches(dependantPattern(strOther), pTask->strDepend)) {
         vecNext.push_back(strOther);
       }
     }
@@ -147,7 +126,7 @@ const std::vector<std::string>& TaskGraph::matchesOf(const std::string& strName)
   if (!blNew) {
     return vecNames;
   }
-  const std::string strPattern = patternOf(strName);
+  const std::string strPattern = dependantPattern(strName);
   for (const auto& [strOther, task] : m_mapTasks) {
     if (!task.strDepend.empty() && matches(strPattern, task.strDepend)) {
       vecNames.push_back(strOther);

@@ -65,7 +65,7 @@ public:
   struct Endless {
     std::string strText;
     std::string strTask;     ///< a task on the way; in a circle one that waits for the next
-    std::string strAwaited;  ///< what it waits for in a circle; empty when there is none
+    std::string strAwaited;  ///< the task that it waits for in a circle; empty for none
   };
 
   /// Like whyEndless(), with the tasks of each problem.

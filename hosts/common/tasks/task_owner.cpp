@@ -51,8 +51,9 @@ std::optional<OwnerProblem> OwnerCheck::problemOf(const Json::Value& jTask) {
 
 void requireOwner(const Json::Value& jTask) {
   if (const std::optional<OwnerProblem> problem = OwnerCheck().problemOf(jTask)) {
-    throw Failure(
-        fmt::format("the task \"{}\" is not run: {}; set its owner", textOf(jTask, "task_name"), problem->strText));
+    const std::string strTask = textOf(jTask, "task_name");
+    throw Failure(fmt::format("the task \"{}\" is not run: {}", strTask, problem->strText),
+                  {Hint::SET_OWNER, {strTask, problem->strUser}});
   }
 }
 
@@ -68,7 +69,8 @@ bool toStored(Json::Value& jTask) {
 }
 
 void storeOwnerNames(Session& session, NamedOwners which) {
-  for (const Json::Int64 iOwner : ownersOf(listRelations(session))) {
+  const std::vector<std::string> vecTasks = taskNames(session);
+  for (const Json::Int64 iOwner : ownersOf(listRelations(session, {vecTasks.begin(), vecTasks.end()}))) {
     const std::string strName = iOwner < 0 ? std::string() : userName(static_cast<uid_t>(iOwner));
     Json::Value jFilter = objectOf({{OWNER, iOwner}});
     if (which == NamedOwners::UNKNOWN) {

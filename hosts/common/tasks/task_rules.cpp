@@ -120,7 +120,8 @@ private:
       if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
         error("event", std::move(strWhy));
       } else if (m_events == AllowedEvents::CATALOGUE && !isCatalogueEvent(*strEvent)) {
-        error("event", fmt::format("unknown event \"{}\"; to create it, add --any-event", *strEvent));
+        error("event", fmt::format("unknown event \"{}\"", *strEvent));
+        m_findings.hint = {Hint::ALLOW_ANY_EVENT};
       }
     }
   }
@@ -359,7 +360,7 @@ std::string Finding::text() const {
 
 std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone) {
   if (!findings.vecErrors.empty()) {
-    throw Failure(errorText(strTask, findings, szDone));
+    throw Failure(errorText(strTask, findings, szDone), findings.hint);
   }
   return findings.vecWarnings;
 }
@@ -377,6 +378,7 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
   const Findings before = Checker(jBefore, tasksBesides(jTasks, strBefore, strBefore), eventsNow).run();
   Findings findings;
   findings.vecWarnings = std::move(all.vecWarnings);
+  findings.hint = all.hint;
   for (Finding& finding : all.vecErrors) {
     const bool blTouched = !finding.blOfWalk && !isSame(jTask, jBefore, finding.strMember.c_str());
     const bool blOld = !blTouched && has(before.vecErrors, finding);

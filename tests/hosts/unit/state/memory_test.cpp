@@ -54,7 +54,7 @@ TEST_F(Memory, ADocumentIsCompleteOrThereIsNone) {
 TEST_F(Memory, AGraphIsCompleteOrThereIsNone) {
   const OpenStore session;
   expectRightOrNothing([&] {
-    const TaskGraph graph(listRelations(session));
+    const TaskGraph graph(listRelations(session, {"a", "b"}));
     return graph.planOf("bootup").size();
   });
 }
