@@ -6,6 +6,7 @@
 #include "cli/context.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/state/restore.h"
 
 namespace {
@@ -23,7 +24,7 @@ struct RestoreOptions {
 
 int runBackup(const Context&, const BackupOptions& options) {
   Host::writeBackup(options.strFile, options.blAllowEmpty ? Host::EmptyBackup::ALLOWED : Host::EmptyBackup::REFUSED);
-  fmt::print("backed up to {}\n", options.strFile);
+  say("backed up to {}\n", options.strFile);
   return EXIT_DONE;
 }
 
@@ -38,7 +39,7 @@ int runRestore(const Context&, const RestoreOptions& options) {
   for (const std::string& strWarning : restored.vecWarnings) {
     printNote("warning: " + strWarning);
   }
-  fmt::print("restored from {}: the store, {}\n", options.strFile, fmt::join(restored.vecFiles, ", "));
+  say("restored from {}: the store, {}\n", options.strFile, fmt::format("{}", fmt::join(restored.vecFiles, ", ")));
   flushAfterChange();
   return EXIT_DONE;
 }

@@ -51,7 +51,7 @@ std::string listText(const std::vector<std::string>& vecNames);
 std::string waitsForText(const Json::Value& jTask);
 
 /// Prints runs as a table.
-void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor);
+void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor);
 
 /// Prints lines of "name: value", the values aligned.
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);

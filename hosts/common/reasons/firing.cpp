@@ -1,5 +1,6 @@
 #include "firing.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <fmt/format.h>
@@ -157,6 +158,21 @@ void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& no
   WriteLock lock(session, LOCK_LIMIT);
   table.end(*firing, mapReasons);
   lock.commit();
+}
+
+bool LeftOut::isFailure() const {
+  return std::any_of(vecReasons.begin(), vecReasons.end(),
+                     [](const Reason& reason) { return reason.strCode == "no_owner"; });
+}
+
+std::vector<LeftOut> leftOut(Session& session, Json::Int64 iFiring) {
+  std::vector<LeftOut> vecLeftOut;
+  for (auto& [strTask, vecReasons] : FiringTable(session).reasonsOf(iFiring)) {
+    if (!vecReasons.empty()) {
+      vecLeftOut.push_back({strTask, std::move(vecReasons)});
+    }
+  }
+  return vecLeftOut;
 }
 
 std::optional<LastFiring> lastFiring(Session& session, const std::string& strEvent) {

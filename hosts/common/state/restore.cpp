@@ -11,6 +11,7 @@
 #include "common/store/store_tables.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"
+#include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -55,9 +56,10 @@ Restored restore(const std::string& strFile, Owners owners) {
   Restored restored;
   restored.vecFiles = restoreBackup(backup);
   restored.vecWarnings = backup.vecWarnings;
+  const OpenStore session;
+  storeOwnerNames(session, owners == Owners::AS_NUMBERED ? NamedOwners::ALL : NamedOwners::UNKNOWN);
   // Runs that went on during the backup have ended since.
   try {
-    const OpenStore session;
     reconcile(session);
   } catch (const Failure& error) {
     restored.vecWarnings.push_back(fmt::format("interrupted runs may be shown as running: {}", error.what()));
