@@ -72,6 +72,7 @@ Json::Value endOf(const RunNotes& run) {
   } else if (run.blClosed && !run.status) {
     jEnd["ended_by"] = ENDED_KILLED;
   }
+  noteCut(run, jEnd);
   return jEnd;
 }
 
@@ -185,6 +186,12 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
 }
 
 }  // namespace
+
+void noteCut(const RunNotes& run, Json::Value& jEnd) {
+  if (run.cbWritten > 0) {
+    jEnd["extra"][OUTPUT_CUT] = static_cast<Json::Int64>(run.cbWritten);
+  }
+}
 
 bool isRunAlive(const Json::Value& jRun) {
   const pid_t pid = pidOf(jRun);

@@ -12,6 +12,7 @@ namespace Host {
 
 class Session;
 struct ExecutionNotes;
+struct RunNotes;
 
 /// Tells whether an open run still has its process, or an execution that will close it.
 bool isRunAlive(const Json::Value& jRun);
@@ -21,6 +22,9 @@ std::vector<pid_t> listedPidsOf(Session& session, const Json::Value& jTask);
 
 /// The living processes of a task, also those that are not on its running list yet.
 std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask);
+
+/// Adds to the end of a run that its output was cut.
+void noteCut(const RunNotes& run, Json::Value& jEnd);
 
 /// Kills the processes left of the runs of an execution whose process was killed. Background processes of scripts that
 /// have ended stay.
