@@ -70,10 +70,8 @@ void keepBackupWithTasks(const BackupTarget& target, const std::string& strFile)
     return;
   }
   if (blTasks) {
-    throw Failure(
-        fmt::format("the store has no tasks, but the backup {} has; it is not replaced. To replace it, add "
-                    "--allow-empty",
-                    strFile));
+    throw Failure(fmt::format("the store has no tasks, but the backup {} has; it is not replaced", strFile),
+                  {Hint::REPLACE_BACKUP});
   }
 }
 
