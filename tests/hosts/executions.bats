@@ -16,8 +16,8 @@ setup() { fresh_store; }
   run -0 --separate-stderr eorva fire bootup
   says "event bootup: 4 runs, 4 ok, 0 failed"
   same "order" "a c d" "$(paste -sd ' ' /home/alice/order)"
-  same "who ran root-a" alice "$(eorva runs output "$(run_of root-a)")"
-  same "who ran root-b" bob "$(eorva runs output "$(run_of root-b)")"
+  same "user of root-a" alice "$(eorva runs output "$(run_of root-a)")"
+  same "user of root-b" bob "$(eorva runs output "$(run_of root-b)")"
   same "runs" 4 "$(eorva runs list --json | jq length)"
   same "triggers" '["bootup"]' "$(eorva runs list --json | jq -c '[.[].trigger_event] | unique')"
   same "standard error" "" "$stderr"
@@ -122,7 +122,7 @@ setup() { fresh_store; }
   same "outcomes" '["ok"]' "$(eorva runs list --json | jq -c '[.[].outcome] | unique')"
 }
 
-@test "an event whose task is running says what was not started" {
+@test "an event whose task is running names the tasks that were not started" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task after bootup alice 'exit 0' --after single
   eorva run single >/dev/null 3>&- &
@@ -229,4 +229,22 @@ os.execvp(sys.argv[1], sys.argv[1:])' "$@"
   wait_until ended_well 2
   unread eorva fire bootup || true
   wait_until ended_well 4
+}
+
+@test "fire lists the tasks that it left out, with the reasons" {
+  add_task off bootup alice 'exit 0' --disabled
+  add_task behind bootup alice 'exit 0' --after off
+  add_task on bootup alice 'exit 0'
+  run -0 eorva fire bootup
+  says "event bootup: 1 run, 1 ok, 0 failed
+  behind waited for \"off\", which was disabled
+      eorva task enable off
+  off was disabled
+      eorva task enable off"
+  run -0 eorva fire bootup --json
+  same "left out" '[["behind","need_disabled"],["off","disabled"]]' "$(jq -c '.left_out | map([.task_name, .reasons[0].code])' <<<"$output")"
+  eorva task disable on >/dev/null
+  run -0 eorva fire bootup
+  says "event bootup: 0 runs, 0 ok, 0 failed"
+  says "  on was disabled"
 }

@@ -79,7 +79,7 @@ took_nothing() {
 
 # --- what a script sees
 
-@test "a script sees nothing of who fired the event, and from where" {
+@test "a script gets the same environment however it is started" {
   add_task see bootup alice "$(held see.py)"
   env -i "PATH=$PATH" setsid --wait eorva fire bootup </dev/null >/dev/null
   eorva runs output "$(run_of see)" >plain
@@ -165,7 +165,7 @@ ended_by() {
   ended_by stopped
 }
 
-@test "$TRIES scripts that kill the processes above them: the runs end, as killed, and so does what they left" {
+@test "$TRIES scripts that kill the processes above them: the runs end as killed, with their background processes" {
   local i
   for ((i = 1; i <= TRIES; i++)); do
     add_task "run-killed-$i" bootup alice "$RUN"'; kill -KILL $run; sleep 300'

@@ -99,7 +99,7 @@ TEST_F(InstalledTables, EveryFilterInUseHasAnIndex) {
   }
 }
 
-TEST_F(InstalledTables, RefuseWhatNoRecordMayHold) {
+TEST_F(InstalledTables, RefuseValuesThatNoRecordMayHold) {
   runSql(m_pDb.get(), "INSERT INTO task (task_name, owner) VALUES ('a', 0), ('b', 4294967294)");
   expectRefusedSql("INSERT INTO task (task_name, owner) VALUES ('', 0)", "task_name <> ''");
   expectRefusedSql("INSERT INTO task (task_name, owner) VALUES (NULL, 0)", "NOT NULL constraint failed");

@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/finding_text.h"
 #include "common/answers/server_answers.h"
 #include "common/health/check.h"
@@ -25,7 +26,7 @@ std::string repair() {
   const Host::Repairs repairs = Host::repairInstallation();
   for (const Json::Value& jRun : repairs.vecRuns) {
     printNote(fmt::format("closed run {} of \"{}\", which was interrupted", Host::intOf(jRun, "result_id"),
-                          Host::onOneLine(Host::textOf(jRun, "task_name"))));
+                          Host::textOf(jRun, "task_name")));
   }
   for (const auto& [strTask, strPath] : repairs.vecOutputs) {
     printNote(fmt::format("moved the output of \"{}\" back from {}", strTask, strPath));
@@ -36,16 +37,15 @@ std::string repair() {
 
 void printFindings(const HealthFindings& findings, std::size_t cProblems) {
   for (const HealthFinding& finding : findings) {
-    fmt::print("{}: {}\n    {}\n", Host::severityWord(finding.severity), Host::onOneLine(Host::findingText(finding)),
-               Host::onOneLine(Host::findingAdvice(finding)));
+    say("{}: {}\n    {}\n", Host::severityWord(finding.severity), Host::findingText(finding),
+        Host::findingAdvice(finding));
   }
   if (findings.empty()) {
-    fmt::print("no problems found\n");
+    say("no problems found\n");
     return;
   }
   const std::size_t cWarnings = findings.size() - cProblems;
-  fmt::print("{} problem{}, {} warning{}\n", cProblems, cProblems == 1 ? "" : "s", cWarnings,
-             cWarnings == 1 ? "" : "s");
+  say("{}, {}\n", countText(cProblems, "problem"), countText(cWarnings, "warning"));
 }
 
 int runCheck(const Context&, const CheckOptions& options) {
@@ -62,13 +62,12 @@ int runCheck(const Context&, const CheckOptions& options) {
 }  // namespace
 
 void addCheckCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<CheckOptions>();
   CLI::App* pCommand = addCommand(app, "check", "Check the installation. The exit status is 1 if there is a problem.",
                                   "  eorva check                 shows each problem with a command to type\n"
                                   "  eorva check --repair        repairs what it can, then checks again\n"
                                   "  eorva check --json\n");
+  auto pOptions = onCommand(pCommand, context, &runCheck);
   pCommand->add_flag("--repair", pOptions->blRepair,
                      "close runs whose process has ended; move back output that an interrupted rename left elsewhere");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"ok\" and \"findings\"");
-  onCommand(pCommand, context, pOptions, &runCheck);
 }

@@ -1,10 +1,10 @@
 /// eorva event list|enable|disable
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/events/event_state.h"
 #include "common/events/event_switch.h"
@@ -46,7 +46,7 @@ int runList(const Context& context, const ListOptions& options) {
                                    : row.state.strInstalled == "enabled" ? "green"
                                                                          : nullptr},
                   {fmt::format("{}", row.cTasks)},
-                  {row.vecFiredBy.empty() ? "-" : fmt::format("{}", fmt::join(row.vecFiredBy, ", "))},
+                  {listText(row.vecFiredBy)},
                   {row.blInCatalogue ? textOf(row.event.jTitle, "enu") : "-"}});
   }
   table.print();
@@ -56,7 +56,7 @@ int runList(const Context& context, const ListOptions& options) {
 int runEnable(const Context&, const NameOptions& options) {
   for (const Event& event : Host::requireSwitchable(options.vecEvents)) {
     Host::enableEvent(event);
-    fmt::print("enabled {} ({})\n", event.strName, event.strUnit);
+    say("enabled {} ({})\n", event.strName, event.strUnit);
   }
   return EXIT_DONE;
 }
@@ -64,7 +64,7 @@ int runEnable(const Context&, const NameOptions& options) {
 int runDisable(const Context&, const NameOptions& options) {
   for (const Event& event : Host::requireSwitchable(options.vecEvents)) {
     Host::disableEvent(event);
-    fmt::print("disabled {} ({})\n", event.strName, event.strUnit);
+    say("disabled {} ({})\n", event.strName, event.strUnit);
   }
   return EXIT_DONE;
 }
@@ -72,20 +72,17 @@ int runDisable(const Context&, const NameOptions& options) {
 }  // namespace
 
 void addEventStateCommands(CLI::App& event, Context& context) {
-  auto pList = std::make_shared<ListOptions>();
-  CLI::App* pCommand = addCommand(event, "list", "List the events, what fires them, and how many tasks they have.",
+  CLI::App* pCommand = addCommand(event, "list", "List the events with their units and numbers of tasks.",
                                   "  eorva event list --json\n");
+  auto pList = onCommand(pCommand, context, &runList);
   pCommand->add_flag("--json", pList->blJson, "print a JSON array, with titles and descriptions in every language");
-  onCommand(pCommand, context, pList, &runList);
 
-  auto pEnable = std::make_shared<NameOptions>();
   pCommand = addCommand(event, "enable", "Start firing an event automatically.", "  eorva event enable daily weekly\n");
+  auto pEnable = onCommand(pCommand, context, &runEnable);
   pCommand->add_option("event", pEnable->vecEvents, "one or more events")->required()->type_name("EVENT");
-  onCommand(pCommand, context, pEnable, &runEnable);
 
-  auto pDisable = std::make_shared<NameOptions>();
   pCommand = addCommand(event, "disable", "Stop firing an event automatically; 'eorva fire' still works.",
                         "  eorva event disable bootup\n");
+  auto pDisable = onCommand(pCommand, context, &runDisable);
   pCommand->add_option("event", pDisable->vecEvents, "one or more events")->required()->type_name("EVENT");
-  onCommand(pCommand, context, pDisable, &runDisable);
 }

@@ -1,11 +1,11 @@
 /// eorva task graph
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <set>
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/reason_text.h"
 #include "common/answers/task_answers.h"
 #include "common/events/event_catalogue.h"
@@ -31,12 +31,11 @@ public:
 
   void add(const Host::GraphTask& task, libscols_line* pParent) {
     const bool blFirst = m_setDrawn.insert(task.strName).second;
-    libscols_line* pLine =
-        m_table.addRow({{task.strName},
-                        {m_owners.at(task.strName)},
-                        {task.vecWaitsFor.empty() ? "-" : fmt::format("{}", fmt::join(task.vecWaitsFor, ", "))},
-                        {blFirst ? noteOf(task) : "see above", blFirst ? "yellow" : nullptr}},
-                       pParent);
+    libscols_line* pLine = m_table.addRow({{task.strName},
+                                           {m_owners.at(task.strName)},
+                                           {listText(task.vecWaitsFor)},
+                                           {blFirst ? noteOf(task) : "see above", blFirst ? "yellow" : nullptr}},
+                                          pParent);
     for (const Host::GraphTask* pNext : blFirst ? m_graph.dependantsOf(task.strName) : NONE) {
       add(*pNext, pLine);
     }
@@ -92,23 +91,24 @@ std::string dotEscaped(const std::string& strText) {
 }
 
 void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, const std::string& strEvent) {
-  fmt::print("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
+  say("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
   Host::Reasons reasons(graph);
   for (const Host::GraphTask* pTask : graph.tasksOf(strEvent)) {
     const std::string strName = dotEscaped(pTask->strName);
     const bool blStarts = reasons.of(*pTask).empty();
-    fmt::print("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
-               blStarts ? "" : ", style=dashed");
+    say("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
+        blStarts ? "" : ", style=dashed");
     for (const std::string& strAwaited : pTask->vecWaitsFor) {
-      fmt::print("  \"{}\" -> \"{}\";\n", dotEscaped(strAwaited), strName);
+      say("  \"{}\" -> \"{}\";\n", dotEscaped(strAwaited), strName);
     }
   }
-  fmt::print("}}\n");
+  say("}}\n");
 }
 
 int runGraph(const Context& context, const GraphOptions& options) {
-  const Json::Value jTasks = Host::listTasks();
-  Host::requireEvent(jTasks, options.strEvent);
+  const Host::OpenStore session;
+  Host::requireEvent(session, options.strEvent);
+  const Json::Value jTasks = Host::listTasks(session);
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
     printJson(Host::graphForPrograms(graph, jTasks, options.strEvent));
@@ -123,14 +123,13 @@ int runGraph(const Context& context, const GraphOptions& options) {
 }  // namespace
 
 void addGraphCommand(CLI::App& task, Context& context) {
-  auto pOptions = std::make_shared<GraphOptions>();
   CLI::App* pCommand = addCommand(task, "graph", "Show the dependencies of an event's tasks.",
                                   "  eorva task graph bootup\n"
                                   "  eorva task graph bootup --format dot | dot -Tsvg > bootup.svg\n");
+  auto pOptions = onCommand(pCommand, context, &runGraph);
   pCommand->add_option("event", pOptions->strEvent, "event")->required()->type_name("EVENT");
   pCommand->add_option("--format", pOptions->strFormat, "tree, dot (for Graphviz) or json")
       ->check(CLI::IsMember({"tree", "dot", "json"}))
       ->type_name("FORMAT");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records, with \"waits_for\" and \"needed_by\"");
-  onCommand(pCommand, context, pOptions, &runGraph);
 }

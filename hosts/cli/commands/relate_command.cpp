@@ -26,18 +26,17 @@ Host::Relation relationOf(const RelateOptions& options) {
 }
 
 int runRelate(const Context& context, const RelateOptions& options) {
-  Json::Value jOut(Json::arrayValue);
-  Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"WAITS FOR"}}, context.isColored());
-  for (const Json::Value& jTask : Host::relatedTasks(options.strTask, relationOf(options))) {
-    jOut.append(Host::taskForPrograms(jTask));
-    table.addRow(
-        {{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {Host::ownerText(jTask)}, {waitsForText(jTask)}});
-  }
+  const Json::Value jTasks = Host::relatedTasks(options.strTask, relationOf(options));
   if (options.blJson) {
-    printJson(jOut);
-  } else if (jOut.empty()) {
+    printJson(Host::arrayOf(jTasks, &Host::taskForPrograms));
+  } else if (jTasks.empty()) {
     printNote("no tasks");
   } else {
+    Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"WAITS FOR"}}, context.isColored());
+    for (const Json::Value& jTask : jTasks) {
+      table.addRow(
+          {{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {Host::ownerText(jTask)}, {waitsForText(jTask)}});
+    }
     table.print();
   }
   return EXIT_DONE;

@@ -73,15 +73,14 @@ int runList(const Context& context, const ListOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
   const Host::RunPage page = Host::newestRuns(session, queryOf(options));
-  const OwnerNames owners = ownerNames(Host::listTasks(session));
   if (options.blJson) {
-    printJson(Host::runsForPrograms(page.vecRuns, owners));
+    printJson(Host::runsForPrograms(page.vecRuns));
     return EXIT_DONE;
   }
   if (page.vecRuns.empty()) {
     printNote("no runs");
   } else {
-    printRuns(page.vecRuns, owners, context.isColored());
+    printRuns(page.vecRuns, context.isColored());
   }
   if (page.blMore) {
     printNote(fmt::format("there are older runs: add --before {}", Host::intOf(page.vecRuns.back(), "result_id")));
@@ -109,7 +108,6 @@ void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
 }  // namespace
 
 void addRunsListCommand(CLI::App& runs, Context& context) {
-  auto pOptions = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(runs, "list", "List runs, the newest first.",
                                   "  eorva runs list --event bootup --limit 10\n"
                                   "  eorva runs list --outcome failed --since yesterday --owner alice\n"
@@ -117,6 +115,7 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
                                   "  eorva runs list --json --limit 0        all runs\n"
                                   "\nTimes: " +
                                       std::string(Host::TIME_SPEC_FORMS) + "\n");
+  auto pOptions = onCommand(pCommand, context, &runList);
   addFilterOptions(pCommand, *pOptions);
   pCommand->add_option("--limit", pOptions->cLimit, "list at most N runs; 0: all")
       ->capture_default_str()
@@ -126,5 +125,4 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
       ->check(wholeNumber(1))
       ->type_name("RUN");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON array");
-  onCommand(pCommand, context, pOptions, &runList);
 }

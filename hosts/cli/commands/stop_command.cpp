@@ -6,6 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
 #include "common/config/settings.h"
@@ -41,12 +42,11 @@ int runStop(const Context&, const StopOptions& options) {
   for (const Json::Int64 iRun : options.vecRuns) {
     const Json::Value& jRun = vecRuns.emplace_back(stopOne(session, iRun, grace));
     if (!options.blJson) {
-      fmt::print("run {} of {}: {}\n", iRun, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
+      say("run {} of {}: {}\n", iRun, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
     }
   }
   if (options.blJson) {
-    const Json::Value jRuns = Host::runsForPrograms(vecRuns, ownerNames(Host::listTasks(session)));
-    printJson(jRuns.size() == 1 ? jRuns[0] : jRuns);
+    printJson(Host::stoppedForPrograms(vecRuns));
   }
   return EXIT_DONE;
 }
@@ -54,11 +54,11 @@ int runStop(const Context&, const StopOptions& options) {
 }  // namespace
 
 void addStopCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<StopOptions>();
   CLI::App* pCommand =
       addCommand(app, "stop", "End runs with all processes that their scripts started.",
                  "  eorva stop 42                asks run 42 to end; kills it after stop_grace seconds\n"
                  "  eorva stop 42 43 --grace 0   kills two runs at once\n");
+  auto pOptions = onCommand(pCommand, context, &runStop);
   pCommand->add_option("run", pOptions->vecRuns, "number of a run; can be repeated")
       ->required()
       ->type_name("RUN")
@@ -67,5 +67,4 @@ void addStopCommand(CLI::App& app, Context& context) {
       ->type_name("SECONDS")
       ->check(wholeNumber(0, 86400, " of seconds"));
   pCommand->add_flag("--json", pOptions->blJson, "print the run as JSON; several runs as an array");
-  onCommand(pCommand, context, pOptions, &runStop);
 }

@@ -5,6 +5,7 @@
 
 #include "cli/task_options.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/answers/task_answers.h"
 #include "common/tasks/add_task.h"
@@ -27,7 +28,7 @@ void sayAdded(const Host::TaskAdded& added) {
   const std::string strTask = Host::textOf(added.jTask, "task_name");
   const std::string strEvent = Host::textOf(added.jTask, "event");
   printWarnings(strTask, added.vecWarnings);
-  fmt::print("added {} (event {}, owner {})\n", strTask, strEvent, Host::ownerText(added.jTask));
+  say("added {} (event {}, owner {})\n", strTask, strEvent, Host::ownerText(added.jTask));
   printNote(Host::disabledEventNote(strEvent));
 }
 
@@ -89,12 +90,11 @@ void addTaskAddCommand(CLI::App& task, Context& context) {
 }
 
 void addTaskCopyCommand(CLI::App& task, Context& context) {
-  auto pOptions = std::make_shared<CopyOptions>();
   CLI::App* pCommand = addCommand(task, "copy", "Copy a task; options change the copy.",
                                   "  eorva task copy disk-usage disk-usage-evening --event shutdown\n"
                                   "  eorva task copy report report-of-bob --owner bob --no-after --disabled\n");
+  auto pOptions = onCommand(pCommand, context, &runCopy);
   pCommand->add_option("task", pOptions->strTask, "task to copy")->required()->type_name("TASK");
   pCommand->add_option("new", pOptions->strNew, "name of the copy")->required()->type_name("NAME");
   addTaskOptions(pCommand, pOptions->task);
-  onCommand(pCommand, context, pOptions, &runCopy);
 }

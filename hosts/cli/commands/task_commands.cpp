@@ -71,7 +71,7 @@ std::string dependantsText(Host::Session& session, const std::string& strTask) {
   for (const Host::GraphTask* pTask : graph.dependantsOf(strTask)) {
     vecNames.push_back(pTask->strName);
   }
-  return vecNames.empty() ? "-" : fmt::format("{}", fmt::join(vecNames, ", "));
+  return listText(vecNames);
 }
 
 std::string mailText(const Json::Value& jTask) {
@@ -79,6 +79,11 @@ std::string mailText(const Json::Value& jTask) {
     return "-";
   }
   return textOf(jTask, "notify_mail") + (boolOf(jTask, "notify_if_error") ? " (when a run failed)" : "");
+}
+
+std::string outputLimitText(const Json::Value& jTask) {
+  const Json::Int64 cb = intOf(jTask, "output_limit", -1);
+  return cb < 0 ? "as in the settings" : cb == 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
 }
 
 std::string timeLimitText(const Json::Value& jTask) {
@@ -104,6 +109,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"needed by", dependantsText(session, options.strTask)},
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
+               {"output limit", outputLimitText(jTask)},
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},
@@ -121,17 +127,15 @@ void addTaskCommands(CLI::App& app, Context& context) {
                                "  eorva task show disk-usage\n");
   pTask->require_subcommand(1);
 
-  auto pList = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.", "  eorva task list --event bootup --json\n");
+  auto pList = onCommand(pCommand, context, &runList);
   pCommand->add_option("--event", pList->strEvent, "only tasks of this event")->type_name("EVENT");
   pCommand->add_flag("--json", pList->blJson, "as JSON: an array of records");
-  onCommand(pCommand, context, pList, &runList);
 
-  auto pShow = std::make_shared<ShowOptions>();
   pCommand = addCommand(*pTask, "show", "Show a task and its script.", "  eorva task show disk-usage\n");
+  auto pShow = onCommand(pCommand, context, &runShow);
   pCommand->add_option("task", pShow->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--json", pShow->blJson, "as JSON: the record");
-  onCommand(pCommand, context, pShow, &runShow);
 
   addTaskAddCommand(*pTask, context);
   addTaskEditCommands(*pTask, context);

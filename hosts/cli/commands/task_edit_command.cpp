@@ -8,6 +8,7 @@
 #include "cli/task_options.h"
 #include "cli/terminal/editor.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/output/output_place.h"
 #include "common/store/records.h"
@@ -35,7 +36,7 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
   const std::vector<std::string>& vecMembers = changed.vecMembers;
   printWarnings(strTask, changed.vecWarnings);
   if (vecMembers.empty()) {
-    fmt::print("{} is unchanged\n", strTask);
+    say("{} is unchanged\n", strTask);
     return;
   }
   // Several members can have one word.
@@ -45,7 +46,7 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
       vecWords.push_back(std::move(strWord));
     }
   }
-  fmt::print("changed {} ({})\n", strTask, fmt::join(vecWords, ", "));
+  say("changed {} ({})\n", strTask, fmt::format("{}", fmt::join(vecWords, ", ")));
   if (contains(vecMembers, "owner")) {
     printNote(fmt::format("at the next run of \"{0}\", earlier output moves to {0}~1", strTask));
   }
@@ -101,7 +102,7 @@ int runSwitch(const SwitchOptions& options, bool blEnable) {
     const Host::TaskChanged changed = Host::changeTask(strTask, jChanges, Host::AllowedEvents::ANY);
     printWarnings(strTask, changed.vecWarnings);
     const bool blChanged = !changed.vecMembers.empty();
-    fmt::print("{} {}{}\n", szDone, strTask, blChanged ? "" : fmt::format(" (was already {})", szDone));
+    say("{} {}{}\n", szDone, strTask, blChanged ? "" : fmt::format(" (was already {})", szDone));
   }
   return EXIT_DONE;
 }
@@ -115,25 +116,23 @@ int runDisable(const Context&, const SwitchOptions& options) {
 
 void addSwitchCommand(CLI::App& task, Context& context, const char* szName, const char* szDescription,
                       int (*fnRun)(const Context&, const SwitchOptions&)) {
-  auto pOptions = std::make_shared<SwitchOptions>();
   CLI::App* pCommand = addCommand(task, szName, szDescription, fmt::format("  eorva task {} disk-usage\n", szName));
+  auto pOptions = onCommand(pCommand, context, fnRun);
   pCommand->add_option("task", pOptions->vecTasks, "one or more tasks")->required()->type_name("TASK");
-  onCommand(pCommand, context, pOptions, fnRun);
 }
 
 }  // namespace
 
 void addTaskEditCommands(CLI::App& task, Context& context) {
-  auto pOptions = std::make_shared<EditOptions>();
   CLI::App* pCommand =
       addCommand(task, "edit", "Change a task; without options, edit its script in $VISUAL or $EDITOR.",
                  "  eorva task edit disk-usage\n"
                  "  eorva task edit disk-usage --script - < new.sh\n"
                  "  eorva task edit report --after disk-usage --after cleanup      replaces the list\n"
                  "  eorva task edit report --mail root --mail-if-error --time-limit 3600\n");
+  auto pOptions = onCommand(pCommand, context, &runEdit);
   pCommand->add_option("task", pOptions->strTask, "task to change")->required()->type_name("TASK");
   addTaskOptions(pCommand, pOptions->task);
-  onCommand(pCommand, context, pOptions, &runEdit);
 
   addSwitchCommand(task, context, "enable", "Enable tasks: events start them.", &runEnable);
   addSwitchCommand(task, context, "disable", "Disable tasks: events do not start them.", &runDisable);

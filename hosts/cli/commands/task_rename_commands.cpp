@@ -7,6 +7,7 @@
 #include "cli/context.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/tasks/rename_task.h"
 
 namespace {
@@ -43,7 +44,7 @@ int runDelete(const Context&, const DeleteOptions& options) {
     confirmDelete(options.strTask, Host::checkDelete(options.strTask));
   }
   const std::string strOutput = Host::deleteTask(options.strTask);
-  fmt::print("deleted {}\n", options.strTask);
+  say("deleted {}\n", options.strTask);
   printNote(strOutput.empty() ? "" : "its output " + strOutput);
   return EXIT_DONE;
 }
@@ -53,25 +54,23 @@ int runRename(const Context&, const RenameOptions& options) {
     confirmRename(options, Host::checkRename(options.strTask, options.strNew));
   }
   Host::renameTask(options.strTask, options.strNew);
-  fmt::print("renamed {} to {}\n", options.strTask, options.strNew);
+  say("renamed {} to {}\n", options.strTask, options.strNew);
   return EXIT_DONE;
 }
 
 }  // namespace
 
 void addTaskRenameCommands(CLI::App& task, Context& context) {
-  auto pRename = std::make_shared<RenameOptions>();
   CLI::App* pCommand = addCommand(task, "rename", "Rename a task, also in other tasks, its run records and its output.",
                                   "  eorva task rename disk-usage disk-report --yes\n");
+  auto pRename = onCommand(pCommand, context, &runRename);
   pCommand->add_option("task", pRename->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_option("new", pRename->strNew, "new name")->required()->type_name("NAME");
   pCommand->add_flag("--yes", pRename->blYes, "do not ask");
-  onCommand(pCommand, context, pRename, &runRename);
 
-  auto pDelete = std::make_shared<DeleteOptions>();
   pCommand = addCommand(task, "delete", "Delete a task and its run records; its output moves to TASK~1.",
                         "  eorva task delete disk-usage --yes\n");
+  auto pDelete = onCommand(pCommand, context, &runDelete);
   pCommand->add_option("task", pDelete->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--yes", pDelete->blYes, "do not ask");
-  onCommand(pCommand, context, pDelete, &runDelete);
 }

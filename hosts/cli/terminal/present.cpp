@@ -16,7 +16,7 @@
 #include "common/text/json_members.h"
 #include "common/text/json_utf8.h"
 #include "common/text/stored_time.h"
-#include "common/text/terminal_text.h"
+#include "say.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -29,7 +29,8 @@ void writeJson(const Json::Value& jValue, const char* szIndentation) {
   builder["emitUTF8"] = true;
   // With more digits, 0.1 would be written as 0.10000000000000001.
   builder["precision"] = 15;
-  fmt::print("{}\n", Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue)));
+  const std::string strJson = Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue));
+  fmt::print("{}\n", Host::withoutControls(strJson));
 }
 
 }  // namespace
@@ -63,7 +64,7 @@ void printNote(const std::string& strText) {
     return;
   }
   std::fflush(stdout);
-  fmt::print(stderr, "eorva: {}\n", Host::shownOn(STDERR_FILENO, strText));
+  fmt::print(stderr, "eorva: {}\n", Host::asMessage(strText));
 }
 
 std::string timeText(const Json::Value& jRec, const char* szKey) {
@@ -82,21 +83,22 @@ const char* outcomeColor(Host::Outcome::Kind kind) {
   return "yellow";
 }
 
-std::string waitsForText(const Json::Value& jTask) {
-  const std::vector<std::string> vecWaitsFor = Host::readDependencyList(textOf(jTask, "depend_on_task"));
-  return vecWaitsFor.empty() ? "-" : fmt::format("{}", fmt::join(vecWaitsFor, ", "));
+std::string listText(const std::vector<std::string>& vecNames) {
+  return vecNames.empty() ? "-" : fmt::format("{}", fmt::join(vecNames, ", "));
 }
 
-void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor) {
+std::string waitsForText(const Json::Value& jTask) {
+  return listText(Host::readDependencyList(textOf(jTask, "depend_on_task")));
+}
+
+void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {
   Table table({{"RUN", true}, {"TASK"}, {"OWNER"}, {"TRIGGER"}, {"START"}, {"STOP"}, {"TIME", true}, {"HOW IT ENDED"}},
               blColor);
   for (const Json::Value& jRun : vecRuns) {
     const Host::Outcome outcome = Host::outcomeOf(jRun);
-    const std::string strTask = textOf(jRun, "task_name");
-    const auto itOwner = owners.find(strTask);
     table.addRow({{std::to_string(intOf(jRun, "result_id"))},
-                  {strTask},
-                  {itOwner != owners.end() ? itOwner->second : "-"},
+                  {textOf(jRun, "task_name")},
+                  {Host::ownerText(jRun)},
                   {textOf(jRun, "trigger_event")},
                   {timeText(jRun, "start_time")},
                   {timeText(jRun, "stop_time")},
@@ -112,15 +114,16 @@ void printFields(const std::vector<std::pair<std::string, std::string>>& vecFiel
     cbLongest = std::max(cbLongest, strName.size());
   }
   for (const auto& [strName, strValue] : vecFields) {
-    fmt::print("{:<{}}  {}\n", strName + ":", cbLongest + 1, Host::shownOn(STDOUT_FILENO, strValue));
+    say("{:<{}}  {}\n", strName + ":", cbLongest + 1, strValue);
   }
 }
 
 void printReasons(const std::string& strSubject, const std::string& strTask,
                   const std::vector<Host::Reason>& vecReasons) {
   for (const Host::Reason& reason : vecReasons) {
-    const std::string strAdvice = Host::reasonAdvice(strTask, reason);
-    fmt::print("{}", Host::shownOn(STDOUT_FILENO, fmt::format("  {} {}\n{}", strSubject, Host::reasonText(reason),
-                                                              strAdvice.empty() ? "" : "      " + strAdvice + "\n")));
+    say("  {} {}\n", strSubject, Host::reasonText(reason));
+    if (const std::string strAdvice = Host::reasonAdvice(strTask, reason); !strAdvice.empty()) {
+      say("      {}\n", strAdvice);
+    }
   }
 }

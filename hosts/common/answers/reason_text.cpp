@@ -25,6 +25,10 @@ std::string enableTask(const std::string& strTask, const Reason& reason) {
   return eorvaCommand("task enable", {reason.strOther.empty() ? strTask : reason.strOther});
 }
 
+std::string setOwner(const std::string& strTask, const Reason& reason) {
+  return ownerCommand(strTask, textOf(reason.jDetails, "user"));
+}
+
 std::string waitForTheRest(const std::string& strTask, const Reason& reason) {
   return waitsForCommand(strTask, textsOf(reason.jDetails, "needs"));
 }
@@ -44,9 +48,10 @@ std::string listRunsOf(const std::string& strTask, const Reason&) {
 /// The code "unknown" has a row for each cause.
 constexpr auto WORDS = std::to_array<Words>({
     {"disabled", "{is} disabled", "", &enableTask},
+    {"no_owner", "{has} no owner: {problem}", "", &setOwner},
     {"malformed", "{has} a dependency list that cannot be read, \"{list}\"", "", &waitForTheRest},
     {"missing", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
-    {"circle", "{waits} \"{other}\", which {waits} it in turn", "", &waitForTheRest},
+    {"circle", "{waits} \"{other}\", which {waits} it, too", "", &waitForTheRest},
     {"other_event", "{waits} \"{other}\", which {belongs} to the event \"{other_event}\"", "", &moveOther},
     {"need_disabled", "{waits} \"{other}\", which {is} disabled", "", &enableTask},
     {"need_blocked", "{waits} \"{other}\", which {is} not started", "", &explainOther},
@@ -62,7 +67,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"interrupted", "was not started: the execution was interrupted during run {run} of \"{task}\"",
      "eorva runs show {run}"},
     {"not_there", "did not belong to the event \"{event}\" then", ""},
-    {"not_fired", "was not started, nor was any other task of the event: {problem}", "eorva check"},
+    {"not_fired", "was not started, like all tasks of the event: {problem}", "eorva check"},
     {"unknown failed", "could not be started", "journalctl -t eorva"},
     {"unknown not_remembered",
      "was perhaps added, enabled or changed later, or could not be started, or its run was deleted",
@@ -147,6 +152,10 @@ Json::Value reasonForPrograms(const std::string& strTask, const Reason& reason) 
                    {"text", reasonText(reason)},
                    {"advice", reasonAdvice(strTask, reason)},
                    {"other_task", reason.strOther.empty() ? Json::Value() : Json::Value(reason.strOther)}});
+}
+
+Json::Value reasonsForPrograms(const std::string& strTask, const std::vector<Reason>& vecReasons) {
+  return arrayOf(vecReasons, [&](const Reason& reason) { return reasonForPrograms(strTask, reason); });
 }
 
 }  // namespace Host

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "common/executions/execution_request.h"
+#include "common/executions/detached_start.h"
 #include "common/executions/progress.h"
 #include "common/output/retention.h"
 #include "common/output/run_files.h"
@@ -10,6 +10,8 @@
 #include "common/runs/script_end.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
+#include "reason_text.h"
+#include "task_answers.h"
 
 namespace Host {
 
@@ -54,17 +56,19 @@ Json::Value itemForPrograms(const PrunedItem& item) {
 
 }  // namespace
 
-Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
+Json::Value runForPrograms(const Json::Value& jRun) {
   const Outcome outcome = outcomeOf(jRun);
-  const auto itOwner = owners.find(textOf(jRun, "task_name"));
+  const Json::Value& jOwner = memberOf(jRun, "owner");
   Json::Value jOut = jRun;
   makeTimesTrue(jOut);
-  jOut["owner_name"] = itOwner != owners.end() ? Json::Value(itOwner->second) : Json::Value();
+  jOut["owner"] = jOwner;
+  jOut["owner_name"] = jOwner.isNull() ? Json::Value() : Json::Value(ownerText(jRun));
   jOut["duration"] = durationOf(jRun);
   jOut["outcome"] = outcomeWord(outcome.kind);
   jOut["outcome_text"] = outcome.strText;
   jOut["end"] = endForPrograms(jRun);
   jOut["cpu_seconds"] = cpuSecondsOf(jRun);
+  jOut["output_cut"] = memberOf(memberOf(jRun, "extra"), OUTPUT_CUT);
   for (const char* szCost : {"memory_peak", "io_read", "io_written"}) {
     jOut[szCost] = memberOf(jRun, szCost);
   }
@@ -73,8 +77,12 @@ Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
   return jOut;
 }
 
-Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
-  return arrayOf(vecRuns, [&](const Json::Value& jRun) { return runForPrograms(jRun, owners); });
+Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns) {
+  return arrayOf(vecRuns, &runForPrograms);
+}
+
+Json::Value stoppedForPrograms(const std::vector<Json::Value>& vecRuns) {
+  return vecRuns.size() == 1 ? runForPrograms(vecRuns.front()) : runsForPrograms(vecRuns);
 }
 
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines) {
@@ -88,6 +96,14 @@ Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsi
                    {"text", end.strText}});
 }
 
+Json::Value scriptDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight,
+                                        const std::string& strDifference) {
+  return objectOf({{"left", intOf(jLeft, "result_id")},
+                   {"right", intOf(jRight, "result_id")},
+                   {"same", strDifference.empty()},
+                   {"difference", strDifference}});
+}
+
 Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
   return objectOf({{"dry_run", blDryRun},
                    {"runs", arrayOf(result.vecRuns, &itemForPrograms)},
@@ -96,15 +112,21 @@ Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
                    {"problems", arrayOf(result.vecProblems)}});
 }
 
-Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners) {
-  Json::Value jOut(Json::objectValue);
-  jOut[request.kind()] = request.strName;
-  jOut["runs"] = Json::Value(Json::arrayValue);
-  for (const auto& [iRun, jRun] : progress.runs()) {
-    jOut["runs"].append(runForPrograms(jRun, owners));
-  }
-  jOut["not_started"] = arrayOf(progress.notStarted());
-  return jOut;
+Json::Value startForPrograms(const ExecutionRequest& request, const DetachedStart& start) {
+  const bool blUnit = !start.strUnit.empty();
+  return objectOf({{request.kind(), request.strName},
+                   {blUnit ? "unit" : "pid", blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid)}});
+}
+
+Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress,
+                                 const std::vector<LeftOut>& vecLeftOut) {
+  const auto leftOut = [](const LeftOut& task) {
+    return objectOf({{"task_name", task.strTask}, {"reasons", reasonsForPrograms(task.strTask, task.vecReasons)}});
+  };
+  return objectOf({{request.kind(), request.strName},
+                   {"runs", arrayOf(progress.runs(), [](const auto& run) { return runForPrograms(run.second); })},
+                   {"not_started", arrayOf(progress.notStarted())},
+                   {"left_out", arrayOf(vecLeftOut, leftOut)}});
 }
 
 }  // namespace Host

@@ -8,12 +8,13 @@
 
 namespace Host {
 
-std::string ownerText(const Json::Value& jTask) {
-  const Json::Value& jOwner = memberOf(jTask, "owner");
+std::string ownerText(const Json::Value& jRecord) {
+  const Json::Value& jOwner = memberOf(jRecord, "owner");
   if (!jOwner.isInt64()) {
     return "-";
   }
-  const std::string strName = userName(static_cast<uid_t>(jOwner.asInt64()));
+  const std::string strStored = textOf(jRecord, "owner_name");
+  const std::string strName = strStored.empty() ? userName(static_cast<uid_t>(jOwner.asInt64())) : strStored;
   return strName.empty() ? jOwner.asString() : strName;
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/server/shares.h"
+#include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -70,7 +71,7 @@ void checkTogether(const ConfigValues& values, const std::set<Json::Int64>& setO
                    std::vector<std::string>& vecWhy) {
   const bool blOff = textAfter(values, ENABLE_OUTPUT) == "no";
   if (values.count(ENABLE_OUTPUT) > 0 && !blOff && textAfter(values, OUTPUT_PATH).empty()) {
-    vecWhy.emplace_back("no output path is set; set one with --output-path SHARE or output_path=SHARE");
+    vecWhy.emplace_back("no output path is set; set output_path, too");
   }
   if (values.count(ENABLE_OUTPUT) > 0 && blOff && setOwners.size() > 1 && textAfter(values, "shared_script") != "yes") {
     vecWhy.push_back(fmt::format(
@@ -92,6 +93,13 @@ std::string sectionFile(const ConfigValues& values) {
     jConfig[ENABLE_OUTPUT] = itEnable->second == "yes";
   }
   return jConfig == jBefore ? readTextFile(CONFIG_PATH).value_or("") : configFileWith(jConfig);
+}
+
+bool areKnown(const ConfigValues& values) {
+  const std::vector<std::string> vecKeys = configKeys();
+  return std::all_of(values.begin(), values.end(), [&](const auto& value) {
+    return std::find(vecKeys.begin(), vecKeys.end(), value.first) != vecKeys.end();
+  });
 }
 
 }  // namespace
@@ -153,6 +161,25 @@ FileTexts configFilesWith(const ConfigValues& values) {
 void setConfig(const ConfigLock& lock, const ConfigValues& values) {
   const DeferredSignals deferred;
   ConfigChange(lock, configFilesWith(values)).finish();
+}
+
+void changeConfig(const ConfigLock& lock, const ConfigValues& values, const std::set<Json::Int64>& setOwners) {
+  if (const std::vector<std::string> vecWhy = whyNotConfig(values, setOwners); !vecWhy.empty()) {
+    const std::string strWhy = fmt::format("{}", fmt::join(vecWhy, "\n"));
+    if (!areKnown(values)) {
+      throw UsageFailure(strWhy);
+    }
+    throw Failure(strWhy);
+  }
+  setConfig(lock, values);
+}
+
+void changeConfig(const ConfigValues& values, bool blForce) {
+  // The values are checked against others, which must not change before they are set.
+  const ConfigLock lock;
+  const auto itOutput = values.find("enable_output");
+  const bool blOwnersCount = itOutput != values.end() && itOutput->second == "no" && !blForce;
+  changeConfig(lock, values, blOwnersCount ? ownersOf(listTasks()) : std::set<Json::Int64>());
 }
 
 }  // namespace Host

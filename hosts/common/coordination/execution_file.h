@@ -1,5 +1,5 @@
 /// \file execution_file.h
-/// The files in which running executions note what happens to their runs.
+/// The files in which running executions note the events of their runs.
 ///
 /// Every execution keeps a file in /run/eorva/executions locked for its lifetime. The process of the execution, the
 /// processes of its runs, the watch, and whoever stops a run append lines. The watch and the display wait for new lines
@@ -29,6 +29,7 @@ struct RunNotes {
   std::uint64_t ticksStart = 0;   ///< when this process started, in clock ticks since the boot
   std::string strGroup;           ///< the name of this group; empty where there are none
   std::optional<int> status;      ///< wait status of the shell that ran the script; -1: the script was not started
+  std::int64_t cbWritten = 0;     ///< how much output had been written when it was cut; 0 when it was not
   std::string strEndedBy;         ///< why it is being ended early; empty when it is not
   std::chrono::seconds grace{0};  ///< time to end by itself then
   bool blClosed = false;          ///< its process has ended
@@ -40,7 +41,7 @@ struct ExecutionNotes {
   Json::Int64 iFiring = 0;            ///< the recorded firing of the event; 0 for none
   std::string strGroup;               ///< folder of its control group; empty where there are none
   std::map<pid_t, RunNotes> mapRuns;  ///< by process
-  unsigned cStored = 0;               ///< how often the store got what was noted before
+  unsigned cStored = 0;               ///< how often earlier notes got into the store
   std::set<Json::Int64> setInTheWay;  ///< open runs that kept it from starting their tasks
   bool blDone = false;                ///< it ended in order, and left background processes of scripts in its group
 
@@ -100,7 +101,7 @@ public:
   /// A run whose process has ended.
   void noteClosed(pid_t pid) const;
 
-  /// The store has what was noted before.
+  /// The store has all earlier notes.
   void noteStored() const;
 
   /// A task is not started because this run of it is open.
@@ -112,8 +113,9 @@ public:
 
   void noteDone() const;
 
-  /// \param iStatus  see RunReport::end().
-  void noteEnd(pid_t pid, int iStatus) const;
+  /// \param iStatus    see RunReport::end().
+  /// \param cbWritten  see RunNotes.
+  void noteEnd(pid_t pid, int iStatus, std::int64_t cbWritten = 0) const;
 
   /// @}
 

@@ -34,7 +34,7 @@ pid_t forkWatch(const ExecutionRequest& request, const ExecutionPlan& plan, cons
   return pid;
 }
 
-/// Neither end waits for the other: an execution does not stop because nobody reads what it says.
+/// Neither end waits for the other: an execution continues when nobody reads its messages.
 Pipe messagePipe() {
   Pipe pipe;
   for (const UniqueFd* pEnd : {&pipe.reader, &pipe.writer}) {

@@ -14,7 +14,8 @@
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/support/default_limits.h"
+#include "common/support/service_defaults.h"
+#include "common/tasks/task_owner.h"
 #include "execution_watch.h"
 #include "messages.h"
 #include "next_tasks.h"
@@ -36,9 +37,10 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
     _exit(RESULT_REFUSED);
   }
   Json::Value jTask = requireTask(session, strTask);
+  requireOwner(jTask);
   Json::Value jTasks(Json::arrayValue);
   jTasks.append(jTask);
-  recorder.setLimits(jTasks);
+  recorder.setTasks(jTasks);
   return runTaskOne(jTask, session.tasks(), session.runs(), session.db());
 }
 
@@ -64,7 +66,7 @@ int runRequest(Session& session, const ExecutionRequest& request, const Executio
   return runByEvent(session.tasks(), session.runs(), jIn, session.db());
 }
 
-/// Nobody would watch the runs if the watch was killed. Whoever notices it ends and closes them.
+/// Nobody would watch the runs if the watch was killed. The next command that reconciles ends and closes them.
 void dieWith(pid_t pidWatch) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != pidWatch) {

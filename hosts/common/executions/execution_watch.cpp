@@ -45,7 +45,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr char NAME[] = "eorva-watch";
 
-/// Pause between two looks at what is being ended.
+/// Pause between two looks at processes that are being ended.
 constexpr std::chrono::milliseconds ENDING_PAUSE(20);
 
 constexpr timespec TOGETHER{0, 30'000'000};

@@ -15,9 +15,12 @@ Progress::Progress(const ExecutionPlan& plan) : m_plan(plan), m_iLastRun(plan.iL
 
 std::vector<Json::Value> Progress::poll(Session& session, const std::function<std::set<pid_t>()>& fnChildren) {
   std::vector<Json::Value> vecNews;
-  const std::string strWhere = fmt::format("result_id > {} or (result_id in ({}) and stop_time is not null)",
-                                           m_iLastRun, fmt::join(m_setOpen, ", "));
-  const Json::Value jRuns = listRuns(session, strWhere);
+  // Two lists, because for both conditions at once SQLite would look at all runs.
+  Json::Value jRuns =
+      listRuns(session, fmt::format("result_id in ({}) and stop_time is not null", fmt::join(m_setOpen, ", ")));
+  for (Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", m_iLastRun))) {
+    jRuns.append(std::move(jRun));
+  }
   const std::set<pid_t> setChildren = fnChildren();
   for (const Json::Value& jRun : jRuns) {
     const Json::Int64 iRun = intOf(jRun, "result_id");
@@ -30,6 +33,7 @@ std::vector<Json::Value> Progress::poll(Session& session, const std::function<st
       m_setOpen.erase(iRun);
     }
     m_mapRuns[iRun] = jRun;
+    m_setTasks.insert(textOf(jRun, "task_name"));
     vecNews.push_back(jRun);
   }
   return vecNews;
@@ -45,18 +49,24 @@ std::vector<Json::Value> Progress::failedRuns() const {
   return vecFailed;
 }
 
+bool Progress::hasRunOf(const std::string& strTask) const {
+  return m_setTasks.count(strTask) > 0;
+}
+
 std::vector<std::string> Progress::notStarted() const {
-  std::set<std::string> setStarted;
-  for (const auto& [iRun, jRun] : m_mapRuns) {
-    setStarted.insert(textOf(jRun, "task_name"));
-  }
   std::vector<std::string> vecNames;
   for (const GraphTask& task : m_plan.vecTasks) {
-    if (setStarted.count(task.strName) == 0) {
+    if (!hasRunOf(task.strName)) {
       vecNames.push_back(task.strName);
     }
   }
   return vecNames;
+}
+
+std::vector<LeftOut> Progress::leftOut(Session& session) const {
+  std::vector<LeftOut> vecLeftOut = Host::leftOut(session, m_plan.iFiring);
+  std::erase_if(vecLeftOut, [&](const LeftOut& task) { return hasRunOf(task.strTask); });
+  return vecLeftOut;
 }
 
 }  // namespace Host

@@ -13,6 +13,7 @@
 
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
+#include "common/coordination/prune_problems.h"
 #include "common/output/output_place.h"
 #include "common/runs/reconcile.h"
 #include "common/server/shares.h"
@@ -24,6 +25,7 @@
 #include "common/support/paths.h"
 #include "common/tasks/script_check.h"
 #include "common/tasks/unfinished_rename.h"
+#include "common/text/amounts.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -93,11 +95,23 @@ void checkShares(HealthFindings& findings) {
   }
 }
 
+void checkRoom(const OutputPlace& place, HealthFindings& findings) {
+  constexpr std::uintmax_t CB_LITTLE = std::uintmax_t{64} << 20;
+  try {
+    if (const std::uintmax_t cb = place.requireRoom(); cb < CB_LITTLE) {
+      findings.push_back({Severity::WARNING, "output_room", place.path(), objectOf({{"room", sizeText(cb)}})});
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::PROBLEM, "output_full", place.path(), objectOf({{"problem", error.what()}})});
+  }
+}
+
 void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
   try {
     const std::optional<OutputPlace> place = OutputPlace::enabled();
     if (place) {
       place->check();
+      checkRoom(*place, findings);
     } else if (ownersOf(jTasks).size() > 1) {
       std::vector<std::string> vecProblems;
       const bool blAccepted = readSettings(vecProblems).blSharedScript;
@@ -191,6 +205,16 @@ void checkRuns(Session& session, HealthFindings& findings) {
       findings.push_back({Severity::PROBLEM, "run_without_process", std::to_string(intOf(jRun, "result_id")),
                           objectOf({{"task", textOf(jRun, "task_name")}})});
     }
+  }
+}
+
+void checkPruning(HealthFindings& findings) {
+  try {
+    for (const std::string& strProblem : pruneProblems()) {
+      findings.push_back({Severity::PROBLEM, "not_removed", "", objectOf({{"problem", strProblem}})});
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::WARNING, "not_removed", "", objectOf({{"problem", error.what()}})});
   }
 }
 

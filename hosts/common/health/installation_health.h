@@ -31,7 +31,7 @@ inline constexpr char MAIL_TIMER[] = "eorva-mail-flush.timer";
 /// \param strProblem  the text of the failure.
 void reportUnusableStore(const std::string& strProblem, HealthFindings& findings);
 
-/// Checks who can change the files of the store and of the configuration.
+/// Checks that only root can change the files of the store and of the configuration.
 void checkStoreFiles(HealthFindings& findings);
 
 /// Has SQLite check the content of the store.
@@ -54,6 +54,9 @@ void checkControlGroups(HealthFindings& findings);
 
 /// Finds runs that are recorded as running although their process has ended.
 void checkRuns(Session& session, HealthFindings& findings);
+
+/// Tells which old runs and output could not be removed.
+void checkPruning(HealthFindings& findings);
 
 /// Finds output that does not lie under its task's name.
 void checkUnfinishedRenames(Session& session, HealthFindings& findings);

@@ -24,6 +24,7 @@ struct RunFolder {
   Json::Int64 iSince = 0;       ///< start of the run, or an earlier change of the folder
   std::uint64_t cb = 0;         ///< size
   bool blOnlyRunFiles = false;  ///< it contains only output and script
+  uid_t owner = 0;              ///< of the task folder: who has filled it
 };
 
 /// Lists the run folders in a place: folders with an output or a script.

@@ -7,7 +7,6 @@
 
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 

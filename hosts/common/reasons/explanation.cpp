@@ -7,7 +7,6 @@
 
 #include "common/runs/run_query.h"
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 #include "event_plan.h"
@@ -49,8 +48,8 @@ void takeFacts(const ExecutionFacts& facts, Explanation& explanation) {
 
 /// A reason that no longer holds needs no action.
 void settleOldReasons(const std::vector<Reason>& vecNow, std::vector<Reason>& vecReasons) {
-  static const std::set<std::string> OF_TASKS = {"disabled",    "malformed",     "missing",     "circle",
-                                                 "other_event", "need_disabled", "need_blocked"};
+  static const std::set<std::string> OF_TASKS = {"disabled", "no_owner",    "malformed",     "missing",
+                                                 "circle",   "other_event", "need_disabled", "need_blocked"};
   for (Reason& reason : vecReasons) {
     const bool blHolds = std::any_of(vecNow.begin(), vecNow.end(), [&](const Reason& now) {
       return now.strCode == reason.strCode && now.strOther == reason.strOther;

@@ -1,12 +1,13 @@
 #include "firing.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <fmt/format.h>
 
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
+#include "common/tasks/event_relations.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 
@@ -42,8 +43,14 @@ FiringReasons reasonsAtBegin(Session& session, const FiringBegin& begin, const J
 
 /// Drops the reasons of deleted or renamed tasks.
 void dropGone(Session& session, FiringReasons& mapReasons) {
-  const std::set<std::string> setThere = taskNames(session);
-  std::erase_if(mapReasons, [&](const auto& entry) { return setThere.count(entry.first) == 0; });
+  std::set<std::string> setGone;
+  for (const auto& [strTask, vecReasons] : mapReasons) {
+    setGone.insert(strTask);
+  }
+  for (const Json::Value& jTask : listRelations(session, setGone)) {
+    setGone.erase(textOf(jTask, "task_name"));
+  }
+  std::erase_if(mapReasons, [&](const auto& entry) { return setGone.count(entry.first) > 0; });
 }
 
 std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
@@ -64,15 +71,33 @@ std::vector<Json::Value> runsAt(Session& session, const Firing& firing, const st
   return {jRuns.begin(), jRuns.end()};
 }
 
-FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const FiringReasons& mapBefore) {
+/// The tasks that were going to start, and did not.
+std::set<std::string> notStarted(const ExecutionFacts& facts, const FiringReasons& mapBefore) {
+  std::set<std::string> setTasks;
+  for (const auto& [strTask, vecReasons] : mapBefore) {
+    if (vecReasons.empty()) {
+      setTasks.insert(strTask);
+    }
+  }
+  for (const Json::Value& jRun : facts.vecRuns) {
+    setTasks.erase(textOf(jRun, "task_name"));
+  }
+  return setTasks;
+}
+
+FiringReasons reasonsAtEnd(Session& session, const std::string& strEvent, const ExecutionFacts& facts,
+                           const FiringReasons& mapBefore) {
   FiringReasons mapReasons;
-  const Json::Value jTasks = listRelations(session);
+  const std::set<std::string> setTasks = notStarted(facts, mapBefore);
+  if (setTasks.empty()) {
+    return mapReasons;
+  }
+  const Json::Value jTasks = listEventRelations(session, strEvent);
   const TaskGraph graph(jTasks);
   Reasons reasons(graph, Tense::THEN);
   for (const Json::Value& jTask : jTasks) {
     const std::string strTask = textOf(jTask, "task_name");
-    const auto it = mapBefore.find(strTask);
-    if (it != mapBefore.end() && it->second.empty() && !runOf(facts.vecRuns, strTask).isObject()) {
+    if (setTasks.count(strTask) > 0) {
       mapReasons[strTask] = whyNotStarted(session, facts, jTask, reasons.of(*graph.find(strTask)));
     }
   }
@@ -127,12 +152,27 @@ void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& no
   }
   ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFiredAt, runsOf(session, notes), notes.setInTheWay,
                        blOverBudget};
-  const FiringReasons mapReasons = reasonsAtEnd(session, facts, table.reasonsOf(firing->iId));
+  const FiringReasons mapReasons = reasonsAtEnd(session, firing->strEvent, facts, table.reasonsOf(firing->iId));
   firing->iEndedAt = now();
   firing->iEventFireTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");
   WriteLock lock(session, LOCK_LIMIT);
   table.end(*firing, mapReasons);
   lock.commit();
+}
+
+bool LeftOut::isFailure() const {
+  return std::any_of(vecReasons.begin(), vecReasons.end(),
+                     [](const Reason& reason) { return reason.strCode == "no_owner"; });
+}
+
+std::vector<LeftOut> leftOut(Session& session, Json::Int64 iFiring) {
+  std::vector<LeftOut> vecLeftOut;
+  for (auto& [strTask, vecReasons] : FiringTable(session).reasonsOf(iFiring)) {
+    if (!vecReasons.empty()) {
+      vecLeftOut.push_back({strTask, std::move(vecReasons)});
+    }
+  }
+  return vecLeftOut;
 }
 
 std::optional<LastFiring> lastFiring(Session& session, const std::string& strEvent) {

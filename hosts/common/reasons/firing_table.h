@@ -1,7 +1,7 @@
 /// \file firing_table.h
 /// Records of the last times that each event was fired.
 ///
-/// Run records tell what an event started. Why it did not start a task is known at that moment only: the task may be
+/// Run records tell which tasks an event started. The reasons against other tasks are known only then: a task may be
 /// enabled later. So the reasons are stored then. There they survive a reboot, go into backups, and follow a renamed
 /// task.
 

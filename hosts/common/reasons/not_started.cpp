@@ -6,7 +6,6 @@
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"

@@ -1,5 +1,5 @@
 /// \file outcome.h
-/// How a run ended, from its record.
+/// The outcome of a run, from its record.
 
 #pragma once
 
@@ -7,6 +7,9 @@
 #include <string>
 
 namespace Host {
+
+/// Member of `extra` in the record of a run whose output was cut: how much had been written.
+inline constexpr char OUTPUT_CUT[] = "output_cut";
 
 /// The exit type of a run whose exit status is unknown, since its process had ended.
 inline constexpr char EXIT_INTERRUPTED[] = "interrupted";

@@ -17,7 +17,6 @@
 #include "common/server/systemd_units.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
@@ -59,7 +58,7 @@ Json::Value exitInfoOf(int iStatus) {
   return jExit;
 }
 
-/// What is known about the end of a run whose execution was killed.
+/// The known facts about the end of a run whose execution was killed.
 Json::Value endOf(const RunNotes& run) {
   Json::Value jEnd(Json::objectValue);
   if (run.status) {
@@ -73,6 +72,7 @@ Json::Value endOf(const RunNotes& run) {
   } else if (run.blClosed && !run.status) {
     jEnd["ended_by"] = ENDED_KILLED;
   }
+  noteCut(run, jEnd);
   return jEnd;
 }
 
@@ -187,6 +187,12 @@ void pruneRunning(Session& session, const Json::Value& jTask) {
 
 }  // namespace
 
+void noteCut(const RunNotes& run, Json::Value& jEnd) {
+  if (run.cbWritten > 0) {
+    jEnd["extra"][OUTPUT_CUT] = static_cast<Json::Int64>(run.cbWritten);
+  }
+}
+
 bool isRunAlive(const Json::Value& jRun) {
   const pid_t pid = pidOf(jRun);
   if (pid <= 0 || isOfOtherBoot(jRun)) {
@@ -221,8 +227,8 @@ std::vector<pid_t> livePidsOf(Session& session, const std::string& strTask) {
 
 namespace {
 
-/// Removes the exit code of a run that was killed, and what it was going to be. The library does so only for runs that
-/// it closes; this one may not even have a record.
+/// Removes the exit-code file of a killed run, and its drafts. The library removes only those of runs that it closes,
+/// and this run may not even have a record.
 void removeExitCode(pid_t pid) {
   const std::optional<ProcessStatus> status = processStatus(pid);
   if (status && !status->isEnded()) {

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 
@@ -13,18 +11,7 @@ namespace Host {
 
 namespace {
 
-/// The owner of a run is the owner of its task.
-std::string whereOwner(Session& session, uid_t owner) {
-  std::vector<std::string> vecTasks;
-  for (const Json::Value& jTask : listTasks(session)) {
-    if (intOf(jTask, "owner", -1) == static_cast<Json::Int64>(owner)) {
-      vecTasks.push_back(sqlText(textOf(jTask, "task_name")));
-    }
-  }
-  return fmt::format(" and task_name in ({})", fmt::join(vecTasks, ", "));
-}
-
-std::string whereOf(Session& session, const RunQuery& query) {
+std::string whereOf(const RunQuery& query) {
   std::string strWhere = "1";
   if (!query.strTask.empty()) {
     strWhere += " and task_name = " + sqlText(query.strTask);
@@ -33,7 +20,7 @@ std::string whereOf(Session& session, const RunQuery& query) {
     strWhere += " and trigger_event = " + sqlText(query.strEvent);
   }
   if (query.owner) {
-    strWhere += whereOwner(session, *query.owner);
+    strWhere += fmt::format(" and owner = {}", *query.owner);
   }
   if (query.since) {
     strWhere += fmt::format(" and {} >= {}", sqlTime("start_time"), *query.since);
@@ -53,7 +40,7 @@ RunPage newestRuns(Session& session, const RunQuery& query) {
   if (!query.strTask.empty()) {
     requireTask(session, query.strTask);
   }
-  const Json::Value jRuns = listRuns(session, whereOf(session, query), query.cLimit == 0 ? 0 : query.cLimit + 1);
+  const Json::Value jRuns = listRuns(session, whereOf(query), query.cLimit == 0 ? 0 : query.cLimit + 1);
   RunPage page{{jRuns.begin(), jRuns.end()}, query.cLimit != 0 && jRuns.size() > query.cLimit};
   std::reverse(page.vecRuns.begin(), page.vecRuns.end());
   if (page.blMore) {

@@ -3,11 +3,12 @@
 #include <filesystem>
 #include <fmt/format.h>
 
-#include "common/config/change_config.h"
+#include "common/config/configuration.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
 #include "common/support/paths.h"
+#include "common/tasks/task_owner.h"
 
 namespace Host {
 
@@ -43,7 +44,8 @@ void initialize(const std::string& strOutputPath) {
   if (!strPath.empty()) {
     changeConfig(lock, {{"output_path", strPath}, {"enable_output", "yes"}}, {});
   }
-  const Session session(Session::Store::CREATE);
+  Session session(Session::Store::CREATE);
+  storeOwnerNames(session, NamedOwners::UNKNOWN);
 }
 
 }  // namespace Host

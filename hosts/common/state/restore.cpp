@@ -11,6 +11,7 @@
 #include "common/store/store_tables.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"
+#include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -31,7 +32,7 @@ void refuseRuns() {
   }
   if (!vecRuns.empty()) {
     throw Failure(
-        fmt::format("cannot restore while run {} goes on; stop it, or wait for its end", fmt::join(vecRuns, ", ")));
+        fmt::format("cannot restore while run {} is running; stop it, or wait for its end", fmt::join(vecRuns, ", ")));
   }
 }
 
@@ -44,7 +45,7 @@ void checkRestore() {
     refuseRuns();
   }
   if (isAnyExecutionAlive()) {
-    throw Failure("cannot restore while an execution goes on; wait for its end");
+    throw Failure("cannot restore while an execution is running; wait for its end");
   }
 }
 
@@ -55,9 +56,10 @@ Restored restore(const std::string& strFile, Owners owners) {
   Restored restored;
   restored.vecFiles = restoreBackup(backup);
   restored.vecWarnings = backup.vecWarnings;
+  const OpenStore session;
+  storeOwnerNames(session, owners == Owners::AS_NUMBERED ? NamedOwners::ALL : NamedOwners::UNKNOWN);
   // Runs that went on during the backup have ended since.
   try {
-    const OpenStore session;
     reconcile(session);
   } catch (const Failure& error) {
     restored.vecWarnings.push_back(fmt::format("interrupted runs may be shown as running: {}", error.what()));

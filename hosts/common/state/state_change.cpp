@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <set>
 
 #include "eorvascheduler.h"
@@ -14,6 +15,7 @@
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_change_lock.h"
+#include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
 #include "joint_change.h"
 
@@ -76,8 +78,7 @@ std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& be
   return vecErrors;
 }
 
-void checkTasks(const StateDocument& before, const StateDocument& after, AllowedEvents events,
-                std::vector<std::string>& vecErrors, std::vector<std::string>& vecWarnings) {
+void checkTasks(const StateDocument& before, const StateDocument& after, AllowedEvents events, StateFindings& all) {
   const StateDifference difference = differenceOf(before, after);
   const std::set<std::string> setTouched = touchedTasks(difference);
   const TaskGraph graphBefore = graphOf(before);
@@ -86,16 +87,19 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
     if (setTouched.count(strTask) == 0) {
       if (waitsForChange(jTask, setTouched)) {
         const std::vector<std::string> vecNew = newErrors(jTask, graphBefore, graphAfter, events);
-        vecErrors.insert(vecErrors.end(), vecNew.begin(), vecNew.end());
+        all.vecErrors.insert(all.vecErrors.end(), vecNew.begin(), vecNew.end());
       }
       continue;
     }
     const Findings findings = checkTaskAmong(jTask, graphAfter, events);
     for (std::string& strError : errorsOf(strTask, findings)) {
-      vecErrors.push_back(std::move(strError));
+      all.vecErrors.push_back(std::move(strError));
+    }
+    if (findings.hint.kind != Hint::NONE) {
+      all.hint = findings.hint;
     }
     for (const Finding& warning : findings.vecWarnings) {
-      vecWarnings.push_back(fmt::format("task \"{}\": {}", strTask, warning.text()));
+      all.vecWarnings.push_back(fmt::format("task \"{}\": {}", strTask, warning.text()));
     }
   }
 }
@@ -139,7 +143,7 @@ void storeTasks(Session& session, const StateDifference& difference, const State
   for (const std::string& strTask : difference.vecCreated) {
     Json::Value jTask = after.mapTasks.at(strTask);
     Json::Value jCreated;
-    if (taskPreAction(jTask) < 0 || session.tasks()->recCreate(jTask, jCreated) < 0) {
+    if (!toStored(jTask) || session.tasks()->recCreate(jTask, jCreated) < 0) {
       failStore(strTask);
     }
   }
@@ -147,9 +151,58 @@ void storeTasks(Session& session, const StateDifference& difference, const State
     Json::Value jTask = after.mapTasks.at(strTask);
     // A missing description means an empty one.
     jTask["description"] = textOf(jTask, "description");
-    if (taskPreAction(jTask) < 0 || recUpdate(session.tasks(), jTask, session.db()) < 0) {
+    jTask["output_limit"] = Json::Value(memberOf(jTask, "output_limit"));
+    if (!toStored(jTask) || recUpdate(session.tasks(), jTask, session.db()) < 0) {
       failStore(strTask);
     }
+  }
+}
+
+template <typename Map>
+bool isSameIn(const Map& left, const Map& right, const std::string& strKey) {
+  const auto itLeft = left.find(strKey);
+  const auto itRight = right.find(strKey);
+  return itLeft == left.end() ? itRight == right.end() : itRight != right.end() && itLeft->second == itRight->second;
+}
+
+/// Refuses to overwrite what others have changed since the changes were shown.
+void requireUntouched(const StateDocument& before, const StateDocument& now, const StateDifference& difference,
+                      bool blPrune) {
+  for (const auto& [strTask, jTask] : now.mapTasks) {
+    if (blPrune && before.mapTasks.count(strTask) == 0) {
+      throw Failure(fmt::format("somebody else added the task \"{}\" meanwhile; apply the document again", strTask));
+    }
+  }
+  for (const std::string& strTask : touchedTasks(difference)) {
+    if (!isSameIn(before.mapTasks, now.mapTasks, strTask)) {
+      throw Failure(fmt::format("somebody else changed the task \"{}\" meanwhile; apply the document again", strTask));
+    }
+  }
+  for (const std::string& strKey : difference.vecConfig) {
+    if (!isSameIn(before.config, now.config, strKey)) {
+      throw Failure(fmt::format("somebody else changed {} meanwhile; apply the document again", strKey));
+    }
+  }
+}
+
+/// Checks the changes again, beside what others have changed meanwhile.
+void requireSound(const StateDocument& before, const StateDocument& now, const StateDocument& after,
+                  const StateDifference& difference) {
+  StateDocument then = now;
+  for (const std::string& strTask : touchedTasks(difference)) {
+    then.mapTasks.erase(strTask);
+    if (const auto it = after.mapTasks.find(strTask); it != after.mapTasks.end()) {
+      then.mapTasks.insert(*it);
+    }
+  }
+  for (const auto& [strKey, strValue] : changedConfig(before, after)) {
+    then.config[strKey] = strValue;
+  }
+  const std::vector<std::string> vecErrors = checkState(now, then, AllowedEvents::ANY).vecErrors;
+  if (!vecErrors.empty()) {
+    throw Failure(
+        fmt::format("somebody else changed other tasks meanwhile, and now the document cannot be applied:\n  {}",
+                    fmt::join(vecErrors, "\n  ")));
   }
 }
 
@@ -196,14 +249,14 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
   return difference;
 }
 
-std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
-                                     std::vector<std::string>& vecWarnings) {
-  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after)));
-  checkTasks(before, after, events, vecErrors, vecWarnings);
-  return vecErrors;
+StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events) {
+  StateFindings findings{whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after))), {}, {}};
+  checkTasks(before, after, events, findings);
+  return findings;
 }
 
-std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after) {
+std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after,
+                                     bool blPrune) {
   const StateDifference difference = differenceOf(before, after);
   // While this is held, none of the tasks runs or is started.
   std::vector<std::string> vecTouched = difference.vecChanged;
@@ -211,8 +264,9 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   const TaskChange change(session, vecTouched, "changed");
   const ConfigLock configLock;
   WriteLock lock(session);
-  if (!(currentState(session) == before)) {
-    throw Failure("somebody else changed the tasks or the configuration meanwhile; apply the document again");
+  if (const StateDocument now = currentState(session); !(now == before)) {
+    requireUntouched(before, now, difference, blPrune);
+    requireSound(before, now, after, difference);
   }
   // Files and store change in two steps, so signals wait.
   const DeferredSignals deferred;

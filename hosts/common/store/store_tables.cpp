@@ -22,7 +22,7 @@ void refuseOther(StoreTables tables) {
         fmt::format("the database {} is not a store: it has tables, but not \"task\" and \"task_result\"; move "
                     "it to another place",
                     DATABASE_PATH),
-        Hint::CREATE_STORE);
+        {Hint::CREATE_STORE});
   }
 }
 
@@ -51,7 +51,7 @@ StoreTables tablesOf(sqlite3* pDb) {
 void requireTables(sqlite3* pDb) {
   const StoreTables tables = tablesOf(pDb);
   if (tables == StoreTables::NONE) {
-    throw Failure(fmt::format("the store {} is empty: its tables are missing", DATABASE_PATH), Hint::RESTORE_STORE);
+    throw Failure(fmt::format("the store {} is empty: its tables are missing", DATABASE_PATH), {Hint::RESTORE_STORE});
   }
   refuseOther(tables);
 }

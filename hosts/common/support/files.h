@@ -50,7 +50,7 @@ void writeNewFile(const std::string& strPath, const std::string& strLike, const 
 /// Writes a file of our own in a folder that is open, in which others may write, too. A link is replaced.
 /// \param strPath  its path: the last part is its name there, the whole is for messages.
 /// \param fnWrite  writes the content to a descriptor; may throw.
-/// \throw Failure that names it; what was there is still there then.
+/// \throw Failure that names it; the old content stays then.
 void replaceFileAt(int fdFolder, const std::string& strPath, const std::function<void(int)>& fnWrite, mode_t mode);
 
 }  // namespace Host

@@ -7,18 +7,19 @@
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "task_members.h"
+#include "task_owner.h"
 
 namespace Host {
 
 namespace {
 
-/// Stores a task while the write lock is held: what the rules are checked against must still hold then.
+/// Stores a task while the write lock is held: the tasks that the rules were checked against must not change.
 TaskAdded store(Session& session, WriteLock& lock, Json::Value jTask, AllowedEvents events) {
   const std::string strTask = textOf(jTask, "task_name");
   fillDefaults(jTask);
   std::vector<Finding> vecWarnings = requireNoErrors(strTask, checkNewTask(jTask, listTasks(session), events), "added");
   Json::Value jCreated;
-  if (taskPreAction(jTask) < 0 || recCreate(session.tasks(), jTask, jCreated) < 0) {
+  if (!toStored(jTask) || recCreate(session.tasks(), jTask, jCreated) < 0) {
     throw Failure(fmt::format("the store refused the task \"{}\"; {}", strTask, SEE_LOG));
   }
   lock.commit();

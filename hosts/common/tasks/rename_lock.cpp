@@ -80,10 +80,9 @@ void RenameLock::changeLists() const {
     jUpdate["task_name"] = strTask;
     jUpdate["depend_on_task"] = writeDependencyList(vecWaitsFor);
     if (recUpdate(m_session.tasks(), jUpdate, m_session.db()) < 0) {
-      throw Failure(
-          fmt::format("the store refused to change the tasks that \"{1}\" waits for; remove \"{0}\" with: eorva task "
-                      "edit {1} --after ...",
-                      m_vecNames.front(), strTask));
+      vecWaitsFor.insert(vecWaitsFor.begin(), strTask);
+      throw Failure(fmt::format("the store refused to change the tasks that \"{}\" waits for", strTask),
+                    {Hint::SET_WAITS_FOR, vecWaitsFor});
     }
   }
   lock.commit();

@@ -38,10 +38,14 @@ void refuseDoubleEntries(Session& session, const std::string& strTask) {
     const std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jTask, "depend_on_task"));
     if (std::count(vecWaitsFor.begin(), vecWaitsFor.end(), strTask) > 1) {
       const std::string strOther = textOf(jTask, "task_name");
-      throw Failure(fmt::format(
-          "the task \"{0}\" waits for \"{1}\" twice; set the tasks that it waits for with: eorva task edit {0} "
-          "--after {1} ...",
-          strOther, strTask));
+      std::vector<std::string> vecNames{strOther};
+      for (const std::string& strAwaited : vecWaitsFor) {
+        if (std::find(vecNames.begin() + 1, vecNames.end(), strAwaited) == vecNames.end()) {
+          vecNames.push_back(strAwaited);
+        }
+      }
+      throw Failure(fmt::format("the task \"{}\" waits for \"{}\" twice", strOther, strTask),
+                    {Hint::SET_WAITS_FOR, vecNames});
     }
   }
 }

@@ -4,11 +4,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <set>
-#include <sqlite3.h>
 
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
+#include "name_match.h"
 
 namespace Host {
 
@@ -16,27 +16,6 @@ namespace {
 
 /// Store queries that one walk may cost. A graph of a few hundred tasks in layers stays far below it.
 constexpr unsigned MAX_QUERIES = 10000;
-
-bool matches(const std::string& strPattern, const std::string& strText) {
-  return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
-}
-
-bool isPattern(const std::string& strName) {
-  return strName.find_first_of("_%") != std::string::npos;
-}
-
-/// ASCII only, as the store compares.
-std::string folded(std::string strName) {
-  for (char& c : strName) {
-    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  }
-  return strName;
-}
-
-/// The pattern by which the library finds dependants.
-std::string patternOf(const std::string& strName) {
-  return "%[" + strName + "]%";
-}
 
 }  // namespace
 
@@ -54,6 +33,7 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.strEvent = textOf(jTask, "event");
     task.blEnabled = boolOf(jTask, "enable", true);
     task.iOwner = intOf(jTask, "owner", -1);
+    task.strOwner = textOf(jTask, "owner_name");
     task.strDepend = textOf(jTask, "depend_on_task");
     task.vecWaitsFor = readDependencyList(task.strDepend);
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
@@ -101,7 +81,7 @@ std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNa
     std::vector<std::string> vecNext = pTask->vecWaitsFor;
     // A pattern can also match across the brackets of two names.
     for (const auto& [strOther, task] : m_mapTasks) {
-      if (matches(patternOf(strOther), pTask->strDepend)) {
+      if (matches(dependantPattern(strOther), pTask->strDepend)) {
         vecNext.push_back(strOther);
       }
     }
@@ -114,11 +94,15 @@ std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNa
   return vecNames;
 }
 
+std::optional<OwnerProblem> TaskGraph::ownerProblem(const GraphTask& task) const {
+  return m_owners.problemOf(task.iOwner, task.strOwner);
+}
+
 std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) const& {
   std::vector<const GraphTask*> vecPlan;
   std::set<std::string> setPlanned;
   for (const GraphTask* pTask : tasksOf(strEvent)) {
-    if (pTask->blRoot && pTask->blEnabled) {
+    if (pTask->blRoot && canStart(*pTask)) {
       vecPlan.push_back(pTask);
       setPlanned.insert(pTask->strName);
     }
@@ -128,7 +112,7 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
     for (const GraphTask* pTask : dependantsOf(vecPlan[i]->strName)) {
       const bool blReady = std::all_of(pTask->vecWaitsFor.begin(), pTask->vecWaitsFor.end(),
                                        [&](const std::string& strAwaited) { return setPlanned.count(strAwaited) > 0; });
-      if (blReady && pTask->blEnabled && setPlanned.insert(pTask->strName).second) {
+      if (blReady && canStart(*pTask) && setPlanned.insert(pTask->strName).second) {
         vecPlan.push_back(pTask);
       }
     }
@@ -142,7 +126,7 @@ const std::vector<std::string>& TaskGraph::matchesOf(const std::string& strName)
   if (!blNew) {
     return vecNames;
   }
-  const std::string strPattern = patternOf(strName);
+  const std::string strPattern = dependantPattern(strName);
   for (const auto& [strOther, task] : m_mapTasks) {
     if (!task.strDepend.empty() && matches(strPattern, task.strDepend)) {
       vecNames.push_back(strOther);

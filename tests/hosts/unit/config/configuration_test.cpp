@@ -82,7 +82,7 @@ Json::Value taskOf(const std::string& strScript) {
 
 }  // namespace
 
-TEST_F(Configuration, TwoWhoChangeDifferentSettingsLoseNothing) {
+TEST_F(Configuration, TwoChangesOfDifferentSettingsAreBothKept) {
   pid_t pidFirst = -1;
   pid_t pidSecond = -1;
   {
@@ -108,7 +108,7 @@ TEST_F(Configuration, ASignalBetweenTheConfigurationAndTheTasksWaitsUntilBothAre
   before.config["retention_runs"] = "5";
   {
     Session session;
-    changeState(session, currentState(session), before);
+    changeState(session, currentState(session), before, false);
   }
   const int iStatus = statusOf(start([] {
     Session session;
@@ -122,7 +122,7 @@ TEST_F(Configuration, ASignalBetweenTheConfigurationAndTheTasksWaitsUntilBothAre
       return 0;
     };
     sqlite3_commit_hook(session.db(), endThis, nullptr);
-    changeState(session, now, after);
+    changeState(session, now, after, false);
   }));
   EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGTERM);
   Session session;

@@ -73,7 +73,7 @@ TEST_F(StartExecution, RunsATaskAndTellsHowItWent) {
                                        },
                                        [](const std::string& strLines) { ADD_FAILURE() << strLines; }});
   EXPECT_EQ(endOf(iStatus), ExecutionEnd::DONE);
-  const Json::Value jAnswer = executionForPrograms(m_request, progress, {{"b", "root"}});
+  const Json::Value jAnswer = executionForPrograms(m_request, progress, {});
   EXPECT_EQ(textOf(jAnswer, "task"), "b");
   ASSERT_EQ(jAnswer["runs"].size(), 1U);
   EXPECT_EQ(textOf(jAnswer["runs"][0], "outcome"), "failed");
@@ -84,7 +84,7 @@ TEST_F(StartExecution, RunsATaskAndTellsHowItWent) {
   EXPECT_EQ(progress.failedRuns().size(), 1U);
 }
 
-TEST_F(StartExecution, RefusesWhatIsNotThere) {
+TEST_F(StartExecution, RefusesUnknownEventsAndTasks) {
   m_request.strName = "no-such-event";
   EXPECT_THROW(checkRequest(m_request, false), Failure);
   m_request.strName = "bootup";

@@ -149,7 +149,7 @@ TEST_F(Firings, ReasonsThatAnOlderVersionStoredAreStillRead) {
   EXPECT_EQ("", text("off"));
 }
 
-TEST_F(Firings, RunThatWasAliveStaysTheReasonAndWhatWaitedWasNotStarted) {
+TEST_F(Firings, RunThatWasAliveStaysTheReasonAndItsDependantsWereNotStarted) {
   addTask("slow");
   addTask("after", "[slow]");
   const std::string strSelf = std::to_string(getpid());
@@ -239,6 +239,6 @@ TEST_F(Firings, TasksRunWhenTheFiringCannotBeRecorded) {
   const ExecutionPlan plan = fire();
   EXPECT_EQ(0, plan.iFiring);
   EXPECT_EQ(1U, plan.vecTasks.size());
-  EXPECT_THAT(plan.vecWarnings, ElementsAre(HasSubstr("for 'eorva explain'")));
+  EXPECT_THAT(plan.vecWarnings, ElementsAre(HasSubstr("cannot record which tasks")));
   EXPECT_EQ("0", count("firing")) << "all of it or nothing";
 }

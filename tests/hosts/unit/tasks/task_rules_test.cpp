@@ -132,7 +132,7 @@ TEST_F(ChangedTask, NullIsNoMember) {
   EXPECT_THAT(errors("pack", R"({"description":null})"), ElementsAre("description: must be a string"));
 }
 
-TEST_F(ChangedTask, TaskDoesNotMoveAwayFromWhatItWaitsFor) {
+TEST_F(ChangedTask, TaskDoesNotMoveAwayFromTheTasksThatItWaitsFor) {
   add("pack");
   add("verify", {"pack"});
   EXPECT_THAT(
