@@ -29,7 +29,8 @@ bool isUsed(Session& session, std::time_t second, const std::vector<std::string>
   for (const std::string& strTask : vecTasks) {
     vecNames.push_back(sqlText(strTask));
   }
-  return hasRun(session, fmt::format("task_name in ({}) and start_time = {}", fmt::join(vecNames, ", "), storedTime(second)));
+  return hasRun(session,
+                fmt::format("task_name in ({}) and start_time = {}", fmt::join(vecNames, ", "), storedTime(second)));
 }
 
 }  // namespace
