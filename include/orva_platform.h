@@ -90,7 +90,7 @@ constexpr int ORVA_TIME_FORMAT_YYYY_MM_DD__HH_MM_SS = 4;  ///< "2026-11-20 09:57
 namespace ORVA_JSON_DB {
 
 /// Renders a point in time in local time.
-/// \param lTime    Unix seconds.
+/// \param lTime    Unix seconds. A time below 0 continues those of 32 bits: -2147483648 is 2038-01-19 03:14:08 UTC.
 /// \param strOut   replaced by the text.
 /// \param iFormat  one of the formats above.
 /// \return 0; negative for an unknown format or a time that has no rendering.

@@ -129,3 +129,23 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   echo >/tmp/go
   wait
 }
+
+@test "a restore ends with 0 when it has restored, even if that cannot be printed" {
+  eorva backup kept.db >/dev/null
+  add_task one bootup alice 'echo one'
+  run -0 --separate-stderr bash -c 'eorva restore kept.db --yes >/dev/full'
+  complains "the change is made, but cannot write to standard output"
+  same "tasks" 0 "$(eorva task list --json | jq length)"
+}
+
+@test "an interrupted change is finished by the next command, which says so" {
+  cp /etc/eorva.conf /etc/eorva.conf.new
+  echo 'retention_runs=6' >>/etc/eorva.conf.new
+  echo '{"change": 0, "files": {"/etc/eorva.conf.new": "/etc/eorva.conf"}}' >"$STORE/unfinished-change.json"
+  run -0 --separate-stderr eorva config get retention_runs
+  complains "an interrupted change of the configuration was finished"
+  same "value" 6 "$output"
+  [[ ! -e $STORE/unfinished-change.json && ! -e /etc/eorva.conf.new ]]
+  run -0 --separate-stderr eorva config get retention_runs
+  same "said" "" "$stderr"
+}

@@ -177,7 +177,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   mv /etc/eorva.conf /etc/aside
   ln -s /mnt/eorva.conf /etc/eorva.conf
   run -1 --separate-stderr eorva config set output_path=scheduler/other retention_runs=7
-  complains "cannot create a file beside /mnt/eorva.conf"
+  complains "cannot create /mnt/eorva.conf.new"
   rm /etc/eorva.conf
   mv /etc/aside /etc/eorva.conf
   umount /mnt
@@ -209,4 +209,14 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   run -0 eorva init
   says "not set: no output is kept"
   cp shares.conf /etc/orva/shares.conf
+}
+
+@test "config set ends with 0 when it has set the value, even if the result cannot be shown" {
+  run -0 --separate-stderr bash -c 'eorva config set retention_runs=6 >/dev/full'
+  complains "the change is made, but cannot write to standard output"
+  same "set" 6 "$(eorva config get retention_runs)"
+  echo 'stop_grace=never' >>/etc/eorva.conf
+  run -0 --separate-stderr eorva config set retention_runs=8
+  complains "stop_grace"
+  same "set" 8 "$(eorva config get retention_runs)"
 }

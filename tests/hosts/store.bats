@@ -142,16 +142,24 @@ tasks() { eorva task list --json | jq -c '[.[].task_name]'; }
   same "tasks" 0 "$(sqlite3 kept.db 'select count(*) from task')"
 }
 
-@test "apply on a full disk changes nothing and says so" {
+@test "apply on a full disk changes everything or nothing" {
   mount_store 2m
   eorva export >before.yaml
-  sed 's/retention_runs: .*/retention_runs: 9/; s/exit 0/exit 1/' before.yaml >after.yaml
-  ! cmp -s before.yaml after.yaml
-  # Room for the note of the change, but not for the tasks.
-  dd if=/dev/zero of="$STORE/filler" bs=4k 2>/dev/null || true
-  run -1 --separate-stderr eorva apply after.yaml --yes
-  rm "$STORE/filler"
-  eorva export | diff before.yaml -
-  same "left over" "" "$(ls "$STORE" /etc | grep -E '\.new$|unfinished' || true)"
-  run -0 eorva apply after.yaml --yes
+  sed 's|output_path: .*|output_path: scheduler/other|' before.yaml | sed '$d' >after.yaml
+  printf '  long:\n    event: bootup\n    owner: alice\n    script: |\n%s\n...\n' \
+    "$(for ((i = 0; i < 400; i++)); do echo "      echo line $i of a script that needs some room in the store"; done)" >>after.yaml
+  local room state
+  for room in 0 4 8 12 16 20 24 28 32 40 48 64; do
+    eorva apply before.yaml --prune --yes >/dev/null
+    sqlite3 "$DATABASE" 'pragma wal_checkpoint(truncate)' >/dev/null
+    head -c "${room}k" /dev/zero >"$STORE/room"
+    dd if=/dev/zero of="$STORE/filler" bs=4k 2>/dev/null || true
+    rm "$STORE/room"
+    run --separate-stderr eorva apply after.yaml --yes
+    rm "$STORE/filler"
+    state=$(eorva config get output_path),$(eorva task list --json | jq length)
+    [[ $status,$state == 1,scheduler,1 || $status,$state == 0,scheduler/other,2 ]] ||
+      { echo "with $room KiB: $status,$state" "$stderr" >&2 && false; }
+    same "left over" "" "$(ls "$STORE" /etc | grep -E '\.new$|unfinished' || true)"
+  done
 }
