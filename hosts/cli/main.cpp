@@ -18,6 +18,7 @@
 #include "cli/terminal/present.h"
 #include "command_line.h"
 #include "common/answers/hint_text.h"
+#include "common/state/joint_change.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
@@ -105,6 +106,15 @@ void complain(const std::string& strText) {
   std::fputs(fmt::format("eorva: {}\n", Host::asMessage(strText)).c_str(), stderr);
 }
 
+/// A change that was killed or lost power is finished or undone by the next command.
+void settleInterrupted() {
+  try {
+    printNote(Host::settleInterruptedChange());
+  } catch (const Host::Failure& failure) {
+    printNote(fmt::format("warning: an interrupted change of the configuration is not finished: {}", failure.what()));
+  }
+}
+
 int runCommandLine(int argc, char** argv) {
   Context context;
   CLI::App app("Runs users' scripts when something happens on this server.");
@@ -122,6 +132,7 @@ int runCommandLine(int argc, char** argv) {
   }
   if (!context.blAnyUser) {
     requireRoot();
+    settleInterrupted();
   }
   try {
     const int iResult = context.fnRun();

@@ -13,6 +13,7 @@ namespace {
 
 struct BackupOptions {
   std::string strFile;
+  bool blAllowEmpty = false;
 };
 
 struct RestoreOptions {
@@ -22,7 +23,7 @@ struct RestoreOptions {
 };
 
 int runBackup(const Context&, const BackupOptions& options) {
-  Host::writeBackup(options.strFile);
+  Host::writeBackup(options.strFile, options.blAllowEmpty ? Host::EmptyBackup::ALLOWED : Host::EmptyBackup::REFUSED);
   say("backed up to {}\n", options.strFile);
   return EXIT_DONE;
 }
@@ -39,6 +40,7 @@ int runRestore(const Context&, const RestoreOptions& options) {
     printNote("warning: " + strWarning);
   }
   say("restored from {}: the store, {}\n", options.strFile, fmt::format("{}", fmt::join(restored.vecFiles, ", ")));
+  flushAfterChange();
   return EXIT_DONE;
 }
 
@@ -53,6 +55,8 @@ void addBackupCommands(CLI::App& app, Context& context) {
   pCommand->add_option("file", pBackup->strFile, "backup file; replaces an existing regular file")
       ->required()
       ->type_name("FILE");
+  pCommand->add_flag("--allow-empty", pBackup->blAllowEmpty,
+                     "replace a backup that has tasks even if there are none now");
 
   pCommand =
       addCommand(app, "restore", "Restore a backup of tasks, run records and configuration.",

@@ -82,7 +82,14 @@ int runSet(const Context&, const SetOptions& options) {
     throw Host::UsageFailure("config set: nothing to set; add SETTING=VALUE, --output-path or --output");
   }
   Host::changeConfig(values, options.blForce);
-  return runShow({}, {});
+  try {
+    runShow({}, {});
+  } catch (const Host::Failure& failure) {
+    // Another setting may have been invalid before.
+    printNote(fmt::format("warning: {}", failure.what()));
+  }
+  flushAfterChange();
+  return EXIT_DONE;
 }
 
 }  // namespace

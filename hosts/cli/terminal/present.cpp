@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <json/writer.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include "common/answers/reason_text.h"
@@ -15,6 +15,7 @@
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
 #include "common/text/json_utf8.h"
+#include "common/text/stored_time.h"
 #include "say.h"
 
 using Host::intOf;
@@ -45,6 +46,16 @@ void printJsonLine(const Json::Value& jValue) {
 void flushOutput() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     throw Host::Failure(fmt::format("cannot write to standard output: {}", std::strerror(errno)));
+  }
+}
+
+void flushAfterChange() {
+  try {
+    flushOutput();
+  } catch (const Host::Failure& failure) {
+    __fpurge(stdout);
+    std::clearerr(stdout);
+    printNote(fmt::format("the change is made, but {}", failure.what()));
   }
 }
 
@@ -85,14 +96,13 @@ void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {
               blColor);
   for (const Json::Value& jRun : vecRuns) {
     const Host::Outcome outcome = Host::outcomeOf(jRun);
-    const Json::Int64 iUntil = intOf(jRun, "stop_time", static_cast<Json::Int64>(std::time(nullptr)));
     table.addRow({{std::to_string(intOf(jRun, "result_id"))},
                   {textOf(jRun, "task_name")},
                   {Host::ownerText(jRun)},
                   {textOf(jRun, "trigger_event")},
                   {timeText(jRun, "start_time")},
                   {timeText(jRun, "stop_time")},
-                  {durationText(iUntil - intOf(jRun, "start_time"))},
+                  {durationText(Host::secondsOf(jRun))},
                   {outcome.strText, outcomeColor(outcome.kind)}});
   }
   table.print();

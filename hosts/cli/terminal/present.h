@@ -28,6 +28,9 @@ void printJsonLine(const Json::Value& jValue);
 /// Flushes standard output. \throw Host::Failure when it cannot be written.
 void flushOutput();
 
+/// For commands that have changed something: that the result cannot be shown is only said.
+void flushAfterChange();
+
 /// Prints a note to standard error. Prints nothing for an empty text.
 void printNote(const std::string& strText);
 

@@ -1,7 +1,6 @@
 #include "progress_view.h"
 
 #include <cstdio>
-#include <ctime>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -9,6 +8,7 @@
 #include "common/executions/progress.h"
 #include "common/runs/outcome.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 #include "live_table.h"
 #include "quiet_terminal.h"
 #include "say.h"
@@ -52,7 +52,7 @@ private:
   static void showEnd(const Json::Value& jRun) {
     if (jRun.isMember("stop_time")) {
       say("{}  {}: {}, after {}\n", timeText(jRun, "stop_time"), textOf(jRun, "task_name"),
-          Host::outcomeOf(jRun).strText, durationText(intOf(jRun, "stop_time") - intOf(jRun, "start_time")));
+          Host::outcomeOf(jRun).strText, durationText(Host::secondsOf(jRun)));
     }
   }
 
@@ -111,7 +111,6 @@ private:
   LiveRow rowOf(const Json::Value& jRun) const {
     using Kind = Host::Outcome::Kind;
     const Host::Outcome outcome = Host::outcomeOf(jRun);
-    const Json::Int64 iUntil = intOf(jRun, "stop_time", static_cast<Json::Int64>(std::time(nullptr)));
     const LiveRow::Rank rank = outcome.kind == Kind::RUNNING  ? LiveRow::Rank::RUNNING
                                : outcome.kind == Kind::FAILED ? LiveRow::Rank::FAILED
                                                               : LiveRow::Rank::DONE;
@@ -119,7 +118,7 @@ private:
             textOf(jRun, "task_name"),
             Host::ownerText(jRun),
             timeText(jRun, "start_time"),
-            durationText(iUntil - intOf(jRun, "start_time")),
+            durationText(Host::secondsOf(jRun)),
             outcome.strText,
             m_blColor ? outcomeEscape(outcome.kind) : nullptr};
   }

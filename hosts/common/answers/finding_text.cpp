@@ -81,6 +81,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"store_missing", "store", "{problem}", "eorva init"},
     {"store_out_of_reach", "store", "{problem}", "ls -ld {folder} {database}"},
     {"store_unreadable", "store", "{problem}", RESTORE},
+    {"store_empty", "store", "{problem}", RESTORE},
     {"store_unusable", "store", "{problem}", "journalctl -t eorva -n 20"},
     {"store_damaged", "store", "the store {subject} is damaged: {problem}", RESTORE},
     {"store_owner", "store", "{subject} belongs to user {user}, not to root", "chown root {subject}"},

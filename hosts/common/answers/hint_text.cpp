@@ -12,6 +12,8 @@ std::string hintText(const Hint& hint) {
       break;
     case Hint::CREATE_STORE:
       return "; create it with: eorva init";
+    case Hint::RESTORE_STORE:
+      return "; restore a backup with: eorva restore FILE; to begin without tasks: eorva init";
     case Hint::LIST_EVENTS:
       return "; list the events with: eorva event list";
     case Hint::ALLOW_ANY_EVENT:

@@ -9,6 +9,7 @@
 #include "common/runs/outcome.h"
 #include "common/runs/script_end.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 #include "reason_text.h"
 #include "task_answers.h"
 
@@ -17,7 +18,7 @@ namespace Host {
 namespace {
 
 Json::Value durationOf(const Json::Value& jRun) {
-  return jRun.isMember("stop_time") ? Json::Value(intOf(jRun, "stop_time") - intOf(jRun, "start_time")) : Json::Value();
+  return jRun.isMember("stop_time") ? Json::Value(secondsOf(jRun)) : Json::Value();
 }
 
 /// How the script ended.
@@ -49,7 +50,7 @@ Json::Value cpuSecondsOf(const Json::Value& jRun) {
 Json::Value itemForPrograms(const PrunedItem& item) {
   return objectOf({{"result_id", memberOf(item.jRun, "result_id")},
                    {"task_name", item.task()},
-                   {"start_time", item.iStartTime},
+                   {"start_time", trueTime(item.iStartTime)},
                    {"bytes", static_cast<Json::UInt64>(item.cb)}});
 }
 
@@ -59,6 +60,7 @@ Json::Value runForPrograms(const Json::Value& jRun) {
   const Outcome outcome = outcomeOf(jRun);
   const Json::Value& jOwner = memberOf(jRun, "owner");
   Json::Value jOut = jRun;
+  makeTimesTrue(jOut);
   jOut["owner"] = jOwner;
   jOut["owner_name"] = jOwner.isNull() ? Json::Value() : Json::Value(ownerText(jRun));
   jOut["duration"] = durationOf(jRun);

@@ -4,6 +4,7 @@
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -27,6 +28,7 @@ OwnerNames ownerNames(const Json::Value& jTasks) {
 
 Json::Value taskForPrograms(const Json::Value& jTask) {
   Json::Value jOut = jTask;
+  makeTimesTrue(jOut);
   jOut["owner_name"] = ownerText(jTask);
   jOut["waits_for"] = arrayOf(readDependencyList(textOf(jTask, "depend_on_task")));
   return jOut;

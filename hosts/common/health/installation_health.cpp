@@ -19,6 +19,7 @@
 #include "common/server/shares.h"
 #include "common/store/database.h"
 #include "common/store/records.h"
+#include "common/store/store_tables.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
@@ -135,6 +136,8 @@ void reportUnusableStore(const std::string& strProblem, HealthFindings& findings
     szCode = errno == ENOENT ? "store_missing" : "store_out_of_reach";
   } else if (!failedPragma(QUICK_CHECK).empty()) {
     szCode = "store_unreadable";
+  } else if (tablesOf(openStore().get()) != StoreTables::COMPLETE) {
+    szCode = "store_empty";
   }
   findings.push_back({Severity::PROBLEM, szCode, DATABASE_PATH, objectOf({{"problem", strProblem}})});
 }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <sys/stat.h>
 
+#include "common/text/stored_time.h"
 #include "folder_tree.h"
 #include "run_files.h"
 #include "task_folder.h"
@@ -39,7 +40,7 @@ std::optional<RunFolder> readKeptOutput(const UniqueFd& task, const std::string&
     return std::nullopt;
   }
   const Json::Int64 iChanged = statusOf(*run, strPath).st_mtime;
-  RunFolder kept{strFolder, *start, std::min(*start, iChanged), 0, true, statusOf(task, strPath).st_uid};
+  RunFolder kept{strFolder, *start, std::min(trueTime(*start), iChanged), 0, true, statusOf(task, strPath).st_uid};
   bool blRun = false;
   for (const std::string& strEntry : entriesOf(*run, strPath)) {
     blRun = blRun || isRunFile(strEntry);
@@ -109,7 +110,8 @@ std::optional<TaskFolder> readTaskFolder(const OutputPlace& place, const std::st
       task.vecStarts.push_back(*start);
     }
   }
-  std::sort(task.vecStarts.rbegin(), task.vecStarts.rend());
+  std::sort(task.vecStarts.begin(), task.vecStarts.end(),
+            [](Json::Int64 iLeft, Json::Int64 iRight) { return trueTime(iLeft) > trueTime(iRight); });
   return task;
 }
 

@@ -9,6 +9,7 @@
 #include "common/store/session.h"
 #include "common/tasks/event_relations.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -115,10 +116,11 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
     facts.vecRuns = runsOf(session, execution->notes);
     facts.setInTheWay = execution->notes.setInTheWay;
   } else {
-    facts.vecRuns = runsAt(session, firing,
-                           fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
-                                       "result_id > {} and event_fire_time >= {})",
-                                       sqlText(firing.strEvent), firing.iLastRun, firing.iBegunAt));
+    facts.vecRuns =
+        runsAt(session, firing,
+               sqlLatest("event_fire_time", "task_result",
+                         fmt::format("trigger_event = {} and result_id > {} and {} >= {}", sqlText(firing.strEvent),
+                                     firing.iLastRun, sqlTime("event_fire_time"), firing.iBegunAt)));
   }
   return facts;
 }

@@ -5,6 +5,7 @@
 
 #include "common/store/records.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -22,10 +23,10 @@ std::string whereOf(const RunQuery& query) {
     strWhere += fmt::format(" and owner = {}", *query.owner);
   }
   if (query.since) {
-    strWhere += fmt::format(" and start_time >= {}", *query.since);
+    strWhere += fmt::format(" and {} >= {}", sqlTime("start_time"), *query.since);
   }
   if (query.until) {
-    strWhere += fmt::format(" and start_time <= {}", *query.until);
+    strWhere += fmt::format(" and {} <= {}", sqlTime("start_time"), *query.until);
   }
   if (query.iBefore != 0) {
     strWhere += fmt::format(" and result_id < {}", query.iBefore);

@@ -17,6 +17,7 @@
 #include "common/tasks/task_change_lock.h"
 #include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
+#include "joint_change.h"
 
 namespace Host {
 
@@ -270,14 +271,10 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   // Files and store change in two steps, so signals wait.
   const DeferredSignals deferred;
   storeTasks(session, difference, after);
-  const ConfigBefore configBefore;
-  try {
-    setConfig(configLock, changedConfig(before, after));
-    lock.commit();
-  } catch (...) {
-    configBefore.restore();
-    throw;
-  }
+  ConfigChange files(configLock, configFilesWith(changedConfig(before, after)));
+  announceChange(files, session.db());
+  lock.commit();
+  files.finish();
   logEvents(difference.vecDeleted, EVENT_TASK_DELETED);
   logEvents(difference.vecCreated, EVENT_TASK_CREATED);
   std::vector<std::string> vecNotes;

@@ -19,6 +19,7 @@ struct Hint {
   enum Kind : std::uint8_t {
     NONE,
     CREATE_STORE,
+    RESTORE_STORE,
     LIST_EVENTS,
     ALLOW_ANY_EVENT,
     SET_OUTPUT_PATH,
