@@ -14,7 +14,7 @@ size() { stat -c '%s' "$KEPT/$1"/*/output.log; }
 takes() { du -k "$KEPT/$1"/*/output.log | cut -f 1; }
 
 @test "output beyond the limit is cut, the run goes on, and its record tells" {
-  add_task much bootup alice 'yes 123456789 | head -c 3000000; echo "size $(stat -c %s /proc/self/fd/1)" >/tmp/seen; exit 4'
+  add_task much bootup alice 'yes 123456789 | head -c 3000000; echo "size $(stat -Lc %s /proc/$$/fd/1)" >/tmp/seen; exit 4'
   run -3 eorva run much
   same "what the script saw" "size 3000000" "$(cat /tmp/seen)"
   run -0 eorva runs output 1

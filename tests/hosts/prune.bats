@@ -297,7 +297,7 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   mkdir "$KEPT/one/3/mounted"
   mount -t tmpfs none "$KEPT/one/3/mounted"
   head -c 80000 /dev/zero >"$KEPT/one/3/output.log"
-  rules retention_output_size=24K
+  rules retention_output_size=40K
   run -1 --separate-stderr eorva runs prune
   complains "the output in one/3 is kept: cannot remove $KEPT/one/3/mounted: another file system is mounted there"
   same "folders of bob" "1,2" "$(folders two)"

@@ -97,7 +97,7 @@ TEST(EventAnswers, ExplanationOfATaskThatNeverRanHasNullsAndReasons) {
   explanation.jTask = objectOf({{"task_name", "a"}, {"event", "bootup"}});
   explanation.vecReasonsNow = {disabled("")};
   explanation.vecWaitsFor = {{"b", Json::Value()}};
-  const Json::Value jOut = explanationForPrograms(explanation, OWNERS);
+  const Json::Value jOut = explanationForPrograms(explanation);
   EXPECT_EQ(jOut["task_name"], "a");
   EXPECT_EQ(jOut["event"], "bootup");
   EXPECT_EQ(jOut["verdict"], "never_fired");
@@ -116,11 +116,11 @@ TEST(EventAnswers, ExplanationOfATaskThatRanHasItsRuns) {
   explanation.verdict = Explanation::Verdict::RAN;
   explanation.blRemembered = true;
   explanation.iFiredAt = 1000;
-  explanation.jRun = objectOf({{"result_id", 4}, {"task_name", "a"}});
+  explanation.jRun = objectOf({{"result_id", 4}, {"owner", 1001}, {"owner_name", "alice"}});
   explanation.jNewest = objectOf({{"result_id", 5}, {"task_name", "a"}});
   explanation.vecReasons = {disabled("b")};
-  explanation.vecWaitsFor = {{"b", objectOf({{"result_id", 3}, {"task_name", "b"}})}};
-  const Json::Value jOut = explanationForPrograms(explanation, OWNERS);
+  explanation.vecWaitsFor = {{"b", objectOf({{"result_id", 3}, {"owner", 1002}, {"owner_name", "bob"}})}};
+  const Json::Value jOut = explanationForPrograms(explanation);
   EXPECT_EQ(jOut["verdict"], "ran");
   EXPECT_EQ(jOut["remembered"], true);
   EXPECT_EQ(jOut["last_fired"], 1000);

@@ -55,8 +55,12 @@ TEST(RunAnswers, HaveAllMembersAlsoWhenTheyAreNotKnown) {
 }
 
 TEST(RunAnswers, HaveTheOwnerTheDurationAndTheOutcome) {
-  const Json::Value jRun = answered(objectOf(
-      {{"result_id", 4}, {"task_name", "a"}, {"start_time", 10}, {"stop_time", 17}, {"shell_status", 3 << 8}}));
+  const Json::Value jRun = answered(objectOf({{"result_id", 4},
+                                              {"owner", 1001},
+                                              {"owner_name", "alice"},
+                                              {"start_time", 10},
+                                              {"stop_time", 17},
+                                              {"shell_status", 3 << 8}}));
   EXPECT_EQ(jRun["result_id"], 4);
   EXPECT_EQ(jRun["owner_name"], "alice");
   EXPECT_EQ(jRun["duration"], 7);
@@ -67,8 +71,8 @@ TEST(RunAnswers, HaveTheOwnerTheDurationAndTheOutcome) {
 
 TEST(RunAnswers, OneStoppedRunIsAnObjectAndSeveralAreAnArray) {
   const Json::Value jRun = objectOf({{"result_id", 4}, {"task_name", "a"}});
-  EXPECT_EQ(stoppedForPrograms({jRun}, {})["result_id"], 4);
-  const Json::Value jRuns = stoppedForPrograms({jRun, jRun}, {});
+  EXPECT_EQ(stoppedForPrograms({jRun})["result_id"], 4);
+  const Json::Value jRuns = stoppedForPrograms({jRun, jRun});
   ASSERT_TRUE(jRuns.isArray());
   EXPECT_EQ(jRuns.size(), 2U);
 }
@@ -108,6 +112,8 @@ TEST(RunAnswers, ExecutionWithoutRunsHasEmptyLists) {
   const ExecutionPlan plan;
   ExecutionRequest request;
   request.strName = "bootup";
-  EXPECT_EQ(executionForPrograms(request, Progress(plan), {}),
-            objectOf({{"event", "bootup"}, {"runs", Json::arrayValue}, {"not_started", Json::arrayValue}}));
+  EXPECT_EQ(executionForPrograms(request, Progress(plan), {}), objectOf({{"event", "bootup"},
+                                                                         {"runs", Json::arrayValue},
+                                                                         {"not_started", Json::arrayValue},
+                                                                         {"left_out", Json::arrayValue}}));
 }

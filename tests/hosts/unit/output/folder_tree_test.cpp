@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -93,4 +94,18 @@ TEST_F(FolderTree, IsRemovedAlthoughItsOwnerKeepsFillingIt) {
   blGoOn = false;
   owner.join();
   EXPECT_FALSE(std::filesystem::exists(TOP));
+}
+
+TEST_F(FolderTree, IsClosedToItsOwnerBeforeItIsEmptied) {
+  const std::string strMount = std::string(TOP) + "/mounted";
+  std::filesystem::create_directories(strMount);
+  ASSERT_EQ(chown(TOP, 7001, 7001), 0);
+  ASSERT_EQ(chmod(TOP, 0777), 0);
+  ASSERT_EQ(mount("none", strMount.c_str(), "tmpfs", 0, nullptr), 0);
+  EXPECT_THROW(remove(), Failure);
+  struct stat status{};
+  EXPECT_EQ(fstat(m_top.get(), &status), 0);
+  EXPECT_EQ(status.st_uid, 0U);
+  EXPECT_EQ(status.st_mode & 07777U, 0700U);
+  umount(strMount.c_str());
 }

@@ -21,6 +21,8 @@ TEST(OwnerPart, KeepsEverythingThatFits) {
 
 TEST(OwnerPart, WhoNeedsLessLeavesTheRestToTheOthers) {
   EXPECT_EQ(partOfOwner({11}, 10), 10U);
+  EXPECT_EQ(partOfOwner({6, 6}, 10), 5U);
+  EXPECT_EQ(partOfOwner({8, 80}, 10), 5U);
   EXPECT_EQ(partOfOwner({80, 2, 1}, 10), 7U);
   EXPECT_EQ(partOfOwner({80, 90, 2}, 10), 4U);
   EXPECT_EQ(partOfOwner({80, 90, 70}, 10), 3U);
