@@ -36,11 +36,15 @@ struct Context {
 CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::string& strDescription,
                      const std::string& strExamples);
 
-/// Makes a subcommand run a function with its options. \return these options.
+/// Makes a subcommand run a function with its options.
+/// \param blAnyUser  true: also for users other than root.
+/// \return the options.
 template <typename Options>
-std::shared_ptr<Options> onCommand(CLI::App* pCommand, Context& context, int (*fnRun)(const Context&, const Options&)) {
+std::shared_ptr<Options> onCommand(CLI::App* pCommand, Context& context, int (*fnRun)(const Context&, const Options&),
+                                   bool blAnyUser = false) {
   auto pOptions = std::make_shared<Options>();
-  pCommand->callback([&context, pOptions, fnRun] {
+  pCommand->callback([&context, pOptions, fnRun, blAnyUser] {
+    context.blAnyUser = blAnyUser;
     context.fnRun = [&context, pOptions, fnRun] { return fnRun(context, *pOptions); };
   });
   return pOptions;

@@ -156,10 +156,10 @@ int runComplete(const Context&, const CompleteOptions& options) {
 }  // namespace
 
 void addCompleteCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<CompleteOptions>();
-  pOptions->pApp = &app;
   CLI::App* pCommand = addCommand(app, "complete", "Print the words that can be typed next, one a line.",
                                   "  eorva complete line -- task show ''\n");
+  auto pOptions = onCommand(pCommand, context, &runComplete, true);
+  pOptions->pApp = &app;
   pCommand->group("");
   pCommand
       ->add_option_function<std::string>(
@@ -169,8 +169,4 @@ void addCompleteCommand(CLI::App& app, Context& context) {
       ->type_name("line");
   pCommand->add_option("words", pOptions->vecWords, "the words of the line, the last one being typed")
       ->type_name("WORD");
-  pCommand->callback([&context, pOptions] {
-    context.blAnyUser = true;
-    context.fnRun = [&context, pOptions] { return runComplete(context, *pOptions); };
-  });
 }

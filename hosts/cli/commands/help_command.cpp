@@ -37,14 +37,10 @@ int runHelp(const Context&, const HelpOptions& options) {
 }  // namespace
 
 void addHelpCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<HelpOptions>();
-  pOptions->pApp = &app;
   CLI::App* pCommand = addCommand(app, "help", "Show the help of a command, like 'COMMAND --help'.",
                                   "  eorva help\n"
                                   "  eorva help task add\n");
+  auto pOptions = onCommand(pCommand, context, &runHelp, true);
+  pOptions->pApp = &app;
   pCommand->add_option("command", pOptions->vecCommand, "the command")->type_name("COMMAND");
-  pCommand->callback([&context, pOptions] {
-    context.blAnyUser = true;
-    context.fnRun = [&context, pOptions] { return runHelp(context, *pOptions); };
-  });
 }

@@ -122,13 +122,9 @@ int runManual(const Context&, const ManualOptions& options) {
 }  // namespace
 
 void addManualCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<ManualOptions>();
-  pOptions->pApp = &app;
   CLI::App* pCommand =
       addCommand(app, "manual", "Print the commands section of the man page, for scdoc.", "  eorva manual\n");
+  auto pOptions = onCommand(pCommand, context, &runManual, true);
+  pOptions->pApp = &app;
   pCommand->group("");
-  pCommand->callback([&context, pOptions] {
-    context.blAnyUser = true;
-    context.fnRun = [&context, pOptions] { return runManual(context, *pOptions); };
-  });
 }

@@ -29,7 +29,7 @@ std::string hintText(const Hint& hint) {
       return "; set its owner with: " + ownerCommand(hint.vecNames.front(), hint.vecNames.back());
     case Hint::RESTORE_BACKUP:
       return "; restore an intact backup with: eorva restore FILE";
-    case Hint::ALLOW_EMPTY_BACKUP:
+    case Hint::REPLACE_BACKUP:
       return "; to replace it, add --allow-empty";
     case Hint::KEEP_OWNER_IDS:
       return "\nto restore these ids, add --owners-as-numbered; then set the owners with: eorva task edit TASK --owner "

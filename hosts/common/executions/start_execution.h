@@ -33,7 +33,7 @@ public:
   const ExecutionRequest& request() const { return m_request; }
   const ExecutionPlan& plan() const { return m_plan; }
 
-  /// All stored tasks, with their relations.
+  /// The records of the tasks that matter for the request, without scripts.
   const Json::Value& tasks() const { return m_plan.jTasks; }
 
   /// The runs that were interrupted and have been closed now.

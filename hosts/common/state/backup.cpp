@@ -72,7 +72,7 @@ void keepBackupWithTasks(const BackupTarget& target, const std::string& strFile)
   }
   if (blTasks) {
     throw Failure(fmt::format("the store has no tasks, but the backup {} has; it is not replaced", strFile),
-                  {Hint::ALLOW_EMPTY_BACKUP});
+                  {Hint::REPLACE_BACKUP});
   }
 }
 

@@ -26,7 +26,7 @@ struct Hint {
     RENAME_TASK,    ///< names: the task
     SET_WAITS_FOR,  ///< names: a task, then the tasks that it has to wait for
     RESTORE_BACKUP,
-    ALLOW_EMPTY_BACKUP,
+    REPLACE_BACKUP,
     KEEP_OWNER_IDS,
     SET_OWNER,  ///< names: a task, and its owner; empty when that is not known
   };
