@@ -100,7 +100,7 @@ protected:
 
 TEST_P(LateTimes, ARunIsShownWithItsTrueTimes) {
   const Json::Value jRun = fire();
-  const Json::Value jAnswer = runForPrograms(jRun, {});
+  const Json::Value jAnswer = runForPrograms(jRun);
   EXPECT_GE(intOf(jAnswer, "start_time"), GetParam());
   EXPECT_GE(intOf(jAnswer, "event_fire_time"), GetParam());
   EXPECT_LT(intOf(jAnswer, "duration", -1), 60);
