@@ -16,12 +16,11 @@
 #include "common/support/paths.h"
 #include "common/support/process.h"
 #include "common/text/json_members.h"
-#include "fresh_host.h"
 #include "held_run.h"
 #include "run_holding.h"
-#include "stored.h"
 #include "support/files.h"
 #include "wait_until.h"
+#include "with_store.h"
 
 using namespace Host;
 using HostTest::HeldRun;
@@ -35,14 +34,8 @@ constexpr std::chrono::seconds NO_LIMIT(0);
 /// Larger than any number of a process.
 constexpr pid_t NO_PROCESS = 5'000'000;
 
-class TrueEnd : public testing::Test {
+class TrueEnd : public HostTest::WithStore<testing::Test> {
 protected:
-  void SetUp() override {
-    HostTest::freshHost();
-    m_session.emplace(Session::Store::CREATE);
-    HostTest::addTask(*m_session, "a");
-  }
-
   /// A run that its process has reported to end so.
   void addEnd(std::optional<int> status, const std::string& strEndedBy = "") {
     const pid_t pid = NO_PROCESS + static_cast<pid_t>(m_notes.mapRuns.size());
@@ -53,7 +46,6 @@ protected:
 
   std::vector<Json::Value> close() { return closeRuns(*m_session, m_notes, "/run/eorva/executions/it"); }
 
-  std::optional<Session> m_session;
   ExecutionNotes m_notes;
 };
 
@@ -177,15 +169,8 @@ TEST_F(TrueEnd, FileWithTheExitStatusGoesUnlessItsNumberIsThatOfALivingProcess) 
 
 namespace {
 
-class KilledExecution : public HostTest::RunHolding {
+class KilledExecution : public HostTest::WithStore<HostTest::RunHolding> {
 protected:
-  void SetUp() override {
-    RunHolding::SetUp();
-    HostTest::freshHost();
-    m_session.emplace(Session::Store::CREATE);
-    HostTest::addTask(*m_session, "a");
-  }
-
   /// The lines of an execution whose lock is gone.
   /// \param status  what the process of the run has reported.
   void leave(const HeldRun& run, std::optional<int> status, bool blClosed = false) {
@@ -207,7 +192,6 @@ protected:
 
   bool isSettled() const { return !OrvaTest::fileExists(m_strFile); }
 
-  std::optional<Session> m_session;
   std::string m_strFile;
 };
 
