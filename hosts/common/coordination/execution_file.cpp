@@ -315,6 +315,12 @@ std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iResult) {
   return found;
 }
 
+bool isNoted(pid_t pid, Json::Int64 iResult) {
+  bool blNoted = false;
+  openAll([&](const std::string&, const UniqueFd& fd) { blNoted = blNoted || readNotes(fd.get()).has(pid, iResult); });
+  return blNoted;
+}
+
 std::optional<LiveExecution> executionOfFiring(Json::Int64 iFiring) {
   for (LiveExecution& execution : liveExecutions()) {
     if (execution.notes.iFiring == iFiring) {

@@ -11,7 +11,7 @@
 #include "common/config/settings.h"
 #include "common/output/output_folder.h"
 #include "common/reasons/firing.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"

@@ -20,7 +20,7 @@
 #include "common/config/settings.h"
 #include "common/reasons/firing.h"
 #include "common/runs/outcome.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/settlement.h"
 #include "common/server/systemd_units.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"

@@ -14,7 +14,7 @@
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
 #include "common/output/output_folder.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/run_identity.h"
 #include "common/server/shares.h"
 #include "common/store/database.h"
 #include "common/store/records.h"

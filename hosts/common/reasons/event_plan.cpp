@@ -5,7 +5,7 @@
 #include <map>
 #include <tuple>
 
-#include "common/runs/reconcile.h"
+#include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/store/sql_text.h"
 #include "common/text/json_members.h"

@@ -5,7 +5,8 @@
 
 namespace HostTest {
 
-/// From now on, this process and its children can watch no more files, as when others watch as many as the kernel allows.
+/// From now on, this process and its children can watch no more files, as when others watch as many as the kernel
+/// allows.
 void useUpInotify();
 
 }  // namespace HostTest

@@ -8,9 +8,12 @@
 #include <unistd.h>
 #include <vector>
 
+#include "orva_platform.h"
+
 #include "common/coordination/execution_file.h"
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
+#include "common/runs/settlement.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/paths.h"
@@ -152,6 +155,25 @@ TEST_F(TrueEnd, RunOfALivingExecutionThatGotTheNumberIsLeftToIt) {
   EXPECT_THAT(close(), IsEmpty());
   other.remove();
   EXPECT_THAT(close(), SizeIs(1));
+}
+
+/// Its watch may be killed after the settlement of others has begun.
+TEST_F(TrueEnd, OfARunWhoseExecutionIsKilledMeanwhileIsNotLost) {
+  std::optional<ExecutionFile> file(std::in_place, Json::Int64{0}, Json::Int64{0});
+  file->noteRun(NO_PROCESS, NO_LIMIT);
+  file->noteEnd(NO_PROCESS, 4 << 8);
+  HostTest::addRun(*m_session, "a", NO_PROCESS);
+  ExecutionFile(Json::Int64{0}, Json::Int64{0}).noteRun(NO_PROCESS + 1, NO_LIMIT);
+  HostTest::addRun(*m_session, "a", NO_PROCESS + 1);
+  ORVAStoreOnWrite([](void* pFile, OrvaJsonDbApi*, const Json::Value*,
+                      Json::Value*) { static_cast<std::optional<ExecutionFile>*>(pFile)->reset(); },
+                   &file);
+  EXPECT_THAT(reconcile(*m_session), SizeIs(1));
+  ORVAStoreOnWrite(nullptr, nullptr);
+  ASSERT_FALSE(file);
+  const std::vector<Json::Value> vecRuns = reconcile(*m_session);
+  ASSERT_THAT(vecRuns, SizeIs(1));
+  EXPECT_EQ(intOf(vecRuns[0], "shell_status"), 4 << 8);
 }
 
 TEST_F(TrueEnd, FileWithTheExitStatusGoesUnlessItsNumberIsThatOfALivingProcess) {
