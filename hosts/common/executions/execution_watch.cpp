@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <poll.h>
@@ -302,7 +301,7 @@ void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, co
     }
     ExecutionFile ownFile(file.path(), FIRST_KEPT);
     TaskLock ownLock(FIRST_KEPT + 1);
-    ownFile.noteGroup(enterExecutionGroup(request, std::filesystem::path(file.path()).filename()));
+    enterExecutionGroup(request, ownFile);
     Watch watch(request, plan, ownFile, ownLock);
     const int iStatus = watch.run();
     keepScope(request, ownFile.notes().strGroup);

@@ -144,7 +144,7 @@ TEST_F(ExecutionEndings, RunIsStoppedAlthoughTheKernelTellsNoChangesOfFiles) {
   const pid_t pidScript = waitForScript();
   liveExecutions().at(0).endRun(*execution.children().begin(), ENDED_STOPPED, std::chrono::seconds(0));
   EXPECT_EQ(resultOf(execution), 0);
-  EXPECT_TRUE(isGone(pidScript));
+  HostTest::waitUntil([&] { return isGone(pidScript); });
   EXPECT_EQ(textOf(run(), "ended_by"), ENDED_STOPPED);
 }
 
