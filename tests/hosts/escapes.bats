@@ -147,13 +147,13 @@ end_service() {
 }
 
 @test "$TRIES scripts that kill the processes above them: the runs end, as killed, and so does what they left" {
-  local i
+  local i tried
   for ((i = 1; i <= AT_ONCE; i++)); do
     add_task "run-killed-$i" bootup alice "$RUN"'; kill -KILL $run; sleep 300'
     add_task "run-killed-from-afar-$i" bootup alice "$RUN"'; run=$run setsid -f sh -c "trap \"\" TERM; kill -KILL \$run; sleep 300"; sleep 300'
   done
   add_task bystander bootup bob 'exit 0'
-  for ((i = 0; i < TRIES; i += AT_ONCE)); do
+  for ((tried = 0; tried < TRIES; tried += AT_ONCE)); do
     run -3 timeout 60 eorva fire bootup
     wait_until none_left
   done

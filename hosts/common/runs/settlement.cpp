@@ -135,15 +135,20 @@ bool killRest(const ExecutionNotes& notes) {
   constexpr std::chrono::milliseconds PAUSE(5);
   bool blEnded = true;
   for (const auto& [pid, run] : notes.mapRuns) {
-    const RunGroup group(notes.groupOf(pid), pid, run.ticksStart);
     // The number of a closed run may be that of another process by now.
-    if (run.blBegun && !run.status && !run.blClosed) {
+    if (run.blClosed) {
+      continue;
+    }
+    const RunGroup group(notes.groupOf(pid), pid, run.ticksStart);
+    if (run.blBegun && run.status) {
+      // It would leave its exit code when it ends.
+      group.killProcess();
+      blEnded = tryUntil(LIMIT, PAUSE, [&] { return !group.hasProcess(); }) && blEnded;
+    } else if (run.blBegun) {
       group.kill();
       blEnded = tryUntil(LIMIT, PAUSE, [&] { return group.isEmpty(); }) && blEnded;
     }
-    if (!run.blClosed) {
-      removeExitCode(pid);
-    }
+    removeExitCode(pid);
   }
   return blEnded;
 }

@@ -244,6 +244,18 @@ TEST_P(KilledExecution, ExitCodeOfARunGoesThoughTheRunWasNotRecordedYet) {
   EXPECT_FALSE(OrvaTest::fileExists(strPath + ".AbCdEf"));
 }
 
+TEST_P(KilledExecution, RunThatHasReportedItsEndLeavesNoExitCodeWhenItsProcessEnds) {
+  HeldRun run(unit(), "sleep 300 & echo $!; read go");
+  const Process background(std::stoi(run.hear()));
+  leave(run, 4 << 8);
+  const std::string strPath = fmt::format("{}{}", EXIT_CODE_PREFIX, run.pid());
+  OrvaTest::writeFile(strPath, "{}");
+  EXPECT_THAT(reconcile(*m_session), SizeIs(1));
+  EXPECT_FALSE(OrvaTest::fileExists(strPath));
+  EXPECT_EQ(run.waitEnd(), 128 + SIGKILL);
+  EXPECT_TRUE(background.isAlive());
+}
+
 TEST_P(KilledExecution, BackgroundProcessesOfAScriptThatEndedInOrderStay) {
   HeldRun run(unit(), "sleep 300 & echo $!; exit 4");
   const Process background(std::stoi(run.hear()));
