@@ -31,6 +31,11 @@ CREATE TABLE IF NOT EXISTS task (
 
 CREATE INDEX IF NOT EXISTS task_of_event ON task (event, depend_on_task, enable);
 
+-- The tasks that wait for others; those that are running.
+CREATE INDEX IF NOT EXISTS task_waiting ON task (depend_on_task, task_name) WHERE depend_on_task <> '';
+CREATE INDEX IF NOT EXISTS task_running ON task (task_name)
+  WHERE status IS NOT NULL AND status NOT LIKE '%"running":[]%';
+
 -- Numbers are never used again, so an old number never means another run.
 CREATE TABLE IF NOT EXISTS task_result (
   result_id       INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -58,7 +63,13 @@ CREATE TABLE IF NOT EXISTS task_result (
   io_written      INTEGER
 ) STRICT;
 
+-- The runs of a task by number; the one that a folder of output belongs to.
 CREATE INDEX IF NOT EXISTS task_result_of_task ON task_result (task_name);
+CREATE INDEX IF NOT EXISTS task_result_at ON task_result (task_name, start_time);
+
+-- The runs of an event by number; those of one firing.
+CREATE INDEX IF NOT EXISTS task_result_of_event ON task_result (trigger_event);
+CREATE INDEX IF NOT EXISTS task_result_of_firing ON task_result (trigger_event, event_fire_time);
 
 -- Only few runs are open.
 CREATE INDEX IF NOT EXISTS task_result_open ON task_result (result_id) WHERE stop_time IS NULL;

@@ -63,14 +63,14 @@ private:
 };
 
 /// The argument at a place; the last argument may take all further words.
-const CLI::Option* argumentAt(const CLI::App& command, std::size_t iPlace) {
+const CLI::Option* argumentAt(const CLI::App& command, std::size_t iPosition) {
   const std::vector<const CLI::Option*> vecArguments =
       command.get_options([](const CLI::Option* pOption) { return pOption->get_positional(); });
   if (vecArguments.empty()) {
     return nullptr;
   }
-  if (iPlace < vecArguments.size()) {
-    return vecArguments[iPlace];
+  if (iPosition < vecArguments.size()) {
+    return vecArguments[iPosition];
   }
   return vecArguments.back()->get_expected_max() > 1 ? vecArguments.back() : nullptr;
 }

@@ -36,13 +36,14 @@ struct Context {
 CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::string& strDescription,
                      const std::string& strExamples);
 
-/// Makes a subcommand run a function with its options.
+/// Makes a subcommand run a function with its options. \return these options.
 template <typename Options>
-void onCommand(CLI::App* pCommand, Context& context, std::shared_ptr<Options> pOptions,
-               int (*fnRun)(const Context&, const Options&)) {
+std::shared_ptr<Options> onCommand(CLI::App* pCommand, Context& context, int (*fnRun)(const Context&, const Options&)) {
+  auto pOptions = std::make_shared<Options>();
   pCommand->callback([&context, pOptions, fnRun] {
     context.fnRun = [&context, pOptions, fnRun] { return fnRun(context, *pOptions); };
   });
+  return pOptions;
 }
 
 /// \name The families of subcommands

@@ -76,8 +76,8 @@ private:
 void printSummary(const Host::ExecutionRequest& request, const Host::Progress& progress) {
   const std::vector<Json::Value> vecFailed = progress.failedRuns();
   const std::vector<std::string> vecNotStarted = progress.notStarted();
-  fmt::print("{} {}: {} run{}, {} ok, {} failed", request.kind(), request.strName, progress.runs().size(),
-             progress.runs().size() == 1 ? "" : "s", progress.runs().size() - vecFailed.size(), vecFailed.size());
+  fmt::print("{} {}: {}, {} ok, {} failed", request.kind(), request.strName, countText(progress.runs().size(), "run"),
+             progress.runs().size() - vecFailed.size(), vecFailed.size());
   fmt::print("{}\n", vecNotStarted.empty()
                          ? ""
                          : fmt::format("; not started: {}",
@@ -88,7 +88,7 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
   }
 }
 
-/// Shows what an execution says. If the log is shown, it is part of that.
+/// Shows the messages of an execution, with its log if that is shown.
 void showMessages(const std::string& strLines) {
   FILE* pFile = Context::isLogShown() ? stdout : stderr;
   std::fputs(Host::shownOn(fileno(pFile), strLines).c_str(), pFile);

@@ -15,6 +15,7 @@
 
 #include "cli/terminal/present.h"
 #include "command_line.h"
+#include "common/answers/hint_text.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
@@ -102,18 +103,6 @@ void complain(const std::string& strText) {
   std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, strText)).c_str(), stderr);
 }
 
-const char* hintText(Host::Hint hint) {
-  switch (hint) {
-    case Host::Hint::CREATE_STORE:
-      return "; create it with: eorva init";
-    case Host::Hint::LIST_EVENTS:
-      return "; list the events with: eorva event list";
-    case Host::Hint::NONE:
-      break;
-  }
-  return "";
-}
-
 int runCommandLine(int argc, char** argv) {
   Context context;
   CLI::App app("Runs users' scripts when something happens on this server.");
@@ -173,7 +162,7 @@ int main(int argc, char** argv) {
   try {
     return runCommandLine(argc, argv);
   } catch (const Host::Failure& failure) {
-    complain(failure.what() + std::string(hintText(failure.hint())));
+    complain(failure.what() + Host::hintText(failure.hint()));
     return EXIT_FAILED;
   } catch (const std::exception& error) {
     complain(error.what());

@@ -34,7 +34,7 @@ void addEventAndOwner(CLI::App* pCommand, TaskOptions& options) {
   pCommand->add_flag("--any-event", options.blAnyEvent, "allow any event name");
   pCommand->add_option("--owner", options.strOwner, "user who runs the script; a name or user id")->type_name("USER");
   pCommand->add_option("--script", options.strScript, "script; - reads standard input")->type_name("FILE");
-  CLI::Option* pAfter = pCommand->add_option("--after", options.vecAfter, "task to wait for; can be repeated")
+  CLI::Option* pAfter = pCommand->add_option("--after", options.vecWaitsFor, "task to wait for; can be repeated")
                             ->type_name("TASK")
                             ->expected(1)
                             ->take_all()
@@ -82,7 +82,7 @@ CLI::Option* addTaskOptions(CLI::App* pCommand, TaskOptions& options) {
 
 bool setsMember(const TaskOptions& options) {
   return !options.strRecord.empty() || !options.strScript.empty() || options.strEvent || options.strOwner ||
-         options.strMail || options.strDescription || options.iTimeLimit || !options.vecAfter.empty() ||
+         options.strMail || options.strDescription || options.iTimeLimit || !options.vecWaitsFor.empty() ||
          options.blNoAfter || options.blEnabled || options.blDisabled || options.blParallel || options.blNoParallel ||
          options.blNoMail || options.blMailIfError || options.blMailAlways;
 }
@@ -105,8 +105,8 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
   if (!options.strScript.empty()) {
     jTask["operation"] = readInput(options.strScript);
   }
-  if (!options.vecAfter.empty() || options.blNoAfter) {
-    jTask["depend_on_task"] = Host::writeDependencyList(options.vecAfter);
+  if (!options.vecWaitsFor.empty() || options.blNoAfter) {
+    jTask["depend_on_task"] = Host::writeDependencyList(options.vecWaitsFor);
   }
   if (options.iTimeLimit) {
     jTask["time_limit"] = *options.iTimeLimit;

@@ -20,7 +20,7 @@ struct TaskOptions {
   std::optional<std::string> strMail;
   std::optional<std::string> strDescription;
   std::optional<Json::Int64> iTimeLimit;
-  std::vector<std::string> vecAfter;
+  std::vector<std::string> vecWaitsFor;
   bool blAnyEvent = false;
   bool blNoAfter = false;
   bool blEnabled = false;

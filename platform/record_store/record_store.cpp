@@ -37,6 +37,7 @@ struct __attribute__((visibility("hidden"))) OrvaJsonDbApi::Impl {
 private:
   template <typename Take>
   void readRows(const Filter& filter, RowLimit limit, const Take& take);
+  bool hasRowNumbers() const;
   ColumnSet columnsToSet(const Members& update, const Filter& filter) const;
 
   sqlite3* m_pDb;
@@ -74,6 +75,11 @@ int OrvaJsonDbApi::Impl::create(const Json::Value& jIn, Json::Value& jOut) {
   return 0;
 }
 
+bool OrvaJsonDbApi::Impl::hasRowNumbers() const {
+  return sqlite3_table_column_metadata(m_pDb, "main", m_definition.table().c_str(), "rowid", nullptr, nullptr, nullptr,
+                                       nullptr, nullptr) == SQLITE_OK;
+}
+
 template <typename Take>
 void OrvaJsonDbApi::Impl::readRows(const Filter& filter, RowLimit limit, const Take& take) {
   const std::optional<std::string>& raw = filter.raw();
@@ -81,7 +87,7 @@ void OrvaJsonDbApi::Impl::readRows(const Filter& filter, RowLimit limit, const T
   if (raw) {
     guard.emplace(m_pDb, m_definition.table());
   }
-  const std::string strRawSql = raw ? m_texts.selectRaw(*raw, limit) : std::string();
+  const std::string strRawSql = raw ? m_texts.selectRaw(*raw, limit, hasRowNumbers()) : std::string();
   Statement statement(m_pDb, raw ? strRawSql : m_texts.selectRows(filter.shape(), limit));
   if (raw && sqlite3_bind_parameter_count(statement.handle()) != 0) {
     RAISE(EINVAL, "the filter must not have a parameter");

@@ -84,9 +84,15 @@ const std::string& SqlTexts::selectRows(const FilterShape& filter, RowLimit limi
   });
 }
 
-std::string SqlTexts::selectRaw(const std::string& strWhere, RowLimit limit) const {
+std::string SqlTexts::selectRaw(const std::string& strWhere, RowLimit limit, bool blNumbered) const {
   // The line end ends a comment at the end of the clause.
-  return fmt::format("SELECT {} FROM {} WHERE ({}\n){}", m_strAllColumns, m_strTable, strWhere, orderAndLimit(limit));
+  std::string strMatch = fmt::format("({}\n)", strWhere);
+  // SQLite reads the numbers of the rows from an index if one has all columns of the clause. So it need not read each
+  // row, with a script in it. Where one row is enough, it had better stop at the first.
+  if (blNumbered && limit == RowLimit::NONE) {
+    strMatch = fmt::format("rowid IN (SELECT rowid FROM {} WHERE {})", m_strTable, strMatch);
+  }
+  return fmt::format("SELECT {} FROM {} WHERE {}{}", m_strAllColumns, m_strTable, strMatch, orderAndLimit(limit));
 }
 
 const std::string& SqlTexts::updateRows(ColumnSet columns, const FilterShape& filter) {

@@ -37,7 +37,8 @@ public:
   const std::string& selectRows(const FilterShape& filter, RowLimit limit);
 
   /// Reads rows by a caller's WHERE clause; this text is not cached.
-  std::string selectRaw(const std::string& strWhere, RowLimit limit) const;
+  /// \param blNumbered  the rows have numbers; those of a view, for example, have none.
+  std::string selectRaw(const std::string& strWhere, RowLimit limit, bool blNumbered) const;
 
   /// Sets new values of some columns.
   const std::string& updateRows(ColumnSet columns, const FilterShape& filter);

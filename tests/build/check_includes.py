@@ -36,20 +36,6 @@ HOUSES = {
 TYPED = (r'"[^"]*(?:\beorva (?:apply|backup|check|config|event|execute|explain|export|fire|init|log|restore|runs?|share|stop'
          r"|task)\b|(?<![-\w])--[a-z]{2})")
 OTHER_PROGRAMS = {"hosts/common/support", "hosts/common/server", "hosts/common/executions/detached_start"}
-# These files still tell the user what to type; none may be added.
-STILL_TYPED = {
-    "hosts/common/config/configuration.cpp",
-    "hosts/common/executions/execution_plan.cpp",
-    "hosts/common/runs/outcome.cpp",
-    "hosts/common/state/backup.cpp",
-    "hosts/common/state/state_change.cpp",
-    "hosts/common/store/records.cpp",
-    "hosts/common/store/session.cpp",
-    "hosts/common/tasks/change_task.cpp",
-    "hosts/common/tasks/rename_lock.cpp",
-    "hosts/common/tasks/rename_task.cpp",
-    "hosts/common/tasks/task_rules.cpp",
-}
 
 # Words that only some rooms may use, and what to do instead.
 WORDS = [
@@ -62,7 +48,7 @@ WORDS = [
     ("hosts/common", r"\bTaskLock\b",
      {"hosts/common/coordination", "hosts/common/runs", "hosts/common/executions", "hosts/common/tasks/task_change_lock"},
      "what starts and changes tasks is kept apart in a few places"),
-    ("hosts/common", TYPED, {"hosts/common/answers"} | OTHER_PROGRAMS | STILL_TYPED, "each host tells what to type"),
+    ("hosts/common", TYPED, {"hosts/common/answers"} | OTHER_PROGRAMS, "each host tells what to type"),
 ]
 
 MOST_FILES = 20  # of a room; a source and its header are one

@@ -118,7 +118,7 @@ TEST(HarnessNotices, LinesThatBreakTheirForm) {
             "");
 }
 
-TEST(HarnessNotices, WhatATestLeavesBehind) {
+TEST(HarnessNotices, ThingsThatATestLeaves) {
   EXPECT_THAT(failuresOf([](Probe&) {
                 if (::fork() == 0) {
                   ::pause();
@@ -185,7 +185,7 @@ TEST_F(Harness, RulesMeanANameOrTheBeginningOfACall) {
                                                     "recGetOne(task, {})", "recGetOne(task, {})"));
 }
 
-TEST_F(Harness, WhatAChildDoesIsSeen) {
+TEST_F(Harness, ActionsOfAChildAreSeen) {
   addUser("alice", 4001, 4001, {4100});
   Json::Value jTask = task("a", "#!/bin/sh\nid -un\n");
   jTask["owner"] = 4001;

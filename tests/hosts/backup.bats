@@ -125,7 +125,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   wait_until test -s /tmp/pid
   wait_until runs_are 1
   run -1 --separate-stderr eorva restore kept.db --yes
-  complains "cannot restore while run 1 goes on"
+  complains "cannot restore while run 1 is running"
   echo >/tmp/go
   wait
 }

@@ -104,7 +104,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   says "no problems found"
   cp kept.conf /etc/eorva.conf
   eorva event disable shutdown
-  finds warning events shutdown 'is not enabled (eorva-shutdown.service), as it usually is' "eorva event enable shutdown"
+  finds warning events shutdown 'is not enabled (eorva-shutdown.service), but normally is' "eorva event enable shutdown"
 }
 
 @test "a store that others can change, or that is damaged" {
@@ -185,7 +185,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   add_task it bootup alice 'exit 0'
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, pid, event_fire_time, trigger_event, exit_info)
     values ('it', 1000, 2147483647, 1000, 'bootup', '{}')"
-  finds problem runs 1 'run 1 of "it" is recorded as running, but its process is gone' "eorva check --repair"
+  finds problem runs 1 'run 1 of "it" is recorded as running, but its process has ended' "eorva check --repair"
   run -0 --separate-stderr eorva check --repair
   complains 'closed run 1 of "it", which was interrupted'
   same "how it ended" '"interrupted"' "$(field 1 exit_info.exit_type)"
@@ -218,7 +218,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
     update task set notify_mail = '|evil' where task_name = 'orphan';
     update task set task_name = '../up' where task_name = 'elsewhere';
     update task set depend_on_task = '[../up]' where task_name = 'astray'"
-  finds problem tasks a 'task "a" is never started: it waits for "b", which waits for it in turn' "eorva task edit a --no-after"
+  finds problem tasks a 'task "a" is never started: it waits for "b", which waits for it, too' "eorva task edit a --no-after"
   finds problem tasks gone 'waits for "ghost", and there is no such task' "eorva task edit gone --no-after"
   finds problem tasks astray 'waits for "../up", which belongs to the event "shutdown"' "eorva task edit ../up --event bootup"
   finds warning tasks behind 'waits for "off", which is disabled' "eorva task enable off"

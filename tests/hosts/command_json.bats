@@ -38,6 +38,21 @@ documented() {
   documented "A run" "$(eorva runs show 1 --json)"
 }
 
+@test "executions, starts and stopped runs" {
+  add_task first bootup alice 'exit 0'
+  add_task slow slow alice 'exec sleep 1000'
+  local execution
+  execution=$(eorva fire bootup --json)
+  documented "An execution" "$execution"
+  documented "A run" "$(jq '.runs[0]' <<<"$execution")"
+  documented "An execution" "$(eorva run first --json)"
+  documented "A start in the background" "$(eorva run slow --detach --json)"
+  documented "An execution" "$(eorva fire shutdown --detach --json)"
+  wait_until runs_are 3
+  documented "A run" "$(eorva stop "$(run_of slow)" --grace 0 --json)"
+  same "several runs" '["array",2]' "$(eorva stop 1 2 --json 2>/dev/null | jq -c '[type, length]')"
+}
+
 @test "a task that was printed can be added again" {
   add_task first bootup alice 'exit 0' --mail root --description 'what it is for'
   eorva run first >/dev/null
@@ -57,12 +72,12 @@ documented() {
   plan=$(eorva event plan bootup --json)
   documented "A plan" "$plan"
   documented "A task of a plan" "$(jq '.would_run[0]' <<<"$plan")"
-  documented "An obstacle" "$(jq '.would_not_run[0].reasons[0]' <<<"$plan")"
+  documented "A reason" "$(jq '.would_not_run[0].reasons[0]' <<<"$plan")"
   same "a task that would not run" '["reasons","task_name"]' "$(jq -c '.would_not_run[0] | keys' <<<"$plan")"
   run -0 eorva fire bootup
   explanation=$(eorva explain second --json)
   documented "An explanation" "$explanation"
-  documented "An obstacle" "$(jq '.reasons[0]' <<<"$explanation")"
+  documented "A reason" "$(jq '.reasons[0]' <<<"$explanation")"
   same "a task that it waits for" '["run","task_name"]' "$(jq -c '.needs[0] | keys' <<<"$explanation")"
   documented "A run" "$(jq '.needs[0].run' <<<"$explanation")"
   check=$(eorva check --json || true)
@@ -75,7 +90,7 @@ documented() {
   eorva run first >/dev/null
   documented "The configuration" "$(eorva config show --json)"
   documented "An exported document" "$(eorva export --json)"
-  documented "What was applied" "$(eorva export | eorva apply - --json)"
+  documented "Applied changes" "$(eorva export | eorva apply - --json)"
   documented "An event of the log" "$(eorva log --json | jq '.[-1]')"
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time) values ('first', 1, 2)"
   cp /etc/eorva.conf eorva.conf
@@ -83,8 +98,8 @@ documented() {
   local pruned
   pruned=$(eorva runs prune --json --dry-run)
   cp eorva.conf /etc/eorva.conf
-  documented "What was pruned" "$pruned"
-  documented "A run that was pruned" "$(jq '.runs[0]' <<<"$pruned")"
+  documented "A pruning" "$pruned"
+  documented "A pruned run" "$(jq '.runs[0]' <<<"$pruned")"
 }
 
 @test "settings, files of runs, events and shares" {
@@ -95,8 +110,8 @@ documented() {
   documented "A setting" "$(eorva config get retention_runs --json)"
   same "setting" '{"key":"retention_runs","value":"50"}' \
     "$(eorva config set retention_runs=50 >/dev/null; eorva config get retention_runs --json | jq -c .)"
-  documented "What a run left" "$(eorva runs output 1 --json)"
-  documented "What a run left" "$(eorva runs script 2 --json)" text_base64
+  documented "A file of a run" "$(eorva runs output 1 --json)"
+  documented "A file of a run" "$(eorva runs script 2 --json)" text_base64
   same "its last lines" '{"file":"output.log","offset":2,"result_id":1,"size":6,"task_name":"first","text":"b\nc\n","truncated":false}' \
     "$(eorva runs output 1 --json --tail 2 | jq -cS .)"
   same "bytes" $'\374' "$(eorva runs output 2 --json | jq -r .text_base64 | base64 -d)"
@@ -104,7 +119,7 @@ documented() {
   run -2 --separate-stderr eorva runs output 1 --json --follow
   run -3 eorva runs diff 1 2 --json
   documented "A difference" "$output" difference_base64
-  same "what it is" '[1,2,false]' "$(jq -c '[.left, .right, .same]' <<<"$output")"
+  same "the two runs" '[1,2,false]' "$(jq -c '[.left, .right, .same]' <<<"$output")"
   jq -r .difference_base64 <<<"$output" | base64 -d | grep -axF -- $'+printf "\\374\\n"; : \374'
   run -0 eorva runs diff 1 1 --json
   same "no difference" '[true,""]' "$(jq -c '[.same, .difference]' <<<"$output")"
@@ -116,7 +131,7 @@ documented() {
   add_task long bootup alice 'head -c 3000000 /dev/zero | tr "\0" x; echo end'
   eorva run long >/dev/null
   eorva runs output 1 --json >long.json
-  same "what is in it" '[3000004,1951428,1048576,true,"xend\n"]' "$(jq -c '[.size, .offset, (.text | length), .truncated, .text[-5:]]' long.json)"
+  same "its members" '[3000004,1951428,1048576,true,"xend\n"]' "$(jq -c '[.size, .offset, (.text | length), .truncated, .text[-5:]]' long.json)"
   # Each character has three bytes, so the limit cuts one.
   yes € | head -n 400000 | tr -d '\n' >"$KEPT/long/$(field 1 start_time)/output.log"
   same "whole characters" '[1200000,151425,1048575,"€",false]' \

@@ -63,7 +63,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   complains "there are tasks of 2 owners"
   run -0 eorva config set --output off --force
   run -1 --separate-stderr eorva fire bootup
-  complains "or allow it with shared_script=yes in /etc/eorva.conf"
+  complains "to allow it, set shared_script=yes in /etc/eorva.conf; to keep output, use: eorva config set --output-path SHARE"
   same "runs" 0 "$(eorva runs list --json | jq length)"
   echo shared_script=yes >>/etc/eorva.conf
   run -0 --separate-stderr eorva fire bootup

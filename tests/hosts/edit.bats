@@ -30,7 +30,7 @@ edits_left() { find /var/tmp -path '/var/tmp/eorva-edit.*' -type f; }
     # shellcheck disable=SC2086
     run -0 eorva task edit it $option
     after=$(member it .)
-    same "what '$option' changed" "$members" \
+    same "members changed by '$option'" "$members" \
       "$(jq -cn --argjson a "$before" --argjson b "$after" '[$b | to_entries[] | select($a[.key] != .value) | .key] - ["owner_name", "waits_for"]')"
   done <<'T'
 --owner bob|["owner"]
@@ -72,7 +72,7 @@ T
   run -1 --separate-stderr eorva task edit it --event Bootup --owner nobody-at-all --after ghost --after elsewhere \
     --mail 'x y' --time-limit -1 --description $'two\nlines'
   complains 'the task "it" is not changed:'
-  complains 'event: unknown event "Bootup"; to create it, add --any-event'
+  complains 'event: unknown event "Bootup"'
   complains 'owner: there is no user "nobody-at-all"'
   complains 'waits for: there is no task "ghost"'
   complains 'waits for: "elsewhere" belongs to the event "shutdown"'
@@ -84,7 +84,8 @@ T
 
 @test "an unknown event needs --any-event" {
   run -1 --separate-stderr eorva task add it --event my-event --owner alice --script /dev/null
-  complains 'event: unknown event "my-event"; to create it, add --any-event'
+  complains 'event: unknown event "my-event"'
+  complains 'to create the event, add --any-event'
   run -0 eorva task add it --event my-event --any-event --owner alice --script /dev/null
   run -0 eorva task edit it --parallel
   run -1 --separate-stderr eorva task edit it --event other-event
@@ -122,7 +123,7 @@ T
   complains 'waits for: a task cannot wait for itself'
   sqlite3 "$DATABASE" "update task set depend_on_task = '[c]' where task_name = 'a'"
   run -0 eorva task edit a --no-after
-  same "what a waits for" '""' "$(member a .depend_on_task)"
+  same "dependencies of a" '""' "$(member a .depend_on_task)"
 }
 
 @test "a script is read from a file, from standard input, or from a record" {
@@ -135,7 +136,7 @@ T
   run -0 eorva task edit it --record - <<<'{"operation": "echo record", "enable": false}'
   same "both" '["echo record",false]' "$(member it '[.operation, .enable]')"
   run -1 --separate-stderr eorva task edit it --record - <<<'{"task_name": "other"}'
-  complains "to rename the task, use 'eorva task rename'"
+  complains "to rename the task, use: eorva task rename it NEW"
   run -1 --separate-stderr eorva task edit it --record - <<<'{"status": {}, "enable": 1}'
   complains 'status: is not a member that can be set'
   complains 'enabled: must be true or false'
@@ -184,7 +185,7 @@ T
   complains 'somebody else changed the script of "it" meanwhile'
   local kept
   kept=$(edits_left)
-  same "what is kept" "echo precious" "$(cat "$kept")"
+  same "the saved text" "echo precious" "$(cat "$kept")"
   complains "eorva task edit 'it' --script '$kept'"
   same "script" '"other\n"' "$(member it .operation)"
   eval "$(tail -n 1 <<<"$stderr")"
@@ -197,12 +198,12 @@ T
   editor 'echo half >"$1"; exit 3'
   run -1 --separate-stderr eorva task edit it
   complains 'the editor failed with exit status 3'
-  same "what is kept" "half" "$(cat "$(edits_left)")"
+  same "the saved text" "half" "$(cat "$(edits_left)")"
   rm -r /var/tmp/eorva-edit.*
   editor 'echo late >"$1"; eorva task delete it --yes >/dev/null'
   run -1 --separate-stderr eorva task edit it
   complains 'there is no task "it"'
-  same "what is kept" "late" "$(cat "$(edits_left)")"
+  same "the saved text" "late" "$(cat "$(edits_left)")"
   rm -r /var/tmp/eorva-edit.*
 }
 

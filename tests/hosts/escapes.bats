@@ -146,7 +146,7 @@ end_service() {
   each_ended_by shutdown end_service
 }
 
-@test "$TRIES scripts that kill the processes above them: the runs end, as killed, and so does what they left" {
+@test "$TRIES scripts that kill the processes above them: the runs end as killed, with their background processes" {
   local i tried
   for ((i = 1; i <= AT_ONCE; i++)); do
     add_task "run-killed-$i" bootup alice "$RUN"'; kill -KILL $run; sleep 300'

@@ -16,8 +16,8 @@ setup() { fresh_store; }
   run -0 --separate-stderr eorva fire bootup
   says "event bootup: 4 runs, 4 ok, 0 failed"
   same "order" "a c d" "$(paste -sd ' ' /home/alice/order)"
-  same "who ran root-a" alice "$(eorva runs output "$(run_of root-a)")"
-  same "who ran root-b" bob "$(eorva runs output "$(run_of root-b)")"
+  same "user of root-a" alice "$(eorva runs output "$(run_of root-a)")"
+  same "user of root-b" bob "$(eorva runs output "$(run_of root-b)")"
   same "runs" 4 "$(eorva runs list --json | jq length)"
   same "triggers" '["bootup"]' "$(eorva runs list --json | jq -c '[.[].trigger_event] | unique')"
   same "standard error" "" "$stderr"
@@ -122,7 +122,7 @@ setup() { fresh_store; }
   same "outcomes" '["ok"]' "$(eorva runs list --json | jq -c '[.[].outcome] | unique')"
 }
 
-@test "an event whose task is running says what was not started" {
+@test "an event whose task is running names the tasks that were not started" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task after bootup alice 'exit 0' --after single
   eorva run single >/dev/null 3>&- &

@@ -161,7 +161,7 @@ the tasks that it waited for:
   chmod 711 "$KEPT"
   same "why not" '["not_started",["not_fired"],true]' "$(why it)"
   run -0 eorva explain it
-  says "it was not started, nor was any other task of the event: "
+  says "it was not started, like all tasks of the event: "
   says "may be changed by others"
 }
 

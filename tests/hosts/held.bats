@@ -72,7 +72,7 @@ took_nothing() {
 
 # --- what a script sees
 
-@test "a script sees nothing of who fired the event, and from where" {
+@test "a script gets the same environment however it is started" {
   add_task see bootup alice "$(held see.py)"
   env -i "PATH=$PATH" setsid --wait eorva fire bootup </dev/null >/dev/null
   eorva runs output "$(run_of see)" >plain

@@ -47,7 +47,7 @@ ended_well() { [[ $(eorva runs list --json | jq '[.[] | select(.outcome == "ok")
   same "printed" "bootup sdb" "$(eorva runs output 1)"
   wait_until gone "$pid"
   run -0 eorva run slow --detach --json
-  same "what was started" '["slow","number"]' "$(jq -c '[.task, (.pid | type)]' <<<"$output")"
+  same "the started task" '["slow","number"]' "$(jq -c '[.task, (.pid | type)]' <<<"$output")"
   wait_until ended_well 2
 }
 

@@ -163,7 +163,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   same "processes" "" "$(pgrep '^eorva' || true)"
 }
 
-@test "what others planted for the exit codes of the next 10,000 processes changes no record" {
+@test "files of others with the names of the next 10,000 exit codes change no record" {
   local status
   for status in 0 3 128 137; do
     add_task "ends-$status" bootup alice "exit $status"
@@ -201,7 +201,7 @@ root 700 second" "$(cd "$KEPT" && stat -c '%U %a %n' late second)"
   run -0 eorva run secret
   same "the folder's owner" alice "$(stat -c %U "$KEPT/secret")"
   same "runs in it" 1 "$(find "$KEPT/secret" -mindepth 1 -maxdepth 1 | wc -l)"
-  same "the owner of what root left" root "$(stat -c %U "$KEPT/secret~1")"
+  same "the owner of the moved folder" root "$(stat -c %U "$KEPT/secret~1")"
   run -1 su alice -c "cat $KEPT/secret~1/*/output.log"
 }
 
@@ -247,7 +247,7 @@ everything() {
     complains "is not run: its name must"
   done
   run --separate-stderr eorva runs prune --json
-  same "what could not be removed" "" "$stderr"
+  same "messages" "" "$stderr"
   same "pruned" "$stored" "$(jq '.runs | length' <<<"$output")"
   printf 'version: 1\ntasks: {}\n...\n' >none.yaml
   run -0 eorva apply none.yaml --yes --prune --json

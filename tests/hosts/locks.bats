@@ -84,7 +84,7 @@ locks() {
   exec 4>&-
   wait "$restore" || status=$?
   same "answer" 1 "$status"
-  grep -q 'cannot restore while run 1 goes on' asked
+  grep -q 'cannot restore while run 1 is running' asked
   touch /tmp/go
   wait
   same "the run is known" '"ok"' "$(field 1 outcome)"

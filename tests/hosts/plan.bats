@@ -66,7 +66,7 @@ ended() {
   says $'  odd has a dependency list that cannot be read, "nobody"\n      eorva task edit odd --no-after'
 }
 
-@test "the event starts what the plan shows" {
+@test "the event starts the tasks of the plan" {
   add_task root bootup alice 'exit 0'
   add_task off bootup alice 'exit 0' --disabled
   add_task behind bootup alice 'exit 0' --after off
@@ -129,10 +129,10 @@ ended() {
   add_task other bootup alice 'exit 0'
   add_task elsewhere shutdown alice 'exit 0'
   names() { eorva task relate "$@" --json | jq -c 'map(.task_name) | sort'; }
-  same "what c needs" '["a","b"]' "$(names c --needs)"
-  same "what needs b" '["c","d"]' "$(names b --needed-by)"
-  same "what c could need" '["other"]' "$(names c --candidates)"
-  same "what a needs" '[]' "$(names a --needs)"
+  same "c waits for" '["a","b"]' "$(names c --needs)"
+  same "dependants of b" '["c","d"]' "$(names b --needed-by)"
+  same "candidates for c" '["other"]' "$(names c --candidates)"
+  same "a waits for" '[]' "$(names a --needs)"
   run -0 eorva task relate d --needs
   [[ ${lines[0]} =~ ^TASK\ EVENT\ +OWNER\ WAITS\ FOR$ && ${#lines[@]} == 4 ]]
   run -2 --separate-stderr eorva task relate c

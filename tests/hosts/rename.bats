@@ -197,10 +197,10 @@ setup() { fresh_store; }
   eorva run it >/dev/null
   run -0 --separate-stderr eorva task delete it --yes
   complains "its output is kept in $KEPT/it~1"
-  same "what it printed" hers "$(cat "$KEPT"/it~1/*/output.log)"
+  same "earlier output" hers "$(cat "$KEPT"/it~1/*/output.log)"
   add_task it bootup bob 'echo his'
   run -0 eorva run it
-  same "what it prints" his "$(eorva runs output "$(run_of it)")"
+  same "new output" his "$(eorva runs output "$(run_of it)")"
   run -0 --separate-stderr eorva task delete it --yes
   complains "its output is kept in $KEPT/it~2"
 }

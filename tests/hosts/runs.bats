@@ -54,7 +54,7 @@ setup() { fresh_store; }
   same "for programs" '[null,null,"failed"]' "$(eorva runs show 1 --json | jq -c '[.end, .cpu_seconds, .outcome]')"
 }
 
-@test "show has what a run cost" {
+@test "show has the costs of a run" {
   add_task heavy bootup alice 'exit 0'
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, shell_status, cpu_usec, memory_peak,
     io_read, io_written) values ('heavy', 3600, 3700, 0, 12345678, 1610612736, 4096, 0)"

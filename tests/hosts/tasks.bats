@@ -198,14 +198,14 @@ J
   complains 'there is no task "ghost"'
 }
 
-@test "delete lists what it also deletes, and asks" {
+@test "delete lists the dependants that change, and asks" {
   add_task first bootup alice 'exit 0'
   add_task second bootup alice 'exit 0' --after first
   run -1 --separate-stderr eorva task delete first </dev/null
   complains "these tasks no longer wait for it: second"
   same "tasks" 2 "$(eorva task list --json | jq length)"
   run -0 eorva task delete first --yes
-  same "what second waits for" '""' "$(eorva task show second --json | jq .depend_on_task)"
+  same "dependencies of second" '""' "$(eorva task show second --json | jq .depend_on_task)"
   same "tasks" '["second"]' "$(eorva task list --json | jq -c '[.[].task_name]')"
 }
 

@@ -52,7 +52,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   wait_until shows '^event bootup: 12 runs'
   same "lines with the heading" 1 "$(times 'TASK ')"
   same "tasks in the table" 12 "$(times 'task-')"
-  same "lines about what is left out" 0 "$(times '\.\.\.')"
+  same "lines about omitted tasks" 0 "$(times '\.\.\.')"
 }
 
 @test "an interrupted display says how to continue, and restores the terminal" {

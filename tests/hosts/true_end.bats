@@ -121,7 +121,7 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
   same "failures" '["exit 255","exit 128","exit 1"]' "$(eorva runs list --outcome failed --json | jq -c '[.[].outcome_text]')"
   eorva config set retention_runs=1 retention_failed_runs=2 >/dev/null
   eorva runs prune >/dev/null
-  same "what is kept" '["exit 255","exit 128"]' "$(eorva runs list --json | jq -c '[.[].outcome_text]')"
+  same "remaining runs" '["exit 255","exit 128"]' "$(eorva runs list --json | jq -c '[.[].outcome_text]')"
 }
 
 @test "a script that cannot be started is told from one that ended" {

@@ -45,7 +45,7 @@ units_with() { grep -lE "$1" "$UNITS"/eorva-*.service | sed 's|.*/eorva-||; s|\.
   grep -x Delegate=yes "$(unit shutdown)"
 }
 
-@test "what a unit leaves in /run/eorva stays when it ends" {
+@test "files of a unit in /run/eorva stay when it ends" {
   same "units" "$(units_with '^RuntimeDirectory=eorva$')" "$(units_with '^RuntimeDirectoryPreserve=yes$')"
 }
 

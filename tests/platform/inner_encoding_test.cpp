@@ -39,7 +39,7 @@ TEST(Base64, KnownTexts) {
   EXPECT_EQ(orva::base64Lines(std::string(58, 'a')).find('\n'), 76U);
 }
 
-TEST(QuotedPrintable, WhatMeansMoreThanItselfIsHidden) {
+TEST(QuotedPrintable, SpecialCharactersAreEncoded) {
   EXPECT_EQ(orva::quotedPrintable("a=b\n"), "a=3Db\n");
   EXPECT_EQ(orva::quotedPrintable("end \ntab\t\n"), "end=20\ntab=09\n");
   EXPECT_EQ(orva::quotedPrintable(".\n..\n"), "=2E\n=2E.\n");

@@ -108,7 +108,7 @@ TEST(MailMessage, PlaceholderInAValueIsNotFilledAgain) {
   EXPECT_EQ(jMail["body"].asString(), "Task: %OUT_PUT%\n%TASK%\nend\n");
 }
 
-TEST(MailMessage, LongerPlaceholderIsMeantAndWhatHasNoValueStays) {
+TEST(MailMessage, LongerPlaceholderWinsAndPlaceholdersWithoutAValueStay) {
   EXPECT_EQ(orva::filled("%A%B% %A% %X% 100%", {{"%A%", "1"}, {"%A%B%", "2"}}, 100), "2 1 %X% 100%");
 }
 

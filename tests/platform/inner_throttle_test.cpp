@@ -25,7 +25,7 @@ protected:
   }
 };
 
-TEST_F(Throttle, KeyIsSentOnceInTenMinutesAndTheNextCountsWhatWasHeldBack) {
+TEST_F(Throttle, KeyIsSentOnceInTenMinutesAndTheNextCountsTheHeldBackOnes) {
   EXPECT_EQ(ask(NOW), 0);
   EXPECT_EQ(ask(NOW), -1);
   EXPECT_EQ(ask(NOW + 1), -1);

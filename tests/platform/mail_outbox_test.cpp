@@ -53,7 +53,7 @@ protected:
   static std::string flush() { return OrvaTest::runCommand({ORVA_MAIL_FLUSH}).strOut; }
 };
 
-TEST_F(MailOutbox, SizeOfWhatWaitsIsLimited) {
+TEST_F(MailOutbox, SizeOfWaitingMailIsLimited) {
   put("1");
   fs::remove("/tmp/mailprogram");
   ASSERT_EQ(truncate((OUTBOX + "/1").c_str(), (64 << 20) - 100), 0);
@@ -78,7 +78,7 @@ TEST_F(MailOutbox, NextMailThatIsTakenEmptiesAFullOutbox) {
   EXPECT_EQ(fs::file_size("/tmp/taken"), 1U + N_MAILS);
 }
 
-TEST_F(MailOutbox, MailThatIsRefusedTakesAlongWhatWaits) {
+TEST_F(MailOutbox, RefusedMailTakesAlongWaitingMail) {
   put("1", 0, "a@b good@d\nx\n");
   installMailProgram("#!/bin/sh\n[ \"$5\" = good@d ] || exit 67\ncat > /tmp/taken\n");
   ASSERT_EQ(sendTaskMail("nobody@b"), 0);

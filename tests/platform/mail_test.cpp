@@ -282,7 +282,7 @@ TEST_F(Mail, FullOutboxKeepsNoMore) {
   EXPECT_THAT(entries(OUTBOX), testing::SizeIs(500));
 }
 
-TEST_F(Mail, WhatIsNoMessageInTheOutboxReachesNobody) {
+TEST_F(Mail, OtherFilesInTheOutboxReachNobody) {
   fs::create_directories(OUTBOX);
   chmod(OUTBOX, 0700);
   const std::string strOutbox = OUTBOX;

@@ -89,7 +89,7 @@ TEST_F(NotifierDelivery, EveryMemberGetsTheTextInEveryLanguageOnce) {
   EXPECT_EQ(countEvents(), 4U);
 }
 
-TEST_F(NotifierDelivery, WhatIsHeldBackReachesNobodyAndIsCountedInTheNext) {
+TEST_F(NotifierDelivery, HeldBackMailReachesNobodyAndIsCountedInTheNext) {
   SmtpSink sink;
   sink.configureMsmtp();
   language("enu");

@@ -171,7 +171,7 @@ TEST_F(Columns, UpdateToNullTakesTheMemberAway) {
   EXPECT_TRUE(jRead.isMember("status"));
 }
 
-TEST_F(Columns, WhatDoesNotFitItsColumnIsRefusedByName) {
+TEST_F(Columns, ValueThatDoesNotFitItsColumnIsRefusedByName) {
   for (const Misfit& misfit : std::vector<Misfit>{
            {"last_start_time", UINT64_MOST,
             "column last_start_time: 18446744073709551615 does not fit the type integer"},
@@ -329,7 +329,7 @@ TEST_F(Columns, OneDamagedRowDoesNotHideTheOthers) {
 }
 
 // Rows with the same text share it. There are more texts, and longer ones, than the limit of shared texts.
-TEST_F(Columns, WhatRepeatsFromRowToRowComesBackByteForByte) {
+TEST_F(Columns, ValuesRepeatedFromRowToRowComeBackByteForByte) {
   using namespace std::string_literals;
   std::vector<std::string> texts{""s,
                                  "a\0b"s,

@@ -67,7 +67,7 @@ TEST_F(Filters, TextIsComparedByteForByte) {
   EXPECT_THAT(namesOf(R"({"event":""})"), ElementsAre("it's"));
 }
 
-TEST_F(Filters, NullMatchesWhatIsAbsentAndInAJsonColumnNull) {
+TEST_F(Filters, NullMatchesAbsentMembersAndInAJsonColumnNull) {
   EXPECT_THAT(namesOf(R"({"last_start_time":null})"), ElementsAre("b", "c", "it's"));
   EXPECT_THAT(namesOf(R"({"last_start_time":null,"event":"bootup"})"), ElementsAre("b"));
   EXPECT_THAT(namesOf(R"({"status":null})"), ElementsAre("c"));
@@ -103,7 +103,7 @@ TEST_F(Filters, ValueOfAnotherTypeIsRefused) {
   expectRefused(parse(R"({"owner":1000.0})"), "column owner: 1000.0 does not fit the type integer");
 }
 
-TEST_F(Filters, WhatIsNoObjectIsRefused) {
+TEST_F(Filters, OtherTypesThanAnObjectAreRefused) {
   for (const char* szFilter : {"null", "[]", "\"a\"", "1"}) {
     expectRefused(parse(szFilter), "the filter is not an object");
   }

@@ -89,7 +89,7 @@ TEST_F(Migrations, OldDatabaseKeepsEveryRowAndGetsTheNewColumns) {
   EXPECT_EQ("(no row)", queryText(pDb.get(), "PRAGMA foreign_key_check"));
 }
 
-TEST_F(Migrations, MigratedTablesTakeWhatNewOnesTakeAndRefuseWhatTheyRefuse) {
+TEST_F(Migrations, MigratedTablesTakeAndRefuseTheSameValuesAsNewOnes) {
   const Database pDb = openDatabase(m_strPath);
   OrvaJsonDbApi tasks(pDb.get(), "task", installedDefinitions(), installedSql());
   OrvaJsonDbApi results(pDb.get(), "task_result", installedDefinitions(), installedSql());

@@ -51,7 +51,7 @@ TEST_F(WriteGuard, SeesEveryWriteWithItsStoreAndItsFilter) {
                                    R"(run {"result_id":1} {"pid":8})"));
 }
 
-TEST_F(WriteGuard, WhatItAddsIsWrittenInTheSameWrite) {
+TEST_F(WriteGuard, ItsAdditionsAreWrittenInTheSameWrite) {
   add(task("a"));
   m_jAdded = parse(R"({"boot_id":"b","start_ticks":5,"pid":9})");
   const Json::Value jIn = parse(NEW_RUN);

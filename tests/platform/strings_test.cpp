@@ -37,7 +37,7 @@ TEST_F(Strings, SplitKeepsEmptyPieces) {
   EXPECT_THAT(split("a,b", ""), ElementsAre("a,b"));
 }
 
-TEST_F(Strings, SplitAppendsToWhatTheListHolds) {
+TEST_F(Strings, SplitAppendsToTheList) {
   PKLIBCSZLIST pList = KLIBCSzListAlloc(0);
   EXPECT_EQ(pList->nItem, 0);
   EXPECT_EQ(KLIBCStrTok("a,b", ",", &pList), 2);
@@ -79,7 +79,7 @@ TEST_F(Strings, WildSizeIsOnlyAHint) {
   EXPECT_EQ(KLIBCSzHashAlloc(-1), nullptr);
 }
 
-TEST_F(Strings, HashTakesKeysAndRefusesWhatIsNone) {
+TEST_F(Strings, HashTakesKeysAndRefusesInvalidOnes) {
   PKLIBCSZHASH pHash = KLIBCSzHashAlloc(512);
   PKLIBCSZHASH pNone = nullptr;
   EXPECT_EQ(KLIBCSzHashSetValue(&pHash, "%TASK%", "backup"), 0);

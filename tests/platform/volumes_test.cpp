@@ -225,7 +225,7 @@ TEST_F(Volumes, PlantedTempFolderIsRefused) {
   EXPECT_EQ(KLIBCErrGet(), EPERM);
 }
 
-TEST_F(Volumes, WhatIsNoMountPointHasNoTempFolder) {
+TEST_F(Volumes, FolderThatIsNoMountPointHasNoTempFolder) {
   for (const char* const szVolume : {"", "tmp", "/nowhere", "/tmp/", "/tmp/../tmp", "/opt"}) {
     EXPECT_EQ(tempFolder(szVolume), "") << szVolume;
   }

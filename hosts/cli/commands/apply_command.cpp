@@ -27,10 +27,10 @@ struct ApplyOptions {
   bool blJson = false;
 };
 
-std::string countText(const StateDifference& difference) {
-  return fmt::format("{} created, {} changed, {} deleted, {} setting{}", difference.vecCreated.size(),
-                     difference.vecChanged.size(), difference.vecDeleted.size(), difference.vecConfig.size(),
-                     difference.vecConfig.size() == 1 ? "" : "s");
+std::string changesText(const StateDifference& difference) {
+  return fmt::format("{} created, {} changed, {} deleted, {}", difference.vecCreated.size(),
+                     difference.vecChanged.size(), difference.vecDeleted.size(),
+                     countText(difference.vecConfig.size(), "setting"));
 }
 
 void showDifference(const Context& context, const Host::ApplyPlan& plan) {
@@ -45,7 +45,7 @@ int finishWithoutChange(const ApplyOptions& options, const StateDifference& diff
   } else if (difference.isEmpty()) {
     fmt::print("nothing to change\n");
   } else {
-    fmt::print("would be applied: {}\n", countText(difference));
+    fmt::print("would be applied: {}\n", changesText(difference));
   }
   return difference.isEmpty() ? EXIT_DONE : EXIT_DIFFERENT;
 }
@@ -68,7 +68,7 @@ int runApply(const Context& context, const ApplyOptions& options) {
     return finishWithoutChange(options, difference);
   }
   if (!options.blYes) {
-    confirm(fmt::format("this will be applied: {}", countText(difference)), "Apply it?", "nothing is changed");
+    confirm(fmt::format("this will be applied: {}", changesText(difference)), "Apply it?", "nothing is changed");
   }
   for (const std::string& strNote : Host::apply(plan)) {
     printNote(strNote);
@@ -76,7 +76,7 @@ int runApply(const Context& context, const ApplyOptions& options) {
   if (options.blJson) {
     printJson(Host::differenceForPrograms(difference, true));
   } else {
-    fmt::print("applied: {}\n", countText(difference));
+    fmt::print("applied: {}\n", changesText(difference));
   }
   return EXIT_DONE;
 }
@@ -84,7 +84,6 @@ int runApply(const Context& context, const ApplyOptions& options) {
 }  // namespace
 
 void addApplyCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<ApplyOptions>();
   CLI::App* pCommand = addCommand(
       app, "apply", "Apply a document to tasks and configuration: all of it or nothing.",
       "  eorva apply server.yaml               shows the difference and asks\n"
@@ -93,11 +92,11 @@ void addApplyCommand(CLI::App& app, Context& context) {
       "\nThe document is YAML or JSON, as 'eorva export' writes it. Tasks and settings that it does not name\n"
       "are unchanged. In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
       "YAML must end with the line \"...\": without it, the document may be incomplete.\n");
+  auto pOptions = onCommand(pCommand, context, &runApply);
   pCommand->add_option("file", pOptions->strFile, "document; - reads standard input")->required()->type_name("FILE");
   pCommand->add_flag("--prune", pOptions->blPrune, "delete the tasks that are not in the document");
   pCommand->add_flag("--any-event", pOptions->blAnyEvent, "allow any event name");
-  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show what would change");
+  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show the changes");
   pCommand->add_flag("--yes", pOptions->blYes, "do not ask");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: names of created, changed and deleted tasks");
-  onCommand(pCommand, context, pOptions, &runApply);
 }

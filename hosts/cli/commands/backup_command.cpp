@@ -44,25 +44,23 @@ int runRestore(const Context&, const RestoreOptions& options) {
 }  // namespace
 
 void addBackupCommands(CLI::App& app, Context& context) {
-  auto pBackup = std::make_shared<BackupOptions>();
   CLI::App* pCommand =
       addCommand(app, "backup", "Back up tasks, run records and configuration to one file; runs continue.",
                  "  eorva backup /var/backups/eorva.db     'eorva restore' reads it\n"
                  "\nThe file is an SQLite database that only root can read. Run output is not in it.\n");
+  auto pBackup = onCommand(pCommand, context, &runBackup);
   pCommand->add_option("file", pBackup->strFile, "backup file; replaces an existing regular file")
       ->required()
       ->type_name("FILE");
-  onCommand(pCommand, context, pBackup, &runBackup);
 
-  auto pRestore = std::make_shared<RestoreOptions>();
   pCommand =
       addCommand(app, "restore", "Restore a backup of tasks, run records and configuration.",
                  "  eorva restore /var/backups/eorva.db\n"
                  "  eorva init && eorva restore eorva.db --yes     on a new server\n"
                  "\nOwners are stored as user ids, and another server may use these ids for other users. If an id\n"
                  "belongs to another user here, eorva restores nothing.\n");
+  auto pRestore = onCommand(pCommand, context, &runRestore);
   pCommand->add_option("file", pRestore->strFile, "backup file")->required()->type_name("FILE");
   pCommand->add_flag("--owners-as-numbered", pRestore->blAsNumbered, "keep user ids that belong to other users here");
   pCommand->add_flag("--yes", pRestore->blYes, "do not ask");
-  onCommand(pCommand, context, pRestore, &runRestore);
 }

@@ -44,8 +44,7 @@ void printFindings(const HealthFindings& findings, std::size_t cProblems) {
     return;
   }
   const std::size_t cWarnings = findings.size() - cProblems;
-  fmt::print("{} problem{}, {} warning{}\n", cProblems, cProblems == 1 ? "" : "s", cWarnings,
-             cWarnings == 1 ? "" : "s");
+  fmt::print("{}, {}\n", countText(cProblems, "problem"), countText(cWarnings, "warning"));
 }
 
 int runCheck(const Context&, const CheckOptions& options) {
@@ -62,13 +61,12 @@ int runCheck(const Context&, const CheckOptions& options) {
 }  // namespace
 
 void addCheckCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<CheckOptions>();
   CLI::App* pCommand = addCommand(app, "check", "Check the installation. The exit status is 1 if there is a problem.",
                                   "  eorva check                 shows each problem with a command to type\n"
                                   "  eorva check --repair        repairs what it can, then checks again\n"
                                   "  eorva check --json\n");
+  auto pOptions = onCommand(pCommand, context, &runCheck);
   pCommand->add_flag("--repair", pOptions->blRepair,
                      "close runs whose process has ended; move back output that an interrupted rename left elsewhere");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"ok\" and \"findings\"");
-  onCommand(pCommand, context, pOptions, &runCheck);
 }

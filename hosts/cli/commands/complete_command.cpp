@@ -157,8 +157,9 @@ void addCompleteCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand = addCommand(app, "complete", "Print the words that can be typed next, one a line.",
                                   "  eorva complete line -- task show ''\n");
   pCommand->group("");
-  pCommand->add_option_function<std::string>(
-              "kind", [](const std::string&) {}, "what is completed: a command line")
+  pCommand
+      ->add_option_function<std::string>(
+          "kind", [](const std::string&) {}, "the kind of completion: a command line")
       ->required()
       ->check(CLI::IsMember({"line"}))
       ->type_name("line");

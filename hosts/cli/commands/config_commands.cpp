@@ -5,7 +5,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "common/answers/server_answers.h"
-#include "common/config/change_config.h"
+#include "common/config/configuration.h"
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
 #include "common/support/failure.h"
@@ -48,10 +48,7 @@ int runShow(const Context&, const ShowOptions& options) {
 int runGet(const Context&, const GetOptions& options) {
   const std::string strValue = Host::configText(options.strKey);
   if (options.blJson) {
-    Json::Value jOut(Json::objectValue);
-    jOut["key"] = options.strKey;
-    jOut["value"] = strValue;
-    printJson(jOut);
+    printJson(Host::settingForPrograms(options.strKey, strValue));
   } else {
     fmt::print("{}\n", strValue);
   }
@@ -96,23 +93,21 @@ void addConfigCommands(CLI::App& app, Context& context) {
                                  "  eorva config set retention_runs=50\n");
   pConfig->require_subcommand(1);
 
-  auto pShow = std::make_shared<ShowOptions>();
   CLI::App* pCommand = addCommand(*pConfig, "show", "Show the configuration.", "  eorva config show --json\n");
+  auto pShow = onCommand(pCommand, context, &runShow);
   pCommand->add_flag("--json", pShow->blJson, "as JSON: the stored section and the settings");
-  onCommand(pCommand, context, pShow, &runShow);
 
-  auto pGet = std::make_shared<GetOptions>();
   pCommand = addCommand(*pConfig, "get", "Show the value of one setting.", "  eorva config get retention_runs\n");
+  auto pGet = onCommand(pCommand, context, &runGet);
   pCommand->add_option("key", pGet->strKey, "name of the setting")->required()->type_name("SETTING");
   pCommand->add_flag("--json", pGet->blJson, "as JSON: an object with \"key\" and \"value\"");
-  onCommand(pCommand, context, pGet, &runGet);
 
-  auto pSet = std::make_shared<SetOptions>();
   pCommand = addCommand(*pConfig, "set", "Change the configuration: all settings or none.",
                         "  eorva config set retention_runs=50 retention_output_size=20G\n"
                         "  eorva config set --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n"
                         "  eorva config set --output off              keep no output; all tasks must have one owner\n"
                         "\n/etc/eorva.conf explains the settings.\n");
+  auto pSet = onCommand(pCommand, context, &runSet);
   pCommand->add_option("values", pSet->vecValues, "settings with new values")->type_name("SETTING=VALUE");
   CLI::Option* pPath =
       pCommand->add_option("--output-path", pSet->strOutputPath, "place of run output: a share, or a folder on it")
@@ -122,5 +117,4 @@ void addConfigCommands(CLI::App& app, Context& context) {
       ->type_name("on|off")
       ->excludes(pPath);
   pCommand->add_flag("--force", pSet->blForce, "switch output off even if tasks have several owners");
-  onCommand(pCommand, context, pSet, &runSet);
 }

@@ -23,21 +23,18 @@ struct PlanOptions {
 };
 
 std::string endText(const EventPlan& plan) {
-  Json::Value jEnd(Json::objectValue);
-  jEnd["stop_time"] = static_cast<Json::Int64>(std::time(nullptr)) + plan.iDuration;
   return fmt::format("{} after {}, at {}", plan.blExact ? "would end" : "would end at the earliest",
-                     durationText(plan.iDuration), timeText(jEnd, "stop_time"));
+                     durationText(plan.iDuration), Host::timeText(std::time(nullptr) + plan.iDuration));
 }
 
 void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor) {
   Table table({{"WAVE", true}, {"TASK"}, {"OWNER"}, {"WAITS FOR"}, {"LAST TIME", true}, {"STARTS AFTER", true}},
               blColor);
   for (const PlannedTask& planned : plan.vecTasks) {
-    const std::vector<std::string>& vecNeeds = planned.task.vecNeeds;
     table.addRow({{std::to_string(planned.uWave)},
                   {planned.task.strName},
                   {owners.at(planned.task.strName)},
-                  {vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "))},
+                  {listText(planned.task.vecWaitsFor)},
                   {planned.iLastDuration ? durationText(*planned.iLastDuration) : "-"},
                   {durationText(planned.iStart)}});
   }
@@ -52,8 +49,7 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
     fmt::print("nothing would be started\n");
   } else {
     printPlanned(plan, owners, context.isColored());
-    fmt::print("event {}: {} task{}, {}\n", strEvent, plan.vecTasks.size(), plan.vecTasks.size() == 1 ? "" : "s",
-               endText(plan));
+    fmt::print("event {}: {}, {}\n", strEvent, countText(plan.vecTasks.size(), "task"), endText(plan));
   }
   if (!plan.vecBlocked.empty()) {
     fmt::print("would not be started:\n");
@@ -66,7 +62,7 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
 int runPlan(const Context& context, const PlanOptions& options) {
   const Host::OpenStore session;
   const Json::Value jTasks = Host::listTasks(session);
-  Host::requireEvent(jTasks, options.strEvent);
+  Host::requireEvent(session, options.strEvent);
   const OwnerNames owners = ownerNames(jTasks);
   const EventPlan plan = Host::planEvent(session, jTasks, options.strEvent);
   if (options.blJson) {
@@ -81,12 +77,11 @@ int runPlan(const Context& context, const PlanOptions& options) {
 }  // namespace
 
 void addEventPlanCommand(CLI::App& event, Context& context) {
-  auto pOptions = std::make_shared<PlanOptions>();
   CLI::App* pCommand = addCommand(
       event, "plan", "Show which tasks an event would start now, in which order, and which ones it would skip.",
       "  eorva event plan bootup\n"
       "  eorva event plan shutdown --json\n");
+  auto pOptions = onCommand(pCommand, context, &runPlan);
   pCommand->add_option("event", pOptions->strEvent, "the event")->required()->type_name("EVENT");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object");
-  onCommand(pCommand, context, pOptions, &runPlan);
 }

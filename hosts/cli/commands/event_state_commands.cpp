@@ -1,7 +1,6 @@
 /// eorva event list|enable|disable
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
@@ -46,7 +45,7 @@ int runList(const Context& context, const ListOptions& options) {
                                    : row.state.strInstalled == "enabled" ? "green"
                                                                          : nullptr},
                   {fmt::format("{}", row.cTasks)},
-                  {row.vecFiredBy.empty() ? "-" : fmt::format("{}", fmt::join(row.vecFiredBy, ", "))},
+                  {listText(row.vecFiredBy)},
                   {row.blInCatalogue ? textOf(row.event.jTitle, "enu") : "-"}});
   }
   table.print();
@@ -72,20 +71,17 @@ int runDisable(const Context&, const NameOptions& options) {
 }  // namespace
 
 void addEventStateCommands(CLI::App& event, Context& context) {
-  auto pList = std::make_shared<ListOptions>();
-  CLI::App* pCommand = addCommand(event, "list", "List the events, what fires them, and how many tasks they have.",
+  CLI::App* pCommand = addCommand(event, "list", "List the events with their units and numbers of tasks.",
                                   "  eorva event list --json\n");
+  auto pList = onCommand(pCommand, context, &runList);
   pCommand->add_flag("--json", pList->blJson, "print a JSON array, with titles and descriptions in every language");
-  onCommand(pCommand, context, pList, &runList);
 
-  auto pEnable = std::make_shared<NameOptions>();
   pCommand = addCommand(event, "enable", "Start firing an event automatically.", "  eorva event enable daily weekly\n");
+  auto pEnable = onCommand(pCommand, context, &runEnable);
   pCommand->add_option("event", pEnable->vecEvents, "one or more events")->required()->type_name("EVENT");
-  onCommand(pCommand, context, pEnable, &runEnable);
 
-  auto pDisable = std::make_shared<NameOptions>();
   pCommand = addCommand(event, "disable", "Stop firing an event automatically; 'eorva fire' still works.",
                         "  eorva event disable bootup\n");
+  auto pDisable = onCommand(pCommand, context, &runDisable);
   pCommand->add_option("event", pDisable->vecEvents, "one or more events")->required()->type_name("EVENT");
-  onCommand(pCommand, context, pDisable, &runDisable);
 }

@@ -6,6 +6,7 @@
 #include "cli/execute.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
 #include "common/executions/detached_start.h"
@@ -63,10 +64,7 @@ int detach(const Host::ExecutionRequest& request, bool blJson) {
   if (!blUnit && start.pid == 0) {
     printNothingRun(request, blJson);
   } else if (blJson) {
-    Json::Value jOut(Json::objectValue);
-    jOut[request.kind()] = request.strName;
-    jOut[blUnit ? "unit" : "pid"] = blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid);
-    printJson(jOut);
+    printJson(Host::startForPrograms(request, start));
   } else {
     fmt::print("{} {}: started in {}\n", request.kind(), request.strName,
                blUnit ? start.strUnit : fmt::format("process {}", start.pid));
@@ -120,26 +118,24 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
 }  // namespace
 
 void addExecuteCommands(CLI::App& app, Context& context) {
-  auto pFire = std::make_shared<ExecuteOptions>();
   CLI::App* pCommand = addCommand(app, "fire", "Run the tasks of an event, and wait until the last one has ended.",
                                   "  eorva fire bootup            exits with 3 when a task failed\n"
                                   "  eorva fire bootup --json     prints all runs when the last one has ended\n"
                                   "  eorva fire disk_attached --env EORVA_DISK=/dev/sdb --detach\n"
                                   "  eorva fire shutdown --budget 300 --leave-nothing\n");
+  auto pFire = onCommand(pCommand, context, &runFire);
   pCommand->add_option("event", pFire->strName, "the event")->required()->type_name("EVENT");
   addCommonOptions(pCommand, *pFire);
   pCommand->add_flag("--json", pFire->blJson,
                      "print the runs as JSON when all have ended; with --detach, the unit or process");
-  onCommand(pCommand, context, pFire, &runFire);
 
-  auto pRun = std::make_shared<ExecuteOptions>();
   pCommand =
       addCommand(app, "run", "Run one task now, and wait until it has ended; tasks that wait for it do not start.",
                  "  eorva run disk-usage\n"
                  "  eorva run disk-usage --detach\n");
+  auto pRun = onCommand(pCommand, context, &runRun);
   pCommand->add_option("task", pRun->strName, "its name")->required()->type_name("TASK");
   addCommonOptions(pCommand, *pRun);
   pCommand->add_flag("--json", pRun->blJson,
                      "print the run as JSON when it has ended; with --detach, the unit or process");
-  onCommand(pCommand, context, pRun, &runRun);
 }

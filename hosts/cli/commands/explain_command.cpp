@@ -28,13 +28,6 @@ std::string runText(const Json::Value& jRun) {
                          : std::string("not ended"));
 }
 
-/// When the event was fired.
-std::string firedText(const Explanation& explanation) {
-  Json::Value jRun(Json::objectValue);
-  jRun["event_fire_time"] = explanation.iFired;
-  return timeText(jRun, "event_fire_time");
-}
-
 void printVerdict(const Explanation& explanation) {
   const std::string strTask = textOf(explanation.jTask, "task_name");
   const std::string strEvent = textOf(explanation.jTask, "event");
@@ -43,7 +36,8 @@ void printVerdict(const Explanation& explanation) {
       fmt::print("{} has not run for its event: \"{}\" has not been fired yet\n", strTask, strEvent);
       return;
     case Explanation::Verdict::NOT_STARTED:
-      fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent, firedText(explanation));
+      fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent,
+                 Host::timeText(explanation.iFiredAt));
       printReasons("it", strTask, explanation.vecReasons);
       if (!explanation.blRemembered) {
         fmt::print("  (that firing was not recorded: this is worked out from the run records and the present state)\n");
@@ -53,16 +47,16 @@ void printVerdict(const Explanation& explanation) {
     case Explanation::Verdict::RUNNING:
       fmt::print("{} {} when \"{}\" was last fired, {}:\n  {}\n", strTask,
                  explanation.verdict == Explanation::Verdict::RAN ? "ran" : "was started, and is running,", strEvent,
-                 firedText(explanation), runText(explanation.jRun));
+                 Host::timeText(explanation.iFiredAt), runText(explanation.jRun));
   }
 }
 
-void printNeeds(const Explanation& explanation) {
-  if (!explanation.vecNeeds.empty()) {
+void printAwaited(const Explanation& explanation) {
+  if (!explanation.vecWaitsFor.empty()) {
     fmt::print("the tasks that it waited for:\n");
   }
-  for (const Host::NeedState& need : explanation.vecNeeds) {
-    fmt::print("  {}: {}\n", need.strName, need.jRun.isObject() ? runText(need.jRun) : "not started");
+  for (const Host::AwaitedTask& awaited : explanation.vecWaitsFor) {
+    fmt::print("  {}: {}\n", awaited.strName, awaited.jRun.isObject() ? runText(awaited.jRun) : "not started");
   }
 }
 
@@ -90,7 +84,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
     return EXIT_DONE;
   }
   printVerdict(explanation);
-  printNeeds(explanation);
+  printAwaited(explanation);
   printNow(explanation);
   printNote(Host::disabledEventNote(textOf(explanation.jTask, "event")));
   return EXIT_DONE;
@@ -99,12 +93,11 @@ int runExplain(const Context&, const ExplainOptions& options) {
 }  // namespace
 
 void addExplainCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<ExplainOptions>();
   CLI::App* pCommand =
       addCommand(app, "explain", "Explain why a task ran or did not run when its event was last fired.",
                  "  eorva explain summary\n"
                  "  eorva explain summary --json\n");
+  auto pOptions = onCommand(pCommand, context, &runExplain);
   pCommand->add_option("task", pOptions->strTask, "the name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object");
-  onCommand(pCommand, context, pOptions, &runExplain);
 }

@@ -38,12 +38,11 @@ int runExport(const Context&, const ExportOptions& options) {
 }  // namespace
 
 void addExportCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<ExportOptions>();
   CLI::App* pCommand =
       addCommand(app, "export", "Write all tasks and the configuration as one YAML document.",
                  "  eorva export > server.yaml            for 'eorva apply'\n"
                  "  eorva export | ssh other eorva apply - --yes\n"
                  "\nThe last line is \"...\": without it, 'eorva apply' refuses the document as incomplete.\n");
+  auto pOptions = onCommand(pCommand, context, &runExport);
   pCommand->add_flag("--json", pOptions->blJson, "as JSON; 'eorva apply' reads it, too");
-  onCommand(pCommand, context, pOptions, &runExport);
 }

@@ -1,7 +1,6 @@
 /// eorva task graph
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <set>
 
 #include "cli/context.h"
@@ -31,12 +30,11 @@ public:
 
   void add(const Host::GraphTask& task, libscols_line* pParent) {
     const bool blFirst = m_setDrawn.insert(task.strName).second;
-    libscols_line* pLine =
-        m_table.addRow({{task.strName},
-                        {m_owners.at(task.strName)},
-                        {task.vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(task.vecNeeds, ", "))},
-                        {blFirst ? noteOf(task) : "see above", blFirst ? "yellow" : nullptr}},
-                       pParent);
+    libscols_line* pLine = m_table.addRow({{task.strName},
+                                           {m_owners.at(task.strName)},
+                                           {listText(task.vecWaitsFor)},
+                                           {blFirst ? noteOf(task) : "see above", blFirst ? "yellow" : nullptr}},
+                                          pParent);
     for (const Host::GraphTask* pNext : blFirst ? m_graph.dependantsOf(task.strName) : NONE) {
       add(*pNext, pLine);
     }
@@ -66,7 +64,7 @@ void printTree(const Host::TaskGraph& graph, const Host::OwnerNames& owners, con
   GraphTable table(graph, owners, blColor);
   const std::vector<const Host::GraphTask*> vecTasks = graph.tasksOf(strEvent);
   for (const Host::GraphTask* pTask : vecTasks) {
-    if (pTask->vecNeeds.empty()) {
+    if (pTask->vecWaitsFor.empty()) {
       table.add(*pTask, nullptr);
     }
   }
@@ -99,16 +97,17 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
     const bool blStarts = reasons.of(*pTask).empty();
     fmt::print("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
                blStarts ? "" : ", style=dashed");
-    for (const std::string& strNeed : pTask->vecNeeds) {
-      fmt::print("  \"{}\" -> \"{}\";\n", dotEscaped(strNeed), strName);
+    for (const std::string& strAwaited : pTask->vecWaitsFor) {
+      fmt::print("  \"{}\" -> \"{}\";\n", dotEscaped(strAwaited), strName);
     }
   }
   fmt::print("}}\n");
 }
 
 int runGraph(const Context& context, const GraphOptions& options) {
-  const Json::Value jTasks = Host::listTasks();
-  Host::requireEvent(jTasks, options.strEvent);
+  const Host::OpenStore session;
+  Host::requireEvent(session, options.strEvent);
+  const Json::Value jTasks = Host::listTasks(session);
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
     printJson(Host::graphForPrograms(graph, jTasks, options.strEvent));
@@ -123,14 +122,13 @@ int runGraph(const Context& context, const GraphOptions& options) {
 }  // namespace
 
 void addGraphCommand(CLI::App& task, Context& context) {
-  auto pOptions = std::make_shared<GraphOptions>();
   CLI::App* pCommand = addCommand(task, "graph", "Show the dependencies of an event's tasks.",
                                   "  eorva task graph bootup\n"
                                   "  eorva task graph bootup --format dot | dot -Tsvg > bootup.svg\n");
+  auto pOptions = onCommand(pCommand, context, &runGraph);
   pCommand->add_option("event", pOptions->strEvent, "event")->required()->type_name("EVENT");
   pCommand->add_option("--format", pOptions->strFormat, "tree, dot (for Graphviz) or json")
       ->check(CLI::IsMember({"tree", "dot", "json"}))
       ->type_name("FORMAT");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records, with \"waits_for\" and \"needed_by\"");
-  onCommand(pCommand, context, pOptions, &runGraph);
 }

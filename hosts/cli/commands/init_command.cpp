@@ -23,12 +23,11 @@ int runInit(const Context&, const InitOptions& options) {
 }  // namespace
 
 void addInitCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<InitOptions>();
   CLI::App* pCommand =
       addCommand(app, "init", "Create the store and the configuration; keeps what exists, but sets the output path.",
                  "  eorva init                           keep output on the share \"scheduler\", if it exists\n"
                  "  eorva init --output-path logs/runs   keep output in \"runs\" on the share \"logs\"\n");
+  auto pOptions = onCommand(pCommand, context, &runInit);
   pCommand->add_option("--output-path", pOptions->strOutputPath, "place of run output: a share, or a folder on it")
       ->type_name("SHARE[/PATH]");
-  onCommand(pCommand, context, pOptions, &runInit);
 }

@@ -20,9 +20,10 @@ using Host::textOf;
 
 namespace {
 
+constexpr std::size_t NEWEST = 50;
+
 struct LogOptions {
-  std::size_t cLines = 50;
-  bool blLines = false;
+  std::optional<std::size_t> cLines;
   std::string strSince;
   std::string strLanguage;
   bool blFollow = false;
@@ -55,8 +56,7 @@ Host::EventLogQuery queryOf(const LogOptions& options) {
           fmt::format("log: --since \"{}\" is not a time; times are {}", options.strSince, Host::TIME_SPEC_FORMS));
     }
   }
-  // With a time alone, all events since then are shown.
-  query.cLines = options.blLines || options.strSince.empty() ? options.cLines : 0;
+  query.cLines = options.cLines.value_or(options.strSince.empty() ? NEWEST : 0);
   return query;
 }
 
@@ -75,7 +75,7 @@ void printLine(const Json::Value& jEvent) {
 
 void warnAboutUnreadable(Host::EventLog& log) {
   if (const std::size_t cLines = log.takeUnreadable(); cLines > 0) {
-    printNote(fmt::format("warning: {} line{} of the event log cannot be read", cLines, cLines == 1 ? "" : "s"));
+    printNote(fmt::format("warning: {} of the event log cannot be read", countText(cLines, "line")));
   }
 }
 
@@ -96,16 +96,11 @@ int runLog(const Context&, const LogOptions& options) {
   if (options.blFollow) {
     follow(log, options.blJson);
   }
-  Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jEvent : log.read()) {
-    if (options.blJson) {
-      jOut.append(jEvent);
-    } else {
-      printLine(jEvent);
-    }
-  }
+  const std::vector<Json::Value> vecEvents = log.read();
   if (options.blJson) {
-    printJson(jOut);
+    printJson(Host::arrayOf(vecEvents));
+  } else {
+    std::for_each(vecEvents.begin(), vecEvents.end(), &printLine);
   }
   warnAboutUnreadable(log);
   return EXIT_DONE;
@@ -114,27 +109,22 @@ int runLog(const Context&, const LogOptions& options) {
 }  // namespace
 
 void addLogCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<LogOptions>();
   CLI::App* pCommand = addCommand(app, "log", "Show the event log: changed tasks, and runs that could not start.",
                                   "  eorva log -n 20\n"
                                   "  eorva log --since yesterday --language ger\n"
                                   "  eorva log -f                          shows new events until Ctrl-C\n"
                                   "\nTimes: " +
                                       std::string(Host::TIME_SPEC_FORMS) + "\n");
-  CLI::Option* pLines = pCommand
-                            ->add_option("-n,--lines", pOptions->cLines,
-                                         "show the newest N events; 0: all, which is the default with --since")
-                            ->capture_default_str()
-                            ->type_name("N")
-                            ->check(wholeNumber(0));
+  auto pOptions = onCommand(pCommand, context, &runLog);
+  pCommand
+      ->add_option("-n,--lines", pOptions->cLines,
+                   fmt::format("show the newest N events; 0: all; default: {}, or all with --since", NEWEST))
+      ->type_name("N")
+      ->check(wholeNumber(0));
   pCommand->add_option("--since", pOptions->strSince, "only events of this time or later")->type_name("TIME");
   pCommand
       ->add_option("--language", pOptions->strLanguage, "language of the texts; default: the language of the server")
       ->type_name("LANGUAGE");
   pCommand->add_flag("-f,--follow", pOptions->blFollow, "then show new events");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON array; with -f, a JSON object a line");
-  pCommand->callback([&context, pOptions, pLines] {
-    pOptions->blLines = pLines->count() > 0;
-    context.fnRun = [&context, pOptions] { return runLog(context, *pOptions); };
-  });
 }

@@ -12,32 +12,31 @@ namespace {
 
 struct RelateOptions {
   std::string strTask;
-  bool blNeeds = false;
-  bool blNeededBy = false;
+  bool blWaitsFor = false;
+  bool blDependants = false;
   bool blCandidates = false;
   bool blJson = false;
 };
 
 Host::Relation relationOf(const RelateOptions& options) {
-  if (options.blNeeds) {
-    return Host::Relation::NEEDS;
+  if (options.blWaitsFor) {
+    return Host::Relation::WAITS_FOR;
   }
-  return options.blNeededBy ? Host::Relation::NEEDED_BY : Host::Relation::CANDIDATES;
+  return options.blDependants ? Host::Relation::DEPENDANTS : Host::Relation::CANDIDATES;
 }
 
 int runRelate(const Context& context, const RelateOptions& options) {
-  Json::Value jOut(Json::arrayValue);
-  Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"WAITS FOR"}}, context.isColored());
-  for (const Json::Value& jTask : Host::relatedTasks(options.strTask, relationOf(options))) {
-    jOut.append(Host::taskForPrograms(jTask));
-    table.addRow(
-        {{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {Host::ownerText(jTask)}, {needsText(jTask)}});
-  }
+  const Json::Value jTasks = Host::relatedTasks(options.strTask, relationOf(options));
   if (options.blJson) {
-    printJson(jOut);
-  } else if (jOut.empty()) {
+    printJson(Host::arrayOf(jTasks, &Host::taskForPrograms));
+  } else if (jTasks.empty()) {
     printNote("no tasks");
   } else {
+    Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"WAITS FOR"}}, context.isColored());
+    for (const Json::Value& jTask : jTasks) {
+      table.addRow(
+          {{textOf(jTask, "task_name")}, {textOf(jTask, "event")}, {Host::ownerText(jTask)}, {waitsForText(jTask)}});
+    }
     table.print();
   }
   return EXIT_DONE;
@@ -53,17 +52,17 @@ void addRelateCommand(CLI::App& task, Context& context) {
                                   "  eorva task relate report --candidates      tasks that it could wait for\n");
   pCommand->add_option("task", pOptions->strTask, "name of the task")->required()->type_name("TASK");
   CLI::Option_group* pWhich = pCommand->add_option_group("which");
-  CLI::Option* pNeeds =
-      pWhich->add_flag("--needs", pOptions->blNeeds, "all tasks that it waits for, directly or through others");
-  CLI::Option* pNeededBy =
-      pWhich->add_flag("--needed-by", pOptions->blNeededBy, "all tasks that wait for it, directly or through others")
-          ->excludes(pNeeds);
+  CLI::Option* pWaitsFor =
+      pWhich->add_flag("--needs", pOptions->blWaitsFor, "all tasks that it waits for, directly or through others");
+  CLI::Option* pDependants =
+      pWhich->add_flag("--needed-by", pOptions->blDependants, "all tasks that wait for it, directly or through others")
+          ->excludes(pWaitsFor);
   pWhich->add_flag("--candidates", pOptions->blCandidates, "the other tasks of its event")
-      ->excludes(pNeeds)
-      ->excludes(pNeededBy);
+      ->excludes(pWaitsFor)
+      ->excludes(pDependants);
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records");
   pCommand->callback([&context, pOptions] {
-    if (!pOptions->blNeeds && !pOptions->blNeededBy && !pOptions->blCandidates) {
+    if (!pOptions->blWaitsFor && !pOptions->blDependants && !pOptions->blCandidates) {
       throw CLI::RequiredError("one of --needs, --needed-by and --candidates");
     }
     context.fnRun = [&context, pOptions] { return runRelate(context, *pOptions); };

@@ -18,7 +18,7 @@ using Host::textOf;
 namespace {
 
 struct ShowOptions {
-  Json::Int64 iResult = 0;
+  Json::Int64 iRun = 0;
   bool blJson = false;
 };
 
@@ -40,14 +40,14 @@ std::string ioText(const Json::Value& jRun) {
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
-  const Json::Value jRun = Host::requireRun(session, options.iResult);
+  const Json::Value jRun = Host::requireRun(session, options.iRun);
   const OwnerNames owners = ownerNames(Host::listTasks(session));
   const Json::Value jShown = Host::runForPrograms(jRun, owners);
   if (options.blJson) {
     printJson(jShown);
     return EXIT_DONE;
   }
-  printFields({{"run", std::to_string(options.iResult)},
+  printFields({{"run", std::to_string(options.iRun)},
                {"task", textOf(jRun, "task_name")},
                {"owner", textOf(jShown, "owner_name")},
                {"trigger", textOf(jRun, "trigger_event")},
@@ -65,8 +65,8 @@ int runShow(const Context&, const ShowOptions& options) {
 
 }  // namespace
 
-CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName) {
-  return pCommand->add_option(szName, iResult, "its number")->required()->type_name("RUN")->check(wholeNumber(1));
+CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iRun, const char* szName) {
+  return pCommand->add_option(szName, iRun, "its number")->required()->type_name("RUN")->check(wholeNumber(1));
 }
 
 void closeInterruptedRuns(Host::Session& session) {
@@ -86,10 +86,9 @@ void addRunsCommands(CLI::App& app, Context& context) {
   addRunsListCommand(*pRuns, context);
 
   CLI::App* pCommand = addCommand(*pRuns, "show", "Show one run.", "  eorva runs show 12\n");
-  auto pShow = std::make_shared<ShowOptions>();
-  addRunOption(pCommand, pShow->iResult);
+  auto pShow = onCommand(pCommand, context, &runShow);
+  addRunOption(pCommand, pShow->iRun);
   pCommand->add_flag("--json", pShow->blJson, "print JSON");
-  onCommand(pCommand, context, pShow, &runShow);
 
   addRunsOutputCommands(*pRuns, context);
   addRunsDiffCommand(*pRuns, context);

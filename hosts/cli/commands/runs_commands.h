@@ -12,7 +12,7 @@ class Session;
 }
 
 /// Adds the argument RUN, the number of a run.
-CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iResult, const char* szName = "run");
+CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iRun, const char* szName = "run");
 
 /// Closes interrupted runs, so that they are not shown as running.
 void closeInterruptedRuns(Host::Session& session);

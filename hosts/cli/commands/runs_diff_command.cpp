@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "cli/terminal/present.h"
+#include "common/answers/run_answers.h"
 #include "common/output/run_files.h"
 #include "common/store/records.h"
 #include "common/support/files.h"
@@ -32,40 +33,32 @@ std::string labelOf(const Json::Value& jRun) {
   return fmt::format("run {} of {}", Host::intOf(jRun, "result_id"), Host::textOf(jRun, "task_name"));
 }
 
-int printJsonDifference(const DiffOptions& options, const Host::DiffSide& left, const Host::DiffSide& right) {
-  Json::Value jOut(Json::objectValue);
-  const std::string strText = Host::differenceText(left, right);
-  jOut["left"] = options.iLeft;
-  jOut["right"] = options.iRight;
-  jOut["same"] = strText.empty();
-  jOut["difference"] = strText;
-  printJson(jOut);
-  return strText.empty() ? EXIT_DONE : EXIT_DIFFERENT;
-}
-
 int runDiff(const Context& context, const DiffOptions& options) {
   const Host::OpenStore session;
   const Json::Value jLeft = Host::requireRun(session, options.iLeft);
   const Json::Value jRight = Host::requireRun(session, options.iRight);
   const Host::UniqueFd left = scriptOf(jLeft, options.blJson);
   const Host::UniqueFd right = scriptOf(jRight, options.blJson);
+  const Host::DiffSide sideLeft{left.get(), labelOf(jLeft)};
+  const Host::DiffSide sideRight{right.get(), labelOf(jRight)};
+  bool blSame = false;
   if (options.blJson) {
-    return printJsonDifference(options, {left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)});
+    const std::string strDifference = Host::differenceText(sideLeft, sideRight);
+    blSame = strDifference.empty();
+    printJson(Host::scriptDifferenceForPrograms(jLeft, jRight, strDifference));
+  } else {
+    blSame = Host::writeDifference(sideLeft, sideRight, context.isColored(), STDOUT_FILENO);
   }
-  return Host::writeDifference({left.get(), labelOf(jLeft)}, {right.get(), labelOf(jRight)}, context.isColored(),
-                               STDOUT_FILENO)
-             ? EXIT_DONE
-             : EXIT_DIFFERENT;
+  return blSame ? EXIT_DONE : EXIT_DIFFERENT;
 }
 
 }  // namespace
 
 void addRunsDiffCommand(CLI::App& runs, Context& context) {
-  auto pOptions = std::make_shared<DiffOptions>();
   CLI::App* pCommand = addCommand(runs, "diff", "Compare the scripts of two runs.",
                                   "  eorva runs diff 12 47        exits with 3 when they differ\n");
+  auto pOptions = onCommand(pCommand, context, &runDiff);
   addRunOption(pCommand, pOptions->iLeft);
   addRunOption(pCommand, pOptions->iRight, "other");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"same\" and \"difference\"");
-  onCommand(pCommand, context, pOptions, &runDiff);
 }

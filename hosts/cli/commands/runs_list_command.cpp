@@ -109,7 +109,6 @@ void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
 }  // namespace
 
 void addRunsListCommand(CLI::App& runs, Context& context) {
-  auto pOptions = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(runs, "list", "List runs, the newest first.",
                                   "  eorva runs list --event bootup --limit 10\n"
                                   "  eorva runs list --outcome failed --since yesterday --owner alice\n"
@@ -117,6 +116,7 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
                                   "  eorva runs list --json --limit 0        all runs\n"
                                   "\nTimes: " +
                                       std::string(Host::TIME_SPEC_FORMS) + "\n");
+  auto pOptions = onCommand(pCommand, context, &runList);
   addFilterOptions(pCommand, *pOptions);
   pCommand->add_option("--limit", pOptions->cLimit, "list at most N runs; 0: all")
       ->capture_default_str()
@@ -126,5 +126,4 @@ void addRunsListCommand(CLI::App& runs, Context& context) {
       ->check(wholeNumber(1))
       ->type_name("RUN");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON array");
-  onCommand(pCommand, context, pOptions, &runList);
 }

@@ -27,7 +27,7 @@
 namespace {
 
 struct OutputOptions {
-  Json::Int64 iResult = 0;
+  Json::Int64 iRun = 0;
   unsigned cTail = Host::FileFollower::ALL_LINES;
   bool blFollow = false;
   bool blRaw = false;
@@ -70,8 +70,8 @@ void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sin
   passOn(file, sink);
 }
 
-bool goesOn(Host::Session& session, Json::Int64 iResult) {
-  const Json::Value jRun = Host::requireRun(session, iResult);
+bool goesOn(Host::Session& session, Json::Int64 iRun) {
+  const Json::Value jRun = Host::requireRun(session, iRun);
   return !jRun.isMember("stop_time") && Host::isRunAlive(jRun);
 }
 
@@ -113,7 +113,7 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
     if (!alarm || !alarm->isSet()) {
       alarm.emplace(jRun, file ? &*file : nullptr);
     }
-    blGoesOn = goesOn(session, options.iResult);
+    blGoesOn = goesOn(session, options.iRun);
     if (std::optional<Host::UniqueFd> fd =
             file ? std::nullopt : Host::findRunFile(jRun, Host::OUTPUT_FILE, strLooked)) {
       file.emplace(std::move(*fd), Host::OUTPUT_FILE, options.cTail);
@@ -126,13 +126,13 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
     }
   }
   if (!file) {
-    throw Host::Failure(fmt::format("run {} has no output: {}", options.iResult, strLooked));
+    throw Host::Failure(fmt::format("run {} has no output: {}", options.iRun, strLooked));
   }
 }
 
 int runOutput(const Context&, const OutputOptions& options) {
   const Host::OpenStore session;
-  const Json::Value jRun = Host::requireRun(session, options.iResult);
+  const Json::Value jRun = Host::requireRun(session, options.iRun);
   if (options.blJson) {
     printJson(Host::runFileForPrograms(jRun, Host::OUTPUT_FILE, options.cTail));
     return EXIT_DONE;
@@ -149,7 +149,7 @@ int runOutput(const Context&, const OutputOptions& options) {
 
 int runScript(const Context&, const OutputOptions& options) {
   const Host::OpenStore session;
-  const Json::Value jRun = Host::requireRun(session, options.iResult);
+  const Json::Value jRun = Host::requireRun(session, options.iRun);
   if (options.blJson) {
     printJson(Host::runFileForPrograms(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES));
     return EXIT_DONE;
@@ -164,11 +164,11 @@ int runScript(const Context&, const OutputOptions& options) {
 
 void addRunsOutputCommands(CLI::App& runs, Context& context) {
   constexpr char RAW[] = "do not replace control characters on a terminal";
-  auto pOutput = std::make_shared<OutputOptions>();
-  CLI::App* pCommand = addCommand(runs, "output", "Show what a run printed.",
+  CLI::App* pCommand = addCommand(runs, "output", "Show the output of a run.",
                                   "  eorva runs output 12 | less\n"
                                   "  eorva runs output 12 --tail 20 -f     the last lines, then new output\n");
-  addRunOption(pCommand, pOutput->iResult);
+  auto pOutput = onCommand(pCommand, context, &runOutput);
+  addRunOption(pCommand, pOutput->iRun);
   CLI::Option* pFollow = pCommand->add_flag("-f,--follow", pOutput->blFollow, "show new output until the run ends");
   pCommand->add_option("--tail", pOutput->cTail, "show only the last N lines")
       ->type_name("N")
@@ -176,12 +176,10 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
   pCommand->add_flag("--raw", pOutput->blRaw, RAW);
   pCommand->add_flag("--json", pOutput->blJson, "print a JSON object with \"text\", the last MiB at most")
       ->excludes(pFollow);
-  onCommand(pCommand, context, pOutput, &runOutput);
 
-  auto pScript = std::make_shared<OutputOptions>();
   pCommand = addCommand(runs, "script", "Show the script that a run ran.", "  eorva runs script 12\n");
-  addRunOption(pCommand, pScript->iResult);
+  auto pScript = onCommand(pCommand, context, &runScript);
+  addRunOption(pCommand, pScript->iRun);
   pCommand->add_flag("--raw", pScript->blRaw, RAW);
   pCommand->add_flag("--json", pScript->blJson, "print a JSON object with \"text\"");
-  onCommand(pCommand, context, pScript, &runScript);
 }

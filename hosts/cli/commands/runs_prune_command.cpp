@@ -20,10 +20,6 @@ struct PruneOptions {
   bool blJson = false;
 };
 
-std::string runsText(std::size_t cRuns) {
-  return fmt::format("{} run{}", cRuns, cRuns == 1 ? "" : "s");
-}
-
 void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
   for (const PrunedItem& item : result.vecRuns) {
@@ -37,8 +33,8 @@ void printLines(const PruneResult& result, bool blDryRun) {
                sizeText(item.cb));
   }
   const std::string strOutputs =
-      result.vecOutputs.empty() ? "" : fmt::format(" and the output of {}", runsText(result.vecOutputs.size()));
-  fmt::print("{} {}{}: {}\n", szDone, runsText(result.vecRuns.size()), strOutputs, sizeText(result.bytes()));
+      result.vecOutputs.empty() ? "" : fmt::format(" and the output of {}", countText(result.vecOutputs.size(), "run"));
+  fmt::print("{} {}{}: {}\n", szDone, countText(result.vecRuns.size(), "run"), strOutputs, sizeText(result.bytes()));
 }
 
 int runPrune(const Context&, const PruneOptions& options) {
@@ -60,14 +56,13 @@ int runPrune(const Context&, const PruneOptions& options) {
 }  // namespace
 
 void addRunsPruneCommand(CLI::App& runs, Context& context) {
-  auto pOptions = std::make_shared<PruneOptions>();
   CLI::App* pCommand =
       addCommand(runs, "prune", "Remove old runs and their output.",
                  "  eorva runs prune --dry-run\n"
                  "  eorva config set retention_runs=50      keep the newest 50 runs of each task\n"
                  "\nThe limits are in /etc/eorva.conf: retention_runs, retention_failed_runs, retention_output_size.\n"
                  "Open runs are never removed.\n");
-  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show what would be removed");
-  pCommand->add_flag("--json", pOptions->blJson, "print what was removed as JSON");
-  onCommand(pCommand, context, pOptions, &runPrune);
+  auto pOptions = onCommand(pCommand, context, &runPrune);
+  pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show the runs and output to be removed");
+  pCommand->add_flag("--json", pOptions->blJson, "print the removed runs and output as JSON");
 }

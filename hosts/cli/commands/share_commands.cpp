@@ -41,10 +41,9 @@ void addShareCommands(CLI::App& app, Context& context) {
       addCommand(app, "share", "Show the shared folders that output can be kept on.", "  eorva share list\n");
   pShare->require_subcommand(1);
 
-  auto pList = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(*pShare, "list", "List the shares, and how to repair those that cannot be used.",
                                   "  eorva share list          also shows errors in the definitions, with their lines\n"
                                   "  eorva share list --json   sizes in bytes\n");
+  auto pList = onCommand(pCommand, context, &runList);
   pCommand->add_flag("--json", pList->blJson, "print a JSON array");
-  onCommand(pCommand, context, pList, &runList);
 }

@@ -16,16 +16,16 @@
 namespace {
 
 struct StopOptions {
-  std::vector<Json::Int64> vecResults;
+  std::vector<Json::Int64> vecRuns;
   std::optional<Json::Int64> grace;
   bool blJson = false;
 };
 
 /// Ends a run and waits until it is closed. \return its record.
-Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::seconds grace) {
-  Json::Value jRun = Host::requireRun(session, iResult);
+Json::Value stopOne(Host::Session& session, Json::Int64 iRun, std::chrono::seconds grace) {
+  Json::Value jRun = Host::requireRun(session, iRun);
   if (jRun.isMember("stop_time")) {
-    printNote(fmt::format("run {} has ended already", iResult));
+    printNote(fmt::format("run {} has ended already", iRun));
     return jRun;
   }
   return Host::stopRun(session, jRun, grace);
@@ -33,20 +33,19 @@ Json::Value stopOne(Host::Session& session, Json::Int64 iResult, std::chrono::se
 
 int runStop(const Context&, const StopOptions& options) {
   const Host::OpenStore session;
-  for (const Json::Int64 iResult : options.vecResults) {
-    Host::requireRun(session, iResult);
+  for (const Json::Int64 iRun : options.vecRuns) {
+    Host::requireRun(session, iRun);
   }
   const auto grace = options.grace ? std::chrono::seconds(*options.grace) : Host::graceSetting();
   std::vector<Json::Value> vecRuns;
-  for (const Json::Int64 iResult : options.vecResults) {
-    const Json::Value& jRun = vecRuns.emplace_back(stopOne(session, iResult, grace));
+  for (const Json::Int64 iRun : options.vecRuns) {
+    const Json::Value& jRun = vecRuns.emplace_back(stopOne(session, iRun, grace));
     if (!options.blJson) {
-      fmt::print("run {} of {}: {}\n", iResult, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
+      fmt::print("run {} of {}: {}\n", iRun, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
     }
   }
   if (options.blJson) {
-    const Json::Value jRuns = Host::runsForPrograms(vecRuns, ownerNames(Host::listTasks(session)));
-    printJson(jRuns.size() == 1 ? jRuns[0] : jRuns);
+    printJson(Host::stoppedForPrograms(vecRuns, ownerNames(Host::listTasks(session))));
   }
   return EXIT_DONE;
 }
@@ -54,12 +53,12 @@ int runStop(const Context&, const StopOptions& options) {
 }  // namespace
 
 void addStopCommand(CLI::App& app, Context& context) {
-  auto pOptions = std::make_shared<StopOptions>();
   CLI::App* pCommand =
       addCommand(app, "stop", "End runs with all processes that their scripts started.",
                  "  eorva stop 42                asks run 42 to end; kills it after stop_grace seconds\n"
                  "  eorva stop 42 43 --grace 0   kills two runs at once\n");
-  pCommand->add_option("run", pOptions->vecResults, "number of a run; can be repeated")
+  auto pOptions = onCommand(pCommand, context, &runStop);
+  pCommand->add_option("run", pOptions->vecRuns, "number of a run; can be repeated")
       ->required()
       ->type_name("RUN")
       ->check(wholeNumber(std::numeric_limits<long long>::min()));
@@ -67,5 +66,4 @@ void addStopCommand(CLI::App& app, Context& context) {
       ->type_name("SECONDS")
       ->check(wholeNumber(0, 86400, " of seconds"));
   pCommand->add_flag("--json", pOptions->blJson, "print the run as JSON; several runs as an array");
-  onCommand(pCommand, context, pOptions, &runStop);
 }

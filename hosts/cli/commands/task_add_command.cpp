@@ -89,12 +89,11 @@ void addTaskAddCommand(CLI::App& task, Context& context) {
 }
 
 void addTaskCopyCommand(CLI::App& task, Context& context) {
-  auto pOptions = std::make_shared<CopyOptions>();
   CLI::App* pCommand = addCommand(task, "copy", "Copy a task; options change the copy.",
                                   "  eorva task copy disk-usage disk-usage-evening --event shutdown\n"
                                   "  eorva task copy report report-of-bob --owner bob --no-after --disabled\n");
+  auto pOptions = onCommand(pCommand, context, &runCopy);
   pCommand->add_option("task", pOptions->strTask, "task to copy")->required()->type_name("TASK");
   pCommand->add_option("new", pOptions->strNew, "name of the copy")->required()->type_name("NAME");
   addTaskOptions(pCommand, pOptions->task);
-  onCommand(pCommand, context, pOptions, &runCopy);
 }

@@ -57,7 +57,7 @@ int runList(const Context& context, const ListOptions& options) {
                   {textOf(jTask, "event")},
                   {Host::ownerText(jTask)},
                   {boolOf(jTask, "enable", true) ? "yes" : "no"},
-                  {needsText(jTask)},
+                  {waitsForText(jTask)},
                   {timeText(jTask, "last_start_time")},
                   hasRun(jTask) ? Table::Cell{outcome.strText, outcomeColor(outcome.kind)} : Table::Cell{"-"}});
   }
@@ -65,13 +65,13 @@ int runList(const Context& context, const ListOptions& options) {
   return EXIT_DONE;
 }
 
-std::string neededByText(Host::Session& session, const std::string& strTask) {
+std::string dependantsText(Host::Session& session, const std::string& strTask) {
   std::vector<std::string> vecNames;
   const Host::TaskGraph graph(Host::listTasks(session));
   for (const Host::GraphTask* pTask : graph.dependantsOf(strTask)) {
     vecNames.push_back(pTask->strName);
   }
-  return vecNames.empty() ? "-" : fmt::format("{}", fmt::join(vecNames, ", "));
+  return listText(vecNames);
 }
 
 std::string mailText(const Json::Value& jTask) {
@@ -100,8 +100,8 @@ int runShow(const Context&, const ShowOptions& options) {
                {"owner", Host::ownerText(jTask)},
                {"description", textOf(jTask, "description").empty() ? "-" : textOf(jTask, "description")},
                {"enabled", boolOf(jTask, "enable", true) ? "yes" : "no"},
-               {"waits for", needsText(jTask)},
-               {"needed by", neededByText(session, options.strTask)},
+               {"waits for", waitsForText(jTask)},
+               {"needed by", dependantsText(session, options.strTask)},
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
                {"mail", mailText(jTask)},
@@ -121,17 +121,15 @@ void addTaskCommands(CLI::App& app, Context& context) {
                                "  eorva task show disk-usage\n");
   pTask->require_subcommand(1);
 
-  auto pList = std::make_shared<ListOptions>();
   CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.", "  eorva task list --event bootup --json\n");
+  auto pList = onCommand(pCommand, context, &runList);
   pCommand->add_option("--event", pList->strEvent, "only tasks of this event")->type_name("EVENT");
   pCommand->add_flag("--json", pList->blJson, "as JSON: an array of records");
-  onCommand(pCommand, context, pList, &runList);
 
-  auto pShow = std::make_shared<ShowOptions>();
   pCommand = addCommand(*pTask, "show", "Show a task and its script.", "  eorva task show disk-usage\n");
+  auto pShow = onCommand(pCommand, context, &runShow);
   pCommand->add_option("task", pShow->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--json", pShow->blJson, "as JSON: the record");
-  onCommand(pCommand, context, pShow, &runShow);
 
   addTaskAddCommand(*pTask, context);
   addTaskEditCommands(*pTask, context);

@@ -9,7 +9,7 @@
 #include "cli/terminal/editor.h"
 #include "cli/terminal/present.h"
 #include "common/answers/event_answers.h"
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/tasks/change_task.h"
@@ -53,7 +53,7 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
 
 /// The task's name, if it can be a file name: other programs may have stored any name.
 std::string fileName(const std::string& strTask) {
-  return Host::OutputFolder::isFolderName(strTask) ? strTask : "script";
+  return Host::OutputPlace::isFolderName(strTask) ? strTask : "script";
 }
 
 int editScript(const EditOptions& options) {
@@ -115,25 +115,23 @@ int runDisable(const Context&, const SwitchOptions& options) {
 
 void addSwitchCommand(CLI::App& task, Context& context, const char* szName, const char* szDescription,
                       int (*fnRun)(const Context&, const SwitchOptions&)) {
-  auto pOptions = std::make_shared<SwitchOptions>();
   CLI::App* pCommand = addCommand(task, szName, szDescription, fmt::format("  eorva task {} disk-usage\n", szName));
+  auto pOptions = onCommand(pCommand, context, fnRun);
   pCommand->add_option("task", pOptions->vecTasks, "one or more tasks")->required()->type_name("TASK");
-  onCommand(pCommand, context, pOptions, fnRun);
 }
 
 }  // namespace
 
 void addTaskEditCommands(CLI::App& task, Context& context) {
-  auto pOptions = std::make_shared<EditOptions>();
   CLI::App* pCommand =
       addCommand(task, "edit", "Change a task; without options, edit its script in $VISUAL or $EDITOR.",
                  "  eorva task edit disk-usage\n"
                  "  eorva task edit disk-usage --script - < new.sh\n"
                  "  eorva task edit report --after disk-usage --after cleanup      replaces the list\n"
                  "  eorva task edit report --mail root --mail-if-error --time-limit 3600\n");
+  auto pOptions = onCommand(pCommand, context, &runEdit);
   pCommand->add_option("task", pOptions->strTask, "task to change")->required()->type_name("TASK");
   addTaskOptions(pCommand, pOptions->task);
-  onCommand(pCommand, context, pOptions, &runEdit);
 
   addSwitchCommand(task, context, "enable", "Enable tasks: events start them.", &runEnable);
   addSwitchCommand(task, context, "disable", "Disable tasks: events do not start them.", &runDisable);

@@ -22,19 +22,19 @@ struct RenameOptions {
   bool blYes = false;
 };
 
-void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecNeededBy) {
+void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecDependants) {
   confirm(fmt::format("deleting \"{}\" also deletes its run records{}", strTask,
-                      vecNeededBy.empty()
+                      vecDependants.empty()
                           ? ""
-                          : fmt::format("; these tasks no longer wait for it: {}", fmt::join(vecNeededBy, ", "))),
+                          : fmt::format("; these tasks no longer wait for it: {}", fmt::join(vecDependants, ", "))),
           "Delete it?", fmt::format("the task \"{}\" is not deleted", strTask));
 }
 
-void confirmRename(const RenameOptions& options, const std::vector<std::string>& vecNeededBy) {
+void confirmRename(const RenameOptions& options, const std::vector<std::string>& vecDependants) {
   confirm(fmt::format("renaming \"{}\" also renames it in its run records and moves its output{}", options.strTask,
-                      vecNeededBy.empty() ? ""
-                                          : fmt::format("; these tasks then wait for \"{}\": {}", options.strNew,
-                                                        fmt::join(vecNeededBy, ", "))),
+                      vecDependants.empty() ? ""
+                                            : fmt::format("; these tasks then wait for \"{}\": {}", options.strNew,
+                                                          fmt::join(vecDependants, ", "))),
           "Rename it?", fmt::format("the task \"{}\" is not renamed", options.strTask));
 }
 
@@ -60,18 +60,16 @@ int runRename(const Context&, const RenameOptions& options) {
 }  // namespace
 
 void addTaskRenameCommands(CLI::App& task, Context& context) {
-  auto pRename = std::make_shared<RenameOptions>();
   CLI::App* pCommand = addCommand(task, "rename", "Rename a task, also in other tasks, its run records and its output.",
                                   "  eorva task rename disk-usage disk-report --yes\n");
+  auto pRename = onCommand(pCommand, context, &runRename);
   pCommand->add_option("task", pRename->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_option("new", pRename->strNew, "new name")->required()->type_name("NAME");
   pCommand->add_flag("--yes", pRename->blYes, "do not ask");
-  onCommand(pCommand, context, pRename, &runRename);
 
-  auto pDelete = std::make_shared<DeleteOptions>();
   pCommand = addCommand(task, "delete", "Delete a task and its run records; its output moves to TASK~1.",
                         "  eorva task delete disk-usage --yes\n");
+  auto pDelete = onCommand(pCommand, context, &runDelete);
   pCommand->add_option("task", pDelete->strTask, "name of the task")->required()->type_name("TASK");
   pCommand->add_flag("--yes", pDelete->blYes, "do not ask");
-  onCommand(pCommand, context, pDelete, &runDelete);
 }

@@ -44,10 +44,10 @@ void sayThatItGoesOn(int iSignal) {
 std::string textOf(pid_t pidWatch, const std::map<Json::Int64, Json::Value>& mapRuns) {
   std::string strText = fmt::format("\neorva: the execution continues in the background, in process {}\n", pidWatch);
   std::size_t cRunning = 0;
-  for (const auto& [iResult, jRun] : mapRuns) {
+  for (const auto& [iRun, jRun] : mapRuns) {
     if (!jRun.isMember("stop_time") && ++cRunning <= MAX_RUNS) {
       strText += fmt::format("  {}:    eorva runs output -f {}    eorva stop {}\n", Host::textOf(jRun, "task_name"),
-                             iResult, iResult);
+                             iRun, iRun);
     }
   }
   return strText + (cRunning > 0 && cRunning <= MAX_RUNS ? "" : "  eorva runs list --running\n");

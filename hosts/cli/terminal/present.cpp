@@ -71,9 +71,12 @@ const char* outcomeColor(Host::Outcome::Kind kind) {
   return "yellow";
 }
 
-std::string needsText(const Json::Value& jTask) {
-  const std::vector<std::string> vecNeeds = Host::readDependencyList(textOf(jTask, "depend_on_task"));
-  return vecNeeds.empty() ? "-" : fmt::format("{}", fmt::join(vecNeeds, ", "));
+std::string listText(const std::vector<std::string>& vecNames) {
+  return vecNames.empty() ? "-" : fmt::format("{}", fmt::join(vecNames, ", "));
+}
+
+std::string waitsForText(const Json::Value& jTask) {
+  return listText(Host::readDependencyList(textOf(jTask, "depend_on_task")));
 }
 
 void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor) {

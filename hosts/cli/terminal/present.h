@@ -34,14 +34,18 @@ void printNote(const std::string& strText);
 /// A time member as local time; "-" when it is missing or 0.
 std::string timeText(const Json::Value& jRec, const char* szKey);
 
+using Host::countText;
 using Host::durationText;
 using Host::sizeText;
 
 /// The colour of an outcome; null for none.
 const char* outcomeColor(Host::Outcome::Kind kind);
 
-/// The tasks that a task waits for, as "a, b"; a dash for none.
-std::string needsText(const Json::Value& jTask);
+/// Names as "a, b"; a dash for none.
+std::string listText(const std::vector<std::string>& vecNames);
+
+/// The tasks that a task waits for, as listText() has them.
+std::string waitsForText(const Json::Value& jTask);
 
 /// Prints runs as a table.
 void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor);

@@ -103,7 +103,7 @@ private:
 
   std::vector<LiveRow> rowsOf(const Host::Progress& progress) const {
     std::vector<LiveRow> vecRows;
-    for (const auto& [iResult, jRun] : progress.runs()) {
+    for (const auto& [iRun, jRun] : progress.runs()) {
       vecRows.push_back(rowOf(jRun));
     }
     for (const std::string& strTask : progress.notStarted()) {

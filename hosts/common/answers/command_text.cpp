@@ -30,10 +30,10 @@ std::string optionText(const std::string& strOption, const std::string& strValue
   return fmt::format(" {}{}{}", strOption, looksLikeOption(strValue) ? "=" : " ", shellWord(strValue));
 }
 
-std::string needsCommand(const std::string& strTask, const std::vector<std::string>& vecNeeds) {
+std::string waitsForCommand(const std::string& strTask, const std::vector<std::string>& vecWaitsFor) {
   std::string strOptions;
-  for (const std::string& strNeed : vecNeeds) {
-    strOptions += optionText("--after", strNeed);
+  for (const std::string& strAwaited : vecWaitsFor) {
+    strOptions += optionText("--after", strAwaited);
   }
   return eorvaCommand("task edit", {strTask}, strOptions.empty() ? " --no-after" : strOptions);
 }

@@ -17,6 +17,6 @@ std::string eorvaCommand(const std::string& strWords, const std::vector<std::str
 std::string optionText(const std::string& strOption, const std::string& strValue);
 
 /// The command that sets which tasks a task waits for.
-std::string needsCommand(const std::string& strTask, const std::vector<std::string>& vecNeeds);
+std::string waitsForCommand(const std::string& strTask, const std::vector<std::string>& vecWaitsFor);
 
 }  // namespace Host

@@ -42,7 +42,7 @@ Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, 
                      {"last_duration", task.iLastDuration ? Json::Value(*task.iLastDuration) : Json::Value()},
                      {"starts_after", task.iStart},
                      {"ends_after", task.iEnd},
-                     {"waits_for", arrayOf(task.task.vecNeeds)}});
+                     {"waits_for", arrayOf(task.task.vecWaitsFor)}});
   };
   const auto blocked = [](const BlockedTask& task) {
     return objectOf({{"task_name", task.strName}, {"reasons", reasonsForPrograms(task.strName, task.vecReasons)}});
@@ -60,20 +60,20 @@ Json::Value explanationForPrograms(const Explanation& explanation, const OwnerNa
   const auto run = [&](const Json::Value& jRun) {
     return jRun.isObject() ? runForPrograms(jRun, owners) : Json::Value();
   };
-  const auto need = [&](const NeedState& state) {
+  const auto stateOf = [&](const AwaitedTask& state) {
     return objectOf({{"task_name", state.strName}, {"run", run(state.jRun)}});
   };
   return objectOf({{"task_name", strTask},
                    {"event", explanation.jTask["event"]},
                    {"verdict", verdictWord(explanation.verdict)},
                    {"remembered", explanation.blRemembered},
-                   {"last_fired", explanation.iFired == 0 ? Json::Value() : Json::Value(explanation.iFired)},
+                   {"last_fired", explanation.iFiredAt == 0 ? Json::Value() : Json::Value(explanation.iFiredAt)},
                    {"run", run(explanation.jRun)},
                    {"newest_run", run(explanation.jNewest)},
                    {"reasons", reasonsForPrograms(strTask, explanation.vecReasons)},
                    {"would_start_now", explanation.vecReasonsNow.empty()},
                    {"obstacles_now", reasonsForPrograms(strTask, explanation.vecReasonsNow)},
-                   {"needs", arrayOf(explanation.vecNeeds, need)}});
+                   {"needs", arrayOf(explanation.vecWaitsFor, stateOf)}});
 }
 
 std::string disabledEventNote(const std::string& strEvent) {

@@ -9,6 +9,7 @@
 #include "command_text.h"
 #include "common/support/paths.h"
 #include "common/tasks/task_members.h"
+#include "common/text/amounts.h"
 #include "common/text/json_members.h"
 #include "reason_text.h"
 
@@ -56,7 +57,7 @@ std::string changeTask(const HealthFinding& finding) {
     return eorvaCommand("task rename", {finding.strSubject, textOf(finding.jDetails, "name")});
   }
   if (finding.jDetails.isMember("needs")) {
-    return needsCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
+    return waitsForCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
   }
   const std::string strMember = textOf(finding.jDetails, "member");
   const auto it =
@@ -66,7 +67,7 @@ std::string changeTask(const HealthFinding& finding) {
 
 std::string breakCircle(const HealthFinding& finding) {
   if (finding.jDetails.isMember("needs")) {
-    return needsCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
+    return waitsForCommand(finding.strSubject, textsOf(finding.jDetails, "needs"));
   }
   const std::string strEvent = textOf(finding.jDetails, "event");
   return strEvent.empty() ? "eorva task list" : eorvaCommand("task graph", {strEvent});
@@ -94,10 +95,10 @@ constexpr auto WORDS = std::to_array<Words>({
     {"output_place", "output", "{problem}", "", &setOutput},
     {"script_folder", "output", "{problem}", "mount -o remount,exec \"$(findmnt -no TARGET -T {subject})\""},
     {"unfinished_rename", "output",
-     "output of \"{subject}\" lies in {path}, which belongs to no task: a rename was interrupted",
+     "output of \"{subject}\" is in {path}, which belongs to no task: a rename was interrupted",
      "eorva check --repair"},
     {"blocked_rename", "output",
-     "output of \"{subject}\" lies in {path}, which belongs to no task: a rename was interrupted",
+     "output of \"{subject}\" is in {path}, which belongs to no task: a rename was interrupted",
      "mv --no-clobber {path}/* {place}/{subject}/"},
     {"renames_unknown", "output", "{problem}", "eorva check"},
     {"mail_program", "mail", "the mail program {subject} cannot be run; {tasks} {want} to send mail",
@@ -113,7 +114,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"own_event_disabled", "events", "the event \"{subject}\" is not enabled ({unit}), but has tasks",
      "systemctl enable {unit}"},
     {"usual_event_disabled", "events",
-     "the event \"{subject}\" is not enabled ({unit}), as it usually is; it has no tasks yet", "", &enableEvent},
+     "the event \"{subject}\" is not enabled ({unit}), but normally is; it has no tasks yet", "", &enableEvent},
     {"events_unknown", "events", "{problem}", "eorva event list"},
     {"timer_not_installed", "units", "{subject} is not installed: {without}", "systemctl enable --now {subject}"},
     {"timer_disabled", "units", "{subject} is not enabled: {without}", "systemctl enable --now {subject}"},
@@ -122,7 +123,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"no_control_groups", "runs",
      "without control groups of version 2, a process that leaves the session of its run is not ended",
      "mkdir -p /run/cgroup2 && mount -t cgroup2 cgroup2 /run/cgroup2"},
-    {"run_without_process", "runs", "run {subject} of \"{task}\" is recorded as running, but its process is gone",
+    {"run_without_process", "runs", "run {subject} of \"{task}\" is recorded as running, but its process has ended",
      "eorva check --repair"},
     {"never_started", "tasks", "task \"{subject}\" is never started: it {reason}", "", &startTask},
     {"task_member", "tasks", "task \"{subject}\": {member}: {problem}", "", &changeTask},
@@ -148,7 +149,7 @@ Json::Value membersOf(const HealthFinding& finding) {
   jMembers["mail_settings"] = SERVER_SETTINGS_PATH;
   jMembers["mode"] = fmt::format("{:04o}", intOf(finding.jDetails, "mode"));
   const Json::Int64 cTasks = intOf(finding.jDetails, "tasks");
-  jMembers["tasks"] = fmt::format("{} task{}", cTasks, cTasks == 1 ? "" : "s");
+  jMembers["tasks"] = countText(static_cast<std::size_t>(cTasks), "task");
   jMembers["want"] = cTasks == 1 ? "wants" : "want";
   jMembers["without"] = finding.strSubject == PRUNE_TIMER ? "old runs and their output are not removed"
                                                           : "mail that could not be sent is not sent again";

@@ -26,7 +26,7 @@ std::string enableTask(const std::string& strTask, const Reason& reason) {
 }
 
 std::string waitForTheRest(const std::string& strTask, const Reason& reason) {
-  return needsCommand(strTask, textsOf(reason.jDetails, "needs"));
+  return waitsForCommand(strTask, textsOf(reason.jDetails, "needs"));
 }
 
 std::string moveOther(const std::string&, const Reason& reason) {
@@ -46,7 +46,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"disabled", "{is} disabled", "", &enableTask},
     {"malformed", "{has} a dependency list that cannot be read, \"{list}\"", "", &waitForTheRest},
     {"missing", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
-    {"circle", "{waits} \"{other}\", which {waits} it in turn", "", &waitForTheRest},
+    {"circle", "{waits} \"{other}\", which {waits} it, too", "", &waitForTheRest},
     {"other_event", "{waits} \"{other}\", which {belongs} to the event \"{other_event}\"", "", &moveOther},
     {"need_disabled", "{waits} \"{other}\", which {is} disabled", "", &enableTask},
     {"need_blocked", "{waits} \"{other}\", which {is} not started", "", &explainOther},
@@ -62,7 +62,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"interrupted", "was not started: the execution was interrupted during run {run} of \"{task}\"",
      "eorva runs show {run}"},
     {"not_there", "did not belong to the event \"{event}\" then", ""},
-    {"not_fired", "was not started, nor was any other task of the event: {problem}", "eorva check"},
+    {"not_fired", "was not started, like all tasks of the event: {problem}", "eorva check"},
     {"unknown failed", "could not be started", "journalctl -t eorva"},
     {"unknown not_remembered",
      "was perhaps added, enabled or changed later, or could not be started, or its run was deleted",

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "common/executions/execution_request.h"
+#include "common/executions/detached_start.h"
 #include "common/executions/progress.h"
 #include "common/output/retention.h"
 #include "common/output/run_files.h"
@@ -75,6 +75,10 @@ Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const Owner
   return arrayOf(vecRuns, [&](const Json::Value& jRun) { return runForPrograms(jRun, owners); });
 }
 
+Json::Value stoppedForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
+  return vecRuns.size() == 1 ? runForPrograms(vecRuns.front(), owners) : runsForPrograms(vecRuns, owners);
+}
+
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines) {
   const FileFollower::End end = endOfRunFile(jRun, szFile, cLines);
   return objectOf({{"result_id", intOf(jRun, "result_id")},
@@ -86,6 +90,14 @@ Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsi
                    {"text", end.strText}});
 }
 
+Json::Value scriptDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight,
+                                        const std::string& strDifference) {
+  return objectOf({{"left", intOf(jLeft, "result_id")},
+                   {"right", intOf(jRight, "result_id")},
+                   {"same", strDifference.empty()},
+                   {"difference", strDifference}});
+}
+
 Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
   return objectOf({{"dry_run", blDryRun},
                    {"runs", arrayOf(result.vecRuns, &itemForPrograms)},
@@ -94,15 +106,17 @@ Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
                    {"problems", arrayOf(result.vecProblems)}});
 }
 
+Json::Value startForPrograms(const ExecutionRequest& request, const DetachedStart& start) {
+  const bool blUnit = !start.strUnit.empty();
+  return objectOf({{request.kind(), request.strName},
+                   {blUnit ? "unit" : "pid", blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid)}});
+}
+
 Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners) {
-  Json::Value jOut(Json::objectValue);
-  jOut[request.kind()] = request.strName;
-  jOut["runs"] = Json::Value(Json::arrayValue);
-  for (const auto& [iResult, jRun] : progress.runs()) {
-    jOut["runs"].append(runForPrograms(jRun, owners));
-  }
-  jOut["not_started"] = arrayOf(progress.notStarted());
-  return jOut;
+  return objectOf(
+      {{request.kind(), request.strName},
+       {"runs", arrayOf(progress.runs(), [&](const auto& run) { return runForPrograms(run.second, owners); })},
+       {"not_started", arrayOf(progress.notStarted())}});
 }
 
 }  // namespace Host

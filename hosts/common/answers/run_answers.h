@@ -12,6 +12,7 @@
 namespace Host {
 
 class Progress;
+struct DetachedStart;
 struct ExecutionRequest;
 struct PruneResult;
 
@@ -21,11 +22,22 @@ Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners);
 /// An array of runs.
 Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners);
 
+/// One run, or an array of several.
+Json::Value stoppedForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners);
+
 /// The end of a file that a run left (see run_files.h). \throw Failure when it is not there.
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines);
 
+/// The difference of the scripts of two runs.
+/// \param strDifference  as diff prints it; empty when they are the same.
+Json::Value scriptDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight,
+                                        const std::string& strDifference);
+
 /// The removed runs and output, or those that would be removed.
 Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun);
+
+/// The start of an execution in the background, which has the unit or the process.
+Json::Value startForPrograms(const ExecutionRequest& request, const DetachedStart& start);
 
 /// An execution that has ended.
 Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners);

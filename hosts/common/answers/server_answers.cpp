@@ -41,6 +41,10 @@ Json::Value configForPrograms() {
   return jOut;
 }
 
+Json::Value settingForPrograms(const std::string& strKey, const std::string& strValue) {
+  return objectOf({{"key", strKey}, {"value", strValue}});
+}
+
 Json::Value differenceForPrograms(const StateDifference& difference, bool blApplied) {
   return objectOf({{"applied", blApplied},
                    {"created", arrayOf(difference.vecCreated)},

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <string>
 
 #include "common/health/installation_health.h"
 
@@ -19,6 +20,9 @@ Json::Value sharesForPrograms(const Shares& shares);
 
 /// The scheduler's section of the configuration as it is stored, and the settings.
 Json::Value configForPrograms();
+
+/// A setting: its key and its value.
+Json::Value settingForPrograms(const std::string& strKey, const std::string& strValue);
 
 /// \param blApplied  whether the changes were made, or would be.
 Json::Value differenceForPrograms(const StateDifference& difference, bool blApplied);

@@ -10,6 +10,7 @@
 #include "eorvascheduler.h"
 
 #include "common/server/shares.h"
+#include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -75,7 +76,7 @@ void checkTogether(const ConfigValues& values, const std::set<Json::Int64>& setO
                    std::vector<std::string>& vecWhy) {
   const bool blOff = textAfter(values, ENABLE_OUTPUT) == "no";
   if (values.count(ENABLE_OUTPUT) > 0 && !blOff && textAfter(values, OUTPUT_PATH).empty()) {
-    vecWhy.emplace_back("no output path is set; set one with --output-path SHARE or output_path=SHARE");
+    vecWhy.emplace_back("no output path is set; set output_path, too");
   }
   if (values.count(ENABLE_OUTPUT) > 0 && blOff && setOwners.size() > 1 && textAfter(values, "shared_script") != "yes") {
     vecWhy.push_back(fmt::format(
@@ -98,6 +99,13 @@ void setSection(const ConfigValues& values) {
   if (jConfig != jBefore && configSet(jConfig) < 0) {
     throw Failure(fmt::format("cannot write the configuration {}", CONFIG_PATH));
   }
+}
+
+bool areKnown(const ConfigValues& values) {
+  const std::vector<std::string> vecKeys = configKeys();
+  return std::all_of(values.begin(), values.end(), [&](const auto& value) {
+    return std::find(vecKeys.begin(), vecKeys.end(), value.first) != vecKeys.end();
+  });
 }
 
 }  // namespace
@@ -183,6 +191,25 @@ void ConfigBefore::restore() const noexcept {
       continue;
     }
   }
+}
+
+void changeConfig(const ConfigLock& lock, const ConfigValues& values, const std::set<Json::Int64>& setOwners) {
+  if (const std::vector<std::string> vecWhy = whyNotConfig(values, setOwners); !vecWhy.empty()) {
+    const std::string strWhy = fmt::format("{}", fmt::join(vecWhy, "\n"));
+    if (!areKnown(values)) {
+      throw UsageFailure(strWhy);
+    }
+    throw Failure(strWhy);
+  }
+  setConfig(lock, values);
+}
+
+void changeConfig(const ConfigValues& values, bool blForce) {
+  // The values are checked against others, which must not change before they are set.
+  const ConfigLock lock;
+  const auto itOutput = values.find("enable_output");
+  const bool blOwnersCount = itOutput != values.end() && itOutput->second == "no" && !blForce;
+  changeConfig(lock, values, blOwnersCount ? ownersOf(listTasks()) : std::set<Json::Int64>());
 }
 
 }  // namespace Host

@@ -36,6 +36,14 @@ std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set
 /// Sets values that were checked under the same lock: all of them or none.
 void setConfig(const ConfigLock& lock, const ConfigValues& values);
 
+/// Sets values: all of them or none.
+/// \param blForce  true: output can be switched off with tasks of several owners, whose scripts then share one file.
+/// \throw UsageFailure for an unknown key; Failure with all other errors.
+void changeConfig(const ConfigValues& values, bool blForce = false);
+
+/// Sets values under a lock that the caller holds. \param setOwners  owners of the tasks.
+void changeConfig(const ConfigLock& lock, const ConfigValues& values, const std::set<Json::Int64>& setOwners);
+
 /// The configuration before a change, to undo the change.
 class ConfigBefore {
 public:

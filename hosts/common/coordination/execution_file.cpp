@@ -174,7 +174,7 @@ std::string ExecutionNotes::groupOf(pid_t pid) const {
 pid_t ExecutionNotes::take(std::string_view strLine) {
   const std::string_view strWord = takeWord(strLine);
   if (strWord == AFTER) {
-    iLastResult = takeNumber<Json::Int64>(strLine);
+    iLastRun = takeNumber<Json::Int64>(strLine);
   } else if (strWord == FIRING) {
     iFiring = takeNumber<Json::Int64>(strLine);
   } else if (strWord == GROUP) {
@@ -210,7 +210,7 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
   return 0;
 }
 
-ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
+ExecutionFile::ExecutionFile(Json::Int64 iLastRun, Json::Int64 iFiring) {
   makeRuntimeFolder(EXECUTIONS_FOLDER);
   // The process id alone is not unique: an earlier execution with the same id may still be running.
   timespec now{};
@@ -220,7 +220,7 @@ ExecutionFile::ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring) {
   // Locked before it gets its name, so that no reader takes it for one of a killed execution.
   const std::string strNew = fmt::format("{}/.{}", EXECUTIONS_FOLDER, strName);
   m_fd = UniqueFd(open(strNew.c_str(), O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  const std::string strFirst = fmt::format("{} {}\n{} {}\n", AFTER, iLastResult, FIRING, iFiring);
+  const std::string strFirst = fmt::format("{} {}\n{} {}\n", AFTER, iLastRun, FIRING, iFiring);
   if (!m_fd.isOpen() || flock(m_fd.get(), LOCK_EX | LOCK_NB) < 0 ||
       write(m_fd.get(), strFirst.data(), strFirst.size()) != static_cast<ssize_t>(strFirst.size()) ||
       rename(strNew.c_str(), m_strPath.c_str()) < 0) {
@@ -259,8 +259,8 @@ void ExecutionFile::noteStored() const {
   append(fmt::format("\n{}\n", STORED));
 }
 
-void ExecutionFile::noteInTheWay(Json::Int64 iResult) const {
-  append(fmt::format("\n{} {}\n", MET, iResult));
+void ExecutionFile::noteInTheWay(Json::Int64 iRun) const {
+  append(fmt::format("\n{} {}\n", MET, iRun));
 }
 
 void ExecutionFile::noteEnding(pid_t pid, const char* szWhy, std::chrono::seconds grace) const {
@@ -304,20 +304,20 @@ std::vector<LiveExecution> liveExecutions() {
   return vecExecutions;
 }
 
-std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iResult) {
+std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iRun) {
   std::optional<LiveExecution> found;
   for (LiveExecution& execution : liveExecutions()) {
     // A process id can come back: of several executions, the one whose run is open counts.
-    if (execution.notes.has(pid, iResult) && (!found || execution.notes.hasOpen(pid))) {
+    if (execution.notes.has(pid, iRun) && (!found || execution.notes.hasOpen(pid))) {
       found = std::move(execution);
     }
   }
   return found;
 }
 
-bool isNoted(pid_t pid, Json::Int64 iResult) {
+bool isNoted(pid_t pid, Json::Int64 iRun) {
   bool blNoted = false;
-  openAll([&](const std::string&, const UniqueFd& fd) { blNoted = blNoted || readNotes(fd.get()).has(pid, iResult); });
+  openAll([&](const std::string&, const UniqueFd& fd) { blNoted = blNoted || readNotes(fd.get()).has(pid, iRun); });
   return blNoted;
 }
 

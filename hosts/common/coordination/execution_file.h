@@ -1,5 +1,5 @@
 /// \file execution_file.h
-/// The files in which running executions note what happens to their runs.
+/// The files in which running executions note the events of their runs.
 ///
 /// Every execution keeps a file in /run/eorva/executions locked for its lifetime. The process of the execution, the
 /// processes of its runs, the watch, and whoever stops a run append lines. The watch and the display wait for new lines
@@ -36,11 +36,11 @@ struct RunNotes {
 
 /// The notes about an execution.
 struct ExecutionNotes {
-  Json::Int64 iLastResult = 0;        ///< runs up to this one are older
+  Json::Int64 iLastRun = 0;           ///< runs up to this one are older
   Json::Int64 iFiring = 0;            ///< the recorded firing of the event; 0 for none
   std::string strGroup;               ///< folder of its control group; empty where there are none
   std::map<pid_t, RunNotes> mapRuns;  ///< by process
-  unsigned cStored = 0;               ///< how often the store got what was noted before
+  unsigned cStored = 0;               ///< how often earlier notes got into the store
   std::set<Json::Int64> setInTheWay;  ///< open runs that kept it from starting their tasks
   bool blDone = false;                ///< it ended in order, and left background processes of scripts in its group
 
@@ -51,7 +51,7 @@ struct ExecutionNotes {
 
   /// Tells whether a run record with this process id can belong to it. An execution that began after the run cannot be
   /// its parent.
-  bool has(pid_t pid, Json::Int64 iResult) const { return mapRuns.count(pid) > 0 && iLastResult < iResult; }
+  bool has(pid_t pid, Json::Int64 iRun) const { return mapRuns.count(pid) > 0 && iLastRun < iRun; }
 
   /// The folder of a run's control group; empty when it has none, or none yet.
   std::string groupOf(pid_t pid) const;
@@ -63,10 +63,10 @@ struct ExecutionNotes {
 class ExecutionFile {
 public:
   /// Creates and locks the file.
-  /// \param iLastResult  the last run before the execution.
+  /// \param iLastRun  the last run before the execution.
   /// \param iFiring      the recorded firing of the event; 0 for none.
   /// \throw Failure
-  ExecutionFile(Json::Int64 iLastResult, Json::Int64 iFiring);
+  ExecutionFile(Json::Int64 iLastRun, Json::Int64 iFiring);
 
   /// For a child: shares the file of the descriptor that it got.
   ExecutionFile(std::string strPath, int fd) : m_strPath(std::move(strPath)), m_fd(fd) {}
@@ -100,11 +100,11 @@ public:
   /// A run whose process has ended.
   void noteClosed(pid_t pid) const;
 
-  /// The store has what was noted before.
+  /// The store has all earlier notes.
   void noteStored() const;
 
   /// A task is not started because this run of it is open.
-  void noteInTheWay(Json::Int64 iResult) const;
+  void noteInTheWay(Json::Int64 iRun) const;
 
   /// The run is to be ended.
   /// \param szWhy  see outcome.h.
@@ -156,10 +156,10 @@ struct LiveExecution {
 std::vector<LiveExecution> liveExecutions();
 
 /// The living execution that a run record with this process id can belong to; nothing when there is none.
-std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iResult);
+std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iRun);
 
 /// Tells whether the file of an execution, alive or killed, has a run with this process id.
-bool isNoted(pid_t pid, Json::Int64 iResult);
+bool isNoted(pid_t pid, Json::Int64 iRun);
 
 /// The execution of this firing; nothing when it has ended.
 std::optional<LiveExecution> executionOfFiring(Json::Int64 iFiring);

@@ -5,7 +5,7 @@
 /// the name of a ticket, and starts only if it can take the ticket. A starter that gives up withdraws the ticket, so
 /// that the service cannot start later.
 ///
-/// The ticket also holds what is not for everybody's eyes: command lines and properties of units can be read by all.
+/// The ticket also holds secrets: every user can read command lines and properties of units.
 
 #pragma once
 

@@ -28,16 +28,16 @@ constexpr auto LOCK_PAUSE = 20ms;
 /// Each task has two bytes of the lock file, which stays empty: locks can lie behind the end of a file. Their offsets
 /// are hashes of the name, so that two tasks are unlikely to share one. The locks of records are in the lower half of
 /// the possible offsets, those of turns in the upper half.
-enum class Place : std::uint8_t { RECORD = 0, TURN = 1 };
+enum class LockKind : std::uint8_t { RECORD = 0, TURN = 1 };
 
 constexpr std::int64_t HALF = std::int64_t{1} << 62;
 
-std::int64_t offsetOf(const std::string& strTask, Place place) {
+std::int64_t offsetOf(const std::string& strTask, LockKind kind) {
   std::uint64_t hash = 0xcbf29ce484222325U;  // FNV-1a
   for (const char c : strTask) {
     hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
   }
-  return static_cast<std::int64_t>(hash >> 2) + (place == Place::TURN ? HALF : 0);
+  return static_cast<std::int64_t>(hash >> 2) + (kind == LockKind::TURN ? HALF : 0);
 }
 
 /// As a length: to the end of the file.
@@ -58,27 +58,27 @@ bool setLock(int fd, short iType, std::int64_t iStart, std::int64_t cb) {
   return false;
 }
 
-bool lockTask(int fd, short iType, const std::string& strTask, Place place) {
-  return setLock(fd, iType, offsetOf(strTask, place), 1);
+bool lockTask(int fd, short iType, const std::string& strTask, LockKind kind) {
+  return setLock(fd, iType, offsetOf(strTask, kind), 1);
 }
 
-void unlock(int fd, const std::string& strTask, Place place) {
-  lockTask(fd, F_UNLCK, strTask, place);
+void unlock(int fd, const std::string& strTask, LockKind kind) {
+  lockTask(fd, F_UNLCK, strTask, kind);
 }
 
 /// Takes all of the locks or none, so that two executions cannot wait for each other.
 /// \return a task that was still locked when the time was up; nothing on success.
-std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::string>& vecTasks, Place place,
+std::optional<std::string> lockAll(int fd, short iType, const std::vector<std::string>& vecTasks, LockKind kind,
                                    std::chrono::milliseconds limit) {
   std::optional<std::string> busy;
   tryUntil(limit, LOCK_PAUSE, [&] {
     const auto it = std::find_if(vecTasks.begin(), vecTasks.end(),
-                                 [&](const std::string& strTask) { return !lockTask(fd, iType, strTask, place); });
+                                 [&](const std::string& strTask) { return !lockTask(fd, iType, strTask, kind); });
     if (it == vecTasks.end()) {
       busy.reset();
       return true;
     }
-    std::for_each(vecTasks.begin(), it, [&](const std::string& strTask) { unlock(fd, strTask, place); });
+    std::for_each(vecTasks.begin(), it, [&](const std::string& strTask) { unlock(fd, strTask, kind); });
     busy = *it;
     return false;
   });
@@ -99,7 +99,7 @@ UniqueFd openLockFile() {
 TaskLock::TaskLock() : m_fd(openLockFile()) {}
 
 void TaskLock::announce(const std::vector<std::string>& vecTasks) {
-  if (const auto busy = lockAll(m_fd.get(), F_RDLCK, vecTasks, Place::RECORD, CHANGE_LIMIT)) {
+  if (const auto busy = lockAll(m_fd.get(), F_RDLCK, vecTasks, LockKind::RECORD, CHANGE_LIMIT)) {
     throw Failure(fmt::format("the task \"{}\" is being changed by another command; gave up after {} s", *busy,
                               CHANGE_LIMIT.count()));
   }
@@ -109,13 +109,13 @@ void TaskLock::announce(const std::vector<std::string>& vecTasks) {
 /// wants many turns is not left behind by those that want few.
 bool TaskLock::takeTurn(std::vector<std::string> vecTasks, std::chrono::milliseconds limit) {
   std::sort(vecTasks.begin(), vecTasks.end(), [](const std::string& strLeft, const std::string& strRight) {
-    return offsetOf(strLeft, Place::TURN) < offsetOf(strRight, Place::TURN);
+    return offsetOf(strLeft, LockKind::TURN) < offsetOf(strRight, LockKind::TURN);
   });
   const auto deadline = std::chrono::steady_clock::now() + limit;
   for (const std::string& strTask : vecTasks) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (!tryUntil(std::max(left, std::chrono::milliseconds(0)), LOCK_PAUSE,
-                  [&] { return lockTask(m_fd.get(), F_WRLCK, strTask, Place::TURN); })) {
+                  [&] { return lockTask(m_fd.get(), F_WRLCK, strTask, LockKind::TURN); })) {
       endTurns();
       return false;
     }
@@ -128,12 +128,12 @@ void TaskLock::endTurns() {
 }
 
 void TaskLock::withdraw(const std::string& strTask) {
-  unlock(m_fd.get(), strTask, Place::RECORD);
+  unlock(m_fd.get(), strTask, LockKind::RECORD);
 }
 
 std::optional<std::string> TaskLock::tryChange(const std::vector<std::string>& vecTasks,
                                                std::chrono::milliseconds limit) {
-  return lockAll(m_fd.get(), F_WRLCK, vecTasks, Place::RECORD, limit);
+  return lockAll(m_fd.get(), F_WRLCK, vecTasks, LockKind::RECORD, limit);
 }
 
 bool TaskLock::tryChangeAll(std::chrono::milliseconds limit) {

@@ -6,6 +6,7 @@
 
 #include "eorvascheduler.h"
 
+#include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/suggestion.h"
@@ -33,21 +34,18 @@ const Event* findEvent(const std::vector<Event>& vecEvents, const std::string& s
   return it == vecEvents.end() ? nullptr : &*it;
 }
 
-void requireEvent(const Json::Value& jTasks, const std::string& strEvent) {
-  std::set<std::string> setKnown;
-  for (const Json::Value& jTask : jTasks) {
-    setKnown.insert(textOf(jTask, "event"));
-  }
-  if (setKnown.count(strEvent) > 0) {
+void requireEvent(Session& session, const std::string& strEvent) {
+  if (!taskNames(session, strEvent).empty()) {
     return;
   }
+  std::set<std::string> setKnown = eventNames(session);
   for (const Event& event : eventCatalogue()) {
     setKnown.insert(event.strName);
   }
   if (setKnown.count(strEvent) == 0) {
     const std::string strSuggestion = didYouMean(strEvent, {setKnown.begin(), setKnown.end()});
     throw Failure(fmt::format("there is no event \"{}\"{}", strEvent, strSuggestion),
-                  strSuggestion.empty() ? Hint::LIST_EVENTS : Hint::NONE);
+                  {strSuggestion.empty() ? Hint::LIST_EVENTS : Hint::NONE});
   }
 }
 

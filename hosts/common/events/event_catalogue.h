@@ -9,6 +9,8 @@
 
 namespace Host {
 
+class Session;
+
 struct Event {
   std::string strName;
   Json::Value jTitle;          ///< object: the text in each language
@@ -25,8 +27,7 @@ std::vector<Event> eventCatalogue();
 const Event* findEvent(const std::vector<Event>& vecEvents, const std::string& strEvent);
 
 /// Refuses an event that is most likely mistyped: no task belongs to it, and it is not in the catalogue.
-/// \param jTasks  array: the stored task records.
 /// \throw Failure when there is no such event.
-void requireEvent(const Json::Value& jTasks, const std::string& strEvent);
+void requireEvent(Session& session, const std::string& strEvent);
 
 }  // namespace Host

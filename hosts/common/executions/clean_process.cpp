@@ -13,10 +13,8 @@
 #include <unistd.h>
 #include <utility>
 
-#include "common/support/default_limits.h"
-#include "common/support/default_signals.h"
-#include "common/support/keyring.h"
 #include "common/support/paths.h"
+#include "common/support/service_defaults.h"
 
 namespace Host {
 

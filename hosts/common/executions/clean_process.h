@@ -1,5 +1,5 @@
 /// \file clean_process.h
-/// A process in which nothing depends on who started it, and from where.
+/// A process that does not depend on its caller.
 
 #pragma once
 
@@ -9,15 +9,15 @@
 
 namespace Host {
 
-/// Gives the calling process, a child for one execution, and so its scripts, what a service of systemd has by default:
+/// Gives the calling process, a child for one execution, and so its scripts, the defaults of a service of systemd:
 ///
 /// - a session of its own, without a terminal; current folder /; umask 022
 /// - default signal dispositions, no signal blocked
 /// - standard input, output and error on /dev/null; only the descriptors that are kept
 /// - a session keyring of its own; no ambient or inheritable capabilities
-/// - the limits, priority and processors of a service (see default_limits.h)
+/// - the limits, priority and processors of a service (see service_defaults.h)
 /// - only this environment: PATH (the usual six folders), LANG=C.UTF-8, HOME=/root, USER=root,
-///   LOGNAME=root, SHELL=/bin/sh, and what the request adds: EORVA_EVENT (the event, or "on_demand"),
+///   LOGNAME=root, SHELL=/bin/sh, and the variables of the request: EORVA_EVENT (the event, or "on_demand"),
 ///   EORVA_FIRED_AT (seconds since 1970), and the variables of the request. For a run of another user the library
 ///   sets HOME, USER and LOGNAME.
 ///

@@ -19,7 +19,7 @@ struct Report {
   int iStatus = 0;
 };
 
-/// Held between the reading of reports and their notes, so that who finds the pipe empty finds them in the file.
+/// Held from reading reports until they are noted: a reader of an empty pipe finds all of them in the file.
 UniqueFd lockFile(const std::string& strPath) {
   UniqueFd fd(open(strPath.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
   struct flock lock{};

@@ -2,7 +2,7 @@
 /// How the processes of runs tell their ends.
 ///
 /// When the script ends, the process of a run is its owner's, who may limit the size of the files that it writes: a
-/// line in the file of the execution could be cut. So it writes into a pipe. Whoever needs the ends moves them to the
+/// line in the file of the execution could be cut. So it writes into a pipe. Readers of the ends move them to the
 /// file: the watch at once, and the process of the execution before it closes a run.
 
 #pragma once

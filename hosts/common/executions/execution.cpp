@@ -34,7 +34,7 @@ pid_t forkWatch(const ExecutionRequest& request, const ExecutionPlan& plan, cons
   return pid;
 }
 
-/// Neither end waits for the other: an execution does not stop because nobody reads what it says.
+/// Neither end waits for the other: an execution continues when nobody reads its messages.
 Pipe messagePipe() {
   Pipe pipe;
   for (const UniqueFd* pEnd : {&pipe.reader, &pipe.writer}) {
@@ -46,7 +46,7 @@ Pipe messagePipe() {
 }  // namespace
 
 Execution::Execution(const ExecutionRequest& request, const ExecutionPlan& plan, const TaskLock& lock)
-    : m_file(plan.iLastResult, plan.iFiring),
+    : m_file(plan.iLastRun, plan.iFiring),
       m_alarm(m_file.path()),
       m_messages(messagePipe()),
       m_process(forkWatch(request, plan, m_file, lock, m_messages)) {

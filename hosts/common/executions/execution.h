@@ -51,7 +51,7 @@ public:
   /// The wait status of the execution; nothing while it runs.
   std::optional<int> status();
 
-  /// Takes what the execution has said so far: complete lines, also those of the log if that is shown.
+  /// Takes the messages of the execution so far: complete lines, also those of the log if that is shown.
   std::string takeMessages();
 
 private:

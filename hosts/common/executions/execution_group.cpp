@@ -115,7 +115,7 @@ bool leaveExecutionGroup(const std::string& strExecution) {
   }
   const ControlGroup unit(strExecution);
   if (isSystemdRunning()) {
-    // Removes what is empty; systemd removes the rest with the unit.
+    // Removes empty groups; systemd removes the rest with the unit.
     unit.remove();
     return true;
   }

@@ -17,7 +17,7 @@ namespace Host {
 
 class ExecutionFile;
 
-/// How long the unit of an execution may take to end: its runs are ended and closed, and what they left.
+/// How long the unit of an execution may take to end its runs and their background processes.
 std::chrono::seconds stopTime();
 
 /// Moves the calling process, the watch of an execution, into the group "watch" of the execution.

@@ -5,15 +5,18 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "eorvascheduler.h"
 
 #include "common/config/settings.h"
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/reasons/firing.h"
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
+#include "common/store/session.h"
 #include "common/support/failure.h"
+#include "common/tasks/event_relations.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 
@@ -48,32 +51,40 @@ void checkSharedScript(const std::vector<GraphTask>& vecTasks, std::vector<std::
   std::vector<std::string> vecProblems;
   if (!readSettings(vecProblems).blSharedScript) {
     throw Failure(
-        "no output is kept, and without a folder for it a script of one owner can be run with the rights of another: "
-        "set one with 'eorva config set --output-path SHARE', or allow it with shared_script=yes in /etc/eorva.conf");
+        "no output is kept, and without a folder for it a script of one owner can be run with the rights of another; "
+        "to allow it, set shared_script=yes in /etc/eorva.conf",
+        {Hint::SET_OUTPUT_PATH});
   }
   vecWarnings.emplace_back("no output is kept, so a script of one owner can be run with the rights of another");
 }
 
-/// Announces the tasks of the request, again and again until no task has been added meanwhile.
-/// \return all stored tasks; those of the request cannot be changed now.
+/// Announces the tasks of the request, again and again until nothing has been changed meanwhile.
+/// \return the relations that matter; the tasks of the request cannot be changed now.
 Json::Value announceTasks(Session& session, const ExecutionRequest& request, TaskLock& lock) {
   std::set<std::string> setAnnounced;
+  std::int64_t iVersion = dataVersion(session);
   for (;;) {
-    Json::Value jTasks = listRelations(session);
+    Json::Value jTasks = relationsOf(session, request);
     std::vector<std::string> vecNew;
     for (const GraphTask& task : planTasks(TaskGraph(jTasks), request)) {
       if (setAnnounced.insert(task.strName).second) {
         vecNew.push_back(task.strName);
       }
     }
-    if (vecNew.empty()) {
+    if (!vecNew.empty()) {
+      lock.announce(vecNew);
+    }
+    if (vecNew.empty() || std::exchange(iVersion, dataVersion(session)) == iVersion) {
       return jTasks;
     }
-    lock.announce(vecNew);
   }
 }
 
 }  // namespace
+
+Json::Value relationsOf(Session& session, const ExecutionRequest& request) {
+  return request.blByEvent ? listEventRelations(session, request.strName) : listRelations(session, {request.strName});
+}
 
 void refuseSecondRun(Session& session, const std::string& strTask) {
   const Json::Value jTask = requireTask(session, strTask);
@@ -115,7 +126,7 @@ std::vector<std::string> prepareFolders(const std::optional<std::string>& output
       mapOwners[task.strName] = static_cast<uid_t>(task.iOwner);
     }
   }
-  for (const auto& [strTask, strAside] : OutputFolder::of(*output).prepare(mapOwners)) {
+  for (const auto& [strTask, strAside] : OutputPlace::of(*output).prepare(mapOwners)) {
     vecWarnings.push_back(
         fmt::format("the output folder of \"{}\" belonged to another user; it was moved to {}", strTask, strAside));
   }
@@ -134,9 +145,9 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
   } else if (const std::string strWhy = whyNotTaskName(request.strName); !strWhy.empty()) {
     throw Failure(fmt::format("the task \"{}\" is not run: its name {}", request.strName, strWhy));
   }
-  plan.vecWarnings = prepareFolders(OutputFolder::configuredOutput(), plan.vecTasks);
+  plan.vecWarnings = prepareFolders(OutputPlace::enabledPath(), plan.vecTasks);
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
-    plan.iLastResult = intOf(jRun, "result_id");
+    plan.iLastRun = intOf(jRun, "result_id");
   }
 }
 
@@ -145,11 +156,12 @@ void remember(Session& session, const ExecutionRequest& request, ExecutionPlan& 
     return;
   }
   try {
-    const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastResult, plan.vecTasks,
+    const FiringBegin begin{request.strName, static_cast<Json::Int64>(request.firedAt), plan.iLastRun, plan.vecTasks,
                             strProblem};
-    plan.iFiring = rememberFiring(session, begin, plan.jTasks.isNull() ? listRelations(session) : plan.jTasks);
+    plan.iFiring = rememberFiring(session, begin, plan.jTasks.isNull() ? relationsOf(session, request) : plan.jTasks);
   } catch (const std::exception& error) {
-    plan.vecWarnings.push_back(fmt::format("cannot record this firing for 'eorva explain': {}", error.what()));
+    plan.vecWarnings.push_back(
+        fmt::format("cannot record which tasks this firing does not start, and why: {}", error.what()));
   }
 }
 

@@ -20,10 +20,13 @@ class Session;
 struct ExecutionPlan {
   std::vector<GraphTask> vecTasks;       ///< in the order in which they can start
   std::vector<std::string> vecWarnings;  ///< warnings for the user
-  Json::Value jTasks;                    ///< the relations of all stored tasks, see records.h
-  Json::Int64 iLastResult = 0;           ///< runs up to this one are older
+  Json::Value jTasks;                    ///< the relations that matter, see relationsOf()
+  Json::Int64 iLastRun = 0;              ///< runs up to this one are older
   Json::Int64 iFiring = 0;               ///< the recorded firing; 0 for none
 };
+
+/// Lists, as listRelations() does, the tasks that a request has to know.
+Json::Value relationsOf(Session& session, const ExecutionRequest& request);
 
 /// Checks that the request can be run safely, announces its tasks, and prepares their output folders.
 /// \throw Failure with the reason; nothing has run then.

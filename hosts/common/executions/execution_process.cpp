@@ -10,11 +10,11 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/support/default_limits.h"
+#include "common/support/service_defaults.h"
 #include "execution_watch.h"
 #include "messages.h"
 #include "next_tasks.h"
@@ -45,7 +45,7 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
 int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file,
                TaskLock& lock, const EndReports& ends) {
   // The library reads its configuration now, and the configured place may have changed.
-  const std::optional<std::string> output = OutputFolder::configuredOutput();
+  const std::optional<std::string> output = OutputPlace::enabledPath();
   for (const std::string& strWarning : prepareFolders(output, plan.vecTasks)) {
     if (std::find(plan.vecWarnings.begin(), plan.vecWarnings.end(), strWarning) == plan.vecWarnings.end()) {
       sendMessage("warning: " + strWarning);
@@ -64,7 +64,7 @@ int runRequest(Session& session, const ExecutionRequest& request, const Executio
   return runByEvent(session.tasks(), session.runs(), jIn, session.db());
 }
 
-/// Nobody would watch the runs if the watch was killed. Whoever notices it ends and closes them.
+/// Nobody would watch the runs if the watch was killed. The next command that reconciles ends and closes them.
 void dieWith(pid_t pidWatch) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != pidWatch) {

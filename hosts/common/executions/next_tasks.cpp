@@ -97,7 +97,7 @@ bool NextTasks::hasChanged() {
 
 /// Tasks that were added or changed during the execution can make the walk endless, too.
 void NextTasks::readTasks() {
-  const Json::Value jTasks = listRelations(m_session);
+  const Json::Value jTasks = relationsOf(m_session, m_request);
   const TaskGraph graph(jTasks);
   Dependences setDependences;
   for (const Json::Value& jTask : jTasks) {
@@ -119,11 +119,11 @@ std::vector<GraphTask> NextTasks::readyTasks() const {
   const std::set<std::string>& setEnded = m_recorder.ended();
   std::vector<GraphTask> vecReady;
   for (const GraphTask& task : m_vecPlan) {
-    const bool blReady =
-        m_blFirst
-            ? task.blRoot
-            : !task.blRoot && std::all_of(task.vecNeeds.begin(), task.vecNeeds.end(),
-                                          [&](const std::string& strNeed) { return setEnded.count(strNeed) > 0; });
+    const bool blReady = m_blFirst ? task.blRoot
+                                   : !task.blRoot && std::all_of(task.vecWaitsFor.begin(), task.vecWaitsFor.end(),
+                                                                 [&](const std::string& strAwaited) {
+                                                                   return setEnded.count(strAwaited) > 0;
+                                                                 });
     if (blReady && m_recorder.started().count(task.strName) == 0) {
       vecReady.push_back(task);
     }

@@ -11,25 +11,28 @@
 
 namespace Host {
 
-Progress::Progress(const ExecutionPlan& plan) : m_plan(plan), m_iLast(plan.iLastResult) {}
+Progress::Progress(const ExecutionPlan& plan) : m_plan(plan), m_iLastRun(plan.iLastRun) {}
 
 std::vector<Json::Value> Progress::poll(Session& session, const std::function<std::set<pid_t>()>& fnChildren) {
   std::vector<Json::Value> vecNews;
-  const std::string strWhere = fmt::format("result_id > {} or (result_id in ({}) and stop_time is not null)", m_iLast,
-                                           fmt::join(m_setOpen, ", "));
-  const Json::Value jRuns = listRuns(session, strWhere);
+  // Two lists, because for both conditions at once SQLite would look at all runs.
+  Json::Value jRuns =
+      listRuns(session, fmt::format("result_id in ({}) and stop_time is not null", fmt::join(m_setOpen, ", ")));
+  for (Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", m_iLastRun))) {
+    jRuns.append(std::move(jRun));
+  }
   const std::set<pid_t> setChildren = fnChildren();
   for (const Json::Value& jRun : jRuns) {
-    const Json::Int64 iResult = intOf(jRun, "result_id");
-    m_iLast = std::max(m_iLast, iResult);
+    const Json::Int64 iRun = intOf(jRun, "result_id");
+    m_iLastRun = std::max(m_iLastRun, iRun);
     if (setChildren.count(pidOf(jRun)) == 0) {
       continue;
     }
-    m_setOpen.insert(iResult);
+    m_setOpen.insert(iRun);
     if (jRun.isMember("stop_time")) {
-      m_setOpen.erase(iResult);
+      m_setOpen.erase(iRun);
     }
-    m_mapRuns[iResult] = jRun;
+    m_mapRuns[iRun] = jRun;
     vecNews.push_back(jRun);
   }
   return vecNews;
@@ -37,7 +40,7 @@ std::vector<Json::Value> Progress::poll(Session& session, const std::function<st
 
 std::vector<Json::Value> Progress::failedRuns() const {
   std::vector<Json::Value> vecFailed;
-  for (const auto& [iResult, jRun] : m_mapRuns) {
+  for (const auto& [iRun, jRun] : m_mapRuns) {
     if (outcomeOf(jRun).kind != Outcome::Kind::OK) {
       vecFailed.push_back(jRun);
     }
@@ -47,7 +50,7 @@ std::vector<Json::Value> Progress::failedRuns() const {
 
 std::vector<std::string> Progress::notStarted() const {
   std::set<std::string> setStarted;
-  for (const auto& [iResult, jRun] : m_mapRuns) {
+  for (const auto& [iRun, jRun] : m_mapRuns) {
     setStarted.insert(textOf(jRun, "task_name"));
   }
   std::vector<std::string> vecNames;

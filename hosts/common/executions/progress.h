@@ -41,7 +41,7 @@ private:
   const ExecutionPlan& m_plan;
   std::map<Json::Int64, Json::Value> m_mapRuns;
   std::set<Json::Int64> m_setOpen;
-  Json::Int64 m_iLast;
+  Json::Int64 m_iLastRun;
 };
 
 }  // namespace Host

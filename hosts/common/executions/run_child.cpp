@@ -12,10 +12,8 @@
 #include "orva_platform.h"
 
 #include "common/coordination/execution_file.h"
-#include "common/support/default_limits.h"
-#include "common/support/default_signals.h"
 #include "common/support/failure.h"
-#include "common/support/keyring.h"
+#include "common/support/service_defaults.h"
 #include "end_reports.h"
 #include "execution_group.h"
 

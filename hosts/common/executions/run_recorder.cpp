@@ -105,9 +105,9 @@ void RunRecorder::setLimits(const Json::Value& jTasks) {
 
 /// The library records a run in one write, so the last number is that of the new run, unless the write failed.
 void RunRecorder::rememberNew(const Run& run) {
-  const Json::Int64 iResult = sqlite3_last_insert_rowid(m_session.db());
-  if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iResult, run.pid))) {
-    m_mapOpen[iResult] = run;
+  const Json::Int64 iRun = sqlite3_last_insert_rowid(m_session.db());
+  if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iRun, run.pid))) {
+    m_mapOpen[iRun] = run;
     m_lock.withdraw(run.strTask);
     return;
   }

@@ -1,5 +1,5 @@
 /// \file run_recorder.h
-/// What the process of an execution adds to the runs that the library starts and closes.
+/// Adds members to the records of the runs that the library starts and closes.
 ///
 /// The library calls the platform at fixed points: before it writes a record, before it looks at its children, and in
 /// the child. So the identity of a run's process, its true end and its cost get into the record in the library's own

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds ENDING_PAUSE(20);
 
 }  // namespace
 
-/// Follows one run through what is noted about it.
+/// Follows one run through its notes.
 void RunWatch::take(pid_t pid, const RunNotes& run) {
   if (run.blClosed) {
     m_setOpen.erase(pid);
@@ -74,7 +74,7 @@ void RunWatch::endOverdue() {
 
 void RunWatch::look() {
   endOverdue();
-  // What this object notes itself is read in the next round.
+  // The notes of this object are read in the next round.
   for (std::set<pid_t> setNew = m_file.update(); !setNew.empty(); setNew = m_file.update()) {
     for (const pid_t pid : setNew) {
       take(pid, m_file.notes().mapRuns.at(pid));

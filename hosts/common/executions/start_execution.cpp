@@ -32,7 +32,7 @@ std::string closedText(const std::vector<Json::Value>& vecRuns) {
 void checkRequest(const ExecutionRequest& request, bool blDetached) {
   const OpenStore session;
   if (request.blByEvent) {
-    requireEvent(listRelations(session), request.strName);
+    requireEvent(session, request.strName);
   } else if (blDetached) {
     refuseSecondRun(session, request.strName);
   } else {

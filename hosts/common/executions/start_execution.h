@@ -46,10 +46,10 @@ private:
   ExecutionPlan m_plan;
 };
 
-/// What is done while an execution runs.
+/// Called while an execution runs.
 struct FollowExecution {
   std::function<void()> fnLook;                             ///< called when something has happened, and after the end
-  std::function<void(const std::string& strLines)> fnTell;  ///< shows what the execution says
+  std::function<void(const std::string& strLines)> fnTell;  ///< shows the messages of the execution
 };
 
 /// Waits for the end of an execution.

@@ -5,7 +5,6 @@
 #include <fmt/ranges.h>
 
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/support/failure.h"
 
 namespace Host {

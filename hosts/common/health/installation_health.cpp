@@ -13,7 +13,7 @@
 
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/runs/run_identity.h"
 #include "common/server/shares.h"
 #include "common/store/database.h"
@@ -94,9 +94,9 @@ void checkShares(HealthFindings& findings) {
 
 void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
   try {
-    const std::optional<OutputFolder> folder = OutputFolder::configured();
-    if (folder) {
-      folder->check();
+    const std::optional<OutputPlace> place = OutputPlace::enabled();
+    if (place) {
+      place->check();
     } else if (ownersOf(jTasks).size() > 1) {
       std::vector<std::string> vecProblems;
       const bool blAccepted = readSettings(vecProblems).blSharedScript;
@@ -106,7 +106,7 @@ void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
     }
     if (const std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
       findings.push_back(
-          {Severity::PROBLEM, "script_folder", folder ? folder->path() : "/tmp", objectOf({{"problem", strWarning}})});
+          {Severity::PROBLEM, "script_folder", place ? place->path() : "/tmp", objectOf({{"problem", strWarning}})});
     }
   } catch (const Failure& error) {
     findings.push_back({Severity::PROBLEM, "output_place", "", outputDetails(error.what())});

@@ -31,7 +31,7 @@ inline constexpr char MAIL_TIMER[] = "eorva-mail-flush.timer";
 /// \param strProblem  the text of the failure.
 void reportUnusableStore(const std::string& strProblem, HealthFindings& findings);
 
-/// Checks who can change the files of the store and of the configuration.
+/// Checks that only root can change the files of the store and of the configuration.
 void checkStoreFiles(HealthFindings& findings);
 
 /// Has SQLite check the content of the store.

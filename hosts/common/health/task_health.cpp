@@ -38,16 +38,16 @@ std::string soundName(const TaskGraph& graph, const std::string& strTask) {
 }
 
 /// The dependencies of a task without those that it cannot wait for.
-std::vector<std::string> soundNeeds(const TaskGraph& graph, const GraphTask& task) {
-  std::vector<std::string> vecNeeds;
+std::vector<std::string> usableDependencies(const TaskGraph& graph, const GraphTask& task) {
+  std::vector<std::string> vecWaitsFor;
   std::set<std::string> setSeen = {task.strName};
-  for (const std::string& strNeed : task.vecNeeds) {
-    const GraphTask* const pNeed = graph.find(strNeed);
-    if (pNeed != nullptr && pNeed->strEvent == task.strEvent && setSeen.insert(strNeed).second) {
-      vecNeeds.push_back(strNeed);
+  for (const std::string& strAwaited : task.vecWaitsFor) {
+    const GraphTask* const pAwaited = graph.find(strAwaited);
+    if (pAwaited != nullptr && pAwaited->strEvent == task.strEvent && setSeen.insert(strAwaited).second) {
+      vecWaitsFor.push_back(strAwaited);
     }
   }
-  return vecNeeds;
+  return vecWaitsFor;
 }
 
 /// The member, the problem, and a valid name or list of dependencies.
@@ -57,7 +57,7 @@ Json::Value detailsOf(const TaskGraph& graph, const std::string& strTask, const 
   if (finding.strMember == "task_name") {
     jDetails["name"] = soundName(graph, strTask);
   } else if (finding.strMember == "depend_on_task" && pTask != nullptr) {
-    jDetails["needs"] = arrayOf(soundNeeds(graph, *pTask));
+    jDetails["needs"] = arrayOf(usableDependencies(graph, *pTask));
   }
   return jDetails;
 }
@@ -86,10 +86,10 @@ void checkStart(Reasons& reasons, const GraphTask& task, HealthFindings& finding
 Json::Value detailsOf(const TaskGraph& graph, const TaskGraph::Endless& endless) {
   Json::Value jDetails = objectOf({{"problem", endless.strText}});
   const GraphTask* const pTask = graph.find(endless.strTask);
-  if (pTask != nullptr && endless.strNeed.empty()) {
+  if (pTask != nullptr && endless.strAwaited.empty()) {
     jDetails["event"] = pTask->strEvent;
   } else if (pTask != nullptr) {
-    jDetails["needs"] = arrayOf(needsWithout(*pTask, endless.strNeed));
+    jDetails["needs"] = arrayOf(awaitedWithout(*pTask, endless.strAwaited));
   }
   return jDetails;
 }

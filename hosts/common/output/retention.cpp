@@ -12,10 +12,9 @@
 #include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "output_folder.h"
+#include "output_place.h"
 #include "run_folders.h"
 
 namespace Host {
@@ -44,7 +43,7 @@ public:
   Pruning(Session& session, const Settings& settings, bool blDryRun)
       : m_session(session), m_settings(settings), m_blDryRun(blDryRun) {
     std::vector<std::string> vecUnknown;
-    m_vecPlaces = OutputFolder::places(vecUnknown);
+    m_vecPlaces = OutputPlace::places(vecUnknown);
     for (const std::string& strPlace : vecUnknown) {
       notePlace(strPlace);
     }
@@ -90,7 +89,7 @@ private:
 
   std::uint64_t removeFolder(const std::string& strFolder, Json::Int64 iStart) {
     std::uint64_t cb = 0;
-    for (const OutputFolder& place : m_vecPlaces) {
+    for (const OutputPlace& place : m_vecPlaces) {
       cb += sizeOfKeptOutput(place, strFolder, iStart);
       if (!m_blDryRun) {
         removeKeptOutput(place, strFolder, iStart);
@@ -102,7 +101,7 @@ private:
   /// The task folder, or one that was moved aside, that contains the run folder; the task folder when none does.
   /// \return nothing when it may be on a share that is missing.
   std::optional<std::string> folderOf(const std::string& strTask, Json::Int64 iStart) const {
-    for (const OutputFolder& place : m_vecPlaces) {
+    for (const OutputPlace& place : m_vecPlaces) {
       for (const std::string& strFolder : place.foldersOf(strTask)) {
         if (hasKeptOutput(place, strFolder, iStart)) {
           return strFolder;
@@ -171,7 +170,7 @@ private:
       setGone.emplace(item.strFolder, item.iStartTime);
     }
     std::vector<RunFolder> vecKept;
-    for (const OutputFolder& place : m_vecPlaces) {
+    for (const OutputPlace& place : m_vecPlaces) {
       try {
         for (RunFolder& kept : listRunFolders(place)) {
           if (setGone.count({kept.strFolder, kept.iStartTime}) == 0 && counts(kept)) {
@@ -192,7 +191,7 @@ private:
   Json::Value runOf(const RunFolder& kept) {
     const Json::Value jRuns =
         listRuns(m_session, fmt::format("task_name = {} and start_time = {}",
-                                        sqlText(OutputFolder::taskOf(kept.strFolder)), kept.iStartTime));
+                                        sqlText(OutputPlace::taskOf(kept.strFolder)), kept.iStartTime));
     return jRuns.empty() ? Json::Value() : jRuns[jRuns.size() - 1];
   }
 
@@ -256,7 +255,7 @@ private:
   Session& m_session;
   const Settings& m_settings;
   const bool m_blDryRun;
-  std::vector<OutputFolder> m_vecPlaces;
+  std::vector<OutputPlace> m_vecPlaces;
   bool m_blPlaceAway = false;  ///< the share of a place is defined, but not available
   std::size_t m_cKept = 0;     ///< runs that are kept because of it
   PruneResult m_result;

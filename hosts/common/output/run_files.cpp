@@ -8,7 +8,7 @@
 #include "common/support/failure.h"
 #include "common/text/amounts.h"
 #include "common/text/json_members.h"
-#include "output_folder.h"
+#include "output_place.h"
 #include "retention.h"
 
 namespace Host {
@@ -36,11 +36,11 @@ std::optional<UniqueFd> findRunFile(const Json::Value& jRun, const char* szFile,
   const Json::Int64 iStart = intOf(jRun, "start_time");
   std::vector<std::string> vecUnknown;
   std::vector<std::string> vecLooked;
-  for (const OutputFolder& folder : OutputFolder::places(vecUnknown)) {
-    if (std::optional<UniqueFd> file = folder.findRunFile(strTask, iStart, szFile)) {
+  for (const OutputPlace& place : OutputPlace::places(vecUnknown)) {
+    if (std::optional<UniqueFd> file = place.findRunFile(strTask, iStart, szFile)) {
       return file;
     }
-    vecLooked.push_back(fmt::format("{}/{}/{}", folder.path(), strTask, iStart));
+    vecLooked.push_back(fmt::format("{}/{}/{}", place.path(), strTask, iStart));
   }
   strLooked = lookedText(jRun, vecLooked, vecUnknown);
   return std::nullopt;

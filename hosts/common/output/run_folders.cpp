@@ -103,7 +103,7 @@ void removeEntry(const UniqueFd& folder, const std::string& strName, const std::
       throw Failure(fmt::format("cannot remove {}: another file system is mounted there", strPath));
     }
     if (cDepth >= MAX_DEPTH) {
-      throw Failure(fmt::format("cannot remove {}: it lies more than {} folders deep", strPath, MAX_DEPTH));
+      throw Failure(fmt::format("cannot remove {}: it is more than {} folders deep", strPath, MAX_DEPTH));
     }
     removeBelow(*inner, strPath, cDepth + 1);
   }
@@ -153,20 +153,20 @@ std::optional<RunFolder> readKeptOutput(const UniqueFd& task, const std::string&
 }
 
 /// Opens the folder of a task; nothing when there is none.
-std::optional<UniqueFd> openTaskFolder(const OutputFolder& place, const std::string& strFolder) {
-  if (!OutputFolder::isFolderName(strFolder)) {
+std::optional<UniqueFd> openTaskFolder(const OutputPlace& place, const std::string& strFolder) {
+  if (!OutputPlace::isFolderName(strFolder)) {
     return std::nullopt;
   }
-  const std::optional<UniqueFd> base = place.openExisting();
-  return base ? openFolder(base->get(), strFolder, below(place.path(), strFolder)) : std::nullopt;
+  const std::optional<UniqueFd> folder = place.openExisting();
+  return folder ? openFolder(folder->get(), strFolder, below(place.path(), strFolder)) : std::nullopt;
 }
 
-std::string runPath(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+std::string runPath(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime) {
   return fmt::format("{}/{}/{}", place.path(), strFolder, iStartTime);
 }
 
 /// Opens the folder of a run; nothing when there is none.
-std::optional<UniqueFd> openRunFolder(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+std::optional<UniqueFd> openRunFolder(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime) {
   const std::optional<UniqueFd> task = openTaskFolder(place, strFolder);
   return task ? openFolder(task->get(), std::to_string(iStartTime), runPath(place, strFolder, iStartTime))
               : std::nullopt;
@@ -174,15 +174,15 @@ std::optional<UniqueFd> openRunFolder(const OutputFolder& place, const std::stri
 
 }  // namespace
 
-std::vector<RunFolder> listRunFolders(const OutputFolder& place) {
+std::vector<RunFolder> listRunFolders(const OutputPlace& place) {
   std::vector<RunFolder> vecKept;
-  const std::optional<UniqueFd> base = place.openExisting();
-  if (!base) {
+  const std::optional<UniqueFd> folder = place.openExisting();
+  if (!folder) {
     return vecKept;
   }
-  for (const std::string& strFolder : entriesOf(*base, place.path())) {
+  for (const std::string& strFolder : entriesOf(*folder, place.path())) {
     const std::string strTaskPath = below(place.path(), strFolder);
-    const std::optional<UniqueFd> task = openFolder(base->get(), strFolder, strTaskPath);
+    const std::optional<UniqueFd> task = openFolder(folder->get(), strFolder, strTaskPath);
     if (!task) {
       continue;
     }
@@ -196,12 +196,12 @@ std::vector<RunFolder> listRunFolders(const OutputFolder& place) {
   return vecKept;
 }
 
-std::vector<std::string> listTaskFolders(const OutputFolder& place) {
-  const std::optional<UniqueFd> base = place.openExisting();
-  return base ? entriesOf(*base, place.path()) : std::vector<std::string>();
+std::vector<std::string> listTaskFolders(const OutputPlace& place) {
+  const std::optional<UniqueFd> folder = place.openExisting();
+  return folder ? entriesOf(*folder, place.path()) : std::vector<std::string>();
 }
 
-std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::string& strFolder) {
+std::optional<TaskFolder> readTaskFolder(const OutputPlace& place, const std::string& strFolder) {
   const std::optional<UniqueFd> folder = openTaskFolder(place, strFolder);
   struct stat status{};
   if (!folder || fstat(folder->get(), &status) < 0) {
@@ -217,16 +217,16 @@ std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::s
   return task;
 }
 
-bool hasKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+bool hasKeptOutput(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime) {
   return openRunFolder(place, strFolder, iStartTime).has_value();
 }
 
-std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+std::uint64_t sizeOfKeptOutput(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime) {
   const std::optional<UniqueFd> run = openRunFolder(place, strFolder, iStartTime);
   return run ? sizeBelow(*run, runPath(place, strFolder, iStartTime), 0) : 0;
 }
 
-void removeKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime) {
+void removeKeptOutput(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime) {
   if (const std::optional<UniqueFd> task = openTaskFolder(place, strFolder)) {
     const std::string strName = std::to_string(iStartTime);
     removeEntry(*task, strName, runPath(place, strFolder, iStartTime), 0);

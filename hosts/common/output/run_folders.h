@@ -13,7 +13,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "output_folder.h"
+#include "output_place.h"
 
 namespace Host {
 
@@ -27,7 +27,7 @@ struct RunFolder {
 };
 
 /// Lists the run folders in a place: folders with an output or a script.
-std::vector<RunFolder> listRunFolders(const OutputFolder& place);
+std::vector<RunFolder> listRunFolders(const OutputPlace& place);
 
 /// The folder of a task.
 struct TaskFolder {
@@ -37,19 +37,19 @@ struct TaskFolder {
 };
 
 /// The names of all entries in a place, which may be task folders.
-std::vector<std::string> listTaskFolders(const OutputFolder& place);
+std::vector<std::string> listTaskFolders(const OutputPlace& place);
 
 /// Reads a task folder; nothing when there is none.
-std::optional<TaskFolder> readTaskFolder(const OutputFolder& place, const std::string& strFolder);
+std::optional<TaskFolder> readTaskFolder(const OutputPlace& place, const std::string& strFolder);
 
 /// Tells whether a run folder exists.
-bool hasKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
+bool hasKeptOutput(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime);
 
 /// The size of a run folder; 0 when there is none.
-std::uint64_t sizeOfKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
+std::uint64_t sizeOfKeptOutput(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime);
 
 /// Removes a run folder, if there is one.
 /// \throw Failure when it cannot be removed completely.
-void removeKeptOutput(const OutputFolder& place, const std::string& strFolder, Json::Int64 iStartTime);
+void removeKeptOutput(const OutputPlace& place, const std::string& strFolder, Json::Int64 iStartTime);
 
 }  // namespace Host

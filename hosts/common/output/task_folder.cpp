@@ -36,29 +36,29 @@ gid_t groupOf(uid_t owner) {
   return pUser != nullptr ? pUser->pw_gid : static_cast<gid_t>(-1);
 }
 
-bool isEmptyFolder(const UniqueFd& base, const std::string& strName) {
-  const UniqueFd fd(openat(base.get(), strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+bool isEmptyFolder(const UniqueFd& place, const std::string& strName) {
+  const UniqueFd fd(openat(place.get(), strName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   std::error_code error;
   const std::filesystem::directory_iterator entries(fmt::format("/proc/self/fd/{}", fd.get()), error);
   return fd.isOpen() && !error && entries == std::filesystem::directory_iterator();
 }
 
 /// Tells whether the folder is prepared already.
-bool isReady(const UniqueFd& base, const std::string& strTask, uid_t owner) {
+bool isReady(const UniqueFd& place, const std::string& strTask, uid_t owner) {
   struct stat status{};
-  return fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode) &&
+  return fstatat(place.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode) &&
          status.st_uid == owner && (status.st_mode & 07777) == 0700;
 }
 
 /// Tells whether the owner must not get the existing entry: a folder of an earlier owner, a folder that others can
 /// write to, a link, a file. Another user could have prepared its content.
-bool isOthers(const UniqueFd& base, const std::string& strTask, uid_t owner) {
+bool isOthers(const UniqueFd& place, const std::string& strTask, uid_t owner) {
   struct stat status{};
-  if (fstatat(base.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
+  if (fstatat(place.get(), strTask.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0) {
     return false;
   }
   // An empty folder of root was just created. Output of a task of root is not given to another user.
-  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0 && isEmptyFolder(base, strTask);
+  const bool blFresh = status.st_uid == 0 && (status.st_mode & 077) == 0 && isEmptyFolder(place, strTask);
   const bool blOpen = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
   return !S_ISDIR(status.st_mode) || blOpen || (status.st_uid != owner && !blFresh);
 }
@@ -150,36 +150,36 @@ std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, cons
   return strPath + "/" + strAside;
 }
 
-std::vector<std::string> foldersAt(const UniqueFd& base, const std::string& strTask) {
+std::vector<std::string> foldersAt(const UniqueFd& place, const std::string& strTask) {
   std::vector<std::string> vecFolders;
-  if (hasEntry(base, strTask)) {
+  if (hasEntry(place, strTask)) {
     vecFolders.push_back(strTask);
   }
   std::string strAside = asideName(strTask, 1);
-  for (unsigned uNumber = 1; hasEntry(base, strAside); strAside = asideName(strTask, ++uNumber)) {
+  for (unsigned uNumber = 1; hasEntry(place, strAside); strAside = asideName(strTask, ++uNumber)) {
     vecFolders.push_back(strAside);
   }
   return vecFolders;
 }
 
-std::optional<UniqueFd> findRunFileAt(const UniqueFd& base, const std::string& strPath, const std::string& strStart,
+std::optional<UniqueFd> findRunFileAt(const UniqueFd& place, const std::string& strPath, const std::string& strStart,
                                       const char* szFile) {
   return unlessMissing([&] {
-    const UniqueFd task = openFolderAt(base, std::filesystem::path(strPath).filename(), strPath);
+    const UniqueFd task = openFolderAt(place, std::filesystem::path(strPath).filename(), strPath);
     const std::string strRunPath = strPath + "/" + strStart;
     const UniqueFd run = openFolderAt(task, strStart, strRunPath);
     return openPlainFileAt(run, szFile, strRunPath + "/" + szFile);
   });
 }
 
-std::string prepareAt(const UniqueFd& base, const std::string& strTask, uid_t owner, const std::string& strBase) {
-  if (isReady(base, strTask, owner)) {
+std::string prepareAt(const UniqueFd& place, const std::string& strTask, uid_t owner, const std::string& strPlace) {
+  if (isReady(place, strTask, owner)) {
     return {};
   }
-  const std::string strPath = strBase + "/" + strTask;
-  const std::string strAside = isOthers(base, strTask, owner) ? moveAsideAt(base, strTask, strBase) : std::string();
-  makeFolderAt(base, strTask, strPath, 0700);
-  const UniqueFd fd = openFolderAt(base, strTask, strPath);
+  const std::string strPath = strPlace + "/" + strTask;
+  const std::string strAside = isOthers(place, strTask, owner) ? moveAsideAt(place, strTask, strPlace) : std::string();
+  makeFolderAt(place, strTask, strPath, 0700);
+  const UniqueFd fd = openFolderAt(place, strTask, strPath);
   // Only root can have changed the folder since the check.
   if (fchown(fd.get(), owner, groupOf(owner)) < 0) {
     failErrno("hand over", strPath);

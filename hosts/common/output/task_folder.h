@@ -31,8 +31,8 @@ struct stat statusOf(const UniqueFd& fd, const std::string& strPath);
 std::optional<UniqueFd> unlessMissing(const std::function<UniqueFd()>& fnOpen);
 
 /// \name The folder of a task
-/// \param base     the folder of all tasks; only root can change it.
-/// \param strBase  its path, for messages.
+/// \param place     the folder of all tasks; only root can change it.
+/// \param strPlace  its path, for messages.
 /// @{
 
 /// Tells whether the name is in use, also by a broken link.
@@ -48,17 +48,17 @@ std::string freeAsideName(const UniqueFd& folder, const std::string& strName);
 std::string moveAsideAt(const UniqueFd& folder, const std::string& strName, const std::string& strPath);
 
 /// The folder of a task, and those that were moved aside; only names that exist.
-std::vector<std::string> foldersAt(const UniqueFd& base, const std::string& strTask);
+std::vector<std::string> foldersAt(const UniqueFd& place, const std::string& strTask);
 
 /// Opens a file of a run.
-/// \param strPath   of the folder in the base that has the folder of the run.
+/// \param strPath   of the folder in the place that has the folder of the run.
 /// \param strStart  name of the folder of the run.
-std::optional<UniqueFd> findRunFileAt(const UniqueFd& base, const std::string& strPath, const std::string& strStart,
+std::optional<UniqueFd> findRunFileAt(const UniqueFd& place, const std::string& strPath, const std::string& strStart,
                                       const char* szFile);
 
 /// Prepares the folder of a task for its owner. Moves aside a folder that belonged to another user.
 /// \return its new path; empty when there was none.
-std::string prepareAt(const UniqueFd& base, const std::string& strTask, uid_t owner, const std::string& strBase);
+std::string prepareAt(const UniqueFd& place, const std::string& strTask, uid_t owner, const std::string& strPlace);
 /// @}
 
 }  // namespace Host

@@ -7,7 +7,6 @@
 
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -57,10 +56,10 @@ std::vector<PlannedTask> schedule(Session& session, const std::vector<const Grap
   std::map<std::string, PlannedTask> mapPlanned;
   for (const GraphTask* pTask : vecOrder) {
     PlannedTask planned{*pTask, 1, lastDuration(session, pTask->strName), 0, 0};
-    for (const std::string& strNeed : pTask->vecNeeds) {
-      const PlannedTask& need = mapPlanned.at(strNeed);
-      planned.uWave = std::max(planned.uWave, need.uWave + 1);
-      planned.iStart = std::max(planned.iStart, need.iEnd + PASS_SECONDS);
+    for (const std::string& strAwaited : pTask->vecWaitsFor) {
+      const PlannedTask& awaited = mapPlanned.at(strAwaited);
+      planned.uWave = std::max(planned.uWave, awaited.uWave + 1);
+      planned.iStart = std::max(planned.iStart, awaited.iEnd + PASS_SECONDS);
     }
     planned.iEnd = planned.iStart + planned.iLastDuration.value_or(0);
     mapPlanned.emplace(pTask->strName, std::move(planned));
@@ -81,10 +80,10 @@ std::vector<Reason> reasonsNow(Reasons& reasons, const GraphTask& task, const Ru
   std::vector<Reason> vecReasons = reasons.of(task);
   const auto itSelf = mapRunning.find(task.strName);
   for (Reason& reason : vecReasons) {
-    const auto itNeed = mapRunning.find(reason.strOther);
+    const auto itAwaited = mapRunning.find(reason.strOther);
     if (reason.strCode == "disabled" && itSelf != mapRunning.end()) {
       reason = itSelf->second;
-    } else if (reason.strCode == "need_disabled" && itNeed != mapRunning.end()) {
+    } else if (reason.strCode == "need_disabled" && itAwaited != mapRunning.end()) {
       reason.strCode = "need_blocked";
       reason.blNeedsAction = false;
     }

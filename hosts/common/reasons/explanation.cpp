@@ -7,7 +7,6 @@
 
 #include "common/runs/run_query.h"
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/text/json_members.h"
 #include "event_plan.h"
 #include "firing.h"
@@ -33,16 +32,16 @@ std::optional<LastFiring> rememberedFiring(Session& session, const std::string& 
   if (!last || vecRuns.empty() || last->facts.state != ExecutionFacts::State::OVER) {
     return last;
   }
-  const Json::Int64 iFired = intOf(vecRuns.front(), "event_fire_time");
-  const bool blNewer = iFired > std::max(last->firing.iBegun, last->firing.iEventTime) &&
-                       intOf(vecRuns.front(), "result_id") > last->firing.iLastResult;
+  const Json::Int64 iEventFireTime = intOf(vecRuns.front(), "event_fire_time");
+  const bool blNewer = iEventFireTime > std::max(last->firing.iBegunAt, last->firing.iEventFireTime) &&
+                       intOf(vecRuns.front(), "result_id") > last->firing.iLastRun;
   return blNewer ? std::nullopt : std::move(last);
 }
 
 void takeFacts(const ExecutionFacts& facts, Explanation& explanation) {
-  explanation.iFired = facts.iFired;
+  explanation.iFiredAt = facts.iFiredAt;
   explanation.jRun = runOf(facts.vecRuns, textOf(explanation.jTask, "task_name"));
-  explanation.vecNeeds = needsOf(facts.vecRuns, explanation.jTask);
+  explanation.vecWaitsFor = awaitedTasks(facts.vecRuns, explanation.jTask);
   explanation.verdict = !explanation.jRun.isObject()  ? Explanation::Verdict::NOT_STARTED
                         : isRunning(explanation.jRun) ? Explanation::Verdict::RUNNING
                                                       : Explanation::Verdict::RAN;
@@ -98,7 +97,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
     }
   } else if (!vecRuns.empty()) {
     ExecutionFacts facts;
-    facts.iFired = intOf(vecRuns.front(), "event_fire_time");
+    facts.iFiredAt = intOf(vecRuns.front(), "event_fire_time");
     facts.vecRuns = vecRuns;
     takeFacts(facts, explanation);
     if (explanation.verdict == Explanation::Verdict::NOT_STARTED) {

@@ -19,13 +19,13 @@ struct Explanation {
 
   Json::Value jTask;
   Verdict verdict = Verdict::NEVER_FIRED;
-  bool blRemembered = false;          ///< recorded when the event was fired; else worked out from the present state
-  Json::Int64 iFired = 0;             ///< when the event was last fired
-  Json::Value jRun;                   ///< the task's run then; null for none
-  std::vector<NeedState> vecNeeds;    ///< its dependencies then
-  std::vector<Reason> vecReasons;     ///< why it was not started then
-  std::vector<Reason> vecReasonsNow;  ///< why it would not be started now
-  Json::Value jNewest;                ///< its newest run of any trigger; null for none
+  bool blRemembered = false;             ///< recorded when the event was fired; else worked out from the present state
+  Json::Int64 iFiredAt = 0;              ///< when the event was last fired
+  Json::Value jRun;                      ///< the task's run then; null for none
+  std::vector<AwaitedTask> vecWaitsFor;  ///< its dependencies then
+  std::vector<Reason> vecReasons;        ///< why it was not started then
+  std::vector<Reason> vecReasonsNow;     ///< why it would not be started now
+  Json::Value jNewest;                   ///< its newest run of any trigger; null for none
 };
 
 /// Reasons have the codes of whyNotStarted(), "not_fired" when no task of the event could be run, and "not_there" when

@@ -6,7 +6,7 @@
 
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
+#include "common/tasks/event_relations.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -41,13 +41,19 @@ FiringReasons reasonsAtBegin(Session& session, const FiringBegin& begin, const J
 
 /// Drops the reasons of deleted or renamed tasks.
 void dropGone(Session& session, FiringReasons& mapReasons) {
-  const std::set<std::string> setThere = taskNames(session);
-  std::erase_if(mapReasons, [&](const auto& entry) { return setThere.count(entry.first) == 0; });
+  std::set<std::string> setGone;
+  for (const auto& [strTask, vecReasons] : mapReasons) {
+    setGone.insert(strTask);
+  }
+  for (const Json::Value& jTask : listRelations(session, setGone)) {
+    setGone.erase(textOf(jTask, "task_name"));
+  }
+  std::erase_if(mapReasons, [&](const auto& entry) { return setGone.count(entry.first) > 0; });
 }
 
 std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
   std::vector<Json::Value> vecRuns;
-  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", notes.iLastResult))) {
+  for (const Json::Value& jRun : listRuns(session, fmt::format("result_id > {}", notes.iLastRun))) {
     if (notes.mapRuns.count(pidOf(jRun)) > 0) {
       vecRuns.push_back(jRun);
     }
@@ -59,19 +65,37 @@ std::vector<Json::Value> runsOf(Session& session, const ExecutionNotes& notes) {
 std::vector<Json::Value> runsAt(Session& session, const Firing& firing, const std::string& strTime) {
   const Json::Value jRuns =
       listRuns(session, fmt::format("trigger_event = {} and result_id > {} and event_fire_time = {}",
-                                    sqlText(firing.strEvent), firing.iLastResult, strTime));
+                                    sqlText(firing.strEvent), firing.iLastRun, strTime));
   return {jRuns.begin(), jRuns.end()};
 }
 
-FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const FiringReasons& mapBefore) {
+/// The tasks that were going to start, and did not.
+std::set<std::string> notStarted(const ExecutionFacts& facts, const FiringReasons& mapBefore) {
+  std::set<std::string> setTasks;
+  for (const auto& [strTask, vecReasons] : mapBefore) {
+    if (vecReasons.empty()) {
+      setTasks.insert(strTask);
+    }
+  }
+  for (const Json::Value& jRun : facts.vecRuns) {
+    setTasks.erase(textOf(jRun, "task_name"));
+  }
+  return setTasks;
+}
+
+FiringReasons reasonsAtEnd(Session& session, const std::string& strEvent, const ExecutionFacts& facts,
+                           const FiringReasons& mapBefore) {
   FiringReasons mapReasons;
-  const Json::Value jTasks = listRelations(session);
+  const std::set<std::string> setTasks = notStarted(facts, mapBefore);
+  if (setTasks.empty()) {
+    return mapReasons;
+  }
+  const Json::Value jTasks = listEventRelations(session, strEvent);
   const TaskGraph graph(jTasks);
   Reasons reasons(graph, Tense::THEN);
   for (const Json::Value& jTask : jTasks) {
     const std::string strTask = textOf(jTask, "task_name");
-    const auto it = mapBefore.find(strTask);
-    if (it != mapBefore.end() && it->second.empty() && !runOf(facts.vecRuns, strTask).isObject()) {
+    if (setTasks.count(strTask) > 0) {
       mapReasons[strTask] = whyNotStarted(session, facts, jTask, reasons.of(*graph.find(strTask)));
     }
   }
@@ -81,10 +105,10 @@ FiringReasons reasonsAtEnd(Session& session, const ExecutionFacts& facts, const 
 /// The facts about the execution so far, or until it was interrupted.
 ExecutionFacts factsOf(Session& session, const Firing& firing) {
   ExecutionFacts facts;
-  facts.iFired = firing.iFired;
-  if (firing.iEnded != 0) {
+  facts.iFiredAt = firing.iFiredAt;
+  if (firing.iEndedAt != 0) {
     facts.state = ExecutionFacts::State::OVER;
-    facts.vecRuns = runsAt(session, firing, std::to_string(firing.iEventTime));
+    facts.vecRuns = runsAt(session, firing, std::to_string(firing.iEventFireTime));
   } else if (const std::optional<LiveExecution> execution = executionOfFiring(firing.iId)) {
     facts.state = ExecutionFacts::State::UNDER_WAY;
     facts.vecRuns = runsOf(session, execution->notes);
@@ -93,7 +117,7 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
     facts.vecRuns = runsAt(session, firing,
                            fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
                                        "result_id > {} and event_fire_time >= {})",
-                                       sqlText(firing.strEvent), firing.iLastResult, firing.iBegun));
+                                       sqlText(firing.strEvent), firing.iLastRun, firing.iBegunAt));
   }
   return facts;
 }
@@ -104,11 +128,11 @@ Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Jso
   FiringReasons mapReasons = reasonsAtBegin(session, begin, jTasks);
   Firing firing;
   firing.strEvent = begin.strEvent;
-  firing.iFired = begin.iFiredAt;
-  firing.iBegun = now();
-  firing.iLastResult = begin.iLastResult;
+  firing.iFiredAt = begin.iFiredAt;
+  firing.iBegunAt = now();
+  firing.iLastRun = begin.iLastRun;
   firing.strProblem = begin.strProblem;
-  firing.iEnded = begin.vecTasks.empty() || !begin.strProblem.empty() ? firing.iBegun : 0;
+  firing.iEndedAt = begin.vecTasks.empty() || !begin.strProblem.empty() ? firing.iBegunAt : 0;
   FiringTable table(session);
   WriteLock lock(session, LOCK_LIMIT);
   dropGone(session, mapReasons);
@@ -123,11 +147,11 @@ void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& no
   if (!firing) {
     return;
   }
-  ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFired, runsOf(session, notes), notes.setInTheWay,
+  ExecutionFacts facts{ExecutionFacts::State::OVER, firing->iFiredAt, runsOf(session, notes), notes.setInTheWay,
                        blOverBudget};
-  const FiringReasons mapReasons = reasonsAtEnd(session, facts, table.reasonsOf(firing->iId));
-  firing->iEnded = now();
-  firing->iEventTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");
+  const FiringReasons mapReasons = reasonsAtEnd(session, firing->strEvent, facts, table.reasonsOf(firing->iId));
+  firing->iEndedAt = now();
+  firing->iEventFireTime = facts.vecRuns.empty() ? 0 : intOf(facts.vecRuns.front(), "event_fire_time");
   WriteLock lock(session, LOCK_LIMIT);
   table.end(*firing, mapReasons);
   lock.commit();

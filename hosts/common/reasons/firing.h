@@ -23,7 +23,7 @@ class Session;
 struct FiringBegin {
   std::string strEvent;
   Json::Int64 iFiredAt = 0;         ///< when it happened, in seconds since 1970
-  Json::Int64 iLastResult = 0;      ///< runs up to this one are older
+  Json::Int64 iLastRun = 0;         ///< runs up to this one are older
   std::vector<GraphTask> vecTasks;  ///< the tasks to be started
   std::string strProblem;           ///< why no task can be started; empty when they can
 };

@@ -37,9 +37,9 @@ Firing firingFromJson(const Json::Value& jFiring) {
 }
 
 void setEnd(Json::Value& jFiring, const Firing& firing) {
-  if (firing.iEnded != 0) {
-    jFiring["end_time"] = firing.iEnded;
-    jFiring["event_fire_time"] = firing.iEventTime;
+  if (firing.iEndedAt != 0) {
+    jFiring["end_time"] = firing.iEndedAt;
+    jFiring["event_fire_time"] = firing.iEventFireTime;
   }
 }
 
@@ -64,9 +64,9 @@ FiringTable::FiringTable(Session& session)
 
 Json::Int64 FiringTable::add(const Firing& firing, const FiringReasons& mapReasons) {
   Json::Value jFiring = objectOf({{"event", firing.strEvent},
-                                  {"fire_time", firing.iFired},
-                                  {"begin_time", firing.iBegun},
-                                  {"last_result", firing.iLastResult}});
+                                  {"fire_time", firing.iFiredAt},
+                                  {"begin_time", firing.iBegunAt},
+                                  {"last_result", firing.iLastRun}});
   if (!firing.strProblem.empty()) {
     jFiring["problem"] = firing.strProblem;
   }

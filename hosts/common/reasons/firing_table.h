@@ -1,7 +1,7 @@
 /// \file firing_table.h
 /// Records of the last times that each event was fired.
 ///
-/// Run records tell what an event started. Why it did not start a task is known at that moment only: the task may be
+/// Run records tell which tasks an event started. The reasons against other tasks are known only then: a task may be
 /// enabled later. So the reasons are stored then. There they survive a reboot, go into backups, and follow a renamed
 /// task.
 
@@ -24,12 +24,12 @@ class Session;
 struct Firing {
   Json::Int64 iId = 0;
   std::string strEvent;
-  Json::Int64 iFired = 0;       ///< when the event happened
-  Json::Int64 iBegun = 0;       ///< when its execution was planned
-  Json::Int64 iEnded = 0;       ///< when its execution ended; 0 before that, and after an interruption
-  Json::Int64 iEventTime = 0;   ///< `event_fire_time` of its runs; 0 without a run, or before the end
-  Json::Int64 iLastResult = 0;  ///< runs up to this one are older
-  std::string strProblem;       ///< why no task could be run
+  Json::Int64 iFiredAt = 0;        ///< when the event happened
+  Json::Int64 iBegunAt = 0;        ///< when its execution was planned
+  Json::Int64 iEndedAt = 0;        ///< when its execution ended; 0 before that, and after an interruption
+  Json::Int64 iEventFireTime = 0;  ///< `event_fire_time` of its runs; 0 without a run, or before the end
+  Json::Int64 iLastRun = 0;        ///< runs up to this one are older
+  std::string strProblem;          ///< why no task could be run
 };
 
 /// The reasons why tasks of an event were not started, by task; empty for tasks that were to be started.

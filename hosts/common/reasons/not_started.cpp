@@ -7,7 +7,6 @@
 #include "common/runs/run_identity.h"
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
-#include "common/store/sql_text.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
 
@@ -32,12 +31,12 @@ bool wasInterrupted(const ExecutionFacts& facts, const Json::Value& jRun) {
   return isInterrupted(jRun) || (isOpen(jRun) && !goesOn(facts, jRun));
 }
 
-Reason needReason(const ExecutionFacts& facts, const NeedState& need) {
-  if (!need.jRun.isObject()) {
-    return {"need_not_started", need.strName, Json::objectValue};
+Reason awaitedReason(const ExecutionFacts& facts, const AwaitedTask& awaited) {
+  if (!awaited.jRun.isObject()) {
+    return {"need_not_started", awaited.strName, Json::objectValue};
   }
-  return {goesOn(facts, need.jRun) ? "need_running" : "need_interrupted", need.strName,
-          objectOf({{"run", need.jRun["result_id"]}})};
+  return {goesOn(facts, awaited.jRun) ? "need_running" : "need_interrupted", awaited.strName,
+          objectOf({{"run", awaited.jRun["result_id"]}})};
 }
 
 /// A run of the task that was running when the next one was due: at once, or after its last dependency.
@@ -45,9 +44,9 @@ Json::Int64 runInTheWay(Session& session, const ExecutionFacts& facts, const Jso
   if (boolOf(jTask, "run_the_same_time")) {
     return 0;
   }
-  Json::Int64 iDue = facts.iFired;
-  for (const NeedState& need : needsOf(facts.vecRuns, jTask)) {
-    iDue = std::max(iDue, intOf(need.jRun, "stop_time"));
+  Json::Int64 iDue = facts.iFiredAt;
+  for (const AwaitedTask& awaited : awaitedTasks(facts.vecRuns, jTask)) {
+    iDue = std::max(iDue, intOf(awaited.jRun, "stop_time"));
   }
   const Json::Value jRuns =
       listRuns(session,
@@ -98,12 +97,12 @@ Json::Value runOf(const std::vector<Json::Value>& vecRuns, const std::string& st
   return it == vecRuns.end() ? Json::Value() : *it;
 }
 
-std::vector<NeedState> needsOf(const std::vector<Json::Value>& vecRuns, const Json::Value& jTask) {
-  std::vector<NeedState> vecNeeds;
-  for (const std::string& strNeed : readDependencyList(textOf(jTask, "depend_on_task"))) {
-    vecNeeds.push_back({strNeed, runOf(vecRuns, strNeed)});
+std::vector<AwaitedTask> awaitedTasks(const std::vector<Json::Value>& vecRuns, const Json::Value& jTask) {
+  std::vector<AwaitedTask> vecWaitsFor;
+  for (const std::string& strAwaited : readDependencyList(textOf(jTask, "depend_on_task"))) {
+    vecWaitsFor.push_back({strAwaited, runOf(vecRuns, strAwaited)});
   }
-  return vecNeeds;
+  return vecWaitsFor;
 }
 
 bool isRunning(const Json::Value& jRun) {
@@ -133,11 +132,11 @@ std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts,
       vecReasons.push_back(reason);
     }
   }
-  for (const NeedState& need : needsOf(facts.vecRuns, jTask)) {
+  for (const AwaitedTask& awaited : awaitedTasks(facts.vecRuns, jTask)) {
     const bool blNamed = std::any_of(vecReasons.begin(), vecReasons.end(),
-                                     [&](const Reason& reason) { return reason.strOther == need.strName; });
-    if (!blNamed && (!need.jRun.isObject() || isOpen(need.jRun) || wasInterrupted(facts, need.jRun))) {
-      vecReasons.push_back(needReason(facts, need));
+                                     [&](const Reason& reason) { return reason.strOther == awaited.strName; });
+    if (!blNamed && (!awaited.jRun.isObject() || isOpen(awaited.jRun) || wasInterrupted(facts, awaited.jRun))) {
+      vecReasons.push_back(awaitedReason(facts, awaited));
     }
   }
   if (vecReasons.empty()) {

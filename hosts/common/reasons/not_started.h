@@ -23,14 +23,14 @@ struct ExecutionFacts {
   };
 
   State state = State::UNKNOWN;
-  Json::Int64 iFired = 0;
+  Json::Int64 iFiredAt = 0;
   std::vector<Json::Value> vecRuns;   ///< the runs that it started
   std::set<Json::Int64> setInTheWay;  ///< running runs that kept it from starting their tasks
   bool blOverBudget = false;          ///< it was ended at its time limit
 };
 
 /// A dependency of a task, in an execution.
-struct NeedState {
+struct AwaitedTask {
   std::string strName;
   Json::Value jRun;  ///< its run; null when it was not started
 };
@@ -39,7 +39,7 @@ struct NeedState {
 Json::Value runOf(const std::vector<Json::Value>& vecRuns, const std::string& strTask);
 
 /// The dependencies of a task, in an execution.
-std::vector<NeedState> needsOf(const std::vector<Json::Value>& vecRuns, const Json::Value& jTask);
+std::vector<AwaitedTask> awaitedTasks(const std::vector<Json::Value>& vecRuns, const Json::Value& jTask);
 
 /// Tells whether a run is still running.
 bool isRunning(const Json::Value& jRun);

@@ -9,12 +9,12 @@ namespace Host {
 
 namespace {
 
-bool waitsFor(const TaskGraph& graph, const std::string& strTask, const std::string& strNeed,
+bool waitsFor(const TaskGraph& graph, const std::string& strTask, const std::string& strAwaited,
               std::set<std::string>& setSeen) {
   const GraphTask* pTask = setSeen.insert(strTask).second ? graph.find(strTask) : nullptr;
   return pTask != nullptr &&
-         std::any_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(), [&](const std::string& strNext) {
-           return strNext == strNeed || waitsFor(graph, strNext, strNeed, setSeen);
+         std::any_of(pTask->vecWaitsFor.begin(), pTask->vecWaitsFor.end(), [&](const std::string& strNext) {
+           return strNext == strAwaited || waitsFor(graph, strNext, strAwaited, setSeen);
          });
 }
 
@@ -27,20 +27,20 @@ Reason Reasons::reason(const char* szCode, const std::string& strOther, Json::Va
   return {szCode, strOther, std::move(jDetails)};
 }
 
-Reason Reasons::needReason(const GraphTask& task, const std::string& strNeed) const {
-  const GraphTask* pNeed = m_graph.find(strNeed);
-  const Json::Value jRest = objectOf({{"needs", arrayOf(needsWithout(task, strNeed))}});
-  if (pNeed == nullptr) {
-    return reason("missing", strNeed, jRest);
+Reason Reasons::awaitedReason(const GraphTask& task, const std::string& strAwaited) const {
+  const GraphTask* pAwaited = m_graph.find(strAwaited);
+  const Json::Value jRest = objectOf({{"needs", arrayOf(awaitedWithout(task, strAwaited))}});
+  if (pAwaited == nullptr) {
+    return reason("missing", strAwaited, jRest);
   }
   std::set<std::string> setSeen;
-  if (waitsFor(m_graph, strNeed, task.strName, setSeen)) {
-    return reason("circle", strNeed, jRest);
+  if (waitsFor(m_graph, strAwaited, task.strName, setSeen)) {
+    return reason("circle", strAwaited, jRest);
   }
-  if (pNeed->strEvent != task.strEvent) {
-    return reason("other_event", strNeed, objectOf({{"event", task.strEvent}, {"other_event", pNeed->strEvent}}));
+  if (pAwaited->strEvent != task.strEvent) {
+    return reason("other_event", strAwaited, objectOf({{"event", task.strEvent}, {"other_event", pAwaited->strEvent}}));
   }
-  return reason(pNeed->blEnabled ? "need_blocked" : "need_disabled", strNeed, Json::objectValue);
+  return reason(pAwaited->blEnabled ? "need_blocked" : "need_disabled", strAwaited, Json::objectValue);
 }
 
 const std::set<std::string>& Reasons::plannedOf(const std::string& strEvent) {
@@ -62,21 +62,21 @@ std::vector<Reason> Reasons::of(const GraphTask& task) {
   if (!task.blEnabled) {
     vecReasons.push_back(reason("disabled", "", Json::objectValue));
   }
-  if (!task.blRoot && task.vecNeeds.empty()) {
+  if (!task.blRoot && task.vecWaitsFor.empty()) {
     vecReasons.push_back(reason("malformed", "", objectOf({{"list", task.strDepend}})));
   }
-  for (const std::string& strNeed : task.vecNeeds) {
-    if (setPlanned.count(strNeed) == 0) {
-      vecReasons.push_back(needReason(task, strNeed));
+  for (const std::string& strAwaited : task.vecWaitsFor) {
+    if (setPlanned.count(strAwaited) == 0) {
+      vecReasons.push_back(awaitedReason(task, strAwaited));
     }
   }
   return vecReasons;
 }
 
-std::vector<std::string> needsWithout(const GraphTask& task, const std::string& strNeed) {
-  std::vector<std::string> vecNeeds = task.vecNeeds;
-  vecNeeds.erase(std::remove(vecNeeds.begin(), vecNeeds.end(), strNeed), vecNeeds.end());
-  return vecNeeds;
+std::vector<std::string> awaitedWithout(const GraphTask& task, const std::string& strAwaited) {
+  std::vector<std::string> vecWaitsFor = task.vecWaitsFor;
+  vecWaitsFor.erase(std::remove(vecWaitsFor.begin(), vecWaitsFor.end(), strAwaited), vecWaitsFor.end());
+  return vecWaitsFor;
 }
 
 Json::Value recordOf(const Reason& reason) {

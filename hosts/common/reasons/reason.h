@@ -39,7 +39,7 @@ public:
 
 private:
   const std::set<std::string>& plannedOf(const std::string& strEvent);
-  Reason needReason(const GraphTask& task, const std::string& strNeed) const;
+  Reason awaitedReason(const GraphTask& task, const std::string& strAwaited) const;
   Reason reason(const char* szCode, const std::string& strOther, Json::Value jDetails) const;
 
   const TaskGraph& m_graph;
@@ -48,7 +48,7 @@ private:
 };
 
 /// The tasks that a task waits for, without one of them.
-std::vector<std::string> needsWithout(const GraphTask& task, const std::string& strNeed);
+std::vector<std::string> awaitedWithout(const GraphTask& task, const std::string& strAwaited);
 
 /// The form in which reasons are stored.
 Json::Value recordOf(const Reason& reason);

@@ -99,7 +99,7 @@ struct EarlyEnd {
 };
 
 constexpr std::array<EarlyEnd, 5> EARLY_ENDS = {{
-    {ENDED_STOPPED, "stopped", "ended by 'eorva stop', or with its execution"},
+    {ENDED_STOPPED, "stopped", "ended on request, or with its execution"},
     {ENDED_TIME_LIMIT, "time limit", "ended at the time limit of its task"},
     {ENDED_BUDGET, "out of time", "ended when the budget of its execution was used up"},
     {ENDED_SHUTDOWN, "shutdown", "ended by the shutdown of the server"},

@@ -1,5 +1,5 @@
 /// \file outcome.h
-/// How a run ended, from its record.
+/// The outcome of a run, from its record.
 
 #pragma once
 

@@ -26,7 +26,7 @@ private:
   bool m_blAsked = false;  ///< those that are started later may be about to tidy up
 };
 
-/// Ends what is left of several runs.
+/// Ends the processes left of several runs.
 /// \param last  how long to wait, after the grace, for processes that were killed.
 void endRuns(const std::vector<RunGroup>& vecGroups, std::chrono::seconds grace, std::chrono::seconds last);
 

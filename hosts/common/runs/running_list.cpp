@@ -6,7 +6,6 @@
 #include "common/coordination/execution_file.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
-#include "common/store/sql_text.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "run_identity.h"

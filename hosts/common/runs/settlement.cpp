@@ -38,7 +38,7 @@ Json::Value exitInfoOf(int iStatus) {
   return jExit;
 }
 
-/// What is known about the end of a run whose execution was killed.
+/// The known facts about the end of a run whose execution was killed.
 Json::Value endOf(const RunNotes& run) {
   Json::Value jEnd(Json::objectValue);
   if (run.status) {
@@ -58,16 +58,16 @@ Json::Value endOf(const RunNotes& run) {
 /// Tells whether an open run belongs to an execution. Another one, that is alive, may have got the process id later.
 bool isRunOf(const ExecutionNotes& notes, const std::string& strPath, const Json::Value& jRun) {
   const pid_t pid = pidOf(jRun);
-  const Json::Int64 iResult = intOf(jRun, "result_id");
+  const Json::Int64 iRun = intOf(jRun, "result_id");
   const std::vector<LiveExecution> vecLive = liveExecutions();
   return notes.mapRuns.count(pid) > 0 && !isOfOtherBoot(jRun) &&
          std::none_of(vecLive.begin(), vecLive.end(), [&](const LiveExecution& other) {
-           return other.strPath != strPath && other.notes.has(pid, iResult);
+           return other.strPath != strPath && other.notes.has(pid, iRun);
          });
 }
 
-/// Removes the exit code of a run that was killed, and what it was going to be. The library does so only for runs that
-/// it closes; this one may not even have a record.
+/// Removes the exit-code file of a killed run, and its drafts. The library removes only those of runs that it closes,
+/// and this run may not even have a record.
 void removeExitCode(pid_t pid) {
   const std::optional<ProcessStatus> status = processStatus(pid);
   if (status && !status->isEnded()) {
@@ -155,7 +155,7 @@ bool killRest(const ExecutionNotes& notes) {
 
 std::vector<Json::Value> closeRuns(Session& session, const ExecutionNotes& notes, const std::string& strPath) {
   std::vector<Json::Value> vecClosed;
-  for (Json::Value& jRun : listRuns(session, fmt::format("stop_time is null and result_id > {}", notes.iLastResult))) {
+  for (Json::Value& jRun : listRuns(session, fmt::format("stop_time is null and result_id > {}", notes.iLastRun))) {
     if (isRunOf(notes, strPath, jRun) && closeRun(session, jRun, notes.mapRuns.at(pidOf(jRun)))) {
       vecClosed.push_back(jRun);
     }

@@ -1,5 +1,5 @@
 /// \file settlement.h
-/// The settlement of executions that were killed: what is left of their runs is ended and closed.
+/// The settlement of executions that were killed: their runs are ended and closed.
 
 #pragma once
 
@@ -18,8 +18,8 @@ struct RunNotes;
 /// \return false when it has been closed meanwhile.
 bool closeRun(Session& session, Json::Value& jRun, const RunNotes& notes);
 
-/// Kills what is left of the runs of an execution whose process was killed. Background processes of scripts that have
-/// ended stay.
+/// Kills the processes left of the runs of an execution whose process was killed. Background processes of scripts that
+/// have ended stay.
 /// \return false when a killed process has not ended: it may be waiting for a disk.
 bool killRest(const ExecutionNotes& notes);
 

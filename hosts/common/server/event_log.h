@@ -1,5 +1,5 @@
 /// \file event_log.h
-/// Reads the event log of the platform.
+/// Reads the event log of the platform, with its texts in all languages.
 ///
 /// The log is a file with a line for each event. A long file is renamed, and a new one begins.
 
@@ -13,9 +13,27 @@
 #include <vector>
 
 #include "common/support/file_follower.h"
-#include "event_log_texts.h"
 
 namespace Host {
+
+/// The language that the server writes mail in, as "enu".
+std::string serverLanguage();
+
+/// The installed texts.
+class EventLogTexts {
+public:
+  EventLogTexts();
+
+  /// The text of an event; in English when the language lacks it; the arguments when there is no text at all.
+  /// \param strLanguage  as "enu".
+  std::string textOf(const Json::Value& jEvent, const std::string& strLanguage) const;
+
+  /// All languages that have texts.
+  std::vector<std::string> languages() const;
+
+private:
+  Json::Value m_jCatalogue;  ///< texts by language, by code
+};
 
 struct EventLogQuery {
   std::size_t cLines = 0;            ///< the newest events, at most so many; 0 for all

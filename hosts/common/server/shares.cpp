@@ -34,7 +34,7 @@ SharePtr findShare(const std::string& strShare) {
 
 namespace {
 
-/// \param vecFault  what is wrong with the definitions.
+/// \param vecFault  receives errors in the definitions.
 std::vector<std::string> listShares(std::vector<std::string>& vecFault) {
   PKLIBCSZLIST pNames = KLIBCSzListAlloc(0);
   PKLIBCSZLIST pFaults = KLIBCSzListAlloc(0);

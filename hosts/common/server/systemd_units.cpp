@@ -18,7 +18,7 @@ namespace {
 
 struct Answer {
   int iStatus = 0;      ///< as waitpid gives it
-  std::string strText;  ///< what was written to standard output and standard error
+  std::string strText;  ///< its standard output and standard error
 };
 
 Answer systemctl(std::vector<std::string> vecArguments) {

@@ -11,11 +11,12 @@ namespace Host {
 
 namespace {
 
-[[noreturn]] void failWith(const std::string& strName, const std::vector<std::string>& vecErrors) {
+[[noreturn]] void failWith(const std::string& strName, const std::vector<std::string>& vecErrors,
+                           const Hint& hint = {}) {
   std::string strText = fmt::format("{} is not applied:\n  {}", strName, fmt::join(vecErrors, "\n  "));
   // A NUL would end the message.
   std::replace(strText.begin(), strText.end(), '\0', '?');
-  throw Failure(strText);
+  throw Failure(strText, hint);
 }
 
 StateDocument readDocument(const ApplyRequest& request, std::vector<std::string>& vecErrors) {
@@ -37,12 +38,12 @@ ApplyPlan planApply(const ApplyRequest& request) {
   ApplyPlan plan;
   plan.before = currentState();
   plan.after = stateAfter(plan.before, document, request.blPrune);
-  for (std::string& strError : whyNotState(plan.before, plan.after, request.events, plan.vecWarnings)) {
-    vecErrors.push_back(std::move(strError));
-  }
+  StateFindings findings = checkState(plan.before, plan.after, request.events);
+  vecErrors.insert(vecErrors.end(), findings.vecErrors.begin(), findings.vecErrors.end());
   if (!vecErrors.empty()) {
-    failWith(request.strName, vecErrors);
+    failWith(request.strName, vecErrors, findings.hint);
   }
+  plan.vecWarnings = std::move(findings.vecWarnings);
   plan.difference = differenceOf(plan.before, plan.after);
   return plan;
 }

@@ -52,10 +52,9 @@ void requireIntact(const Database& copy, const std::string& strFile) {
   if (strProblem != "ok") {
     // The first line names the database.
     const std::size_t iLine = strProblem.starts_with("***") ? strProblem.find('\n') + 1 : 0;
-    throw Failure(
-        fmt::format("the store {} is damaged ({}); {} is not written. Restore an intact backup with: eorva restore "
-                    "FILE",
-                    DATABASE_PATH, strProblem.substr(iLine, strProblem.find('\n', iLine) - iLine), strFile));
+    throw Failure(fmt::format("the store {} is damaged ({}); {} is not written", DATABASE_PATH,
+                              strProblem.substr(iLine, strProblem.find('\n', iLine) - iLine), strFile),
+                  {Hint::RESTORE_BACKUP});
   }
 }
 
@@ -119,12 +118,11 @@ void checkOwners(const Database& backup, const std::string& strFile, std::vector
   const std::optional<std::vector<std::string>> vecOther = otherOwners(backup, strFile);
   if (!vecOther) {
     vecWarnings.push_back(fmt::format(
-        "{} has no names of task owners; their user ids are kept. Check the owners with: eorva task list", strFile));
+        "{} has no names of task owners; check the owners of the tasks, because their user ids are kept", strFile));
   } else if (!vecOther->empty()) {
-    throw Failure(fmt::format(
-        "cannot restore {}: user ids of task owners belong to other users here\n  {}\nto restore these ids, add "
-        "--owners-as-numbered; then set the owners with: eorva task edit TASK --owner USER",
-        strFile, fmt::join(*vecOther, "\n  ")));
+    throw Failure(fmt::format("cannot restore {}: user ids of task owners belong to other users here\n  {}", strFile,
+                              fmt::join(*vecOther, "\n  ")),
+                  {Hint::KEEP_OWNER_IDS});
   }
 }
 
@@ -132,7 +130,7 @@ void checkOwners(const Database& backup, const std::string& strFile, std::vector
 
 void writeBackup(const std::string& strFile) {
   {
-    // Tells what is the matter when there is no store.
+    // Throws when there is no store.
     const OpenStore session;
   }
   const BackupTarget target(strFile);

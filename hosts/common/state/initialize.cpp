@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 
-#include "common/config/change_config.h"
+#include "common/config/configuration.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"

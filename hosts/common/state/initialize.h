@@ -7,10 +7,10 @@
 
 namespace Host {
 
-/// Creates what is missing, and keeps what exists.
+/// Creates missing files, and keeps existing ones.
 /// \param strOutputPath  where output is kept from now on, as "SHARE/PATH"; empty keeps what is set, or else takes the
 ///                       share that is installed for it, if there is one.
-/// \throw Failure with what could not be created or set.
+/// \throw Failure that names the file or setting.
 void initialize(const std::string& strOutputPath);
 
 }  // namespace Host

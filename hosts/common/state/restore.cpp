@@ -22,10 +22,10 @@ void checkRestore() {
   }
   if (!vecRuns.empty()) {
     throw Failure(
-        fmt::format("cannot restore while run {} goes on; stop it, or wait for its end", fmt::join(vecRuns, ", ")));
+        fmt::format("cannot restore while run {} is running; stop it, or wait for its end", fmt::join(vecRuns, ", ")));
   }
   if (isAnyExecutionAlive()) {
-    throw Failure("cannot restore while an execution goes on; wait for its end");
+    throw Failure("cannot restore while an execution is running; wait for its end");
   }
 }
 

@@ -7,7 +7,7 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
@@ -48,9 +48,9 @@ std::vector<std::string> errorsOf(const std::string& strTask, const Findings& fi
 
 /// Tells whether a task waits for one that is created, changed or deleted.
 bool waitsForChange(const Json::Value& jTask, const std::set<std::string>& setTouched) {
-  const std::vector<std::string> vecNeeds = readDependencyList(textOf(jTask, "depend_on_task"));
-  return std::any_of(vecNeeds.begin(), vecNeeds.end(),
-                     [&](const std::string& strNeed) { return setTouched.count(strNeed) > 0; });
+  const std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jTask, "depend_on_task"));
+  return std::any_of(vecWaitsFor.begin(), vecWaitsFor.end(),
+                     [&](const std::string& strAwaited) { return setTouched.count(strAwaited) > 0; });
 }
 
 std::set<std::string> touchedTasks(const StateDifference& difference) {
@@ -75,8 +75,7 @@ std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& be
   return vecErrors;
 }
 
-void checkTasks(const StateDocument& before, const StateDocument& after, AllowedEvents events,
-                std::vector<std::string>& vecErrors, std::vector<std::string>& vecWarnings) {
+void checkTasks(const StateDocument& before, const StateDocument& after, AllowedEvents events, StateFindings& all) {
   const StateDifference difference = differenceOf(before, after);
   const std::set<std::string> setTouched = touchedTasks(difference);
   const TaskGraph graphBefore = graphOf(before);
@@ -85,16 +84,19 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
     if (setTouched.count(strTask) == 0) {
       if (waitsForChange(jTask, setTouched)) {
         const std::vector<std::string> vecNew = newErrors(jTask, graphBefore, graphAfter, events);
-        vecErrors.insert(vecErrors.end(), vecNew.begin(), vecNew.end());
+        all.vecErrors.insert(all.vecErrors.end(), vecNew.begin(), vecNew.end());
       }
       continue;
     }
     const Findings findings = checkTaskAmong(jTask, graphAfter, events);
     for (std::string& strError : errorsOf(strTask, findings)) {
-      vecErrors.push_back(std::move(strError));
+      all.vecErrors.push_back(std::move(strError));
+    }
+    if (findings.hint.kind != Hint::NONE) {
+      all.hint = findings.hint;
     }
     for (const Finding& warning : findings.vecWarnings) {
-      vecWarnings.push_back(fmt::format("task \"{}\": {}", strTask, warning.text()));
+      all.vecWarnings.push_back(fmt::format("task \"{}\": {}", strTask, warning.text()));
     }
   }
 }
@@ -195,11 +197,10 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
   return difference;
 }
 
-std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
-                                     std::vector<std::string>& vecWarnings) {
-  std::vector<std::string> vecErrors = whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after)));
-  checkTasks(before, after, events, vecErrors, vecWarnings);
-  return vecErrors;
+StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events) {
+  StateFindings findings{whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after))), {}, {}};
+  checkTasks(before, after, events, findings);
+  return findings;
 }
 
 std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after) {

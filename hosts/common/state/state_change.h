@@ -27,11 +27,14 @@ StateDocument stateAfter(const StateDocument& before, const StateDocument& docum
 
 StateDifference differenceOf(const StateDocument& before, const StateDocument& after);
 
-/// Checks a change.
-/// \param vecWarnings  receives warnings, a sentence each.
-/// \return a sentence for each error; empty when the change can be made.
-std::vector<std::string> whyNotState(const StateDocument& before, const StateDocument& after, AllowedEvents events,
-                                     std::vector<std::string>& vecWarnings);
+/// Sentences about a change.
+struct StateFindings {
+  std::vector<std::string> vecErrors;  ///< empty when the change can be made
+  std::vector<std::string> vecWarnings;
+  Hint hint;  ///< helps against an error
+};
+
+StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events);
 
 /// Makes a change that has been checked, in one transaction.
 /// \throw Failure when the state is not `before` any more, a task runs, or something cannot be stored; nothing is

@@ -73,8 +73,8 @@ Json::Value taskForFile(const std::string& strTask, const Json::Value& jTask) {
   Json::Value jOut(Json::objectValue);
   jOut["event"] = textOf(jTask, "event");
   jOut["owner"] = ownerForFile(jTask);
-  for (const std::string& strNeed : readDependencyList(textOf(jTask, "depend_on_task"))) {
-    jOut[WAITS_FOR].append(strNeed);
+  for (const std::string& strAwaited : readDependencyList(textOf(jTask, "depend_on_task"))) {
+    jOut[WAITS_FOR].append(strAwaited);
   }
   for (const char* szMember : PLAIN_MEMBERS) {
     if (jTask.isMember(szMember) && jTask[szMember] != usualTask()[szMember]) {
@@ -197,7 +197,7 @@ private:
     }
     copy(jFile, "event", "event", jTask);
     readOwner(strWhere, memberOf(jFile, "owner"), jTask);
-    readNeeds(strWhere, memberOf(jFile, WAITS_FOR), jTask);
+    readWaitsFor(strWhere, memberOf(jFile, WAITS_FOR), jTask);
     readScript(strWhere, jFile, jTask);
     m_state.mapTasks[strTask] = inOneForm(jTask);
   }
@@ -216,20 +216,21 @@ private:
     jTask["owner"] = ownerFrom(jOwner.asString());
   }
 
-  void readNeeds(const std::string& strWhere, const Json::Value& jNeeds, Json::Value& jTask) {
-    std::vector<std::string> vecNeeds;
+  void readWaitsFor(const std::string& strWhere, const Json::Value& jWaitsFor, Json::Value& jTask) {
+    std::vector<std::string> vecWaitsFor;
     const bool blTexts =
-        jNeeds.isNull() || (jNeeds.isArray() && std::all_of(jNeeds.begin(), jNeeds.end(), [](const Json::Value& jNeed) {
-                              return jNeed.isString() || jNeed.isInt64();
-                            }));
+        jWaitsFor.isNull() ||
+        (jWaitsFor.isArray() && std::all_of(jWaitsFor.begin(), jWaitsFor.end(), [](const Json::Value& jAwaited) {
+           return jAwaited.isString() || jAwaited.isInt64();
+         }));
     if (!blTexts) {
       error(strWhere, fmt::format("{} must be a list of names", WAITS_FOR));
       return;
     }
-    for (const Json::Value& jNeed : jNeeds) {
-      vecNeeds.push_back(jNeed.asString());
+    for (const Json::Value& jAwaited : jWaitsFor) {
+      vecWaitsFor.push_back(jAwaited.asString());
     }
-    jTask["depend_on_task"] = writeDependencyList(vecNeeds);
+    jTask["depend_on_task"] = writeDependencyList(vecWaitsFor);
   }
 
   void readScript(const std::string& strWhere, const Json::Value& jFile, Json::Value& jTask) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <new>
 #include <sqlite3.h>
 #include <vector>
 
@@ -50,6 +51,20 @@ bool step(const Session& session, const Statement& statement) {
   return iCode == SQLITE_ROW;
 }
 
+/// Begins anew with another parameter, which is borrowed.
+void bind(const Statement& statement, const std::string& strText) {
+  sqlite3_reset(statement.get());
+  sqlite3_bind_text(statement.get(), 1, strText.data(), static_cast<int>(strText.size()), SQLITE_STATIC);
+}
+
+std::vector<std::string> names(const Session& session, const Statement& statement) {
+  std::vector<std::string> vecNames;
+  while (step(session, statement)) {
+    vecNames.push_back(columnText(statement, 0));
+  }
+  return vecNames;
+}
+
 }  // namespace
 
 OpenStore::OpenStore() : m_pSession(std::make_unique<Session>()) {}
@@ -69,33 +84,51 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   return jSorted;
 }
 
-Json::Value listRelations(Session& session) {
+Json::Value listRelations(Session& session, const std::set<std::string>& setNames) {
   const Statement statement = prepare(
       session,
-      "SELECT task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit FROM task ORDER BY 1");
-  enum Column { NAME, EVENT, DEPEND, ENABLE, OWNER, SAME_TIME, LIMIT };
+      "SELECT event, depend_on_task, enable, owner, run_the_same_time, time_limit FROM task WHERE task_name = ?");
+  enum Column { EVENT, DEPEND, ENABLE, OWNER, SAME_TIME, LIMIT };
   Json::Value jTasks(Json::arrayValue);
-  while (step(session, statement)) {
-    Json::Value jTask(Json::objectValue);
-    jTask["task_name"] = columnText(statement, NAME);
-    jTask["event"] = columnText(statement, EVENT);
-    jTask["depend_on_task"] = columnText(statement, DEPEND);
-    jTask["enable"] = sqlite3_column_int(statement.get(), ENABLE) != 0;
-    jTask["owner"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), OWNER));
-    jTask["run_the_same_time"] = sqlite3_column_int(statement.get(), SAME_TIME) != 0;
-    jTask["time_limit"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), LIMIT));
-    jTasks.append(std::move(jTask));
+  for (const std::string& strName : setNames) {
+    bind(statement, strName);
+    if (step(session, statement)) {
+      Json::Value jTask(Json::objectValue);
+      jTask["task_name"] = strName;
+      jTask["event"] = columnText(statement, EVENT);
+      jTask["depend_on_task"] = columnText(statement, DEPEND);
+      jTask["enable"] = sqlite3_column_int(statement.get(), ENABLE) != 0;
+      jTask["owner"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), OWNER));
+      jTask["run_the_same_time"] = sqlite3_column_int(statement.get(), SAME_TIME) != 0;
+      jTask["time_limit"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), LIMIT));
+      jTasks.append(std::move(jTask));
+    }
   }
   return jTasks;
 }
 
-std::set<std::string> taskNames(Session& session) {
-  const Statement statement = prepare(session, "SELECT task_name FROM task");
-  std::set<std::string> setNames;
+std::vector<std::string> taskNames(Session& session) {
+  return names(session, prepare(session, "SELECT task_name FROM task ORDER BY task_name"));
+}
+
+std::vector<std::string> taskNames(Session& session, const std::string& strEvent) {
+  const Statement statement = prepare(session, "SELECT task_name FROM task WHERE event = ? ORDER BY task_name");
+  bind(statement, strEvent);
+  return names(session, statement);
+}
+
+std::set<std::string> eventNames(Session& session) {
+  const std::vector<std::string> vecNames = names(session, prepare(session, "SELECT DISTINCT event FROM task"));
+  return {vecNames.begin(), vecNames.end()};
+}
+
+std::vector<WaitingTask> waitingTasks(Session& session) {
+  const Statement statement = prepare(session, "SELECT task_name, depend_on_task FROM task WHERE depend_on_task <> ''");
+  std::vector<WaitingTask> vecTasks;
   while (step(session, statement)) {
-    setNames.insert(columnText(statement, 0));
+    vecTasks.push_back({columnText(statement, 0), columnText(statement, 1)});
   }
-  return setNames;
+  return vecTasks;
 }
 
 Json::Value listTasks() {
@@ -132,6 +165,14 @@ Json::Value requireTask(Session& session, const std::string& strTask) {
   return jTask;
 }
 
+std::string sqlText(const std::string& strText) {
+  const std::unique_ptr<char, decltype(&sqlite3_free)> szText(sqlite3_mprintf("%Q", strText.c_str()), &sqlite3_free);
+  if (szText == nullptr) {
+    throw std::bad_alloc();
+  }
+  return szText.get();
+}
+
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest) {
   Json::Value jFilter(Json::objectValue);
   // The store has no limit of its own, so a query in the clause sets it.
@@ -147,10 +188,10 @@ bool hasRun(Session& session, const std::string& strWhere) {
   return !getOne(session.runs(), objectOf({{"orvaSqlWhereFilter", strWhere}}), "the runs").isNull();
 }
 
-Json::Value requireRun(Session& session, Json::Int64 iResult) {
-  Json::Value jRun = getOne(session.runs(), objectOf({{"result_id", iResult}}), fmt::format("run {}", iResult));
+Json::Value requireRun(Session& session, Json::Int64 iRun) {
+  Json::Value jRun = getOne(session.runs(), objectOf({{"result_id", iRun}}), fmt::format("run {}", iRun));
   if (!jRun.isObject()) {
-    throw Failure(fmt::format("there is no run {}", iResult));
+    throw Failure(fmt::format("there is no run {}", iRun));
   }
   return jRun;
 }

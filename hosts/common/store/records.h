@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace Host {
 
@@ -30,12 +31,25 @@ private:
 /// \throw Failure when the store fails; here and below.
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
 
-/// Lists all tasks in the order of their names, with what says who they are, when they start and what they wait for:
-/// task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit. Cheap, since scripts are left out.
-Json::Value listRelations(Session& session);
+/// Lists those of the named tasks that are there, in the order of their names, without scripts, so it is cheap. The
+/// members: task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit.
+Json::Value listRelations(Session& session, const std::set<std::string>& setNames);
 
-/// The names of all tasks.
-std::set<std::string> taskNames(Session& session);
+/// The names of all tasks, in their order.
+std::vector<std::string> taskNames(Session& session);
+
+/// The names of the tasks of an event, in their order.
+std::vector<std::string> taskNames(Session& session, const std::string& strEvent);
+
+/// The events that have tasks.
+std::set<std::string> eventNames(Session& session);
+
+/// A task that waits for others.
+struct WaitingTask {
+  std::string strName;
+  std::string strDepend;  ///< the list as it is stored
+};
+std::vector<WaitingTask> waitingTasks(Session& session);
 
 /// Lists tasks, or gives one, in a session of its own.
 Json::Value listTasks();
@@ -50,6 +64,9 @@ Json::Value findTask(Session& session, const std::string& strTask);
 /// Gives one task. \throw Failure when there is none.
 Json::Value requireTask(Session& session, const std::string& strTask);
 
+/// Gives a text as an SQL literal, for a WHERE text.
+std::string sqlText(const std::string& strText);
+
 /// Lists run records by a WHERE text, the oldest first.
 /// \param cNewest  how many at most, the newest of those that match; 0 lists all.
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest = 0);
@@ -58,7 +75,7 @@ Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNe
 bool hasRun(Session& session, const std::string& strWhere);
 
 /// Gives one run record. \throw Failure when there is none.
-Json::Value requireRun(Session& session, Json::Int64 iResult);
+Json::Value requireRun(Session& session, Json::Int64 iRun);
 
 /// The process id in a run record; 0 when it has none.
 pid_t pidOf(const Json::Value& jRun);

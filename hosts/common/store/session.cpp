@@ -21,7 +21,7 @@ void checkStoreExists() {
     return;
   }
   if (errno == ENOENT) {
-    throw Failure(fmt::format("there is no store yet ({} is missing)", DATABASE_PATH), Hint::CREATE_STORE);
+    throw Failure(fmt::format("there is no store yet ({} is missing)", DATABASE_PATH), {Hint::CREATE_STORE});
   }
   throw Failure(fmt::format("cannot reach {}: {}", DATABASE_PATH, std::strerror(errno)));
 }
@@ -74,6 +74,18 @@ std::int64_t dataVersion(const Session& session) {
     throw Failure(fmt::format("cannot read the store {}: {}", DATABASE_PATH, sqlite3_errmsg(session.db())));
   }
   return iVersion;
+}
+
+Snapshot::Snapshot(const Session& session) : m_pDb(session.db()), m_blBegun(sqlite3_get_autocommit(m_pDb) != 0) {
+  if (m_blBegun && sqlite3_exec(m_pDb, "BEGIN;", nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw Failure(fmt::format("cannot read the store {}: {}", DATABASE_PATH, sqlite3_errmsg(m_pDb)));
+  }
+}
+
+Snapshot::~Snapshot() {
+  if (m_blBegun) {
+    sqlite3_exec(m_pDb, "COMMIT;", nullptr, nullptr, nullptr);
+  }
 }
 
 WriteLock::WriteLock(Session& session, std::chrono::milliseconds limit) : m_pDb(session.db()) {

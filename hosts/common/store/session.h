@@ -46,6 +46,21 @@ private:
 /// A number that changes when another connection has written to the database. \throw Failure
 std::int64_t dataVersion(const Session& session);
 
+/// Several reads see one state of the database.
+class Snapshot {
+public:
+  /// \throw Failure
+  explicit Snapshot(const Session& session);
+  ~Snapshot();
+
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+
+private:
+  sqlite3* m_pDb;
+  bool m_blBegun;
+};
+
 /// Holds the write lock of the database: nobody changes records between a read and a write.
 class WriteLock {
 public:

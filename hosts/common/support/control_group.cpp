@@ -105,7 +105,7 @@ std::optional<ControlGroup> ControlGroup::own() {
     return std::nullopt;
   }
   ControlGroup group(strMount + pathOf("self"));
-  // What is mounted in a container may be another part of the tree.
+  // A container may mount another part of the tree.
   const std::vector<pid_t> vecMembers = group.members();
   const bool blOwn = std::find(vecMembers.begin(), vecMembers.end(), getpid()) != vecMembers.end();
   return blOwn ? std::optional(std::move(group)) : std::nullopt;

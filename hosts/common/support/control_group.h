@@ -1,5 +1,5 @@
 /// \file control_group.h
-/// Control groups of version 2: the kernel keeps processes together, whatever they start, and whoever of them ends.
+/// Control groups of version 2: the kernel keeps a process and its descendants together, also when some of them end.
 
 #pragma once
 
@@ -62,7 +62,8 @@ public:
   /// Removes it with the groups below it. \return false when there is still a process.
   bool remove() const;
 
-  /// What its processes have used, also those that have ended. A value is missing where the kernel does not tell.
+  /// The resources that its processes have used, also those that have ended; without values that the kernel does not
+  /// give.
   struct Usage {
     std::optional<std::uint64_t> cpuMicroseconds;
     std::optional<std::uint64_t> cbPeakMemory;

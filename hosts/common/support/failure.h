@@ -3,23 +3,41 @@
 
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Host {
 
 /// For failures of the library, which writes the reason to the log only.
 inline constexpr char SEE_LOG[] = "the reason is in the system log";
 
-/// A remedy for a failure; each host puts it into words.
-enum class Hint { NONE, CREATE_STORE, LIST_EVENTS };
+/// A remedy for a failure; answers/hint_text puts it into words.
+struct Hint {
+  enum Kind : std::uint8_t {
+    NONE,
+    CREATE_STORE,
+    LIST_EVENTS,
+    ALLOW_ANY_EVENT,
+    SET_OUTPUT_PATH,
+    RENAME_TASK,    ///< names: the task
+    SET_WAITS_FOR,  ///< names: a task, then the tasks that it has to wait for
+    RESTORE_BACKUP,
+    KEEP_OWNER_IDS,
+  };
+
+  Kind kind = NONE;
+  std::vector<std::string> vecNames = {};
+};
 
 /// An operation failed. The text is for the user and names the input.
 class Failure : public std::runtime_error {
 public:
-  explicit Failure(const std::string& strText, Hint hint = Hint::NONE) : std::runtime_error(strText), m_hint(hint) {}
+  explicit Failure(const std::string& strText, Hint hint = {}) : std::runtime_error(strText), m_hint(std::move(hint)) {}
 
-  Hint hint() const { return m_hint; }
+  const Hint& hint() const { return m_hint; }
 
 private:
   Hint m_hint;

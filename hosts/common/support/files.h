@@ -37,7 +37,7 @@ void replaceFile(const std::string& strPath, const std::string& strText, mode_t 
 
 /// Writes a file of our own in a folder that is open, in which others may write, too. A link is replaced.
 /// \param strPath  its path: the last part is its name there, the whole is for messages.
-/// \throw Failure that names it; what was there is still there then.
+/// \throw Failure that names it; the old content stays then.
 void replaceFileAt(int fdFolder, const std::string& strPath, std::string_view strText, mode_t mode);
 
 }  // namespace Host

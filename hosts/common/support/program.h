@@ -34,7 +34,7 @@ public:
   /// \return its wait status. \throw ProgramMissing, or Failure when it cannot be run.
   int run() const;
 
-  /// Runs the program and collects what it writes to standard output and standard error.
+  /// Runs the program and collects its standard output and standard error.
   /// \return as above. \throw as above.
   int run(std::string& strOutput);
 

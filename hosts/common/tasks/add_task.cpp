@@ -12,7 +12,7 @@ namespace Host {
 
 namespace {
 
-/// Stores a task while the write lock is held: what the rules are checked against must still hold then.
+/// Stores a task while the write lock is held: the tasks that the rules were checked against must not change.
 TaskAdded store(Session& session, WriteLock& lock, Json::Value jTask, AllowedEvents events) {
   const std::string strTask = textOf(jTask, "task_name");
   fillDefaults(jTask);

@@ -34,8 +34,7 @@ void checkChange(const std::string& strTask, const Json::Value& jTask, const Jso
     throw Failure(fmt::format("somebody else changed the script of \"{}\" meanwhile", strTask));
   }
   if (textOf(jTask, "task_name") != strTask) {
-    throw Failure(fmt::format(
-        "the record has another task_name than \"{}\"; to rename the task, use 'eorva task rename'", strTask));
+    throw Failure(fmt::format("the record has another task_name than \"{}\"", strTask), {Hint::RENAME_TASK, {strTask}});
   }
 }
 

@@ -24,9 +24,9 @@ void refuseEndlessWalk(const TaskGraph& graph, const std::string& strTask) {
 
 RelateType typeOf(Relation relation) {
   switch (relation) {
-    case Relation::NEEDS:
+    case Relation::WAITS_FOR:
       return RTYPE_BOTTM_UP;
-    case Relation::NEEDED_BY:
+    case Relation::DEPENDANTS:
       return RTYPE_TOP_DOWN;
     case Relation::CANDIDATES:
       break;

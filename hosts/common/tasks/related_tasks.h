@@ -9,8 +9,8 @@
 namespace Host {
 
 enum class Relation {
-  NEEDS,       ///< all that it waits for, directly or through others
-  NEEDED_BY,   ///< all that wait for it, directly or through others
+  WAITS_FOR,   ///< all that it waits for, directly or through others
+  DEPENDANTS,  ///< all that wait for it, directly or through others
   CANDIDATES,  ///< the tasks of its event that are in neither
 };
 

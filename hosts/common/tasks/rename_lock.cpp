@@ -30,7 +30,7 @@ std::vector<std::string> dependantsOf(Session& session, const std::string& strTa
   return vecNames;
 }
 
-std::vector<std::string> needsOf(Session& session, const std::string& strTask) {
+std::vector<std::string> waitsFor(Session& session, const std::string& strTask) {
   return readDependencyList(textOf(findTask(session, strTask), "depend_on_task"));
 }
 
@@ -59,31 +59,30 @@ RenameLock::RenameLock(Session& session, const std::vector<std::string>& vecName
 
 bool RenameLock::areListsChanged() const {
   return std::none_of(m_vecDependants.begin(), m_vecDependants.end(), [&](const std::string& strTask) {
-    return contains(needsOf(m_session, strTask), m_vecNames.front());
+    return contains(waitsFor(m_session, strTask), m_vecNames.front());
   });
 }
 
 void RenameLock::changeLists() const {
   WriteLock lock(m_session);
   for (const std::string& strTask : m_vecDependants) {
-    std::vector<std::string> vecNeeds = needsOf(m_session, strTask);
-    const auto it = std::find(vecNeeds.begin(), vecNeeds.end(), m_vecNames.front());
-    if (it == vecNeeds.end()) {
+    std::vector<std::string> vecWaitsFor = waitsFor(m_session, strTask);
+    const auto it = std::find(vecWaitsFor.begin(), vecWaitsFor.end(), m_vecNames.front());
+    if (it == vecWaitsFor.end()) {
       continue;
     }
     if (m_vecNames.size() > 1) {
       *it = m_vecNames.back();
     } else {
-      vecNeeds.erase(it);
+      vecWaitsFor.erase(it);
     }
     Json::Value jUpdate(Json::objectValue);
     jUpdate["task_name"] = strTask;
-    jUpdate["depend_on_task"] = writeDependencyList(vecNeeds);
+    jUpdate["depend_on_task"] = writeDependencyList(vecWaitsFor);
     if (recUpdate(m_session.tasks(), jUpdate, m_session.db()) < 0) {
-      throw Failure(
-          fmt::format("the store refused to change the tasks that \"{1}\" waits for; remove \"{0}\" with: eorva task "
-                      "edit {1} --after ...",
-                      m_vecNames.front(), strTask));
+      vecWaitsFor.insert(vecWaitsFor.begin(), strTask);
+      throw Failure(fmt::format("the store refused to change the tasks that \"{}\" waits for", strTask),
+                    {Hint::SET_WAITS_FOR, vecWaitsFor});
     }
   }
   lock.commit();

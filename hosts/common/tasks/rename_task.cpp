@@ -13,7 +13,7 @@
 
 #include "eorvascheduler.h"
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
@@ -35,13 +35,17 @@ constexpr auto BUSY_LIMIT = std::chrono::seconds(10);
 /// The library changes only the first copy of an entry; the second would wait for a missing task.
 void refuseDoubleEntries(Session& session, const std::string& strTask) {
   for (const Json::Value& jTask : listTasks(session)) {
-    const std::vector<std::string> vecNeeds = readDependencyList(textOf(jTask, "depend_on_task"));
-    if (std::count(vecNeeds.begin(), vecNeeds.end(), strTask) > 1) {
+    const std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jTask, "depend_on_task"));
+    if (std::count(vecWaitsFor.begin(), vecWaitsFor.end(), strTask) > 1) {
       const std::string strOther = textOf(jTask, "task_name");
-      throw Failure(fmt::format(
-          "the task \"{0}\" waits for \"{1}\" twice; set the tasks that it waits for with: eorva task edit {0} "
-          "--after {1} ...",
-          strOther, strTask));
+      std::vector<std::string> vecNames{strOther};
+      for (const std::string& strAwaited : vecWaitsFor) {
+        if (std::find(vecNames.begin() + 1, vecNames.end(), strAwaited) == vecNames.end()) {
+          vecNames.push_back(strAwaited);
+        }
+      }
+      throw Failure(fmt::format("the task \"{}\" waits for \"{}\" twice", strOther, strTask),
+                    {Hint::SET_WAITS_FOR, vecNames});
     }
   }
 }
@@ -71,11 +75,11 @@ void changeSubtree(const std::string& strTask, const char* szDo, const std::func
 class FolderMove {
 public:
   FolderMove(const std::string& strTask, const std::string& strNew)
-      : m_strTask(strTask), m_strNew(strNew), m_vecPlaces(OutputFolder::placesOf(strTask)) {}
+      : m_strTask(strTask), m_strNew(strNew), m_vecPlaces(OutputPlace::placesOf(strTask)) {}
 
   void run() {
     try {
-      for (const OutputFolder& place : m_vecPlaces) {
+      for (const OutputPlace& place : m_vecPlaces) {
         m_vecMoved.emplace_back(place, place.rename(m_strTask, m_strNew));
       }
     } catch (...) {
@@ -93,8 +97,8 @@ public:
 private:
   std::string m_strTask;
   std::string m_strNew;
-  std::vector<OutputFolder> m_vecPlaces;
-  std::vector<std::pair<OutputFolder, std::vector<OutputFolder::Move>>> m_vecMoved;
+  std::vector<OutputPlace> m_vecPlaces;
+  std::vector<std::pair<OutputPlace, std::vector<OutputPlace::Move>>> m_vecMoved;
 };
 
 /// Moves the folder right before the commit: the write lock is held then, so nothing delays the commit. When the move

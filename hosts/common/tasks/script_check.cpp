@@ -10,7 +10,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 
@@ -121,8 +121,8 @@ std::vector<std::string> warnAboutScript(const std::string& strScript) {
 
 std::string warnAboutScriptFolder() {
   try {
-    const std::optional<OutputFolder> folder = OutputFolder::configured();
-    const std::string strFolder = nearestFolder(folder ? folder->path() : "/tmp");
+    const std::optional<OutputPlace> place = OutputPlace::enabled();
+    const std::string strFolder = nearestFolder(place ? place->path() : "/tmp");
     struct statvfs info{};
     if (statvfs(strFolder.c_str(), &info) == 0 && (info.f_flag & ST_NOEXEC) != 0) {
       return fmt::format("scripts are started in {}, which is mounted noexec", strFolder);

@@ -4,11 +4,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <set>
-#include <sqlite3.h>
 
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
+#include "name_match.h"
 
 namespace Host {
 
@@ -16,27 +16,6 @@ namespace {
 
 /// Store queries that one walk may cost. A graph of a few hundred tasks in layers stays far below it.
 constexpr unsigned MAX_QUERIES = 10000;
-
-bool matches(const std::string& strPattern, const std::string& strText) {
-  return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
-}
-
-bool isPattern(const std::string& strName) {
-  return strName.find_first_of("_%") != std::string::npos;
-}
-
-/// ASCII only, as the store compares.
-std::string folded(std::string strName) {
-  for (char& c : strName) {
-    c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  }
-  return strName;
-}
-
-/// The pattern by which the library finds dependants.
-std::string patternOf(const std::string& strName) {
-  return "%[" + strName + "]%";
-}
 
 }  // namespace
 
@@ -55,13 +34,13 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.blEnabled = boolOf(jTask, "enable", true);
     task.iOwner = intOf(jTask, "owner", -1);
     task.strDepend = textOf(jTask, "depend_on_task");
-    task.vecNeeds = readDependencyList(task.strDepend);
+    task.vecWaitsFor = readDependencyList(task.strDepend);
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
     m_mapTasks.emplace(task.strName, std::move(task));
   }
   for (const auto& [strName, task] : m_mapTasks) {
-    for (const std::string& strNeed : std::set<std::string>(task.vecNeeds.begin(), task.vecNeeds.end())) {
-      m_mapDependants[strNeed].push_back(strName);
+    for (const std::string& strAwaited : std::set<std::string>(task.vecWaitsFor.begin(), task.vecWaitsFor.end())) {
+      m_mapDependants[strAwaited].push_back(strName);
     }
   }
 }
@@ -98,10 +77,10 @@ std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNa
     if (pTask == nullptr || pTask->strDepend.empty()) {
       continue;
     }
-    std::vector<std::string> vecNext = pTask->vecNeeds;
+    std::vector<std::string> vecNext = pTask->vecWaitsFor;
     // A pattern can also match across the brackets of two names.
     for (const auto& [strOther, task] : m_mapTasks) {
-      if (matches(patternOf(strOther), pTask->strDepend)) {
+      if (matches(dependantPattern(strOther), pTask->strDepend)) {
         vecNext.push_back(strOther);
       }
     }
@@ -126,8 +105,8 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
   // The library also starts dependants of other events.
   for (std::size_t i = 0; i < vecPlan.size(); ++i) {
     for (const GraphTask* pTask : dependantsOf(vecPlan[i]->strName)) {
-      const bool blReady = std::all_of(pTask->vecNeeds.begin(), pTask->vecNeeds.end(),
-                                       [&](const std::string& strNeed) { return setPlanned.count(strNeed) > 0; });
+      const bool blReady = std::all_of(pTask->vecWaitsFor.begin(), pTask->vecWaitsFor.end(),
+                                       [&](const std::string& strAwaited) { return setPlanned.count(strAwaited) > 0; });
       if (blReady && pTask->blEnabled && setPlanned.insert(pTask->strName).second) {
         vecPlan.push_back(pTask);
       }
@@ -142,7 +121,7 @@ const std::vector<std::string>& TaskGraph::matchesOf(const std::string& strName)
   if (!blNew) {
     return vecNames;
   }
-  const std::string strPattern = patternOf(strName);
+  const std::string strPattern = dependantPattern(strName);
   for (const auto& [strOther, task] : m_mapTasks) {
     if (!task.strDepend.empty() && matches(strPattern, task.strDepend)) {
       vecNames.push_back(strOther);
@@ -186,11 +165,11 @@ void TaskGraph::walkUp(const std::string& strName, Walk& walk) const {
   walk.mapCost[strName] = 1;
   unsigned cQueries = 1;
   const GraphTask* pTask = find(strName);
-  for (const std::string& strNeed : pTask != nullptr ? pTask->vecNeeds : std::vector<std::string>()) {
-    if (walk.mapCost.count(strNeed) == 0) {
-      walkUp(strNeed, walk);
+  for (const std::string& strAwaited : pTask != nullptr ? pTask->vecWaitsFor : std::vector<std::string>()) {
+    if (walk.mapCost.count(strAwaited) == 0) {
+      walkUp(strAwaited, walk);
     }
-    cQueries = std::min(cQueries + walk.mapCost[strNeed], MAX_QUERIES + 1);
+    cQueries = std::min(cQueries + walk.mapCost[strAwaited], MAX_QUERIES + 1);
   }
   walk.mapCost[strName] = cQueries;
   if (cQueries > MAX_QUERIES) {

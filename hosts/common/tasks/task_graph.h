@@ -19,9 +19,9 @@ struct GraphTask {
   std::string strEvent;
   bool blEnabled = true;
   Json::Int64 iOwner = -1;
-  std::vector<std::string> vecNeeds;  ///< as its record lists them
-  std::string strDepend;              ///< the list as it is stored
-  bool blRoot = false;                ///< the list is the empty text
+  std::vector<std::string> vecWaitsFor;  ///< as its record lists them
+  std::string strDepend;                 ///< the list as it is stored
+  bool blRoot = false;                   ///< the list is the empty text
 };
 
 /// Results point into the graph, so a temporary graph gives none.
@@ -56,8 +56,8 @@ public:
   /// A walk that would not end in reasonable time.
   struct Endless {
     std::string strText;
-    std::string strTask;  ///< a task on the way; in a circle one that waits for the next
-    std::string strNeed;  ///< what it waits for in a circle; empty when there is none
+    std::string strTask;     ///< a task on the way; in a circle one that waits for the next
+    std::string strAwaited;  ///< the task that it waits for in a circle; empty for none
   };
 
   /// Like whyEndless(), with the tasks of each problem.

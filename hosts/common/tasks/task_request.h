@@ -20,7 +20,7 @@ std::string ownerName(const Json::Value& jOwner, std::string& strUid);
 /// \throw Failure when it is not base64.
 void takeScriptBytes(Json::Value& jTask);
 
-/// Removes the blanks around the parts of a list: "a, b" is what people write, and "a,b" is stored.
+/// Removes the blanks around the parts of a list: people write "a, b", and "a,b" is stored.
 std::string withoutBlanks(const std::string& strList);
 
 }  // namespace Host

@@ -49,7 +49,7 @@ public:
     checkName();
     checkEvent();
     checkOwner();
-    checkNeeds();
+    checkWaitsFor();
     checkOperation();
     checkMail();
     checkTimeLimit();
@@ -118,7 +118,8 @@ private:
       if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
         error("event", std::move(strWhy));
       } else if (m_events == AllowedEvents::CATALOGUE && !isCatalogueEvent(*strEvent)) {
-        error("event", fmt::format("unknown event \"{}\"; to create it, add --any-event", *strEvent));
+        error("event", fmt::format("unknown event \"{}\"", *strEvent));
+        m_findings.hint = {Hint::ALLOW_ANY_EVENT};
       }
     }
   }
@@ -162,38 +163,38 @@ private:
     }
   }
 
-  void checkNeeds() {
+  void checkWaitsFor() {
     const std::optional<std::string> strDepend = text("depend_on_task");
     if (!strDepend) {
       return;
     }
-    const std::vector<std::string> vecNeeds = readDependencyList(*strDepend);
-    if (writeDependencyList(vecNeeds) != *strDepend) {
+    const std::vector<std::string> vecWaitsFor = readDependencyList(*strDepend);
+    if (writeDependencyList(vecWaitsFor) != *strDepend) {
       error("depend_on_task", "must be names in brackets and nothing else, as in [backup][cleanup]");
       return;
     }
     std::set<std::string> setSeen;
-    for (const std::string& strNeed : vecNeeds) {
-      checkNeed(strNeed, setSeen.insert(strNeed).second);
+    for (const std::string& strAwaited : vecWaitsFor) {
+      checkAwaited(strAwaited, setSeen.insert(strAwaited).second);
     }
   }
 
-  void checkNeed(const std::string& strNeed, bool blFirst) {
+  void checkAwaited(const std::string& strAwaited, bool blFirst) {
     if (!blFirst) {
-      error("depend_on_task", fmt::format("lists \"{}\" twice", strNeed));
+      error("depend_on_task", fmt::format("lists \"{}\" twice", strAwaited));
       return;
     }
-    if (strNeed == textOf(m_jTask, "task_name")) {
+    if (strAwaited == textOf(m_jTask, "task_name")) {
       error("depend_on_task", "a task cannot wait for itself");
       return;
     }
-    const GraphTask* pNeed = m_graph.find(strNeed);
-    if (pNeed == nullptr) {
-      error("depend_on_task", fmt::format("there is no task \"{}\"", strNeed));
-    } else if (const std::optional<std::string> strEvent = text("event"); strEvent && pNeed->strEvent != *strEvent) {
+    const GraphTask* pAwaited = m_graph.find(strAwaited);
+    if (pAwaited == nullptr) {
+      error("depend_on_task", fmt::format("there is no task \"{}\"", strAwaited));
+    } else if (const std::optional<std::string> strEvent = text("event"); strEvent && pAwaited->strEvent != *strEvent) {
       error("depend_on_task",
-            fmt::format("\"{}\" belongs to the event \"{}\"; a task can only wait for tasks of the same event", strNeed,
-                        pNeed->strEvent));
+            fmt::format("\"{}\" belongs to the event \"{}\"; a task can only wait for tasks of the same event",
+                        strAwaited, pAwaited->strEvent));
     }
   }
 
@@ -305,14 +306,14 @@ Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, 
     if (textOf(jStored, "task_name") == strTask) {
       continue;
     }
-    std::vector<std::string> vecNeeds = readDependencyList(textOf(jStored, "depend_on_task"));
-    if (strNew == strTask || std::find(vecNeeds.begin(), vecNeeds.end(), strTask) == vecNeeds.end()) {
+    std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jStored, "depend_on_task"));
+    if (strNew == strTask || std::find(vecWaitsFor.begin(), vecWaitsFor.end(), strTask) == vecWaitsFor.end()) {
       jOthers.append(jStored);
       continue;
     }
-    std::replace(vecNeeds.begin(), vecNeeds.end(), strTask, strNew);
+    std::replace(vecWaitsFor.begin(), vecWaitsFor.end(), strTask, strNew);
     Json::Value jOther = jStored;
-    jOther["depend_on_task"] = writeDependencyList(vecNeeds);
+    jOther["depend_on_task"] = writeDependencyList(vecWaitsFor);
     jOthers.append(std::move(jOther));
   }
   return jOthers;
@@ -349,7 +350,7 @@ std::string Finding::text() const {
 
 std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone) {
   if (!findings.vecErrors.empty()) {
-    throw Failure(errorText(strTask, findings, szDone));
+    throw Failure(errorText(strTask, findings, szDone), findings.hint);
   }
   return findings.vecWarnings;
 }
@@ -367,6 +368,7 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
   const Findings before = Checker(jBefore, tasksBesides(jTasks, strBefore, strBefore), eventsNow).run();
   Findings findings;
   findings.vecWarnings = std::move(all.vecWarnings);
+  findings.hint = all.hint;
   for (Finding& finding : all.vecErrors) {
     const bool blTouched = !finding.blOfWalk && !isSame(jTask, jBefore, finding.strMember.c_str());
     const bool blOld = !blTouched && has(before.vecErrors, finding);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "common/support/failure.h"
 #include "task_graph.h"
 
 namespace Host {
@@ -23,10 +24,11 @@ struct Finding {
 
 struct Findings {
   std::vector<Finding> vecErrors;    ///< the task cannot be stored
-  std::vector<Finding> vecWarnings;  ///< the task can be stored, but probably does not do what the user wants
+  std::vector<Finding> vecWarnings;  ///< the task can be stored, but is probably not meant like this
+  Hint hint;                         ///< helps against an error
 };
 
-/// \param szDone  what does not happen when there are errors: "added", "changed".
+/// \param szDone  for "is not ...": "added", "changed".
 /// \throw Failure with all errors and warnings when there are errors.
 /// \return the warnings.
 std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings& findings, const char* szDone);

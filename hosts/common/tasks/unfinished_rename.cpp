@@ -28,12 +28,12 @@ public:
       m_mapOwners.emplace(textOf(jTask, "task_name"), intOf(jTask, "owner", -1));
     }
     std::vector<std::string> vecUnknown;
-    m_vecPlaces = OutputFolder::places(vecUnknown);
+    m_vecPlaces = OutputPlace::places(vecUnknown);
   }
 
   std::vector<UnfinishedRename> run() {
     std::vector<UnfinishedRename> vecLost;
-    for (const OutputFolder& place : m_vecPlaces) {
+    for (const OutputPlace& place : m_vecPlaces) {
       try {
         searchPlace(place, vecLost);
       } catch (const Failure&) {
@@ -45,7 +45,7 @@ public:
   }
 
 private:
-  void searchPlace(const OutputFolder& place, std::vector<UnfinishedRename>& vecLost) {
+  void searchPlace(const OutputPlace& place, std::vector<UnfinishedRename>& vecLost) {
     for (const std::string& strFolder : listTaskFolders(place)) {
       // Folders of deleted tasks have names that no task can have.
       if (m_mapOwners.count(strFolder) > 0 || !whyNotTaskName(strFolder).empty()) {
@@ -81,7 +81,7 @@ private:
   }
 
   bool hasOneOf(const std::string& strTask, const std::set<Json::Int64>& setStarts) const {
-    return std::any_of(m_vecPlaces.begin(), m_vecPlaces.end(), [&](const OutputFolder& place) {
+    return std::any_of(m_vecPlaces.begin(), m_vecPlaces.end(), [&](const OutputPlace& place) {
       const std::optional<TaskFolder> folder = readTaskFolder(place, strTask);
       return folder && std::any_of(folder->vecStarts.begin(), folder->vecStarts.end(),
                                    [&](Json::Int64 iStart) { return setStarts.count(iStart) > 0; });
@@ -90,7 +90,7 @@ private:
 
   Session& m_session;
   std::map<std::string, Json::Int64> m_mapOwners;
-  std::vector<OutputFolder> m_vecPlaces;
+  std::vector<OutputPlace> m_vecPlaces;
 };
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "common/output/output_folder.h"
+#include "common/output/output_place.h"
 
 namespace Host {
 
@@ -17,7 +17,7 @@ class Session;
 
 /// A folder with the output of a task, but not with the name of any task.
 struct UnfinishedRename {
-  OutputFolder place;
+  OutputPlace place;
   std::string strFolder;  ///< its name there
   std::string strTask;    ///< the task that its runs are recorded for
   bool blFree = true;     ///< the right name is free

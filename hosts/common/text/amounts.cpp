@@ -47,6 +47,10 @@ std::string cpuTimeText(Json::Int64 iMicroseconds) {
   return durationText(iMicroseconds / SECOND);
 }
 
+std::string countText(std::size_t cThings, const char* szThing) {
+  return fmt::format("{} {}{}", cThings, szThing, cThings == 1 ? "" : "s");
+}
+
 std::string sizeText(std::uint64_t cb) {
   constexpr std::uint64_t STEP = 1024;
   if (cb < STEP) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <json/value.h>
 #include <string>
@@ -17,6 +18,9 @@ std::string durationText(Json::Int64 iSeconds);
 
 /// CPU time, in microseconds, as "12 ms", "3.4 s", "3 min 12 s".
 std::string cpuTimeText(Json::Int64 iMicroseconds);
+
+/// A number of things: "1 run", "2 runs".
+std::string countText(std::size_t cThings, const char* szThing);
 
 /// Bytes as "812 B", "1.5 KiB", "3.2 GiB".
 std::string sizeText(std::uint64_t cb);

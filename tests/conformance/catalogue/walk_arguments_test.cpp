@@ -75,7 +75,7 @@ TEST_F(WalkArguments, OtherMembersOfTheRequestAreIgnoredAndKept) {
   EXPECT_EQ(jParam, jBefore);
 }
 
-TEST_F(WalkArguments, WhatTheResultHeldIsReplaced) {
+TEST_F(WalkArguments, EarlierResultIsReplaced) {
   putTask("a", "[b]");
   putTask("b");
   for (const bool blBottomUp : {false, true}) {

@@ -38,7 +38,7 @@ TEST_F(WalkComplement, IsTheRestOfTheEventWithoutTheTaskItself) {
   EXPECT_THAT(others(true, "A", "shutdown"), ElementsAre("elsewhere"));
 }
 
-TEST_F(WalkComplement, NamesWhatWasMetInItsOrder) {
+TEST_F(WalkComplement, NamesTheTasksInTheOrderOfTheWalk) {
   putTask("A", "[C][B]");
   putTask("B");
   putTask("C");

@@ -153,7 +153,7 @@ TEST_F(WalkDependants, FailsWithoutMemoryForTheText) {
   }
 }
 
-TEST_F(WalkDependants, StoreThatFailsKeepsWhatWasFoundBefore) {
+TEST_F(WalkDependants, FailingStoreKeepsEarlierResults) {
   putTask("B", "[A]");
   fakes().fail("recList", 2);
   expectFailure("0 > pApi->recList(jFilter, jOut)", LIB);

@@ -167,7 +167,7 @@ TEST_F(WalkPrerequisites, RecordWithoutANameFails) {
   }
 }
 
-TEST_F(WalkPrerequisites, StoreThatFailsKeepsWhatWasFoundBefore) {
+TEST_F(WalkPrerequisites, FailingStoreKeepsEarlierResults) {
   putTask("A", "[B][E]");
   putTask("B");
   putTask("E");

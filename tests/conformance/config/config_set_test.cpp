@@ -74,7 +74,7 @@ TEST_F(ConfigInit, EachFailingCallLeavesTheWholeSectionOrNoFile) {
   EXPECT_GE(cCalls, 9);
 }
 
-TEST_F(ConfigSet, FailsOnWhatIsNoObject) {
+TEST_F(ConfigSet, FailsOnOtherTypesThanAnObject) {
   for (const Json::Value& jWrong : {Json::Value(), json("[]"), Json::Value("type"), Json::Value(1.5)}) {
     Json::Value jIn = jWrong;
     expectFailure("jIn.type() != Json::objectValue", UTIL);

@@ -81,7 +81,7 @@ TEST_F(RunRecords, ATaskWithoutAStatusHasNoRunningInstance) {
   EXPECT_THAT(running(), testing::ElementsAre(run.iPid));
 }
 
-TEST_F(RunRecords, AClosedRunKeepsWhatItBeganWith) {
+TEST_F(RunRecords, AClosedRunKeepsTheMembersOfItsStart) {
   Run run = start();
   const Json::Value jOpen = storedRun(run);
   fakes().setTime(NEW_YEAR + 60);

@@ -143,7 +143,7 @@ TEST_F(FailingCalls, NothingThatIsThrownInTheChildGetsBackIntoTheRunner) {
   }
 }
 
-TEST_F(FailingCalls, WhatIsThrownInTheRunnerIsAFailureOfTheCall) {
+TEST_F(FailingCalls, ExceptionInTheRunnerIsAFailureOfTheCall) {
   prepareTask(false, "a", "");
   fakes().before("recUpdateByFilter(task_result", [] { throw std::bad_alloc(); });
   expectLine("operation given up: std::bad_alloc", LIB);

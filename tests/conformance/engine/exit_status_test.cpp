@@ -77,7 +77,7 @@ TEST_F(GetExitStatus, FailsOnAStatusThatFitsNoClass) {
   }
 }
 
-TEST_F(GetExitStatus, ReplacesWhatTheValueHeld) {
+TEST_F(GetExitStatus, ReplacesTheEarlierValue) {
   Json::Value jExit = json("{'exit_type': 'old', 'exit_code': 5, 'other': [1]}");
   EXPECT_EQ(getExitStatus(0xffff, jExit), 0);
   EXPECT_EQ(jExit, json("{'exit_type': 'continue'}"));

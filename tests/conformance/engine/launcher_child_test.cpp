@@ -73,7 +73,7 @@ TEST_F(LauncherChild, WritesTheScriptExactlyAsItIsStored) {
   }
 }
 
-TEST_F(LauncherChild, SaysInDebugLinesWhatItDoes) {
+TEST_F(LauncherChild, WritesItsStepsInDebugLines) {
   blDebugOutput = true;
   Json::Value jTask = scriptTask("a", "exit 3\n");
   const pid_t pid = launchAndWait(jTask);
@@ -147,7 +147,7 @@ TEST_F(LauncherChild, EndsWithZeroHoweverTheScriptEnded) {
   takeTemporaryFiles();
 }
 
-TEST_F(LauncherChild, DoesNotWriteTwiceWhatTheParentHadBuffered) {
+TEST_F(LauncherChild, BufferedOutputOfTheParentIsWrittenOnce) {
   std::printf("buffered\n");
   Json::Value jTask = scriptTask("a");
   launchAndWait(jTask);

@@ -86,7 +86,7 @@ TEST_F(Launcher, ChecksOneMemberAfterTheOther) {
   expectNoFork();
 }
 
-TEST_F(Launcher, SaysWhatItRunsBeforeItLooksAtTheOwner) {
+TEST_F(Launcher, NamesTheTaskBeforeItChecksTheOwner) {
   blDebugOutput = true;
   Json::Value jTask = scriptTask("a", "echo\n");
   jTask.removeMember("owner");
@@ -131,7 +131,7 @@ TEST_F(Launcher, RefusesAStartTimeThatIsNoNumber) {
   expectNoFork();
 }
 
-TEST_F(Launcher, SaysInADebugLineWhatItRuns) {
+TEST_F(Launcher, NamesTheTaskInADebugLine) {
   blDebugOutput = true;
   Json::Value jTask = scriptTask("a", "echo 1\necho 2\n");
   expectDebug("task=a, strOp=echo 1\necho 2\n", LIB);

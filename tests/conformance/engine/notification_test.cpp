@@ -258,7 +258,7 @@ TEST_F(NotificationOfARunner, AFailedNotificationIsLoggedAndTheRunnerGoesOn) {
   EXPECT_THAT(fakes().mails, testing::IsEmpty());
 }
 
-TEST_F(NotificationOfARunner, TheMailSaysWhatTheClosedRunSays) {
+TEST_F(NotificationOfARunner, TheMailHasTheTextsOfTheClosedRun) {
   EXPECT_EQ(run("{'notify_enable': true, 'notify_if_error': true, 'notify_mail': 'a@example.org'}"), 0);
   ASSERT_EQ(fakes().mails.size(), 1U);
   EXPECT_EQ(fakes().mails[0].values.at("%TASK%"), "backup");

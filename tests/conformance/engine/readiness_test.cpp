@@ -205,7 +205,7 @@ TEST_F(NextReadyTask, ReadsTheNamesOutOfTheBrackets) {
   }
 }
 
-TEST_F(NextReadyTask, AnOpenBracketFailsAfterWhatWasAppended) {
+TEST_F(NextReadyTask, AnOpenBracketFailsAndKeepsEarlierTasks) {
   store(dependant("b", "[a]"));
   store(dependant("c", "[a][b"));
   store(dependant("d", "[a]"));
@@ -219,7 +219,7 @@ TEST_F(NextReadyTask, AnOpenBracketFailsThoughTheNamesBeforeItAreUnmet) {
   EXPECT_THAT(readyAfterA({}, -1), testing::IsEmpty());
 }
 
-TEST_F(NextReadyTask, SaysInDebugLinesWhatItChecks) {
+TEST_F(NextReadyTask, WritesItsChecksInDebugLines) {
   blDebugOutput = true;
   store(dependant("b", "[a][x][y]"));
   store(dependant("c", "[a]"));

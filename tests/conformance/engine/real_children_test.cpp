@@ -156,7 +156,7 @@ TEST_F(RealChildren, AScriptMayRemoveItsOwnFile) {
   EXPECT_EQ(exitOf("#!/bin/sh\nrm -f \"$0\"\nexit 6\n"), exitInfo("by_signal", 6));
 }
 
-TEST_F(RealChildren, AScriptReadsNothingFromWhatTheRunnerHasOpen) {
+TEST_F(RealChildren, AScriptCannotReadTheDescriptorsOfTheRunner) {
   // The host's own open descriptors show that the check works.
   const TempDir dir;
   writeFile(dir.path("of_the_host"), "");

@@ -138,7 +138,7 @@ TEST_F(RunTaskArray, CopiesTheEventIntoEveryRun) {
   }
 }
 
-TEST_F(RunTaskArray, SaysInDebugLinesWhatItStartsAndWhatEnds) {
+TEST_F(RunTaskArray, NamesStartedAndEndedTasksInDebugLines) {
   blDebugOutput = true;
   fakes().pretendChildren(DONE);
   expectDebug("jTaskArray size=2", LIB);

@@ -87,7 +87,7 @@ TEST_F(ScriptFile, APipeThatSomebodyReadsIsNotWrittenTo) {
   takeTemporaryFiles();
 }
 
-TEST_F(ScriptFile, AStrangerWhoHeldTheFileOpenCannotWriteIntoTheScript) {
+TEST_F(ScriptFile, AnotherUserWithAnOpenDescriptorCannotWriteIntoTheScript) {
   writeFile(scriptOfThisProcess(), "old", 0666);
   ASSERT_EQ(::chown(scriptOfThisProcess().c_str(), 4002, 4002), 0);
   const int iFd = ::open(scriptOfThisProcess().c_str(), O_RDWR | O_CLOEXEC);

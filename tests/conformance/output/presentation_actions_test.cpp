@@ -64,7 +64,7 @@ TEST_F(EveryAction, LeavesEmptyValuesAsTheyAre) {
   EXPECT_THAT(fakes().calls(), testing::IsEmpty());
 }
 
-TEST_F(EveryAction, FailsOnWhatIsNoRecordAndShowsIt) {
+TEST_F(EveryAction, FailsOnOtherTypesThanARecordAndShowsTheValue) {
   for (const Action& action : ACTIONS) {
     for (const char* szValue : {"5", "1.5", "\"text\"", "\"\"", "true", "false"}) {
       Json::Value jValue = json(szValue);

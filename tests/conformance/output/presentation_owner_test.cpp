@@ -173,7 +173,7 @@ TEST_F(ObjectChangeFormatOwner, FailsOnARecordThatIsNoObject) {
   }
 }
 
-TEST_F(ObjectChangeFormatOwner, WhatOneWayGivesTheOtherTakesBack) {
+TEST_F(ObjectChangeFormatOwner, BothDirectionsAreInverse) {
   addUser("alice", 1001, 1001);
   Json::Value jRec = owner("1001");
   EXPECT_EQ(addName(jRec), 0);

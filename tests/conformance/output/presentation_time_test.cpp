@@ -137,7 +137,7 @@ TEST_F(ObjectChangeTimeStamp, AnEmptyRenderingIsAFailure) {
   EXPECT_EQ(jRec, recordOf("stop_time", 5));
 }
 
-TEST_F(ObjectChangeTimeStamp, KeepsWhatItConvertedBeforeTheFailure) {
+TEST_F(ObjectChangeTimeStamp, KeepsTheConversionsBeforeTheFailure) {
   Json::Value jRec = json("{'last_start_time': 1, 'last_stop_time': 2, 'start_time': 3, 'stop_time': 4}");
   fakes().fail("convert2ReadableTime", 3);
   expectGivenUp("start_time", CONVERT);
@@ -171,7 +171,7 @@ TEST_F(ObjectChangeTimeStamp, FailsOnARecordThatIsNoObject) {
   }
 }
 
-TEST_F(ObjectChangeTimeStamp, EachFailingCallFailsAndKeepsWhatCameBefore) {
+TEST_F(ObjectChangeTimeStamp, EachFailingCallFailsAndKeepsEarlierConversions) {
   Json::Value jRec;
   const int cCalls = failEachCall(
       [&] {

@@ -59,7 +59,7 @@ TEST_F(FreeConfig, AllThreeNullIsASuccessThatDoesNothing) {
   EXPECT_THAT(fakes().allCalls(), testing::IsEmpty());
 }
 
-TEST_F(FreeConfig, WhatIsNullIsSkipped) {
+TEST_F(FreeConfig, NullIsSkipped) {
   for (int iSet = 1; iSet < 8; ++iSet) {
     const bool blDb = (iSet & 1) != 0;
     const bool blApi = (iSet & 2) != 0;

@@ -165,7 +165,7 @@ TEST_F(LoadSqlCreate, WithoutTheFileGives1AndLeavesTheText) {
   EXPECT_EQ(strSqlCreate, "old");
 }
 
-TEST_F(LoadSqlCreate, FailsOnWhatCannotBeRead) {
+TEST_F(LoadSqlCreate, FailsOnUnreadableFiles) {
   std::filesystem::create_directories(SQL_PATH);
   expectFailure("!in", UTIL).withErrno(EISDIR);
   expectLine("strFilePath=" + SQL_PATH, UTIL);

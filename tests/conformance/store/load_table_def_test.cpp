@@ -60,7 +60,7 @@ TEST_F(LoadTableDef, FailsOnAFolderInPlaceOfTheFile) {
   expectRefused(PARSE_CHECK, Json::Value());
 }
 
-TEST_F(LoadTableDef, FailsOnWhatIsNoObject) {
+TEST_F(LoadTableDef, FailsOnOtherTypesThanAnObject) {
   for (const char* szDocument : {"[]", "['task', 'task_result']", "'task'", "null", "17", "true"}) {
     writeFile(DEF_PATH, compactJson(json(szDocument)));
     expectRefused("jTableDef.type() != Json::objectValue", json(szDocument));

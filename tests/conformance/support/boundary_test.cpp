@@ -42,7 +42,7 @@ TEST_F(Boundary, ValueThatIsReadAsAnotherTypeIsAFailure) {
   EXPECT_EQ(GUARDED([&] { return jText.asInt(); }), -1);
 }
 
-TEST_F(Boundary, WhatIsNoExceptionIsCaughtToo) {
+TEST_F(Boundary, OtherThrownTypesAreCaughtToo) {
   expectLine("operation given up: unknown exception", LIB);
   EXPECT_EQ(GUARDED([]() -> int { throw 42; }), -1);
 }

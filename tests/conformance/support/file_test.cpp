@@ -41,7 +41,7 @@ TEST_F(File, RegularFileUnderALeaseIsWaitedFor) {
   EXPECT_EQ(strContent, "text");
 }
 
-TEST_F(File, NobodyWaitsForALeaseWhoWasToldNotTo) {
+TEST_F(File, WithoutWaitingALeaseFailsAtOnce) {
   writeFile(m_strPath, "text");
   struct stat info{};
   {
@@ -90,7 +90,7 @@ TEST_F(File, WriteGoesOnAfterASignal) {
   EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(File, CloseTellsOnceWhetherWhatWasWrittenIsSafe) {
+TEST_F(File, CloseTellsOnceWhetherTheDataIsSafe) {
   FileDescriptor file(::open(m_strPath.c_str(), O_WRONLY | O_CREAT, 0600));
   fakes().fail("close").withErrno(EIO);
   EXPECT_FALSE(file.close());

@@ -67,7 +67,7 @@ TEST_F(FromFile, CommentsAreSkipped) {
   EXPECT_EQ(read(), json("{'a': 1}"));
 }
 
-TEST_F(FromFile, LeavesNullOnWhatIsNoDocument) {
+TEST_F(FromFile, LeavesNullOnTextsThatAreNoDocument) {
   using namespace std::string_literals;
   for (const std::string& strText :
        {""s, " \n"s, "{"s, "[1"s, "{\"a\"}"s, "no json"s, "{} {}"s, "{} x"s, "17 18"s, "{\"a\":1,\"a\":2}"s,
@@ -114,7 +114,7 @@ TEST_F(FromFile, EachFailingCallLeavesNullOrTheWholeDocument) {
   EXPECT_GE(cCalls, 3);
 }
 
-TEST_F(ToFile, WhatIsWrittenReadsBackTheSame) {
+TEST_F(ToFile, WrittenValuesAreReadBackUnchanged) {
   Json::Value jValue;
   ASSERT_TRUE(Orva::parseJson(DOCUMENT, jValue));
   for (const bool blStyled : {false, true}) {

@@ -83,7 +83,7 @@ fire_numbers() {
 
 no_stormy_unit() { [[ -z $(systemctl list-units --plain --no-legend --all 'eorva-fire*stormy*') ]]; }
 
-@test "what is detached while systemd executes itself anew runs once when that is said, and never when it is not" {
+@test "a detached start while systemd executes itself anew runs once if it was reported, and never if not" {
   echo 'echo "$NUMBER"' | eorva task add stormy --event stormy --any-event --parallel --owner alice --script -
   touch /srv/marks/storm
   storm 0.5 3>&- &
@@ -210,7 +210,7 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   same "not twice" 1 "$(runs_of ups_on_battery | jq length)"
 }
 
-@test "calendar timers fire what the server missed while it was off" {
+@test "calendar timers fire events that the server missed while it was off" {
   local event
   for event in hourly daily weekly monthly; do
     touch -d '40 days ago' "/var/lib/systemd/timers/stamp-eorva-$event.timer"
@@ -227,7 +227,7 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   same "in box" '["e2e-inbox.path"]' "$(eorva event list --json | jq -c '.[] | select(.name == "in box") | .fired_by')"
 }
 
-@test "the command lines of the documents that need a booted system do what they say" {
+@test "the command lines of the documents that need a booted system work as described" {
   local document
   for document in /e2e/booted/*; do
     run_lines 1 <"$document" >>shown

@@ -50,7 +50,7 @@ unmounted() {
   same "closed later" "[]" "$(runs_of last | jq -c --argjson gone "$(unmounted)" '[.[] | select(.stop_time > $gone)]')"
 }
 
-@test "what tasks of the shutdown had left in the background did not hold it up, and a volume that may fail was there" {
+@test "background processes of the tasks of the shutdown did not hold it up, and a volume that may fail was there" {
   [[ -e /srv/marks/left-behind ]]
   same "s-volume" $'alice\n/srv/may-fail is a mountpoint' "$(output_of s-volume)"
 }

@@ -22,7 +22,7 @@ setup_file() { wait_for_start; }
   same "in /tmp" "" "$(find /tmp -maxdepth 1 -name 'eorva*')"
 }
 
-@test "the unit that removes old runs ends what is left of the runs of a killed execution" {
+@test "the unit that removes old runs ends the processes left of a killed execution" {
   rm -f /srv/marks/twice
   eorva fire twice_over >/dev/null 2>&1 3>&- &
   patiently runs_open twice_over 1

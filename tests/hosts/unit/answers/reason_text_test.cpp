@@ -41,7 +41,7 @@ std::string textOfCode(const char* szCode, const Json::Value& jDetails) {
 
 }  // namespace
 
-TEST(ReasonText, WhatTheRecordsTellNow) {
+TEST(ReasonText, FromTheRecordsInThePresent) {
   EXPECT_EQ("disabled: is disabled: eorva task enable off", wordsFor("off", Tense::NOW));
   EXPECT_EQ("need_disabled: waits for \"off\", which is disabled: eorva task enable off",
             wordsFor("behind", Tense::NOW));
@@ -55,13 +55,13 @@ TEST(ReasonText, WhatTheRecordsTellNow) {
       wordsFor("astray", Tense::NOW));
   EXPECT_EQ("malformed: has a dependency list that cannot be read, \"nobody\": eorva task edit odd --no-after",
             wordsFor("odd", Tense::NOW));
-  EXPECT_EQ("circle: waits for \"right\", which waits for it in turn: eorva task edit left --no-after",
+  EXPECT_EQ("circle: waits for \"right\", which waits for it, too: eorva task edit left --no-after",
             wordsFor("left", Tense::NOW));
 }
 
-TEST(ReasonText, WhatTheRecordsToldThen) {
+TEST(ReasonText, FromTheRecordsInThePast) {
   EXPECT_EQ("disabled: was disabled: eorva task enable off", wordsFor("off", Tense::THEN));
-  EXPECT_EQ("circle: waited for \"right\", which waited for it in turn: eorva task edit left --no-after",
+  EXPECT_EQ("circle: waited for \"right\", which waited for it, too: eorva task edit left --no-after",
             wordsFor("left", Tense::THEN));
 }
 

@@ -5,6 +5,10 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
+#include "common/executions/detached_start.h"
+#include "common/executions/execution_plan.h"
+#include "common/executions/progress.h"
+#include "common/output/retention.h"
 #include "common/text/json_members.h"
 
 using namespace Host;
@@ -31,7 +35,7 @@ TEST(RunAnswers, TellHowTheScriptEnded) {
   EXPECT_EQ(answered(objectOf({{"stop_time", 2}}))["end"], Json::Value());
 }
 
-TEST(RunAnswers, TellWhatTheRunCost) {
+TEST(RunAnswers, HaveTheCostsOfTheRun) {
   const Json::Value jRun = answered(objectOf(
       {{"task_name", "a"}, {"cpu_usec", 12'345}, {"memory_peak", 4096}, {"io_read", 0}, {"io_written", 8192}}));
   EXPECT_EQ(jRun["cpu_seconds"], 0.012345);
@@ -48,4 +52,62 @@ TEST(RunAnswers, HaveAllMembersAlsoWhenTheyAreNotKnown) {
   for (const char* szStored : {"shell_status", "cpu_usec"}) {
     EXPECT_FALSE(jRun.isMember(szStored)) << szStored;
   }
+}
+
+TEST(RunAnswers, HaveTheOwnerTheDurationAndTheOutcome) {
+  const Json::Value jRun = answered(objectOf(
+      {{"result_id", 4}, {"task_name", "a"}, {"start_time", 10}, {"stop_time", 17}, {"shell_status", 3 << 8}}));
+  EXPECT_EQ(jRun["result_id"], 4);
+  EXPECT_EQ(jRun["owner_name"], "alice");
+  EXPECT_EQ(jRun["duration"], 7);
+  EXPECT_EQ(jRun["outcome"], "failed");
+  EXPECT_EQ(jRun["outcome_text"], "exit 3");
+  EXPECT_EQ(answered(objectOf({{"task_name", "a"}, {"start_time", 10}}))["outcome"], "running");
+}
+
+TEST(RunAnswers, OneStoppedRunIsAnObjectAndSeveralAreAnArray) {
+  const Json::Value jRun = objectOf({{"result_id", 4}, {"task_name", "a"}});
+  EXPECT_EQ(stoppedForPrograms({jRun}, {})["result_id"], 4);
+  const Json::Value jRuns = stoppedForPrograms({jRun, jRun}, {});
+  ASSERT_TRUE(jRuns.isArray());
+  EXPECT_EQ(jRuns.size(), 2U);
+}
+
+TEST(RunAnswers, DifferenceOfScriptsTellsWhetherTheyAreEqual) {
+  const Json::Value jLeft = objectOf({{"result_id", 1}});
+  const Json::Value jRight = objectOf({{"result_id", 2}});
+  EXPECT_EQ(scriptDifferenceForPrograms(jLeft, jRight, "-a\n+b\n"),
+            objectOf({{"left", 1}, {"right", 2}, {"same", false}, {"difference", "-a\n+b\n"}}));
+  EXPECT_EQ(scriptDifferenceForPrograms(jLeft, jRight, "")["same"], true);
+}
+
+TEST(RunAnswers, PrunedRunsAndOutputHaveTheirSizes) {
+  PruneResult result;
+  result.vecRuns = {{objectOf({{"result_id", 4}, {"task_name", "a"}}), "a", 10, 100}};
+  result.vecOutputs = {{Json::Value(), "b~1", 20, 23}};
+  result.vecProblems = {"cannot remove c"};
+  const Json::Value jOut = pruneForPrograms(result, true);
+  EXPECT_EQ(jOut["dry_run"], true);
+  EXPECT_EQ(jOut["runs"][0], objectOf({{"result_id", 4}, {"task_name", "a"}, {"start_time", 10}, {"bytes", 100U}}));
+  EXPECT_EQ(jOut["outputs"][0],
+            objectOf({{"result_id", Json::Value()}, {"task_name", "b~1"}, {"start_time", 20}, {"bytes", 23U}}));
+  EXPECT_EQ(jOut["bytes"], 123U);
+  EXPECT_EQ(jOut["problems"][0], "cannot remove c");
+}
+
+TEST(RunAnswers, StartInTheBackgroundHasTheUnitOrTheProcess) {
+  ExecutionRequest request;
+  request.strName = "bootup";
+  EXPECT_EQ(startForPrograms(request, {"eorva-x.service", 0}),
+            objectOf({{"event", "bootup"}, {"unit", "eorva-x.service"}}));
+  request.blByEvent = false;
+  EXPECT_EQ(startForPrograms(request, {"", 7}), objectOf({{"task", "bootup"}, {"pid", 7}}));
+}
+
+TEST(RunAnswers, ExecutionWithoutRunsHasEmptyLists) {
+  const ExecutionPlan plan;
+  ExecutionRequest request;
+  request.strName = "bootup";
+  EXPECT_EQ(executionForPrograms(request, Progress(plan), {}),
+            objectOf({{"event", "bootup"}, {"runs", Json::arrayValue}, {"not_started", Json::arrayValue}}));
 }

@@ -4,10 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "common/answers/server_answers.h"
-#include "common/state/state_change.h"
 #include "common/tasks/task_graph.h"
-#include "fresh_host.h"
 
 using namespace Host;
 
@@ -32,7 +29,7 @@ std::string compact(const Json::Value& jValue) {
 
 }  // namespace
 
-TEST(TaskAnswers, NamesStandBesideWhatIsStored) {
+TEST(TaskAnswers, NamesStandBesideTheStoredMembers) {
   const Json::Value jOut = taskForPrograms(task("b", "nightly", "[a][x y]"));
   EXPECT_EQ(jOut["owner"], 0);
   EXPECT_EQ(jOut["owner_name"], "root");
@@ -58,12 +55,4 @@ TEST(TaskAnswers, AGraphHasTheTasksOfOneEvent) {
   ASSERT_EQ(jOut.size(), 2U);
   EXPECT_EQ(compact(jOut[0]["needed_by"]), "b ");
   EXPECT_TRUE(jOut[1]["needed_by"].isArray() && jOut[1]["needed_by"].empty());
-}
-
-TEST(StateAnswers, ADifferenceIsListsOfNames) {
-  const Json::Value jOut = differenceForPrograms({{"a"}, {"b", "c"}, {}, {"stop_grace"}}, true);
-  EXPECT_EQ(jOut["applied"], true);
-  EXPECT_EQ(compact(jOut["changed"]), "b c ");
-  EXPECT_TRUE(jOut["deleted"].isArray() && jOut["deleted"].empty());
-  EXPECT_EQ(compact(jOut["configuration"]), "stop_grace ");
 }

@@ -1,9 +1,8 @@
 /// Values are checked before they are set, and the settings file has one grammar.
 
-#include "common/config/change_config.h"
-
 #include <gmock/gmock.h>
 
+#include "common/config/configuration.h"
 #include "common/config/settings.h"
 #include "common/config/settings_file.h"
 #include "common/store/session.h"

@@ -82,7 +82,7 @@ Json::Value taskOf(const std::string& strScript) {
 
 }  // namespace
 
-TEST_F(Configuration, TwoWhoChangeDifferentSettingsLoseNothing) {
+TEST_F(Configuration, TwoChangesOfDifferentSettingsAreBothKept) {
   pid_t pidFirst = -1;
   pid_t pidSecond = -1;
   {

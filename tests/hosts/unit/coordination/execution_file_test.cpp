@@ -68,7 +68,7 @@ TEST_F(ExecutionFiles, TellAllThatWasNoted) {
   EXPECT_THAT(m_file->update(), ElementsAre(PID));
   EXPECT_THAT(m_file->update(), IsEmpty());
   for (const ExecutionNotes& notes : {m_file->notes(), liveExecutions().at(0).notes}) {
-    EXPECT_EQ(notes.iLastResult, 7);
+    EXPECT_EQ(notes.iLastRun, 7);
     EXPECT_EQ(notes.iFiring, 3);
     EXPECT_EQ(notes.strGroup, "/sys/fs/cgroup/a b");
     EXPECT_EQ(notes.groupOf(PID), "/sys/fs/cgroup/a b/run-11");
@@ -128,7 +128,7 @@ TEST_F(ExecutionFiles, LineBehindATornOneIsTaken) {
   EXPECT_EQ(m_file->notes().children(), std::set<pid_t>{PID});
 }
 
-TEST_F(ExecutionFiles, WhatIsNoLineOrNoNumberMakesNoRun) {
+TEST_F(ExecutionFiles, OtherTextThanLinesWithNumbersMakesNoRun) {
   append("end 6ending 61\nrun 7x 1\nodd 8\nend -3 0\n");
   m_file->update();
   EXPECT_THAT(m_file->notes().children(), IsEmpty());
@@ -259,7 +259,7 @@ TEST_F(ExecutionFiles, EndedExecutionIsSettledByOneCommand) {
   EXPECT_THAT(endedExecutions(), IsEmpty());
 }
 
-TEST_F(ExecutionFiles, EndedExecutionIsSettledAlsoBesideThoseWhoOnlyLook) {
+TEST_F(ExecutionFiles, EndedExecutionIsSettledAlsoBesideReaders) {
   UniqueFd reader(open(m_file->path().c_str(), O_RDONLY | O_CLOEXEC));
   m_file.reset();
   ASSERT_EQ(flock(reader.get(), LOCK_SH | LOCK_NB), 0);

@@ -81,7 +81,7 @@ TEST_F(StartTickets, NamesOfOtherFilesAreNone) {
   EXPECT_THROW(StartTicket(nameOf(1), {}), Failure);
 }
 
-TEST_F(StartTickets, AThousandAreTakenOnceByFourWhoTry) {
+TEST_F(StartTickets, AThousandAreTakenOnceByFourTakers) {
   for (int i = 0; i < TICKETS; ++i) {
     const StartTicket ticket(nameOf(i), {});
   }

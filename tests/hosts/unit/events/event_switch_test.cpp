@@ -4,9 +4,12 @@
 
 #include <gmock/gmock.h>
 
+#include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
+#include "fake_systemctl.h"
 #include "fresh_host.h"
+#include "stored.h"
 
 using namespace Host;
 using testing::HasSubstr;
@@ -50,9 +53,32 @@ TEST_F(EventSwitch, EventThatNothingInstalledFiresHasNoState) {
 }
 
 TEST_F(EventSwitch, EventIsKnownFromATaskOrFromTheCatalogue) {
-  Json::Value jTasks(Json::arrayValue);
-  jTasks.append(objectOf({{"event", "mine"}}));
-  EXPECT_EQ("", failureOf([&] { requireEvent(jTasks, "mine"); }));
-  EXPECT_EQ("", failureOf([&] { requireEvent(jTasks, "bootup"); }));
-  EXPECT_THAT(failureOf([&] { requireEvent(jTasks, "mien"); }), HasSubstr("did you mean \"mine\"?"));
+  Session session(Session::Store::CREATE);
+  HostTest::addTask(session, "a", "true", objectOf({{"event", "mine"}}));
+  EXPECT_EQ("", failureOf([&] { requireEvent(session, "mine"); }));
+  EXPECT_EQ("", failureOf([&] { requireEvent(session, "bootup"); }));
+  EXPECT_THAT(failureOf([&] { requireEvent(session, "mien"); }), HasSubstr("did you mean \"mine\"?"));
+}
+
+TEST_F(EventSwitch, UnitOfAnEnabledEventIsStartedUnlessThatFiresTheEvent) {
+  const HostTest::FakeSystemctl systemctl("exit 0\n");
+  const std::vector<Event> vecEvents = requireSwitchable({"weekly", "bootup"});
+  enableEvent(vecEvents[0]);
+  enableEvent(vecEvents[1]);
+  EXPECT_EQ(
+      "--quiet enable -- eorva-weekly.timer\nstart -- eorva-weekly.timer\n--quiet enable -- eorva-bootup.service\n",
+      HostTest::FakeSystemctl::calls());
+}
+
+TEST_F(EventSwitch, UnitOfADisabledEventIsStopped) {
+  const HostTest::FakeSystemctl systemctl("exit 0\n");
+  disableEvent(requireSwitchable({"weekly"}).front());
+  EXPECT_EQ("--quiet disable -- eorva-weekly.timer\nstop -- eorva-weekly.timer\n", HostTest::FakeSystemctl::calls());
+}
+
+TEST_F(EventSwitch, RefusalOfSystemdIsToldWithItsWords) {
+  const HostTest::FakeSystemctl systemctl("echo 'not today' >&2; exit 1\n");
+  const Event event = requireSwitchable({"weekly"}).front();
+  EXPECT_THAT(failureOf([&] { enableEvent(event); }), HasSubstr("not today"));
+  EXPECT_THAT(failureOf([&] { disableEvent(event); }), HasSubstr("not today"));
 }

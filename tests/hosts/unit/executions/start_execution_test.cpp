@@ -84,7 +84,7 @@ TEST_F(StartExecution, RunsATaskAndTellsHowItWent) {
   EXPECT_EQ(progress.failedRuns().size(), 1U);
 }
 
-TEST_F(StartExecution, RefusesWhatIsNotThere) {
+TEST_F(StartExecution, RefusesUnknownEventsAndTasks) {
   m_request.strName = "no-such-event";
   EXPECT_THROW(checkRequest(m_request, false), Failure);
   m_request.strName = "bootup";

@@ -73,7 +73,7 @@ protected:
 
   /// An execution whose children were these.
   void end(const ExecutionPlan& plan, const std::vector<pid_t>& vecChildren, bool blOverBudget = false) {
-    ExecutionFile file(plan.iLastResult, plan.iFiring);
+    ExecutionFile file(plan.iLastRun, plan.iFiring);
     for (const pid_t pid : vecChildren) {
       file.noteRun(pid, std::chrono::seconds(0));
     }
@@ -149,7 +149,7 @@ TEST_F(Firings, ReasonsThatAnOlderVersionStoredAreStillRead) {
   EXPECT_EQ("", text("off"));
 }
 
-TEST_F(Firings, RunThatWasAliveStaysTheReasonAndWhatWaitedWasNotStarted) {
+TEST_F(Firings, RunThatWasAliveStaysTheReasonAndItsDependantsWereNotStarted) {
   addTask("slow");
   addTask("after", "[slow]");
   const std::string strSelf = std::to_string(getpid());
@@ -174,7 +174,7 @@ TEST_F(Firings, RunThatWasMetLaterIsTheReason) {
   addRun("it", "5000", "77");
   const ExecutionPlan plan = fire();
   addRun("first", "1001", "4001");
-  ExecutionFile file(plan.iLastResult, plan.iFiring);
+  ExecutionFile file(plan.iLastRun, plan.iFiring);
   file.noteRun(4001, std::chrono::seconds(0));
   file.noteInTheWay(1);
   EXPECT_THAT(why("it"), ElementsAre("not_started", "refused")) << "while it is under way";
@@ -239,6 +239,6 @@ TEST_F(Firings, TasksRunWhenTheFiringCannotBeRecorded) {
   const ExecutionPlan plan = fire();
   EXPECT_EQ(0, plan.iFiring);
   EXPECT_EQ(1U, plan.vecTasks.size());
-  EXPECT_THAT(plan.vecWarnings, ElementsAre(HasSubstr("for 'eorva explain'")));
+  EXPECT_THAT(plan.vecWarnings, ElementsAre(HasSubstr("cannot record which tasks")));
   EXPECT_EQ("0", count("firing")) << "all of it or nothing";
 }

@@ -132,7 +132,7 @@ protected:
 /// The file of a living execution that has noted a run.
 class Execution : public ExecutionFile {
 public:
-  explicit Execution(pid_t pid, Json::Int64 iLastResult = 0) : ExecutionFile(iLastResult, Json::Int64{0}) {
+  explicit Execution(pid_t pid, Json::Int64 iLastRun = 0) : ExecutionFile(iLastRun, Json::Int64{0}) {
     noteRun(pid, std::chrono::seconds(0));
   }
 };

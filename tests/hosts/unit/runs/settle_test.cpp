@@ -141,7 +141,7 @@ TEST_F(TrueEnd, IsThatOfTheTaskWhenItIsItsNewestRun) {
 
 TEST_F(TrueEnd, RunsThatAreNotOfTheExecutionAreLeftAlone) {
   HostTest::addRun(*m_session, "a", NO_PROCESS);
-  m_notes.iLastResult = 1;
+  m_notes.iLastRun = 1;
   addEnd(0);
   HostTest::addRun(*m_session, "a", NO_PROCESS + 1);
   HostTest::changeRun(*m_session, 2, objectOf({{"boot_id", "another"}, {"start_ticks", 1}}));

@@ -59,7 +59,7 @@ protected:
 
 }  // namespace
 
-TEST_F(EventLogs, WhatComesIsGivenOnce) {
+TEST_F(EventLogs, NewEventsAreGivenOnce) {
   append(line("a") + line("b") + line("c"));
   EventLog log({2, std::nullopt, "enu"});
   EXPECT_THAT(about(log.read()), ElementsAre("b", "c"));
@@ -159,7 +159,7 @@ TEST_F(EventLogs, ALineThatWasTakenBackIsNotGiven) {
   EXPECT_THAT(about(log.readNew()), ElementsAre("c"));
 }
 
-TEST_F(EventLogs, TheTimeHoldsForWhatComesToo) {
+TEST_F(EventLogs, TheTimeAppliesToNewEventsToo) {
   append(line("a", 10) + line("b", 20));
   EventLog log({0, 20, "enu"});
   EXPECT_THAT(about(log.read()), ElementsAre("b"));

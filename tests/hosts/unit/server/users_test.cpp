@@ -12,7 +12,7 @@ TEST(Users, NamesComeBeforeNumbers) {
   EXPECT_EQ("root", userName(0));
 }
 
-TEST(Users, WhatIsNeitherIsNotFound) {
+TEST(Users, OtherTextsAreNotFound) {
   for (const char* szUser : {"", "no such user", "-1", "12x", "01000", "4294967296"}) {
     EXPECT_EQ(std::nullopt, findUser(szUser)) << szUser;
   }

@@ -8,6 +8,7 @@
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "fresh_host.h"
+#include "remedy.h"
 #include "support/files.h"
 
 using namespace Host;
@@ -43,7 +44,7 @@ protected:
 
 }  // namespace
 
-TEST_F(Apply, TellsWhatWouldChange) {
+TEST_F(Apply, TellsTheChanges) {
   const ApplyPlan first = plan(ONE_TASK);
   EXPECT_THAT(first.difference.vecCreated, ElementsAre("a"));
   EXPECT_THAT(apply(first), IsEmpty());
@@ -60,6 +61,12 @@ TEST_F(Apply, TellsEverythingThatIsWrongAtOnce) {
   EXPECT_THAT(strWhy, HasSubstr("stop_grace must be a number"));
   EXPECT_THAT(strWhy, HasSubstr("task \"a\": event: "));
   EXPECT_THAT(whyNot("{"), HasSubstr("it.yaml is not applied:\n  "));
+}
+
+TEST_F(Apply, AnUnknownEventHasARemedy) {
+  const std::string strUnknown = "version: 1\ntasks:\n  a: {event: mine, owner: root, script: exit 0}\n...\n";
+  EXPECT_EQ(HostTest::remedyFor([&] { plan(strUnknown, false, AllowedEvents::CATALOGUE); }), Hint::ALLOW_ANY_EVENT);
+  EXPECT_EQ(HostTest::remedyFor([] { plan("version: 2\n...\n", false, AllowedEvents::CATALOGUE); }), Hint::NONE);
 }
 
 TEST_F(Apply, ADocumentWithoutTasksDeletesNone) {

@@ -83,14 +83,3 @@ TEST_F(Restore, IsRefusedWhileATaskMayStillBeStarted) {
   EXPECT_THROW(restore(m_strBackup, Owners::THE_SAME), Failure);
   EXPECT_EQ(taskCount(), 2U);
 }
-
-TEST(Initialize, CreatesWhatIsMissingAndKeepsWhatExists) {
-  HostTest::freshHost();
-  initialize("");
-  OrvaTest::writeFile(CONFIG_PATH, R"({"other":[],"eorvascheduler":{"type":"eorvascheduler","output_path":"logs"}})");
-  const std::string strBefore = OrvaTest::readFile(CONFIG_PATH);
-  initialize("");
-  EXPECT_EQ(OrvaTest::readFile(CONFIG_PATH), strBefore);
-  EXPECT_TRUE(OrvaTest::fileExists(DATABASE_PATH));
-  EXPECT_THROW(initialize("no-such-share"), Failure);
-}

@@ -91,7 +91,7 @@ TEST(StateDocument, InJsonCutOffAtAnyByteIsRefused) {
   EXPECT_GE(refusedPieces(strText, smallState()), strText.size() - 2);
 }
 
-TEST(StateDocument, WithoutAnEndSaysWhatToDo) {
+TEST(StateDocument, WithoutAnEndSuggestsTheRemedy) {
   EXPECT_EQ(whyRefused("version: 1\ntasks: {}\n"),
             "line 3: the document ends without the line \"...\" and may be incomplete; add the line if it is "
             "complete");

@@ -159,7 +159,7 @@ TEST_F(ControlGroups, LimitTheNumberOfProcesses) {
   EXPECT_THAT(group().members(), ElementsAre(pid));
 }
 
-TEST_F(FilesOfAGroup, TellWhatWasUsed) {
+TEST_F(FilesOfAGroup, TellTheUse) {
   write("cpu.stat", "usage_usec 1234567\nuser_usec 1000000\nsystem_usec 234567\n");
   write("memory.peak", "8589934592\n");
   write("io.stat",
@@ -194,7 +194,7 @@ TEST_F(FilesOfAGroup, GetTheLimitWhereThereIsOne) {
   EXPECT_THROW(m_group.limitProcesses(5), Failure);
 }
 
-TEST_F(FilesOfAGroup, PassOnOnlyWhatDoesNotChangeTheScheduling) {
+TEST_F(FilesOfAGroup, PassOnOnlyControllersThatDoNotChangeTheScheduling) {
   write("cgroup.controllers", "cpuset cpu hugetlb\n");
   write("cgroup.subtree_control", "");
   m_group.passOnControllers();

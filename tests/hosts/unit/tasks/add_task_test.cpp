@@ -82,7 +82,7 @@ TEST_F(NewTask, IsStoredWithAWarningForAScriptThatHardlyRuns) {
   EXPECT_TRUE(stored("a").isObject());
 }
 
-TEST_F(NewTask, LikeAnotherOneDiffersInWhatWasChanged) {
+TEST_F(NewTask, CopyDiffersInTheGivenMembers) {
   addTask(request("a"), AllowedEvents::ANY);
   Json::Value jChanges(Json::objectValue);
   jChanges["time_limit"] = 60;

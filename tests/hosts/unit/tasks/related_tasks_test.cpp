@@ -48,17 +48,17 @@ protected:
 }  // namespace
 
 TEST_F(RelatedTasks, NearAndFarInEachDirection) {
-  EXPECT_THAT(names("c", Relation::NEEDS), ElementsAre("a", "b"));
-  EXPECT_THAT(names("a", Relation::NEEDED_BY), ElementsAre("b", "c"));
+  EXPECT_THAT(names("c", Relation::WAITS_FOR), ElementsAre("a", "b"));
+  EXPECT_THAT(names("a", Relation::DEPENDANTS), ElementsAre("b", "c"));
   EXPECT_THAT(names("b", Relation::CANDIDATES), ElementsAre("d"));
 }
 
 TEST_F(RelatedTasks, ACircleOrAMissingTaskIsToldAndNotWalked) {
-  EXPECT_THROW(names("x", Relation::NEEDS), Failure);
+  EXPECT_THROW(names("x", Relation::WAITS_FOR), Failure);
   add("e", "[f]");
   add("f", "[e]");
   try {
-    names("e", Relation::NEEDED_BY);
+    names("e", Relation::DEPENDANTS);
     FAIL() << "walked through a circle";
   } catch (const Failure& failure) {
     EXPECT_THAT(failure.what(), testing::HasSubstr("e -> f -> e"));

@@ -64,7 +64,7 @@ protected:
     ASSERT_EQ(recDelete(m_pSession->tasks(), jIn, m_pSession->db()), 0);
   }
 
-  std::string needsOf(const std::string& strTask) { return textOf(findTask(*m_pSession, strTask), "depend_on_task"); }
+  std::string waitsFor(const std::string& strTask) { return textOf(findTask(*m_pSession, strTask), "depend_on_task"); }
 
   /// Why the right is refused; empty when it is not.
   std::string whyNot(const std::vector<std::string>& vecNames) {
@@ -112,10 +112,10 @@ TEST_F(SubtreeLocks, AListThatARunWroteBackGetsTheNewNameAgain) {
   const Json::Value jBefore = findTask(*m_pSession, "c");
   rename("a", "d");
   writeBack(jBefore);
-  ASSERT_EQ(needsOf("c"), "[b][a]");
+  ASSERT_EQ(waitsFor("c"), "[b][a]");
   lock.makeSure();
-  EXPECT_EQ(needsOf("c"), "[b][d]");
-  EXPECT_EQ(needsOf("b"), "[d]");
+  EXPECT_EQ(waitsFor("c"), "[b][d]");
+  EXPECT_EQ(waitsFor("b"), "[d]");
 }
 
 TEST_F(SubtreeLocks, AListThatARunWroteBackLosesADeletedTaskAgain) {
@@ -125,6 +125,6 @@ TEST_F(SubtreeLocks, AListThatARunWroteBackLosesADeletedTaskAgain) {
   remove("a");
   writeBack(jBefore);
   lock.makeSure();
-  EXPECT_EQ(needsOf("c"), "[b]");
-  EXPECT_EQ(needsOf("b"), "");
+  EXPECT_EQ(waitsFor("c"), "[b]");
+  EXPECT_EQ(waitsFor("b"), "");
 }

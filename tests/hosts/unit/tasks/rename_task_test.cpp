@@ -224,7 +224,7 @@ TEST_F(ChangeOfName, KilledBetweenItsHalvesIsFoundAndMended) {
   checkUnfinishedRenames(session, findings);
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].strSubject, "it");
-  EXPECT_THAT(findingText(findings[0]), HasSubstr("output of \"it\" lies in /srv/kept/other"));
+  EXPECT_THAT(findingText(findings[0]), HasSubstr("output of \"it\" is in /srv/kept/other"));
   EXPECT_EQ(findingAdvice(findings[0]), "eorva check --repair");
   EXPECT_EQ(finishRenames(session).size(), 1U);
   EXPECT_EQ(state(), "it /it");
@@ -232,7 +232,7 @@ TEST_F(ChangeOfName, KilledBetweenItsHalvesIsFoundAndMended) {
   EXPECT_TRUE(findUnfinishedRenames(session).empty());
 }
 
-TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithWhatToType) {
+TEST_F(ChangeOfName, OutputThatCannotGoBackByItselfIsNamedWithACommand) {
   std::filesystem::rename("/srv/kept/it", "/srv/kept/other");
   std::filesystem::create_directories("/srv/kept/it/2000");
   Session session;

@@ -17,7 +17,7 @@ std::string cannotRun(const std::string& strProgram) {
 
 }  // namespace
 
-TEST(ScriptWarnings, AreNotGivenForWhatRuns) {
+TEST(ScriptWarnings, AreNotGivenForRunnableScripts) {
   for (const char* szScript :
        {"true\n", "#!/bin/sh\ntrue\n", "#! /bin/sh -e\ntrue\n", "#!/usr/bin/env sh\ntrue\n",
         "#!/usr/bin/env -S sh -e\ntrue\n", "#!/usr/bin/env -S A=1 sh -e\ntrue\n", "printf 'a\rb'\n", "# \xC3\xA4\n"}) {
@@ -34,7 +34,7 @@ TEST(ScriptWarnings, NameTheInterpreterThatIsMissing) {
   EXPECT_THAT(warnAboutScript("#!\ntrue\n"), ElementsAre(cannotRun("?")));
 }
 
-TEST(ScriptWarnings, DoNotGuessWhatEnvWillDo) {
+TEST(ScriptWarnings, DoNotGuessTheEffectOfEnv) {
   for (const char* szScript : {"#!/usr/bin/env -i no-such-program\n", "#!/usr/bin/env -S -i no-such-program\n",
                                "#!/usr/bin/env A=1 no-such-program\n", "#!/usr/bin/env -S ${SHELL}\n"}) {
     EXPECT_THAT(warnAboutScript(szScript), IsEmpty()) << szScript;
@@ -48,7 +48,7 @@ TEST(ScriptWarnings, TellWhereEditorsOfOtherSystemsWereAtWork) {
               ElementsAre("the script begins with a byte order mark; remove it, or \"#!\" does not work"));
 }
 
-TEST(ScriptWarnings, TellWhatNoShellReads) {
+TEST(ScriptWarnings, NameTextsThatNoShellReads) {
   EXPECT_THAT(warnAboutScript(" \n\t\n"), ElementsAre("the script is empty"));
   EXPECT_THAT(warnAboutScript(std::string("a\0b\n", 4)),
               ElementsAre("the script contains a NUL byte (byte 2), which a shell skips"));

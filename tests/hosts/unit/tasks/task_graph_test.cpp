@@ -49,10 +49,10 @@ protected:
     vecNames.resize(2 + random() % 5);
     Json::Value jTasks(Json::arrayValue);
     for (const std::string& strName : vecNames) {
-      std::vector<std::string> vecNeeds;
-      for (const std::string& strNeed : vecNames) {
-        if (strNeed != strName && random() % 4 == 0) {
-          vecNeeds.push_back(strNeed);
+      std::vector<std::string> vecWaitsFor;
+      for (const std::string& strAwaited : vecNames) {
+        if (strAwaited != strName && random() % 4 == 0) {
+          vecWaitsFor.push_back(strAwaited);
         }
       }
       Json::Value jTask(Json::objectValue);
@@ -60,7 +60,7 @@ protected:
       jTask["event"] = "bootup";
       jTask["owner"] = 0;
       jTask["enable"] = true;
-      jTask["depend_on_task"] = writeDependencyList(vecNeeds);
+      jTask["depend_on_task"] = writeDependencyList(vecWaitsFor);
       jTasks.append(jTask);
     }
     return jTasks;

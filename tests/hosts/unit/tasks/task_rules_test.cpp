@@ -25,11 +25,11 @@ Json::Value parse(const std::string& strText) {
   return jValue;
 }
 
-Json::Value stored(const std::string& strName, const std::vector<std::string>& vecNeeds) {
+Json::Value stored(const std::string& strName, const std::vector<std::string>& vecWaitsFor) {
   Json::Value jTask = parse(R"({"event":"nightly","owner":0,"operation":"exit 0\n"})");
   jTask["task_name"] = strName;
   Host::fillDefaults(jTask);
-  jTask["depend_on_task"] = Host::writeDependencyList(vecNeeds);
+  jTask["depend_on_task"] = Host::writeDependencyList(vecWaitsFor);
   return jTask;
 }
 
@@ -41,8 +41,8 @@ protected:
     OrvaTest::installShareFiles();
   }
 
-  void add(const std::string& strName, const std::vector<std::string>& vecNeeds = {}) {
-    m_jTasks.append(stored(strName, vecNeeds));
+  void add(const std::string& strName, const std::vector<std::string>& vecWaitsFor = {}) {
+    m_jTasks.append(stored(strName, vecWaitsFor));
   }
 
   // Texts "MEMBER: REASON" of what is wrong when members of a task are changed.
@@ -132,7 +132,7 @@ TEST_F(ChangedTask, NullIsNoMember) {
   EXPECT_THAT(errors("pack", R"({"description":null})"), ElementsAre("description: must be a string"));
 }
 
-TEST_F(ChangedTask, TaskDoesNotMoveAwayFromWhatItWaitsFor) {
+TEST_F(ChangedTask, TaskDoesNotMoveAwayFromTheTasksThatItWaitsFor) {
   add("pack");
   add("verify", {"pack"});
   EXPECT_THAT(

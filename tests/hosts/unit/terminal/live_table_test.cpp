@@ -33,7 +33,7 @@ TEST(DisplayWidth, CutsBetweenCharacters) {
   EXPECT_EQ(Host::cutToWidth("abc", 0), "");
 }
 
-TEST(LiveTable, WhatFitsIsShownAsItIs) {
+TEST(LiveTable, TableThatFitsIsShownUnchanged) {
   EXPECT_THAT(
       drawLiveTable({row("one"), row("longer")}, 80, 3),
       ElementsAre("TASK   OWNER SINCE               TIME STATE", "one    alice 2026-11-21 10:20:30  3 s running",
@@ -63,7 +63,7 @@ TEST(LiveTable, ThereAreNoMoreLinesThanThereIsRoomFor) {
   EXPECT_EQ(drawLiveTable(vecRows, 80, 0).size(), 26U);
 }
 
-TEST(LiveTable, WhatRunsAndWhatFailedIsShownFirst) {
+TEST(LiveTable, RunningAndFailedTasksAreShownFirst) {
   const std::vector<LiveRow> vecRows = {row("done", Rank::DONE), row("failed", Rank::FAILED),
                                         row("running", Rank::RUNNING), row("waiting")};
   const auto taskOf = [](const std::string& strLine) { return strLine.substr(0, strLine.find(' ')); };

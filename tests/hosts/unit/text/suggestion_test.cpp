@@ -28,7 +28,7 @@ TEST(Suggestion, NothingIsGuessedWhereNothingIsLikeIt) {
   EXPECT_EQ(Host::didYouMean(std::string(100000, 'a'), {std::string(100000, 'b')}), "");
 }
 
-TEST(Suggestion, WhatIsEquallyLikeIsNamedTogether) {
+TEST(Suggestion, EquallySimilarNamesAreSuggestedTogether) {
   EXPECT_EQ(Host::didYouMean("task3", {"task1", "other", "task2"}), "; did you mean \"task1\" or \"task2\"?");
   EXPECT_EQ(Host::didYouMean("task9", {"task1", "task2", "task3", "task4"}),
             "; did you mean \"task1\" or \"task2\" or \"task3\"?");

@@ -1,4 +1,4 @@
-#include "output_folder.h"
+#include "output_place.h"
 
 #include <algorithm>
 #include <array>
@@ -37,7 +37,7 @@ void checkGuarded(const UniqueFd& fd, const std::string& strPath) {
 }
 
 void checkOneStep(const std::string& strTask) {
-  if (!OutputFolder::isFolderName(strTask)) {
+  if (!OutputPlace::isFolderName(strTask)) {
     throw Failure(
         fmt::format("the task \"{}\" cannot have an output folder: its name is not a valid folder name", strTask));
   }
@@ -45,41 +45,41 @@ void checkOneStep(const std::string& strTask) {
 
 }  // namespace
 
-std::optional<OutputFolder> OutputFolder::resolve(const std::string& strOutput) {
-  const std::string strShare = strOutput.substr(0, strOutput.find('/'));
+std::optional<OutputPlace> OutputPlace::resolve(const std::string& strPlace) {
+  const std::string strShare = strPlace.substr(0, strPlace.find('/'));
   std::array<char, PATH_MAX> szPath{};
   if (strShare.empty() || ORVASharePathGet(strShare.c_str(), szPath.data(), static_cast<int>(szPath.size())) < 0) {
     return std::nullopt;
   }
-  OutputFolder folder;
-  folder.m_strSharePath = szPath.data();
-  folder.m_strInside = strOutput.size() > strShare.size() ? strOutput.substr(strShare.size() + 1) : std::string();
-  folder.m_strPath = folder.m_strSharePath + (folder.m_strInside.empty() ? "" : "/" + folder.m_strInside);
-  return folder;
+  OutputPlace place;
+  place.m_strSharePath = szPath.data();
+  place.m_strInside = strPlace.size() > strShare.size() ? strPlace.substr(strShare.size() + 1) : std::string();
+  place.m_strPath = place.m_strSharePath + (place.m_strInside.empty() ? "" : "/" + place.m_strInside);
+  return place;
 }
 
-OutputFolder OutputFolder::of(const std::string& strOutput) {
-  std::optional<OutputFolder> folder = resolve(strOutput);
-  if (!folder) {
-    const std::string strShare = strOutput.substr(0, strOutput.find('/'));
-    throw Failure(fmt::format("the output folder \"{}\" cannot be used: the share \"{}\": {}", strOutput, strShare,
+OutputPlace OutputPlace::of(const std::string& strPlace) {
+  std::optional<OutputPlace> place = resolve(strPlace);
+  if (!place) {
+    const std::string strShare = strPlace.substr(0, strPlace.find('/'));
+    throw Failure(fmt::format("the output folder \"{}\" cannot be used: the share \"{}\": {}", strPlace, strShare,
                               whyShareUnusable(strShare)));
   }
-  return *folder;
+  return *place;
 }
 
-std::optional<std::string> OutputFolder::configuredOutput() {
+std::optional<std::string> OutputPlace::enabledPath() {
   const Json::Value jConfig = schedulerConfig();
   const bool blKept = jConfig.isMember("output_path") && boolOf(jConfig, "enable_output", true);
   return blKept ? std::optional<std::string>(textOf(jConfig, "output_path")) : std::nullopt;
 }
 
-std::optional<OutputFolder> OutputFolder::configured() {
-  const std::optional<std::string> output = configuredOutput();
-  return output ? std::optional<OutputFolder>(of(*output)) : std::nullopt;
+std::optional<OutputPlace> OutputPlace::enabled() {
+  const std::optional<std::string> path = enabledPath();
+  return path ? std::optional<OutputPlace>(of(*path)) : std::nullopt;
 }
 
-std::optional<OutputFolder> OutputFolder::place() {
+std::optional<OutputPlace> OutputPlace::configured() {
   const Json::Value jConfig = schedulerConfig();
   if (!jConfig.isMember("output_path")) {
     return std::nullopt;
@@ -87,25 +87,25 @@ std::optional<OutputFolder> OutputFolder::place() {
   return of(textOf(jConfig, "output_path"));
 }
 
-std::vector<OutputFolder> OutputFolder::places(std::vector<std::string>& vecUnknown) {
-  std::vector<OutputFolder> vecPlaces;
-  for (const std::string& strOutput : outputPlaces(schedulerConfig())) {
-    if (std::optional<OutputFolder> folder = resolve(strOutput)) {
-      vecPlaces.push_back(std::move(*folder));
+std::vector<OutputPlace> OutputPlace::places(std::vector<std::string>& vecUnknown) {
+  std::vector<OutputPlace> vecPlaces;
+  for (const std::string& strPlace : outputPlaces(schedulerConfig())) {
+    if (std::optional<OutputPlace> place = resolve(strPlace)) {
+      vecPlaces.push_back(std::move(*place));
     } else {
-      vecUnknown.push_back(strOutput);
+      vecUnknown.push_back(strPlace);
     }
   }
   return vecPlaces;
 }
 
-std::vector<OutputFolder> OutputFolder::placesOf(const std::string& strTask) {
+std::vector<OutputPlace> OutputPlace::placesOf(const std::string& strTask) {
   std::vector<std::string> vecUnknown;
-  return isFolderName(strTask) && place() ? places(vecUnknown) : std::vector<OutputFolder>();
+  return isFolderName(strTask) && configured() ? places(vecUnknown) : std::vector<OutputPlace>();
 }
 
 /// Opens folder by folder, from the share inwards. The path of the share itself may contain links.
-UniqueFd OutputFolder::openBase(bool blCreate) const {
+UniqueFd OutputPlace::openChecked(bool blCreate) const {
   UniqueFd fd(open(m_strSharePath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!fd.isOpen()) {
     failErrno("open", m_strSharePath);
@@ -129,48 +129,48 @@ UniqueFd OutputFolder::openBase(bool blCreate) const {
   return fd;
 }
 
-bool OutputFolder::isFolderName(const std::string& strTask) {
+bool OutputPlace::isFolderName(const std::string& strTask) {
   return !strTask.empty() && strTask != "." && strTask != ".." && strTask.find('/') == std::string::npos;
 }
 
-std::map<std::string, std::string> OutputFolder::prepare(const std::map<std::string, uid_t>& mapOwners) const {
+std::map<std::string, std::string> OutputPlace::prepare(const std::map<std::string, uid_t>& mapOwners) const {
   std::map<std::string, std::string> mapAside;
-  const UniqueFd base = openBase(true);
+  const UniqueFd folder = openChecked(true);
   for (const auto& [strTask, owner] : mapOwners) {
     checkOneStep(strTask);
-    if (const std::string strAside = prepareAt(base, strTask, owner, m_strPath); !strAside.empty()) {
+    if (const std::string strAside = prepareAt(folder, strTask, owner, m_strPath); !strAside.empty()) {
       mapAside[strTask] = strAside;
     }
   }
   return mapAside;
 }
 
-std::string OutputFolder::moveAside(const std::string& strTask) const {
+std::string OutputPlace::moveAside(const std::string& strTask) const {
   checkOneStep(strTask);
-  const std::optional<UniqueFd> base = openExisting();
-  return base ? moveAsideAt(*base, strTask, m_strPath) : std::string();
+  const std::optional<UniqueFd> folder = openExisting();
+  return folder ? moveAsideAt(*folder, strTask, m_strPath) : std::string();
 }
 
-std::vector<OutputFolder::Move> OutputFolder::rename(const std::string& strTask, const std::string& strNew) const {
+std::vector<OutputPlace::Move> OutputPlace::rename(const std::string& strTask, const std::string& strNew) const {
   checkOneStep(strTask);
   checkOneStep(strNew);
   const std::optional<UniqueFd> existing = openExisting();
   if (!existing) {
     return {};
   }
-  const UniqueFd& base = *existing;
+  const UniqueFd& folder = *existing;
   std::vector<Move> vecMoves;
   const auto move = [&](const std::string& strOld, const std::string& strTo) {
-    renameAt(base, strOld, strTo, m_strPath);
+    renameAt(folder, strOld, strTo, m_strPath);
     vecMoves.emplace_back(strOld, strTo);
   };
   try {
-    for (const std::string& strFolder : foldersAt(base, strTask)) {
+    for (const std::string& strFolder : foldersAt(folder, strTask)) {
       // The output of another task, which had this name.
-      if (strFolder == strTask && hasEntry(base, strNew)) {
-        move(strNew, freeAsideName(base, strNew));
+      if (strFolder == strTask && hasEntry(folder, strNew)) {
+        move(strNew, freeAsideName(folder, strNew));
       }
-      move(strFolder, strFolder == strTask ? strNew : freeAsideName(base, strNew));
+      move(strFolder, strFolder == strTask ? strNew : freeAsideName(folder, strNew));
     }
   } catch (const Failure&) {
     moveBack(vecMoves);
@@ -179,40 +179,40 @@ std::vector<OutputFolder::Move> OutputFolder::rename(const std::string& strTask,
   return vecMoves;
 }
 
-void OutputFolder::moveBack(const std::vector<Move>& vecMoves) const {
-  const std::optional<UniqueFd> base = openExisting();
-  for (auto it = vecMoves.rbegin(); base && it != vecMoves.rend(); ++it) {
-    renameAt(*base, it->second, it->first, m_strPath);
+void OutputPlace::moveBack(const std::vector<Move>& vecMoves) const {
+  const std::optional<UniqueFd> folder = openExisting();
+  for (auto it = vecMoves.rbegin(); folder && it != vecMoves.rend(); ++it) {
+    renameAt(*folder, it->second, it->first, m_strPath);
   }
 }
 
-std::vector<std::string> OutputFolder::foldersOf(const std::string& strTask) const {
-  const std::optional<UniqueFd> base = isFolderName(strTask) ? openExisting() : std::nullopt;
-  return base ? foldersAt(*base, strTask) : std::vector<std::string>();
+std::vector<std::string> OutputPlace::foldersOf(const std::string& strTask) const {
+  const std::optional<UniqueFd> folder = isFolderName(strTask) ? openExisting() : std::nullopt;
+  return folder ? foldersAt(*folder, strTask) : std::vector<std::string>();
 }
 
-std::string OutputFolder::taskOf(const std::string& strFolder) {
+std::string OutputPlace::taskOf(const std::string& strFolder) {
   const std::size_t iTilde = strFolder.rfind('~');
   const bool blAside = iTilde != std::string::npos && iTilde + 1 < strFolder.size() &&
                        strFolder.find_first_not_of("0123456789", iTilde + 1) == std::string::npos;
   return blAside ? strFolder.substr(0, iTilde) : strFolder;
 }
 
-std::optional<UniqueFd> OutputFolder::openExisting() const {
-  return unlessMissing([&] { return openBase(false); });
+std::optional<UniqueFd> OutputPlace::openExisting() const {
+  return unlessMissing([&] { return openChecked(false); });
 }
 
-std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Json::Int64 iStartTime,
-                                                  const char* szFile) const {
+std::optional<UniqueFd> OutputPlace::findRunFile(const std::string& strTask, Json::Int64 iStartTime,
+                                                 const char* szFile) const {
   checkOneStep(strTask);
-  const std::optional<UniqueFd> base = openExisting();
+  const std::optional<UniqueFd> folder = openExisting();
   std::optional<UniqueFd> file;
-  if (!base) {
+  if (!folder) {
     return file;
   }
   // Output of an earlier owner was moved aside when the owner changed.
-  for (const std::string& strFolder : foldersAt(*base, strTask)) {
-    file = findRunFileAt(*base, m_strPath + "/" + strFolder, std::to_string(iStartTime), szFile);
+  for (const std::string& strFolder : foldersAt(*folder, strTask)) {
+    file = findRunFileAt(*folder, m_strPath + "/" + strFolder, std::to_string(iStartTime), szFile);
     if (file) {
       break;
     }
@@ -223,7 +223,7 @@ std::optional<UniqueFd> OutputFolder::findRunFile(const std::string& strTask, Js
 std::string putOutputAside(const std::string& strTask) {
   std::string strText;
   const auto add = [&](const std::string& strPart) { strText += (strText.empty() ? "" : "; ") + strPart; };
-  const auto move = [&](const OutputFolder& place) {
+  const auto move = [&](const OutputPlace& place) {
     try {
       if (const std::string strPath = place.moveAside(strTask); !strPath.empty()) {
         add("is kept in " + strPath);
@@ -234,8 +234,8 @@ std::string putOutputAside(const std::string& strTask) {
   };
   try {
     std::vector<std::string> vecUnknown;
-    const std::vector<OutputFolder> vecPlaces =
-        OutputFolder::isFolderName(strTask) ? OutputFolder::places(vecUnknown) : std::vector<OutputFolder>();
+    const std::vector<OutputPlace> vecPlaces =
+        OutputPlace::isFolderName(strTask) ? OutputPlace::places(vecUnknown) : std::vector<OutputPlace>();
     std::for_each(vecPlaces.begin(), vecPlaces.end(), move);
   } catch (const Failure& error) {
     add(fmt::format("stays where it is: {}", error.what()));

@@ -1,11 +1,14 @@
-#include "default_limits.h"
+#include "service_defaults.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <linux/keyctl.h>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -104,6 +107,15 @@ void setSoftFiles(rlim_t soft) {
   }
 }
 
+/// The form that the kernel wants. The C library keeps two signals for itself: its own functions do not reset them, and
+/// its system() leaves them ignored.
+struct KernelAction {
+  void (*pfnHandler)(int);
+  unsigned long iFlags;
+  void (*pfnRestore)();
+  std::uint64_t mask;
+};
+
 }  // namespace
 
 void takeDefaultLimits() {
@@ -118,6 +130,22 @@ void allowManyFiles() {
 
 void allowDefaultFiles() {
   setSoftFiles(SOFT_FILES);
+}
+
+void takeDefaultSignals() {
+  const KernelAction standard{};
+  for (int iSignal = 1; iSignal < NSIG; ++iSignal) {
+    // This fails for KILL and STOP, which need no reset.
+    syscall(SYS_rt_sigaction, iSignal, &standard, nullptr, sizeof standard.mask);
+  }
+  const std::uint64_t none = 0;
+  syscall(SYS_rt_sigprocmask, SIG_SETMASK, &none, nullptr, sizeof none);
+}
+
+bool takeNewKeyring() {
+  const long iKeyring = syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr);
+  // Where there are no keyrings, as in many containers, there is none to inherit.
+  return iKeyring >= 0 || errno == ENOSYS || errno == EPERM;
 }
 
 }  // namespace Host

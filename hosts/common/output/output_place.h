@@ -1,4 +1,4 @@
-/// \file output_folder.h
+/// \file output_place.h
 /// The place of output: a folder on a share, with a folder for each task.
 ///
 /// The library creates run folders that everybody can write to, and trusts every path to them. So before an execution
@@ -19,22 +19,22 @@
 
 namespace Host {
 
-class OutputFolder {
+class OutputPlace {
 public:
   /// The configured place, as SHARE/PATH; nothing when no output is kept.
-  static std::optional<std::string> configuredOutput();
+  static std::optional<std::string> enabledPath();
 
   /// Gives a place by its SHARE/PATH, for where the share is now.
   /// \throw Failure when there is no such share.
-  static OutputFolder of(const std::string& strOutput);
+  static OutputPlace of(const std::string& strPlace);
 
   /// The configured place; nothing when no output is kept.
   /// \throw Failure when the configuration cannot be used.
-  static std::optional<OutputFolder> configured();
+  static std::optional<OutputPlace> enabled();
 
   /// The configured place, even while output is switched off; nothing when none is configured.
   /// \throw Failure when the configuration cannot be used.
-  static std::optional<OutputFolder> place();
+  static std::optional<OutputPlace> configured();
 
   /// Tells whether a task can have a folder. Names in records of other programs may contain "/" or be
   /// "..".
@@ -43,10 +43,10 @@ public:
   /// All places that may contain output: the configured one, also while output is switched off, then the former
   /// ones, the newest first.
   /// \param vecUnknown  receives the places whose share no longer exists, as they were configured.
-  static std::vector<OutputFolder> places(std::vector<std::string>& vecUnknown);
+  static std::vector<OutputPlace> places(std::vector<std::string>& vecUnknown);
 
   /// The places where a task may have a folder. \throw Failure when the configured one cannot be used.
-  static std::vector<OutputFolder> placesOf(const std::string& strTask);
+  static std::vector<OutputPlace> placesOf(const std::string& strTask);
 
   /// Prepares the folders of tasks for their owners. A folder that belonged to another user is moved
   /// aside.
@@ -72,7 +72,7 @@ public:
   std::optional<UniqueFd> openExisting() const;
 
   /// Checks the path to the folder, and creates missing folders. \throw Failure when it cannot be used.
-  void check() const { openBase(true); }
+  void check() const { openChecked(true); }
 
   /// Moves the folder of a task aside, to a name that no task can have: NAME~1, NAME~2 and so on. The output is
   /// kept, and another owner can use the name.
@@ -95,10 +95,10 @@ public:
   const std::string& path() const { return m_strPath; }
 
 private:
-  OutputFolder() = default;
+  OutputPlace() = default;
 
-  static std::optional<OutputFolder> resolve(const std::string& strOutput);
-  UniqueFd openBase(bool blCreate) const;
+  static std::optional<OutputPlace> resolve(const std::string& strPlace);
+  UniqueFd openChecked(bool blCreate) const;
 
   std::string m_strSharePath;  ///< folder of the share
   std::string m_strInside;     ///< path inside the share, may be empty
