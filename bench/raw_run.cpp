@@ -1,6 +1,7 @@
 // The steps of a run without a scheduler: what the processes, files and records of runs cost at least.
 //
-//   raw_run COUNT FOLDER    prints the processor time of COUNT runs, all at once, in milliseconds a run
+//   raw_run COUNT FOLDER [SECONDS]    prints the processor time of COUNT runs, in milliseconds a run: all at once, or
+//                                     one after another with this time between them, for caches get cold meanwhile
 
 #include <cstdio>
 #include <cstdlib>
@@ -99,16 +100,21 @@ void end(sqlite3* pDb, const std::string& strFolder, int iRun, pid_t pid) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  require(argc == 3, "usage: raw_run COUNT FOLDER");
+  require(argc == 3 || argc == 4, "usage: raw_run COUNT FOLDER [SECONDS]");
   const int cRuns = std::atoi(argv[1]);
   const std::string strFolder = argv[2];
   sqlite3* pDb = openDatabase(strFolder);
+  const unsigned cSeconds = argc == 4 ? static_cast<unsigned>(std::atoi(argv[3])) : 0;
   const double before = spentMilliseconds();
   std::vector<pid_t> vecPids;
   for (int iRun = 0; iRun < cRuns; ++iRun) {
     begin(pDb, strFolder, iRun, vecPids);
+    if (cSeconds > 0) {
+      end(pDb, strFolder, iRun, vecPids.back());
+      sleep(cSeconds);
+    }
   }
-  for (int iRun = 0; iRun < cRuns; ++iRun) {
+  for (int iRun = 0; iRun < cRuns && cSeconds == 0; ++iRun) {
     end(pDb, strFolder, iRun, vecPids[static_cast<std::size_t>(iRun)]);
   }
   std::printf("%.3f\n", (spentMilliseconds() - before) / cRuns);

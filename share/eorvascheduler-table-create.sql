@@ -26,6 +26,10 @@ CREATE TABLE IF NOT EXISTS task (
   last_exit_info    TEXT,
   notify_mail       TEXT    NOT NULL DEFAULT '',
   description       TEXT,
+  -- The name that the owner's user id had when it was stored; null when unknown.
+  owner_name        TEXT,
+  -- Bytes of output that a run may have; 0 means no limit, null the limit of the settings.
+  output_limit      INTEGER CHECK (output_limit >= 0),
   operation         TEXT    NOT NULL DEFAULT ''
 ) STRICT;
 
@@ -60,7 +64,10 @@ CREATE TABLE IF NOT EXISTS task_result (
   cpu_usec        INTEGER,
   memory_peak     INTEGER,
   io_read         INTEGER,
-  io_written      INTEGER
+  io_written      INTEGER,
+  -- The task's owner when the run started. The task may have another one by now, and the id another user.
+  owner           INTEGER,
+  owner_name      TEXT
 ) STRICT;
 
 -- The runs of a task by number; the one that a folder of output belongs to.
@@ -70,6 +77,9 @@ CREATE INDEX IF NOT EXISTS task_result_at ON task_result (task_name, start_time)
 -- The runs of an event by number; those of one firing.
 CREATE INDEX IF NOT EXISTS task_result_of_event ON task_result (trigger_event);
 CREATE INDEX IF NOT EXISTS task_result_of_firing ON task_result (trigger_event, event_fire_time);
+
+-- Older versions did not store it.
+UPDATE task_result SET owner = (SELECT owner FROM task WHERE task.task_name = task_result.task_name) WHERE owner IS NULL;
 
 -- Only few runs are open.
 CREATE INDEX IF NOT EXISTS task_result_open ON task_result (result_id) WHERE stop_time IS NULL;

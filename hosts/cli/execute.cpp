@@ -1,5 +1,6 @@
 #include "execute.h"
 
+#include <algorithm>
 #include <csignal>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -7,6 +8,7 @@
 #include "cli/terminal/farewell.h"
 #include "cli/terminal/present.h"
 #include "cli/terminal/progress_view.h"
+#include "cli/terminal/say.h"
 #include "common/answers/run_answers.h"
 #include "common/executions/execution_plan.h"
 #include "common/executions/progress.h"
@@ -73,25 +75,28 @@ private:
   bool m_blFailed = false;
 };
 
-void printSummary(const Host::ExecutionRequest& request, const Host::Progress& progress) {
+using LeftOutTasks = std::vector<Host::LeftOut>;
+
+void printSummary(const Host::ExecutionRequest& request, const Host::Progress& progress,
+                  const LeftOutTasks& vecLeftOut) {
   const std::vector<Json::Value> vecFailed = progress.failedRuns();
   const std::vector<std::string> vecNotStarted = progress.notStarted();
-  fmt::print("{} {}: {}, {} ok, {} failed", request.kind(), request.strName, countText(progress.runs().size(), "run"),
-             progress.runs().size() - vecFailed.size(), vecFailed.size());
-  fmt::print("{}\n", vecNotStarted.empty()
-                         ? ""
-                         : fmt::format("; not started: {}",
-                                       Host::onOneLine(fmt::format("{}", fmt::join(vecNotStarted, ", ")))));
+  say("{} {}: {}, {} ok, {} failed", request.kind(), request.strName, countText(progress.runs().size(), "run"),
+      progress.runs().size() - vecFailed.size(), vecFailed.size());
+  say("{}\n", vecNotStarted.empty() ? "" : fmt::format("; not started: {}", fmt::join(vecNotStarted, ", ")));
   for (const Json::Value& jRun : vecFailed) {
-    fmt::print("  {}: {}    eorva runs output {}\n", Host::onOneLine(textOf(jRun, "task_name")),
-               Host::outcomeOf(jRun).strText, intOf(jRun, "result_id"));
+    say("  {}: {}    eorva runs output {}\n", textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText,
+        intOf(jRun, "result_id"));
+  }
+  for (const Host::LeftOut& task : vecLeftOut) {
+    printReasons(task.strTask, task.strTask, task.vecReasons);
   }
 }
 
 /// Shows the messages of an execution, with its log if that is shown.
 void showMessages(const std::string& strLines) {
   FILE* pFile = Context::isLogShown() ? stdout : stderr;
-  std::fputs(Host::shownOn(fileno(pFile), strLines).c_str(), pFile);
+  std::fputs(Host::shown(strLines).c_str(), pFile);
   std::fflush(pFile);
 }
 
@@ -134,13 +139,18 @@ void tellEnd(const Host::ExecutionRequest& request, Host::ExecutionEnd end) {
   }
 }
 
-void printResult(const Host::ExecutionRequest& request, const Host::Progress& progress, const OwnerNames& owners,
+void printResult(const Host::ExecutionRequest& request, const Host::Progress& progress, const LeftOutTasks& vecLeftOut,
                  bool blJson) {
   if (blJson) {
-    printJson(Host::executionForPrograms(request, progress, owners));
+    printJson(Host::executionForPrograms(request, progress, vecLeftOut));
   } else {
-    printSummary(request, progress);
+    printSummary(request, progress, vecLeftOut);
   }
+}
+
+bool isDone(const Host::Progress& progress, const LeftOutTasks& vecLeftOut) {
+  return progress.failedRuns().empty() && progress.notStarted().empty() &&
+         std::none_of(vecLeftOut.begin(), vecLeftOut.end(), [](const Host::LeftOut& task) { return task.isFailure(); });
 }
 
 }  // namespace
@@ -176,9 +186,10 @@ int execute(const Context& context, const Host::ExecutionRequest& request, bool 
   if (!prepared.plan().vecTasks.empty()) {
     // The live table would overwrite log lines.
     const bool blLive = Context::isOnTerminal() && !Context::isLogShown() && !blJson;
-    const auto pView = blLive ? makeLiveView(owners, context.isColored()) : makeLineView(owners);
+    const auto pView = blLive ? makeLiveView(owners, context.isColored()) : makeLineView();
     tellEnd(request, show(prepared, progress, blJson ? nullptr : pView.get(), pService));
   }
-  printResult(request, progress, owners, blJson);
-  return progress.failedRuns().empty() && progress.notStarted().empty() ? EXIT_DONE : EXIT_TASK_FAILED;
+  const LeftOutTasks vecLeftOut = progress.leftOut(Host::OpenStore());
+  printResult(request, progress, vecLeftOut, blJson);
+  return isDone(progress, vecLeftOut) ? EXIT_DONE : EXIT_TASK_FAILED;
 }

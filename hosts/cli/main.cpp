@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <new>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -16,6 +18,7 @@
 #include "cli/terminal/present.h"
 #include "command_line.h"
 #include "common/answers/hint_text.h"
+#include "common/state/joint_change.h"
 #include "common/support/failure.h"
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
@@ -100,7 +103,16 @@ void parse(CLI::App& app, int argc, char** argv) {
 
 /// Writes to standard error, and ignores errors there.
 void complain(const std::string& strText) {
-  std::fputs(fmt::format("eorva: {}\n", Host::shownOn(STDERR_FILENO, strText)).c_str(), stderr);
+  std::fputs(fmt::format("eorva: {}\n", Host::asMessage(strText)).c_str(), stderr);
+}
+
+/// A change that was killed or lost power is finished or undone by the next command.
+void settleInterrupted() {
+  try {
+    printNote(Host::settleInterruptedChange());
+  } catch (const Host::Failure& failure) {
+    printNote(fmt::format("warning: an interrupted change of the configuration is not finished: {}", failure.what()));
+  }
 }
 
 int runCommandLine(int argc, char** argv) {
@@ -120,6 +132,7 @@ int runCommandLine(int argc, char** argv) {
   }
   if (!context.blAnyUser) {
     requireRoot();
+    settleInterrupted();
   }
   try {
     const int iResult = context.fnRun();
@@ -154,18 +167,40 @@ CLI::App* addCommand(CLI::App& parent, const std::string& strName, const std::st
   return pCommand;
 }
 
-int main(int argc, char** argv) {
-  Host::occupyStandardDescriptors();
-  // A caller may ignore it; then no child could be waited for.
-  std::signal(SIGCHLD, SIG_DFL);
-  std::setlocale(LC_ALL, "");
+namespace {
+
+int runMain(int argc, char** argv) {
   try {
     return runCommandLine(argc, argv);
   } catch (const Host::Failure& failure) {
     complain(failure.what() + Host::hintText(failure.hint()));
-    return EXIT_FAILED;
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& error) {
     complain(error.what());
-    return EXIT_FAILED;
+  }
+  return EXIT_FAILED;
+}
+
+/// Needs no memory.
+int tellNoMemory() {
+  constexpr std::string_view TEXT = "eorva: out of memory\n";
+  static_cast<void>(!write(STDERR_FILENO, TEXT.data(), TEXT.size()));
+  return EXIT_FAILED;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Host::occupyStandardDescriptors();
+  // A caller may ignore it; then no child could be waited for.
+  std::signal(SIGCHLD, SIG_DFL);
+  // A file that would pass the caller's limit is an error, not the end. Unlike SIG_IGN, programs do not inherit this.
+  std::signal(SIGXFSZ, [](int) {});
+  try {
+    std::setlocale(LC_ALL, "");
+    return runMain(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return tellNoMemory();
   }
 }

@@ -8,6 +8,7 @@
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_members.h"
 #include "common/tasks/task_request.h"
+#include "common/text/number_spec.h"
 #include "input.h"
 #include "usage.h"
 
@@ -21,6 +22,20 @@ void setFromRecord(const std::string& strFile, Json::Value& jTask) {
   }
   Host::setMembers(jTask, jRecord);
   Host::takeScriptBytes(jTask);
+}
+
+/// \return null for the limit of the settings.
+Json::Value outputLimitFrom(const std::string& strTyped) {
+  if (strTyped == "default") {
+    return {};
+  }
+  const std::optional<std::uint64_t> cb = Host::sizeFrom(strTyped);
+  if (!cb) {
+    throw Host::UsageFailure(fmt::format(
+        "--output-limit: \"{}\" is no size: give a number of bytes, as in 500M or 10G, 0 for no limit, or default",
+        strTyped));
+  }
+  return static_cast<Json::Int64>(*cb);
 }
 
 void setSwitch(Json::Value& jTask, const char* szMember, bool blOn, bool blOff) {
@@ -50,6 +65,10 @@ void addSwitches(CLI::App* pCommand, TaskOptions& options) {
   pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time; 0 for no limit (default)")
       ->type_name("SECONDS")
       ->check(wholeNumber(std::numeric_limits<long long>::min(), 0, " of seconds"));
+  pCommand
+      ->add_option("--output-limit", options.strOutputLimit,
+                   "cut the output of a run at this size, as in 500M; 0 for no limit; default for the setting")
+      ->type_name("SIZE");
   pCommand->add_option("--description", options.strDescription, "description, one line")->type_name("TEXT");
 }
 
@@ -82,9 +101,10 @@ CLI::Option* addTaskOptions(CLI::App* pCommand, TaskOptions& options) {
 
 bool setsMember(const TaskOptions& options) {
   return !options.strRecord.empty() || !options.strScript.empty() || options.strEvent || options.strOwner ||
-         options.strMail || options.strDescription || options.iTimeLimit || !options.vecWaitsFor.empty() ||
-         options.blNoAfter || options.blEnabled || options.blDisabled || options.blParallel || options.blNoParallel ||
-         options.blNoMail || options.blMailIfError || options.blMailAlways;
+         options.strMail || options.strDescription || options.iTimeLimit || options.strOutputLimit ||
+         !options.vecWaitsFor.empty() || options.blNoAfter || options.blEnabled || options.blDisabled ||
+         options.blParallel || options.blNoParallel || options.blNoMail || options.blMailIfError ||
+         options.blMailAlways;
 }
 
 void setMembers(const TaskOptions& options, Json::Value& jTask) {
@@ -110,6 +130,9 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
   }
   if (options.iTimeLimit) {
     jTask["time_limit"] = *options.iTimeLimit;
+  }
+  if (options.strOutputLimit) {
+    jTask["output_limit"] = outputLimitFrom(*options.strOutputLimit);
   }
   if (options.strMail) {
     jTask["notify_mail"] = Host::withoutBlanks(*options.strMail);

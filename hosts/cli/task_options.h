@@ -17,6 +17,7 @@ struct TaskOptions {
   std::string strScript;
   std::optional<std::string> strEvent;
   std::optional<std::string> strOwner;
+  std::optional<std::string> strOutputLimit;
   std::optional<std::string> strMail;
   std::optional<std::string> strDescription;
   std::optional<Json::Int64> iTimeLimit;

@@ -10,6 +10,7 @@
 namespace {
 
 orva::HostFunction<ORVALISTGUARD> g_guard;
+orva::HostFunction<ORVALISTED> g_listed;
 
 }  // namespace
 
@@ -19,6 +20,16 @@ void record_store::askBeforeList() {
   }
 }
 
+void record_store::tellListed(OrvaJsonDbApi* pStore, Json::Value& jRecords) {
+  if (g_listed.isSet()) {
+    g_listed(pStore, &jRecords);
+  }
+}
+
 extern "C" void ORVAStoreAskBeforeList(ORVALISTGUARD pfnGuard, void* pContext) {
   g_guard.set(pfnGuard, pContext);
+}
+
+extern "C" void ORVAStoreOnListed(ORVALISTED pfnListed, void* pContext) {
+  g_listed.set(pfnListed, pContext);
 }

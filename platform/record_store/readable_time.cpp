@@ -12,6 +12,7 @@ namespace {
 
 constexpr int FIRST_YEAR_OF_TM = 1900;
 constexpr int LAST_YEAR = 9999;
+constexpr time_t STORED_TIMES = time_t{1} << 32;
 constexpr long SECONDS_PER_MINUTE = 60;
 constexpr long MINUTES_PER_HOUR = 60;
 
@@ -41,7 +42,8 @@ bool hasRendering(const tm& time) {
 }  // namespace
 
 int ORVA_JSON_DB::convert2ReadableTime(long lTime, std::string& strOut, int iFormat) {
-  const time_t iTime = lTime;
+  // Stored times have 32 bits, so from 2038 on they continue below 0. No time before 1970 is stored.
+  const time_t iTime = lTime < 0 ? lTime + STORED_TIMES : lTime;
   tm time{};
   if (localtime_r(&iTime, &time) == nullptr || !hasRendering(time)) {
     SET_LAST_ERROR(EOVERFLOW);

@@ -192,7 +192,11 @@ int OrvaJsonDbApi::recGetOne(const Json::Value& jFilter, Json::Value& jOut) {
 }
 
 int OrvaJsonDbApi::recList(const Json::Value& jFilter, Json::Value& jOut) {
-  return m_pImpl->reported("recList", [&] { return m_pImpl->list(jFilter, jOut); });
+  return m_pImpl->reported("recList", [&] {
+    const int iResult = m_pImpl->list(jFilter, jOut);
+    tellListed(this, jOut);
+    return iResult;
+  });
 }
 
 int OrvaJsonDbApi::recUpdateByFilter(const Json::Value& jFilter, const Json::Value& jUpdate) {

@@ -176,6 +176,10 @@ void ORVAFSRefuseOpenParents(int iOn) {
   fakes().platformCall("ORVAFSRefuseOpenParents", iOn);
 }
 
+void ORVAStoreOnListed(ORVALISTED, void*) {
+  fakes().platformCall("ORVAStoreOnListed");
+}
+
 void ORVAStoreAskBeforeList(ORVALISTGUARD, void*) {
   fakes().platformCall("ORVAStoreAskBeforeList");
 }

@@ -222,7 +222,7 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds problem tasks gone 'waits for "ghost", and there is no such task' "eorva task edit gone --no-after"
   finds problem tasks astray 'waits for "../up", which belongs to the event "shutdown"' "eorva task edit ../up --event bootup"
   finds warning tasks behind 'waits for "off", which is disabled' "eorva task enable off"
-  finds problem tasks orphan 'owner: there is no user with the id 7011' "eorva task edit orphan --owner USER"
+  finds problem tasks orphan 'has no owner: user dora (7011) does not exist' "eorva task edit orphan --owner USER"
   finds problem tasks orphan 'mail: "|evil" is not a mail address' "eorva task edit orphan"
   finds problem tasks name_1 'also matches the task "nameX1"' "eorva task rename name_1 name-1"
   finds problem tasks ../up "must begin with a letter or a digit, not with '.'" "eorva task rename ../up up"
@@ -234,4 +234,28 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   printf '#!/no/such/shell\r\n' | eorva task add it --event bootup --owner alice --script -
   finds warning tasks it "interpreter /no/such/shell" "eorva task edit it"
   finds warning tasks it "CR LF" "eorva task edit it"
+}
+
+@test "a share that is nearly full, full or read-only" {
+  mkdir -p /srv/small
+  mount -t tmpfs -o size=20M,mode=711 none /srv/small
+  printf '\n[small]\npath = /srv/small\n' >>/etc/orva/shares.conf
+  eorva config set --output-path small >/dev/null
+  add_task one bootup alice 'exit 0'
+  run -0 eorva fire bootup
+  finds warning output /srv/small 'owners can write only ' 'df -h /srv/small'
+  head -c 30M /dev/zero >/srv/small/filler || true
+  finds problem output /srv/small 'nothing can be written to the output folder /srv/small: No space left on device; no task can run until this is settled' 'df -h /srv/small'
+  run -1 --separate-stderr eorva fire bootup
+  complains 'nothing can be written to the output folder /srv/small: No space left on device'
+  run -0 eorva explain one
+  says 'nothing can be written to the output folder /srv/small: No space left on device'
+  rm /srv/small/filler
+  run -0 eorva fire bootup
+  mount -o remount,ro /srv/small
+  finds problem output /srv/small 'nothing can be written to the output folder /srv/small: Read-only file system' 'df -h /srv/small'
+  run -1 --separate-stderr eorva fire bootup
+  complains 'Read-only file system'
+  umount /srv/small
+  sed -i '/^\[small\]/,$d' /etc/orva/shares.conf
 }

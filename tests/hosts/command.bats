@@ -192,7 +192,7 @@ END
   sqlite3 "$DATABASE" "update task set description = 'a' || char(27) || '[2Jb'"
   run -0 eorva task show one
   says $'echo \033]0;title\007\n\302\233'
-  says $'a\033[2Jb'
+  says 'a^[[2Jb'
   run -0 script -qec 'eorva task show one' /dev/null </dev/null
   says 'echo ^[]0;title^G'
   says '<U+009B>'
@@ -200,4 +200,12 @@ END
   [[ $output != *$'\033'* && $output != *$'\302\233'* ]]
   run -1 script -qec $'eorva task show $\'x\\033[2J\'' /dev/null </dev/null
   says 'there is no task "x^[[2J"'
+}
+
+@test "a limit for the size of files is an error, not the end" {
+  add_task one bootup alice 'exit 0'
+  run -1 --separate-stderr bash -c 'ulimit -f 0; eorva export >out'
+  complains "File too large"
+  run -1 --separate-stderr bash -c 'ulimit -f 0; eorva backup here.db'
+  complains "here.db"
 }

@@ -51,7 +51,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 @test "output cannot be switched on without an output path" {
   rm "$STORE/eorvascheduler-conf.json"
   run -1 --separate-stderr eorva config set --output on
-  complains "--output-path"
+  complains "no output path is set; set output_path, too"
 }
 
 @test "with tasks of several owners, output is switched off only with --force" {

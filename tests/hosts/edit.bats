@@ -97,7 +97,7 @@ T
   add_task it bootup carol 'exit 0'
   userdel carol
   run -0 --separate-stderr eorva task edit it --event shutdown
-  complains 'warning: task "it": owner: there is no user with the id 7010'
+  complains 'warning: task "it": owner: there is no user "carol"'
   run -0 --separate-stderr eorva task disable it
   run -0 --separate-stderr eorva task edit it --owner alice
   [[ $stderr != *"no user"* ]]

@@ -1,7 +1,7 @@
 # For tests of runs that are ended early: what the commands say about them, in a table. Each line: how it is recorded, its
 # text, and how "runs show" explains it.
 EARLY_ENDS='time_limit|time limit|ended at the time limit of its task
-stopped|stopped|ended by '\''eorva stop'\'', or with its execution
+stopped|stopped|ended on request, or with its execution
 budget|out of time|ended when the budget of its execution was used up
 shutdown|shutdown|ended by the shutdown of the server
 killed|killed|the process of the run was killed by its owner or by the system

@@ -230,3 +230,21 @@ os.execvp(sys.argv[1], sys.argv[1:])' "$@"
   unread eorva fire bootup || true
   wait_until ended_well 4
 }
+
+@test "fire lists the tasks that it left out, with the reasons" {
+  add_task off bootup alice 'exit 0' --disabled
+  add_task behind bootup alice 'exit 0' --after off
+  add_task on bootup alice 'exit 0'
+  run -0 eorva fire bootup
+  says "event bootup: 1 run, 1 ok, 0 failed
+  behind waited for \"off\", which was disabled
+      eorva task enable off
+  off was disabled
+      eorva task enable off"
+  run -0 eorva fire bootup --json
+  same "left out" '[["behind","need_disabled"],["off","disabled"]]' "$(jq -c '.left_out | map([.task_name, .reasons[0].code])' <<<"$output")"
+  eorva task disable on >/dev/null
+  run -0 eorva fire bootup
+  says "event bootup: 0 runs, 0 ok, 0 failed"
+  says "  on was disabled"
+}

@@ -274,3 +274,50 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   same "kept" "[1,2,3]" "$(kept)"
   same "folders" "1,2,3" "$(folders)"
 }
+
+@test "an owner with much output does not displace the output of others" {
+  add_task two bootup bob 'exit 0'
+  runs two 0 1 2
+  runs one 0 3 12
+  chown alice "$KEPT/one"
+  chown bob "$KEPT/two"
+  rules retention_output_size=40K
+  run -0 eorva runs prune
+  # bob needs 16 KiB and keeps them; alice has the other 24.
+  same "folders of bob" "1,2" "$(folders two)"
+  same "folders of alice" "10,11,12" "$(folders one)"
+}
+
+@test "output that cannot be removed counts only against its owner, and check reports it" {
+  add_task two bootup bob 'exit 0'
+  runs two 0 1 2
+  runs one 0 3 5
+  chown alice "$KEPT/one"
+  chown bob "$KEPT/two"
+  mkdir "$KEPT/one/3/mounted"
+  mount -t tmpfs none "$KEPT/one/3/mounted"
+  head -c 80000 /dev/zero >"$KEPT/one/3/output.log"
+  rules retention_output_size=24K
+  run -1 --separate-stderr eorva runs prune
+  complains "the output in one/3 is kept: cannot remove $KEPT/one/3/mounted: another file system is mounted there"
+  same "folders of bob" "1,2" "$(folders two)"
+  same "folders of alice" "3" "$(folders one)"
+  run eorva check --json
+  same "reported" '[["problem","output","eorva runs prune"]]' \
+    "$(jq -c '[.findings[] | select(.text | contains("is kept: cannot remove")) | [.severity, .area, .advice]]' <<<"$output")"
+  umount "$KEPT/one/3/mounted"
+  run -0 eorva runs prune
+  run eorva check --json
+  same "then" '[]' "$(jq -c '[.findings[] | select(.text | contains("is kept: cannot remove"))]' <<<"$output")"
+}
+
+@test "folders of any depth are removed with their run" {
+  runs one 0 1 2
+  (
+    cd "$KEPT/one/1" || exit 1
+    for ((depth = 0; depth < 300; depth++)); do mkdir deep && cd deep || exit 1; done
+  )
+  rules retention_runs=1 retention_failed_runs=0
+  run -0 eorva runs prune
+  same "folders" "2" "$(folders)"
+}

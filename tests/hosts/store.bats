@@ -90,3 +90,68 @@ tasks() { eorva task list --json | jq -c '[.[].task_name]'; }
   same "its others" '"normal"' "$(eorva task show backup --json | jq .last_exit_info.exit_type)"
   same "the other row" '"bootup"' "$(eorva task show second --json | jq .event)"
 }
+
+@test "an empty store is refused by every command, and only init creates its tables" {
+  eorva backup "$BATS_TEST_TMPDIR/kept.db" >/dev/null
+  cp kept.db before.db
+  local command
+  for command in 'task list' 'fire bootup' 'run backup' 'runs list' 'export' "backup $BATS_TEST_TMPDIR/kept.db" 'runs prune'; do
+    rm -f "$DATABASE"*
+    : >"$DATABASE"
+    # shellcheck disable=SC2086  # words of a command
+    run -1 --separate-stderr eorva $command
+    complains "the store $DATABASE is empty"
+    complains "eorva restore FILE"
+    same "still empty: $command" 0 "$(stat -c %s "$DATABASE")"
+  done
+  cmp kept.db before.db
+  run -1 --separate-stderr eorva check
+  [[ $output$stderr == *"the store $DATABASE is empty"* ]]
+  run -0 eorva restore kept.db --yes
+  same "tasks" '["backup"]' "$(tasks)"
+  same "journal" wal "$(sqlite3 "$DATABASE" 'pragma journal_mode')"
+  rm "$DATABASE"*
+  : >"$DATABASE"
+  eorva init >/dev/null
+  same "tasks" '[]' "$(tasks)"
+}
+
+@test "another program's database is refused, also by init, and left alone" {
+  rm "$DATABASE"*
+  sqlite3 "$DATABASE" 'create table other (a); insert into other values (1)'
+  local command
+  for command in 'task list' 'fire bootup' 'init' 'check'; do
+    # shellcheck disable=SC2086
+    run -1 --separate-stderr eorva $command
+    [[ $output$stderr == *"the database $DATABASE is not a store"* ]]
+  done
+  same "tables" other "$(sqlite3 "$DATABASE" .tables)"
+}
+
+@test "a backup without tasks replaces one with tasks only on request" {
+  eorva backup kept.db >/dev/null
+  cp kept.db before.db
+  eorva task delete backup --yes >/dev/null 2>&1
+  run -1 --separate-stderr eorva backup kept.db
+  complains "the store has no tasks, but the backup kept.db has"
+  complains "--allow-empty"
+  cmp kept.db before.db
+  run -0 eorva backup other.db
+  run -0 eorva backup other.db
+  run -0 eorva backup kept.db --allow-empty
+  same "tasks" 0 "$(sqlite3 kept.db 'select count(*) from task')"
+}
+
+@test "apply on a full disk changes nothing and says so" {
+  mount_store 2m
+  eorva export >before.yaml
+  sed 's/retention_runs: .*/retention_runs: 9/; s/exit 0/exit 1/' before.yaml >after.yaml
+  ! cmp -s before.yaml after.yaml
+  # Room for the note of the change, but not for the tasks.
+  dd if=/dev/zero of="$STORE/filler" bs=4k 2>/dev/null || true
+  run -1 --separate-stderr eorva apply after.yaml --yes
+  rm "$STORE/filler"
+  eorva export | diff before.yaml -
+  same "left over" "" "$(ls "$STORE" /etc | grep -E '\.new$|unfinished' || true)"
+  run -0 eorva apply after.yaml --yes
+}

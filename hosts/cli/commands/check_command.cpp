@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/finding_text.h"
 #include "common/answers/server_answers.h"
 #include "common/health/check.h"
@@ -25,7 +26,7 @@ std::string repair() {
   const Host::Repairs repairs = Host::repairInstallation();
   for (const Json::Value& jRun : repairs.vecRuns) {
     printNote(fmt::format("closed run {} of \"{}\", which was interrupted", Host::intOf(jRun, "result_id"),
-                          Host::onOneLine(Host::textOf(jRun, "task_name"))));
+                          Host::textOf(jRun, "task_name")));
   }
   for (const auto& [strTask, strPath] : repairs.vecOutputs) {
     printNote(fmt::format("moved the output of \"{}\" back from {}", strTask, strPath));
@@ -36,15 +37,15 @@ std::string repair() {
 
 void printFindings(const HealthFindings& findings, std::size_t cProblems) {
   for (const HealthFinding& finding : findings) {
-    fmt::print("{}: {}\n    {}\n", Host::severityWord(finding.severity), Host::onOneLine(Host::findingText(finding)),
-               Host::onOneLine(Host::findingAdvice(finding)));
+    say("{}: {}\n    {}\n", Host::severityWord(finding.severity), Host::findingText(finding),
+        Host::findingAdvice(finding));
   }
   if (findings.empty()) {
-    fmt::print("no problems found\n");
+    say("no problems found\n");
     return;
   }
   const std::size_t cWarnings = findings.size() - cProblems;
-  fmt::print("{}, {}\n", countText(cProblems, "problem"), countText(cWarnings, "warning"));
+  say("{}, {}\n", countText(cProblems, "problem"), countText(cWarnings, "warning"));
 }
 
 int runCheck(const Context&, const CheckOptions& options) {

@@ -14,6 +14,7 @@
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
+#include "common/text/terminal_text.h"
 
 namespace {
 
@@ -139,7 +140,10 @@ Words lineWords(const CompleteOptions& options) {
 int runComplete(const Context&, const CompleteOptions& options) {
   try {
     for (const std::string& strWord : lineWords(options)) {
-      fmt::print("{}\n", strWord);
+      // A word that a terminal would not show as it is cannot be typed either.
+      if (Host::onOneLine(strWord) == strWord) {
+        fmt::print("{}\n", strWord);
+      }
     }
   } catch (const Host::Failure&) {
     // Without a readable store there is nothing to offer. A message would appear in the line that is being

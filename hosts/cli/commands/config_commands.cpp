@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/server_answers.h"
 #include "common/config/configuration.h"
 #include "common/config/scheduler_section.h"
@@ -50,7 +51,7 @@ int runGet(const Context&, const GetOptions& options) {
   if (options.blJson) {
     printJson(Host::settingForPrograms(options.strKey, strValue));
   } else {
-    fmt::print("{}\n", strValue);
+    say("{}\n", strValue);
   }
   return EXIT_DONE;
 }
@@ -81,7 +82,14 @@ int runSet(const Context&, const SetOptions& options) {
     throw Host::UsageFailure("config set: nothing to set; add SETTING=VALUE, --output-path or --output");
   }
   Host::changeConfig(values, options.blForce);
-  return runShow({}, {});
+  try {
+    runShow({}, {});
+  } catch (const Host::Failure& failure) {
+    // Another setting may have been invalid before.
+    printNote(fmt::format("warning: {}", failure.what()));
+  }
+  flushAfterChange();
+  return EXIT_DONE;
 }
 
 }  // namespace

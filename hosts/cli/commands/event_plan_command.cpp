@@ -6,6 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/events/event_catalogue.h"
 #include "common/reasons/event_plan.h"
@@ -43,16 +44,18 @@ void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor)
 
 void printPlan(const Context& context, const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners) {
   if (!plan.vecProblems.empty()) {
-    fmt::print("nothing would be started: these tasks cannot be run safely:\n  {}\n",
-               fmt::join(plan.vecProblems, "\n  "));
+    say("nothing would be started: these tasks cannot be run safely:\n");
+    for (const std::string& strProblem : plan.vecProblems) {
+      say("  {}\n", strProblem);
+    }
   } else if (plan.vecTasks.empty()) {
-    fmt::print("nothing would be started\n");
+    say("nothing would be started\n");
   } else {
     printPlanned(plan, owners, context.isColored());
-    fmt::print("event {}: {}, {}\n", strEvent, countText(plan.vecTasks.size(), "task"), endText(plan));
+    say("event {}: {}, {}\n", strEvent, countText(plan.vecTasks.size(), "task"), endText(plan));
   }
   if (!plan.vecBlocked.empty()) {
-    fmt::print("would not be started:\n");
+    say("would not be started:\n");
   }
   for (const BlockedTask& blocked : plan.vecBlocked) {
     printReasons(blocked.strName, blocked.strName, blocked.vecReasons);

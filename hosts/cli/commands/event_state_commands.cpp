@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/events/event_state.h"
 #include "common/events/event_switch.h"
@@ -55,7 +56,7 @@ int runList(const Context& context, const ListOptions& options) {
 int runEnable(const Context&, const NameOptions& options) {
   for (const Event& event : Host::requireSwitchable(options.vecEvents)) {
     Host::enableEvent(event);
-    fmt::print("enabled {} ({})\n", event.strName, event.strUnit);
+    say("enabled {} ({})\n", event.strName, event.strUnit);
   }
   return EXIT_DONE;
 }
@@ -63,7 +64,7 @@ int runEnable(const Context&, const NameOptions& options) {
 int runDisable(const Context&, const NameOptions& options) {
   for (const Event& event : Host::requireSwitchable(options.vecEvents)) {
     Host::disableEvent(event);
-    fmt::print("disabled {} ({})\n", event.strName, event.strUnit);
+    say("disabled {} ({})\n", event.strName, event.strUnit);
   }
   return EXIT_DONE;
 }

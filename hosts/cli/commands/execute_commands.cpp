@@ -5,6 +5,7 @@
 
 #include "cli/execute.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
 #include "common/coordination/start_ticket.h"
@@ -66,8 +67,8 @@ int detach(const Host::ExecutionRequest& request, bool blJson) {
   } else if (blJson) {
     printJson(Host::startForPrograms(request, start));
   } else {
-    fmt::print("{} {}: started in {}\n", request.kind(), request.strName,
-               blUnit ? start.strUnit : fmt::format("process {}", start.pid));
+    say("{} {}: started in {}\n", request.kind(), request.strName,
+        blUnit ? start.strUnit : fmt::format("process {}", start.pid));
   }
   return EXIT_DONE;
 }

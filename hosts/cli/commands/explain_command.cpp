@@ -4,6 +4,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/reasons/explanation.h"
 #include "common/store/records.h"
@@ -33,30 +34,30 @@ void printVerdict(const Explanation& explanation) {
   const std::string strEvent = textOf(explanation.jTask, "event");
   switch (explanation.verdict) {
     case Explanation::Verdict::NEVER_FIRED:
-      fmt::print("{} has not run for its event: \"{}\" has not been fired yet\n", strTask, strEvent);
+      say("{} has not run for its event: \"{}\" has not been fired yet\n", strTask, strEvent);
       return;
     case Explanation::Verdict::NOT_STARTED:
-      fmt::print("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent,
-                 Host::timeText(explanation.iFiredAt));
+      say("{} was not started when \"{}\" was last fired, {}:\n", strTask, strEvent,
+          Host::timeText(explanation.iFiredAt));
       printReasons("it", strTask, explanation.vecReasons);
       if (!explanation.blRemembered) {
-        fmt::print("  (that firing was not recorded: this is worked out from the run records and the present state)\n");
+        say("  (that firing was not recorded: this is worked out from the run records and the present state)\n");
       }
       return;
     case Explanation::Verdict::RAN:
     case Explanation::Verdict::RUNNING:
-      fmt::print("{} {} when \"{}\" was last fired, {}:\n  {}\n", strTask,
-                 explanation.verdict == Explanation::Verdict::RAN ? "ran" : "was started, and is running,", strEvent,
-                 Host::timeText(explanation.iFiredAt), runText(explanation.jRun));
+      say("{} {} when \"{}\" was last fired, {}:\n  {}\n", strTask,
+          explanation.verdict == Explanation::Verdict::RAN ? "ran" : "was started, and is running,", strEvent,
+          Host::timeText(explanation.iFiredAt), runText(explanation.jRun));
   }
 }
 
 void printAwaited(const Explanation& explanation) {
   if (!explanation.vecWaitsFor.empty()) {
-    fmt::print("the tasks that it waited for:\n");
+    say("the tasks that it waited for:\n");
   }
   for (const Host::AwaitedTask& awaited : explanation.vecWaitsFor) {
-    fmt::print("  {}: {}\n", awaited.strName, awaited.jRun.isObject() ? runText(awaited.jRun) : "not started");
+    say("  {}: {}\n", awaited.strName, awaited.jRun.isObject() ? runText(awaited.jRun) : "not started");
   }
 }
 
@@ -64,14 +65,14 @@ void printNow(const Explanation& explanation) {
   const std::string strEvent = textOf(explanation.jTask, "event");
   const Json::Int64 iNewest = intOf(explanation.jNewest, "result_id");
   if (iNewest != 0 && iNewest != intOf(explanation.jRun, "result_id")) {
-    fmt::print("its newest run: {} (trigger {})\n", runText(explanation.jNewest),
-               textOf(explanation.jNewest, "trigger_event"));
+    say("its newest run: {} (trigger {})\n", runText(explanation.jNewest),
+        textOf(explanation.jNewest, "trigger_event"));
   }
   if (explanation.vecReasonsNow.empty()) {
-    fmt::print("if \"{}\" were fired now, it would be started\n", strEvent);
+    say("if \"{}\" were fired now, it would be started\n", strEvent);
     return;
   }
-  fmt::print("if \"{}\" were fired now, it would not be started:\n", strEvent);
+  say("if \"{}\" were fired now, it would not be started:\n", strEvent);
   printReasons("it", textOf(explanation.jTask, "task_name"), explanation.vecReasonsNow);
 }
 
@@ -79,8 +80,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
   const Host::OpenStore session;
   const Explanation explanation = Host::explainTask(session, options.strTask);
   if (options.blJson) {
-    const OwnerNames owners = ownerNames(Host::listTasks(session));
-    printJson(Host::explanationForPrograms(explanation, owners));
+    printJson(Host::explanationForPrograms(explanation));
     return EXIT_DONE;
   }
   printVerdict(explanation);

@@ -5,6 +5,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/reason_text.h"
 #include "common/answers/task_answers.h"
 #include "common/events/event_catalogue.h"
@@ -90,18 +91,18 @@ std::string dotEscaped(const std::string& strText) {
 }
 
 void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, const std::string& strEvent) {
-  fmt::print("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
+  say("digraph \"{}\" {{\n  rankdir=LR;\n  node [shape=box];\n", dotEscaped(strEvent));
   Host::Reasons reasons(graph);
   for (const Host::GraphTask* pTask : graph.tasksOf(strEvent)) {
     const std::string strName = dotEscaped(pTask->strName);
     const bool blStarts = reasons.of(*pTask).empty();
-    fmt::print("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
-               blStarts ? "" : ", style=dashed");
+    say("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
+        blStarts ? "" : ", style=dashed");
     for (const std::string& strAwaited : pTask->vecWaitsFor) {
-      fmt::print("  \"{}\" -> \"{}\";\n", dotEscaped(strAwaited), strName);
+      say("  \"{}\" -> \"{}\";\n", dotEscaped(strAwaited), strName);
     }
   }
-  fmt::print("}}\n");
+  say("}}\n");
 }
 
 int runGraph(const Context& context, const GraphOptions& options) {

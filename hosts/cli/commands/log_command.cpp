@@ -8,6 +8,7 @@
 #include "cli/context.h"
 #include "cli/terminal/follow.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "cli/usage.h"
 #include "common/server/event_log.h"
 #include "common/support/failure.h"
@@ -60,17 +61,8 @@ Host::EventLogQuery queryOf(const LogOptions& options) {
   return query;
 }
 
-/// Names come from users: no line breaks, no control characters.
-std::string inOneLine(const std::string& strText) {
-  Host::TerminalText text;
-  std::string strLine = text.take(strText) + text.finish();
-  std::replace(strLine.begin(), strLine.end(), '\n', ' ');
-  return strLine;
-}
-
 void printLine(const Json::Value& jEvent) {
-  fmt::print("{}  {:<7}  {}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")),
-             inOneLine(textOf(jEvent, "text")));
+  say("{}  {:<7}  {}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")), textOf(jEvent, "text"));
 }
 
 void warnAboutUnreadable(Host::EventLog& log) {

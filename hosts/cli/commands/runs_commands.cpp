@@ -37,12 +37,16 @@ std::string ioText(const Json::Value& jRun) {
              : "-";
 }
 
+std::string cutText(const Json::Value& jShown) {
+  const auto cbWritten = static_cast<std::uint64_t>(intOf(jShown, "output_cut"));
+  return cbWritten == 0 ? "-" : fmt::format("at the limit; the run wrote {}", Host::sizeText(cbWritten));
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
   const Json::Value jRun = Host::requireRun(session, options.iRun);
-  const OwnerNames owners = ownerNames(Host::listTasks(session));
-  const Json::Value jShown = Host::runForPrograms(jRun, owners);
+  const Json::Value jShown = Host::runForPrograms(jRun);
   if (options.blJson) {
     printJson(jShown);
     return EXIT_DONE;
@@ -58,6 +62,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"CPU time", cpuText(jRun)},
                {"peak memory", bytesText(jRun, "memory_peak")},
                {"disk I/O", ioText(jRun)},
+               {"output cut", cutText(jShown)},
                {"process", std::to_string(intOf(jRun, "pid"))},
                {"how it ended", Host::outcomeOf(jRun).strExplanation}});
   return EXIT_DONE;

@@ -73,15 +73,14 @@ int runList(const Context& context, const ListOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
   const Host::RunPage page = Host::newestRuns(session, queryOf(options));
-  const OwnerNames owners = ownerNames(Host::listTasks(session));
   if (options.blJson) {
-    printJson(Host::runsForPrograms(page.vecRuns, owners));
+    printJson(Host::runsForPrograms(page.vecRuns));
     return EXIT_DONE;
   }
   if (page.vecRuns.empty()) {
     printNote("no runs");
   } else {
-    printRuns(page.vecRuns, owners, context.isColored());
+    printRuns(page.vecRuns, context.isColored());
   }
   if (page.blMore) {
     printNote(fmt::format("there are older runs: add --before {}", Host::intOf(page.vecRuns.back(), "result_id")));

@@ -16,6 +16,7 @@
 #include "common/answers/run_answers.h"
 #include "common/coordination/execution_file.h"
 #include "common/output/run_files.h"
+#include "common/runs/outcome.h"
 #include "common/runs/run_identity.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
@@ -57,17 +58,29 @@ private:
   Host::TerminalText m_text;
 };
 
-void passOn(Host::FileFollower& file, Sink& sink) {
-  file.takeNew([&](std::string_view strPiece) {
+void passOn(Host::FileFollower& file, Sink& sink, bool blRuns) {
+  using Holes = Host::FileFollower::Holes;
+  const auto take = [&](std::string_view strPiece) {
     sink.put(strPiece);
     return strPiece.size();
-  });
+  };
+  // While the run goes on, a hole is output beyond the limit, which will be cut.
+  file.takeNew(take, blRuns ? Holes::END : Holes::CONTENT);
 }
 
 /// Prints the last lines of a file of a run.
 void passOnFile(const Json::Value& jRun, const char* szFile, unsigned cTail, Sink& sink) {
   Host::FileFollower file(Host::requireRunFile(jRun, szFile), szFile, cTail);
-  passOn(file, sink);
+  passOn(file, sink, !jRun.isMember("stop_time"));
+}
+
+/// Shows the rest of the output of a run that has ended. If it was cut behind what was shown, that is the last line.
+void passOnRest(Host::FileFollower& file, const Json::Value& jRun, Sink& sink) {
+  if (file.isShorter() && Host::memberOf(Host::memberOf(jRun, "extra"), Host::OUTPUT_CUT).isInt64()) {
+    passOnFile(jRun, Host::OUTPUT_FILE, 1, sink);
+  } else {
+    passOn(file, sink, false);
+  }
 }
 
 bool goesOn(Host::Session& session, Json::Int64 iRun) {
@@ -118,8 +131,10 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
             file ? std::nullopt : Host::findRunFile(jRun, Host::OUTPUT_FILE, strLooked)) {
       file.emplace(std::move(*fd), Host::OUTPUT_FILE, options.cTail);
     }
-    if (file) {
-      passOn(*file, sink);
+    if (file && blGoesOn) {
+      passOn(*file, sink, true);
+    } else if (file) {
+      passOnRest(*file, Host::requireRun(session, options.iRun), sink);
     }
     if (blGoesOn) {
       alarm->wait();

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/run_answers.h"
 #include "common/output/retention.h"
 #include "common/store/records.h"
@@ -23,18 +24,18 @@ struct PruneOptions {
 void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
   for (const PrunedItem& item : result.vecRuns) {
-    fmt::print("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), item.task(),
-               Host::timeText(item.iStartTime), sizeText(item.cb));
+    say("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), item.task(),
+        Host::timeText(item.iStartTime), sizeText(item.cb));
   }
   for (const PrunedItem& item : result.vecOutputs) {
     const std::string strRun =
         item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run without a record";
-    fmt::print("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.task(), Host::timeText(item.iStartTime),
-               sizeText(item.cb));
+    say("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.task(), Host::timeText(item.iStartTime),
+        sizeText(item.cb));
   }
   const std::string strOutputs =
       result.vecOutputs.empty() ? "" : fmt::format(" and the output of {}", countText(result.vecOutputs.size(), "run"));
-  fmt::print("{} {}{}: {}\n", szDone, countText(result.vecRuns.size(), "run"), strOutputs, sizeText(result.bytes()));
+  say("{} {}{}: {}\n", szDone, countText(result.vecRuns.size(), "run"), strOutputs, sizeText(result.bytes()));
 }
 
 int runPrune(const Context&, const PruneOptions& options) {

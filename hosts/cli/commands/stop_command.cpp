@@ -6,6 +6,7 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
 #include "common/config/settings.h"
@@ -41,11 +42,11 @@ int runStop(const Context&, const StopOptions& options) {
   for (const Json::Int64 iRun : options.vecRuns) {
     const Json::Value& jRun = vecRuns.emplace_back(stopOne(session, iRun, grace));
     if (!options.blJson) {
-      fmt::print("run {} of {}: {}\n", iRun, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
+      say("run {} of {}: {}\n", iRun, Host::textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText);
     }
   }
   if (options.blJson) {
-    printJson(Host::stoppedForPrograms(vecRuns, ownerNames(Host::listTasks(session))));
+    printJson(Host::stoppedForPrograms(vecRuns));
   }
   return EXIT_DONE;
 }

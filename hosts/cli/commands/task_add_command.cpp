@@ -5,6 +5,7 @@
 
 #include "cli/task_options.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/answers/task_answers.h"
 #include "common/tasks/add_task.h"
@@ -27,7 +28,7 @@ void sayAdded(const Host::TaskAdded& added) {
   const std::string strTask = Host::textOf(added.jTask, "task_name");
   const std::string strEvent = Host::textOf(added.jTask, "event");
   printWarnings(strTask, added.vecWarnings);
-  fmt::print("added {} (event {}, owner {})\n", strTask, strEvent, Host::ownerText(added.jTask));
+  say("added {} (event {}, owner {})\n", strTask, strEvent, Host::ownerText(added.jTask));
   printNote(Host::disabledEventNote(strEvent));
 }
 

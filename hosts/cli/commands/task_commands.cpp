@@ -81,6 +81,11 @@ std::string mailText(const Json::Value& jTask) {
   return textOf(jTask, "notify_mail") + (boolOf(jTask, "notify_if_error") ? " (when a run failed)" : "");
 }
 
+std::string outputLimitText(const Json::Value& jTask) {
+  const Json::Int64 cb = intOf(jTask, "output_limit", -1);
+  return cb < 0 ? "as in the settings" : cb == 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
+}
+
 std::string timeLimitText(const Json::Value& jTask) {
   const Json::Int64 iLimit = Host::intOf(jTask, "time_limit");
   return iLimit == 0 ? "-" : durationText(iLimit);
@@ -104,6 +109,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"needed by", dependantsText(session, options.strTask)},
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
+               {"output limit", outputLimitText(jTask)},
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},

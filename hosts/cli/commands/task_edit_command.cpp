@@ -8,6 +8,7 @@
 #include "cli/task_options.h"
 #include "cli/terminal/editor.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
 #include "common/output/output_place.h"
 #include "common/store/records.h"
@@ -35,7 +36,7 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
   const std::vector<std::string>& vecMembers = changed.vecMembers;
   printWarnings(strTask, changed.vecWarnings);
   if (vecMembers.empty()) {
-    fmt::print("{} is unchanged\n", strTask);
+    say("{} is unchanged\n", strTask);
     return;
   }
   // Several members can have one word.
@@ -45,7 +46,7 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
       vecWords.push_back(std::move(strWord));
     }
   }
-  fmt::print("changed {} ({})\n", strTask, fmt::join(vecWords, ", "));
+  say("changed {} ({})\n", strTask, fmt::format("{}", fmt::join(vecWords, ", ")));
   if (contains(vecMembers, "owner")) {
     printNote(fmt::format("at the next run of \"{0}\", earlier output moves to {0}~1", strTask));
   }
@@ -101,7 +102,7 @@ int runSwitch(const SwitchOptions& options, bool blEnable) {
     const Host::TaskChanged changed = Host::changeTask(strTask, jChanges, Host::AllowedEvents::ANY);
     printWarnings(strTask, changed.vecWarnings);
     const bool blChanged = !changed.vecMembers.empty();
-    fmt::print("{} {}{}\n", szDone, strTask, blChanged ? "" : fmt::format(" (was already {})", szDone));
+    say("{} {}{}\n", szDone, strTask, blChanged ? "" : fmt::format(" (was already {})", szDone));
   }
   return EXIT_DONE;
 }

@@ -7,6 +7,7 @@
 #include "cli/context.h"
 #include "cli/terminal/confirm.h"
 #include "cli/terminal/present.h"
+#include "cli/terminal/say.h"
 #include "common/tasks/rename_task.h"
 
 namespace {
@@ -43,7 +44,7 @@ int runDelete(const Context&, const DeleteOptions& options) {
     confirmDelete(options.strTask, Host::checkDelete(options.strTask));
   }
   const std::string strOutput = Host::deleteTask(options.strTask);
-  fmt::print("deleted {}\n", options.strTask);
+  say("deleted {}\n", options.strTask);
   printNote(strOutput.empty() ? "" : "its output " + strOutput);
   return EXIT_DONE;
 }
@@ -53,7 +54,7 @@ int runRename(const Context&, const RenameOptions& options) {
     confirmRename(options, Host::checkRename(options.strTask, options.strNew));
   }
   Host::renameTask(options.strTask, options.strNew);
-  fmt::print("renamed {} to {}\n", options.strTask, options.strNew);
+  say("renamed {} to {}\n", options.strTask, options.strNew);
   return EXIT_DONE;
 }
 

@@ -12,7 +12,7 @@ void confirm(const std::string& strConsequence, const std::string& strQuestion, 
   if (isatty(STDIN_FILENO) != 1) {
     throw Host::Failure(fmt::format("{}; to confirm, add --yes", strConsequence));
   }
-  fmt::print(stderr, "eorva: {}. {} [y/N] ", Host::shownOn(STDERR_FILENO, strConsequence), strQuestion);
+  fmt::print(stderr, "eorva: {}. {} [y/N] ", Host::asMessage(strConsequence), strQuestion);
   std::string strAnswer;
   std::getline(std::cin, strAnswer);
   if (strAnswer != "y" && strAnswer != "yes") {

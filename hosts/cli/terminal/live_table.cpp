@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/text/display_width.h"
+#include "common/text/terminal_text.h"
 
 namespace {
 
@@ -100,7 +101,9 @@ std::vector<std::string> drawLiveTable(std::vector<LiveRow> vecRows, std::size_t
     vecLines.push_back({{"TASK", "OWNER", "SINCE", "TIME", "STATE"}});
   }
   for (const LiveRow& row : vecRows) {
-    vecLines.push_back({{row.strTask, row.strOwner, row.strSince, row.strTime, row.strState}, row.szColor});
+    vecLines.push_back({{Host::onOneLine(row.strTask), Host::onOneLine(row.strOwner), row.strSince, row.strTime,
+                         Host::onOneLine(row.strState)},
+                        row.szColor});
   }
   const Widths widths = fit(vecLines, cColumns);
   std::vector<std::string> vecText;

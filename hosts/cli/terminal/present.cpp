@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <json/writer.h>
+#include <stdio_ext.h>
 #include <unistd.h>
 
 #include "common/answers/reason_text.h"
@@ -15,7 +15,8 @@
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
 #include "common/text/json_utf8.h"
-#include "common/text/terminal_text.h"
+#include "common/text/stored_time.h"
+#include "say.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -28,7 +29,8 @@ void writeJson(const Json::Value& jValue, const char* szIndentation) {
   builder["emitUTF8"] = true;
   // With more digits, 0.1 would be written as 0.10000000000000001.
   builder["precision"] = 15;
-  fmt::print("{}\n", Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue)));
+  const std::string strJson = Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue));
+  fmt::print("{}\n", Host::withoutControls(strJson));
 }
 
 }  // namespace
@@ -47,12 +49,22 @@ void flushOutput() {
   }
 }
 
+void flushAfterChange() {
+  try {
+    flushOutput();
+  } catch (const Host::Failure& failure) {
+    __fpurge(stdout);
+    std::clearerr(stdout);
+    printNote(fmt::format("the change is made, but {}", failure.what()));
+  }
+}
+
 void printNote(const std::string& strText) {
   if (strText.empty()) {
     return;
   }
   std::fflush(stdout);
-  fmt::print(stderr, "eorva: {}\n", Host::shownOn(STDERR_FILENO, strText));
+  fmt::print(stderr, "eorva: {}\n", Host::asMessage(strText));
 }
 
 std::string timeText(const Json::Value& jRec, const char* szKey) {
@@ -79,21 +91,18 @@ std::string waitsForText(const Json::Value& jTask) {
   return listText(Host::readDependencyList(textOf(jTask, "depend_on_task")));
 }
 
-void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor) {
+void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {
   Table table({{"RUN", true}, {"TASK"}, {"OWNER"}, {"TRIGGER"}, {"START"}, {"STOP"}, {"TIME", true}, {"HOW IT ENDED"}},
               blColor);
   for (const Json::Value& jRun : vecRuns) {
     const Host::Outcome outcome = Host::outcomeOf(jRun);
-    const std::string strTask = textOf(jRun, "task_name");
-    const auto itOwner = owners.find(strTask);
-    const Json::Int64 iUntil = intOf(jRun, "stop_time", static_cast<Json::Int64>(std::time(nullptr)));
     table.addRow({{std::to_string(intOf(jRun, "result_id"))},
-                  {strTask},
-                  {itOwner != owners.end() ? itOwner->second : "-"},
+                  {textOf(jRun, "task_name")},
+                  {Host::ownerText(jRun)},
                   {textOf(jRun, "trigger_event")},
                   {timeText(jRun, "start_time")},
                   {timeText(jRun, "stop_time")},
-                  {durationText(iUntil - intOf(jRun, "start_time"))},
+                  {durationText(Host::secondsOf(jRun))},
                   {outcome.strText, outcomeColor(outcome.kind)}});
   }
   table.print();
@@ -105,15 +114,16 @@ void printFields(const std::vector<std::pair<std::string, std::string>>& vecFiel
     cbLongest = std::max(cbLongest, strName.size());
   }
   for (const auto& [strName, strValue] : vecFields) {
-    fmt::print("{:<{}}  {}\n", strName + ":", cbLongest + 1, Host::shownOn(STDOUT_FILENO, strValue));
+    say("{:<{}}  {}\n", strName + ":", cbLongest + 1, strValue);
   }
 }
 
 void printReasons(const std::string& strSubject, const std::string& strTask,
                   const std::vector<Host::Reason>& vecReasons) {
   for (const Host::Reason& reason : vecReasons) {
-    const std::string strAdvice = Host::reasonAdvice(strTask, reason);
-    fmt::print("{}", Host::shownOn(STDOUT_FILENO, fmt::format("  {} {}\n{}", strSubject, Host::reasonText(reason),
-                                                              strAdvice.empty() ? "" : "      " + strAdvice + "\n")));
+    say("  {} {}\n", strSubject, Host::reasonText(reason));
+    if (const std::string strAdvice = Host::reasonAdvice(strTask, reason); !strAdvice.empty()) {
+      say("      {}\n", strAdvice);
+    }
   }
 }

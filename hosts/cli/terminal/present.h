@@ -28,6 +28,9 @@ void printJsonLine(const Json::Value& jValue);
 /// Flushes standard output. \throw Host::Failure when it cannot be written.
 void flushOutput();
 
+/// For commands that have changed something: that the result cannot be shown is only said.
+void flushAfterChange();
+
 /// Prints a note to standard error. Prints nothing for an empty text.
 void printNote(const std::string& strText);
 
@@ -48,7 +51,7 @@ std::string listText(const std::vector<std::string>& vecNames);
 std::string waitsForText(const Json::Value& jTask);
 
 /// Prints runs as a table.
-void printRuns(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners, bool blColor);
+void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor);
 
 /// Prints lines of "name: value", the values aligned.
 void printFields(const std::vector<std::pair<std::string, std::string>>& vecFields);

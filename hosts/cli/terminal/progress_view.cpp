@@ -1,7 +1,6 @@
 #include "progress_view.h"
 
 #include <cstdio>
-#include <ctime>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -9,8 +8,10 @@
 #include "common/executions/progress.h"
 #include "common/runs/outcome.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 #include "live_table.h"
 #include "quiet_terminal.h"
+#include "say.h"
 
 using Host::intOf;
 using Host::textOf;
@@ -32,8 +33,6 @@ const char* outcomeEscape(Host::Outcome::Kind kind) {
 
 class LineView : public ProgressView {
 public:
-  explicit LineView(const OwnerNames& owners) : m_owners(owners) {}
-
   void update(const Host::Progress&, const std::vector<Json::Value>& vecNews) override {
     for (const Json::Value& jRun : vecNews) {
       showStart(jRun);
@@ -45,21 +44,18 @@ public:
 private:
   void showStart(const Json::Value& jRun) {
     if (m_setStarted.insert(intOf(jRun, "result_id")).second) {
-      const std::string strTask = textOf(jRun, "task_name");
-      const auto itOwner = m_owners.find(strTask);
-      fmt::print("{}  {}: started as {} (run {})\n", timeText(jRun, "start_time"), strTask,
-                 itOwner != m_owners.end() ? itOwner->second : "-", intOf(jRun, "result_id"));
+      say("{}  {}: started as {} (run {})\n", timeText(jRun, "start_time"), textOf(jRun, "task_name"),
+          Host::ownerText(jRun), intOf(jRun, "result_id"));
     }
   }
 
   static void showEnd(const Json::Value& jRun) {
     if (jRun.isMember("stop_time")) {
-      fmt::print("{}  {}: {}, after {}\n", timeText(jRun, "stop_time"), textOf(jRun, "task_name"),
-                 Host::outcomeOf(jRun).strText, durationText(intOf(jRun, "stop_time") - intOf(jRun, "start_time")));
+      say("{}  {}: {}, after {}\n", timeText(jRun, "stop_time"), textOf(jRun, "task_name"),
+          Host::outcomeOf(jRun).strText, durationText(Host::secondsOf(jRun)));
     }
   }
 
-  const OwnerNames& m_owners;
   std::set<Json::Int64> m_setStarted;
 };
 
@@ -115,16 +111,14 @@ private:
   LiveRow rowOf(const Json::Value& jRun) const {
     using Kind = Host::Outcome::Kind;
     const Host::Outcome outcome = Host::outcomeOf(jRun);
-    const Json::Int64 iUntil = intOf(jRun, "stop_time", static_cast<Json::Int64>(std::time(nullptr)));
     const LiveRow::Rank rank = outcome.kind == Kind::RUNNING  ? LiveRow::Rank::RUNNING
                                : outcome.kind == Kind::FAILED ? LiveRow::Rank::FAILED
                                                               : LiveRow::Rank::DONE;
-    const std::string strTask = textOf(jRun, "task_name");
     return {rank,
-            strTask,
-            ownerOf(strTask),
+            textOf(jRun, "task_name"),
+            Host::ownerText(jRun),
             timeText(jRun, "start_time"),
-            durationText(iUntil - intOf(jRun, "start_time")),
+            durationText(Host::secondsOf(jRun)),
             outcome.strText,
             m_blColor ? outcomeEscape(outcome.kind) : nullptr};
   }
@@ -147,6 +141,6 @@ std::unique_ptr<ProgressView> makeLiveView(const OwnerNames& owners, bool blColo
   return std::make_unique<LiveView>(owners, blColor);
 }
 
-std::unique_ptr<ProgressView> makeLineView(const OwnerNames& owners) {
-  return std::make_unique<LineView>(owners);
+std::unique_ptr<ProgressView> makeLineView() {
+  return std::make_unique<LineView>();
 }

@@ -29,4 +29,4 @@ public:
 std::unique_ptr<ProgressView> makeLiveView(const OwnerNames& owners, bool blColor);
 
 /// A line for each start and end; for everything else.
-std::unique_ptr<ProgressView> makeLineView(const OwnerNames& owners);
+std::unique_ptr<ProgressView> makeLineView();

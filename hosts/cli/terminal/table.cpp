@@ -4,6 +4,8 @@
 #include <libsmartcols/libsmartcols.h>
 #include <new>
 
+#include "common/text/terminal_text.h"
+
 void Table::Free::operator()(libscols_table* pTable) const {
   scols_unref_table(pTable);
 }
@@ -30,16 +32,19 @@ libscols_line* Table::addRow(const std::vector<Cell>& vecCells, libscols_line* p
     throw std::bad_alloc();
   }
   for (std::size_t i = 0; i < vecCells.size(); ++i) {
-    if (scols_line_set_data(pLine, i, vecCells[i].strText.c_str()) != 0) {
+    if (scols_line_set_data(pLine, i, Host::onOneLine(vecCells[i].strText).c_str()) != 0) {
       throw std::bad_alloc();
     }
-    if (vecCells[i].szColor != nullptr) {
-      scols_cell_set_color(scols_line_get_cell(pLine, i), vecCells[i].szColor);
+    if (vecCells[i].szColor != nullptr &&
+        scols_cell_set_color(scols_line_get_cell(pLine, i), vecCells[i].szColor) != 0) {
+      throw std::bad_alloc();
     }
   }
   return pLine;
 }
 
 void Table::print() const {
-  scols_print_table(m_pTable.get());
+  if (scols_print_table(m_pTable.get()) != 0) {
+    throw std::bad_alloc();
+  }
 }

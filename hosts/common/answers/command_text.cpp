@@ -38,4 +38,8 @@ std::string waitsForCommand(const std::string& strTask, const std::vector<std::s
   return eorvaCommand("task edit", {strTask}, strOptions.empty() ? " --no-after" : strOptions);
 }
 
+std::string ownerCommand(const std::string& strTask, const std::string& strUser) {
+  return eorvaCommand("task edit", {strTask}, optionText("--owner", strUser.empty() ? "USER" : strUser));
+}
+
 }  // namespace Host

@@ -19,4 +19,7 @@ std::string optionText(const std::string& strOption, const std::string& strValue
 /// The command that sets which tasks a task waits for.
 std::string waitsForCommand(const std::string& strTask, const std::vector<std::string>& vecWaitsFor);
 
+/// The command that sets the owner of a task. \param strUser  empty for one that is not known.
+std::string ownerCommand(const std::string& strTask, const std::string& strUser);
+
 }  // namespace Host

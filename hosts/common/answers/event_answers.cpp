@@ -13,14 +13,6 @@
 
 namespace Host {
 
-namespace {
-
-Json::Value reasonsForPrograms(const std::string& strTask, const std::vector<Reason>& vecReasons) {
-  return arrayOf(vecReasons, [&](const Reason& reason) { return reasonForPrograms(strTask, reason); });
-}
-
-}  // namespace
-
 Json::Value eventForPrograms(const EventState& event) {
   return objectOf({{"name", event.event.strName},
                    {"title", event.event.jTitle},
@@ -55,11 +47,9 @@ Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, 
                    {"duration_known", plan.blExact}});
 }
 
-Json::Value explanationForPrograms(const Explanation& explanation, const OwnerNames& owners) {
+Json::Value explanationForPrograms(const Explanation& explanation) {
   const std::string strTask = textOf(explanation.jTask, "task_name");
-  const auto run = [&](const Json::Value& jRun) {
-    return jRun.isObject() ? runForPrograms(jRun, owners) : Json::Value();
-  };
+  const auto run = [](const Json::Value& jRun) { return jRun.isObject() ? runForPrograms(jRun) : Json::Value(); };
   const auto stateOf = [&](const AwaitedTask& state) {
     return objectOf({{"task_name", state.strName}, {"run", run(state.jRun)}});
   };

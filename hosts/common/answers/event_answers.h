@@ -18,7 +18,7 @@ Json::Value eventForPrograms(const EventState& event);
 
 Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, const OwnerNames& owners);
 
-Json::Value explanationForPrograms(const Explanation& explanation, const OwnerNames& owners);
+Json::Value explanationForPrograms(const Explanation& explanation);
 
 /// Says that an event is disabled, with the command that enables it.
 /// \return empty for an enabled event, or when the state is unknown.

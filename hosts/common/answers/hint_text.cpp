@@ -12,6 +12,8 @@ std::string hintText(const Hint& hint) {
       break;
     case Hint::CREATE_STORE:
       return "; create it with: eorva init";
+    case Hint::RESTORE_STORE:
+      return "; restore a backup with: eorva restore FILE; to begin without tasks: eorva init";
     case Hint::LIST_EVENTS:
       return "; list the events with: eorva event list";
     case Hint::ALLOW_ANY_EVENT:
@@ -23,6 +25,8 @@ std::string hintText(const Hint& hint) {
     case Hint::SET_WAITS_FOR:
       return "; set the tasks that it waits for with: " +
              waitsForCommand(hint.vecNames.front(), {hint.vecNames.begin() + 1, hint.vecNames.end()});
+    case Hint::SET_OWNER:
+      return "; set its owner with: " + ownerCommand(hint.vecNames.front(), hint.vecNames.back());
     case Hint::RESTORE_BACKUP:
       return "; restore an intact backup with: eorva restore FILE";
     case Hint::KEEP_OWNER_IDS:

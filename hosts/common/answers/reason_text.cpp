@@ -25,6 +25,10 @@ std::string enableTask(const std::string& strTask, const Reason& reason) {
   return eorvaCommand("task enable", {reason.strOther.empty() ? strTask : reason.strOther});
 }
 
+std::string setOwner(const std::string& strTask, const Reason& reason) {
+  return ownerCommand(strTask, textOf(reason.jDetails, "user"));
+}
+
 std::string waitForTheRest(const std::string& strTask, const Reason& reason) {
   return waitsForCommand(strTask, textsOf(reason.jDetails, "needs"));
 }
@@ -44,6 +48,7 @@ std::string listRunsOf(const std::string& strTask, const Reason&) {
 /// The code "unknown" has a row for each cause.
 constexpr auto WORDS = std::to_array<Words>({
     {"disabled", "{is} disabled", "", &enableTask},
+    {"no_owner", "{has} no owner: {problem}", "", &setOwner},
     {"malformed", "{has} a dependency list that cannot be read, \"{list}\"", "", &waitForTheRest},
     {"missing", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
     {"circle", "{waits} \"{other}\", which {waits} it, too", "", &waitForTheRest},
@@ -147,6 +152,10 @@ Json::Value reasonForPrograms(const std::string& strTask, const Reason& reason) 
                    {"text", reasonText(reason)},
                    {"advice", reasonAdvice(strTask, reason)},
                    {"other_task", reason.strOther.empty() ? Json::Value() : Json::Value(reason.strOther)}});
+}
+
+Json::Value reasonsForPrograms(const std::string& strTask, const std::vector<Reason>& vecReasons) {
+  return arrayOf(vecReasons, [&](const Reason& reason) { return reasonForPrograms(strTask, reason); });
 }
 
 }  // namespace Host

@@ -6,6 +6,7 @@
 #include <json/value.h>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/reasons/reason.h"
 
@@ -20,6 +21,7 @@ std::string reasonAdvice(const std::string& strTask, const Reason& reason);
 
 /// For programs: `code`, `text`, `advice` and `other_task`.
 Json::Value reasonForPrograms(const std::string& strTask, const Reason& reason);
+Json::Value reasonsForPrograms(const std::string& strTask, const std::vector<Reason>& vecReasons);
 
 /// A text with a member of an object in the place of each "{name}"; absent members are empty, arrays are joined by ",
 /// ".

@@ -9,13 +9,16 @@
 #include "common/runs/outcome.h"
 #include "common/runs/script_end.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
+#include "reason_text.h"
+#include "task_answers.h"
 
 namespace Host {
 
 namespace {
 
 Json::Value durationOf(const Json::Value& jRun) {
-  return jRun.isMember("stop_time") ? Json::Value(intOf(jRun, "stop_time") - intOf(jRun, "start_time")) : Json::Value();
+  return jRun.isMember("stop_time") ? Json::Value(secondsOf(jRun)) : Json::Value();
 }
 
 /// How the script ended.
@@ -47,22 +50,25 @@ Json::Value cpuSecondsOf(const Json::Value& jRun) {
 Json::Value itemForPrograms(const PrunedItem& item) {
   return objectOf({{"result_id", memberOf(item.jRun, "result_id")},
                    {"task_name", item.task()},
-                   {"start_time", item.iStartTime},
+                   {"start_time", trueTime(item.iStartTime)},
                    {"bytes", static_cast<Json::UInt64>(item.cb)}});
 }
 
 }  // namespace
 
-Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
+Json::Value runForPrograms(const Json::Value& jRun) {
   const Outcome outcome = outcomeOf(jRun);
-  const auto itOwner = owners.find(textOf(jRun, "task_name"));
+  const Json::Value& jOwner = memberOf(jRun, "owner");
   Json::Value jOut = jRun;
-  jOut["owner_name"] = itOwner != owners.end() ? Json::Value(itOwner->second) : Json::Value();
+  makeTimesTrue(jOut);
+  jOut["owner"] = jOwner;
+  jOut["owner_name"] = jOwner.isNull() ? Json::Value() : Json::Value(ownerText(jRun));
   jOut["duration"] = durationOf(jRun);
   jOut["outcome"] = outcomeWord(outcome.kind);
   jOut["outcome_text"] = outcome.strText;
   jOut["end"] = endForPrograms(jRun);
   jOut["cpu_seconds"] = cpuSecondsOf(jRun);
+  jOut["output_cut"] = memberOf(memberOf(jRun, "extra"), OUTPUT_CUT);
   for (const char* szCost : {"memory_peak", "io_read", "io_written"}) {
     jOut[szCost] = memberOf(jRun, szCost);
   }
@@ -71,12 +77,12 @@ Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners) {
   return jOut;
 }
 
-Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
-  return arrayOf(vecRuns, [&](const Json::Value& jRun) { return runForPrograms(jRun, owners); });
+Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns) {
+  return arrayOf(vecRuns, &runForPrograms);
 }
 
-Json::Value stoppedForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners) {
-  return vecRuns.size() == 1 ? runForPrograms(vecRuns.front(), owners) : runsForPrograms(vecRuns, owners);
+Json::Value stoppedForPrograms(const std::vector<Json::Value>& vecRuns) {
+  return vecRuns.size() == 1 ? runForPrograms(vecRuns.front()) : runsForPrograms(vecRuns);
 }
 
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines) {
@@ -112,11 +118,15 @@ Json::Value startForPrograms(const ExecutionRequest& request, const DetachedStar
                    {blUnit ? "unit" : "pid", blUnit ? Json::Value(start.strUnit) : Json::Value(start.pid)}});
 }
 
-Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners) {
-  return objectOf(
-      {{request.kind(), request.strName},
-       {"runs", arrayOf(progress.runs(), [&](const auto& run) { return runForPrograms(run.second, owners); })},
-       {"not_started", arrayOf(progress.notStarted())}});
+Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress,
+                                 const std::vector<LeftOut>& vecLeftOut) {
+  const auto leftOut = [](const LeftOut& task) {
+    return objectOf({{"task_name", task.strTask}, {"reasons", reasonsForPrograms(task.strTask, task.vecReasons)}});
+  };
+  return objectOf({{request.kind(), request.strName},
+                   {"runs", arrayOf(progress.runs(), [](const auto& run) { return runForPrograms(run.second); })},
+                   {"not_started", arrayOf(progress.notStarted())},
+                   {"left_out", arrayOf(vecLeftOut, leftOut)}});
 }
 
 }  // namespace Host

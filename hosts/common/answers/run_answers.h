@@ -7,23 +7,22 @@
 #include <string>
 #include <vector>
 
-#include "task_answers.h"
-
 namespace Host {
 
 class Progress;
 struct DetachedStart;
 struct ExecutionRequest;
+struct LeftOut;
 struct PruneResult;
 
-/// A run record, with owner_name, duration and outcome; end replaces shell_status, and cpu_seconds replaces cpu_usec.
-Json::Value runForPrograms(const Json::Value& jRun, const OwnerNames& owners);
+/// A run record, with duration and outcome; end replaces shell_status, and cpu_seconds replaces cpu_usec.
+Json::Value runForPrograms(const Json::Value& jRun);
 
 /// An array of runs.
-Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners);
+Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns);
 
 /// One run, or an array of several.
-Json::Value stoppedForPrograms(const std::vector<Json::Value>& vecRuns, const OwnerNames& owners);
+Json::Value stoppedForPrograms(const std::vector<Json::Value>& vecRuns);
 
 /// The end of a file that a run left (see run_files.h). \throw Failure when it is not there.
 Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsigned cLines);
@@ -39,7 +38,8 @@ Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun);
 /// The start of an execution in the background, which has the unit or the process.
 Json::Value startForPrograms(const ExecutionRequest& request, const DetachedStart& start);
 
-/// An execution that has ended.
-Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress, const OwnerNames& owners);
+/// An execution that has ended. \param vecLeftOut  the tasks that it did not start.
+Json::Value executionForPrograms(const ExecutionRequest& request, const Progress& progress,
+                                 const std::vector<LeftOut>& vecLeftOut);
 
 }  // namespace Host

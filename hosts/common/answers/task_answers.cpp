@@ -4,15 +4,17 @@
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
-std::string ownerText(const Json::Value& jTask) {
-  const Json::Value& jOwner = memberOf(jTask, "owner");
+std::string ownerText(const Json::Value& jRecord) {
+  const Json::Value& jOwner = memberOf(jRecord, "owner");
   if (!jOwner.isInt64()) {
     return "-";
   }
-  const std::string strName = userName(static_cast<uid_t>(jOwner.asInt64()));
+  const std::string strStored = textOf(jRecord, "owner_name");
+  const std::string strName = strStored.empty() ? userName(static_cast<uid_t>(jOwner.asInt64())) : strStored;
   return strName.empty() ? jOwner.asString() : strName;
 }
 
@@ -26,6 +28,7 @@ OwnerNames ownerNames(const Json::Value& jTasks) {
 
 Json::Value taskForPrograms(const Json::Value& jTask) {
   Json::Value jOut = jTask;
+  makeTimesTrue(jOut);
   jOut["owner_name"] = ownerText(jTask);
   jOut["waits_for"] = arrayOf(readDependencyList(textOf(jTask, "depend_on_task")));
   return jOut;

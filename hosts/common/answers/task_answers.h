@@ -11,8 +11,8 @@ namespace Host {
 
 class TaskGraph;
 
-/// The name of a stored task's owner; the user id when there is no such user; a dash for none.
-std::string ownerText(const Json::Value& jTask);
+/// The name of a task's or a run's owner, as it was stored; the user id when no name is known; a dash for none.
+std::string ownerText(const Json::Value& jRecord);
 
 /// Name of the owner of every task, by the task's name.
 using OwnerNames = std::map<std::string, std::string>;

@@ -3,11 +3,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <optional>
-#include <unistd.h>
 #include <utility>
-
-#include "eorvascheduler.h"
 
 #include "common/server/shares.h"
 #include "common/store/records.h"
@@ -28,7 +24,6 @@ namespace {
 
 constexpr char OUTPUT_PATH[] = "output_path";
 constexpr char ENABLE_OUTPUT[] = "enable_output";
-constexpr mode_t MODE_READABLE = 0644;
 
 bool isSectionKey(const std::string& strKey) {
   return strKey == OUTPUT_PATH || strKey == ENABLE_OUTPUT;
@@ -86,7 +81,8 @@ void checkTogether(const ConfigValues& values, const std::set<Json::Int64>& setO
   }
 }
 
-void setSection(const ConfigValues& values) {
+/// The text of the configuration file with these values.
+std::string sectionFile(const ConfigValues& values) {
   Json::Value jConfig = schedulerConfig();
   const Json::Value jBefore = jConfig;
   jConfig["type"] = CONFIG_TYPE;
@@ -96,9 +92,7 @@ void setSection(const ConfigValues& values) {
   if (const auto itEnable = values.find(ENABLE_OUTPUT); itEnable != values.end()) {
     jConfig[ENABLE_OUTPUT] = itEnable->second == "yes";
   }
-  if (jConfig != jBefore && configSet(jConfig) < 0) {
-    throw Failure(fmt::format("cannot write the configuration {}", CONFIG_PATH));
-  }
+  return jConfig == jBefore ? readTextFile(CONFIG_PATH).value_or("") : configFileWith(jConfig);
 }
 
 bool areKnown(const ConfigValues& values) {
@@ -151,46 +145,22 @@ std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set
   return vecWhy;
 }
 
-void setConfig(const ConfigLock&, const ConfigValues& values) {
+FileTexts configFilesWith(const ConfigValues& values) {
+  FileTexts texts;
+  std::string strSettings = readTextFile(SETTINGS_PATH).value_or("");
+  for (const auto& [strKey, strValue] : values) {
+    if (isSectionKey(strKey)) {
+      texts[CONFIG_PATH] = sectionFile(values);
+    } else {
+      texts[SETTINGS_PATH] = strSettings = withSetting(strSettings, strKey, strValue);
+    }
+  }
+  return texts;
+}
+
+void setConfig(const ConfigLock& lock, const ConfigValues& values) {
   const DeferredSignals deferred;
-  const ConfigBefore before;
-  try {
-    setSection(values);
-    std::string strText = readTextFile(SETTINGS_PATH).value_or("");
-    const std::string strOld = strText;
-    for (const auto& [strKey, strValue] : values) {
-      if (!isSectionKey(strKey)) {
-        strText = withSetting(strText, strKey, strValue);
-      }
-    }
-    if (strText != strOld) {
-      replaceFile(SETTINGS_PATH, strText, MODE_READABLE);
-    }
-  } catch (...) {
-    before.restore();
-    throw;
-  }
-}
-
-ConfigBefore::ConfigBefore() {
-  for (const char* szPath : {CONFIG_PATH, SETTINGS_PATH}) {
-    m_mapFiles[szPath] = readTextFile(szPath);
-  }
-}
-
-void ConfigBefore::restore() const noexcept {
-  for (const auto& [strPath, strText] : m_mapFiles) {
-    try {
-      if (!strText) {
-        unlink(strPath.c_str());
-      } else if (readTextFile(strPath) != strText) {
-        replaceFile(strPath, *strText, MODE_READABLE);
-      }
-    } catch (...) {
-      // The first failure is the one to report.
-      continue;
-    }
-  }
+  ConfigChange(lock, configFilesWith(values)).finish();
 }
 
 void changeConfig(const ConfigLock& lock, const ConfigValues& values, const std::set<Json::Int64>& setOwners) {

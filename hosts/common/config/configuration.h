@@ -6,12 +6,11 @@
 
 #include <json/value.h>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "common/coordination/config_lock.h"
+#include "config_change.h"
 
 namespace Host {
 
@@ -33,6 +32,9 @@ ConfigValues configValues();
 /// \return a sentence for each problem; empty when all values can be set.
 std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set<Json::Int64>& setOwners);
 
+/// The files as they are with these values. Valid under the lock under which they were checked.
+FileTexts configFilesWith(const ConfigValues& values);
+
 /// Sets values that were checked under the same lock: all of them or none.
 void setConfig(const ConfigLock& lock, const ConfigValues& values);
 
@@ -43,17 +45,5 @@ void changeConfig(const ConfigValues& values, bool blForce = false);
 
 /// Sets values under a lock that the caller holds. \param setOwners  owners of the tasks.
 void changeConfig(const ConfigLock& lock, const ConfigValues& values, const std::set<Json::Int64>& setOwners);
-
-/// The configuration before a change, to undo the change.
-class ConfigBefore {
-public:
-  ConfigBefore();
-
-  /// Restores it as far as possible.
-  void restore() const noexcept;
-
-private:
-  std::map<std::string, std::optional<std::string>> m_mapFiles;  ///< text by path; nothing for a missing file
-};
 
 }  // namespace Host

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <json/writer.h>
 
 #include "eorvascheduler.h"
 
@@ -25,6 +26,20 @@ Json::Value schedulerConfig() {
     throw Failure(fmt::format("cannot read the configuration {}: it is no JSON object", CONFIG_PATH));
   }
   return jConfig.isObject() ? jConfig : Json::Value(Json::objectValue);
+}
+
+std::string configFileWith(const Json::Value& jSection) {
+  Json::Value jNoFilter;
+  Json::Value jFile;
+  if (configGet(jNoFilter, jFile) < 0 || !(jFile.isObject() || jFile.isNull())) {
+    throw Failure(fmt::format("cannot read the configuration {}: it is no JSON object", CONFIG_PATH));
+  }
+  jFile[CONFIG_TYPE] = jSection;
+  Json::StreamWriterBuilder builder;
+  builder["commentStyle"] = "None";
+  builder["emitUTF8"] = true;
+  builder["indentation"] = "  ";
+  return Json::writeString(builder, jFile) + "\n";
 }
 
 std::vector<std::string> outputPlaces(const Json::Value& jConfig) {

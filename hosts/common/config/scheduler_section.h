@@ -15,6 +15,9 @@ namespace Host {
 /// Gives the scheduler's section of the configuration; an empty object when there is none.
 Json::Value schedulerConfig();
 
+/// The text of the whole configuration file with this section. \throw Failure when the present file cannot be read.
+std::string configFileWith(const Json::Value& jSection);
+
 /// The configured place, also when no output is kept, then the former ones.
 std::vector<std::string> outputPlaces(const Json::Value& jConfig);
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <map>
@@ -14,6 +13,7 @@
 #include "common/support/failure.h"
 #include "common/support/files.h"
 #include "common/support/paths.h"
+#include "common/text/number_spec.h"
 #include "common/text/suggestion.h"
 #include "settings_file.h"
 
@@ -39,10 +39,11 @@ constexpr unsigned MAX_RUNS = 1'000'000;
 constexpr unsigned MAX_SECONDS = 86'400;
 constexpr unsigned MAX_PROCESSES = 4'194'304;
 
-constexpr std::array<Rule, 7> RULES = {{
+constexpr std::array<Rule, 8> RULES = {{
     {"retention_runs", "100", &Settings::cRetentionRuns, Form::NUMBER_OR_ALL, 1, MAX_RUNS},
     {"retention_failed_runs", "20", &Settings::cRetentionFailedRuns, Form::NUMBER_OR_ALL, 0, MAX_RUNS},
     {"retention_output_size", "10G", &Settings::cbRetentionOutput, Form::SIZE},
+    {"output_limit", "1G", &Settings::cbOutputLimit, Form::SIZE},
     {"shutdown_budget", "300", &Settings::cShutdownBudget, Form::NUMBER, 1, MAX_SECONDS},
     {"stop_grace", "10", &Settings::cStopGrace, Form::NUMBER, 0, MAX_SECONDS},
     {"max_processes", "4096", &Settings::cMaxProcesses, Form::NUMBER, 1, MAX_PROCESSES},
@@ -58,36 +59,18 @@ const Rule& requireRule(const std::string& strKey) {
   return *itRule;
 }
 
-std::optional<std::uint64_t> readDigits(std::string_view strText) {
-  std::uint64_t iValue = 0;
-  const auto [pEnd, code] = std::from_chars(strText.data(), strText.data() + strText.size(), iValue);
-  const bool blWhole = code == std::errc() && pEnd == strText.data() + strText.size();
-  return blWhole ? std::optional(iValue) : std::nullopt;
-}
-
-/// Reads bytes, as in "10G"; the units are powers of 1024.
-std::optional<std::uint64_t> readSize(std::string_view strText) {
-  constexpr std::string_view UNITS = "KMGT";
-  const std::size_t iUnit = strText.empty() ? std::string_view::npos : UNITS.find(strText.back());
-  const bool blUnit = iUnit != std::string_view::npos;
-  const std::size_t cShift = blUnit ? 10 * (iUnit + 1) : 0;
-  const std::optional<std::uint64_t> count = readDigits(strText.substr(0, strText.size() - (blUnit ? 1 : 0)));
-  constexpr auto MAX_SIZE = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  return count && *count <= MAX_SIZE >> cShift ? std::optional(*count << cShift) : std::nullopt;
-}
-
 /// Reads a value; gives nothing when it is invalid.
 std::optional<std::uint64_t> readValue(const Rule& rule, std::string_view strValue) {
   if (rule.form == Form::YES_OR_NO) {
     return strValue == "yes" || strValue == "no" ? std::optional<std::uint64_t>(strValue == "yes") : std::nullopt;
   }
   if (rule.form == Form::SIZE) {
-    return readSize(strValue);
+    return sizeFrom(strValue);
   }
   if (rule.form == Form::NUMBER_OR_ALL && strValue == "all") {
     return KEEP_ALL;
   }
-  const std::optional<std::uint64_t> count = readDigits(strValue);
+  const std::optional<std::uint64_t> count = numberFrom(strValue);
   return count && *count >= rule.iMin && *count <= rule.iMax ? count : std::nullopt;
 }
 
@@ -167,6 +150,11 @@ Settings currentSettings() {
 unsigned maxProcessesSetting() {
   std::vector<std::string> vecProblems;
   return readSettings(vecProblems).cMaxProcesses;
+}
+
+std::uint64_t outputLimitSetting() {
+  std::vector<std::string> vecProblems;
+  return readSettings(vecProblems).cbOutputLimit;
 }
 
 std::chrono::seconds graceSetting() {

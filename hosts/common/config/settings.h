@@ -19,6 +19,7 @@ struct Settings {
   unsigned cRetentionRuns = 0;          ///< newest runs of each task that are kept
   unsigned cRetentionFailedRuns = 0;    ///< newest failed runs of each task that are also kept
   std::uint64_t cbRetentionOutput = 0;  ///< bytes that all kept output may take; 0 is no limit
+  std::uint64_t cbOutputLimit = 0;      ///< bytes that the output of a run may have; 0 is no limit
   unsigned cShutdownBudget = 0;         ///< seconds that all tasks of a shutdown have together
   unsigned cStopGrace = 0;              ///< seconds between TERM and KILL
   unsigned cMaxProcesses = 0;           ///< processes that a run may have at once, where systemd runs
@@ -37,6 +38,9 @@ std::chrono::seconds graceSetting();
 
 /// How many processes a run may have at once; the default when the setting is invalid.
 unsigned maxProcessesSetting();
+
+/// How much output a run may have, in bytes; the default when the setting is invalid.
+std::uint64_t outputLimitSetting();
 
 /// \name Single settings, by their key
 /// @{

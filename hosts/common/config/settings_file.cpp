@@ -88,8 +88,8 @@ std::string withSetting(const std::string& strText, const std::string& strKey, c
   if (iLine < vecLines.size()) {
     vecLines[iLine] = strNew;
   } else {
-    const std::size_t iAt = iComment < vecLines.size() ? iComment + 1 : vecLines.size();
-    vecLines.insert(vecLines.begin() + static_cast<std::ptrdiff_t>(iAt), strNew);
+    const std::size_t iNew = iComment < vecLines.size() ? iComment + 1 : vecLines.size();
+    vecLines.insert(vecLines.begin() + static_cast<std::ptrdiff_t>(iNew), strNew);
   }
   std::string strResult;
   for (const std::string& strLine : vecLines) {

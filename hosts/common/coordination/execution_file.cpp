@@ -82,8 +82,8 @@ std::string endingLine(pid_t pid, const char* szWhy, std::chrono::seconds grace)
   return fmt::format("\n{} {} {} {}\n", ENDING, pid, szWhy, grace.count());
 }
 
-std::string endLine(pid_t pid, int iStatus) {
-  return fmt::format("\n{} {} {}\n", END, pid, iStatus);
+std::string endLine(pid_t pid, int iStatus, std::int64_t cbWritten = 0) {
+  return fmt::format("\n{} {} {} {}\n", END, pid, iStatus, cbWritten);
 }
 
 /// Passes on the complete lines behind an offset. \return the offset of the next line.
@@ -199,6 +199,7 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
       run.strGroup = strLine;
     } else if (strWord == END) {
       run.status = takeNumber<int>(strLine);
+      run.cbWritten = takeNumber<std::int64_t>(strLine);
     } else if (strWord == ENDING && !run.status && run.strEndedBy.empty()) {
       run.strEndedBy = takeWord(strLine);
       run.grace = std::chrono::seconds(takeNumber<Json::Int64>(strLine));
@@ -271,8 +272,8 @@ void ExecutionFile::noteDone() const {
   append(fmt::format("\n{}\n", DONE));
 }
 
-void ExecutionFile::noteEnd(pid_t pid, int iStatus) const {
-  append(endLine(pid, iStatus));
+void ExecutionFile::noteEnd(pid_t pid, int iStatus, std::int64_t cbWritten) const {
+  append(endLine(pid, iStatus, cbWritten));
 }
 
 RunReport::RunReport(const std::string& strPath, pid_t pid) : m_fd(openForLines(strPath)), m_pid(pid) {}

@@ -29,6 +29,7 @@ struct RunNotes {
   std::uint64_t ticksStart = 0;   ///< when this process started, in clock ticks since the boot
   std::string strGroup;           ///< the name of this group; empty where there are none
   std::optional<int> status;      ///< wait status of the shell that ran the script; -1: the script was not started
+  std::int64_t cbWritten = 0;     ///< how much output had been written when it was cut; 0 when it was not
   std::string strEndedBy;         ///< why it is being ended early; empty when it is not
   std::chrono::seconds grace{0};  ///< time to end by itself then
   bool blClosed = false;          ///< its process has ended
@@ -112,8 +113,9 @@ public:
 
   void noteDone() const;
 
-  /// \param iStatus  see RunReport::end().
-  void noteEnd(pid_t pid, int iStatus) const;
+  /// \param iStatus    see RunReport::end().
+  /// \param cbWritten  see RunNotes.
+  void noteEnd(pid_t pid, int iStatus, std::int64_t cbWritten = 0) const;
 
   /// @}
 

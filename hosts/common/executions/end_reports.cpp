@@ -13,12 +13,6 @@ namespace Host {
 
 namespace {
 
-/// A report; so short that the pipe takes it whole.
-struct Report {
-  pid_t pid = 0;
-  int iStatus = 0;
-};
-
 /// Held from reading reports until they are noted: a reader of an empty pipe finds all of them in the file.
 UniqueFd lockFile(const std::string& strPath) {
   UniqueFd fd(open(strPath.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
@@ -38,17 +32,16 @@ EndReports::EndReports() {
   fcntl(m_pipe.reader.get(), F_SETFL, O_NONBLOCK);
 }
 
-bool EndReports::tell(int fdWriter, pid_t pid, int iStatus) {
-  const Report report{pid, iStatus};
+bool EndReports::tell(int fdWriter, const EndReport& report) {
   return write(fdWriter, &report, sizeof report) == static_cast<ssize_t>(sizeof report);
 }
 
 void EndReports::collect(const ExecutionFile& file) const {
   const UniqueFd lock = lockFile(file.path());
-  std::array<Report, 64> reports{};
+  std::array<EndReport, 64> reports{};
   for (ssize_t cb = 0; (cb = read(m_pipe.reader.get(), reports.data(), sizeof reports)) > 0;) {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(cb) / sizeof(Report); ++i) {
-      file.noteEnd(reports[i].pid, reports[i].iStatus);
+    for (std::size_t i = 0; i < static_cast<std::size_t>(cb) / sizeof(EndReport); ++i) {
+      file.noteEnd(reports[i].pid, reports[i].iStatus, reports[i].cbWritten);
     }
   }
 }

@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <sys/types.h>
 
@@ -15,12 +16,19 @@
 
 namespace Host {
 
+/// The end of a run; so short that the pipe takes it whole.
+struct EndReport {
+  pid_t pid = 0;
+  int iStatus = 0;             ///< wait status of the shell
+  std::int64_t cbWritten = 0;  ///< how much output had been written when it was cut; 0 when it was not
+};
+
 class EndReports {
 public:
   EndReports();
 
   /// For the process of a run. \return false when the end could not be told.
-  static bool tell(int fdWriter, pid_t pid, int iStatus);
+  static bool tell(int fdWriter, const EndReport& report);
 
   /// Moves all ends that were told so far to the file. \throw Failure
   void collect(const ExecutionFile& file) const;

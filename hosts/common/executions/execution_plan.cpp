@@ -144,8 +144,14 @@ void makeReady(Session& session, const ExecutionRequest& request, TaskLock& lock
     checkGraph(graph, request.strName);
   } else if (const std::string strWhy = whyNotTaskName(request.strName); !strWhy.empty()) {
     throw Failure(fmt::format("the task \"{}\" is not run: its name {}", request.strName, strWhy));
+  } else {
+    requireOwner(findTask(session, request.strName));
   }
-  plan.vecWarnings = prepareFolders(OutputPlace::enabledPath(), plan.vecTasks);
+  const std::optional<std::string> output = OutputPlace::enabledPath();
+  plan.vecWarnings = prepareFolders(output, plan.vecTasks);
+  if (output && !plan.vecTasks.empty()) {
+    OutputPlace::of(*output).requireRoom();
+  }
   for (const Json::Value& jRun : listRuns(session, "1", 1)) {
     plan.iLastRun = intOf(jRun, "result_id");
   }

@@ -15,6 +15,7 @@
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/service_defaults.h"
+#include "common/tasks/task_owner.h"
 #include "execution_watch.h"
 #include "messages.h"
 #include "next_tasks.h"
@@ -36,9 +37,10 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
     _exit(RESULT_REFUSED);
   }
   Json::Value jTask = requireTask(session, strTask);
+  requireOwner(jTask);
   Json::Value jTasks(Json::arrayValue);
   jTasks.append(jTask);
-  recorder.setLimits(jTasks);
+  recorder.setTasks(jTasks);
   return runTaskOne(jTask, session.tasks(), session.runs(), session.db());
 }
 

@@ -10,6 +10,7 @@
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
 #include "end_request.h"
 #include "messages.h"
@@ -29,10 +30,14 @@ NextTasks::NextTasks(Session& session, const ExecutionRequest& request, const Ex
       m_vecAnnounced(plan.vecTasks),
       m_setWarnings(plan.vecWarnings.begin(), plan.vecWarnings.end()) {
   ORVAStoreAskBeforeList([](void* pThis) { return static_cast<NextTasks*>(pThis)->beforeList(); }, this);
+  ORVAStoreOnListed([](void* pThis, OrvaJsonDbApi* pStore,
+                       Json::Value* pRecords) { static_cast<NextTasks*>(pThis)->onListed(pStore, *pRecords); },
+                    this);
 }
 
 NextTasks::~NextTasks() {
   ORVAStoreAskBeforeList(nullptr, nullptr);
+  ORVAStoreOnListed(nullptr, nullptr);
 }
 
 /// \return negative when no task may start now.
@@ -53,6 +58,35 @@ int NextTasks::beforeList() noexcept {
                             m_blUnsafe ? "no more tasks are started" : "the tasks after the last run are not started",
                             error.what()));
     return -1;
+  }
+}
+
+/// Hides the tasks that have no owner from the library, which would start them as whoever has the user id now.
+void NextTasks::onListed(OrvaJsonDbApi* pStore, Json::Value& jRecords) noexcept {
+  if (pStore != m_session.tasks()) {
+    return;
+  }
+  try {
+    OwnerCheck owners;
+    Json::Value jSound(Json::arrayValue);
+    for (Json::Value& jTask : jRecords) {
+      if (const std::optional<OwnerProblem> problem = owners.problemOf(jTask)) {
+        warn(fmt::format("the task \"{}\" is not started: {}", textOf(jTask, "task_name"), problem->strText));
+      } else {
+        jSound.append(std::move(jTask));
+      }
+    }
+    jRecords = std::move(jSound);
+  } catch (const std::exception& error) {
+    jRecords = Json::Value(Json::arrayValue);
+    sendMessage(fmt::format("the next tasks are not started: {}", error.what()));
+  }
+}
+
+/// Sends a warning, once.
+void NextTasks::warn(const std::string& strWarning) {
+  if (m_setWarnings.insert(strWarning).second) {
+    sendMessage("warning: " + strWarning);
   }
 }
 
@@ -107,7 +141,7 @@ void NextTasks::readTasks() {
     checkGraph(graph, m_request.strName);
     m_setChecked = std::move(setDependences);
   }
-  m_recorder.setLimits(jTasks);
+  m_recorder.setTasks(jTasks);
   m_vecPlan.clear();
   for (const GraphTask* pTask : graph.planOf(m_request.strName)) {
     m_vecPlan.push_back(*pTask);
@@ -154,9 +188,7 @@ bool NextTasks::announceNew(const std::vector<GraphTask>& vecReady) {
 void NextTasks::prepare(const std::vector<GraphTask>& vecReady) {
   m_blUnsafe = true;
   for (const std::string& strWarning : prepareFolders(m_output, vecReady, m_vecAnnounced)) {
-    if (m_setWarnings.insert(strWarning).second) {
-      sendMessage("warning: " + strWarning);
-    }
+    warn(strWarning);
   }
   m_blUnsafe = false;
 }

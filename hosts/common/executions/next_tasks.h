@@ -21,6 +21,8 @@
 #include "run_recorder.h"
 #include "turns.h"
 
+class OrvaJsonDbApi;
+
 namespace Host {
 
 class Session;
@@ -42,6 +44,8 @@ private:
   using Dependences = std::set<std::pair<std::string, std::string>>;  ///< names, and names of tasks that they wait for
 
   int beforeList() noexcept;
+  void onListed(OrvaJsonDbApi* pStore, Json::Value& jRecords) noexcept;
+  void warn(const std::string& strWarning);
   void makeReady();
   bool hasChanged();
   void readTasks();

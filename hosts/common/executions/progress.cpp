@@ -33,6 +33,7 @@ std::vector<Json::Value> Progress::poll(Session& session, const std::function<st
       m_setOpen.erase(iRun);
     }
     m_mapRuns[iRun] = jRun;
+    m_setTasks.insert(textOf(jRun, "task_name"));
     vecNews.push_back(jRun);
   }
   return vecNews;
@@ -48,18 +49,24 @@ std::vector<Json::Value> Progress::failedRuns() const {
   return vecFailed;
 }
 
+bool Progress::hasRunOf(const std::string& strTask) const {
+  return m_setTasks.count(strTask) > 0;
+}
+
 std::vector<std::string> Progress::notStarted() const {
-  std::set<std::string> setStarted;
-  for (const auto& [iRun, jRun] : m_mapRuns) {
-    setStarted.insert(textOf(jRun, "task_name"));
-  }
   std::vector<std::string> vecNames;
   for (const GraphTask& task : m_plan.vecTasks) {
-    if (setStarted.count(task.strName) == 0) {
+    if (!hasRunOf(task.strName)) {
       vecNames.push_back(task.strName);
     }
   }
   return vecNames;
+}
+
+std::vector<LeftOut> Progress::leftOut(Session& session) const {
+  std::vector<LeftOut> vecLeftOut = Host::leftOut(session, m_plan.iFiring);
+  std::erase_if(vecLeftOut, [&](const LeftOut& task) { return hasRunOf(task.strTask); });
+  return vecLeftOut;
 }
 
 }  // namespace Host

@@ -11,6 +11,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "common/reasons/firing.h"
+
 namespace Host {
 
 class Session;
@@ -37,9 +39,15 @@ public:
   /// Planned tasks that have not been started.
   std::vector<std::string> notStarted() const;
 
+  /// The tasks of the event that were not started, and why, as far as that is recorded.
+  std::vector<LeftOut> leftOut(Session& session) const;
+
 private:
+  bool hasRunOf(const std::string& strTask) const;
+
   const ExecutionPlan& m_plan;
   std::map<Json::Int64, Json::Value> m_mapRuns;
+  std::set<std::string> m_setTasks;  ///< that have a run
   std::set<Json::Int64> m_setOpen;
   Json::Int64 m_iLastRun;
 };

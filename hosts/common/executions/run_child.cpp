@@ -12,6 +12,7 @@
 #include "orva_platform.h"
 
 #include "common/coordination/execution_file.h"
+#include "common/output/limited_output.h"
 #include "common/support/failure.h"
 #include "common/support/service_defaults.h"
 #include "end_reports.h"
@@ -28,10 +29,32 @@ constexpr int EXIT_NOT_FOUND = 127;
 /// Where the calling process tells its end.
 int g_fdEnds = -1;
 
+std::function<std::uint64_t(const std::string& strOutput)> g_fnOutputLimit;
+
+/// How much output had been written when it was cut.
+std::int64_t g_cbWritten = 0;
+
 void reportEnd(void*, int iStatus) {
-  if (!EndReports::tell(g_fdEnds, getpid(), iStatus)) {
+  if (!EndReports::tell(g_fdEnds, {getpid(), iStatus, g_cbWritten})) {
     syslog(LOG_ERR, "the end of a run was not reported: %s", std::strerror(errno));
   }
+}
+
+/// Waits for the shell, and keeps the output of its script within the limit.
+int waitFor(pid_t pid, const char* szCommand) {
+  try {
+    const std::string strOutput = outputOf(szCommand);
+    LimitedOutput output(strOutput, g_fnOutputLimit ? g_fnOutputLimit(strOutput) : 0);
+    const int iStatus = output.waitFor(pid);
+    g_cbWritten = output.written();
+    return iStatus;
+  } catch (const std::exception& error) {
+    syslog(LOG_ERR, "the output of a run is not limited: %s", error.what());
+  }
+  int iStatus = NOT_STARTED;
+  while (waitpid(pid, &iStatus, 0) < 0 && errno == EINTR) {
+  }
+  return iStatus;
 }
 
 /// Like system(), with all signals at their default in the shell.
@@ -45,10 +68,7 @@ int runShell(void*, const char* szCommand) {
     execl("/bin/sh", "sh", "-c", szCommand, nullptr);
     _exit(EXIT_NOT_FOUND);
   }
-  int iStatus = NOT_STARTED;
-  while (pid > 0 && waitpid(pid, &iStatus, 0) < 0 && errno == EINTR) {
-  }
-  return iStatus;
+  return pid > 0 ? waitFor(pid, szCommand) : NOT_STARTED;
 }
 
 /// Gives up the things of the execution that a script must not have.
@@ -73,6 +93,7 @@ void leaveExecution(const RunStart& start) {
 
 void beginRun(const RunStart& start, pid_t pidExecution, bool blEnding) {
   g_fdEnds = start.fdEnds;
+  g_fnOutputLimit = start.fnOutputLimit;
   try {
     leaveExecution(start);
     const std::string strGroup =

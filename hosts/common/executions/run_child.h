@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -16,6 +18,7 @@ struct RunStart {
   unsigned cMaxProcesses = 0;      ///< for the run
   int fdEnds = -1;                 ///< where it tells its end, see end_reports.h
   std::vector<int> vecParentOnly;  ///< descriptors that belong to the execution alone
+  std::function<std::uint64_t(const std::string& strOutput)> fnOutputLimit = {};  ///< for the run with this output
 };
 
 /// Makes the calling process of a run, just forked and still root's, ready for the script: it enters its control group

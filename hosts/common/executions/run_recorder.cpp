@@ -2,6 +2,7 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <pthread.h>
@@ -15,6 +16,8 @@
 #include "common/runs/outcome.h"
 #include "common/runs/run_group.h"
 #include "common/runs/run_identity.h"
+#include "common/runs/settlement.h"
+#include "common/server/users.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/control_group.h"
@@ -61,7 +64,8 @@ RunRecorder::RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, 
              m_file.notes().strGroup,
              maxProcessesSetting(),
              ends.writer(),
-             {file.fd(), lock.fd(), turns.fd(), ends.reader()}};
+             {file.fd(), lock.fd(), turns.fd(), ends.reader()},
+             [this](const std::string& strOutput) { return outputLimitOf(strOutput); }};
   g_pRecorder = this;
   ORVAStoreOnWrite(
       [](void* pThis, OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value* pRecord) {
@@ -97,10 +101,18 @@ void RunRecorder::inChild() {
   }
 }
 
-void RunRecorder::setLimits(const Json::Value& jTasks) {
+void RunRecorder::setTasks(const Json::Value& jTasks) {
   for (const Json::Value& jTask : jTasks) {
-    m_mapLimits[textOf(jTask, "task_name")] = intOf(jTask, "time_limit");
+    m_mapTasks[textOf(jTask, "task_name")] = {intOf(jTask, "time_limit"), intOf(jTask, "owner", -1),
+                                              textOf(jTask, "owner_name"), intOf(jTask, "output_limit", -1)};
   }
+}
+
+/// The limit of the task whose folder has the folder of the run.
+std::uint64_t RunRecorder::outputLimitOf(const std::string& strOutput) const {
+  const auto it = m_mapTasks.find(std::filesystem::path(strOutput).parent_path().parent_path().filename());
+  const bool blOwn = it != m_mapTasks.end() && it->second.iOutputLimit >= 0;
+  return blOwn ? static_cast<std::uint64_t>(it->second.iOutputLimit) : m_cbOutputLimit;
 }
 
 /// The library records a run in one write, so the last number is that of the new run, unless the write failed.
@@ -148,8 +160,13 @@ void RunRecorder::onBegin(Json::Value& jRun) {
   if (status) {
     ORVA_JSON_DB::jsonCopyMember(jRun, identityOf(*status), true);
   }
+  const TaskFacts& task = m_mapTasks[m_new.strTask];
+  if (task.iOwner >= 0) {
+    jRun["owner"] = task.iOwner;
+    jRun["owner_name"] = task.strOwner.empty() ? userName(static_cast<uid_t>(task.iOwner)) : task.strOwner;
+  }
   // Before the record is there, so that nobody takes the run for an interrupted one.
-  m_file.noteRun(m_new.pid, std::chrono::seconds(m_mapLimits[m_new.strTask]));
+  m_file.noteRun(m_new.pid, std::chrono::seconds(task.iLimit));
 }
 
 void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
@@ -174,6 +191,7 @@ void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
   if (runNotes.status) {
     jUpdate["shell_status"] = *runNotes.status;
   }
+  noteCut(runNotes, jUpdate);
   if (!runNotes.strEndedBy.empty()) {
     jUpdate["ended_by"] = runNotes.strEndedBy;
   } else if (!runNotes.status) {

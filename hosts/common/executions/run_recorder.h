@@ -7,12 +7,14 @@
 
 #pragma once
 
+#include <cstdint>
 #include <json/value.h>
 #include <map>
 #include <set>
 #include <string>
 #include <sys/types.h>
 
+#include "common/config/settings.h"
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
 #include "end_reports.h"
@@ -41,13 +43,20 @@ public:
   const std::set<std::string>& started() const { return m_setStarted; }
   const std::set<std::string>& ended() const { return m_setEnded; }
 
-  /// Takes over the time limits of these tasks.
-  void setLimits(const Json::Value& jTasks);
+  /// Takes over the time limits and owners of these tasks.
+  void setTasks(const Json::Value& jTasks);
 
 private:
   struct Run {
     pid_t pid = 0;
     std::string strTask;
+  };
+
+  struct TaskFacts {
+    Json::Int64 iLimit = 0;
+    Json::Int64 iOwner = -1;
+    std::string strOwner;           ///< empty when no name is stored
+    Json::Int64 iOutputLimit = -1;  ///< -1 for that of the settings
   };
 
   void onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value& jRecord);
@@ -59,6 +68,7 @@ private:
   void wait();
   static void beforeFork();
   static void inChild();
+  std::uint64_t outputLimitOf(const std::string& strOutput) const;
 
   Session& m_session;
   ExecutionFile& m_file;
@@ -66,8 +76,9 @@ private:
   Turns& m_turns;
   const EndReports& m_ends;
   RunStart m_start;
+  std::uint64_t m_cbOutputLimit = outputLimitSetting();
   pid_t m_pid;
-  std::map<std::string, Json::Int64> m_mapLimits;
+  std::map<std::string, TaskFacts> m_mapTasks;
   std::map<Json::Int64, Run> m_mapOpen;  ///< by number of the run
   Run m_new;                             ///< its number is not known yet
   std::set<std::string> m_setStarted;

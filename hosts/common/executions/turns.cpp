@@ -6,6 +6,7 @@
 
 #include "common/store/records.h"
 #include "common/support/failure.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -28,7 +29,8 @@ bool isUsed(Session& session, std::time_t second, const std::vector<std::string>
   for (const std::string& strTask : vecTasks) {
     vecNames.push_back(sqlText(strTask));
   }
-  return hasRun(session, fmt::format("task_name in ({}) and start_time = {}", fmt::join(vecNames, ", "), second));
+  return hasRun(session,
+                fmt::format("task_name in ({}) and start_time = {}", fmt::join(vecNames, ", "), storedTime(second)));
 }
 
 }  // namespace

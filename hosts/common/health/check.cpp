@@ -60,6 +60,7 @@ HealthFindings checkInstallation(const std::string& strStoreProblem) {
   checkMailProgram(jTasks, findings);
   checkEvents(jTasks, findings);
   checkTimers(findings);
+  checkPruning(findings);
   checkControlGroups(findings);
   checkTasks(jTasks, findings);
   return findings;

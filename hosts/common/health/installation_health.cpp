@@ -13,16 +13,19 @@
 
 #include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
+#include "common/coordination/prune_problems.h"
 #include "common/output/output_place.h"
 #include "common/runs/run_identity.h"
 #include "common/server/shares.h"
 #include "common/store/database.h"
 #include "common/store/records.h"
+#include "common/store/store_tables.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/tasks/script_check.h"
 #include "common/tasks/unfinished_rename.h"
+#include "common/text/amounts.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -92,11 +95,23 @@ void checkShares(HealthFindings& findings) {
   }
 }
 
+void checkRoom(const OutputPlace& place, HealthFindings& findings) {
+  constexpr std::uintmax_t CB_LITTLE = std::uintmax_t{64} << 20;
+  try {
+    if (const std::uintmax_t cb = place.requireRoom(); cb < CB_LITTLE) {
+      findings.push_back({Severity::WARNING, "output_room", place.path(), objectOf({{"room", sizeText(cb)}})});
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::PROBLEM, "output_full", place.path(), objectOf({{"problem", error.what()}})});
+  }
+}
+
 void checkOutput(const Json::Value& jTasks, HealthFindings& findings) {
   try {
     const std::optional<OutputPlace> place = OutputPlace::enabled();
     if (place) {
       place->check();
+      checkRoom(*place, findings);
     } else if (ownersOf(jTasks).size() > 1) {
       std::vector<std::string> vecProblems;
       const bool blAccepted = readSettings(vecProblems).blSharedScript;
@@ -121,6 +136,8 @@ void reportUnusableStore(const std::string& strProblem, HealthFindings& findings
     szCode = errno == ENOENT ? "store_missing" : "store_out_of_reach";
   } else if (!failedPragma(QUICK_CHECK).empty()) {
     szCode = "store_unreadable";
+  } else if (tablesOf(openStore().get()) != StoreTables::COMPLETE) {
+    szCode = "store_empty";
   }
   findings.push_back({Severity::PROBLEM, szCode, DATABASE_PATH, objectOf({{"problem", strProblem}})});
 }
@@ -188,6 +205,16 @@ void checkRuns(Session& session, HealthFindings& findings) {
       findings.push_back({Severity::PROBLEM, "run_without_process", std::to_string(intOf(jRun, "result_id")),
                           objectOf({{"task", textOf(jRun, "task_name")}})});
     }
+  }
+}
+
+void checkPruning(HealthFindings& findings) {
+  try {
+    for (const std::string& strProblem : pruneProblems()) {
+      findings.push_back({Severity::PROBLEM, "not_removed", "", objectOf({{"problem", strProblem}})});
+    }
+  } catch (const Failure& error) {
+    findings.push_back({Severity::WARNING, "not_removed", "", objectOf({{"problem", error.what()}})});
   }
 }
 

@@ -55,6 +55,9 @@ void checkControlGroups(HealthFindings& findings);
 /// Finds runs that are recorded as running although their process has ended.
 void checkRuns(Session& session, HealthFindings& findings);
 
+/// Tells which old runs and output could not be removed.
+void checkPruning(HealthFindings& findings);
+
 /// Finds output that does not lie under its task's name.
 void checkUnfinishedRenames(Session& session, HealthFindings& findings);
 

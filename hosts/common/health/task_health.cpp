@@ -107,11 +107,10 @@ void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
     checkStart(reasons, *graph.find(strTask), findings);
     Findings rules = checkStoredTask(jTask, graph);
     if (findings.size() > cBefore) {
-      // The list of dependencies is reported already.
-      rules.vecErrors.erase(
-          std::remove_if(rules.vecErrors.begin(), rules.vecErrors.end(),
-                         [](const Finding& finding) { return finding.strMember == "depend_on_task"; }),
-          rules.vecErrors.end());
+      // The list of dependencies and the owner are reported already.
+      std::erase_if(rules.vecErrors, [](const Finding& finding) {
+        return finding.strMember == "depend_on_task" || finding.strMember == "owner";
+      });
     }
     addFindings(graph, strTask, rules.vecErrors, Severity::PROBLEM, findings);
     addFindings(graph, strTask, rules.vecWarnings, Severity::WARNING, findings);

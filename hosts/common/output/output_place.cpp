@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
+#include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/statvfs.h>
 
 #include "orva_platform.h"
 
@@ -143,6 +146,25 @@ std::map<std::string, std::string> OutputPlace::prepare(const std::map<std::stri
     }
   }
   return mapAside;
+}
+
+std::uintmax_t OutputPlace::requireRoom() const {
+  // A file takes less when it is empty, or small enough for its inode.
+  constexpr std::array<char, 8192> SOME{};
+  const UniqueFd base = openChecked(true);
+  const UniqueFd file(openat(base.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+  // Not every file system has files without a name.
+  const bool blUnknown = !file.isOpen() && (errno == EOPNOTSUPP || errno == EISDIR);
+  struct statvfs volume{};
+  const auto cbSome = static_cast<ssize_t>(SOME.size());
+  if ((!blUnknown && (!file.isOpen() || write(file.get(), SOME.data(), SOME.size()) != cbSome)) ||
+      fstatvfs(base.get(), &volume) < 0) {
+    const int iErrno = errno == 0 ? ENOSPC : errno;
+    throw Failure(
+        fmt::format("nothing can be written to the output folder {}: {}; no task can run until this is settled",
+                    m_strPath, std::strerror(iErrno)));
+  }
+  return static_cast<std::uintmax_t>(volume.f_bavail) * volume.f_frsize;
 }
 
 std::string OutputPlace::moveAside(const std::string& strTask) const {

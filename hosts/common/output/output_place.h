@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <json/value.h>
 #include <map>
 #include <optional>
@@ -73,6 +74,10 @@ public:
 
   /// Checks the path to the folder, and creates missing folders. \throw Failure when it cannot be used.
   void check() const { openChecked(true); }
+
+  /// Tries to write. Without this, a full disk shows only when a run has failed already.
+  /// \return how many bytes owners can still write. \throw Failure when nothing can be written.
+  std::uintmax_t requireRoom() const;
 
   /// Moves the folder of a task aside, to a name that no task can have: NAME~1, NAME~2 and so on. The output is
   /// kept, and another owner can use the name.

@@ -4,10 +4,12 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <limits>
+#include <map>
 #include <optional>
 #include <set>
 #include <tuple>
 
+#include "common/coordination/prune_problems.h"
 #include "common/runs/outcome.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
@@ -15,6 +17,7 @@
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "output_place.h"
+#include "owner_part.h"
 #include "run_folders.h"
 
 namespace Host {
@@ -62,10 +65,19 @@ public:
                        : fmt::format("{} runs are kept: their output may be in an output folder that is not available",
                                      m_cKept));
     }
+    if (!m_blDryRun) {
+      notePruneProblems(m_vecStuck);
+    }
     return std::move(m_result);
   }
 
 private:
+  /// Something that cannot be removed.
+  void noteStuck(std::string strProblem) {
+    m_result.vecProblems.push_back(strProblem);
+    m_vecStuck.push_back(std::move(strProblem));
+  }
+
   /// A share that is defined but missing may come back with its output.
   void notePlace(const std::string& strPlace) {
     const std::string strShare = strPlace.substr(0, strPlace.find('/'));
@@ -143,7 +155,7 @@ private:
         const std::uint64_t cb = isFolderNeeded(jRun) ? 0 : removeFolder(*folder, iStart);
         vecDone.push_back({jRun, *folder, iStart, cb});
       } catch (const Failure& error) {
-        m_result.vecProblems.push_back(fmt::format("run {} is kept: {}", intOf(jRun, "result_id"), error.what()));
+        noteStuck(fmt::format("run {} is kept: {}", intOf(jRun, "result_id"), error.what()));
       }
     }
     if (!m_blDryRun) {
@@ -208,19 +220,26 @@ private:
     return jRun.isObject() ? jRun.isMember("stop_time") : isLeftOver(kept);
   }
 
+  /// Each owner has a part of the limit. What cannot be removed counts only against its owner.
   void pruneOutput() {
     const std::vector<RunFolder> vecKept = listAll();
-    std::uint64_t cbAll = 0;
+    std::map<uid_t, std::uint64_t> mapSizes;
     for (const RunFolder& kept : vecKept) {
-      cbAll += kept.cb;
+      mapSizes[kept.owner] += kept.cb;
     }
+    std::vector<std::uint64_t> vecSizes;
+    for (const auto& [owner, cb] : mapSizes) {
+      vecSizes.push_back(cb);
+    }
+    const std::uint64_t cbPart = partOfOwner(vecSizes, m_settings.cbRetentionOutput);
     for (const RunFolder& kept : vecKept) {
-      if (cbAll <= m_settings.cbRetentionOutput) {
-        return;
+      std::uint64_t& cbOwner = mapSizes[kept.owner];
+      if (cbOwner <= cbPart) {
+        continue;
       }
       const Json::Value jRun = runOf(kept);
       if (mayRemove(kept, jRun) && pruneOneOutput(kept, jRun)) {
-        cbAll -= kept.cb;
+        cbOwner -= kept.cb;
       }
     }
   }
@@ -232,8 +251,7 @@ private:
         noteRemoval(jRun);
       }
     } catch (const Failure& error) {
-      m_result.vecProblems.push_back(
-          fmt::format("the output in {}/{} is kept: {}", kept.strFolder, kept.iStartTime, error.what()));
+      noteStuck(fmt::format("the output in {}/{} is kept: {}", kept.strFolder, kept.iStartTime, error.what()));
       return false;
     }
     m_result.vecOutputs.push_back({jRun, kept.strFolder, kept.iStartTime, kept.cb});
@@ -258,6 +276,7 @@ private:
   std::vector<OutputPlace> m_vecPlaces;
   bool m_blPlaceAway = false;  ///< the share of a place is defined, but not available
   std::size_t m_cKept = 0;     ///< runs that are kept because of it
+  std::vector<std::string> m_vecStuck;
   PruneResult m_result;
 };
 

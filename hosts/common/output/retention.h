@@ -1,8 +1,9 @@
 /// \file retention.h
 /// Removes old runs and their output.
 ///
-/// Of each task, the newest runs and the newest failed runs are kept. The output of all runs together has a size limit;
-/// the oldest output is removed first. Open runs are never removed.
+/// Of each task, the newest runs and the newest failed runs are kept. The output of all runs together has a size limit,
+/// which the owners share (see owner_part.h). Of an owner who has more than his part, the oldest output is removed
+/// first. Open runs are never removed.
 
 #pragma once
 

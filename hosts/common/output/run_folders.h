@@ -20,10 +20,11 @@ namespace Host {
 /// The folder of one run.
 struct RunFolder {
   std::string strFolder;        ///< name of the task folder
-  Json::Int64 iStartTime = 0;   ///< when the run started, as the name of the folder says
+  Json::Int64 iStartTime = 0;   ///< when the run started, as the name of the folder says: a stored time
   Json::Int64 iSince = 0;       ///< start of the run, or an earlier change of the folder
   std::uint64_t cb = 0;         ///< size
   bool blOnlyRunFiles = false;  ///< it contains only output and script
+  uid_t owner = 0;              ///< of the task folder: who has filled it
 };
 
 /// Lists the run folders in a place: folders with an output or a script.

@@ -8,6 +8,7 @@
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -48,7 +49,7 @@ std::optional<Json::Int64> lastDuration(Session& session, const std::string& str
   if (jRuns.empty()) {
     return std::nullopt;
   }
-  return std::max<Json::Int64>(intOf(jRuns[0], "stop_time") - intOf(jRuns[0], "start_time"), 0);
+  return std::max<Json::Int64>(secondsOf(jRuns[0]), 0);
 }
 
 /// \param vecOrder  each task after its dependencies.

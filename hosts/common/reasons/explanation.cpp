@@ -8,6 +8,7 @@
 #include "common/runs/run_query.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 #include "event_plan.h"
 #include "firing.h"
 
@@ -17,11 +18,9 @@ namespace {
 
 /// The runs of the last time that the event started any.
 std::vector<Json::Value> lastRuns(Session& session, const std::string& strEvent) {
-  const std::string strTrigger = sqlText(strEvent);
-  const Json::Value jRuns =
-      listRuns(session, fmt::format("trigger_event = {0} and event_fire_time = (select max(event_fire_time) from "
-                                    "task_result where trigger_event = {0})",
-                                    strTrigger));
+  const std::string strOfEvent = "trigger_event = " + sqlText(strEvent);
+  const Json::Value jRuns = listRuns(session, fmt::format("{} and event_fire_time = {}", strOfEvent,
+                                                          sqlLatest("event_fire_time", "task_result", strOfEvent)));
   return {jRuns.begin(), jRuns.end()};
 }
 
@@ -32,8 +31,8 @@ std::optional<LastFiring> rememberedFiring(Session& session, const std::string& 
   if (!last || vecRuns.empty() || last->facts.state != ExecutionFacts::State::OVER) {
     return last;
   }
-  const Json::Int64 iEventFireTime = intOf(vecRuns.front(), "event_fire_time");
-  const bool blNewer = iEventFireTime > std::max(last->firing.iBegunAt, last->firing.iEventFireTime) &&
+  const Json::Int64 iEventFireTime = timeOf(vecRuns.front(), "event_fire_time");
+  const bool blNewer = iEventFireTime > std::max(last->firing.iBegunAt, trueTime(last->firing.iEventFireTime)) &&
                        intOf(vecRuns.front(), "result_id") > last->firing.iLastRun;
   return blNewer ? std::nullopt : std::move(last);
 }
@@ -49,8 +48,8 @@ void takeFacts(const ExecutionFacts& facts, Explanation& explanation) {
 
 /// A reason that no longer holds needs no action.
 void settleOldReasons(const std::vector<Reason>& vecNow, std::vector<Reason>& vecReasons) {
-  static const std::set<std::string> OF_TASKS = {"disabled",    "malformed",     "missing",     "circle",
-                                                 "other_event", "need_disabled", "need_blocked"};
+  static const std::set<std::string> OF_TASKS = {"disabled", "no_owner",    "malformed",     "missing",
+                                                 "circle",   "other_event", "need_disabled", "need_blocked"};
   for (Reason& reason : vecReasons) {
     const bool blHolds = std::any_of(vecNow.begin(), vecNow.end(), [&](const Reason& now) {
       return now.strCode == reason.strCode && now.strOther == reason.strOther;

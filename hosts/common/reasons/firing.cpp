@@ -1,5 +1,6 @@
 #include "firing.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <fmt/format.h>
@@ -8,6 +9,7 @@
 #include "common/store/session.h"
 #include "common/tasks/event_relations.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -114,10 +116,11 @@ ExecutionFacts factsOf(Session& session, const Firing& firing) {
     facts.vecRuns = runsOf(session, execution->notes);
     facts.setInTheWay = execution->notes.setInTheWay;
   } else {
-    facts.vecRuns = runsAt(session, firing,
-                           fmt::format("(select max(event_fire_time) from task_result where trigger_event = {} and "
-                                       "result_id > {} and event_fire_time >= {})",
-                                       sqlText(firing.strEvent), firing.iLastRun, firing.iBegunAt));
+    facts.vecRuns =
+        runsAt(session, firing,
+               sqlLatest("event_fire_time", "task_result",
+                         fmt::format("trigger_event = {} and result_id > {} and {} >= {}", sqlText(firing.strEvent),
+                                     firing.iLastRun, sqlTime("event_fire_time"), firing.iBegunAt)));
   }
   return facts;
 }
@@ -155,6 +158,21 @@ void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& no
   WriteLock lock(session, LOCK_LIMIT);
   table.end(*firing, mapReasons);
   lock.commit();
+}
+
+bool LeftOut::isFailure() const {
+  return std::any_of(vecReasons.begin(), vecReasons.end(),
+                     [](const Reason& reason) { return reason.strCode == "no_owner"; });
+}
+
+std::vector<LeftOut> leftOut(Session& session, Json::Int64 iFiring) {
+  std::vector<LeftOut> vecLeftOut;
+  for (auto& [strTask, vecReasons] : FiringTable(session).reasonsOf(iFiring)) {
+    if (!vecReasons.empty()) {
+      vecLeftOut.push_back({strTask, std::move(vecReasons)});
+    }
+  }
+  return vecLeftOut;
 }
 
 std::optional<LastFiring> lastFiring(Session& session, const std::string& strEvent) {

@@ -37,6 +37,19 @@ Json::Int64 rememberFiring(Session& session, const FiringBegin& begin, const Jso
 /// \param iFiring  from rememberFiring(). \throw std::exception
 void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& notes, bool blOverBudget);
 
+/// A task of an event that was not started.
+struct LeftOut {
+  std::string strTask;
+  std::vector<Reason> vecReasons;
+
+  /// Tells whether the task should have run. Nobody expects that of a task that is disabled, or waits for one.
+  bool isFailure() const;
+};
+
+/// The tasks that were not started when an event was fired. \param iFiring  from rememberFiring(). \throw
+/// std::exception
+std::vector<LeftOut> leftOut(Session& session, Json::Int64 iFiring);
+
 /// The last time that an event was fired.
 struct LastFiring {
   Firing firing;

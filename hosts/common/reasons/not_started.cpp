@@ -9,6 +9,7 @@
 #include "common/store/records.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -46,13 +47,13 @@ Json::Int64 runInTheWay(Session& session, const ExecutionFacts& facts, const Jso
   }
   Json::Int64 iDue = facts.iFiredAt;
   for (const AwaitedTask& awaited : awaitedTasks(facts.vecRuns, jTask)) {
-    iDue = std::max(iDue, intOf(awaited.jRun, "stop_time"));
+    iDue = std::max(iDue, timeOf(awaited.jRun, "stop_time"));
   }
-  const Json::Value jRuns =
-      listRuns(session,
-               fmt::format("task_name = {} and start_time <= {} and (stop_time is null or stop_time >= {})",
-                           sqlText(textOf(jTask, "task_name")), iDue + START_SECONDS, iDue),
-               1);
+  const Json::Value jRuns = listRuns(session,
+                                     fmt::format("task_name = {} and {} <= {} and (stop_time is null or {} >= {})",
+                                                 sqlText(textOf(jTask, "task_name")), sqlTime("start_time"),
+                                                 iDue + START_SECONDS, sqlTime("stop_time"), iDue),
+                                     1);
   return jRuns.empty() ? 0 : intOf(jRuns[0], "result_id");
 }
 

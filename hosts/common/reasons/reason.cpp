@@ -62,6 +62,9 @@ std::vector<Reason> Reasons::of(const GraphTask& task) {
   if (!task.blEnabled) {
     vecReasons.push_back(reason("disabled", "", Json::objectValue));
   }
+  if (const std::optional<OwnerProblem> problem = m_graph.ownerProblem(task)) {
+    vecReasons.push_back(reason("no_owner", "", objectOf({{"problem", problem->strText}, {"user", problem->strUser}})));
+  }
   if (!task.blRoot && task.vecWaitsFor.empty()) {
     vecReasons.push_back(reason("malformed", "", objectOf({{"list", task.strDepend}})));
   }

@@ -33,8 +33,9 @@ public:
   /// \param graph  borrowed.
   explicit Reasons(const TaskGraph& graph, Tense tense = Tense::NOW) : m_graph(graph), m_tense(tense) {}
 
-  /// Gives the reasons of a task; none when it is started. The codes: "disabled"; "malformed" for an unreadable list of
-  /// dependencies; "missing", "circle", "other_event", "need_disabled" and "need_blocked" for a task that it waits for.
+  /// Gives the reasons of a task; none when it is started. The codes: "disabled"; "no_owner" when it cannot run as its
+  /// owner; "malformed" for an unreadable list of dependencies; "missing", "circle", "other_event", "need_disabled" and
+  /// "need_blocked" for a task that it waits for.
   std::vector<Reason> of(const GraphTask& task);
 
 private:

@@ -8,6 +8,9 @@
 
 namespace Host {
 
+/// Member of `extra` in the record of a run whose output was cut: how much had been written.
+inline constexpr char OUTPUT_CUT[] = "output_cut";
+
 /// The exit type of a run whose exit status is unknown, since its process had ended.
 inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
 

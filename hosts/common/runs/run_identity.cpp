@@ -8,6 +8,7 @@
 #include "common/coordination/execution_file.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
@@ -62,7 +63,7 @@ bool isProcessOf(const Json::Value& jRun) {
     return static_cast<Json::Int64>(status->ticksStart) == intOf(jRun, START_TICKS) && !status->isEnded();
   }
   const double started = static_cast<double>(std::time(nullptr)) - secondsSinceStart(*status);
-  return started <= static_cast<double>(intOf(jRun, "start_time")) + START_SECONDS;
+  return started <= static_cast<double>(timeOf(jRun, "start_time")) + START_SECONDS;
 }
 
 bool isRunAlive(const Json::Value& jRun) {

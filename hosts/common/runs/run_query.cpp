@@ -2,27 +2,16 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "common/store/records.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 
 namespace Host {
 
 namespace {
 
-/// The owner of a run is the owner of its task.
-std::string whereOwner(Session& session, uid_t owner) {
-  std::vector<std::string> vecTasks;
-  for (const Json::Value& jTask : listTasks(session)) {
-    if (intOf(jTask, "owner", -1) == static_cast<Json::Int64>(owner)) {
-      vecTasks.push_back(sqlText(textOf(jTask, "task_name")));
-    }
-  }
-  return fmt::format(" and task_name in ({})", fmt::join(vecTasks, ", "));
-}
-
-std::string whereOf(Session& session, const RunQuery& query) {
+std::string whereOf(const RunQuery& query) {
   std::string strWhere = "1";
   if (!query.strTask.empty()) {
     strWhere += " and task_name = " + sqlText(query.strTask);
@@ -31,13 +20,13 @@ std::string whereOf(Session& session, const RunQuery& query) {
     strWhere += " and trigger_event = " + sqlText(query.strEvent);
   }
   if (query.owner) {
-    strWhere += whereOwner(session, *query.owner);
+    strWhere += fmt::format(" and owner = {}", *query.owner);
   }
   if (query.since) {
-    strWhere += fmt::format(" and start_time >= {}", *query.since);
+    strWhere += fmt::format(" and {} >= {}", sqlTime("start_time"), *query.since);
   }
   if (query.until) {
-    strWhere += fmt::format(" and start_time <= {}", *query.until);
+    strWhere += fmt::format(" and {} <= {}", sqlTime("start_time"), *query.until);
   }
   if (query.iBefore != 0) {
     strWhere += fmt::format(" and result_id < {}", query.iBefore);
@@ -51,7 +40,7 @@ RunPage newestRuns(Session& session, const RunQuery& query) {
   if (!query.strTask.empty()) {
     requireTask(session, query.strTask);
   }
-  const Json::Value jRuns = listRuns(session, whereOf(session, query), query.cLimit == 0 ? 0 : query.cLimit + 1);
+  const Json::Value jRuns = listRuns(session, whereOf(query), query.cLimit == 0 ? 0 : query.cLimit + 1);
   RunPage page{{jRuns.begin(), jRuns.end()}, query.cLimit != 0 && jRuns.size() > query.cLimit};
   std::reverse(page.vecRuns.begin(), page.vecRuns.end());
   if (page.blMore) {

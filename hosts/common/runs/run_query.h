@@ -21,7 +21,7 @@ class Session;
 struct RunQuery {
   std::string strTask;
   std::string strEvent;
-  std::optional<uid_t> owner;  ///< of the task, as it is now
+  std::optional<uid_t> owner;
   std::optional<Outcome::Kind> outcome;
   std::optional<std::time_t> since;  ///< started then or later
   std::optional<std::time_t> until;  ///< started then or earlier

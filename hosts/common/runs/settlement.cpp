@@ -52,6 +52,7 @@ Json::Value endOf(const RunNotes& run) {
   } else if (run.blClosed && !run.status) {
     jEnd["ended_by"] = ENDED_KILLED;
   }
+  noteCut(run, jEnd);
   return jEnd;
 }
 
@@ -97,6 +98,12 @@ void settle(Session& session, const EndedExecution& execution, std::vector<Json:
 }
 
 }  // namespace
+
+void noteCut(const RunNotes& run, Json::Value& jEnd) {
+  if (run.cbWritten > 0) {
+    jEnd["extra"][OUTPUT_CUT] = static_cast<Json::Int64>(run.cbWritten);
+  }
+}
 
 bool closeRun(Session& session, Json::Value& jRun, const RunNotes& notes) {
   const Json::Value jFilter = objectOf({{"result_id", jRun["result_id"]}});

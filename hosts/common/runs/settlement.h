@@ -13,6 +13,9 @@ class Session;
 struct ExecutionNotes;
 struct RunNotes;
 
+/// Adds to the end of a run that its output was cut.
+void noteCut(const RunNotes& run, Json::Value& jEnd);
+
 /// Closes one run: with its true end where it was reported, otherwise as interrupted.
 /// \param jRun  becomes the new record.
 /// \return false when it has been closed meanwhile.

@@ -2,11 +2,15 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstring>
+#include <fmt/format.h>
 #include <memory>
 #include <pwd.h>
 #include <vector>
 
 #include "orva_platform.h"
+
+#include "common/support/failure.h"
 
 namespace Host {
 
@@ -15,8 +19,10 @@ namespace {
 constexpr std::size_t CB_FIRST = 1024;
 constexpr std::size_t CB_LAST = std::size_t{16} << 20;
 
-/// getpwnam() must not be shared by threads.
-std::optional<uid_t> userByName(const std::string& strUser) {
+}  // namespace
+
+std::optional<uid_t> findUserByName(const std::string& strUser) {
+  // getpwnam() must not be shared by threads.
   passwd user{};
   passwd* pFound = nullptr;
   for (std::vector<char> buffer(CB_FIRST); buffer.size() <= CB_LAST; buffer.resize(buffer.size() * 2)) {
@@ -27,10 +33,8 @@ std::optional<uid_t> userByName(const std::string& strUser) {
   return pFound != nullptr ? std::optional(pFound->pw_uid) : std::nullopt;
 }
 
-}  // namespace
-
 std::optional<uid_t> findUser(const std::string& strUser) {
-  if (const std::optional<uid_t> uidByName = userByName(strUser)) {
+  if (const std::optional<uid_t> uidByName = findUserByName(strUser)) {
     return uidByName;
   }
   uid_t uid = 0;
@@ -43,8 +47,12 @@ std::optional<uid_t> findUser(const std::string& strUser) {
 
 std::string userName(uid_t uid) {
   PORVAUSER pUser = nullptr;
-  ORVAUserGetByUID(uid, &pUser);
+  const int iResult = ORVAUserGetByUID(uid, &pUser);
   const std::unique_ptr<ORVAUSER, decltype(&ORVAUserFree)> guard(pUser, &ORVAUserFree);
+  // A user who cannot be looked up now may exist.
+  if (iResult < 0 && KLIBCErrGet() != ENOENT) {
+    throw Failure(fmt::format("cannot look up the user {}: {}", uid, std::strerror(KLIBCErrGet())));
+  }
   return pUser != nullptr ? pUser->szName : std::string();
 }
 

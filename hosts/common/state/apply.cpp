@@ -36,6 +36,7 @@ ApplyPlan planApply(const ApplyRequest& request) {
     vecErrors.emplace_back("tasks: is missing; write \"tasks: {}\" to delete all tasks");
   }
   ApplyPlan plan;
+  plan.blPrune = request.blPrune;
   plan.before = currentState();
   plan.after = stateAfter(plan.before, document, request.blPrune);
   StateFindings findings = checkState(plan.before, plan.after, request.events);
@@ -50,7 +51,7 @@ ApplyPlan planApply(const ApplyRequest& request) {
 
 std::vector<std::string> apply(const ApplyPlan& plan) {
   const OpenStore session;
-  return changeState(session, plan.before, plan.after);
+  return changeState(session, plan.before, plan.after, plan.blPrune);
 }
 
 }  // namespace Host

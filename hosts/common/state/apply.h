@@ -23,6 +23,7 @@ struct ApplyPlan {
   StateDocument after;
   StateDifference difference;
   std::vector<std::string> vecWarnings;
+  bool blPrune = false;
 };
 
 /// Compares a document with the state of this server, and checks its changes.

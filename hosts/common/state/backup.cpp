@@ -2,32 +2,25 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <map>
 #include <optional>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "backup_owners.h"
+#include "backup_reader.h"
 #include "backup_target.h"
-#include "common/coordination/config_lock.h"
-#include "common/store/database.h"
+#include "common/store/open_file_database.h"
 #include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
 #include "common/support/paths.h"
-#include "common/support/unique_fd.h"
+#include "joint_change.h"
+#include "restored_store.h"
 
 namespace Host {
 
 namespace {
-
-constexpr mode_t MODE_CONFIG = 0644;
 
 /// The files of the configuration: a restore writes no others.
 constexpr std::array<const char*, 2> CONFIG_FILES = {CONFIG_PATH, SETTINGS_PATH};
@@ -58,64 +51,80 @@ void requireIntact(const Database& copy, const std::string& strFile) {
   }
 }
 
-Database makeBackup(const std::string& strFile) {
-  Database backup = copyOfStore();
-  requireIntact(backup, strFile);
-  dropOwnTables(backup, strFile);
+bool hasTasks(const Database& database, const std::string& strName) {
+  return firstText(database, "select exists (select 1 from task)", strName) == "1";
+}
+
+/// \throw Failure when the file that would be replaced is a backup with tasks.
+void keepBackupWithTasks(const BackupTarget& target, const std::string& strFile) {
+  UniqueFd fd = target.openPresent();
+  if (!fd.isOpen()) {
+    return;
+  }
+  bool blTasks = false;
+  try {
+    const BackupReader present(std::move(fd), strFile);
+    blTasks = hasTasks(present.database(), strFile);
+  } catch (const Failure&) {
+    // It is no backup, or cannot be restored.
+    return;
+  }
+  if (blTasks) {
+    throw Failure(
+        fmt::format("the store has no tasks, but the backup {} has; it is not replaced. To replace it, add "
+                    "--allow-empty",
+                    strFile));
+  }
+}
+
+void addFiles(const Database& backup, const std::string& strFile) {
   execute(backup, "create table backup_file (path text primary key not null, content blob not null) strict", strFile);
   for (const char* szPath : CONFIG_FILES) {
     if (const std::optional<std::string> strText = readTextFile(szPath)) {
       addFile(backup, szPath, *strText, strFile);
     }
   }
-  addOwners(backup, strFile);
-  return backup;
 }
 
-/// Reads the file once: others may change it between the check and the restore.
-std::string readBackup(const std::string& strFile) {
-  const UniqueFd fd(::open(strFile.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat status{};
-  if (!fd.isOpen() || fstat(fd.get(), &status) < 0) {
-    const std::string strWhy = errno == ELOOP ? "it is a link; name its target" : std::string(std::strerror(errno));
-    throw Failure(fmt::format("cannot open {}: {}", strFile, strWhy));
+void makeBackup(const BackupTarget& target, int fd, const std::string& strFile, EmptyBackup empty) {
+  copyDatabase(openStore(), openFileDatabase(fd, Access::WRITE, strFile), DATABASE_PATH);
+  // The copy has the format of its source; SQLite takes note of it when it opens a file.
+  const Database backup = openFileDatabase(fd, Access::WRITE, strFile);
+  requireIntact(backup, strFile);
+  if (empty == EmptyBackup::REFUSED && !hasTasks(backup, strFile)) {
+    keepBackupWithTasks(target, strFile);
   }
-  if (!S_ISREG(status.st_mode)) {
-    throw Failure(fmt::format("cannot open {}: it is not a regular file", strFile));
-  }
-  return readAll(fd.get(), strFile, static_cast<std::size_t>(status.st_size));
+  requireTables(backup, emptyStore(), DATABASE_PATH);
+  execute(backup, "begin", strFile);
+  dropOwnTables(backup, strFile);
+  addFiles(backup, strFile);
+  addOwners(backup, strFile);
+  execute(backup, "commit", strFile);
 }
 
 /// The files of the configuration that a backup holds.
-std::map<std::string, std::string> filesOf(const Database& database, const std::string& strPath) {
-  std::map<std::string, std::string> mapFiles;
-  const Statement statement = prepare(database, "select path, content from backup_file", strPath);
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
-    const std::string strName = columnText(statement, 0);
+FileTexts filesOf(BackupReader& backup) {
+  FileTexts texts;
+  if (backup.tables().count(FILES_OF_BACKUP) == 0) {
+    return texts;
+  }
+  const Statement statement =
+      prepare(backup.database(), "select path, content from backup_file not indexed", backup.name());
+  while (backup.next(statement)) {
+    const std::string strPath = columnText(statement, 0);
+    if (std::find(CONFIG_FILES.begin(), CONFIG_FILES.end(), strPath) == CONFIG_FILES.end()) {
+      continue;
+    }
     const auto* const pContent = static_cast<const char*>(sqlite3_column_blob(statement.get(), 1));
     const auto cb = static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), 1));
-    if (std::find(CONFIG_FILES.begin(), CONFIG_FILES.end(), strName) != CONFIG_FILES.end()) {
-      mapFiles[strName] = cb == 0 ? std::string() : std::string(pContent, cb);
-    }
+    texts[strPath] = cb == 0 ? std::string() : std::string(pContent, cb);
   }
-  return mapFiles;
+  return texts;
 }
 
-void checkBackup(const Database& backup, const std::string& strFile) {
-  if (firstText(backup, "pragma integrity_check", strFile) != "ok") {
-    throw Failure(fmt::format("{} is damaged and cannot be restored", strFile));
-  }
-  const Database store = openStore();
-  const std::string strVersion = firstText(backup, "pragma user_version", strFile);
-  const std::string strHere = firstText(store, "pragma user_version", DATABASE_PATH);
-  if (strVersion == "0" || std::stoi(strVersion) > std::stoi(strHere)) {
-    throw Failure(
-        fmt::format("{} has schema version {}; this eorva reads versions 1 to {}", strFile, strVersion, strHere));
-  }
-}
-
-void checkOwners(const Database& backup, const std::string& strFile, std::vector<std::string>& vecWarnings) {
-  const std::optional<std::vector<std::string>> vecOther = otherOwners(backup, strFile);
+void checkOwners(BackupReader& backup, std::vector<std::string>& vecWarnings) {
+  const std::string& strFile = backup.name();
+  const std::optional<std::vector<std::string>> vecOther = otherOwners(backup);
   if (!vecOther) {
     vecWarnings.push_back(fmt::format(
         "{} has no names of task owners; check the owners of the tasks, because their user ids are kept", strFile));
@@ -128,31 +137,38 @@ void checkOwners(const Database& backup, const std::string& strFile, std::vector
 
 }  // namespace
 
-void writeBackup(const std::string& strFile) {
+void writeBackup(const std::string& strFile, EmptyBackup empty) {
   {
     // Throws when there is no store.
     const OpenStore session;
   }
   const BackupTarget target(strFile);
-  target.write(contentOf(makeBackup(strFile), strFile));
+  target.write([&](int fd) { makeBackup(target, fd, strFile, empty); });
 }
 
-std::vector<std::string> restoreBackup(const std::string& strFile, Owners owners,
-                                       std::vector<std::string>& vecWarnings) {
-  const Database backup = databaseOf(readBackup(strFile), strFile);
-  checkBackup(backup, strFile);
-  const std::map<std::string, std::string> mapFiles = filesOf(backup, strFile);
+ReadBackup readBackup(const std::string& strFile, Owners owners) {
+  BackupReader backup(strFile);
+  ReadBackup read;
+  read.files = filesOf(backup);
   if (owners == Owners::THE_SAME) {
-    checkOwners(backup, strFile, vecWarnings);
+    checkOwners(backup, read.vecWarnings);
   }
-  // Before the copy: so an interrupted restore does not leave them in the store.
-  dropOwnTables(backup, strFile);
+  read.store = storeFrom(backup, read.vecWarnings);
+  return read;
+}
+
+std::vector<std::string> restoreBackup(const ReadBackup& backup) {
   const ConfigLock lock;
   const DeferredSignals deferred;
-  copyDatabase(backup, openStore(), DATABASE_PATH);
+  const Database store = openStore();
+  // An empty file has no journal mode yet.
+  execute(store, "pragma journal_mode = wal", DATABASE_PATH);
+  ConfigChange files(lock, backup.files);
+  announceChange(files, store, backup.store);
+  copyDatabase(backup.store, store, DATABASE_PATH);
+  files.finish();
   std::vector<std::string> vecRestored;
-  for (const auto& [strPath, strText] : mapFiles) {
-    replaceFile(strPath, strText, MODE_CONFIG);
+  for (const auto& [strPath, strText] : backup.files) {
     vecRestored.push_back(strPath);
   }
   return vecRestored;

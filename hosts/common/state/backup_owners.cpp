@@ -1,6 +1,8 @@
 #include "backup_owners.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <map>
 #include <sqlite3.h>
 #include <sys/types.h>
 
@@ -14,7 +16,7 @@ namespace {
 std::vector<sqlite3_int64> ownersIn(const Database& backup, const std::string& strName) {
   std::vector<sqlite3_int64> vecOwners;
   const Statement statement = prepare(backup, "select distinct owner from task where owner is not null", strName);
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+  while (nextRow(backup, statement, strName)) {
     vecOwners.push_back(sqlite3_column_int64(statement.get(), 0));
   }
   return vecOwners;
@@ -48,23 +50,26 @@ void addOwners(const Database& backup, const std::string& strName) {
   }
 }
 
-std::optional<std::vector<std::string>> otherOwners(const Database& backup, const std::string& strName) {
-  if (firstText(backup, "select count(*) from sqlite_schema where name = 'backup_owner'", strName) == "0") {
+std::optional<std::vector<std::string>> otherOwners(BackupReader& backup) {
+  if (backup.tables().count(OWNERS_OF_BACKUP) == 0) {
     return std::nullopt;
   }
+  std::map<sqlite3_int64, std::string> mapNames;
+  const Statement names = prepare(backup.database(), "select uid, name from backup_owner not indexed", backup.name());
+  while (backup.next(names)) {
+    mapNames[sqlite3_column_int64(names.get(), 0)] = columnText(names, 1);
+  }
   std::vector<std::string> vecOther;
-  const Statement statement = prepare(backup,
-                                      "select task_name, owner, name from task left join backup_owner on uid = owner "
-                                      "where owner is not null order by task_name",
-                                      strName);
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
-    const sqlite3_int64 iOwner = sqlite3_column_int64(statement.get(), 1);
-    const std::string strThen = columnText(statement, 2);
+  const Statement tasks = prepare(backup.database(), "select task_name, owner from task not indexed", backup.name());
+  while (backup.next(tasks)) {
+    const sqlite3_int64 iOwner = sqlite3_column_int64(tasks.get(), 1);
+    const std::string& strThen = mapNames[iOwner];
     const std::string strNow = userName(static_cast<uid_t>(iOwner));
     if (strThen != strNow) {
-      vecOther.push_back(changeText(columnText(statement, 0), iOwner, strThen, strNow));
+      vecOther.push_back(changeText(columnText(tasks, 0), iOwner, strThen, strNow));
     }
   }
+  std::sort(vecOther.begin(), vecOther.end());
   return vecOther;
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "common/store/database.h"
+#include "backup_reader.h"
 
 namespace Host {
 
@@ -18,6 +18,6 @@ void addOwners(const Database& backup, const std::string& strName);
 
 /// Compares the stored names with the users of this server.
 /// \return a line for each task that would get another owner; nothing when the backup has no names.
-std::optional<std::vector<std::string>> otherOwners(const Database& backup, const std::string& strName);
+std::optional<std::vector<std::string>> otherOwners(BackupReader& backup);
 
 }  // namespace Host

@@ -74,9 +74,14 @@ BackupTarget::BackupTarget(const std::string& strFile) : m_strFile(strFile), m_f
   }
 }
 
-void BackupTarget::write(std::string_view strContent) const {
+void BackupTarget::write(const std::function<void(int)>& fnWrite) const {
   const DeferredSignals deferred;
-  replaceFileAt(m_folder.get(), m_strFile, strContent, 0600);
+  replaceFileAt(m_folder.get(), m_strFile, fnWrite, 0600);
+}
+
+UniqueFd BackupTarget::openPresent() const {
+  const std::string strName = std::filesystem::path(m_strFile).filename();
+  return UniqueFd(openat(m_folder.get(), strName.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
 }
 
 }  // namespace Host

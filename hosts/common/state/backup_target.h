@@ -3,8 +3,8 @@
 
 #pragma once
 
+#include <functional>
 #include <string>
-#include <string_view>
 
 #include "common/support/unique_fd.h"
 
@@ -18,8 +18,13 @@ public:
   /// \throw Failure that names the file when it cannot be written.
   explicit BackupTarget(const std::string& strFile);
 
-  /// Writes a file that only root can read, completely or not at all. \throw Failure that names it.
-  void write(std::string_view strContent) const;
+  /// Writes a file that only root can read, completely or not at all.
+  /// \param fnWrite  writes the content to a descriptor; may throw.
+  /// \throw Failure that names it.
+  void write(const std::function<void(int)>& fnWrite) const;
+
+  /// Opens the regular file that would be replaced. \return not open when there is none.
+  UniqueFd openPresent() const;
 
 private:
   std::string m_strFile;

@@ -6,7 +6,9 @@
 #include "common/config/configuration.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
+#include "common/support/files.h"
 #include "common/support/paths.h"
+#include "common/tasks/task_owner.h"
 
 namespace Host {
 
@@ -33,6 +35,7 @@ void initialize(const std::string& strOutputPath) {
   if (configInit() < 0) {
     throw Failure(fmt::format("cannot create the configuration {}", CONFIG_PATH));
   }
+  syncFolder(STORE_FOLDER);
   std::string strPath = strOutputPath;
   // Without a folder for output all tasks share one script file, so there should be one from the beginning.
   if (strPath.empty() && configText("output_path").empty() && KLIBShareIsAccessible(DEFAULT_SHARE) == 1) {
@@ -41,7 +44,8 @@ void initialize(const std::string& strOutputPath) {
   if (!strPath.empty()) {
     changeConfig(lock, {{"output_path", strPath}, {"enable_output", "yes"}}, {});
   }
-  const Session session(Session::Store::CREATE);
+  Session session(Session::Store::CREATE);
+  storeOwnerNames(session, NamedOwners::UNKNOWN);
 }
 
 }  // namespace Host

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <set>
 
 #include "eorvascheduler.h"
@@ -14,7 +15,9 @@
 #include "common/support/failure.h"
 #include "common/tasks/dependency_list.h"
 #include "common/tasks/task_change_lock.h"
+#include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
+#include "joint_change.h"
 
 namespace Host {
 
@@ -140,7 +143,7 @@ void storeTasks(Session& session, const StateDifference& difference, const State
   for (const std::string& strTask : difference.vecCreated) {
     Json::Value jTask = after.mapTasks.at(strTask);
     Json::Value jCreated;
-    if (taskPreAction(jTask) < 0 || session.tasks()->recCreate(jTask, jCreated) < 0) {
+    if (!toStored(jTask) || session.tasks()->recCreate(jTask, jCreated) < 0) {
       failStore(strTask);
     }
   }
@@ -148,9 +151,58 @@ void storeTasks(Session& session, const StateDifference& difference, const State
     Json::Value jTask = after.mapTasks.at(strTask);
     // A missing description means an empty one.
     jTask["description"] = textOf(jTask, "description");
-    if (taskPreAction(jTask) < 0 || recUpdate(session.tasks(), jTask, session.db()) < 0) {
+    jTask["output_limit"] = Json::Value(memberOf(jTask, "output_limit"));
+    if (!toStored(jTask) || recUpdate(session.tasks(), jTask, session.db()) < 0) {
       failStore(strTask);
     }
+  }
+}
+
+template <typename Map>
+bool isSameIn(const Map& left, const Map& right, const std::string& strKey) {
+  const auto itLeft = left.find(strKey);
+  const auto itRight = right.find(strKey);
+  return itLeft == left.end() ? itRight == right.end() : itRight != right.end() && itLeft->second == itRight->second;
+}
+
+/// Refuses to overwrite what others have changed since the changes were shown.
+void requireUntouched(const StateDocument& before, const StateDocument& now, const StateDifference& difference,
+                      bool blPrune) {
+  for (const auto& [strTask, jTask] : now.mapTasks) {
+    if (blPrune && before.mapTasks.count(strTask) == 0) {
+      throw Failure(fmt::format("somebody else added the task \"{}\" meanwhile; apply the document again", strTask));
+    }
+  }
+  for (const std::string& strTask : touchedTasks(difference)) {
+    if (!isSameIn(before.mapTasks, now.mapTasks, strTask)) {
+      throw Failure(fmt::format("somebody else changed the task \"{}\" meanwhile; apply the document again", strTask));
+    }
+  }
+  for (const std::string& strKey : difference.vecConfig) {
+    if (!isSameIn(before.config, now.config, strKey)) {
+      throw Failure(fmt::format("somebody else changed {} meanwhile; apply the document again", strKey));
+    }
+  }
+}
+
+/// Checks the changes again, beside what others have changed meanwhile.
+void requireSound(const StateDocument& before, const StateDocument& now, const StateDocument& after,
+                  const StateDifference& difference) {
+  StateDocument then = now;
+  for (const std::string& strTask : touchedTasks(difference)) {
+    then.mapTasks.erase(strTask);
+    if (const auto it = after.mapTasks.find(strTask); it != after.mapTasks.end()) {
+      then.mapTasks.insert(*it);
+    }
+  }
+  for (const auto& [strKey, strValue] : changedConfig(before, after)) {
+    then.config[strKey] = strValue;
+  }
+  const std::vector<std::string> vecErrors = checkState(now, then, AllowedEvents::ANY).vecErrors;
+  if (!vecErrors.empty()) {
+    throw Failure(
+        fmt::format("somebody else changed other tasks meanwhile, and now the document cannot be applied:\n  {}",
+                    fmt::join(vecErrors, "\n  ")));
   }
 }
 
@@ -203,7 +255,8 @@ StateFindings checkState(const StateDocument& before, const StateDocument& after
   return findings;
 }
 
-std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after) {
+std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after,
+                                     bool blPrune) {
   const StateDifference difference = differenceOf(before, after);
   // While this is held, none of the tasks runs or is started.
   std::vector<std::string> vecTouched = difference.vecChanged;
@@ -211,20 +264,17 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   const TaskChange change(session, vecTouched, "changed");
   const ConfigLock configLock;
   WriteLock lock(session);
-  if (!(currentState(session) == before)) {
-    throw Failure("somebody else changed the tasks or the configuration meanwhile; apply the document again");
+  if (const StateDocument now = currentState(session); !(now == before)) {
+    requireUntouched(before, now, difference, blPrune);
+    requireSound(before, now, after, difference);
   }
   // Files and store change in two steps, so signals wait.
   const DeferredSignals deferred;
   storeTasks(session, difference, after);
-  const ConfigBefore configBefore;
-  try {
-    setConfig(configLock, changedConfig(before, after));
-    lock.commit();
-  } catch (...) {
-    configBefore.restore();
-    throw;
-  }
+  ConfigChange files(configLock, configFilesWith(changedConfig(before, after)));
+  announceChange(files, session.db());
+  lock.commit();
+  files.finish();
   logEvents(difference.vecDeleted, EVENT_TASK_DELETED);
   logEvents(difference.vecCreated, EVENT_TASK_CREATED);
   std::vector<std::string> vecNotes;

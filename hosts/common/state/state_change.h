@@ -36,10 +36,12 @@ struct StateFindings {
 
 StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events);
 
-/// Makes a change that has been checked, in one transaction.
-/// \throw Failure when the state is not `before` any more, a task runs, or something cannot be stored; nothing is
-///        changed then.
+/// Makes a change that has been checked, in one transaction. What it does not touch stays as it is now.
+/// \param blPrune  as for stateAfter().
+/// \throw Failure when somebody else has changed what it touches, a task runs, or something cannot be stored. Nothing
+///        is changed then.
 /// \return notes for the user, a sentence each.
-std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after);
+std::vector<std::string> changeState(Session& session, const StateDocument& before, const StateDocument& after,
+                                     bool blPrune);
 
 }  // namespace Host

@@ -27,15 +27,15 @@ constexpr char SCRIPT[] = "script";
 constexpr char SCRIPT_BASE64[] = "script_base64";
 
 /// Members that the document has as they are stored, in its order.
-constexpr std::array<const char*, 8> PLAIN_MEMBERS = {
-    "enable",        "description",     "time_limit",  "run_the_same_time",
-    "notify_enable", "notify_if_error", "notify_mail", "operation_type"};
+constexpr std::array<const char*, 9> PLAIN_MEMBERS = {"enable",          "description",       "time_limit",
+                                                      "output_limit",    "run_the_same_time", "notify_enable",
+                                                      "notify_if_error", "notify_mail",       "operation_type"};
 
-constexpr std::array<const char*, 13> MEMBER_ORDER = {
-    "event",           "owner",       WAITS_FOR,           "enable",
-    "description",     "time_limit",  "run_the_same_time", "notify_enable",
-    "notify_if_error", "notify_mail", "operation_type",    SCRIPT,
-    SCRIPT_BASE64};
+constexpr std::array<const char*, 14> MEMBER_ORDER = {
+    "event",         "owner",           WAITS_FOR,      "enable",
+    "description",   "time_limit",      "output_limit", "run_the_same_time",
+    "notify_enable", "notify_if_error", "notify_mail",  "operation_type",
+    SCRIPT,          SCRIPT_BASE64};
 
 const Json::Value& usualTask() {
   static const Json::Value J_USUAL = [] {
@@ -53,19 +53,24 @@ Json::Value inOneForm(Json::Value jTask) {
   if (textOf(jTask, "description").empty()) {
     jTask.removeMember("description");
   }
+  if (memberOf(jTask, "output_limit").isNull()) {
+    jTask.removeMember("output_limit");
+  }
   return jTask;
 }
 
 // --- writing ---------------------------------------------------------------------------------------------------
 
-/// The owner by name, or by uid when the user does not exist any more.
+/// The owner by name, or by uid when no name is known any more.
 Json::Value ownerForFile(const Json::Value& jTask) {
   std::string strUid;
   const std::string strName = ownerName(memberOf(jTask, "owner"), strUid);
   if (strUid.empty()) {
     return {};
   }
-  return strName.empty() ? Json::Value(static_cast<Json::Int64>(std::stoll(strUid))) : Json::Value(strName);
+  const bool blNumber = strUid.find_first_not_of("0123456789") == std::string::npos;
+  return strName.empty() && blNumber ? Json::Value(static_cast<Json::Int64>(std::stoll(strUid)))
+                                     : Json::Value(strName.empty() ? strUid : strName);
 }
 
 /// A task as the document has it.

@@ -87,8 +87,9 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
 Json::Value listRelations(Session& session, const std::set<std::string>& setNames) {
   const Statement statement = prepare(
       session,
-      "SELECT event, depend_on_task, enable, owner, run_the_same_time, time_limit FROM task WHERE task_name = ?");
-  enum Column { EVENT, DEPEND, ENABLE, OWNER, SAME_TIME, LIMIT };
+      "SELECT event, depend_on_task, enable, owner, run_the_same_time, time_limit, owner_name, output_limit FROM task "
+      "WHERE task_name = ?");
+  enum Column { EVENT, DEPEND, ENABLE, OWNER, SAME_TIME, LIMIT, OWNER_NAME, OUTPUT };
   Json::Value jTasks(Json::arrayValue);
   for (const std::string& strName : setNames) {
     bind(statement, strName);
@@ -101,6 +102,10 @@ Json::Value listRelations(Session& session, const std::set<std::string>& setName
       jTask["owner"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), OWNER));
       jTask["run_the_same_time"] = sqlite3_column_int(statement.get(), SAME_TIME) != 0;
       jTask["time_limit"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), LIMIT));
+      jTask["owner_name"] = columnText(statement, OWNER_NAME);
+      if (sqlite3_column_type(statement.get(), OUTPUT) != SQLITE_NULL) {
+        jTask["output_limit"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), OUTPUT));
+      }
       jTasks.append(std::move(jTask));
     }
   }

@@ -32,7 +32,7 @@ private:
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
 
 /// Lists those of the named tasks that are there, in the order of their names, without scripts, so it is cheap. The
-/// members: task_name, event, depend_on_task, enable, owner, run_the_same_time, time_limit.
+/// members: task_name, event, depend_on_task, enable, owner, owner_name, run_the_same_time, time_limit, output_limit.
 Json::Value listRelations(Session& session, const std::set<std::string>& setNames);
 
 /// The names of all tasks, in their order.

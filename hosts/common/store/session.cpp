@@ -9,6 +9,7 @@
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/support/try_until.h"
+#include "store_tables.h"
 
 namespace Host {
 
@@ -16,7 +17,9 @@ namespace {
 
 constexpr std::chrono::milliseconds LOCK_PAUSE(10);
 
-void checkStoreExists() {
+}  // namespace
+
+void Session::requireFile() {
   if (access(DATABASE_PATH, F_OK) == 0) {
     return;
   }
@@ -26,14 +29,12 @@ void checkStoreExists() {
   throw Failure(fmt::format("cannot reach {}: {}", DATABASE_PATH, std::strerror(errno)));
 }
 
-}  // namespace
-
 Session::Session(Store store) {
   if (store == Store::MUST_EXIST) {
-    checkStoreExists();
+    requireFile();
   }
   try {
-    open();
+    open(store);
   } catch (...) {
     close();
     throw;
@@ -44,16 +45,20 @@ Session::~Session() {
   close();
 }
 
-void Session::open() {
+void Session::open(Store store) {
+  m_pDb = openDb(DATABASE_PATH, true);
+  if (m_pDb == nullptr) {
+    throw Failure(fmt::format("cannot open the store {}: {}", DATABASE_PATH, SEE_LOG));
+  }
+  store == Store::CREATE ? refuseOtherTables(m_pDb) : requireTables(m_pDb);
   Json::Value jConfig;
   if (initConfig("task", jConfig, &m_pDb, &m_pApi) < 0 ||
       initConfig("task_result", jConfig, &m_pDb, &m_pApiResult) < 0) {
     throw Failure(fmt::format("cannot open the store {}: {}", DATABASE_PATH, SEE_LOG));
   }
-  // The library also gives a connection that SQLite failed to open.
-  const int iCode = sqlite3_errcode(m_pDb);
-  if (iCode == SQLITE_CANTOPEN || iCode == SQLITE_NOTADB || iCode == SQLITE_NOMEM) {
-    throw Failure(fmt::format("cannot open the store {}: {}", DATABASE_PATH, sqlite3_errmsg(m_pDb)));
+  if (store == Store::CREATE) {
+    // No tables are created in a database that already has the newest version number.
+    requireTables(m_pDb);
   }
 }
 

@@ -17,8 +17,8 @@ namespace Host {
 class Session {
 public:
   enum class Store {
-    MUST_EXIST,  ///< a missing database is a failure
-    CREATE,      ///< a missing database is created
+    MUST_EXIST,  ///< a missing or empty database is a failure
+    CREATE,      ///< a missing database is created, and an empty one gets its tables
   };
 
   /// \throw Failure when something could not be opened.
@@ -30,12 +30,15 @@ public:
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
+  /// \throw Failure when there is no database.
+  static void requireFile();
+
   OrvaJsonDbApi* tasks() const { return m_pApi; }
   OrvaJsonDbApi* runs() const { return m_pApiResult; }
   sqlite3* db() const { return m_pDb; }
 
 private:
-  void open();
+  void open(Store store);
   void close();
 
   sqlite3* m_pDb = nullptr;

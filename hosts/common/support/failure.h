@@ -19,6 +19,7 @@ struct Hint {
   enum Kind : std::uint8_t {
     NONE,
     CREATE_STORE,
+    RESTORE_STORE,
     LIST_EVENTS,
     ALLOW_ANY_EVENT,
     SET_OUTPUT_PATH,
@@ -26,6 +27,7 @@ struct Hint {
     SET_WAITS_FOR,  ///< names: a task, then the tasks that it has to wait for
     RESTORE_BACKUP,
     KEEP_OWNER_IDS,
+    SET_OWNER,  ///< names: a task, and its owner; empty when that is not known
   };
 
   Kind kind = NONE;

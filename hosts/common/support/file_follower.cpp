@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
+#include <limits>
 #include <sys/stat.h>
 #include <utility>
 
@@ -55,12 +56,22 @@ off_t FileFollower::startOfTail(unsigned cLines) const {
   return cLines == 0 ? cbFile : 0;
 }
 
-void FileFollower::takeNew(const Take& fnTake) {
-  if (size() < m_iOffset) {
+/// A file ends with a hole at the latest.
+off_t FileFollower::startOfHole() const {
+  const off_t iHole = lseek(m_fd.get(), m_iOffset, SEEK_HOLE);
+  return iHole < 0 ? size() : iHole;
+}
+
+void FileFollower::takeNew(const Take& fnTake, Holes holes) {
+  if (isShorter()) {
     m_iOffset = 0;
   }
+  const off_t iEnd = holes == Holes::END ? startOfHole() : std::numeric_limits<off_t>::max();
   std::string strPiece(CB_PIECE, '\0');
-  while (const std::size_t cb = readAt(m_iOffset, strPiece.data(), strPiece.size())) {
+  const auto next = [&] {
+    return readAt(m_iOffset, strPiece.data(), std::min(strPiece.size(), static_cast<std::size_t>(iEnd - m_iOffset)));
+  };
+  while (const std::size_t cb = next()) {
     const std::size_t cbTaken = fnTake(std::string_view(strPiece).substr(0, cb));
     m_iOffset += static_cast<off_t>(cbTaken);
     if (cbTaken == 0 && cb < strPiece.size()) {

@@ -25,10 +25,17 @@ public:
   /// Takes a piece of the file. \return how many bytes were used; the rest comes again, with the next bytes.
   using Take = std::function<std::size_t(std::string_view)>;
 
+  /// What a hole in the file means: zeros, or the end.
+  enum class Holes { CONTENT, END };
+
   /// Passes on new content in pieces, since a log can be larger than memory. A file that was emptied is read from its
   /// beginning.
+  /// \param holes  whether the first hole in the file ends it.
   /// \throw Failure when it cannot be read.
-  void takeNew(const Take& fnTake);
+  void takeNew(const Take& fnTake, Holes holes = Holes::CONTENT);
+
+  /// Tells whether the file has become shorter than what was read.
+  bool isShorter() const { return size() < m_iOffset; }
 
   /// The end of the file.
   struct End {
@@ -51,6 +58,7 @@ private:
   off_t size() const;
   std::size_t readAt(off_t iOffset, char* pBytes, std::size_t cb) const;
   off_t startOfTail(unsigned cLines) const;
+  off_t startOfHole() const;
 
   UniqueFd m_fd;
   std::string m_strName;

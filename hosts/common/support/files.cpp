@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -25,9 +23,17 @@ constexpr std::size_t CB_MAX_FILE = std::size_t{16} << 20;
   throw Failure(fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(errno)));
 }
 
-std::string targetOf(const std::string& strPath) {
-  std::array<char, PATH_MAX> szTarget{};
-  return realpath(strPath.c_str(), szTarget.data()) != nullptr ? szTarget.data() : strPath;
+/// Some file systems have no fsync() for folders.
+bool sync(int fdFolder) {
+  return fsync(fdFolder) == 0 || errno == EINVAL;
+}
+
+UniqueFd openFolderOf(const std::filesystem::path& file) {
+  UniqueFd folder(open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.isOpen()) {
+    failErrno("open the folder of", file);
+  }
+  return folder;
 }
 
 /// A file beside the one that it replaces. Removed again unless it has replaced it. It is written through its
@@ -35,12 +41,15 @@ std::string targetOf(const std::string& strPath) {
 class Draft {
 public:
   Draft(int fdFolder, const std::string& strTarget)
+      : Draft(fdFolder, strTarget,
+              fmt::format("{}.{:08x}{:08x}", strTarget, std::random_device()(), std::random_device()())) {}
+  Draft(int fdFolder, const std::string& strTarget, const std::string& strName)
       : m_fdFolder(fdFolder),
         m_strTarget(strTarget),
-        m_strName(fmt::format("{}.{:08x}{:08x}", strTarget, std::random_device()(), std::random_device()())),
-        m_fd(openat(fdFolder, m_strName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {}
+        m_strName(strName),
+        m_fd(openat(fdFolder, m_strName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {}
   ~Draft() {
-    if (m_fd.isOpen() && !m_blPut) {
+    if (m_fd.isOpen() && !m_blKept) {
       unlinkat(m_fdFolder, m_strName.c_str(), 0);
     }
   }
@@ -48,6 +57,7 @@ public:
   Draft& operator=(const Draft&) = delete;
 
   bool isOpen() const { return m_fd.isOpen(); }
+  int fd() const { return m_fd.get(); }
 
   /// \return false when something failed; errno tells what. So do the others.
   bool write(std::string_view strText) const {
@@ -63,11 +73,16 @@ public:
 
   bool giveTo(uid_t owner, gid_t group) const { return fchown(m_fd.get(), owner, group) == 0; }
 
+  /// Leaves it under its own name.
+  bool keep(mode_t mode) {
+    m_blKept = fchmod(m_fd.get(), mode) == 0 && fsync(m_fd.get()) == 0;
+    return m_blKept && sync(m_fdFolder);
+  }
+
   bool put(mode_t mode) {
-    m_blPut = fchmod(m_fd.get(), mode) == 0 && fsync(m_fd.get()) == 0 &&
-              renameat(m_fdFolder, m_strName.c_str(), m_fdFolder, m_strTarget.c_str()) == 0;
-    // Some file systems have no fsync() for folders.
-    return m_blPut && (fsync(m_fdFolder) == 0 || errno == EINVAL);
+    m_blKept = fchmod(m_fd.get(), mode) == 0 && fsync(m_fd.get()) == 0 &&
+               renameat(m_fdFolder, m_strName.c_str(), m_fdFolder, m_strTarget.c_str()) == 0;
+    return m_blKept && sync(m_fdFolder);
   }
 
 private:
@@ -75,7 +90,7 @@ private:
   std::string m_strTarget;
   std::string m_strName;
   UniqueFd m_fd;
-  bool m_blPut = false;
+  bool m_blKept = false;
 };
 
 }  // namespace
@@ -122,12 +137,45 @@ std::optional<std::string> readTextFile(const std::string& strPath) {
   return readAll(fd.get(), strPath, CB_MAX_FILE);
 }
 
-void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode) {
-  const std::filesystem::path target = targetOf(strPath);
-  const UniqueFd folder(open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder.isOpen()) {
-    failErrno("open the folder of", target);
+std::string linkTarget(const std::string& strPath) {
+  constexpr int LINKS_FOLLOWED = 40;
+  std::filesystem::path path = strPath;
+  for (int i = 0; i < LINKS_FOLLOWED; ++i) {
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::read_symlink(path, error);
+    if (error) {
+      return path;
+    }
+    path = path.parent_path() / target;
   }
+  throw Failure(fmt::format("cannot replace {}: {}", strPath, std::strerror(ELOOP)));
+}
+
+void syncFolder(const std::string& strFolder) {
+  const UniqueFd folder(open(strFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.isOpen() || !sync(folder.get())) {
+    failErrno("sync", strFolder);
+  }
+}
+
+void writeNewFile(const std::string& strPath, const std::string& strLike, const std::string& strText, mode_t mode) {
+  const std::filesystem::path file = strPath;
+  const UniqueFd folder = openFolderOf(file);
+  struct stat status{};
+  const bool blThere = stat(strLike.c_str(), &status) == 0;
+  Draft draft(folder.get(), file.filename(), file.filename());
+  if (!draft.isOpen()) {
+    failErrno("create", strPath);
+  }
+  if (!draft.write(strText) || (blThere && !draft.giveTo(status.st_uid, status.st_gid)) ||
+      !draft.keep(blThere ? status.st_mode & 07777 : mode)) {
+    failErrno("write", strPath);
+  }
+}
+
+void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode) {
+  const std::filesystem::path target = linkTarget(strPath);
+  const UniqueFd folder = openFolderOf(target);
   struct stat status{};
   const bool blThere = fstatat(folder.get(), target.filename().c_str(), &status, 0) == 0;
   Draft draft(folder.get(), target.filename());
@@ -140,9 +188,13 @@ void replaceFile(const std::string& strPath, const std::string& strText, mode_t 
   }
 }
 
-void replaceFileAt(int fdFolder, const std::string& strPath, std::string_view strText, mode_t mode) {
+void replaceFileAt(int fdFolder, const std::string& strPath, const std::function<void(int)>& fnWrite, mode_t mode) {
   Draft draft(fdFolder, std::filesystem::path(strPath).filename());
-  if (!draft.isOpen() || !draft.write(strText) || !draft.put(mode)) {
+  if (!draft.isOpen()) {
+    failErrno("write", strPath);
+  }
+  fnWrite(draft.fd());
+  if (!draft.put(mode)) {
     failErrno("write", strPath);
   }
 }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -35,9 +36,21 @@ std::optional<std::string> readTextFile(const std::string& strPath);
 /// \throw Failure that names it; the old file is still there then.
 void replaceFile(const std::string& strPath, const std::string& strText, mode_t mode);
 
+/// The file that a path leads to if it is a link; the file need not exist. \throw Failure for a circle of links.
+std::string linkTarget(const std::string& strPath);
+
+/// Makes renames in a folder survive a power cut. \throw Failure that names it.
+void syncFolder(const std::string& strFolder);
+
+/// Writes a file that does not exist yet, with the owner and mode of another one if that exists. It survives a power
+/// cut.
+/// \throw Failure that names it; nothing is left then.
+void writeNewFile(const std::string& strPath, const std::string& strLike, const std::string& strText, mode_t mode);
+
 /// Writes a file of our own in a folder that is open, in which others may write, too. A link is replaced.
 /// \param strPath  its path: the last part is its name there, the whole is for messages.
+/// \param fnWrite  writes the content to a descriptor; may throw.
 /// \throw Failure that names it; the old content stays then.
-void replaceFileAt(int fdFolder, const std::string& strPath, std::string_view strText, mode_t mode);
+void replaceFileAt(int fdFolder, const std::string& strPath, const std::function<void(int)>& fnWrite, mode_t mode);
 
 }  // namespace Host

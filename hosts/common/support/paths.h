@@ -10,6 +10,9 @@ inline constexpr char STORE_FOLDER[] = "/usr/orva/etc/eorvascheduler";
 inline constexpr char DATABASE_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler.db";
 inline constexpr char CONFIG_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler-conf.json";
 
+/// Note of a change of the configuration; exists only until the change is finished.
+inline constexpr char CHANGE_NOTE_PATH[] = "/usr/orva/etc/eorvascheduler/unfinished-change.json";
+
 /// The settings of administrators.
 inline constexpr char SETTINGS_PATH[] = "/etc/eorva.conf";
 

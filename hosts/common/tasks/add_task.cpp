@@ -7,6 +7,7 @@
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "task_members.h"
+#include "task_owner.h"
 
 namespace Host {
 
@@ -18,7 +19,7 @@ TaskAdded store(Session& session, WriteLock& lock, Json::Value jTask, AllowedEve
   fillDefaults(jTask);
   std::vector<Finding> vecWarnings = requireNoErrors(strTask, checkNewTask(jTask, listTasks(session), events), "added");
   Json::Value jCreated;
-  if (taskPreAction(jTask) < 0 || recCreate(session.tasks(), jTask, jCreated) < 0) {
+  if (!toStored(jTask) || recCreate(session.tasks(), jTask, jCreated) < 0) {
     throw Failure(fmt::format("the store refused the task \"{}\"; {}", strTask, SEE_LOG));
   }
   lock.commit();

@@ -11,6 +11,7 @@
 #include "common/text/json_members.h"
 #include "task_change_lock.h"
 #include "task_members.h"
+#include "task_owner.h"
 #include "task_rules.h"
 
 namespace Host {
@@ -56,8 +57,7 @@ Stored store(Session& session, const std::string& strTask, const Json::Value& jC
   const Json::Value jDifferent = differences(jTask, jBefore);
   Json::Value jUpdate = jDifferent;
   jUpdate["task_name"] = strTask;
-  if ((jUpdate.isMember("owner") && taskPreAction(jUpdate) < 0) ||
-      recUpdate(session.tasks(), jUpdate, session.db()) < 0) {
+  if (!toStored(jUpdate) || recUpdate(session.tasks(), jUpdate, session.db()) < 0) {
     throw Failure(fmt::format("the store refused to change the task \"{}\"; {}", strTask, SEE_LOG));
   }
   lock.commit();

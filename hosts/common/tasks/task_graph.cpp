@@ -33,6 +33,7 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.strEvent = textOf(jTask, "event");
     task.blEnabled = boolOf(jTask, "enable", true);
     task.iOwner = intOf(jTask, "owner", -1);
+    task.strOwner = textOf(jTask, "owner_name");
     task.strDepend = textOf(jTask, "depend_on_task");
     task.vecWaitsFor = readDependencyList(task.strDepend);
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
@@ -93,11 +94,15 @@ std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNa
   return vecNames;
 }
 
+std::optional<OwnerProblem> TaskGraph::ownerProblem(const GraphTask& task) const {
+  return m_owners.problemOf(task.iOwner, task.strOwner);
+}
+
 std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) const& {
   std::vector<const GraphTask*> vecPlan;
   std::set<std::string> setPlanned;
   for (const GraphTask* pTask : tasksOf(strEvent)) {
-    if (pTask->blRoot && pTask->blEnabled) {
+    if (pTask->blRoot && canStart(*pTask)) {
       vecPlan.push_back(pTask);
       setPlanned.insert(pTask->strName);
     }
@@ -107,7 +112,7 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
     for (const GraphTask* pTask : dependantsOf(vecPlan[i]->strName)) {
       const bool blReady = std::all_of(pTask->vecWaitsFor.begin(), pTask->vecWaitsFor.end(),
                                        [&](const std::string& strAwaited) { return setPlanned.count(strAwaited) > 0; });
-      if (blReady && pTask->blEnabled && setPlanned.insert(pTask->strName).second) {
+      if (blReady && canStart(*pTask) && setPlanned.insert(pTask->strName).second) {
         vecPlan.push_back(pTask);
       }
     }

@@ -9,8 +9,11 @@
 
 #include <json/value.h>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "task_owner.h"
 
 namespace Host {
 
@@ -19,6 +22,7 @@ struct GraphTask {
   std::string strEvent;
   bool blEnabled = true;
   Json::Int64 iOwner = -1;
+  std::string strOwner;                  ///< the owner's name as it is stored
   std::vector<std::string> vecWaitsFor;  ///< as its record lists them
   std::string strDepend;                 ///< the list as it is stored
   bool blRoot = false;                   ///< the list is the empty text
@@ -45,7 +49,11 @@ public:
   /// Tasks, and all tasks from which a walk leads through them; also names without a task.
   std::vector<std::string> withReachedBy(std::vector<std::string> vecNames) const;
 
-  /// The tasks that an event starts: enabled roots, then their dependants, each after all tasks that it waits for.
+  /// Why a task cannot run as its owner.
+  std::optional<OwnerProblem> ownerProblem(const GraphTask& task) const;
+
+  /// The tasks that an event starts: enabled roots, then their dependants, each after all tasks that it waits for. All
+  /// of them have an owner to run as.
   std::vector<const GraphTask*> planOf(const std::string& strEvent) const&;
   std::vector<const GraphTask*> planOf(const std::string&) const&& = delete;
 
@@ -75,11 +83,13 @@ private:
   struct Walk;
 
   const std::vector<std::string>& matchesOf(const std::string& strName) const;
+  bool canStart(const GraphTask& task) const { return task.blEnabled && !ownerProblem(task); }
   std::vector<std::string> namesLike(const std::string& strName) const;
   void walkDown(const std::string& strName, Walk& walk) const;
   void walkUp(const std::string& strName, Walk& walk) const;
 
   std::map<std::string, GraphTask> m_mapTasks;
+  mutable OwnerCheck m_owners;
   mutable std::map<std::string, std::vector<std::string>> m_mapMatches;  ///< results of matchesOf()
   std::map<std::string, std::vector<std::string>> m_mapDependants;       ///< by name: its dependants, by name
   mutable std::map<std::string, std::vector<std::string>> m_mapFolded;   ///< names by their form in small letters

@@ -6,6 +6,10 @@
 
 #include "eorvascheduler.h"
 
+#include "common/server/users.h"
+#include "common/text/json_members.h"
+#include "task_request.h"
+
 namespace Host {
 
 namespace {
@@ -17,7 +21,7 @@ struct Member {
 };
 
 /// Every member that a request sets, without those that the engine keeps in a record.
-constexpr std::array<Member, 13> MEMBERS = {{
+constexpr std::array<Member, 14> MEMBERS = {{
     {"task_name", Json::stringValue},
     {"event", Json::stringValue},
     {"enable", Json::booleanValue},
@@ -30,6 +34,7 @@ constexpr std::array<Member, 13> MEMBERS = {{
     {"notify_if_error", Json::booleanValue},
     {"notify_mail", Json::stringValue},
     {"time_limit", Json::intValue},
+    {"output_limit", Json::intValue, false},
     {"description", Json::stringValue, false},
 }};
 
@@ -57,15 +62,16 @@ bool isKnown(const std::string& strName) {
 }  // namespace
 
 std::string memberWord(const std::string& strMember) {
-  constexpr std::array<std::pair<const char*, const char*>, 9> WORDS = {{{"task_name", "name"},
-                                                                         {"enable", "enabled"},
-                                                                         {"depend_on_task", "waits for"},
-                                                                         {"operation", "script"},
-                                                                         {"run_the_same_time", "parallel"},
-                                                                         {"notify_enable", "mail"},
-                                                                         {"notify_mail", "mail"},
-                                                                         {"notify_if_error", "mail if error"},
-                                                                         {"time_limit", "time limit"}}};
+  constexpr std::array<std::pair<const char*, const char*>, 10> WORDS = {{{"task_name", "name"},
+                                                                          {"enable", "enabled"},
+                                                                          {"depend_on_task", "waits for"},
+                                                                          {"operation", "script"},
+                                                                          {"run_the_same_time", "parallel"},
+                                                                          {"notify_enable", "mail"},
+                                                                          {"notify_mail", "mail"},
+                                                                          {"notify_if_error", "mail if error"},
+                                                                          {"time_limit", "time limit"},
+                                                                          {"output_limit", "output limit"}}};
   const auto* const it =
       std::find_if(WORDS.begin(), WORDS.end(), [&](const auto& word) { return strMember == word.first; });
   return it != WORDS.end() ? it->second : strMember;
@@ -78,7 +84,7 @@ std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value&
       if (member.blRequired) {
         vecWrong.emplace_back(member.szName, "is missing");
       }
-    } else if (!hasType(jTask[member.szName], member.type)) {
+    } else if (!hasType(jTask[member.szName], member.type) && (member.blRequired || !jTask[member.szName].isNull())) {
       vecWrong.emplace_back(member.szName, fmt::format("must be {}", typeName(member.type)));
     }
   }
@@ -120,6 +126,18 @@ Json::Value requestOf(const Json::Value& jStored) {
     }
   }
   taskPostAction(jTask);
+  const std::string strStored = textOf(jStored, "owner_name");
+  const Json::Int64 iOwner = intOf(jStored, "owner", -1);
+  std::string strUid = std::to_string(iOwner);
+  std::string strNow = ownerName(jTask["owner"], strUid);
+  if (strNow.empty() && iOwner >= 0) {
+    // The library does not tell whether there is no such user, or the user could not be looked up.
+    strNow = userName(static_cast<uid_t>(iOwner));
+    jTask["owner"] = objectOf({{strUid.c_str(), strNow}});
+  }
+  if (!strStored.empty() && strNow != strStored) {
+    jTask["owner"] = objectOf({{strStored.c_str(), ""}});
+  }
   return jTask;
 }
 

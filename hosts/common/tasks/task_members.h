@@ -26,7 +26,9 @@ void fillDefaults(Json::Value& jTask);
 void setMembers(Json::Value& jTask, const Json::Value& jChanges);
 
 /// Gives the members of a stored record that a request may set, in the form of the user interface: `owner` is an
-/// object of one member, the uid in decimal, whose value is the user's name, or empty when there is no such user.
+/// object of one member, the uid in decimal, whose value is the user's name, or empty when there is no such user. If
+/// the user id is no longer that of the stored name, the member is this name, and its value empty: as for an unknown
+/// user.
 Json::Value requestOf(const Json::Value& jStored);
 
 }  // namespace Host

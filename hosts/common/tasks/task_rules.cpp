@@ -12,6 +12,7 @@
 #include "orva_platform.h"
 
 #include "common/events/event_catalogue.h"
+#include "common/server/users.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
@@ -53,6 +54,7 @@ public:
     checkOperation();
     checkMail();
     checkTimeLimit();
+    checkOutputLimit();
     checkDescription();
     return m_findings;
   }
@@ -139,7 +141,8 @@ private:
     int iUid = -1;
     const auto [pEnd, code] = std::from_chars(strUid.data(), strUid.data() + strUid.size(), iUid);
     if (code != std::errc() || iUid < 0 || std::to_string(iUid) != strUid) {
-      error("owner", fmt::format("there is no user \"{}\"", strUid));
+      error("owner", findUserByName(strUid) ? fmt::format("the user \"{}\" has another id now", strUid)
+                                            : fmt::format("there is no user \"{}\"", strUid));
       return;
     }
     PORVAUSER pUser = nullptr;
@@ -215,6 +218,13 @@ private:
     const Json::Value& jLimit = memberOf(m_jTask, "time_limit");
     if (jLimit.isInt64() && (jLimit.asInt64() < 0 || jLimit.asInt64() > MAX_TIME_LIMIT)) {
       error("time_limit", fmt::format("must be from 1 to {} seconds, or 0 for no limit", MAX_TIME_LIMIT));
+    }
+  }
+
+  void checkOutputLimit() {
+    const Json::Value& jLimit = memberOf(m_jTask, "output_limit");
+    if (jLimit.isInt64() && jLimit.asInt64() < 0) {
+      error("output_limit", "must be a number of bytes, or 0 for no limit");
     }
   }
 

@@ -1,7 +1,8 @@
 #include "json_utf8.h"
 
 #include <algorithm>
-#include <string_view>
+#include <fmt/format.h>
+#include <optional>
 
 #include "base64.h"
 #include "utf8.h"
@@ -41,6 +42,14 @@ void addMember(const std::string& strName, const Json::Value& jValue, Json::Valu
   }
 }
 
+/// Code points beyond U+FFFF take two escapes.
+std::string escapeOf(char32_t code) {
+  constexpr char32_t BEYOND = 0x10000;
+  const auto u = static_cast<unsigned>(code);
+  return code < BEYOND ? fmt::format("\\u{:04x}", u)
+                       : fmt::format("\\u{:04x}\\u{:04x}", 0xD800 + ((u - BEYOND) >> 10), 0xDC00 + (u & 0x3FF));
+}
+
 }  // namespace
 
 bool isAllUtf8(const Json::Value& jValue) {
@@ -74,6 +83,26 @@ Json::Value inUtf8(const Json::Value& jValue) {
     return jOut;
   }
   return jValue;
+}
+
+std::string withoutControls(std::string_view strJson) {
+  if (std::none_of(strJson.begin(), strJson.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x7F; })) {
+    return std::string(strJson);
+  }
+  std::string strOut;
+  while (!strJson.empty()) {
+    const std::string_view strBefore = strJson;
+    const std::optional<char32_t> code = takeCodePoint(strJson);
+    if (code && *code >= 0x7F && isControl(*code)) {
+      strOut += escapeOf(*code);
+      continue;
+    }
+    if (!code) {
+      strJson.remove_prefix(1);
+    }
+    strOut += strBefore.substr(0, strBefore.size() - strJson.size());
+  }
+  return strOut;
 }
 
 }  // namespace Host

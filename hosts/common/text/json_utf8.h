@@ -5,6 +5,7 @@
 
 #include <json/value.h>
 #include <string>
+#include <string_view>
 
 namespace Host {
 
@@ -17,5 +18,9 @@ bool isAllUtf8(const Json::Value& jValue);
 /// Replaces bytes that are not UTF-8 with U+FFFD. Such a member gets a second one, NAME_base64, with the original text;
 /// a text in a list does not.
 Json::Value inUtf8(const Json::Value& jValue);
+
+/// Escapes the control characters that JSON texts may have as they are: in a document that was written without them a
+/// terminal would obey them.
+std::string withoutControls(std::string_view strJson);
 
 }  // namespace Host

@@ -88,8 +88,8 @@ std::string whyNotEventName(std::string_view strName) {
     if (!code) {
       return "is not valid UTF-8";
     }
-    if (*code < 0x20 || (*code >= 0x7F && *code < 0xA0)) {
-      return "contains a control character";
+    if (isInvisible(*code)) {
+      return fmt::format("contains the control or format character U+{:04X}", static_cast<unsigned>(*code));
     }
   }
   return {};

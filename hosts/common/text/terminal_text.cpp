@@ -1,5 +1,6 @@
 #include "terminal_text.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <optional>
 #include <unistd.h>
@@ -40,13 +41,20 @@ void showOne(std::string_view& strText, std::string& strShown) {
   strText.remove_prefix(1);
 }
 
+bool isPlain(std::string_view strText) {
+  return std::all_of(strText.begin(), strText.end(), [](char c) { return c >= ' ' && c < '\x7F'; });
+}
+
+}  // namespace
+
 std::string shown(std::string_view strText) {
+  if (isPlain(strText)) {
+    return std::string(strText);
+  }
   TerminalText text;
   const std::string strShown = text.take(strText);
   return strShown + text.finish();
 }
-
-}  // namespace
 
 std::string TerminalText::take(std::string_view strBytes) {
   const std::string strAll = std::exchange(m_strWaiting, {}).append(strBytes);
@@ -79,7 +87,21 @@ std::string shownOn(int fd, const std::string& strText) {
   return shown(strText);
 }
 
+std::string asMessage(std::string_view strText) {
+  std::string strMessage;
+  for (const char c : shown(strText)) {
+    if (!strMessage.empty() && strMessage.back() == '\n' && c != ' ' && c != '\n') {
+      strMessage += "  ";
+    }
+    strMessage += c;
+  }
+  return strMessage;
+}
+
 std::string onOneLine(std::string_view strText) {
+  if (isPlain(strText)) {
+    return std::string(strText);
+  }
   std::string strLine;
   for (const char c : shown(strText)) {
     strLine += c == '\n' || c == '\t' ? visible(static_cast<unsigned char>(c)) : std::string(1, c);

@@ -22,6 +22,13 @@ private:
   std::string m_strWaiting;
 };
 
+/// Gives a text in visible form. Line ends and tabs stay.
+std::string shown(std::string_view strText);
+
+/// Gives a message in visible form. Lines after the first are indented: a line break in a name does not begin a message
+/// of its own.
+std::string asMessage(std::string_view strText);
+
 /// Gives a text for a descriptor: in visible form for a terminal, else unchanged.
 std::string shownOn(int fd, const std::string& strText);
 

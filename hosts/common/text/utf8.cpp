@@ -1,6 +1,9 @@
 #include "utf8.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
+#include <utility>
 
 namespace Host {
 
@@ -33,8 +36,28 @@ std::optional<char32_t> takeCodePoint(std::string_view& strText) {
 
 bool isControl(char32_t code) {
   const bool blDirection = code == 0x61C || code == 0x200E || code == 0x200F || (code >= 0x202A && code <= 0x202E) ||
-                           (code >= 0x2066 && code <= 0x2069);
-  return code < 0x20 || (code >= 0x7F && code < 0xA0) || blDirection;
+                           (code >= 0x2066 && code <= 0x206F);
+  const bool blLineEnd = code == 0x2028 || code == 0x2029;
+  const bool blTag = code >= 0xE0000 && code <= 0xE007F;
+  return code < 0x20 || (code >= 0x7F && code < 0xA0) || blDirection || blLineEnd || blTag;
+}
+
+bool isInvisible(char32_t code) {
+  constexpr std::array<std::pair<char32_t, char32_t>, 13> FORMATS = {{{0xAD, 0xAD},
+                                                                      {0x600, 0x605},
+                                                                      {0x6DD, 0x6DD},
+                                                                      {0x70F, 0x70F},
+                                                                      {0x8E2, 0x8E2},
+                                                                      {0x180B, 0x180F},
+                                                                      {0x200B, 0x200D},
+                                                                      {0x2060, 0x2065},
+                                                                      {0xFE00, 0xFE0F},
+                                                                      {0xFEFF, 0xFEFF},
+                                                                      {0xFFF0, 0xFFFB},
+                                                                      {0x1D173, 0x1D17A},
+                                                                      {0xE0080, 0xE0FFF}}};
+  return isControl(code) || std::any_of(FORMATS.begin(), FORMATS.end(),
+                                        [&](const auto& range) { return code >= range.first && code <= range.second; });
 }
 
 }  // namespace Host

@@ -15,4 +15,7 @@ std::optional<char32_t> takeCodePoint(std::string_view& strText);
 /// Tells whether a code point only controls the display, so that the shown text can differ from the real one.
 bool isControl(char32_t code);
 
+/// Tells whether a code point is a control, or a format character that nobody sees.
+bool isInvisible(char32_t code);
+
 }  // namespace Host

@@ -16,7 +16,7 @@ using namespace Host;
 namespace {
 
 Json::Value answered(const Json::Value& jRun) {
-  return runForPrograms(jRun, {{"a", "alice"}});
+  return runForPrograms(jRun);
 }
 
 Json::Value endOf(int iStatus) {
@@ -46,7 +46,7 @@ TEST(RunAnswers, HaveTheCostsOfTheRun) {
 
 TEST(RunAnswers, HaveAllMembersAlsoWhenTheyAreNotKnown) {
   const Json::Value jRun = answered(objectOf({{"shell_status", 0}, {"cpu_usec", 0}}));
-  for (const char* szKey : {"memory_peak", "io_read", "io_written", "duration", "owner_name"}) {
+  for (const char* szKey : {"memory_peak", "io_read", "io_written", "duration", "owner", "owner_name"}) {
     EXPECT_TRUE(jRun.isMember(szKey) && jRun[szKey].isNull()) << szKey;
   }
   for (const char* szStored : {"shell_status", "cpu_usec"}) {

@@ -36,9 +36,8 @@ TEST_F(ServerAnswers, ShareThatCannotBeUsedHasTheReason) {
   EXPECT_EQ(jShares[0]["path"], "/tmp");
   EXPECT_EQ(jShares[0]["accessible"], true);
   EXPECT_GT(jShares[0]["free"].asUInt64(), 0U);
-  for (const char* szKey : {"volume", "why_not"}) {
-    EXPECT_TRUE(jShares[0].isMember(szKey) && jShares[0][szKey].isNull()) << szKey;
-  }
+  EXPECT_EQ(jShares[0]["volume"], "/tmp");
+  EXPECT_TRUE(jShares[0].isMember("why_not") && jShares[0]["why_not"].isNull());
   EXPECT_EQ(jShares[1]["accessible"], false);
   EXPECT_NE(jShares[1]["why_not"].asString(), "");
 }

@@ -108,7 +108,7 @@ TEST_F(Configuration, ASignalBetweenTheConfigurationAndTheTasksWaitsUntilBothAre
   before.config["retention_runs"] = "5";
   {
     Session session;
-    changeState(session, currentState(session), before);
+    changeState(session, currentState(session), before, false);
   }
   const int iStatus = statusOf(start([] {
     Session session;
@@ -122,7 +122,7 @@ TEST_F(Configuration, ASignalBetweenTheConfigurationAndTheTasksWaitsUntilBothAre
       return 0;
     };
     sqlite3_commit_hook(session.db(), endThis, nullptr);
-    changeState(session, now, after);
+    changeState(session, now, after, false);
   }));
   EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == SIGTERM);
   Session session;

@@ -47,7 +47,7 @@ protected:
     m_lock->announce({"a", "b"});
     m_turns.emplace();
     m_recorder.emplace(*m_session, *m_file, *m_lock, *m_turns, m_ends);
-    m_recorder->setLimits(listTasks(*m_session));
+    m_recorder->setTasks(listTasks(*m_session));
   }
 
   void TearDown() override {

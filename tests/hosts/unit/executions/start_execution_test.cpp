@@ -73,7 +73,7 @@ TEST_F(StartExecution, RunsATaskAndTellsHowItWent) {
                                        },
                                        [](const std::string& strLines) { ADD_FAILURE() << strLines; }});
   EXPECT_EQ(endOf(iStatus), ExecutionEnd::DONE);
-  const Json::Value jAnswer = executionForPrograms(m_request, progress, {{"b", "root"}});
+  const Json::Value jAnswer = executionForPrograms(m_request, progress, {});
   EXPECT_EQ(textOf(jAnswer, "task"), "b");
   ASSERT_EQ(jAnswer["runs"].size(), 1U);
   EXPECT_EQ(textOf(jAnswer["runs"][0], "outcome"), "failed");

@@ -22,9 +22,9 @@ protected:
     const Session session(Session::Store::CREATE);
     addTask(session, "it's", 0);
     addTask(session, "b", 1000);
-    addRun(session, "it's", "bootup", 100, 0);
-    addRun(session, "b", "bootup", 200, 1);
-    addRun(session, "b", "on_demand", 300, 0);
+    addRun(session, "it's", "bootup", 100, 0, 1000);
+    addRun(session, "b", "bootup", 200, 1, 0);
+    addRun(session, "b", "on_demand", 300, 0, 1000);
   }
 
   static void addTask(const Session& session, const char* szName, int iOwner) {
@@ -38,12 +38,14 @@ protected:
     ASSERT_EQ(session.tasks()->recCreate(jTask, jOut), 0);
   }
 
-  static void addRun(const Session& session, const char* szTask, const char* szEvent, int iStart, int iExit) {
+  static void addRun(const Session& session, const char* szTask, const char* szEvent, int iStart, int iExit,
+                     int iOwner) {
     Json::Value jRun(Json::objectValue);
     jRun["task_name"] = szTask;
     jRun["trigger_event"] = szEvent;
     jRun["start_time"] = iStart;
     jRun["stop_time"] = iStart + 5;
+    jRun["owner"] = iOwner;
     jRun["exit_info"]["exit_type"] = "normal";
     jRun["exit_info"]["exit_code"] = iExit;
     Json::Value jOut;
@@ -76,9 +78,9 @@ TEST_F(RunQueries, FindATaskWhateverItsName) {
   EXPECT_THROW(find(m_query), Failure);
 }
 
-TEST_F(RunQueries, FindTheRunsOfAnOwnersTasks) {
+TEST_F(RunQueries, FindTheRunsOfAnOwnerNotThoseOfTheTasksOwner) {
   m_query.owner = 1000;
-  EXPECT_THAT(find(m_query), ElementsAre(3, 2));
+  EXPECT_THAT(find(m_query), ElementsAre(3, 1));
   m_query.owner = 1001;
   EXPECT_THAT(find(m_query), IsEmpty());
 }

@@ -4,17 +4,21 @@
 
 #include <gmock/gmock.h>
 
+#include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
+#include "common/text/json_members.h"
 #include "fresh_host.h"
 #include "remedy.h"
+#include "stored.h"
 #include "support/files.h"
 
 using namespace Host;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::ThrowsMessage;
 
 namespace {
 
@@ -72,4 +76,46 @@ TEST_F(Apply, AnUnknownEventHasARemedy) {
 TEST_F(Apply, ADocumentWithoutTasksDeletesNone) {
   EXPECT_THAT(whyNot("version: 1\n...\n", true), HasSubstr("tasks: "));
   EXPECT_EQ(whyNot("version: 1\n...\n"), "");
+}
+
+namespace {
+
+/// Adds a task, as another command would.
+void addOther(const std::string& strTask, const std::string& strNeeds = "") {
+  const Session session;
+  HostTest::addTask(session, strTask, "exit 0", objectOf({{"event", "nightly"}, {"depend_on_task", strNeeds}}));
+}
+
+}  // namespace
+
+TEST_F(Apply, ComparesOnlyWhatTheDocumentTouches) {
+  apply(plan(ONE_TASK));
+  const ApplyPlan change = plan("version: 1\ntasks:\n  a: {event: nightly, owner: root, script: exit 1}\n...\n");
+  addOther("b");
+  EXPECT_THAT(apply(change), IsEmpty());
+  Session session;
+  EXPECT_EQ(textOf(requireTask(session, "a"), "operation"), "exit 1");
+  EXPECT_TRUE(findTask(session, "b").isObject());
+}
+
+TEST_F(Apply, IsRefusedWhenSomebodyElseChangedWhatItTouches) {
+  const ApplyPlan create = plan(ONE_TASK);
+  addOther("a");
+  EXPECT_THAT([&] { apply(create); }, ThrowsMessage<Failure>(HasSubstr("changed the task \"a\" meanwhile")));
+  const ApplyPlan prune = plan("version: 1\ntasks: {}\n...\n", true);
+  addOther("new");
+  EXPECT_THAT([&] { apply(prune); }, ThrowsMessage<Failure>(HasSubstr("added the task \"new\" meanwhile")));
+  Session session;
+  EXPECT_EQ(taskNames(session).size(), 2U);
+}
+
+TEST_F(Apply, ChecksTheDocumentAgainBesideWhatOthersChanged) {
+  apply(plan(ONE_TASK));
+  const ApplyPlan wait = plan(
+      "version: 1\ntasks:\n  a: {event: nightly, owner: root, script: exit 1, waits_for: [c]}\n"
+      "  c: {event: nightly, owner: root, script: exit 1}\n...\n");
+  addOther("C");
+  EXPECT_THAT([&] { apply(wait); }, ThrowsMessage<Failure>(HasSubstr("is the same as \"C\"")));
+  Session session;
+  EXPECT_EQ(textOf(requireTask(session, "a"), "operation"), "exit 0");
 }

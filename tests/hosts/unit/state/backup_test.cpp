@@ -46,9 +46,9 @@ std::string whyNot(const std::function<void()>& what) {
 }
 
 std::vector<std::string> restore(const std::string& strFile, Owners owners = Owners::THE_SAME) {
-  std::vector<std::string> vecWarnings;
-  restoreBackup(strFile, owners, vecWarnings);
-  return vecWarnings;
+  const ReadBackup backup = readBackup(strFile, owners);
+  restoreBackup(backup);
+  return backup.vecWarnings;
 }
 
 class BackupFile : public testing::Test {
@@ -155,7 +155,7 @@ TEST_F(BackupFile, AFolderThatIsSwappedAfterItWasLookedAtLeadsNowhere) {
   const BackupTarget target(strFolder + "/kept.db");
   std::filesystem::rename(strFolder, m_folder.path("real"));
   std::filesystem::create_symlink(m_folder.path("other"), strFolder);
-  target.write("content");
+  target.write([](int fd) { ASSERT_EQ(write(fd, "content", 7), 7); });
   EXPECT_EQ(OrvaTest::readFile(m_folder.path("other/kept.db")), "untouched");
   EXPECT_EQ(OrvaTest::readFile(m_folder.path("real/kept.db")), "content");
 }

@@ -1,0 +1,28 @@
+/// \file joint_change.h
+/// Changes of the store together with the files of the configuration: both or neither.
+///
+/// The store has the number of its last such change, and a transaction changes the number together with the tasks. The
+/// note of the files has the same number. So after a kill or a power cut, the number tells whether the change counts.
+
+#pragma once
+
+#include <string>
+
+#include "common/config/config_change.h"
+#include "common/store/database.h"
+
+namespace Host {
+
+/// Gives the change of the files and the open transaction of the store the next number. Nothing to do without files.
+void announceChange(ConfigChange& files, Connection store);
+
+/// The same for a new store that replaces the present one.
+void announceChange(ConfigChange& files, Connection store, Connection newStore);
+
+/// Finishes an interrupted change, or undoes it if the store did not change. Cheap when there is none. Leaves a change
+/// alone that another process is making.
+/// \return what was done, for the user; empty when nothing was.
+/// \throw Failure when a file cannot be replaced.
+std::string settleInterruptedChange();
+
+}  // namespace Host

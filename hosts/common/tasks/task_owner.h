@@ -1,0 +1,53 @@
+/// \file task_owner.h
+/// The owner of a task: a user id, and the name that it had when it was stored.
+///
+/// A script runs with the rights of the user id. If the user is deleted, the id can be given to somebody else. So a
+/// task does not run when name and id no longer belong together.
+
+#pragma once
+
+#include <json/value.h>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace Host {
+
+class Session;
+
+/// Why no run can have the rights of a task's owner.
+struct OwnerProblem {
+  std::string strText;  ///< "user bob (1010) does not exist"
+  std::string strUser;  ///< the user to set, as the owner was meant; empty when there is none
+};
+
+/// Looks at the owners of tasks. Each user is looked up once.
+class OwnerCheck {
+public:
+  /// \param iOwner   user id; negative for none, which the library refuses.
+  /// \param strName  the stored name; empty when unknown.
+  std::optional<OwnerProblem> problemOf(Json::Int64 iOwner, const std::string& strName);
+
+  /// \param jTask  a stored task record.
+  std::optional<OwnerProblem> problemOf(const Json::Value& jTask);
+
+private:
+  std::map<Json::Int64, std::string> m_mapNames;
+};
+
+/// Refuses to run a task whose owner is not who was meant. \throw Failure
+void requireOwner(const Json::Value& jTask);
+
+/// Brings a task, or an update of one, from the form of the user interface into that of the store: with the owner's
+/// name, if it has an owner. \return false when the library refuses it.
+bool toStored(Json::Value& jTask);
+
+enum class NamedOwners {
+  UNKNOWN,  ///< only tasks without a name, of a version that did not store it
+  ALL,      ///< all tasks: their user ids are meant, whoever has them
+};
+
+/// Stores the names that the owners' user ids have now. \throw Failure
+void storeOwnerNames(Session& session, NamedOwners which);
+
+}  // namespace Host
