@@ -82,7 +82,7 @@ std::string mailText(const Json::Value& jTask) {
 }
 
 std::string outputLimitText(const Json::Value& jTask) {
-  const Json::Int64 cb = intOf(jTask, "output_limit", -1);
+  const Json::Int64 cb = Host::intOf(jTask, "output_limit", -1);
   return cb < 0 ? "as in the settings" : cb == 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
 }
 
