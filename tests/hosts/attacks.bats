@@ -6,6 +6,9 @@ load common
 
 ATTACKS=1000
 
+# For how many of the next process ids something is planted.
+PIDS=10000
+
 setup() { fresh_store; }
 
 as_bob() { setpriv --reuid=bob --regid=bob --init-groups "$@"; }
@@ -13,7 +16,7 @@ as_bob() { setpriv --reuid=bob --regid=bob --init-groups "$@"; }
 # Bob knows the next process ids, and plants a file, a link or a pipe in turn under every name that a run
 # could use.
 plant() {
-  as_bob /usr/bin/python3 - "$1" "$2" "$ATTACKS" <<'PYTHON'
+  as_bob /usr/bin/python3 - "$1" "$2" "$PIDS" <<'PYTHON'
 import os, sys
 prefix, first, count = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
 for pid in range(first, first + count):
@@ -32,7 +35,7 @@ PYTHON
 
 next_pid() { bash -c 'echo $$'; }
 
-@test "$ATTACKS planted exit codes: root trusts none, follows none, and waits for none" {
+@test "$PIDS planted exit codes: root trusts none, follows none, and waits for none" {
   local i
   for i in 1 2 3 4 5 6 7 8; do
     add_task "fails-$i" bootup "$((i % 2 ? 0 : 7001))" 'exit 5'
@@ -47,7 +50,7 @@ next_pid() { bash -c 'echo $$'; }
   same "forged" '{"exit_type":"normal","exit_code":0}' "$(cat /home/bob/forged)"
 }
 
-@test "$ATTACKS planted scripts: none runs, and no child becomes a second runner" {
+@test "$PIDS planted scripts: none runs, and no child becomes a second runner" {
   local i
   for i in 1 2 3 4; do
     add_task "mine-$i" bootup 0 'id -un >>/root/ran'

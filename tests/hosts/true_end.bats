@@ -2,8 +2,16 @@
 # How scripts really ended, and what the commands say about it.
 
 load common
+load ends
 
 setup() { fresh_store; }
+
+teardown() {
+  pkill -KILL -u alice || true
+  [[ ! -e kept ]] || mv -f kept /usr/bin/systemctl
+  rm -rf /etc/eorva.conf /run/systemd/system
+  [[ ! -e memory-group ]] || rmdir "$(<memory-group)"
+}
 
 # Each line: the task, its text in tables, its end in JSON, its script; the script has the escapes of printf.
 ENDS='empty|exit 0|{"exit":0}|
@@ -41,6 +49,7 @@ signal-caught|exit 9|{"exit":9}|trap "exit 9" TERM; kill -TERM $$
 signal-ignored|exit 0|{"exit":0}|trap "" TERM; kill -TERM $$
 stopped-and-continued|exit 0|{"exit":0}|(sleep 0.1; kill -CONT $$) & kill -STOP $$; wait
 core|killed by SIGSEGV|{"name":"SIGSEGV","signal":11}|case $(cat /proc/sys/kernel/core_pattern) in [\\|/]*) ;; *) cd; ulimit -c unlimited;; esac; kill -SEGV $$
+processor-time|killed by SIGKILL|{"name":"SIGKILL","signal":9}|ulimit -t 1; while :; do :; done
 shell-killed|killed by SIGKILL|{"name":"SIGKILL","signal":9}|kill -KILL $PPID
 shell-hung-up|killed by SIGHUP|{"name":"SIGHUP","signal":1}|kill -HUP $PPID
 run-killed|killed|null|read -r _ _ _ parent _ </proc/$PPID/stat; kill -KILL $parent; sleep 60'
@@ -124,4 +133,90 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
     "$(eorva runs list --json | jq -c '.[0] | [.outcome_text, .end, .outcome]')"
   run -0 eorva runs show 1
   says "how it ended:  not started: for example, the owner does not exist or the script could not be written"
+}
+
+# fire_it [OPTION...]: fires the event of the task "it", whose script does not end by itself; succeeds when the answer is that of
+# a failed run.
+fire_it() {
+  local status=0
+  eorva fire ends "$@" >fired 2>&1 || status=$?
+  same "answer" 3 "$status"
+}
+
+# begin_it [OPTION...]: the same in the background, until the script has begun.
+begin_it() {
+  fire_it "$@" 3>&- &
+  display=$!
+  wait_until eval '[[ $(eorva runs output "$(run_of it)") == begun ]]'
+}
+
+@test "every way in which a run can be ended early is shown as it was" {
+  add_task it ends alice 'trap "exit 7" TERM; echo begun; while :; do sleep 0.1; done'
+  echo stop_grace=20 >/etc/eorva.conf
+  fire_it --budget 2
+  shown_as it budget
+  begin_it
+  eorva stop "$(run_of it)" >/dev/null
+  wait "$display"
+  shown_as it stopped
+  begin_it
+  kill -KILL "$(field "$(run_of it)" pid)"
+  wait "$display"
+  shown_as it killed
+  eorva task edit it --time-limit 1 >/dev/null
+  fire_it
+  shown_as it time_limit
+  run -3 eorva run it
+  says "it: time limit, after"
+}
+
+@test "a run that the shutdown of the server ends is shown as that" {
+  add_task it ends alice 'trap "exit 7" TERM; echo begun; while :; do sleep 0.1; done'
+  mkdir -p /run/systemd/system
+  mv /usr/bin/systemctl kept
+  printf '#!/bin/sh\necho stopping\n' >/usr/bin/systemctl
+  chmod 755 /usr/bin/systemctl
+  eorva fire ends --as-service >fired 2>&1 3>&- &
+  display=$!
+  wait_until eval '[[ $(eorva runs output "$(run_of it)") == begun ]]'
+  kill "$display"
+  wait "$display" || true
+  shown_as it shutdown
+}
+
+@test "a run that a power cut ends is shown as interrupted" {
+  add_task it ends alice 'echo begun; exec sleep 300'
+  begin_it
+  kill -KILL "$(parent_of "$(parent_of "$(field "$(run_of it)" pid)")")"
+  wait "$display" || true
+  # As after a restart of the server.
+  rm -r /run/eorva
+  sqlite3 "$DATABASE" "update task_result set boot_id = 'of an earlier start'"
+  add_task next other bob 'exit 0'
+  eorva fire other >/dev/null
+  shown_as it interrupted
+}
+
+# limited_memory: what a script of root's does first, so that the kernel kills it when it takes more than 32 MB. Prints
+# nothing where there is no controller for memory.
+limited_memory() {
+  local mount
+  if [[ -e /sys/fs/cgroup/memory/memory.limit_in_bytes ]]; then
+    mktemp -d /sys/fs/cgroup/memory/eorva-test-XXXXXXXX >memory-group
+    echo "cd $(<memory-group); echo 32M >memory.limit_in_bytes; echo \$\$ >cgroup.procs"
+    return
+  fi
+  mount=$(findmnt --noheadings --first-only --types cgroup2 --output TARGET) || return 0
+  ! grep -qw memory "$mount/cgroup.controllers" || echo "echo 32M >$mount\$(sed -n s/^0:://p /proc/self/cgroup)/memory.max"
+}
+
+@test "a script that the kernel kills for the memory that it takes is shown as killed" {
+  local limit
+  limit=$(limited_memory)
+  [[ -n $limit ]] || skip "there is no controller for memory"
+  add_task greedy ends root "$limit; head -c 100000000 /dev/zero | tail"
+  run -3 eorva run greedy
+  says "greedy: killed by SIGKILL, after"
+  same "for programs" '["killed by SIGKILL",{"name":"SIGKILL","signal":9},"failed"]' \
+    "$(eorva runs list --json | jq -c '.[0] | [.outcome_text, .end, .outcome]')"
 }

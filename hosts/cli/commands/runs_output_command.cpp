@@ -17,7 +17,7 @@
 #include "common/coordination/execution_file.h"
 #include "common/output/run_files.h"
 #include "common/runs/outcome.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/run_identity.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/support/file_alarm.h"

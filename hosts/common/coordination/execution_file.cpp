@@ -316,6 +316,12 @@ std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iRun) {
   return found;
 }
 
+bool isNoted(pid_t pid, Json::Int64 iRun) {
+  bool blNoted = false;
+  openAll([&](const std::string&, const UniqueFd& fd) { blNoted = blNoted || readNotes(fd.get()).has(pid, iRun); });
+  return blNoted;
+}
+
 std::optional<LiveExecution> executionOfFiring(Json::Int64 iFiring) {
   for (LiveExecution& execution : liveExecutions()) {
     if (execution.notes.iFiring == iFiring) {

@@ -160,6 +160,9 @@ std::vector<LiveExecution> liveExecutions();
 /// The living execution that a run record with this process id can belong to; nothing when there is none.
 std::optional<LiveExecution> executionOf(pid_t pid, Json::Int64 iRun);
 
+/// Tells whether the file of an execution, alive or killed, has a run with this process id.
+bool isNoted(pid_t pid, Json::Int64 iRun);
+
 /// The execution of this firing; nothing when it has ended.
 std::optional<LiveExecution> executionOfFiring(Json::Int64 iFiring);
 

@@ -1,11 +1,12 @@
 #include "execution_group.h"
 
-#include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <unistd.h>
 
 #include "common/config/settings.h"
+#include "common/coordination/execution_file.h"
 #include "common/server/systemd_service.h"
 #include "common/server/systemd_units.h"
 #include "common/support/control_group.h"
@@ -48,27 +49,30 @@ std::chrono::seconds stopTime() {
   return 3 * graceSetting() + MORE;
 }
 
-std::string enterExecutionGroup(const ExecutionRequest& request, const std::string& strName) {
+void enterExecutionGroup(const ExecutionRequest& request, const ExecutionFile& file) {
   const bool blService = request.blService && isSystemdRunning();
   const bool blScope = !blService && isSystemdRunning() && registerWithSystemd(request);
   const std::optional<ControlGroup> own = ControlGroup::own();
   if (!own) {
-    return {};
+    return;
   }
   if (blService) {
-    return own->parent().path();
+    file.noteGroup(own->parent().path());
+    return;
   }
+  const ControlGroup unit =
+      blScope ? *own : own->below("eorva-" + std::filesystem::path(file.path()).filename().string());
+  // Before it exists: if the watch is killed, the next command removes what is noted.
+  file.noteGroup(unit.path());
   try {
-    const ControlGroup unit = blScope ? *own : own->below("eorva-" + strName);
     unit.create();
     if (!unit.canKill()) {
       throw Failure("the kernel cannot kill control groups");
     }
     enterWatch(unit);
-    return unit.path();
   } catch (const Failure& failure) {
     sendMessage(fmt::format("{}; the execution continues without control groups", failure.what()));
-    return {};
+    file.noteGroup("");
   }
 }
 

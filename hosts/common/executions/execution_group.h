@@ -15,13 +15,14 @@
 
 namespace Host {
 
+class ExecutionFile;
+
 /// How long the unit of an execution may take to end its runs and their background processes.
 std::chrono::seconds stopTime();
 
-/// Moves the calling process, the watch of an execution, into the group "watch" of an execution.
-/// \param strName  a file name that no other execution has.
-/// \return the folder of the execution's group; empty where there are no control groups.
-std::string enterExecutionGroup(const ExecutionRequest& request, const std::string& strName);
+/// Moves the calling process, the watch of an execution, into the group "watch" of the execution.
+/// \param file  gets a note of the execution's group, which is named after it.
+void enterExecutionGroup(const ExecutionRequest& request, const ExecutionFile& file);
 
 /// Moves the main process of a service into its group "watch".
 void enterServiceGroup();

@@ -12,7 +12,7 @@
 #include "common/config/settings.h"
 #include "common/output/output_place.h"
 #include "common/reasons/firing.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"

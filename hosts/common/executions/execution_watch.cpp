@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <poll.h>
@@ -20,13 +19,13 @@
 #include "common/config/settings.h"
 #include "common/reasons/firing.h"
 #include "common/runs/outcome.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/run_ending.h"
+#include "common/runs/settlement.h"
 #include "common/server/systemd_units.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/file_alarm.h"
 #include "common/support/process.h"
-#include "common/support/try_until.h"
 #include "common/text/json_members.h"
 #include "end_reports.h"
 #include "end_request.h"
@@ -44,9 +43,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr char NAME[] = "eorva-watch";
-
-/// Pause between two looks at processes that are being ended.
-constexpr std::chrono::milliseconds ENDING_PAUSE(20);
 
 constexpr timespec TOGETHER{0, 30'000'000};
 
@@ -188,15 +184,13 @@ std::optional<int> Watch::resultOfEnd() const {
 
 /// Ends all that the scripts have started and that is still there.
 void Watch::endRest() {
-  std::vector<RunEnding> vecEndings;
+  std::vector<RunGroup> vecGroups;
   for (const auto& [pid, run] : m_file.notes().mapRuns) {
     if (const std::string strGroup = m_file.notes().groupOf(pid); !run.blClosed || !strGroup.empty()) {
-      vecEndings.emplace_back(RunGroup(strGroup, pid, run.ticksStart), m_grace);
+      vecGroups.emplace_back(strGroup, pid, run.ticksStart);
     }
   }
-  tryUntil(m_grace + m_request.lastResort, ENDING_PAUSE, [&] {
-    return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty();
-  });
+  endRuns(vecGroups, m_grace, m_request.lastResort);
 }
 
 /// An execution that ended by itself has closed its runs, unless the store could not be written then.
@@ -302,7 +296,7 @@ void watchAndExit(const ExecutionRequest& request, const ExecutionPlan& plan, co
     }
     ExecutionFile ownFile(file.path(), FIRST_KEPT);
     TaskLock ownLock(FIRST_KEPT + 1);
-    ownFile.noteGroup(enterExecutionGroup(request, std::filesystem::path(file.path()).filename()));
+    enterExecutionGroup(request, ownFile);
     Watch watch(request, plan, ownFile, ownLock);
     const int iStatus = watch.run();
     keepScope(request, ownFile.notes().strGroup);

@@ -14,9 +14,9 @@
 
 #include "common/config/settings.h"
 #include "common/runs/outcome.h"
-#include "common/runs/reconcile.h"
 #include "common/runs/run_group.h"
 #include "common/runs/run_identity.h"
+#include "common/runs/settlement.h"
 #include "common/server/users.h"
 #include "common/store/records.h"
 #include "common/store/session.h"

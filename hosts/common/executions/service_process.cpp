@@ -12,7 +12,6 @@
 #include "common/support/control_group.h"
 #include "common/support/file_alarm.h"
 #include "common/support/process.h"
-#include "common/support/try_until.h"
 #include "end_request.h"
 #include "execution_group.h"
 
@@ -54,18 +53,6 @@ bool waitUntilEmpty(const std::string& strGroup) {
   return g_iAsked == 0;
 }
 
-void endAll(const std::vector<std::string>& vecGroups) {
-  constexpr std::chrono::milliseconds PAUSE(20);
-  std::vector<RunEnding> vecEndings;
-  vecEndings.reserve(vecGroups.size());
-  for (const std::string& strGroup : vecGroups) {
-    vecEndings.emplace_back(RunGroup(strGroup, 0), graceSetting());
-  }
-  tryUntil(graceSetting() + KILL_LIMIT, PAUSE, [&] {
-    return std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); }), vecEndings.empty();
-  });
-}
-
 }  // namespace
 
 ServiceProcess::ServiceProcess() {
@@ -88,7 +75,11 @@ void waitForRest(const std::string& strGroup) {
   for (std::vector<std::string> vecRuns = populatedRuns(strGroup); !vecRuns.empty();
        vecRuns = populatedRuns(strGroup)) {
     if (!waitUntilEmpty(vecRuns.front())) {
-      endAll(vecRuns);
+      std::vector<RunGroup> vecGroups;
+      for (const std::string& strRun : vecRuns) {
+        vecGroups.emplace_back(strRun, 0);
+      }
+      endRuns(vecGroups, graceSetting(), KILL_LIMIT);
       return;
     }
   }

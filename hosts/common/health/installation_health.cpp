@@ -15,7 +15,7 @@
 #include "common/config/settings.h"
 #include "common/coordination/prune_problems.h"
 #include "common/output/output_place.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/run_identity.h"
 #include "common/server/shares.h"
 #include "common/store/database.h"
 #include "common/store/records.h"

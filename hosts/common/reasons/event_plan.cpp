@@ -5,7 +5,7 @@
 #include <map>
 #include <tuple>
 
-#include "common/runs/reconcile.h"
+#include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"

@@ -4,7 +4,8 @@
 #include <fmt/format.h>
 
 #include "common/runs/outcome.h"
-#include "common/runs/reconcile.h"
+#include "common/runs/run_identity.h"
+#include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "common/support/try_until.h"
+
 namespace Host {
 
 RunEnding::RunEnding(RunGroup group, std::chrono::seconds grace)
@@ -19,6 +21,19 @@ bool RunEnding::step() {
     m_blAsked = m_group.ask();
   }
   return false;
+}
+
+void endRuns(const std::vector<RunGroup>& vecGroups, std::chrono::seconds grace, std::chrono::seconds last) {
+  constexpr std::chrono::milliseconds PAUSE(20);
+  std::vector<RunEnding> vecEndings;
+  vecEndings.reserve(vecGroups.size());
+  for (const RunGroup& group : vecGroups) {
+    vecEndings.emplace_back(group, grace);
+  }
+  tryUntil(grace + last, PAUSE, [&] {
+    std::erase_if(vecEndings, [](RunEnding& ending) { return ending.step(); });
+    return vecEndings.empty();
+  });
 }
 
 }  // namespace Host

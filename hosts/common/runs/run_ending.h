@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <vector>
 
 #include "run_group.h"
 
@@ -24,5 +25,9 @@ private:
   std::chrono::steady_clock::time_point m_deadline;
   bool m_blAsked = false;  ///< those that are started later may be about to tidy up
 };
+
+/// Ends the processes left of several runs.
+/// \param last  how long to wait, after the grace, for processes that were killed.
+void endRuns(const std::vector<RunGroup>& vecGroups, std::chrono::seconds grace, std::chrono::seconds last);
 
 }  // namespace Host

@@ -61,7 +61,7 @@ bool RunGroup::isOfOther() const {
 }
 
 /// Its owner can have this process moved to a group of his own service manager, but not replace it.
-bool RunGroup::isProcess(const Process& process) const {
+bool RunGroup::hasProcess(const Process& process) const {
   const std::optional<ProcessStatus> status = m_ticksStart != 0 ? process.status() : std::nullopt;
   return status && status->ticksStart == m_ticksStart && !status->isEnded();
 }
@@ -75,7 +75,7 @@ std::vector<pid_t> RunGroup::members() const {
 
 bool RunGroup::isEmpty() const {
   const bool blEmpty = m_strGroup.empty() ? members().empty() : !ControlGroup(m_strGroup).isPopulated();
-  return blEmpty && !isProcess(Process(m_pid));
+  return blEmpty && !hasProcess();
 }
 
 bool RunGroup::has(const ProcessStatus& status) const {
@@ -101,10 +101,14 @@ bool RunGroup::ask() const {
   return blAsked;
 }
 
-void RunGroup::kill() const {
-  if (const Process process(m_pid); isProcess(process)) {
+void RunGroup::killProcess() const {
+  if (const Process process(m_pid); hasProcess(process)) {
     process.signal(SIGKILL);
   }
+}
+
+void RunGroup::kill() const {
+  killProcess();
   if (!m_strGroup.empty()) {
     ControlGroup(m_strGroup).kill();
     return;

@@ -12,10 +12,9 @@
 #include <sys/types.h>
 #include <vector>
 
-namespace Host {
+#include "common/support/process.h"
 
-class Process;
-struct ProcessStatus;
+namespace Host {
 
 class RunGroup {
 public:
@@ -37,10 +36,16 @@ public:
   /// Kills all processes.
   void kill() const;
 
+  /// Kills the process of the run alone. What its script has left in the background stays.
+  void killProcess() const;
+
+  /// Tells whether the process of the run is alive; false when its start is unknown.
+  bool hasProcess() const { return hasProcess(Process(m_pid)); }
+
 private:
   bool has(const ProcessStatus& status) const;
   bool isOfOther() const;
-  bool isProcess(const Process& process) const;
+  bool hasProcess(const Process& process) const;
 
   std::string m_strGroup;
   pid_t m_pid;

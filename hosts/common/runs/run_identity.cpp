@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "common/coordination/execution_file.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
@@ -63,6 +64,16 @@ bool isProcessOf(const Json::Value& jRun) {
   }
   const double started = static_cast<double>(std::time(nullptr)) - secondsSinceStart(*status);
   return started <= static_cast<double>(timeOf(jRun, "start_time")) + START_SECONDS;
+}
+
+bool isRunAlive(const Json::Value& jRun) {
+  const pid_t pid = pidOf(jRun);
+  if (pid <= 0 || isOfOtherBoot(jRun)) {
+    return false;
+  }
+  const bool blProcess = isProcessOf(jRun);
+  // Checked after the process: an execution notes each run before it is recorded.
+  return blProcess || executionOf(pid, intOf(jRun, "result_id"));
 }
 
 }  // namespace Host

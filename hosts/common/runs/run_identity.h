@@ -26,4 +26,7 @@ bool isOfOtherBoot(const Json::Value& jRun);
 /// when another program made the record, for this program may be about to close it.
 bool isProcessOf(const Json::Value& jRun);
 
+/// Tells whether an open run still has its process, or an execution that will close it.
+bool isRunAlive(const Json::Value& jRun);
+
 }  // namespace Host

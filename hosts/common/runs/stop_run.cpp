@@ -11,6 +11,7 @@
 #include "outcome.h"
 #include "reconcile.h"
 #include "run_group.h"
+#include "run_identity.h"
 
 namespace Host {
 

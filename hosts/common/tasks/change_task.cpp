@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <thread>
 
-#include "common/runs/reconcile.h"
+#include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"

@@ -5,7 +5,7 @@
 #include <fmt/ranges.h>
 #include <optional>
 
-#include "common/runs/reconcile.h"
+#include "common/runs/running_list.h"
 #include "common/support/failure.h"
 
 namespace Host {

@@ -2,6 +2,7 @@
 # The second start: after the orderly shutdown.
 
 load inside
+load ends
 
 setup_file() { wait_for_start; }
 
@@ -14,7 +15,7 @@ setup_file() { wait_for_start; }
 }
 
 @test "a task that used up the time of the shutdown was ended, and recorded as that" {
-  same "why" budget "$(runs_of shutdown | jq -r '.[] | select(.task_name == "s-endless") | .ended_by')"
+  shown_as s-endless budget
 }
 
 @test "every run of the first start is closed, and none was cut off" {
@@ -33,8 +34,12 @@ unmounted() {
   [[ -e /srv/marks/cleaned && ! -e /srv/marks/volumes-are-gone ]]
   same "closed later" "[]" "$(runs_of late | jq -c --argjson gone "$(unmounted)" '[.[] | select(.stop_time > $gone)]')"
   # Nobody can tell the exit status of a run that was killed.
-  same "how they ended" "o-deaf shutdown null o-plain shutdown 15 o-polite shutdown 7" "$(runs_of late |
-    jq -r 'sort_by(.task_name) | map("\(.task_name) \(.ended_by) \(.exit_info.exit_code)") | join(" ")')"
+  local task
+  for task in o-deaf o-plain o-polite; do
+    shown_as "$task" shutdown
+  done
+  same "exit codes" "o-deaf null o-plain 15 o-polite 7" "$(runs_of late |
+    jq -r 'sort_by(.task_name) | map("\(.task_name) \(.exit_info.exit_code)") | join(" ")')"
   # Tasks that waited for them did not start.
   same "runs" "o-deaf o-plain o-polite" "$(outcomes late | cut -d ' ' -f 1 | sort | paste -sd ' ')"
 }

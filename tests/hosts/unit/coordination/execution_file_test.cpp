@@ -193,6 +193,19 @@ TEST_F(ExecutionFiles, BelongToTheirRunsOnly) {
   EXPECT_THAT(childrenOfLiveExecutions(), ElementsAre(PID));
 }
 
+/// The kernel gives the id of an ended process again, perhaps to a run of another execution.
+TEST_F(ExecutionFiles, NumberThatRunsOfTwoExecutionsHadIsThatOfTheOpenRun) {
+  constexpr Json::Int64 RUN = 8;
+  m_file->noteRun(PID, seconds(0));
+  m_file->noteClosed(PID);
+  const ExecutionFile other(Json::Int64{7}, Json::Int64{4});
+  other.noteRun(PID, seconds(0));
+  EXPECT_EQ(executionOf(PID, RUN).value().strPath, other.path());
+  other.noteClosed(PID);
+  m_file->noteRun(PID, seconds(0));
+  EXPECT_EQ(executionOf(PID, RUN).value().strPath, m_file->path());
+}
+
 TEST_F(ExecutionFiles, ExecutionIsAliveForAsLongAsAnyProcessHasItsLock) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);

@@ -12,6 +12,7 @@
 #include "common/support/paths.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
+#include "stored.h"
 #include "support/files.h"
 #include "support/processes.h"
 
@@ -66,18 +67,7 @@ protected:
   }
 
   static void addTask(const std::string& strTask, const std::string& strDepend) {
-    const Session session;
-    Json::Value jTask(Json::objectValue);
-    jTask["task_name"] = strTask;
-    jTask["event"] = "bootup";
-    jTask["owner"] = 0;
-    jTask["enable"] = true;
-    jTask["run_the_same_time"] = false;
-    jTask["depend_on_task"] = strDepend;
-    jTask["operation"] = "exit 0";
-    jTask["operation_type"] = "script";
-    Json::Value jOut;
-    ASSERT_EQ(session.tasks()->recCreate(jTask, jOut), 0);
+    HostTest::addTask(Session(), strTask, "exit 0", objectOf({{"depend_on_task", strDepend}}));
   }
 
   ExecutionPlan prepare() {

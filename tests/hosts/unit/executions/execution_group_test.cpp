@@ -9,8 +9,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/coordination/execution_file.h"
 #include "common/support/control_group.h"
+#include "fresh_host.h"
 #include "held_run.h"
+#include "support/files.h"
 #include "test_group.h"
 
 using namespace Host;
@@ -27,6 +30,8 @@ protected:
       GTEST_SKIP() << strWhy;
     }
     m_test.emplace();
+    HostTest::freshHost();
+    m_file.emplace(Json::Int64{0}, Json::Int64{0});
   }
 
   /// The calling process moves, so it is a child of the test, which begins in the group of the test.
@@ -45,32 +50,52 @@ protected:
 
   const std::string& path() const { return m_test->path(); }
 
+  /// The folder of the execution's group, when it has one.
+  std::string unit() const { return path() + "/eorva-" + std::filesystem::path(m_file->path()).filename().string(); }
+
+  const std::string& notedGroup() {
+    m_file->update();
+    return m_file->notes().strGroup;
+  }
+
   std::optional<HostTest::TestGroup> m_test;
+  std::optional<ExecutionFile> m_file;
 };
 
 }  // namespace
 
 TEST_F(GroupsOfAnExecution, AreThatOfTheWatchAndThoseOfRuns) {
   inChild([&] {
-    const std::string strUnit = enterExecutionGroup({}, "12-5.6");
-    EXPECT_EQ(strUnit, path() + "/eorva-12-5.6");
-    EXPECT_EQ(ControlGroup::own().value().path(), strUnit + "/watch");
-    EXPECT_THAT(populatedRuns(strUnit), IsEmpty());
-    const HeldRun run(strUnit, "read go");
-    EXPECT_THAT(populatedRuns(strUnit), ElementsAre(strUnit + "/" + run.groupName()));
+    enterExecutionGroup({}, *m_file);
+    EXPECT_EQ(notedGroup(), unit());
+    EXPECT_EQ(ControlGroup::own().value().path(), unit() + "/watch");
+    EXPECT_THAT(populatedRuns(unit()), IsEmpty());
+    const HeldRun run(unit(), "read go");
+    EXPECT_THAT(populatedRuns(unit()), ElementsAre(unit() + "/" + run.groupName()));
   });
 }
 
 TEST_F(GroupsOfAnExecution, AreLeftAndGoWithTheLastProcess) {
   inChild([&] {
-    const std::string strUnit = enterExecutionGroup({}, "12-5.6");
+    enterExecutionGroup({}, *m_file);
     {
-      const HeldRun run(strUnit, "read go");
-      EXPECT_FALSE(leaveExecutionGroup(strUnit)) << "somebody has to remove it later";
+      const HeldRun run(unit(), "read go");
+      EXPECT_FALSE(leaveExecutionGroup(unit())) << "somebody has to remove it later";
     }
-    EXPECT_TRUE(leaveExecutionGroup(strUnit));
+    EXPECT_TRUE(leaveExecutionGroup(unit()));
     EXPECT_EQ(ControlGroup::own().value().path(), path());
-    EXPECT_FALSE(std::filesystem::exists(strUnit));
+    EXPECT_FALSE(std::filesystem::exists(unit()));
+  });
+}
+
+/// Otherwise nobody would remove that of a watch that was killed just then.
+TEST_F(GroupsOfAnExecution, AreNotedBeforeTheyExist) {
+  OrvaTest::writeFile(path() + "/cgroup.max.descendants", "0");
+  inChild([&] {
+    enterExecutionGroup({}, *m_file);
+    EXPECT_THAT(OrvaTest::readFile(m_file->path()), testing::HasSubstr("\ngroup " + unit() + "\n"));
+    EXPECT_EQ(notedGroup(), "");
+    EXPECT_EQ(ControlGroup::own().value().path(), path());
   });
 }
 
@@ -80,8 +105,9 @@ TEST_F(GroupsOfAnExecution, WithoutSystemdAServiceHasGroupsLikeAllOthers) {
     EXPECT_EQ(ControlGroup::own().value().path(), path());
     ExecutionRequest request;
     request.blService = true;
-    EXPECT_EQ(enterExecutionGroup(request, "12-5.6"), path() + "/eorva-12-5.6");
-    EXPECT_EQ(ControlGroup::own().value().path(), path() + "/eorva-12-5.6/watch");
+    enterExecutionGroup(request, *m_file);
+    EXPECT_EQ(notedGroup(), unit());
+    EXPECT_EQ(ControlGroup::own().value().path(), unit() + "/watch");
   });
 }
 

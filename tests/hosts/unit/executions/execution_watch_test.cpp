@@ -18,6 +18,7 @@
 #include "common/support/process.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
+#include "inotify_limit.h"
 #include "stored.h"
 #include "support/files.h"
 #include "support/processes.h"
@@ -41,17 +42,8 @@ protected:
     m_request.strName = "bootup";
     m_request.budget = std::chrono::seconds(1);
     m_request.lastResort = std::chrono::seconds(0);
-    Session session(Session::Store::CREATE);
-    Json::Value jTask(Json::objectValue);
-    jTask["task_name"] = "a";
-    jTask["event"] = "bootup";
-    jTask["owner"] = 0;
-    jTask["enable"] = true;
-    jTask["run_the_same_time"] = false;
-    jTask["operation"] = "echo $$ >/tmp/new; mv /tmp/new /tmp/script.pid; exec sleep 300";
-    jTask["operation_type"] = "script";
-    Json::Value jOut;
-    ASSERT_EQ(session.tasks()->recCreate(jTask, jOut), 0);
+    HostTest::addTask(Session(Session::Store::CREATE), "a",
+                      "echo $$ >/tmp/new; mv /tmp/new /tmp/script.pid; exec sleep 300");
   }
 
   void TearDown() override {
@@ -88,15 +80,19 @@ int resultOf(Execution& execution) {
 
 }  // namespace
 
-TEST_F(ExecutionTime, IsUpAlthoughTheStoreCannotBeRead) {
-  Execution execution(m_request, m_plan, m_lock);
+TEST_F(ExecutionTime, IsUpAlthoughTheStoreCannotBeReadAndTheNextCommandClosesTheRun) {
+  auto pExecution = std::make_unique<Execution>(m_request, m_plan, m_lock);
   const pid_t pidScript = waitForScript();
   std::filesystem::rename(STORE, std::string(STORE) + ".away");
-  ASSERT_EQ(resultOf(execution), RESULT_BUDGET);
-  while (!isGone(pidScript)) {
-    usleep(1000);
-  }
+  ASSERT_EQ(resultOf(*pExecution), RESULT_BUDGET);
+  pExecution.reset();
+  HostTest::waitUntil([&] { return isGone(pidScript); });
   std::filesystem::rename(std::string(STORE) + ".away", STORE);
+  Session session;
+  const std::vector<Json::Value> vecRuns = reconcile(session);
+  ASSERT_THAT(vecRuns, testing::SizeIs(1));
+  EXPECT_EQ(textOf(vecRuns[0], "ended_by"), ENDED_BUDGET);
+  EXPECT_THAT(endedExecutions(), testing::IsEmpty());
 }
 
 TEST_F(ExecutionTime, IsUpAlthoughSomethingCannotBeKilled) {
@@ -140,6 +136,16 @@ TEST_F(ExecutionEndings, RequestEndsTheRunsClosesThemAndStartsNoMore) {
   Session session;
   EXPECT_EQ(listRuns(session, "1").size(), 1U);
   EXPECT_FALSE(isAnyExecutionAlive());
+}
+
+TEST_F(ExecutionEndings, RunIsStoppedAlthoughTheKernelTellsNoChangesOfFiles) {
+  HostTest::useUpInotify();
+  Execution execution(m_request, m_plan, m_lock);
+  const pid_t pidScript = waitForScript();
+  liveExecutions().at(0).endRun(*execution.children().begin(), ENDED_STOPPED, std::chrono::seconds(0));
+  EXPECT_EQ(resultOf(execution), 0);
+  HostTest::waitUntil([&] { return isGone(pidScript); });
+  EXPECT_EQ(textOf(run(), "ended_by"), ENDED_STOPPED);
 }
 
 TEST_F(ExecutionEndings, RunWhoseProcessItsOwnerKilledIsOver) {

@@ -22,13 +22,12 @@
 #include "common/support/control_group.h"
 #include "common/support/files.h"
 #include "common/text/json_members.h"
-#include "fresh_host.h"
 #include "held_run.h"
 #include "run_holding.h"
-#include "stored.h"
 #include "support/files.h"
 #include "support/processes.h"
 #include "wait_until.h"
+#include "with_store.h"
 
 using namespace Host;
 using HostTest::waitUntil;
@@ -37,14 +36,11 @@ using testing::IsEmpty;
 
 namespace {
 
-class RecordingRuns : public HostTest::RunHolding {
+class RecordingRuns : public HostTest::WithStore<HostTest::RunHolding> {
 protected:
   void SetUp() override {
-    RunHolding::SetUp();
-    HostTest::freshHost();
-    m_session.emplace(Session::Store::CREATE);
-    HostTest::addTask(*m_session, "a", "true", objectOf({{"time_limit", 60}}));
-    HostTest::addTask(*m_session, "b");
+    WithStore::SetUp();
+    HostTest::addTask(*m_session, "b", "true", objectOf({{"time_limit", 60}}));
     m_file.emplace(Json::Int64{0}, Json::Int64{0});
     m_file->noteGroup(unit());
     m_lock.emplace();
@@ -97,7 +93,6 @@ protected:
 
   bool isAnnounced(const std::string& strTask) { return TaskLock().tryChange({strTask}, {}).has_value(); }
 
-  std::optional<Session> m_session;
   std::optional<ExecutionFile> m_file;
   std::optional<TaskLock> m_lock;
   std::optional<Turns> m_turns;
@@ -110,14 +105,14 @@ protected:
 
 TEST_P(RecordingRuns, BeginIsRecordedWithTheIdentityOfTheProcessAndNotedWithItsLimit) {
   const pid_t pid = forkRun();
-  const Json::Value jRun = requireRun(*m_session, record(pid));
+  const Json::Value jRun = requireRun(*m_session, record(pid, "b"));
   const Json::Value jIdentity = identityOf(processStatus(pid).value());
   EXPECT_EQ(jRun["boot_id"], jIdentity["boot_id"]);
   EXPECT_EQ(jRun["start_ticks"], jIdentity["start_ticks"]);
   EXPECT_EQ(notes().mapRuns.at(pid).limit, std::chrono::seconds(60));
   waitUntil([&] { return notes().mapRuns.at(pid).blBegun; });
   EXPECT_EQ(notes().groupOf(pid).empty(), unit().empty());
-  EXPECT_THAT(m_recorder->started(), ElementsAre("a"));
+  EXPECT_THAT(m_recorder->started(), ElementsAre("b"));
   EXPECT_THAT(m_recorder->ended(), IsEmpty());
 }
 
@@ -187,6 +182,15 @@ TEST_P(RecordingRuns, RunThatCouldNotBeRecordedIsNotTakenForAnother) {
   EXPECT_EQ(intOf(close(iLater), "shell_status"), 6 << 8);
   EXPECT_TRUE(notes().mapRuns.at(pid).blClosed);
   EXPECT_FALSE(notes().mapRuns.at(pidLost).blClosed);
+}
+
+TEST_P(RecordingRuns, RunThatCouldNotBeRecordedIsEnded) {
+  const pid_t pid = forkRun([] { sleep(300); });
+  EXPECT_THROW(record(pid, "no such task"), std::runtime_error);
+  m_recorder.reset();
+  int iStatus = 0;
+  waitUntil([&] { return waitpid(pid, &iStatus, WNOHANG) == pid; });
+  EXPECT_EQ(iStatus, SIGKILL);
 }
 
 TEST_P(RecordingRuns, WaitingEndsWithAChildAndWithTheTurns) {

@@ -3,9 +3,11 @@
 #include "common/executions/run_watch.h"
 
 #include <csignal>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <memory>
 #include <optional>
+#include <sys/resource.h>
 
 #include "clock.h"
 #include "common/runs/outcome.h"
@@ -55,6 +57,18 @@ protected:
   void close() { m_file->noteClosed(m_run->pid()); }
 
   const RunNotes& notes() const { return m_file->notes().mapRuns.at(m_run->pid()); }
+
+  /// Does something while the file can take no more, as when the file system is full.
+  template <typename Action>
+  void atLargestFile(const Action& action) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limit{std::filesystem::file_size(m_file->path()), before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    action();
+    setrlimit(RLIMIT_FSIZE, &before);
+  }
 
   bool isAlive() const { return Process(m_run->pid()).isAlive(); }
 
@@ -121,6 +135,26 @@ TEST_P(RunWatching, RunThatSomebodyStopsIsEndedWithHisGrace) {
   watch.look();
   EXPECT_EQ(run.waitEnd(), 128 + SIGKILL);
   EXPECT_EQ(notes().strEndedBy, ENDED_STOPPED);
+}
+
+TEST_P(RunWatching, TimeLimitEndsTheRunAlthoughItCannotBeNoted) {
+  HeldRun& run = start(DOES_NOT_LISTEN, LIMIT);
+  begin();
+  RunWatch watch(*m_file, AT_ONCE);
+  watch.look();
+  HostTest::setClockForward(LIMIT);
+  atLargestFile([&] { watch.look(); });
+  EXPECT_EQ(run.waitEnd(), 128 + SIGKILL);
+  EXPECT_EQ(notes().strEndedBy, "");
+}
+
+TEST_P(RunWatching, AllAreEndedAlthoughItCannotBeNoted) {
+  HeldRun& run = start(DOES_NOT_LISTEN);
+  begin();
+  RunWatch watch(*m_file, AT_ONCE);
+  watch.look();
+  atLargestFile([&] { watch.endAll(ENDED_SHUTDOWN); });
+  EXPECT_EQ(run.waitEnd(), 128 + SIGKILL);
 }
 
 TEST_P(RunWatching, RunThatHasNotBegunIsEndedWhenItHas) {

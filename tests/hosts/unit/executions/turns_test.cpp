@@ -14,9 +14,8 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "fresh_host.h"
 #include "pauses.h"
-#include "stored.h"
+#include "with_store.h"
 
 using namespace Host;
 using testing::HasSubstr;
@@ -26,12 +25,10 @@ namespace {
 
 constexpr std::chrono::seconds AT_ONCE(0);
 
-class TakingTurns : public testing::Test {
+class TakingTurns : public HostTest::WithStore<testing::Test> {
 protected:
   void SetUp() override {
-    HostTest::freshHost();
-    m_session.emplace(Session::Store::CREATE);
-    HostTest::addTask(*m_session, "a");
+    WithStore::SetUp();
     HostTest::addTask(*m_session, "b");
     m_turns.emplace();
   }
@@ -41,7 +38,6 @@ protected:
 
   static bool isFree(const std::string& strTask) { return TaskLock().takeTurn({strTask}, AT_ONCE); }
 
-  std::optional<Session> m_session;
   std::optional<Turns> m_turns;
 };
 

@@ -15,6 +15,7 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/runs/run_identity.h"
+#include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/process.h"

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <gmock/gmock.h>
 
+#include "common/support/control_group.h"
 #include "common/support/process.h"
 #include "held_run.h"
 #include "run_holding.h"
@@ -129,6 +130,25 @@ TEST_P(FugitivesOfARun, AreKilledWhileTheyFork) {
   waitUntil([&] { return run.group().members().size() > 20U; });
   run.group().kill();
   waitUntil([&] { return run.group().isEmpty(); });
+}
+
+/// The owner's service manager moves processes for him, also that of the run.
+TEST_P(FugitivesOfARun, ProcessOfTheRunIsKilledInAnotherGroupToo) {
+  HeldRun run(unit(), "echo; exec sleep 300");
+  run.hear();
+  const ControlGroup own(unit() + "/" + run.groupName());
+  const RunGroup group(own.path(), run.pid(), processStatus(run.pid()).value().ticksStart);
+  const ControlGroup elsewhere = ControlGroup(unit()).below("elsewhere");
+  ASSERT_TRUE(elsewhere.create());
+  OrvaTest::writeFile(elsewhere.path() + "/cgroup.procs", std::to_string(run.pid()));
+  // It would end with its shell.
+  ASSERT_EQ(kill(run.pid(), SIGSTOP), 0);
+  own.kill();
+  waitUntil([&] { return !own.isPopulated(); });
+  EXPECT_FALSE(group.isEmpty());
+  group.kill();
+  waitUntil([&] { return !Process(run.pid()).isAlive(); });
+  EXPECT_TRUE(group.isEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Held, FugitivesOfARun, testing::Values(HostTest::Holding::GROUP), HostTest::holdingName);

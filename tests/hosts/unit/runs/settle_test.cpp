@@ -8,20 +8,22 @@
 #include <unistd.h>
 #include <vector>
 
+#include "orva_platform.h"
+
 #include "common/coordination/execution_file.h"
 #include "common/runs/outcome.h"
 #include "common/runs/reconcile.h"
+#include "common/runs/settlement.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/paths.h"
 #include "common/support/process.h"
 #include "common/text/json_members.h"
-#include "fresh_host.h"
 #include "held_run.h"
 #include "run_holding.h"
-#include "stored.h"
 #include "support/files.h"
 #include "wait_until.h"
+#include "with_store.h"
 
 using namespace Host;
 using HostTest::HeldRun;
@@ -35,14 +37,8 @@ constexpr std::chrono::seconds NO_LIMIT(0);
 /// Larger than any number of a process.
 constexpr pid_t NO_PROCESS = 5'000'000;
 
-class TrueEnd : public testing::Test {
+class TrueEnd : public HostTest::WithStore<testing::Test> {
 protected:
-  void SetUp() override {
-    HostTest::freshHost();
-    m_session.emplace(Session::Store::CREATE);
-    HostTest::addTask(*m_session, "a");
-  }
-
   /// A run that its process has reported to end so.
   void addEnd(std::optional<int> status, const std::string& strEndedBy = "") {
     const pid_t pid = NO_PROCESS + static_cast<pid_t>(m_notes.mapRuns.size());
@@ -53,7 +49,6 @@ protected:
 
   std::vector<Json::Value> close() { return closeRuns(*m_session, m_notes, "/run/eorva/executions/it"); }
 
-  std::optional<Session> m_session;
   ExecutionNotes m_notes;
 };
 
@@ -162,6 +157,25 @@ TEST_F(TrueEnd, RunOfALivingExecutionThatGotTheNumberIsLeftToIt) {
   EXPECT_THAT(close(), SizeIs(1));
 }
 
+/// Its watch may be killed after the settlement of others has begun.
+TEST_F(TrueEnd, OfARunWhoseExecutionIsKilledMeanwhileIsNotLost) {
+  std::optional<ExecutionFile> file(std::in_place, Json::Int64{0}, Json::Int64{0});
+  file->noteRun(NO_PROCESS, NO_LIMIT);
+  file->noteEnd(NO_PROCESS, 4 << 8);
+  HostTest::addRun(*m_session, "a", NO_PROCESS);
+  ExecutionFile(Json::Int64{0}, Json::Int64{0}).noteRun(NO_PROCESS + 1, NO_LIMIT);
+  HostTest::addRun(*m_session, "a", NO_PROCESS + 1);
+  ORVAStoreOnWrite([](void* pFile, OrvaJsonDbApi*, const Json::Value*,
+                      Json::Value*) { static_cast<std::optional<ExecutionFile>*>(pFile)->reset(); },
+                   &file);
+  EXPECT_THAT(reconcile(*m_session), SizeIs(1));
+  ORVAStoreOnWrite(nullptr, nullptr);
+  ASSERT_FALSE(file);
+  const std::vector<Json::Value> vecRuns = reconcile(*m_session);
+  ASSERT_THAT(vecRuns, SizeIs(1));
+  EXPECT_EQ(intOf(vecRuns[0], "shell_status"), 4 << 8);
+}
+
 TEST_F(TrueEnd, FileWithTheExitStatusGoesUnlessItsNumberIsThatOfALivingProcess) {
   const std::string strGone = fmt::format("{}{}", EXIT_CODE_PREFIX, NO_PROCESS);
   const std::string strUsed = fmt::format("{}{}", EXIT_CODE_PREFIX, getpid());
@@ -177,15 +191,8 @@ TEST_F(TrueEnd, FileWithTheExitStatusGoesUnlessItsNumberIsThatOfALivingProcess) 
 
 namespace {
 
-class KilledExecution : public HostTest::RunHolding {
+class KilledExecution : public HostTest::WithStore<HostTest::RunHolding> {
 protected:
-  void SetUp() override {
-    RunHolding::SetUp();
-    HostTest::freshHost();
-    m_session.emplace(Session::Store::CREATE);
-    HostTest::addTask(*m_session, "a");
-  }
-
   /// The lines of an execution whose lock is gone.
   /// \param status  what the process of the run has reported.
   void leave(const HeldRun& run, std::optional<int> status, bool blClosed = false) {
@@ -207,7 +214,6 @@ protected:
 
   bool isSettled() const { return !OrvaTest::fileExists(m_strFile); }
 
-  std::optional<Session> m_session;
   std::string m_strFile;
 };
 
@@ -236,6 +242,18 @@ TEST_P(KilledExecution, ExitCodeOfARunGoesThoughTheRunWasNotRecordedYet) {
   reconcile(*m_session);
   EXPECT_FALSE(OrvaTest::fileExists(strPath));
   EXPECT_FALSE(OrvaTest::fileExists(strPath + ".AbCdEf"));
+}
+
+TEST_P(KilledExecution, RunThatHasReportedItsEndLeavesNoExitCodeWhenItsProcessEnds) {
+  HeldRun run(unit(), "sleep 300 & echo $!; read go");
+  const Process background(std::stoi(run.hear()));
+  leave(run, 4 << 8);
+  const std::string strPath = fmt::format("{}{}", EXIT_CODE_PREFIX, run.pid());
+  OrvaTest::writeFile(strPath, "{}");
+  EXPECT_THAT(reconcile(*m_session), SizeIs(1));
+  EXPECT_FALSE(OrvaTest::fileExists(strPath));
+  EXPECT_EQ(run.waitEnd(), 128 + SIGKILL);
+  EXPECT_TRUE(background.isAlive());
 }
 
 TEST_P(KilledExecution, BackgroundProcessesOfAScriptThatEndedInOrderStay) {

@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <gtest/gtest.h>
-#include <optional>
 #include <string>
 
 #include "common/coordination/execution_file.h"
@@ -14,10 +13,9 @@
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
-#include "fresh_host.h"
 #include "held_run.h"
 #include "run_holding.h"
-#include "stored.h"
+#include "with_store.h"
 
 using namespace Host;
 using HostTest::HeldRun;
@@ -27,15 +25,8 @@ namespace {
 constexpr std::chrono::seconds NOT_AT_ALL(0);
 constexpr std::chrono::seconds NO_GRACE(0);
 
-class RunStopping : public HostTest::RunHolding {
+class RunStopping : public HostTest::WithStore<HostTest::RunHolding> {
 protected:
-  void SetUp() override {
-    RunHolding::SetUp();
-    HostTest::freshHost();
-    m_session.emplace(Session::Store::CREATE);
-    HostTest::addTask(*m_session, "a");
-  }
-
   /// Run 1, of an execution that nobody watches.
   void record(const HeldRun& run, ExecutionFile& file) {
     file.noteGroup(unit());
@@ -60,8 +51,6 @@ protected:
     file.update();
     return file.notes().mapRuns.at(run.pid());
   }
-
-  std::optional<Session> m_session;
 };
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <poll.h>
 
 #include "common/support/failure.h"
+#include "inotify_limit.h"
 #include "support/files.h"
 
 using namespace Host;
@@ -41,6 +42,11 @@ TEST_F(FileAlarms, RingUntilTheyAreReset) {
   EXPECT_FALSE(rings(alarm));
   write();
   EXPECT_TRUE(rings(alarm));
+}
+
+TEST_F(FileAlarms, AreNotOpenWhenTheKernelHasNoMore) {
+  HostTest::useUpInotify();
+  EXPECT_FALSE(FileAlarm(m_folder.path("file")).isOpen());
 }
 
 TEST_F(FileAlarms, NeedAFile) {
