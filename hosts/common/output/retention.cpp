@@ -128,13 +128,11 @@ private:
     return cKept == 0 ? AFTER_ALL : lastOfNewest(m_session, strWhere, cKept);
   }
 
-  std::string whereOld(const std::string& strTask) {
-    const std::string strOfTask = "task_name = " + sqlText(strTask);
+  /// Runs that have ended, without the newest failed ones.
+  std::string whereEnded(const std::string& strOfTask) {
     const std::string strFailed = whereOutcome(Outcome::Kind::FAILED);
-    const Json::Int64 iEnd = endOfOld(strOfTask, m_settings.cRetentionRuns);
-    return fmt::format("{} and stop_time is not null and result_id < {} and not (result_id >= {} and {})", strOfTask,
-                       iEnd, iEnd == 0 ? 0 : endOfOld(strOfTask + " and " + strFailed, m_settings.cRetentionFailedRuns),
-                       strFailed);
+    return fmt::format("{} and stop_time is not null and not (result_id >= {} and {})", strOfTask,
+                       endOfOld(strOfTask + " and " + strFailed, m_settings.cRetentionFailedRuns), strFailed);
   }
 
   void pruneTask(const std::string& strTask) {
@@ -146,15 +144,22 @@ private:
   }
 
   void pruneRunsOf(const std::string& strTask) {
-    const std::string strOld = whereOld(strTask);
-    std::vector<RunRow> vecRuns = listRunRows(m_session, strOld, PORTION);
-    if (vecRuns.empty()) {
+    const std::string strOfTask = "task_name = " + sqlText(strTask);
+    Json::Int64 iBefore = endOfOld(strOfTask, m_settings.cRetentionRuns);
+    if (iBefore == 0) {
       return;
     }
+    const std::string strEnded = whereEnded(strOfTask);
     const std::map<Json::Int64, std::string> mapFolders = runFoldersOf(strTask);
-    while (!vecRuns.empty()) {
+    for (;;) {
+      // With one bound only, SQLite begins each portion where the one before ended.
+      const std::vector<RunRow> vecRuns =
+          listRunRows(m_session, fmt::format("{} and result_id < {}", strEnded, iBefore), PORTION);
+      if (vecRuns.empty()) {
+        return;
+      }
       prunePortion(strTask, vecRuns, mapFolders);
-      vecRuns = listRunRows(m_session, fmt::format("{} and result_id < {}", strOld, vecRuns.back().iRun), PORTION);
+      iBefore = vecRuns.back().iRun;
     }
   }
 
