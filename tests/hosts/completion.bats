@@ -100,6 +100,17 @@ values() {
   same "messages" "" "$stderr"
 }
 
+@test "only names that go on as typed are read" {
+  add_task Other bootup alice 'exit 0'
+  add_task first tea alice 'exit 0'
+  run -0 eorva complete line -- task show Ot
+  same "tasks" "Other" "$(grep -v "^-" <<<"$output")"
+  run -0 eorva complete line -- task show x
+  same "none" "" "$(grep -v "^-" <<<"$output")"
+  run -0 eorva complete line -- fire te
+  same "events" "tea" "$(grep -x te.* <<<"$output")"
+}
+
 @test "the function is loaded for eorva" {
   [[ $(complete -p eorva) == "complete -o nosort -F _eorva eorva" ]]
 }

@@ -220,6 +220,31 @@ rules() { printf '%s\n' "$@" >/etc/eorva.conf; }
   test -e "$KEPT/victim/6/output.log"
 }
 
+@test "a run's folder that its owner keeps filling is removed" {
+  runs one 0 1 2
+  chown -R alice "$KEPT/one"
+  # It adds files through a descriptor, and in a folder of its own.
+  setpriv --reuid alice --regid "$(id -g alice)" --clear-groups python3 - "$KEPT/one/1" <<'PYTHON' 3>&- &
+import itertools, os, sys
+folder = os.open(sys.argv[1], os.O_RDONLY)
+os.mkdir('inner', dir_fd=folder)
+inner = os.open('inner', os.O_RDONLY, dir_fd=folder)
+for i in itertools.count():
+    for place in folder, inner:
+        try:
+            os.close(os.open(str(i), os.O_CREAT | os.O_WRONLY, dir_fd=place))
+        except OSError:
+            sys.exit()
+PYTHON
+  local filler=$!
+  wait_until test -e "$KEPT/one/1/inner/1000"
+  rules retention_runs=1 retention_failed_runs=0
+  run eorva runs prune
+  kill "$filler" 2>/dev/null || true
+  same "answer" "0: $output" "$status: $output"
+  same "folders" 2 "$(folders)"
+}
+
 @test "another file system below a run's folder is not entered" {
   runs one 0 1 2
   mkdir "$KEPT/one/1/mounted"

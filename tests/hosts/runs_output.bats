@@ -157,6 +157,19 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   same "back" there "$(eorva runs output 1)"
 }
 
+@test "a script that its owner has made huge is not read" {
+  add_task one bootup alice 'exit 0'
+  eorva run one >/dev/null
+  eorva run one >/dev/null
+  truncate -s 100G "$KEPT/one/$(eorva runs list --json | jq -r '.[-1].start_time')/script.log"
+  run -1 --separate-stderr eorva runs diff 1 2
+  complains "cannot read the script of run 1: it is larger than 16777216 bytes"
+  run -1 --separate-stderr eorva runs diff 2 1 --json
+  complains "the script of run 1: it is larger"
+  run -1 --separate-stderr eorva runs script 1
+  complains "the script of run 1: it is larger"
+}
+
 @test "two scripts are compared with diff" {
   add_task one bootup alice "$(printf 'echo same\necho first')"
   eorva run one >/dev/null

@@ -29,25 +29,24 @@ struct CompleteOptions {
 
 using Words = std::vector<std::string>;
 
-Words taskWords() {
+/// Of thousands of names, only those that go on as typed are read.
+Words taskWords(const std::string& strTyped) {
   const Host::OpenStore session;
   Words words;
-  for (const Json::Value& jTask : Host::listTasks(session)) {
-    words.push_back(Host::textOf(jTask, "task_name"));
-  }
+  Host::forEachTask(session, {"task_name"}, Host::whereBegins("task_name", strTyped),
+                    [&](const Json::Value& jTask) { words.push_back(Host::textOf(jTask, "task_name")); });
   return words;
 }
 
-Words eventWords() {
+Words eventWords(const std::string& strTyped) {
   std::set<std::string> setEvents;
   for (const Host::Event& event : Host::eventCatalogue()) {
     setEvents.insert(event.strName);
   }
   try {
     const Host::OpenStore session;
-    for (const Json::Value& jTask : Host::listTasks(session)) {
-      setEvents.insert(Host::textOf(jTask, "event"));
-    }
+    Host::forEachTask(session, {"event"}, Host::whereBegins("event", strTyped),
+                      [&](const Json::Value& jTask) { setEvents.insert(Host::textOf(jTask, "event")); });
   } catch (const Host::Failure&) {
     // The catalogue can be read without a store and by all users.
     return {setEvents.begin(), setEvents.end()};
@@ -97,16 +96,20 @@ Words ownerWords() {
 }
 
 /// The words for a kind of value, as help calls it.
-Words wordsOf(const NextWord& next) {
+Words wordsOf(const NextWord& next, const std::string& strTyped) {
+  if (next.strType == "TASK") {
+    return taskWords(strTyped);
+  }
+  if (next.strType == "EVENT") {
+    return eventWords(strTyped);
+  }
   // Only open runs can be stopped.
   if (next.strType == "RUN" && next.strCommand == "stop") {
     return openRunWords();
   }
   constexpr std::pair<const char*, Words (*)()> TYPES[] = {
-      {"TASK", &taskWords},           {"EVENT", &eventWords},
-      {"RUN", &allRunWords},          {"SHARE[/PATH]", &Host::shareNames},
-      {"SHARE", &Host::shareNames},   {"USER", &ownerWords},
-      {"SETTING", &Host::configKeys}, {"SETTING=VALUE", &assignmentWords}};
+      {"RUN", &allRunWords}, {"SHARE[/PATH]", &Host::shareNames}, {"SHARE", &Host::shareNames},
+      {"USER", &ownerWords}, {"SETTING", &Host::configKeys},      {"SETTING=VALUE", &assignmentWords}};
   const auto* it =
       std::find_if(std::begin(TYPES), std::end(TYPES), [&](const auto& type) { return next.strType == type.first; });
   return it == std::end(TYPES) ? Words() : it->second();
@@ -123,7 +126,8 @@ Words commandWords(const CompleteOptions& options) {
 Words lineWords(const CompleteOptions& options) {
   const NextWord next = nextWord(*options.pApp, options.vecWords);
   Words words = next.vecWords;
-  for (std::string& strWord : wordsOf(next)) {
+  const std::string strTyped = options.vecWords.empty() ? std::string() : options.vecWords.back();
+  for (std::string& strWord : wordsOf(next, strTyped)) {
     words.push_back(std::move(strWord));
   }
   if (next.strType == "COMMAND") {

@@ -64,8 +64,8 @@ void printPlan(const Context& context, const std::string& strEvent, const EventP
 
 int runPlan(const Context& context, const PlanOptions& options) {
   const Host::OpenStore session;
-  const Json::Value jTasks = Host::listTasks(session);
   Host::requireEvent(session, options.strEvent);
+  const Json::Value jTasks = Host::listTaskMembers(session, Host::PLAN_MEMBERS);
   const OwnerNames owners = ownerNames(jTasks);
   const EventPlan plan = Host::planEvent(session, jTasks, options.strEvent);
   if (options.blJson) {

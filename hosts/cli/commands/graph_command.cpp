@@ -108,10 +108,14 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
 int runGraph(const Context& context, const GraphOptions& options) {
   const Host::OpenStore session;
   Host::requireEvent(session, options.strEvent);
-  const Json::Value jTasks = Host::listTasks(session);
+  const Json::Value jTasks =
+      Host::listTaskMembers(session, {"task_name", "event", "depend_on_task", "enable", "owner", "owner_name"});
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
-    printJson(Host::graphForPrograms(graph, jTasks, options.strEvent));
+    JsonArray array;
+    Host::forEachTask(session, Host::TASK_MEMBERS, Host::whereEvent(options.strEvent),
+                      [&](const Json::Value& jTask) { array.add(Host::graphNodeForPrograms(graph, jTask)); });
+    array.end();
   } else if (options.strFormat == "dot") {
     printDot(graph, Host::ownerNames(jTasks), options.strEvent);
   } else {

@@ -7,7 +7,6 @@
 #include "common/answers/run_answers.h"
 #include "common/output/run_files.h"
 #include "common/store/records.h"
-#include "common/support/files.h"
 #include "common/support/text_diff.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
@@ -21,12 +20,10 @@ struct DiffOptions {
   bool blJson = false;
 };
 
+/// A copy in memory: the owner of the run can make its file as large as the disk.
 Host::UniqueFd scriptOf(const Json::Value& jRun, bool blJson) {
-  Host::UniqueFd file = Host::requireRunFile(jRun, Host::SCRIPT_FILE);
-  if (blJson || isatty(STDOUT_FILENO) != 1) {
-    return file;
-  }
-  return Host::fileOfText(Host::shownOn(STDOUT_FILENO, Host::readAll(file.get(), "the script")));
+  const std::string strScript = Host::scriptOfRun(jRun);
+  return Host::fileOfText(blJson ? strScript : Host::shownOn(STDOUT_FILENO, strScript));
 }
 
 std::string labelOf(const Json::Value& jRun) {

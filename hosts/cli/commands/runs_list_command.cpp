@@ -69,10 +69,31 @@ Host::RunQuery queryOf(const ListOptions& options) {
   return query;
 }
 
+/// Prints all runs that match. There may be millions, so they are read and printed page by page.
+void printAllAsJson(Host::Session& session, Host::RunQuery query) {
+  constexpr unsigned PAGE = 500;
+  JsonArray array;
+  for (bool blMore = true; blMore;) {
+    query.cLimit = PAGE;
+    const Host::RunPage page = Host::newestRuns(session, query);
+    for (const Json::Value& jRun : page.vecRuns) {
+      array.add(Host::runForPrograms(jRun));
+    }
+    blMore = page.blMore;
+    query.iBefore = blMore ? Host::intOf(page.vecRuns.back(), "result_id") : 0;
+  }
+  array.end();
+}
+
 int runList(const Context& context, const ListOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
-  const Host::RunPage page = Host::newestRuns(session, queryOf(options));
+  const Host::RunQuery query = queryOf(options);
+  if (options.blJson && options.cLimit == 0) {
+    printAllAsJson(session, query);
+    return EXIT_DONE;
+  }
+  const Host::RunPage page = Host::newestRuns(session, query);
   if (options.blJson) {
     printJson(Host::runsForPrograms(page.vecRuns));
     return EXIT_DONE;

@@ -170,7 +170,7 @@ int runScript(const Context&, const OutputOptions& options) {
     return EXIT_DONE;
   }
   Sink sink(options.blRaw);
-  passOnFile(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES, sink);
+  sink.put(Host::scriptOfRun(jRun));
   sink.end();
   return EXIT_DONE;
 }

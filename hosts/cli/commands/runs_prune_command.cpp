@@ -23,19 +23,18 @@ struct PruneOptions {
 
 void printLines(const PruneResult& result, bool blDryRun) {
   const char* const szDone = blDryRun ? "would remove" : "removed";
-  for (const PrunedItem& item : result.vecRuns) {
-    say("{} run {} of {}, {}, {}\n", szDone, intOf(item.jRun, "result_id"), item.task(),
-        Host::timeText(item.iStartTime), sizeText(item.cb));
+  for (const PrunedItem& item : result.queRuns) {
+    say("{} run {} of {}, {}, {}\n", szDone, item.iRun, item.task(), Host::timeText(item.iStartTime),
+        sizeText(item.cb));
   }
-  for (const PrunedItem& item : result.vecOutputs) {
-    const std::string strRun =
-        item.jRun.isObject() ? fmt::format("run {}", intOf(item.jRun, "result_id")) : "a run without a record";
+  for (const PrunedItem& item : result.queOutputs) {
+    const std::string strRun = item.iRun != 0 ? fmt::format("run {}", item.iRun) : "a run without a record";
     say("{} the output of {} of {}, {}, {}\n", szDone, strRun, item.task(), Host::timeText(item.iStartTime),
         sizeText(item.cb));
   }
   const std::string strOutputs =
-      result.vecOutputs.empty() ? "" : fmt::format(" and the output of {}", countText(result.vecOutputs.size(), "run"));
-  say("{} {}{}: {}\n", szDone, countText(result.vecRuns.size(), "run"), strOutputs, sizeText(result.bytes()));
+      result.queOutputs.empty() ? "" : fmt::format(" and the output of {}", countText(result.queOutputs.size(), "run"));
+  say("{} {}{}: {}\n", szDone, countText(result.queRuns.size(), "run"), strOutputs, sizeText(result.bytes()));
 }
 
 int runPrune(const Context&, const PruneOptions& options) {

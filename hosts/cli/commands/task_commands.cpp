@@ -1,5 +1,6 @@
 /// eorva task list|show
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <unistd.h>
@@ -10,7 +11,7 @@
 #include "common/runs/run_query.h"
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
-#include "common/tasks/task_graph.h"
+#include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
 #include "common/text/terminal_text.h"
 
@@ -35,27 +36,32 @@ bool hasRun(const Json::Value& jTask) {
 
 int runList(const Context& context, const ListOptions& options) {
   const Host::OpenStore session;
-  Json::Value jFilter(Json::objectValue);
-  if (!options.strEvent.empty()) {
-    jFilter["event"] = options.strEvent;
-  }
-  const Json::Value jTasks = Host::listTasks(session, jFilter);
+  const std::string strWhere = options.strEvent.empty() ? "1" : Host::whereEvent(options.strEvent);
   if (options.blJson) {
-    printJson(Host::arrayOf(jTasks, &Host::taskForPrograms));
+    JsonArray array;
+    Host::forEachTask(session, Host::TASK_MEMBERS, strWhere,
+                      [&](const Json::Value& jTask) { array.add(Host::taskForPrograms(jTask)); });
+    array.end();
     return EXIT_DONE;
   }
+  const Json::Value jTasks =
+      Host::listTaskMembers(session,
+                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task", "last_start_time",
+                             "last_stop_time", "last_exit_info"},
+                            strWhere);
   if (jTasks.empty()) {
     printNote("no tasks");
     return EXIT_DONE;
   }
   Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"ENABLED"}, {"WAITS FOR"}, {"LAST START"}, {"HOW IT ENDED"}},
               context.isColored());
+  const OwnerNames owners = ownerNames(jTasks);
   std::map<std::string, Json::Value> mapNewest = Host::newestRunOfEach(session);
   for (const Json::Value& jTask : jTasks) {
     const Host::Outcome outcome = Host::lastOutcomeOf(jTask, mapNewest[textOf(jTask, "task_name")]);
     table.addRow({{textOf(jTask, "task_name")},
                   {textOf(jTask, "event")},
-                  {Host::ownerText(jTask)},
+                  {owners.at(textOf(jTask, "task_name"))},
                   {boolOf(jTask, "enable", true) ? "yes" : "no"},
                   {waitsForText(jTask)},
                   {timeText(jTask, "last_start_time")},
@@ -67,10 +73,13 @@ int runList(const Context& context, const ListOptions& options) {
 
 std::string dependantsText(Host::Session& session, const std::string& strTask) {
   std::vector<std::string> vecNames;
-  const Host::TaskGraph graph(Host::listTasks(session));
-  for (const Host::GraphTask* pTask : graph.dependantsOf(strTask)) {
-    vecNames.push_back(pTask->strName);
-  }
+  Host::forEachTask(
+      session, {"task_name", "depend_on_task"}, Host::whereAwaits(strTask), [&](const Json::Value& jTask) {
+        const std::vector<std::string> vecAwaited = Host::readDependencyList(textOf(jTask, "depend_on_task"));
+        if (std::find(vecAwaited.begin(), vecAwaited.end(), strTask) != vecAwaited.end()) {
+          vecNames.push_back(textOf(jTask, "task_name"));
+        }
+      });
   return listText(vecNames);
 }
 

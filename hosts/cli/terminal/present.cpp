@@ -23,24 +23,41 @@ using Host::textOf;
 
 namespace {
 
-void writeJson(const Json::Value& jValue, const char* szIndentation) {
+constexpr char INDENTATION[] = "  ";
+
+std::string jsonText(const Json::Value& jValue, const char* szIndentation) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = szIndentation;
   builder["emitUTF8"] = true;
   // With more digits, 0.1 would be written as 0.10000000000000001.
   builder["precision"] = 15;
-  const std::string strJson = Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue));
-  fmt::print("{}\n", Host::withoutControls(strJson));
+  return Host::withoutControls(Json::writeString(builder, Host::isAllUtf8(jValue) ? jValue : Host::inUtf8(jValue)));
 }
 
 }  // namespace
 
 void printJson(const Json::Value& jValue) {
-  writeJson(jValue, "  ");
+  fmt::print("{}\n", jsonText(jValue, INDENTATION));
+}
+
+void JsonArray::add(const Json::Value& jItem) {
+  fmt::print("{}\n{}", m_blEmpty ? "[" : ",", INDENTATION);
+  m_blEmpty = false;
+  // Texts have no line breaks in JSON, so each one begins a line.
+  for (const char c : jsonText(jItem, INDENTATION)) {
+    std::putchar(c);
+    if (c == '\n') {
+      std::fputs(INDENTATION, stdout);
+    }
+  }
+}
+
+void JsonArray::end() const {
+  fmt::print("{}\n", m_blEmpty ? "[]" : "\n]");
 }
 
 void printJsonLine(const Json::Value& jValue) {
-  writeJson(jValue, "");
+  fmt::print("{}\n", jsonText(jValue, ""));
 }
 
 void flushOutput() {

@@ -22,6 +22,18 @@ using Host::ownerNames;
 /// Prints a value as indented JSON in UTF-8. Texts that are not UTF-8 also get a member with their bytes.
 void printJson(const Json::Value& jValue);
 
+/// Prints an array of objects one by one, as printJson() would print it whole. So it may have any length.
+class JsonArray {
+public:
+  void add(const Json::Value& jItem);
+
+  /// Prints what comes after the last one.
+  void end() const;
+
+private:
+  bool m_blEmpty = true;
+};
+
 /// Prints a value as JSON in one line.
 void printJsonLine(const Json::Value& jValue);
 

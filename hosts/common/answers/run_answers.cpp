@@ -48,7 +48,7 @@ Json::Value cpuSecondsOf(const Json::Value& jRun) {
 }
 
 Json::Value itemForPrograms(const PrunedItem& item) {
-  return objectOf({{"result_id", memberOf(item.jRun, "result_id")},
+  return objectOf({{"result_id", item.iRun != 0 ? Json::Value(item.iRun) : Json::Value()},
                    {"task_name", item.task()},
                    {"start_time", trueTime(item.iStartTime)},
                    {"bytes", static_cast<Json::UInt64>(item.cb)}});
@@ -106,8 +106,8 @@ Json::Value scriptDifferenceForPrograms(const Json::Value& jLeft, const Json::Va
 
 Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun) {
   return objectOf({{"dry_run", blDryRun},
-                   {"runs", arrayOf(result.vecRuns, &itemForPrograms)},
-                   {"outputs", arrayOf(result.vecOutputs, &itemForPrograms)},
+                   {"runs", arrayOf(result.queRuns, &itemForPrograms)},
+                   {"outputs", arrayOf(result.queOutputs, &itemForPrograms)},
                    {"bytes", static_cast<Json::UInt64>(result.bytes())},
                    {"problems", arrayOf(result.vecProblems)}});
 }

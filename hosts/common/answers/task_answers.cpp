@@ -34,17 +34,11 @@ Json::Value taskForPrograms(const Json::Value& jTask) {
   return jOut;
 }
 
-Json::Value graphForPrograms(const TaskGraph& graph, const Json::Value& jTasks, const std::string& strEvent) {
-  Json::Value jOut(Json::arrayValue);
-  for (const Json::Value& jTask : jTasks) {
-    if (textOf(jTask, "event") != strEvent) {
-      continue;
-    }
-    Json::Value& jNode = jOut.append(taskForPrograms(jTask));
-    jNode["needed_by"] = arrayOf(graph.dependantsOf(textOf(jTask, "task_name")),
-                                 [](const GraphTask* pTask) { return Json::Value(pTask->strName); });
-  }
-  return jOut;
+Json::Value graphNodeForPrograms(const TaskGraph& graph, const Json::Value& jTask) {
+  Json::Value jNode = taskForPrograms(jTask);
+  jNode["needed_by"] = arrayOf(graph.dependantsOf(textOf(jTask, "task_name")),
+                               [](const GraphTask* pTask) { return Json::Value(pTask->strName); });
+  return jNode;
 }
 
 }  // namespace Host

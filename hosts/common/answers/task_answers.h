@@ -21,8 +21,7 @@ OwnerNames ownerNames(const Json::Value& jTasks);
 /// A stored task record, with the names of its owner and its dependencies.
 Json::Value taskForPrograms(const Json::Value& jTask);
 
-/// The tasks of an event, each with those that wait for it.
-/// \param jTasks  array: the stored task records, which the graph was built from.
-Json::Value graphForPrograms(const TaskGraph& graph, const Json::Value& jTasks, const std::string& strEvent);
+/// A task of a graph: like taskForPrograms(), with the tasks that wait for it.
+Json::Value graphNodeForPrograms(const TaskGraph& graph, const Json::Value& jTask);
 
 }  // namespace Host

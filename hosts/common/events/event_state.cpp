@@ -15,7 +15,8 @@ namespace {
 std::map<std::string, unsigned> taskCounts() {
   std::map<std::string, unsigned> mapCounts;
   if (access(DATABASE_PATH, F_OK) == 0) {
-    for (const Json::Value& jTask : listTasks()) {
+    const OpenStore session;
+    for (const Json::Value& jTask : listTaskMembers(session, {"event"})) {
       ++mapCounts[textOf(jTask, "event")];
     }
   }
@@ -37,18 +38,23 @@ std::vector<EventState> knownEvents() {
   return vecRows;
 }
 
-/// Asks about the event's own unit where the catalogue names none: a timer or a path unit may start that.
+/// Asks about the event's own unit where the catalogue names none: a timer or a path unit may start that. Only a
+/// running systemd knows what starts a unit.
 void askSystemd(std::vector<EventState>& vecRows) {
+  const bool blTriggers = isSystemdRunning();
   std::vector<std::string> vecUnits;
-  vecUnits.reserve(vecRows.size());
-  for (const EventState& row : vecRows) {
-    vecUnits.push_back(row.event.strUnit.empty() ? eventUnit(row.event.strName) : row.event.strUnit);
+  std::vector<EventState*> vecAsked;
+  for (EventState& row : vecRows) {
+    if (!row.event.strUnit.empty() || blTriggers) {
+      vecUnits.push_back(row.event.strUnit.empty() ? eventUnit(row.event.strName) : row.event.strUnit);
+      vecAsked.push_back(&row);
+    }
   }
   const std::vector<UnitState> vecStates = unitStates(vecUnits);
   std::vector<std::string> vecTriggers;
   std::vector<EventState*> vecTriggered;
-  for (std::size_t i = 0; i < vecRows.size(); ++i) {
-    EventState& row = vecRows[i];
+  for (std::size_t i = 0; i < vecAsked.size(); ++i) {
+    EventState& row = *vecAsked[i];
     if (!row.event.strUnit.empty()) {
       row.vecFiredBy = {row.event.strUnit};
       row.state = vecStates[i];

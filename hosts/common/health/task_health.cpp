@@ -99,13 +99,14 @@ Json::Value detailsOf(const TaskGraph& graph, const TaskGraph::Endless& endless)
 void checkTasks(const Json::Value& jTasks, HealthFindings& findings) {
   const TaskGraph graph(jTasks);
   Reasons reasons(graph);
+  ServerFacts facts;
   std::vector<std::string> vecNames;
   for (const Json::Value& jTask : jTasks) {
     const std::string strTask = textOf(jTask, "task_name");
     vecNames.push_back(strTask);
     const std::size_t cBefore = findings.size();
     checkStart(reasons, *graph.find(strTask), findings);
-    Findings rules = checkStoredTask(jTask, graph);
+    Findings rules = checkStoredTask(jTask, graph, facts);
     if (findings.size() > cBefore) {
       // The list of dependencies and the owner are reported already.
       std::erase_if(rules.vecErrors, [](const Finding& finding) {

@@ -13,6 +13,7 @@
 #include "common/runs/outcome.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
+#include "common/store/run_rows.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
@@ -28,18 +29,11 @@ namespace {
 constexpr Json::Int64 FRESH_SECONDS = 24 * 3600;
 
 /// The store is not locked while folders are removed; records are deleted in portions of this size.
-constexpr unsigned PORTION = 200;
+constexpr unsigned PORTION = 500;
 
-using RunKey = std::pair<std::string, Json::Int64>;  ///< task and start time, which name the folder of a run
+using FolderKey = std::pair<std::string, Json::Int64>;  ///< folder of the task, and start time of the run
 
-RunKey keyOf(const Json::Value& jRun) {
-  return {textOf(jRun, "task_name"), intOf(jRun, "start_time")};
-}
-
-std::string newestOf(const std::string& strWhere, unsigned cRuns) {
-  return fmt::format("(select result_id from task_result where {} order by result_id desc limit {})", strWhere,
-                     cRuns == KEEP_ALL ? -1 : static_cast<Json::Int64>(cRuns));
-}
+constexpr Json::Int64 AFTER_ALL = std::numeric_limits<Json::Int64>::max();
 
 class Pruning {
 public:
@@ -53,8 +47,8 @@ public:
   }
 
   PruneResult run() {
-    for (const Json::Value& jTask : listTasks(m_session)) {
-      pruneTask(textOf(jTask, "task_name"));
+    for (const std::string& strTask : taskNames(m_session)) {
+      pruneTask(strTask);
     }
     if (m_settings.cbRetentionOutput != 0) {
       pruneOutput();
@@ -92,10 +86,11 @@ private:
   }
 
   /// When the clock is set back, two runs of a task can share a folder.
-  bool isFolderNeeded(const Json::Value& jRun) {
-    const auto [strTask, iStart] = keyOf(jRun);
-    return !listRuns(m_session, fmt::format("task_name = {} and start_time = {} and result_id <> {}", sqlText(strTask),
-                                            iStart, intOf(jRun, "result_id")))
+  bool isFolderNeeded(const std::string& strTask, const RunRow& run) {
+    return !listRunRows(m_session,
+                        fmt::format("task_name = {} and start_time = {} and result_id <> {}", sqlText(strTask),
+                                    run.iStartTime, run.iRun),
+                        1)
                 .empty();
   }
 
@@ -110,75 +105,95 @@ private:
     return cb;
   }
 
-  /// The task folder, or one that was moved aside, that contains the run folder; the task folder when none does.
-  /// \return nothing when it may be on a share that is missing.
-  std::optional<std::string> folderOf(const std::string& strTask, Json::Int64 iStart) const {
+  /// The run folders of a task, by their start times: each with the task folder that contains it, which may be one that
+  /// was moved aside.
+  std::map<Json::Int64, std::string> runFoldersOf(const std::string& strTask) const {
+    std::map<Json::Int64, std::string> mapFolders;
     for (const OutputPlace& place : m_vecPlaces) {
       for (const std::string& strFolder : place.foldersOf(strTask)) {
-        if (hasKeptOutput(place, strFolder, iStart)) {
-          return strFolder;
+        const std::optional<TaskFolder> folder = readTaskFolder(place, strFolder);
+        for (const Json::Int64 iStart : folder ? folder->vecStarts : std::vector<Json::Int64>()) {
+          mapFolders.emplace(iStart, strFolder);
         }
       }
     }
-    return m_blPlaceAway ? std::nullopt : std::optional(strTask);
+    return mapFolders;
+  }
+
+  /// Runs before this number are not among the newest that are kept.
+  Json::Int64 endOfOld(const std::string& strWhere, unsigned cKept) {
+    if (cKept == KEEP_ALL) {
+      return 0;
+    }
+    return cKept == 0 ? AFTER_ALL : lastOfNewest(m_session, strWhere, cKept);
+  }
+
+  /// Runs that have ended, without the newest failed ones.
+  std::string whereEnded(const std::string& strOfTask) {
+    const std::string strFailed = whereOutcome(Outcome::Kind::FAILED);
+    return fmt::format("{} and stop_time is not null and not (result_id >= {} and {})", strOfTask,
+                       endOfOld(strOfTask + " and " + strFailed, m_settings.cRetentionFailedRuns), strFailed);
   }
 
   void pruneTask(const std::string& strTask) {
+    try {
+      pruneRunsOf(strTask);
+    } catch (const Failure& error) {
+      m_result.vecProblems.push_back(fmt::format("runs of {} are kept: {}", strTask, error.what()));
+    }
+  }
+
+  void pruneRunsOf(const std::string& strTask) {
     const std::string strOfTask = "task_name = " + sqlText(strTask);
-    const std::string strVictims = fmt::format(
-        "{} and stop_time is not null and result_id not in {} and result_id not in {}", strOfTask,
-        newestOf(strOfTask, m_settings.cRetentionRuns),
-        newestOf(strOfTask + " and " + whereOutcome(Outcome::Kind::FAILED), m_settings.cRetentionFailedRuns));
-    // Removing old runs does not change which runs are the newest, so portions can be read one by one.
-    Json::Int64 iBefore = std::numeric_limits<Json::Int64>::max();
-    for (Json::Value jRuns;;) {
-      jRuns = listRuns(m_session, fmt::format("{} and result_id < {}", strVictims, iBefore), PORTION);
-      if (jRuns.empty()) {
+    Json::Int64 iBefore = endOfOld(strOfTask, m_settings.cRetentionRuns);
+    if (iBefore == 0) {
+      return;
+    }
+    const std::string strEnded = whereEnded(strOfTask);
+    const std::map<Json::Int64, std::string> mapFolders = runFoldersOf(strTask);
+    for (;;) {
+      // With one bound only, SQLite begins each portion where the one before ended.
+      const std::vector<RunRow> vecRuns =
+          listRunRows(m_session, fmt::format("{} and result_id < {}", strEnded, iBefore), PORTION);
+      if (vecRuns.empty()) {
         return;
       }
-      iBefore = intOf(jRuns[0U], "result_id");
-      prunePortion(jRuns);
+      prunePortion(strTask, vecRuns, mapFolders);
+      iBefore = vecRuns.back().iRun;
     }
   }
 
   /// The output is removed first: a record without output can still be found and removed later.
-  void prunePortion(const Json::Value& jRuns) {
-    std::vector<PrunedItem> vecDone;
-    for (const Json::Value& jRun : jRuns) {
+  void prunePortion(const std::string& strTask, const std::vector<RunRow>& vecRuns,
+                    const std::map<Json::Int64, std::string>& mapFolders) {
+    std::vector<Json::Int64> vecDone;
+    for (auto itRun = vecRuns.rbegin(); itRun != vecRuns.rend(); ++itRun) {
+      const RunRow& run = *itRun;
+      const auto itFolder = mapFolders.find(run.iStartTime);
+      const bool blFolder = itFolder != mapFolders.end();
+      if (!blFolder && m_blPlaceAway) {
+        ++m_cKept;
+        continue;
+      }
       try {
-        const auto [strTask, iStart] = keyOf(jRun);
-        const std::optional<std::string> folder = folderOf(strTask, iStart);
-        if (!folder) {
-          ++m_cKept;
-          continue;
-        }
-        const std::uint64_t cb = isFolderNeeded(jRun) ? 0 : removeFolder(*folder, iStart);
-        vecDone.push_back({jRun, *folder, iStart, cb});
+        const std::uint64_t cb =
+            blFolder && !isFolderNeeded(strTask, run) ? removeFolder(itFolder->second, run.iStartTime) : 0;
+        vecDone.push_back(run.iRun);
+        m_result.queRuns.push_back({run.iRun, strTask, blFolder ? itFolder->second : strTask, run.iStartTime, cb});
       } catch (const Failure& error) {
-        noteStuck(fmt::format("run {} is kept: {}", intOf(jRun, "result_id"), error.what()));
+        noteStuck(fmt::format("run {} is kept: {}", run.iRun, error.what()));
       }
     }
     if (!m_blDryRun) {
-      removeRecords(vecDone);
+      deleteRuns(m_session, vecDone);
     }
-    m_result.vecRuns.insert(m_result.vecRuns.end(), vecDone.begin(), vecDone.end());
-  }
-
-  void removeRecords(const std::vector<PrunedItem>& vecItems) {
-    WriteLock lock(m_session);
-    for (const PrunedItem& item : vecItems) {
-      if (m_session.runs()->recDelete(item.jRun, false) < 0) {
-        throw Failure(fmt::format("cannot remove the record of run {}", intOf(item.jRun, "result_id")));
-      }
-    }
-    lock.commit();
   }
 
   /// All output that counts towards the limit, the oldest first. Output that the other rules remove does not
   /// count.
   std::vector<RunFolder> listAll() {
-    std::set<RunKey> setGone;
-    for (const PrunedItem& item : m_result.vecRuns) {
+    std::set<FolderKey> setGone;
+    for (const PrunedItem& item : m_result.queRuns) {
       setGone.emplace(item.strFolder, item.iStartTime);
     }
     std::vector<RunFolder> vecKept;
@@ -254,7 +269,8 @@ private:
       noteStuck(fmt::format("the output in {}/{} is kept: {}", kept.strFolder, kept.iStartTime, error.what()));
       return false;
     }
-    m_result.vecOutputs.push_back({jRun, kept.strFolder, kept.iStartTime, kept.cb});
+    m_result.queOutputs.push_back(
+        {intOf(jRun, "result_id"), textOf(jRun, "task_name"), kept.strFolder, kept.iStartTime, kept.cb});
     return true;
   }
 
@@ -282,13 +298,9 @@ private:
 
 }  // namespace
 
-std::string PrunedItem::task() const {
-  return jRun.isObject() ? textOf(jRun, "task_name") : strFolder;
-}
-
 std::uint64_t PruneResult::bytes() const {
   std::uint64_t cb = 0;
-  for (const auto* const pItems : {&vecRuns, &vecOutputs}) {
+  for (const auto* const pItems : {&queRuns, &queOutputs}) {
     for (const PrunedItem& item : *pItems) {
       cb += item.cb;
     }

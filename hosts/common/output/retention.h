@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <json/value.h>
 #include <string>
 #include <vector>
@@ -24,9 +25,10 @@ inline constexpr char OUTPUT_REMOVED[] = "output_removed";
 /// A run, or output, that was removed or would be.
 struct PrunedItem {
   /// The name of the task; of its folder when the run has no record.
-  std::string task() const;
+  const std::string& task() const { return iRun != 0 ? strTask : strFolder; }
 
-  Json::Value jRun;       ///< the run record; null for output without a run record
+  Json::Int64 iRun = 0;   ///< the number of the run; 0 for output without a run record
+  std::string strTask;    ///< empty without a run record
   std::string strFolder;  ///< task folder; the next member names the run folder in it
   Json::Int64 iStartTime = 0;
   std::uint64_t cb = 0;  ///< size of the output
@@ -36,8 +38,8 @@ struct PruneResult {
   /// The size of all removed output.
   std::uint64_t bytes() const;
 
-  std::vector<PrunedItem> vecRuns;       ///< runs: record and output
-  std::vector<PrunedItem> vecOutputs;    ///< output alone
+  std::deque<PrunedItem> queRuns;        ///< runs: record and output
+  std::deque<PrunedItem> queOutputs;     ///< output alone
   std::vector<std::string> vecProblems;  ///< runs and output that could not be removed, and why
 };
 

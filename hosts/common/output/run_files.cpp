@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
+#include "common/support/files.h"
 #include "common/text/amounts.h"
 #include "common/text/json_members.h"
 #include "output_place.h"
@@ -53,6 +54,12 @@ UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile) {
     throw Failure(fmt::format("run {} has no {}: {}", intOf(jRun, "result_id"), szFile, strLooked));
   }
   return std::move(*file);
+}
+
+std::string scriptOfRun(const Json::Value& jRun) {
+  constexpr std::size_t CB_MAX = std::size_t{16} << 20;
+  return readAll(requireRunFile(jRun, SCRIPT_FILE).get(), fmt::format("the script of run {}", intOf(jRun, "result_id")),
+                 CB_MAX);
 }
 
 FileFollower::End endOfRunFile(const Json::Value& jRun, const char* szFile, unsigned cLines) {

@@ -7,6 +7,7 @@
 
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
+#include "common/store/rows.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 
@@ -43,20 +44,29 @@ Json::Value withoutRefused(const Json::Value& jTasks, const RunningTasks& mapRun
   return jOut;
 }
 
-std::optional<Json::Int64> lastDuration(Session& session, const std::string& strTask) {
-  const Json::Value jRuns = listRuns(
-      session, fmt::format("task_name = {} and stop_time is not null and start_time is not null", sqlText(strTask)), 1);
-  if (jRuns.empty()) {
-    return std::nullopt;
+/// How long the newest run of each task took that has ended.
+class LastDurations {
+public:
+  explicit LastDurations(Session& session)
+      : m_rows(session, fmt::format("SELECT {} - {} FROM task_result WHERE task_name = ? AND stop_time IS NOT NULL AND "
+                                    "start_time IS NOT NULL ORDER BY result_id DESC LIMIT 1",
+                                    sqlTime("stop_time"), sqlTime("start_time"))) {}
+
+  std::optional<Json::Int64> of(const std::string& strTask) {
+    m_rows.restart(strTask);
+    return m_rows.next() ? std::optional(std::max<Json::Int64>(m_rows.number(0), 0)) : std::nullopt;
   }
-  return std::max<Json::Int64>(secondsOf(jRuns[0]), 0);
-}
+
+private:
+  Rows m_rows;
+};
 
 /// \param vecOrder  each task after its dependencies.
 std::vector<PlannedTask> schedule(Session& session, const std::vector<const GraphTask*>& vecOrder) {
   std::map<std::string, PlannedTask> mapPlanned;
+  LastDurations durations(session);
   for (const GraphTask* pTask : vecOrder) {
-    PlannedTask planned{*pTask, 1, lastDuration(session, pTask->strName), 0, 0};
+    PlannedTask planned{*pTask, 1, durations.of(pTask->strName), 0, 0};
     for (const std::string& strAwaited : pTask->vecWaitsFor) {
       const PlannedTask& awaited = mapPlanned.at(strAwaited);
       planned.uWave = std::max(planned.uWave, awaited.uWave + 1);
@@ -107,9 +117,12 @@ std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string&
 
 }  // namespace
 
+const Members PLAN_MEMBERS = {"task_name",         "event",  "depend_on_task", "enable", "owner",
+                              "run_the_same_time", "status", "owner_name"};
+
 std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, const std::string& strTask) {
   const RunningTasks mapRunning = refusedTasks(session, jTasks);
-  const TaskGraph graph(withoutRefused(jTasks, mapRunning));
+  const TaskGraph graph(mapRunning.empty() ? jTasks : withoutRefused(jTasks, mapRunning));
   const GraphTask* const pTask = graph.find(strTask);
   if (pTask == nullptr) {
     return {};
@@ -125,7 +138,7 @@ std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, 
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent) {
   EventPlan plan;
   const RunningTasks mapRunning = refusedTasks(session, jTasks);
-  const TaskGraph graph(withoutRefused(jTasks, mapRunning));
+  const TaskGraph graph(mapRunning.empty() ? jTasks : withoutRefused(jTasks, mapRunning));
   const std::vector<const GraphTask*> vecOrder = graph.planOf(strEvent);
   plan.vecProblems = graph.whyUnsafe(vecOrder);
   plan.vecTasks = schedule(session, vecOrder);

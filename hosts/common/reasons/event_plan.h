@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/store/records.h"
 #include "common/tasks/task_graph.h"
 #include "reason.h"
 
@@ -38,7 +39,10 @@ struct EventPlan {
   bool blExact = true;                   ///< false: unknown durations count as 0
 };
 
-/// \param jTasks  array: the stored task records.
+/// The members of task records that a plan needs.
+extern const Members PLAN_MEMBERS;
+
+/// \param jTasks  array: the stored task records, with PLAN_MEMBERS at least.
 /// The codes of reasons are those of Reasons, and "running" for a task that runs and allows only one run at a time.
 EventPlan planEvent(Session& session, const Json::Value& jTasks, const std::string& strEvent);
 

@@ -7,6 +7,7 @@
 
 #include "common/runs/run_query.h"
 #include "common/store/records.h"
+#include "common/tasks/event_relations.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 #include "event_plan.h"
@@ -78,13 +79,22 @@ std::vector<Reason> rememberedReasons(Session& session, const LastFiring& last, 
   return whyNotStarted(session, last.facts, explanation.jTask, explanation.vecReasonsNow);
 }
 
+/// The tasks that matter for an event, as a plan needs them.
+Json::Value tasksAround(Session& session, const std::string& strEvent) {
+  std::set<std::string> setTasks;
+  for (const Json::Value& jTask : listEventRelations(session, strEvent)) {
+    setTasks.insert(textOf(jTask, "task_name"));
+  }
+  return listTaskMembers(session, PLAN_MEMBERS, whereTasks(setTasks));
+}
+
 }  // namespace
 
 Explanation explainTask(Session& session, const std::string& strTask) {
   Explanation explanation;
   explanation.jTask = requireTask(session, strTask);
   const std::string strEvent = textOf(explanation.jTask, "event");
-  explanation.vecReasonsNow = presentReasons(session, listTasks(session), strTask);
+  explanation.vecReasonsNow = presentReasons(session, tasksAround(session, strEvent), strTask);
   explanation.jNewest = newestRunOf(session, strTask);
   const std::vector<Json::Value> vecRuns = lastRuns(session, strEvent);
   if (const std::optional<LastFiring> last = rememberedFiring(session, strEvent, vecRuns)) {

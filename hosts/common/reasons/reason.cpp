@@ -9,13 +9,22 @@ namespace Host {
 
 namespace {
 
-bool waitsFor(const TaskGraph& graph, const std::string& strTask, const std::string& strAwaited,
-              std::set<std::string>& setSeen) {
-  const GraphTask* pTask = setSeen.insert(strTask).second ? graph.find(strTask) : nullptr;
-  return pTask != nullptr &&
-         std::any_of(pTask->vecWaitsFor.begin(), pTask->vecWaitsFor.end(), [&](const std::string& strNext) {
-           return strNext == strAwaited || waitsFor(graph, strNext, strAwaited, setSeen);
-         });
+/// Tells whether a task waits for another one, directly or through others.
+bool waitsFor(const TaskGraph& graph, const std::string& strTask, const std::string& strAwaited) {
+  std::set<std::string> setSeen = {strTask};
+  for (std::vector<std::string> vecNames = {strTask}; !vecNames.empty();) {
+    const GraphTask* const pTask = graph.find(vecNames.back());
+    vecNames.pop_back();
+    for (const std::string& strNext : pTask != nullptr ? pTask->vecWaitsFor : std::vector<std::string>()) {
+      if (strNext == strAwaited) {
+        return true;
+      }
+      if (setSeen.insert(strNext).second) {
+        vecNames.push_back(strNext);
+      }
+    }
+  }
+  return false;
 }
 
 }  // namespace
@@ -27,20 +36,27 @@ Reason Reasons::reason(const char* szCode, const std::string& strOther, Json::Va
   return {szCode, strOther, std::move(jDetails)};
 }
 
-Reason Reasons::awaitedReason(const GraphTask& task, const std::string& strAwaited) const {
+Reason Reasons::awaitedReason(const GraphTask& task, const std::string& strAwaited) {
   const GraphTask* pAwaited = m_graph.find(strAwaited);
   const Json::Value jRest = objectOf({{"needs", arrayOf(awaitedWithout(task, strAwaited))}});
   if (pAwaited == nullptr) {
     return reason("missing", strAwaited, jRest);
   }
-  std::set<std::string> setSeen;
-  if (waitsFor(m_graph, strAwaited, task.strName, setSeen)) {
+  // Most graphs have no circle, so the walk is seldom needed.
+  if (mayBeInCircle(task.strName) && waitsFor(m_graph, strAwaited, task.strName)) {
     return reason("circle", strAwaited, jRest);
   }
   if (pAwaited->strEvent != task.strEvent) {
     return reason("other_event", strAwaited, objectOf({{"event", task.strEvent}, {"other_event", pAwaited->strEvent}}));
   }
   return reason(pAwaited->blEnabled ? "need_blocked" : "need_disabled", strAwaited, Json::objectValue);
+}
+
+bool Reasons::mayBeInCircle(const std::string& strTask) {
+  if (!m_setInCircles) {
+    m_setInCircles = m_graph.tasksBetweenCircles();
+  }
+  return m_setInCircles->count(strTask) > 0;
 }
 
 const std::set<std::string>& Reasons::plannedOf(const std::string& strEvent) {

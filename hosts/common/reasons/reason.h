@@ -5,6 +5,7 @@
 
 #include <json/value.h>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -40,12 +41,14 @@ public:
 
 private:
   const std::set<std::string>& plannedOf(const std::string& strEvent);
-  Reason awaitedReason(const GraphTask& task, const std::string& strAwaited) const;
+  bool mayBeInCircle(const std::string& strTask);
+  Reason awaitedReason(const GraphTask& task, const std::string& strAwaited);
   Reason reason(const char* szCode, const std::string& strOther, Json::Value jDetails) const;
 
   const TaskGraph& m_graph;
   const Tense m_tense;
   std::map<std::string, std::set<std::string>> m_mapPlanned;  ///< by event
+  std::optional<std::set<std::string>> m_setInCircles;        ///< and the tasks between circles
 };
 
 /// The tasks that a task waits for, without one of them.

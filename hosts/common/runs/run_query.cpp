@@ -56,10 +56,8 @@ Json::Value newestRunOf(Session& session, const std::string& strTask) {
 
 std::map<std::string, Json::Value> newestRunOfEach(Session& session) {
   std::map<std::string, Json::Value> mapRuns;
-  for (const Json::Value& jRun :
-       listRuns(session, "result_id in (select max(result_id) from task_result group by task_name)")) {
-    mapRuns[textOf(jRun, "task_name")] = jRun;
-  }
+  forEachNewestRun(session, {"task_name", "start_time", "stop_time", "exit_info", "ended_by", "shell_status"},
+                   [&](Json::Value&& jRun) { mapRuns[textOf(jRun, "task_name")] = std::move(jRun); });
   return mapRuns;
 }
 

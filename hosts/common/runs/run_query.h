@@ -40,7 +40,7 @@ RunPage newestRuns(Session& session, const RunQuery& query);
 /// The newest run of a task; null when it has none. \throw Failure when the store fails; here and below.
 Json::Value newestRunOf(Session& session, const std::string& strTask);
 
-/// The newest run of each task that has one, by the name of the task.
+/// The newest run of each task that has one, by the name of the task: with the members that say how it ended.
 std::map<std::string, Json::Value> newestRunOfEach(Session& session);
 
 }  // namespace Host

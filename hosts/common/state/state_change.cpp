@@ -65,12 +65,12 @@ std::set<std::string> touchedTasks(const StateDifference& difference) {
 
 /// New faults of a task that is unchanged.
 std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& before, const TaskGraph& after,
-                                   AllowedEvents events) {
+                                   AllowedEvents events, ServerFacts& facts) {
   const std::string strTask = textOf(jTask, "task_name");
-  const std::vector<std::string> vecOld = errorsOf(strTask, checkTaskAmong(jTask, before, events));
+  const std::vector<std::string> vecOld = errorsOf(strTask, checkTaskAmong(jTask, before, events, facts));
   const std::set<std::string> setOld(vecOld.begin(), vecOld.end());
   std::vector<std::string> vecErrors;
-  for (std::string& strError : errorsOf(strTask, checkTaskAmong(jTask, after, events))) {
+  for (std::string& strError : errorsOf(strTask, checkTaskAmong(jTask, after, events, facts))) {
     if (setOld.count(strError) == 0) {
       vecErrors.push_back(std::move(strError));
     }
@@ -83,15 +83,16 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
   const std::set<std::string> setTouched = touchedTasks(difference);
   const TaskGraph graphBefore = graphOf(before);
   const TaskGraph graphAfter = graphOf(after);
+  ServerFacts facts;
   for (const auto& [strTask, jTask] : after.mapTasks) {
     if (setTouched.count(strTask) == 0) {
       if (waitsForChange(jTask, setTouched)) {
-        const std::vector<std::string> vecNew = newErrors(jTask, graphBefore, graphAfter, events);
+        const std::vector<std::string> vecNew = newErrors(jTask, graphBefore, graphAfter, events, facts);
         all.vecErrors.insert(all.vecErrors.end(), vecNew.begin(), vecNew.end());
       }
       continue;
     }
-    const Findings findings = checkTaskAmong(jTask, graphAfter, events);
+    const Findings findings = checkTaskAmong(jTask, graphAfter, events, facts);
     for (std::string& strError : errorsOf(strTask, findings)) {
       all.vecErrors.push_back(std::move(strError));
     }
@@ -115,16 +116,15 @@ ConfigValues changedConfig(const StateDocument& before, const StateDocument& aft
   return values;
 }
 
-/// The tasks as they will be stored.
-Json::Value storedTasks(const StateDocument& state) {
-  Json::Value jTasks(Json::arrayValue);
+std::set<Json::Int64> ownersAmong(const StateDocument& state) {
+  std::set<Json::Int64> setOwners;
   for (const auto& [strTask, jTask] : state.mapTasks) {
-    Json::Value jStored = jTask;
+    Json::Value jStored = objectOf({{"owner", memberOf(jTask, "owner")}});
     if (taskPreAction(jStored) == 0) {
-      jTasks.append(std::move(jStored));
+      setOwners.insert(intOf(jStored, "owner", -1));
     }
   }
-  return jTasks;
+  return setOwners;
 }
 
 [[noreturn]] void failStore(const std::string& strTask) {
@@ -250,7 +250,7 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
 }
 
 StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events) {
-  StateFindings findings{whyNotConfig(changedConfig(before, after), ownersOf(storedTasks(after))), {}, {}};
+  StateFindings findings{whyNotConfig(changedConfig(before, after), ownersAmong(after)), {}, {}};
   checkTasks(before, after, events, findings);
   return findings;
 }

@@ -1,17 +1,21 @@
 #include "records.h"
 
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <iterator>
 #include <new>
-#include <sqlite3.h>
+#include <string_view>
 #include <vector>
 
 #include "orva_platform.h"
 
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
+#include "common/text/json_reader.h"
 #include "common/text/suggestion.h"
-#include "database.h"
+#include "rows.h"
 #include "session.h"
 
 namespace Host {
@@ -34,35 +38,41 @@ Json::Value getOne(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const std::s
   return jOut;
 }
 
-Statement prepare(const Session& session, const char* szSql) {
-  sqlite3_stmt* pStatement = nullptr;
-  if (sqlite3_prepare_v2(session.db(), szSql, -1, &pStatement, nullptr) != SQLITE_OK) {
-    throw Failure(fmt::format("cannot list the tasks: {}", sqlite3_errmsg(session.db())));
-  }
-  return Statement(pStatement);
+constexpr std::array<std::string_view, 4> BOOL_MEMBERS = {"enable", "run_the_same_time", "notify_enable",
+                                                          "notify_if_error"};
+constexpr std::array<std::string_view, 3> JSON_MEMBERS = {"status", "last_exit_info", "exit_info"};
+
+template <typename Names>
+bool isAmong(const Names& names, std::string_view strName) {
+  return std::find(names.begin(), names.end(), strName) != names.end();
 }
 
-/// \return false behind the last row.
-bool step(const Session& session, const Statement& statement) {
-  const int iCode = sqlite3_step(statement.get());
-  if (iCode != SQLITE_ROW && iCode != SQLITE_DONE) {
-    throw Failure(fmt::format("cannot list the tasks: {}", sqlite3_errmsg(session.db())));
+/// A column in the form that the store gives it.
+Json::Value valueOf(const Rows& row, int iColumn, std::string_view strMember) {
+  if (isAmong(BOOL_MEMBERS, strMember)) {
+    return row.number(iColumn) != 0;
   }
-  return iCode == SQLITE_ROW;
+  if (isAmong(JSON_MEMBERS, strMember)) {
+    return readJsonOrNull(row.text(iColumn));
+  }
+  return row.isText(iColumn) ? Json::Value(row.text(iColumn)) : Json::Value(row.number(iColumn));
 }
 
-/// Begins anew with another parameter, which is borrowed.
-void bind(const Statement& statement, const std::string& strText) {
-  sqlite3_reset(statement.get());
-  sqlite3_bind_text(statement.get(), 1, strText.data(), static_cast<int>(strText.size()), SQLITE_STATIC);
-}
-
-std::vector<std::string> names(const Session& session, const Statement& statement) {
-  std::vector<std::string> vecNames;
-  while (step(session, statement)) {
-    vecNames.push_back(columnText(statement, 0));
+/// Reads records row by row. A null column gives no member.
+void forEachRow(const Session& session, const char* szTable, const Members& members, const std::string& strRest,
+                const std::function<void(Json::Value&&)>& fnRecord) {
+  Rows rows(session, fmt::format("SELECT {} FROM {} WHERE {}", fmt::join(members, ", "), szTable, strRest));
+  while (rows.next()) {
+    Json::Value jRecord(Json::objectValue);
+    int iColumn = 0;
+    for (const char* const szMember : members) {
+      if (!rows.isNull(iColumn)) {
+        jRecord[szMember] = valueOf(rows, iColumn, szMember);
+      }
+      ++iColumn;
+    }
+    fnRecord(std::move(jRecord));
   }
-  return vecNames;
 }
 
 }  // namespace
@@ -84,54 +94,92 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   return jSorted;
 }
 
-Json::Value listRelations(Session& session, const std::set<std::string>& setNames) {
-  const Statement statement = prepare(
-      session,
-      "SELECT event, depend_on_task, enable, owner, run_the_same_time, time_limit, owner_name, output_limit FROM task "
-      "WHERE task_name = ?");
-  enum Column { EVENT, DEPEND, ENABLE, OWNER, SAME_TIME, LIMIT, OWNER_NAME, OUTPUT };
+const Members TASK_MEMBERS = {
+    "task_name",         "event",          "depend_on_task",  "enable",         "owner",
+    "run_the_same_time", "notify_enable",  "notify_if_error", "time_limit",     "last_start_time",
+    "last_stop_time",    "operation_type", "status",          "last_exit_info", "notify_mail",
+    "description",       "operation",      "owner_name",      "output_limit"};
+
+void forEachTask(Session& session, const Members& members, const std::string& strWhere,
+                 const std::function<void(Json::Value&&)>& fnTask) {
+  forEachRow(session, "task", members, fmt::format("{} ORDER BY task_name", strWhere), fnTask);
+}
+
+void forEachNewestRun(Session& session, const Members& members, const std::function<void(Json::Value&&)>& fnRun) {
+  forEachRow(
+      session, "task_result", members,
+      "result_id IN (SELECT (SELECT max(result_id) FROM task_result AS run WHERE run.task_name = task.task_name) "
+      "FROM task)",
+      fnRun);
+}
+
+std::string whereTask(const std::string& strTask) {
+  return "task_name = " + sqlText(strTask);
+}
+
+std::string whereTasks(const std::set<std::string>& setTasks) {
+  std::vector<std::string> vecNames;
+  std::transform(setTasks.begin(), setTasks.end(), std::back_inserter(vecNames), &sqlText);
+  return fmt::format("task_name IN ({})", fmt::join(vecNames, ", "));
+}
+
+std::string whereEvent(const std::string& strEvent) {
+  return "event = " + sqlText(strEvent);
+}
+
+std::string whereBegins(const char* szMember, const std::string& strBegin) {
+  // An index has the order. No character comes after the last one of Unicode.
+  return fmt::format("{0} >= {1} AND {0} < {1} || char(1114111)", szMember, sqlText(strBegin));
+}
+
+std::string whereAwaits(const std::string& strTask) {
+  // The index of events has the lists, so no other row is read.
+  return fmt::format("rowid IN (SELECT rowid FROM task WHERE instr(depend_on_task, {}) > 0)",
+                     sqlText('[' + strTask + ']'));
+}
+
+Json::Value listTaskMembers(Session& session, const Members& members, const std::string& strWhere) {
   Json::Value jTasks(Json::arrayValue);
-  for (const std::string& strName : setNames) {
-    bind(statement, strName);
-    if (step(session, statement)) {
-      Json::Value jTask(Json::objectValue);
-      jTask["task_name"] = strName;
-      jTask["event"] = columnText(statement, EVENT);
-      jTask["depend_on_task"] = columnText(statement, DEPEND);
-      jTask["enable"] = sqlite3_column_int(statement.get(), ENABLE) != 0;
-      jTask["owner"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), OWNER));
-      jTask["run_the_same_time"] = sqlite3_column_int(statement.get(), SAME_TIME) != 0;
-      jTask["time_limit"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), LIMIT));
-      jTask["owner_name"] = columnText(statement, OWNER_NAME);
-      if (sqlite3_column_type(statement.get(), OUTPUT) != SQLITE_NULL) {
-        jTask["output_limit"] = static_cast<Json::Int64>(sqlite3_column_int64(statement.get(), OUTPUT));
-      }
-      jTasks.append(std::move(jTask));
-    }
-  }
+  forEachTask(session, members, strWhere, [&](Json::Value&& jTask) { jTasks.append(std::move(jTask)); });
   return jTasks;
 }
 
+Json::Value listRelations(Session& session, const std::set<std::string>& setNames) {
+  return listTaskMembers(session,
+                         {"task_name", "event", "depend_on_task", "enable", "owner", "run_the_same_time", "time_limit",
+                          "owner_name", "output_limit"},
+                         whereTasks(setNames));
+}
+
+namespace {
+
+std::vector<std::string> textsOf(const Session& session, const std::string& strSql) {
+  std::vector<std::string> vecTexts;
+  for (Rows rows(session, strSql); rows.next();) {
+    vecTexts.push_back(rows.text(0));
+  }
+  return vecTexts;
+}
+
+}  // namespace
+
 std::vector<std::string> taskNames(Session& session) {
-  return names(session, prepare(session, "SELECT task_name FROM task ORDER BY task_name"));
+  return textsOf(session, "SELECT task_name FROM task ORDER BY task_name");
 }
 
 std::vector<std::string> taskNames(Session& session, const std::string& strEvent) {
-  const Statement statement = prepare(session, "SELECT task_name FROM task WHERE event = ? ORDER BY task_name");
-  bind(statement, strEvent);
-  return names(session, statement);
+  return textsOf(session, fmt::format("SELECT task_name FROM task WHERE {} ORDER BY task_name", whereEvent(strEvent)));
 }
 
 std::set<std::string> eventNames(Session& session) {
-  const std::vector<std::string> vecNames = names(session, prepare(session, "SELECT DISTINCT event FROM task"));
+  const std::vector<std::string> vecNames = textsOf(session, "SELECT DISTINCT event FROM task");
   return {vecNames.begin(), vecNames.end()};
 }
 
 std::vector<WaitingTask> waitingTasks(Session& session) {
-  const Statement statement = prepare(session, "SELECT task_name, depend_on_task FROM task WHERE depend_on_task <> ''");
   std::vector<WaitingTask> vecTasks;
-  while (step(session, statement)) {
-    vecTasks.push_back({columnText(statement, 0), columnText(statement, 1)});
+  for (Rows rows(session, "SELECT task_name, depend_on_task FROM task WHERE depend_on_task <> ''"); rows.next();) {
+    vecTasks.push_back({rows.text(0), rows.text(1)});
   }
   return vecTasks;
 }
@@ -161,11 +209,7 @@ Json::Value findTask(Session& session, const std::string& strTask) {
 Json::Value requireTask(Session& session, const std::string& strTask) {
   Json::Value jTask = findTask(session, strTask);
   if (!jTask.isObject()) {
-    std::vector<std::string> vecNames;
-    for (const Json::Value& jOther : listTasks(session)) {
-      vecNames.push_back(textOf(jOther, "task_name"));
-    }
-    throw Failure(fmt::format("there is no task \"{}\"{}", strTask, didYouMean(strTask, vecNames)));
+    throw Failure(fmt::format("there is no task \"{}\"{}", strTask, didYouMean(strTask, taskNames(session))));
   }
   return jTask;
 }

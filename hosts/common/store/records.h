@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <functional>
 #include <json/value.h>
 #include <memory>
 #include <set>
@@ -30,6 +31,31 @@ private:
 /// Lists tasks in the order of their names.
 /// \throw Failure when the store fails; here and below.
 Json::Value listTasks(Session& session, const Json::Value& jFilter = Json::Value(Json::objectValue));
+
+/// Names of members of records.
+using Members = std::vector<const char*>;
+
+/// All members of a task record.
+extern const Members TASK_MEMBERS;
+
+/// \name Tasks in the order of their names, with some of their members: without scripts, thousands of them are cheap
+/// \param strWhere  a WHERE text.
+/// @{
+void forEachTask(Session& session, const Members& members, const std::string& strWhere,
+                 const std::function<void(Json::Value&&)>& fnTask);
+Json::Value listTaskMembers(Session& session, const Members& members, const std::string& strWhere = "1");
+/// @}
+
+/// WHERE texts for one task, for several, and for the tasks of an event.
+std::string whereTask(const std::string& strTask);
+std::string whereTasks(const std::set<std::string>& setTasks);
+std::string whereEvent(const std::string& strEvent);
+
+/// A WHERE text for tasks with a member that begins with a text.
+std::string whereBegins(const char* szMember, const std::string& strBegin);
+
+/// A WHERE text that all tasks match which wait for a task, and perhaps others.
+std::string whereAwaits(const std::string& strTask);
 
 /// Lists those of the named tasks that are there, in the order of their names, without scripts, so it is cheap. The
 /// members: task_name, event, depend_on_task, enable, owner, owner_name, run_the_same_time, time_limit, output_limit.
@@ -70,6 +96,9 @@ std::string sqlText(const std::string& strText);
 /// Lists run records by a WHERE text, the oldest first.
 /// \param cNewest  how many at most, the newest of those that match; 0 lists all.
 Json::Value listRuns(Session& session, const std::string& strWhere, unsigned cNewest = 0);
+
+/// The newest run of each task that has one, with some of its members.
+void forEachNewestRun(Session& session, const Members& members, const std::function<void(Json::Value&&)>& fnRun);
 
 /// Tells whether a WHERE text matches any run record.
 bool hasRun(Session& session, const std::string& strWhere);

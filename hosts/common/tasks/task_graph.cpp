@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <iterator>
 #include <set>
 
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
 #include "name_match.h"
+#include "name_patterns.h"
 
 namespace Host {
 
@@ -17,12 +19,27 @@ namespace {
 /// Store queries that one walk may cost. A graph of a few hundred tasks in layers stays far below it.
 constexpr unsigned MAX_QUERIES = 10000;
 
+using Names = std::vector<std::string>;
+
+/// The member of a map; nothing when it has none.
+const Names& namesAt(const std::map<std::string, Names>& mapNames, const std::string& strName) {
+  static const Names NONE;
+  const auto it = mapNames.find(strName);
+  return it != mapNames.end() ? it->second : NONE;
+}
+
 }  // namespace
 
-/// The cost of a walk from each task, in queries; 0 while it is being added up.
+/// What the patterns of the library match.
+struct TaskGraph::Matches {
+  std::map<std::string, Names> mapDependants;  ///< by name: the tasks that are found with it
+  std::map<std::string, Names> mapAwaited;     ///< by task: the names with which it is found
+};
+
+/// A walk in one direction, and what it found.
 struct TaskGraph::Walk {
-  std::map<std::string, unsigned> mapCost;
-  std::vector<std::string> vecPath;
+  bool blDown = true;                       ///< to the tasks that wait for a task; false: to those that it waits for
+  std::map<std::string, unsigned> mapCost;  ///< of a walk from each task, in queries; 0 while it is being added up
   std::vector<Endless> vecProblems;
 };
 
@@ -39,8 +56,11 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
     m_mapTasks.emplace(task.strName, std::move(task));
   }
-  for (const auto& [strName, task] : m_mapTasks) {
-    for (const std::string& strAwaited : std::set<std::string>(task.vecWaitsFor.begin(), task.vecWaitsFor.end())) {
+  for (auto& [strName, task] : m_mapTasks) {
+    m_mapEvents[task.strEvent].push_back(strName);
+    const std::set<std::string> setAwaited(task.vecWaitsFor.begin(), task.vecWaitsFor.end());
+    task.cAwaited = setAwaited.size();
+    for (const std::string& strAwaited : setAwaited) {
       m_mapDependants[strAwaited].push_back(strName);
     }
   }
@@ -53,20 +73,16 @@ const GraphTask* TaskGraph::find(const std::string& strName) const& {
 
 std::vector<const GraphTask*> TaskGraph::tasksOf(const std::string& strEvent) const& {
   std::vector<const GraphTask*> vecTasks;
-  for (const auto& [strName, task] : m_mapTasks) {
-    if (task.strEvent == strEvent) {
-      vecTasks.push_back(&task);
-    }
+  for (const std::string& strName : namesAt(m_mapEvents, strEvent)) {
+    vecTasks.push_back(find(strName));
   }
   return vecTasks;
 }
 
 std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName) const& {
   std::vector<const GraphTask*> vecTasks;
-  if (const auto it = m_mapDependants.find(strName); it != m_mapDependants.end()) {
-    for (const std::string& strOther : it->second) {
-      vecTasks.push_back(find(strOther));
-    }
+  for (const std::string& strOther : namesAt(m_mapDependants, strName)) {
+    vecTasks.push_back(find(strOther));
   }
   return vecTasks;
 }
@@ -74,18 +90,7 @@ std::vector<const GraphTask*> TaskGraph::dependantsOf(const std::string& strName
 std::vector<std::string> TaskGraph::withReachedBy(std::vector<std::string> vecNames) const {
   std::set<std::string> setSeen(vecNames.begin(), vecNames.end());
   for (std::size_t i = 0; i < vecNames.size(); ++i) {
-    const GraphTask* pTask = find(vecNames[i]);
-    if (pTask == nullptr || pTask->strDepend.empty()) {
-      continue;
-    }
-    std::vector<std::string> vecNext = pTask->vecWaitsFor;
-    // A pattern can also match across the brackets of two names.
-    for (const auto& [strOther, task] : m_mapTasks) {
-      if (matches(dependantPattern(strOther), pTask->strDepend)) {
-        vecNext.push_back(strOther);
-      }
-    }
-    for (const std::string& strNext : vecNext) {
+    for (const std::string& strNext : namesAt(patternMatches().mapAwaited, vecNames[i])) {
       if (setSeen.insert(strNext).second) {
         vecNames.push_back(strNext);
       }
@@ -107,11 +112,11 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
       setPlanned.insert(pTask->strName);
     }
   }
+  std::map<std::string, std::size_t> mapPlanned;  // how many of the tasks that a task waits for
   // The library also starts dependants of other events.
   for (std::size_t i = 0; i < vecPlan.size(); ++i) {
     for (const GraphTask* pTask : dependantsOf(vecPlan[i]->strName)) {
-      const bool blReady = std::all_of(pTask->vecWaitsFor.begin(), pTask->vecWaitsFor.end(),
-                                       [&](const std::string& strAwaited) { return setPlanned.count(strAwaited) > 0; });
+      const bool blReady = ++mapPlanned[pTask->strName] == pTask->cAwaited;
       if (blReady && canStart(*pTask) && setPlanned.insert(pTask->strName).second) {
         vecPlan.push_back(pTask);
       }
@@ -120,90 +125,132 @@ std::vector<const GraphTask*> TaskGraph::planOf(const std::string& strEvent) con
   return vecPlan;
 }
 
-const std::vector<std::string>& TaskGraph::matchesOf(const std::string& strName) const {
-  const auto [it, blNew] = m_mapMatches.try_emplace(strName);
-  std::vector<std::string>& vecNames = it->second;
-  if (!blNew) {
-    return vecNames;
+const TaskGraph::Matches& TaskGraph::patternMatches() const {
+  if (m_pMatches != nullptr) {
+    return *m_pMatches;
   }
-  const std::string strPattern = dependantPattern(strName);
-  for (const auto& [strOther, task] : m_mapTasks) {
-    if (!task.strDepend.empty() && matches(strPattern, task.strDepend)) {
-      vecNames.push_back(strOther);
+  m_pMatches = std::make_shared<Matches>();
+  std::set<std::string> setNames;
+  for (const auto& [strName, task] : m_mapTasks) {
+    setNames.insert(strName);
+    setNames.insert(task.vecWaitsFor.begin(), task.vecWaitsFor.end());
+  }
+  const NamePatterns patterns(setNames);
+  for (const auto& [strTask, task] : m_mapTasks) {
+    Names& vecAwaited = m_pMatches->mapAwaited[strTask] = task.vecWaitsFor;
+    for (const std::string& strName : patterns.namesIn(task.strDepend)) {
+      m_pMatches->mapDependants[strName].push_back(strTask);
+      if (find(strName) != nullptr) {
+        vecAwaited.push_back(strName);
+      }
     }
   }
-  return vecNames;
+  return *m_pMatches;
 }
 
-void TaskGraph::walkDown(const std::string& strName, Walk& walk) const {
-  walk.mapCost[strName] = 0;
-  walk.vecPath.push_back(strName);
-  unsigned cQueries = 1;
-  for (const std::string& strNext : matchesOf(strName)) {
-    const auto it = walk.mapCost.find(strNext);
-    if (it == walk.mapCost.end()) {
-      walkDown(strNext, walk);
-    } else if (it->second == 0) {
-      std::vector<std::string> vecCircle(std::find(walk.vecPath.begin(), walk.vecPath.end(), strNext),
-                                         walk.vecPath.end());
-      // The same text wherever the walk entered the circle.
-      std::rotate(vecCircle.begin(), std::min_element(vecCircle.begin(), vecCircle.end()), vecCircle.end());
-      walk.vecProblems.push_back({fmt::format("the tasks wait for each other in a circle: {} -> {}",
-                                              fmt::join(vecCircle, " -> "), vecCircle.front()),
-                                  vecCircle.front(), vecCircle.back()});
-    }
-    cQueries = std::min(cQueries + walk.mapCost[strNext], MAX_QUERIES + 1);
+const std::vector<std::string>& TaskGraph::nextOf(const std::string& strName, const Walk& walk) const {
+  static const Names NONE;
+  if (walk.blDown) {
+    return namesAt(patternMatches().mapDependants, strName);
   }
-  walk.vecPath.pop_back();
-  walk.mapCost[strName] = cQueries;
-  if (cQueries > MAX_QUERIES) {
-    walk.vecProblems.push_back(
-        {fmt::format("too many paths through the tasks that wait for \"{}\": an execution would query the store more "
-                     "than {} times",
-                     strName, MAX_QUERIES),
-         strName, ""});
-  }
-}
-
-void TaskGraph::walkUp(const std::string& strName, Walk& walk) const {
-  // walkDown() finds the circles.
-  walk.mapCost[strName] = 1;
-  unsigned cQueries = 1;
   const GraphTask* pTask = find(strName);
-  for (const std::string& strAwaited : pTask != nullptr ? pTask->vecWaitsFor : std::vector<std::string>()) {
-    if (walk.mapCost.count(strAwaited) == 0) {
-      walkUp(strAwaited, walk);
+  return pTask != nullptr ? pTask->vecWaitsFor : NONE;
+}
+
+/// A task on the way of a walk, and how far its next tasks have been walked.
+struct TaskGraph::Stop {
+  std::string strName;
+  const std::vector<std::string>* pNext;
+  std::size_t iNext = 0;
+  unsigned cQueries = 1;
+};
+
+/// Without recursion: a chain may have any length.
+void TaskGraph::walkFrom(const std::string& strName, Walk& walk) const {
+  // A circle is found on the way down; up, it costs nothing more.
+  const unsigned cBegun = walk.blDown ? 0 : 1;
+  if (!walk.mapCost.emplace(strName, cBegun).second) {
+    return;
+  }
+  std::vector<Stop> vecPath = {{strName, &nextOf(strName, walk)}};
+  while (!vecPath.empty()) {
+    Stop& stop = vecPath.back();
+    if (stop.iNext == stop.pNext->size()) {
+      walk.mapCost[stop.strName] = stop.cQueries;
+      noteCost(stop, walk);
+      vecPath.pop_back();
+      continue;
     }
-    cQueries = std::min(cQueries + walk.mapCost[strAwaited], MAX_QUERIES + 1);
+    const std::string& strNext = (*stop.pNext)[stop.iNext];
+    const auto [it, blNew] = walk.mapCost.emplace(strNext, cBegun);
+    if (blNew) {
+      // Its cost is known when this is reached again.
+      vecPath.push_back({strNext, &nextOf(strNext, walk)});
+      continue;
+    }
+    if (it->second == 0) {
+      noteCircle(vecPath, strNext, walk);
+    }
+    stop.cQueries = std::min(stop.cQueries + it->second, MAX_QUERIES + 1);
+    ++stop.iNext;
   }
-  walk.mapCost[strName] = cQueries;
-  if (cQueries > MAX_QUERIES) {
-    walk.vecProblems.push_back(
-        {fmt::format("too many paths through the tasks that \"{}\" waits for: an execution would query the store more "
-                     "than {} times",
-                     strName, MAX_QUERIES),
-         strName, ""});
+}
+
+void TaskGraph::noteCircle(const std::vector<Stop>& vecPath, const std::string& strEntry, Walk& walk) {
+  Names vecCircle;
+  const auto itEntry =
+      std::find_if(vecPath.begin(), vecPath.end(), [&](const Stop& stop) { return stop.strName == strEntry; });
+  std::transform(itEntry, vecPath.end(), std::back_inserter(vecCircle), [](const Stop& stop) { return stop.strName; });
+  // The same text wherever the walk entered the circle.
+  std::rotate(vecCircle.begin(), std::min_element(vecCircle.begin(), vecCircle.end()), vecCircle.end());
+  walk.vecProblems.push_back({fmt::format("the tasks wait for each other in a circle: {} -> {}",
+                                          fmt::join(vecCircle, " -> "), vecCircle.front()),
+                              vecCircle.front(), vecCircle.back()});
+}
+
+void TaskGraph::noteCost(const Stop& stop, Walk& walk) {
+  if (stop.cQueries <= MAX_QUERIES) {
+    return;
   }
+  const std::string strTasks =
+      walk.blDown ? fmt::format("wait for \"{}\"", stop.strName) : fmt::format("\"{}\" waits for", stop.strName);
+  walk.vecProblems.push_back({fmt::format("too many paths through the tasks that {}: an execution would query the "
+                                          "store more than {} times",
+                                          strTasks, MAX_QUERIES),
+                              stop.strName, ""});
 }
 
 std::vector<std::string> TaskGraph::whyEndless(const std::vector<std::string>& vecNames) const {
   std::vector<std::string> vecReasons;
+  if (!hasEndlessWalk()) {
+    return vecReasons;
+  }
   for (Endless& endless : endlessWalks(vecNames)) {
     vecReasons.push_back(std::move(endless.strText));
   }
   return vecReasons;
 }
 
+bool TaskGraph::hasEndlessWalk() const {
+  if (!m_blEndless) {
+    std::vector<std::string> vecAll;
+    for (const auto& [strName, task] : m_mapTasks) {
+      vecAll.push_back(strName);
+      // A walk may begin at a name without a task.
+      vecAll.insert(vecAll.end(), task.vecWaitsFor.begin(), task.vecWaitsFor.end());
+    }
+    m_blEndless = !endlessWalks(vecAll).empty();
+  }
+  return *m_blEndless;
+}
+
 std::vector<TaskGraph::Endless> TaskGraph::endlessWalks(const std::vector<std::string>& vecNames) const {
   Walk down;
   Walk up;
+  up.blDown = false;
   for (const std::string& strName : vecNames) {
-    if (down.mapCost.count(strName) == 0) {
-      walkDown(strName, down);
-    }
-    if (up.mapCost.count(strName) == 0) {
-      walkUp(strName, up);
-    }
+    walkFrom(strName, down);
+    walkFrom(strName, up);
   }
   std::vector<Endless> vecProblems = std::move(down.vecProblems);
   vecProblems.insert(vecProblems.end(), up.vecProblems.begin(), up.vecProblems.end());
@@ -213,31 +260,59 @@ std::vector<TaskGraph::Endless> TaskGraph::endlessWalks(const std::vector<std::s
   return vecProblems;
 }
 
-/// The names that could match a name, or be matched by it. All others need no comparison: without a pattern, only the
-/// letter case can differ.
-std::vector<std::string> TaskGraph::namesLike(const std::string& strName) const {
-  if (m_mapFolded.empty()) {
-    for (const auto& [strOther, task] : m_mapTasks) {
-      m_mapFolded[folded(strOther)].push_back(strOther);
-      if (isPattern(strOther)) {
-        m_vecPatterns.push_back(strOther);
+namespace {
+
+using Edges = std::map<std::string, std::vector<std::string>>;
+
+/// Removes the tasks without a way to them, and then those that have none left.
+void removeEnds(std::set<std::string>& setTasks, const Edges& mapNext) {
+  std::map<std::string, std::size_t> mapWays;
+  for (const std::string& strTask : setTasks) {
+    for (const std::string& strNext : namesAt(mapNext, strTask)) {
+      ++mapWays[strNext];
+    }
+  }
+  std::vector<std::string> vecEnds;
+  std::copy_if(setTasks.begin(), setTasks.end(), std::back_inserter(vecEnds),
+               [&](const std::string& strTask) { return mapWays.count(strTask) == 0; });
+  while (!vecEnds.empty()) {
+    const std::string strEnd = std::move(vecEnds.back());
+    vecEnds.pop_back();
+    setTasks.erase(strEnd);
+    for (const std::string& strNext : namesAt(mapNext, strEnd)) {
+      if (--mapWays[strNext] == 0) {
+        vecEnds.push_back(strNext);
       }
     }
   }
-  std::set<std::string> setNames(m_vecPatterns.begin(), m_vecPatterns.end());
-  if (isPattern(strName)) {
-    for (const auto& [strOther, task] : m_mapTasks) {
-      setNames.insert(strOther);
+}
+
+}  // namespace
+
+std::set<std::string> TaskGraph::tasksBetweenCircles() const {
+  std::set<std::string> setTasks;
+  Edges mapAwaited;
+  for (const auto& [strName, task] : m_mapTasks) {
+    setTasks.insert(setTasks.end(), strName);
+    for (const std::string& strAwaited : std::set<std::string>(task.vecWaitsFor.begin(), task.vecWaitsFor.end())) {
+      mapAwaited[strName].push_back(strAwaited);
     }
-  } else if (const auto it = m_mapFolded.find(folded(strName)); it != m_mapFolded.end()) {
-    setNames.insert(it->second.begin(), it->second.end());
   }
-  return {setNames.begin(), setNames.end()};
+  removeEnds(setTasks, m_mapDependants);
+  removeEnds(setTasks, mapAwaited);
+  return setTasks;
 }
 
 std::vector<std::string> TaskGraph::whyConfused(const std::string& strName, const std::string& strBesides) const {
   std::vector<std::string> vecReasons;
-  for (const std::string& strOther : namesLike(strName)) {
+  if (m_pPatterns == nullptr) {
+    std::set<std::string> setNames;
+    for (const auto& [strOther, task] : m_mapTasks) {
+      setNames.insert(setNames.end(), strOther);
+    }
+    m_pPatterns = std::make_shared<NamePatterns>(setNames);
+  }
+  for (const std::string& strOther : m_pPatterns->namesLike(strName)) {
     if (strOther == strName || strOther == strBesides) {
       continue;
     }

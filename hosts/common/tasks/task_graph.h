@@ -9,13 +9,17 @@
 
 #include <json/value.h>
 #include <map>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "task_owner.h"
 
 namespace Host {
+
+class NamePatterns;
 
 struct GraphTask {
   std::string strName;
@@ -24,6 +28,7 @@ struct GraphTask {
   Json::Int64 iOwner = -1;
   std::string strOwner;                  ///< the owner's name as it is stored
   std::vector<std::string> vecWaitsFor;  ///< as its record lists them
+  std::size_t cAwaited = 0;              ///< how many different names that are
   std::string strDepend;                 ///< the list as it is stored
   bool blRoot = false;                   ///< the list is the empty text
 };
@@ -57,6 +62,9 @@ public:
   std::vector<const GraphTask*> planOf(const std::string& strEvent) const&;
   std::vector<const GraphTask*> planOf(const std::string&) const&& = delete;
 
+  /// Tells whether a walk from any task would not end in reasonable time. Cheap when it is asked again.
+  bool hasEndlessWalk() const;
+
   /// Says why a walk from one of these tasks, in either direction, would not end in reasonable time.
   /// \return a sentence for each problem; empty when there is none.
   std::vector<std::string> whyEndless(const std::vector<std::string>& vecNames) const;
@@ -71,6 +79,9 @@ public:
   /// Like whyEndless(), with the tasks of each problem.
   std::vector<Endless> endlessWalks(const std::vector<std::string>& vecNames) const;
 
+  /// The tasks that wait for themselves through others, and those on a way from one circle to another.
+  std::set<std::string> tasksBetweenCircles() const;
+
   /// Tells which other tasks the library could take for this one.
   /// \param strBesides  a task that is not compared.
   /// \return a sentence for each task.
@@ -80,20 +91,24 @@ public:
   std::vector<std::string> whyUnsafe(const std::vector<const GraphTask*>& vecTasks) const;
 
 private:
+  struct Matches;
+  struct Stop;
   struct Walk;
 
-  const std::vector<std::string>& matchesOf(const std::string& strName) const;
+  const Matches& patternMatches() const;
+  const std::vector<std::string>& nextOf(const std::string& strName, const Walk& walk) const;
+  void walkFrom(const std::string& strName, Walk& walk) const;
+  static void noteCircle(const std::vector<Stop>& vecPath, const std::string& strEntry, Walk& walk);
+  static void noteCost(const Stop& stop, Walk& walk);
   bool canStart(const GraphTask& task) const { return task.blEnabled && !ownerProblem(task); }
-  std::vector<std::string> namesLike(const std::string& strName) const;
-  void walkDown(const std::string& strName, Walk& walk) const;
-  void walkUp(const std::string& strName, Walk& walk) const;
 
   std::map<std::string, GraphTask> m_mapTasks;
   mutable OwnerCheck m_owners;
-  mutable std::map<std::string, std::vector<std::string>> m_mapMatches;  ///< results of matchesOf()
-  std::map<std::string, std::vector<std::string>> m_mapDependants;       ///< by name: its dependants, by name
-  mutable std::map<std::string, std::vector<std::string>> m_mapFolded;   ///< names by their form in small letters
-  mutable std::vector<std::string> m_vecPatterns;                        ///< names that can match others as patterns
+  std::map<std::string, std::vector<std::string>> m_mapEvents;      ///< by event: its tasks, by name
+  std::map<std::string, std::vector<std::string>> m_mapDependants;  ///< by name: its dependants, by name
+  mutable std::shared_ptr<Matches> m_pMatches;                      ///< made when it is first needed; here and below
+  mutable std::shared_ptr<NamePatterns> m_pPatterns;                ///< the names of all tasks
+  mutable std::optional<bool> m_blEndless;                          ///< result of hasEndlessWalk()
 };
 
 }  // namespace Host

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -11,7 +10,6 @@
 #include "eorvascheduler.h"
 #include "orva_platform.h"
 
-#include "common/events/event_catalogue.h"
 #include "common/server/users.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
@@ -29,20 +27,20 @@ namespace {
 constexpr Json::Int64 MAX_TIME_LIMIT = 2147483647;
 constexpr std::size_t MAX_DESCRIPTION = 1000;
 
-bool isCatalogueEvent(const std::string& strEvent) {
-  const std::vector<Event> vecEvents = eventCatalogue();
-  return std::any_of(vecEvents.begin(), vecEvents.end(), [&](const Event& event) { return event.strName == strEvent; });
-}
-
 class Checker {
 public:
   /// \param jTasks  the other stored tasks.
   Checker(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events)
-      : m_jTask(jTask), m_jTasks(jTasks), m_events(events), m_ownGraph(std::in_place, jTasks), m_graph(*m_ownGraph) {}
+      : m_jTask(jTask),
+        m_jTasks(jTasks),
+        m_events(events),
+        m_ownGraph(std::in_place, jTasks),
+        m_graph(*m_ownGraph),
+        m_facts(m_ownFacts) {}
 
   /// \param graph  all tasks, with this one.
-  Checker(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events)
-      : m_jTask(jTask), m_jTasks(Json::Value::nullSingleton()), m_events(events), m_graph(graph) {}
+  Checker(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts)
+      : m_jTask(jTask), m_jTasks(Json::Value::nullSingleton()), m_events(events), m_graph(graph), m_facts(facts) {}
 
   /// The rules about the task itself and the tasks that it waits for.
   Findings runAlone() {
@@ -119,7 +117,7 @@ private:
     if (const std::optional<std::string> strEvent = text("event")) {
       if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
         error("event", std::move(strWhy));
-      } else if (m_events == AllowedEvents::CATALOGUE && !isCatalogueEvent(*strEvent)) {
+      } else if (m_events == AllowedEvents::CATALOGUE && !m_facts.isCatalogueEvent(*strEvent)) {
         error("event", fmt::format("unknown event \"{}\"", *strEvent));
         m_findings.hint = {Hint::ALLOW_ANY_EVENT};
       }
@@ -145,13 +143,11 @@ private:
                                             : fmt::format("there is no user \"{}\"", strUid));
       return;
     }
-    PORVAUSER pUser = nullptr;
-    ORVAUserGetByUID(static_cast<uid_t>(iUid), &pUser);
-    const std::unique_ptr<ORVAUSER, decltype(&ORVAUserFree)> guard(pUser, &ORVAUserFree);
-    if (pUser == nullptr) {
+    const std::string& strUser = m_facts.userName(static_cast<uid_t>(iUid));
+    if (strUser.empty()) {
       error("owner", fmt::format("there is no user with the id {}", iUid));
-    } else if (!jOwner[strUid].isString() || jOwner[strUid].asString() != pUser->szName) {
-      error("owner", fmt::format("the user with the id {} is {}", iUid, pUser->szName));
+    } else if (!jOwner[strUid].isString() || jOwner[strUid].asString() != strUser) {
+      error("owner", fmt::format("the user with the id {} is {}", iUid, strUser));
     } else {
       checkOwnerReading(iUid);
     }
@@ -253,8 +249,8 @@ private:
   }
 
   void checkScriptFolder() {
-    if (std::string strWarning = warnAboutScriptFolder(); !strWarning.empty()) {
-      m_findings.vecWarnings.push_back({"operation", std::move(strWarning)});
+    if (const std::string& strWarning = m_facts.scriptFolderWarning(); !strWarning.empty()) {
+      m_findings.vecWarnings.push_back({"operation", strWarning});
     }
   }
 
@@ -291,6 +287,9 @@ private:
   }
 
   void checkWalks(const TaskGraph& graph) {
+    if (!graph.hasEndlessWalk()) {
+      return;
+    }
     const std::string strTask = textOf(m_jTask, "task_name");
     std::vector<std::string> vecNames = {strTask};
     for (const GraphTask* pTask : graph.dependantsOf(strTask)) {
@@ -306,6 +305,8 @@ private:
   const AllowedEvents m_events;
   const std::optional<TaskGraph> m_ownGraph;  ///< empty when the caller built one for all tasks
   const TaskGraph& m_graph;
+  ServerFacts m_ownFacts;
+  ServerFacts& m_facts;
   Findings m_findings;
 };
 
@@ -387,13 +388,13 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
   return findings;
 }
 
-Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events) {
-  return Checker(jTask, graph, events).run();
+Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts) {
+  return Checker(jTask, graph, events, facts).run();
 }
 
-Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph) {
+Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph, ServerFacts& facts) {
   const Json::Value jTask = requestOf(jStored);
-  return Checker(jTask, graph, AllowedEvents::ANY).runAlone();
+  return Checker(jTask, graph, AllowedEvents::ANY, facts).runAlone();
 }
 
 }  // namespace Host

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/support/failure.h"
+#include "server_facts.h"
 #include "task_graph.h"
 
 namespace Host {
@@ -54,11 +55,11 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
 
 /// Checks one of many new tasks, like checkNewTask(), with a graph that is built once for all of them.
 /// \param graph  the tasks as they will be, this one among them.
-Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events);
+Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts);
 
 /// Checks a stored task: its users or programs may no longer exist, or another program stored it. Its event may have
 /// any name. When a task waits for one of another event, only the task that waits is reported.
 /// \param graph  the stored tasks.
-Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph);
+Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph, ServerFacts& facts);
 
 }  // namespace Host

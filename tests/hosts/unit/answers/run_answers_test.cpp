@@ -87,8 +87,8 @@ TEST(RunAnswers, DifferenceOfScriptsTellsWhetherTheyAreEqual) {
 
 TEST(RunAnswers, PrunedRunsAndOutputHaveTheirSizes) {
   PruneResult result;
-  result.vecRuns = {{objectOf({{"result_id", 4}, {"task_name", "a"}}), "a", 10, 100}};
-  result.vecOutputs = {{Json::Value(), "b~1", 20, 23}};
+  result.queRuns = {{4, "a", "a", 10, 100}};
+  result.queOutputs = {{0, "", "b~1", 20, 23}};
   result.vecProblems = {"cannot remove c"};
   const Json::Value jOut = pruneForPrograms(result, true);
   EXPECT_EQ(jOut["dry_run"], true);

@@ -150,8 +150,8 @@ TEST_P(LateTimes, TheOldestOutputIsRemovedFirst) {
   keepOutput(BEFORE);
   keepOutput(GetParam());
   const PruneResult result = pruneRuns(session, settings, false);
-  ASSERT_EQ(result.vecOutputs.size(), 1U);
-  EXPECT_EQ(result.vecOutputs[0].iStartTime, BEFORE);
+  ASSERT_EQ(result.queOutputs.size(), 1U);
+  EXPECT_EQ(result.queOutputs[0].iStartTime, BEFORE);
   EXPECT_TRUE(std::filesystem::exists(fmt::format("{}/a/{}", PLACE, iNew)));
 }
 

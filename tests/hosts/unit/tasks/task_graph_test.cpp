@@ -4,12 +4,15 @@
 
 #include <algorithm>
 #include <gmock/gmock.h>
+#include <json/writer.h>
 #include <random>
 #include <sqlite3.h>
 
+#include "common/reasons/reason.h"
 #include "common/store/session.h"
 #include "common/tasks/dependency_list.h"
 #include "fresh_host.h"
+#include "processor_time.h"
 
 using namespace Host;
 
@@ -135,4 +138,51 @@ TEST_F(TaskGraphs, SomeWalkFailsOrGoesOnWithoutEndInGraphsThatAreRefused) {
     store(jTasks);
     EXPECT_FALSE(walksAll(jTasks)) << jTasks;
   }
+}
+
+namespace {
+
+enum class Shape { CHAIN, CHAIN_BEHIND_DISABLED, EVENT_EACH };
+
+/// Names with "_" are patterns for the store.
+Json::Value manyTasks(unsigned cTasks, Shape shape) {
+  Json::Value jTasks(Json::arrayValue);
+  for (unsigned i = 0; i < cTasks; ++i) {
+    Json::Value& jTask = jTasks.append(Json::objectValue);
+    jTask["task_name"] = "link_" + std::to_string(i);
+    jTask["event"] = shape == Shape::EVENT_EACH ? "event-" + std::to_string(i) : "bootup";
+    jTask["enable"] = i > 0 || shape != Shape::CHAIN_BEHIND_DISABLED;
+    jTask["depend_on_task"] =
+        i == 0 || shape == Shape::EVENT_EACH ? std::string() : "[link_" + std::to_string(i - 1) + "]";
+  }
+  return jTasks;
+}
+
+double timeOfAll(unsigned cTasks, Shape shape) {
+  const Json::Value jTasks = manyTasks(cTasks, shape);
+  return HostTest::processorTime([&] {
+    const TaskGraph graph(jTasks);
+    Reasons reasons(graph);
+    std::size_t cFound = 0;
+    for (const Json::Value& jTask : jTasks) {
+      const GraphTask& task = *graph.find(jTask["task_name"].asString());
+      cFound += reasons.of(task).size() + graph.whyConfused(task.strName).size();
+      cFound += graph.hasEndlessWalk() ? 1 : 0;
+    }
+    EXPECT_EQ(cFound, shape == Shape::CHAIN_BEHIND_DISABLED ? cTasks : 0U);
+  });
+}
+
+}  // namespace
+
+TEST(ManyTasks, CostAsMuchAsTheyAreMany) {
+  for (const Shape shape : {Shape::CHAIN, Shape::CHAIN_BEHIND_DISABLED, Shape::EVENT_EACH}) {
+    const double few = timeOfAll(1000, shape);
+    // Four times as many: with squares, sixteen times the work.
+    EXPECT_LT(timeOfAll(4000, shape), few * 9) << static_cast<int>(shape) << " " << few;
+  }
+}
+
+TEST(ManyTasks, AreWalkedWithoutRecursion) {
+  EXPECT_TRUE(TaskGraph(manyTasks(30'000, Shape::CHAIN)).hasEndlessWalk());
 }
