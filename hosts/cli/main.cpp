@@ -102,8 +102,9 @@ void parse(CLI::App& app, int argc, char** argv) {
 }
 
 /// Writes to standard error, and ignores errors there.
-void complain(const std::string& strText) {
-  std::fputs(fmt::format("eorva: {}\n", Host::asMessage(strText)).c_str(), stderr);
+/// \param strAdvice  whole lines of our own, below the text.
+void complain(const std::string& strText, const std::string& strAdvice = {}) {
+  std::fputs(fmt::format("eorva: {}\n{}", Host::asMessage(strText), strAdvice).c_str(), stderr);
 }
 
 /// A change that was killed or lost power is finished or undone by the next command.
@@ -122,7 +123,7 @@ int runCommandLine(int argc, char** argv) {
     buildCommandLine(app, context);
     parse(app, argc, argv);
   } catch (const Host::UsageFailure& error) {
-    complain(fmt::format("{}\nTry 'eorva --help'.", error.what()));
+    complain(error.what(), "Try 'eorva --help'.\n");
     return EXIT_USAGE;
   } catch (const CLI::ParseError& error) {
     // The parser throws help and version, too, with code 0.
@@ -139,7 +140,7 @@ int runCommandLine(int argc, char** argv) {
     flushOutput();
     return iResult;
   } catch (const Host::UsageFailure& error) {
-    complain(fmt::format("{}\nTry '{} --help'.", error.what(), typedCommand(app)));
+    complain(error.what(), fmt::format("Try '{} --help'.\n", typedCommand(app)));
     return EXIT_USAGE;
   }
 }

@@ -1,5 +1,7 @@
 #include <array>
 #include <cerrno>
+#include <cstdint>
+#include <limits>
 #include <time.h>
 
 #include "orva_platform.h"
@@ -12,6 +14,7 @@ namespace {
 
 constexpr int FIRST_YEAR_OF_TM = 1900;
 constexpr int LAST_YEAR = 9999;
+constexpr long FIRST_STORED = std::numeric_limits<std::int32_t>::min();
 constexpr time_t STORED_TIMES = time_t{1} << 32;
 constexpr long SECONDS_PER_MINUTE = 60;
 constexpr long MINUTES_PER_HOUR = 60;
@@ -43,7 +46,7 @@ bool hasRendering(const tm& time) {
 
 int ORVA_JSON_DB::convert2ReadableTime(long lTime, std::string& strOut, int iFormat) {
   // Stored times have 32 bits, so from 2038 on they continue below 0. No time before 1970 is stored.
-  const time_t iTime = lTime < 0 ? lTime + STORED_TIMES : lTime;
+  const time_t iTime = lTime < 0 && lTime >= FIRST_STORED ? lTime + STORED_TIMES : lTime;
   tm time{};
   if (localtime_r(&iTime, &time) == nullptr || !hasRendering(time)) {
     SET_LAST_ERROR(EOVERFLOW);

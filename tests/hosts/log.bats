@@ -61,7 +61,7 @@ setup() {
   printf '{"args":["a\\n2026 \\u001b[31mfake"],"code":"0x14400004","level":2,"pid":1,"time":1000}\n' >/var/log/orva/event.jsonl
   run -0 eorva log
   same "lines" 1 "${#lines[@]}"
-  says 'warning  Task "a 2026 ^[[31mfake" was created.'
+  says 'warning  Task "a^J2026 ^[[31mfake" was created.'
 }
 
 @test "a server without events has an empty log" {

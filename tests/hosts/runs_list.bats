@@ -9,11 +9,11 @@ setup() {
   add_task two shutdown bob 'exit 0'
   # Run N started N hours after the epoch.
   sqlite3 "$DATABASE" "
-    insert into task_result (result_id, task_name, trigger_event, start_time, stop_time, exit_info, pid) values
-      (1, 'one', 'bootup',    3600,  3660, '{\"exit_code\":0,\"exit_type\":\"normal\"}', 1),
-      (2, 'two', 'shutdown',  7200,  7260, '{\"exit_code\":2,\"exit_type\":\"by_signal\"}', 1),
-      (3, 'one', 'on_demand', 10800, 10860, '{\"exit_code\":1,\"exit_type\":\"normal\"}', 1),
-      (4, 'one', 'bootup',    14400, 14460, 'no JSON', 1);"
+    insert into task_result (result_id, task_name, trigger_event, start_time, stop_time, exit_info, pid, owner) values
+      (1, 'one', 'bootup',    3600,  3660, '{\"exit_code\":0,\"exit_type\":\"normal\"}', 1, 7001),
+      (2, 'two', 'shutdown',  7200,  7260, '{\"exit_code\":2,\"exit_type\":\"by_signal\"}', 1, 7002),
+      (3, 'one', 'on_demand', 10800, 10860, '{\"exit_code\":1,\"exit_type\":\"normal\"}', 1, 7001),
+      (4, 'one', 'bootup',    14400, 14460, 'no JSON', 1, 7001);"
 }
 
 numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }

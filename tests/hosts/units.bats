@@ -12,7 +12,7 @@ LIMITS=(
   # These talk to other programs over the network.
   ups-low-battery:22 ups-on-battery:22
   # Removes files in any share.
-  prune:23
+  prune:25
   # Must see the mounts of the server.
   volume-mounted:31 volume-unmounted:31
   # Runs the mail program of the server.

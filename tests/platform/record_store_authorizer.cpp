@@ -157,7 +157,7 @@ TEST_F(WhereClauseAttack, GuardHoldsInsideATransactionAndLeavesItOpen) {
   jFilter["orvaSqlWhereFilter"] = "1); COMMIT; SELECT (1";
   Json::Value jOut;
   EXPECT_EQ(-1, m_tasks.recList(jFilter, jOut));
-  expectFailure("task, recList: more than one statement");
+  expectFailure("task, recList: near \";\": syntax error");
   EXPECT_EQ(0, sqlite3_get_autocommit(m_pDb.get()));
   runSql(m_pDb.get(), "ROLLBACK");
   EXPECT_EQ("hidden", queryText(m_pDb.get(), "SELECT word FROM other"));

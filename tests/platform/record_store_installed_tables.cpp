@@ -94,7 +94,8 @@ TEST_F(InstalledTables, EveryFilterInUseHasAnIndex) {
        }) {
     EXPECT_THAT(plan(szQuery), testing::AnyOf(HasSubstr("USING INDEX"), HasSubstr("USING INTEGER PRIMARY KEY")))
         << szQuery;
-    EXPECT_THAT(plan(szQuery), Not(HasSubstr("SCAN "))) << szQuery;
+    // That index holds the few rows that are looked for, and nothing else.
+    EXPECT_THAT(plan(szQuery), testing::AnyOf(Not(HasSubstr("SCAN ")), HasSubstr("INDEX task_result_open"))) << szQuery;
     EXPECT_THAT(plan(szQuery), Not(HasSubstr("TEMP B-TREE"))) << szQuery;
   }
 }

@@ -18,6 +18,7 @@ struct Member {
   const char* szName;
   Json::ValueType type;
   bool blRequired = true;
+  bool blNullable = false;
 };
 
 /// Every member that a request sets, without those that the engine keeps in a record.
@@ -34,7 +35,7 @@ constexpr std::array<Member, 14> MEMBERS = {{
     {"notify_if_error", Json::booleanValue},
     {"notify_mail", Json::stringValue},
     {"time_limit", Json::intValue},
-    {"output_limit", Json::intValue, false},
+    {"output_limit", Json::intValue, false, true},
     {"description", Json::stringValue, false},
 }};
 
@@ -84,7 +85,7 @@ std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value&
       if (member.blRequired) {
         vecWrong.emplace_back(member.szName, "is missing");
       }
-    } else if (!hasType(jTask[member.szName], member.type) && (member.blRequired || !jTask[member.szName].isNull())) {
+    } else if (!hasType(jTask[member.szName], member.type) && !(member.blNullable && jTask[member.szName].isNull())) {
       vecWrong.emplace_back(member.szName, fmt::format("must be {}", typeName(member.type)));
     }
   }
