@@ -177,7 +177,8 @@ TEST_F(Failures, DamagedFileIsAFailureNotACrash) {
   runSql(m_pDb.get(), "PRAGMA wal_checkpoint(TRUNCATE)");
   const std::string strPath = m_folder.path("damaged.db");
   std::string strBytes = readFile(m_folder.path("test.db"));
-  const std::size_t iPage = std::stoul(queryText(m_pDb.get(), "SELECT rootpage FROM sqlite_schema WHERE name = 'task'"));
+  const std::size_t iPage =
+      std::stoul(queryText(m_pDb.get(), "SELECT rootpage FROM sqlite_schema WHERE name = 'task'"));
   for (std::size_t iByte = (iPage - 1) * 4096; iByte < iPage * 4096; ++iByte) {
     strBytes[iByte] = static_cast<char>(iByte * 131);
   }

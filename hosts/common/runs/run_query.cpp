@@ -56,7 +56,8 @@ Json::Value newestRunOf(Session& session, const std::string& strTask) {
 
 std::map<std::string, Json::Value> newestRunOfEach(Session& session) {
   std::map<std::string, Json::Value> mapRuns;
-  forEachNewestRun(session, {"result_id", "task_name", "start_time", "stop_time", "exit_info", "ended_by", "shell_status"},
+  forEachNewestRun(session,
+                   {"result_id", "task_name", "start_time", "stop_time", "exit_info", "ended_by", "shell_status"},
                    [&](Json::Value&& jRun) { mapRuns[textOf(jRun, "task_name")] = std::move(jRun); });
   return mapRuns;
 }

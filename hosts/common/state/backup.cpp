@@ -86,7 +86,8 @@ void addFiles(const Database& backup, const std::string& strFile) {
 }
 
 void makeBackup(const BackupTarget& target, int fd, const std::string& strFile, EmptyBackup empty) {
-  copyDatabase(openStore(), openFileDatabase(fd, Access::WRITE, strFile), DATABASE_PATH);
+  copyDatabase(openStore(), openFileDatabase(fd, Access::WRITE, strFile),
+               fmt::format("{} to {}", DATABASE_PATH, strFile));
   // The copy has the format of its source; SQLite takes note of it when it opens a file.
   const Database backup = openFileDatabase(fd, Access::WRITE, strFile);
   requireIntact(backup, strFile);
