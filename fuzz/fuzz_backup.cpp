@@ -25,11 +25,11 @@ std::string g_strGood;
 /// One change is two bytes for the place in a page, one for the page, one for the number of bytes, and the bytes.
 std::string changed(std::string_view strChanges) {
   constexpr std::size_t HEADER = 4;
-  const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(strChanges[i]); };
+  const auto byteAt = [&](std::size_t i) { return std::size_t{static_cast<unsigned char>(strChanges[i])}; };
   std::string strFile = g_strGood;
   while (strChanges.size() > HEADER) {
     const std::size_t iPage = byteAt(0) % (strFile.size() / CB_PAGE) * CB_PAGE;
-    const std::size_t iByte = iPage + (byteAt(1) << 8U | byteAt(2)) % (CB_PAGE - MAX_BYTES);
+    const std::size_t iByte = iPage + (byteAt(1) << 8 | byteAt(2)) % (CB_PAGE - MAX_BYTES);
     const std::size_t cb = std::min(byteAt(3) % MAX_BYTES + 1, strChanges.size() - HEADER);
     strFile.replace(iByte, cb, strChanges.substr(HEADER, cb));
     strChanges.remove_prefix(HEADER + cb);
