@@ -76,8 +76,11 @@ int OrvaJsonDbApi::Impl::create(const Json::Value& jIn, Json::Value& jOut) {
 }
 
 bool OrvaJsonDbApi::Impl::hasRowNumbers() const {
+  int iKey = 0;
+  // A column of the table's own can have this name. It is the number of the row only when it is the key.
   return sqlite3_table_column_metadata(m_pDb, "main", m_definition.table().c_str(), "rowid", nullptr, nullptr, nullptr,
-                                       nullptr, nullptr) == SQLITE_OK;
+                                       &iKey, nullptr) == SQLITE_OK &&
+         iKey != 0;
 }
 
 template <typename Take>

@@ -51,6 +51,20 @@ takes() { du -k "$KEPT/$1"/*/output.log | cut -f 1; }
   [[ $(tr -d '1-9\n' <followed | head -c 200 | wc -c) -lt 100 ]]
 }
 
+@test "a run that ended well stays so when the full disk has no room for the last line" {
+  eorva config set output_limit=4K >/dev/null
+  mount -t tmpfs -o size=400k,mode=711 tmpfs "$KEPT"
+  mkfifo -m 666 /tmp/go
+  add_task full bootup alice 'head -c 100000 /dev/zero; read -r line </tmp/go; cat /dev/zero >"${0%/*}/rest" 2>/dev/null; exit 0'
+  eorva run full >/dev/null &
+  wait_until runs_are 1
+  wait_until eval '[[ $(size full) == 100000 ]] && (($(takes full) <= 8))'
+  echo >/tmp/go
+  wait %1
+  same "on record" '[100000,{"exit":0}]' "$(eorva runs show 1 --json | jq -c '[.output_cut, .end]')"
+  umount -l "$KEPT"
+}
+
 @test "a task has its own limit, or none" {
   add_task own bootup alice 'yes | head -c 300000' --output-limit 200K
   add_task free bootup alice 'yes | head -c 300000' --output-limit 0

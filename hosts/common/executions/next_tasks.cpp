@@ -67,11 +67,12 @@ void NextTasks::onListed(OrvaJsonDbApi* pStore, Json::Value& jRecords) noexcept 
     return;
   }
   try {
-    OwnerCheck owners;
     Json::Value jSound(Json::arrayValue);
     for (Json::Value& jTask : jRecords) {
-      if (const std::optional<OwnerProblem> problem = owners.problemOf(jTask)) {
-        warn(fmt::format("the task \"{}\" is not started: {}", textOf(jTask, "task_name"), problem->strText));
+      if (const std::optional<OwnerProblem> problem = m_owners.problemOf(jTask)) {
+        if (boolOf(jTask, "enable")) {
+          warn(fmt::format("the task \"{}\" is not started: {}", textOf(jTask, "task_name"), problem->strText));
+        }
       } else {
         jSound.append(std::move(jTask));
       }
@@ -91,6 +92,8 @@ void NextTasks::warn(const std::string& strWarning) {
 }
 
 void NextTasks::makeReady() {
+  // The library lists tasks many times for one step.
+  m_owners = {};
   if (hasChanged()) {
     readTasks();
   }

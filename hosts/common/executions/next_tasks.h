@@ -16,6 +16,7 @@
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "common/tasks/task_owner.h"
 #include "execution_plan.h"
 #include "execution_request.h"
 #include "run_recorder.h"
@@ -65,6 +66,7 @@ private:
   std::vector<GraphTask> m_vecAnnounced;
   std::set<std::string> m_setWarnings;  ///< warnings that were printed already
   Dependences m_setChecked;
+  OwnerCheck m_owners;
   Json::Int64 m_iVersion = -1;  ///< of the store when the plan was read
   int m_cChanges = -1;
   bool m_blFirst = true;

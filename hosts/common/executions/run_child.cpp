@@ -40,20 +40,21 @@ void reportEnd(void*, int iStatus) {
   }
 }
 
-/// Waits for the shell, and keeps the output of its script within the limit.
-int waitFor(pid_t pid, const char* szCommand) {
+std::uint64_t limitOf(const std::string& strOutput) {
   try {
-    const std::string strOutput = outputOf(szCommand);
-    LimitedOutput output(strOutput, g_fnOutputLimit ? g_fnOutputLimit(strOutput) : 0);
-    const int iStatus = output.waitFor(pid);
-    g_cbWritten = output.written();
-    return iStatus;
+    return g_fnOutputLimit ? g_fnOutputLimit(strOutput) : 0;
   } catch (const std::exception& error) {
     syslog(LOG_ERR, "the output of a run is not limited: %s", error.what());
+    return 0;
   }
-  int iStatus = NOT_STARTED;
-  while (waitpid(pid, &iStatus, 0) < 0 && errno == EINTR) {
-  }
+}
+
+/// Waits for the shell, and keeps the output of its script within the limit.
+int waitFor(pid_t pid, const char* szCommand) {
+  const std::string strOutput = outputOf(szCommand);
+  LimitedOutput output(strOutput, limitOf(strOutput));
+  const int iStatus = output.waitFor(pid);
+  g_cbWritten = output.written();
   return iStatus;
 }
 

@@ -31,6 +31,25 @@ std::string below(const std::string& strPath, const std::string& strName) {
   throw Failure(fmt::format("cannot remove {}: another file system is mounted there", strPath));
 }
 
+/// Where a folder lies. A folder that is mounted elsewhere in the same file system has the same device.
+struct Place {
+  dev_t device;
+  std::uint64_t uMount;
+
+  bool operator==(const Place&) const = default;
+};
+
+Place placeOf(const UniqueFd& folder, const std::string& strPath) {
+  struct statx status{};
+  if (statx(folder.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) < 0) {
+    failAt("examine", strPath);
+  }
+  return {statusOf(folder, strPath).st_dev, status.stx_mnt_id};
+}
+
+/// How many names of a folder are read at once: its owner can make any number.
+constexpr std::size_t MAX_NAMES = 10'000;
+
 struct CloseFolder {
   void operator()(DIR* pFolder) const { closedir(pFolder); }
 };
@@ -47,15 +66,17 @@ void removeName(const UniqueFd& parent, const std::string& strName, const std::s
   }
 }
 
-/// Walks through a tree, with one open folder.
+/// Walks through a tree, with one open folder. The owner can add to the tree as fast as it is counted, so there is an
+/// end.
 class TreeSize {
 public:
   explicit TreeSize(const std::string& strPath) : m_strPath(strPath) {}
 
   std::uint64_t of(const UniqueFd& top) {
     UniqueFd folder(openat(top.get(), ".", OPEN_FOLDER));
-    const dev_t device = enter(folder);
-    while (!m_vecLevels.empty()) {
+    const Place place = placeOf(folder, m_strPath);
+    enter(folder);
+    while (!m_vecLevels.empty() && m_cEntries < MAX_ENTRIES) {
       std::vector<std::string>& vecFolders = m_vecLevels.back().vecFolders;
       if (vecFolders.empty()) {
         m_vecLevels.pop_back();
@@ -67,7 +88,7 @@ public:
       const std::string strName = std::move(vecFolders.back());
       vecFolders.pop_back();
       std::optional<UniqueFd> inner = openFolder(folder, strName, m_strPath);
-      if (inner && statusOf(*inner, m_strPath).st_dev == device) {
+      if (inner && placeOf(*inner, m_strPath) == place) {
         folder = std::move(*inner);
         enter(folder);
       }
@@ -81,12 +102,14 @@ private:
     std::vector<std::string> vecFolders;  ///< to be entered
   };
 
-  /// Adds the files of a folder. \return its device.
-  dev_t enter(const UniqueFd& folder) {
+  static constexpr std::size_t MAX_ENTRIES = 1'000'000;
+
+  /// Adds the files of a folder.
+  void enter(const UniqueFd& folder) {
     constexpr std::uint64_t CB_BLOCK = 512;
-    const struct stat own = statusOf(folder, m_strPath);
-    Level level{own.st_ino, {}};
-    for (std::string& strName : entriesOf(folder, m_strPath)) {
+    Level level{statusOf(folder, m_strPath).st_ino, {}};
+    for (std::string& strName : entriesOf(folder, m_strPath, MAX_ENTRIES - m_cEntries)) {
+      ++m_cEntries;
       struct stat status{};
       if (fstatat(folder.get(), strName.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
         continue;
@@ -98,7 +121,6 @@ private:
       }
     }
     m_vecLevels.push_back(std::move(level));
-    return own.st_dev;
   }
 
   /// \return false when the owner has moved the folder: what is above it is another one then.
@@ -109,6 +131,7 @@ private:
 
   const std::string& m_strPath;
   std::vector<Level> m_vecLevels;
+  std::size_t m_cEntries = 0;
   std::uint64_t m_cb = 0;
 };
 
@@ -122,7 +145,7 @@ public:
     constexpr unsigned MAX_ROUNDS = 1'000'000;
     close(m_top);
     for (unsigned u = 0; u < MAX_ROUNDS; ++u) {
-      const std::vector<std::string> vecNames = entriesOf(m_top, m_strPath);
+      const std::vector<std::string> vecNames = entriesOf(m_top, m_strPath, MAX_NAMES);
       if (vecNames.empty()) {
         return;
       }
@@ -148,11 +171,11 @@ private:
       return;
     }
     const std::string strPath = below(m_strPath, strName);
-    if (statusOf(*folder, strPath).st_dev != statusOf(m_top, m_strPath).st_dev) {
+    if (placeOf(*folder, strPath) != placeOf(m_top, m_strPath)) {
       failMounted(strPath);
     }
     close(*folder);
-    for (const std::string& strInner : entriesOf(*folder, strPath)) {
+    for (const std::string& strInner : entriesOf(*folder, strPath, MAX_NAMES)) {
       if (isFolder(*folder, strInner)) {
         moveUp(*folder, strInner, strPath);
       } else {
@@ -193,7 +216,7 @@ std::optional<UniqueFd> openFolder(const UniqueFd& parent, const std::string& st
   return std::nullopt;
 }
 
-std::vector<std::string> entriesOf(const UniqueFd& folder, const std::string& strPath) {
+std::vector<std::string> entriesOf(const UniqueFd& folder, const std::string& strPath, std::size_t cMost) {
   // The stream closes its descriptor, so it gets a copy. Both share a position.
   const int fd = openat(folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const std::unique_ptr<DIR, CloseFolder> pFolder(fd < 0 ? nullptr : fdopendir(fd));
@@ -201,7 +224,7 @@ std::vector<std::string> entriesOf(const UniqueFd& folder, const std::string& st
     failAt("list", strPath);
   }
   std::vector<std::string> vecNames;
-  while (const dirent* const pEntry = readdir(pFolder.get())) {
+  while (const dirent* const pEntry = vecNames.size() < cMost ? readdir(pFolder.get()) : nullptr) {
     if (std::strcmp(pEntry->d_name, ".") != 0 && std::strcmp(pEntry->d_name, "..") != 0) {
       vecNames.emplace_back(pEntry->d_name);
     }
@@ -215,7 +238,7 @@ std::uint64_t sizeOfTree(const UniqueFd& folder, const std::string& strPath) {
 
 void removeTree(const UniqueFd& parent, const std::string& strName, const std::string& strPath) {
   const std::optional<UniqueFd> folder = openFolder(parent, strName, strPath);
-  if (folder && statusOf(*folder, strPath).st_dev != statusOf(parent, strPath).st_dev) {
+  if (folder && placeOf(*folder, strPath) != placeOf(parent, strPath)) {
     failMounted(strPath);
   }
   if (folder) {

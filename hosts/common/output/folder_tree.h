@@ -6,7 +6,9 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,11 +23,12 @@ namespace Host {
 /// Opens a folder; nothing when the name is missing or is not a folder.
 std::optional<UniqueFd> openFolder(const UniqueFd& parent, const std::string& strName, const std::string& strPath);
 
-/// The names in a folder.
-std::vector<std::string> entriesOf(const UniqueFd& folder, const std::string& strPath);
+/// The names in a folder, or so many of them.
+std::vector<std::string> entriesOf(const UniqueFd& folder, const std::string& strPath,
+                                   std::size_t cMost = std::numeric_limits<std::size_t>::max());
 
-/// The space that the files in a tree really take. Sparse files and hard links could claim any size, and cause the
-/// removal of other output.
+/// The space that the files in a tree really take: the first million of them. Sparse files and hard links could claim
+/// any size, and cause the removal of other output.
 std::uint64_t sizeOfTree(const UniqueFd& folder, const std::string& strPath);
 
 /// Removes a file, or a folder with all that is in it.

@@ -3,7 +3,7 @@
 ///
 /// A script writes to the file itself: with a pipe between them it would find another kind of file, and a limit of the
 /// process would count for its other files, too. So the process of the run, which waits for the shell anyway, looks at
-/// the file when it was written to. It gives back the space behind the limit while the run goes on, and cuts the file
+/// the file now and then. It gives back the space behind the limit while the run goes on, and cuts the file
 /// at the end. The script notices nothing of this.
 
 #pragma once

@@ -161,8 +161,12 @@ void rememberEnd(Session& session, Json::Int64 iFiring, const ExecutionNotes& no
 }
 
 bool LeftOut::isFailure() const {
-  return std::any_of(vecReasons.begin(), vecReasons.end(),
-                     [](const Reason& reason) { return reason.strCode == "no_owner"; });
+  const auto has = [&](const char* szCode) {
+    return std::any_of(vecReasons.begin(), vecReasons.end(),
+                       [&](const Reason& reason) { return reason.strCode == szCode; });
+  };
+  // A disabled task is not meant to run.
+  return has("no_owner") && !has("disabled");
 }
 
 std::vector<LeftOut> leftOut(Session& session, Json::Int64 iFiring) {

@@ -1,10 +1,9 @@
 #include "event_relations.h"
 
 #include <algorithm>
-#include <map>
+#include <optional>
 #include <set>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -12,6 +11,7 @@
 #include "common/store/session.h"
 #include "dependency_list.h"
 #include "name_match.h"
+#include "name_patterns.h"
 
 namespace Host {
 
@@ -22,51 +22,66 @@ class Waiting {
 public:
   explicit Waiting(std::vector<WaitingTask> vecTasks) : m_vecTasks(std::move(vecTasks)) {
     for (const WaitingTask& task : m_vecTasks) {
-      m_mapNeeds[task.strName] = readDependencyList(task.strDepend);
-      for (const std::string& strNeed : bracketed(task.strDepend)) {
-        m_mapDependants[strNeed].push_back(task.strName);
+      std::vector<std::string>& vecAwaited = m_mapAwaited[task.strName] = readDependencyList(task.strDepend);
+      if (writeDependencyList(vecAwaited) != task.strDepend) {
+        m_vecOdd.push_back(&task);
+      }
+      for (const std::string& strAwaited : vecAwaited) {
+        m_mapDependants[strAwaited].push_back(task.strName);
       }
     }
+    NamePatterns::Names names;
+    for (const auto& [strAwaited, vecDependants] : m_mapDependants) {
+      names.insert(strAwaited);
+    }
+    m_awaited.emplace(names);
   }
 
-  /// The tasks that the library finds when it looks for those that wait for a name.
+  Waiting(const Waiting&) = delete;
+  Waiting& operator=(const Waiting&) = delete;
+
+  /// At least the tasks that the library finds when it looks for those that wait for a name.
   std::vector<std::string> dependantsOf(const std::string& strName) const {
-    // Otherwise the name is what stands between two brackets.
-    if (!isPattern(strName) && strName.find_first_of("[]") == std::string::npos) {
-      const auto it = m_mapDependants.find(folded(strName));
-      return it == m_mapDependants.end() ? std::vector<std::string>() : it->second;
-    }
     std::vector<std::string> vecNames;
-    for (const WaitingTask& task : m_vecTasks) {
-      if (matches(dependantPattern(strName), task.strDepend)) {
-        vecNames.push_back(task.strName);
-      }
+    for (const std::string& strAwaited : m_awaited->namesLike(strName)) {
+      const std::vector<std::string>& vecDependants = m_mapDependants.at(strAwaited);
+      vecNames.insert(vecNames.end(), vecDependants.begin(), vecDependants.end());
+    }
+    addMatching(m_vecOdd, strName, vecNames);
+    if (canCrossBrackets(strName)) {
+      std::vector<const WaitingTask*> vecAll(m_vecTasks.size());
+      std::transform(m_vecTasks.begin(), m_vecTasks.end(), vecAll.begin(), [](const auto& task) { return &task; });
+      addMatching(vecAll, strName, vecNames);
     }
     return vecNames;
   }
 
   /// The names that a task waits for.
-  std::vector<std::string> needsOf(const std::string& strName) const {
-    const auto it = m_mapNeeds.find(strName);
-    return it == m_mapNeeds.end() ? std::vector<std::string>() : it->second;
+  std::vector<std::string> awaitedBy(const std::string& strName) const {
+    const auto it = m_mapAwaited.find(strName);
+    return it == m_mapAwaited.end() ? std::vector<std::string>() : it->second;
   }
 
 private:
-  /// All texts without a bracket between two brackets, in small letters.
-  static std::vector<std::string> bracketed(const std::string& strDepend) {
-    std::vector<std::string> vecTexts;
-    for (std::size_t iOpen = strDepend.find('['); iOpen != std::string::npos; iOpen = strDepend.find('[', iOpen + 1)) {
-      const std::size_t iEnd = strDepend.find_first_of("[]", iOpen + 1);
-      if (iEnd != std::string::npos && strDepend[iEnd] == ']') {
-        vecTexts.push_back(folded(strDepend.substr(iOpen + 1, iEnd - iOpen - 1)));
+  /// Tells whether the pattern of a name can match from one name of a list into the next.
+  static bool canCrossBrackets(const std::string& strName) {
+    return strName.find_first_of("[]%") != std::string::npos || strName.find("__") != std::string::npos;
+  }
+
+  static void addMatching(const std::vector<const WaitingTask*>& vecTasks, const std::string& strName,
+                          std::vector<std::string>& vecNames) {
+    for (const WaitingTask* pTask : vecTasks) {
+      if (matches(dependantPattern(strName), pTask->strDepend)) {
+        vecNames.push_back(pTask->strName);
       }
     }
-    return vecTexts;
   }
 
   std::vector<WaitingTask> m_vecTasks;
-  std::unordered_map<std::string, std::vector<std::string>> m_mapNeeds;
-  std::unordered_map<std::string, std::vector<std::string>> m_mapDependants;
+  std::vector<const WaitingTask*> m_vecOdd;  ///< their lists have more than names in brackets
+  std::unordered_map<std::string, std::vector<std::string>> m_mapAwaited;     ///< by task: the names in its list
+  std::unordered_map<std::string, std::vector<std::string>> m_mapDependants;  ///< by name: the tasks that list it
+  std::optional<NamePatterns> m_awaited;                                      ///< the names in lists
 };
 
 /// Adds the names that a step leads to, and those to which it leads from there.
@@ -82,33 +97,6 @@ void addReached(std::set<std::string>& setNames, const Step& step) {
   }
 }
 
-/// Names to which others are compared.
-class LikeNames {
-public:
-  explicit LikeNames(const std::set<std::string>& setNames) : m_setNames(setNames) {
-    for (const std::string& strName : setNames) {
-      m_setFolded.insert(folded(strName));
-      if (isPattern(strName)) {
-        m_vecPatterns.push_back(strName);
-      }
-    }
-  }
-
-  /// Tells whether the library could take one of them for the other name, or the reverse.
-  bool has(const std::string& strOther) const {
-    return m_setFolded.count(folded(strOther)) > 0 ||
-           std::any_of(m_vecPatterns.begin(), m_vecPatterns.end(),
-                       [&](const std::string& strPattern) { return matches(strPattern, strOther); }) ||
-           (isPattern(strOther) && std::any_of(m_setNames.begin(), m_setNames.end(),
-                                               [&](const std::string& strName) { return matches(strOther, strName); }));
-  }
-
-private:
-  const std::set<std::string>& m_setNames;
-  std::unordered_set<std::string> m_setFolded;
-  std::vector<std::string> m_vecPatterns;
-};
-
 }  // namespace
 
 Json::Value listEventRelations(Session& session, const std::string& strEvent) {
@@ -117,11 +105,11 @@ Json::Value listEventRelations(Session& session, const std::string& strEvent) {
   std::set<std::string> setNames(vecOwn.begin(), vecOwn.end());
   const Waiting waiting(waitingTasks(session));
   addReached(setNames, [&](const std::string& strName) { return waiting.dependantsOf(strName); });
-  addReached(setNames, [&](const std::string& strName) { return waiting.needsOf(strName); });
-  const LikeNames like(setNames);
+  addReached(setNames, [&](const std::string& strName) { return waiting.awaitedBy(strName); });
+  const NamePatterns patterns(setNames);
   std::set<std::string> setAll = setNames;
   for (std::string& strOther : taskNames(session)) {
-    if (like.has(strOther)) {
+    if (!patterns.namesLike(strOther).empty()) {
       setAll.insert(std::move(strOther));
     }
   }

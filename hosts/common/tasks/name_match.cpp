@@ -8,10 +8,6 @@ bool matches(const std::string& strPattern, const std::string& strText) {
   return sqlite3_strlike(strPattern.c_str(), strText.c_str(), 0) == 0;
 }
 
-bool isPattern(const std::string& strName) {
-  return strName.find_first_of("_%") != std::string::npos;
-}
-
 std::string folded(std::string strName) {
   for (char& c : strName) {
     c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

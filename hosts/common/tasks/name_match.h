@@ -10,9 +10,6 @@ namespace Host {
 
 bool matches(const std::string& strPattern, const std::string& strText);
 
-/// Tells whether a name can match names that differ in more than the case of letters.
-bool isPattern(const std::string& strName);
-
 /// The name in small letters: names without a pattern match when this is the same.
 std::string folded(std::string strName);
 

@@ -33,16 +33,28 @@ OwnerProblem problemText(Json::Int64 iOwner, const std::string& strName, const s
 
 }  // namespace
 
+OwnerCheck::User OwnerCheck::lookUp(Json::Int64 iOwner) {
+  try {
+    return {userName(static_cast<uid_t>(iOwner)), {}};
+  } catch (const Failure& failure) {
+    return {{}, failure.what()};
+  }
+}
+
 std::optional<OwnerProblem> OwnerCheck::problemOf(Json::Int64 iOwner, const std::string& strName) {
   if (iOwner < 0) {
     return std::nullopt;
   }
-  const auto [it, blNew] = m_mapNames.try_emplace(iOwner);
+  const auto [it, blNew] = m_mapUsers.try_emplace(iOwner);
   if (blNew) {
-    it->second = userName(static_cast<uid_t>(iOwner));
+    it->second = lookUp(iOwner);
   }
-  const bool blSound = !it->second.empty() && (strName.empty() || strName == it->second);
-  return blSound ? std::nullopt : std::optional(problemText(iOwner, strName, it->second));
+  const auto& [strNow, strFailure] = it->second;
+  if (!strFailure.empty()) {
+    return OwnerProblem{strFailure, {}};
+  }
+  const bool blSound = !strNow.empty() && (strName.empty() || strName == strNow);
+  return blSound ? std::nullopt : std::optional(problemText(iOwner, strName, strNow));
 }
 
 std::optional<OwnerProblem> OwnerCheck::problemOf(const Json::Value& jTask) {

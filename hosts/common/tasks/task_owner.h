@@ -24,6 +24,7 @@ struct OwnerProblem {
 /// Looks at the owners of tasks. Each user is looked up once.
 class OwnerCheck {
 public:
+  /// A user who cannot be looked up now is a problem, too: a server of users may be away for a while.
   /// \param iOwner   user id; negative for none, which the library refuses.
   /// \param strName  the stored name; empty when unknown.
   std::optional<OwnerProblem> problemOf(Json::Int64 iOwner, const std::string& strName);
@@ -32,7 +33,13 @@ public:
   std::optional<OwnerProblem> problemOf(const Json::Value& jTask);
 
 private:
-  std::map<Json::Int64, std::string> m_mapNames;
+  struct User {
+    std::string strName;     ///< empty when there is none
+    std::string strFailure;  ///< why nobody could look
+  };
+  static User lookUp(Json::Int64 iOwner);
+
+  std::map<Json::Int64, User> m_mapUsers;
 };
 
 /// Refuses to run a task whose owner is not who was meant. \throw Failure

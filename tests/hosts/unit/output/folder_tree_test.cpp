@@ -96,6 +96,18 @@ TEST_F(FolderTree, IsRemovedAlthoughItsOwnerKeepsFillingIt) {
   EXPECT_FALSE(std::filesystem::exists(TOP));
 }
 
+TEST_F(FolderTree, FoldersOfTheSameFileSystemThatAreMountedInItStay) {
+  std::filesystem::create_directories("/tmp/precious");
+  OrvaTest::writeFile("/tmp/precious/file", "precious");
+  const std::string strMount = std::string(TOP) + "/a/mounted";
+  std::filesystem::create_directories(strMount);
+  ASSERT_EQ(mount("/tmp/precious", strMount.c_str(), nullptr, MS_BIND, nullptr), 0);
+  EXPECT_EQ(sizeOfTree(m_top, TOP), 0U);
+  EXPECT_THROW(remove(), Failure);
+  EXPECT_TRUE(std::filesystem::exists("/tmp/precious/file"));
+  umount(strMount.c_str());
+}
+
 TEST_F(FolderTree, IsClosedToItsOwnerBeforeItIsEmptied) {
   const std::string strMount = std::string(TOP) + "/mounted";
   std::filesystem::create_directories(strMount);
