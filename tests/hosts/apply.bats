@@ -182,6 +182,21 @@ END
   same "then" '"scheduler/x" "9"' "$(eorva config show --json | jq -c '.output_path, .settings.retention_runs' | paste -sd ' ')"
 }
 
+@test "a file that cannot be replaced after the tasks have changed is replaced by a later command" {
+  add_task one bootup alice 'echo one'
+  eorva export | sed 's/retention_runs: .*/retention_runs: 77/; s/echo one/echo two/' >there.yaml
+  mount --bind /etc/eorva.conf /etc/eorva.conf
+  run --separate-stderr eorva apply there.yaml --yes
+  umount /etc/eorva.conf
+  same "status" 1 "$status"
+  complains "the tasks are changed, but the configuration is not: cannot replace /etc/eorva.conf"
+  complains "the next command tries again"
+  same "script" "echo two" "$(sqlite3 "$DATABASE" 'select operation from task')"
+  run -0 --separate-stderr eorva config get retention_runs
+  complains "an interrupted change of the configuration was finished"
+  same "setting" 77 "$output"
+}
+
 @test "tasks that are not in the document are deleted only with --prune" {
   fill
   run -3 eorva run one

@@ -69,6 +69,22 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   eorva export | diff before.yaml -
 }
 
+@test "a store that is damaged is replaced by a backup as the answers say" {
+  add_task one bootup alice 'echo one'
+  eorva backup kept.db >/dev/null
+  sqlite3 "$DATABASE" 'pragma wal_checkpoint(truncate)' >/dev/null
+  head -c 4096 /dev/zero | tr '\0' x |
+    dd of="$DATABASE" bs=4096 conv=notrunc status=none \
+      seek=$(($(sqlite3 "$DATABASE" "select rootpage from sqlite_schema where name = 'task_result'") - 1))
+  run -1 --separate-stderr eorva backup kept.db
+  complains "eorva check"
+  eorva check --json >findings || true
+  advice=$(jq -r '[.findings[] | select(.area == "store")][0].advice' findings)
+  bash -ec "${advice/FILE /kept.db }"
+  same "tasks" one "$(sqlite3 "$DATABASE" 'select task_name from task')"
+  same "check" ok "$(sqlite3 "$DATABASE" 'pragma quick_check')"
+}
+
 @test "a restore writes only the configuration files" {
   eorva backup kept.db >/dev/null
   sqlite3 kept.db "insert into backup_file values ('/etc/hostile', cast('x' as blob))"

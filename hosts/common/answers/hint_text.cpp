@@ -28,7 +28,7 @@ std::string hintText(const Hint& hint) {
     case Hint::SET_OWNER:
       return "; set its owner with: " + ownerCommand(hint.vecNames.front(), hint.vecNames.back());
     case Hint::RESTORE_BACKUP:
-      return "; restore an intact backup with: eorva restore FILE";
+      return "; for the commands that move it aside and restore a backup, use: eorva check";
     case Hint::REPLACE_BACKUP:
       return "; to replace it, add --allow-empty";
     case Hint::KEEP_OWNER_IDS:

@@ -27,10 +27,31 @@ std::string folderOf(const std::string& strPath) {
   return std::filesystem::path(strPath).parent_path().string();
 }
 
-void removeNote() {
-  if (unlink(CHANGE_NOTE_PATH) < 0 && errno != ENOENT) {
-    throw Failure(fmt::format("cannot remove {}: {}", CHANGE_NOTE_PATH, std::strerror(errno)));
+/// A file that cannot be read has another text.
+bool hasText(const std::string& strPath, const std::string& strText) {
+  try {
+    return readTextFile(strPath) == strText;
+  } catch (const Failure&) {
+    return false;
   }
+}
+
+Json::Value readNote() {
+  try {
+    return readJson(readTextFile(CHANGE_NOTE_PATH).value_or("{}"));
+  } catch (const Failure& error) {
+    throw Failure(fmt::format("cannot read {}: {}", CHANGE_NOTE_PATH, error.what()));
+  }
+}
+
+void removeFile(const std::string& strPath) {
+  if (unlink(strPath.c_str()) < 0 && errno != ENOENT) {
+    throw Failure(fmt::format("cannot remove {}: {}", strPath, std::strerror(errno)));
+  }
+}
+
+void removeNote() {
+  removeFile(CHANGE_NOTE_PATH);
   syncFolder(STORE_FOLDER);
 }
 
@@ -65,7 +86,7 @@ ConfigChange::ConfigChange(const ConfigLock&, const FileTexts& texts) {
   }
   try {
     for (const auto& [strPath, strText] : texts) {
-      if (readTextFile(strPath) == strText) {
+      if (hasText(strPath, strText)) {
         continue;
       }
       const std::string strTarget = linkTarget(strPath);
@@ -120,7 +141,7 @@ bool isConfigChangeNoted() {
 
 UnfinishedChange readConfigChange(const ConfigLock&) {
   UnfinishedChange change;
-  const Json::Value jNote = readJson(readTextFile(CHANGE_NOTE_PATH).value_or("{}"));
+  const Json::Value jNote = readNote();
   change.iChange = intOf(jNote, CHANGE);
   const Json::Value& jFiles = memberOf(jNote, FILES);
   for (const std::string& strDraft : jFiles.isObject() ? jFiles.getMemberNames() : std::vector<std::string>()) {
@@ -136,7 +157,7 @@ void finishConfigChange(const UnfinishedChange& change) {
 
 void undoConfigChange(const UnfinishedChange& change) {
   for (const auto& [strDraft, strPath] : change.mapDrafts) {
-    unlink(strDraft.c_str());
+    removeFile(strDraft);
   }
   removeNote();
 }

@@ -6,7 +6,6 @@
 #include <fmt/format.h>
 #include <sys/file.h>
 
-#include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/support/try_until.h"
 #include "runtime_folder.h"
@@ -33,8 +32,8 @@ ConfigLock::ConfigLock(std::chrono::milliseconds limit) : m_fd(openLockFile()) {
     return blDone;
   });
   if (!blLocked) {
-    throw Failure(fmt::format("the configuration is being changed by another command; gave up after {} s",
-                              std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
+    throw ConfigIsLocked(fmt::format("the configuration is being changed by another command; gave up after {} s",
+                                     std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
   }
 }
 

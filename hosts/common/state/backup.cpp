@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <optional>
+#include <string_view>
+#include <unistd.h>
 
 #include "backup_owners.h"
 #include "backup_reader.h"
@@ -15,6 +17,8 @@
 #include "common/support/failure.h"
 #include "common/support/files.h"
 #include "common/support/paths.h"
+#include "common/text/json_members.h"
+#include "common/text/json_reader.h"
 #include "joint_change.h"
 #include "restored_store.h"
 
@@ -56,19 +60,28 @@ bool hasTasks(const Database& database, const std::string& strName) {
   return firstText(database, "select exists (select 1 from task)", strName) == "1";
 }
 
-/// \throw Failure when the file that would be replaced is a backup with tasks.
+/// Tells whether a file begins as every database of SQLite does. One that cannot be read may do so.
+bool mayBeDatabase(const UniqueFd& fd) {
+  constexpr std::string_view HEADER("SQLite format 3\0", 16);
+  std::array<char, HEADER.size()> begin{};
+  const ssize_t cb = pread(fd.get(), begin.data(), begin.size(), 0);
+  return cb < 0 || std::string_view(begin.data(), static_cast<std::size_t>(cb)) == HEADER;
+}
+
+/// \throw Failure when the file that would be replaced is a backup with tasks, or one that cannot be read here.
 void keepBackupWithTasks(const BackupTarget& target, const std::string& strFile) {
   UniqueFd fd = target.openPresent();
-  if (!fd.isOpen()) {
+  if (!fd.isOpen() || !mayBeDatabase(fd)) {
     return;
   }
   bool blTasks = false;
   try {
     const BackupReader present(std::move(fd), strFile);
     blTasks = hasTasks(present.database(), strFile);
-  } catch (const Failure&) {
-    // It is no backup, or cannot be restored.
-    return;
+  } catch (const Failure& error) {
+    throw Failure(fmt::format("the store has no tasks, but the backup {} may have some; it is not replaced: {}",
+                              strFile, error.what()),
+                  {Hint::REPLACE_BACKUP});
   }
   if (blTasks) {
     throw Failure(fmt::format("the store has no tasks, but the backup {} has; it is not replaced", strFile),
@@ -102,6 +115,23 @@ void makeBackup(const BackupTarget& target, int fd, const std::string& strFile, 
   execute(backup, "commit", strFile);
 }
 
+/// \throw Failure unless a file of the configuration can be read when it is restored.
+void requireReadable(const std::string& strPath, const std::string& strText, const std::string& strBackup) {
+  std::string strWhy;
+  if (strText.size() > CB_MAX_FILE) {
+    strWhy = "it is too large";
+  } else if (strPath == CONFIG_PATH) {
+    const Json::Value jConfig = readJsonOrNull(strText);
+    const Json::Value& jSection = memberOf(jConfig, CONFIG_TYPE);
+    if (!jConfig.isObject() || !(jSection.isObject() || jSection.isNull())) {
+      strWhy = "it is no JSON object";
+    }
+  }
+  if (!strWhy.empty()) {
+    throw Failure(fmt::format("cannot restore {} from {}: {}", strPath, strBackup, strWhy));
+  }
+}
+
 /// The files of the configuration that a backup holds.
 FileTexts filesOf(BackupReader& backup) {
   FileTexts texts;
@@ -118,6 +148,7 @@ FileTexts filesOf(BackupReader& backup) {
     const auto* const pContent = static_cast<const char*>(sqlite3_column_blob(statement.get(), 1));
     const auto cb = static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), 1));
     texts[strPath] = cb == 0 ? std::string() : std::string(pContent, cb);
+    requireReadable(strPath, texts[strPath], backup.name());
   }
   return texts;
 }
@@ -154,6 +185,8 @@ ReadBackup readBackup(const std::string& strFile, Owners owners) {
     checkOwners(backup, read.vecWarnings);
   }
   read.store = storeFrom(backup, read.vecWarnings);
+  // With --owners-as-numbered, the ids are meant, whoever has them.
+  nameOwners(read.store, owners == Owners::AS_NUMBERED ? "true" : "owner_name is null", backup.name());
   return read;
 }
 
@@ -166,7 +199,7 @@ std::vector<std::string> restoreBackup(const ReadBackup& backup) {
   ConfigChange files(lock, backup.files);
   announceChange(files, store, backup.store);
   copyDatabase(backup.store, store, DATABASE_PATH);
-  files.finish();
+  finishChange(files);
   std::vector<std::string> vecRestored;
   for (const auto& [strPath, strText] : backup.files) {
     vecRestored.push_back(strPath);

@@ -50,6 +50,17 @@ void addOwners(const Database& backup, const std::string& strName) {
   }
 }
 
+void nameOwners(const Database& store, const char* szTasks, const std::string& strName) {
+  const std::string strSql = fmt::format("update task set owner_name = nullif(?, '') where owner = ? and {}", szTasks);
+  for (const sqlite3_int64 iOwner : ownersIn(store, strName)) {
+    const std::string strOwner = userName(static_cast<uid_t>(iOwner));
+    const Statement statement = prepare(store, strSql.c_str(), strName);
+    sqlite3_bind_text(statement.get(), 1, strOwner.c_str(), -1, SQLITE_STATIC);
+    sqlite3_bind_int64(statement.get(), 2, iOwner);
+    nextRow(store, statement, strName);
+  }
+}
+
 std::optional<std::vector<std::string>> otherOwners(BackupReader& backup) {
   if (backup.tables().count(OWNERS_OF_BACKUP) == 0) {
     return std::nullopt;

@@ -11,10 +11,13 @@
 
 #include "common/store/open_file_database.h"
 #include "common/support/failure.h"
+#include "common/support/files.h"
 
 namespace Host {
 
 namespace {
+
+constexpr char EMPTY_STORE[] = "an empty store";
 
 /// Limits that no backup of ours reaches.
 constexpr int CB_MAX_VALUE = 64 << 20;
@@ -48,7 +51,7 @@ std::uint64_t sizeOf(const UniqueFd& fd, const std::string& strFile) {
   if (fstat(fd.get(), &status) < 0 || !S_ISREG(status.st_mode)) {
     throw Failure(fmt::format("cannot open {}: it is not a regular file", strFile));
   }
-  return static_cast<std::uint64_t>(status.st_size);
+  return dataSize(fd.get(), static_cast<std::uint64_t>(status.st_size));
 }
 
 /// It could not be restored, and restoring the rest would lose it.
@@ -89,19 +92,23 @@ bool contains(const std::vector<std::string>& vecNames, const std::string& strNa
 
 }  // namespace
 
-Database emptyStore() {
-  const std::string strName = "an empty store";
+std::string storeSql() {
   std::string strSql;
   if (loadSqlCreate(strSql) < 0) {
-    throw Failure(fmt::format("cannot create {}: {}", strName, SEE_LOG));
+    throw Failure(fmt::format("cannot create {}: {}", EMPTY_STORE, SEE_LOG));
   }
+  return strSql;
+}
+
+Database emptyStore(const std::string& strPageSize) {
   Database database = temporaryDatabase();
-  execute(database, strSql.c_str(), strName);
+  execute(database, fmt::format("pragma page_size = {}", strPageSize).c_str(), EMPTY_STORE);
+  execute(database, storeSql().c_str(), EMPTY_STORE);
   return database;
 }
 
 TableColumns requireTables(const Database& database, const Database& emptyStore, const std::string& strName) {
-  TableColumns known = plainTables(emptyStore, "an empty store");
+  TableColumns known = plainTables(emptyStore, EMPTY_STORE);
   known[FILES_OF_BACKUP] = {"path", "content"};
   known[OWNERS_OF_BACKUP] = {"uid", "name"};
   TableColumns tables = plainTables(database, strName);

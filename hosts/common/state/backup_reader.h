@@ -21,8 +21,12 @@ inline constexpr char OWNERS_OF_BACKUP[] = "backup_owner";
 /// Columns by table.
 using TableColumns = std::map<std::string, std::vector<std::string>>;
 
+/// The SQL that creates the tables of a store, and migrates the rows of an older version. \throw Failure
+std::string storeSql();
+
 /// A new store without rows, known to this process only.
-Database emptyStore();
+/// \param strPageSize  bytes; 0 for SQLite's own choice.
+Database emptyStore(const std::string& strPageSize = "0");
 
 /// The tables of a store or a backup and their columns, without SQLite's own.
 /// \throw Failure that names the database when it has a trigger, a view, or anything else that a store does not have.

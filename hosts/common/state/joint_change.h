@@ -19,10 +19,13 @@ void announceChange(ConfigChange& files, Connection store);
 /// The same for a new store that replaces the present one.
 void announceChange(ConfigChange& files, Connection store, Connection newStore);
 
-/// Finishes an interrupted change, or undoes it if the store did not change. Cheap when there is none. Leaves a change
-/// alone that another process is making.
+/// Replaces the files when the store has changed. \throw Failure that says how far the change is.
+void finishChange(ConfigChange& files);
+
+/// Finishes an interrupted change, or undoes it if the store did not change or is lost. Cheap when there is none. Waits
+/// for a process that settles it, but not long for one that is making a change.
 /// \return what was done, for the user; empty when nothing was.
-/// \throw Failure when a file cannot be replaced.
+/// \throw Failure when a file cannot be replaced or removed.
 std::string settleInterruptedChange();
 
 }  // namespace Host

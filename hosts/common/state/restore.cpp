@@ -11,7 +11,6 @@
 #include "common/store/store_tables.h"
 #include "common/support/failure.h"
 #include "common/tasks/task_change_lock.h"
-#include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
 
 namespace Host {
@@ -57,7 +56,6 @@ Restored restore(const std::string& strFile, Owners owners) {
   restored.vecFiles = restoreBackup(backup);
   restored.vecWarnings = backup.vecWarnings;
   const OpenStore session;
-  storeOwnerNames(session, owners == Owners::AS_NUMBERED ? NamedOwners::ALL : NamedOwners::UNKNOWN);
   // Runs that went on during the backup have ended since.
   try {
     reconcile(session);

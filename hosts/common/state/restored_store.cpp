@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include "common/support/failure.h"
+#include "common/support/paths.h"
 
 namespace Host {
 
@@ -95,6 +96,19 @@ private:
   const Database& m_store;
 };
 
+/// SQLite copies no database into one that has a write-ahead log and pages of another size.
+/// \return 0 when there is no store.
+std::string presentPageSize() {
+  try {
+    const Database store = openStore();
+    // SQLite reads the size with the first table.
+    execute(store, "select 1 from sqlite_schema", DATABASE_PATH);
+    return firstText(store, "pragma page_size", DATABASE_PATH);
+  } catch (const Failure&) {
+    return "0";
+  }
+}
+
 void refuseLargeNumbers(const Database& store, const std::string& strName) {
   const std::string strSql = fmt::format(
       "select (select count(*) from sqlite_sequence where seq not between 0 and {0}) + "
@@ -114,8 +128,9 @@ void leaveOutOrphans(const Database& store, const std::string& strName, std::vec
     return;
   }
   execute(store, "delete from task_result where task_name not in (select task_name from task)", strName);
-  vecWarnings.push_back(
-      fmt::format("{} runs of tasks that are not in {} are left out", sqlite3_changes(store.get()), strName));
+  if (const int cRuns = sqlite3_changes(store.get()); cRuns > 0) {
+    vecWarnings.push_back(fmt::format("{} runs of tasks that are not in {} are left out", cRuns, strName));
+  }
   execute(store,
           "delete from firing_task where task_name not in (select task_name from task) or firing_id not in "
           "(select firing_id from firing)",
@@ -125,7 +140,7 @@ void leaveOutOrphans(const Database& store, const std::string& strName, std::vec
 }  // namespace
 
 Database storeFrom(BackupReader& backup, std::vector<std::string>& vecWarnings) {
-  Database store = emptyStore();
+  Database store = emptyStore(presentPageSize());
   const LaterIndexes indexes(store, backup.name());
   execute(store, "begin", backup.name());
   RowCopy rows(backup, store);
@@ -136,8 +151,11 @@ Database storeFrom(BackupReader& backup, std::vector<std::string>& vecWarnings) 
   refuseLargeNumbers(store, backup.name());
   leaveOutOrphans(store, backup.name(), vecWarnings);
   indexes.create();
-  // The next command that opens the store migrates the rows of an older version.
-  execute(store, fmt::format("pragma user_version = {}; commit", backup.schema()).c_str(), backup.name());
+  execute(store, "commit", backup.name());
+  if (std::to_string(backup.schema()) != firstText(store, "pragma user_version", backup.name())) {
+    // A migration after the replacement could lack the room for it.
+    execute(store, storeSql().c_str(), backup.name());
+  }
   return store;
 }
 

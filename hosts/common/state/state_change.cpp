@@ -274,9 +274,9 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   ConfigChange files(configLock, configFilesWith(changedConfig(before, after)));
   announceChange(files, session.db());
   lock.commit();
-  files.finish();
   logEvents(difference.vecDeleted, EVENT_TASK_DELETED);
   logEvents(difference.vecCreated, EVENT_TASK_CREATED);
+  finishChange(files);
   std::vector<std::string> vecNotes;
   for (const std::string& strTask : difference.vecDeleted) {
     // The task is deleted already; a folder that cannot be moved does not bring it back.

@@ -17,8 +17,6 @@ namespace Host {
 
 namespace {
 
-constexpr std::size_t CB_MAX_FILE = std::size_t{16} << 20;
-
 [[noreturn]] void failErrno(const char* szDo, const std::string& strPath) {
   throw Failure(fmt::format("cannot {} {}: {}", szDo, strPath, std::strerror(errno)));
 }
@@ -94,6 +92,22 @@ private:
 };
 
 }  // namespace
+
+std::uint64_t dataSize(int fd, std::uint64_t cbFile) {
+  std::uint64_t cbData = 0;
+  off_t iEnd = 0;
+  for (;;) {
+    const off_t iBegin = lseek(fd, iEnd, SEEK_DATA);
+    if (iBegin < 0) {
+      return errno == ENXIO ? cbData : cbFile;
+    }
+    iEnd = lseek(fd, iBegin, SEEK_HOLE);
+    if (iEnd < 0) {
+      return cbFile;
+    }
+    cbData += static_cast<std::uint64_t>(iEnd - iBegin);
+  }
+}
 
 std::string readAll(int fd, const std::string& strName, std::size_t cbMax) {
   std::string strText;

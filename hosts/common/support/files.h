@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -26,6 +27,12 @@ struct Pipe {
   UniqueFd reader;
   UniqueFd writer;
 };
+
+/// The largest file that readTextFile() reads.
+inline constexpr std::size_t CB_MAX_FILE = std::size_t{16} << 20;
+
+/// Bytes of a file without its holes, which cost nothing to make. All bytes where the file system knows no holes.
+std::uint64_t dataSize(int fd, std::uint64_t cbFile);
 
 /// Reads a small regular file; nothing when there is none. \throw Failure that names it.
 std::optional<std::string> readTextFile(const std::string& strPath);

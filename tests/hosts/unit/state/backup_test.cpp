@@ -55,7 +55,7 @@ class BackupFile : public testing::Test {
 protected:
   void SetUp() override {
     HostTest::freshHost();
-    OrvaTest::writeFile(CONFIG_PATH, R"({"eorvascheduler": []})");
+    OrvaTest::writeFile(CONFIG_PATH, R"({"eorvascheduler": {}})");
     const Session session(Session::Store::CREATE);
     execute(session, fmt::format(WITH_LONG_SCRIPT, "first"));
   }
@@ -78,6 +78,12 @@ protected:
     const std::string strNoise(CB_PAGE, '\x5a');
     store.seekp(-2 * CB_PAGE, std::ios::end);
     store.write(strNoise.data(), CB_PAGE);
+  }
+
+  /// As another program changes a database.
+  static void change(const std::string& strFile, const std::string& strSql) {
+    const Database database = openDatabase(strFile, SQLITE_OPEN_READWRITE, nullptr, strFile);
+    Host::execute(database, strSql.c_str(), strFile);
   }
 
   static std::size_t taskCount() {
@@ -127,6 +133,64 @@ TEST_F(BackupFile, ADamagedStoreDoesNotTakeThePlaceOfAGoodBackup) {
   EXPECT_THAT(strWhy, HasSubstr(strFile + " is not written"));
   EXPECT_EQ(HostTest::remedyFor([&] { writeBackup(strFile); }), Hint::RESTORE_BACKUP);
   EXPECT_TRUE(OrvaTest::readFile(strFile) == strGood);
+}
+
+TEST_F(BackupFile, ABackupThatCannotBeReadHereIsNotReplacedByOneWithoutTasks) {
+  for (const char* szForeign : {"pragma user_version = 99", "create view v as select 1"}) {
+    const std::string strFile = m_folder.path("foreign.db");
+    writeBackup(strFile, EmptyBackup::ALLOWED);
+    change(strFile, szForeign);
+    change(DATABASE_PATH, "delete from task");
+    const std::string strKept = OrvaTest::readFile(strFile);
+    EXPECT_THAT(whyNot([&] { writeBackup(strFile); }), HasSubstr("it is not replaced: " + strFile));
+    EXPECT_EQ(HostTest::remedyFor([&] { writeBackup(strFile); }), Hint::REPLACE_BACKUP);
+    EXPECT_TRUE(OrvaTest::readFile(strFile) == strKept);
+    EXPECT_EQ(whyNot([&] { writeBackup(strFile, EmptyBackup::ALLOWED); }), "");
+  }
+}
+
+TEST_F(BackupFile, AFileThatIsNoDatabaseIsReplacedByABackupWithoutTasks) {
+  change(DATABASE_PATH, "delete from task");
+  for (const char* szText : {"", "no database"}) {
+    OrvaTest::writeFile(m_folder.path("other"), szText);
+    EXPECT_EQ(whyNot([&] { writeBackup(m_folder.path("other")); }), "");
+  }
+}
+
+TEST_F(BackupFile, AnOlderBackupIsMigratedBeforeItReplacesTheStore) {
+  const std::string strFile = m_folder.path("kept.db");
+  writeBackup(strFile);
+  change(strFile, "insert into task_result (task_name) values ('first'); pragma user_version = 2");
+  const ReadBackup backup = readBackup(strFile, Owners::THE_SAME);
+  EXPECT_EQ(firstText(backup.store, "pragma user_version", strFile),
+            firstText(openStore(), "pragma user_version", DATABASE_PATH));
+  EXPECT_EQ(firstText(backup.store, "select owner from task_result", strFile), "0");
+}
+
+TEST_F(BackupFile, AStoreWithOtherPagesIsRestored) {
+  writeBackup(m_folder.path("kept.db"));
+  change(DATABASE_PATH, "pragma journal_mode = delete; pragma page_size = 8192; vacuum; pragma journal_mode = wal");
+  EXPECT_EQ(whyNot([&] { restore(m_folder.path("kept.db")); }), "");
+  EXPECT_EQ(taskCount(), 1U);
+}
+
+TEST_F(BackupFile, AConfigurationThatCannotBeReadIsNotRestored) {
+  const std::string strFile = m_folder.path("kept.db");
+  writeBackup(strFile);
+  for (const char* szContent : {"x'00ff7b'", "cast('{\"eorvascheduler\": []}' as blob)", "cast('[1]' as blob)"}) {
+    change(strFile, fmt::format("update backup_file set content = {} where path like '%json'", szContent));
+    EXPECT_THAT(whyNot([&] { restore(strFile); }), testing::AllOf(HasSubstr(strFile), HasSubstr(CONFIG_PATH)));
+  }
+  writeBackup(strFile);
+  change(strFile, fmt::format("insert or replace into backup_file values ('{}', zeroblob(17 << 20))", SETTINGS_PATH));
+  EXPECT_THAT(whyNot([&] { restore(strFile); }), HasSubstr(SETTINGS_PATH));
+}
+
+TEST_F(BackupFile, AConfigurationThatCannotBeReadIsReplaced) {
+  writeBackup(m_folder.path("kept.db"));
+  OrvaTest::writeFile(CONFIG_PATH, std::string(17 << 20, ' '));
+  EXPECT_EQ(whyNot([&] { restore(m_folder.path("kept.db")); }), "");
+  EXPECT_EQ(OrvaTest::readFile(CONFIG_PATH), R"({"eorvascheduler": {}})");
 }
 
 TEST_F(BackupFile, WriterOfItsFolderCannotLeadItElsewhere) {
@@ -284,6 +348,15 @@ TEST_F(BackupOwners, AreTakenAsNumberedWhenThatIsMeant) {
   useOnly({{"bob", 7001}});
   EXPECT_TRUE(restore(m_strBackup, Owners::AS_NUMBERED).empty());
   EXPECT_EQ(taskCount(), 2U);
+}
+
+TEST_F(BackupOwners, AreNamedBeforeTheStoreIsReplaced) {
+  const auto ownerIn = [](const ReadBackup& backup) {
+    return firstText(backup.store, "select owner_name from task where task_name = 'nightly'", "the store");
+  };
+  EXPECT_EQ(ownerIn(readBackup(m_strBackup, Owners::THE_SAME)), "alice");
+  useOnly({{"bob", 7001}});
+  EXPECT_EQ(ownerIn(readBackup(m_strBackup, Owners::AS_NUMBERED)), "bob");
 }
 
 TEST_F(BackupOwners, ThatAnOlderBackupDoesNotNameAreTakenAsNumberedWithAWarning) {

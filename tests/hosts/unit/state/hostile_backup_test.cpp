@@ -141,6 +141,11 @@ TEST_F(HostileBackup, RunsOfUnknownTasksAreLeftOutWithAWarning) {
   EXPECT_THAT(dump(), testing::Not(HasSubstr("lost")));
 }
 
+TEST_F(HostileBackup, NoRunsLeftOutAreNotMentioned) {
+  run(m_strBackup, "insert into firing_task (firing_id, task_name, reasons) values (99, 'kept', '[]')");
+  EXPECT_TRUE(restore(m_strBackup, Owners::THE_SAME).vecWarnings.empty());
+}
+
 TEST_F(HostileBackup, NumbersOfRemovedRunsAreNotUsedAgain) {
   run(DATABASE_PATH, "delete from task_result");
   writeBackup(m_strBackup);

@@ -1,0 +1,31 @@
+#!/usr/bin/env bats
+# What the installation of the package does with the store.
+
+load common
+
+setup() { fresh_store; }
+
+configure() { sh "$BATS_TEST_DIRNAME/../../debian/eorva.postinst" configure; }
+
+@test "the first installation creates the store" {
+  rm -r "$STORE"
+  run -0 configure
+  same "output" scheduler "$(eorva config show --json | jq -r .output_path)"
+}
+
+@test "an upgrade from a version without owner names stores them, and changes no setting" {
+  add_task one bootup alice 'exit 0'
+  eorva config set output_path=scheduler/x enable_output=no >/dev/null
+  sqlite3 "$DATABASE" "alter table task drop column owner_name; pragma user_version = 2"
+  run -0 configure
+  same "owner" alice "$(sqlite3 "$DATABASE" 'select owner_name from task')"
+  same "output" "scheduler/x false" "$(eorva config show --json | jq -r '"\(.output_path) \(.enable_output)"')"
+}
+
+@test "an upgrade does not take a lost store for a new one" {
+  rm "$DATABASE"*
+  touch "$DATABASE"
+  run -0 configure
+  run -1 --separate-stderr eorva task list
+  complains "its tables are missing"
+}
