@@ -11,9 +11,6 @@
 #include "fuzz/server.h"
 #include "support/files.h"
 
-bool blLogToStdout = false;
-bool blDebugOutput = false;
-
 namespace {
 
 constexpr char BACKUP[] = "/tmp/backup.db";
