@@ -80,7 +80,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   complains "eorva check"
   eorva check --json >findings || true
   advice=$(jq -r '[.findings[] | select(.area == "store")][0].advice' findings)
-  bash -ec "${advice/FILE /kept.db }"
+  bash -ec "${advice/FILE /kept.db --yes }"
   same "tasks" one "$(sqlite3 "$DATABASE" 'select task_name from task')"
   same "check" ok "$(sqlite3 "$DATABASE" 'pragma quick_check')"
 }
