@@ -108,8 +108,8 @@ TEST_F(EventRelations, TellTheSameAsAllTasks) {
   const auto pick = [&random](const std::vector<std::string>& vecTexts) {
     return vecTexts[random() % vecTexts.size()];
   };
-  const std::vector<std::string> vecNames = {"a", "b", "c", "A", "a_", "ab",  "_b",
-                                             "B", "d", "e", "f", "g",  "a[b", "c]", "a__b", "%b"};
+  const std::vector<std::string> vecNames = {"a", "b", "c", "A", "a_",  "ab", "_b",   "B",
+                                             "d", "e", "f", "g", "a[b", "c]", "a__b", "%b"};
   const std::vector<std::string> vecEvents = {"ev", "other", "third"};
   const std::vector<std::string> vecDepends = {"", "", "[", "]", "[]", "x", "[[a]", "[a]b]"};
   for (int iRound = 0; iRound < 300; ++iRound) {
