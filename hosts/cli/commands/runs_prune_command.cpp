@@ -10,7 +10,6 @@
 #include "common/text/json_members.h"
 #include "runs_commands.h"
 
-using Host::intOf;
 using Host::PrunedItem;
 using Host::PruneResult;
 

@@ -76,6 +76,7 @@ void waitForRest(const std::string& strGroup) {
        vecRuns = populatedRuns(strGroup)) {
     if (!waitUntilEmpty(vecRuns.front())) {
       std::vector<RunGroup> vecGroups;
+      vecGroups.reserve(vecRuns.size());
       for (const std::string& strRun : vecRuns) {
         vecGroups.emplace_back(strRun, 0);
       }

@@ -243,6 +243,7 @@ private:
       mapSizes[kept.owner] += kept.cb;
     }
     std::vector<std::uint64_t> vecSizes;
+    vecSizes.reserve(mapSizes.size());
     for (const auto& [owner, cb] : mapSizes) {
       vecSizes.push_back(cb);
     }

@@ -45,7 +45,7 @@ void initialize(const std::string& strOutputPath) {
     changeConfig(lock, {{"output_path", strPath}, {"enable_output", "yes"}}, {});
   }
   Session session(Session::Store::CREATE);
-  storeOwnerNames(session, NamedOwners::UNKNOWN);
+  storeOwnerNames(session);
 }
 
 }  // namespace Host

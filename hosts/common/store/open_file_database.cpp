@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
+#include <charconv>
 #include <cstring>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -141,7 +141,7 @@ int openFile(sqlite3_vfs* pVfs, const char* szName, sqlite3_file* pFile, int iFl
   if ((iFlags & SQLITE_OPEN_MAIN_DB) == 0) {
     return SQLITE_CANTOPEN;
   }
-  reinterpret_cast<OpenFile*>(pFile)->fd = std::atoi(szName);
+  std::from_chars(szName, szName + std::strlen(szName), reinterpret_cast<OpenFile*>(pFile)->fd);
   pFile->pMethods = &METHODS;
   if (piFlags != nullptr) {
     *piFlags = iFlags;

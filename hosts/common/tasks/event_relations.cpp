@@ -1,7 +1,6 @@
 #include "event_relations.h"
 
 #include <algorithm>
-#include <optional>
 #include <set>
 #include <unordered_map>
 #include <utility>
@@ -34,7 +33,7 @@ public:
     for (const auto& [strAwaited, vecDependants] : m_mapDependants) {
       names.insert(strAwaited);
     }
-    m_awaited.emplace(names);
+    m_awaited = NamePatterns(names);
   }
 
   Waiting(const Waiting&) = delete;
@@ -43,7 +42,7 @@ public:
   /// At least the tasks that the library finds when it looks for those that wait for a name.
   std::vector<std::string> dependantsOf(const std::string& strName) const {
     std::vector<std::string> vecNames;
-    for (const std::string& strAwaited : m_awaited->namesLike(strName)) {
+    for (const std::string& strAwaited : m_awaited.namesLike(strName)) {
       const std::vector<std::string>& vecDependants = m_mapDependants.at(strAwaited);
       vecNames.insert(vecNames.end(), vecDependants.begin(), vecDependants.end());
     }
@@ -81,7 +80,7 @@ private:
   std::vector<const WaitingTask*> m_vecOdd;  ///< their lists have more than names in brackets
   std::unordered_map<std::string, std::vector<std::string>> m_mapAwaited;     ///< by task: the names in its list
   std::unordered_map<std::string, std::vector<std::string>> m_mapDependants;  ///< by name: the tasks that list it
-  std::optional<NamePatterns> m_awaited;                                      ///< the names in lists
+  NamePatterns m_awaited{NamePatterns::Names()};                              ///< the names in lists
 };
 
 /// Adds the names that a step leads to, and those to which it leads from there.

@@ -80,14 +80,11 @@ bool toStored(Json::Value& jTask) {
   return true;
 }
 
-void storeOwnerNames(Session& session, NamedOwners which) {
+void storeOwnerNames(Session& session) {
   const std::vector<std::string> vecTasks = taskNames(session);
   for (const Json::Int64 iOwner : ownersOf(listRelations(session, {vecTasks.begin(), vecTasks.end()}))) {
     const std::string strName = iOwner < 0 ? std::string() : userName(static_cast<uid_t>(iOwner));
-    Json::Value jFilter = objectOf({{OWNER, iOwner}});
-    if (which == NamedOwners::UNKNOWN) {
-      jFilter[OWNER_NAME] = Json::Value();
-    }
+    const Json::Value jFilter = objectOf({{OWNER, iOwner}, {OWNER_NAME, Json::Value()}});
     const Json::Value jName = strName.empty() ? Json::Value() : Json::Value(strName);
     if (session.tasks()->recUpdateByFilter(jFilter, objectOf({{OWNER_NAME, jName}})) < 0) {
       throw Failure(fmt::format("cannot store the name of the owner {}; {}", strName, SEE_LOG));

@@ -49,12 +49,7 @@ void requireOwner(const Json::Value& jTask);
 /// name, if it has an owner. \return false when the library refuses it.
 bool toStored(Json::Value& jTask);
 
-enum class NamedOwners {
-  UNKNOWN,  ///< only tasks without a name, of a version that did not store it
-  ALL,      ///< all tasks: their user ids are meant, whoever has them
-};
-
-/// Stores the names that the owners' user ids have now. \throw Failure
-void storeOwnerNames(Session& session, NamedOwners which);
+/// Stores the names that the owners' user ids have now, for tasks of a version that did not store them. \throw Failure
+void storeOwnerNames(Session& session);
 
 }  // namespace Host
