@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <memory>
+#include <new>
 #include <pwd.h>
 #include <vector>
 
@@ -49,6 +50,9 @@ std::string userName(uid_t uid) {
   PORVAUSER pUser = nullptr;
   const int iResult = ORVAUserGetByUID(uid, &pUser);
   const std::unique_ptr<ORVAUSER, decltype(&ORVAUserFree)> guard(pUser, &ORVAUserFree);
+  if (iResult < 0 && KLIBCErrGet() == ENOMEM) {
+    throw std::bad_alloc();
+  }
   // A user who cannot be looked up now may exist.
   if (iResult < 0 && KLIBCErrGet() != ENOENT) {
     throw Failure(fmt::format("cannot look up the user {}: {}", uid, std::strerror(KLIBCErrGet())));
