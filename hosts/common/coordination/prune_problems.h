@@ -1,5 +1,5 @@
 /// \file prune_problems.h
-/// What the last removal of old runs could not remove: /run/eorva/prune-problems, a line each.
+/// The folders that the last removal of old runs left: /run/eorva/prune-problems, a line each.
 
 #pragma once
 

@@ -25,7 +25,7 @@ public:
   /// Takes a piece of the file. \return how many bytes were used; the rest comes again, with the next bytes.
   using Take = std::function<std::size_t(std::string_view)>;
 
-  /// What a hole in the file means: zeros, or the end.
+  /// The meaning of a hole in the file: zeros, or the end.
   enum class Holes { CONTENT, END };
 
   /// Passes on new content in pieces, since a log can be larger than memory. A file that was emptied is read from its

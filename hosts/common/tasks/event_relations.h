@@ -1,5 +1,5 @@
 /// \file event_relations.h
-/// What the tasks of an event have to do with others.
+/// The relations of the tasks of an event to others.
 
 #pragma once
 

@@ -1,5 +1,5 @@
 /// \file server_facts.h
-/// What the rules for tasks ask of the server.
+/// Facts about the server that the rules for tasks need.
 
 #pragma once
 

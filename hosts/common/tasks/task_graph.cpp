@@ -30,7 +30,7 @@ const Names& namesAt(const std::map<std::string, Names>& mapNames, const std::st
 
 }  // namespace
 
-/// What the patterns of the library match.
+/// The names that the patterns of the library match.
 struct TaskGraph::Matches {
   std::map<std::string, Names> mapDependants;  ///< by name: the tasks that are found with it
   std::map<std::string, Names> mapAwaited;     ///< by task: the names with which it is found

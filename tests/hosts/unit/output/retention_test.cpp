@@ -1,4 +1,4 @@
-/// What it costs to remove old runs.
+/// The cost of removing old runs.
 
 #include "common/output/retention.h"
 

@@ -1,4 +1,4 @@
-/// What a command does with the note of an interrupted change.
+/// A command and the note of an interrupted change.
 
 #include "common/state/joint_change.h"
 
