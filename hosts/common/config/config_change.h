@@ -35,7 +35,7 @@ public:
   /// Writes the note of a change that counts as soon as the store has this number. Call this before the store commits.
   void announce(std::int64_t iChange);
 
-  /// Replaces the files. From now on the change counts; without announce(), it does so only with this call.
+  /// Replaces the files. Without announce(), the change is valid from now on.
   /// \throw Failure when a file cannot be replaced; the note stays, and the next command tries again.
   void finish();
 

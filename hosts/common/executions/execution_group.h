@@ -37,7 +37,7 @@ std::string enterRunGroup(const std::string& strExecution, unsigned cMax);
 std::vector<std::string> populatedRuns(const std::string& strExecution);
 
 /// Removes the groups of an execution that has ended; the calling process may be in "watch".
-/// \return false when scripts have left processes in a group, and nobody else will remove it.
+/// \return false when a group still has processes of scripts, and the caller has to remove it later.
 bool leaveExecutionGroup(const std::string& strExecution);
 
 }  // namespace Host
