@@ -270,7 +270,8 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   local units=(eorva-shutdown.service eorva-{ups-on-battery,ups-low-battery,volume-mounted,volume-unmounted}.service)
   local since
   since=$(systemctl show --property ActiveEnterTimestampMonotonic "${units[@]}")
-  DEBIAN_FRONTEND=noninteractive dpkg --install --force-unsafe-io /e2e/later/*.deb
+  DEBIAN_FRONTEND=noninteractive dpkg --install --force-unsafe-io /e2e/later/*.deb >upgrade.log 2>&1
+  same "complaints" "" "$(grep 'not starting' upgrade.log)"
   same "version" 7.0.0+later "$(dpkg-query -W -f '${Version}' eorva)"
   kill -0 "$before"
   same "open runs" 1 "$(runs_of upgrade | jq '[.[] | select(.stop_time == null)] | length')"
