@@ -16,6 +16,14 @@ begin() {
   cp "$BATS_TEST_DIRNAME"/../../demo/tasks/* .
 }
 
+# A share whose disk is full.
+setup_file() {
+  mkdir /srv/full
+  mount -t tmpfs -o size=64k,mode=0711 full /srv/full
+  printf '%s\n' '[full]' 'path = /srv/full' >>/etc/orva/shares.conf
+  ! dd if=/dev/zero of=/srv/full/filled bs=1k status=none
+}
+
 # session DOCUMENT LEAST
 session() { run_lines "$2" < <("$DOCUMENTED" view "$1"); }
 
