@@ -42,6 +42,6 @@ run_and_compare() {
 
 # Without what differs from run to run: times, durations, sizes, process ids, folders of runs, blanks between columns, and lines of "...".
 comparable() {
-  sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}/TIME/g; s/[0-9.]+ (ms|s|B|[KMGT]iB)\b/N \1/g; s/process [0-9]+/process N/g; s,/[0-9]{10}/,/RUN/,g
+  sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}/TIME/g; s/\b[0-9.]+ ?(ms|s|B|[KMGT]iB)\b/N \1/g; s/process [0-9]+/process N/g; s,/[0-9]{10}/,/RUN/,g
     s/ +/ /g; s/ $//; /^ *\.\.\.$/d'
 }
