@@ -1,6 +1,6 @@
 #!/usr/bin/env bats
 # Runs every command line in the documents. A document is one session, on a fresh store, in the folder of the demo's
-# scripts. A chapter of the guide begins with the task of the chapter "The first task". Lines that need more than a private
+# scripts. A chapter of the guide begins where "The first task" ends. Lines that need more than a private
 # view of this machine run elsewhere.
 
 load common
@@ -8,15 +8,17 @@ load documented
 
 DOCUMENTED=$BATS_TEST_DIRNAME/documented_commands
 
-setup() { begin; }
-
-begin() {
-  rm -rf "$STORE" /run/eorva "${KEPT:?}"/* /tmp/eorvascheduler*
-  cd "$BATS_TEST_TMPDIR" || return 1
+setup() {
   chmod 711 "$BATS_RUN_TMPDIR" "$BATS_FILE_TMPDIR" "$BATS_TEST_TMPDIR"
+  clean
   cp "$BATS_TEST_DIRNAME"/../../demo/tasks/* .
   # As the packages do.
   eorva init --output-path scheduler >/dev/null
+}
+
+clean() {
+  rm -rf "$STORE" /run/eorva "${KEPT:?}"/* /tmp/eorvascheduler*
+  cd "$BATS_TEST_TMPDIR" || return 1
 }
 
 # A share whose disk is full.
@@ -34,10 +36,14 @@ session() { run_lines "$2" < <("$DOCUMENTED" view "$1"); }
 
 @test "the command lines of the guide for administrators" {
   local document
-  for document in $("$DOCUMENTED" view | grep ^docs/admin/); do
+  session docs/admin/first-task.md 4
+  cp -a "$STORE" store
+  cp -a "$KEPT" kept
+  for document in $("$DOCUMENTED" view | grep '^docs/admin/' | grep -v /first-task.md); do
     echo "== $document"
-    begin
-    [[ $document == */first-task.md ]] || session docs/admin/first-task.md 4
+    clean
+    cp -a store "$STORE"
+    cp -a kept/. "$KEPT"
     session "$document" 1
   done
 }
