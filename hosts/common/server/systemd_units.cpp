@@ -1,6 +1,7 @@
 #include "systemd_units.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <iterator>
@@ -11,6 +12,8 @@
 #include <unistd.h>
 
 #include "common/support/program.h"
+#include "common/text/json_members.h"
+#include "common/text/json_reader.h"
 
 namespace Host {
 
@@ -35,6 +38,14 @@ void demand(const std::vector<std::string>& vecArguments) {
   }
 }
 
+/// A timer with Persistent= elapses at once when it starts after a time that it missed. A timer that did not run has
+/// nothing to forget.
+void forgetElapses(const std::string& strTimer) {
+  if (isSystemdRunning()) {
+    systemctl({"clean", "--what=state", "--", strTimer});
+  }
+}
+
 /// Gives nothing when systemctl is not installed.
 std::optional<Answer> systemctlIfInstalled(const std::vector<std::string>& vecArguments) {
   try {
@@ -45,19 +56,20 @@ std::optional<Answer> systemctlIfInstalled(const std::vector<std::string>& vecAr
 }
 
 /// Where systemd does not run, only the links of units can be read.
-UnitState stateFromFiles(const std::string& strUnit) {
-  UnitState state;
-  const std::optional<Answer> answer = systemctlIfInstalled({"is-enabled", strUnit});
-  if (!answer) {
-    state.blKnown = false;
-    return state;
+std::vector<UnitState> statesFromFiles(const std::vector<std::string>& vecUnits) {
+  std::vector<UnitState> vecStates(vecUnits.size());
+  std::vector<std::string> vecArguments{"list-unit-files", "--output=json", "--"};
+  vecArguments.insert(vecArguments.end(), vecUnits.begin(), vecUnits.end());
+  const std::optional<Answer> answer = systemctlIfInstalled(vecArguments);
+  std::map<std::string, std::string> mapInstalled;
+  for (const Json::Value& jUnit : answer ? readJsonOrNull(answer->strText) : Json::Value()) {
+    mapInstalled[textOf(jUnit, "unit_file")] = textOf(jUnit, "state");
   }
-  std::istringstream text(answer->strText);
-  // For a missing unit, systemctl prints a sentence.
-  if (std::string strRest; !(text >> state.strInstalled) || text >> strRest) {
-    state.strInstalled.clear();
+  for (std::size_t i = 0; i < vecUnits.size(); ++i) {
+    vecStates[i].blKnown = answer.has_value();
+    vecStates[i].strInstalled = mapInstalled[vecUnits[i]];
   }
-  return state;
+  return vecStates;
 }
 
 /// systemctl quotes a name with a backslash as for a shell; no name of a unit has a blank.
@@ -121,17 +133,19 @@ bool isSystemStopping() {
 }
 
 std::vector<UnitState> unitStates(const std::vector<std::string>& vecUnits) {
+  if (vecUnits.empty()) {
+    return {};
+  }
+  if (!isSystemdRunning()) {
+    return statesFromFiles(vecUnits);
+  }
   std::vector<UnitState> vecStates;
   vecStates.reserve(vecUnits.size());
-  if (!isSystemdRunning()) {
-    std::transform(vecUnits.begin(), vecUnits.end(), std::back_inserter(vecStates), &stateFromFiles);
-  } else if (!vecUnits.empty()) {
-    const std::map<std::string, UnitState> mapStates = statesFromManager(vecUnits);
-    for (const std::string& strUnit : vecUnits) {
-      const auto it = mapStates.find(strUnit);
-      // The answer ends at a name that cannot be a unit's, as one of more than 255 bytes.
-      vecStates.push_back(it != mapStates.end() ? it->second : statesFromManager({strUnit})[strUnit]);
-    }
+  const std::map<std::string, UnitState> mapStates = statesFromManager(vecUnits);
+  for (const std::string& strUnit : vecUnits) {
+    const auto it = mapStates.find(strUnit);
+    // The answer ends at a name that cannot be a unit's, as one of more than 255 bytes.
+    vecStates.push_back(it != mapStates.end() ? it->second : statesFromManager({strUnit})[strUnit]);
   }
   return vecStates;
 }
@@ -150,6 +164,42 @@ void disableUnit(const std::string& strUnit) {
   }
 }
 
+void reloadUnits() {
+  if (isSystemdRunning()) {
+    demand({"daemon-reload"});
+  }
+}
+
+void startTimerAnew(const std::string& strTimer) {
+  demand({"--quiet", "enable", "--", strTimer});
+  if (isSystemdRunning()) {
+    demand({"stop", "--", strTimer});
+    forgetElapses(strTimer);
+    demand({"start", "--", strTimer});
+  }
+}
+
+void endTimer(const std::string& strTimer) {
+  disableUnit(strTimer);
+  forgetElapses(strTimer);
+}
+
+std::map<std::string, std::int64_t> nextElapses(const std::vector<std::string>& vecTimers) {
+  std::map<std::string, std::int64_t> mapElapses;
+  if (vecTimers.empty() || !isSystemdRunning()) {
+    return mapElapses;
+  }
+  std::vector<std::string> vecArguments{"list-timers", "--all", "--output=json", "--"};
+  vecArguments.insert(vecArguments.end(), vecTimers.begin(), vecTimers.end());
+  constexpr Json::Int64 MICROSECONDS = 1000000;
+  for (const Json::Value& jTimer : readJsonOrNull(systemctl(std::move(vecArguments)).strText)) {
+    if (const Json::Int64 iNext = intOf(jTimer, "next") / MICROSECONDS; iNext > 0) {
+      mapElapses[textOf(jTimer, "unit")] = iNext;
+    }
+  }
+  return mapElapses;
+}
+
 std::string escapeUnitName(const std::string& strName) {
   std::string strEscaped;
   for (const char c : strName) {
@@ -165,8 +215,26 @@ std::string escapeUnitName(const std::string& strName) {
   return strEscaped;
 }
 
+std::string unescapeUnitName(const std::string& strName) {
+  constexpr int HEXADECIMAL = 16;
+  std::string strPlain;
+  for (std::size_t i = 0; i < strName.size(); ++i) {
+    if (strName.compare(i, 2, "\\x") == 0 && i + 3 < strName.size()) {
+      strPlain += static_cast<char>(std::strtol(strName.substr(i + 2, 2).c_str(), nullptr, HEXADECIMAL));
+      i += 3;
+    } else {
+      strPlain += strName[i] == '-' ? '/' : strName[i];
+    }
+  }
+  return strPlain;
+}
+
 std::string eventUnit(const std::string& strEvent) {
   return fmt::format("eorva-event@{}.service", escapeUnitName(strEvent));
+}
+
+std::string eventTimer(const std::string& strEvent) {
+  return fmt::format("eorva-event@{}.timer", escapeUnitName(strEvent));
 }
 
 }  // namespace Host

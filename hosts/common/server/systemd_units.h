@@ -4,6 +4,8 @@
 
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -36,10 +38,31 @@ void enableUnit(const std::string& strUnit, bool blNow);
 /// \throw Failure with what systemctl said.
 void disableUnit(const std::string& strUnit);
 
+/// Has systemd read the files of units again, where it runs.
+/// \throw Failure with what systemctl said.
+void reloadUnits();
+
+/// Enables a timer, and starts it where systemd runs. Times before this moment do not count as missed.
+/// \throw Failure with what systemctl said.
+void startTimerAnew(const std::string& strTimer);
+
+/// Disables a timer, stops it, and has systemd forget when it last elapsed.
+/// \throw Failure with what systemctl said.
+void endTimer(const std::string& strTimer);
+
+/// When timers will elapse, in seconds since 1970. A timer that will not, or is not known to, is left out.
+std::map<std::string, std::int64_t> nextElapses(const std::vector<std::string>& vecTimers);
+
 /// Escapes a text for the name of a unit, as systemd-escape does.
 std::string escapeUnitName(const std::string& strName);
 
+/// The text that was escaped.
+std::string unescapeUnitName(const std::string& strName);
+
 /// The template unit that fires an event when it starts.
 std::string eventUnit(const std::string& strEvent);
+
+/// The timer that starts this unit.
+std::string eventTimer(const std::string& strEvent);
 
 }  // namespace Host

@@ -10,6 +10,12 @@ inline constexpr char STORE_FOLDER[] = "/usr/orva/etc/eorvascheduler";
 inline constexpr char DATABASE_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler.db";
 inline constexpr char CONFIG_PATH[] = "/usr/orva/etc/eorvascheduler/eorvascheduler-conf.json";
 
+/// The administrators' own events.
+inline constexpr char OWN_EVENTS_PATH[] = "/usr/orva/etc/eorvascheduler/own-events.json";
+
+/// The units of administrators.
+inline constexpr char UNIT_FOLDER[] = "/etc/systemd/system";
+
 /// Note of a change of the configuration; exists only until the change is finished.
 inline constexpr char CHANGE_NOTE_PATH[] = "/usr/orva/etc/eorvascheduler/unfinished-change.json";
 

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t MAX_NAME = 64;
 constexpr std::size_t MAX_EVENT = 255;
+constexpr std::size_t MAX_DESCRIPTION = 1000;
 
 bool isAsciiAlnum(char32_t code) {
   return (code >= '0' && code <= '9') || (code >= 'A' && code <= 'Z') || (code >= 'a' && code <= 'z');
@@ -93,6 +94,15 @@ std::string whyNotEventName(std::string_view strName) {
     }
   }
   return {};
+}
+
+std::string whyNotDescription(std::string_view strDescription) {
+  if (strDescription.size() > MAX_DESCRIPTION) {
+    return fmt::format("is {} bytes long; at most {} are allowed", strDescription.size(), MAX_DESCRIPTION);
+  }
+  const bool blControl = std::any_of(strDescription.begin(), strDescription.end(),
+                                     [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+  return blControl ? "must be one line without control characters" : "";
 }
 
 std::string whyNotOutputPath(std::string_view strPath) {

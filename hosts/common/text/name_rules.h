@@ -18,6 +18,9 @@ std::string whyNotTaskName(std::string_view strName);
 /// Checks the name of an event. \return what is wrong; empty when the name is valid.
 std::string whyNotEventName(std::string_view strName);
 
+/// Checks a description: one line. \return what is wrong; empty when it is valid.
+std::string whyNotDescription(std::string_view strDescription);
+
 /// Checks a place for run output, as in "SHARE" or "SHARE/FOLDER/FOLDER".
 /// \return what is wrong; empty when it is valid.
 std::string whyNotOutputPath(std::string_view strPath);

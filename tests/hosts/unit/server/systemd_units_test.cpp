@@ -50,6 +50,21 @@ TEST_F(Units, UnitMissingInTheAnswerIsAskedForByItself) {
   EXPECT_EQ(vecStates[1].strActive, "active");
 }
 
+TEST(Timers, TellWhenTheyElapse) {
+  const HostTest::FakeSystemctl systemctl(
+      "cat <<'END'\n[{\"next\":1700000000500000,\"unit\":\"a.timer\"},{\"next\":0,\"unit\":\"b.timer\"},"
+      "{\"next\":null,\"unit\":\"c.timer\"}]\nEND\n");
+  const std::map<std::string, std::int64_t> mapElapses = nextElapses({"a.timer", "b.timer", "c.timer"});
+  EXPECT_EQ(HostTest::FakeSystemctl::calls(), "list-timers --all --output=json -- a.timer b.timer c.timer\n");
+  EXPECT_EQ(mapElapses, (std::map<std::string, std::int64_t>{{"a.timer", 1700000000}}));
+}
+
+TEST(UnitNames, AreUnescaped) {
+  for (const char* szName : {"nightly", "back up/home-1", "ü", "a\\x", "."}) {
+    EXPECT_EQ(szName, unescapeUnitName(escapeUnitName(szName)));
+  }
+}
+
 TEST_F(Units, ThatNobodyAsksForNeedNoCall) {
   EXPECT_TRUE(unitStates({}).empty());
   EXPECT_EQ(HostTest::FakeSystemctl::calls(), "");
