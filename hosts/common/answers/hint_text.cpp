@@ -1,8 +1,10 @@
 #include "hint_text.h"
 
+#include <fmt/format.h>
 #include <vector>
 
 #include "command_text.h"
+#include "common/server/systemd_units.h"
 
 namespace Host {
 
@@ -17,7 +19,26 @@ std::string hintText(const Hint& hint) {
     case Hint::LIST_EVENTS:
       return "; list the events with: eorva event list";
     case Hint::ALLOW_ANY_EVENT:
-      return "\nto create the event, add --any-event";
+      return fmt::format("\nto create the event, use: {}; or add --any-event",
+                         eorvaCommand("event add", hint.vecNames));
+    case Hint::ADD_EVENT:
+      return "; to add it, use: " + eorvaCommand("event add", hint.vecNames);
+    case Hint::ADD_EVENT_AT:
+      return fmt::format("; to fire it at some time, use: {}; any other unit can start {}: see eorva-events(7)",
+                         eorvaCommand("event add", hint.vecNames, " --at CALENDAR"), eventUnit(hint.vecNames.front()));
+    case Hint::EDIT_EVENT:
+      return "; to change it, use: " + eorvaCommand("event edit", hint.vecNames);
+    case Hint::SWITCH_EVENT:
+      return fmt::format("; to start or stop firing it, use: {} or {}", eorvaCommand("event enable", hint.vecNames),
+                         eorvaCommand("event disable", hint.vecNames));
+    case Hint::SET_TIMES:
+      return "; to set them, use: " + eorvaCommand("event edit", hint.vecNames, " --at CALENDAR");
+    case Hint::MOVE_TASKS:
+      return "; delete them with: eorva task delete TASK; or give them another event with: eorva task edit TASK "
+             "--event "
+             "EVENT";
+    case Hint::REPAIR:
+      return "; to try again, use: eorva check --repair";
     case Hint::SET_OUTPUT_PATH:
       return "; to keep output, use: eorva config set --output-path SHARE";
     case Hint::RENAME_TASK:

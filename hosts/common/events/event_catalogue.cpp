@@ -2,16 +2,30 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <set>
 
 #include "eorvascheduler.h"
 
+#include "common/server/systemd_units.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
 #include "common/text/suggestion.h"
+#include "own_events.h"
 
 namespace Host {
+
+namespace {
+
+/// The description of an own event is in one language only, which counts as the default one.
+Event ownEvent(const std::string& strEvent, const EventSettings& settings) {
+  Event event{strEvent, {}, {}, settings.vecAt.empty() ? "" : eventTimer(strEvent), false, true, settings.vecAt};
+  if (!settings.strDescription.empty()) {
+    event.jDescription = objectOf({{"enu", settings.strDescription}});
+  }
+  return event;
+}
+
+}  // namespace
 
 std::vector<Event> eventCatalogue() {
   Json::Value jCatalogue;
@@ -28,6 +42,25 @@ std::vector<Event> eventCatalogue() {
   return vecEvents;
 }
 
+std::set<std::string> catalogueNames() {
+  std::set<std::string> setNames;
+  for (const Event& event : eventCatalogue()) {
+    setNames.insert(event.strName);
+  }
+  return setNames;
+}
+
+std::vector<Event> namedEvents() {
+  std::vector<Event> vecEvents = eventCatalogue();
+  for (const auto& [strEvent, settings] : readOwnEvents()) {
+    // A later version may bring an event of the same name.
+    if (findEvent(vecEvents, strEvent) == nullptr) {
+      vecEvents.push_back(ownEvent(strEvent, settings));
+    }
+  }
+  return vecEvents;
+}
+
 const Event* findEvent(const std::vector<Event>& vecEvents, const std::string& strEvent) {
   const auto it =
       std::find_if(vecEvents.begin(), vecEvents.end(), [&](const Event& event) { return event.strName == strEvent; });
@@ -39,7 +72,7 @@ void requireEvent(Session& session, const std::string& strEvent) {
     return;
   }
   std::set<std::string> setKnown = eventNames(session);
-  for (const Event& event : eventCatalogue()) {
+  for (const Event& event : namedEvents()) {
     setKnown.insert(event.strName);
   }
   if (setKnown.count(strEvent) == 0) {

@@ -1,5 +1,7 @@
 #include "event_state.h"
 
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <unistd.h>
 
@@ -23,14 +25,15 @@ std::map<std::string, unsigned> taskCounts() {
   return mapCounts;
 }
 
-/// The catalogue, and the administrators' own events, which are known from their tasks only.
+/// The named events, and others that are known from their tasks only.
 std::vector<EventState> knownEvents() {
   std::map<std::string, unsigned> mapCounts = taskCounts();
   std::vector<EventState> vecRows;
-  for (Event& event : eventCatalogue()) {
+  for (Event& event : namedEvents()) {
     const unsigned cTasks = mapCounts[event.strName];
+    const bool blInCatalogue = !event.blOwn;
     mapCounts.erase(event.strName);
-    vecRows.push_back({std::move(event), true, {}, {}, cTasks});
+    vecRows.push_back({std::move(event), blInCatalogue, {}, {}, cTasks});
   }
   for (const auto& [strName, cTasks] : mapCounts) {
     vecRows.push_back({{strName, {}, {}, "", false}, false, {}, {}, cTasks});
@@ -70,11 +73,29 @@ void askSystemd(std::vector<EventState>& vecRows) {
   }
 }
 
+/// Asks when the timers among the units fire next. An event can have several.
+void askTimers(std::vector<EventState>& vecRows) {
+  std::vector<std::string> vecTimers;
+  for (const EventState& row : vecRows) {
+    std::copy_if(row.vecFiredBy.begin(), row.vecFiredBy.end(), std::back_inserter(vecTimers),
+                 [](const std::string& strUnit) { return strUnit.ends_with(".timer"); });
+  }
+  const std::map<std::string, std::int64_t> mapElapses = nextElapses(vecTimers);
+  for (EventState& row : vecRows) {
+    for (const std::string& strUnit : row.vecFiredBy) {
+      if (const auto it = mapElapses.find(strUnit); it != mapElapses.end()) {
+        row.iNext = std::min(row.iNext.value_or(it->second), it->second);
+      }
+    }
+  }
+}
+
 }  // namespace
 
 std::vector<EventState> eventStates() {
   std::vector<EventState> vecStates = knownEvents();
   askSystemd(vecStates);
+  askTimers(vecStates);
   return vecStates;
 }
 

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,9 +19,10 @@ struct EventState {
   std::vector<std::string> vecFiredBy;  ///< units
   UnitState state;                      ///< of the first of these units
   unsigned cTasks = 0;
+  std::optional<std::int64_t> iNext = {};  ///< when a timer fires it next, in seconds since 1970; if that is known
 };
 
-/// The events of the catalogue, then other events that have tasks.
+/// The events of the catalogue, then those that administrators have added, then others that have tasks.
 /// \throw Failure when the catalogue, the store or the service manager cannot be asked.
 std::vector<EventState> eventStates();
 

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <iterator>
 
+#include "change_event.h"
 #include "common/server/systemd_units.h"
 #include "common/support/failure.h"
 #include "common/text/suggestion.h"
@@ -19,9 +20,12 @@ Event requireOne(const std::vector<Event>& vecEvents, const std::string& strEven
     std::transform(vecEvents.begin(), vecEvents.end(), std::back_inserter(vecNames),
                    [](const Event& event) { return event.strName; });
     throw Failure(
-        fmt::format("there is no event \"{0}\" in the catalogue{1}; an event of your own is fired by a timer, a path "
-                    "unit or a udev rule that starts {2}: see eorva-events(7)",
-                    strEvent, didYouMean(strEvent, vecNames), eventUnit(strEvent)));
+        fmt::format("nothing is known that fires an event \"{}\"{}", strEvent, didYouMean(strEvent, vecNames)),
+        {Hint::ADD_EVENT_AT, {strEvent}});
+  }
+  if (pEvent->blOwn && pEvent->strUnit.empty()) {
+    throw Failure(fmt::format("the event \"{}\" has no times at which it could be fired", strEvent),
+                  {Hint::SET_TIMES, {strEvent}});
   }
   if (pEvent->strUnit.empty()) {
     throw Failure(fmt::format("the catalogue names no unit that fires the event \"{}\"", strEvent));
@@ -32,24 +36,32 @@ Event requireOne(const std::vector<Event>& vecEvents, const std::string& strEven
 }  // namespace
 
 std::vector<Event> requireSwitchable(const std::vector<std::string>& vecNames) {
-  const std::vector<Event> vecCatalogue = eventCatalogue();
+  const std::vector<Event> vecNamed = namedEvents();
   std::vector<Event> vecEvents;
   std::transform(vecNames.begin(), vecNames.end(), std::back_inserter(vecEvents),
-                 [&](const std::string& strEvent) { return requireOne(vecCatalogue, strEvent); });
+                 [&](const std::string& strEvent) { return requireOne(vecNamed, strEvent); });
   return vecEvents;
 }
 
 void enableEvent(const Event& event) {
-  enableUnit(event.strUnit, !event.blAtUnitStart);
+  if (event.blOwn) {
+    changeEvent(event.strName, {{}, {}, true});
+  } else {
+    enableUnit(event.strUnit, !event.blAtUnitStart);
+  }
 }
 
 void disableEvent(const Event& event) {
-  disableUnit(event.strUnit);
+  if (event.blOwn) {
+    changeEvent(event.strName, {{}, {}, false});
+  } else {
+    disableUnit(event.strUnit);
+  }
 }
 
 std::string disabledState(const std::string& strEvent) {
   try {
-    const std::vector<Event> vecEvents = eventCatalogue();
+    const std::vector<Event> vecEvents = namedEvents();
     const Event* const pEvent = findEvent(vecEvents, strEvent);
     if (pEvent == nullptr || pEvent->strUnit.empty()) {
       return {};

@@ -10,14 +10,14 @@
 
 namespace Host {
 
-/// Finds events that can be enabled and disabled: the catalogue names their unit.
-/// \throw Failure for the first other name, with the unit that would fire that event.
+/// Finds events that can be enabled and disabled: the catalogue names their unit, or they are own events with times.
+/// \throw Failure for the first other name.
 std::vector<Event> requireSwitchable(const std::vector<std::string>& vecNames);
 
-/// Enables the unit of an event. \throw Failure
+/// Enables an event: its unit is enabled. \throw Failure
 void enableEvent(const Event& event);
 
-/// Disables the unit of an event. \throw Failure
+/// Disables an event: its unit is disabled. \throw Failure
 void disableEvent(const Event& event);
 
 /// The state of the unit that fires an event, if it does not fire it now: "disabled" or "masked".

@@ -21,7 +21,14 @@ struct Hint {
     CREATE_STORE,
     RESTORE_STORE,
     LIST_EVENTS,
-    ALLOW_ANY_EVENT,
+    ALLOW_ANY_EVENT,  ///< names: the event
+    ADD_EVENT,        ///< names: the event; here and below
+    ADD_EVENT_AT,
+    EDIT_EVENT,
+    SWITCH_EVENT,
+    SET_TIMES,
+    MOVE_TASKS,
+    REPAIR,
     SET_OUTPUT_PATH,
     RENAME_TASK,    ///< names: the task
     SET_WAITS_FOR,  ///< names: a task, then the tasks that it has to wait for

@@ -9,6 +9,7 @@
 #include "common/text/json_members.h"
 #include "fake_systemctl.h"
 #include "fresh_host.h"
+#include "remedy.h"
 #include "stored.h"
 
 using namespace Host;
@@ -44,8 +45,11 @@ TEST_F(EventSwitch, EventsOfTheCatalogueAreFoundInTheOrderGiven) {
 TEST_F(EventSwitch, OneUnknownEventRefusesAll) {
   const std::string strText = failureOf([] { requireSwitchable({"bootup", "weekyl"}); });
   EXPECT_THAT(strText, HasSubstr("\"weekyl\""));
-  EXPECT_THAT(strText, HasSubstr("eorva-event@weekyl.service"));
   EXPECT_THAT(strText, HasSubstr("did you mean \"weekly\"?"));
+}
+
+TEST_F(EventSwitch, UnknownEventCanBeAdded) {
+  EXPECT_EQ(HostTest::remedyFor([] { requireSwitchable({"inbox"}); }), Hint::ADD_EVENT_AT);
 }
 
 TEST_F(EventSwitch, EventThatNothingInstalledFiresHasNoState) {
