@@ -46,7 +46,7 @@ void setSwitch(Json::Value& jTask, const char* szMember, bool blOn, bool blOff) 
 
 void addEventAndOwner(CLI::App* pCommand, TaskOptions& options) {
   pCommand->add_option("--event", options.strEvent, "event that starts the task")->type_name("EVENT");
-  pCommand->add_flag("--any-event", options.blAnyEvent, "allow any event name");
+  pCommand->add_flag("--any-event", options.blAnyEvent, "allow an unknown event");
   pCommand->add_option("--owner", options.strOwner, "user who runs the script; a name or user id")->type_name("USER");
   pCommand->add_option("--script", options.strScript, "script; - reads standard input")->type_name("FILE");
   CLI::Option* pAfter = pCommand->add_option("--after", options.vecWaitsFor, "task to wait for; can be repeated")

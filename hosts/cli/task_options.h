@@ -32,7 +32,7 @@ struct TaskOptions {
   bool blMailIfError = false;
   bool blMailAlways = false;
 
-  Host::AllowedEvents events() const { return blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::CATALOGUE; }
+  Host::AllowedEvents events() const { return blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::KNOWN; }
 };
 
 /// Adds the options to a subcommand. \return the one that reads a whole record.

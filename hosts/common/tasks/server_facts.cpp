@@ -2,18 +2,32 @@
 
 #include "common/events/event_catalogue.h"
 #include "common/server/users.h"
+#include "common/text/suggestion.h"
 #include "script_check.h"
 
 namespace Host {
 
-bool ServerFacts::isCatalogueEvent(const std::string& strEvent) {
-  if (!m_setEvents) {
-    m_setEvents.emplace();
-    for (const Event& event : eventCatalogue()) {
-      m_setEvents->insert(event.strName);
+const std::set<std::string>& ServerFacts::namedEvents() {
+  if (m_setNamed.empty()) {
+    for (const Event& event : Host::namedEvents()) {
+      m_setNamed.insert(event.strName);
     }
   }
-  return m_setEvents->count(strEvent) > 0;
+  return m_setNamed;
+}
+
+void ServerFacts::addEvent(const std::string& strEvent) {
+  m_setAdded.insert(strEvent);
+}
+
+bool ServerFacts::isKnownEvent(const std::string& strEvent) {
+  return m_setAdded.count(strEvent) > 0 || namedEvents().count(strEvent) > 0;
+}
+
+std::string ServerFacts::similarEvents(const std::string& strEvent) {
+  std::set<std::string> setKnown = namedEvents();
+  setKnown.insert(m_setAdded.begin(), m_setAdded.end());
+  return didYouMean(strEvent, {setKnown.begin(), setKnown.end()});
 }
 
 const std::string& ServerFacts::scriptFolderWarning() {

@@ -14,7 +14,14 @@ namespace Host {
 /// Facts about the server that the rules ask for; each is looked up once for many tasks.
 class ServerFacts {
 public:
-  bool isCatalogueEvent(const std::string& strEvent);
+  /// Makes an event known that has tasks, or is about to be added.
+  void addEvent(const std::string& strEvent);
+
+  /// Tells whether an event is in the catalogue, or was added.
+  bool isKnownEvent(const std::string& strEvent);
+
+  /// A suggestion for an unknown event, as didYouMean() gives it.
+  std::string similarEvents(const std::string& strEvent);
 
   /// Why scripts could not be started in their folder; empty when they can.
   const std::string& scriptFolderWarning();
@@ -23,7 +30,10 @@ public:
   const std::string& userName(uid_t uid);
 
 private:
-  std::optional<std::set<std::string>> m_setEvents;
+  const std::set<std::string>& namedEvents();
+
+  std::set<std::string> m_setNamed;
+  std::set<std::string> m_setAdded;
   std::optional<std::string> m_strFolderWarning;
   std::map<uid_t, std::string> m_mapUsers;
 };

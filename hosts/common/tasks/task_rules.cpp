@@ -25,7 +25,6 @@ namespace {
 
 /// The library counts seconds in 32 bits.
 constexpr Json::Int64 MAX_TIME_LIMIT = 2147483647;
-constexpr std::size_t MAX_DESCRIPTION = 1000;
 
 class Checker {
 public:
@@ -36,7 +35,11 @@ public:
         m_events(events),
         m_ownGraph(std::in_place, jTasks),
         m_graph(*m_ownGraph),
-        m_facts(m_ownFacts) {}
+        m_facts(m_ownFacts) {
+    for (const Json::Value& jOther : jTasks) {
+      m_facts.addEvent(textOf(jOther, "event"));
+    }
+  }
 
   /// \param graph  all tasks, with this one.
   Checker(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts)
@@ -117,9 +120,9 @@ private:
     if (const std::optional<std::string> strEvent = text("event")) {
       if (std::string strWhy = whyNotEventName(*strEvent); !strWhy.empty()) {
         error("event", std::move(strWhy));
-      } else if (m_events == AllowedEvents::CATALOGUE && !m_facts.isCatalogueEvent(*strEvent)) {
-        error("event", fmt::format("unknown event \"{}\"", *strEvent));
-        m_findings.hint = {Hint::ALLOW_ANY_EVENT};
+      } else if (m_events == AllowedEvents::KNOWN && !m_facts.isKnownEvent(*strEvent)) {
+        error("event", fmt::format("unknown event \"{}\"{}", *strEvent, m_facts.similarEvents(*strEvent)));
+        m_findings.hint = {Hint::ALLOW_ANY_EVENT, {*strEvent}};
       }
     }
   }
@@ -225,15 +228,8 @@ private:
   }
 
   void checkDescription() {
-    const std::string strDescription = textOf(m_jTask, "description");
-    if (strDescription.size() > MAX_DESCRIPTION) {
-      error("description",
-            fmt::format("is {} bytes long; at most {} are allowed", strDescription.size(), MAX_DESCRIPTION));
-    }
-    const bool blControl = std::any_of(strDescription.begin(), strDescription.end(),
-                                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
-    if (blControl) {
-      error("description", "must be one line without control characters");
+    if (std::string strWhy = whyNotDescription(textOf(m_jTask, "description")); !strWhy.empty()) {
+      error("description", std::move(strWhy));
     }
   }
 

@@ -36,8 +36,8 @@ std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings&
 
 /// Which events a task may be bound to.
 enum class AllowedEvents {
-  CATALOGUE,  ///< those of the installed catalogue
-  ANY,        ///< any name
+  KNOWN,  ///< those of the catalogue, those that were added, and those that have a task
+  ANY,    ///< any name
 };
 
 /// Checks a new task, and reports everything at once.
@@ -55,6 +55,7 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
 
 /// Checks one of many new tasks, like checkNewTask(), with a graph that is built once for all of them.
 /// \param graph  the tasks as they will be, this one among them.
+/// \param facts  knows the events that have tasks.
 Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts);
 
 /// Checks a stored task: its users or programs may no longer exist, or another program stored it. Its event may have

@@ -4,12 +4,15 @@
 
 #include <gmock/gmock.h>
 
+#include "common/events/own_events.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
+#include "common/support/paths.h"
 #include "common/tasks/task_request.h"
 #include "common/text/json_members.h"
 #include "fresh_host.h"
+#include "support/files.h"
 
 using namespace Host;
 using testing::HasSubstr;
@@ -65,12 +68,25 @@ TEST_F(NewTask, ThatIsRefusedIsToldWithAllErrorsAndWarnings) {
   Json::Value jTask = request("a");
   jTask["operation"] = "";
   jTask["time_limit"] = -1;
-  const std::string strWhy = whyNot([&] { addTask(jTask, AllowedEvents::CATALOGUE); });
+  const std::string strWhy = whyNot([&] { addTask(jTask, AllowedEvents::KNOWN); });
   EXPECT_THAT(strWhy, HasSubstr("the task \"a\" is not added:\n"));
   EXPECT_THAT(strWhy, HasSubstr("\n  event: "));
   EXPECT_THAT(strWhy, HasSubstr("\n  time limit: "));
   EXPECT_THAT(strWhy, HasSubstr("\n  warning: script: the script is empty"));
   EXPECT_TRUE(stored("a").isNull());
+}
+
+TEST_F(NewTask, NeedsAKnownEvent) {
+  const auto refused = [&](const std::string& strTask) {
+    return whyNot([&] { addTask(request(strTask), AllowedEvents::KNOWN); });
+  };
+  EXPECT_THAT(refused("a"), HasSubstr("event: unknown event \"nightly\""));
+  addTask(request("a"), AllowedEvents::ANY);
+  EXPECT_EQ(refused("b"), "") << "a task has it";
+  Json::Value jTask = request("c");
+  jTask["event"] = "mine";
+  OrvaTest::writeFile(OWN_EVENTS_PATH, ownEventsText({{"mine", {}}}));
+  EXPECT_EQ(whyNot([&] { addTask(jTask, AllowedEvents::KNOWN); }), "") << "it was added";
 }
 
 TEST_F(NewTask, IsStoredWithAWarningForAScriptThatHardlyRuns) {

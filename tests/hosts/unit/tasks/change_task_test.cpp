@@ -43,7 +43,7 @@ protected:
     return requireTask(session, "a");
   }
 
-  static TaskChanged change(const Json::Value& jChanges) { return changeTask("a", jChanges, AllowedEvents::CATALOGUE); }
+  static TaskChanged change(const Json::Value& jChanges) { return changeTask("a", jChanges, AllowedEvents::KNOWN); }
 };
 
 }  // namespace

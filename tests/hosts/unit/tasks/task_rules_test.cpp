@@ -56,8 +56,7 @@ protected:
         for (const std::string& strMember : jChanges.getMemberNames()) {
           jAfter[strMember] = jChanges[strMember];
         }
-        const Host::Findings findings =
-            Host::checkChangedTask(jAfter, jBefore, m_jTasks, Host::AllowedEvents::CATALOGUE);
+        const Host::Findings findings = Host::checkChangedTask(jAfter, jBefore, m_jTasks, Host::AllowedEvents::KNOWN);
         m_warnings = texts(findings.vecWarnings);
         return texts(findings.vecErrors);
       }
@@ -85,6 +84,14 @@ TEST_F(ChangedTask, EventOfOnesOwnThatStaysIsNotMentioned) {
   EXPECT_THAT(errors("pack", R"({"description":"packs"})"), IsEmpty());
   EXPECT_THAT(m_warnings, IsEmpty());
   EXPECT_THAT(errors("pack", R"({"event":"weekely"})"), ElementsAre(HasSubstr("event: unknown event \"weekely\"")));
+}
+
+TEST_F(ChangedTask, EventIsKnownWhileAnotherTaskHasIt) {
+  add("pack");
+  EXPECT_THAT(errors("pack", R"({"event":"nightyl"})"), ElementsAre(HasSubstr("event: unknown event \"nightyl\"")));
+  add("verify");
+  EXPECT_THAT(errors("pack", R"({"event":"nightyl"})"), ElementsAre(HasSubstr("did you mean \"nightly\"?")));
+  EXPECT_THAT(errors("pack", R"({"event":"daily"})"), IsEmpty());
 }
 
 TEST_F(ChangedTask, CircleIsRefusedForAnEventOfOnesOwnToo) {
