@@ -8,7 +8,10 @@ setup() {
   cp /etc/eorva.conf "$BATS_TEST_TMPDIR/eorva.conf"
 }
 
-teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
+teardown() {
+  cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf
+  find /etc/systemd/system -name 'eorva-event@*' -delete
+}
 
 # A store with every kind of member, and scripts that are hard to quote.
 fill() {
@@ -56,6 +59,73 @@ sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
     "$(sed -n '/^  one:/,/^    script:/p' here.yaml | sed -n 's/^    \([a-z_]*\):.*/\1/p' | paste -sd ' ')"
 }
 
+@test "events and their times go to another server" {
+  eorva event add nightly --at 'Mon..Fri 22:30' --at '*:0/15' --description 'After "hours"'
+  eorva event add stopped --at weekly
+  eorva event disable stopped shutdown
+  eorva event enable daily
+  add_task one nightly alice 'exit 0'
+  add_task two inbox bob 'exit 0'
+  eorva export >here.yaml
+  eorva export --json >here.json
+  python3 -c 'import json, sys, yaml
+document = yaml.safe_load(open("here.yaml", encoding="utf-8"))
+sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
+  rm -r "$STORE"
+  eorva init >/dev/null
+  eorva event enable shutdown
+  eorva event disable daily
+  run -3 eorva apply here.yaml --dry-run
+  says "+      - \"Mon..Fri 22:30\""
+  says "2 created, 0 changed, 0 deleted, 0 settings, 5 events"
+  [[ ! -e $STORE/own-events.json && ! -e /etc/systemd/system/eorva-event@nightly.timer ]]
+  run -0 eorva apply here.yaml --yes --json
+  same "events" '["daily","inbox","nightly","shutdown","stopped"]' "$(jq -c .events <<<"$output")"
+  eorva export | diff here.yaml -
+  same "the timer" "enabled disabled" "$(systemctl is-enabled eorva-event@nightly.timer eorva-event@stopped.timer | paste -sd ' ')"
+  same "installed events" "disabled enabled" "$(systemctl is-enabled eorva-shutdown.service eorva-daily.timer | paste -sd ' ')"
+  run -0 eorva apply here.json
+  same "said" "nothing to change" "$output"
+  eorva event enable shutdown
+  eorva event disable daily
+}
+
+@test "a unit that cannot be switched is told, and applying again completes the change" {
+  printf 'version: 1\nevents:\n  daily:\n  nightly: {at: daily}\n...\n' >state.yaml
+  ln -s /dev/null /etc/systemd/system/eorva-daily.timer
+  run -1 --separate-stderr eorva apply state.yaml --yes
+  rm /etc/systemd/system/eorva-daily.timer
+  says "applied: 0 created, 0 changed, 0 deleted, 0 settings, 2 events"
+  complains 'the document is applied, but systemd is not as it says; apply it again'
+  complains 'event "daily": '
+  same "the other one" enabled "$(systemctl is-enabled eorva-event@nightly.timer)"
+  run -0 eorva apply state.yaml --yes
+  says "applied: 0 created, 0 changed, 0 deleted, 0 settings, 1 event"
+  same "now" enabled "$(systemctl is-enabled eorva-daily.timer)"
+  rm "/etc/systemd/system/timers.target.wants/eorva-event@nightly.timer"
+  run -0 --separate-stderr eorva apply state.yaml --yes
+  complains 'event "nightly": eorva-event@nightly.timer is not enabled'
+  run -0 eorva apply state.yaml
+  same "said" "nothing to change" "$output"
+  eorva event disable daily
+}
+
+@test "an unknown event needs --any-event once, or its name in the document" {
+  printf 'version: 1\ntasks:\n  a: {event: mine, owner: alice, script: exit 0}\n...\n' >state.yaml
+  run -1 --separate-stderr eorva apply state.yaml --yes
+  complains 'task "a": event: unknown event "mine"'
+  complains 'to create the event, use: eorva event add mine; or add --any-event'
+  run -0 eorva apply state.yaml --yes --any-event
+  sed -i 's/a:/b:/' state.yaml
+  run -0 eorva apply state.yaml --yes
+  eorva task delete a --yes
+  eorva task delete b --yes
+  run -1 eorva apply state.yaml --yes
+  sed -i 's/^tasks:/events: {mine: {}}\n&/' state.yaml
+  run -0 eorva apply state.yaml --yes
+  run -0 eorva apply state.yaml
+}
+
 @test "applying a document again changes nothing and says so" {
   fill
   eorva export >here.yaml
@@ -64,7 +134,7 @@ sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
   local before
   before=$(sqlite3 "$DATABASE" .dump | md5sum; stat -c %Y%i /etc/eorva.conf "$STORE/eorvascheduler-conf.json")
   run -0 eorva apply here.yaml --yes --prune --json
-  same "as JSON" '{"applied":false,"changed":[],"configuration":[],"created":[],"deleted":[]}' "$(jq -cS . <<<"$output")"
+  same "as JSON" '{"applied":false,"changed":[],"configuration":[],"created":[],"deleted":[],"events":[]}' "$(jq -cS . <<<"$output")"
   same "untouched" "$before" "$(sqlite3 "$DATABASE" .dump | md5sum; stat -c %Y%i /etc/eorva.conf "$STORE/eorvascheduler-conf.json")"
 }
 

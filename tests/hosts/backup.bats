@@ -8,11 +8,15 @@ setup() {
   cp /etc/eorva.conf "$BATS_TEST_TMPDIR/eorva.conf"
 }
 
-teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
+teardown() {
+  cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf
+  find /etc/systemd/system -name 'eorva-event@*' -delete
+}
 
 @test "a restore brings back everything in the backup" {
   add_task one bootup alice 'echo one'
   eorva run one >/dev/null
+  eorva event add nightly --at daily
   eorva config set retention_runs=7 >/dev/null
   run -0 eorva backup kept.db
   same "mode" 600 "$(stat -c %a kept.db)"
@@ -22,9 +26,11 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   add_task two bootup bob 'echo two'
   eorva task delete one --yes >/dev/null 2>&1
   eorva config set retention_runs=8 output_path=scheduler/x >/dev/null
+  eorva event remove nightly
   run -0 eorva restore kept.db --yes
   says "$STORE/eorvascheduler-conf.json"
   eorva export | diff before.yaml -
+  same "the timer of an event" enabled "$(systemctl is-enabled eorva-event@nightly.timer)"
   eorva runs list --json | diff before.json -
   same "tables" "firing firing_task task task_result" "$(sqlite3 "$DATABASE" "select name from sqlite_master where type = 'table' and name not like 'sqlite%' order by 1" | paste -sd ' ')"
   same "journal" wal "$(sqlite3 "$DATABASE" 'pragma journal_mode')"

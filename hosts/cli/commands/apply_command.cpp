@@ -1,6 +1,7 @@
 /// eorva apply
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <unistd.h>
 
 #include "cli/context.h"
@@ -10,6 +11,7 @@
 #include "cli/terminal/say.h"
 #include "common/answers/server_answers.h"
 #include "common/state/apply.h"
+#include "common/support/failure.h"
 #include "common/support/text_diff.h"
 
 using Host::StateDifference;
@@ -29,9 +31,10 @@ struct ApplyOptions {
 };
 
 std::string changesText(const StateDifference& difference) {
-  return fmt::format("{} created, {} changed, {} deleted, {}", difference.vecCreated.size(),
+  return fmt::format("{} created, {} changed, {} deleted, {}, {}", difference.vecCreated.size(),
                      difference.vecChanged.size(), difference.vecDeleted.size(),
-                     countText(difference.vecConfig.size(), "setting"));
+                     countText(difference.vecConfig.size(), "setting"),
+                     countText(difference.vecEvents.size(), "event"));
 }
 
 void showDifference(const Context& context, const Host::ApplyPlan& plan) {
@@ -53,7 +56,7 @@ int finishWithoutChange(const ApplyOptions& options, const StateDifference& diff
 
 Host::ApplyRequest requestOf(const ApplyOptions& options) {
   return {readInput(options.strFile, CB_MAX_DOCUMENT), options.strFile, options.blPrune,
-          options.blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::CATALOGUE};
+          options.blAnyEvent ? Host::AllowedEvents::ANY : Host::AllowedEvents::KNOWN};
 }
 
 int runApply(const Context& context, const ApplyOptions& options) {
@@ -71,7 +74,8 @@ int runApply(const Context& context, const ApplyOptions& options) {
   if (!options.blYes) {
     confirm(fmt::format("this will be applied: {}", changesText(difference)), "Apply it?", "nothing is changed");
   }
-  for (const std::string& strNote : Host::apply(plan)) {
+  const Host::Applied applied = Host::apply(plan);
+  for (const std::string& strNote : applied.vecNotes) {
     printNote(strNote);
   }
   if (options.blJson) {
@@ -79,25 +83,31 @@ int runApply(const Context& context, const ApplyOptions& options) {
   } else {
     say("applied: {}\n", changesText(difference));
   }
+  if (!applied.vecFailed.empty()) {
+    throw Host::Failure(fmt::format("the document is applied, but systemd is not as it says; apply it again:\n  {}",
+                                    fmt::join(applied.vecFailed, "\n  ")));
+  }
   return EXIT_DONE;
 }
 
 }  // namespace
 
 void addApplyCommand(CLI::App& app, Context& context) {
-  CLI::App* pCommand = addCommand(
-      app, "apply", "Apply a document to tasks and configuration: all of it or nothing.",
-      "  eorva apply server.yaml               shows the difference and asks\n"
-      "  eorva apply server.yaml --dry-run     exit status 3 when something would change\n"
-      "  eorva apply - --yes --prune < server.yaml\n"
-      "\nThe document is YAML or JSON, as 'eorva export' writes it. Tasks and settings that it does not name\n"
-      "are unchanged. In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
-      "YAML must end with the line \"...\": without it, the document may be incomplete.\n");
+  CLI::App* pCommand =
+      addCommand(app, "apply", "Apply a document to tasks, events and configuration: all of it or nothing.",
+                 "  eorva apply server.yaml               shows the difference and asks\n"
+                 "  eorva apply server.yaml --dry-run     exit status 3 when something would change\n"
+                 "  eorva apply - --yes --prune < server.yaml\n"
+                 "\nThe document is YAML or JSON, as 'eorva export' writes it. What it does not name is unchanged.\n"
+                 " In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
+                 "YAML must end with the line \"...\": without it, the document may be incomplete.\n");
   auto pOptions = onCommand(pCommand, context, &runApply);
   pCommand->add_option("file", pOptions->strFile, "document; - reads standard input")->required()->type_name("FILE");
-  pCommand->add_flag("--prune", pOptions->blPrune, "delete the tasks that are not in the document");
-  pCommand->add_flag("--any-event", pOptions->blAnyEvent, "allow any event name");
+  pCommand->add_flag("--prune", pOptions->blPrune,
+                     "delete the tasks that are not in the document, and own events if it has events");
+  pCommand->add_flag("--any-event", pOptions->blAnyEvent, "allow tasks of unknown events");
   pCommand->add_flag("--dry-run", pOptions->blDryRun, "only show the changes");
   pCommand->add_flag("--yes", pOptions->blYes, "do not ask");
-  pCommand->add_flag("--json", pOptions->blJson, "as JSON: names of created, changed and deleted tasks");
+  pCommand->add_flag("--json", pOptions->blJson,
+                     "as JSON: names of created, changed and deleted tasks, and of changed events");
 }

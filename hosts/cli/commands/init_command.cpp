@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "cli/context.h"
+#include "cli/terminal/present.h"
 #include "common/config/scheduler_section.h"
 #include "common/state/initialize.h"
 #include "common/support/paths.h"
@@ -14,7 +15,9 @@ struct InitOptions {
 };
 
 int runInit(const Context&, const InitOptions& options) {
-  Host::initialize(options.strOutputPath);
+  for (const std::string& strFailed : Host::initialize(options.strOutputPath)) {
+    printNote(fmt::format("warning: {}", strFailed));
+  }
   fmt::print("store          {}\nconfiguration  {}\noutput         {}\n", Host::DATABASE_PATH, Host::CONFIG_PATH,
              Host::outputSetting(Host::schedulerConfig()));
   return EXIT_DONE;

@@ -50,7 +50,8 @@ Json::Value differenceForPrograms(const StateDifference& difference, bool blAppl
                    {"created", arrayOf(difference.vecCreated)},
                    {"changed", arrayOf(difference.vecChanged)},
                    {"deleted", arrayOf(difference.vecDeleted)},
-                   {"configuration", arrayOf(difference.vecConfig)}});
+                   {"configuration", arrayOf(difference.vecConfig)},
+                   {"events", arrayOf(difference.vecEvents)}});
 }
 
 }  // namespace Host

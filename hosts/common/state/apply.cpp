@@ -6,6 +6,7 @@
 
 #include "common/store/records.h"
 #include "common/support/failure.h"
+#include "event_changes.h"
 
 namespace Host {
 
@@ -24,6 +25,17 @@ StateDocument readDocument(const ApplyRequest& request, std::vector<std::string>
     return readState(request.strText, vecErrors);
   } catch (const Failure& error) {
     failWith(request.strName, {error.what()});
+  }
+}
+
+/// An event also changes when only its timer has to be set right.
+void addUnsettled(ApplyPlan& plan) {
+  std::vector<std::string>& vecEvents = plan.difference.vecEvents;
+  for (const auto& [strEvent, strWhy] : unsettledEvents()) {
+    if (std::find(vecEvents.begin(), vecEvents.end(), strEvent) == vecEvents.end()) {
+      vecEvents.push_back(strEvent);
+      plan.vecWarnings.push_back(strWhy);
+    }
   }
 }
 
@@ -46,12 +58,18 @@ ApplyPlan planApply(const ApplyRequest& request) {
   }
   plan.vecWarnings = std::move(findings.vecWarnings);
   plan.difference = differenceOf(plan.before, plan.after);
+  addUnsettled(plan);
   return plan;
 }
 
-std::vector<std::string> apply(const ApplyPlan& plan) {
-  const OpenStore session;
-  return changeState(session, plan.before, plan.after, plan.blPrune);
+Applied apply(const ApplyPlan& plan) {
+  Applied applied;
+  {
+    const OpenStore session;
+    applied.vecNotes = changeState(session, plan.before, plan.after, plan.blPrune);
+  }
+  applied.vecFailed = switchUnits(plan.difference.vecEvents, plan.after.events);
+  return applied;
 }
 
 }  // namespace Host

@@ -14,7 +14,7 @@ struct ApplyRequest {
   std::string strText;   ///< the document
   std::string strName;   ///< its name, for messages
   bool blPrune = false;  ///< delete the tasks that are not in it
-  AllowedEvents events = AllowedEvents::CATALOGUE;
+  AllowedEvents events = AllowedEvents::KNOWN;
 };
 
 /// The changes that a document asks for.
@@ -30,7 +30,13 @@ struct ApplyPlan {
 /// \throw Failure with everything that is wrong, with the shape of the document and with what it asks for.
 ApplyPlan planApply(const ApplyRequest& request);
 
-/// Makes these changes. \return notes for the user, a sentence each. \throw Failure as changeState() does.
-std::vector<std::string> apply(const ApplyPlan& plan);
+/// What is to be told about changes that were made; a sentence each.
+struct Applied {
+  std::vector<std::string> vecNotes;
+  std::vector<std::string> vecFailed;  ///< units of events that could not be switched; applying again tries again
+};
+
+/// Makes these changes, then switches the units of events. \throw Failure as changeState() does.
+Applied apply(const ApplyPlan& plan);
 
 }  // namespace Host

@@ -11,6 +11,7 @@
 #include "backup_owners.h"
 #include "backup_reader.h"
 #include "backup_target.h"
+#include "common/events/own_events.h"
 #include "common/store/open_file_database.h"
 #include "common/store/records.h"
 #include "common/support/deferred_signals.h"
@@ -27,7 +28,7 @@ namespace Host {
 namespace {
 
 /// The files of the configuration: a restore writes no others.
-constexpr std::array<const char*, 2> CONFIG_FILES = {CONFIG_PATH, SETTINGS_PATH};
+constexpr std::array<const char*, 3> CONFIG_FILES = {CONFIG_PATH, OWN_EVENTS_PATH, SETTINGS_PATH};
 
 void addFile(const Database& database, const char* szPath, const std::string& strText, const std::string& strBackup) {
   const Statement statement = prepare(database, "insert into backup_file (path, content) values (?, ?)", strBackup);
@@ -94,6 +95,9 @@ void addFiles(const Database& backup, const std::string& strFile) {
   for (const char* szPath : CONFIG_FILES) {
     if (const std::optional<std::string> strText = readTextFile(szPath)) {
       addFile(backup, szPath, *strText, strFile);
+    } else if (szPath == std::string_view(OWN_EVENTS_PATH)) {
+      // A restore removes the events that were added later.
+      addFile(backup, szPath, ownEventsText({}), strFile);
     }
   }
 }
@@ -115,6 +119,15 @@ void makeBackup(const BackupTarget& target, int fd, const std::string& strFile, 
   execute(backup, "commit", strFile);
 }
 
+std::string whyNotOwnEvents(const std::string& strText) {
+  try {
+    ownEventsFrom(strText);
+  } catch (const Failure& error) {
+    return error.what();
+  }
+  return {};
+}
+
 /// \throw Failure unless a file of the configuration can be read when it is restored.
 void requireReadable(const std::string& strPath, const std::string& strText, const std::string& strBackup) {
   std::string strWhy;
@@ -126,6 +139,8 @@ void requireReadable(const std::string& strPath, const std::string& strText, con
     if (!jConfig.isObject() || !(jSection.isObject() || jSection.isNull())) {
       strWhy = "it is no JSON object";
     }
+  } else if (strPath == OWN_EVENTS_PATH) {
+    strWhy = whyNotOwnEvents(strText);
   }
   if (!strWhy.empty()) {
     throw Failure(fmt::format("cannot restore {} from {}: {}", strPath, strBackup, strWhy));

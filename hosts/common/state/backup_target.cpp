@@ -30,7 +30,7 @@ bool isFile(int fdFolder, const std::string& strName, const std::filesystem::pat
 
 /// Tells whether a file is one of the server's, or one that a link in its place leads to.
 bool isOwnFile(int fdFolder, const std::string& strName) {
-  const char* const PATHS[] = {DATABASE_PATH, CONFIG_PATH, SETTINGS_PATH};
+  const char* const PATHS[] = {DATABASE_PATH, CONFIG_PATH, OWN_EVENTS_PATH, SETTINGS_PATH};
   return std::any_of(std::begin(PATHS), std::end(PATHS), [&](const char* szPath) {
     std::error_code error;
     return isFile(fdFolder, strName, szPath) || isFile(fdFolder, strName, std::filesystem::canonical(szPath, error));

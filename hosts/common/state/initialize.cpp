@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "common/config/configuration.h"
+#include "common/events/event_timer.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
@@ -27,7 +28,7 @@ std::string storeFolder() {
 
 }  // namespace
 
-void initialize(const std::string& strOutputPath) {
+std::vector<std::string> initialize(const std::string& strOutputPath) {
   if (ORVAFSMkdirP(storeFolder().c_str(), nullptr, 1, 0, 0, 0755) < 0) {
     throw Failure(fmt::format("cannot create the folder {}", STORE_FOLDER));
   }
@@ -46,6 +47,7 @@ void initialize(const std::string& strOutputPath) {
   }
   Session session(Session::Store::CREATE);
   storeOwnerNames(session);
+  return settleTimers(lock).vecFailed;
 }
 
 }  // namespace Host

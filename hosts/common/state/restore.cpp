@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include "common/coordination/execution_file.h"
+#include "common/events/event_timer.h"
 #include "common/runs/reconcile.h"
 #include "common/store/database.h"
 #include "common/store/records.h"
@@ -61,6 +62,9 @@ Restored restore(const std::string& strFile, Owners owners) {
     reconcile(session);
   } catch (const Failure& error) {
     restored.vecWarnings.push_back(fmt::format("interrupted runs may be shown as running: {}", error.what()));
+  }
+  for (const std::string& strFailed : settleTimers(ConfigLock()).vecFailed) {
+    restored.vecWarnings.push_back(fmt::format("the timer of an event is not as restored: {}", strFailed));
   }
   return restored;
 }

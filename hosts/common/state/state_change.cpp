@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <iterator>
 #include <set>
 
 #include "eorvascheduler.h"
@@ -17,6 +18,7 @@
 #include "common/tasks/task_change_lock.h"
 #include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
+#include "event_changes.h"
 #include "joint_change.h"
 
 namespace Host {
@@ -84,6 +86,9 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
   const TaskGraph graphBefore = graphOf(before);
   const TaskGraph graphAfter = graphOf(after);
   ServerFacts facts;
+  for (const auto& [strEvent, settings] : after.events) {
+    facts.addEvent(strEvent);
+  }
   for (const auto& [strTask, jTask] : after.mapTasks) {
     if (setTouched.count(strTask) == 0) {
       if (waitsForChange(jTask, setTouched)) {
@@ -178,6 +183,12 @@ void requireUntouched(const StateDocument& before, const StateDocument& now, con
       throw Failure(fmt::format("somebody else changed the task \"{}\" meanwhile; apply the document again", strTask));
     }
   }
+  for (const std::string& strEvent : difference.vecEvents) {
+    if (!isSameIn(before.events, now.events, strEvent)) {
+      throw Failure(
+          fmt::format("somebody else changed the event \"{}\" meanwhile; apply the document again", strEvent));
+    }
+  }
   for (const std::string& strKey : difference.vecConfig) {
     if (!isSameIn(before.config, now.config, strKey)) {
       throw Failure(fmt::format("somebody else changed {} meanwhile; apply the document again", strKey));
@@ -197,6 +208,12 @@ void requireSound(const StateDocument& before, const StateDocument& now, const S
   }
   for (const auto& [strKey, strValue] : changedConfig(before, after)) {
     then.config[strKey] = strValue;
+  }
+  for (const std::string& strEvent : difference.vecEvents) {
+    then.events.erase(strEvent);
+    if (const auto it = after.events.find(strEvent); it != after.events.end()) {
+      then.events.insert(*it);
+    }
   }
   const std::vector<std::string> vecErrors = checkState(now, then, AllowedEvents::ANY).vecErrors;
   if (!vecErrors.empty()) {
@@ -225,6 +242,7 @@ StateDocument stateAfter(const StateDocument& before, const StateDocument& docum
   for (const auto& [strKey, strValue] : document.config) {
     after.config[strKey] = strValue;
   }
+  after.events = eventsAfter(before.events, document.events, blPrune && document.blEvents, after.mapTasks);
   return after;
 }
 
@@ -246,11 +264,15 @@ StateDifference differenceOf(const StateDocument& before, const StateDocument& a
   for (const auto& [strKey, strValue] : changedConfig(before, after)) {
     difference.vecConfig.push_back(strKey);
   }
+  difference.vecEvents = changedEvents(before.events, after.events);
   return difference;
 }
 
 StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events) {
   StateFindings findings{whyNotConfig(changedConfig(before, after), ownersAmong(after)), {}, {}};
+  EventFindings ofEvents = checkEvents(before.events, after.events);
+  std::move(ofEvents.vecErrors.begin(), ofEvents.vecErrors.end(), std::back_inserter(findings.vecErrors));
+  findings.vecWarnings = std::move(ofEvents.vecWarnings);
   checkTasks(before, after, events, findings);
   return findings;
 }
@@ -271,7 +293,9 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   // Files and store change in two steps, so signals wait.
   const DeferredSignals deferred;
   storeTasks(session, difference, after);
-  ConfigChange files(configLock, configFilesWith(changedConfig(before, after)));
+  FileTexts texts = configFilesWith(changedConfig(before, after));
+  texts.merge(eventFilesWith(difference.vecEvents, after.events));
+  ConfigChange files(configLock, texts);
   announceChange(files, session.db());
   lock.commit();
   logEvents(difference.vecDeleted, EVENT_TASK_DELETED);

@@ -17,12 +17,15 @@ struct StateDifference {
   std::vector<std::string> vecChanged;
   std::vector<std::string> vecDeleted;
   std::vector<std::string> vecConfig;  ///< keys
+  std::vector<std::string> vecEvents;
 
-  bool isEmpty() const { return vecCreated.empty() && vecChanged.empty() && vecDeleted.empty() && vecConfig.empty(); }
+  bool isEmpty() const {
+    return vecCreated.empty() && vecChanged.empty() && vecDeleted.empty() && vecConfig.empty() && vecEvents.empty();
+  }
 };
 
 /// The state after a document is applied.
-/// \param blPrune  true: tasks that are not in the document are deleted.
+/// \param blPrune  true: tasks that are not in the document are deleted; so are own events, if it has events.
 StateDocument stateAfter(const StateDocument& before, const StateDocument& document, bool blPrune);
 
 StateDifference differenceOf(const StateDocument& before, const StateDocument& after);
@@ -36,7 +39,8 @@ struct StateFindings {
 
 StateFindings checkState(const StateDocument& before, const StateDocument& after, AllowedEvents events);
 
-/// Makes a change that has been checked, in one transaction. What it does not touch stays as it is now.
+/// Makes a change that has been checked, in one transaction. The units of systemd are as before. What it does not touch
+/// stays as it is now.
 /// \param blPrune  as for stateAfter().
 /// \throw Failure when somebody else has changed what it touches, a task runs, or something cannot be stored. Nothing
 ///        is changed then.

@@ -17,6 +17,7 @@
 #include "common/text/json_reader.h"
 #include "common/text/yaml_reader.h"
 #include "common/text/yaml_writer.h"
+#include "event_section.h"
 
 namespace Host {
 
@@ -138,14 +139,16 @@ public:
 
   StateDocument read(const Json::Value& jDocument) {
     if (!jDocument.isObject()) {
-      error("the document", "must have the members version, configuration and tasks");
+      error("the document", "must have the members version, configuration, events and tasks");
       return {};
     }
-    refuseUnknown("the document", jDocument, {"version", "configuration", "tasks"});
+    refuseUnknown("the document", jDocument, {"version", "configuration", "events", "tasks"});
     if (intOf(jDocument, "version", -1) != VERSION) {
       error("version", fmt::format("must be {}", VERSION));
     }
     readConfig(memberOf(jDocument, "configuration"));
+    m_state.blEvents = !memberOf(jDocument, "events").isNull();
+    m_state.events = readEventSection(memberOf(jDocument, "events"), m_vecErrors);
     const Json::Value& jTasks = memberOf(jDocument, "tasks");
     m_state.blTasks = !jTasks.isNull();
     if (!jTasks.isNull() && !jTasks.isObject()) {
@@ -271,7 +274,7 @@ private:
 }  // namespace
 
 bool operator==(const StateDocument& left, const StateDocument& right) {
-  return left.config == right.config && left.mapTasks == right.mapTasks;
+  return left.config == right.config && left.events == right.events && left.mapTasks == right.mapTasks;
 }
 
 StateDocument currentState(Session& session) {
@@ -280,6 +283,7 @@ StateDocument currentState(Session& session) {
   for (const Json::Value& jStored : listTasks(session)) {
     state.mapTasks[textOf(jStored, "task_name")] = inOneForm(requestOf(jStored));
   }
+  state.events = currentEvents(state.mapTasks);
   return state;
 }
 
@@ -297,6 +301,7 @@ Json::Value stateJson(const StateDocument& state) {
       jDocument["configuration"][strKey] = configForFile(strValue);
     }
   }
+  jDocument["events"] = eventSectionJson(state.events);
   jDocument["tasks"] = Json::Value(Json::objectValue);
   for (const auto& [strTask, jTask] : state.mapTasks) {
     jDocument["tasks"][strTask] = taskForFile(strTask, jTask);
@@ -312,6 +317,7 @@ std::string stateText(const StateDocument& state) {
       strText += fmt::format("  {}: {}", strKey, memberText(strKey, configForFile(itValue->second)));
     }
   }
+  strText += eventSectionText(state.events);
   strText += state.mapTasks.empty() ? "tasks: {}\n" : "tasks:\n";
   for (const auto& [strTask, jTask] : state.mapTasks) {
     strText += taskText(strTask, taskForFile(strTask, jTask));

@@ -1,10 +1,13 @@
 /// \file state_document.h
-/// The tasks and the configuration of a server as one document. The same state gives the same document.
+/// The tasks, the events and the configuration of a server as one document. The same state gives the same document.
 ///
 ///     version: 1
 ///     configuration:
 ///       output_path: scheduler
 ///       retention_runs: 100
+///     events:
+///       daily:
+///         enabled: true
 ///     tasks:
 ///       backup:
 ///         event: daily
@@ -19,7 +22,7 @@
 /// A task needs `event`, `owner` and a script. Members with defaults are left out: `enable: true`,
 /// `waits_for: []`, `description: ""`, `time_limit: 0`, no `output_limit`, `run_the_same_time: false`, `notify_enable:
 /// false`, `notify_if_error: false`, `notify_mail: ""`, `operation_type: script`. A script that is not UTF-8 is
-/// `script_base64`.
+/// `script_base64`. event_section.h describes the events.
 
 #pragma once
 
@@ -29,6 +32,7 @@
 #include <vector>
 
 #include "common/config/configuration.h"
+#include "common/events/own_events.h"
 
 namespace Host {
 
@@ -36,8 +40,10 @@ class Session;
 
 struct StateDocument {
   ConfigValues config;                          ///< settings that are missing are unchanged
+  EventsByName events;                          ///< settings of events; without those of events that are not installed
   std::map<std::string, Json::Value> mapTasks;  ///< records in the form of the user interface, by name
   bool blTasks = true;                          ///< false for a document without tasks
+  bool blEvents = true;                         ///< false for a document without events
 };
 
 bool operator==(const StateDocument& left, const StateDocument& right);

@@ -59,11 +59,12 @@ TEST_F(ServerAnswers, SettingIsItsKeyAndItsValue) {
 }
 
 TEST_F(ServerAnswers, DifferenceIsListsOfNames) {
-  const Json::Value jOut = differenceForPrograms({{"a"}, {"b", "c"}, {}, {"stop_grace"}}, true);
+  const Json::Value jOut = differenceForPrograms({{"a"}, {"b", "c"}, {}, {"stop_grace"}, {"daily"}}, true);
   EXPECT_EQ(jOut, objectOf({{"applied", true},
                             {"created", arrayOf(std::vector<std::string>{"a"})},
                             {"changed", arrayOf(std::vector<std::string>{"b", "c"})},
                             {"deleted", Json::arrayValue},
-                            {"configuration", arrayOf(std::vector<std::string>{"stop_grace"})}}));
+                            {"configuration", arrayOf(std::vector<std::string>{"stop_grace"})},
+                            {"events", arrayOf(std::vector<std::string>{"daily"})}}));
   EXPECT_EQ(differenceForPrograms({}, false)["applied"], false);
 }

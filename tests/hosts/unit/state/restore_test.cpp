@@ -2,10 +2,12 @@
 
 #include "common/state/restore.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "common/events/change_event.h"
 #include "common/state/initialize.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
@@ -47,6 +49,33 @@ protected:
 };
 
 }  // namespace
+
+TEST_F(Restore, BringsBackEventsAndTheirTimers) {
+  std::filesystem::create_directories(UNIT_FOLDER);
+  addEvent("late", {"", {"daily"}, true});
+  writeBackup(m_strBackup);
+  removeEvent("late");
+  addEvent("later", {"", {"daily"}, true});
+  EXPECT_THAT(restore(m_strBackup, Owners::THE_SAME).vecWarnings, testing::IsEmpty());
+  EXPECT_EQ(readOwnEvents(), (EventsByName{{"late", {"", {"daily"}, true}}}));
+  EXPECT_TRUE(std::filesystem::exists(std::string(UNIT_FOLDER) + "/eorva-event@late.timer"));
+  EXPECT_FALSE(std::filesystem::exists(std::string(UNIT_FOLDER) + "/eorva-event@later.timer"));
+  removeEvent("late");
+}
+
+TEST_F(Restore, RemovesEventsThatTheBackupDoesNotHave) {
+  writeBackup(m_strBackup);
+  addEvent("later", {});
+  restore(m_strBackup, Owners::THE_SAME);
+  EXPECT_EQ(readOwnEvents(), EventsByName());
+}
+
+TEST_F(Restore, RefusesEventsThatEorvaWouldNotWrite) {
+  OrvaTest::writeFile(OWN_EVENTS_PATH, R"({"x": {"at": ["daily\nUnit=y"], "description": "", "enabled": true}})");
+  writeBackup(m_strBackup);
+  EXPECT_THAT([&] { restore(m_strBackup, Owners::THE_SAME); },
+              testing::ThrowsMessage<Failure>(testing::HasSubstr("own-events.json from")));
+}
 
 TEST_F(Restore, PutsTheBackupInPlaceAndClosesRunsThatAreOver) {
   {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "common/support/failure.h"
+#include "fresh_host.h"
 
 using namespace Host;
 
@@ -78,6 +79,19 @@ TEST(StateDocument, ComesBackAsItWent) {
   StateDocument state;
   ASSERT_TRUE(isTaken(stateText(smallState()), state));
   EXPECT_TRUE(state == smallState());
+}
+
+TEST(StateDocument, HasTheEvents) {
+  HostTest::freshHost();
+  StateDocument written = smallState();
+  written.events = {{"daily", {"", {}, false}},
+                    {"nightly", {"At: \"night\"", {"Mon,Tue *-*-* 22:30", "*:0/15", "daily"}, false}},
+                    {"in box", {}}};
+  StateDocument read;
+  ASSERT_TRUE(isTaken(stateText(written), read));
+  EXPECT_TRUE(read == written) << stateText(read);
+  ASSERT_TRUE(isTaken(stateJson(written).toStyledString(), read));
+  EXPECT_TRUE(read == written) << stateText(read);
 }
 
 TEST(StateDocument, ATimeLimitCanBeADuration) {
