@@ -6,7 +6,7 @@ load common
 setup() {
   fresh_store
   [[ -x /usr/sbin/sendmail ]] || { printf '#!/bin/sh\n' >/usr/sbin/sendmail && chmod +x /usr/sbin/sendmail; }
-  rm -f /etc/systemd/system/*.wants/eorva-*
+  rm -f /etc/systemd/system/*.wants/eorva-* /etc/systemd/system/eorva-event@*
   eorva event enable bootup >/dev/null
   eorva event enable shutdown >/dev/null
   systemctl --quiet enable eorva-prune.timer eorva-mail-flush.timer
@@ -191,6 +191,40 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds warning events my-event 'the event "my-event" has tasks, but no installed unit fires it' "eorva fire my-event"
   run -0 eorva task disable own
   run -0 eorva check
+}
+
+@test "timers of own events that are not as the events say, and their repair" {
+  local folder=/etc/systemd/system unit=eorva-event@nightly.timer
+  eorva event add nightly --at daily
+  run -0 eorva check
+  rm "$folder/timers.target.wants/$unit"
+  finds problem events nightly "the timer of the event \"nightly\" is not enabled ($unit)" "eorva check --repair"
+  sed -i s/daily/weekly/ "$folder/$unit"
+  finds problem events nightly "the timer of the event \"nightly\" was changed ($unit)" "eorva check --repair"
+  rm "$folder/$unit"
+  finds problem events nightly "the timer of the event \"nightly\" is missing ($unit)" "eorva check --repair"
+  run -0 --separate-stderr eorva check --repair
+  complains "set $unit right"
+  echo '{}' >"$STORE/own-events.json"
+  finds problem events nightly "the timer of the event \"nightly\" belongs to no event ($unit)" "eorva check --repair"
+  run -0 --separate-stderr eorva check --repair
+  [[ ! -e $folder/$unit ]]
+  eorva event add nightly --at daily
+  echo '[Timer]' >"$folder/$unit"
+  finds problem events nightly "$unit was not written by eorva; move $folder/$unit away" "systemctl cat $unit"
+  rm "$folder/$unit"
+  echo '[]' >"$STORE/own-events.json"
+  finds problem events "$STORE/own-events.json" "cannot read $STORE/own-events.json: it is no JSON object" \
+    "mv $STORE/own-events.json $STORE/own-events.json.bad && eorva check --repair"
+}
+
+@test "an own event with times that is disabled, but has tasks" {
+  eorva event add nightly --at daily
+  eorva event disable nightly
+  run -0 eorva check
+  add_task it nightly alice 'exit 0'
+  finds problem events nightly 'the event "nightly" is not enabled (eorva-event@nightly.timer), but has tasks' \
+    "eorva event enable nightly"
 }
 
 @test "runs whose process is gone, and their repair" {

@@ -31,6 +31,10 @@ std::string repair() {
   for (const auto& [strTask, strPath] : repairs.vecOutputs) {
     printNote(fmt::format("moved the output of \"{}\" back from {}", strTask, strPath));
   }
+  for (const std::string& strTimer : repairs.vecTimers) {
+    printNote(fmt::format("set {} right", strTimer));
+  }
+  printNote(repairs.strTimerProblem);
   printNote(repairs.strProblem);
   return repairs.strStoreProblem;
 }
@@ -68,6 +72,7 @@ void addCheckCommand(CLI::App& app, Context& context) {
                                   "  eorva check --json\n");
   auto pOptions = onCommand(pCommand, context, &runCheck);
   pCommand->add_flag("--repair", pOptions->blRepair,
-                     "close runs whose process has ended; move back output that an interrupted rename left elsewhere");
+                     "close runs whose process has ended; move back output that an interrupted rename left elsewhere; "
+                     "set timers of events right");
   pCommand->add_flag("--json", pOptions->blJson, "print a JSON object with \"ok\" and \"findings\"");
 }

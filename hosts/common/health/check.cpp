@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/events/event_timer.h"
 #include "common/runs/reconcile.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
@@ -31,10 +32,20 @@ Json::Value checkRecords(const std::string& strStoreProblem, HealthFindings& fin
   return jTasks;
 }
 
+/// The check that follows reports what is still wrong.
+void repairTimers(Repairs& repairs) {
+  try {
+    repairs.vecTimers = settleTimers(ConfigLock()).vecUnits;
+  } catch (const Failure& error) {
+    repairs.strTimerProblem = error.what();
+  }
+}
+
 }  // namespace
 
 Repairs repairInstallation() {
   Repairs repairs;
+  repairTimers(repairs);
   try {
     const OpenStore session;
     repairs.vecRuns = reconcile(session);

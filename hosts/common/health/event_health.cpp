@@ -4,7 +4,9 @@
 
 #include "common/config/settings.h"
 #include "common/events/event_state.h"
+#include "common/events/event_timer.h"
 #include "common/support/failure.h"
+#include "common/support/paths.h"
 #include "common/text/json_members.h"
 #include "installation_health.h"
 
@@ -27,8 +29,8 @@ void checkInUse(const EventState& state, HealthFindings& findings) {
   } else if (state.state.strActive == "failed") {
     findings.push_back({Severity::PROBLEM, "event_failed", strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
   } else if (state.state.strInstalled != "enabled" && state.state.strInstalled != "static") {
-    findings.push_back({Severity::PROBLEM, state.blInCatalogue ? "event_disabled" : "own_event_disabled", strEvent,
-                        objectOf({{"unit", state.vecFiredBy.front()}})});
+    findings.push_back({Severity::PROBLEM, state.event.strUnit.empty() ? "own_event_disabled" : "event_disabled",
+                        strEvent, objectOf({{"unit", state.vecFiredBy.front()}})});
   }
 }
 
@@ -60,6 +62,18 @@ void checkTimer(const char* szTimer, HealthFindings& findings) {
   }
 }
 
+/// Compares the timers with the stored events. \return the events whose timers are reported.
+std::set<std::string> checkEventTimers(const EventsByName& events, HealthFindings& findings) {
+  std::set<std::string> setReported;
+  for (const TimerProblem& problem : timerProblems(events)) {
+    const bool blForeign = problem.kind == TimerProblem::FOREIGN;
+    findings.push_back({Severity::PROBLEM, blForeign ? "foreign_event_timer" : "event_timer", problem.strEvent,
+                        objectOf({{"unit", problem.strUnit}, {"problem", problem.text()}})});
+    setReported.insert(problem.strEvent);
+  }
+  return setReported;
+}
+
 }  // namespace
 
 void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
@@ -69,8 +83,19 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings) {
       setInUse.insert(textOf(jTask, "event"));
     }
   }
+  EventsByName own;
   try {
+    own = readOwnEvents();
+  } catch (const Failure& error) {
+    findings.push_back({Severity::PROBLEM, "own_events_file", OWN_EVENTS_PATH, objectOf({{"problem", error.what()}})});
+    return;
+  }
+  try {
+    const std::set<std::string> setReported = checkEventTimers(own, findings);
     for (const EventState& state : eventStates()) {
+      if (setReported.count(state.event.strName) > 0) {
+        continue;
+      }
       if (setInUse.count(state.event.strName) > 0) {
         checkInUse(state, findings);
       } else {

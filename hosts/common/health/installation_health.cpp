@@ -153,7 +153,7 @@ void reportUnusableStore(const std::string& strProblem, HealthFindings& findings
 }
 
 void checkStoreFiles(HealthFindings& findings) {
-  for (const char* szPath : {STORE_FOLDER, DATABASE_PATH, CONFIG_PATH}) {
+  for (const char* szPath : {STORE_FOLDER, DATABASE_PATH, CONFIG_PATH, OWN_EVENTS_PATH}) {
     checkGuardedFile(szPath, findings);
   }
 }
