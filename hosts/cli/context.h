@@ -61,6 +61,7 @@ void addTaskCopyCommand(CLI::App& task, Context& context);
 void addTaskEditCommands(CLI::App& task, Context& context);
 void addTaskRenameCommands(CLI::App& task, Context& context);
 void addEventCommands(CLI::App& app, Context& context);
+void addEventChangeCommands(CLI::App& event, Context& context);
 void addEventPlanCommand(CLI::App& event, Context& context);
 void addEventStateCommands(CLI::App& event, Context& context);
 void addExecuteCommands(CLI::App& app, Context& context);

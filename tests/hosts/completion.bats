@@ -66,6 +66,9 @@ values() {
   same "a task after an option" "second" "$(completes task edit first --after s)"
   same "an event" "bootup" "$(completes fire boot)"
   same "an event of one's own" "my-event" "$(completes event plan my)"
+  eorva event add nightly
+  same "an added event" "nightly" "$(completes fire night)"
+  same "events that can be changed" "nightly" "$(completes event remove '')"
   same "a run" "1" "$(completes runs show '')"
   same "a user" "alice" "$(completes task add x --owner ali)"
   same "a share" "scheduler" "$(completes config set --output-path sch)"

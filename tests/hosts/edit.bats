@@ -82,10 +82,10 @@ T
   same "the record" "$before" "$(member it .)"
 }
 
-@test "an unknown event needs --any-event" {
+@test "an unknown event needs --any-event once" {
   run -1 --separate-stderr eorva task add it --event my-event --owner alice --script /dev/null
   complains 'event: unknown event "my-event"'
-  complains 'to create the event, add --any-event'
+  complains 'to create the event, use: eorva event add my-event; or add --any-event'
   run -0 eorva task add it --event my-event --any-event --owner alice --script /dev/null
   run -0 eorva task edit it --parallel
   run -1 --separate-stderr eorva task edit it --event other-event

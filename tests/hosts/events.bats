@@ -60,8 +60,134 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
 
 @test "an unknown event is refused, with the unit that would fire it" {
   run -1 --separate-stderr eorva event enable 'back up/home-1'
-  complains 'there is no event "back up/home-1" in the catalogue'
-  complains "starts $(systemd-escape --template=eorva-event@.service 'back up/home-1')"
+  complains 'nothing is known that fires an event "back up/home-1"'
+  complains "eorva event add 'back up/home-1' --at CALENDAR"
+  complains "can start $(systemd-escape --template=eorva-event@.service 'back up/home-1')"
+}
+
+@test "an event of one's own is added with its times, changed, and removed" {
+  local timer=/etc/systemd/system/eorva-event@nightly.timer
+  run -0 --separate-stderr eorva event add nightly --at 'Mon..Fri 22:30' --at '*-*-1 3:00' --description 'After hours'
+  same "said" "added the event nightly: Mon..Fri 22:30, *-*-1 3:00" "$output"
+  complains "systemd does not run here"
+  run -0 systemd-analyze verify --man=no "$timer"
+  same "complaints" "" "$output"
+  same "times" "Mon..Fri 22:30|*-*-1 3:00" "$(sed -n 's/^OnCalendar=//p' "$timer" | paste -sd '|')"
+  same "missed times count" Persistent=true "$(grep ^Persistent "$timer")"
+  same "the timer is enabled" enabled "$(systemctl is-enabled eorva-event@nightly.timer)"
+  same "listed" '{"added":true,"at":["Mon..Fri 22:30","*-*-1 3:00"],"description":{"enu":"After hours"},"enabled":true,'\
+'"fired_by":["eorva-event@nightly.timer"],"in_catalogue":false,"next":null,"tasks":0,"title":null}' \
+    "$(eorva event list --json | jq -cS '.[] | select(.name == "nightly") | del(.active, .name)')"
+  [[ $(eorva event list) =~ nightly\ +enabled\ .*'After hours (Mon..Fri 22:30, *-*-1 3:00)' ]]
+  run -0 eorva event edit nightly --at daily
+  same "said" "changed the event nightly: daily" "${lines[0]}"
+  same "times" daily "$(sed -n 's/^OnCalendar=//p' "$timer")"
+  run -0 eorva event edit nightly --no-at --description 'By hand'
+  [[ ! -e $timer && ! -L /etc/systemd/system/timers.target.wants/eorva-event@nightly.timer ]]
+  run -0 eorva fire nightly
+  run -0 eorva event remove nightly
+  same "said" "removed the event nightly" "$output"
+  run -1 --separate-stderr eorva fire nightly
+  complains 'there is no event "nightly"'
+}
+
+@test "an event of one's own is enabled and disabled" {
+  eorva event add 'back up/home-1' --at daily
+  run -0 eorva event disable 'back up/home-1'
+  same "disabled" "false disabled" \
+    "$(state 'back up/home-1') $(systemctl is-enabled "$(systemd-escape --template=eorva-event@.timer 'back up/home-1')")"
+  run -0 eorva event edit 'back up/home-1' --at weekly
+  same "said" "changed the event back up/home-1: weekly (disabled)" "$output"
+  same "still" false "$(state 'back up/home-1')"
+  run -0 --separate-stderr eorva event plan 'back up/home-1'
+  complains "the event \"back up/home-1\" is disabled: eorva event enable 'back up/home-1'"
+  run -0 eorva event enable 'back up/home-1'
+  same "enabled" true "$(state 'back up/home-1')"
+  eorva event add by-hand
+  run -1 --separate-stderr eorva event enable by-hand
+  complains 'the event "by-hand" has no times at which it could be fired; to set them, use: eorva event edit by-hand --at CALENDAR'
+}
+
+@test "a wrong event is refused, and nothing changes" {
+  local event options wanted
+  eorva event add nightly --at daily
+  eorva event list --json >before
+  while IFS='|' read -r event options wanted; do
+    run -1 --separate-stderr eval "eorva event $event $options"
+    complains "$wanted"
+  done <<'END'
+add nightly||the event "nightly" exists already; to change it, use: eorva event edit nightly
+add daily||the event "daily" exists already: it is in the catalogue; to start or stop firing it, use: eorva event enable daily
+add x|--at often|the event "x" is not added:
+add x|--at often|at: Failed to parse calendar specification 'often': Invalid argument; systemd.time(7) explains the times
+add x|--at $'daily\nUnit=y.service'|is not a calendar expression of systemd
+add x|--description $'a\nb'|description: must be one line without control characters
+add on_demand||name: must not be "on_demand"
+add ''||name: is empty
+edit nigthly|--at weekly|there is no event "nigthly"; did you mean "nightly"?
+edit daily|--at weekly|the event "daily" is in the catalogue
+edit nightly|--at often|the event "nightly" is not changed:
+remove none||there is no event "none"
+END
+  eorva event list --json | diff before -
+  run -2 --separate-stderr eorva event edit nightly
+  complains "nothing to change; add --at, --no-at or --description"
+}
+
+@test "an event with tasks is not removed, and a known event needs no flag" {
+  eorva event add nightly --at daily
+  echo true | eorva task add one --event nightly --owner alice --script -
+  run -1 --separate-stderr eorva event remove nightly
+  complains 'the event "nightly" is not removed: it has tasks: one; delete them with: eorva task delete TASK; or give'
+  eorva task edit one --event inbox --any-event
+  run -0 eorva event remove nightly
+  echo true | eorva task add two --event inbox --owner alice --script -
+  run -1 --separate-stderr eorva task copy two three --event inbxo
+  complains 'unknown event "inbxo"; did you mean "inbox"?'
+  run -1 --separate-stderr eorva event edit inbox --at daily
+  complains 'the event "inbox" is known from its tasks only; to add it, use: eorva event add inbox'
+  run -0 eorva event add inbox --at daily
+}
+
+@test "times need systemd, and an event without times does not" {
+  mv /usr/bin/systemd-analyze kept-analyze
+  mv /usr/bin/systemctl kept-systemctl
+  run -1 --separate-stderr eorva event add nightly --at daily
+  local said=$stderr
+  run eorva event add inbox
+  mv kept-analyze /usr/bin/systemd-analyze
+  mv kept-systemctl /usr/bin/systemctl
+  [[ $said == *"systemd is not installed here, and only systemd fires an event at a time"* ]]
+  same "added without times" "0 added the event inbox" "$status $output"
+}
+
+@test "a timer of somebody else is not replaced" {
+  local timer=/etc/systemd/system/eorva-event@nightly.timer
+  printf '[Timer]\nOnCalendar=weekly\n' >"$timer"
+  run -1 --separate-stderr eorva event add nightly --at daily
+  complains "eorva-event@nightly.timer was not written by eorva; move $timer away"
+  same "still there" OnCalendar=weekly "$(tail -1 "$timer")"
+  same "not added" "" "$(eorva event list | grep nightly || true)"
+}
+
+@test "a running systemd tells when timers fire next" {
+  mkdir -p /run/systemd/system
+  mv /usr/bin/systemctl kept
+  cat >/usr/bin/systemctl <<'END'
+#!/bin/sh
+case $1 in
+  show) printf 'Names=eorva-daily.timer\nUnitFileState=enabled\nActiveState=active\nTriggeredBy=\n\n' ;;
+  list-timers) echo '[{"next":1767225600000000,"unit":"eorva-daily.timer"}]' ;;
+esac
+END
+  chmod 755 /usr/bin/systemctl
+  local list json
+  list=$(TZ=UTC eorva event list)
+  json=$(eorva event list --json)
+  mv -f kept /usr/bin/systemctl
+  rmdir /run/systemd/system
+  [[ $list =~ daily\ +enabled\ +0\ 2026-01-01\ 00:00:00 ]]
+  same "as JSON" '[1767225600,null]' "$(jq -c '[.[] | select(.name == "daily" or .name == "weekly") | .next]' <<<"$json")"
 }
 
 @test "a unit that is not installed cannot be enabled" {

@@ -10,6 +10,7 @@
 #include "cli/command_line.h"
 #include "common/config/configuration.h"
 #include "common/events/event_catalogue.h"
+#include "common/events/own_events.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
@@ -40,7 +41,7 @@ Words taskWords(const std::string& strTyped) {
 
 Words eventWords(const std::string& strTyped) {
   std::set<std::string> setEvents;
-  for (const Host::Event& event : Host::eventCatalogue()) {
+  for (const Host::Event& event : Host::namedEvents()) {
     setEvents.insert(event.strName);
   }
   try {
@@ -48,10 +49,18 @@ Words eventWords(const std::string& strTyped) {
     Host::forEachTask(session, {"event"}, Host::whereBegins("event", strTyped),
                       [&](const Json::Value& jTask) { setEvents.insert(Host::textOf(jTask, "event")); });
   } catch (const Host::Failure&) {
-    // The catalogue can be read without a store and by all users.
+    // The named events can be read without a store and by all users.
     return {setEvents.begin(), setEvents.end()};
   }
   return {setEvents.begin(), setEvents.end()};
+}
+
+Words ownEventWords() {
+  Words words;
+  for (const auto& [strEvent, settings] : Host::readOwnEvents()) {
+    words.push_back(strEvent);
+  }
+  return words;
 }
 
 /// The newest first: they are needed most often.
@@ -107,9 +116,13 @@ Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "RUN" && next.strCommand == "stop") {
     return openRunWords();
   }
-  constexpr std::pair<const char*, Words (*)()> TYPES[] = {
-      {"RUN", &allRunWords}, {"SHARE[/PATH]", &Host::shareNames}, {"SHARE", &Host::shareNames},
-      {"USER", &ownerWords}, {"SETTING", &Host::configKeys},      {"SETTING=VALUE", &assignmentWords}};
+  constexpr std::pair<const char*, Words (*)()> TYPES[] = {{"RUN", &allRunWords},
+                                                           {"SHARE[/PATH]", &Host::shareNames},
+                                                           {"SHARE", &Host::shareNames},
+                                                           {"USER", &ownerWords},
+                                                           {"OWN-EVENT", &ownEventWords},
+                                                           {"SETTING", &Host::configKeys},
+                                                           {"SETTING=VALUE", &assignmentWords}};
   const auto* it =
       std::find_if(std::begin(TYPES), std::end(TYPES), [&](const auto& type) { return next.strType == type.first; });
   return it == std::end(TYPES) ? Words() : it->second();

@@ -1,6 +1,7 @@
 /// eorva event list|enable|disable
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
@@ -32,13 +33,27 @@ std::string stateText(const EventState& row) {
   return row.state.strActive == "failed" ? strInstalled + ", failed" : strInstalled;
 }
 
+/// When it is fired, as far as somebody has said so.
+std::string whenText(const Event& event) {
+  if (!event.blOwn) {
+    return event.jTitle.isNull() ? "-" : textOf(event.jTitle, "enu");
+  }
+  const std::string strDescription = textOf(event.jDescription, "enu");
+  const std::string strTimes = fmt::format("{}", fmt::join(event.vecAt, ", "));
+  if (strDescription.empty() || strTimes.empty()) {
+    return strDescription.empty() && strTimes.empty() ? "-" : strDescription + strTimes;
+  }
+  return fmt::format("{} ({})", strDescription, strTimes);
+}
+
 int runList(const Context& context, const ListOptions& options) {
   const std::vector<EventState> vecRows = Host::eventStates();
   if (options.blJson) {
     printJson(Host::arrayOf(vecRows, &Host::eventForPrograms));
     return EXIT_DONE;
   }
-  Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"FIRED BY"}, {"WHEN", false, false, true}}, context.isColored());
+  Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"NEXT"}, {"FIRED BY"}, {"WHEN", false, false, true}},
+              context.isColored());
   for (const EventState& row : vecRows) {
     const bool blFailed = row.state.strActive == "failed";
     table.addRow({{row.event.strName},
@@ -46,8 +61,9 @@ int runList(const Context& context, const ListOptions& options) {
                                    : row.state.strInstalled == "enabled" ? "green"
                                                                          : nullptr},
                   {fmt::format("{}", row.cTasks)},
+                  {row.iNext ? Host::timeText(*row.iNext) : "-"},
                   {listText(row.vecFiredBy)},
-                  {row.blInCatalogue ? textOf(row.event.jTitle, "enu") : "-"}});
+                  {whenText(row.event)}});
   }
   table.print();
   return EXIT_DONE;
@@ -72,8 +88,9 @@ int runDisable(const Context&, const NameOptions& options) {
 }  // namespace
 
 void addEventStateCommands(CLI::App& event, Context& context) {
-  CLI::App* pCommand = addCommand(event, "list", "List the events with their units and numbers of tasks.",
-                                  "  eorva event list --json\n");
+  CLI::App* pCommand =
+      addCommand(event, "list", "List the events: whether they are enabled, their tasks, and the next times.",
+                 "  eorva event list --json\n");
   auto pList = onCommand(pCommand, context, &runList);
   pCommand->add_flag("--json", pList->blJson, "print a JSON array, with titles and descriptions in every language");
 

@@ -34,10 +34,14 @@ TEST(EventAnswers, EventHasItsTextsItsStateAndItsUnits) {
   state.vecFiredBy = {"eorva-weekly.timer"};
   state.state.strInstalled = "enabled";
   state.cTasks = 2;
+  state.iNext = 1234;
   EXPECT_EQ(eventForPrograms(state), objectOf({{"name", "weekly"},
                                                {"title", objectOf({{"enu", "Once a week"}})},
                                                {"description", Json::Value()},
                                                {"in_catalogue", true},
+                                               {"added", false},
+                                               {"at", Json::arrayValue},
+                                               {"next", 1234},
                                                {"tasks", 2U},
                                                {"enabled", true},
                                                {"active", Json::Value()},
@@ -45,6 +49,10 @@ TEST(EventAnswers, EventHasItsTextsItsStateAndItsUnits) {
   state.state = {true, "disabled", "inactive", {}};
   EXPECT_EQ(eventForPrograms(state)["enabled"], false);
   EXPECT_EQ(eventForPrograms(state)["active"], "inactive");
+  state.iNext.reset();
+  state.event.vecAt = {"daily"};
+  EXPECT_TRUE(eventForPrograms(state)["next"].isNull());
+  EXPECT_EQ(eventForPrograms(state)["at"], arrayWith("daily"));
 }
 
 TEST(EventAnswers, PlanHasTheTasksThatWouldRunAndThoseThatWouldNot) {
