@@ -22,6 +22,20 @@ configure() { sh "$BATS_TEST_DIRNAME/../../debian/eorva.postinst" configure; }
   same "output" "scheduler/x false" "$(eorva config show --json | jq -r '"\(.output_path) \(.enable_output)"')"
 }
 
+@test "timers of added events are removed with the package, and come back with it" {
+  local timer=/etc/systemd/system/eorva-event@nightly.timer
+  eorva event add nightly --at daily
+  cp "$timer" kept
+  echo '[Timer]' >/etc/systemd/system/eorva-event@mine.timer
+  run -0 sh "$BATS_TEST_DIRNAME/../../debian/eorva.postrm" remove
+  same "left" eorva-event@mine.timer "$(cd /etc/systemd/system && find . -name 'eorva-event@*' -printf %f)"
+  run -0 configure
+  cmp kept "$timer"
+  same "enabled" enabled "$(systemctl is-enabled eorva-event@nightly.timer)"
+  rm /etc/systemd/system/eorva-event@mine.timer
+  eorva event remove nightly
+}
+
 @test "an upgrade does not take a lost store for a new one" {
   rm "$DATABASE"*
   touch "$DATABASE"

@@ -44,6 +44,32 @@ LOOK='grep -E "^(Cap|NoNewPrivs|Seccomp)" /proc/self/status; cat /proc/self/moun
   eorva event disable volume_mounted
 }
 
+next_of() { eorva event list --json | jq --arg name "$1" '.[] | select(.name == $name) | .next'; }
+
+later_than() { (($(date +%s) > $1)); }
+
+@test "an added event is fired at its time, and not for times that it missed before" {
+  local at=$(($(date +%s) + 20)) timer=eorva-event@soon.timer
+  eorva event add soon --at "$(date -d "@$at" '+%F %T')"
+  echo true | eorva task add soon --event soon --owner alice --script -
+  same "next" "$at" "$(next_of soon)"
+  patiently have_ended soon 1
+  later_than $((at - 1))
+  # Since then it has missed this time.
+  patiently later_than $((at + 3))
+  eorva event edit soon --at "$(date -d "@$((at + 2))" '+%T')"
+  same "tomorrow" $((at + 2 + 24 * 3600)) "$(next_of soon)"
+  eorva event disable soon
+  same "never" null "$(next_of soon)"
+  eorva event enable soon
+  systemctl is-active "$timer"
+  run -0 eorva check --repair
+  eorva task delete soon --yes
+  eorva event remove soon
+  run -1 systemctl cat "$timer"
+  same "runs" 1 "$(journalctl --no-pager --output cat --unit eorva-event@soon.service | grep -c '^Started\|^Finished')"
+}
+
 waiting_mail() { find /var/spool/orva/outbox -type f | wc -l; }
 
 @test "waiting mail is sent by its unit" {

@@ -241,8 +241,8 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   patiently have_ended EVENT 1
   same "told" $'alice\nVALUE' "$(output_of d-event)"
   patiently have_ended 'NAME OF THE EVENT' 1
-  same "weeknights" '["weeknights.timer"]' "$(eorva event list --json | jq -c '.[] | select(.name == "weeknights") | .fired_by')"
-  systemctl is-active weeknights.timer
+  same "weeknights" '["eorva-event@weeknights.timer"]' "$(eorva event list --json | jq -c '.[] | select(.name == "weeknights") | .fired_by')"
+  systemctl is-active eorva-event@weeknights.timer
 }
 
 @test "bootup fires once in a start of the server" {
