@@ -18,6 +18,7 @@ setup() {
 
 clean() {
   rm -rf "$STORE" /run/eorva "${KEPT:?}"/* /tmp/eorvascheduler*
+  find /etc/systemd/system -name 'eorva-event@*' -delete
   cd "$BATS_TEST_TMPDIR" || return 1
 }
 
@@ -48,9 +49,12 @@ session() { run_lines "$2" < <("$DOCUMENTED" view "$1"); }
   done
 }
 
-@test "the command lines of the man page" { session packaging/man/eorva.8.scd 3; }
+@test "the command lines of the man pages" {
+  session packaging/man/eorva.8.scd 3
+  session packaging/man/eorva-events.7.scd 1
+}
 
 @test "every document is tested" {
-  same "documents" "README.md packaging/man/eorva.8.scd" \
+  same "documents" "README.md packaging/man/eorva-events.7.scd packaging/man/eorva.8.scd" \
     "$("$DOCUMENTED" view | grep -v ^docs/admin/ | paste -sd ' ')"
 }
