@@ -30,6 +30,13 @@ CREATE TABLE IF NOT EXISTS task (
   owner_name        TEXT,
   -- Bytes of output that a run may have; 0 means no limit, null the limit of the settings.
   output_limit      INTEGER CHECK (output_limit >= 0),
+  -- How a run is launched: its working directory, priorities, bytes of memory (0 means no limit), and variables, an object
+  -- of their names and values.
+  directory         TEXT    NOT NULL DEFAULT '/',
+  nice              INTEGER NOT NULL DEFAULT 0 CHECK (nice BETWEEN -20 AND 19),
+  io_class          TEXT    NOT NULL DEFAULT 'none',
+  memory_limit      INTEGER NOT NULL DEFAULT 0 CHECK (memory_limit >= 0),
+  environment       TEXT    NOT NULL DEFAULT '{}',
   operation         TEXT    NOT NULL DEFAULT ''
 ) STRICT;
 

@@ -13,6 +13,7 @@
 #include "common/store/records.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
+#include "common/text/shell_word.h"
 #include "common/text/terminal_text.h"
 
 using Host::boolOf;
@@ -100,6 +101,20 @@ std::string timeLimitText(const Json::Value& jTask) {
   return iLimit == 0 ? "-" : durationText(iLimit);
 }
 
+std::string memoryLimitText(const Json::Value& jTask) {
+  const Json::Int64 cb = Host::intOf(jTask, "memory_limit");
+  return cb <= 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
+}
+
+std::string environmentText(const Json::Value& jTask) {
+  const Json::Value& jEnvironment = Host::memberOf(jTask, "environment");
+  std::vector<std::string> vecVariables;
+  for (const std::string& strName : jEnvironment.isObject() ? jEnvironment.getMemberNames() : Json::Value::Members()) {
+    vecVariables.push_back(fmt::format("{}={}", strName, Host::shellWord(textOf(jEnvironment, strName.c_str()))));
+  }
+  return vecVariables.empty() ? "-" : fmt::format("{}", fmt::join(vecVariables, " "));
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   const Json::Value jTask = Host::requireTask(session, options.strTask);
@@ -119,6 +134,11 @@ int runShow(const Context&, const ShowOptions& options) {
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
                {"output limit", outputLimitText(jTask)},
+               {"directory", textOf(jTask, "directory")},
+               {"nice", std::to_string(Host::intOf(jTask, "nice"))},
+               {"I/O class", textOf(jTask, "io_class")},
+               {"memory limit", memoryLimitText(jTask)},
+               {"environment", environmentText(jTask)},
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},

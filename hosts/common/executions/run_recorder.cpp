@@ -2,7 +2,6 @@
 
 #include <array>
 #include <csignal>
-#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <pthread.h>
@@ -43,6 +42,9 @@ void addUsage(const ControlGroup::Usage& usage, Json::Value& jUpdate) {
       jUpdate[szMember] = static_cast<Json::Int64>(*value);
     }
   }
+  if (usage.blOutOfMemory) {
+    jUpdate["extra"][OUT_OF_MEMORY] = true;
+  }
 }
 
 /// A library must not get an exception through its own functions.
@@ -65,7 +67,7 @@ RunRecorder::RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, 
              maxProcessesSetting(),
              ends.writer(),
              {file.fd(), lock.fd(), turns.fd(), ends.reader()},
-             [this](const std::string& strOutput) { return outputLimitOf(strOutput); }};
+             outputLimitSetting()};
   g_pRecorder = this;
   ORVAStoreOnWrite(
       [](void* pThis, OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value* pRecord) {
@@ -88,31 +90,50 @@ RunRecorder::~RunRecorder() {
   g_pRecorder = nullptr;
 }
 
+/// Children that deliver mail are no runs.
 void RunRecorder::beforeFork() {
   if (g_pRecorder != nullptr) {
-    attempt([] { g_pRecorder->settle(); });
+    attempt([] {
+      g_pRecorder->m_naming.reset();
+      g_pRecorder->settle();
+      if (ORVAMailIsForking() == 0) {
+        g_pRecorder->m_naming.emplace();
+      }
+    });
   }
 }
 
-/// Children that deliver mail are no runs.
 void RunRecorder::inChild() {
   if (g_pRecorder != nullptr && ORVAMailIsForking() == 0) {
-    beginRun(g_pRecorder->m_start, g_pRecorder->m_pid, isAskedToEnd());
+    const bool blKnown = g_pRecorder->learnTask();
+    beginRun(g_pRecorder->m_start, g_pRecorder->m_pid, !blKnown || isAskedToEnd());
   }
+}
+
+/// The process of a run is forked before the library names its task. So it waits until the run is about to be recorded.
+/// \return false when that will not happen.
+bool RunRecorder::learnTask() {
+  if (!m_naming) {
+    return false;
+  }
+  m_naming->writer.reset();
+  try {
+    m_start.strTask = readAll(m_naming->reader.get(), "the name of a task");
+  } catch (const Failure& failure) {
+    sendMessage(failure.what());
+  }
+  m_naming.reset();
+  const TaskFacts& task = m_mapTasks[m_start.strTask];
+  m_start.settings = task.settings;
+  m_start.cbOutputLimit = task.settings.outputLimit.value_or(m_start.cbOutputLimit);
+  return !m_start.strTask.empty();
 }
 
 void RunRecorder::setTasks(const Json::Value& jTasks) {
   for (const Json::Value& jTask : jTasks) {
     m_mapTasks[textOf(jTask, "task_name")] = {intOf(jTask, "time_limit"), intOf(jTask, "owner", -1),
-                                              textOf(jTask, "owner_name"), intOf(jTask, "output_limit", -1)};
+                                              textOf(jTask, "owner_name"), runSettingsOf(jTask)};
   }
-}
-
-/// The limit of the task whose folder has the folder of the run.
-std::uint64_t RunRecorder::outputLimitOf(const std::string& strOutput) const {
-  const auto it = m_mapTasks.find(std::filesystem::path(strOutput).parent_path().parent_path().filename());
-  const bool blOwn = it != m_mapTasks.end() && it->second.iOutputLimit >= 0;
-  return blOwn ? static_cast<std::uint64_t>(it->second.iOutputLimit) : m_cbOutputLimit;
 }
 
 /// The library records a run in one write, so the last number is that of the new run, unless the write failed.
@@ -153,8 +174,17 @@ void RunRecorder::onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Jso
   }
 }
 
+/// Lets the process of the new run go on.
+void RunRecorder::nameTask() {
+  if (m_naming) {
+    static_cast<void>(write(m_naming->writer.get(), m_new.strTask.data(), m_new.strTask.size()));
+    m_naming.reset();
+  }
+}
+
 void RunRecorder::onBegin(Json::Value& jRun) {
   m_new = {pidOf(jRun), textOf(jRun, "task_name")};
+  nameTask();
   m_setStarted.insert(m_new.strTask);
   const std::optional<ProcessStatus> status = processStatus(m_new.pid);
   if (status) {
@@ -191,7 +221,7 @@ void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
   if (runNotes.status) {
     jUpdate["shell_status"] = *runNotes.status;
   }
-  noteCut(runNotes, jUpdate);
+  addExtra(runNotes, jUpdate);
   if (!runNotes.strEndedBy.empty()) {
     jUpdate["ended_by"] = runNotes.strEndedBy;
   } else if (!runNotes.status) {
@@ -208,6 +238,7 @@ void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
 }
 
 void RunRecorder::wait() {
+  m_naming.reset();
   settle();
   m_turns.end();
   sigset_t child;

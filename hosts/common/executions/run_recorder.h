@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <json/value.h>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <sys/types.h>
@@ -17,6 +18,8 @@
 #include "common/config/settings.h"
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "common/support/files.h"
+#include "common/tasks/run_settings.h"
 #include "end_reports.h"
 #include "run_child.h"
 #include "turns.h"
@@ -43,7 +46,7 @@ public:
   const std::set<std::string>& started() const { return m_setStarted; }
   const std::set<std::string>& ended() const { return m_setEnded; }
 
-  /// Takes over the time limits and owners of these tasks.
+  /// Takes over the owners and settings of these tasks.
   void setTasks(const Json::Value& jTasks);
 
 private:
@@ -55,8 +58,8 @@ private:
   struct TaskFacts {
     Json::Int64 iLimit = 0;
     Json::Int64 iOwner = -1;
-    std::string strOwner;           ///< empty when no name is stored
-    Json::Int64 iOutputLimit = -1;  ///< -1 for that of the settings
+    std::string strOwner;  ///< empty when no name is stored
+    RunSettings settings;
   };
 
   void onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value& jRecord);
@@ -68,7 +71,8 @@ private:
   void wait();
   static void beforeFork();
   static void inChild();
-  std::uint64_t outputLimitOf(const std::string& strOutput) const;
+  bool learnTask();
+  void nameTask();
 
   Session& m_session;
   ExecutionFile& m_file;
@@ -76,11 +80,11 @@ private:
   Turns& m_turns;
   const EndReports& m_ends;
   RunStart m_start;
-  std::uint64_t m_cbOutputLimit = outputLimitSetting();
   pid_t m_pid;
   std::map<std::string, TaskFacts> m_mapTasks;
   std::map<Json::Int64, Run> m_mapOpen;  ///< by number of the run
   Run m_new;                             ///< its number is not known yet
+  std::optional<Pipe> m_naming;          ///< through which the process of a new run learns its task
   std::set<std::string> m_setStarted;
   std::set<std::string> m_setEnded;
   bool m_blDirty = false;  ///< something was written since the last note

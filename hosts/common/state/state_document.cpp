@@ -14,6 +14,7 @@
 #include "common/text/base64.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
+#include "common/text/json_utf8.h"
 #include "common/text/yaml_reader.h"
 #include "common/text/yaml_writer.h"
 
@@ -27,15 +28,30 @@ constexpr char SCRIPT[] = "script";
 constexpr char SCRIPT_BASE64[] = "script_base64";
 
 /// Members that the document has as they are stored, in its order.
-constexpr std::array<const char*, 9> PLAIN_MEMBERS = {"enable",          "description",       "time_limit",
-                                                      "output_limit",    "run_the_same_time", "notify_enable",
-                                                      "notify_if_error", "notify_mail",       "operation_type"};
+constexpr std::array<const char*, 14> PLAIN_MEMBERS = {
+    "enable",        "description",     "time_limit",   "output_limit",  "directory",
+    "nice",          "io_class",        "memory_limit", "environment",   "run_the_same_time",
+    "notify_enable", "notify_if_error", "notify_mail",  "operation_type"};
 
-constexpr std::array<const char*, 14> MEMBER_ORDER = {
-    "event",         "owner",           WAITS_FOR,      "enable",
-    "description",   "time_limit",      "output_limit", "run_the_same_time",
-    "notify_enable", "notify_if_error", "notify_mail",  "operation_type",
-    SCRIPT,          SCRIPT_BASE64};
+constexpr std::array<const char*, 19> MEMBER_ORDER = {"event",
+                                                      "owner",
+                                                      WAITS_FOR,
+                                                      "enable",
+                                                      "description",
+                                                      "time_limit",
+                                                      "output_limit",
+                                                      "directory",
+                                                      "nice",
+                                                      "io_class",
+                                                      "memory_limit",
+                                                      "environment",
+                                                      "run_the_same_time",
+                                                      "notify_enable",
+                                                      "notify_if_error",
+                                                      "notify_mail",
+                                                      "operation_type",
+                                                      SCRIPT,
+                                                      SCRIPT_BASE64};
 
 const Json::Value& usualTask() {
   static const Json::Value J_USUAL = [] {
@@ -89,33 +105,41 @@ Json::Value taskForFile(const std::string& strTask, const Json::Value& jTask) {
   const std::string strScript = textOf(jTask, "operation");
   jOut[isUtf8(strScript) ? SCRIPT : SCRIPT_BASE64] = isUtf8(strScript) ? strScript : toBase64(strScript);
   for (const std::string& strMember : jOut.getMemberNames()) {
-    if (jOut[strMember].isString() && !isUtf8(jOut[strMember].asString())) {
+    if (!isAllUtf8(jOut[strMember])) {
       throw Failure(fmt::format("cannot export the task \"{}\": its {} is not UTF-8", strTask, strMember));
     }
   }
   return jOut;
 }
 
+/// The text behind "MEMBER:".
 std::string memberText(const std::string& strMember, const Json::Value& jValue) {
   if (strMember == SCRIPT) {
-    return yamlBlock(jValue.asString(), 6);
+    return " " + yamlBlock(jValue.asString(), 6);
+  }
+  if (jValue.isObject()) {
+    std::string strText = "\n";
+    for (const std::string& strName : jValue.getMemberNames()) {
+      strText += fmt::format("      {}: {}\n", yamlScalar(strName), yamlScalar(jValue[strName].asString()));
+    }
+    return strText;
   }
   if (jValue.isArray()) {
     std::vector<std::string> vecItems;
     std::transform(jValue.begin(), jValue.end(), std::back_inserter(vecItems),
                    [](const Json::Value& jItem) { return yamlScalar(jItem.asString()); });
-    return fmt::format("[{}]\n", fmt::join(vecItems, ", "));
+    return fmt::format(" [{}]\n", fmt::join(vecItems, ", "));
   }
-  return (jValue.isString() ? yamlScalar(jValue.asString())
-                            : jValue.toStyledString().substr(0, jValue.toStyledString().find('\n'))) +
-         "\n";
+  return fmt::format(" {}\n", jValue.isString()
+                                  ? yamlScalar(jValue.asString())
+                                  : jValue.toStyledString().substr(0, jValue.toStyledString().find('\n')));
 }
 
 std::string taskText(const std::string& strTask, const Json::Value& jTask) {
   std::string strText = fmt::format("  {}:\n", yamlScalar(strTask));
   for (const char* szMember : MEMBER_ORDER) {
     if (jTask.isMember(szMember)) {
-      strText += fmt::format("    {}: {}", szMember, memberText(szMember, jTask[szMember]));
+      strText += fmt::format("    {}:{}", szMember, memberText(szMember, jTask[szMember]));
     }
   }
   return strText;
@@ -300,7 +324,7 @@ std::string stateText(const StateDocument& state) {
   for (const std::string& strKey : configKeys()) {
     const auto itValue = state.config.find(strKey);
     if (itValue != state.config.end() && !itValue->second.empty()) {
-      strText += fmt::format("  {}: {}", strKey, memberText(strKey, configForFile(itValue->second)));
+      strText += fmt::format("  {}:{}", strKey, memberText(strKey, configForFile(itValue->second)));
     }
   }
   strText += state.mapTasks.empty() ? "tasks: {}\n" : "tasks:\n";

@@ -39,6 +39,9 @@ public:
   /// Limits the number of its processes, where the kernel can. \throw Failure when it can, and refuses.
   void limitProcesses(unsigned cMax) const;
 
+  /// Limits the memory of all its processes together. \return false with errno when the kernel cannot.
+  bool limitMemory(std::uint64_t cb) const;
+
   /// Its processes, without those of groups below it.
   std::vector<pid_t> members() const;
 
@@ -69,6 +72,7 @@ public:
     std::optional<std::uint64_t> cbPeakMemory;
     std::optional<std::uint64_t> cbRead;
     std::optional<std::uint64_t> cbWritten;
+    bool blOutOfMemory = false;  ///< the kernel has killed a process at the memory limit
   };
   Usage usage() const;
 

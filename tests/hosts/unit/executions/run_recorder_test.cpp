@@ -218,7 +218,8 @@ TEST_P(RecordingRuns, TurnIsHeldWhileARunIsClosed) {
 TEST_P(RecordingRuns, RunHasNoPartInTheLocksOfItsExecution) {
   m_turns->takeToStart(*m_session, {"b"});
   const pid_t pid = forkRun();
-  waitUntil([&] { return notes().mapRuns.count(pid) > 0; });
+  record(pid, "b");
+  waitUntil([&] { return notes().mapRuns.count(pid) > 0 && notes().mapRuns.at(pid).blBegun; });
   m_recorder.reset();
   m_file.reset();
   m_lock.reset();
@@ -226,6 +227,16 @@ TEST_P(RecordingRuns, RunHasNoPartInTheLocksOfItsExecution) {
   EXPECT_FALSE(isAnyExecutionAlive());
   EXPECT_FALSE(isAnnounced("a"));
   EXPECT_TRUE(TaskLock().takeTurn({"b"}, {}));
+}
+
+TEST_P(RecordingRuns, RunThatIsNeverRecordedDoesNotStartItsScript) {
+  const pid_t pid = forkRun([] { _exit(1); });
+  ORVARunWait();
+  int iStatus = -1;
+  EXPECT_EQ(waitpid(pid, &iStatus, 0), pid);
+  EXPECT_EQ(iStatus, 0);
+  m_ends.collect(*m_file);
+  EXPECT_EQ(notes().mapRuns.at(pid).status, -1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Held, RecordingRuns, HostTest::bothHoldings(), HostTest::holdingName);
