@@ -134,7 +134,7 @@ void tellEnd(const Host::ExecutionRequest& request, Host::ExecutionEnd end) {
     printNote(
         fmt::format("the execution of the {} \"{}\" was ended, with all its runs", request.kind(), request.strName));
   } else if (end == Host::ExecutionEnd::BUDGET) {
-    printNote(fmt::format("the {1} \"{2}\" took longer than {0} s; its runs were ended", request.budget.count(),
+    printNote(fmt::format("the {1} \"{2}\" took longer than {0}; its runs were ended", Host::durationText(request.budget.count()),
                           request.kind(), request.strName));
   }
 }

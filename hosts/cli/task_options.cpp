@@ -63,8 +63,8 @@ void addSwitches(CLI::App* pCommand, TaskOptions& options) {
   pOn = pCommand->add_flag("--parallel", options.blParallel, "several runs at the same time");
   pCommand->add_flag("--no-parallel", options.blNoParallel, "one run at a time (default)")->excludes(pOn);
   pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time; 0 for no limit (default)")
-      ->type_name("SECONDS")
-      ->check(wholeNumber(std::numeric_limits<long long>::min(), 0, " of seconds"));
+      ->type_name("DURATION")
+      ->transform(durationWithin(0, std::numeric_limits<long long>::max()));
   pCommand
       ->add_option("--output-limit", options.strOutputLimit,
                    "cut the output of a run at this size, as in 500M; 0 for no limit; default for the setting")

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "command_line.h"
+#include "common/text/duration.h"
 #include "common/text/suggestion.h"
 
 namespace {
@@ -99,10 +100,9 @@ std::string usageText(const CLI::App* pApp, const CLI::Error& error) {
   return fmt::format("eorva: {}\nTry '{} --help'.\n", reason(*pApp, vecPath, error), strCommand);
 }
 
-CLI::Validator wholeNumber(long long iMin, long long iMax, const char* szUnit) {
+CLI::Validator wholeNumber(long long iMin, long long iMax) {
   const long long iLast = iMax > 0 ? iMax : std::numeric_limits<long long>::max();
-  const auto check = [iMin, iMax, iLast, strUnit = std::string(szUnit),
-                      strLimits = limitsText(iMin, iMax)](const std::string& strText) {
+  const auto check = [iMin, iMax, iLast, strLimits = limitsText(iMin, iMax)](const std::string& strText) {
     long long iValue = 0;
     const char* pEnd = strText.data() + strText.size();
     const auto [p, code] = std::from_chars(strText.data(), pEnd, iValue);
@@ -110,9 +110,24 @@ CLI::Validator wholeNumber(long long iMin, long long iMax, const char* szUnit) {
       return fmt::format("\"{}\" is too large", strText);
     }
     if (code != std::errc() || p != pEnd || iValue < iMin || iValue > iLast) {
-      return fmt::format("\"{}\" is not a whole number{}{}", strText, strUnit, strLimits);
+      return fmt::format("\"{}\" is not a whole number{}", strText, strLimits);
     }
     return std::string();
   };
   return CLI::Validator(check, "", "whole number");
+}
+
+CLI::Validator durationWithin(long long iMin, long long iMax) {
+  const auto read = [iMin, iMax](std::string& strText) {
+    const std::optional<std::time_t> cSeconds = Host::durationFrom(strText);
+    if (!cSeconds) {
+      return fmt::format("\"{}\" is not a duration; durations are {}", strText, Host::DURATION_FORMS);
+    }
+    if (*cSeconds < iMin || *cSeconds > iMax) {
+      return fmt::format("\"{}\" is not from {} to {}", strText, Host::durationText(iMin), Host::durationText(iMax));
+    }
+    strText = std::to_string(*cSeconds);
+    return std::string();
+  };
+  return CLI::Validator(read, "", "duration");
 }

@@ -15,5 +15,7 @@ std::string typedCommand(const CLI::App& app);
 
 /// Checks that a value is a whole number within limits.
 /// \param iMax  0 or less: no upper limit.
-/// \param szUnit  what it counts, as " of seconds"; may be empty.
-CLI::Validator wholeNumber(long long iMin, long long iMax = 0, const char* szUnit = "");
+CLI::Validator wholeNumber(long long iMin, long long iMax = 0);
+
+/// Reads a duration; the option gets it in seconds.
+CLI::Validator durationWithin(long long iMin, long long iMax);

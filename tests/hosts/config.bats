@@ -15,7 +15,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   same "shown" "output: scheduler" "$(head -n 1 <<<"$output" | tr -s ' ')"
   says "retention_runs:         100"
   same "as JSON" '{"enable_output":true,"output_path":"scheduler","type":"eorvascheduler"}' "$(eorva config show --json | jq -cS 'del(.settings)')"
-  same "settings" '["100","10"]' "$(eorva config show --json | jq -cS '[.settings.retention_runs, .settings.stop_grace]')"
+  same "settings" '["100","10s"]' "$(eorva config show --json | jq -cS '[.settings.retention_runs, .settings.stop_grace]')"
 }
 
 @test "a folder inside a share is accepted" {
@@ -100,7 +100,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 }
 
 @test "a setting that is not set has its default" {
-  same "of all" "scheduler yes 100 20 10G 300 10 4096 no" "$(for key in output_path enable_output retention_runs retention_failed_runs \
+  same "of all" "scheduler yes 100 20 10G 5m 10s 4096 no" "$(for key in output_path enable_output retention_runs retention_failed_runs \
     retention_output_size shutdown_budget stop_grace max_processes shared_script; do eorva config get $key; done | paste -sd ' ')"
   rm /etc/eorva.conf
   same "without a file" 100 "$(eorva config get retention_runs)"
@@ -116,7 +116,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
 @test "settings are read from the file, and the last line of a key wins" {
   printf '%s\n' 'retention_runs = 7' 'retention_runs="all"' ' retention_output_size=0' '; stop_grace=1' >/etc/eorva.conf
-  same "of all" "all 0 10" "$(for key in retention_runs retention_output_size stop_grace; do eorva config get $key; done | paste -sd ' ')"
+  same "of all" "all 0 10s" "$(for key in retention_runs retention_output_size stop_grace; do eorva config get $key; done | paste -sd ' ')"
 }
 
 @test "an invalid value is reported with its file and its key" {
@@ -124,7 +124,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   for line in 'retention_runs=0' 'retention_runs=-1' 'retention_runs=' 'retention_runs=1e3' 'retention_runs=1000001' \
     'retention_failed_runs=none' 'retention_output_size=10X' 'retention_output_size=G' 'retention_output_size=10GB' \
     'retention_output_size=9000000000G' 'retention_output_size=99999999999999999999' 'shutdown_budget=0' \
-    'stop_grace=86401' 'shared_script=true'; do
+    'stop_grace=86401' 'stop_grace=1y' 'shutdown_budget=2d' 'shared_script=true'; do
     echo "$line" >/etc/eorva.conf
     run -1 --separate-stderr eorva config get "${line%%=*}"
     complains "/etc/eorva.conf: ${line%%=*} must be "
@@ -166,7 +166,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
 @test "several values are all set, or none" {
   run -2 --separate-stderr eorva config set retention_runs=7 stop_grace=-1 shared_script=maybe output_path=nowhere retention=3
-  complains 'stop_grace must be a number from 0 to 86400, not "-1"'
+  complains 'stop_grace must be a duration from 0s to 1d, as in 90s or 5m, not "-1"'
   complains 'shared_script must be yes or no, not "maybe"'
   complains 'the share "nowhere": '
   complains 'there is no setting "retention"'

@@ -46,13 +46,13 @@ edits_left() { find /var/tmp -path '/var/tmp/eorva-edit.*' -type f; }
 --mail-if-error|["notify_if_error"]
 --mail-always|["notify_if_error"]
 --no-mail|["notify_enable"]
---time-limit 90|["time_limit"]
+--time-limit 1m30s|["time_limit"]
 --description nightly|["description"]
 T
   same "at the end" '[7002,"","shutdown",true,false,false,"root,a@example.org",90,"nightly"]' \
     "$(member it '[.owner, .depend_on_task, .event, .enable, .run_the_same_time, .notify_enable, .notify_mail, .time_limit, .description]')"
   run -0 eorva task show it
-  says "time limit:            1 min 30 s"
+  says "time limit:            1m30s"
   says "description:           nightly"
 }
 
@@ -70,7 +70,7 @@ T
   local before
   before=$(member it .)
   run -1 --separate-stderr eorva task edit it --event Bootup --owner nobody-at-all --after ghost --after elsewhere \
-    --mail 'x y' --time-limit -1 --description $'two\nlines'
+    --mail 'x y' --time-limit 3000000000 --description $'two\nlines'
   complains 'the task "it" is not changed:'
   complains 'event: unknown event "Bootup"'
   complains 'owner: there is no user "nobody-at-all"'

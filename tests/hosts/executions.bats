@@ -28,7 +28,7 @@ setup() { fresh_store; }
   add_task next bootup bob 'exit 255' --after quick
   run -3 eorva fire bootup
   [[ ${lines[0]} =~ ^[0-9-]+\ [0-9:]+\ \ quick:\ started\ as\ alice\ \(run\ 1\)$ ]]
-  [[ ${lines[1]} =~ ^[0-9-]+\ [0-9:]+\ \ quick:\ exit\ 0,\ after\ [0-9]+\ s$ ]]
+  [[ ${lines[1]} =~ ^[0-9-]+\ [0-9:]+\ \ quick:\ exit\ 0,\ after\ [0-9]+s$ ]]
   [[ ${lines[2]} =~ next:\ started\ as\ bob\ \(run\ 2\)$ ]]
   [[ ${lines[3]} =~ next:\ exit\ 255,\ after ]]
   same "summary" "event bootup: 2 runs, 1 ok, 1 failed" "${lines[4]}"

@@ -28,15 +28,15 @@ ended() {
   same "the end" '[132,true,[],[]]' "$(jq -c '[.duration, .duration_known, .would_not_run, .problems]' <<<"$output")"
   run -0 eorva event plan bootup
   [[ ${lines[0]} =~ ^WAVE\ TASK\ +OWNER\ +WAITS\ FOR\ +LAST\ TIME\ +STARTS\ AFTER$ ]]
-  [[ ${lines[1]} =~ ^\ +1\ root\ +alice\ +-\ +10\ s\ +0\ s$ ]]
-  [[ ${lines[4]} =~ ^\ +3\ leaf\ +alice\ +left,\ right\ +1\ min\ 40\ s\ +32\ s$ ]]
-  says "event bootup: 4 tasks, would end after 2 min 12 s, at "
+  [[ ${lines[1]} =~ ^\ +1\ root\ +alice\ +-\ +10s\ +0s$ ]]
+  [[ ${lines[4]} =~ ^\ +3\ leaf\ +alice\ +left,\ right\ +1m40s\ +32s$ ]]
+  says "event bootup: 4 tasks, would end after 2m12s, at "
 }
 
 @test "without earlier runs, the plan shows the earliest end" {
   add_task root bootup alice 'exit 0'
   run -0 eorva event plan bootup
-  says "event bootup: 1 task, would end at the earliest after 0 s, at "
+  says "event bootup: 1 task, would end at the earliest after 0s, at "
   run -0 eorva event plan bootup --json
   same "duration" '[null,false]' "$(jq -c '[.would_run[0].last_duration, .duration_known]' <<<"$output")"
 }

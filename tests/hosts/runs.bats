@@ -11,7 +11,7 @@ setup() { fresh_store; }
   run -3 eorva fire bootup
   run -0 eorva runs list
   [[ ${lines[0]} =~ RUN\ +TASK\ +OWNER\ +TRIGGER\ +START\ +STOP\ +TIME\ +HOW\ IT\ ENDED$ ]]
-  [[ ${lines[1]} =~ 2\ +two\ +bob\ +bootup\ +[0-9-]+\ [0-9:]+\ +[0-9-]+\ [0-9:]+\ +[0-9]+\ s\ +exit\ 255$ ]]
+  [[ ${lines[1]} =~ 2\ +two\ +bob\ +bootup\ +[0-9-]+\ [0-9:]+\ +[0-9-]+\ [0-9:]+\ +[0-9]+s\ +exit\ 255$ ]]
   [[ ${lines[2]} =~ 1\ +one\ +alice\ +bootup\ .*exit\ 0$ ]]
 }
 
@@ -50,7 +50,7 @@ setup() { fresh_store; }
   says "CPU time:      -"
   says $'disk I/O:      -\n'
   run -0 eorva runs list
-  [[ ${lines[1]} == *" 1 min 40 s exit or signal 3" ]]
+  [[ ${lines[1]} == *" 1m40s exit or signal 3" ]]
   same "for programs" '[null,null,"failed"]' "$(eorva runs show 1 --json | jq -c '[.end, .cpu_seconds, .outcome]')"
 }
 
@@ -59,7 +59,7 @@ setup() { fresh_store; }
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, shell_status, cpu_usec, memory_peak,
     io_read, io_written) values ('heavy', 3600, 3700, 0, 12345678, 1610612736, 4096, 0)"
   run -0 eorva runs show 1
-  says "CPU time:      12.3 s"
+  says "CPU time:      12.3s"
   says "peak memory:   1.5 GiB"
   says "disk I/O:      4.0 KiB read, 0 B written"
   same "for programs" '"cpu_seconds" : 12.345678,' "$(eorva runs show 1 --json | grep -o '"cpu_seconds".*')"

@@ -182,7 +182,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   add_task then bootup alice 'echo never' --after one
   echo stop_grace=1 >/etc/eorva.conf
   run -3 --separate-stderr eorva fire bootup --budget 4
-  complains 'the event "bootup" took longer than 4 s; its runs were ended'
+  complains 'the event "bootup" took longer than 4s; its runs were ended'
   says "event bootup: 3 runs, 1 ok, 2 failed; not started: then"
   same "ended" '[["one","budget",15],["quick",null,0],["two","budget",null]]' \
     "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"

@@ -25,7 +25,7 @@ struct PlanOptions {
 
 std::string endText(const EventPlan& plan) {
   return fmt::format("{} after {}, at {}", plan.blExact ? "would end" : "would end at the earliest",
-                     durationText(plan.iDuration), Host::timeText(std::time(nullptr) + plan.iDuration));
+                     Host::elapsedText(plan.iDuration), Host::timeText(std::time(nullptr) + plan.iDuration));
 }
 
 void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor) {
@@ -36,8 +36,8 @@ void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor)
                   {planned.task.strName},
                   {owners.at(planned.task.strName)},
                   {listText(planned.task.vecWaitsFor)},
-                  {planned.iLastDuration ? durationText(*planned.iLastDuration) : "-"},
-                  {durationText(planned.iStart)}});
+                  {planned.iLastDuration ? Host::elapsedText(*planned.iLastDuration) : "-"},
+                  {Host::elapsedText(planned.iStart)}});
   }
   table.print();
 }

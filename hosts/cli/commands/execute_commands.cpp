@@ -106,8 +106,8 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
       ->allow_extra_args(false);
   pCommand->add_flag("--detach", options.blDetach, "run in the background, as a service where systemd runs");
   pCommand->add_option("--budget", options.iBudget, "end all runs after this time")
-      ->type_name("SECONDS")
-      ->check(wholeNumber(1, 366 * 86400, " of seconds"));
+      ->type_name("DURATION")
+      ->transform(durationWithin(1, 366 * 86400));
   pCommand->add_flag("--leave-nothing", options.blLeaveNothing,
                      "end background processes of the scripts when the last task has ended");
   // For the service that --detach starts.
@@ -123,7 +123,7 @@ void addExecuteCommands(CLI::App& app, Context& context) {
                                   "  eorva fire bootup            exits with 3 when a task failed\n"
                                   "  eorva fire bootup --json     prints all runs when the last one has ended\n"
                                   "  eorva fire disk_attached --env EORVA_DISK=/dev/sdb --detach\n"
-                                  "  eorva fire shutdown --budget 300 --leave-nothing\n");
+                                  "  eorva fire shutdown --budget 5m --leave-nothing\n");
   auto pFire = onCommand(pCommand, context, &runFire);
   pCommand->add_option("event", pFire->strName, "the event")->required()->type_name("EVENT");
   addCommonOptions(pCommand, *pFire);

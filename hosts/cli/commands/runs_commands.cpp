@@ -58,7 +58,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"fired", timeText(jRun, "event_fire_time")},
                {"start", timeText(jRun, "start_time")},
                {"stop", timeText(jRun, "stop_time")},
-               {"time", jShown["duration"].isNull() ? "-" : durationText(intOf(jShown, "duration"))},
+               {"time", jShown["duration"].isNull() ? "-" : Host::elapsedText(intOf(jShown, "duration"))},
                {"CPU time", cpuText(jRun)},
                {"peak memory", bytesText(jRun, "memory_peak")},
                {"disk I/O", ioText(jRun)},

@@ -56,7 +56,7 @@ int runStop(const Context&, const StopOptions& options) {
 void addStopCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand =
       addCommand(app, "stop", "End runs with all processes that their scripts started.",
-                 "  eorva stop 42                asks run 42 to end; kills it after stop_grace seconds\n"
+                 "  eorva stop 42                asks run 42 to end; kills it after stop_grace\n"
                  "  eorva stop 42 43 --grace 0   kills two runs at once\n");
   auto pOptions = onCommand(pCommand, context, &runStop);
   pCommand->add_option("run", pOptions->vecRuns, "number of a run; can be repeated")
@@ -64,7 +64,7 @@ void addStopCommand(CLI::App& app, Context& context) {
       ->type_name("RUN")
       ->check(wholeNumber(std::numeric_limits<long long>::min()));
   pCommand->add_option("--grace", pOptions->grace, "kill the run if it has not ended after this time")
-      ->type_name("SECONDS")
-      ->check(wholeNumber(0, 86400, " of seconds"));
+      ->type_name("DURATION")
+      ->transform(durationWithin(0, 86400));
   pCommand->add_flag("--json", pOptions->blJson, "print the run as JSON; several runs as an array");
 }

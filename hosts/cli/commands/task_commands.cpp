@@ -98,7 +98,7 @@ std::string outputLimitText(const Json::Value& jTask) {
 
 std::string timeLimitText(const Json::Value& jTask) {
   const Json::Int64 iLimit = Host::intOf(jTask, "time_limit");
-  return iLimit == 0 ? "-" : durationText(iLimit);
+  return iLimit == 0 ? "-" : Host::durationText(iLimit);
 }
 
 std::string memoryLimitText(const Json::Value& jTask) {

@@ -119,7 +119,7 @@ void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {
                   {textOf(jRun, "trigger_event")},
                   {timeText(jRun, "start_time")},
                   {timeText(jRun, "stop_time")},
-                  {durationText(Host::secondsOf(jRun))},
+                  {Host::elapsedText(Host::secondsOf(jRun))},
                   {outcome.strText, outcomeColor(outcome.kind)}});
   }
   table.print();

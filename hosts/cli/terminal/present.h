@@ -10,6 +10,7 @@
 #include "common/answers/task_answers.h"
 #include "common/runs/outcome.h"
 #include "common/text/amounts.h"
+#include "common/text/duration.h"
 #include "table.h"
 
 namespace Host {
@@ -50,7 +51,6 @@ void printNote(const std::string& strText);
 std::string timeText(const Json::Value& jRec, const char* szKey);
 
 using Host::countText;
-using Host::durationText;
 using Host::sizeText;
 
 /// The colour of an outcome; null for none.

@@ -52,7 +52,7 @@ private:
   static void showEnd(const Json::Value& jRun) {
     if (jRun.isMember("stop_time")) {
       say("{}  {}: {}, after {}\n", timeText(jRun, "stop_time"), textOf(jRun, "task_name"),
-          Host::outcomeOf(jRun).strText, durationText(Host::secondsOf(jRun)));
+          Host::outcomeOf(jRun).strText, Host::elapsedText(Host::secondsOf(jRun)));
     }
   }
 
@@ -118,7 +118,7 @@ private:
             textOf(jRun, "task_name"),
             Host::ownerText(jRun),
             timeText(jRun, "start_time"),
-            durationText(Host::secondsOf(jRun)),
+            Host::elapsedText(Host::secondsOf(jRun)),
             outcome.strText,
             m_blColor ? outcomeEscape(outcome.kind) : nullptr};
   }

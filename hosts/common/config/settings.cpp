@@ -13,6 +13,7 @@
 #include "common/support/failure.h"
 #include "common/support/files.h"
 #include "common/support/paths.h"
+#include "common/text/duration.h"
 #include "common/text/number_spec.h"
 #include "common/text/suggestion.h"
 #include "settings_file.h"
@@ -22,7 +23,7 @@ namespace Host {
 namespace {
 
 /// The form of a value.
-enum class Form { NUMBER, NUMBER_OR_ALL, SIZE, YES_OR_NO };
+enum class Form { NUMBER, NUMBER_OR_ALL, DURATION, SIZE, YES_OR_NO };
 
 using Member = std::variant<unsigned Settings::*, std::uint64_t Settings::*, bool Settings::*>;
 
@@ -31,7 +32,7 @@ struct Rule {
   const char* szDefault;
   Member pMember;
   Form form;
-  unsigned iMin = 0;  ///< least value of a number; the next is the greatest
+  unsigned iMin = 0;  ///< least value of a number or duration; the next is the greatest
   unsigned iMax = 0;
 };
 
@@ -44,8 +45,8 @@ constexpr std::array<Rule, 8> RULES = {{
     {"retention_failed_runs", "20", &Settings::cRetentionFailedRuns, Form::NUMBER_OR_ALL, 0, MAX_RUNS},
     {"retention_output_size", "10G", &Settings::cbRetentionOutput, Form::SIZE},
     {"output_limit", "1G", &Settings::cbOutputLimit, Form::SIZE},
-    {"shutdown_budget", "300", &Settings::cShutdownBudget, Form::NUMBER, 1, MAX_SECONDS},
-    {"stop_grace", "10", &Settings::cStopGrace, Form::NUMBER, 0, MAX_SECONDS},
+    {"shutdown_budget", "5m", &Settings::cShutdownBudget, Form::DURATION, 1, MAX_SECONDS},
+    {"stop_grace", "10s", &Settings::cStopGrace, Form::DURATION, 0, MAX_SECONDS},
     {"max_processes", "4096", &Settings::cMaxProcesses, Form::NUMBER, 1, MAX_PROCESSES},
     {"shared_script", "no", &Settings::blSharedScript, Form::YES_OR_NO},
 }};
@@ -59,6 +60,14 @@ const Rule& requireRule(const std::string& strKey) {
   return *itRule;
 }
 
+std::optional<std::uint64_t> countFrom(const Rule& rule, std::string_view strValue) {
+  if (rule.form != Form::DURATION) {
+    return numberFrom(strValue);
+  }
+  const std::optional<std::time_t> cSeconds = durationFrom(strValue);
+  return cSeconds ? std::optional(static_cast<std::uint64_t>(*cSeconds)) : std::nullopt;
+}
+
 /// Reads a value; gives nothing when it is invalid.
 std::optional<std::uint64_t> readValue(const Rule& rule, std::string_view strValue) {
   if (rule.form == Form::YES_OR_NO) {
@@ -70,7 +79,7 @@ std::optional<std::uint64_t> readValue(const Rule& rule, std::string_view strVal
   if (rule.form == Form::NUMBER_OR_ALL && strValue == "all") {
     return KEEP_ALL;
   }
-  const std::optional<std::uint64_t> count = numberFrom(strValue);
+  const std::optional<std::uint64_t> count = countFrom(rule, strValue);
   return count && *count >= rule.iMin && *count <= rule.iMax ? count : std::nullopt;
 }
 
@@ -85,6 +94,9 @@ std::string whyNotValue(const Rule& rule, const std::string& strValue) {
       return "must be a number of bytes, as in 500M or 10G (K, M, G, T); 0 is no limit";
     case Form::NUMBER_OR_ALL:
       return fmt::format("must be a number from {} to {}, or all", rule.iMin, rule.iMax);
+    case Form::DURATION:
+      return fmt::format("must be a duration from {} to {}, as in 90s or 5m", durationText(rule.iMin),
+                         durationText(rule.iMax));
     case Form::NUMBER:
       break;
   }

@@ -12,6 +12,7 @@
 #include "common/tasks/task_members.h"
 #include "common/tasks/task_request.h"
 #include "common/text/base64.h"
+#include "common/text/duration.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
 #include "common/text/json_utf8.h"
@@ -224,6 +225,7 @@ private:
     for (const char* szMember : PLAIN_MEMBERS) {
       copy(jFile, szMember, szMember, jTask);
     }
+    readTimeLimit(jTask);
     copy(jFile, "event", "event", jTask);
     readOwner(strWhere, memberOf(jFile, "owner"), jTask);
     readWaitsFor(strWhere, memberOf(jFile, WAITS_FOR), jTask);
@@ -234,6 +236,13 @@ private:
   static void copy(const Json::Value& jFile, const char* szFrom, const char* szTo, Json::Value& jTask) {
     if (jFile.isMember(szFrom)) {
       jTask[szTo] = jFile[szFrom];
+    }
+  }
+
+  /// People may write a duration.
+  static void readTimeLimit(Json::Value& jTask) {
+    if (const std::optional<std::time_t> cSeconds = durationFrom(textOf(jTask, "time_limit"))) {
+      jTask["time_limit"] = Json::Int64{*cSeconds};
     }
   }
 

@@ -18,35 +18,6 @@ std::string timeText(Json::Int64 iTime) {
   return resultPostAction(jTime) == 0 ? textOf(jTime, "start_time") : std::to_string(iTime);
 }
 
-std::string durationText(Json::Int64 iSeconds) {
-  constexpr Json::Int64 MINUTE = 60;
-  constexpr Json::Int64 HOUR = 60 * MINUTE;
-  constexpr Json::Int64 DAY = 24 * HOUR;
-  if (iSeconds < MINUTE) {
-    return fmt::format("{} s", iSeconds);
-  }
-  if (iSeconds < HOUR) {
-    return fmt::format("{} min {:02} s", iSeconds / MINUTE, iSeconds % MINUTE);
-  }
-  if (iSeconds < DAY) {
-    return fmt::format("{} h {:02} min", iSeconds / HOUR, iSeconds % HOUR / MINUTE);
-  }
-  return fmt::format("{} d {:02} h", iSeconds / DAY, iSeconds % DAY / HOUR);
-}
-
-std::string cpuTimeText(Json::Int64 iMicroseconds) {
-  constexpr Json::Int64 MILLISECOND = 1000;
-  constexpr Json::Int64 SECOND = 1000 * MILLISECOND;
-  constexpr Json::Int64 MINUTE = 60 * SECOND;
-  if (iMicroseconds < SECOND) {
-    return fmt::format("{} ms", iMicroseconds / MILLISECOND);
-  }
-  if (iMicroseconds < MINUTE) {
-    return fmt::format("{}.{} s", iMicroseconds / SECOND, iMicroseconds % SECOND / (100 * MILLISECOND));
-  }
-  return durationText(iMicroseconds / SECOND);
-}
-
 std::string countText(std::size_t cThings, const char* szThing) {
   return fmt::format("{} {}{}", cThings, szThing, cThings == 1 ? "" : "s");
 }

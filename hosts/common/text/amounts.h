@@ -1,5 +1,5 @@
 /// \file amounts.h
-/// Times, durations and sizes as people read them.
+/// Times, numbers and sizes as people read them.
 
 #pragma once
 
@@ -12,12 +12,6 @@ namespace Host {
 
 /// Seconds since 1970 as local time; "-" for 0.
 std::string timeText(Json::Int64 iTime);
-
-/// Seconds as "4 s", "3 min 12 s", "2 h 05 min".
-std::string durationText(Json::Int64 iSeconds);
-
-/// CPU time, in microseconds, as "12 ms", "3.4 s", "3 min 12 s".
-std::string cpuTimeText(Json::Int64 iMicroseconds);
 
 /// A number of things: "1 run", "2 runs".
 std::string countText(std::size_t cThings, const char* szThing);

@@ -51,11 +51,11 @@ TEST_F(ServerAnswers, ConfigurationIsTheStoredSectionWithTheSettings) {
   EXPECT_FALSE(jConfig.isMember("enable_output"));
   EXPECT_FALSE(jConfig.isMember("other"));
   EXPECT_EQ(jConfig["settings"]["retention_runs"], "7");
-  EXPECT_EQ(jConfig["settings"]["stop_grace"], "10") << "a default";
+  EXPECT_EQ(jConfig["settings"]["stop_grace"], "10s") << "a default";
 }
 
 TEST_F(ServerAnswers, SettingIsItsKeyAndItsValue) {
-  EXPECT_EQ(settingForPrograms("stop_grace", "10"), objectOf({{"key", "stop_grace"}, {"value", "10"}}));
+  EXPECT_EQ(settingForPrograms("stop_grace", "10s"), objectOf({{"key", "stop_grace"}, {"value", "10s"}}));
 }
 
 TEST_F(ServerAnswers, DifferenceIsListsOfNames) {

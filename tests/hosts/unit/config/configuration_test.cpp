@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "common/config/settings.h"
 #include "common/state/state_change.h"
 #include "common/state/state_document.h"
 #include "common/store/session.h"
@@ -81,6 +82,13 @@ Json::Value taskOf(const std::string& strScript) {
 }
 
 }  // namespace
+
+TEST_F(Configuration, DurationsHaveUnits) {
+  EXPECT_EQ(currentSettings().cShutdownBudget, 300U) << "the default";
+  OrvaTest::writeFile(SETTINGS_PATH, "stop_grace=1m\nshutdown_budget=90\n");
+  EXPECT_EQ(graceSetting(), std::chrono::minutes(1));
+  EXPECT_EQ(currentSettings().cShutdownBudget, 90U);
+}
 
 TEST_F(Configuration, TwoChangesOfDifferentSettingsAreBothKept) {
   pid_t pidFirst = -1;

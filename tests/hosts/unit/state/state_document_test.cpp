@@ -82,6 +82,15 @@ TEST(StateDocument, ComesBackAsItWent) {
   EXPECT_TRUE(state == smallState());
 }
 
+TEST(StateDocument, ATimeLimitCanBeADuration) {
+  std::string strText = stateText(smallState());
+  const std::size_t iLimit = strText.find("time_limit: 60");
+  ASSERT_NE(iLimit, std::string::npos);
+  StateDocument state;
+  ASSERT_TRUE(isTaken(strText.replace(iLimit, 14, "time_limit: 1m"), state));
+  EXPECT_TRUE(state == smallState());
+}
+
 TEST(StateDocument, CutOffAtAnyByteIsRefused) {
   const std::string strText = stateText(smallState());
   // Only the end of the last line may be missing.

@@ -4,22 +4,6 @@
 
 using namespace Host;
 
-TEST(Amounts, DurationsHaveTwoUnitsAtMost) {
-  EXPECT_EQ(durationText(0), "0 s");
-  EXPECT_EQ(durationText(59), "59 s");
-  EXPECT_EQ(durationText(192), "3 min 12 s");
-  EXPECT_EQ(durationText(7500), "2 h 05 min");
-  EXPECT_EQ(durationText(90'000), "1 d 01 h");
-}
-
-TEST(Amounts, CpuTimesBelowAMinuteHaveFractions) {
-  EXPECT_EQ(cpuTimeText(0), "0 ms");
-  EXPECT_EQ(cpuTimeText(999'999), "999 ms");
-  EXPECT_EQ(cpuTimeText(1'990'000), "1.9 s");
-  EXPECT_EQ(cpuTimeText(59'999'999), "59.9 s");
-  EXPECT_EQ(cpuTimeText(192'000'000), "3 min 12 s");
-}
-
 TEST(Amounts, SizesCountIn1024) {
   EXPECT_EQ(sizeText(1023), "1023 B");
   EXPECT_EQ(sizeText(1536), "1.5 KiB");
