@@ -34,7 +34,8 @@ Json::Value environmentFrom(const std::vector<std::string>& vecTyped) {
 }  // namespace
 
 bool LaunchOptions::areSet() const {
-  return strDirectory || iNice || strIoClass || strMemoryLimit || !vecEnvironment.empty() || blNoEnvironment;
+  return strDirectory || iNice || strIoClass || strMemoryLimit || !vecEnvironment.empty() || blNoEnvironment ||
+         blOnlyAfterSuccess || blAlsoAfterFailure || cRetries || cRetryAfter;
 }
 
 void LaunchOptions::setMembers(Json::Value& jTask) const {
@@ -53,9 +54,28 @@ void LaunchOptions::setMembers(Json::Value& jTask) const {
   if (!vecEnvironment.empty() || blNoEnvironment) {
     jTask["environment"] = environmentFrom(vecEnvironment);
   }
+  if (blOnlyAfterSuccess || blAlsoAfterFailure) {
+    jTask["only_after_success"] = blOnlyAfterSuccess;
+  }
+  if (cRetries) {
+    jTask["retries"] = *cRetries;
+  }
+  if (cRetryAfter) {
+    jTask["retry_after"] = *cRetryAfter;
+  }
 }
 
 void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
+  CLI::Option* pOnly = pCommand->add_flag("--only-after-success", options.blOnlyAfterSuccess,
+                                          "start only when all tasks that it waits for have succeeded");
+  pCommand->add_flag("--also-after-failure", options.blAlsoAfterFailure, "start also after a failure (default)")
+      ->excludes(pOnly);
+  pCommand->add_option("--retry", options.cRetries, "repeat a failed run so many times (default: 0)")
+      ->type_name("NUMBER")
+      ->check(wholeNumber(0));
+  pCommand->add_option("--retry-after", options.cRetryAfter, "time until a run is repeated (default: 1m)")
+      ->type_name("DURATION")
+      ->transform(durationWithin(0, std::numeric_limits<long long>::max()));
   pCommand->add_option("--directory", options.strDirectory, "folder in which the script starts (default: /)")
       ->type_name("FOLDER");
   pCommand->add_option("--nice", options.iNice, "nice value of a run, from -20 to 19 (default: 0)")

@@ -1,5 +1,5 @@
 /// \file launch_options.h
-/// The options that say how the runs of a task are launched.
+/// The options that say when and how the runs of a task are launched.
 
 #pragma once
 
@@ -18,6 +18,10 @@ struct LaunchOptions {
   std::optional<std::string> strMemoryLimit;
   std::vector<std::string> vecEnvironment;
   bool blNoEnvironment = false;
+  bool blOnlyAfterSuccess = false;
+  bool blAlsoAfterFailure = false;
+  std::optional<Json::Int64> cRetries;
+  std::optional<Json::Int64> cRetryAfter;
 
   /// Tells whether any was typed.
   bool areSet() const;

@@ -47,8 +47,8 @@ int runList(const Context& context, const ListOptions& options) {
   }
   const Json::Value jTasks =
       Host::listTaskMembers(session,
-                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task", "last_start_time",
-                             "last_stop_time", "last_exit_info"},
+                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task",
+                             "only_after_success", "last_start_time", "last_stop_time", "last_exit_info"},
                             strWhere);
   if (jTasks.empty()) {
     printNote("no tasks");
@@ -115,6 +115,13 @@ std::string environmentText(const Json::Value& jTask) {
   return vecVariables.empty() ? "-" : fmt::format("{}", fmt::join(vecVariables, " "));
 }
 
+std::string retryText(const Json::Value& jTask) {
+  const Json::Int64 cRetries = Host::intOf(jTask, "retries");
+  return cRetries == 0 ? "-"
+                       : fmt::format("{}, each after {}", countText(static_cast<std::size_t>(cRetries), "time"),
+                                     Host::durationText(Host::intOf(jTask, "retry_after")));
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   const Json::Value jTask = Host::requireTask(session, options.strTask);
@@ -139,6 +146,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"I/O class", textOf(jTask, "io_class")},
                {"memory limit", memoryLimitText(jTask)},
                {"environment", environmentText(jTask)},
+               {"retry", retryText(jTask)},
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},

@@ -105,11 +105,24 @@ std::string listText(const std::vector<std::string>& vecNames) {
 }
 
 std::string waitsForText(const Json::Value& jTask) {
-  return listText(Host::readDependencyList(textOf(jTask, "depend_on_task")));
+  return waitsForText(Host::readDependencyList(textOf(jTask, "depend_on_task")),
+                      Host::boolOf(jTask, "only_after_success"));
+}
+
+std::string waitsForText(const std::vector<std::string>& vecWaitsFor, bool blOnlyAfterSuccess) {
+  return listText(vecWaitsFor) + (blOnlyAfterSuccess && !vecWaitsFor.empty() ? " (success)" : "");
 }
 
 void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {
-  Table table({{"RUN", true}, {"TASK"}, {"OWNER"}, {"TRIGGER"}, {"START"}, {"STOP"}, {"TIME", true}, {"HOW IT ENDED"}},
+  Table table({{"RUN", true},
+               {"TASK"},
+               {"OWNER"},
+               {"TRIGGER"},
+               {"TRY", true},
+               {"START"},
+               {"STOP"},
+               {"TIME", true},
+               {"HOW IT ENDED"}},
               blColor);
   for (const Json::Value& jRun : vecRuns) {
     const Host::Outcome outcome = Host::outcomeOf(jRun);
@@ -117,6 +130,7 @@ void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {
                   {textOf(jRun, "task_name")},
                   {Host::ownerText(jRun)},
                   {textOf(jRun, "trigger_event")},
+                  {std::to_string(intOf(jRun, "attempt", 1))},
                   {timeText(jRun, "start_time")},
                   {timeText(jRun, "stop_time")},
                   {Host::elapsedText(Host::secondsOf(jRun))},

@@ -68,6 +68,8 @@ Json::Value runForPrograms(const Json::Value& jRun) {
   jOut["outcome_text"] = outcome.strText;
   jOut["end"] = endForPrograms(jRun);
   jOut["cpu_seconds"] = cpuSecondsOf(jRun);
+  jOut["attempt"] = intOf(jRun, "attempt", 1);
+  jOut["retry_of"] = memberOf(jRun, "retry_of");
   for (const char* szFact : {OUTPUT_CUT, DIRECTORY_ERROR, OUT_OF_MEMORY}) {
     jOut[szFact] = memberOf(memberOf(jRun, "extra"), szFact);
   }

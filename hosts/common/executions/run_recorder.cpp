@@ -136,11 +136,17 @@ void RunRecorder::setTasks(const Json::Value& jTasks) {
   }
 }
 
+bool RunRecorder::mayRetry(const std::string& strTask) const {
+  const auto it = m_mapTasks.find(strTask);
+  return it != m_mapTasks.end() && m_retries.triesOf(strTask) <= it->second.settings.cRetries;
+}
+
 /// The library records a run in one write, so the last number is that of the new run, unless the write failed.
 void RunRecorder::rememberNew(const Run& run) {
   const Json::Int64 iRun = sqlite3_last_insert_rowid(m_session.db());
   if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iRun, run.pid))) {
     m_mapOpen[iRun] = run;
+    m_retries.setNumber(run.strTask, iRun);
     m_lock.withdraw(run.strTask);
     return;
   }
@@ -185,6 +191,12 @@ void RunRecorder::nameTask() {
 void RunRecorder::onBegin(Json::Value& jRun) {
   m_new = {pidOf(jRun), textOf(jRun, "task_name")};
   nameTask();
+  m_retries.begin(m_new.strTask, jRun);
+  if (m_jFireTime.isNull()) {
+    m_jFireTime = jRun["event_fire_time"];
+  }
+  // The library begins anew for a retry.
+  jRun["event_fire_time"] = m_jFireTime;
   m_setStarted.insert(m_new.strTask);
   const std::optional<ProcessStatus> status = processStatus(m_new.pid);
   if (status) {
@@ -209,8 +221,18 @@ void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
   m_ends.collect(m_file);
   m_file.update();
   addEnd(run, jUpdate);
+  noteOutcome(run, jUpdate);
   m_file.noteClosed(run.pid);
   m_turns.takeToClose(run.strTask);
+}
+
+void RunRecorder::noteOutcome(const Run& run, const Json::Value& jUpdate) {
+  if (outcomeOf(jUpdate).kind == Outcome::Kind::OK) {
+    m_setFailed.erase(run.strTask);
+  } else {
+    m_setFailed.insert(run.strTask);
+  }
+  m_retries.end(run.strTask, jUpdate, m_mapTasks[run.strTask].settings);
 }
 
 void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {

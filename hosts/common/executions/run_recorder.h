@@ -21,6 +21,7 @@
 #include "common/support/files.h"
 #include "common/tasks/run_settings.h"
 #include "end_reports.h"
+#include "retries.h"
 #include "run_child.h"
 #include "turns.h"
 
@@ -42,9 +43,17 @@ public:
   RunRecorder(const RunRecorder&) = delete;
   RunRecorder& operator=(const RunRecorder&) = delete;
 
-  /// The tasks that this execution has started, and those whose runs have been closed.
-  const std::set<std::string>& started() const { return m_setStarted; }
-  const std::set<std::string>& ended() const { return m_setEnded; }
+  /// Tells whether this execution has started a task, whether its last run has been closed, and whether that failed.
+  bool hasStarted(const std::string& strTask) const { return m_setStarted.count(strTask) > 0; }
+  bool hasEnded(const std::string& strTask) const {
+    return m_setEnded.count(strTask) > 0 && !m_retries.isOpen(strTask);
+  }
+  bool hasFailed(const std::string& strTask) const { return m_setFailed.count(strTask) > 0; }
+
+  Retries& retries() { return m_retries; }
+
+  /// Tells whether the settings from setTasks() allow another try of a task.
+  bool mayRetry(const std::string& strTask) const;
 
   /// Takes over the owners and settings of these tasks.
   void setTasks(const Json::Value& jTasks);
@@ -66,6 +75,7 @@ private:
   void onBegin(Json::Value& jRun);
   void onClose(const Json::Value& jFilter, Json::Value& jUpdate);
   void addEnd(const Run& run, Json::Value& jUpdate) const;
+  void noteOutcome(const Run& run, const Json::Value& jUpdate);
   void rememberNew(const Run& run);
   void settle();
   void wait();
@@ -87,7 +97,10 @@ private:
   std::optional<Pipe> m_naming;          ///< through which the process of a new run learns its task
   std::set<std::string> m_setStarted;
   std::set<std::string> m_setEnded;
-  bool m_blDirty = false;  ///< something was written since the last note
+  std::set<std::string> m_setFailed;  ///< the last run failed
+  Retries m_retries;
+  Json::Value m_jFireTime;  ///< of the first run; all runs of an execution have the same
+  bool m_blDirty = false;   ///< something was written since the last note
 };
 
 }  // namespace Host

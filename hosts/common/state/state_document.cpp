@@ -29,12 +29,13 @@ constexpr char SCRIPT[] = "script";
 constexpr char SCRIPT_BASE64[] = "script_base64";
 
 /// Members that the document has as they are stored, in its order.
-constexpr std::array<const char*, 14> PLAIN_MEMBERS = {
-    "enable",        "description",     "time_limit",   "output_limit",  "directory",
-    "nice",          "io_class",        "memory_limit", "environment",   "run_the_same_time",
-    "notify_enable", "notify_if_error", "notify_mail",  "operation_type"};
+constexpr std::array<const char*, 17> PLAIN_MEMBERS = {
+    "enable",      "description",   "time_limit",        "output_limit",  "directory",
+    "nice",        "io_class",      "memory_limit",      "environment",   "only_after_success",
+    "retries",     "retry_after",   "run_the_same_time", "notify_enable", "notify_if_error",
+    "notify_mail", "operation_type"};
 
-constexpr std::array<const char*, 19> MEMBER_ORDER = {"event",
+constexpr std::array<const char*, 22> MEMBER_ORDER = {"event",
                                                       "owner",
                                                       WAITS_FOR,
                                                       "enable",
@@ -46,6 +47,9 @@ constexpr std::array<const char*, 19> MEMBER_ORDER = {"event",
                                                       "io_class",
                                                       "memory_limit",
                                                       "environment",
+                                                      "only_after_success",
+                                                      "retries",
+                                                      "retry_after",
                                                       "run_the_same_time",
                                                       "notify_enable",
                                                       "notify_if_error",
@@ -225,7 +229,7 @@ private:
     for (const char* szMember : PLAIN_MEMBERS) {
       copy(jFile, szMember, szMember, jTask);
     }
-    readTimeLimit(jTask);
+    readDurations(jTask);
     copy(jFile, "event", "event", jTask);
     readOwner(strWhere, memberOf(jFile, "owner"), jTask);
     readWaitsFor(strWhere, memberOf(jFile, WAITS_FOR), jTask);
@@ -240,9 +244,11 @@ private:
   }
 
   /// People may write a duration.
-  static void readTimeLimit(Json::Value& jTask) {
-    if (const std::optional<std::time_t> cSeconds = durationFrom(textOf(jTask, "time_limit"))) {
-      jTask["time_limit"] = Json::Int64{*cSeconds};
+  static void readDurations(Json::Value& jTask) {
+    for (const char* szMember : {"time_limit", "retry_after"}) {
+      if (const std::optional<std::time_t> cSeconds = durationFrom(textOf(jTask, szMember))) {
+        jTask[szMember] = Json::Int64{*cSeconds};
+      }
     }
   }
 

@@ -18,6 +18,9 @@ namespace {
 /// The library counts seconds in 32 bits.
 constexpr Json::Int64 MAX_SECONDS = 2147483647;
 
+constexpr Json::Int64 MAX_RETRIES = 100;
+constexpr Json::Int64 MAX_RETRY_AFTER = 7 * 86400;
+
 constexpr Json::Int64 LOWEST_NICE = -20;
 constexpr Json::Int64 HIGHEST_NICE = 19;
 
@@ -128,6 +131,15 @@ std::string whyNotNice(Json::Int64 iNice) {
              : fmt::format("must be from {} (first) to {}", LOWEST_NICE, HIGHEST_NICE);
 }
 
+std::string whyNotRetries(Json::Int64 cRetries) {
+  return cRetries >= 0 && cRetries <= MAX_RETRIES ? std::string() : fmt::format("must be from 0 to {}", MAX_RETRIES);
+}
+
+std::string whyNotRetryAfter(Json::Int64 cSeconds) {
+  return cSeconds >= 0 && cSeconds <= MAX_RETRY_AFTER ? std::string()
+                                                      : fmt::format("must be from 0 to {} seconds", MAX_RETRY_AFTER);
+}
+
 /// The rule for one member; only one of the functions is set, by the type of the member.
 struct Rule {
   const char* szMember;
@@ -146,7 +158,7 @@ struct Rule {
   }
 };
 
-constexpr std::array<Rule, 7> RULES = {{
+constexpr std::array<Rule, 9> RULES = {{
     {"time_limit", &whyNotSeconds},
     {"output_limit", &whyNotOutputLimit},
     {"directory", nullptr, &whyNotDirectory},
@@ -154,6 +166,8 @@ constexpr std::array<Rule, 7> RULES = {{
     {"io_class", nullptr, &whyNotIoClass},
     {"memory_limit", &whyNotMemoryLimit},
     {"environment", nullptr, nullptr, &whyNotEnvironment},
+    {"retries", &whyNotRetries},
+    {"retry_after", &whyNotRetryAfter},
 }};
 
 bool isSound(const Json::Value& jTask, std::string_view strMember) {
@@ -176,7 +190,7 @@ std::vector<std::pair<std::string, std::string>> wrongRunSettings(const Json::Va
 
 std::string directoryWarning(const Json::Value& jTask) {
   const std::string strDirectory = textOf(jTask, "directory");
-  struct stat status {};
+  struct stat status{};
   const bool blThere = strDirectory.empty() || (stat(strDirectory.c_str(), &status) == 0 && S_ISDIR(status.st_mode));
   return blThere ? std::string() : fmt::format("there is no folder {} now; without it, a run fails", strDirectory);
 }
@@ -194,6 +208,8 @@ RunSettings runSettingsOf(const Json::Value& jTask) {
   if (const Json::Int64 cb = intOf(jTask, "output_limit", -1); cb >= 0) {
     settings.outputLimit = static_cast<std::uint64_t>(cb);
   }
+  settings.cRetries = intOf(jTask, "retries");
+  settings.cRetryAfter = intOf(jTask, "retry_after");
   const Json::Value& jEnvironment = memberOf(jTask, "environment");
   if (jEnvironment.isObject() && isSound(jTask, "environment")) {
     for (const std::string& strName : jEnvironment.getMemberNames()) {

@@ -12,7 +12,7 @@
 
 namespace Host {
 
-/// How a run of a task is launched.
+/// How a run of a task is launched, and launched again.
 struct RunSettings {
   std::string strDirectory = "/";                                   ///< where its script starts
   int iNice = 0;                                                    ///< from -20 to 19
@@ -20,6 +20,8 @@ struct RunSettings {
   std::uint64_t cbMemory = 0;                                       ///< for all its processes together; 0 for no limit
   std::optional<std::uint64_t> outputLimit;                         ///< in bytes; nothing for that of the settings
   std::vector<std::pair<std::string, std::string>> vecEnvironment;  ///< variables of its own
+  Json::Int64 cRetries = 0;                                         ///< how often a failed run is repeated
+  Json::Int64 cRetryAfter = 0;                                      ///< seconds until then
 };
 
 /// Reads the members of a stored task. A value that another program stored and that is not valid counts as missing.

@@ -22,7 +22,7 @@ struct Member {
 };
 
 /// Every member that a request sets, without those that the engine keeps in a record.
-constexpr std::array<Member, 19> MEMBERS = {{
+constexpr std::array<Member, 22> MEMBERS = {{
     {"task_name", Json::stringValue},
     {"event", Json::stringValue},
     {"enable", Json::booleanValue},
@@ -41,6 +41,9 @@ constexpr std::array<Member, 19> MEMBERS = {{
     {"io_class", Json::stringValue, false},
     {"memory_limit", Json::intValue, false},
     {"environment", Json::objectValue, false},
+    {"only_after_success", Json::booleanValue, false},
+    {"retries", Json::intValue, false},
+    {"retry_after", Json::intValue, false},
     {"description", Json::stringValue, false},
 }};
 
@@ -68,7 +71,7 @@ bool isKnown(const std::string& strName) {
 }  // namespace
 
 std::string memberWord(const std::string& strMember) {
-  constexpr std::array<std::pair<const char*, const char*>, 12> WORDS = {{{"task_name", "name"},
+  constexpr std::array<std::pair<const char*, const char*>, 15> WORDS = {{{"task_name", "name"},
                                                                           {"enable", "enabled"},
                                                                           {"depend_on_task", "waits for"},
                                                                           {"operation", "script"},
@@ -79,7 +82,10 @@ std::string memberWord(const std::string& strMember) {
                                                                           {"time_limit", "time limit"},
                                                                           {"output_limit", "output limit"},
                                                                           {"io_class", "I/O class"},
-                                                                          {"memory_limit", "memory limit"}}};
+                                                                          {"memory_limit", "memory limit"},
+                                                                          {"only_after_success", "only after success"},
+                                                                          {"retries", "retry"},
+                                                                          {"retry_after", "retry after"}}};
   const auto* const it =
       std::find_if(WORDS.begin(), WORDS.end(), [&](const auto& word) { return strMember == word.first; });
   return it != WORDS.end() ? it->second : strMember;
@@ -105,7 +111,7 @@ std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value&
 }
 
 void fillDefaults(Json::Value& jTask) {
-  const std::array<std::pair<const char*, Json::Value>, 13> DEFAULTS = {{{"enable", true},
+  const std::array<std::pair<const char*, Json::Value>, 16> DEFAULTS = {{{"enable", true},
                                                                          {"depend_on_task", ""},
                                                                          {"operation_type", "script"},
                                                                          {"run_the_same_time", false},
@@ -117,7 +123,10 @@ void fillDefaults(Json::Value& jTask) {
                                                                          {"nice", 0},
                                                                          {"io_class", "none"},
                                                                          {"memory_limit", 0},
-                                                                         {"environment", Json::objectValue}}};
+                                                                         {"environment", Json::objectValue},
+                                                                         {"only_after_success", false},
+                                                                         {"retries", 0},
+                                                                         {"retry_after", 60}}};
   for (const auto& [szName, jValue] : DEFAULTS) {
     if (!jTask.isMember(szName)) {
       jTask[szName] = jValue;
