@@ -1,5 +1,5 @@
 #!/usr/bin/env bats
-# Failed runs that are repeated, and tasks that start only after a success.
+# What follows a failure: runs that are repeated, tasks that start only after a success, the unit that fails.
 
 load common
 
@@ -133,4 +133,13 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   complains "retry: must be from 0 to 100"
   run --separate-stderr eorva task edit t --retry-after 30d
   complains "retry after: must be from 0 to 604800 seconds"
+}
+
+@test "the service of an execution fails when a task failed only if unit_fails says so" {
+  add_task bad bootup alice 'exit 4'
+  run -0 eorva fire bootup --as-service
+  eorva config set unit_fails=yes >/dev/null
+  run -3 eorva fire bootup --as-service
+  run -3 eorva run bad --as-service
+  same "in the foreground" 3 "$(eorva config set unit_fails=no >/dev/null; eorva fire bootup >/dev/null; echo $?)"
 }

@@ -95,6 +95,10 @@ Words ownerWords() {
   return words;
 }
 
+Words ioClassWords() {
+  return {"none", "idle", "best-effort", "realtime"};
+}
+
 /// The words for a kind of value, as help calls it.
 Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "TASK") {
@@ -107,9 +111,13 @@ Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "RUN" && next.strCommand == "stop") {
     return openRunWords();
   }
-  constexpr std::pair<const char*, Words (*)()> TYPES[] = {
-      {"RUN", &allRunWords}, {"SHARE[/PATH]", &Host::shareNames}, {"SHARE", &Host::shareNames},
-      {"USER", &ownerWords}, {"SETTING", &Host::configKeys},      {"SETTING=VALUE", &assignmentWords}};
+  constexpr std::pair<const char*, Words (*)()> TYPES[] = {{"RUN", &allRunWords},
+                                                           {"SHARE[/PATH]", &Host::shareNames},
+                                                           {"SHARE", &Host::shareNames},
+                                                           {"CLASS", &ioClassWords},
+                                                           {"USER", &ownerWords},
+                                                           {"SETTING", &Host::configKeys},
+                                                           {"SETTING=VALUE", &assignmentWords}};
   const auto* it =
       std::find_if(std::begin(TYPES), std::end(TYPES), [&](const auto& type) { return next.strType == type.first; });
   return it == std::end(TYPES) ? Words() : it->second();
@@ -135,7 +143,7 @@ Words lineWords(const CompleteOptions& options) {
       words.push_back(std::move(strWord));
     }
   }
-  if (next.strType == "FILE") {
+  if (next.strType == "FILE" || next.strType == "FOLDER") {
     words.emplace_back(":files");
   }
   return words;

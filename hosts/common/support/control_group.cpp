@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <mntent.h>
 #include <string_view>
@@ -109,6 +110,11 @@ std::optional<ControlGroup> ControlGroup::own() {
   const std::vector<pid_t> vecMembers = group.members();
   const bool blOwn = std::find(vecMembers.begin(), vecMembers.end(), getpid()) != vecMembers.end();
   return blOwn ? std::optional(std::move(group)) : std::nullopt;
+}
+
+bool ControlGroup::hasController(std::string_view strName) {
+  std::ifstream file(mountPoint() + "/cgroup.controllers");
+  return std::find(std::istream_iterator<std::string>(file), {}, strName) != std::istream_iterator<std::string>();
 }
 
 ControlGroup ControlGroup::parent() const {

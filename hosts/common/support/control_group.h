@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -18,6 +19,9 @@ public:
 
   /// The group of the calling process; nothing where there are no such groups.
   static std::optional<ControlGroup> own();
+
+  /// Tells whether groups can have a controller, such as "memory".
+  static bool hasController(std::string_view strName);
 
   const std::string& path() const { return m_strPath; }
 
