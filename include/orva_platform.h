@@ -400,8 +400,7 @@ typedef void (*ORVALISTED)(void* pContext, OrvaJsonDbApi* pStore, Json::Value* p
 
 /// Makes every successful `OrvaJsonDbApi::recList()` of this process call a function with its result.
 ///
-/// The library starts the tasks that it has listed. A host can keep it from starting one that it must not start, or have
-/// it start others.
+/// The library starts the tasks that it has listed. A host can keep it from starting one that it must not start.
 /// \param pfnListed  the function; null switches this off.
 /// \param pContext   argument for the function.
 ORVA_EXPORT void ORVAStoreOnListed(ORVALISTED pfnListed, void* pContext);

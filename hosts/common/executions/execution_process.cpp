@@ -18,6 +18,7 @@
 #include "common/support/service_defaults.h"
 #include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
+#include "end_request.h"
 #include "execution_watch.h"
 #include "messages.h"
 #include "next_tasks.h"

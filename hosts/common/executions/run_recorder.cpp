@@ -21,6 +21,7 @@
 #include "common/store/session.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
+#include "common/text/duration.h"
 #include "common/text/json_members.h"
 #include "end_request.h"
 #include "messages.h"
@@ -232,7 +233,12 @@ void RunRecorder::noteOutcome(const Run& run, const Json::Value& jUpdate) {
   } else {
     m_setFailed.insert(run.strTask);
   }
-  m_retries.end(run.strTask, jUpdate, m_mapTasks[run.strTask].settings);
+  const RunSettings& settings = m_mapTasks[run.strTask].settings;
+  const std::chrono::seconds after(settings.cRetryAfter);
+  if (!isAskedToEnd() && m_retries.end(run.strTask, jUpdate, settings.cRetries, after)) {
+    sendMessage(fmt::format("the task \"{}\" failed; try {} of {} follows after {}", run.strTask,
+                            m_retries.triesOf(run.strTask) + 1, settings.cRetries + 1, durationText(after.count())));
+  }
 }
 
 void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {

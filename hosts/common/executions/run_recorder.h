@@ -18,10 +18,10 @@
 #include "common/config/settings.h"
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "common/runs/retries.h"
 #include "common/support/files.h"
 #include "common/tasks/run_settings.h"
 #include "end_reports.h"
-#include "retries.h"
 #include "run_child.h"
 #include "turns.h"
 

@@ -2,16 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
-#include <fmt/format.h>
-#include <poll.h>
 #include <string_view>
 
-#include "common/runs/outcome.h"
-#include "common/text/duration.h"
 #include "common/text/json_members.h"
-#include "end_request.h"
-#include "messages.h"
+#include "outcome.h"
 
 namespace Host {
 
@@ -39,15 +33,15 @@ void Retries::setNumber(const std::string& strTask, Json::Int64 iRun) {
   task.iFirst = task.cTries <= 1 ? iRun : task.iFirst;
 }
 
-void Retries::end(const std::string& strTask, const Json::Value& jEnd, const RunSettings& settings) {
+bool Retries::end(const std::string& strTask, const Json::Value& jEnd, Json::Int64 cRetries,
+                  std::chrono::seconds after) {
   Task& task = m_mapTasks[strTask];
   task.blOpen = outcomeOf(jEnd).kind == Outcome::Kind::FAILED && !isEndedOnPurpose(textOf(jEnd, "ended_by")) &&
-                task.cTries <= settings.cRetries && !isAskedToEnd();
+                task.cTries <= cRetries;
   if (task.blOpen) {
-    task.due = Clock::now() + std::chrono::seconds(settings.cRetryAfter);
-    sendMessage(fmt::format("the task \"{}\" failed; try {} of {} follows after {}", strTask, task.cTries + 1,
-                            settings.cRetries + 1, durationText(settings.cRetryAfter)));
+    task.due = Clock::now() + after;
   }
+  return task.blOpen;
 }
 
 std::vector<std::string> Retries::takeDue() {
@@ -87,25 +81,6 @@ std::optional<Retries::Clock::time_point> Retries::due() const {
     }
   }
   return due;
-}
-
-bool sleepUntil(Retries::Clock::time_point time) {
-  // A request between the question and the sleep must not be missed.
-  sigset_t requests;
-  sigset_t before;
-  sigemptyset(&requests);
-  for (const int iSignal : END_SIGNALS) {
-    sigaddset(&requests, iSignal);
-  }
-  sigprocmask(SIG_BLOCK, &requests, &before);
-  for (auto left = time - Retries::Clock::now(); !isAskedToEnd() && left.count() > 0;
-       left = time - Retries::Clock::now()) {
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
-    const timespec pause{seconds.count(), std::chrono::nanoseconds(left - seconds).count()};
-    ppoll(nullptr, 0, &pause, &before);
-  }
-  sigprocmask(SIG_SETMASK, &before, nullptr);
-  return !isAskedToEnd();
 }
 
 }  // namespace Host

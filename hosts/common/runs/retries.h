@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "common/tasks/run_settings.h"
-
 namespace Host {
 
 /// A retry is open from the end of the run that failed to the end of the last try. Until then, the tasks that wait for
@@ -27,8 +25,11 @@ public:
   void setNumber(const std::string& strTask, Json::Int64 iRun);
 
   /// A run has ended. Opens a retry if it failed by itself and its task has tries left.
-  /// \param jEnd  the members of its record that tell how it ended.
-  void end(const std::string& strTask, const Json::Value& jEnd, const RunSettings& settings);
+  /// \param jEnd      the members of its record that tell how it ended.
+  /// \param cRetries  of its task.
+  /// \param after     the time until the next try.
+  /// \return whether there is one.
+  bool end(const std::string& strTask, const Json::Value& jEnd, Json::Int64 cRetries, std::chrono::seconds after);
 
   /// Takes the tasks that are due. A task that does not begin then is given up when it is asked for again.
   std::vector<std::string> takeDue();
@@ -54,8 +55,5 @@ private:
 
   std::map<std::string, Task> m_mapTasks;
 };
-
-/// Sleeps until a time, or until the execution is asked to end. \return false when it is.
-bool sleepUntil(Retries::Clock::time_point time);
 
 }  // namespace Host
