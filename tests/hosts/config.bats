@@ -111,7 +111,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   while read -r line; do
     same "${line%%=*}" "${line#*=}" "$(eorva config get "${line%%=*}")"
   done < <(sed -n 's/^#\([a-z_]*=\)/\1/p' /etc/eorva.conf)
-  same "keys" 8 "$(grep -c '^#[a-z_]*=' /etc/eorva.conf)"
+  same "keys" 9 "$(grep -c '^#[a-z_]*=' /etc/eorva.conf)"
 }
 
 @test "settings are read from the file, and the last line of a key wins" {

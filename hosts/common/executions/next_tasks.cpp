@@ -256,7 +256,7 @@ bool NextTasks::waitForMore() {
   }
   m_vecMore.clear();
   m_cChanges = -1;
-  for (bool blGoOn = !m_blUnsafe; blGoOn; blGoOn = retries.due() && sleepUntil(*retries.due())) {
+  for (bool blGoOn = !m_blUnsafe && !isAskedToEnd(); blGoOn; blGoOn = retries.due() && sleepUntil(*retries.due())) {
     takeRetries();
     takeReady();
     if (!m_vecMore.empty()) {
