@@ -82,7 +82,7 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
 @test "a run that was stopped is not repeated" {
   mkfifo -m 666 /tmp/go
   add_task slow bootup alice 'read -r line </tmp/go' --retry 3 --retry-after 0
-  eorva run slow >/dev/null 2>&1 &
+  timeout 20 eorva run slow >/dev/null 2>&1 &
   wait_until runs_are 1
   eorva stop 1 --grace 0 >/dev/null || eorva stop 1 >/dev/null
   wait %1 || true
