@@ -33,6 +33,8 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   [[ $output =~ "try:"\ +"3, after run 1 failed" ]]
   run -0 eorva explain shaky
   says "run 3 (try 3), started"
+  run -0 eorva runs list
+  [[ ${lines[0]} == *TRY && ${lines[1]} == *\ 3 && ${lines[3]} == *\ 1 ]]
 }
 
 @test "after the last try the task has failed" {
