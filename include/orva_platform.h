@@ -394,8 +394,8 @@ typedef int (*ORVALISTGUARD)(void* pContext);
 /// \param pContext  argument for the function.
 ORVA_EXPORT void ORVAStoreAskBeforeList(ORVALISTGUARD pfnGuard, void* pContext);
 
-/// A function that is called with the records that a listing has found, an array. It may remove some of them. It must
-/// not throw.
+/// A function that is called with the records that a listing has found, an array. It may remove some of them, or put
+/// other records of the same store in their place. It must not throw.
 typedef void (*ORVALISTED)(void* pContext, OrvaJsonDbApi* pStore, Json::Value* pRecords);
 
 /// Makes every successful `OrvaJsonDbApi::recList()` of this process call a function with its result.

@@ -81,8 +81,10 @@ void printSummary(const Host::ExecutionRequest& request, const Host::Progress& p
                   const LeftOutTasks& vecLeftOut) {
   const std::vector<Json::Value> vecFailed = progress.failedRuns();
   const std::vector<std::string> vecNotStarted = progress.notStarted();
+  const std::size_t cRepeated = progress.repeatedRuns();
   say("{} {}: {}, {} ok, {} failed", request.kind(), request.strName, countText(progress.runs().size(), "run"),
-      progress.runs().size() - vecFailed.size(), vecFailed.size());
+      progress.runs().size() - cRepeated - vecFailed.size(), vecFailed.size());
+  say("{}", cRepeated == 0 ? "" : fmt::format(", {} repeated", cRepeated));
   say("{}\n", vecNotStarted.empty() ? "" : fmt::format("; not started: {}", fmt::join(vecNotStarted, ", ")));
   for (const Json::Value& jRun : vecFailed) {
     say("  {}: {}    eorva runs output {}\n", textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText,
@@ -134,8 +136,8 @@ void tellEnd(const Host::ExecutionRequest& request, Host::ExecutionEnd end) {
     printNote(
         fmt::format("the execution of the {} \"{}\" was ended, with all its runs", request.kind(), request.strName));
   } else if (end == Host::ExecutionEnd::BUDGET) {
-    printNote(fmt::format("the {1} \"{2}\" took longer than {0}; its runs were ended", Host::durationText(request.budget.count()),
-                          request.kind(), request.strName));
+    printNote(fmt::format("the {1} \"{2}\" took longer than {0}; its runs were ended",
+                          Host::durationText(request.budget.count()), request.kind(), request.strName));
   }
 }
 

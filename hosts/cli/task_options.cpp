@@ -88,6 +88,7 @@ CLI::Option* addTaskOptions(CLI::App* pCommand, TaskOptions& options) {
           ->type_name("FILE");
   addEventAndOwner(pCommand, options);
   addSwitches(pCommand, options);
+  addLaunchOptions(pCommand, options.launch);
   addMail(pCommand, options);
   for (CLI::Option* pOption : pCommand->get_options()) {
     const std::vector<std::string>& vecNames = pOption->get_lnames();
@@ -104,7 +105,7 @@ bool setsMember(const TaskOptions& options) {
          options.strMail || options.strDescription || options.iTimeLimit || options.strOutputLimit ||
          !options.vecWaitsFor.empty() || options.blNoAfter || options.blEnabled || options.blDisabled ||
          options.blParallel || options.blNoParallel || options.blNoMail || options.blMailIfError ||
-         options.blMailAlways;
+         options.blMailAlways || options.launch.areSet();
 }
 
 void setMembers(const TaskOptions& options, Json::Value& jTask) {
@@ -134,6 +135,7 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
   if (options.strOutputLimit) {
     jTask["output_limit"] = outputLimitFrom(*options.strOutputLimit);
   }
+  options.launch.setMembers(jTask);
   if (options.strMail) {
     jTask["notify_mail"] = Host::withoutBlanks(*options.strMail);
   }

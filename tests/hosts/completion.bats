@@ -34,6 +34,8 @@ values() {
   [[ $'\n'$(values runs list --owner)$'\n' == *$'\nroot\n'*$'\nalice\n'* ]]
   [[ $'\n'$(values runs list --owner)$'\n' != *$'\ndaemon\n'* ]]
   same "shares" scheduler "$(values config set --output-path)"
+  same "I/O classes" $'none\nidle\nbest-effort\nrealtime' "$(values task edit first --io-class)"
+  same "folders" :files "$(values task edit first --directory)"
   run -2 eorva complete nonsense
   run -2 eorva complete tasks
 }

@@ -21,7 +21,7 @@ setup() { fresh_store; }
 @test "the record has these members and no others" {
   add_task hello bootup alice 'exit 0'
   run -0 eorva task list --json
-  same "members" '["depend_on_task","enable","event","notify_enable","notify_if_error","notify_mail","operation","operation_type","owner","owner_name","run_the_same_time","task_name","time_limit","waits_for"]' \
+  same "members" '["depend_on_task","directory","enable","environment","event","io_class","memory_limit","nice","notify_enable","notify_if_error","notify_mail","only_after_success","operation","operation_type","owner","owner_name","retries","retry_after","run_the_same_time","task_name","time_limit","waits_for"]' \
     "$(jq -c '.[0] | keys' <<<"$output")"
   same "record" '["hello","bootup",7001,"alice",true,false,"script","exit 0\n",[]]' \
     "$(jq -c '.[0] | [.task_name, .event, .owner, .owner_name, .enable, .run_the_same_time, .operation_type, .operation, .waits_for]' <<<"$output")"

@@ -48,7 +48,7 @@ task show disk-usage again|eorva: unexpected argument "again"|Try 'eorva task sh
 task show|eorva: task is required|Try 'eorva task show --help'.|
 task relate disk-usage|eorva: one of --needs, --needed-by and --candidates is required|Try 'eorva task relate --help'.|
 task list --event|eorva: --event needs a value|Try 'eorva task list --help'.|
-config get retention_run|eorva: there is no setting "retention_run"; the settings are output_path, enable_output, retention_runs, retention_failed_runs, retention_output_size, output_limit, shutdown_budget, stop_grace, max_processes, shared_script; did you mean "retention_runs"?|Try 'eorva config get --help'.|
+config get retention_run|eorva: there is no setting "retention_run"; the settings are output_path, enable_output, retention_runs, retention_failed_runs, retention_output_size, output_limit, shutdown_budget, stop_grace, max_processes, shared_script, unit_fails; did you mean "retention_runs"?|Try 'eorva config get --help'.|
 runs show abc|eorva: run: "abc" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
 runs show 0|eorva: run: "0" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
 runs output -- -1|eorva: run: "-1" is not a whole number, 1 or more|Try 'eorva runs output --help'.|

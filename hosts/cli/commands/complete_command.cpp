@@ -104,6 +104,10 @@ Words ownerWords() {
   return words;
 }
 
+Words ioClassWords() {
+  return {"none", "idle", "best-effort", "realtime"};
+}
+
 /// The words for a kind of value, as help calls it.
 Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "TASK") {
@@ -121,6 +125,7 @@ Words wordsOf(const NextWord& next, const std::string& strTyped) {
                                                            {"SHARE", &Host::shareNames},
                                                            {"USER", &ownerWords},
                                                            {"OWN-EVENT", &ownEventWords},
+                                                            {"CLASS", &ioClassWords},
                                                            {"SETTING", &Host::configKeys},
                                                            {"SETTING=VALUE", &assignmentWords}};
   const auto* it =
@@ -148,7 +153,7 @@ Words lineWords(const CompleteOptions& options) {
       words.push_back(std::move(strWord));
     }
   }
-  if (next.strType == "FILE") {
+  if (next.strType == "FILE" || next.strType == "FOLDER") {
     words.emplace_back(":files");
   }
   return words;

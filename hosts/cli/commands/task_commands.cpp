@@ -13,6 +13,7 @@
 #include "common/store/records.h"
 #include "common/tasks/dependency_list.h"
 #include "common/text/json_members.h"
+#include "common/text/shell_word.h"
 #include "common/text/terminal_text.h"
 
 using Host::boolOf;
@@ -46,8 +47,8 @@ int runList(const Context& context, const ListOptions& options) {
   }
   const Json::Value jTasks =
       Host::listTaskMembers(session,
-                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task", "last_start_time",
-                             "last_stop_time", "last_exit_info"},
+                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task",
+                             "only_after_success", "last_start_time", "last_stop_time", "last_exit_info"},
                             strWhere);
   if (jTasks.empty()) {
     printNote("no tasks");
@@ -100,6 +101,27 @@ std::string timeLimitText(const Json::Value& jTask) {
   return iLimit == 0 ? "-" : Host::durationText(iLimit);
 }
 
+std::string memoryLimitText(const Json::Value& jTask) {
+  const Json::Int64 cb = Host::intOf(jTask, "memory_limit");
+  return cb <= 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
+}
+
+std::string environmentText(const Json::Value& jTask) {
+  const Json::Value& jEnvironment = Host::memberOf(jTask, "environment");
+  std::vector<std::string> vecVariables;
+  for (const std::string& strName : jEnvironment.isObject() ? jEnvironment.getMemberNames() : Json::Value::Members()) {
+    vecVariables.push_back(fmt::format("{}={}", strName, Host::shellWord(textOf(jEnvironment, strName.c_str()))));
+  }
+  return vecVariables.empty() ? "-" : fmt::format("{}", fmt::join(vecVariables, " "));
+}
+
+std::string retryText(const Json::Value& jTask) {
+  const Json::Int64 cRetries = Host::intOf(jTask, "retries");
+  return cRetries == 0 ? "-"
+                       : fmt::format("{}, each after {}", countText(static_cast<std::size_t>(cRetries), "time"),
+                                     Host::durationText(Host::intOf(jTask, "retry_after")));
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   const Json::Value jTask = Host::requireTask(session, options.strTask);
@@ -119,6 +141,12 @@ int runShow(const Context&, const ShowOptions& options) {
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
                {"output limit", outputLimitText(jTask)},
+               {"directory", textOf(jTask, "directory")},
+               {"nice", std::to_string(Host::intOf(jTask, "nice"))},
+               {"I/O class", textOf(jTask, "io_class")},
+               {"memory limit", memoryLimitText(jTask)},
+               {"environment", environmentText(jTask)},
+               {"retry", retryText(jTask)},
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},

@@ -60,6 +60,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"need_not_started", "waited for \"{other}\", which was not started", "", &explainOther},
     {"need_running", "waits for \"{other}\", which is still running (run {run})", "eorva runs show {run}"},
     {"need_interrupted", "waited for \"{other}\", which was interrupted (run {run})", "eorva runs show {run}"},
+    {"need_failed", "starts only after a success of \"{other}\", which failed (run {run})", "eorva runs show {run}"},
     {"refused", "was refused: its run {run} was still running, and it allows only one run at a time",
      "eorva runs show {run}"},
     {"waiting", "has not been started yet: the execution is still running", ""},

@@ -88,8 +88,17 @@ std::optional<Outcome> recordedOutcome(const Json::Value& jExit) {
 }
 
 std::optional<Outcome> reportedOutcome(const Json::Value& jRun) {
+  const Json::Value& jExtra = memberOf(jRun, "extra");
+  if (const std::string strError = textOf(jExtra, DIRECTORY_ERROR); !strError.empty()) {
+    return failed("not started (directory)",
+                  fmt::format("not started: its owner could not enter the directory of the task: {}", strError));
+  }
   const std::optional<ScriptEnd> end = scriptEndOf(jRun);
-  return end ? outcomeOfScript(*end) : recordedOutcome(memberOf(jRun, "exit_info"));
+  std::optional<Outcome> outcome = end ? outcomeOfScript(*end) : recordedOutcome(memberOf(jRun, "exit_info"));
+  if (outcome && boolOf(jExtra, OUT_OF_MEMORY)) {
+    outcome->strExplanation += "; the system killed processes of the run at its memory limit";
+  }
+  return outcome;
 }
 
 struct EarlyEnd {

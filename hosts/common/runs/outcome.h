@@ -11,6 +11,12 @@ namespace Host {
 /// Member of `extra` in the record of a run whose output was cut: how much had been written.
 inline constexpr char OUTPUT_CUT[] = "output_cut";
 
+/// Member of `extra` in the record of a run that was not started: why its owner could not enter its directory.
+inline constexpr char DIRECTORY_ERROR[] = "directory_error";
+
+/// Member of `extra` in the record of a run of which the kernel has killed processes at its memory limit: true.
+inline constexpr char OUT_OF_MEMORY[] = "out_of_memory";
+
 /// The exit type of a run whose exit status is unknown, since its process had ended.
 inline constexpr char EXIT_INTERRUPTED[] = "interrupted";
 

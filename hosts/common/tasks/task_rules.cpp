@@ -15,6 +15,7 @@
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
+#include "run_settings.h"
 #include "script_check.h"
 #include "task_graph.h"
 #include "task_members.h"
@@ -23,8 +24,6 @@ namespace Host {
 
 namespace {
 
-/// The library counts seconds in 32 bits.
-constexpr Json::Int64 MAX_TIME_LIMIT = 2147483647;
 
 class Checker {
 public:
@@ -54,8 +53,7 @@ public:
     checkWaitsFor();
     checkOperation();
     checkMail();
-    checkTimeLimit();
-    checkOutputLimit();
+    checkRunSettings();
     checkDescription();
     return m_findings;
   }
@@ -213,17 +211,12 @@ private:
     }
   }
 
-  void checkTimeLimit() {
-    const Json::Value& jLimit = memberOf(m_jTask, "time_limit");
-    if (jLimit.isInt64() && (jLimit.asInt64() < 0 || jLimit.asInt64() > MAX_TIME_LIMIT)) {
-      error("time_limit", fmt::format("must be from 1 to {} seconds, or 0 for no limit", MAX_TIME_LIMIT));
+  void checkRunSettings() {
+    for (auto& [strMember, strReason] : wrongRunSettings(m_jTask)) {
+      error(strMember.c_str(), std::move(strReason));
     }
-  }
-
-  void checkOutputLimit() {
-    const Json::Value& jLimit = memberOf(m_jTask, "output_limit");
-    if (jLimit.isInt64() && jLimit.asInt64() < 0) {
-      error("output_limit", "must be a number of bytes, or 0 for no limit");
+    if (std::string strWarning = directoryWarning(m_jTask); !strWarning.empty() && isSound("directory")) {
+      m_findings.vecWarnings.push_back({"directory", std::move(strWarning)});
     }
   }
 
