@@ -121,7 +121,7 @@ values() {
   eorva run quick >/dev/null
   eorva run slow --detach >/dev/null
   wait_until runs_are 2
-  same "runs to stop" 2 "$(completes stop '')"
+  same "runs and tasks to stop" "2|slow" "$(completes stop '')"
   same "settings" "retention_runs" "$(completes config get retention_r)"
   same "settings to change" "stop_grace=" "$(completes config set sto)"
   same "a variable" "" "$(completes fire bootup --env sto)"

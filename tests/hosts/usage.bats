@@ -54,7 +54,7 @@ runs show 0|eorva: run: "0" is not a whole number, 1 or more|Try 'eorva runs sho
 runs output -- -1|eorva: run: "-1" is not a whole number, 1 or more|Try 'eorva runs output --help'.|
 runs output 99999999999999999999|eorva: run: "99999999999999999999" is too large|Try 'eorva runs output --help'.|
 runs output 1 --tail x|eorva: --tail: "x" is not a whole number from 0 to 4294967294|Try 'eorva runs output --help'.|
-stop disk-usage|eorva: run: "disk-usage" is not a whole number|Try 'eorva stop --help'.|
+stop|eorva: stop: the number of a run or the name of a task is missing|Try 'eorva stop --help'.|
 task edit disk-usage --time-limit 1y|eorva: --time-limit: "1y" is not a duration; durations are 30s, 5m, 2h30m or 1d; a number alone is seconds|Try 'eorva task edit --help'.|
 fire bootup --budget 0|eorva: --budget: "0" is not from 1s to 366d|Try 'eorva fire --help'.|
 log -n many|eorva: --lines: "many" is not a whole number, 0 or more|Try 'eorva log --help'.|

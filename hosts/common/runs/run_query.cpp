@@ -49,6 +49,13 @@ RunPage newestRuns(Session& session, const RunQuery& query) {
   return page;
 }
 
+std::vector<Json::Value> openRunsOf(Session& session, const std::string& strTask) {
+  RunQuery query;
+  query.strTask = strTask;
+  query.outcome = Outcome::Kind::RUNNING;
+  return newestRuns(session, query).vecRuns;
+}
+
 Json::Value newestRunOf(Session& session, const std::string& strTask) {
   const Json::Value jRuns = listRuns(session, fmt::format("task_name = {}", sqlText(strTask)), 1);
   return jRuns.empty() ? Json::Value() : jRuns[0];

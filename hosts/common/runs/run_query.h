@@ -37,6 +37,9 @@ struct RunPage {
 /// Finds the newest runs that match. \throw Failure when the store fails, or there is no such task.
 RunPage newestRuns(Session& session, const RunQuery& query);
 
+/// The open runs of a task, the newest first. \throw Failure when the store fails, or there is no such task.
+std::vector<Json::Value> openRunsOf(Session& session, const std::string& strTask);
+
 /// The newest run of a task; null when it has none. \throw Failure when the store fails; here and below.
 Json::Value newestRunOf(Session& session, const std::string& strTask);
 
