@@ -227,7 +227,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   echo stop_grace=1 >/etc/eorva.conf
   run -3 --separate-stderr eorva fire bootup --budget 4
   complains 'the event "bootup" took longer than 4s; its runs were ended'
-  says "event bootup: 3 runs, 1 ok, 2 failed; not started: then"
+  says "event bootup: 3 runs, 1 ok, 2 failed, 1 not started (then: out of time)"
   same "ended" '[["one","budget",15],["quick",null,0],["two","budget",null]]' \
     "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"
   same "left of it" "" "$(pgrep -f 'sleep 30[0-2]' || true)"
@@ -265,7 +265,7 @@ watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
   rm /etc/eorva.conf
   same "answer" 3 "$status"
   grep -q 'the execution of the event "bootup" was ended, with all its runs' said
-  grep -q 'not started: then' fired
+  grep -q 'not started (then' fired
   same "ended" '[["deaf","stopped",null],["polite","stopped",7]]' \
     "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"
   [[ $(eorva runs output "$(run_of polite)") == *cleaned ]]

@@ -166,6 +166,13 @@ std::string whereOutcome(Outcome::Kind kind) {
   return fmt::format("(stop_time is not null and not ({}))", OK);
 }
 
+std::string whereInterrupted() {
+  return fmt::format(
+      "(stop_time is not null and coalesce(ended_by, '') = '' and typeof(shell_status) <> 'integer' and "
+      "case when json_valid(exit_info) then json_extract(exit_info, '$.exit_type') is '{}' else 0 end)",
+      EXIT_INTERRUPTED);
+}
+
 bool isInterrupted(const Json::Value& jRun) {
   return textOf(memberOf(jRun, "exit_info"), "exit_type") == EXIT_INTERRUPTED;
 }

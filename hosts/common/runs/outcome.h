@@ -41,6 +41,9 @@ Outcome lastOutcomeOf(const Json::Value& jTask, const Json::Value& jRun);
 /// A WHERE text for the runs with this outcome, as outcomeOf() gives it.
 std::string whereOutcome(Outcome::Kind kind);
 
+/// A WHERE text for the failed runs that are shown as interrupted.
+std::string whereInterrupted();
+
 /// Tells whether a run was closed after its process had ended, because its execution was cut off.
 bool isInterrupted(const Json::Value& jRun);
 

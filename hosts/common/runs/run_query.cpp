@@ -28,6 +28,9 @@ std::string whereOf(const RunQuery& query) {
   if (query.until) {
     strWhere += fmt::format(" and {} <= {}", sqlTime("start_time"), *query.until);
   }
+  if (query.blInterrupted) {
+    strWhere += " and " + whereInterrupted();
+  }
   if (query.iBefore != 0) {
     strWhere += fmt::format(" and result_id < {}", query.iBefore);
   }

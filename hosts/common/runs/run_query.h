@@ -23,6 +23,7 @@ struct RunQuery {
   std::string strEvent;
   std::optional<uid_t> owner;
   std::optional<Outcome::Kind> outcome;
+  bool blInterrupted = false;        ///< only failed runs that were interrupted
   std::optional<std::time_t> since;  ///< started then or later
   std::optional<std::time_t> until;  ///< started then or earlier
   Json::Int64 iBefore = 0;           ///< only runs with a smaller number

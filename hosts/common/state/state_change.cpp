@@ -67,10 +67,11 @@ std::set<std::string> touchedTasks(const StateDifference& difference) {
 std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& before, const TaskGraph& after,
                                    AllowedEvents events, ServerFacts& facts) {
   const std::string strTask = textOf(jTask, "task_name");
-  const std::vector<std::string> vecOld = errorsOf(strTask, checkTaskAmong(jTask, before, events, facts));
+  const std::vector<std::string> vecOld =
+      errorsOf(strTask, checkTaskAmong(jTask, TaskName::KEPT, before, events, facts));
   const std::set<std::string> setOld(vecOld.begin(), vecOld.end());
   std::vector<std::string> vecErrors;
-  for (std::string& strError : errorsOf(strTask, checkTaskAmong(jTask, after, events, facts))) {
+  for (std::string& strError : errorsOf(strTask, checkTaskAmong(jTask, TaskName::KEPT, after, events, facts))) {
     if (setOld.count(strError) == 0) {
       vecErrors.push_back(std::move(strError));
     }
@@ -92,7 +93,8 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
       }
       continue;
     }
-    const Findings findings = checkTaskAmong(jTask, graphAfter, events, facts);
+    const TaskName name = before.mapTasks.count(strTask) > 0 ? TaskName::KEPT : TaskName::NEW;
+    const Findings findings = checkTaskAmong(jTask, name, graphAfter, events, facts);
     for (std::string& strError : errorsOf(strTask, findings)) {
       all.vecErrors.push_back(std::move(strError));
     }
