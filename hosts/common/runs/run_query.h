@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <ctime>
 #include <json/value.h>
 #include <map>
@@ -43,6 +44,16 @@ std::vector<Json::Value> openRunsOf(Session& session, const std::string& strTask
 
 /// The newest run of a task; null when it has none. \throw Failure when the store fails; here and below.
 Json::Value newestRunOf(Session& session, const std::string& strTask);
+
+/// Runs by how they ended.
+struct RunCounts {
+  std::size_t cAll = 0;
+  std::size_t cFailed = 0;
+  std::size_t cRunning = 0;
+};
+
+/// Counts the runs that began at a time or later. Older runs are not read, so it is cheap.
+RunCounts countRuns(Session& session, std::time_t since);
 
 /// The newest run of each task that has one, by the name of the task: with the members that say how it ended.
 std::map<std::string, Json::Value> newestRunOfEach(Session& session);
