@@ -50,6 +50,7 @@ private:
   struct Run {
     pid_t pid = 0;
     std::string strTask;
+    Json::Value jRecord;  ///< as it was at the begin
   };
 
   struct TaskFacts {
@@ -63,6 +64,8 @@ private:
   void onBegin(Json::Value& jRun);
   void onClose(const Json::Value& jFilter, Json::Value& jUpdate);
   void addEnd(const Run& run, Json::Value& jUpdate) const;
+  static void describeForMail(const Json::Value& jRun);
+  static void tellEnd(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate);
   void rememberNew(const Run& run);
   void settle();
   void wait();

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <optional>
 
+#include "common/server/log_event.h"
 #include "common/text/json_members.h"
 #include "script_end.h"
 
@@ -146,6 +147,13 @@ Outcome lastOutcomeOf(const Json::Value& jTask, const Json::Value& jRun) {
     jCopy["stop_time"] = jTask["last_stop_time"];
   }
   return outcomeOf(jCopy);
+}
+
+void logFailure(const Json::Value& jRun) {
+  if (const Outcome outcome = outcomeOf(jRun); outcome.kind == Outcome::Kind::FAILED) {
+    logEvent(LogEvent::RUN_FAILED, textOf(jRun, "task_name"), std::to_string(intOf(jRun, "result_id")), outcome.strText,
+             textOf(jRun, "trigger_event"));
+  }
 }
 
 std::string whereOutcome(Outcome::Kind kind) {

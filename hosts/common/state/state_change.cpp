@@ -6,9 +6,9 @@
 #include <set>
 
 #include "eorvascheduler.h"
-#include "orva_platform.h"
 
 #include "common/output/output_place.h"
+#include "common/server/log_event.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
@@ -22,11 +22,6 @@
 namespace Host {
 
 namespace {
-
-constexpr int EVENT_TYPE = 1;
-constexpr int LEVEL_INFORMATION = 1;
-constexpr unsigned EVENT_TASK_CREATED = 0x14400004;
-constexpr unsigned EVENT_TASK_DELETED = 0x14400005;
 
 TaskGraph graphOf(const StateDocument& state) {
   Json::Value jTasks(Json::arrayValue);
@@ -208,9 +203,15 @@ void requireSound(const StateDocument& before, const StateDocument& now, const S
   }
 }
 
-void logEvents(const std::vector<std::string>& vecTasks, unsigned uCode) {
-  for (const std::string& strTask : vecTasks) {
-    ORVALogSet1(EVENT_TYPE, LEVEL_INFORMATION, uCode, strTask.c_str(), "", "", "");
+void logEvents(const StateDifference& difference) {
+  for (const std::string& strTask : difference.vecDeleted) {
+    logEvent(LogEvent::TASK_DELETED, strTask);
+  }
+  for (const std::string& strTask : difference.vecCreated) {
+    logEvent(LogEvent::TASK_CREATED, strTask);
+  }
+  for (const std::string& strTask : difference.vecChanged) {
+    logEvent(LogEvent::TASK_CHANGED, strTask, "by a document");
   }
 }
 
@@ -276,8 +277,7 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   ConfigChange files(configLock, configFilesWith(changedConfig(before, after)));
   announceChange(files, session.db());
   lock.commit();
-  logEvents(difference.vecDeleted, EVENT_TASK_DELETED);
-  logEvents(difference.vecCreated, EVENT_TASK_CREATED);
+  logEvents(difference);
   finishChange(files);
   std::vector<std::string> vecNotes;
   for (const std::string& strTask : difference.vecDeleted) {

@@ -15,6 +15,7 @@
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
+#include "related_tasks.h"
 #include "script_check.h"
 #include "task_graph.h"
 #include "task_members.h"
@@ -320,26 +321,6 @@ private:
   ServerFacts& m_facts;
   Findings m_findings;
 };
-
-/// The other tasks, as they will be after the change.
-Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, const std::string& strNew) {
-  Json::Value jOthers(Json::arrayValue);
-  for (const Json::Value& jStored : jTasks) {
-    if (textOf(jStored, "task_name") == strTask) {
-      continue;
-    }
-    std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jStored, "depend_on_task"));
-    if (strNew == strTask || std::find(vecWaitsFor.begin(), vecWaitsFor.end(), strTask) == vecWaitsFor.end()) {
-      jOthers.append(jStored);
-      continue;
-    }
-    std::replace(vecWaitsFor.begin(), vecWaitsFor.end(), strTask, strNew);
-    Json::Value jOther = jStored;
-    jOther["depend_on_task"] = writeDependencyList(vecWaitsFor);
-    jOthers.append(std::move(jOther));
-  }
-  return jOthers;
-}
 
 /// A null member counts as present: it would be stored.
 bool isSame(const Json::Value& jTask, const Json::Value& jBefore, const char* szMember) {
