@@ -31,7 +31,7 @@ endforeach()
 install(FILES tmpfiles/eorva.conf DESTINATION /usr/lib/tmpfiles.d)
 install(FILES udev/90-eorva.rules DESTINATION /lib/udev/rules.d)
 install(DIRECTORY examples/ DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva/examples" USE_SOURCE_PERMISSIONS)
-install(FILES "${CMAKE_SOURCE_DIR}/docs/administrators.md" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva")
+install(DIRECTORY "${CMAKE_SOURCE_DIR}/docs/admin" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/eorva")
 
 # The store changes at run time, so it is in /var/lib, which backups include; the library's fixed path is a link to it.
 # A store that was created by hand at the library's path stays there.

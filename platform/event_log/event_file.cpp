@@ -56,8 +56,8 @@ void rotate() {
 UniqueFd openForLine(std::size_t cbLine, off_t& cbFile) {
   for (int i = 0; i < N_OPEN_TRIES; ++i) {
     UniqueFd fd(open(FILE_PATH, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640));
-    struct stat opened {};
-    struct stat named {};
+    struct stat opened{};
+    struct stat named{};
     if (!fd || flock(fd.get(), LOCK_EX) != 0 || fstat(fd.get(), &opened) != 0) {
       return {};
     }

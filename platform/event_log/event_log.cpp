@@ -56,9 +56,8 @@ void endChildAfter(unsigned int uCode) {
 
 extern "C" int ORVALogSet1(int iType, int iLevel, unsigned int uCode, const char* szArg1, const char* szArg2,
                            const char* szArg3, const char* szArg4) {
-  const int iResult = orva::guarded([&] {
-    return logEvent(iType, iLevel, uCode, {textOf(szArg1), textOf(szArg2), textOf(szArg3), textOf(szArg4)});
-  });
+  const int iResult = orva::guarded(
+      [&] { return logEvent(iType, iLevel, uCode, {textOf(szArg1), textOf(szArg2), textOf(szArg3), textOf(szArg4)}); });
   endChildAfter(uCode);
   return iResult;
 }

@@ -54,6 +54,18 @@ problem: task "second" is never started: it waits for "ghost", and there is no s
   finds problem store "$DATABASE" "$DATABASE" "mkdir $STORE/damaged && mv $DATABASE* $STORE/damaged/ && eorva init && eorva restore FILE"
 }
 
+@test "a store on a full disk is not taken for a damaged one" {
+  add_task it bootup alice 'exit 0'
+  cp -a "$STORE" store
+  mount -t tmpfs -o size=1m,mode=700 store "$STORE"
+  cp -a store/. "$STORE"
+  ! dd if=/dev/zero of="$STORE/ballast" bs=4k status=none
+  finds problem store "$DATABASE" "cannot open the store $DATABASE: No space left on device" "df -h $STORE"
+  run -1 --separate-stderr eorva task list
+  complains "cannot open the store $DATABASE: No space left on device"
+  umount "$STORE"
+}
+
 @test "the command that is shown for a damaged store restores a backup" {
   add_task it bootup alice 'exit 0'
   eorva backup kept.db

@@ -153,7 +153,7 @@ setup() {
   host=$(hostname -s)
   bad=$(grep -l "copy-b failed" /tmp/mails/*)
   same "subjects" "Subject: [$host] copy-b failed: exit 128|Subject: [$host] good ended" \
-    "$(sed -s '/^$/q' /tmp/mails/* | grep '^Subject:' | sort | paste -sd '|')"
+    "$(grep -h '^Subject: \[' /tmp/mails/* | sort | paste -sd '|')"
   local line
   for line in 'Server:   ' 'Task:     copy-b' 'Owner:    alice' 'Event:    bootup' "Run:      $(run_of copy-b)" 'Result:   failed: exit 128' \
     "More:     eorva runs output $(run_of copy-b)" 'Subject: mine'; do

@@ -80,6 +80,7 @@ std::string startTask(const HealthFinding& finding) {
 constexpr auto WORDS = std::to_array<Words>({
     {"store_missing", "store", "{problem}", "eorva init"},
     {"store_out_of_reach", "store", "{problem}", "ls -ld {folder} {database}"},
+    {"store_full", "store", "{problem}", "df -h {folder}"},
     {"store_unreadable", "store", "{problem}", RESTORE},
     {"store_empty", "store", "{problem}", RESTORE},
     {"store_unusable", "store", "{problem}", "journalctl -t eorva -n 20"},

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <sys/stat.h>
@@ -50,6 +51,13 @@ void checkGuardedFile(const std::string& strPath, HealthFindings& findings) {
     findings.push_back(
         {Severity::PROBLEM, "store_mode", strPath, objectOf({{"mode", status.st_mode & ALL_MODE_BITS}})});
   }
+}
+
+/// Tells whether SQLite can make the files that it needs beside a database.
+bool hasRoom(const char* szFolder) {
+  constexpr std::uintmax_t CB_NEEDED = std::uintmax_t{1} << 20;
+  std::error_code error;
+  return std::filesystem::space(szFolder, error).free >= CB_NEEDED;
 }
 
 /// The answer of a check of SQLite; empty when it finds nothing.
@@ -134,6 +142,8 @@ void reportUnusableStore(const std::string& strProblem, HealthFindings& findings
   const char* szCode = "store_unusable";
   if (access(DATABASE_PATH, F_OK) < 0) {
     szCode = errno == ENOENT ? "store_missing" : "store_out_of_reach";
+  } else if (!hasRoom(STORE_FOLDER)) {
+    szCode = "store_full";
   } else if (!failedPragma(QUICK_CHECK).empty()) {
     szCode = "store_unreadable";
   } else if (tablesOf(openStore().get()) != StoreTables::COMPLETE) {

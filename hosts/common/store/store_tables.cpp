@@ -1,5 +1,7 @@
 #include "store_tables.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fmt/format.h>
 
 #include "common/support/failure.h"
@@ -15,6 +17,11 @@ constexpr char COUNT_TABLES[] =
     "SELECT count(*), count(*) FILTER (WHERE name IN ('task', 'task_result')) FROM sqlite_schema "
     "WHERE type = 'table' AND name NOT GLOB 'sqlite_*'";
 constexpr int ALL_OF_OURS = 2;
+
+/// Reading needs a little room, too; when there is none, SQLite says only "disk I/O error".
+std::string problemOf(sqlite3* pDb) {
+  return sqlite3_system_errno(pDb) == ENOSPC ? std::strerror(ENOSPC) : sqlite3_errmsg(pDb);
+}
 
 void refuseOther(StoreTables tables) {
   if (tables == StoreTables::OTHER) {
@@ -40,7 +47,7 @@ StoreTables tablesOf(sqlite3* pDb) {
     return iCode != SQLITE_BUSY;
   });
   if (iCode != SQLITE_ROW) {
-    throw Failure(fmt::format("cannot open the store {}: {}", DATABASE_PATH, sqlite3_errmsg(pDb)));
+    throw Failure(fmt::format("cannot open the store {}: {}", DATABASE_PATH, problemOf(pDb)));
   }
   if (sqlite3_column_int(statement.get(), 1) == ALL_OF_OURS) {
     return StoreTables::COMPLETE;

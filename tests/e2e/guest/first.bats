@@ -270,7 +270,7 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   local units=(eorva-shutdown.service eorva-{ups-on-battery,ups-low-battery,volume-mounted,volume-unmounted}.service)
   local since
   since=$(systemctl show --property ActiveEnterTimestampMonotonic "${units[@]}")
-  DEBIAN_FRONTEND=noninteractive dpkg --install --force-unsafe-io /e2e/later/*.deb
+  DEBIAN_FRONTEND=noninteractive dpkg --install --force-unsafe-io /e2e/later/*.deb >upgrade.log 2>&1
   same "version" 7.0.0+later "$(dpkg-query -W -f '${Version}' eorva)"
   kill -0 "$before"
   same "open runs" 1 "$(runs_of upgrade | jq '[.[] | select(.stop_time == null)] | length')"
@@ -279,6 +279,7 @@ ups() { upsrw -s "ups.status=$1" -u tester -p secret dummy@localhost; }
   patiently have_ended upgrade 1
   same "outcome" "long-upgrade bob normal/0" "$(outcomes upgrade)"
   same "runs" "$runs" "$(eorva runs list --limit 0 --json | jq length)"
+  same "complaints" "" "$(grep 'not starting' upgrade.log)"
 }
 
 @test "mail to local users has arrived" {

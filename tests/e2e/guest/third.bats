@@ -36,7 +36,7 @@ setup_file() { wait_for_start; }
   same "running" "" "$(sqlite3 "$DATABASE" 'select task_name from task_result where stop_time is null')"
 }
 
-# The limits apply to all tasks, so this test is the last.
+# The limits apply to all tasks, so this test is the last one with runs.
 @test "old output is removed from shares in any folder, and a running task is left alone" {
   # The documents tell how the unit reaches a share in /usr.
   local folders=(/home/shared /srv/shared /opt/shared /usr/local/share/runs)
@@ -67,4 +67,15 @@ setup_file() { wait_for_start; }
   same "kept output" 1 "$(find "${folders[@]}" /var/lib/orva/scheduler -path '*/old/*/output.log' | wc -l)"
   touch /srv/marks/slow-may-end
   patiently none_open
+}
+
+@test "installing again after a removal starts the timers that were enabled, and does not complain about the others" {
+  eorva event enable hourly
+  eorva event disable daily
+  dpkg --remove eorva
+  run -3 systemctl is-active eorva-hourly.timer
+  DEBIAN_FRONTEND=noninteractive dpkg --install --force-unsafe-io /e2e/later/eorva_*.deb >installation.log 2>&1
+  same "complaints" "" "$(grep 'not starting' installation.log)"
+  systemctl is-active eorva-hourly.timer
+  run -3 systemctl is-active eorva-daily.timer
 }
