@@ -421,6 +421,14 @@ typedef void (*ORVAWRITEGUARD)(void* pContext, OrvaJsonDbApi* pStore, const Json
 /// \param pContext  argument for the function.
 ORVA_EXPORT void ORVAStoreOnWrite(ORVAWRITEGUARD pfnGuard, void* pContext);
 
+/// Sets a placeholder for the mails that this process sends from now on.
+///
+/// A host knows more about a run than the library puts into its mail. A value of the caller of
+/// ORVAMailSendMessageWithoutBlock() comes first.
+/// \param szKey    the placeholder, "%RUN%"; null forgets all values.
+/// \param szValue  null forgets this value.
+ORVA_EXPORT void ORVAMailAddValue(const char* szKey, const char* szValue);
+
 /// A function that is called by ORVARunEnded(), in the child. It must not throw.
 typedef void (*ORVARUNEND)(void* pContext, int iStatus);
 

@@ -7,11 +7,13 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/usage.h"
 #include "common/answers/task_answers.h"
 #include "common/runs/run_query.h"
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/tasks/dependency_list.h"
+#include "common/tasks/task_query.h"
 #include "common/text/json_members.h"
 #include "common/text/shell_word.h"
 #include "common/text/terminal_text.h"
@@ -22,7 +24,8 @@ using Host::textOf;
 namespace {
 
 struct ListOptions {
-  std::string strEvent;
+  Host::TaskQuery query;
+  std::string strOwner;
   bool blJson = false;
 };
 
@@ -35,9 +38,16 @@ bool hasRun(const Json::Value& jTask) {
   return Host::intOf(jTask, "last_start_time") != 0;
 }
 
+std::string timeLimitText(const Json::Value& jTask) {
+  const Json::Int64 iLimit = Host::intOf(jTask, "time_limit");
+  return iLimit == 0 ? "-" : Host::durationText(iLimit);
+}
+
 int runList(const Context& context, const ListOptions& options) {
   const Host::OpenStore session;
-  const std::string strWhere = options.strEvent.empty() ? "1" : Host::whereEvent(options.strEvent);
+  Host::TaskQuery query = options.query;
+  query.owner = userFrom(options.strOwner);
+  const std::string strWhere = Host::whereTask(query);
   if (options.blJson) {
     JsonArray array;
     Host::forEachTask(session, Host::TASK_MEMBERS, strWhere,
@@ -47,14 +57,21 @@ int runList(const Context& context, const ListOptions& options) {
   }
   const Json::Value jTasks =
       Host::listTaskMembers(session,
-                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task",
+                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task", "time_limit",
                              "only_after_success", "last_start_time", "last_stop_time", "last_exit_info"},
                             strWhere);
   if (jTasks.empty()) {
     printNote("no tasks");
     return EXIT_DONE;
   }
-  Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"ENABLED"}, {"WAITS FOR"}, {"LAST START"}, {"HOW IT ENDED"}},
+  Table table({{"TASK"},
+               {"EVENT"},
+               {"OWNER"},
+               {"ENABLED"},
+               {"WAITS FOR"},
+               {"TIME LIMIT", true},
+               {"LAST START"},
+               {"HOW IT ENDED"}},
               context.isColored());
   const OwnerNames owners = ownerNames(jTasks);
   std::map<std::string, Json::Value> mapNewest = Host::newestRunOfEach(session);
@@ -65,6 +82,7 @@ int runList(const Context& context, const ListOptions& options) {
                   {owners.at(textOf(jTask, "task_name"))},
                   {boolOf(jTask, "enable", true) ? "yes" : "no"},
                   {waitsForText(jTask)},
+                  {timeLimitText(jTask)},
                   {timeText(jTask, "last_start_time")},
                   hasRun(jTask) ? Table::Cell{outcome.strText, outcomeColor(outcome.kind)} : Table::Cell{"-"}});
   }
@@ -94,11 +112,6 @@ std::string mailText(const Json::Value& jTask) {
 std::string outputLimitText(const Json::Value& jTask) {
   const Json::Int64 cb = Host::intOf(jTask, "output_limit", -1);
   return cb < 0 ? "as in the settings" : cb == 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
-}
-
-std::string timeLimitText(const Json::Value& jTask) {
-  const Json::Int64 iLimit = Host::intOf(jTask, "time_limit");
-  return iLimit == 0 ? "-" : Host::durationText(iLimit);
 }
 
 std::string memoryLimitText(const Json::Value& jTask) {
@@ -164,9 +177,19 @@ void addTaskCommands(CLI::App& app, Context& context) {
                                "  eorva task show disk-usage\n");
   pTask->require_subcommand(1);
 
-  CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.", "  eorva task list --event bootup --json\n");
+  CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.",
+                                  "  eorva task list --event bootup --json\n"
+                                  "  eorva task list --owner alice --state failed\n");
   auto pList = onCommand(pCommand, context, &runList);
-  pCommand->add_option("--event", pList->strEvent, "only tasks of this event")->type_name("EVENT");
+  pCommand->add_option("--event", pList->query.strEvent, "only tasks of this event")->type_name("EVENT");
+  pCommand->add_option("--owner", pList->strOwner, "only tasks of this user; a name or user id")->type_name("USER");
+  pCommand
+      ->add_option("--state", pList->query.strState,
+                   "only tasks in this state; ok and failed: by the newest run; never: without a run")
+      ->check(CLI::IsMember(std::vector<std::string>(Host::TASK_STATES.begin(), Host::TASK_STATES.end())))
+      ->type_name("STATE");
+  pCommand->add_option("--text", pList->query.strText, "only tasks with this text in name, description or script")
+      ->type_name("TEXT");
   pCommand->add_flag("--json", pList->blJson, "as JSON: an array of records");
 
   pCommand = addCommand(*pTask, "show", "Show a task and its script.", "  eorva task show disk-usage\n");

@@ -100,10 +100,11 @@ Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsi
                    {"text", end.strText}});
 }
 
-Json::Value scriptDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight,
-                                        const std::string& strDifference) {
+Json::Value runDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight, const char* szFile,
+                                     const std::string& strDifference) {
   return objectOf({{"left", intOf(jLeft, "result_id")},
                    {"right", intOf(jRight, "result_id")},
+                   {"file", szFile},
                    {"same", strDifference.empty()},
                    {"difference", strDifference}});
 }

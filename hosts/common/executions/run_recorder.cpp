@@ -23,6 +23,7 @@
 #include "common/support/failure.h"
 #include "common/text/duration.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 #include "end_request.h"
 #include "messages.h"
 
@@ -190,7 +191,7 @@ void RunRecorder::nameTask() {
 }
 
 void RunRecorder::onBegin(Json::Value& jRun) {
-  m_new = {pidOf(jRun), textOf(jRun, "task_name")};
+  m_new = {pidOf(jRun), textOf(jRun, "task_name"), {}};
   nameTask();
   m_retries.begin(m_new.strTask, jRun);
   if (m_jFireTime.isNull()) {
@@ -208,11 +209,14 @@ void RunRecorder::onBegin(Json::Value& jRun) {
     jRun["owner"] = task.iOwner;
     jRun["owner_name"] = task.strOwner.empty() ? userName(static_cast<uid_t>(task.iOwner)) : task.strOwner;
   }
+  m_new.jRecord = jRun;
   // Before the record is there, so that nobody takes the run for an interrupted one.
   m_file.noteRun(m_new.pid, std::chrono::seconds(task.iLimit));
 }
 
 void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
+  // Values of another run must not be in the mail about this one.
+  ORVAMailAddValue(nullptr, nullptr);
   const auto node = m_mapOpen.extract(intOf(jFilter, "result_id"));
   if (!node) {
     return;
@@ -223,6 +227,7 @@ void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
   m_file.update();
   addEnd(run, jUpdate);
   noteOutcome(run, jUpdate);
+  tellEnd(run, intOf(jFilter, "result_id"), jUpdate);
   m_file.noteClosed(run.pid);
   m_turns.takeToClose(run.strTask);
 }
@@ -239,6 +244,29 @@ void RunRecorder::noteOutcome(const Run& run, const Json::Value& jUpdate) {
     sendMessage(fmt::format("the task \"{}\" failed; try {} of {} follows after {}", run.strTask,
                             m_retries.triesOf(run.strTask) + 1, settings.cRetries + 1, durationText(after.count())));
   }
+}
+
+/// The library's mail about this run is sent next.
+void RunRecorder::describeForMail(const Json::Value& jRun) {
+  const Outcome outcome = outcomeOf(jRun);
+  const std::pair<const char*, std::string> values[] = {
+      {"%OWNER%", textOf(jRun, "owner_name")},
+      {"%EVENT%", textOf(jRun, "trigger_event")},
+      {"%RUN%", std::to_string(intOf(jRun, "result_id"))},
+      {"%DURATION%", elapsedText(secondsOf(jRun))},
+      {"%END%", outcome.strText},
+      {"%ENDED_WELL%", outcome.kind == Outcome::Kind::OK ? "1" : "0"}};
+  for (const auto& [szKey, strValue] : values) {
+    ORVAMailAddValue(szKey, strValue.empty() ? nullptr : strValue.c_str());
+  }
+}
+
+void RunRecorder::tellEnd(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate) {
+  Json::Value jEnded = run.jRecord;
+  ORVA_JSON_DB::jsonCopyMember(jEnded, jUpdate, true);
+  jEnded["result_id"] = iRun;
+  logFailure(jEnded);
+  describeForMail(jEnded);
 }
 
 void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {

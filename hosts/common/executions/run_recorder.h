@@ -62,6 +62,7 @@ private:
   struct Run {
     pid_t pid = 0;
     std::string strTask;
+    Json::Value jRecord;  ///< as it was at the begin
   };
 
   struct TaskFacts {
@@ -76,6 +77,8 @@ private:
   void onClose(const Json::Value& jFilter, Json::Value& jUpdate);
   void addEnd(const Run& run, Json::Value& jUpdate) const;
   void noteOutcome(const Run& run, const Json::Value& jUpdate);
+  static void describeForMail(const Json::Value& jRun);
+  static void tellEnd(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate);
   void rememberNew(const Run& run);
   void settle();
   void wait();

@@ -138,6 +138,9 @@ bool closeRun(Session& session, Json::Value& jRun, const RunNotes& notes) {
     unlink(fmt::format("{}{}", EXIT_CODE_PREFIX, pidOf(jNow)).c_str());
   }
   jRun = std::move(jNow);
+  if (!notes.blClosed) {
+    logFailure(jRun);
+  }
   return true;
 }
 

@@ -91,6 +91,17 @@ std::string memberWord(const std::string& strMember) {
   return it != WORDS.end() ? it->second : strMember;
 }
 
+std::vector<std::string> memberWords(const std::vector<std::string>& vecMembers) {
+  std::vector<std::string> vecWords;
+  for (const std::string& strMember : vecMembers) {
+    if (std::string strWord = memberWord(strMember);
+        std::find(vecWords.begin(), vecWords.end(), strWord) == vecWords.end()) {
+      vecWords.push_back(std::move(strWord));
+    }
+  }
+  return vecWords;
+}
+
 std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value& jTask) {
   std::vector<std::pair<std::string, std::string>> vecWrong;
   for (const Member& member : MEMBERS) {
