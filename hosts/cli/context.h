@@ -75,6 +75,7 @@ void addRunsCommands(CLI::App& app, Context& context);
 void addConfigCommands(CLI::App& app, Context& context);
 void addExportCommand(CLI::App& app, Context& context);
 void addApplyCommand(CLI::App& app, Context& context);
+void addImportCommands(CLI::App& app, Context& context);
 void addLogCommand(CLI::App& app, Context& context);
 void addBackupCommands(CLI::App& app, Context& context);
 void addShareCommands(CLI::App& app, Context& context);

@@ -68,6 +68,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
   addConfigCommands(app, context);
   addExportCommand(app, context);
   addApplyCommand(app, context);
+  addImportCommands(app, context);
   addLogCommand(app, context);
   addBackupCommands(app, context);
   addShareCommands(app, context);

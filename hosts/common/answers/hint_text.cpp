@@ -46,6 +46,10 @@ std::string hintText(const Hint& hint) {
     case Hint::SET_WAITS_FOR:
       return "; set the tasks that it waits for with: " +
              waitsForCommand(hint.vecNames.front(), {hint.vecNames.begin() + 1, hint.vecNames.end()});
+    case Hint::NAME_EVENT:
+      return "; add --event EVENT";
+    case Hint::PREFIX_NAMES:
+      return "; to give the imported ones other names, add --prefix cron-";
     case Hint::SET_OWNER:
       return "; set its owner with: " + ownerCommand(hint.vecNames.front(), hint.vecNames.back());
     case Hint::RESTORE_BACKUP:

@@ -35,6 +35,8 @@ struct Hint {
     RESTORE_BACKUP,
     REPLACE_BACKUP,
     KEEP_OWNER_IDS,
+    NAME_EVENT,
+    PREFIX_NAMES,
     SET_OWNER,  ///< names: a task, and its owner; empty when that is not known
   };
 

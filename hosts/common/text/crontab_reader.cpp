@@ -157,7 +157,7 @@ std::string scriptOfCrontabLine(const CrontabLine& line, const std::string& strN
     }
   }
   if (strShell.empty() || strShell.front() != '/') {
-    throw Failure(fmt::format("line {}: SHELL={} is not an absolute path", line.cLine, strShell));
+    throw Failure(fmt::format("SHELL={} is not an absolute path", strShell));
   }
   const std::string strMark = endMark(line.strInput);
   const std::string strCommand =
