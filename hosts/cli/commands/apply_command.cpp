@@ -35,7 +35,7 @@ void addApplyCommand(CLI::App& app, Context& context) {
       "  eorva apply server.yaml --dry-run     exit status 3 when something would change\n"
       "  eorva apply - --yes --prune < server.yaml\n"
       "\nThe document is YAML or JSON, as 'eorva export' writes it. What it does not name is unchanged.\n"
-      " In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
+      "In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
       "YAML must end with the line \"...\": without it, the document may be incomplete.\n");
   auto pOptions = onCommand(pCommand, context, &runApply);
   pCommand->add_option("file", pOptions->strFile, "document; - reads standard input")->required()->type_name("FILE");
