@@ -394,8 +394,8 @@ typedef int (*ORVALISTGUARD)(void* pContext);
 /// \param pContext  argument for the function.
 ORVA_EXPORT void ORVAStoreAskBeforeList(ORVALISTGUARD pfnGuard, void* pContext);
 
-/// A function that is called with the records that a listing has found, an array. It may remove some of them. It must
-/// not throw.
+/// A function that is called with the records that a listing has found, an array. It may remove some of them, or put
+/// other records of the same store in their place. It must not throw.
 typedef void (*ORVALISTED)(void* pContext, OrvaJsonDbApi* pStore, Json::Value* pRecords);
 
 /// Makes every successful `OrvaJsonDbApi::recList()` of this process call a function with its result.
@@ -420,6 +420,14 @@ typedef void (*ORVAWRITEGUARD)(void* pContext, OrvaJsonDbApi* pStore, const Json
 /// \param pfnGuard  the function; null switches this off.
 /// \param pContext  argument for the function.
 ORVA_EXPORT void ORVAStoreOnWrite(ORVAWRITEGUARD pfnGuard, void* pContext);
+
+/// Sets a placeholder for the mails that this process sends from now on.
+///
+/// A host knows more about a run than the library puts into its mail. A value of the caller of
+/// ORVAMailSendMessageWithoutBlock() comes first.
+/// \param szKey    the placeholder, "%RUN%"; null forgets all values.
+/// \param szValue  null forgets this value.
+ORVA_EXPORT void ORVAMailAddValue(const char* szKey, const char* szValue);
 
 /// A function that is called by ORVARunEnded(), in the child. It must not throw.
 typedef void (*ORVARUNEND)(void* pContext, int iStatus);

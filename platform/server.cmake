@@ -4,6 +4,7 @@ pkg_check_modules(MOUNT REQUIRED IMPORTED_TARGET mount)
 pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 add_library(orvaplatform_server OBJECT
+  event_log/caller.cpp
   event_log/event_file.cpp
   event_log/event_log.cpp
   event_log/journal.cpp

@@ -30,6 +30,18 @@ CREATE TABLE IF NOT EXISTS task (
   owner_name        TEXT,
   -- Bytes of output that a run may have; 0 means no limit, null the limit of the settings.
   output_limit      INTEGER CHECK (output_limit >= 0),
+  -- How a run is launched: its working directory, priorities, bytes of memory (0 means no limit), and variables, an object
+  -- of their names and values.
+  directory         TEXT    NOT NULL DEFAULT '/',
+  nice              INTEGER NOT NULL DEFAULT 0 CHECK (nice BETWEEN -20 AND 19),
+  io_class          TEXT    NOT NULL DEFAULT 'none',
+  memory_limit      INTEGER NOT NULL DEFAULT 0 CHECK (memory_limit >= 0),
+  environment       TEXT    NOT NULL DEFAULT '{}',
+  -- The task starts only when all tasks that it waits for have succeeded.
+  only_after_success INTEGER NOT NULL DEFAULT 0 CHECK (only_after_success IN (0, 1)),
+  -- How often a failed run is repeated, and after how many seconds.
+  retries           INTEGER NOT NULL DEFAULT 0 CHECK (retries >= 0),
+  retry_after       INTEGER NOT NULL DEFAULT 60 CHECK (retry_after >= 0),
   operation         TEXT    NOT NULL DEFAULT ''
 ) STRICT;
 
@@ -67,7 +79,10 @@ CREATE TABLE IF NOT EXISTS task_result (
   io_written      INTEGER,
   -- The task's owner when the run started. The task may have another one by now, and the id another user.
   owner           INTEGER,
-  owner_name      TEXT
+  owner_name      TEXT,
+  -- A repeated run: the number of the first one, and which try it is. Null for the first one.
+  retry_of        INTEGER,
+  attempt         INTEGER
 ) STRICT;
 
 -- The runs of a task by number; the one that a folder of output belongs to.

@@ -1,10 +1,10 @@
 #!/bin/sh
-# Computes a checksum of every archived log, and compares it with the previous list.
+# Computes a checksum of every archived list, and compares it with the previous list.
 set -eu
-cd "$HOME/log-archive"
-sha256sum -- *.gz >../log-archive.new
-if [ -f ../log-archive.sha256 ]; then
-  sha256sum --check --quiet ../log-archive.sha256
+cd "$HOME/package-lists"
+sha256sum -- *.gz >../package-lists.new
+if [ -f ../package-lists.sha256 ]; then
+  sha256sum --check --quiet ../package-lists.sha256
 fi
-mv ../log-archive.new ../log-archive.sha256
-cat ../log-archive.sha256
+mv ../package-lists.new ../package-lists.sha256
+cat ../package-lists.sha256

@@ -130,7 +130,6 @@ NextWord nextWord(const CLI::App& app, const std::vector<std::string>& vecWords)
   for (std::size_t i = 0; i + 1 < vecWords.size(); ++i) {
     walk.take(vecWords[i]);
   }
-  next.strCommand = walk.command().get_name();
   if (walk.pending() != nullptr) {
     addValues(*walk.pending(), next);
   } else if (!vecWords.back().empty() && vecWords.back().front() == '-') {

@@ -12,7 +12,6 @@
 struct NextWord {
   std::vector<std::string> vecWords;  ///< command words, options, or the values of a choice
   std::string strType;                ///< the type of a value, as help shows it: "TASK", "EVENT", "FILE" ...
-  std::string strCommand;             ///< the last word of the command
 };
 
 /// Follows the typed words through the definition of the command line.

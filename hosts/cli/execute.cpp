@@ -9,6 +9,7 @@
 #include "cli/terminal/present.h"
 #include "cli/terminal/progress_view.h"
 #include "cli/terminal/say.h"
+#include "common/answers/reason_text.h"
 #include "common/answers/run_answers.h"
 #include "common/executions/execution_plan.h"
 #include "common/executions/progress.h"
@@ -77,19 +78,57 @@ private:
 
 using LeftOutTasks = std::vector<Host::LeftOut>;
 
+using Missing = std::vector<std::pair<std::string, std::string>>;
+
+/// The tasks that were not started, and why in few words, as far as that is known.
+Missing missingTasks(const Host::Progress& progress, const LeftOutTasks& vecLeftOut) {
+  Missing vecMissing;
+  for (const Host::LeftOut& task : vecLeftOut) {
+    vecMissing.emplace_back(task.strTask,
+                            task.vecReasons.empty() ? std::string() : Host::reasonWord(task.vecReasons.front()));
+  }
+  for (const std::string& strTask : progress.notStarted()) {
+    if (std::none_of(vecMissing.begin(), vecMissing.end(), [&](const auto& task) { return task.first == strTask; })) {
+      vecMissing.emplace_back(strTask, "");
+    }
+  }
+  return vecMissing;
+}
+
+std::string missingText(const Missing& vecMissing) {
+  constexpr std::size_t MAX_NAMES = 5;
+  std::vector<std::string> vecTexts;
+  for (const auto& [strTask, strWord] : vecMissing) {
+    if (vecTexts.size() == MAX_NAMES) {
+      vecTexts.push_back(fmt::format("{} more", vecMissing.size() - MAX_NAMES));
+      break;
+    }
+    vecTexts.push_back(strWord.empty() ? strTask : fmt::format("{}: {}", strTask, strWord));
+  }
+  return vecMissing.empty() ? std::string()
+                            : fmt::format(", {} not started ({})", vecMissing.size(), fmt::join(vecTexts, "; "));
+}
+
+/// The counts, and for each task that did not end well the command that tells why.
 void printSummary(const Host::ExecutionRequest& request, const Host::Progress& progress,
                   const LeftOutTasks& vecLeftOut) {
   const std::vector<Json::Value> vecFailed = progress.failedRuns();
-  const std::vector<std::string> vecNotStarted = progress.notStarted();
-  say("{} {}: {}, {} ok, {} failed", request.kind(), request.strName, countText(progress.runs().size(), "run"),
-      progress.runs().size() - vecFailed.size(), vecFailed.size());
-  say("{}\n", vecNotStarted.empty() ? "" : fmt::format("; not started: {}", fmt::join(vecNotStarted, ", ")));
+  const Missing vecMissing = missingTasks(progress, vecLeftOut);
+  const std::size_t cRepeated = progress.repeatedRuns();
+  say("{} {}: {}, {} ok, {} failed{}{}\n", request.kind(), request.strName, countText(progress.runs().size(), "run"),
+      progress.runs().size() - cRepeated - vecFailed.size(), vecFailed.size(),
+      cRepeated == 0 ? "" : fmt::format(", {} repeated", cRepeated), missingText(vecMissing));
   for (const Json::Value& jRun : vecFailed) {
     say("  {}: {}    eorva runs output {}\n", textOf(jRun, "task_name"), Host::outcomeOf(jRun).strText,
         intOf(jRun, "result_id"));
   }
   for (const Host::LeftOut& task : vecLeftOut) {
     printReasons(task.strTask, task.strTask, task.vecReasons);
+  }
+  for (const auto& [strTask, strWord] : vecMissing) {
+    if (strWord.empty()) {
+      say("  {}: not started    eorva explain {}\n", strTask, Host::shellWord(strTask));
+    }
   }
 }
 
@@ -134,8 +173,8 @@ void tellEnd(const Host::ExecutionRequest& request, Host::ExecutionEnd end) {
     printNote(
         fmt::format("the execution of the {} \"{}\" was ended, with all its runs", request.kind(), request.strName));
   } else if (end == Host::ExecutionEnd::BUDGET) {
-    printNote(fmt::format("the {1} \"{2}\" took longer than {0}; its runs were ended", Host::durationText(request.budget.count()),
-                          request.kind(), request.strName));
+    printNote(fmt::format("the {1} \"{2}\" took longer than {0}; its runs were ended",
+                          Host::durationText(request.budget.count()), request.kind(), request.strName));
   }
 }
 

@@ -23,25 +23,29 @@
 #include "common/support/standard_descriptors.h"
 #include "common/text/terminal_text.h"
 #include "context.h"
+#include "help_format.h"
+#include "start_screen.h"
 #include "usage.h"
 
 namespace {
 
 constexpr char EXAMPLES[] =
     "Examples:\n"
-    "  eorva init --output-path logs             create the store; keep output on the share \"logs\"\n"
     "  eorva task add disk-usage --event bootup --owner alice --script disk-usage.sh\n"
     "  eorva fire bootup                         run the tasks of an event\n"
     "  eorva runs list                           what ran, and how it ended\n"
+    "  eorva explain disk-usage                  why a task ran or did not run\n"
+    "  eorva check                               check the installation\n"
     "\n"
     "Exit status: 0 success, 1 failure, 2 wrong usage; fire and run: 3 if the exit status of a task was not 0.\n";
 
 void buildCommandLine(CLI::App& app, Context& context) {
   app.name("eorva");
   app.footer(EXAMPLES);
+  app.formatter(std::make_shared<HelpFormat>());
   app.set_version_flag("--version", "eorva " EORVA_VERSION);
-  app.add_flag("--log-stdout", blLogToStdout, "write log lines to standard output instead of the system log");
-  app.add_flag("--debug", blDebugOutput, "log each step of the library");
+  app.add_flag("--log-stdout", blLogToStdout, "write log lines to standard output")->group(FOR_DEVELOPERS);
+  app.add_flag("--debug", blDebugOutput, "log each step of the library")->group(FOR_DEVELOPERS);
   app.add_option("--color", context.strColor, "use colours: auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->type_name("WHEN");
@@ -117,6 +121,9 @@ void settleInterrupted() {
 }
 
 int runCommandLine(int argc, char** argv) {
+  if (argc <= 1) {
+    return showStart();
+  }
   Context context;
   CLI::App app("Runs users' scripts when something happens on this server.");
   try {

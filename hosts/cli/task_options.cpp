@@ -9,6 +9,7 @@
 #include "common/tasks/task_members.h"
 #include "common/tasks/task_request.h"
 #include "common/text/number_spec.h"
+#include "help_format.h"
 #include "input.h"
 #include "usage.h"
 
@@ -48,46 +49,49 @@ void addEventAndOwner(CLI::App* pCommand, TaskOptions& options) {
   pCommand->add_option("--event", options.strEvent, "event that starts the task")->type_name("EVENT");
   pCommand->add_flag("--any-event", options.blAnyEvent, "allow an unknown event");
   pCommand->add_option("--owner", options.strOwner, "user who runs the script; a name or user id")->type_name("USER");
-  pCommand->add_option("--script", options.strScript, "script; - reads standard input")->type_name("FILE");
-  CLI::Option* pAfter = pCommand->add_option("--after", options.vecWaitsFor, "task to wait for; can be repeated")
-                            ->type_name("TASK")
-                            ->expected(1)
-                            ->take_all()
-                            ->allow_extra_args(false);
-  pCommand->add_flag("--no-after", options.blNoAfter, "remove all dependencies")->excludes(pAfter);
+  pCommand->add_option("--script", options.strScript, "script; - is standard input")->type_name("FILE");
+  CLI::Option* pAfter =
+      pCommand->add_option("--after", options.vecWaitsFor, "task to wait for; can be repeated; or --no-after")
+          ->type_name("TASK")
+          ->expected(1)
+          ->take_all()
+          ->allow_extra_args(false);
+  foldAway(pCommand->add_flag("--no-after", options.blNoAfter, "remove all dependencies")->excludes(pAfter));
 }
 
 void addSwitches(CLI::App* pCommand, TaskOptions& options) {
-  CLI::Option* pOn = pCommand->add_flag("--enabled", options.blEnabled, "the event starts the task (default)");
-  pCommand->add_flag("--disabled", options.blDisabled, "the event does not start the task")->excludes(pOn);
-  pOn = pCommand->add_flag("--parallel", options.blParallel, "several runs at the same time");
-  pCommand->add_flag("--no-parallel", options.blNoParallel, "one run at a time (default)")->excludes(pOn);
-  pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time; 0 for no limit (default)")
+  CLI::Option* pOn =
+      pCommand->add_flag("--enabled", options.blEnabled, "the event starts the task (default); or --disabled");
+  foldAway(pCommand->add_flag("--disabled", options.blDisabled, "the event does not start the task")->excludes(pOn));
+  pOn = pCommand->add_flag("--parallel", options.blParallel, "several runs at once; or --no-parallel (default)");
+  foldAway(pCommand->add_flag("--no-parallel", options.blNoParallel, "one run at a time (default)")->excludes(pOn));
+  pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time, as in 1h; 0: no limit")
       ->type_name("DURATION")
       ->transform(durationWithin(0, std::numeric_limits<long long>::max()));
-  pCommand
-      ->add_option("--output-limit", options.strOutputLimit,
-                   "cut the output of a run at this size, as in 500M; 0 for no limit; default for the setting")
+  pCommand->add_option("--output-limit", options.strOutputLimit, "cut output at this size: 500M, 0 (none) or default")
       ->type_name("SIZE");
-  pCommand->add_option("--description", options.strDescription, "description, one line")->type_name("TEXT");
+  pCommand->add_option("--description", options.strDescription, "one line that describes the task")->type_name("TEXT");
 }
 
 void addMail(CLI::App* pCommand, TaskOptions& options) {
-  CLI::Option* pOn = pCommand->add_option("--mail", options.strMail, "send mail to these addresses when a run ends")
-                         ->type_name("ADDRESS,...");
-  pCommand->add_flag("--no-mail", options.blNoMail, "send no mail (default)")->excludes(pOn);
-  pOn = pCommand->add_flag("--mail-if-error", options.blMailIfError, "send mail only when a run failed");
-  pCommand->add_flag("--mail-always", options.blMailAlways, "send mail after every run (default)")->excludes(pOn);
+  CLI::Option* pOn =
+      pCommand->add_option("--mail", options.strMail, "send mail when a run ends; or --no-mail (default)")
+          ->type_name("ADDRESS,...");
+  foldAway(pCommand->add_flag("--no-mail", options.blNoMail, "send no mail (default)")->excludes(pOn));
+  pOn = pCommand->add_flag("--mail-if-error", options.blMailIfError, "only when it failed; or --mail-always (default)");
+  foldAway(
+      pCommand->add_flag("--mail-always", options.blMailAlways, "send mail after every run (default)")->excludes(pOn));
 }
 
 }  // namespace
 
 CLI::Option* addTaskOptions(CLI::App* pCommand, TaskOptions& options) {
   CLI::Option* pRecord =
-      pCommand->add_option("--record", options.strRecord, "all members as a JSON object; - reads standard input")
+      pCommand->add_option("--record", options.strRecord, "a complete record as JSON; - is standard input")
           ->type_name("FILE");
   addEventAndOwner(pCommand, options);
   addSwitches(pCommand, options);
+  addLaunchOptions(pCommand, options.launch);
   addMail(pCommand, options);
   for (CLI::Option* pOption : pCommand->get_options()) {
     const std::vector<std::string>& vecNames = pOption->get_lnames();
@@ -104,7 +108,7 @@ bool setsMember(const TaskOptions& options) {
          options.strMail || options.strDescription || options.iTimeLimit || options.strOutputLimit ||
          !options.vecWaitsFor.empty() || options.blNoAfter || options.blEnabled || options.blDisabled ||
          options.blParallel || options.blNoParallel || options.blNoMail || options.blMailIfError ||
-         options.blMailAlways;
+         options.blMailAlways || options.launch.areSet();
 }
 
 void setMembers(const TaskOptions& options, Json::Value& jTask) {
@@ -134,6 +138,7 @@ void setMembers(const TaskOptions& options, Json::Value& jTask) {
   if (options.strOutputLimit) {
     jTask["output_limit"] = outputLimitFrom(*options.strOutputLimit);
   }
+  options.launch.setMembers(jTask);
   if (options.strMail) {
     jTask["notify_mail"] = Host::withoutBlanks(*options.strMail);
   }

@@ -10,6 +10,7 @@
 
 #include "common/tasks/task_rules.h"
 #include "context.h"
+#include "launch_options.h"
 
 /// The typed options.
 struct TaskOptions {
@@ -22,6 +23,7 @@ struct TaskOptions {
   std::optional<std::string> strDescription;
   std::optional<Json::Int64> iTimeLimit;
   std::vector<std::string> vecWaitsFor;
+  LaunchOptions launch;
   bool blAnyEvent = false;
   bool blNoAfter = false;
   bool blEnabled = false;

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "command_line.h"
+#include "common/server/users.h"
+#include "common/support/failure.h"
 #include "common/text/duration.h"
 #include "common/text/suggestion.h"
 
@@ -130,4 +132,12 @@ CLI::Validator durationWithin(long long iMin, long long iMax) {
     return std::string();
   };
   return CLI::Validator(read, "", "duration");
+}
+
+std::optional<uid_t> userFrom(const std::string& strUser) {
+  const std::optional<uid_t> uid = Host::findUser(strUser);
+  if (!uid && !strUser.empty()) {
+    throw Host::Failure(fmt::format("there is no user \"{}\"", strUser));
+  }
+  return uid;
 }

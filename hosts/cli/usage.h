@@ -3,7 +3,9 @@
 
 #pragma once
 
+#include <optional>
 #include <string>
+#include <sys/types.h>
 
 #include "context.h"
 
@@ -16,6 +18,9 @@ std::string typedCommand(const CLI::App& app);
 /// Checks that a value is a whole number within limits.
 /// \param iMax  0 or less: no upper limit.
 CLI::Validator wholeNumber(long long iMin, long long iMax = 0);
+
+/// The user whom --owner names; nothing for an empty name. \throw Host::Failure when there is no such user.
+std::optional<uid_t> userFrom(const std::string& strUser);
 
 /// Reads a duration; the option gets it in seconds.
 CLI::Validator durationWithin(long long iMin, long long iMax);

@@ -22,7 +22,7 @@ constexpr off_t CB_FILE_MAX = 5 * 1000 * 1000;
 constexpr int N_KEPT = 5;
 constexpr int N_OPEN_TRIES = 10;
 
-std::string eventLine(int iLevel, unsigned int uCode, const EventArguments& arguments) {
+std::string eventLine(int iLevel, unsigned int uCode, const EventArguments& arguments, const std::string& strBy) {
   Json::Value jEvent(Json::objectValue);
   jEvent["time"] = static_cast<Json::Int64>(std::time(nullptr));
   jEvent["level"] = iLevel;
@@ -33,6 +33,9 @@ std::string eventLine(int iLevel, unsigned int uCode, const EventArguments& argu
     if (!strArgument.empty()) {
       jArguments.append(repairedUtf8(strArgument));
     }
+  }
+  if (!strBy.empty()) {
+    jEvent["by"] = repairedUtf8(strBy);
   }
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
@@ -73,11 +76,11 @@ UniqueFd openForLine(std::size_t cbLine, off_t& cbFile) {
 
 }  // namespace
 
-int appendToEventFile(int iLevel, unsigned int uCode, const EventArguments& arguments) {
+int appendToEventFile(int iLevel, unsigned int uCode, const EventArguments& arguments, const std::string& strBy) {
   if (!makeOwnFolder(FOLDER_PATH, 0755)) {
     return errno;
   }
-  const std::string strLine = eventLine(iLevel, uCode, arguments);
+  const std::string strLine = eventLine(iLevel, uCode, arguments, strBy);
   off_t cbFile = 0;
   const UniqueFd fd = openForLine(strLine.size(), cbFile);
   if (!fd) {

@@ -12,7 +12,8 @@
 namespace orva {
 
 /// Appends an event.
+/// \param strBy  who caused it, the member "by"; left out when it is empty.
 /// \return 0, or an errno value.
-int appendToEventFile(int iLevel, unsigned int uCode, const EventArguments& arguments);
+int appendToEventFile(int iLevel, unsigned int uCode, const EventArguments& arguments, const std::string& strBy);
 
 }  // namespace orva

@@ -5,6 +5,7 @@
 
 #include "orva_platform.h"
 
+#include "event_log/caller.h"
 #include "event_log/event_file.h"
 #include "event_log/journal.h"
 #include "support/boundary.h"
@@ -29,9 +30,10 @@ int logEvent(int iType, int iLevel, unsigned int uCode, const orva::EventArgumen
   if (iType != EVENT_TYPE || iLevel < 1 || iLevel > 3) {
     FAIL_WITH(EINVAL);
   }
+  const std::string strBy = orva::callerName();
   orva::writeSystemLog(priorityOf(iLevel), uCode, arguments,
-                       orva::eventText(orva::loadLogCatalogue(), uCode, arguments));
-  const int iError = orva::appendToEventFile(iLevel, uCode, arguments);
+                       orva::eventText(orva::loadLogCatalogue(), uCode, arguments, strBy));
+  const int iError = orva::appendToEventFile(iLevel, uCode, arguments, strBy);
   // A child that already runs as its task's owner has no access. The event is still in the system log.
   if (iError != 0 && iError != EACCES && iError != EPERM) {
     logError("cannot append event %s to the event file: %s", orva::eventCodeText(uCode).c_str(), strerror(iError));

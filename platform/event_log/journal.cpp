@@ -42,6 +42,9 @@ void writeSystemLog(int iPriority, unsigned int uCode, const EventArguments& arg
       vecField.push_back("ORVA_EVENT_ARG" + std::to_string(i + 1) + "=" + arguments.at(i));
     }
   }
+  for (const auto& [strField, strValue] : text.mapFields) {
+    vecField.push_back(strField + "=" + strValue);
+  }
   if (!sendToJournal(vecField)) {
     syslog(iPriority, "%s: %s [%s]", IDENTIFIER, strText.c_str(), eventCodeText(uCode).c_str());
   }

@@ -50,6 +50,22 @@ std::string plainEventText(unsigned int uCode, const EventArguments& arguments) 
   return strText;
 }
 
+std::map<std::string, std::string> fieldsOf(const Json::Value& jEvent, const EventArguments& arguments,
+                                            const std::string& strBy) {
+  std::map<std::string, std::string> mapFields;
+  const Json::Value jNames = jEvent.isObject() && jEvent["fields"].isObject() ? jEvent["fields"] : Json::Value();
+  const auto add = [&](const std::string& strKey, const std::string& strValue) {
+    if (const std::string strField = textMember(jNames, strKey.c_str()); !strField.empty() && !strValue.empty()) {
+      mapFields[strField] = strValue;
+    }
+  };
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    add(std::to_string(i + 1), arguments.at(i));
+  }
+  add("by", strBy);
+  return mapFields;
+}
+
 }  // namespace
 
 std::string eventCodeText(unsigned int uCode) {
@@ -64,7 +80,8 @@ Json::Value loadLogCatalogue() {
   return jCatalogue;
 }
 
-EventText eventText(const Json::Value& jCatalogue, unsigned int uCode, const EventArguments& arguments) {
+EventText eventText(const Json::Value& jCatalogue, unsigned int uCode, const EventArguments& arguments,
+                    const std::string& strBy) {
   const Json::Value& jEvent = jCatalogue[eventCodeText(uCode)];
   const std::string strText = textMember(jEvent, "enu");
   if (strText.empty()) {
@@ -74,7 +91,7 @@ EventText eventText(const Json::Value& jCatalogue, unsigned int uCode, const Eve
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     mapValue[fmt::format("%{}", i + 1)] = arguments.at(i);
   }
-  return {filled(strText, mapValue, CB_TEXT_MAX), textMember(jEvent, "message_id")};
+  return {filled(strText, mapValue, CB_TEXT_MAX), textMember(jEvent, "message_id"), fieldsOf(jEvent, arguments, strBy)};
 }
 
 }  // namespace orva

@@ -67,6 +67,19 @@ extern "C" int ORVAMailSendMessageWithoutBlock(const char* szTemplate, PKLIBCSZH
   return orva::guarded([&] { return sendMail(szTemplate, pValues, szTo); });
 }
 
+extern "C" void ORVAMailAddValue(const char* szKey, const char* szValue) {
+  orva::guarded([&] {
+    if (!szKey) {
+      orva::forgetMailValues();
+    } else if (!szValue) {
+      orva::forgetMailValue(szKey);
+    } else {
+      orva::addMailValue(szKey, szValue);
+    }
+    return 0;
+  });
+}
+
 extern "C" int ORVAMailIsAddress(const char* szTo) {
   return szTo && orva::isMailAddress(szTo) ? 1 : 0;
 }

@@ -1,5 +1,7 @@
 #include "mail/server_values.h"
 
+#include <fmt/format.h>
+
 #include "settings/server_settings.h"
 #include "texts/server_text.h"
 
@@ -7,6 +9,17 @@ namespace orva {
 namespace {
 
 constexpr const char* SECTION = "schedule";
+constexpr const char* UNKNOWN = "-";
+
+PlaceholderValues& addedValues() {
+  static PlaceholderValues mapAdded;
+  return mapAdded;
+}
+
+std::string valueOf(const PlaceholderValues& mapValue, const char* szKey) {
+  const auto it = mapValue.find(szKey);
+  return it == mapValue.end() ? std::string() : it->second;
+}
 
 // The number alone is not enough: 0 can also be the number of a stop signal, and then the text tells it.
 bool endedWell(const std::string& strExitCode) {
@@ -14,18 +27,39 @@ bool endedWell(const std::string& strExitCode) {
   return blZero && strExitCode != "0 (" + serverText(SECTION, "by_signal").value_or("") + ")";
 }
 
-std::string resultOf(const std::string& strExitCode) {
-  return endedWell(strExitCode) ? serverText(SECTION, "ended_well").value_or("ended well")
-                                : serverText(SECTION, "failed").value_or("failed");
+// "failed: exit 4". What the host tells is more precise than the exit code of the library.
+std::string resultOf(const PlaceholderValues& mapValue) {
+  const std::string strEnd = valueOf(mapValue, "%END%");
+  const std::string strExitCode = valueOf(mapValue, "%EXIT_CODE%");
+  const bool blWell = strEnd.empty() ? endedWell(strExitCode) : valueOf(mapValue, "%ENDED_WELL%") == "1";
+  if (blWell) {
+    return serverText(SECTION, "ended_well").value_or("ended");
+  }
+  return fmt::format("{}: {}", serverText(SECTION, "failed").value_or("failed"), strEnd.empty() ? strExitCode : strEnd);
 }
 
 }  // namespace
 
+void addMailValue(const std::string& strKey, const std::string& strValue) {
+  addedValues()[strKey] = strValue;
+}
+
+void forgetMailValue(const std::string& strKey) {
+  addedValues().erase(strKey);
+}
+
+void forgetMailValues() {
+  addedValues().clear();
+}
+
 PlaceholderValues withServerValues(PlaceholderValues mapValue) {
+  mapValue.insert(addedValues().begin(), addedValues().end());
   mapValue.try_emplace("%HOST%", serverHostName());
-  const auto itExitCode = mapValue.find("%EXIT_CODE%");
-  if (itExitCode != mapValue.end()) {
-    mapValue.try_emplace("%RESULT%", resultOf(itExitCode->second));
+  if (mapValue.contains("%EXIT_CODE%")) {
+    mapValue.try_emplace("%RESULT%", resultOf(mapValue));
+    for (const char* szKey : {"%OWNER%", "%EVENT%", "%RUN%", "%DURATION%"}) {
+      mapValue.try_emplace(szKey, UNKNOWN);
+    }
   }
   return mapValue;
 }

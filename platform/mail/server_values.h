@@ -1,5 +1,5 @@
 /// \file server_values.h
-/// The placeholders that the platform fills itself.
+/// What the platform knows for every mail.
 
 #pragma once
 
@@ -7,8 +7,13 @@
 
 namespace orva {
 
-/// Adds the values that the caller has not given: `%HOST%`, the server's name; and, if there is an `%EXIT_CODE%`,
-/// `%RESULT%`, which tells in the server's language whether a task ended well.
+/// Keeps a value for the mails of this process; see ORVAMailAddValue().
+void addMailValue(const std::string& strKey, const std::string& strValue);
+void forgetMailValue(const std::string& strKey);
+void forgetMailValues();
+
+/// Adds to the values of a mail: those that a host has set, %HOST%, %RESULT%, and texts for what is not known. A value
+/// of the mail itself stays.
 PlaceholderValues withServerValues(PlaceholderValues mapValue);
 
 }  // namespace orva

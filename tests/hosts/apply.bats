@@ -17,8 +17,8 @@ teardown() {
 fill() {
   printf '#!/bin/sh\necho "one: #1"\n\n\tindented \\ with a tab\n' | eorva task add one --event bootup --owner alice --script - \
     --description 'what: "it" is' --time-limit 60 --mail root,ops@example.org --mail-if-error >/dev/null
-  printf 'echo two' | eorva task add 'zwei drei' --event bootup --owner bob --script - --after one --disabled --parallel >/dev/null
-  printf '  begins with blanks\nends with several\n\n\n' | eorva task add 123 --event bootup --owner 0 --script - --after one --after 'zwei drei' >/dev/null
+  add_task zwei_drei bootup bob 'echo two' --after one --disabled --parallel
+  printf '  begins with blanks\nends with several\n\n\n' | eorva task add 123 --event bootup --owner 0 --script - --after one --after zwei_drei >/dev/null
   printf 'bell \a escape \033[1m trailing  \nü\r\n' | eorva task add true --event shutdown --owner alice --script - >/dev/null 2>&1
   printf 'latin \374\n' | eorva task add latin --event shutdown --owner alice --script - >/dev/null 2>&1
   printf '\n' | eorva task add blank --event shutdown --owner alice --script - >/dev/null 2>&1
@@ -150,7 +150,7 @@ sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
   complains "to confirm, add --yes"
   same "unchanged" 7 "$(eorva config get retention_runs)"
   run -0 eorva apply there.yaml --yes
-  same "changed" "echo zwei" "$(eorva task show 'zwei drei' --json | jq -r .operation)"
+  same "changed" "echo zwei" "$(eorva task show 'zwei_drei' --json | jq -r .operation)"
   same "setting" 9 "$(eorva config get retention_runs)"
   run -0 eorva apply there.yaml --dry-run
 }
@@ -275,7 +275,7 @@ END
   says "0 created, 1 changed, 0 deleted"
   same "tasks" 6 "$(eorva task list --json | jq length)"
   run -0 eorva apply one.yaml --yes --prune --json
-  same "deleted" '["123","blank","latin","true","zwei drei"]' "$(jq -c .deleted <<<"$output")"
+  same "deleted" '["123","blank","latin","true","zwei_drei"]' "$(jq -c .deleted <<<"$output")"
   same "tasks then" '["one"]' "$(eorva task list --json | jq -c 'map(.task_name)')"
   same "history" 1 "$(eorva runs list --json | jq length)"
 }
@@ -289,7 +289,7 @@ END
   run -1 --separate-stderr bash -c 'head -n -1 before.yaml | eorva apply - --yes --prune'
   complains "- is not applied:"
   complains "line $count: the document ends without the line \"...\""
-  run -1 --separate-stderr bash -c 'sed "/^  zwei drei:/,\$d" before.yaml | eorva apply - --yes --prune'
+  run -1 --separate-stderr bash -c 'sed "/^  zwei_drei:/,\$d" before.yaml | eorva apply - --yes --prune'
   complains 'without the line "..."'
   run -1 --separate-stderr bash -c 'sed "/^tasks:/,\$d" before.yaml | eorva apply - --yes --prune'
   complains 'without the line "..."'
@@ -316,7 +316,7 @@ END
   fill
   printf 'version: 1\ntasks:\n  one:\n    event: shutdown\n    owner: alice\n    script: exit 0\n...\n' >one.yaml
   run -1 --separate-stderr eorva apply one.yaml --yes
-  complains '"zwei drei"'
+  complains '"zwei_drei"'
   printf 'version: 1\ntasks:\n  123:\n    event: bootup\n    owner: alice\n    waits_for: [one]\n    script: exit 0\n...\n' >one.yaml
   run -1 --separate-stderr eorva apply one.yaml --yes --prune
   complains 'there is no task "one"'

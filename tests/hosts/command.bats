@@ -21,9 +21,8 @@ setup() { fresh_store; }
 }
 
 @test "wrong usage exits with 2 and names the wrong word" {
-  run -2 --separate-stderr eorva
-  same "standard output" "" "$output"
   run -2 --separate-stderr eorva nonsense
+  same "standard output" "" "$output"
   complains "nonsense"
   run -2 --separate-stderr eorva task list --frobnicate
   complains "--frobnicate"

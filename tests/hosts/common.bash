@@ -21,6 +21,12 @@ add_task() {
   printf '%s\n' "$script" | eorva task add "$name" --event "$event" --any-event --owner "$owner" --script - "$@" >/dev/null
 }
 
+# add_old_task NAME ...: like add_task, with a name that a new task cannot have.
+add_old_task() {
+  add_task name-to-change "${@:2}"
+  sqlite3 "$DATABASE" "pragma foreign_keys = on; update task set task_name = '$1' where task_name = 'name-to-change'"
+}
+
 # run_of TASK: the number of the task's newest run.
 run_of() { eorva runs list --task "$1" --limit 1 --json | jq '.[0].result_id'; }
 

@@ -25,7 +25,7 @@ values() {
 
 @test "the words are printed one a line" {
   add_task first bootup alice 'exit 0'
-  add_task 'two words' my-event alice 'exit 0'
+  add_old_task 'two words' my-event alice 'exit 0'
   eorva run first >/dev/null
   eorva run first >/dev/null
   same "tasks" $'first\ntwo words' "$(values task show)"
@@ -34,6 +34,8 @@ values() {
   [[ $'\n'$(values runs list --owner)$'\n' == *$'\nroot\n'*$'\nalice\n'* ]]
   [[ $'\n'$(values runs list --owner)$'\n' != *$'\ndaemon\n'* ]]
   same "shares" scheduler "$(values config set --output-path)"
+  same "I/O classes" $'none\nidle\nbest-effort\nrealtime' "$(values task edit first --io-class)"
+  same "folders" :files "$(values task edit first --directory)"
   run -2 eorva complete nonsense
   run -2 eorva complete tasks
 }
@@ -75,8 +77,8 @@ values() {
 }
 
 @test "names with spaces are put in quotes, and read with them" {
-  add_task 'two words' bootup alice 'exit 0'
-  add_task "two more" bootup alice 'exit 0'
+  add_old_task 'two words' bootup alice 'exit 0'
+  add_old_task "two more" bootup alice 'exit 0'
   same "as one word" 'two\ more|two\ words' "$(completes task show two)"
   same "begun with a backslash" 'two\ words' "$(completes task show 'two\ w')"
   same "begun with a quote" "two words" "$(completes task show "'two w")"
@@ -124,7 +126,7 @@ values() {
   eorva run quick >/dev/null
   eorva run slow --detach >/dev/null
   wait_until runs_are 2
-  same "runs to stop" 2 "$(completes stop '')"
+  same "runs and tasks to stop" "2|slow" "$(completes stop '')"
   same "settings" "retention_runs" "$(completes config get retention_r)"
   same "settings to change" "stop_grace=" "$(completes config set sto)"
   same "a variable" "" "$(completes fire bootup --env sto)"

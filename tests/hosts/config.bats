@@ -100,8 +100,8 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 }
 
 @test "a setting that is not set has its default" {
-  same "of all" "scheduler yes 100 20 10G 5m 10s 4096 no" "$(for key in output_path enable_output retention_runs retention_failed_runs \
-    retention_output_size shutdown_budget stop_grace max_processes shared_script; do eorva config get $key; done | paste -sd ' ')"
+  same "of all" "scheduler yes 100 20 10G 5m 10s 4096 no no" "$(for key in output_path enable_output retention_runs retention_failed_runs \
+    retention_output_size shutdown_budget stop_grace max_processes shared_script unit_fails; do eorva config get $key; done | paste -sd ' ')"
   rm /etc/eorva.conf
   same "without a file" 100 "$(eorva config get retention_runs)"
 }
@@ -111,7 +111,7 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   while read -r line; do
     same "${line%%=*}" "${line#*=}" "$(eorva config get "${line%%=*}")"
   done < <(sed -n 's/^#\([a-z_]*=\)/\1/p' /etc/eorva.conf)
-  same "keys" 8 "$(grep -c '^#[a-z_]*=' /etc/eorva.conf)"
+  same "keys" 9 "$(grep -c '^#[a-z_]*=' /etc/eorva.conf)"
 }
 
 @test "settings are read from the file, and the last line of a key wins" {

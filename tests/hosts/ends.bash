@@ -19,7 +19,7 @@ shown_as() {
   same "runs show --json" "[\"failed\",\"$text\",$recorded]" \
     "$(eorva runs show "$number" --json | jq -c '[.outcome, .outcome_text, .ended_by]')"
   run -0 --separate-stderr eorva runs list --task "$task" --limit 1
-  [[ ${lines[-1]} == *"  $text" || ${lines[-1]} == *" s $text" ]] || same "runs list" "... $text" "${lines[-1]}"
+  [[ ${lines[-1]} == *"  $text" || ${lines[-1]} == *[smhd]" $text" ]] || same "runs list" "... $text" "${lines[-1]}"
   run -0 eorva runs show "$number"
   says "how it ended:  $explanation"
   run -0 eorva task show "$task"

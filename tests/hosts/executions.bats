@@ -106,6 +106,19 @@ setup() { fresh_store; }
   says "task bad: 1 run, 0 ok, 1 failed"
 }
 
+@test "the summary tells what failed and what was not started, and how to see why" {
+  add_task good bootup alice 'exit 0'
+  add_task bad bootup alice 'exit 4'
+  add_task hang bootup alice 'exit 0' --disabled
+  run -3 eorva fire bootup
+  says $'\nevent bootup: 2 runs, 1 ok, 1 failed, 1 not started (hang: disabled)\n  bad: exit 4    eorva runs output '
+  says $'\n  hang was disabled\n      eorva task enable hang'
+  local i
+  for i in 1 2 3 4 5 6; do add_task "off-$i" bootup alice 'exit 0' --disabled; done
+  run -3 eorva fire bootup
+  says "7 not started (hang: disabled; off-1: disabled; off-2: disabled; off-3: disabled; off-4: disabled; 2 more)"
+}
+
 @test "a second run is refused while the first is running, unless the task allows it" {
   add_task single bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done'
   add_task several bootup alice 'while [ ! -e /tmp/go ]; do sleep 0.1; done' --parallel
@@ -128,7 +141,7 @@ setup() { fresh_store; }
   eorva run single >/dev/null 3>&- &
   wait_until runs_are 1
   run -3 eorva fire bootup
-  says "event bootup: 0 runs, 0 ok, 0 failed; not started: single, after"
+  says "event bootup: 0 runs, 0 ok, 0 failed, 2 not started (after: waited for single; single: already running)"
   touch /tmp/go
   wait
 }
@@ -235,7 +248,7 @@ os.execvp(sys.argv[1], sys.argv[1:])' "$@"
   add_task behind bootup alice 'exit 0' --after off
   add_task on bootup alice 'exit 0'
   run -0 eorva fire bootup
-  says "event bootup: 1 run, 1 ok, 0 failed
+  says "event bootup: 1 run, 1 ok, 0 failed, 2 not started (behind: waits for off, disabled; off: disabled)
   behind waited for \"off\", which was disabled
       eorva task enable off
   off was disabled

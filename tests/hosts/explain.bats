@@ -120,7 +120,7 @@ why() { explained "$1" '[.verdict, (.reasons | map(.code)), .remembered]'; }
   eorva fire ev >/dev/null 3>&- &
   wait_until runs_are 1
   run -3 eorva fire ev
-  says 'not started: slow'
+  says 'not started (slow'
   same "why not" '["not_started",["refused"],true]' "$(why slow)"
   pkill -u alice sleep
   wait %1 || true

@@ -63,7 +63,7 @@ locks() {
   for i in {1..10}; do
     eorva fire bootup >"fired.$i" 3>&- &
   done
-  nine_over() { [[ $(cat fired.* | grep -c 'not started: single') == 9 ]]; }
+  nine_over() { [[ $(cat fired.* | grep -c 'not started (single') == 9 ]]; }
   wait_until nine_over
   same "runs" 1 "$(eorva runs list --json | jq length)"
   touch /tmp/go
@@ -135,7 +135,7 @@ go_on_together() {
 @test "of 4 executions that reach a task at the same moment, one starts it" {
   rm -f /tmp/go2
   go_on_together 4 'while [ ! -e /tmp/go2 ]; do sleep 0.1; done'
-  three_over() { [[ $(cat fired.* | grep -c 'not started: second') == 3 ]]; }
+  three_over() { [[ $(cat fired.* | grep -c 'not started (second') == 3 ]]; }
   wait_until three_over
   same "runs of second" 1 "$(eorva runs list --task second --json | jq length)"
   touch /tmp/go2

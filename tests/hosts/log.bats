@@ -23,6 +23,41 @@ setup() {
   complains "known: enu, fre, ger, jpn"
 }
 
+@test "changes, failed and stopped runs are logged, with the person who did it" {
+  export SUDO_USER=bob
+  add_task one bootup alice 'exit 4'
+  add_task slow bootup alice 'exec sleep 1000'
+  eorva task edit one --time-limit 1h --description text >/dev/null
+  eorva task disable slow >/dev/null
+  eorva task enable slow >/dev/null
+  eorva task edit slow --enabled >/dev/null
+  run -3 eorva run one
+  eorva run slow --detach >/dev/null
+  wait_until runs_are 2
+  eorva stop slow --grace 0 >/dev/null
+  echo retention_runs=1 >/etc/eorva.conf
+  run -3 eorva run one
+  eorva runs prune >/dev/null
+  rm /etc/eorva.conf
+  run -0 eorva log -n 0
+  says 'info     Task "one" was changed: description, time limit. (by bob)'
+  says 'info     Task "slow" was disabled. (by bob)'
+  says 'info     Task "slow" was enabled. (by bob)'
+  says 'warning  Run 1 of task "one" failed: exit 4.'
+  says 'warning  Run 2 of task "slow" failed: stopped.'
+  says 'info     Run 2 of task "slow" was stopped on request. (by bob)'
+  same "nothing was changed" 1 "$(grep -c 'was enabled' <<<"$output")"
+  run -0 eorva log -n 0 --json
+  same "arguments" '[["one","1","exit 4","on_demand"],["slow","2","stopped","on_demand"],["one","3","exit 4","on_demand"]]' \
+    "$(jq -c 'map(select(.code == "0x14400202").args)' <<<"$output")"
+  same "by" '"bob"' "$(jq -c 'map(select(.code == "0x14400203"))[0].by' <<<"$output")"
+  run -0 eorva log --language ger -n 0
+  says 'Lauf 1 der Aufgabe „one“ ist fehlgeschlagen: exit 4.'
+  SUDO_USER='nobody"such' eorva task edit one --time-limit 2h >/dev/null
+  run -0 eorva log -n 1
+  [[ $output != *such* ]]
+}
+
 @test "the default language is the server's" {
   cp /etc/orvainfo.conf orvainfo.conf
   sed -i 's/^maillang=.*/maillang=fre/' /etc/orvainfo.conf
@@ -36,7 +71,7 @@ setup() {
   add_task one bootup alice 'exit 0'
   run -0 eorva log --json
   same "event" '[{"args":["one"],"code":"0x14400004","level":1,"text":"Task \"one\" was created."}]' \
-    "$(jq -cS 'map(del(.time, .pid))' <<<"$output")"
+    "$(jq -cS 'map(del(.time, .pid, .by))' <<<"$output")"
   same "types" '["number","number"]' "$(jq -c '.[0] | [.time, .pid] | map(type)' <<<"$output")"
 }
 
@@ -99,4 +134,31 @@ setup() {
   says '"first" was created'
   run -1 --separate-stderr timeout 100 bash -c 'eorva log -f >/dev/full'
   complains "No space left on device"
+}
+
+@test "the mail about a run tells how it ended, and how to see more" {
+  [[ ! -e /usr/sbin/sendmail ]] || cp -a /usr/sbin/sendmail sendmail.kept
+  mkdir -m 1777 /tmp/mails
+  printf '#!/bin/sh\ncat >"/tmp/mails/$$"\n' >/tmp/mailer
+  chmod 755 /tmp/mailer
+  cp /etc/orvainfo.conf orvainfo.conf
+  printf 'mailprogram=/tmp/mailer\n' >>/etc/orvainfo.conf
+  add_task copy-b bootup alice 'echo "Subject: mine"; exit 128' --mail root
+  add_task good bootup bob 'exit 0' --mail root --after copy-b
+  run -3 eorva fire bootup
+  mails_are() { [[ $(find /tmp/mails -type f -size +0 | wc -l) == "$1" ]]; }
+  wait_until mails_are 2
+  cp orvainfo.conf /etc/orvainfo.conf
+  local host bad
+  host=$(hostname -s)
+  bad=$(grep -l "copy-b failed" /tmp/mails/*)
+  same "subjects" "Subject: [$host] copy-b failed: exit 128|Subject: [$host] good ended" \
+    "$(grep -h '^Subject: \[' /tmp/mails/* | sort | paste -sd '|')"
+  local line
+  for line in 'Server:   ' 'Task:     copy-b' 'Owner:    alice' 'Event:    bootup' "Run:      $(run_of copy-b)" 'Result:   failed: exit 128' \
+    "More:     eorva runs output $(run_of copy-b)" 'Subject: mine'; do
+    grep -q "^$line" "$bad" || { echo "missing: $line" >&2; cat "$bad" >&2; return 1; }
+  done
+  grep -q '^Duration: [0-9]*s' "$bad"
+  rm -r /tmp/mails
 }

@@ -107,7 +107,7 @@ ended() {
 
 @test "the graph is written for Graphviz" {
   add_task root bootup alice 'exit 0'
-  add_task 'two words' bootup bob 'exit 0' --after root --disabled
+  add_old_task 'two words' bootup bob 'exit 0' --after root --disabled
   run -0 eorva task graph bootup --format dot
   same "graph" 'digraph "bootup" {
   rankdir=LR;

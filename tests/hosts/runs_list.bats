@@ -37,6 +37,14 @@ numbers() { eorva runs list "$@" --json | jq -c '[.[].result_id]'; }
   same "shown" '["failed","failed","failed","ok"]' "$(eorva runs list --json | jq -c '[.[].outcome]')"
 }
 
+@test "interrupted runs can be listed alone" {
+  local end='stop_time = start_time + 1, ended_by = null, shell_status = null'
+  sqlite3 "$DATABASE" "update task_result set $end, exit_info = '{\"exit_type\": \"interrupted\"}' where result_id in (2, 3);
+    update task_result set ended_by = 'stopped' where result_id = 3; update task_result set $end, exit_info = 'x' where result_id = 4"
+  same "interrupted" '[2]' "$(numbers --outcome interrupted)"
+  same "shown" "interrupted" "$(eorva runs list --outcome interrupted | sed -n '2s/.* //p')"
+}
+
 @test "an open run is listed as running" {
   add_task slow bootup alice 'echo $$ >/tmp/pid; read -r line </tmp/go'
   mkfifo /tmp/go

@@ -170,6 +170,19 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   complains "the script of run 1: it is larger"
 }
 
+@test "two outputs are compared with diff" {
+  add_task it bootup alice 'echo same; echo "$WORD"'
+  run -0 eorva run it --env WORD=first
+  run -0 eorva run it --env WORD=second
+  run -3 eorva runs diff --output 1 2
+  same "difference" "--- run 1 of it|+++ run 2 of it|@@ -1,2 +1,2 @@| same|-first|+second" "$(paste -sd '|' <<<"$output")"
+  run -0 eorva runs diff 1 2
+  same "for programs" '["output.log",false]' "$(eorva runs diff 1 2 --output --json | jq -c '[.file, .same]')"
+  head -c 17M /dev/zero >"$KEPT/it/$(field 2 start_time)/output.log"
+  run -1 --separate-stderr eorva runs diff --output 1 2
+  complains "the output of run 2"
+}
+
 @test "two scripts are compared with diff" {
   add_task one bootup alice "$(printf 'echo same\necho first')"
   eorva run one >/dev/null

@@ -150,6 +150,50 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   same "outcome" '"ok"' "$(field 1 outcome)"
 }
 
+@test "a run can be stopped by the name of its task" {
+  add_task it bootup alice 'touch /tmp/go; sleep 300'
+  add_task other bootup alice 'exit 0'
+  chmod 1777 /tmp
+  start it
+  run -0 --separate-stderr eorva stop other
+  complains 'task "other" is not running'
+  run -1 --separate-stderr eorva stop othr
+  complains 'there is no task "othr"'
+  run -0 eorva stop it --grace 0
+  says "run 1 of it: stopped"
+  wait "$display" || true
+}
+
+@test "a number is always that of a run; --task names a task that is a number" {
+  add_task 17 bootup alice 'touch /tmp/go; sleep 300'
+  chmod 1777 /tmp
+  start 17
+  run -1 --separate-stderr eorva stop 17
+  complains 'there is no run 17; to stop the task "17": eorva stop --task 17'
+  run -0 eorva stop --task 17 --grace 0s --json
+  same "the run" '["17","stopped"]' "$(jq -c '[.task_name, .ended_by]' <<<"$output")"
+  wait "$display" || true
+}
+
+@test "several runs of a task are stopped only with --all or after a question" {
+  add_task many bootup alice 'sleep 300' --parallel
+  eorva run many --detach >/dev/null
+  wait_until runs_are 1
+  eorva run many --detach >/dev/null
+  wait_until runs_are 2
+  run -1 --separate-stderr eorva stop many </dev/null
+  complains 'task "many" has 2 open runs: 2 (started '
+  complains 'to stop all, add --all; to stop one, type its number'
+  same "open" 2 "$(eorva runs list --running --json | jq length)"
+  echo n >answer
+  run -1 script -qec "eorva stop many" /dev/null <answer
+  says "Stop all? [y/N]"
+  says "no run was stopped"
+  run -0 eorva stop many --all --grace 0
+  says "run 1 of many: stopped"
+  says "run 2 of many: stopped"
+}
+
 @test "a task is ended at its time limit" {
   add_task limited bootup alice 'sleep 300'
   add_task unlimited bootup alice 'sleep 5'
@@ -183,7 +227,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   echo stop_grace=1 >/etc/eorva.conf
   run -3 --separate-stderr eorva fire bootup --budget 4
   complains 'the event "bootup" took longer than 4s; its runs were ended'
-  says "event bootup: 3 runs, 1 ok, 2 failed; not started: then"
+  says "event bootup: 3 runs, 1 ok, 2 failed, 1 not started (then: out of time)"
   same "ended" '[["one","budget",15],["quick",null,0],["two","budget",null]]' \
     "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"
   same "left of it" "" "$(pgrep -f 'sleep 30[0-2]' || true)"
@@ -221,7 +265,7 @@ watch_of() { parent_of "$(parent_of "$(field "$1" pid)")"; }
   rm /etc/eorva.conf
   same "answer" 3 "$status"
   grep -q 'the execution of the event "bootup" was ended, with all its runs' said
-  grep -q 'not started: then' fired
+  grep -q 'not started (then' fired
   same "ended" '[["deaf","stopped",null],["polite","stopped",7]]' \
     "$(eorva runs list --json | jq -c '[.[] | [.task_name, .ended_by, .exit_info.exit_code]] | sort')"
   [[ $(eorva runs output "$(run_of polite)") == *cleaned ]]

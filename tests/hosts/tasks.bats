@@ -11,8 +11,8 @@ setup() { fresh_store; }
   same "answer" "added hello (event bootup, owner alice)" "$output"
   same "standard error" "" "$stderr"
   run -0 eorva task list
-  [[ ${lines[0]} =~ ^TASK\ +EVENT\ +OWNER\ +ENABLED\ +WAITS\ FOR\ +LAST\ START\ +HOW\ IT\ ENDED$ ]]
-  [[ ${lines[1]} =~ ^hello\ +bootup\ +alice\ +yes\ +-\ +-\ +-$ ]]
+  [[ ${lines[0]} =~ ^TASK\ +EVENT\ +OWNER\ +ENABLED\ +WAITS\ FOR\ +TIME\ LIMIT\ +LAST\ START\ +HOW\ IT\ ENDED$ ]]
+  [[ ${lines[1]} =~ ^hello\ +bootup\ +alice\ +yes\ +-\ +-\ +-\ +-$ ]]
   run -0 eorva task show hello
   says "several runs at once:  no"
   says "echo hello"
@@ -21,7 +21,7 @@ setup() { fresh_store; }
 @test "the record has these members and no others" {
   add_task hello bootup alice 'exit 0'
   run -0 eorva task list --json
-  same "members" '["depend_on_task","enable","event","notify_enable","notify_if_error","notify_mail","operation","operation_type","owner","owner_name","run_the_same_time","task_name","time_limit","waits_for"]' \
+  same "members" '["depend_on_task","directory","enable","environment","event","io_class","memory_limit","nice","notify_enable","notify_if_error","notify_mail","only_after_success","operation","operation_type","owner","owner_name","retries","retry_after","run_the_same_time","task_name","time_limit","waits_for"]' \
     "$(jq -c '.[0] | keys' <<<"$output")"
   same "record" '["hello","bootup",7001,"alice",true,false,"script","exit 0\n",[]]' \
     "$(jq -c '.[0] | [.task_name, .event, .owner, .owner_name, .enable, .run_the_same_time, .operation_type, .operation, .waits_for]' <<<"$output")"
@@ -89,7 +89,7 @@ setup() { fresh_store; }
 
 @test "valid names are accepted" {
   local name
-  for name in a 7 a.b under_score 'two words' Müll-Abfuhr 日次バックアップ "$(printf 'x%.0s' {1..64})"; do
+  for name in a 7 a.b under_score two-words Müll-Abfuhr 日次バックアップ "$(printf 'x%.0s' {1..64})"; do
     run -0 eorva task add "$name" --event bootup --owner alice --script /dev/null
     same "name" "\"$name\"" "$(eorva task show "$name" --json | jq .task_name)"
   done
@@ -243,4 +243,64 @@ J
   same "lines" 6 "${#lines[@]}"
   same "JSON" '[["leaf",["left","right"],[]],["left",["root"],["leaf"]],["right",["root"],["leaf"]],["root",[],["left","right"]]]' \
     "$(eorva task graph bootup --json | jq -c '[.[] | [.task_name, .waits_for, .needed_by]]')"
+}
+
+@test "tasks are listed by event, owner, state and text, and with their time limits" {
+  add_task good bootup alice 'exit 0' --time-limit 2h
+  add_task bad bootup bob 'exit 1' --description 'Sends the Report'
+  add_task idle shutdown alice 'echo report' --disabled
+  add_task slow own alice 'exec sleep 1000'
+  run -3 eorva fire bootup
+  eorva run slow --detach >/dev/null
+  wait_until runs_are 3
+  local wanted options
+  while IFS='|' read -r wanted options; do
+    # shellcheck disable=SC2086
+    same "$options" "$wanted" "$(eorva task list $options --json | jq -r '[.[].task_name] | join(" ")')"
+  done <<T
+bad good|--event bootup
+good idle slow|--owner alice
+bad|--owner 7002
+bad good slow|--state enabled
+idle|--state disabled
+slow|--state running
+good|--state ok
+bad|--state failed
+idle|--state never
+bad idle|--text REPORT
+idle|--text report --state never
+|--text %
+good|--event bootup --owner alice
+T
+  run -0 eorva task list --text 1000
+  [[ ${lines[0]} =~ ^TASK\ EVENT\ OWNER\ ENABLED\ WAITS\ FOR\ TIME\ LIMIT\ LAST\ START ]]
+  run -0 eorva task list --state ok
+  [[ ${lines[1]} =~ ^good\ +bootup\ +alice\ +yes\ +-\ +2h\  ]]
+  run -1 --separate-stderr eorva task list --owner nobody-at-all
+  complains 'there is no user "nobody-at-all"'
+  eorva stop slow --grace 0 >/dev/null
+}
+
+@test "a new name has no spaces; an old one keeps working" {
+  add_old_task 'two words' bootup alice 'echo here'
+  add_task one bootup alice 'exit 0'
+  local command
+  for command in "task add 'a b' --event bootup --owner alice --script script" "task copy one 'a b'" "task rename one 'a b' --yes"; do
+    echo 'exit 0' >script
+    run -1 --separate-stderr eval "eorva $command"
+    complains "name: must not contain spaces: letters, digits, '.', '_' and '-' are allowed"
+  done
+  run -0 eorva run 'two words'
+  run -0 eorva task edit 'two words' --time-limit 5m
+  run -0 eorva task show 'two words'
+  eorva export >old.yaml
+  sed 's/echo here/echo there/' old.yaml | eorva apply - --yes
+  same "changed by a document" "echo there" "$(eorva task show 'two words' --json | jq -r .operation)"
+  run -1 --separate-stderr bash -c 'sed "s/^  two words:/  new words:/" old.yaml | eorva apply - --yes'
+  complains 'task "new words": name: must not contain spaces'
+  run eorva check
+  says $'warning: task "two words": name: must not contain spaces: letters, digits, \'.\', \'_\' and \'-\' are allowed\n    eorva task rename \'two words\' two-words'
+  run -0 eorva task rename 'two words' two-words --yes
+  run eorva check
+  [[ $output != *spaces* ]]
 }

@@ -83,7 +83,7 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
 @test "every way in which a script can end is shown as it was" {
   document | eorva apply - --yes --any-event >/dev/null
   run -3 eorva fire ends
-  same "lines of fire" "$(wanted 1,2)" "$(sed -nE 's/^[0-9-]+ [0-9:]+  (.*): (.*), after [0-9]+ s$/\1|\2/p' <<<"$output" | sort)"
+  same "lines of fire" "$(wanted 1,2)" "$(sed -nE 's/^[0-9-]+ [0-9:]+  (.*): (.*), after [0-9]+s$/\1|\2/p' <<<"$output" | sort)"
   same "left of the scripts" "" "$(pgrep -u alice || true)"
   local ok
   ok=$(ends | grep -c '|exit 0|')
@@ -92,7 +92,7 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
   same "runs" "$(wanted 1-3)" "$(of_runs '"\(.task_name)|\(.outcome_text)|\(.end | tojson)"')"
   same "successes" "$(ends | awk -F '|' '$2 == "exit 0" { print $1 }' | sort)" "$(of_runs .task_name --outcome ok)"
   same "failures" "$(ends | awk -F '|' '$2 != "exit 0" { print $1 }' | sort)" "$(of_runs .task_name --outcome failed)"
-  same "table of runs" "$(wanted 1,2)" "$(eorva runs list --limit 0 | sed -nE 's/^ *[0-9]+ ([^ ]+) .* [0-9]+ s ([a-z].*)$/\1|\2/p' | sort)"
+  same "table of runs" "$(wanted 1,2)" "$(eorva runs list --limit 0 | sed -nE 's/^ *[0-9]+ ([^ ]+) .* [0-9]+s ([a-z].*)$/\1|\2/p' | sort)"
   same "table of tasks" "$(wanted 1,2)" "$(eorva task list | sed -nE 's/^([^ ]+) +ends .* [0-9:]+ ([a-z].*)$/\1|\2/p' | sort)"
 }
 

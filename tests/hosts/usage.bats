@@ -22,12 +22,40 @@ typed() {
 
 @test "a command without its subcommand shows the help" {
   local command
-  for command in "" task event runs config share; do
+  for command in task event runs config share; do
     # shellcheck disable=SC2086
     typed $command
     same "of '$command'" "$(eorva help $command)" "$stderr"
     complains "Subcommands:"
   done
+}
+
+@test "without a command, eorva shows five commands and the state of today" {
+  add_task bad bootup alice 'exit 1'
+  run -3 eorva run bad
+  sqlite3 "$DATABASE" "insert into task_result (result_id, task_name, start_time, stop_time) values (-1, 'bad', 1, 2)"
+  run -0 --separate-stderr eorva
+  same "commands" 5 "$(grep -c '^  eorva' <<<"$output")"
+  same "state" "today: 1 run, 1 failed, 0 running" "${lines[-1]}"
+  run -0 setpriv --reuid=alice --regid=alice --init-groups /usr/sbin/eorva
+  same "for another user" "root can use these commands" "${lines[-1]}"
+  rm -r "$STORE"
+  run -0 --separate-stderr eorva
+  same "without a store" "there is no store yet; create it with: eorva init --output-path SHARE" "${lines[-1]}"
+}
+
+@test "help has an option a line, and fits a screen" {
+  run -0 eorva task add --help
+  [[ $output != *Excludes* && $output != *--no-parallel\ \ * ]]
+  says "several runs at once; or --no-parallel (default)"
+  ((${#lines[@]} <= 32)) || { echo "lines: ${#lines[@]}" >&2; return 1; }
+  same "long lines" "" "$(grep -E '.{81}' <<<"$output" || true)"
+  run -2 --separate-stderr eorva task add x --parallel --no-parallel
+  complains "--no-parallel"
+  run -0 eorva --help
+  says "For developers:"
+  [[ ${output##*Exit status} == *--debug* && ${output%%Exit status*} != *--debug* ]]
+  [[ $output != *"eorva init --"* ]]
 }
 
 @test "a mistyped command or option gets a suggestion, and the right help is named" {
@@ -48,13 +76,13 @@ task show disk-usage again|eorva: unexpected argument "again"|Try 'eorva task sh
 task show|eorva: task is required|Try 'eorva task show --help'.|
 task relate disk-usage|eorva: one of --needs, --needed-by and --candidates is required|Try 'eorva task relate --help'.|
 task list --event|eorva: --event needs a value|Try 'eorva task list --help'.|
-config get retention_run|eorva: there is no setting "retention_run"; the settings are output_path, enable_output, retention_runs, retention_failed_runs, retention_output_size, output_limit, shutdown_budget, stop_grace, max_processes, shared_script; did you mean "retention_runs"?|Try 'eorva config get --help'.|
+config get retention_run|eorva: there is no setting "retention_run"; the settings are output_path, enable_output, retention_runs, retention_failed_runs, retention_output_size, output_limit, shutdown_budget, stop_grace, max_processes, shared_script, unit_fails; did you mean "retention_runs"?|Try 'eorva config get --help'.|
 runs show abc|eorva: run: "abc" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
 runs show 0|eorva: run: "0" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
 runs output -- -1|eorva: run: "-1" is not a whole number, 1 or more|Try 'eorva runs output --help'.|
 runs output 99999999999999999999|eorva: run: "99999999999999999999" is too large|Try 'eorva runs output --help'.|
 runs output 1 --tail x|eorva: --tail: "x" is not a whole number from 0 to 4294967294|Try 'eorva runs output --help'.|
-stop disk-usage|eorva: run: "disk-usage" is not a whole number|Try 'eorva stop --help'.|
+stop|eorva: stop: the number of a run or the name of a task is missing|Try 'eorva stop --help'.|
 task edit disk-usage --time-limit 1y|eorva: --time-limit: "1y" is not a duration; durations are 30s, 5m, 2h30m or 1d; a number alone is seconds|Try 'eorva task edit --help'.|
 fire bootup --budget 0|eorva: --budget: "0" is not from 1s to 366d|Try 'eorva fire --help'.|
 log -n many|eorva: --lines: "many" is not a whole number, 0 or more|Try 'eorva log --help'.|

@@ -55,7 +55,7 @@ TEST_F(Mail, MessageReachesTheMailProgramWithItsEnvelope) {
   const std::string strMail = readFile("/tmp/mail/1.eml");
   EXPECT_THAT(strMail, testing::StartsWith("Date: "));
   EXPECT_THAT(strMail, testing::HasSubstr("\nTo: admin@example.org\n"));
-  EXPECT_THAT(strMail, testing::HasSubstr("\nSubject: Task backup ended well on " + OrvaTest::hostName() + "\n"));
+  EXPECT_THAT(strMail, testing::HasSubstr("\nSubject: [" + OrvaTest::hostName() + "] backup ended\n"));
   EXPECT_THAT(strMail, testing::HasSubstr("\nall is well\n"));
   EXPECT_THAT(entries(OUTBOX), testing::IsEmpty());
   EXPECT_EQ(OrvaTest::fileMode(OUTBOX), 0700U);
@@ -81,13 +81,13 @@ TEST_F(Mail, LanguageOfTheServerChoosesTheTemplateAndEnglishStandsIn) {
   ASSERT_EQ(send("a@b"), 0);
   waitForOrphans();
   EXPECT_THAT(readFile("/tmp/mail/1.eml"),
-              testing::HasSubstr("\nSubject: Aufgabe backup auf " + OrvaTest::hostName() + " erfolgreich beendet\n"));
+              testing::HasSubstr("\nSubject: [" + OrvaTest::hostName() + "] backup beendet\n"));
   for (const char* const szLanguage : {"ita", "../enu", ""}) {
     OrvaTest::writeFile("/etc/orvainfo.conf", std::string("mailprogram=/tmp/mailprogram\nmaillang=") + szLanguage);
     fs::remove_all("/tmp/mail");
     ASSERT_EQ(send("a@b"), 0);
     waitForOrphans();
-    EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("\nSubject: Task backup ended well on ")) << szLanguage;
+    EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("] backup ended\n")) << szLanguage;
   }
 }
 
@@ -98,15 +98,15 @@ TEST_F(Mail, ResultTellsWhetherTheTaskEndedWell) {
     const char* szExitCode;
     const char* szResult;
   };
-  for (const Case& test :
-       {Case{"enu", "0 (ended normally)", "Task backup ended well on"}, Case{"enu", "0", "Task backup ended well on"},
-        Case{"enu", "0 (ended by a signal or with an error)", "Task backup failed on"},
-        Case{"enu", "0 (some other text)", "Task backup ended well on"},
-        Case{"enu", "3 (ended normally)", "Task backup failed on"},
-        Case{"enu", "10 (ended normally)", "Task backup failed on"},
-        Case{"enu", " (ended by a signal or with an error)", "Task backup failed on"},
-        Case{"ger", "0 (normal beendet)", "ist auf HOST erfolgreich beendet."},
-        Case{"ger", "9 (normal beendet)", "ist auf HOST fehlgeschlagen."}}) {
+  for (const Case& test : {Case{"enu", "0 (ended normally)", "] backup ended\n"}, Case{"enu", "0", "] backup ended\n"},
+                           Case{"enu", "0 (ended by a signal or with an error)",
+                                "] backup failed: 0 (ended by a signal or with an error)\n"},
+                           Case{"enu", "0 (some other text)", "] backup ended\n"},
+                           Case{"enu", "3 (ended normally)", "] backup failed: 3 (ended normally)\n"},
+                           Case{"enu", "10 (ended normally)", "] backup failed: 10 (ended normally)\n"},
+                           Case{"enu", " (ended by a signal or with an error)", "] backup failed:  (ended by a signal"},
+                           Case{"ger", "0 (normal beendet)", "[HOST] backup beendet\n"},
+                           Case{"ger", "9 (normal beendet)", "[HOST] backup fehlgeschlagen: 9 (normal beendet)\n"}}) {
     OrvaTest::writeFile("/etc/orvainfo.conf",
                         std::string("mailprogram=/tmp/mailprogram\nmaillang=") + test.szLanguage + "\n");
     fs::remove_all("/tmp/mail");
@@ -118,6 +118,31 @@ TEST_F(Mail, ResultTellsWhetherTheTaskEndedWell) {
     }
     EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr(strExpected)) << test.szExitCode;
   }
+}
+
+// Only a host knows the end of the script, the run and its owner.
+TEST_F(Mail, HostTellsMoreAboutTheRun) {
+  const std::pair<const char*, const char*> values[] = {{"%END%", "exit 128"},
+                                                        {"%ENDED_WELL%", "0"},
+                                                        {"%RUN%", "12"},
+                                                        {"%OWNER%", "alice\nBcc: x@y"},
+                                                        {"%TASK%", "other"}};
+  for (const auto& [szKey, szValue] : values) {
+    ORVAMailAddValue(szKey, szValue);
+  }
+  ASSERT_EQ(OrvaTest::sendTaskMail("a@b", "backup", "", TEMPLATE, "0 (ended normally)"), 0);
+  waitForOrphans();
+  const std::string strMail = readFile("/tmp/mail/1.eml");
+  EXPECT_THAT(strMail, testing::HasSubstr("] backup failed: exit 128\n"));
+  EXPECT_THAT(strMail, testing::HasSubstr("\nRun:      12\n"));
+  EXPECT_THAT(strMail, testing::HasSubstr("\nEvent:    -\n")) << "not known";
+  EXPECT_GT(strMail.find("\nBcc: x@y"), strMail.find("\n\n")) << "a value added a header";
+  ORVAMailAddValue("%RUN%", nullptr);
+  ORVAMailAddValue(nullptr, nullptr);
+  fs::remove_all("/tmp/mail");
+  ASSERT_EQ(OrvaTest::sendTaskMail("a@b", "backup", "", TEMPLATE, "0 (ended normally)"), 0);
+  waitForOrphans();
+  EXPECT_THAT(readFile("/tmp/mail/1.eml"), testing::HasSubstr("] backup ended\n")) << "all values are forgotten";
 }
 
 TEST_F(Mail, CallerCanGiveHostAndResultItself) {

@@ -27,7 +27,8 @@ TEST_F(Create, GivesTheWholeRecordWithDefaultsAndAbsentNulls) {
   ASSERT_EQ(0, m_tasks.recCreate(parse(R"({"task_name":"a","owner":1000,"event":"bootup"})"), jOut));
   EXPECT_EQ(text(parse(R"({"task_name":"a","owner":1000,"event":"bootup","depend_on_task":"","enable":false,
       "run_the_same_time":false,"notify_enable":false,"notify_if_error":false,"notify_mail":"","operation":"",
-      "operation_type":"script","time_limit":0})")),
+      "operation_type":"script","time_limit":0,"directory":"/","nice":0,"io_class":"none","memory_limit":0,
+      "environment":{},"only_after_success":false,"retries":0,"retry_after":60})")),
             text(jOut));
 }
 

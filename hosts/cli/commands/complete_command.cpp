@@ -64,10 +64,9 @@ Words ownEventWords() {
 }
 
 /// The newest first: they are needed most often.
-Words runWords(const char* szWhere) {
-  const Host::OpenStore session;
+Words numbersOf(const Json::Value& jRuns) {
   Words words;
-  for (const Json::Value& jRun : Host::listRuns(session, szWhere, MAX_RUNS)) {
+  for (const Json::Value& jRun : jRuns) {
     words.push_back(std::to_string(Host::intOf(jRun, "result_id")));
   }
   std::reverse(words.begin(), words.end());
@@ -75,11 +74,19 @@ Words runWords(const char* szWhere) {
 }
 
 Words allRunWords() {
-  return runWords("1");
+  return numbersOf(Host::listRuns(Host::OpenStore(), "1", MAX_RUNS));
 }
 
+/// The open runs and their tasks: only these can be stopped.
 Words openRunWords() {
-  return runWords("stop_time is null");
+  const Json::Value jRuns = Host::listRuns(Host::OpenStore(), "stop_time is null", MAX_RUNS);
+  std::set<std::string> setTasks;
+  for (const Json::Value& jRun : jRuns) {
+    setTasks.insert(Host::textOf(jRun, "task_name"));
+  }
+  Words words = numbersOf(jRuns);
+  words.insert(words.end(), setTasks.begin(), setTasks.end());
+  return words;
 }
 
 /// With "=", since a value follows.
@@ -104,6 +111,10 @@ Words ownerWords() {
   return words;
 }
 
+Words ioClassWords() {
+  return {"none", "idle", "best-effort", "realtime"};
+}
+
 /// The words for a kind of value, as help calls it.
 Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "TASK") {
@@ -112,15 +123,13 @@ Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "EVENT") {
     return eventWords(strTyped);
   }
-  // Only open runs can be stopped.
-  if (next.strType == "RUN" && next.strCommand == "stop") {
-    return openRunWords();
-  }
   constexpr std::pair<const char*, Words (*)()> TYPES[] = {{"RUN", &allRunWords},
+                                                           {"RUN|TASK", &openRunWords},
                                                            {"SHARE[/PATH]", &Host::shareNames},
                                                            {"SHARE", &Host::shareNames},
                                                            {"USER", &ownerWords},
                                                            {"OWN-EVENT", &ownEventWords},
+                                                           {"CLASS", &ioClassWords},
                                                            {"SETTING", &Host::configKeys},
                                                            {"SETTING=VALUE", &assignmentWords}};
   const auto* it =
@@ -148,7 +157,7 @@ Words lineWords(const CompleteOptions& options) {
       words.push_back(std::move(strWord));
     }
   }
-  if (next.strType == "FILE") {
+  if (next.strType == "FILE" || next.strType == "FOLDER") {
     words.emplace_back(":files");
   }
   return words;

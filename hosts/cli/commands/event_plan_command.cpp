@@ -35,7 +35,7 @@ void printPlanned(const EventPlan& plan, const OwnerNames& owners, bool blColor)
     table.addRow({{std::to_string(planned.uWave)},
                   {planned.task.strName},
                   {owners.at(planned.task.strName)},
-                  {listText(planned.task.vecWaitsFor)},
+                  {waitsForText(planned.task.vecWaitsFor, planned.task.blOnlyAfterSuccess)},
                   {planned.iLastDuration ? Host::elapsedText(*planned.iLastDuration) : "-"},
                   {Host::elapsedText(planned.iStart)}});
   }

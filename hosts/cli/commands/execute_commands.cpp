@@ -8,6 +8,7 @@
 #include "cli/terminal/say.h"
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
+#include "common/config/settings.h"
 #include "common/coordination/start_ticket.h"
 #include "common/events/event_environment.h"
 #include "common/executions/detached_start.h"
@@ -83,8 +84,9 @@ int start(const Context& context, ExecuteOptions options, bool blByEvent) {
     return detach(request, options.blJson);
   }
   if (options.blService) {
-    return Host::runAsService(
+    const int iResult = Host::runAsService(
         [&](Host::ServiceProcess& service) { return execute(context, request, options.blJson, &service); });
+    return iResult == EXIT_TASK_FAILED && !Host::unitFailsSetting() ? EXIT_DONE : iResult;
   }
   return execute(context, request, options.blJson);
 }

@@ -23,7 +23,9 @@ struct ExplainOptions {
 
 std::string runText(const Json::Value& jRun) {
   const Host::Outcome outcome = Host::outcomeOf(jRun);
-  return fmt::format("run {}, started {}, {}", intOf(jRun, "result_id"), timeText(jRun, "start_time"),
+  const Json::Int64 iAttempt = intOf(jRun, "attempt", 1);
+  return fmt::format("run {}{}, started {}, {}", intOf(jRun, "result_id"),
+                     iAttempt == 1 ? "" : fmt::format(" (try {})", iAttempt), timeText(jRun, "start_time"),
                      jRun.isMember("stop_time")
                          ? fmt::format("ended {} with: {}", timeText(jRun, "stop_time"), outcome.strText)
                          : std::string("not ended"));

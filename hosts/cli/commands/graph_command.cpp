@@ -33,7 +33,7 @@ public:
     const bool blFirst = m_setDrawn.insert(task.strName).second;
     libscols_line* pLine = m_table.addRow({{task.strName},
                                            {m_owners.at(task.strName)},
-                                           {listText(task.vecWaitsFor)},
+                                           {waitsForText(task.vecWaitsFor, task.blOnlyAfterSuccess)},
                                            {blFirst ? noteOf(task) : "see above", blFirst ? "yellow" : nullptr}},
                                           pParent);
     for (const Host::GraphTask* pNext : blFirst ? m_graph.dependantsOf(task.strName) : NONE) {
@@ -99,7 +99,8 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
     say("  \"{}\" [label=\"{}\\n{}\"{}];\n", strName, strName, dotEscaped(owners.at(pTask->strName)),
         blStarts ? "" : ", style=dashed");
     for (const std::string& strAwaited : pTask->vecWaitsFor) {
-      say("  \"{}\" -> \"{}\";\n", dotEscaped(strAwaited), strName);
+      say("  \"{}\" -> \"{}\"{};\n", dotEscaped(strAwaited), strName,
+          pTask->blOnlyAfterSuccess ? " [label=success]" : "");
     }
   }
   say("}}\n");
@@ -108,8 +109,8 @@ void printDot(const Host::TaskGraph& graph, const Host::OwnerNames& owners, cons
 int runGraph(const Context& context, const GraphOptions& options) {
   const Host::OpenStore session;
   Host::requireEvent(session, options.strEvent);
-  const Json::Value jTasks =
-      Host::listTaskMembers(session, {"task_name", "event", "depend_on_task", "enable", "owner", "owner_name"});
+  const Json::Value jTasks = Host::listTaskMembers(
+      session, {"task_name", "event", "depend_on_task", "enable", "owner", "owner_name", "only_after_success"});
   const Host::TaskGraph graph(jTasks);
   if (options.blJson || options.strFormat == "json") {
     JsonArray array;

@@ -62,7 +62,9 @@ Host::EventLogQuery queryOf(const LogOptions& options) {
 }
 
 void printLine(const Json::Value& jEvent) {
-  say("{}  {:<7}  {}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")), textOf(jEvent, "text"));
+  const std::string strBy = textOf(jEvent, "by");
+  say("{}  {:<7}  {}{}\n", timeText(jEvent, "time"), levelWord(intOf(jEvent, "level")), textOf(jEvent, "text"),
+      strBy.empty() ? "" : fmt::format(" (by {})", strBy));
 }
 
 void warnAboutUnreadable(Host::EventLog& log) {
@@ -101,12 +103,13 @@ int runLog(const Context&, const LogOptions& options) {
 }  // namespace
 
 void addLogCommand(CLI::App& app, Context& context) {
-  CLI::App* pCommand = addCommand(app, "log", "Show the event log: changed tasks, and runs that could not start.",
-                                  "  eorva log -n 20\n"
-                                  "  eorva log --since yesterday --language ger\n"
-                                  "  eorva log -f                          shows new events until Ctrl-C\n"
-                                  "\nTimes: " +
-                                      std::string(Host::TIME_SPEC_FORMS) + "\n");
+  CLI::App* pCommand =
+      addCommand(app, "log", "Show the event log: changes of tasks, failed and stopped runs, and who did it.",
+                 "  eorva log -n 20\n"
+                 "  eorva log --since yesterday --language ger\n"
+                 "  eorva log -f                          shows new events until Ctrl-C\n"
+                 "\nTimes: " +
+                     std::string(Host::TIME_SPEC_FORMS) + "\n");
   auto pOptions = onCommand(pCommand, context, &runLog);
   pCommand
       ->add_option("-n,--lines", pOptions->cLines,

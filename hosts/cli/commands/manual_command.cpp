@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include "cli/context.h"
+#include "cli/help_format.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ std::string valueName(const CLI::Option& option) {
 }
 
 bool isHidden(const CLI::Option& option) {
-  return option.get_group().empty() || option.check_name("--help");
+  return option.get_group().empty() || option.get_group() == FOLDED || option.check_name("--help");
 }
 
 /// As a page shows them: "*-f*, *--follow*".

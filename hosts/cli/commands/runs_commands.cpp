@@ -42,6 +42,11 @@ std::string cutText(const Json::Value& jShown) {
   return cbWritten == 0 ? "-" : fmt::format("at the limit; the run wrote {}", Host::sizeText(cbWritten));
 }
 
+std::string tryText(const Json::Value& jRun) {
+  const Json::Int64 iAttempt = intOf(jRun, "attempt", 1);
+  return iAttempt == 1 ? "1" : fmt::format("{}, after run {} failed", iAttempt, intOf(jRun, "retry_of"));
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
@@ -55,6 +60,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"task", textOf(jRun, "task_name")},
                {"owner", textOf(jShown, "owner_name")},
                {"trigger", textOf(jRun, "trigger_event")},
+               {"try", tryText(jRun)},
                {"fired", timeText(jRun, "event_fire_time")},
                {"start", timeText(jRun, "start_time")},
                {"stop", timeText(jRun, "stop_time")},

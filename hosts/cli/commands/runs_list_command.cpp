@@ -7,7 +7,6 @@
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
 #include "common/runs/run_query.h"
-#include "common/server/users.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
@@ -38,14 +37,6 @@ std::optional<std::time_t> timeOf(const char* szOption, const std::string& strTi
   return time;
 }
 
-std::optional<uid_t> ownerOf(const std::string& strOwner) {
-  const std::optional<uid_t> uid = Host::findUser(strOwner);
-  if (!uid && !strOwner.empty()) {
-    throw Host::Failure(fmt::format("there is no user \"{}\"", strOwner));
-  }
-  return uid;
-}
-
 std::optional<Host::Outcome::Kind> outcomeOf(const std::string& strWord) {
   using Kind = Host::Outcome::Kind;
   for (const Kind kind : {Kind::OK, Kind::FAILED, Kind::RUNNING}) {
@@ -60,8 +51,9 @@ Host::RunQuery queryOf(const ListOptions& options) {
   Host::RunQuery query;
   query.strTask = options.strTask;
   query.strEvent = options.strEvent;
-  query.owner = ownerOf(options.strOwner);
+  query.owner = userFrom(options.strOwner);
   query.outcome = outcomeOf(options.blRunning ? "running" : options.strOutcome);
+  query.blInterrupted = options.strOutcome == "interrupted";
   query.since = timeOf("--since", options.strSince);
   query.until = timeOf("--until", options.strUntil);
   query.iBefore = options.iBefore;
@@ -117,9 +109,11 @@ void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
       ->type_name("EVENT");
   pCommand->add_option("--owner", options.strOwner, "only runs of this user's tasks; a name or user id")
       ->type_name("USER");
-  CLI::Option* pOutcome = pCommand->add_option("--outcome", options.strOutcome, "only runs with this result")
-                              ->check(CLI::IsMember({"ok", "failed", "running"}))
-                              ->type_name("ok|failed|running");
+  CLI::Option* pOutcome =
+      pCommand
+          ->add_option("--outcome", options.strOutcome, "only runs with this result; interrupted runs have failed, too")
+          ->check(CLI::IsMember({"ok", "failed", "interrupted", "running"}))
+          ->type_name("ok|failed|interrupted|running");
   pCommand->add_flag("--running", options.blRunning, "same as --outcome running")->excludes(pOutcome);
   pCommand->add_option("--since", options.strSince, "only runs that started at this time or later")->type_name("TIME");
   pCommand->add_option("--until", options.strUntil, "only runs that started at this time or earlier")

@@ -170,7 +170,7 @@ int runScript(const Context&, const OutputOptions& options) {
     return EXIT_DONE;
   }
   Sink sink(options.blRaw);
-  sink.put(Host::scriptOfRun(jRun));
+  sink.put(Host::textOfRunFile(jRun, Host::SCRIPT_FILE));
   sink.end();
   return EXIT_DONE;
 }

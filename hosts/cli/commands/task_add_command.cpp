@@ -76,11 +76,10 @@ void requireComplete(const AddOptions& options) {
 
 void addTaskAddCommand(CLI::App& task, Context& context) {
   auto pOptions = std::make_shared<AddOptions>();
-  CLI::App* pCommand =
-      addCommand(task, "add", "Add a task.",
-                 "  eorva task add disk-usage --event bootup --owner alice --script disk-usage.sh\n"
-                 "  eorva task add report --event bootup --owner 1001 --script - --after disk-usage < report.sh\n"
-                 "  eorva task add --record task.json      a complete record; its owner: {\"1001\": \"alice\"}\n");
+  CLI::App* pCommand = addCommand(task, "add", "Add a task.",
+                                  "  eorva task add disk-usage --event bootup --owner alice --script disk-usage.sh\n"
+                                  "  eorva task add report --event bootup --owner 1001 --script - < report.sh\n"
+                                  "  eorva task add --record task.json    its owner: {\"1001\": \"alice\"}\n");
   pCommand->add_option("task", pOptions->strName, "name of the task")->type_name("NAME");
   addTaskOptions(pCommand, pOptions->task);
   pCommand->callback([&context, pOptions] {

@@ -7,12 +7,15 @@
 
 #include "cli/context.h"
 #include "cli/terminal/present.h"
+#include "cli/usage.h"
 #include "common/answers/task_answers.h"
 #include "common/runs/run_query.h"
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
 #include "common/tasks/dependency_list.h"
+#include "common/tasks/task_query.h"
 #include "common/text/json_members.h"
+#include "common/text/shell_word.h"
 #include "common/text/terminal_text.h"
 
 using Host::boolOf;
@@ -21,7 +24,8 @@ using Host::textOf;
 namespace {
 
 struct ListOptions {
-  std::string strEvent;
+  Host::TaskQuery query;
+  std::string strOwner;
   bool blJson = false;
 };
 
@@ -34,9 +38,16 @@ bool hasRun(const Json::Value& jTask) {
   return Host::intOf(jTask, "last_start_time") != 0;
 }
 
+std::string timeLimitText(const Json::Value& jTask) {
+  const Json::Int64 iLimit = Host::intOf(jTask, "time_limit");
+  return iLimit == 0 ? "-" : Host::durationText(iLimit);
+}
+
 int runList(const Context& context, const ListOptions& options) {
   const Host::OpenStore session;
-  const std::string strWhere = options.strEvent.empty() ? "1" : Host::whereEvent(options.strEvent);
+  Host::TaskQuery query = options.query;
+  query.owner = userFrom(options.strOwner);
+  const std::string strWhere = Host::whereTask(query);
   if (options.blJson) {
     JsonArray array;
     Host::forEachTask(session, Host::TASK_MEMBERS, strWhere,
@@ -46,14 +57,21 @@ int runList(const Context& context, const ListOptions& options) {
   }
   const Json::Value jTasks =
       Host::listTaskMembers(session,
-                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task", "last_start_time",
-                             "last_stop_time", "last_exit_info"},
+                            {"task_name", "event", "owner", "owner_name", "enable", "depend_on_task", "time_limit",
+                             "only_after_success", "last_start_time", "last_stop_time", "last_exit_info"},
                             strWhere);
   if (jTasks.empty()) {
     printNote("no tasks");
     return EXIT_DONE;
   }
-  Table table({{"TASK"}, {"EVENT"}, {"OWNER"}, {"ENABLED"}, {"WAITS FOR"}, {"LAST START"}, {"HOW IT ENDED"}},
+  Table table({{"TASK"},
+               {"EVENT"},
+               {"OWNER"},
+               {"ENABLED"},
+               {"WAITS FOR"},
+               {"TIME LIMIT", true},
+               {"LAST START"},
+               {"HOW IT ENDED"}},
               context.isColored());
   const OwnerNames owners = ownerNames(jTasks);
   std::map<std::string, Json::Value> mapNewest = Host::newestRunOfEach(session);
@@ -64,6 +82,7 @@ int runList(const Context& context, const ListOptions& options) {
                   {owners.at(textOf(jTask, "task_name"))},
                   {boolOf(jTask, "enable", true) ? "yes" : "no"},
                   {waitsForText(jTask)},
+                  {timeLimitText(jTask)},
                   {timeText(jTask, "last_start_time")},
                   hasRun(jTask) ? Table::Cell{outcome.strText, outcomeColor(outcome.kind)} : Table::Cell{"-"}});
   }
@@ -95,9 +114,25 @@ std::string outputLimitText(const Json::Value& jTask) {
   return cb < 0 ? "as in the settings" : cb == 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
 }
 
-std::string timeLimitText(const Json::Value& jTask) {
-  const Json::Int64 iLimit = Host::intOf(jTask, "time_limit");
-  return iLimit == 0 ? "-" : Host::durationText(iLimit);
+std::string memoryLimitText(const Json::Value& jTask) {
+  const Json::Int64 cb = Host::intOf(jTask, "memory_limit");
+  return cb <= 0 ? "-" : Host::sizeText(static_cast<std::uint64_t>(cb));
+}
+
+std::string environmentText(const Json::Value& jTask) {
+  const Json::Value& jEnvironment = Host::memberOf(jTask, "environment");
+  std::vector<std::string> vecVariables;
+  for (const std::string& strName : jEnvironment.isObject() ? jEnvironment.getMemberNames() : Json::Value::Members()) {
+    vecVariables.push_back(fmt::format("{}={}", strName, Host::shellWord(textOf(jEnvironment, strName.c_str()))));
+  }
+  return vecVariables.empty() ? "-" : fmt::format("{}", fmt::join(vecVariables, " "));
+}
+
+std::string retryText(const Json::Value& jTask) {
+  const Json::Int64 cRetries = Host::intOf(jTask, "retries");
+  return cRetries == 0 ? "-"
+                       : fmt::format("{}, each after {}", countText(static_cast<std::size_t>(cRetries), "time"),
+                                     Host::durationText(Host::intOf(jTask, "retry_after")));
 }
 
 int runShow(const Context&, const ShowOptions& options) {
@@ -119,6 +154,12 @@ int runShow(const Context&, const ShowOptions& options) {
                {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
                {"output limit", outputLimitText(jTask)},
+               {"directory", textOf(jTask, "directory")},
+               {"nice", std::to_string(Host::intOf(jTask, "nice"))},
+               {"I/O class", textOf(jTask, "io_class")},
+               {"memory limit", memoryLimitText(jTask)},
+               {"environment", environmentText(jTask)},
+               {"retry", retryText(jTask)},
                {"mail", mailText(jTask)},
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},
@@ -136,9 +177,19 @@ void addTaskCommands(CLI::App& app, Context& context) {
                                "  eorva task show disk-usage\n");
   pTask->require_subcommand(1);
 
-  CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.", "  eorva task list --event bootup --json\n");
+  CLI::App* pCommand = addCommand(*pTask, "list", "List tasks.",
+                                  "  eorva task list --event bootup --json\n"
+                                  "  eorva task list --owner alice --state failed\n");
   auto pList = onCommand(pCommand, context, &runList);
-  pCommand->add_option("--event", pList->strEvent, "only tasks of this event")->type_name("EVENT");
+  pCommand->add_option("--event", pList->query.strEvent, "only tasks of this event")->type_name("EVENT");
+  pCommand->add_option("--owner", pList->strOwner, "only tasks of this user; a name or user id")->type_name("USER");
+  pCommand
+      ->add_option("--state", pList->query.strState,
+                   "only tasks in this state; ok and failed: by the newest run; never: without a run")
+      ->check(CLI::IsMember(std::vector<std::string>(Host::TASK_STATES.begin(), Host::TASK_STATES.end())))
+      ->type_name("STATE");
+  pCommand->add_option("--text", pList->query.strText, "only tasks with this text in name, description or script")
+      ->type_name("TEXT");
   pCommand->add_flag("--json", pList->blJson, "as JSON: an array of records");
 
   pCommand = addCommand(*pTask, "show", "Show a task and its script.", "  eorva task show disk-usage\n");

@@ -39,14 +39,7 @@ void sayChanged(const std::string& strTask, const Host::TaskChanged& changed) {
     say("{} is unchanged\n", strTask);
     return;
   }
-  // Several members can have one word.
-  std::vector<std::string> vecWords;
-  for (const std::string& strMember : vecMembers) {
-    if (std::string strWord = Host::memberWord(strMember); !contains(vecWords, strWord.c_str())) {
-      vecWords.push_back(std::move(strWord));
-    }
-  }
-  say("changed {} ({})\n", strTask, fmt::format("{}", fmt::join(vecWords, ", ")));
+  say("changed {} ({})\n", strTask, fmt::format("{}", fmt::join(Host::memberWords(vecMembers), ", ")));
   if (contains(vecMembers, "owner")) {
     printNote(fmt::format("at the next run of \"{0}\", earlier output moves to {0}~1", strTask));
   }

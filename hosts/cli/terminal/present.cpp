@@ -105,22 +105,38 @@ std::string listText(const std::vector<std::string>& vecNames) {
 }
 
 std::string waitsForText(const Json::Value& jTask) {
-  return listText(Host::readDependencyList(textOf(jTask, "depend_on_task")));
+  return waitsForText(Host::readDependencyList(textOf(jTask, "depend_on_task")),
+                      Host::boolOf(jTask, "only_after_success"));
+}
+
+std::string waitsForText(const std::vector<std::string>& vecWaitsFor, bool blOnlyAfterSuccess) {
+  return listText(vecWaitsFor) + (blOnlyAfterSuccess && !vecWaitsFor.empty() ? " (success)" : "");
 }
 
 void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor) {
-  Table table({{"RUN", true}, {"TASK"}, {"OWNER"}, {"TRIGGER"}, {"START"}, {"STOP"}, {"TIME", true}, {"HOW IT ENDED"}},
-              blColor);
+  const auto tryOf = [](const Json::Value& jRun) { return intOf(jRun, "attempt", 1); };
+  const bool blTries =
+      std::any_of(vecRuns.begin(), vecRuns.end(), [&](const Json::Value& jRun) { return tryOf(jRun) > 1; });
+  std::vector<Table::Column> vecColumns = {{"RUN", true}, {"TASK"}, {"OWNER"},      {"TRIGGER"},
+                                           {"START"},     {"STOP"}, {"TIME", true}, {"HOW IT ENDED"}};
+  if (blTries) {
+    vecColumns.push_back({"TRY", true});
+  }
+  Table table(vecColumns, blColor);
   for (const Json::Value& jRun : vecRuns) {
     const Host::Outcome outcome = Host::outcomeOf(jRun);
-    table.addRow({{std::to_string(intOf(jRun, "result_id"))},
-                  {textOf(jRun, "task_name")},
-                  {Host::ownerText(jRun)},
-                  {textOf(jRun, "trigger_event")},
-                  {timeText(jRun, "start_time")},
-                  {timeText(jRun, "stop_time")},
-                  {Host::elapsedText(Host::secondsOf(jRun))},
-                  {outcome.strText, outcomeColor(outcome.kind)}});
+    std::vector<Table::Cell> vecCells = {{std::to_string(intOf(jRun, "result_id"))},
+                                         {textOf(jRun, "task_name")},
+                                         {Host::ownerText(jRun)},
+                                         {textOf(jRun, "trigger_event")},
+                                         {timeText(jRun, "start_time")},
+                                         {timeText(jRun, "stop_time")},
+                                         {Host::elapsedText(Host::secondsOf(jRun))},
+                                         {outcome.strText, outcomeColor(outcome.kind)}};
+    if (blTries) {
+      vecCells.push_back({std::to_string(tryOf(jRun))});
+    }
+    table.addRow(vecCells);
   }
   table.print();
 }

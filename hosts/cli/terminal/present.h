@@ -59,8 +59,9 @@ const char* outcomeColor(Host::Outcome::Kind kind);
 /// Names as "a, b"; a dash for none.
 std::string listText(const std::vector<std::string>& vecNames);
 
-/// The tasks that a task waits for, as listText() has them.
+/// The tasks that a task waits for, as listText() has them, and whether it waits for their success.
 std::string waitsForText(const Json::Value& jTask);
+std::string waitsForText(const std::vector<std::string>& vecWaitsFor, bool blOnlyAfterSuccess);
 
 /// Prints runs as a table.
 void printRuns(const std::vector<Json::Value>& vecRuns, bool blColor);

@@ -37,7 +37,8 @@ Json::Value planForPrograms(const std::string& strEvent, const EventPlan& plan, 
                      {"last_duration", task.iLastDuration ? Json::Value(*task.iLastDuration) : Json::Value()},
                      {"starts_after", task.iStart},
                      {"ends_after", task.iEnd},
-                     {"waits_for", arrayOf(task.task.vecWaitsFor)}});
+                     {"waits_for", arrayOf(task.task.vecWaitsFor)},
+                     {"only_after_success", task.task.blOnlyAfterSuccess}});
   };
   const auto blocked = [](const BlockedTask& task) {
     return objectOf({{"task_name", task.strName}, {"reasons", reasonsForPrograms(task.strName, task.vecReasons)}});

@@ -16,6 +16,7 @@ namespace {
 
 struct Words {
   std::string_view strCode;
+  std::string_view strShort;
   std::string_view strText;
   std::string_view strAdvice;  ///< each name in it is a word of the shell
   std::string (*fnAdvice)(const std::string& strTask, const Reason& reason) = nullptr;  ///< in place of strAdvice
@@ -47,32 +48,39 @@ std::string listRunsOf(const std::string& strTask, const Reason&) {
 
 /// The code "unknown" has a row for each cause.
 constexpr auto WORDS = std::to_array<Words>({
-    {"disabled", "{is} disabled", "", &enableTask},
-    {"no_owner", "{has} no owner: {problem}", "", &setOwner},
-    {"malformed", "{has} a dependency list that cannot be read, \"{list}\"", "", &waitForTheRest},
-    {"missing", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
-    {"circle", "{waits} \"{other}\", which {waits} it, too", "", &waitForTheRest},
-    {"other_event", "{waits} \"{other}\", which {belongs} to the event \"{other_event}\"", "", &moveOther},
-    {"need_disabled", "{waits} \"{other}\", which {is} disabled", "", &enableTask},
-    {"need_blocked", "{waits} \"{other}\", which {is} not started", "", &explainOther},
-    {"running", "is running (process {processes}), and allows only one run at a time", "", &listRunsOf},
-    {"unsafe", "cannot be run safely: {problem}", "eorva check"},
-    {"need_not_started", "waited for \"{other}\", which was not started", "", &explainOther},
-    {"need_running", "waits for \"{other}\", which is still running (run {run})", "eorva runs show {run}"},
-    {"need_interrupted", "waited for \"{other}\", which was interrupted (run {run})", "eorva runs show {run}"},
-    {"refused", "was refused: its run {run} was still running, and it allows only one run at a time",
+    {"disabled", "disabled", "{is} disabled", "", &enableTask},
+    {"no_owner", "no owner", "{has} no owner: {problem}", "", &setOwner},
+    {"malformed", "damaged dependency list", "{has} a dependency list that cannot be read, \"{list}\"", "",
+     &waitForTheRest},
+    {"missing", "waits for a missing task", "{waits} \"{other}\", and there {is} no such task", "", &waitForTheRest},
+    {"circle", "waits for itself", "{waits} \"{other}\", which {waits} it, too", "", &waitForTheRest},
+    {"other_event", "waits for another event", "{waits} \"{other}\", which {belongs} to the event \"{other_event}\"",
+     "", &moveOther},
+    {"need_disabled", "waits for {other}, disabled", "{waits} \"{other}\", which {is} disabled", "", &enableTask},
+    {"need_blocked", "waits for {other}", "{waits} \"{other}\", which {is} not started", "", &explainOther},
+    {"running", "already running", "is running (process {processes}), and allows only one run at a time", "",
+     &listRunsOf},
+    {"unsafe", "not safe", "cannot be run safely: {problem}", "eorva check"},
+    {"need_not_started", "waited for {other}", "waited for \"{other}\", which was not started", "", &explainOther},
+    {"need_running", "{other} still running", "waits for \"{other}\", which is still running (run {run})",
      "eorva runs show {run}"},
-    {"waiting", "has not been started yet: the execution is still running", ""},
-    {"budget", "was not started: the time budget of the event was used up", "eorva config show"},
-    {"interrupted", "was not started: the execution was interrupted during run {run} of \"{task}\"",
+    {"need_interrupted", "{other} interrupted", "waited for \"{other}\", which was interrupted (run {run})",
      "eorva runs show {run}"},
-    {"not_there", "did not belong to the event \"{event}\" then", ""},
-    {"not_fired", "was not started, like all tasks of the event: {problem}", "eorva check"},
-    {"unknown failed", "could not be started", "journalctl -t eorva"},
-    {"unknown not_remembered",
+    {"need_failed", "{other} failed", "starts only after a success of \"{other}\", which failed (run {run})",
+     "eorva runs show {run}"},
+    {"refused", "already running", "was refused: its run {run} was still running, and it allows only one run at a time",
+     "eorva runs show {run}"},
+    {"waiting", "still to start", "has not been started yet: the execution is still running", ""},
+    {"budget", "out of time", "was not started: the time budget of the event was used up", "eorva config show"},
+    {"interrupted", "interrupted", "was not started: the execution was interrupted during run {run} of \"{task}\"",
+     "eorva runs show {run}"},
+    {"not_there", "not in the event", "did not belong to the event \"{event}\" then", ""},
+    {"not_fired", "event failed", "was not started, like all tasks of the event: {problem}", "eorva check"},
+    {"unknown failed", "not startable", "could not be started", "journalctl -t eorva"},
+    {"unknown not_remembered", "reason unknown",
      "was perhaps added, enabled or changed later, or could not be started, or its run was deleted",
      "journalctl -t eorva"},
-    {"unknown run_deleted", "was started, but the record of its run was deleted later", ""},
+    {"unknown run_deleted", "run deleted", "was started, but the record of its run was deleted later", ""},
 });
 
 const Words* wordsOf(const Reason& reason) {
@@ -136,6 +144,11 @@ std::string reasonText(const Reason& reason) {
   // Older versions stored the words themselves.
   return pWords == nullptr || reason.jDetails.isMember("text") ? textOf(reason.jDetails, "text")
                                                                : filledIn(pWords->strText, membersOf(reason));
+}
+
+std::string reasonWord(const Reason& reason) {
+  const Words* const pWords = wordsOf(reason);
+  return pWords == nullptr ? reasonText(reason) : filledIn(pWords->strShort, membersOf(reason));
 }
 
 std::string reasonAdvice(const std::string& strTask, const Reason& reason) {

@@ -15,6 +15,9 @@ namespace Host {
 /// Continues a sentence that begins with the name of the task: "is disabled".
 std::string reasonText(const Reason& reason);
 
+/// In few words, for a summary: "disabled".
+std::string reasonWord(const Reason& reason);
+
 /// The command to type; empty when there is none.
 /// \param strTask  the task that is not started.
 std::string reasonAdvice(const std::string& strTask, const Reason& reason);

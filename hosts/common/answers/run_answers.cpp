@@ -68,7 +68,11 @@ Json::Value runForPrograms(const Json::Value& jRun) {
   jOut["outcome_text"] = outcome.strText;
   jOut["end"] = endForPrograms(jRun);
   jOut["cpu_seconds"] = cpuSecondsOf(jRun);
-  jOut["output_cut"] = memberOf(memberOf(jRun, "extra"), OUTPUT_CUT);
+  jOut["attempt"] = intOf(jRun, "attempt", 1);
+  jOut["retry_of"] = memberOf(jRun, "retry_of");
+  for (const char* szFact : {OUTPUT_CUT, DIRECTORY_ERROR, OUT_OF_MEMORY}) {
+    jOut[szFact] = memberOf(memberOf(jRun, "extra"), szFact);
+  }
   for (const char* szCost : {"memory_peak", "io_read", "io_written"}) {
     jOut[szCost] = memberOf(jRun, szCost);
   }
@@ -96,10 +100,11 @@ Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsi
                    {"text", end.strText}});
 }
 
-Json::Value scriptDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight,
-                                        const std::string& strDifference) {
+Json::Value runDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight, const char* szFile,
+                                     const std::string& strDifference) {
   return objectOf({{"left", intOf(jLeft, "result_id")},
                    {"right", intOf(jRight, "result_id")},
+                   {"file", szFile},
                    {"same", strDifference.empty()},
                    {"difference", strDifference}});
 }

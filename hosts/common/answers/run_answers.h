@@ -29,8 +29,8 @@ Json::Value runFileForPrograms(const Json::Value& jRun, const char* szFile, unsi
 
 /// The difference of the scripts of two runs.
 /// \param strDifference  as diff prints it; empty when they are the same.
-Json::Value scriptDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight,
-                                        const std::string& strDifference);
+Json::Value runDifferenceForPrograms(const Json::Value& jLeft, const Json::Value& jRight, const char* szFile,
+                                     const std::string& strDifference);
 
 /// The removed runs and output, or those that would be removed.
 Json::Value pruneForPrograms(const PruneResult& result, bool blDryRun);

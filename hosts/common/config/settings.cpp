@@ -40,7 +40,7 @@ constexpr unsigned MAX_RUNS = 1'000'000;
 constexpr unsigned MAX_SECONDS = 86'400;
 constexpr unsigned MAX_PROCESSES = 4'194'304;
 
-constexpr std::array<Rule, 8> RULES = {{
+constexpr std::array<Rule, 9> RULES = {{
     {"retention_runs", "100", &Settings::cRetentionRuns, Form::NUMBER_OR_ALL, 1, MAX_RUNS},
     {"retention_failed_runs", "20", &Settings::cRetentionFailedRuns, Form::NUMBER_OR_ALL, 0, MAX_RUNS},
     {"retention_output_size", "10G", &Settings::cbRetentionOutput, Form::SIZE},
@@ -49,6 +49,7 @@ constexpr std::array<Rule, 8> RULES = {{
     {"stop_grace", "10s", &Settings::cStopGrace, Form::DURATION, 0, MAX_SECONDS},
     {"max_processes", "4096", &Settings::cMaxProcesses, Form::NUMBER, 1, MAX_PROCESSES},
     {"shared_script", "no", &Settings::blSharedScript, Form::YES_OR_NO},
+    {"unit_fails", "no", &Settings::blUnitFails, Form::YES_OR_NO},
 }};
 
 const Rule& requireRule(const std::string& strKey) {
@@ -167,6 +168,11 @@ unsigned maxProcessesSetting() {
 std::uint64_t outputLimitSetting() {
   std::vector<std::string> vecProblems;
   return readSettings(vecProblems).cbOutputLimit;
+}
+
+bool unitFailsSetting() {
+  std::vector<std::string> vecProblems;
+  return readSettings(vecProblems).blUnitFails;
 }
 
 std::chrono::seconds graceSetting() {

@@ -24,6 +24,7 @@ struct Settings {
   unsigned cStopGrace = 0;              ///< seconds between TERM and KILL
   unsigned cMaxProcesses = 0;           ///< processes that a run may have at once, where systemd runs
   bool blSharedScript = false;          ///< tasks of several owners can run without output
+  bool blUnitFails = false;             ///< the service of an execution fails when a task failed
 };
 
 /// Reads the settings. An invalid value counts as not set: a mistake must not keep events from starting tasks.
@@ -41,6 +42,9 @@ unsigned maxProcessesSetting();
 
 /// How much output a run may have, in bytes; the default when the setting is invalid.
 std::uint64_t outputLimitSetting();
+
+/// Whether the service of an execution fails when a task failed; the default when the setting is invalid.
+bool unitFailsSetting();
 
 /// \name Single settings, by their key
 /// @{

@@ -82,8 +82,8 @@ std::string endingLine(pid_t pid, const char* szWhy, std::chrono::seconds grace)
   return fmt::format("\n{} {} {} {}\n", ENDING, pid, szWhy, grace.count());
 }
 
-std::string endLine(pid_t pid, int iStatus, std::int64_t cbWritten = 0) {
-  return fmt::format("\n{} {} {} {}\n", END, pid, iStatus, cbWritten);
+std::string endLine(pid_t pid, int iStatus, std::int64_t cbWritten = 0, int iDirectoryError = 0) {
+  return fmt::format("\n{} {} {} {} {}\n", END, pid, iStatus, cbWritten, iDirectoryError);
 }
 
 /// Passes on the complete lines behind an offset. \return the offset of the next line.
@@ -200,6 +200,7 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
     } else if (strWord == END) {
       run.status = takeNumber<int>(strLine);
       run.cbWritten = takeNumber<std::int64_t>(strLine);
+      run.iDirectoryError = takeNumber<int>(strLine);
     } else if (strWord == ENDING && !run.status && run.strEndedBy.empty()) {
       run.strEndedBy = takeWord(strLine);
       run.grace = std::chrono::seconds(takeNumber<Json::Int64>(strLine));
@@ -272,8 +273,8 @@ void ExecutionFile::noteDone() const {
   append(fmt::format("\n{}\n", DONE));
 }
 
-void ExecutionFile::noteEnd(pid_t pid, int iStatus, std::int64_t cbWritten) const {
-  append(endLine(pid, iStatus, cbWritten));
+void ExecutionFile::noteEnd(pid_t pid, int iStatus, std::int64_t cbWritten, int iDirectoryError) const {
+  append(endLine(pid, iStatus, cbWritten, iDirectoryError));
 }
 
 RunReport::RunReport(const std::string& strPath, pid_t pid) : m_fd(openForLines(strPath)), m_pid(pid) {}

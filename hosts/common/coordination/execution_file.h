@@ -30,6 +30,7 @@ struct RunNotes {
   std::string strGroup;           ///< the name of this group; empty where there are none
   std::optional<int> status;      ///< wait status of the shell that ran the script; -1: the script was not started
   std::int64_t cbWritten = 0;     ///< how much output had been written when it was cut; 0 when it was not
+  int iDirectoryError = 0;        ///< why its owner could not enter the directory of the task; an errno, or 0
   std::string strEndedBy;         ///< why it is being ended early; empty when it is not
   std::chrono::seconds grace{0};  ///< time to end by itself then
   bool blClosed = false;          ///< its process has ended
@@ -113,9 +114,8 @@ public:
 
   void noteDone() const;
 
-  /// \param iStatus    see RunReport::end().
-  /// \param cbWritten  see RunNotes.
-  void noteEnd(pid_t pid, int iStatus, std::int64_t cbWritten = 0) const;
+  /// \param iStatus  see RunReport::end(). For the others, see RunNotes.
+  void noteEnd(pid_t pid, int iStatus, std::int64_t cbWritten = 0, int iDirectoryError = 0) const;
 
   /// @}
 

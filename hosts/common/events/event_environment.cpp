@@ -6,15 +6,11 @@
 #include <string_view>
 
 #include "common/support/failure.h"
+#include "common/text/variable.h"
 
 namespace Host {
 
 namespace {
-
-constexpr std::size_t CB_NAME = 64;
-
-/// All variables together must fit into a command line.
-constexpr std::size_t CB_VALUE = 16384;
 
 /// Every script gets its own value of these.
 constexpr std::string_view FIXED = " PATH LANG HOME USER LOGNAME SHELL PWD OLDPWD SHLVL EORVA_EVENT EORVA_FIRED_AT ";
@@ -26,14 +22,9 @@ constexpr std::string_view POWERFUL =
     "CLASSPATH JAVA_TOOL_OPTIONS AWKPATH FPATH RESOLV_HOST_CONF ";
 constexpr std::array POWERFUL_PREFIXES = {"LD_", "BASH_", "MALLOC_", "PYTHON", "LC_"};
 
-bool isNameLetter(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
-}
-
 std::string whyNotName(std::string_view strName) {
-  if (strName.empty() || strName.size() > CB_NAME || !std::all_of(strName.begin(), strName.end(), isNameLetter) ||
-      (strName.front() >= '0' && strName.front() <= '9')) {
-    return fmt::format("a name has 1 to {} letters, digits or \"_\", and does not begin with a digit", CB_NAME);
+  if (std::string strWhy = whyNotVariableName(strName); !strWhy.empty()) {
+    return strWhy;
   }
   const std::string strWord = fmt::format(" {} ", strName);
   if (FIXED.find(strWord) != std::string_view::npos) {
@@ -50,19 +41,19 @@ std::string whyNotName(std::string_view strName) {
 }  // namespace
 
 std::pair<std::string, std::string> parseVariable(const std::string& strText) {
-  const std::size_t iEqual = strText.find('=');
-  if (iEqual == std::string::npos) {
+  std::optional<std::pair<std::string, std::string>> variable = splitVariable(strText);
+  if (!variable) {
     throw UsageFailure(fmt::format("environment variable \"{}\" must have the form KEY=VALUE", strText));
   }
-  std::pair<std::string, std::string> variable(strText.substr(0, iEqual), strText.substr(iEqual + 1));
-  if (const std::string strWhy = whyNotName(variable.first); !strWhy.empty()) {
-    throw UsageFailure(fmt::format("environment variable \"{}\" cannot be set: {}", variable.first, strWhy));
+  const auto& [strName, strValue] = *variable;
+  if (const std::string strWhy = whyNotName(strName); !strWhy.empty()) {
+    throw UsageFailure(fmt::format("environment variable \"{}\" cannot be set: {}", strName, strWhy));
   }
-  if (variable.second.size() > CB_VALUE) {
+  if (strValue.size() > CB_MAX_VARIABLE) {
     throw UsageFailure(fmt::format("environment variable \"{}\" cannot be set: its value is longer than {} bytes",
-                                   variable.first, CB_VALUE));
+                                   strName, CB_MAX_VARIABLE));
   }
-  return variable;
+  return *variable;
 }
 
 }  // namespace Host

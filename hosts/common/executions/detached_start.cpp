@@ -16,6 +16,7 @@
 
 #include "eorvascheduler.h"
 
+#include "common/config/settings.h"
 #include "common/coordination/start_ticket.h"
 #include "common/server/systemd_service.h"
 #include "common/server/systemd_units.h"
@@ -61,7 +62,7 @@ std::string startAsService(const ExecutionRequest& request) {
   const std::string strUnit = unitName(request.unitPart(), "service");
   const StartTicket ticket(strUnit, variablesOf(request));
   try {
-    startService(strUnit, request.description(), commandOf(request, ticket), stopTime());
+    startService(strUnit, request.description(), commandOf(request, ticket), stopTime(), unitFailsSetting());
   } catch (const std::exception&) {
     if (ticket.withdraw()) {
       throw;

@@ -41,7 +41,7 @@ void EndReports::collect(const ExecutionFile& file) const {
   std::array<EndReport, 64> reports{};
   for (ssize_t cb = 0; (cb = read(m_pipe.reader.get(), reports.data(), sizeof reports)) > 0;) {
     for (std::size_t i = 0; i < static_cast<std::size_t>(cb) / sizeof(EndReport); ++i) {
-      file.noteEnd(reports[i].pid, reports[i].iStatus, reports[i].cbWritten);
+      file.noteEnd(reports[i].pid, reports[i].iStatus, reports[i].cbWritten, reports[i].iDirectoryError);
     }
   }
 }

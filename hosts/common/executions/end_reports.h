@@ -21,6 +21,7 @@ struct EndReport {
   pid_t pid = 0;
   int iStatus = 0;             ///< wait status of the shell
   std::int64_t cbWritten = 0;  ///< how much output had been written when it was cut; 0 when it was not
+  int iDirectoryError = 0;     ///< why its owner could not enter the directory of the task; an errno, or 0
 };
 
 class EndReports {

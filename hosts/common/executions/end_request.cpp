@@ -1,5 +1,7 @@
 #include "end_request.h"
 
+#include <poll.h>
+
 namespace Host {
 
 namespace {
@@ -16,6 +18,25 @@ void listenToEndRequests() {
 
 bool isAskedToEnd() {
   return g_iAsked != 0;
+}
+
+bool sleepUntil(std::chrono::steady_clock::time_point time) {
+  // A request between the question and the sleep must not be missed.
+  sigset_t requests;
+  sigset_t before;
+  sigemptyset(&requests);
+  for (const int iSignal : END_SIGNALS) {
+    sigaddset(&requests, iSignal);
+  }
+  sigprocmask(SIG_BLOCK, &requests, &before);
+  for (auto left = time - std::chrono::steady_clock::now(); !isAskedToEnd() && left.count() > 0;
+       left = time - std::chrono::steady_clock::now()) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+    const timespec pause{seconds.count(), std::chrono::nanoseconds(left - seconds).count()};
+    ppoll(nullptr, 0, &pause, &before);
+  }
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  return !isAskedToEnd();
 }
 
 }  // namespace Host

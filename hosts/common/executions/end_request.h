@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <csignal>
 
 namespace Host {
@@ -17,5 +18,8 @@ inline constexpr std::array END_SIGNALS = {SIGTERM, SCOPE_END_SIGNAL};
 void listenToEndRequests();
 
 bool isAskedToEnd();
+
+/// Sleeps until a time, or until somebody asks this process to end. \return false when somebody has.
+bool sleepUntil(std::chrono::steady_clock::time_point time);
 
 }  // namespace Host

@@ -1,9 +1,11 @@
 #include "execution_group.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <unistd.h>
+#include <utility>
 
 #include "common/config/settings.h"
 #include "common/coordination/execution_file.h"
@@ -82,7 +84,7 @@ void enterServiceGroup() {
   }
 }
 
-std::string enterRunGroup(const std::string& strExecution, unsigned cMax) {
+RunGroupEntry enterRunGroup(const std::string& strExecution, unsigned cMax, std::uint64_t cbMemory) {
   const ControlGroup unit(strExecution);
   // The kernel can give the process id of an ended run again while background processes of that run keep its group.
   for (unsigned i = 1;; ++i) {
@@ -90,8 +92,10 @@ std::string enterRunGroup(const std::string& strExecution, unsigned cMax) {
     const ControlGroup group = unit.below(strName);
     if (group.create() || (!group.isPopulated() && group.remove() && group.create())) {
       group.limitProcesses(cMax);
+      const bool blLimited = cbMemory == 0 || group.limitMemory(cbMemory);
+      const int iMemoryError = blLimited ? 0 : errno;
       group.enter();
-      return strName;
+      return {std::move(strName), iMemoryError};
     }
   }
 }

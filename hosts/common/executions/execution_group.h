@@ -8,6 +8,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -27,11 +28,18 @@ void enterExecutionGroup(const ExecutionRequest& request, const ExecutionFile& f
 /// Moves the main process of a service into its group "watch".
 void enterServiceGroup();
 
+/// The group that a run has entered.
+struct RunGroupEntry {
+  std::string strName;
+  int iMemoryError = 0;  ///< why its memory is not limited: an errno; 0 if it is, or has no limit
+};
+
 /// Moves the calling process, of a run, into a group of its own.
 /// \param strExecution  folder of the execution's group.
 /// \param cMax          how many processes the run may have.
-/// \return the name of the group. \throw Failure
-std::string enterRunGroup(const std::string& strExecution, unsigned cMax);
+/// \param cbMemory      how much memory they may have together; 0 for no limit.
+/// \throw Failure
+RunGroupEntry enterRunGroup(const std::string& strExecution, unsigned cMax, std::uint64_t cbMemory);
 
 /// The groups of runs that still have processes.
 std::vector<std::string> populatedRuns(const std::string& strExecution);

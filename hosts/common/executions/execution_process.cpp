@@ -1,6 +1,7 @@
 #include "execution_process.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <fmt/format.h>
 #include <optional>
@@ -16,6 +17,8 @@
 #include "common/store/session.h"
 #include "common/support/service_defaults.h"
 #include "common/tasks/task_owner.h"
+#include "common/text/json_members.h"
+#include "end_request.h"
 #include "execution_watch.h"
 #include "messages.h"
 #include "next_tasks.h"
@@ -30,7 +33,7 @@ constexpr char NAME[] = "eorva-execute";
 /// The last event of a child that could not write or prepare its script.
 constexpr unsigned EVENT_SCRIPT_FAILED = 0x14400201;
 
-int runTask(Session& session, const std::string& strTask, RunRecorder& recorder, Turns& turns) {
+int runOnce(Session& session, const std::string& strTask, RunRecorder& recorder, Turns& turns) {
   turns.takeToStart(session, {strTask});
   // Another execution may have had the turn before.
   if (refusingRunOf(session, strTask) != 0) {
@@ -38,10 +41,42 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
   }
   Json::Value jTask = requireTask(session, strTask);
   requireOwner(jTask);
-  Json::Value jTasks(Json::arrayValue);
-  jTasks.append(jTask);
-  recorder.setTasks(jTasks);
+  recorder.setTasks(arrayOf(std::array{jTask}));
   return runTaskOne(jTask, session.tasks(), session.runs(), session.db());
+}
+
+/// Waits until the task is to be run again. \return false when it is not.
+bool waitForRetry(Session& session, const std::string& strTask, RunRecorder& recorder, TaskLock& lock) {
+  const std::optional<Retries::Clock::time_point> due = recorder.retries().due();
+  if (!due || !sleepUntil(*due)) {
+    return false;
+  }
+  lock.announce({strTask});
+  recorder.setTasks(listRelations(session, {strTask}));
+  const bool blAgain =
+      !findTask(session, strTask).isNull() && recorder.mayRetry(strTask) && refusingRunOf(session, strTask) == 0;
+  if (!blAgain) {
+    sendMessage(fmt::format("the task \"{}\" is not run again: it was changed, or is running", strTask));
+  }
+  return blAgain;
+}
+
+int runTask(Session& session, const std::string& strTask, RunRecorder& recorder, TaskLock& lock, Turns& turns) {
+  int iResult = 0;
+  do {
+    iResult = runOnce(session, strTask, recorder, turns);
+  } while (iResult >= 0 && waitForRetry(session, strTask, recorder, lock));
+  return iResult;
+}
+
+int runEvent(Session& session, const std::string& strEvent, NextTasks& nextTasks) {
+  int iResult = 0;
+  do {
+    Json::Value jIn(Json::objectValue);
+    jIn["event"] = strEvent;
+    iResult = runByEvent(session.tasks(), session.runs(), jIn, session.db());
+  } while (iResult >= 0 && nextTasks.waitForMore());
+  return iResult;
 }
 
 int runRequest(Session& session, const ExecutionRequest& request, const ExecutionPlan& plan, ExecutionFile& file,
@@ -58,12 +93,10 @@ int runRequest(Session& session, const ExecutionRequest& request, const Executio
   Turns turns;
   RunRecorder recorder(session, file, lock, turns, ends);
   if (!request.blByEvent) {
-    return runTask(session, request.strName, recorder, turns);
+    return runTask(session, request.strName, recorder, lock, turns);
   }
-  const NextTasks nextTasks(session, request, plan, file, lock, turns, recorder, output);
-  Json::Value jIn(Json::objectValue);
-  jIn["event"] = request.strName;
-  return runByEvent(session.tasks(), session.runs(), jIn, session.db());
+  NextTasks nextTasks(session, request, plan, file, lock, turns, recorder, output);
+  return runEvent(session, request.strName, nextTasks);
 }
 
 /// Nobody would watch the runs if the watch was killed. The next command that reconciles ends and closes them.

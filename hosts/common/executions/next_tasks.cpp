@@ -10,6 +10,7 @@
 #include "common/reasons/not_started.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
+#include "common/tasks/dependency_list.h"
 #include "common/tasks/task_owner.h"
 #include "common/text/json_members.h"
 #include "end_request.h"
@@ -61,19 +62,30 @@ int NextTasks::beforeList() noexcept {
   }
 }
 
-/// Hides the tasks that have no owner from the library, which would start them as whoever has the user id now.
+/// Tells whether a task must not start now: a task that it waits for is run again, or failed.
+bool NextTasks::isHeld(const std::vector<std::string>& vecWaitsFor, bool blOnlyAfterSuccess) const {
+  return std::any_of(vecWaitsFor.begin(), vecWaitsFor.end(), [&](const std::string& strAwaited) {
+    return m_recorder.retries().isOpen(strAwaited) || (blOnlyAfterSuccess && m_recorder.hasFailed(strAwaited));
+  });
+}
+
+/// Hides the tasks that must not start from the library. It would start those without an owner as whoever has the user
+/// id now.
 void NextTasks::onListed(OrvaJsonDbApi* pStore, Json::Value& jRecords) noexcept {
   if (pStore != m_session.tasks()) {
     return;
   }
   try {
+    if (std::exchange(m_blMore, false)) {
+      jRecords = takeMore();
+    }
     Json::Value jSound(Json::arrayValue);
     for (Json::Value& jTask : jRecords) {
       if (const std::optional<OwnerProblem> problem = m_owners.problemOf(jTask)) {
         if (boolOf(jTask, "enable")) {
           warn(fmt::format("the task \"{}\" is not started: {}", textOf(jTask, "task_name"), problem->strText));
         }
-      } else {
+      } else if (!isHeld(readDependencyList(textOf(jTask, "depend_on_task")), boolOf(jTask, "only_after_success"))) {
         jSound.append(std::move(jTask));
       }
     }
@@ -103,6 +115,11 @@ void NextTasks::makeReady() {
     vecReady = readyTasks();
   }
   m_blFirst = false;
+  for (const GraphTask& task : m_vecMore) {
+    if (m_recorder.hasStarted(task.strName)) {
+      vecReady.push_back(task);
+    }
+  }
   if (vecReady.empty()) {
     // The run is closed by now.
     m_turns.end();
@@ -153,15 +170,14 @@ void NextTasks::readTasks() {
 
 /// First the roots; later the tasks whose prerequisites have ended.
 std::vector<GraphTask> NextTasks::readyTasks() const {
-  const std::set<std::string>& setEnded = m_recorder.ended();
   std::vector<GraphTask> vecReady;
   for (const GraphTask& task : m_vecPlan) {
     const bool blReady = m_blFirst ? task.blRoot
                                    : !task.blRoot && std::all_of(task.vecWaitsFor.begin(), task.vecWaitsFor.end(),
                                                                  [&](const std::string& strAwaited) {
-                                                                   return setEnded.count(strAwaited) > 0;
+                                                                   return m_recorder.hasEnded(strAwaited);
                                                                  });
-    if (blReady && m_recorder.started().count(task.strName) == 0) {
+    if (blReady && !m_recorder.hasStarted(task.strName) && !isHeld(task.vecWaitsFor, task.blOnlyAfterSuccess)) {
       vecReady.push_back(task);
     }
   }
@@ -194,6 +210,71 @@ void NextTasks::prepare(const std::vector<GraphTask>& vecReady) {
     warn(strWarning);
   }
   m_blUnsafe = false;
+}
+
+/// Takes the tasks whose next try is due, as the store has them now.
+void NextTasks::takeRetries() {
+  const std::vector<std::string> vecDue = m_recorder.retries().takeDue();
+  if (vecDue.empty()) {
+    return;
+  }
+  m_lock.announce(vecDue);
+  readTasks();
+  for (const std::string& strTask : vecDue) {
+    const auto it = std::find_if(m_vecPlan.begin(), m_vecPlan.end(),
+                                 [&](const GraphTask& task) { return task.strName == strTask; });
+    if (it != m_vecPlan.end() && m_recorder.mayRetry(strTask)) {
+      m_vecMore.push_back(*it);
+    } else {
+      m_recorder.retries().giveUp(strTask);
+      m_lock.withdraw(strTask);
+      sendMessage(fmt::format("the task \"{}\" is not run again: it was changed meanwhile", strTask));
+    }
+  }
+}
+
+/// Takes the tasks that have become ready since, each once: the library may refuse them.
+void NextTasks::takeReady() {
+  if (hasChanged()) {
+    readTasks();
+  }
+  for (const GraphTask& task : readyTasks()) {
+    if (m_setOffered.insert(task.strName).second) {
+      m_vecMore.push_back(task);
+    }
+  }
+}
+
+bool NextTasks::waitForMore() {
+  const Retries& retries = m_recorder.retries();
+  if (!m_blRetried && !retries.due()) {
+    return false;
+  }
+  if (!std::exchange(m_blRetried, true)) {
+    // The library has refused these.
+    takeReady();
+  }
+  m_vecMore.clear();
+  m_cChanges = -1;
+  for (bool blGoOn = !m_blUnsafe && !isAskedToEnd(); blGoOn; blGoOn = retries.due() && sleepUntil(*retries.due())) {
+    takeRetries();
+    takeReady();
+    if (!m_vecMore.empty()) {
+      m_blMore = true;
+      return true;
+    }
+  }
+  return false;
+}
+
+/// The records of the tasks that are to be run now.
+Json::Value NextTasks::takeMore() {
+  Json::Value jTasks(Json::arrayValue);
+  for (const GraphTask& task : m_vecMore) {
+    jTasks.append(requireTask(m_session, task.strName));
+  }
+  m_vecMore.clear();
+  return jTasks;
 }
 
 }  // namespace Host

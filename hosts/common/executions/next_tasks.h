@@ -38,6 +38,10 @@ public:
             TaskLock& lock, Turns& turns, RunRecorder& recorder, std::optional<std::string> output);
   ~NextTasks();
 
+  /// When the library has ended an event: waits until tasks are to be run again, or tasks that waited for them are
+  /// ready. The next event of the library runs these tasks. \return false when there are none.
+  bool waitForMore();
+
   NextTasks(const NextTasks&) = delete;
   NextTasks& operator=(const NextTasks&) = delete;
 
@@ -48,6 +52,10 @@ private:
   void onListed(OrvaJsonDbApi* pStore, Json::Value& jRecords) noexcept;
   void warn(const std::string& strWarning);
   void makeReady();
+  bool isHeld(const std::vector<std::string>& vecWaitsFor, bool blOnlyAfterSuccess) const;
+  void takeRetries();
+  void takeReady();
+  Json::Value takeMore();
   bool hasChanged();
   void readTasks();
   std::vector<GraphTask> readyTasks() const;
@@ -65,12 +73,16 @@ private:
   std::vector<GraphTask> m_vecPlan;  ///< as the store has it now
   std::vector<GraphTask> m_vecAnnounced;
   std::set<std::string> m_setWarnings;  ///< warnings that were printed already
+  std::vector<GraphTask> m_vecMore;     ///< what the next event of the library is to run
+  std::set<std::string> m_setOffered;   ///< ready tasks that the library was given once
   Dependences m_setChecked;
   OwnerCheck m_owners;
   Json::Int64 m_iVersion = -1;  ///< of the store when the plan was read
   int m_cChanges = -1;
   bool m_blFirst = true;
-  bool m_blUnsafe = false;  ///< nothing more may be started
+  bool m_blUnsafe = false;   ///< nothing more may be started
+  bool m_blRetried = false;  ///< a task was to be run again
+  bool m_blMore = false;     ///< the next list of the library is replaced by m_vecMore
 };
 
 }  // namespace Host

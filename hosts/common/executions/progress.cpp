@@ -33,7 +33,8 @@ std::vector<Json::Value> Progress::poll(Session& session, const std::function<st
       m_setOpen.erase(iRun);
     }
     m_mapRuns[iRun] = jRun;
-    m_setTasks.insert(textOf(jRun, "task_name"));
+    Json::Int64& iNewest = m_mapNewest[textOf(jRun, "task_name")];
+    iNewest = std::max(iNewest, iRun);
     vecNews.push_back(jRun);
   }
   return vecNews;
@@ -41,7 +42,8 @@ std::vector<Json::Value> Progress::poll(Session& session, const std::function<st
 
 std::vector<Json::Value> Progress::failedRuns() const {
   std::vector<Json::Value> vecFailed;
-  for (const auto& [iRun, jRun] : m_mapRuns) {
+  for (const auto& [strTask, iRun] : m_mapNewest) {
+    const Json::Value& jRun = m_mapRuns.at(iRun);
     if (outcomeOf(jRun).kind != Outcome::Kind::OK) {
       vecFailed.push_back(jRun);
     }
@@ -50,7 +52,7 @@ std::vector<Json::Value> Progress::failedRuns() const {
 }
 
 bool Progress::hasRunOf(const std::string& strTask) const {
-  return m_setTasks.count(strTask) > 0;
+  return m_mapNewest.count(strTask) > 0;
 }
 
 std::vector<std::string> Progress::notStarted() const {

@@ -33,8 +33,11 @@ public:
   /// Every run so far, by its number.
   const std::map<Json::Int64, Json::Value>& runs() const { return m_mapRuns; }
 
-  /// The runs so far that did not end with exit status 0.
+  /// The runs so far that did not end with exit status 0, without those that were repeated.
   std::vector<Json::Value> failedRuns() const;
+
+  /// How many runs were repeated because they had failed.
+  std::size_t repeatedRuns() const { return m_mapRuns.size() - m_mapNewest.size(); }
 
   /// Planned tasks that have not been started.
   std::vector<std::string> notStarted() const;
@@ -47,7 +50,7 @@ private:
 
   const ExecutionPlan& m_plan;
   std::map<Json::Int64, Json::Value> m_mapRuns;
-  std::set<std::string> m_setTasks;  ///< that have a run
+  std::map<std::string, Json::Int64> m_mapNewest;  ///< by task: its newest run
   std::set<Json::Int64> m_setOpen;
   Json::Int64 m_iLastRun;
 };

@@ -4,21 +4,24 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
+
+#include "common/tasks/run_settings.h"
 
 namespace Host {
 
 /// The data with which the process of a run begins.
 struct RunStart {
-  std::string strFile;             ///< the file of the execution, see execution_file.h
-  std::string strGroup;            ///< folder of the execution's control group; empty where there are none
-  unsigned cMaxProcesses = 0;      ///< for the run
-  int fdEnds = -1;                 ///< where it tells its end, see end_reports.h
-  std::vector<int> vecParentOnly;  ///< descriptors that belong to the execution alone
-  std::function<std::uint64_t(const std::string& strOutput)> fnOutputLimit = {};  ///< for the run with this output
+  std::string strFile;              ///< the file of the execution, see execution_file.h
+  std::string strGroup;             ///< folder of the execution's control group; empty where there are none
+  unsigned cMaxProcesses = 0;       ///< for the run
+  int fdEnds = -1;                  ///< where it tells its end, see end_reports.h
+  std::vector<int> vecParentOnly;   ///< descriptors that belong to the execution alone
+  std::uint64_t cbOutputLimit = 0;  ///< for the output of the run; 0 for none
+  std::string strTask = {};         ///< the task
+  RunSettings settings = {};        ///< of this task
 };
 
 /// Makes the calling process of a run, just forked and still root's, ready for the script: it enters its control group

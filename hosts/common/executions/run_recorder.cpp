@@ -2,7 +2,6 @@
 
 #include <array>
 #include <csignal>
-#include <filesystem>
 #include <fmt/format.h>
 #include <optional>
 #include <pthread.h>
@@ -22,7 +21,9 @@
 #include "common/store/session.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
+#include "common/text/duration.h"
 #include "common/text/json_members.h"
+#include "common/text/stored_time.h"
 #include "end_request.h"
 #include "messages.h"
 
@@ -42,6 +43,9 @@ void addUsage(const ControlGroup::Usage& usage, Json::Value& jUpdate) {
     if (value) {
       jUpdate[szMember] = static_cast<Json::Int64>(*value);
     }
+  }
+  if (usage.blOutOfMemory) {
+    jUpdate["extra"][OUT_OF_MEMORY] = true;
   }
 }
 
@@ -65,7 +69,7 @@ RunRecorder::RunRecorder(Session& session, ExecutionFile& file, TaskLock& lock, 
              maxProcessesSetting(),
              ends.writer(),
              {file.fd(), lock.fd(), turns.fd(), ends.reader()},
-             [this](const std::string& strOutput) { return outputLimitOf(strOutput); }};
+             outputLimitSetting()};
   g_pRecorder = this;
   ORVAStoreOnWrite(
       [](void* pThis, OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value* pRecord) {
@@ -88,31 +92,55 @@ RunRecorder::~RunRecorder() {
   g_pRecorder = nullptr;
 }
 
+/// Children that deliver mail are no runs.
 void RunRecorder::beforeFork() {
   if (g_pRecorder != nullptr) {
-    attempt([] { g_pRecorder->settle(); });
+    attempt([] {
+      g_pRecorder->m_naming.reset();
+      g_pRecorder->settle();
+      if (ORVAMailIsForking() == 0) {
+        g_pRecorder->m_naming.emplace();
+      }
+    });
   }
 }
 
-/// Children that deliver mail are no runs.
 void RunRecorder::inChild() {
   if (g_pRecorder != nullptr && ORVAMailIsForking() == 0) {
-    beginRun(g_pRecorder->m_start, g_pRecorder->m_pid, isAskedToEnd());
+    const bool blKnown = g_pRecorder->learnTask();
+    beginRun(g_pRecorder->m_start, g_pRecorder->m_pid, !blKnown || isAskedToEnd());
   }
+}
+
+/// The process of a run is forked before the library names its task. So it waits until the run is about to be recorded.
+/// \return false when that will not happen.
+bool RunRecorder::learnTask() {
+  if (!m_naming) {
+    return false;
+  }
+  m_naming->writer.reset();
+  try {
+    m_start.strTask = readAll(m_naming->reader.get(), "the name of a task");
+  } catch (const Failure& failure) {
+    sendMessage(failure.what());
+  }
+  m_naming.reset();
+  const TaskFacts& task = m_mapTasks[m_start.strTask];
+  m_start.settings = task.settings;
+  m_start.cbOutputLimit = task.settings.outputLimit.value_or(m_start.cbOutputLimit);
+  return !m_start.strTask.empty();
 }
 
 void RunRecorder::setTasks(const Json::Value& jTasks) {
   for (const Json::Value& jTask : jTasks) {
     m_mapTasks[textOf(jTask, "task_name")] = {intOf(jTask, "time_limit"), intOf(jTask, "owner", -1),
-                                              textOf(jTask, "owner_name"), intOf(jTask, "output_limit", -1)};
+                                              textOf(jTask, "owner_name"), runSettingsOf(jTask)};
   }
 }
 
-/// The limit of the task whose folder has the folder of the run.
-std::uint64_t RunRecorder::outputLimitOf(const std::string& strOutput) const {
-  const auto it = m_mapTasks.find(std::filesystem::path(strOutput).parent_path().parent_path().filename());
-  const bool blOwn = it != m_mapTasks.end() && it->second.iOutputLimit >= 0;
-  return blOwn ? static_cast<std::uint64_t>(it->second.iOutputLimit) : m_cbOutputLimit;
+bool RunRecorder::mayRetry(const std::string& strTask) const {
+  const auto it = m_mapTasks.find(strTask);
+  return it != m_mapTasks.end() && m_retries.triesOf(strTask) <= it->second.settings.cRetries;
 }
 
 /// The library records a run in one write, so the last number is that of the new run, unless the write failed.
@@ -120,6 +148,7 @@ void RunRecorder::rememberNew(const Run& run) {
   const Json::Int64 iRun = sqlite3_last_insert_rowid(m_session.db());
   if (hasRun(m_session, fmt::format("result_id = {} and pid = {}", iRun, run.pid))) {
     m_mapOpen[iRun] = run;
+    m_retries.setNumber(run.strTask, iRun);
     m_lock.withdraw(run.strTask);
     return;
   }
@@ -153,8 +182,23 @@ void RunRecorder::onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Jso
   }
 }
 
+/// Lets the process of the new run go on.
+void RunRecorder::nameTask() {
+  if (m_naming) {
+    static_cast<void>(write(m_naming->writer.get(), m_new.strTask.data(), m_new.strTask.size()));
+    m_naming.reset();
+  }
+}
+
 void RunRecorder::onBegin(Json::Value& jRun) {
-  m_new = {pidOf(jRun), textOf(jRun, "task_name")};
+  m_new = {pidOf(jRun), textOf(jRun, "task_name"), {}};
+  nameTask();
+  m_retries.begin(m_new.strTask, jRun);
+  if (m_jFireTime.isNull()) {
+    m_jFireTime = jRun["event_fire_time"];
+  }
+  // The library begins anew for a retry.
+  jRun["event_fire_time"] = m_jFireTime;
   m_setStarted.insert(m_new.strTask);
   const std::optional<ProcessStatus> status = processStatus(m_new.pid);
   if (status) {
@@ -165,11 +209,14 @@ void RunRecorder::onBegin(Json::Value& jRun) {
     jRun["owner"] = task.iOwner;
     jRun["owner_name"] = task.strOwner.empty() ? userName(static_cast<uid_t>(task.iOwner)) : task.strOwner;
   }
+  m_new.jRecord = jRun;
   // Before the record is there, so that nobody takes the run for an interrupted one.
   m_file.noteRun(m_new.pid, std::chrono::seconds(task.iLimit));
 }
 
 void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
+  // Values of another run must not be in the mail about this one.
+  ORVAMailAddValue(nullptr, nullptr);
   const auto node = m_mapOpen.extract(intOf(jFilter, "result_id"));
   if (!node) {
     return;
@@ -179,8 +226,47 @@ void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
   m_ends.collect(m_file);
   m_file.update();
   addEnd(run, jUpdate);
+  noteOutcome(run, jUpdate);
+  tellEnd(run, intOf(jFilter, "result_id"), jUpdate);
   m_file.noteClosed(run.pid);
   m_turns.takeToClose(run.strTask);
+}
+
+void RunRecorder::noteOutcome(const Run& run, const Json::Value& jUpdate) {
+  if (outcomeOf(jUpdate).kind == Outcome::Kind::OK) {
+    m_setFailed.erase(run.strTask);
+  } else {
+    m_setFailed.insert(run.strTask);
+  }
+  const RunSettings& settings = m_mapTasks[run.strTask].settings;
+  const std::chrono::seconds after(settings.cRetryAfter);
+  if (!isAskedToEnd() && m_retries.end(run.strTask, jUpdate, settings.cRetries, after)) {
+    sendMessage(fmt::format("the task \"{}\" failed; try {} of {} follows after {}", run.strTask,
+                            m_retries.triesOf(run.strTask) + 1, settings.cRetries + 1, durationText(after.count())));
+  }
+}
+
+/// The library's mail about this run is sent next.
+void RunRecorder::describeForMail(const Json::Value& jRun) {
+  const Outcome outcome = outcomeOf(jRun);
+  const std::pair<const char*, std::string> values[] = {
+      {"%OWNER%", textOf(jRun, "owner_name")},
+      {"%EVENT%", textOf(jRun, "trigger_event")},
+      {"%RUN%", std::to_string(intOf(jRun, "result_id"))},
+      {"%DURATION%", elapsedText(secondsOf(jRun))},
+      {"%END%", outcome.strText},
+      {"%ENDED_WELL%", outcome.kind == Outcome::Kind::OK ? "1" : "0"}};
+  for (const auto& [szKey, strValue] : values) {
+    ORVAMailAddValue(szKey, strValue.empty() ? nullptr : strValue.c_str());
+  }
+}
+
+void RunRecorder::tellEnd(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate) {
+  Json::Value jEnded = run.jRecord;
+  ORVA_JSON_DB::jsonCopyMember(jEnded, jUpdate, true);
+  jEnded["result_id"] = iRun;
+  logFailure(jEnded);
+  describeForMail(jEnded);
 }
 
 void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
@@ -191,7 +277,7 @@ void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
   if (runNotes.status) {
     jUpdate["shell_status"] = *runNotes.status;
   }
-  noteCut(runNotes, jUpdate);
+  addExtra(runNotes, jUpdate);
   if (!runNotes.strEndedBy.empty()) {
     jUpdate["ended_by"] = runNotes.strEndedBy;
   } else if (!runNotes.status) {
@@ -208,6 +294,7 @@ void RunRecorder::addEnd(const Run& run, Json::Value& jUpdate) const {
 }
 
 void RunRecorder::wait() {
+  m_naming.reset();
   settle();
   m_turns.end();
   sigset_t child;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <json/value.h>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <sys/types.h>
@@ -17,6 +18,9 @@
 #include "common/config/settings.h"
 #include "common/coordination/execution_file.h"
 #include "common/coordination/task_lock.h"
+#include "common/runs/retries.h"
+#include "common/support/files.h"
+#include "common/tasks/run_settings.h"
 #include "end_reports.h"
 #include "run_child.h"
 #include "turns.h"
@@ -39,36 +43,49 @@ public:
   RunRecorder(const RunRecorder&) = delete;
   RunRecorder& operator=(const RunRecorder&) = delete;
 
-  /// The tasks that this execution has started, and those whose runs have been closed.
-  const std::set<std::string>& started() const { return m_setStarted; }
-  const std::set<std::string>& ended() const { return m_setEnded; }
+  /// Tells whether this execution has started a task, whether its last run has been closed, and whether that failed.
+  bool hasStarted(const std::string& strTask) const { return m_setStarted.count(strTask) > 0; }
+  bool hasEnded(const std::string& strTask) const {
+    return m_setEnded.count(strTask) > 0 && !m_retries.isOpen(strTask);
+  }
+  bool hasFailed(const std::string& strTask) const { return m_setFailed.count(strTask) > 0; }
 
-  /// Takes over the time limits and owners of these tasks.
+  Retries& retries() { return m_retries; }
+
+  /// Tells whether the settings from setTasks() allow another try of a task.
+  bool mayRetry(const std::string& strTask) const;
+
+  /// Takes over the owners and settings of these tasks.
   void setTasks(const Json::Value& jTasks);
 
 private:
   struct Run {
     pid_t pid = 0;
     std::string strTask;
+    Json::Value jRecord;  ///< as it was at the begin
   };
 
   struct TaskFacts {
     Json::Int64 iLimit = 0;
     Json::Int64 iOwner = -1;
-    std::string strOwner;           ///< empty when no name is stored
-    Json::Int64 iOutputLimit = -1;  ///< -1 for that of the settings
+    std::string strOwner;  ///< empty when no name is stored
+    RunSettings settings;
   };
 
   void onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Json::Value& jRecord);
   void onBegin(Json::Value& jRun);
   void onClose(const Json::Value& jFilter, Json::Value& jUpdate);
   void addEnd(const Run& run, Json::Value& jUpdate) const;
+  void noteOutcome(const Run& run, const Json::Value& jUpdate);
+  static void describeForMail(const Json::Value& jRun);
+  static void tellEnd(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate);
   void rememberNew(const Run& run);
   void settle();
   void wait();
   static void beforeFork();
   static void inChild();
-  std::uint64_t outputLimitOf(const std::string& strOutput) const;
+  bool learnTask();
+  void nameTask();
 
   Session& m_session;
   ExecutionFile& m_file;
@@ -76,14 +93,17 @@ private:
   Turns& m_turns;
   const EndReports& m_ends;
   RunStart m_start;
-  std::uint64_t m_cbOutputLimit = outputLimitSetting();
   pid_t m_pid;
   std::map<std::string, TaskFacts> m_mapTasks;
   std::map<Json::Int64, Run> m_mapOpen;  ///< by number of the run
   Run m_new;                             ///< its number is not known yet
+  std::optional<Pipe> m_naming;          ///< through which the process of a new run learns its task
   std::set<std::string> m_setStarted;
   std::set<std::string> m_setEnded;
-  bool m_blDirty = false;  ///< something was written since the last note
+  std::set<std::string> m_setFailed;  ///< the last run failed
+  Retries m_retries;
+  Json::Value m_jFireTime;  ///< of the first run; all runs of an execution have the same
+  bool m_blDirty = false;   ///< something was written since the last note
 };
 
 }  // namespace Host

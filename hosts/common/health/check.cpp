@@ -72,7 +72,7 @@ HealthFindings checkInstallation(const std::string& strStoreProblem) {
   checkEvents(jTasks, findings);
   checkTimers(findings);
   checkPruning(findings);
-  checkControlGroups(findings);
+  checkControlGroups(jTasks, findings);
   checkTasks(jTasks, findings);
   return findings;
 }

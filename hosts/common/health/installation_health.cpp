@@ -203,9 +203,17 @@ void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {
                       strProgram, objectOf({{"tasks", static_cast<Json::Int64>(cMail)}})});
 }
 
-void checkControlGroups(HealthFindings& findings) {
+void checkControlGroups(const Json::Value& jTasks, HealthFindings& findings) {
   if (!ControlGroup::own()) {
     findings.push_back({Severity::WARNING, "no_control_groups", "", Json::objectValue});
+  }
+  if (ControlGroup::hasController("memory")) {
+    return;
+  }
+  for (const Json::Value& jTask : jTasks) {
+    if (intOf(jTask, "memory_limit") > 0) {
+      findings.push_back({Severity::WARNING, "no_memory_limit", textOf(jTask, "task_name"), Json::objectValue});
+    }
   }
 }
 

@@ -49,8 +49,8 @@ void checkEvents(const Json::Value& jTasks, HealthFindings& findings);
 /// Checks the timers that remove old runs and send mail again.
 void checkTimers(HealthFindings& findings);
 
-/// Checks whether runs get control groups.
-void checkControlGroups(HealthFindings& findings);
+/// Checks whether runs get control groups, and whether the memory limits of tasks have an effect.
+void checkControlGroups(const Json::Value& jTasks, HealthFindings& findings);
 
 /// Finds runs that are recorded as running although their process has ended.
 void checkRuns(Session& session, HealthFindings& findings);

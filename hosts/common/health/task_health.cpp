@@ -31,7 +31,7 @@ std::string soundName(const TaskGraph& graph, const std::string& strTask) {
   for (unsigned i = 1;; ++i) {
     std::string strName = i == 1 ? strBase : fmt::format("{}-{}", strBase, i);
     if (graph.find(strName) == nullptr && graph.whyConfused(strName, strTask).empty() &&
-        whyNotTaskName(strName).empty()) {
+        whyNotNewTaskName(strName).empty()) {
       return strName;
     }
   }

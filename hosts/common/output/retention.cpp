@@ -11,11 +11,13 @@
 
 #include "common/coordination/prune_problems.h"
 #include "common/runs/outcome.h"
+#include "common/server/log_event.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/store/run_rows.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
+#include "common/text/amounts.h"
 #include "common/text/json_members.h"
 #include "output_place.h"
 #include "owner_part.h"
@@ -310,7 +312,12 @@ std::uint64_t PruneResult::bytes() const {
 }
 
 PruneResult pruneRuns(Session& session, const Settings& settings, bool blDryRun) {
-  return Pruning(session, settings, blDryRun).run();
+  PruneResult result = Pruning(session, settings, blDryRun).run();
+  if (!blDryRun && result.queRuns.size() + result.queOutputs.size() > 0) {
+    logEvent(LogEvent::RUNS_PRUNED, std::to_string(result.queRuns.size()), std::to_string(result.queOutputs.size()),
+             sizeText(result.bytes()));
+  }
+  return result;
 }
 
 }  // namespace Host

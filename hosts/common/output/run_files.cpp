@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -56,9 +57,10 @@ UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile) {
   return std::move(*file);
 }
 
-std::string scriptOfRun(const Json::Value& jRun) {
+std::string textOfRunFile(const Json::Value& jRun, const char* szFile) {
   constexpr std::size_t CB_MAX = std::size_t{16} << 20;
-  return readAll(requireRunFile(jRun, SCRIPT_FILE).get(), fmt::format("the script of run {}", intOf(jRun, "result_id")),
+  const char* const szWhat = std::string_view(szFile) == SCRIPT_FILE ? "script" : "output";
+  return readAll(requireRunFile(jRun, szFile).get(), fmt::format("the {} of run {}", szWhat, intOf(jRun, "result_id")),
                  CB_MAX);
 }
 

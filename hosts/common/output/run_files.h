@@ -27,9 +27,8 @@ std::optional<UniqueFd> findRunFile(const Json::Value& jRun, const char* szFile,
 /// Opens a file that a run left. \throw Failure when it does not exist.
 UniqueFd requireRunFile(const Json::Value& jRun, const char* szFile);
 
-/// Reads the script of a run. \throw Failure as above, and when its owner has made it larger than a task's script can
-/// be.
-std::string scriptOfRun(const Json::Value& jRun);
+/// Reads a whole file that a run left. \throw Failure as above, and when it is larger than 16 MiB.
+std::string textOfRunFile(const Json::Value& jRun, const char* szFile);
 
 /// Reads the end of a file that a run left: a megabyte at most, in whole characters.
 /// \param cLines  how many lines at most. \throw Failure as above.

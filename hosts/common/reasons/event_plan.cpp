@@ -117,8 +117,8 @@ std::vector<BlockedTask> blockedTasks(const TaskGraph& graph, const std::string&
 
 }  // namespace
 
-const Members PLAN_MEMBERS = {"task_name",         "event",  "depend_on_task", "enable", "owner",
-                              "run_the_same_time", "status", "owner_name"};
+const Members PLAN_MEMBERS = {"task_name", "event",      "depend_on_task",    "enable", "owner", "run_the_same_time",
+                              "status",    "owner_name", "only_after_success"};
 
 std::vector<Reason> presentReasons(Session& session, const Json::Value& jTasks, const std::string& strTask) {
   const RunningTasks mapRunning = refusedTasks(session, jTasks);

@@ -32,6 +32,12 @@ bool wasInterrupted(const ExecutionFacts& facts, const Json::Value& jRun) {
   return isInterrupted(jRun) || (isOpen(jRun) && !goesOn(facts, jRun));
 }
 
+/// Tells whether the task was to start only after a success of the other one, which failed.
+bool neededSuccess(const Json::Value& jTask, const AwaitedTask& awaited) {
+  return boolOf(jTask, "only_after_success") && awaited.jRun.isObject() &&
+         outcomeOf(awaited.jRun).kind == Outcome::Kind::FAILED;
+}
+
 Reason awaitedReason(const ExecutionFacts& facts, const AwaitedTask& awaited) {
   if (!awaited.jRun.isObject()) {
     return {"need_not_started", awaited.strName, Json::objectValue};
@@ -93,9 +99,13 @@ Reason otherReason(Session& session, const ExecutionFacts& facts, const Json::Va
 }  // namespace
 
 Json::Value runOf(const std::vector<Json::Value>& vecRuns, const std::string& strTask) {
-  const auto it = std::find_if(vecRuns.begin(), vecRuns.end(),
-                               [&](const Json::Value& jRun) { return textOf(jRun, "task_name") == strTask; });
-  return it == vecRuns.end() ? Json::Value() : *it;
+  Json::Value jNewest;
+  for (const Json::Value& jRun : vecRuns) {
+    if (textOf(jRun, "task_name") == strTask && intOf(jRun, "result_id") > intOf(jNewest, "result_id")) {
+      jNewest = jRun;
+    }
+  }
+  return jNewest;
 }
 
 std::vector<AwaitedTask> awaitedTasks(const std::vector<Json::Value>& vecRuns, const Json::Value& jTask) {
@@ -138,6 +148,8 @@ std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts,
                                      [&](const Reason& reason) { return reason.strOther == awaited.strName; });
     if (!blNamed && (!awaited.jRun.isObject() || isOpen(awaited.jRun) || wasInterrupted(facts, awaited.jRun))) {
       vecReasons.push_back(awaitedReason(facts, awaited));
+    } else if (!blNamed && neededSuccess(jTask, awaited)) {
+      vecReasons.push_back({"need_failed", awaited.strName, objectOf({{"run", awaited.jRun["result_id"]}})});
     }
   }
   if (vecReasons.empty()) {

@@ -35,7 +35,7 @@ struct AwaitedTask {
   Json::Value jRun;  ///< its run; null when it was not started
 };
 
-/// The run of a task among those of an execution; null when there is none.
+/// The last run of a task among those of an execution; null when there is none.
 Json::Value runOf(const std::vector<Json::Value>& vecRuns, const std::string& strTask);
 
 /// The dependencies of a task, in an execution.
@@ -52,7 +52,7 @@ Json::Int64 refusingRunOf(Session& session, const std::string& strTask);
 Reason refusedReason(Json::Int64 iRun);
 
 /// Finds the reasons. The codes, in addition to those of Reasons: "need_not_started", "need_running",
-/// "need_interrupted", "refused", "budget", "interrupted", "waiting" and "unknown".
+/// "need_interrupted", "need_failed", "refused", "budget", "interrupted", "waiting" and "unknown".
 /// \param vecReasonsNow  the reasons that Reasons finds.
 std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
                                   const std::vector<Reason>& vecReasonsNow);

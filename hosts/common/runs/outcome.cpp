@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <optional>
 
+#include "common/server/log_event.h"
 #include "common/text/json_members.h"
 #include "script_end.h"
 
@@ -88,8 +89,17 @@ std::optional<Outcome> recordedOutcome(const Json::Value& jExit) {
 }
 
 std::optional<Outcome> reportedOutcome(const Json::Value& jRun) {
+  const Json::Value& jExtra = memberOf(jRun, "extra");
+  if (const std::string strError = textOf(jExtra, DIRECTORY_ERROR); !strError.empty()) {
+    return failed("not started (directory)",
+                  fmt::format("not started: its owner could not enter the directory of the task: {}", strError));
+  }
   const std::optional<ScriptEnd> end = scriptEndOf(jRun);
-  return end ? outcomeOfScript(*end) : recordedOutcome(memberOf(jRun, "exit_info"));
+  std::optional<Outcome> outcome = end ? outcomeOfScript(*end) : recordedOutcome(memberOf(jRun, "exit_info"));
+  if (outcome && boolOf(jExtra, OUT_OF_MEMORY)) {
+    outcome->strExplanation += "; the system killed processes of the run at its memory limit";
+  }
+  return outcome;
 }
 
 struct EarlyEnd {
@@ -148,6 +158,13 @@ Outcome lastOutcomeOf(const Json::Value& jTask, const Json::Value& jRun) {
   return outcomeOf(jCopy);
 }
 
+void logFailure(const Json::Value& jRun) {
+  if (const Outcome outcome = outcomeOf(jRun); outcome.kind == Outcome::Kind::FAILED) {
+    logEvent(LogEvent::RUN_FAILED, textOf(jRun, "task_name"), std::to_string(intOf(jRun, "result_id")), outcome.strText,
+             textOf(jRun, "trigger_event"));
+  }
+}
+
 std::string whereOutcome(Outcome::Kind kind) {
   // The database may have been edited by hand: exit_info need not be JSON, and its members may have any type.
   // 65407 is 0xff7f: the exit status and the signal of a wait status.
@@ -164,6 +181,13 @@ std::string whereOutcome(Outcome::Kind kind) {
       break;
   }
   return fmt::format("(stop_time is not null and not ({}))", OK);
+}
+
+std::string whereInterrupted() {
+  return fmt::format(
+      "(stop_time is not null and coalesce(ended_by, '') = '' and typeof(shell_status) <> 'integer' and "
+      "case when json_valid(exit_info) then json_extract(exit_info, '$.exit_type') is '{}' else 0 end)",
+      EXIT_INTERRUPTED);
 }
 
 bool isInterrupted(const Json::Value& jRun) {

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "common/store/records.h"
+#include "common/store/rows.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 
@@ -28,6 +29,9 @@ std::string whereOf(const RunQuery& query) {
   if (query.until) {
     strWhere += fmt::format(" and {} <= {}", sqlTime("start_time"), *query.until);
   }
+  if (query.blInterrupted) {
+    strWhere += " and " + whereInterrupted();
+  }
   if (query.iBefore != 0) {
     strWhere += fmt::format(" and result_id < {}", query.iBefore);
   }
@@ -49,9 +53,29 @@ RunPage newestRuns(Session& session, const RunQuery& query) {
   return page;
 }
 
+std::vector<Json::Value> openRunsOf(Session& session, const std::string& strTask) {
+  RunQuery query;
+  query.strTask = strTask;
+  query.outcome = Outcome::Kind::RUNNING;
+  return newestRuns(session, query).vecRuns;
+}
+
 Json::Value newestRunOf(Session& session, const std::string& strTask) {
   const Json::Value jRuns = listRuns(session, fmt::format("task_name = {}", sqlText(strTask)), 1);
   return jRuns.empty() ? Json::Value() : jRuns[0];
+}
+
+RunCounts countRuns(Session& session, std::time_t since) {
+  const std::string strSql = fmt::format(
+      "select count(*), coalesce(sum({}), 0), coalesce(sum({}), 0) from task_result where result_id > coalesce((select "
+      "result_id from task_result where {} < {} order by result_id desc limit 1), 0)",
+      whereOutcome(Outcome::Kind::FAILED), whereOutcome(Outcome::Kind::RUNNING), sqlTime("start_time"), since);
+  RunCounts counts;
+  for (Rows rows(session, strSql); rows.next();) {
+    const auto count = [&](int iColumn) { return static_cast<std::size_t>(rows.number(iColumn)); };
+    counts = {count(0), count(1), count(2)};
+  }
+  return counts;
 }
 
 std::map<std::string, Json::Value> newestRunOfEach(Session& session) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstddef>
 #include <ctime>
 #include <json/value.h>
 #include <map>
@@ -23,6 +24,7 @@ struct RunQuery {
   std::string strEvent;
   std::optional<uid_t> owner;
   std::optional<Outcome::Kind> outcome;
+  bool blInterrupted = false;        ///< only failed runs that were interrupted
   std::optional<std::time_t> since;  ///< started then or later
   std::optional<std::time_t> until;  ///< started then or earlier
   Json::Int64 iBefore = 0;           ///< only runs with a smaller number
@@ -37,8 +39,21 @@ struct RunPage {
 /// Finds the newest runs that match. \throw Failure when the store fails, or there is no such task.
 RunPage newestRuns(Session& session, const RunQuery& query);
 
+/// The open runs of a task, the newest first. \throw Failure when the store fails, or there is no such task.
+std::vector<Json::Value> openRunsOf(Session& session, const std::string& strTask);
+
 /// The newest run of a task; null when it has none. \throw Failure when the store fails; here and below.
 Json::Value newestRunOf(Session& session, const std::string& strTask);
+
+/// Runs by how they ended.
+struct RunCounts {
+  std::size_t cAll = 0;
+  std::size_t cFailed = 0;
+  std::size_t cRunning = 0;
+};
+
+/// Counts the runs that began at a time or later. Older runs are not read, so it is cheap.
+RunCounts countRuns(Session& session, std::time_t since);
 
 /// The newest run of each task that has one, by the name of the task: with the members that say how it ended.
 std::map<std::string, Json::Value> newestRunOfEach(Session& session);

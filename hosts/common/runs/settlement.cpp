@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <ctime>
 #include <fmt/format.h>
 #include <glob.h>
@@ -52,7 +53,7 @@ Json::Value endOf(const RunNotes& run) {
   } else if (run.blClosed && !run.status) {
     jEnd["ended_by"] = ENDED_KILLED;
   }
-  noteCut(run, jEnd);
+  addExtra(run, jEnd);
   return jEnd;
 }
 
@@ -99,9 +100,12 @@ void settle(Session& session, const EndedExecution& execution, std::vector<Json:
 
 }  // namespace
 
-void noteCut(const RunNotes& run, Json::Value& jEnd) {
+void addExtra(const RunNotes& run, Json::Value& jEnd) {
   if (run.cbWritten > 0) {
     jEnd["extra"][OUTPUT_CUT] = static_cast<Json::Int64>(run.cbWritten);
+  }
+  if (run.iDirectoryError != 0) {
+    jEnd["extra"][DIRECTORY_ERROR] = std::strerror(run.iDirectoryError);
   }
 }
 
@@ -134,6 +138,9 @@ bool closeRun(Session& session, Json::Value& jRun, const RunNotes& notes) {
     unlink(fmt::format("{}{}", EXIT_CODE_PREFIX, pidOf(jNow)).c_str());
   }
   jRun = std::move(jNow);
+  if (!notes.blClosed) {
+    logFailure(jRun);
+  }
   return true;
 }
 

@@ -13,8 +13,8 @@ class Session;
 struct ExecutionNotes;
 struct RunNotes;
 
-/// Adds to the end of a run that its output was cut.
-void noteCut(const RunNotes& run, Json::Value& jEnd);
+/// Adds to the end of a run that its output was cut, or why its directory could not be entered.
+void addExtra(const RunNotes& run, Json::Value& jEnd);
 
 /// Closes one run: with its true end where it was reported, otherwise as interrupted.
 /// \param jRun  becomes the new record.

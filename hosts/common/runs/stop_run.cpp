@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "common/coordination/execution_file.h"
+#include "common/server/log_event.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/support/try_until.h"
@@ -65,6 +66,9 @@ Json::Value stopRun(Session& session, const Json::Value& jRun, std::chrono::seco
         fmt::format("run {} did not end: one of its processes was killed and has not ended; it may be waiting for a "
                     "disk that does not respond",
                     iRun));
+  }
+  if (textOf(jEnded, "ended_by") == ENDED_STOPPED) {
+    logEvent(LogEvent::RUN_STOPPED, textOf(jEnded, "task_name"), std::to_string(iRun));
   }
   if (!blClosed) {
     throw Failure(fmt::format("run {} was ended, but its execution has not closed it", iRun));

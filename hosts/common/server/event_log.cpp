@@ -98,7 +98,7 @@ std::vector<std::string> EventLogTexts::languages() const {
   std::set<std::string> setLanguages;
   for (const Json::Value& jTexts : m_jCatalogue) {
     for (const std::string& strMember : jTexts.isObject() ? jTexts.getMemberNames() : std::vector<std::string>()) {
-      if (strMember != "message_id") {
+      if (strMember != "message_id" && jTexts[strMember].isString()) {
         setLanguages.insert(strMember);
       }
     }

@@ -137,12 +137,13 @@ void appendCommand(sd_bus_message* pMessage, const std::vector<std::string>& vec
 using Properties = std::function<void(sd_bus_message*)>;
 
 /// Properties of every unit of ours.
-void appendCommon(sd_bus_message* pMessage, const std::string& strDescription, std::chrono::seconds stopTime) {
-  require(
-      sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Description", "s", strDescription.c_str(), "Slice", "s",
-                            SLICE, "Delegate", "b", 1, "CollectMode", "s", "inactive-or-failed", "TimeoutStopUSec", "t",
-                            static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
-      "describe a unit");
+void appendCommon(sd_bus_message* pMessage, const std::string& strDescription, std::chrono::seconds stopTime,
+                  bool blKeepFailed = false) {
+  require(sd_bus_message_append(pMessage, "(sv)(sv)(sv)(sv)(sv)", "Description", "s", strDescription.c_str(), "Slice",
+                                "s", SLICE, "Delegate", "b", 1, "CollectMode", "s",
+                                blKeepFailed ? "inactive" : "inactive-or-failed", "TimeoutStopUSec", "t",
+                                static_cast<std::uint64_t>(std::chrono::microseconds(stopTime).count())),
+          "describe a unit");
   // Units stop in the reverse order: this one before the volumes are unmounted.
   require(sd_bus_message_append(pMessage, "(sv)", "After", "as", 3, "local-fs.target", "remote-fs.target",
                                 "nss-user-lookup.target"),
@@ -321,9 +322,9 @@ std::string unitName(const std::string& strName, const char* szType) {
 }
 
 void startService(const std::string& strUnit, const std::string& strDescription,
-                  const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime) {
+                  const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime, bool blKeepFailed) {
   startUnit(strUnit, [&](sd_bus_message* pMessage) {
-    appendCommon(pMessage, strDescription, stopTime);
+    appendCommon(pMessage, strDescription, stopTime, blKeepFailed);
     appendService(pMessage, vecCommand);
   });
 }

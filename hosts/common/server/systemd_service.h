@@ -22,10 +22,11 @@ std::string unitName(const std::string& strName, const char* szType);
 /// \param strDescription  the description of the unit.
 /// \param vecCommand      absolute path and arguments. systemd asks only this process to end.
 /// \param stopTime        time to end after that.
+/// \param blKeepFailed    whether systemd remembers the service when it has failed.
 /// \throw Failure when systemd cannot be reached or refuses. When its answers were lost, the command may have
 ///         started, or may start later.
 void startService(const std::string& strUnit, const std::string& strDescription,
-                  const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime);
+                  const std::vector<std::string>& vecCommand, std::chrono::seconds stopTime, bool blKeepFailed);
 
 /// Makes the calling process, with all that it starts from now on, a unit of its own: a transient scope. It continues
 /// when the session ends in which it was started, and a shutdown ends it in order.

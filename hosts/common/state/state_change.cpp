@@ -7,9 +7,9 @@
 #include <set>
 
 #include "eorvascheduler.h"
-#include "orva_platform.h"
 
 #include "common/output/output_place.h"
+#include "common/server/log_event.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/deferred_signals.h"
@@ -24,11 +24,6 @@
 namespace Host {
 
 namespace {
-
-constexpr int EVENT_TYPE = 1;
-constexpr int LEVEL_INFORMATION = 1;
-constexpr unsigned EVENT_TASK_CREATED = 0x14400004;
-constexpr unsigned EVENT_TASK_DELETED = 0x14400005;
 
 TaskGraph graphOf(const StateDocument& state) {
   Json::Value jTasks(Json::arrayValue);
@@ -69,10 +64,11 @@ std::set<std::string> touchedTasks(const StateDifference& difference) {
 std::vector<std::string> newErrors(const Json::Value& jTask, const TaskGraph& before, const TaskGraph& after,
                                    AllowedEvents events, ServerFacts& facts) {
   const std::string strTask = textOf(jTask, "task_name");
-  const std::vector<std::string> vecOld = errorsOf(strTask, checkTaskAmong(jTask, before, events, facts));
+  const std::vector<std::string> vecOld =
+      errorsOf(strTask, checkTaskAmong(jTask, TaskName::KEPT, before, events, facts));
   const std::set<std::string> setOld(vecOld.begin(), vecOld.end());
   std::vector<std::string> vecErrors;
-  for (std::string& strError : errorsOf(strTask, checkTaskAmong(jTask, after, events, facts))) {
+  for (std::string& strError : errorsOf(strTask, checkTaskAmong(jTask, TaskName::KEPT, after, events, facts))) {
     if (setOld.count(strError) == 0) {
       vecErrors.push_back(std::move(strError));
     }
@@ -97,7 +93,8 @@ void checkTasks(const StateDocument& before, const StateDocument& after, Allowed
       }
       continue;
     }
-    const Findings findings = checkTaskAmong(jTask, graphAfter, events, facts);
+    const TaskName name = before.mapTasks.count(strTask) > 0 ? TaskName::KEPT : TaskName::NEW;
+    const Findings findings = checkTaskAmong(jTask, name, graphAfter, events, facts);
     for (std::string& strError : errorsOf(strTask, findings)) {
       all.vecErrors.push_back(std::move(strError));
     }
@@ -223,9 +220,15 @@ void requireSound(const StateDocument& before, const StateDocument& now, const S
   }
 }
 
-void logEvents(const std::vector<std::string>& vecTasks, unsigned uCode) {
-  for (const std::string& strTask : vecTasks) {
-    ORVALogSet1(EVENT_TYPE, LEVEL_INFORMATION, uCode, strTask.c_str(), "", "", "");
+void logEvents(const StateDifference& difference) {
+  for (const std::string& strTask : difference.vecDeleted) {
+    logEvent(LogEvent::TASK_DELETED, strTask);
+  }
+  for (const std::string& strTask : difference.vecCreated) {
+    logEvent(LogEvent::TASK_CREATED, strTask);
+  }
+  for (const std::string& strTask : difference.vecChanged) {
+    logEvent(LogEvent::TASK_CHANGED, strTask, "by a document");
   }
 }
 
@@ -298,8 +301,7 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   ConfigChange files(configLock, texts);
   announceChange(files, session.db());
   lock.commit();
-  logEvents(difference.vecDeleted, EVENT_TASK_DELETED);
-  logEvents(difference.vecCreated, EVENT_TASK_CREATED);
+  logEvents(difference);
   finishChange(files);
   std::vector<std::string> vecNotes;
   for (const std::string& strTask : difference.vecDeleted) {

@@ -15,6 +15,7 @@
 #include "common/text/duration.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
+#include "common/text/json_utf8.h"
 #include "common/text/yaml_reader.h"
 #include "common/text/yaml_writer.h"
 #include "event_section.h"
@@ -29,15 +30,34 @@ constexpr char SCRIPT[] = "script";
 constexpr char SCRIPT_BASE64[] = "script_base64";
 
 /// Members that the document has as they are stored, in its order.
-constexpr std::array<const char*, 9> PLAIN_MEMBERS = {"enable",          "description",       "time_limit",
-                                                      "output_limit",    "run_the_same_time", "notify_enable",
-                                                      "notify_if_error", "notify_mail",       "operation_type"};
+constexpr std::array<const char*, 17> PLAIN_MEMBERS = {
+    "enable",      "description",   "time_limit",        "output_limit",  "directory",
+    "nice",        "io_class",      "memory_limit",      "environment",   "only_after_success",
+    "retries",     "retry_after",   "run_the_same_time", "notify_enable", "notify_if_error",
+    "notify_mail", "operation_type"};
 
-constexpr std::array<const char*, 14> MEMBER_ORDER = {
-    "event",         "owner",           WAITS_FOR,      "enable",
-    "description",   "time_limit",      "output_limit", "run_the_same_time",
-    "notify_enable", "notify_if_error", "notify_mail",  "operation_type",
-    SCRIPT,          SCRIPT_BASE64};
+constexpr std::array<const char*, 22> MEMBER_ORDER = {"event",
+                                                      "owner",
+                                                      WAITS_FOR,
+                                                      "enable",
+                                                      "description",
+                                                      "time_limit",
+                                                      "output_limit",
+                                                      "directory",
+                                                      "nice",
+                                                      "io_class",
+                                                      "memory_limit",
+                                                      "environment",
+                                                      "only_after_success",
+                                                      "retries",
+                                                      "retry_after",
+                                                      "run_the_same_time",
+                                                      "notify_enable",
+                                                      "notify_if_error",
+                                                      "notify_mail",
+                                                      "operation_type",
+                                                      SCRIPT,
+                                                      SCRIPT_BASE64};
 
 const Json::Value& usualTask() {
   static const Json::Value J_USUAL = [] {
@@ -91,33 +111,41 @@ Json::Value taskForFile(const std::string& strTask, const Json::Value& jTask) {
   const std::string strScript = textOf(jTask, "operation");
   jOut[isUtf8(strScript) ? SCRIPT : SCRIPT_BASE64] = isUtf8(strScript) ? strScript : toBase64(strScript);
   for (const std::string& strMember : jOut.getMemberNames()) {
-    if (jOut[strMember].isString() && !isUtf8(jOut[strMember].asString())) {
+    if (!isAllUtf8(jOut[strMember])) {
       throw Failure(fmt::format("cannot export the task \"{}\": its {} is not UTF-8", strTask, strMember));
     }
   }
   return jOut;
 }
 
+/// The text behind "MEMBER:".
 std::string memberText(const std::string& strMember, const Json::Value& jValue) {
   if (strMember == SCRIPT) {
-    return yamlBlock(jValue.asString(), 6);
+    return " " + yamlBlock(jValue.asString(), 6);
+  }
+  if (jValue.isObject()) {
+    std::string strText = "\n";
+    for (const std::string& strName : jValue.getMemberNames()) {
+      strText += fmt::format("      {}: {}\n", yamlScalar(strName), yamlScalar(jValue[strName].asString()));
+    }
+    return strText;
   }
   if (jValue.isArray()) {
     std::vector<std::string> vecItems;
     std::transform(jValue.begin(), jValue.end(), std::back_inserter(vecItems),
                    [](const Json::Value& jItem) { return yamlScalar(jItem.asString()); });
-    return fmt::format("[{}]\n", fmt::join(vecItems, ", "));
+    return fmt::format(" [{}]\n", fmt::join(vecItems, ", "));
   }
-  return (jValue.isString() ? yamlScalar(jValue.asString())
-                            : jValue.toStyledString().substr(0, jValue.toStyledString().find('\n'))) +
-         "\n";
+  return fmt::format(" {}\n", jValue.isString()
+                                  ? yamlScalar(jValue.asString())
+                                  : jValue.toStyledString().substr(0, jValue.toStyledString().find('\n')));
 }
 
 std::string taskText(const std::string& strTask, const Json::Value& jTask) {
   std::string strText = fmt::format("  {}:\n", yamlScalar(strTask));
   for (const char* szMember : MEMBER_ORDER) {
     if (jTask.isMember(szMember)) {
-      strText += fmt::format("    {}: {}", szMember, memberText(szMember, jTask[szMember]));
+      strText += fmt::format("    {}:{}", szMember, memberText(szMember, jTask[szMember]));
     }
   }
   return strText;
@@ -204,7 +232,7 @@ private:
     for (const char* szMember : PLAIN_MEMBERS) {
       copy(jFile, szMember, szMember, jTask);
     }
-    readTimeLimit(jTask);
+    readDurations(jTask);
     copy(jFile, "event", "event", jTask);
     readOwner(strWhere, memberOf(jFile, "owner"), jTask);
     readWaitsFor(strWhere, memberOf(jFile, WAITS_FOR), jTask);
@@ -219,9 +247,11 @@ private:
   }
 
   /// People may write a duration.
-  static void readTimeLimit(Json::Value& jTask) {
-    if (const std::optional<std::time_t> cSeconds = durationFrom(textOf(jTask, "time_limit"))) {
-      jTask["time_limit"] = Json::Int64{*cSeconds};
+  static void readDurations(Json::Value& jTask) {
+    for (const char* szMember : {"time_limit", "retry_after"}) {
+      if (const std::optional<std::time_t> cSeconds = durationFrom(textOf(jTask, szMember))) {
+        jTask[szMember] = Json::Int64{*cSeconds};
+      }
     }
   }
 
@@ -314,7 +344,7 @@ std::string stateText(const StateDocument& state) {
   for (const std::string& strKey : configKeys()) {
     const auto itValue = state.config.find(strKey);
     if (itValue != state.config.end() && !itValue->second.empty()) {
-      strText += fmt::format("  {}: {}", strKey, memberText(strKey, configForFile(itValue->second)));
+      strText += fmt::format("  {}:{}", strKey, memberText(strKey, configForFile(itValue->second)));
     }
   }
   strText += eventSectionText(state.events);

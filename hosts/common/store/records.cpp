@@ -38,9 +38,9 @@ Json::Value getOne(OrvaJsonDbApi* pApi, const Json::Value& jFilter, const std::s
   return jOut;
 }
 
-constexpr std::array<std::string_view, 4> BOOL_MEMBERS = {"enable", "run_the_same_time", "notify_enable",
-                                                          "notify_if_error"};
-constexpr std::array<std::string_view, 3> JSON_MEMBERS = {"status", "last_exit_info", "exit_info"};
+constexpr std::array<std::string_view, 5> BOOL_MEMBERS = {"enable", "run_the_same_time", "notify_enable",
+                                                          "notify_if_error", "only_after_success"};
+constexpr std::array<std::string_view, 4> JSON_MEMBERS = {"status", "last_exit_info", "exit_info", "environment"};
 
 template <typename Names>
 bool isAmong(const Names& names, std::string_view strName) {
@@ -94,11 +94,33 @@ Json::Value listTasks(Session& session, const Json::Value& jFilter) {
   return jSorted;
 }
 
-const Members TASK_MEMBERS = {
-    "task_name",         "event",          "depend_on_task",  "enable",         "owner",
-    "run_the_same_time", "notify_enable",  "notify_if_error", "time_limit",     "last_start_time",
-    "last_stop_time",    "operation_type", "status",          "last_exit_info", "notify_mail",
-    "description",       "operation",      "owner_name",      "output_limit"};
+const Members TASK_MEMBERS = {"task_name",
+                              "event",
+                              "depend_on_task",
+                              "enable",
+                              "owner",
+                              "run_the_same_time",
+                              "notify_enable",
+                              "notify_if_error",
+                              "time_limit",
+                              "last_start_time",
+                              "last_stop_time",
+                              "operation_type",
+                              "status",
+                              "last_exit_info",
+                              "notify_mail",
+                              "description",
+                              "operation",
+                              "owner_name",
+                              "output_limit",
+                              "directory",
+                              "nice",
+                              "io_class",
+                              "memory_limit",
+                              "environment",
+                              "only_after_success",
+                              "retries",
+                              "retry_after"};
 
 void forEachTask(Session& session, const Members& members, const std::string& strWhere,
                  const std::function<void(Json::Value&&)>& fnTask) {
@@ -147,7 +169,8 @@ Json::Value listTaskMembers(Session& session, const Members& members, const std:
 Json::Value listRelations(Session& session, const std::set<std::string>& setNames) {
   return listTaskMembers(session,
                          {"task_name", "event", "depend_on_task", "enable", "owner", "run_the_same_time", "time_limit",
-                          "owner_name", "output_limit"},
+                          "owner_name", "output_limit", "directory", "nice", "io_class", "memory_limit", "environment",
+                          "only_after_success", "retries", "retry_after"},
                          whereTasks(setNames));
 }
 

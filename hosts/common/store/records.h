@@ -58,7 +58,9 @@ std::string whereBegins(const char* szMember, const std::string& strBegin);
 std::string whereAwaits(const std::string& strTask);
 
 /// Lists those of the named tasks that are there, in the order of their names, without scripts, so it is cheap. The
-/// members: task_name, event, depend_on_task, enable, owner, owner_name, run_the_same_time, time_limit, output_limit.
+/// members: task_name, event, depend_on_task, enable, owner, owner_name, run_the_same_time, time_limit,
+/// output_limit, directory, nice, io_class, memory_limit, environment, only_after_success,
+/// retries, retry_after.
 Json::Value listRelations(Session& session, const std::set<std::string>& setNames);
 
 /// The names of all tasks, in their order.

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <mntent.h>
 #include <string_view>
@@ -111,6 +112,11 @@ std::optional<ControlGroup> ControlGroup::own() {
   return blOwn ? std::optional(std::move(group)) : std::nullopt;
 }
 
+bool ControlGroup::hasController(std::string_view strName) {
+  std::ifstream file(mountPoint() + "/cgroup.controllers");
+  return std::find(std::istream_iterator<std::string>(file), {}, strName) != std::istream_iterator<std::string>();
+}
+
 ControlGroup ControlGroup::parent() const {
   return ControlGroup(m_strPath.substr(0, m_strPath.rfind('/')));
 }
@@ -159,6 +165,12 @@ void ControlGroup::limitProcesses(unsigned cMax) const {
   }
 }
 
+bool ControlGroup::limitMemory(std::uint64_t cb) const {
+  // Else a run at its limit would fill the swap space of the server.
+  writeFile(m_strPath + "/memory.swap.max", "0");
+  return writeFile(m_strPath + "/memory.max", std::to_string(cb));
+}
+
 std::vector<pid_t> ControlGroup::members() const {
   std::vector<pid_t> vecPids;
   std::ifstream file(m_strPath + "/cgroup.procs");
@@ -202,9 +214,11 @@ bool ControlGroup::remove() const {
 
 ControlGroup::Usage ControlGroup::usage() const {
   const std::string strIo = m_strPath + "/io.stat";
+  const std::string strEvents = m_strPath + "/memory.events";
   return {valueOf(m_strPath + "/cpu.stat", "usage_usec"),
           numberOf<std::uint64_t>(firstLine(m_strPath + "/memory.peak")), sumOf(strIo, "rbytes"),
-          sumOf(strIo, "wbytes")};
+          sumOf(strIo, "wbytes"),
+          valueOf(strEvents, "oom").value_or(0) != 0 && valueOf(strEvents, "oom_kill").value_or(0) != 0};
 }
 
 }  // namespace Host

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -18,6 +19,9 @@ public:
 
   /// The group of the calling process; nothing where there are no such groups.
   static std::optional<ControlGroup> own();
+
+  /// Tells whether groups can have a controller, such as "memory".
+  static bool hasController(std::string_view strName);
 
   const std::string& path() const { return m_strPath; }
 
@@ -38,6 +42,9 @@ public:
 
   /// Limits the number of its processes, where the kernel can. \throw Failure when it can, and refuses.
   void limitProcesses(unsigned cMax) const;
+
+  /// Limits the memory of all its processes together. \return false with errno when the kernel cannot.
+  bool limitMemory(std::uint64_t cb) const;
 
   /// Its processes, without those of groups below it.
   std::vector<pid_t> members() const;
@@ -69,6 +76,7 @@ public:
     std::optional<std::uint64_t> cbPeakMemory;
     std::optional<std::uint64_t> cbRead;
     std::optional<std::uint64_t> cbWritten;
+    bool blOutOfMemory = false;  ///< the kernel has killed a process at the memory limit
   };
   Usage usage() const;
 

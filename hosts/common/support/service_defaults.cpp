@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "failure.h"
+#include "priorities.h"
 #include "unique_fd.h"
 
 namespace Host {
@@ -83,8 +84,7 @@ void takeScheduling() {
   const sched_param none{};
   require(sched_setscheduler(0, SCHED_OTHER, &none) == 0, "the scheduling policy");
   require(setpriority(PRIO_PROCESS, 0, 0) == 0, "the priority");
-  constexpr int IOPRIO_WHO_PROCESS = 1;
-  require(syscall(SYS_ioprio_set, IOPRIO_WHO_PROCESS, 0, 0) == 0, "the I/O priority");
+  require(setIoPriority(0), "the I/O priority");
   // The kernel leaves out the processors that it must not use.
   cpu_set_t all;
   std::memset(&all, 0xff, sizeof all);

@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <thread>
 
 #include "common/runs/running_list.h"
+#include "common/server/log_event.h"
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
@@ -86,6 +88,15 @@ void makeSure(Session& session, const std::string& strTask, Json::Value jDiffere
   }
 }
 
+void logChange(const std::string& strTask, const Json::Value& jDifferent) {
+  const std::vector<std::string> vecMembers = jDifferent.getMemberNames();
+  if (vecMembers == std::vector<std::string>{"enable"}) {
+    logEvent(boolOf(jDifferent, "enable") ? LogEvent::TASK_ENABLED : LogEvent::TASK_DISABLED, strTask);
+  } else if (!vecMembers.empty()) {
+    logEvent(LogEvent::TASK_CHANGED, strTask, fmt::format("{}", fmt::join(memberWords(vecMembers), ", ")));
+  }
+}
+
 }  // namespace
 
 TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, AllowedEvents events,
@@ -93,6 +104,7 @@ TaskChanged changeTask(const std::string& strTask, const Json::Value& jChanges, 
   Session session;
   const TaskChange change = lockForChange(session, strTask, jChanges);
   const Stored stored = store(session, strTask, jChanges, events, strScript);
+  logChange(strTask, stored.jDifferent);
   makeSure(session, strTask, stored.jDifferent);
   return {stored.jDifferent.getMemberNames(), stored.vecWarnings};
 }

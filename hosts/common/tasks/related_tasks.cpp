@@ -1,10 +1,13 @@
 #include "related_tasks.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 
 #include "common/store/records.h"
 #include "common/store/session.h"
 #include "common/support/failure.h"
+#include "common/text/json_members.h"
+#include "dependency_list.h"
 #include "task_graph.h"
 
 namespace Host {
@@ -48,6 +51,25 @@ Json::Value relatedTasks(const std::string& strTask, Relation relation) {
     throw Failure(fmt::format("cannot list the dependencies of \"{}\"; {}", strTask, SEE_LOG));
   }
   return jOut;
+}
+
+Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, const std::string& strNew) {
+  Json::Value jOthers(Json::arrayValue);
+  for (const Json::Value& jStored : jTasks) {
+    if (textOf(jStored, "task_name") == strTask) {
+      continue;
+    }
+    std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jStored, "depend_on_task"));
+    if (strNew == strTask || std::find(vecWaitsFor.begin(), vecWaitsFor.end(), strTask) == vecWaitsFor.end()) {
+      jOthers.append(jStored);
+      continue;
+    }
+    std::replace(vecWaitsFor.begin(), vecWaitsFor.end(), strTask, strNew);
+    Json::Value jOther = jStored;
+    jOther["depend_on_task"] = writeDependencyList(vecWaitsFor);
+    jOthers.append(std::move(jOther));
+  }
+  return jOthers;
 }
 
 }  // namespace Host

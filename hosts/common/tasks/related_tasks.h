@@ -18,4 +18,8 @@ enum class Relation {
 /// \throw Failure when there is no such task, or a walk through the tasks would not end.
 Json::Value relatedTasks(const std::string& strTask, Relation relation);
 
+/// The records of the other tasks, as they are after a task got a new name, which may be the old one.
+/// \param jTasks  array: the stored task records.
+Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, const std::string& strNew);
+
 }  // namespace Host

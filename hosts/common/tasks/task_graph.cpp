@@ -53,6 +53,7 @@ TaskGraph::TaskGraph(const Json::Value& jTasks) {
     task.strOwner = textOf(jTask, "owner_name");
     task.strDepend = textOf(jTask, "depend_on_task");
     task.vecWaitsFor = readDependencyList(task.strDepend);
+    task.blOnlyAfterSuccess = boolOf(jTask, "only_after_success");
     task.blRoot = memberOf(jTask, "depend_on_task").isString() && task.strDepend.empty();
     m_mapTasks.emplace(task.strName, std::move(task));
   }

@@ -31,6 +31,7 @@ struct GraphTask {
   std::size_t cAwaited = 0;              ///< how many different names that are
   std::string strDepend;                 ///< the list as it is stored
   bool blRoot = false;                   ///< the list is the empty text
+  bool blOnlyAfterSuccess = false;       ///< it starts only when all these tasks have succeeded
 };
 
 /// Results point into the graph, so a temporary graph gives none.

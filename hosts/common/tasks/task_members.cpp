@@ -22,7 +22,7 @@ struct Member {
 };
 
 /// Every member that a request sets, without those that the engine keeps in a record.
-constexpr std::array<Member, 14> MEMBERS = {{
+constexpr std::array<Member, 22> MEMBERS = {{
     {"task_name", Json::stringValue},
     {"event", Json::stringValue},
     {"enable", Json::booleanValue},
@@ -36,6 +36,14 @@ constexpr std::array<Member, 14> MEMBERS = {{
     {"notify_mail", Json::stringValue},
     {"time_limit", Json::intValue},
     {"output_limit", Json::intValue, false, true},
+    {"directory", Json::stringValue, false},
+    {"nice", Json::intValue, false},
+    {"io_class", Json::stringValue, false},
+    {"memory_limit", Json::intValue, false},
+    {"environment", Json::objectValue, false},
+    {"only_after_success", Json::booleanValue, false},
+    {"retries", Json::intValue, false},
+    {"retry_after", Json::intValue, false},
     {"description", Json::stringValue, false},
 }};
 
@@ -63,7 +71,7 @@ bool isKnown(const std::string& strName) {
 }  // namespace
 
 std::string memberWord(const std::string& strMember) {
-  constexpr std::array<std::pair<const char*, const char*>, 10> WORDS = {{{"task_name", "name"},
+  constexpr std::array<std::pair<const char*, const char*>, 15> WORDS = {{{"task_name", "name"},
                                                                           {"enable", "enabled"},
                                                                           {"depend_on_task", "waits for"},
                                                                           {"operation", "script"},
@@ -72,10 +80,26 @@ std::string memberWord(const std::string& strMember) {
                                                                           {"notify_mail", "mail"},
                                                                           {"notify_if_error", "mail if error"},
                                                                           {"time_limit", "time limit"},
-                                                                          {"output_limit", "output limit"}}};
+                                                                          {"output_limit", "output limit"},
+                                                                          {"io_class", "I/O class"},
+                                                                          {"memory_limit", "memory limit"},
+                                                                          {"only_after_success", "only after success"},
+                                                                          {"retries", "retry"},
+                                                                          {"retry_after", "retry after"}}};
   const auto* const it =
       std::find_if(WORDS.begin(), WORDS.end(), [&](const auto& word) { return strMember == word.first; });
   return it != WORDS.end() ? it->second : strMember;
+}
+
+std::vector<std::string> memberWords(const std::vector<std::string>& vecMembers) {
+  std::vector<std::string> vecWords;
+  for (const std::string& strMember : vecMembers) {
+    if (std::string strWord = memberWord(strMember);
+        std::find(vecWords.begin(), vecWords.end(), strWord) == vecWords.end()) {
+      vecWords.push_back(std::move(strWord));
+    }
+  }
+  return vecWords;
 }
 
 std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value& jTask) {
@@ -98,14 +122,22 @@ std::vector<std::pair<std::string, std::string>> wrongMembers(const Json::Value&
 }
 
 void fillDefaults(Json::Value& jTask) {
-  const std::array<std::pair<const char*, Json::Value>, 8> DEFAULTS = {{{"enable", true},
-                                                                        {"depend_on_task", ""},
-                                                                        {"operation_type", "script"},
-                                                                        {"run_the_same_time", false},
-                                                                        {"notify_enable", false},
-                                                                        {"notify_if_error", false},
-                                                                        {"notify_mail", ""},
-                                                                        {"time_limit", 0}}};
+  const std::array<std::pair<const char*, Json::Value>, 16> DEFAULTS = {{{"enable", true},
+                                                                         {"depend_on_task", ""},
+                                                                         {"operation_type", "script"},
+                                                                         {"run_the_same_time", false},
+                                                                         {"notify_enable", false},
+                                                                         {"notify_if_error", false},
+                                                                         {"notify_mail", ""},
+                                                                         {"time_limit", 0},
+                                                                         {"directory", "/"},
+                                                                         {"nice", 0},
+                                                                         {"io_class", "none"},
+                                                                         {"memory_limit", 0},
+                                                                         {"environment", Json::objectValue},
+                                                                         {"only_after_success", false},
+                                                                         {"retries", 0},
+                                                                         {"retry_after", 60}}};
   for (const auto& [szName, jValue] : DEFAULTS) {
     if (!jTask.isMember(szName)) {
       jTask[szName] = jValue;

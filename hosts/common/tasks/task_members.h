@@ -13,6 +13,9 @@ namespace Host {
 /// The word by which users know a member, as in the options of the command: "waits for" for `depend_on_task`.
 std::string memberWord(const std::string& strMember);
 
+/// The words of several members, each once.
+std::vector<std::string> memberWords(const std::vector<std::string>& vecMembers);
+
 /// Finds members that are missing, of the wrong type, or none that a request may set.
 /// \param jTask  object: a task record.
 /// \return each such member, and what is wrong with it.

@@ -15,6 +15,8 @@
 #include "common/text/json_members.h"
 #include "common/text/name_rules.h"
 #include "dependency_list.h"
+#include "related_tasks.h"
+#include "run_settings.h"
 #include "script_check.h"
 #include "task_graph.h"
 #include "task_members.h"
@@ -23,14 +25,13 @@ namespace Host {
 
 namespace {
 
-/// The library counts seconds in 32 bits.
-constexpr Json::Int64 MAX_TIME_LIMIT = 2147483647;
 
 class Checker {
 public:
   /// \param jTasks  the other stored tasks.
-  Checker(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events)
+  Checker(const Json::Value& jTask, TaskName name, const Json::Value& jTasks, AllowedEvents events)
       : m_jTask(jTask),
+        m_name(name),
         m_jTasks(jTasks),
         m_events(events),
         m_ownGraph(std::in_place, jTasks),
@@ -42,8 +43,13 @@ public:
   }
 
   /// \param graph  all tasks, with this one.
-  Checker(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts)
-      : m_jTask(jTask), m_jTasks(Json::Value::nullSingleton()), m_events(events), m_graph(graph), m_facts(facts) {}
+  Checker(const Json::Value& jTask, TaskName name, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts)
+      : m_jTask(jTask),
+        m_name(name),
+        m_jTasks(Json::Value::nullSingleton()),
+        m_events(events),
+        m_graph(graph),
+        m_facts(facts) {}
 
   /// The rules about the task itself and the tasks that it waits for.
   Findings runAlone() {
@@ -54,8 +60,7 @@ public:
     checkWaitsFor();
     checkOperation();
     checkMail();
-    checkTimeLimit();
-    checkOutputLimit();
+    checkRunSettings();
     checkDescription();
     return m_findings;
   }
@@ -106,6 +111,10 @@ private:
     if (std::string strWhy = whyNotTaskName(*strName); !strWhy.empty()) {
       error("task_name", std::move(strWhy));
       return;
+    }
+    if (std::string strWhy = whyNotNewTaskName(*strName); !strWhy.empty()) {
+      (m_name == TaskName::NEW ? m_findings.vecErrors : m_findings.vecWarnings)
+          .push_back({"task_name", std::move(strWhy)});
     }
     if (m_ownGraph && m_graph.find(*strName) != nullptr) {
       error("task_name", "is the name of another task");
@@ -213,17 +222,12 @@ private:
     }
   }
 
-  void checkTimeLimit() {
-    const Json::Value& jLimit = memberOf(m_jTask, "time_limit");
-    if (jLimit.isInt64() && (jLimit.asInt64() < 0 || jLimit.asInt64() > MAX_TIME_LIMIT)) {
-      error("time_limit", fmt::format("must be from 1 to {} seconds, or 0 for no limit", MAX_TIME_LIMIT));
+  void checkRunSettings() {
+    for (auto& [strMember, strReason] : wrongRunSettings(m_jTask)) {
+      error(strMember.c_str(), std::move(strReason));
     }
-  }
-
-  void checkOutputLimit() {
-    const Json::Value& jLimit = memberOf(m_jTask, "output_limit");
-    if (jLimit.isInt64() && jLimit.asInt64() < 0) {
-      error("output_limit", "must be a number of bytes, or 0 for no limit");
+    if (std::string strWarning = directoryWarning(m_jTask); !strWarning.empty() && isSound("directory")) {
+      m_findings.vecWarnings.push_back({"directory", std::move(strWarning)});
     }
   }
 
@@ -297,6 +301,7 @@ private:
   }
 
   const Json::Value& m_jTask;
+  const TaskName m_name;
   const Json::Value& m_jTasks;
   const AllowedEvents m_events;
   const std::optional<TaskGraph> m_ownGraph;  ///< empty when the caller built one for all tasks
@@ -305,26 +310,6 @@ private:
   ServerFacts& m_facts;
   Findings m_findings;
 };
-
-/// The other tasks, as they will be after the change.
-Json::Value tasksBesides(const Json::Value& jTasks, const std::string& strTask, const std::string& strNew) {
-  Json::Value jOthers(Json::arrayValue);
-  for (const Json::Value& jStored : jTasks) {
-    if (textOf(jStored, "task_name") == strTask) {
-      continue;
-    }
-    std::vector<std::string> vecWaitsFor = readDependencyList(textOf(jStored, "depend_on_task"));
-    if (strNew == strTask || std::find(vecWaitsFor.begin(), vecWaitsFor.end(), strTask) == vecWaitsFor.end()) {
-      jOthers.append(jStored);
-      continue;
-    }
-    std::replace(vecWaitsFor.begin(), vecWaitsFor.end(), strTask, strNew);
-    Json::Value jOther = jStored;
-    jOther["depend_on_task"] = writeDependencyList(vecWaitsFor);
-    jOthers.append(std::move(jOther));
-  }
-  return jOthers;
-}
 
 /// A null member counts as present: it would be stored.
 bool isSame(const Json::Value& jTask, const Json::Value& jBefore, const char* szMember) {
@@ -363,7 +348,7 @@ std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings&
 }
 
 Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events) {
-  return Checker(jTask, jTasks, events).run();
+  return Checker(jTask, TaskName::NEW, jTasks, events).run();
 }
 
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
@@ -371,8 +356,9 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
   const std::string strBefore = textOf(jBefore, "task_name");
   const Json::Value jOthers = tasksBesides(jTasks, strBefore, textOf(jTask, "task_name"));
   const AllowedEvents eventsNow = isSame(jTask, jBefore, "event") ? AllowedEvents::ANY : events;
-  Findings all = Checker(jTask, jOthers, eventsNow).run();
-  const Findings before = Checker(jBefore, tasksBesides(jTasks, strBefore, strBefore), eventsNow).run();
+  const TaskName name = isSame(jTask, jBefore, "task_name") ? TaskName::KEPT : TaskName::NEW;
+  Findings all = Checker(jTask, name, jOthers, eventsNow).run();
+  const Findings before = Checker(jBefore, TaskName::KEPT, tasksBesides(jTasks, strBefore, strBefore), eventsNow).run();
   Findings findings;
   findings.vecWarnings = std::move(all.vecWarnings);
   findings.hint = all.hint;
@@ -384,13 +370,14 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
   return findings;
 }
 
-Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts) {
-  return Checker(jTask, graph, events, facts).run();
+Findings checkTaskAmong(const Json::Value& jTask, TaskName name, const TaskGraph& graph, AllowedEvents events,
+                        ServerFacts& facts) {
+  return Checker(jTask, name, graph, events, facts).run();
 }
 
 Findings checkStoredTask(const Json::Value& jStored, const TaskGraph& graph, ServerFacts& facts) {
   const Json::Value jTask = requestOf(jStored);
-  return Checker(jTask, graph, AllowedEvents::ANY, facts).runAlone();
+  return Checker(jTask, TaskName::KEPT, graph, AllowedEvents::ANY, facts).runAlone();
 }
 
 }  // namespace Host

@@ -40,6 +40,9 @@ enum class AllowedEvents {
   ANY,    ///< any name
 };
 
+/// A stored task keeps a name that a new one could not have.
+enum class TaskName { NEW, KEPT };
+
 /// Checks a new task, and reports everything at once.
 /// \param jTask   a task record in the form of the user interface.
 /// \param jTasks  array: the stored task records.
@@ -53,10 +56,11 @@ Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, Allow
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
                           AllowedEvents events);
 
-/// Checks one of many new tasks, like checkNewTask(), with a graph that is built once for all of them.
+/// Checks one of many tasks, like checkNewTask(), with a graph that is built once for all of them.
 /// \param graph  the tasks as they will be, this one among them.
 /// \param facts  knows the events that have tasks.
-Findings checkTaskAmong(const Json::Value& jTask, const TaskGraph& graph, AllowedEvents events, ServerFacts& facts);
+Findings checkTaskAmong(const Json::Value& jTask, TaskName name, const TaskGraph& graph, AllowedEvents events,
+                        ServerFacts& facts);
 
 /// Checks a stored task: its users or programs may no longer exist, or another program stored it. Its event may have
 /// any name. When a task waits for one of another event, only the task that waits is reported.

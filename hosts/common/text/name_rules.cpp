@@ -60,8 +60,7 @@ std::string whyNotName(std::string_view strName) {
       return fmt::format("must begin with a letter or a digit, not with {}", quoteCodePoint(*code));
     }
     if (!blLetter && *code != '.' && *code != '_' && *code != '-' && *code != ' ') {
-      return fmt::format("must not contain {}: letters, digits, '.', '_', '-' and spaces are allowed",
-                         quoteCodePoint(*code));
+      return fmt::format("must not contain {}: letters, digits, '.', '_' and '-' are allowed", quoteCodePoint(*code));
     }
   }
   return {};
@@ -71,6 +70,13 @@ std::string whyNotName(std::string_view strName) {
 
 std::string whyNotTaskName(std::string_view strName) {
   return whyNotName(strName);
+}
+
+std::string whyNotNewTaskName(std::string_view strName) {
+  std::string strWhy = whyNotName(strName);
+  return strWhy.empty() && strName.find(' ') != std::string_view::npos
+             ? "must not contain spaces: letters, digits, '.', '_' and '-' are allowed"
+             : strWhy;
 }
 
 std::string whyNotEventName(std::string_view strName) {

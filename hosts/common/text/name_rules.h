@@ -8,12 +8,16 @@
 
 namespace Host {
 
-/// Checks the name of a new task.
+/// Checks the name of a stored task.
 ///
 /// Names become folders and parts of shell commands, so only harmless characters are allowed: 1 to 64 bytes of letters
 /// (also UTF-8), digits, ".", "_", "-" and inner spaces, beginning with a letter or a digit.
 /// \return what is wrong; empty when the name is valid.
 std::string whyNotTaskName(std::string_view strName);
+
+/// Checks the name of a new task: like a stored one, but without spaces. A space breaks the library's own display of
+/// the output, and every shell line.
+std::string whyNotNewTaskName(std::string_view strName);
 
 /// Checks the name of an event. \return what is wrong; empty when the name is valid.
 std::string whyNotEventName(std::string_view strName);

@@ -79,7 +79,8 @@ TEST(EventAnswers, PlanHasTheTasksThatWouldRunAndThoseThatWouldNot) {
                                                     {"last_duration", Json::Value()},
                                                     {"starts_after", 3},
                                                     {"ends_after", 7},
-                                                    {"waits_for", arrayWith("c")}})));
+                                                    {"waits_for", arrayWith("c")},
+                                                    {"only_after_success", false}})));
   EXPECT_EQ(jPlan["would_not_run"],
             arrayWith(objectOf({{"task_name", "b"},
                                 {"reasons", arrayWith(objectOf({{"code", "disabled"},

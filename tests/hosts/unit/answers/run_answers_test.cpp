@@ -77,12 +77,12 @@ TEST(RunAnswers, OneStoppedRunIsAnObjectAndSeveralAreAnArray) {
   EXPECT_EQ(jRuns.size(), 2U);
 }
 
-TEST(RunAnswers, DifferenceOfScriptsTellsWhetherTheyAreEqual) {
+TEST(RunAnswers, DifferenceOfRunsTellsWhetherTheyAreEqual) {
   const Json::Value jLeft = objectOf({{"result_id", 1}});
   const Json::Value jRight = objectOf({{"result_id", 2}});
-  EXPECT_EQ(scriptDifferenceForPrograms(jLeft, jRight, "-a\n+b\n"),
-            objectOf({{"left", 1}, {"right", 2}, {"same", false}, {"difference", "-a\n+b\n"}}));
-  EXPECT_EQ(scriptDifferenceForPrograms(jLeft, jRight, "")["same"], true);
+  EXPECT_EQ(runDifferenceForPrograms(jLeft, jRight, "script.log", "-a\n+b\n"),
+            objectOf({{"left", 1}, {"right", 2}, {"file", "script.log"}, {"same", false}, {"difference", "-a\n+b\n"}}));
+  EXPECT_EQ(runDifferenceForPrograms(jLeft, jRight, "output.log", "")["same"], true);
 }
 
 TEST(RunAnswers, PrunedRunsAndOutputHaveTheirSizes) {

@@ -31,8 +31,6 @@
 
 using namespace Host;
 using HostTest::waitUntil;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -112,8 +110,9 @@ TEST_P(RecordingRuns, BeginIsRecordedWithTheIdentityOfTheProcessAndNotedWithItsL
   EXPECT_EQ(notes().mapRuns.at(pid).limit, std::chrono::seconds(60));
   waitUntil([&] { return notes().mapRuns.at(pid).blBegun; });
   EXPECT_EQ(notes().groupOf(pid).empty(), unit().empty());
-  EXPECT_THAT(m_recorder->started(), ElementsAre("b"));
-  EXPECT_THAT(m_recorder->ended(), IsEmpty());
+  EXPECT_TRUE(m_recorder->hasStarted("b"));
+  EXPECT_FALSE(m_recorder->hasStarted("a"));
+  EXPECT_FALSE(m_recorder->hasEnded("b"));
 }
 
 TEST_P(RecordingRuns, EndIsRecordedAsTheShellTold) {
@@ -126,7 +125,9 @@ TEST_P(RecordingRuns, EndIsRecordedAsTheShellTold) {
   EXPECT_FALSE(jRun.isMember("ended_by"));
   EXPECT_EQ(jRun.isMember("cpu_usec"), !unit().empty());
   EXPECT_TRUE(notes().mapRuns.at(pid).blClosed);
-  EXPECT_THAT(m_recorder->ended(), ElementsAre("a"));
+  EXPECT_TRUE(m_recorder->hasEnded("a"));
+  EXPECT_TRUE(m_recorder->hasFailed("a"));
+  EXPECT_FALSE(m_recorder->hasEnded("b"));
   EXPECT_FALSE(!strGroup.empty() && OrvaTest::fileExists(strGroup));
 }
 
@@ -218,7 +219,8 @@ TEST_P(RecordingRuns, TurnIsHeldWhileARunIsClosed) {
 TEST_P(RecordingRuns, RunHasNoPartInTheLocksOfItsExecution) {
   m_turns->takeToStart(*m_session, {"b"});
   const pid_t pid = forkRun();
-  waitUntil([&] { return notes().mapRuns.count(pid) > 0; });
+  record(pid, "b");
+  waitUntil([&] { return notes().mapRuns.count(pid) > 0 && notes().mapRuns.at(pid).blBegun; });
   m_recorder.reset();
   m_file.reset();
   m_lock.reset();
@@ -226,6 +228,16 @@ TEST_P(RecordingRuns, RunHasNoPartInTheLocksOfItsExecution) {
   EXPECT_FALSE(isAnyExecutionAlive());
   EXPECT_FALSE(isAnnounced("a"));
   EXPECT_TRUE(TaskLock().takeTurn({"b"}, {}));
+}
+
+TEST_P(RecordingRuns, RunThatIsNeverRecordedDoesNotStartItsScript) {
+  const pid_t pid = forkRun([] { _exit(1); });
+  ORVARunWait();
+  int iStatus = -1;
+  EXPECT_EQ(waitpid(pid, &iStatus, 0), pid);
+  EXPECT_EQ(iStatus, 0);
+  m_ends.collect(*m_file);
+  EXPECT_EQ(notes().mapRuns.at(pid).status, -1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Held, RecordingRuns, HostTest::bothHoldings(), HostTest::holdingName);

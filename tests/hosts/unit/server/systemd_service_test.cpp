@@ -22,7 +22,7 @@ namespace {
 
 std::string startOne() {
   std::string strUnit = unitName("fire-bootup", "service");
-  startService(strUnit, "a test", {"/bin/true"}, std::chrono::seconds(5));
+  startService(strUnit, "a test", {"/bin/true"}, std::chrono::seconds(5), false);
   return strUnit;
 }
 

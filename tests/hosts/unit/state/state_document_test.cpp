@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "common/support/failure.h"
+#include "common/tasks/task_members.h"
 #include "fresh_host.h"
 
 using namespace Host;
@@ -17,15 +18,10 @@ Json::Value taskOf(const std::string& strTask, const std::string& strScript, con
   jTask["task_name"] = strTask;
   jTask["event"] = "daily";
   jTask["owner"]["0"] = "root";
-  jTask["enable"] = true;
   jTask["depend_on_task"] = strNeeds;
-  jTask["operation_type"] = "script";
   jTask["operation"] = strScript;
-  jTask["run_the_same_time"] = false;
-  jTask["notify_enable"] = false;
-  jTask["notify_if_error"] = false;
-  jTask["notify_mail"] = "";
   jTask["time_limit"] = 60;
+  fillDefaults(jTask);
   return jTask;
 }
 
@@ -37,6 +33,12 @@ StateDocument smallState() {
   state.mapTasks["latin"] = taskOf("latin", "echo \374\n", "[check]");
   state.mapTasks["pack"] = taskOf("pack", "tar -c /srv/a\ntar -c /srv/b", "[check][latin]");
   state.mapTasks["pack"]["description"] = "waits for: \"...\"";
+  state.mapTasks["pack"]["directory"] = "/srv";
+  state.mapTasks["pack"]["nice"] = -5;
+  state.mapTasks["pack"]["io_class"] = "best-effort:7";
+  state.mapTasks["pack"]["memory_limit"] = 67108864;
+  state.mapTasks["pack"]["environment"]["NO"] = "a, \"b\": 1\n...";
+  state.mapTasks["pack"]["environment"]["Size"] = "8";
   return state;
 }
 

@@ -194,6 +194,25 @@ TEST_F(FilesOfAGroup, GetTheLimitWhereThereIsOne) {
   EXPECT_THROW(m_group.limitProcesses(5), Failure);
 }
 
+TEST_F(FilesOfAGroup, LimitTheMemoryWithoutSwap) {
+  EXPECT_FALSE(m_group.limitMemory(5));
+  EXPECT_FALSE(OrvaTest::fileExists(m_folder.path("memory.max")));
+  write("memory.max", "");
+  EXPECT_TRUE(m_group.limitMemory(67108864));
+  EXPECT_EQ(read("memory.max"), "67108864");
+  write("memory.swap.max", "");
+  EXPECT_TRUE(m_group.limitMemory(67108864));
+  EXPECT_EQ(read("memory.swap.max"), "0");
+}
+
+TEST_F(FilesOfAGroup, TellWhetherProcessesWereKilledAtTheMemoryLimit) {
+  EXPECT_FALSE(m_group.usage().blOutOfMemory);
+  write("memory.events", "low 0\nhigh 0\nmax 9\noom 0\noom_kill 1\n");
+  EXPECT_FALSE(m_group.usage().blOutOfMemory) << "the server had no memory left";
+  write("memory.events", "low 0\nhigh 0\nmax 9\noom 1\noom_kill 1\n");
+  EXPECT_TRUE(m_group.usage().blOutOfMemory);
+}
+
 TEST_F(FilesOfAGroup, PassOnOnlyControllersThatDoNotChangeTheScheduling) {
   write("cgroup.controllers", "cpuset cpu hugetlb\n");
   write("cgroup.subtree_control", "");

@@ -1,0 +1,8 @@
+/// \file start_screen.h
+/// What eorva shows without a command.
+
+#pragma once
+
+/// Shows the commands to begin with, and the state of today in a line.
+/// \return the exit status of the program.
+int showStart();
