@@ -120,6 +120,8 @@ void settle(const TimerProblem& problem, const EventsByName& events) {
     throw Failure(fmt::format("{} {}", problem.strUnit, problem.text()));
   }
   const EventSettings& settings = events.at(problem.strEvent);
+  // A running timer would take new times between its last elapse and now as missed.
+  stopTimer(problem.strUnit);
   if (problem.kind == TimerProblem::MISSING || problem.kind == TimerProblem::CHANGED) {
     writeTimer(problem.strUnit, settings);
   }

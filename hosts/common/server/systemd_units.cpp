@@ -2,16 +2,19 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <iterator>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "common/support/program.h"
+#include "common/support/unique_fd.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
 
@@ -38,11 +41,13 @@ void demand(const std::vector<std::string>& vecArguments) {
   }
 }
 
-/// A timer with Persistent= elapses at once when it starts after a time that it missed. A timer that did not run has
-/// nothing to forget.
-void forgetElapses(const std::string& strTimer) {
-  if (isSystemdRunning()) {
-    systemctl({"clean", "--what=state", "--", strTimer});
+/// A timer with Persistent= elapses at once when it starts and has missed a time since it last elapsed. systemd takes
+/// that from the time of a file; without the file, from the last start.
+void setElapsedNow(const std::string& strTimer) {
+  const std::string strStamp = "/var/lib/systemd/timers/stamp-" + strTimer;
+  const UniqueFd fd(open(strStamp.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
+  if (fd.isOpen()) {
+    futimens(fd.get(), nullptr);
   }
 }
 
@@ -170,18 +175,25 @@ void reloadUnits() {
   }
 }
 
+void stopTimer(const std::string& strTimer) {
+  if (isSystemdRunning()) {
+    systemctl({"stop", "--", strTimer});
+  }
+}
+
 void startTimerAnew(const std::string& strTimer) {
   demand({"--quiet", "enable", "--", strTimer});
   if (isSystemdRunning()) {
-    demand({"stop", "--", strTimer});
-    forgetElapses(strTimer);
+    setElapsedNow(strTimer);
     demand({"start", "--", strTimer});
   }
 }
 
 void endTimer(const std::string& strTimer) {
   disableUnit(strTimer);
-  forgetElapses(strTimer);
+  if (isSystemdRunning()) {
+    systemctl({"clean", "--what=state", "--", strTimer});
+  }
 }
 
 std::map<std::string, std::int64_t> nextElapses(const std::vector<std::string>& vecTimers) {

@@ -42,7 +42,11 @@ void disableUnit(const std::string& strUnit);
 /// \throw Failure with what systemctl said.
 void reloadUnits();
 
-/// Enables a timer, and starts it where systemd runs. Times before this moment do not count as missed.
+/// Stops a timer if it runs.
+void stopTimer(const std::string& strTimer);
+
+/// Enables a timer that does not run, and starts it where systemd runs. Times before this moment do not count as
+/// missed.
 /// \throw Failure with what systemctl said.
 void startTimerAnew(const std::string& strTimer);
 
