@@ -17,7 +17,8 @@ namespace {
 std::string changesText(const StateDifference& difference) {
   return fmt::format("{} created, {} changed, {} deleted, {}, {}", difference.vecCreated.size(),
                      difference.vecChanged.size(), difference.vecDeleted.size(),
-                     countText(difference.vecConfig.size(), "setting"), countText(difference.vecEvents.size(), "event"));
+                     countText(difference.vecConfig.size(), "setting"),
+                     countText(difference.vecEvents.size(), "event"));
 }
 
 void showDifference(const Context& context, const Host::ApplyPlan& plan) {

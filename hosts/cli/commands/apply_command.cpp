@@ -29,17 +29,18 @@ int runApply(const Context& context, const ApplyDocument& document) {
 }  // namespace
 
 void addApplyCommand(CLI::App& app, Context& context) {
-  CLI::App* pCommand = addCommand(
-      app, "apply", "Apply a document to tasks, events and configuration: all of it or nothing.",
-      "  eorva apply server.yaml               shows the difference and asks\n"
-      "  eorva apply server.yaml --dry-run     exit status 3 when something would change\n"
-      "  eorva apply - --yes --prune < server.yaml\n"
-      "\nThe document is YAML or JSON, as 'eorva export' writes it. What it does not name is unchanged.\n"
-      "In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
-      "YAML must end with the line \"...\": without it, the document may be incomplete.\n");
+  CLI::App* pCommand =
+      addCommand(app, "apply", "Apply a document to tasks, events and configuration: all of it or nothing.",
+                 "  eorva apply server.yaml               shows the difference and asks\n"
+                 "  eorva apply server.yaml --dry-run     exit status 3 when something would change\n"
+                 "  eorva apply - --yes --prune < server.yaml\n"
+                 "\nThe document is YAML or JSON, as 'eorva export' writes it. What it does not name is unchanged.\n"
+                 "In a task, missing fields get their defaults: a task without \"enable\" is enabled.\n"
+                 "YAML must end with the line \"...\": without it, the document may be incomplete.\n");
   auto pOptions = onCommand(pCommand, context, &runApply);
   pCommand->add_option("file", pOptions->strFile, "document; - reads standard input")->required()->type_name("FILE");
-  pCommand->add_flag("--prune", pOptions->blPrune, "delete the tasks that are not in the document, and own events if it has events");
+  pCommand->add_flag("--prune", pOptions->blPrune,
+                     "delete the tasks that are not in the document, and own events if it has events");
   pCommand->add_flag("--any-event", pOptions->blAnyEvent, "allow tasks of unknown events");
   addApplyOptions(pCommand, pOptions->options);
 }

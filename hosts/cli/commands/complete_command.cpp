@@ -123,15 +123,10 @@ Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "EVENT") {
     return eventWords(strTyped);
   }
-  constexpr std::pair<const char*, Words (*)()> TYPES[] = {{"RUN", &allRunWords},
-                                                           {"RUN|TASK", &openRunWords},
-                                                           {"SHARE[/PATH]", &Host::shareNames},
-                                                           {"SHARE", &Host::shareNames},
-                                                           {"USER", &ownerWords},
-                                                           {"OWN-EVENT", &ownEventWords},
-                                                           {"CLASS", &ioClassWords},
-                                                           {"SETTING", &Host::configKeys},
-                                                           {"SETTING=VALUE", &assignmentWords}};
+  constexpr std::pair<const char*, Words (*)()> TYPES[] = {
+      {"RUN", &allRunWords},        {"RUN|TASK", &openRunWords},    {"SHARE[/PATH]", &Host::shareNames},
+      {"SHARE", &Host::shareNames}, {"USER", &ownerWords},          {"OWN-EVENT", &ownEventWords},
+      {"CLASS", &ioClassWords},     {"SETTING", &Host::configKeys}, {"SETTING=VALUE", &assignmentWords}};
   const auto* it =
       std::find_if(std::begin(TYPES), std::end(TYPES), [&](const auto& type) { return next.strType == type.first; });
   return it == std::end(TYPES) ? Words() : it->second();

@@ -48,9 +48,10 @@ int runImportCron(const Context& context, const ImportOptions& options) {
   const bool blNew = !import.plan.difference.isEmpty();
   const int iStatus = applyPlan(context, import.plan, options.apply);
   if (blNew && iStatus == EXIT_DONE) {
-    printNote(fmt::format("cron still runs these, too, until you switch them off there (chmod -x SCRIPT; # before a "
-                          "line): {}",
-                          fmt::join(import.vecSources, ", ")));
+    printNote(
+        fmt::format("cron still runs these, too, until you switch them off there (chmod -x SCRIPT; # before a "
+                    "line): {}",
+                    fmt::join(import.vecSources, ", ")));
   }
   return iStatus;
 }
@@ -70,7 +71,8 @@ void addImportCronCommand(CLI::App& import, Context& context) {
       ->type_name("DIR|FILE");
   pCommand->add_option("--owner", request.strOwner, "owner of the scripts (default root), or of a user's table")
       ->type_name("USER");
-  pCommand->add_option("--event", request.strEvent, "event of the scripts (default by the folder: daily for cron.daily)")
+  pCommand
+      ->add_option("--event", request.strEvent, "event of the scripts (default by the folder: daily for cron.daily)")
       ->type_name("EVENT");
   pCommand->add_option("--prefix", request.strPrefix, "text before the names of the tasks")->type_name("TEXT");
   pCommand->add_flag("--all", request.blAll, "also scripts that do nothing under systemd");
@@ -80,8 +82,8 @@ void addImportCronCommand(CLI::App& import, Context& context) {
 }  // namespace
 
 void addImportCommands(CLI::App& app, Context& context) {
-  CLI::App* pImport = addCommand(app, "import", "Add tasks from other schedulers.",
-                                 "  eorva import cron /etc/cron.daily --dry-run\n");
+  CLI::App* pImport =
+      addCommand(app, "import", "Add tasks from other schedulers.", "  eorva import cron /etc/cron.daily --dry-run\n");
   pImport->require_subcommand(1);
   addImportCronCommand(*pImport, context);
 }

@@ -34,10 +34,8 @@ const std::map<std::vector<std::string>, std::string> EVENTS_OF_CALENDARS = {{{"
                                                                              {{"Mon *-*-* 00:00:00"}, "weekly"},
                                                                              {{"*-*-01 00:00:00"}, "monthly"}};
 
-const std::map<std::string, std::string> EVENTS_OF_FOLDERS = {{"cron.hourly", "hourly"},
-                                                              {"cron.daily", "daily"},
-                                                              {"cron.weekly", "weekly"},
-                                                              {"cron.monthly", "monthly"}};
+const std::map<std::string, std::string> EVENTS_OF_FOLDERS = {
+    {"cron.hourly", "hourly"}, {"cron.daily", "daily"}, {"cron.weekly", "weekly"}, {"cron.monthly", "monthly"}};
 
 /// Without a slash at the end, so that the last part is the name.
 fs::path cleanPath(const std::string& strPath) {
@@ -52,7 +50,7 @@ bool isCronName(const std::string& strName) {
 }
 
 bool isRootsAlone(const fs::path& file) {
-  struct stat st {};
+  struct stat st{};
   return stat(file.c_str(), &st) == 0 && st.st_uid == 0 && (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
@@ -111,7 +109,7 @@ public:
 private:
   void read(const std::string& strPath) {
     const fs::path path = cleanPath(strPath);
-    struct stat st {};
+    struct stat st{};
     if (stat(path.c_str(), &st) != 0) {
       m_vecErrors.push_back(fmt::format("{}: {}", strPath, std::generic_category().message(errno)));
     } else if (!S_ISDIR(st.st_mode)) {
@@ -123,7 +121,9 @@ private:
     }
   }
 
-  void skip(const std::string& strWhat, CronSkipped::Reason reason) { m_import.vecSkipped.push_back({strWhat, reason}); }
+  void skip(const std::string& strWhat, CronSkipped::Reason reason) {
+    m_import.vecSkipped.push_back({strWhat, reason});
+  }
 
   template <typename Action>
   void forEachFile(const fs::path& folder, Action action) {
@@ -213,7 +213,8 @@ private:
     const std::vector<std::string> vecAt = blBoot ? std::vector<std::string>() : calendarsOfCron(line.strSchedule);
     const auto itEvent = EVENTS_OF_CALENDARS.find(vecAt);
     const bool blTableOfPackage = file.parent_path().filename() == "cron.d";
-    const std::string strTask = freeName(blTableOfPackage ? file.filename().string() : programOf(line.strCommand), "cron");
+    const std::string strTask =
+        freeName(blTableOfPackage ? file.filename().string() : programOf(line.strCommand), "cron");
     const std::string strEvent = blBoot ? "bootup" : itEvent == EVENTS_OF_CALENDARS.end() ? strTask : itEvent->second;
     const std::string strOwner = line.strUser.empty() ? m_request.strOwner : line.strUser;
     Json::Value& jTask = addTask(strTask, strEvent, strOwner, scriptOfCrontabLine(line, onOneLine(file.string())));

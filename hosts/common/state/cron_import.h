@@ -13,23 +13,23 @@ namespace Host {
 
 struct CronImportRequest {
   std::vector<std::string> vecPaths;  ///< folders of scripts, folders of tables, and tables
-  std::string strOwner;               ///< who runs the scripts; of a table: whose it is, empty when its lines name users
-  std::string strEvent;               ///< of scripts; empty when the folder is /etc/cron.daily or the like
-  std::string strPrefix;              ///< begins the names of tasks
-  bool blAll = false;                 ///< also scripts that do nothing because their package has a timer
+  std::string strOwner;   ///< who runs the scripts; of a table: whose it is, empty when its lines name users
+  std::string strEvent;   ///< of scripts; empty when the folder is /etc/cron.daily or the like
+  std::string strPrefix;  ///< begins the names of tasks
+  bool blAll = false;     ///< also scripts that do nothing because their package has a timer
 };
 
 /// A file or a line of a table that is not imported.
 struct CronSkipped {
   enum Reason : std::uint8_t {
-    NAME,           ///< cron ignores files with such names
+    NAME,  ///< cron ignores files with such names
     NOT_A_FILE,
     NOT_EXECUTABLE,
-    PROGRAM,        ///< not a script
-    ANACRON,        ///< tells anacron that cron has run the scripts
-    TIMER,          ///< does nothing under systemd: its package has a timer
-    WRITABLE,       ///< cron refuses a table of the system that somebody else can change
-    FOLDER,         ///< runs the scripts of a folder, which can be imported itself
+    PROGRAM,   ///< not a script
+    ANACRON,   ///< tells anacron that cron has run the scripts
+    TIMER,     ///< does nothing under systemd: its package has a timer
+    WRITABLE,  ///< cron refuses a table of the system that somebody else can change
+    FOLDER,    ///< runs the scripts of a folder, which can be imported itself
   };
 
   std::string strWhat;

@@ -25,7 +25,6 @@ namespace Host {
 
 namespace {
 
-
 class Checker {
 public:
   /// \param jTasks  the other stored tasks.

@@ -73,7 +73,8 @@ int valueOf(const FieldRule& rule, std::string_view strText, std::string_view st
     return iNamed;
   }
   const std::optional<std::uint64_t> number = numberFrom(strText);
-  if (!number || *number < static_cast<std::uint64_t>(rule.iFirst) || *number > static_cast<std::uint64_t>(rule.iLast)) {
+  if (!number || *number < static_cast<std::uint64_t>(rule.iFirst) ||
+      *number > static_cast<std::uint64_t>(rule.iLast)) {
     refuse(rule, strWhole);
   }
   return static_cast<int>(*number);
@@ -109,8 +110,8 @@ Field readField(const FieldRule& rule, std::string_view strText) {
 
 // --- writing ---------------------------------------------------------------------------------------------------
 
-/// The step of values that go on evenly beyond the last one, as in "00/15"; 0 when there is none. Other steps are listed:
-/// systemd does not begin them again at the first value.
+/// The step of values that go on evenly beyond the last one, as in "00/15"; 0 when there is none. Other steps are
+/// listed: systemd does not begin them again at the first value.
 int stepOf(const std::set<int>& setValues, int iFirst, int iLast) {
   const int cAll = iLast - iFirst + 1;
   const int iStep = cAll / static_cast<int>(setValues.size());
@@ -159,8 +160,8 @@ std::string weekdaysText(const Field& field) {
 }  // namespace
 
 std::vector<std::string> calendarsOfCron(std::string_view strSchedule) {
-  const auto* const pWord = std::find_if(WORDS.begin(), WORDS.end(),
-                                         [strSchedule](const auto& word) { return word.first == strSchedule; });
+  const auto* const pWord =
+      std::find_if(WORDS.begin(), WORDS.end(), [strSchedule](const auto& word) { return word.first == strSchedule; });
   std::array<Field, 5> fields;
   std::string_view strRest = pWord == WORDS.end() ? strSchedule : pWord->second;
   for (std::size_t c = 0; c < fields.size(); ++c) {

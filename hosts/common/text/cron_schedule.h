@@ -9,8 +9,8 @@
 
 namespace Host {
 
-/// Translates a schedule of cron into calendar expressions of systemd.timer, which together elapse when cron would start
-/// the command.
+/// Translates a schedule of cron into calendar expressions of systemd.timer, which together elapse when cron would
+/// start the command.
 ///
 /// If both the day of the month and the day of the week are restricted, cron starts the command on days that match
 /// either; a calendar expression wants both. So such a schedule becomes two expressions.

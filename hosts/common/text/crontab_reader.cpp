@@ -18,8 +18,8 @@ std::string trimmed(const std::string& strText) {
 }
 
 std::string unquoted(const std::string& strText) {
-  const bool blQuoted = strText.size() >= 2 && strText.front() == strText.back() &&
-                        (strText.front() == '"' || strText.front() == '\'');
+  const bool blQuoted =
+      strText.size() >= 2 && strText.front() == strText.back() && (strText.front() == '"' || strText.front() == '\'');
   return blQuoted ? strText.substr(1, strText.size() - 2) : strText;
 }
 
@@ -135,7 +135,8 @@ std::string endMark(const std::string& strText) {
 
 }  // namespace
 
-std::vector<CrontabLine> readCrontab(const std::string& strText, CrontabKind kind, std::vector<std::string>& vecErrors) {
+std::vector<CrontabLine> readCrontab(const std::string& strText, CrontabKind kind,
+                                     std::vector<std::string>& vecErrors) {
   Reader reader(kind, vecErrors);
   for (std::size_t cFirst = 0; cFirst < strText.size();) {
     const std::size_t cEnd = std::min(strText.find('\n', cFirst), strText.size());

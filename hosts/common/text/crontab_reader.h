@@ -15,11 +15,11 @@ enum class CrontabKind { SYSTEM, USER };
 
 /// A command with all that its table says about it.
 struct CrontabLine {
-  std::size_t cLine = 0;                             ///< its number in the table, from 1
-  std::string strSchedule;                           ///< five fields, or a word that begins with "@"
-  std::string strUser;                               ///< empty in a user's table
-  std::string strCommand;                            ///< for a shell
-  std::string strInput;                              ///< its standard input
+  std::size_t cLine = 0;                              ///< its number in the table, from 1
+  std::string strSchedule;                            ///< five fields, or a word that begins with "@"
+  std::string strUser;                                ///< empty in a user's table
+  std::string strCommand;                             ///< for a shell
+  std::string strInput;                               ///< its standard input
   std::map<std::string, std::string> mapEnvironment;  ///< the variables that are set in the lines above
 };
 

@@ -59,11 +59,11 @@ TEST(Crontab, WrongLinesAreNamedAndTheOthersRead) {
   const auto vecLines =
       readCrontab("nonsense\n1 2 3 4 5\n* * * * * alice\nA B=1\n=2\n@daily bob true\n", CrontabKind::SYSTEM, vecErrors);
   EXPECT_THAT(vecLines, SizeIs(1));
-  EXPECT_THAT(vecErrors, ElementsAre("line 1: \"nonsense\" is neither a schedule with a command nor NAME=VALUE",
-                                     "line 2: the user or the command is missing",
-                                     "line 3: the user or the command is missing",
-                                     "line 4: \"A B=1\" is neither a schedule with a command nor NAME=VALUE",
-                                     "line 5: \"=2\" is neither a schedule with a command nor NAME=VALUE"));
+  EXPECT_THAT(vecErrors,
+              ElementsAre("line 1: \"nonsense\" is neither a schedule with a command nor NAME=VALUE",
+                          "line 2: the user or the command is missing", "line 3: the user or the command is missing",
+                          "line 4: \"A B=1\" is neither a schedule with a command nor NAME=VALUE",
+                          "line 5: \"=2\" is neither a schedule with a command nor NAME=VALUE"));
 }
 
 TEST(Crontab, ScriptHasTheCommandAndItsVariables) {
