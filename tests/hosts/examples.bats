@@ -64,6 +64,11 @@ make_empty() {
   cp "$BATS_TEST_DIRNAME"/../../demo/tasks/disk-usage.sh .
   printf '%s\n' '#!/bin/sh' 'echo done' | tee report.sh >new.sh
   echo '{"task_name": "of-a-record", "event": "bootup", "owner": {"1001": "alice"}, "operation": "exit 0"}' >task.json
+  rm -rf /etc/cron.*
+  mkdir /etc/cron.{hourly,daily,weekly,monthly,d}
+  cp new.sh /etc/cron.daily/of-cron
+  chmod 755 /etc/cron.daily/of-cron
+  echo '30 2 * * * sync.sh' >crontab.txt
   eorva init --output-path scheduler
 }
 

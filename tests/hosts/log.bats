@@ -58,6 +58,34 @@ setup() {
   [[ $output != *such* ]]
 }
 
+@test "changes of events are logged" {
+  export SUDO_USER=bob
+  eorva event add nightly --at 22:30 >/dev/null
+  eorva event edit nightly --at 23:30 >/dev/null
+  eorva event disable nightly >/dev/null
+  eorva event enable nightly daily >/dev/null
+  eorva event disable daily >/dev/null
+  eorva event remove nightly >/dev/null
+  printf 'version: 1\nevents:\n  nightly: {at: [22:30]}\n  daily: {enabled: true}\n...\n' >with
+  eorva apply with --yes >/dev/null
+  sed -i 's/22:30/23:30/; s/true/false/' with
+  eorva apply with --yes >/dev/null
+  printf 'version: 1\nevents: {}\ntasks: {}\n...\n' >without
+  eorva apply without --yes --prune >/dev/null
+  same "log" 'Event "nightly" was added. (by bob)
+Event "nightly" was changed. (by bob)
+Event "nightly" was disabled. (by bob)
+Event "nightly" was enabled. (by bob)
+Event "daily" was enabled. (by bob)
+Event "daily" was disabled. (by bob)
+Event "nightly" was removed. (by bob)
+Event "daily" was enabled. (by bob)
+Event "nightly" was added. (by bob)
+Event "daily" was disabled. (by bob)
+Event "nightly" was changed. (by bob)
+Event "nightly" was removed. (by bob)' "$(eorva log -n 0 | sed -n 's/.*info *//p')"
+}
+
 @test "the default language is the server's" {
   cp /etc/orvainfo.conf orvainfo.conf
   sed -i 's/^maillang=.*/maillang=fre/' /etc/orvainfo.conf

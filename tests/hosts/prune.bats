@@ -260,6 +260,12 @@ PYTHON
   same "kept then" "[2]" "$(kept)"
 }
 
+# The script that the package gets.
+postrm() {
+  local debian=$BATS_TEST_DIRNAME/../../debian
+  sed -e "/^#FOLDERS#/{r $debian/folders.sh" -e 'd}' -e '/^#DEBHELPER#/d' "$debian/eorva.postrm" >postrm
+}
+
 @test "purging the package does not empty a volume mounted in its folder" {
   local volume other=/var/lib/orva/eorvascheduler
   runs one 0 1 2
@@ -268,14 +274,15 @@ PYTHON
     mount -t tmpfs none "$volume"
     echo precious >"$volume/file"
   done
-  run sh "$BATS_TEST_DIRNAME/../../debian/eorva.postrm" purge
+  postrm
+  run sh postrm purge
   local answer=$status said=$output left
   left=$(cat "$KEPT/one/1/volume/file" "$other/file" | paste -sd ' ')
   umount "$KEPT/one/1/volume" "$other"
   same "answer" 0 "$answer"
   same "files of the volumes" "precious precious" "$left"
   [[ $said == *"$KEPT stays: something is mounted there"* ]]
-  run -0 sh "$BATS_TEST_DIRNAME/../../debian/eorva.postrm" purge
+  run -0 sh postrm purge
   [[ ! -e $KEPT && ! -e $other ]]
   install -d -m 711 "$KEPT"
   rm -rf "${KEPT:?}"/*

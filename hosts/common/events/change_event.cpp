@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "common/config/config_change.h"
+#include "common/server/log_event.h"
 #include "common/store/records.h"
 #include "common/support/deferred_signals.h"
 #include "common/support/failure.h"
@@ -88,6 +89,7 @@ EventStored addEvent(const std::string& strEvent, const EventSettings& settings)
   EventStored stored{settings, requireSound(strEvent, settings, nullptr, "added")};
   events[strEvent] = settings;
   store(lock, events, strEvent, "added");
+  logEvent(LogEvent::EVENT_ADDED, strEvent);
   return stored;
 }
 
@@ -101,6 +103,9 @@ EventStored changeEvent(const std::string& strEvent, const EventChange& change) 
   settings.blEnabled = change.blEnabled.value_or(before.blEnabled);
   EventStored stored{settings, requireSound(strEvent, settings, &before, "changed")};
   store(lock, events, strEvent, "changed");
+  if (settings.vecAt != before.vecAt || settings.strDescription != before.strDescription) {
+    logEvent(LogEvent::EVENT_CHANGED, strEvent);
+  }
   return stored;
 }
 
@@ -114,6 +119,7 @@ void removeEvent(const std::string& strEvent) {
   }
   events.erase(strEvent);
   store(lock, events, strEvent, "removed");
+  logEvent(LogEvent::EVENT_REMOVED, strEvent);
 }
 
 }  // namespace Host

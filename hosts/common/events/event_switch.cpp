@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "change_event.h"
+#include "common/server/log_event.h"
 #include "common/server/systemd_units.h"
 #include "common/support/failure.h"
 #include "common/text/suggestion.h"
@@ -49,6 +50,7 @@ void enableEvent(const Event& event) {
   } else {
     enableUnit(event.strUnit, !event.blAtUnitStart);
   }
+  logEvent(LogEvent::EVENT_ENABLED, event.strName);
 }
 
 void disableEvent(const Event& event) {
@@ -57,6 +59,7 @@ void disableEvent(const Event& event) {
   } else {
     disableUnit(event.strUnit);
   }
+  logEvent(LogEvent::EVENT_DISABLED, event.strName);
 }
 
 std::string disabledState(const std::string& strEvent) {

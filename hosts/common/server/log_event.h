@@ -14,6 +14,11 @@ enum class LogEvent : unsigned {
   TASK_CHANGED = 0x14400007,  ///< and what was changed
   TASK_ENABLED = 0x14400008,
   TASK_DISABLED = 0x14400009,
+  EVENT_ENABLED = 0x1440000A,
+  EVENT_DISABLED = 0x1440000B,
+  EVENT_ADDED = 0x1440000C,
+  EVENT_CHANGED = 0x1440000D,
+  EVENT_REMOVED = 0x1440000E,
   RUN_FAILED = 0x14400202,   ///< task, run, outcome, event
   RUN_STOPPED = 0x14400203,  ///< task, run
   RUNS_PRUNED = 0x14400204,  ///< runs, outputs without their runs, size

@@ -68,7 +68,7 @@ Applied apply(const ApplyPlan& plan) {
     const OpenStore session;
     applied.vecNotes = changeState(session, plan.before, plan.after, plan.blPrune);
   }
-  applied.vecFailed = switchUnits(plan.difference.vecEvents, plan.after.events);
+  applied.vecFailed = switchUnits(plan.difference.vecEvents, plan.before.events, plan.after.events);
   return applied;
 }
 

@@ -7,6 +7,7 @@
 #include "common/events/event_catalogue.h"
 #include "common/events/event_switch.h"
 #include "common/events/event_timer.h"
+#include "common/server/log_event.h"
 #include "common/support/failure.h"
 #include "common/support/paths.h"
 #include "common/text/json_members.h"
@@ -112,7 +113,8 @@ std::map<std::string, std::string> unsettledEvents() {
   return mapUnsettled;
 }
 
-std::vector<std::string> switchUnits(const std::vector<std::string>& vecChanged, const EventsByName& after) {
+std::vector<std::string> switchUnits(const std::vector<std::string>& vecChanged, const EventsByName& before,
+                                     const EventsByName& after) {
   std::vector<std::string> vecFailed;
   try {
     vecFailed = settleTimers(ConfigLock()).vecFailed;
@@ -123,6 +125,10 @@ std::vector<std::string> switchUnits(const std::vector<std::string>& vecChanged,
   for (const std::string& strEvent : vecChanged) {
     const Event* const pEvent = findEvent(vecCatalogue, strEvent);
     if (pEvent == nullptr) {
+      logEvent(after.count(strEvent) == 0    ? LogEvent::EVENT_REMOVED
+               : before.count(strEvent) == 0 ? LogEvent::EVENT_ADDED
+                                             : LogEvent::EVENT_CHANGED,
+               strEvent);
       continue;
     }
     try {

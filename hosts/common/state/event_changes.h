@@ -31,8 +31,9 @@ FileTexts eventFilesWith(const std::vector<std::string>& vecChanged, const Event
 /// The own events whose timers are not as the stored events say, with a sentence each.
 std::map<std::string, std::string> unsettledEvents();
 
-/// Makes the units of systemd as the events say.
+/// Makes the units of systemd as the events say, and logs the changes.
 /// \return what could not be done, a sentence each.
-std::vector<std::string> switchUnits(const std::vector<std::string>& vecChanged, const EventsByName& after);
+std::vector<std::string> switchUnits(const std::vector<std::string>& vecChanged, const EventsByName& before,
+                                     const EventsByName& after);
 
 }  // namespace Host

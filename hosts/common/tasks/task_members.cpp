@@ -4,8 +4,6 @@
 #include <array>
 #include <fmt/format.h>
 
-#include "eorvascheduler.h"
-
 #include "common/server/users.h"
 #include "common/text/json_members.h"
 #include "task_request.h"
@@ -158,19 +156,16 @@ Json::Value requestOf(const Json::Value& jStored) {
       jTask[member.szName] = jStored[member.szName];
     }
   }
-  taskPostAction(jTask);
+  const Json::Value& jOwner = memberOf(jStored, "owner");
+  if (!jOwner.isInt64()) {
+    return jTask;
+  }
+  // The library's own conversion would log each owner who does not exist.
   const std::string strStored = textOf(jStored, "owner_name");
-  const Json::Int64 iOwner = intOf(jStored, "owner", -1);
-  std::string strUid = std::to_string(iOwner);
-  std::string strNow = ownerName(jTask["owner"], strUid);
-  if (strNow.empty() && iOwner >= 0) {
-    // The library does not tell whether there is no such user, or the user could not be looked up.
-    strNow = userName(static_cast<uid_t>(iOwner));
-    jTask["owner"] = objectOf({{strUid.c_str(), strNow}});
-  }
-  if (!strStored.empty() && strNow != strStored) {
-    jTask["owner"] = objectOf({{strStored.c_str(), ""}});
-  }
+  const std::string strNow = jOwner.asInt64() < 0 ? "" : userName(static_cast<uid_t>(jOwner.asInt64()));
+  jTask["owner"] = strStored.empty() || strNow == strStored
+                       ? objectOf({{std::to_string(jOwner.asInt64()).c_str(), strNow}})
+                       : objectOf({{strStored.c_str(), ""}});
   return jTask;
 }
 
