@@ -36,10 +36,19 @@ struct CronSkipped {
   Reason reason;
 };
 
+/// A file from which tasks are imported.
+struct CronSource {
+  enum Kind : std::uint8_t { SCRIPT, TABLE, TABLE_OF_USER };
+
+  std::string strPath;
+  Kind kind;
+  std::string strUser;  ///< of the table of a user
+};
+
 struct CronImport {
   ApplyPlan plan;
   std::vector<CronSkipped> vecSkipped;
-  std::vector<std::string> vecSources;  ///< scripts and tables from which tasks are imported
+  std::vector<CronSource> vecSources;
 };
 
 /// Reads what cron runs, and plans tasks and events that do the same. Importing the same again changes nothing.
