@@ -17,6 +17,7 @@ setup() {
 }
 
 clean() {
+  eorva event list --json | jq -r '.[] | select(.enabled).name' | xargs -rd '\n' eorva event disable >/dev/null
   rm -rf "$STORE" /run/eorva "${KEPT:?}"/* /tmp/eorvascheduler*
   find /etc/systemd/system -name 'eorva-event@*' -delete
   cd "$BATS_TEST_TMPDIR" || return 1

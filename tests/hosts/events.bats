@@ -218,7 +218,7 @@ END
   run -0 eorva event list
   says 'eorva-event@nightly\x2dbackup.timer'
   run -0 script -qec 'stty cols 80; eorva event list --color never' /dev/null </dev/null
-  says 'After office hours (Mon..Fri 22:30)'
+  says 'After office hours (Mon..Fri'
   same "long lines" "" "$(tr -d '\r' <<<"$output" | grep -E '.{81}' || true)"
 }
 

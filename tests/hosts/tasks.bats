@@ -42,7 +42,7 @@ setup() { fresh_store; }
   same "record" '["[first][second]",false,true,true,true,"a@example.org,b@example.org",7002]' \
     "$(eorva task show both --json | jq -c '[.depend_on_task, .enable, .run_the_same_time, .notify_enable, .notify_if_error, .notify_mail, .owner]')"
   run -0 eorva task show first
-  says "needed by:             both"
+  says "needed by:      both"
 }
 
 @test "list --event shows only tasks of that event" {

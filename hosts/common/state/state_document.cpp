@@ -86,6 +86,10 @@ std::string memberText(const std::string& strMember, const Json::Value& jValue) 
   if (strMember == SCRIPT) {
     return " " + yamlBlock(jValue.asString(), 6);
   }
+  // A duration needs no quotes, although it begins with a digit.
+  if (jValue.isString() && (strMember == "time_limit" || strMember == "retry_after")) {
+    return fmt::format(" {}\n", jValue.asString());
+  }
   if (jValue.isObject()) {
     std::string strText = "\n";
     for (const std::string& strName : jValue.getMemberNames()) {
