@@ -214,11 +214,11 @@ END
 }
 
 @test "the list shows the names of units as they are, and the times on a terminal of 80 columns" {
-  eorva event add nightly-backup --at 'Mon..Fri 22:30' --description 'After office hours'
+  eorva event add nightly-backup --at 'Mon..Fri 22:30' --description 'After work'
   run -0 eorva event list
   says 'eorva-event@nightly\x2dbackup.timer'
   run -0 script -qec 'stty cols 80; eorva event list --color never' /dev/null </dev/null
-  says 'After office hours (Mon..Fri'
+  says 'After work (Mon..Fri 22:30)'
   same "long lines" "" "$(tr -d '\r' <<<"$output" | grep -E '.{81}' || true)"
 }
 

@@ -52,9 +52,8 @@ int runList(const Context& context, const ListOptions& options) {
     printJson(Host::arrayOf(vecRows, &Host::eventForPrograms));
     return EXIT_DONE;
   }
-  Table table(
-      {{"EVENT"}, {"STATE"}, {"TASKS", true}, {"NEXT"}, {"WHEN", false, false, true}, {"FIRED BY", false, false, true}},
-      context.isColored());
+  Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"NEXT"}, {"WHEN"}, {"FIRED BY", false, false, true}},
+              context.isColored());
   for (const EventState& row : vecRows) {
     const bool blFailed = row.state.strActive == "failed";
     table.addRow({{row.event.strName},
