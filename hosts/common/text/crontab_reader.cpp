@@ -165,8 +165,8 @@ std::string scriptOfCrontabLine(const CrontabLine& line, const std::string& strN
       line.strInput.empty() ? line.strCommand + "\n"
                             : fmt::format("{{ {}\n}} <<'{}'\n{}{}\n", line.strCommand, strMark, line.strInput, strMark);
   // Without the number of the line: other lines may be added above it before the table is imported again.
-  return fmt::format("#!{}\n# From {}: {}\n{}cd \"$HOME\" || exit\n{}", strShell, strName, line.strSchedule, strVariables,
-                     strCommand);
+  return fmt::format("#!{}\n# From {}: {}\n{}cd \"$HOME\" || exit\n{}", strShell, strName, line.strSchedule,
+                     strVariables, strCommand);
 }
 
 }  // namespace Host

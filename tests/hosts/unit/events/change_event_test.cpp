@@ -104,9 +104,7 @@ TEST_F(OwnEvent, IsChangedWhereAsked) {
   EXPECT_THAT(OrvaTest::readFile(TIMER), HasSubstr("\nOnCalendar=daily\nOnCalendar=5:00\n"));
   changeEvent("nightly", {{}, std::vector<std::string>(), {}});
   EXPECT_FALSE(std::filesystem::exists(TIMER));
-  EXPECT_THAT(whyNot([] {
-                changeEvent("nightly", {{}, std::vector<std::string>{"often"}, {}});
-              }),
+  EXPECT_THAT(whyNot([] { changeEvent("nightly", {{}, std::vector<std::string>{"often"}, {}}); }),
               HasSubstr("the event \"nightly\" is not changed:\n  at: "));
 }
 
@@ -150,9 +148,7 @@ TEST_F(OwnEvent, WithoutTimesCannotBeEnabled) {
 
 TEST_F(OwnEvent, WhoseTimerCannotBeMadeIsStored) {
   const HostTest::FakeSystemctl systemctl("[ \"$1\" != start ] || { echo 'not today'; exit 1; }\n");
-  EXPECT_THAT(whyNot([] {
-                addEvent("late", {"", {"daily"}, true});
-              }),
+  EXPECT_THAT(whyNot([] { addEvent("late", {"", {"daily"}, true}); }),
               AllOf(HasSubstr("the event \"late\" is added, but its timer is not: "), HasSubstr("not today")));
   EXPECT_EQ(readOwnEvents().count("late"), 1U);
   removeEvent("late");
