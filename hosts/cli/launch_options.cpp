@@ -6,6 +6,7 @@
 #include "common/support/failure.h"
 #include "common/text/number_spec.h"
 #include "common/text/variable.h"
+#include "help_format.h"
 #include "usage.h"
 
 namespace {
@@ -67,9 +68,10 @@ void LaunchOptions::setMembers(Json::Value& jTask) const {
 
 void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
   CLI::Option* pOnly = pCommand->add_flag("--only-after-success", options.blOnlyAfterSuccess,
-                                          "start only when all tasks that it waits for have succeeded");
-  pCommand->add_flag("--also-after-failure", options.blAlsoAfterFailure, "start also after a failure (default)")
-      ->excludes(pOnly);
+                                          "wait for a success; or --also-after-failure (default)");
+  foldAway(
+      pCommand->add_flag("--also-after-failure", options.blAlsoAfterFailure, "start also after a failure (default)")
+          ->excludes(pOnly));
   pCommand->add_option("--retry", options.cRetries, "repeat a failed run so many times (default: 0)")
       ->type_name("NUMBER")
       ->check(wholeNumber(0));
@@ -81,20 +83,18 @@ void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
   pCommand->add_option("--nice", options.iNice, "nice value of a run, from -20 to 19 (default: 0)")
       ->type_name("NUMBER")
       ->check(wholeNumber(std::numeric_limits<long long>::min()));
-  pCommand
-      ->add_option("--io-class", options.strIoClass,
-                   "I/O class of a run: idle, best-effort:7, realtime:4 (default: none)")
+  pCommand->add_option("--io-class", options.strIoClass, "I/O class: idle or best-effort:7 (default: none)")
       ->type_name("CLASS");
   pCommand
-      ->add_option("--memory-limit", options.strMemoryLimit,
-                   "memory of all processes of a run, as in 500M; 0 for no limit (default)")
+      ->add_option("--memory-limit", options.strMemoryLimit, "memory for all processes: 500M; 0 (default): no limit")
       ->type_name("SIZE");
-  CLI::Option* pSet = pCommand
-                          ->add_option("--environment", options.vecEnvironment,
-                                       "set an environment variable for the script; can be repeated")
-                          ->type_name("NAME=VALUE")
-                          ->expected(1)
-                          ->take_all()
-                          ->allow_extra_args(false);
-  pCommand->add_flag("--no-environment", options.blNoEnvironment, "remove all variables of the task")->excludes(pSet);
+  CLI::Option* pSet =
+      pCommand
+          ->add_option("--environment", options.vecEnvironment, "set a variable; can be repeated; or --no-environment")
+          ->type_name("NAME=VALUE")
+          ->expected(1)
+          ->take_all()
+          ->allow_extra_args(false);
+  foldAway(pCommand->add_flag("--no-environment", options.blNoEnvironment, "remove all variables of the task")
+               ->excludes(pSet));
 }

@@ -42,7 +42,7 @@ void confirmAll(const std::string& strTask, const std::vector<Json::Value>& vecR
   std::transform(vecRuns.begin(), vecRuns.end(), std::back_inserter(vecTexts), [](const Json::Value& jRun) {
     return fmt::format("{} (started {})", Host::intOf(jRun, "result_id"), timeText(jRun, "start_time"));
   });
-  confirm(fmt::format("task \"{}\" has {} open runs: {}", strTask, vecRuns.size(), fmt::join(vecTexts, ", ")),
+  confirm(fmt::format("{} runs of task \"{}\" are running: {}", vecRuns.size(), strTask, fmt::join(vecTexts, ", ")),
           "Stop all?", "no run was stopped", "to stop all, add --all; to stop one, type its number");
 }
 
@@ -115,7 +115,7 @@ int runStop(const Context&, const StopOptions& options) {
 
 void addStopCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand =
-      addCommand(app, "stop", "End runs with all processes that their scripts started.",
+      addCommand(app, "stop", "End runs, with all processes of their scripts.",
                  "  eorva stop 42                asks run 42 to end; kills it after stop_grace\n"
                  "  eorva stop report            the run of the task \"report\"; asks if there are several\n"
                  "  eorva stop report --all      all runs of the task\n"
