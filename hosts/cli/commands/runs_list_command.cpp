@@ -112,8 +112,8 @@ void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
   CLI::Option* pOutcome =
       pCommand
           ->add_option("--outcome", options.strOutcome, "only runs with this result; interrupted runs have failed, too")
-          ->check(CLI::IsMember({"ok", "failed", "interrupted", "running"}))
-          ->type_name("ok|failed|interrupted|running");
+          ->check(oneOf({"ok", "failed", "interrupted", "running"}))
+          ->type_name("RESULT");
   pCommand->add_flag("--running", options.blRunning, "same as --outcome running")->excludes(pOutcome);
   pCommand->add_option("--since", options.strSince, "only runs that started at this time or later")->type_name("TIME");
   pCommand->add_option("--until", options.strUntil, "only runs that started at this time or earlier")
