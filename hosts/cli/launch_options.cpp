@@ -6,6 +6,7 @@
 #include "common/support/failure.h"
 #include "common/text/number_spec.h"
 #include "common/text/variable.h"
+#include "help_format.h"
 #include "usage.h"
 
 namespace {
@@ -67,9 +68,10 @@ void LaunchOptions::setMembers(Json::Value& jTask) const {
 
 void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
   CLI::Option* pOnly = pCommand->add_flag("--only-after-success", options.blOnlyAfterSuccess,
-                                          "start only when all tasks that it waits for have succeeded");
-  pCommand->add_flag("--also-after-failure", options.blAlsoAfterFailure, "start also after a failure (default)")
-      ->excludes(pOnly);
+                                          "start only after a success; or --also-after-failure");
+  foldAway(
+      pCommand->add_flag("--also-after-failure", options.blAlsoAfterFailure, "start also after a failure (default)")
+          ->excludes(pOnly));
   pCommand->add_option("--retry", options.cRetries, "repeat a failed run so many times (default: 0)")
       ->type_name("NUMBER")
       ->check(wholeNumber(0));
@@ -91,10 +93,11 @@ void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
       ->type_name("SIZE");
   CLI::Option* pSet = pCommand
                           ->add_option("--environment", options.vecEnvironment,
-                                       "set an environment variable for the script; can be repeated")
+                                       "environment variable; can be repeated; or --no-environment")
                           ->type_name("NAME=VALUE")
                           ->expected(1)
                           ->take_all()
                           ->allow_extra_args(false);
-  pCommand->add_flag("--no-environment", options.blNoEnvironment, "remove all variables of the task")->excludes(pSet);
+  foldAway(pCommand->add_flag("--no-environment", options.blNoEnvironment, "remove all variables of the task")
+               ->excludes(pSet));
 }
