@@ -47,10 +47,11 @@ int runOnce(Session& session, const std::string& strTask, RunRecorder& recorder,
 
 /// Waits until the task is to be run again. \return false when it is not.
 bool waitForRetry(Session& session, const std::string& strTask, RunRecorder& recorder, TaskLock& lock) {
-  const std::optional<Retries::Clock::time_point> due = recorder.retries().due();
-  if (!due || !sleepUntil(*due)) {
-    return false;
-  }
+  do {
+    if (!recorder.waitForRetry()) {
+      return false;
+    }
+  } while (recorder.takeRetries().empty());
   lock.announce({strTask});
   recorder.setTasks(listRelations(session, {strTask}));
   const bool blAgain =
