@@ -154,7 +154,12 @@ Host::ExecutionEnd show(const Host::PreparedExecution& prepared, Host::Progress&
       farewell->setRuns(progress.runs());
     }
   };
-  const int iStatus = Host::followExecution(execution, pService, {look, &showMessages});
+  const auto tell = [&](const std::string& strLines) {
+    // A message follows what was recorded before it.
+    look();
+    showMessages(strLines);
+  };
+  const int iStatus = Host::followExecution(execution, pService, {look, tell});
   display.end();
   const Host::ExecutionEnd end = Host::endOf(iStatus);
   if (end == Host::ExecutionEnd::REFUSED) {

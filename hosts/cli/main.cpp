@@ -47,7 +47,7 @@ void buildCommandLine(CLI::App& app, Context& context) {
   app.add_flag("--log-stdout", blLogToStdout, "write log lines to standard output")->group(FOR_DEVELOPERS);
   app.add_flag("--debug", blDebugOutput, "log each step of the library")->group(FOR_DEVELOPERS);
   app.add_option("--color", context.strColor, "use colours: auto, always or never")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->check(oneOf({"auto", "always", "never"}))
       ->type_name("WHEN");
   app.require_subcommand(1);
   app.fallthrough();

@@ -7,6 +7,7 @@
 
 #include "cli/terminal/present.h"
 #include "cli/terminal/say.h"
+#include "common/runs/next_try.h"
 #include "common/runs/run_query.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
@@ -39,8 +40,9 @@ std::string stateText() {
   const Host::OpenStore session;
   const std::time_t now = std::time(nullptr);
   const Host::RunCounts counts = Host::countRuns(session, Host::readTimeSpec("today", now).value_or(now));
-  return fmt::format("today: {}, {} failed, {} running", countText(counts.cAll, "run"), counts.cFailed,
-                     counts.cRunning);
+  const std::size_t cTries = Host::nextTries().size();
+  return fmt::format("today: {}, {} failed, {} running{}", countText(counts.cAll, "run"), counts.cFailed,
+                     counts.cRunning, cTries == 0 ? "" : fmt::format(", {} to be tried again", cTries));
 }
 
 }  // namespace

@@ -119,6 +119,15 @@ CLI::Validator wholeNumber(long long iMin, long long iMax) {
   return CLI::Validator(check, "", "whole number");
 }
 
+CLI::Validator oneOf(std::vector<std::string> vecWords) {
+  const std::string strWords = fmt::format("{{{}}}", fmt::join(vecWords, ","));
+  const auto check = [vecWords = std::move(vecWords)](const std::string& strText) {
+    const bool blKnown = std::find(vecWords.begin(), vecWords.end(), strText) != vecWords.end();
+    return blKnown ? std::string() : fmt::format("\"{}\" is none of {}", strText, fmt::join(vecWords, ", "));
+  };
+  return CLI::Validator(check, strWords, "choice");
+}
+
 CLI::Validator durationWithin(long long iMin, long long iMax) {
   const auto read = [iMin, iMax](std::string& strText) {
     const std::optional<std::time_t> cSeconds = Host::durationFrom(strText);

@@ -19,6 +19,9 @@ std::string typedCommand(const CLI::App& app);
 /// \param iMax  0 or less: no upper limit.
 CLI::Validator wholeNumber(long long iMin, long long iMax = 0);
 
+/// Checks that a value is one of these words. Help and completion name them.
+CLI::Validator oneOf(std::vector<std::string> vecWords);
+
 /// The user whom --owner names; nothing for an empty name. \throw Host::Failure when there is no such user.
 std::optional<uid_t> userFrom(const std::string& strUser);
 

@@ -35,7 +35,7 @@ documented() {
   documented "A task" "$(eorva task relate second --needs --json | jq '.[0]')"
   documented "A task" "$(eorva task graph bootup --json | jq '.[0]')" needed_by
   documented "A run" "$(eorva runs list --json | jq '.[0]')"
-  documented "A run" "$(eorva runs show 1 --json)"
+  documented "A run" "$(eorva runs show 1 --json)" next_try
 }
 
 @test "executions, starts and stopped runs" {

@@ -148,6 +148,8 @@ END
   complains 'unknown event "inbxo"; did you mean "inbox"?'
   run -1 --separate-stderr eorva event edit inbox --at daily
   complains 'the event "inbox" is known from its tasks only; to add it, use: eorva event add inbox'
+  run -1 --separate-stderr eorva event remove inbox
+  complains 'the event "inbox" is not removed: it has tasks: one, two; delete them with'
   run -0 eorva event add inbox --at daily
 }
 

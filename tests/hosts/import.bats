@@ -28,7 +28,7 @@ nothing_is_there() {
   import cron.daily/ --yes
   same "status" 0 "$status"
   same "how to switch it off" "eorva: cron still runs the same; to switch it off there:
-      chmod -x $PWD/cron.daily/backup $PWD/cron.daily/rotate" "$stderr"
+    chmod -x $PWD/cron.daily/backup $PWD/cron.daily/rotate" "$stderr"
   same "tasks" '[["backup","daily","root"],["rotate","daily","root"]]' \
     "$(eorva task list --json | jq -c '[.[] | [.task_name, .event, .owner_name]]')"
   same "script" "$(cat cron.daily/backup)" "$(eorva task show backup --json | jq -r .operation)"
@@ -130,8 +130,8 @@ cd \"\$HOME\" || exit
   import crontabs --yes
   same "tasks" '[["alice-sync","alice"],["bob-sync","bob"]]' "$(eorva task list --json | jq -c '[.[] | [.task_name, .owner_name]]')"
   same "how to switch it off" "eorva: cron still runs the same; to switch it off there:
-      crontab -e -u alice
-      crontab -e -u bob" "$stderr"
+    crontab -e -u alice
+    crontab -e -u bob" "$stderr"
 }
 
 @test "commands of any shape get a name, and lines above do not matter" {
@@ -144,7 +144,7 @@ cd \"\$HOME\" || exit
 5 3 * * * alice (cd /srv; ./make)
 END
   import table --yes
-  same "names" '["make","report","sessionclean","sleep","tar","x"]' \
+  same "names" '["cron","report","sessionclean","sleep","srv","tar"]' \
     "$(eorva task list --json | jq -c '[.[].task_name] | sort')"
   sed -i '1i # a comment' table
   import table --yes
@@ -159,14 +159,40 @@ eorva: skipped $PWD/table, line 2: does nothing under systemd, because its packa
   nothing_is_there
 }
 
+@test "a script that somebody else can change does not become root's" {
+  script cron.daily/open 'id'
+  script cron.daily/hers 'id'
+  chmod 777 cron.daily/open
+  chown alice cron.daily/hers
+  import cron.daily --yes
+  same "skipped" 2 "$(grep -c 'root would run it' <<<"$stderr")"
+  nothing_is_there
+  import cron.daily --yes --owner alice
+  same "tasks" '["hers","open"]' "$(eorva task list --json | jq -c '[.[].task_name] | sort')"
+}
+
+@test "an import for a user shows that user nothing of root's" {
+  echo '@daily secret' >/root/secret.tab
+  script cron.daily/secret 'password'
+  chmod 600 /root/secret.tab
+  chmod 700 cron.daily/secret
+  ln -s /root/secret.tab hers
+  import hers cron.daily --owner alice --yes
+  same "status" 0 "$status"
+  same "skipped" "eorva: skipped $PWD/hers: the owner of the task may not read it
+eorva: skipped $PWD/cron.daily/secret: the owner of the task may not read it" "$stderr"
+  rm /root/secret.tab
+  nothing_is_there
+}
+
 @test "a table that somebody else can change runs nothing as root" {
   printf '@daily root id\n' | tee cron.d/open >cron.d/hers
   chmod 666 cron.d/open
   chown alice cron.d/hers
   import cron.d --yes
   same "status" 0 "$status"
-  same "skipped" "eorva: skipped $PWD/cron.d/hers: cron refuses it, because not only root can change it; for the table of a user, add --owner USER
-eorva: skipped $PWD/cron.d/open: cron refuses it, because not only root can change it; for the table of a user, add --owner USER" "$stderr"
+  same "skipped" "eorva: skipped $PWD/cron.d/hers: root would run it, and not only root can change it; for the table or the scripts of a user, add --owner USER
+eorva: skipped $PWD/cron.d/open: root would run it, and not only root can change it; for the table or the scripts of a user, add --owner USER" "$stderr"
   nothing_is_there
 }
 

@@ -69,13 +69,37 @@ idle
 @test "a run whose owner cannot enter the directory fails, and tells why" {
   add_task lost bootup alice 'echo never' --directory /srv/launch
   run -3 eorva run lost
-  says "lost: not started (directory)"
+  says "lost: could not start (directory)"
   same "output" "eorva: cannot enter the directory /srv/launch: No such file or directory" "$(out lost)"
   run -0 eorva runs show "$(run_of lost)"
-  says "not started: its owner could not enter the directory of the task: No such file or directory"
+  says "could not start: its owner could not enter the directory of the task: No such file or directory"
   same "for programs" '["No such file or directory",{"not_started":true}]' "$(eorva runs show "$(run_of lost)" --json | jq -c '[.directory_error, .end]')"
   run -0 eorva check
-  says "there is no folder /srv/launch now"
+  says "directory: alice cannot enter /srv/launch now: No such file or directory; a run fails then"
+  says "eorva task edit lost --directory FOLDER"
+}
+
+@test "whether the owner can enter the directory is looked up when the task is saved" {
+  mkdir -m 700 /root/closed
+  install -d -m 700 -o alice /srv/launch
+  install -d -m 750 -o root -g bob /srv/of-group
+  save() { run -0 --separate-stderr eorva task add "$1" --event bootup --owner "$2" --script - --directory "$3" <<<true; }
+  save a alice /root/closed
+  complains "directory: alice cannot enter /root/closed now: Permission denied; a run fails then"
+  save b alice /srv/launch
+  same "her own" "" "$stderr"
+  save c bob /srv/launch
+  complains "bob cannot enter /srv/launch now: Permission denied"
+  save d bob /srv/of-group
+  same "that of the group" "" "$stderr"
+  touch /srv/launch/file
+  run -0 --separate-stderr eorva task edit b --directory /srv/launch/file
+  complains "alice cannot enter /srv/launch/file now: Not a directory"
+  run -0 --separate-stderr eorva task edit d --owner alice
+  complains "alice cannot enter /srv/of-group now: Permission denied"
+  save e root /root/closed
+  same "root" "" "$stderr"
+  rm -r /root/closed /srv/of-group
 }
 
 @test "an owner reaches nothing through the directory that she may not reach" {

@@ -205,6 +205,17 @@ setup() { fresh_store; }
   complains "its output is kept in $KEPT/it~2"
 }
 
+@test "a deletion names the tasks that no longer wait" {
+  add_task it bootup alice 'exit 0'
+  add_task one bootup alice 'exit 0' --after it
+  add_task other bootup alice 'exit 0' --after it
+  run -0 --separate-stderr eorva task delete it --yes
+  same "deleted" "deleted it" "$output"
+  complains "these tasks no longer wait for it: one, other"
+  run -0 --separate-stderr eorva task delete one --yes
+  [[ $stderr != *"no longer"* ]]
+}
+
 @test "a rename waits for other writers" {
   add_task it bootup alice 'exit 0'
   # A writer that takes and releases the lock until the name has changed.

@@ -24,6 +24,7 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   add_task shaky bootup alice "$(fails shaky 2)" --retry 5 --retry-after 1s
   run -0 eorva fire bootup
   says 'the task "shaky" failed; try 2 of 6 follows after 1s'
+  same "in this order" "started" "$(grep -o 'started\|failed; try 2' <<<"$output" | head -1)"
   says "event bootup: 3 runs, 1 ok, 0 failed, 2 repeated"
   same "tries" '[["shaky",1,null,"failed"],["shaky",2,1,"failed"],["shaky",3,1,"ok"]]' "$(tries)"
   same "one event" 1 "$(eorva runs list --json | jq 'map(.event_fire_time) | unique | length')"
@@ -70,6 +71,58 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   wait %1 && false
   grep -q 'the task "bad" is not run again: it was changed meanwhile' shown
   same "tries" '[["bad",1,null,"failed"],["next",1,null,"ok"]]' "$(tries)"
+}
+
+@test "a waiting retry is shown everywhere, and can be stopped" {
+  add_task bad bootup alice 'exit 1' --retry 3 --retry-after 1h
+  add_task next bootup alice true --after bad
+  add_task strict bootup alice true --after bad --only-after-success
+  eorva fire bootup >shown 2>&1 3>&- &
+  wait_until grep -q 'try 2 of 4' shown
+  local at
+  at=$(eorva runs show 1 --json | jq .next_try.at)
+  same "in an hour" true "$(jq -n "($at - now) > 3500 and ($at - now) <= 3600")"
+  same "which try" "[2,4]" "$(eorva runs show 1 --json | jq -c '.next_try | [.try, .tries]')"
+  at="try 2 of 4 follows at $(date -d "@$at" '+%F %T')"
+  run -0 eorva runs show 1
+  [[ $output =~ "next try:"\ +"$at" ]]
+  run -0 eorva task show bad
+  [[ $output =~ "next try:"\ +"$at" ]]
+  run -0 eorva explain bad
+  says "with: exit 1; $at"
+  run -0 eorva explain next
+  says "bad: run 1, started"
+  says "with: exit 1; $at"
+  for task in next strict; do
+    run -0 eorva explain "$task"
+    says "it waits for \"bad\", which failed (run 1) and is tried again at ${at#*at }"
+    same "code" '["need_retry"]' "$(eorva explain "$task" --json | jq -c '[.reasons[].code]')"
+  done
+  same "for programs" 2 "$(eorva explain bad --json | jq .next_try.try)"
+  run -0 eorva
+  same "state" "today: 1 run, 1 failed, 0 running, 1 to be tried again" "${lines[-1]}"
+  run -0 --separate-stderr eorva stop bad
+  same "stopped" "run 1 of bad: exit 1" "$output"
+  complains "run 1 has ended already; its task is not tried again"
+  wait %1 && false
+  grep -q 'the task "bad" is not run again: the retry was stopped' shown
+  same "what waited for its end has run" '[["bad",1,null,"failed"],["next",1,null,"ok"]]' "$(tries)"
+  run -0 eorva explain strict
+  says 'it starts only after a success of "bad", which failed (run 1)'
+  run -0 eorva task show bad
+  [[ $output =~ "next try:"\ +- ]]
+  run -0 --separate-stderr eorva stop bad
+  complains 'task "bad" is not running'
+}
+
+@test "the retry of a task on demand can be stopped by the number of the run that failed" {
+  add_task bad bootup alice 'exit 1' --retry 3 --retry-after 1h
+  eorva run bad >shown 2>&1 3>&- &
+  wait_until grep -q 'try 2 of 4' shown
+  run -0 eorva stop 1
+  says "its task is not tried again"
+  wait %1 && false
+  same "tries" '[["bad",1,null,"failed"]]' "$(tries)"
 }
 
 @test "an execution that is stopped while it waits ends at once" {
@@ -137,6 +190,19 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   complains "retry after: must be from 0 to 604800 seconds"
 }
 
+@test "settings without effect are accepted with a warning" {
+  run -0 --separate-stderr eorva task add a --event bootup --owner alice --script - --retry-after 90 <<<true
+  complains "retry after: has no effect: a failed run is not repeated"
+  run -0 --separate-stderr eorva task add b --event bootup --owner alice --script - --only-after-success <<<true
+  complains "only after success: has no effect: the task waits for no other"
+  run -0 --separate-stderr eorva task edit a --description other
+  same "of others nothing" "" "$stderr"
+  run -0 --separate-stderr eorva task edit a --retry 1
+  same "now it has one" "" "$stderr"
+  run -0 --separate-stderr eorva task edit b --after a
+  same "now it waits" "" "$stderr"
+}
+
 @test "the service of an execution fails when a task failed only if unit_fails says so" {
   add_task bad bootup alice 'exit 4'
   run -0 eorva fire bootup --as-service
@@ -145,3 +211,21 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   run -3 eorva run bad --as-service
   same "in the foreground" 3 "$(eorva config set unit_fails=no >/dev/null; eorva fire bootup >/dev/null; echo $?)"
 }
+
+@test "a task that waits for its next try keeps no other execution waiting" {
+  add_task shaky bootup alice 'exit 4' --retry 1 --retry-after 8s
+  add_task other bootup bob true
+  eorva run shaky --detach >/dev/null
+  wait_until runs_are 1
+  wait_until nothing_runs
+  eorva fire bootup --detach >/dev/null
+  wait_until runs_are 3
+  same "started meanwhile" '["other","shaky","shaky"]' "$(eorva runs list --json | jq -c '[.[].task_name] | sort')"
+  eorva task edit shaky --retry 0 >/dev/null
+  wait_until no_execution
+  same "no try was added" 3 "$(eorva runs list --json | jq length)"
+}
+
+nothing_runs() { [[ $(eorva runs list --running --json) == '[]' ]]; }
+
+no_execution() { [[ -z $(ls /run/eorva/executions) ]]; }

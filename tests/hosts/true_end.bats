@@ -131,11 +131,11 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
   local now=$EPOCHSECONDS
   setpriv --reuid=alice --regid=alice --init-groups bash -c "mkdir -p $KEPT/it/{$now..$((now + 30))}/script.log"
   run -3 eorva fire ends
-  says "it: not started, after"
-  same "for programs" '["not started",{"not_started":true},"failed"]' \
+  says "it: could not start, after"
+  same "for programs" '["could not start",{"not_started":true},"failed"]' \
     "$(eorva runs list --json | jq -c '.[0] | [.outcome_text, .end, .outcome]')"
   run -0 eorva runs show 2
-  says "how it ended:  not started: for example, the owner does not exist or the script could not be written"
+  says "how it ended:  could not start: for example, the owner does not exist or the script could not be written"
 }
 
 # fire_it [OPTION...]: fires the event of the task "it", whose script does not end by itself; succeeds when the answer is that of

@@ -122,10 +122,31 @@ runs show disk-usge|there is no task "disk-usge"; did you mean "disk-usage"?
 runs show disk-usage|the task "disk-usage" has no run yet
 runs show 0|there is no run 0
 runs output 99999999999999999999|there is no run 99999999999999999999
+task list --event bootp|there is no event "bootp"; did you mean "bootup"?
+task list --event nope --json|there is no event "nope"; list the events with: eorva event list
+runs list --event bootp|there is no event "bootp"; did you mean "bootup"?
+runs list --event nope --json|there is no event "nope"; list the events with: eorva event list
 END
   run -2 --separate-stderr eorva config set retention_run=5
   complains 'there is no setting "retention_run"; '
   complains 'did you mean "retention_runs"?'
+}
+
+@test "a value that is none of the choices is named with them" {
+  run -2 --separate-stderr eorva runs list --outcome kaputt
+  complains 'eorva: --outcome: "kaputt" is none of ok, failed, interrupted, running'
+  run -0 eorva runs list --help
+  says "--outcome RESULT:{ok,failed,interrupted,running}"
+}
+
+@test "runs of an event that is gone, and on demand, are listed" {
+  echo true | eorva task add once --event fleeting --any-event --owner alice --script - >/dev/null
+  eorva fire fleeting >/dev/null
+  eorva task edit once --event bootup >/dev/null
+  run -0 eorva runs list --event fleeting
+  says "once"
+  run -0 --separate-stderr eorva runs list --event on_demand
+  complains "no runs"
 }
 
 @test "an empty list is a note for people, and an empty array in JSON" {

@@ -5,6 +5,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "cli/terminal/say.h"
+#include "cli/usage.h"
 #include "common/answers/server_answers.h"
 #include "common/config/configuration.h"
 #include "common/config/settings.h"
@@ -120,8 +121,8 @@ void addConfigCommands(CLI::App& app, Context& context) {
       pCommand->add_option("--output-path", pSet->strOutputPath, "place of run output: a share, or a folder on it")
           ->type_name("SHARE[/PATH]");
   pCommand->add_option("--output", pSet->strOutput, "keep run output: on or off")
-      ->check(CLI::IsMember({"on", "off"}))
-      ->type_name("on|off")
+      ->check(oneOf({"on", "off"}))
+      ->type_name("STATE")
       ->excludes(pPath);
   pCommand->add_flag("--force", pSet->blForce, "switch output off even if tasks have several owners");
 }

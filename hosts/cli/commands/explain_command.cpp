@@ -6,6 +6,7 @@
 #include "cli/terminal/present.h"
 #include "cli/terminal/say.h"
 #include "common/answers/event_answers.h"
+#include "common/answers/run_answers.h"
 #include "common/reasons/explanation.h"
 #include "common/store/records.h"
 #include "common/text/json_members.h"
@@ -21,14 +22,16 @@ struct ExplainOptions {
   bool blJson = false;
 };
 
-std::string runText(const Json::Value& jRun) {
+std::string runText(const Explanation& explanation, const Json::Value& jRun) {
   const Host::Outcome outcome = Host::outcomeOf(jRun);
   const Json::Int64 iAttempt = intOf(jRun, "attempt", 1);
-  return fmt::format("run {}{}, started {}, {}", intOf(jRun, "result_id"),
+  const std::string strNext = Host::nextTryText(Host::nextTryAfter(explanation.tries, jRun));
+  return fmt::format("run {}{}, started {}, {}{}{}", intOf(jRun, "result_id"),
                      iAttempt == 1 ? "" : fmt::format(" (try {})", iAttempt), timeText(jRun, "start_time"),
                      jRun.isMember("stop_time")
                          ? fmt::format("ended {} with: {}", timeText(jRun, "stop_time"), outcome.strText)
-                         : std::string("not ended"));
+                         : std::string("not ended"),
+                     strNext.empty() ? "" : "; ", strNext);
 }
 
 void printVerdict(const Explanation& explanation) {
@@ -50,7 +53,7 @@ void printVerdict(const Explanation& explanation) {
     case Explanation::Verdict::RUNNING:
       say("{} {} when \"{}\" was last fired, {}:\n  {}\n", strTask,
           explanation.verdict == Explanation::Verdict::RAN ? "ran" : "was started, and is running,", strEvent,
-          Host::timeText(explanation.iFiredAt), runText(explanation.jRun));
+          Host::timeText(explanation.iFiredAt), runText(explanation, explanation.jRun));
   }
 }
 
@@ -59,7 +62,7 @@ void printAwaited(const Explanation& explanation) {
     say("the tasks that it waited for:\n");
   }
   for (const Host::AwaitedTask& awaited : explanation.vecWaitsFor) {
-    say("  {}: {}\n", awaited.strName, awaited.jRun.isObject() ? runText(awaited.jRun) : "not started");
+    say("  {}: {}\n", awaited.strName, awaited.jRun.isObject() ? runText(explanation, awaited.jRun) : "not started");
   }
 }
 
@@ -67,7 +70,7 @@ void printNow(const Explanation& explanation) {
   const std::string strEvent = textOf(explanation.jTask, "event");
   const Json::Int64 iNewest = intOf(explanation.jNewest, "result_id");
   if (iNewest != 0 && iNewest != intOf(explanation.jRun, "result_id")) {
-    say("its newest run: {} (trigger {})\n", runText(explanation.jNewest),
+    say("its newest run: {} (trigger {})\n", runText(explanation, explanation.jNewest),
         textOf(explanation.jNewest, "trigger_event"));
   }
   if (explanation.vecReasonsNow.empty()) {

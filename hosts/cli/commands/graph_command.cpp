@@ -6,6 +6,7 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "cli/terminal/say.h"
+#include "cli/usage.h"
 #include "common/answers/reason_text.h"
 #include "common/answers/task_answers.h"
 #include "common/events/event_catalogue.h"
@@ -134,7 +135,7 @@ void addGraphCommand(CLI::App& task, Context& context) {
   auto pOptions = onCommand(pCommand, context, &runGraph);
   pCommand->add_option("event", pOptions->strEvent, "event")->required()->type_name("EVENT");
   pCommand->add_option("--format", pOptions->strFormat, "tree, dot (for Graphviz) or json")
-      ->check(CLI::IsMember({"tree", "dot", "json"}))
+      ->check(oneOf({"tree", "dot", "json"}))
       ->type_name("FORMAT");
   pCommand->add_flag("--json", pOptions->blJson, "as JSON: an array of records, with \"waits_for\" and \"needed_by\"");
 }

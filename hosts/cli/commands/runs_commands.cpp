@@ -7,6 +7,7 @@
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
+#include "common/runs/next_try.h"
 #include "common/runs/reconcile.h"
 #include "common/runs/run_query.h"
 #include "common/store/records.h"
@@ -52,7 +53,9 @@ int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
   const Json::Value jRun = Host::namedRun(session, options.strRun);
-  const Json::Value jShown = Host::runForPrograms(jRun);
+  const std::optional<Host::TryNotes> next = Host::nextTryAfter(Host::nextTries(), jRun);
+  Json::Value jShown = Host::runForPrograms(jRun);
+  jShown["next_try"] = Host::nextTryForPrograms(next);
   if (options.blJson) {
     printJson(jShown);
     return EXIT_DONE;
@@ -71,7 +74,8 @@ int runShow(const Context&, const ShowOptions& options) {
                {"disk I/O", ioText(jRun)},
                {"output cut", cutText(jShown)},
                {"process", std::to_string(intOf(jRun, "pid"))},
-               {"how it ended", Host::outcomeOf(jRun).strExplanation}});
+               {"how it ended", Host::outcomeOf(jRun).strExplanation},
+               {"next try", next ? Host::nextTryText(next) : "-"}});
   return EXIT_DONE;
 }
 

@@ -112,7 +112,7 @@ void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
   CLI::Option* pOutcome = pCommand
                               ->add_option("--outcome", options.strOutcome,
                                            "only runs that are ok, failed, interrupted (have failed, too) or running")
-                              ->check(CLI::IsMember({"ok", "failed", "interrupted", "running"}))
+                              ->check(oneOf({"ok", "failed", "interrupted", "running"}))
                               ->type_name("OUTCOME");
   pCommand->add_flag("--running", options.blRunning, "same as --outcome running")->excludes(pOutcome);
   pCommand->add_option("--since", options.strSince, "only runs that started at this time or later")->type_name("TIME");

@@ -13,6 +13,7 @@
 #include "cli/usage.h"
 #include "common/answers/run_answers.h"
 #include "common/config/settings.h"
+#include "common/runs/next_try.h"
 #include "common/runs/run_query.h"
 #include "common/runs/stop_run.h"
 #include "common/store/records.h"
@@ -48,12 +49,14 @@ void confirmAll(const std::string& strTask, const std::vector<Json::Value>& vecR
 
 void addRunsOf(Host::Session& session, const std::string& strTask, bool blAll, std::vector<Json::Int64>& vecRuns) {
   const std::vector<Json::Value> vecOpen = Host::openRunsOf(session, strTask);
-  if (vecOpen.empty()) {
+  std::vector<Json::Value> vecMeant = Host::runsTriedAgain(session, Host::nextTries(), strTask);
+  if (vecOpen.empty() && vecMeant.empty()) {
     printNote(fmt::format("task \"{}\" is not running", strTask));
   } else if (vecOpen.size() > 1 && !blAll) {
     confirmAll(strTask, vecOpen);
   }
-  for (const Json::Value& jRun : vecOpen) {
+  vecMeant.insert(vecMeant.end(), vecOpen.begin(), vecOpen.end());
+  for (const Json::Value& jRun : vecMeant) {
     vecRuns.push_back(Host::intOf(jRun, "result_id"));
   }
 }
@@ -84,11 +87,12 @@ std::vector<Json::Int64> namedRuns(Host::Session& session, const StopOptions& op
   return vecRuns;
 }
 
-/// Ends a run and waits until it is closed. \return its record.
+/// Ends a run and waits until it is closed. The next try of a run that has failed is stopped. \return the run's record.
 Json::Value stopOne(Host::Session& session, Json::Int64 iRun, std::chrono::seconds grace) {
   Json::Value jRun = Host::requireRun(session, iRun);
   if (jRun.isMember("stop_time")) {
-    printNote(fmt::format("run {} has ended already", iRun));
+    printNote(fmt::format("run {} has ended already{}", iRun,
+                          Host::stopNextTry(iRun) ? "; its task is not tried again" : ""));
     return jRun;
   }
   return Host::stopRun(session, jRun, grace);
@@ -117,7 +121,7 @@ void addStopCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand =
       addCommand(app, "stop", "End runs, with all processes of their scripts.",
                  "  eorva stop 42                asks run 42 to end; kills it after stop_grace\n"
-                 "  eorva stop report            the run of the task \"report\"; asks if there are several\n"
+                 "  eorva stop report            the run of the task \"report\", or its next try\n"
                  "  eorva stop report --all      all runs of the task\n"
                  "  eorva stop 42 43 --grace 0   kills two runs at once\n");
   auto pOptions = onCommand(pCommand, context, &runStop);

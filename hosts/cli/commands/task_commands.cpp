@@ -8,7 +8,9 @@
 #include "cli/context.h"
 #include "cli/terminal/present.h"
 #include "cli/usage.h"
+#include "common/answers/run_answers.h"
 #include "common/answers/task_answers.h"
+#include "common/runs/next_try.h"
 #include "common/runs/run_query.h"
 #include "common/runs/running_list.h"
 #include "common/store/records.h"
@@ -47,7 +49,7 @@ int runList(const Context& context, const ListOptions& options) {
   const Host::OpenStore session;
   Host::TaskQuery query = options.query;
   query.owner = userFrom(options.strOwner);
-  const std::string strWhere = Host::whereTask(query);
+  const std::string strWhere = Host::whereTask(session, query);
   if (options.blJson) {
     JsonArray array;
     Host::forEachTask(session, Host::TASK_MEMBERS, strWhere,
@@ -135,6 +137,15 @@ std::string retryText(const Json::Value& jTask) {
                                      Host::durationText(Host::intOf(jTask, "retry_after")));
 }
 
+std::string nextTryText(Host::Session& session, const std::string& strTask) {
+  const Host::NextTries tries = Host::nextTries();
+  std::vector<std::string> vecTexts;
+  for (const Json::Value& jRun : Host::runsTriedAgain(session, tries, strTask)) {
+    vecTexts.push_back(Host::nextTryText(Host::nextTryAfter(tries, jRun)));
+  }
+  return listText(vecTexts);
+}
+
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   const Json::Value jTask = Host::requireTask(session, options.strTask);
@@ -164,7 +175,8 @@ int runShow(const Context&, const ShowOptions& options) {
                {"last start", timeText(jTask, "last_start_time")},
                {"last stop", timeText(jTask, "last_stop_time")},
                {"how it ended", hasRun(jTask) ? outcome.strText : "-"},
-               {"running now", vecPids.empty() ? "-" : fmt::format("process {}", fmt::join(vecPids, ", "))}});
+               {"running now", vecPids.empty() ? "-" : fmt::format("process {}", fmt::join(vecPids, ", "))},
+               {"next try", nextTryText(session, options.strTask)}});
   fmt::print("\n{}", Host::shownOn(STDOUT_FILENO, textOf(jTask, "operation")));
   return EXIT_DONE;
 }
@@ -186,7 +198,7 @@ void addTaskCommands(CLI::App& app, Context& context) {
   pCommand
       ->add_option("--state", pList->query.strState,
                    "only tasks in this state; ok and failed: by the newest run; never: without a run")
-      ->check(CLI::IsMember(std::vector<std::string>(Host::TASK_STATES.begin(), Host::TASK_STATES.end())))
+      ->check(oneOf({Host::TASK_STATES.begin(), Host::TASK_STATES.end()}))
       ->type_name("STATE");
   pCommand->add_option("--text", pList->query.strText, "only tasks with this text in name, description or script")
       ->type_name("TEXT");

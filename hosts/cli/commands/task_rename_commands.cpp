@@ -23,11 +23,15 @@ struct RenameOptions {
   bool blYes = false;
 };
 
-void confirmDelete(const std::string& strTask, const std::vector<std::string>& vecDependants) {
-  confirm(fmt::format("deleting \"{}\" also deletes its run records{}", strTask,
-                      vecDependants.empty()
-                          ? ""
-                          : fmt::format("; these tasks no longer wait for it: {}", fmt::join(vecDependants, ", "))),
+/// Empty when no task waits for it.
+std::string dependantsText(const std::vector<std::string>& vecDependants) {
+  return vecDependants.empty() ? ""
+                               : fmt::format("these tasks no longer wait for it: {}", fmt::join(vecDependants, ", "));
+}
+
+void confirmDelete(const std::string& strTask, const std::string& strDependants) {
+  confirm(fmt::format("deleting \"{}\" also deletes its run records{}{}", strTask, strDependants.empty() ? "" : "; ",
+                      strDependants),
           "Delete it?", fmt::format("the task \"{}\" is not deleted", strTask));
 }
 
@@ -42,14 +46,16 @@ void confirmRename(const RenameOptions& options, const std::vector<std::string>&
 int runDelete(const Context&, const DeleteOptions& options) {
   // All tasks can be deleted, before one is.
   for (const std::string& strTask : options.vecTasks) {
-    const std::vector<std::string> vecDependants = Host::checkDelete(strTask);
+    const std::string strDependants = dependantsText(Host::checkDelete(strTask));
     if (!options.blYes) {
-      confirmDelete(strTask, vecDependants);
+      confirmDelete(strTask, strDependants);
     }
   }
   for (const std::string& strTask : options.vecTasks) {
+    const std::string strDependants = dependantsText(Host::checkDelete(strTask));
     const std::string strOutput = Host::deleteTask(strTask);
     say("deleted {}\n", strTask);
+    printNote(options.blYes ? strDependants : "");
     printNote(strOutput.empty() ? "" : "its output " + strOutput);
   }
   return EXIT_DONE;

@@ -64,6 +64,7 @@ Json::Value explanationForPrograms(const Explanation& explanation) {
                    {"last_fired", explanation.iFiredAt == 0 ? Json::Value() : Json::Value(explanation.iFiredAt)},
                    {"run", run(explanation.jRun)},
                    {"newest_run", run(explanation.jNewest)},
+                   {"next_try", nextTryForPrograms(nextTryAfter(explanation.tries, explanation.jNewest))},
                    {"reasons", reasonsForPrograms(strTask, explanation.vecReasons)},
                    {"would_start_now", explanation.vecReasonsNow.empty()},
                    {"obstacles_now", reasonsForPrograms(strTask, explanation.vecReasonsNow)},

@@ -45,11 +45,12 @@ std::string setOutput(const HealthFinding& finding) {
 
 /// The command that changes a member of a task.
 std::string changeTask(const HealthFinding& finding) {
-  static constexpr std::array<std::pair<std::string_view, const char*>, 7> OPTIONS = {
+  static constexpr std::array<std::pair<std::string_view, const char*>, 8> OPTIONS = {
       {{"event", " --event EVENT"},
        {"owner", " --owner USER"},
        {"notify_mail", " --mail ADDRESS"},
        {"time_limit", " --time-limit 0"},
+       {"directory", " --directory FOLDER"},
        {"description", " --description ''"},
        {"operation_type", " --record - <<< '{\"operation_type\": \"script\"}'"},
        {"operation", ""}}};

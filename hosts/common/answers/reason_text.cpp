@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "command_text.h"
+#include "common/text/amounts.h"
 #include "common/text/json_members.h"
 #include "common/text/shell_word.h"
 
@@ -66,6 +67,8 @@ constexpr auto WORDS = std::to_array<Words>({
      "eorva runs show {run}"},
     {"need_interrupted", "{other} interrupted", "waited for \"{other}\", which was interrupted (run {run})",
      "eorva runs show {run}"},
+    {"need_retry", "{other} tried again",
+     "waits for \"{other}\", which failed (run {run}) and is tried again at {time}", "eorva runs show {run}"},
     {"need_failed", "{other} failed", "starts only after a success of \"{other}\", which failed (run {run})",
      "eorva runs show {run}"},
     {"refused", "already running", "was refused: its run {run} was still running, and it allows only one run at a time",
@@ -74,7 +77,7 @@ constexpr auto WORDS = std::to_array<Words>({
     {"budget", "out of time", "was not started: the time budget of the event was used up", "eorva config show"},
     {"interrupted", "interrupted", "was not started: the execution was interrupted during run {run} of \"{task}\"",
      "eorva runs show {run}"},
-    {"not_there", "not in the event", "did not belong to the event \"{event}\" then", ""},
+    {"not_there", "not in the event", "did not exist then, or did not belong to the event \"{event}\"", ""},
     {"not_fired", "event failed", "was not started, like all tasks of the event: {problem}", "eorva check"},
     {"unknown failed", "not startable", "could not be started", "journalctl -t eorva"},
     {"unknown not_remembered", "reason unknown",
@@ -122,6 +125,7 @@ Json::Value membersOf(const Reason& reason) {
   const bool blThen = boolOf(reason.jDetails, "then");
   Json::Value jMembers = reason.jDetails;
   jMembers["other"] = reason.strOther;
+  jMembers["time"] = timeText(intOf(reason.jDetails, "at"));
   jMembers["is"] = blThen ? "was" : "is";
   jMembers["has"] = blThen ? "had" : "has";
   jMembers["waits"] = blThen ? "waited for" : "waits for";

@@ -1,13 +1,16 @@
 #include "run_answers.h"
 
+#include <fmt/format.h>
 #include <optional>
 
+#include "common/coordination/execution_file.h"
 #include "common/executions/detached_start.h"
 #include "common/executions/progress.h"
 #include "common/output/retention.h"
 #include "common/output/run_files.h"
 #include "common/runs/outcome.h"
 #include "common/runs/script_end.h"
+#include "common/text/amounts.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
 #include "reason_text.h"
@@ -79,6 +82,15 @@ Json::Value runForPrograms(const Json::Value& jRun) {
   jOut.removeMember("shell_status");
   jOut.removeMember("cpu_usec");
   return jOut;
+}
+
+std::string nextTryText(const std::optional<TryNotes>& next) {
+  return next ? fmt::format("try {} of {} follows at {}", next->iTry, next->cTries, timeText(next->iAt))
+              : std::string();
+}
+
+Json::Value nextTryForPrograms(const std::optional<TryNotes>& next) {
+  return next ? objectOf({{"at", next->iAt}, {"try", next->iTry}, {"tries", next->cTries}}) : Json::Value();
 }
 
 Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns) {

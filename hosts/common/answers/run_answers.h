@@ -4,6 +4,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,16 @@ struct DetachedStart;
 struct ExecutionRequest;
 struct LeftOut;
 struct PruneResult;
+struct TryNotes;
 
 /// A run record, with duration and outcome; end replaces shell_status, and cpu_seconds replaces cpu_usec.
 Json::Value runForPrograms(const Json::Value& jRun);
+
+/// "try 2 of 4 follows at TIME"; empty for none.
+std::string nextTryText(const std::optional<TryNotes>& next);
+
+/// Its time and which try it is; null for none.
+Json::Value nextTryForPrograms(const std::optional<TryNotes>& next);
 
 /// An array of runs.
 Json::Value runsForPrograms(const std::vector<Json::Value>& vecRuns);

@@ -36,6 +36,9 @@ constexpr std::string_view END = "end";
 constexpr std::string_view ENDING = "ending";
 constexpr std::string_view CLOSED = "closed";
 constexpr std::string_view STORED = "stored";
+constexpr std::string_view NEXT = "next";
+constexpr std::string_view TRY_BEGUN = "try-begun";
+constexpr std::string_view TRY_STOPPED = "try-stopped";
 constexpr std::string_view MET = "met";
 constexpr std::string_view DONE = "done";
 /// @}
@@ -171,6 +174,18 @@ std::string ExecutionNotes::groupOf(pid_t pid) const {
   return blGroup ? strGroup + "/" + it->second.strGroup : std::string();
 }
 
+bool ExecutionNotes::isTryStopped(Json::Int64 iRun) const {
+  const auto it = mapTries.find(iRun);
+  return it != mapTries.end() && it->second.state == TryNotes::State::STOPPED;
+}
+
+void ExecutionNotes::settleTry(Json::Int64 iRun, TryNotes::State state) {
+  const auto it = mapTries.find(iRun);
+  if (it != mapTries.end() && it->second.state == TryNotes::State::WAITING) {
+    it->second.state = state;
+  }
+}
+
 pid_t ExecutionNotes::take(std::string_view strLine) {
   const std::string_view strWord = takeWord(strLine);
   if (strWord == AFTER) {
@@ -181,6 +196,14 @@ pid_t ExecutionNotes::take(std::string_view strLine) {
     strGroup = strLine;
   } else if (strWord == MET) {
     setInTheWay.insert(takeNumber<Json::Int64>(strLine));
+  } else if (strWord == NEXT) {
+    TryNotes& next = mapTries[takeNumber<Json::Int64>(strLine)];
+    next.iAt = takeNumber<Json::Int64>(strLine);
+    next.iTry = takeNumber<Json::Int64>(strLine);
+    next.cTries = takeNumber<Json::Int64>(strLine);
+  } else if (strWord == TRY_BEGUN || strWord == TRY_STOPPED) {
+    settleTry(takeNumber<Json::Int64>(strLine),
+              strWord == TRY_BEGUN ? TryNotes::State::BEGUN : TryNotes::State::STOPPED);
   } else if (strWord == STORED) {
     ++cStored;
   } else if (strWord == DONE) {
@@ -269,6 +292,14 @@ void ExecutionFile::noteEnding(pid_t pid, const char* szWhy, std::chrono::second
   append(endingLine(pid, szWhy, grace));
 }
 
+void ExecutionFile::noteNextTry(Json::Int64 iRun, const TryNotes& next) const {
+  append(fmt::format("\n{} {} {} {} {}\n", NEXT, iRun, next.iAt, next.iTry, next.cTries));
+}
+
+void ExecutionFile::noteTryBegun(Json::Int64 iRun) const {
+  append(fmt::format("\n{} {}\n", TRY_BEGUN, iRun));
+}
+
 void ExecutionFile::noteDone() const {
   append(fmt::format("\n{}\n", DONE));
 }
@@ -294,6 +325,12 @@ void RunReport::append(const std::string& strLine) const {
 
 void LiveExecution::endRun(pid_t pid, const char* szWhy, std::chrono::seconds grace) const {
   appendTo(openForLines(strPath).get(), endingLine(pid, szWhy, grace), strPath);
+}
+
+bool LiveExecution::stopTry(Json::Int64 iRun) const {
+  appendTo(openForLines(strPath).get(), fmt::format("\n{} {}\n", TRY_STOPPED, iRun), strPath);
+  const UniqueFd fd(open(strPath.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  return fd.isOpen() && readNotes(fd.get()).isTryStopped(iRun);
 }
 
 std::vector<LiveExecution> liveExecutions() {

@@ -36,15 +36,26 @@ struct RunNotes {
   bool blClosed = false;          ///< its process has ended
 };
 
+/// The notes about the next try of a task after a run that failed.
+struct TryNotes {
+  enum class State { WAITING, BEGUN, STOPPED };
+
+  Json::Int64 iAt = 0;   ///< when it is due, in seconds since 1970
+  Json::Int64 iTry = 0;  ///< which try it is
+  Json::Int64 cTries = 0;
+  State state = State::WAITING;
+};
+
 /// The notes about an execution.
 struct ExecutionNotes {
-  Json::Int64 iLastRun = 0;           ///< runs up to this one are older
-  Json::Int64 iFiring = 0;            ///< the recorded firing of the event; 0 for none
-  std::string strGroup;               ///< folder of its control group; empty where there are none
-  std::map<pid_t, RunNotes> mapRuns;  ///< by process
-  unsigned cStored = 0;               ///< how often earlier notes got into the store
-  std::set<Json::Int64> setInTheWay;  ///< open runs that kept it from starting their tasks
-  bool blDone = false;                ///< it ended in order, and left background processes of scripts in its group
+  Json::Int64 iLastRun = 0;                  ///< runs up to this one are older
+  Json::Int64 iFiring = 0;                   ///< the recorded firing of the event; 0 for none
+  std::string strGroup;                      ///< folder of its control group; empty where there are none
+  std::map<pid_t, RunNotes> mapRuns;         ///< by process
+  unsigned cStored = 0;                      ///< how often earlier notes got into the store
+  std::map<Json::Int64, TryNotes> mapTries;  ///< next tries, by the run that failed
+  std::set<Json::Int64> setInTheWay;         ///< open runs that kept it from starting their tasks
+  bool blDone = false;  ///< it ended in order, and left background processes of scripts in its group
 
   std::set<pid_t> children() const;
 
@@ -55,11 +66,17 @@ struct ExecutionNotes {
   /// its parent.
   bool has(pid_t pid, Json::Int64 iRun) const { return mapRuns.count(pid) > 0 && iLastRun < iRun; }
 
+  /// Tells whether somebody stopped the next try after this run before it began.
+  bool isTryStopped(Json::Int64 iRun) const;
+
   /// The folder of a run's control group; empty when it has none, or none yet.
   std::string groupOf(pid_t pid) const;
 
   /// Takes over a line. \return the process that it is about; 0 for none.
   pid_t take(std::string_view strLine);
+
+private:
+  void settleTry(Json::Int64 iRun, TryNotes::State state);
 };
 
 class ExecutionFile {
@@ -112,6 +129,12 @@ public:
   /// \param szWhy  see outcome.h.
   void noteEnding(pid_t pid, const char* szWhy, std::chrono::seconds grace) const;
 
+  /// The task of this run is run again.
+  void noteNextTry(Json::Int64 iRun, const TryNotes& next) const;
+
+  /// The next try after this run begins, unless somebody has stopped it: the first note counts.
+  void noteTryBegun(Json::Int64 iRun) const;
+
   void noteDone() const;
 
   /// \param iStatus  see RunReport::end(). For the others, see RunNotes.
@@ -153,6 +176,9 @@ struct LiveExecution {
 
   /// Asks the execution to end one of its runs. \throw Failure
   void endRun(pid_t pid, const char* szWhy, std::chrono::seconds grace) const;
+
+  /// Stops the next try after a run. \return false when it has begun. \throw Failure
+  bool stopTry(Json::Int64 iRun) const;
 };
 
 std::vector<LiveExecution> liveExecutions();

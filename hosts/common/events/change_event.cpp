@@ -113,11 +113,11 @@ EventStored changeEvent(const std::string& strEvent, const EventChange& change) 
 void removeEvent(const std::string& strEvent) {
   const ConfigLock lock;
   EventsByName events = readOwnEvents();
-  requireOwn(events, strEvent);
-  if (const std::vector<std::string> vecTasks = tasksOf(strEvent); !vecTasks.empty()) {
+  if (const std::vector<std::string> vecTasks = tasksOf(strEvent); !vecTasks.empty() && !isInCatalogue(strEvent)) {
     throw Failure(fmt::format("the event \"{}\" is not removed: it has tasks: {}", strEvent, fmt::join(vecTasks, ", ")),
                   {Hint::MOVE_TASKS});
   }
+  requireOwn(events, strEvent);
   events.erase(strEvent);
   store(lock, events, strEvent, "removed");
   logEvent(LogEvent::EVENT_REMOVED, strEvent);

@@ -20,7 +20,7 @@ bool isAskedToEnd() {
   return g_iAsked != 0;
 }
 
-bool sleepUntil(std::chrono::steady_clock::time_point time) {
+bool sleepUntil(std::chrono::steady_clock::time_point time, int fd) {
   // A request between the question and the sleep must not be missed.
   sigset_t requests;
   sigset_t before;
@@ -29,11 +29,13 @@ bool sleepUntil(std::chrono::steady_clock::time_point time) {
     sigaddset(&requests, iSignal);
   }
   sigprocmask(SIG_BLOCK, &requests, &before);
-  for (auto left = time - std::chrono::steady_clock::now(); !isAskedToEnd() && left.count() > 0;
+  pollfd entry{fd, POLLIN, 0};
+  int cReady = 0;
+  for (auto left = time - std::chrono::steady_clock::now(); !isAskedToEnd() && cReady <= 0 && left.count() > 0;
        left = time - std::chrono::steady_clock::now()) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
     const timespec pause{seconds.count(), std::chrono::nanoseconds(left - seconds).count()};
-    ppoll(nullptr, 0, &pause, &before);
+    cReady = ppoll(&entry, 1, &pause, &before);
   }
   sigprocmask(SIG_SETMASK, &before, nullptr);
   return !isAskedToEnd();

@@ -19,7 +19,8 @@ void listenToEndRequests();
 
 bool isAskedToEnd();
 
-/// Sleeps until a time, or until somebody asks this process to end. \return false when somebody has.
-bool sleepUntil(std::chrono::steady_clock::time_point time);
+/// Sleeps until a time, until a descriptor can be read, or until somebody asks this process to end.
+/// \param fd  -1 for none. \return false when somebody asks.
+bool sleepUntil(std::chrono::steady_clock::time_point time, int fd);
 
 }  // namespace Host

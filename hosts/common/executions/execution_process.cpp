@@ -47,10 +47,11 @@ int runOnce(Session& session, const std::string& strTask, RunRecorder& recorder,
 
 /// Waits until the task is to be run again. \return false when it is not.
 bool waitForRetry(Session& session, const std::string& strTask, RunRecorder& recorder, TaskLock& lock) {
-  const std::optional<Retries::Clock::time_point> due = recorder.retries().due();
-  if (!due || !sleepUntil(*due)) {
-    return false;
-  }
+  do {
+    if (!recorder.waitForRetry()) {
+      return false;
+    }
+  } while (recorder.takeRetries().empty());
   lock.announce({strTask});
   recorder.setTasks(listRelations(session, {strTask}));
   const bool blAgain =
@@ -65,6 +66,8 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
   int iResult = 0;
   do {
     iResult = runOnce(session, strTask, recorder, turns);
+    // Other executions must not wait for this task until its next try.
+    turns.end();
   } while (iResult >= 0 && waitForRetry(session, strTask, recorder, lock));
   return iResult;
 }

@@ -65,7 +65,7 @@ int NextTasks::beforeList() noexcept {
 /// Tells whether a task must not start now: a task that it waits for is run again, or failed.
 bool NextTasks::isHeld(const std::vector<std::string>& vecWaitsFor, bool blOnlyAfterSuccess) const {
   return std::any_of(vecWaitsFor.begin(), vecWaitsFor.end(), [&](const std::string& strAwaited) {
-    return m_recorder.retries().isOpen(strAwaited) || (blOnlyAfterSuccess && m_recorder.hasFailed(strAwaited));
+    return m_recorder.retries().isOpen(strAwaited) || (blOnlyAfterSuccess && !m_recorder.hasSucceeded(strAwaited));
   });
 }
 
@@ -214,7 +214,7 @@ void NextTasks::prepare(const std::vector<GraphTask>& vecReady) {
 
 /// Takes the tasks whose next try is due, as the store has them now.
 void NextTasks::takeRetries() {
-  const std::vector<std::string> vecDue = m_recorder.retries().takeDue();
+  const std::vector<std::string> vecDue = m_recorder.takeRetries();
   if (vecDue.empty()) {
     return;
   }
@@ -246,8 +246,7 @@ void NextTasks::takeReady() {
 }
 
 bool NextTasks::waitForMore() {
-  const Retries& retries = m_recorder.retries();
-  if (!m_blRetried && !retries.due()) {
+  if (!m_blRetried && !m_recorder.retries().due()) {
     return false;
   }
   if (!std::exchange(m_blRetried, true)) {
@@ -256,7 +255,9 @@ bool NextTasks::waitForMore() {
   }
   m_vecMore.clear();
   m_cChanges = -1;
-  for (bool blGoOn = !m_blUnsafe && !isAskedToEnd(); blGoOn; blGoOn = retries.due() && sleepUntil(*retries.due())) {
+  // Other executions must not wait for the tasks of this one until the next try.
+  m_turns.end();
+  for (bool blGoOn = !m_blUnsafe && !isAskedToEnd(); blGoOn; blGoOn = m_recorder.waitForRetry()) {
     takeRetries();
     takeReady();
     if (!m_vecMore.empty()) {

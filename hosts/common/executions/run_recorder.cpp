@@ -1,7 +1,10 @@
 #include "run_recorder.h"
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <ctime>
 #include <fmt/format.h>
 #include <optional>
 #include <pthread.h>
@@ -21,6 +24,7 @@
 #include "common/store/session.h"
 #include "common/support/control_group.h"
 #include "common/support/failure.h"
+#include "common/support/file_alarm.h"
 #include "common/text/duration.h"
 #include "common/text/json_members.h"
 #include "common/text/stored_time.h"
@@ -97,10 +101,10 @@ void RunRecorder::beforeFork() {
   if (g_pRecorder != nullptr) {
     attempt([] {
       g_pRecorder->m_naming.reset();
-      g_pRecorder->settle();
       if (ORVAMailIsForking() == 0) {
         g_pRecorder->m_naming.emplace();
       }
+      g_pRecorder->settle();
     });
   }
 }
@@ -173,7 +177,8 @@ void RunRecorder::onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Jso
   if (pStore != m_session.runs()) {
     return;
   }
-  settle();
+  // What is not known of an earlier run does not keep the new one from its name.
+  attempt([this] { settle(); });
   m_blDirty = true;
   if (pFilter == nullptr) {
     onBegin(jRecord);
@@ -226,24 +231,73 @@ void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
   m_ends.collect(m_file);
   m_file.update();
   addEnd(run, jUpdate);
-  noteOutcome(run, jUpdate);
-  tellEnd(run, intOf(jFilter, "result_id"), jUpdate);
+  const Json::Int64 iRun = node.key();
+  noteOutcome(run, iRun, jUpdate);
+  tellEnd(run, iRun, jUpdate);
   m_file.noteClosed(run.pid);
   m_turns.takeToClose(run.strTask);
 }
 
-void RunRecorder::noteOutcome(const Run& run, const Json::Value& jUpdate) {
+void RunRecorder::noteOutcome(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate) {
   if (outcomeOf(jUpdate).kind == Outcome::Kind::OK) {
-    m_setFailed.erase(run.strTask);
+    m_setSucceeded.insert(run.strTask);
   } else {
-    m_setFailed.insert(run.strTask);
+    m_setSucceeded.erase(run.strTask);
   }
   const RunSettings& settings = m_mapTasks[run.strTask].settings;
   const std::chrono::seconds after(settings.cRetryAfter);
   if (!isAskedToEnd() && m_retries.end(run.strTask, jUpdate, settings.cRetries, after)) {
-    sendMessage(fmt::format("the task \"{}\" failed; try {} of {} follows after {}", run.strTask,
-                            m_retries.triesOf(run.strTask) + 1, settings.cRetries + 1, durationText(after.count())));
+    const TryNotes next{std::time(nullptr) + after.count(), m_retries.triesOf(run.strTask) + 1, settings.cRetries + 1};
+    m_mapFailed[run.strTask] = iRun;
+    m_file.noteNextTry(iRun, next);
+    sendMessage(fmt::format("the task \"{}\" failed; try {} of {} follows after {}", run.strTask, next.iTry,
+                            next.cTries, durationText(after.count())));
   }
+}
+
+bool RunRecorder::isRetryStopped(const std::string& strTask) const {
+  const auto it = m_mapFailed.find(strTask);
+  return it != m_mapFailed.end() && m_file.notes().isTryStopped(it->second);
+}
+
+bool RunRecorder::waitForRetry() {
+  const std::optional<Retries::Clock::time_point> due = m_retries.due();
+  if (!due) {
+    return false;
+  }
+  const FileAlarm alarm(m_file.path());
+  m_file.update();
+  if (std::any_of(m_mapFailed.begin(), m_mapFailed.end(),
+                  [&](const auto& failed) { return isRetryStopped(failed.first); })) {
+    return !isAskedToEnd();
+  }
+  // Where the kernel cannot tell of changes.
+  constexpr std::chrono::seconds PAUSE(1);
+  return sleepUntil(alarm.isOpen() ? *due : std::min(*due, Retries::Clock::now() + PAUSE), alarm.fd());
+}
+
+std::vector<std::string> RunRecorder::takeRetries() {
+  m_file.update();
+  for (const auto& [strTask, iRun] : m_mapFailed) {
+    if (isRetryStopped(strTask)) {
+      m_retries.hasten(strTask);
+    }
+  }
+  std::vector<std::string> vecDue = m_retries.takeDue();
+  for (const std::string& strTask : vecDue) {
+    m_file.noteTryBegun(m_mapFailed.at(strTask));
+  }
+  m_file.update();
+  std::erase_if(vecDue, [&](const std::string& strTask) {
+    const bool blStopped = isRetryStopped(strTask);
+    if (blStopped) {
+      m_retries.giveUp(strTask);
+      sendMessage(fmt::format("the task \"{}\" is not run again: the retry was stopped", strTask));
+    }
+    m_mapFailed.erase(strTask);
+    return blStopped;
+  });
+  return vecDue;
 }
 
 /// The library's mail about this run is sent next.

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 #include "common/config/settings.h"
 #include "common/coordination/execution_file.h"
@@ -48,9 +49,16 @@ public:
   bool hasEnded(const std::string& strTask) const {
     return m_setEnded.count(strTask) > 0 && !m_retries.isOpen(strTask);
   }
-  bool hasFailed(const std::string& strTask) const { return m_setFailed.count(strTask) > 0; }
+  bool hasSucceeded(const std::string& strTask) const { return m_setSucceeded.count(strTask) > 0; }
 
   Retries& retries() { return m_retries; }
+
+  /// Waits until a retry is due, or somebody has stopped one. \return false when none is waiting, or the execution is
+  /// to end.
+  bool waitForRetry();
+
+  /// Takes the tasks whose retry is due and was not stopped. \throw Failure
+  std::vector<std::string> takeRetries();
 
   /// Tells whether the settings from setTasks() allow another try of a task.
   bool mayRetry(const std::string& strTask) const;
@@ -76,7 +84,8 @@ private:
   void onBegin(Json::Value& jRun);
   void onClose(const Json::Value& jFilter, Json::Value& jUpdate);
   void addEnd(const Run& run, Json::Value& jUpdate) const;
-  void noteOutcome(const Run& run, const Json::Value& jUpdate);
+  void noteOutcome(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate);
+  bool isRetryStopped(const std::string& strTask) const;
   static void describeForMail(const Json::Value& jRun);
   static void tellEnd(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate);
   void rememberNew(const Run& run);
@@ -100,10 +109,11 @@ private:
   std::optional<Pipe> m_naming;          ///< through which the process of a new run learns its task
   std::set<std::string> m_setStarted;
   std::set<std::string> m_setEnded;
-  std::set<std::string> m_setFailed;  ///< the last run failed
+  std::set<std::string> m_setSucceeded;  ///< by their last runs
   Retries m_retries;
-  Json::Value m_jFireTime;  ///< of the first run; all runs of an execution have the same
-  bool m_blDirty = false;   ///< something was written since the last note
+  std::map<std::string, Json::Int64> m_mapFailed;  ///< the last run that is repeated, by task
+  Json::Value m_jFireTime;                         ///< of the first run; all runs of an execution have the same
+  bool m_blDirty = false;                          ///< something was written since the last note
 };
 
 }  // namespace Host

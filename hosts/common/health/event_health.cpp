@@ -22,6 +22,10 @@ constexpr std::array<const char*, 2> USUAL_EVENTS = {"bootup", "shutdown"};
 /// Finds why an event with tasks is not fired.
 void checkInUse(const EventState& state, HealthFindings& findings) {
   const std::string& strEvent = state.event.strName;
+  if (state.event.blOwn && state.event.vecAt.empty()) {
+    // Added for a command or a unit that is not known here.
+    return;
+  }
   if (state.vecFiredBy.empty() || !state.state.blKnown) {
     findings.push_back({Severity::WARNING,
                         state.blInCatalogue && state.state.blKnown ? "event_without_unit" : "event_not_installed",

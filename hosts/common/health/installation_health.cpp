@@ -199,8 +199,10 @@ void checkMailProgram(const Json::Value& jTasks, HealthFindings& findings) {
   }
   const auto cMail = std::count_if(jTasks.begin(), jTasks.end(),
                                    [](const Json::Value& jTask) { return boolOf(jTask, "notify_enable"); });
-  findings.push_back({cMail > 0 ? Severity::PROBLEM : Severity::WARNING, blSet ? "mail_program" : "no_mail_program",
-                      strProgram, objectOf({{"tasks", static_cast<Json::Int64>(cMail)}})});
+  if (cMail > 0) {
+    findings.push_back({Severity::PROBLEM, blSet ? "mail_program" : "no_mail_program", strProgram,
+                        objectOf({{"tasks", static_cast<Json::Int64>(cMail)}})});
+  }
 }
 
 void checkControlGroups(const Json::Value& jTasks, HealthFindings& findings) {

@@ -95,6 +95,7 @@ Explanation explainTask(Session& session, const std::string& strTask) {
   explanation.jTask = requireTask(session, strTask);
   const std::string strEvent = textOf(explanation.jTask, "event");
   explanation.vecReasonsNow = presentReasons(session, tasksAround(session, strEvent), strTask);
+  explanation.tries = nextTries();
   explanation.jNewest = newestRunOf(session, strTask);
   const std::vector<Json::Value> vecRuns = lastRuns(session, strEvent);
   if (const std::optional<LastFiring> last = rememberedFiring(session, strEvent, vecRuns)) {

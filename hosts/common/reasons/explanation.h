@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "common/runs/next_try.h"
 #include "not_started.h"
 #include "reason.h"
 
@@ -25,6 +26,7 @@ struct Explanation {
   std::vector<AwaitedTask> vecWaitsFor;  ///< its dependencies then
   std::vector<Reason> vecReasons;        ///< why it was not started then
   std::vector<Reason> vecReasonsNow;     ///< why it would not be started now
+  NextTries tries;                       ///< the runs that are repeated
   Json::Value jNewest;                   ///< its newest run of any trigger; null for none
 };
 

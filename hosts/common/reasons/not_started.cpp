@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 
+#include "common/runs/next_try.h"
 #include "common/runs/outcome.h"
 #include "common/runs/run_identity.h"
 #include "common/runs/running_list.h"
@@ -143,11 +144,15 @@ std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts,
       vecReasons.push_back(reason);
     }
   }
+  const NextTries tries = facts.state == State::OVER ? NextTries() : nextTries();
   for (const AwaitedTask& awaited : awaitedTasks(facts.vecRuns, jTask)) {
     const bool blNamed = std::any_of(vecReasons.begin(), vecReasons.end(),
                                      [&](const Reason& reason) { return reason.strOther == awaited.strName; });
     if (!blNamed && (!awaited.jRun.isObject() || isOpen(awaited.jRun) || wasInterrupted(facts, awaited.jRun))) {
       vecReasons.push_back(awaitedReason(facts, awaited));
+    } else if (const std::optional<TryNotes> next = nextTryAfter(tries, awaited.jRun); !blNamed && next) {
+      vecReasons.push_back(
+          {"need_retry", awaited.strName, objectOf({{"run", awaited.jRun["result_id"]}, {"at", next->iAt}})});
     } else if (!blNamed && neededSuccess(jTask, awaited)) {
       vecReasons.push_back({"need_failed", awaited.strName, objectOf({{"run", awaited.jRun["result_id"]}})});
     }

@@ -52,7 +52,7 @@ Json::Int64 refusingRunOf(Session& session, const std::string& strTask);
 Reason refusedReason(Json::Int64 iRun);
 
 /// Finds the reasons. The codes, in addition to those of Reasons: "need_not_started", "need_running",
-/// "need_interrupted", "need_failed", "refused", "budget", "interrupted", "waiting" and "unknown".
+/// "need_interrupted", "need_retry", "need_failed", "refused", "budget", "interrupted", "waiting" and "unknown".
 /// \param vecReasonsNow  the reasons that Reasons finds.
 std::vector<Reason> whyNotStarted(Session& session, const ExecutionFacts& facts, const Json::Value& jTask,
                                   const std::vector<Reason>& vecReasonsNow);

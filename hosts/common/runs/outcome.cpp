@@ -48,7 +48,8 @@ Outcome outcomeOfScript(const ScriptEnd& end) {
     case ScriptEnd::Kind::NOT_STARTED:
       break;
   }
-  return failed("not started", "not started: for example, the owner does not exist or the script could not be written");
+  return failed("could not start",
+                "could not start: for example, the owner does not exist or the script could not be written");
 }
 
 constexpr char DOUBT[] = "the record does not tell which";
@@ -91,8 +92,8 @@ std::optional<Outcome> recordedOutcome(const Json::Value& jExit) {
 std::optional<Outcome> reportedOutcome(const Json::Value& jRun) {
   const Json::Value& jExtra = memberOf(jRun, "extra");
   if (const std::string strError = textOf(jExtra, DIRECTORY_ERROR); !strError.empty()) {
-    return failed("not started (directory)",
-                  fmt::format("not started: its owner could not enter the directory of the task: {}", strError));
+    return failed("could not start (directory)",
+                  fmt::format("could not start: its owner could not enter the directory of the task: {}", strError));
   }
   const std::optional<ScriptEnd> end = scriptEndOf(jRun);
   std::optional<Outcome> outcome = end ? outcomeOfScript(*end) : recordedOutcome(memberOf(jRun, "exit_info"));

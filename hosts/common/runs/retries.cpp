@@ -57,6 +57,13 @@ std::vector<std::string> Retries::takeDue() {
   return vecDue;
 }
 
+void Retries::hasten(const std::string& strTask) {
+  Task& task = m_mapTasks[strTask];
+  if (task.due) {
+    task.due = Clock::now();
+  }
+}
+
 void Retries::giveUp(const std::string& strTask) {
   Task& task = m_mapTasks[strTask];
   task.due.reset();

@@ -34,6 +34,9 @@ public:
   /// Takes the tasks that are due. A task that does not begin then is given up when it is asked for again.
   std::vector<std::string> takeDue();
 
+  /// Makes a task due now that is waiting.
+  void hasten(const std::string& strTask);
+
   /// No more tries of a task.
   void giveUp(const std::string& strTask);
 

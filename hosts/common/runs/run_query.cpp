@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <limits>
 
+#include "common/events/event_catalogue.h"
 #include "common/store/records.h"
 #include "common/store/rows.h"
 #include "common/support/failure.h"
@@ -46,6 +47,10 @@ std::string whereOf(const RunQuery& query) {
 RunPage newestRuns(Session& session, const RunQuery& query) {
   if (!query.strTask.empty()) {
     requireTask(session, query.strTask);
+  }
+  if (!query.strEvent.empty() && !hasRun(session, "trigger_event = " + sqlText(query.strEvent)) &&
+      query.strEvent != "on_demand") {
+    requireEvent(session, query.strEvent);
   }
   const Json::Value jRuns = listRuns(session, whereOf(query), query.cLimit == 0 ? 0 : query.cLimit + 1);
   RunPage page{{jRuns.begin(), jRuns.end()}, query.cLimit != 0 && jRuns.size() > query.cLimit};

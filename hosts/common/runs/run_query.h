@@ -36,7 +36,7 @@ struct RunPage {
   bool blMore = false;               ///< older runs match, too
 };
 
-/// Finds the newest runs that match. \throw Failure when the store fails, or there is no such task.
+/// Finds the newest runs that match. \throw Failure when the store fails, or there is no such task or event.
 RunPage newestRuns(Session& session, const RunQuery& query);
 
 /// The open runs of a task, the newest first. \throw Failure when the store fails, or there is no such task.

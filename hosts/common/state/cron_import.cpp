@@ -3,17 +3,20 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <json/value.h>
 #include <map>
+#include <optional>
 #include <set>
 #include <sys/stat.h>
 
 #include "common/server/users.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
+#include "common/support/unique_fd.h"
 #include "common/text/base64.h"
 #include "common/text/cron_schedule.h"
 #include "common/text/crontab_reader.h"
@@ -49,11 +52,6 @@ fs::path cleanPath(const std::string& strPath) {
 bool isCronName(const std::string& strName) {
   return std::all_of(strName.begin(), strName.end(),
                      [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '-'; });
-}
-
-bool isRootsAlone(const fs::path& file) {
-  struct stat st{};
-  return stat(file.c_str(), &st) == 0 && st.st_uid == 0 && (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
 /// Debian's packages begin with such a test what they do by a timer under systemd.
@@ -171,8 +169,39 @@ private:
     forEachFile(folder, [&](const fs::path& file) { readScript(file, strEvent); });
   }
 
+  /// Reads a file of which a task of this user is made; nothing when its owner must not decide what the user runs, or the
+  /// user must not see it. Both are asked of the open file: a path of others may lead elsewhere in the next moment.
+  std::optional<std::string> readFor(const fs::path& file, uid_t uid) {
+    const UniqueFd fd(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat st {};
+    if (!fd.isOpen() || fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
+      skip(file, CronSkipped::NOT_A_FILE);
+      return std::nullopt;
+    }
+    if (uid == 0 && (st.st_uid != 0 || (st.st_mode & (S_IWGRP | S_IWOTH)) != 0)) {
+      skip(file, CronSkipped::WRITABLE);
+      return std::nullopt;
+    }
+    if (uid != 0 && st.st_uid != uid && (st.st_mode & S_IROTH) == 0) {
+      skip(file, CronSkipped::UNREADABLE);
+      return std::nullopt;
+    }
+    return readAll(fd.get(), file, CB_MAX_FILE);
+  }
+
+  /// \throw Failure
+  static uid_t requireUser(const std::string& strUser) {
+    const std::optional<uid_t> uid = findUser(strUser);
+    return uid ? *uid : throw Failure(fmt::format("there is no user \"{}\"", strUser));
+  }
+
   void readScript(const fs::path& file, const std::string& strEvent) {
-    const std::string strScript = readTextFile(file).value_or("");
+    const std::string strOwner = m_request.strOwner.empty() ? "root" : m_request.strOwner;
+    const std::optional<std::string> script = readFor(file, requireUser(strOwner));
+    if (!script) {
+      return;
+    }
+    const std::string& strScript = *script;
     if ((fs::status(file).permissions() & fs::perms::owner_exec) == fs::perms::none) {
       skip(file, CronSkipped::NOT_EXECUTABLE);
     } else if (file.filename() == "0anacron") {
@@ -184,7 +213,7 @@ private:
     } else {
       // The same package often has a daily and a weekly script.
       const std::string strTask = freeName(file.filename(), strEvent);
-      addTask(strTask, strEvent, m_request.strOwner.empty() ? "root" : m_request.strOwner, strScript);
+      addTask(strTask, strEvent, strOwner, strScript);
       setEvent(strEvent, {});
       m_import.vecSources.push_back({file, CronSource::SCRIPT, {}});
     }
@@ -195,13 +224,13 @@ private:
   /// \param strOwner  whose table it is; empty for one of the system, whose lines name users.
   void readTable(const fs::path& file, const std::string& strOwner) {
     const CrontabKind kind = strOwner.empty() ? CrontabKind::SYSTEM : CrontabKind::USER;
-    if (kind == CrontabKind::SYSTEM && !isRootsAlone(file)) {
-      skip(file, CronSkipped::WRITABLE);
+    const std::optional<std::string> table = readFor(file, strOwner.empty() ? 0 : requireUser(strOwner));
+    if (!table) {
       return;
     }
     std::vector<std::string> vecErrors;
     const std::size_t cTasks = m_jDocument["tasks"].size();
-    for (const CrontabLine& line : readCrontab(readTextFile(file).value_or(""), kind, vecErrors)) {
+    for (const CrontabLine& line : readCrontab(*table, kind, vecErrors)) {
       try {
         readLine(file, line, strOwner);
       } catch (const Failure& error) {
@@ -228,9 +257,7 @@ private:
       return;
     }
     const std::string strOwner = strTableOwner.empty() ? line.strUser : strTableOwner;
-    if (!findUser(strOwner)) {
-      throw Failure(fmt::format("there is no user \"{}\"", strOwner));
-    }
+    requireUser(strOwner);
     const bool blBoot = line.strSchedule == "@reboot";
     const std::vector<std::string> vecAt = blBoot ? std::vector<std::string>() : calendarsOfCron(line.strSchedule);
     const auto itEvent = EVENTS_OF_CALENDARS.find(vecAt);

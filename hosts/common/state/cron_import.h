@@ -28,7 +28,8 @@ struct CronSkipped {
     PROGRAM,   ///< not a script
     ANACRON,   ///< tells anacron that cron has run the scripts
     TIMER,     ///< does nothing under systemd: its package has a timer
-    WRITABLE,  ///< cron refuses a table of the system that somebody else can change
+    WRITABLE,    ///< would be run by root, and not only root can change it
+    UNREADABLE,  ///< would be shown to a user who may not read it
     FOLDER,    ///< runs the scripts of a folder, which can be imported itself
   };
 

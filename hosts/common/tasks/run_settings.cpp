@@ -5,7 +5,6 @@
 #include <climits>
 #include <fmt/format.h>
 #include <string_view>
-#include <sys/stat.h>
 
 #include "common/text/json_members.h"
 #include "common/text/variable.h"
@@ -20,6 +19,9 @@ constexpr Json::Int64 MAX_SECONDS = 2147483647;
 
 constexpr Json::Int64 MAX_RETRIES = 100;
 constexpr Json::Int64 MAX_RETRY_AFTER = 7 * 86400;
+
+/// When a task does not say it.
+constexpr Json::Int64 USUAL_RETRY_AFTER = 60;
 
 constexpr Json::Int64 LOWEST_NICE = -20;
 constexpr Json::Int64 HIGHEST_NICE = 19;
@@ -188,11 +190,15 @@ std::vector<std::pair<std::string, std::string>> wrongRunSettings(const Json::Va
   return vecWrong;
 }
 
-std::string directoryWarning(const Json::Value& jTask) {
-  const std::string strDirectory = textOf(jTask, "directory");
-  struct stat status{};
-  const bool blThere = strDirectory.empty() || (stat(strDirectory.c_str(), &status) == 0 && S_ISDIR(status.st_mode));
-  return blThere ? std::string() : fmt::format("there is no folder {} now; without it, a run fails", strDirectory);
+std::vector<std::pair<std::string, std::string>> idleRunSettings(const Json::Value& jTask) {
+  std::vector<std::pair<std::string, std::string>> vecIdle;
+  if (intOf(jTask, "retry_after", USUAL_RETRY_AFTER) != USUAL_RETRY_AFTER && intOf(jTask, "retries") == 0) {
+    vecIdle.emplace_back("retry_after", "has no effect: a failed run is not repeated");
+  }
+  if (boolOf(jTask, "only_after_success") && textOf(jTask, "depend_on_task").empty()) {
+    vecIdle.emplace_back("only_after_success", "has no effect: the task waits for no other");
+  }
+  return vecIdle;
 }
 
 RunSettings runSettingsOf(const Json::Value& jTask) {

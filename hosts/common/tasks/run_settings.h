@@ -31,7 +31,7 @@ RunSettings runSettingsOf(const Json::Value& jTask);
 /// \return each wrong member, and what is wrong with it.
 std::vector<std::pair<std::string, std::string>> wrongRunSettings(const Json::Value& jTask);
 
-/// Tells what will make runs fail if nobody changes it; empty for nothing.
-std::string directoryWarning(const Json::Value& jTask);
+/// Tells which members have no effect, because others are missing.
+std::vector<std::pair<std::string, std::string>> idleRunSettings(const Json::Value& jTask);
 
 }  // namespace Host

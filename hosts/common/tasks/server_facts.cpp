@@ -1,6 +1,10 @@
 #include "server_facts.h"
 
+#include <cstring>
+#include <fmt/format.h>
+
 #include "common/events/event_catalogue.h"
+#include "common/server/folder_entry.h"
 #include "common/server/users.h"
 #include "common/text/suggestion.h"
 #include "script_check.h"
@@ -35,6 +39,15 @@ const std::string& ServerFacts::scriptFolderWarning() {
     m_strFolderWarning = warnAboutScriptFolder();
   }
   return *m_strFolderWarning;
+}
+
+const std::string& ServerFacts::folderWarning(uid_t uid, const std::string& strFolder) {
+  const auto [it, blNew] = m_mapFolders.try_emplace({uid, strFolder});
+  if (const int iError = blNew ? folderEntryError(uid, strFolder) : 0; iError != 0) {
+    it->second =
+        fmt::format("{} cannot enter {} now: {}; a run fails then", userName(uid), strFolder, std::strerror(iError));
+  }
+  return it->second;
 }
 
 const std::string& ServerFacts::userName(uid_t uid) {

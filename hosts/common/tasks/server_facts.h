@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 
 namespace Host {
 
@@ -26,6 +27,9 @@ public:
   /// Why scripts could not be started in their folder; empty when they can.
   const std::string& scriptFolderWarning();
 
+  /// Says that a user cannot enter a folder now; empty when the user can.
+  const std::string& folderWarning(uid_t uid, const std::string& strFolder);
+
   /// Empty when there is no such user.
   const std::string& userName(uid_t uid);
 
@@ -36,6 +40,7 @@ private:
   std::set<std::string> m_setAdded;
   std::optional<std::string> m_strFolderWarning;
   std::map<uid_t, std::string> m_mapUsers;
+  std::map<std::pair<uid_t, std::string>, std::string> m_mapFolders;
 };
 
 }  // namespace Host

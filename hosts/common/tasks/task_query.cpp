@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "common/events/event_catalogue.h"
 #include "common/runs/outcome.h"
 #include "common/store/records.h"
 
@@ -40,7 +41,10 @@ std::string whereText(const std::string& strText) {
 
 }  // namespace
 
-std::string whereTask(const TaskQuery& query) {
+std::string whereTask(Session& session, const TaskQuery& query) {
+  if (!query.strEvent.empty()) {
+    requireEvent(session, query.strEvent);
+  }
   std::string strWhere = query.strEvent.empty() ? "1" : whereEvent(query.strEvent);
   if (query.owner) {
     strWhere += fmt::format(" and owner = {}", *query.owner);

@@ -10,6 +10,8 @@
 
 namespace Host {
 
+class Session;
+
 /// Conditions for tasks. A condition that is not set matches every task.
 struct TaskQuery {
   std::string strEvent;
@@ -21,7 +23,7 @@ struct TaskQuery {
 /// By the task's switch, or by its runs.
 inline constexpr std::array<const char*, 6> TASK_STATES = {"enabled", "disabled", "running", "ok", "failed", "never"};
 
-/// A WHERE text for the tasks that match.
-std::string whereTask(const TaskQuery& query);
+/// A WHERE text for the tasks that match. \throw Failure when there is no such event.
+std::string whereTask(Session& session, const TaskQuery& query);
 
 }  // namespace Host

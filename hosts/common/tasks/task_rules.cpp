@@ -225,8 +225,12 @@ private:
     for (auto& [strMember, strReason] : wrongRunSettings(m_jTask)) {
       error(strMember.c_str(), std::move(strReason));
     }
-    if (std::string strWarning = directoryWarning(m_jTask); !strWarning.empty() && isSound("directory")) {
-      m_findings.vecWarnings.push_back({"directory", std::move(strWarning)});
+    if (const std::string strDirectory = textOf(m_jTask, "directory");
+        strDirectory != "/" && isSound("directory") && isSound("owner")) {
+      const auto uid = static_cast<uid_t>(std::stoul(m_jTask["owner"].getMemberNames().front()));
+      if (const std::string& strWarning = m_facts.folderWarning(uid, strDirectory); !strWarning.empty()) {
+        m_findings.vecWarnings.push_back({"directory", strWarning});
+      }
     }
   }
 
@@ -322,6 +326,15 @@ bool has(const std::vector<Finding>& vecFindings, const Finding& finding) {
   });
 }
 
+/// Only about members that are being set.
+void warnAboutIdle(const Json::Value& jTask, const Json::Value& jBefore, Findings& findings) {
+  for (auto& [strMember, strReason] : idleRunSettings(jTask)) {
+    if (!isSame(jTask, jBefore, strMember.c_str())) {
+      findings.vecWarnings.push_back({strMember, std::move(strReason)});
+    }
+  }
+}
+
 std::string errorText(const std::string& strTask, const Findings& findings, const char* szDone) {
   std::string strText = fmt::format("the task \"{}\" is not {}:", strTask, szDone);
   for (const Finding& error : findings.vecErrors) {
@@ -347,7 +360,9 @@ std::vector<Finding> requireNoErrors(const std::string& strTask, const Findings&
 }
 
 Findings checkNewTask(const Json::Value& jTask, const Json::Value& jTasks, AllowedEvents events) {
-  return Checker(jTask, TaskName::NEW, jTasks, events).run();
+  Findings findings = Checker(jTask, TaskName::NEW, jTasks, events).run();
+  warnAboutIdle(jTask, Json::objectValue, findings);
+  return findings;
 }
 
 Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, const Json::Value& jTasks,
@@ -366,6 +381,7 @@ Findings checkChangedTask(const Json::Value& jTask, const Json::Value& jBefore, 
     const bool blOld = !blTouched && has(before.vecErrors, finding);
     (blOld ? findings.vecWarnings : findings.vecErrors).push_back(std::move(finding));
   }
+  warnAboutIdle(jTask, jBefore, findings);
   return findings;
 }
 

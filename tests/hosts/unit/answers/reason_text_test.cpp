@@ -2,7 +2,7 @@
 
 #include "common/answers/reason_text.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "common/tasks/task_graph.h"
 #include "common/text/json_members.h"
@@ -68,6 +68,9 @@ TEST(ReasonText, FromTheRecordsInThePast) {
 TEST(ReasonText, RunsAndProcessesAreNamed) {
   EXPECT_EQ("waits for \"other\", which is still running (run 7): eorva runs show 7",
             textOfCode("need_running", objectOf({{"run", 7}})));
+  EXPECT_THAT(textOfCode("need_retry", objectOf({{"run", 7}, {"at", 1700000000}})),
+              testing::MatchesRegex("waits for \"other\", which failed \\(run 7\\) and is tried again at "
+                                    "2023-11-1[345] [0-9:]+: eorva runs show 7"));
   EXPECT_EQ("is running (process 4, 5), and allows only one run at a time: eorva runs list --task it",
             textOfCode("running", objectOf({{"processes", arrayOf(std::vector<int>{4, 5})}})));
   EXPECT_EQ("was not started: the execution was interrupted during run 7 of \"{run}\": eorva runs show 7",

@@ -89,6 +89,25 @@ TEST_F(ExecutionFiles, TellAllThatWasNoted) {
   EXPECT_TRUE(m_file->notes().blDone);
 }
 
+TEST_F(ExecutionFiles, NextTryBeginsOrIsStoppedWhateverIsNotedFirst) {
+  constexpr Json::Int64 STOPPED = 20;
+  constexpr Json::Int64 BEGUN = 21;
+  m_file->noteNextTry(STOPPED, {1000, 2, 4});
+  m_file->noteNextTry(BEGUN, {2000, 3, 4});
+  const LiveExecution execution = liveExecutions().at(0);
+  EXPECT_EQ(execution.notes.mapTries.at(BEGUN).iAt, 2000);
+  EXPECT_EQ(execution.notes.mapTries.at(BEGUN).iTry, 3);
+  EXPECT_EQ(execution.notes.mapTries.at(BEGUN).cTries, 4);
+  EXPECT_TRUE(execution.stopTry(STOPPED));
+  m_file->noteTryBegun(STOPPED);
+  m_file->noteTryBegun(BEGUN);
+  EXPECT_FALSE(execution.stopTry(BEGUN));
+  EXPECT_FALSE(execution.stopTry(99));
+  m_file->update();
+  EXPECT_TRUE(m_file->notes().isTryStopped(STOPPED));
+  EXPECT_EQ(m_file->notes().mapTries.at(BEGUN).state, TryNotes::State::BEGUN);
+}
+
 TEST_F(ExecutionFiles, TellNothingOfARunThatWasOnlyRecorded) {
   m_file->noteRun(PID, seconds(0));
   EXPECT_FALSE(run().blBegun);

@@ -125,6 +125,7 @@ TEST_F(Firings, EveryReasonIsThatOfTheFiring) {
   EXPECT_THAT(why("lonely"), ElementsAre("not_started", "missing"));
   EXPECT_THAT(why("astray"), ElementsAre("not_started", "other_event"));
   EXPECT_THAT(why("elsewhere"), ElementsAre("not_started", "not_there"));
+  EXPECT_EQ("did not exist then, or did not belong to the event \"ev\"", text("elsewhere"));
   EXPECT_EQ("was disabled", text("off"));
   EXPECT_EQ("waited for \"ghost\", and there was no such task", text("lonely"));
   EXPECT_EQ("", reasonAdvice("off", explainTask(session(), "off").vecReasons.front())) << "it is enabled by now";

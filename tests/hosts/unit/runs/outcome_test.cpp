@@ -82,7 +82,7 @@ TEST(Outcomes, FollowTheScript) {
   EXPECT_EQ(outcomeOf(SIGKILL).strText, "killed by SIGKILL");
   EXPECT_EQ(outcomeOf(SIGSEGV | WCOREFLAG).strText, "killed by SIGSEGV");
   EXPECT_EQ(outcomeOf(32).strText, "killed by signal 32");
-  EXPECT_EQ(outcomeOf(-1).strText, "not started");
+  EXPECT_EQ(outcomeOf(-1).strText, "could not start");
   EXPECT_EQ(outcomeOf(exitOf(137)).strExplanation, "killed by SIGKILL, which shells report as exit 137");
 }
 

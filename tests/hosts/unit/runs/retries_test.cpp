@@ -87,3 +87,13 @@ TEST_F(RunRetries, TaskThatDidNotBeginWhenItWasDueIsGivenUp) {
   EXPECT_THAT(m_retries.takeDue(), IsEmpty());
   EXPECT_FALSE(m_retries.isOpen("a"));
 }
+
+TEST_F(RunRetries, TaskThatWaitsCanBeMadeDue) {
+  begin("a", 1);
+  m_retries.end("a", exitOf(1), 1, LATER);
+  EXPECT_THAT(m_retries.takeDue(), IsEmpty());
+  m_retries.hasten("a");
+  EXPECT_THAT(m_retries.takeDue(), ElementsAre("a"));
+  m_retries.hasten("a");
+  EXPECT_THAT(m_retries.takeDue(), IsEmpty());
+}
