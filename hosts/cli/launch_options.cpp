@@ -83,21 +83,17 @@ void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
   pCommand->add_option("--nice", options.iNice, "nice value of a run, from -20 to 19 (default: 0)")
       ->type_name("NUMBER")
       ->check(wholeNumber(std::numeric_limits<long long>::min()));
-  pCommand
-      ->add_option("--io-class", options.strIoClass,
-                   "I/O class of a run: idle, best-effort:7, realtime:4 (default: none)")
+  pCommand->add_option("--io-class", options.strIoClass, "I/O class: idle, best-effort:7, realtime:4, none")
       ->type_name("CLASS");
   pCommand
-      ->add_option("--memory-limit", options.strMemoryLimit,
-                   "memory of all processes of a run, as in 500M; 0 for no limit (default)")
+      ->add_option("--memory-limit", options.strMemoryLimit, "memory of a run, as in 500M; 0 for no limit (default)")
       ->type_name("SIZE");
-  CLI::Option* pSet = pCommand
-                          ->add_option("--environment", options.vecEnvironment,
-                                       "environment variable; can be repeated; or --no-environment")
-                          ->type_name("NAME=VALUE")
-                          ->expected(1)
-                          ->take_all()
-                          ->allow_extra_args(false);
+  CLI::Option* pSet =
+      pCommand->add_option("--environment", options.vecEnvironment, "variable; can be repeated; or --no-environment")
+          ->type_name("NAME=VALUE")
+          ->expected(1)
+          ->take_all()
+          ->allow_extra_args(false);
   foldAway(pCommand->add_flag("--no-environment", options.blNoEnvironment, "remove all variables of the task")
                ->excludes(pSet));
 }
