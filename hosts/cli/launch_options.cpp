@@ -68,7 +68,7 @@ void LaunchOptions::setMembers(Json::Value& jTask) const {
 
 void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
   CLI::Option* pOnly = pCommand->add_flag("--only-after-success", options.blOnlyAfterSuccess,
-                                          "start only after a success; or --also-after-failure");
+                                          "wait for a success; or --also-after-failure (default)");
   foldAway(
       pCommand->add_flag("--also-after-failure", options.blAlsoAfterFailure, "start also after a failure (default)")
           ->excludes(pOnly));
@@ -83,13 +83,14 @@ void addLaunchOptions(CLI::App* pCommand, LaunchOptions& options) {
   pCommand->add_option("--nice", options.iNice, "nice value of a run, from -20 to 19 (default: 0)")
       ->type_name("NUMBER")
       ->check(wholeNumber(std::numeric_limits<long long>::min()));
-  pCommand->add_option("--io-class", options.strIoClass, "I/O class: idle, best-effort:7, realtime:4, none")
+  pCommand->add_option("--io-class", options.strIoClass, "I/O class: idle or best-effort:7 (default: none)")
       ->type_name("CLASS");
   pCommand
-      ->add_option("--memory-limit", options.strMemoryLimit, "memory of a run, as in 500M; 0 for no limit (default)")
+      ->add_option("--memory-limit", options.strMemoryLimit, "memory for all processes: 500M; 0 (default): no limit")
       ->type_name("SIZE");
   CLI::Option* pSet =
-      pCommand->add_option("--environment", options.vecEnvironment, "variable; can be repeated; or --no-environment")
+      pCommand
+          ->add_option("--environment", options.vecEnvironment, "set a variable; can be repeated; or --no-environment")
           ->type_name("NAME=VALUE")
           ->expected(1)
           ->take_all()

@@ -37,7 +37,7 @@ constexpr char EXAMPLES[] =
     "  eorva explain disk-usage                  why a task ran or did not run\n"
     "  eorva check                               check the installation\n"
     "\n"
-    "Exit status: 0 success, 1 failure, 2 wrong usage; fire and run: 3 if the exit status of a task was not 0.\n";
+    "Exit status: 0 success, 1 failure, 2 wrong usage, 3 a task failed (fire, run).\n";
 
 void buildCommandLine(CLI::App& app, Context& context) {
   app.name("eorva");

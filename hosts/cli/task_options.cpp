@@ -63,7 +63,7 @@ void addSwitches(CLI::App* pCommand, TaskOptions& options) {
   CLI::Option* pOn =
       pCommand->add_flag("--enabled", options.blEnabled, "the event starts the task (default); or --disabled");
   foldAway(pCommand->add_flag("--disabled", options.blDisabled, "the event does not start the task")->excludes(pOn));
-  pOn = pCommand->add_flag("--parallel", options.blParallel, "several runs at once; or --no-parallel (default)");
+  pOn = pCommand->add_flag("--parallel", options.blParallel, "allow parallel runs; or --no-parallel (default)");
   foldAway(pCommand->add_flag("--no-parallel", options.blNoParallel, "one run at a time (default)")->excludes(pOn));
   pCommand->add_option("--time-limit", options.iTimeLimit, "end a run after this time, as in 1h; 0: no limit")
       ->type_name("DURATION")

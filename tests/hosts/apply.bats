@@ -55,7 +55,7 @@ scripts() { eorva task list --json | jq -S 'map({task_name, operation, event, ow
 document = yaml.safe_load(open("here.yaml", encoding="utf-8"))
 sys.exit(document != json.load(open("here.json", encoding="utf-8")))'
   same "a script" "    script: |" "$(grep -A9 '^  one:' here.yaml | grep ' script:')"
-  same "the order of members" "event owner description time_limit notify_enable notify_if_error notify_mail script" \
+  same "the order of members" "event owner description time_limit mail mail_if_error script" \
     "$(sed -n '/^  one:/,/^    script:/p' here.yaml | sed -n 's/^    \([a-z_]*\):.*/\1/p' | paste -sd ' ')"
 }
 
@@ -176,6 +176,7 @@ tasks:
     evnt: bootup
     owner: alice
     enable: sometimes
+    retrys: 2
   loop:
     event: bootup
     owner: alice
@@ -197,6 +198,7 @@ END
   complains 'task "bad/name": owner: there is no user "nobody-there"'
   complains 'task "bad/name": waits for: there is no task "missing"'
   complains 'task "typo": unknown member "evnt"'
+  complains '; did you mean "retry"?'
   complains 'task "typo": script is missing'
   complains 'task "typo": event: is missing'
   complains 'task "typo": enabled: must be true or false'

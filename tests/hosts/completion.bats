@@ -29,7 +29,7 @@ values() {
   eorva run first >/dev/null
   eorva run first >/dev/null
   same "tasks" $'first\ntwo words' "$(values task show)"
-  same "runs, the newest first" $'2\n1' "$(values runs show)"
+  same "runs, the newest first, then tasks" $'2\n1\nfirst\ntwo words' "$(values runs show)"
   [[ $'\n'$(values fire)$'\n' == *$'\nbootup\n'*$'\nmy-event\n'* ]]
   [[ $'\n'$(values runs list --owner)$'\n' == *$'\nroot\n'*$'\nalice\n'* ]]
   [[ $'\n'$(values runs list --owner)$'\n' != *$'\ndaemon\n'* ]]
@@ -71,7 +71,8 @@ values() {
   eorva event add nightly
   same "an added event" "nightly" "$(completes fire night)"
   same "events that can be changed" "nightly" "$(completes event remove '')"
-  same "a run" "1" "$(completes runs show '')"
+  same "a run" "1" "$(completes runs show 1)"
+  same "a task with a run" "second" "$(completes runs output s)"
   same "a user" "alice" "$(completes task add x --owner ali)"
   same "a share" "scheduler" "$(completes config set --output-path sch)"
 }

@@ -12,7 +12,10 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
 
 @test "show prints the output path" {
   run -0 eorva config show
-  same "shown" "output: scheduler" "$(head -n 1 <<<"$output" | tr -s ' ')"
+  same "keys and values" "$(sed 's/ *: */=/; s/=-$/=/' <<<"$output" | tr -s ' ')" \
+    "$(sed -n 's/^\([a-z_]*\): .*/\1/p' <<<"$output" | while read -r key; do echo "$key=$(eorva config get "$key")"; done)"
+  says "output_path:            scheduler"
+  says "enable_output:          yes"
   says "retention_runs:         100"
   same "as JSON" '{"enable_output":true,"output_path":"scheduler","type":"eorvascheduler"}' "$(eorva config show --json | jq -cS 'del(.settings)')"
   same "settings" '["100","10s"]' "$(eorva config show --json | jq -cS '[.settings.retention_runs, .settings.stop_grace]')"
@@ -41,11 +44,11 @@ teardown() { cp "$BATS_TEST_TMPDIR/eorva.conf" /etc/eorva.conf; }
   jq '.eorvascheduler.colour = "blue" | .web = {"type": "web", "port": 1}' "$STORE/eorvascheduler-conf.json" >conf.json
   cp conf.json "$STORE/eorvascheduler-conf.json"
   run -0 eorva config set --output off
-  says "off (was scheduler)"
+  says "enable_output:          no"
   same "file" '["blue",false,"scheduler",1]' \
     "$(jq -c '[.eorvascheduler.colour, .eorvascheduler.enable_output, .eorvascheduler.output_path, .web.port]' "$STORE/eorvascheduler-conf.json")"
   run -0 eorva config set --output on
-  same "shown" "output: scheduler" "$(head -n 1 <<<"$output" | tr -s ' ')"
+  says "enable_output:          yes"
 }
 
 @test "output cannot be switched on without an output path" {

@@ -117,15 +117,17 @@ ups_low_battery hourly daily weekly monthly" "$(jq -r '[.[].name] | join(" ")' <
     complains "$wanted"
   done <<'END'
 add nightly||the event "nightly" exists already; to change it, use: eorva event edit nightly
-add daily||the event "daily" exists already: it is in the catalogue; to start or stop firing it, use: eorva event enable daily
+add daily||the event "daily" exists already: it is an installed event; to start or stop firing it, use: eorva event enable daily
 add x|--at often|the event "x" is not added:
 add x|--at often|at: Failed to parse calendar specification 'often': Invalid argument; systemd.time(7) explains the times
+add x|--at "30 22 * * 1-5"|at: "30 22 * * 1-5" is a schedule of cron; for systemd, write "Mon..Fri *-*-* 22:30:00"
+add x|--at "0 6 1 * 1"|for systemd, write "*-*-01 06:00:00" and "Mon *-*-* 06:00:00"
 add x|--at $'daily\nUnit=y.service'|is not a calendar expression of systemd
 add x|--description $'a\nb'|description: must be one line without control characters
 add on_demand||name: must not be "on_demand"
 add ''||name: is empty
 edit nigthly|--at weekly|there is no event "nigthly"; did you mean "nightly"?
-edit daily|--at weekly|the event "daily" is in the catalogue
+edit daily|--at weekly|the event "daily" is an installed event
 edit nightly|--at often|the event "nightly" is not changed:
 remove none||there is no event "none"
 END
@@ -211,6 +213,15 @@ END
     "$(jq -cS '[.[] | select(.tasks > 0) | {(.name): .tasks}] | add' <<<"$output")"
   same "not in the catalogue" '["inbox",[],false]' \
     "$(jq -c '.[] | select(.in_catalogue | not) | [.name, .fired_by, .enabled]' <<<"$output")"
+}
+
+@test "the list shows the names of units as they are, and the times on a terminal of 80 columns" {
+  eorva event add nightly-backup --at 'Mon..Fri 22:30' --description 'After office hours'
+  run -0 eorva event list
+  says 'eorva-event@nightly\x2dbackup.timer'
+  run -0 script -qec 'stty cols 80; eorva event list --color never' /dev/null </dev/null
+  says 'After office hours (Mon..Fri 22:30)'
+  same "long lines" "" "$(tr -d '\r' <<<"$output" | grep -E '.{81}' || true)"
 }
 
 @test "the list needs no systemd" {

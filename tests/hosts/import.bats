@@ -27,7 +27,8 @@ nothing_is_there() {
   nothing_is_there
   import cron.daily/ --yes
   same "status" 0 "$status"
-  same "sources" "eorva: cron still runs these, too, until you switch them off there (chmod -x SCRIPT; # before a line): $PWD/cron.daily/backup, $PWD/cron.daily/rotate" "$stderr"
+  same "how to switch it off" "eorva: cron still runs the same; to switch it off there:
+    chmod -x $PWD/cron.daily/backup $PWD/cron.daily/rotate" "$stderr"
   same "tasks" '[["backup","daily","root"],["rotate","daily","root"]]' \
     "$(eorva task list --json | jq -c '[.[] | [.task_name, .event, .owner_name]]')"
   same "script" "$(cat cron.daily/backup)" "$(eorva task show backup --json | jq -r .operation)"
@@ -43,7 +44,8 @@ nothing_is_there() {
   eorva task edit backup --description 'mine now'
   import cron.daily --yes
   same "status" 1 "$status"
-  same "refused" "eorva: cron.daily is not imported: there are others with these names: backup; to give the imported ones other names, add --prefix cron-" "$stderr"
+  same "refused" "eorva: cron.daily is not imported: these exist already, and are different: backup
+  to import them anew, delete these first; to have both, add --prefix cron-" "$stderr"
   import cron.daily --yes --prefix cron-
   same "tasks" '["backup","cron-backup"]' "$(eorva task list --json | jq -c '[.[].task_name]')"
 }
@@ -115,17 +117,71 @@ it's me" "$(eorva runs output "$(run_of nightly)")"
   printf '5 4 * * sun ~/bin/sync.sh --all\n5 5 * * sun /home/alice/bin/sync.sh\n' >table
   import table --owner alice --yes
   same "status" 0 "$status"
-  same "tasks" '[["sync.sh","alice"],["sync.sh-cron","alice"]]' "$(eorva task list --json | jq -c '[.[] | [.task_name, .owner_name]]')"
+  same "tasks" '[["alice-sync.sh","alice"],["alice-sync.sh-cron","alice"]]' "$(eorva task list --json | jq -c '[.[] | [.task_name, .owner_name]]')"
   same "script" "#!/bin/sh
-# From $PWD/table, line 1: 5 4 * * sun
+# From $PWD/table: 5 4 * * sun
 cd \"\$HOME\" || exit
-~/bin/sync.sh --all" "$(eorva task show sync.sh --json | jq -r .operation)"
+~/bin/sync.sh --all" "$(eorva task show alice-sync.sh --json | jq -r .operation)"
 }
 
-@test "lines that run the scripts of folders are skipped" {
-  printf '17 * * * * root cd / && run-parts --report /etc/cron.hourly\n' >table
+@test "the tables of all users are in one folder, by their names" {
+  mkdir crontabs
+  printf '5 4 * * sun sync\n' | tee crontabs/alice >crontabs/bob
+  import crontabs --yes
+  same "tasks" '[["alice-sync","alice"],["bob-sync","bob"]]' "$(eorva task list --json | jq -c '[.[] | [.task_name, .owner_name]]')"
+  same "how to switch it off" "eorva: cron still runs the same; to switch it off there:
+    crontab -e -u alice
+    crontab -e -u bob" "$stderr"
+}
+
+@test "commands of any shape get a name, and lines above do not matter" {
+  cat >table <<'END'
+0 3 * * * alice tar -cf - . | gzip > home-$(date +\%F).tgz
+1 3 * * * alice sleep 5; echo up
+2 3 * * * alice X=1 /opt/tools/report --all
+3 3 * * * alice [ -x /usr/lib/php/sessionclean ] && /usr/lib/php/sessionclean
+4 3 * * * alice $HOME/bin/own
+5 3 * * * alice (cd /srv; ./make)
+END
   import table --yes
-  same "skipped" "0 eorva: skipped $PWD/table, line 1: runs the scripts of a folder; import that folder" "$status $stderr"
+  same "names" '["cron","report","sessionclean","sleep","srv","tar"]' \
+    "$(eorva task list --json | jq -c '[.[].task_name] | sort')"
+  sed -i '1i # a comment' table
+  import table --yes
+  same "again" "0 nothing to change" "$status $output"
+}
+
+@test "lines that run the scripts of folders, or do nothing under systemd, are skipped" {
+  printf '17 * * * * root cd / && run-parts --report /etc/cron.hourly\n@daily root test -e /run/systemd/system || scrub\n' >table
+  import table --yes
+  same "skipped" "0 eorva: skipped $PWD/table, line 1: runs the scripts of a folder; import that folder
+eorva: skipped $PWD/table, line 2: does nothing under systemd, because its package has a timer; to import it, add --all" "$status $stderr"
+  nothing_is_there
+}
+
+@test "a script that somebody else can change does not become root's" {
+  script cron.daily/open 'id'
+  script cron.daily/hers 'id'
+  chmod 777 cron.daily/open
+  chown alice cron.daily/hers
+  import cron.daily --yes
+  same "skipped" 2 "$(grep -c 'root would run it' <<<"$stderr")"
+  nothing_is_there
+  import cron.daily --yes --owner alice
+  same "tasks" '["hers","open"]' "$(eorva task list --json | jq -c '[.[].task_name] | sort')"
+}
+
+@test "an import for a user shows that user nothing of root's" {
+  echo '@daily secret' >/root/secret.tab
+  script cron.daily/secret 'password'
+  chmod 600 /root/secret.tab
+  chmod 700 cron.daily/secret
+  ln -s /root/secret.tab hers
+  import hers cron.daily --owner alice --yes
+  same "status" 0 "$status"
+  same "skipped" "eorva: skipped $PWD/hers: the owner of the task may not read it
+eorva: skipped $PWD/cron.daily/secret: the owner of the task may not read it" "$stderr"
+  rm /root/secret.tab
   nothing_is_there
 }
 
@@ -135,8 +191,8 @@ cd \"\$HOME\" || exit
   chown alice cron.d/hers
   import cron.d --yes
   same "status" 0 "$status"
-  same "skipped" "eorva: skipped $PWD/cron.d/hers: cron refuses it, because not only root can change it; for the table of a user, add --owner USER
-eorva: skipped $PWD/cron.d/open: cron refuses it, because not only root can change it; for the table of a user, add --owner USER" "$stderr"
+  same "skipped" "eorva: skipped $PWD/cron.d/hers: root would run it, and not only root can change it; for the table or the scripts of a user, add --owner USER
+eorva: skipped $PWD/cron.d/open: root would run it, and not only root can change it; for the table or the scripts of a user, add --owner USER" "$stderr"
   nothing_is_there
 }
 
@@ -150,12 +206,13 @@ eorva: skipped $PWD/cron.d/open: cron refuses it, because not only root can chan
   $PWD/cron.d/wrong: line 4: the user or the command is missing
   $PWD/cron.d/wrong: line 1: \"60\" is not a valid minute
   $PWD/cron.d/wrong: line 6: SHELL=sh is not an absolute path
-  missing: No such file or directory" "$stderr"
-  printf '1 1 * * * nobody-here true\n' >cron.d/wrong
-  import cron.d --yes
+  missing: No such file or directory
+  for the table of one user, as 'crontab -l' prints it, add --owner USER" "$stderr"
+  printf '1 1 * * * du -sh .\n' >table
+  import table --yes
   same "status" 1 "$status"
-  says_on_stderr nobody-here
+  same "refused" "eorva: table is not imported:
+  $PWD/table: line 1: there is no user \"du\"
+  for the table of one user, as 'crontab -l' prints it, add --owner USER" "$stderr"
   nothing_is_there
 }
-
-says_on_stderr() { [[ $stderr == *"$1"* ]] || { echo "$stderr" >&2; return 1; }; }

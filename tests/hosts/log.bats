@@ -35,6 +35,8 @@ setup() {
   eorva run slow --detach >/dev/null
   wait_until runs_are 2
   eorva stop slow --grace 0 >/dev/null
+  eorva config set stop_grace=7s retention_runs=100 >/dev/null
+  printf 'version: 1\nconfiguration: {stop_grace: 9s}\n...\n' | eorva apply - --yes >/dev/null
   echo retention_runs=1 >/etc/eorva.conf
   run -3 eorva run one
   eorva runs prune >/dev/null
@@ -46,6 +48,9 @@ setup() {
   says 'warning  Run 1 of task "one" failed: exit 4.'
   says 'warning  Run 2 of task "slow" failed: stopped.'
   says 'info     Run 2 of task "slow" was stopped on request. (by bob)'
+  says 'info     Setting "stop_grace" was changed: 7s. (by bob)'
+  says 'info     Setting "stop_grace" was changed: 9s. (by bob)'
+  same "changed settings" 2 "$(grep -c 'Setting' <<<"$output")"
   same "nothing was changed" 1 "$(grep -c 'was enabled' <<<"$output")"
   run -0 eorva log -n 0 --json
   same "arguments" '[["one","1","exit 4","on_demand"],["slow","2","stopped","on_demand"],["one","3","exit 4","on_demand"]]' \

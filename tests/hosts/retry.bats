@@ -211,3 +211,21 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   run -3 eorva run bad --as-service
   same "in the foreground" 3 "$(eorva config set unit_fails=no >/dev/null; eorva fire bootup >/dev/null; echo $?)"
 }
+
+@test "a task that waits for its next try keeps no other execution waiting" {
+  add_task shaky bootup alice 'exit 4' --retry 1 --retry-after 8s
+  add_task other bootup bob true
+  eorva run shaky --detach >/dev/null
+  wait_until runs_are 1
+  wait_until nothing_runs
+  eorva fire bootup --detach >/dev/null
+  wait_until runs_are 3
+  same "started meanwhile" '["other","shaky","shaky"]' "$(eorva runs list --json | jq -c '[.[].task_name] | sort')"
+  eorva task edit shaky --retry 0 >/dev/null
+  wait_until no_execution
+  same "no try was added" 3 "$(eorva runs list --json | jq length)"
+}
+
+nothing_runs() { [[ $(eorva runs list --running --json) == '[]' ]]; }
+
+no_execution() { [[ -z $(ls /run/eorva/executions) ]]; }

@@ -19,7 +19,7 @@ setup() { fresh_store; }
   add_task one bootup alice 'exit 0'
   run -0 eorva run one
   run -0 eorva runs list --json
-  same "members" '["cpu_seconds","duration","end","event_fire_time","exit_info","extra","io_read","io_written","memory_peak","outcome","outcome_text","output_cut","owner","owner_name","pid","result_id","run_time_env","start_time","stop_time","task_name","trigger_event"]' \
+  same "members" '["attempt","cpu_seconds","directory_error","duration","end","event_fire_time","exit_info","extra","io_read","io_written","memory_peak","out_of_memory","outcome","outcome_text","output_cut","owner","owner_name","pid","result_id","retry_of","run_time_env","start_time","stop_time","task_name","trigger_event"]' \
     "$(jq -c '.[0] | del(.boot_id, .start_ticks) | keys' <<<"$output")"
   same "types" '["number","number","object","string","number"]' \
     "$(jq -c '.[0] | [.duration, .start_time, .exit_info, .outcome, .result_id] | map(type)' <<<"$output")"

@@ -20,6 +20,11 @@ on_terminal() { script -qec "$*" /dev/null </dev/null | tr -d '\r'; }
   eorva run one >/dev/null
   same "output" second "$(eorva runs output "$(run_of one)")"
   same "script" "echo second" "$(eorva runs script "$(run_of one)")"
+  eorva task edit one --script - <<<'echo third'
+  eorva run one >/dev/null
+  same "output of the newest run" third "$(eorva runs output one)"
+  same "its script" "echo third" "$(eorva runs script one)"
+  same "its number" "$(run_of one)" "$(eorva runs show one --json | jq .result_id)"
 }
 
 @test "a long log is not read into memory" {

@@ -182,7 +182,7 @@ held() { [[ $(cat "/proc/$1/wchan") == wait_for_partner ]]; }
   eorva run many --detach >/dev/null
   wait_until runs_are 2
   run -1 --separate-stderr eorva stop many </dev/null
-  complains 'task "many" has 2 open runs: 2 (started '
+  complains '2 runs of task "many" are running: 2 (started '
   complains 'to stop all, add --all; to stop one, type its number'
   same "open" 2 "$(eorva runs list --running --json | jq length)"
   echo n >answer

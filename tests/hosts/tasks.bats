@@ -14,7 +14,7 @@ setup() { fresh_store; }
   [[ ${lines[0]} =~ ^TASK\ +EVENT\ +OWNER\ +ENABLED\ +WAITS\ FOR\ +TIME\ LIMIT\ +LAST\ START\ +HOW\ IT\ ENDED$ ]]
   [[ ${lines[1]} =~ ^hello\ +bootup\ +alice\ +yes\ +-\ +-\ +-\ +-$ ]]
   run -0 eorva task show hello
-  says "several runs at once:  no"
+  says "parallel runs:  no"
   says "echo hello"
 }
 
@@ -207,6 +207,16 @@ J
   run -0 eorva task delete first --yes
   same "dependencies of second" '""' "$(eorva task show second --json | jq .depend_on_task)"
   same "tasks" '["second"]' "$(eorva task list --json | jq -c '[.[].task_name]')"
+}
+
+@test "several tasks are deleted, or none" {
+  add_task first bootup alice 'exit 0'
+  add_task second bootup alice 'exit 0'
+  run -1 --separate-stderr eorva task delete first ghost --yes
+  complains 'there is no task "ghost"'
+  same "tasks" 2 "$(eorva task list --json | jq length)"
+  run -0 eorva task delete first second --yes
+  same "tasks" 0 "$(eorva task list --json | jq length)"
 }
 
 @test "delete accepts only a yes on a terminal" {

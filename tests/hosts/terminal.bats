@@ -44,7 +44,7 @@ release() { printf '\n%.0s' $(seq "$1") >&9; }
   wait_until shows '^\.\.\. and 7 more'
   # Long enough for several redraws.
   tmux send-keys Enter Enter
-  wait_until shows '^task-01-x.* 1[0-9] s'
+  wait_until shows '^task-01-x.* 1[0-9]s'
   same "lines with the heading" 1 "$(times 'TASK ')"
   same "lines on the screen" 8 "$(screen | wc -l)"
   [[ -z $(screen | grep -v '^$' | awk 'length > 40') ]]

@@ -44,15 +44,28 @@ typed() {
   same "without a store" "there is no store yet; create it with: eorva init --output-path SHARE" "${lines[-1]}"
 }
 
-@test "help has an option a line, and fits a screen" {
+@test "help has an option a line, and fits a screen of 40 lines and 80 columns" {
+  local command help
+  for command in '' 'task add' 'task edit' 'task copy'; do
+    # shellcheck disable=SC2086
+    help=$(eorva $command --help | fold -w 80)
+    (($(wc -l <<<"$help") <= 40)) || { echo "'$command': $(wc -l <<<"$help") lines" >&2; return 1; }
+  done
+  while read -r command; do
+    # shellcheck disable=SC2086
+    same "long descriptions of '$command'" "" "$(eorva $command --help | sed '/^Examples:/,$d' | grep -E '.{81}' || true)"
+  done < <(eorva manual | sed -n 's/^## eorva //p')
   run -0 eorva task add --help
+  same "required" "task NAME --event EVENT --owner USER --script FILE" "$(grep '; required$' <<<"$output" | awk '{ print $1, $2 }' | paste -sd ' ')"
+  [[ $output != *--also-after-failure\ \ * && $output != *--no-environment\ \ * ]]
+  says "wait for a success; or --also-after-failure (default)"
+  says "set a variable; can be repeated; or --no-environment"
   [[ $output != *Excludes* && $output != *--no-parallel\ \ * ]]
-  says "several runs at once; or --no-parallel (default)"
-  ((${#lines[@]} <= 32)) || { echo "lines: ${#lines[@]}" >&2; return 1; }
-  same "long lines" "" "$(grep -E '.{81}' <<<"$output" || true)"
+  says "allow parallel runs; or --no-parallel (default)"
   run -2 --separate-stderr eorva task add x --parallel --no-parallel
   complains "--no-parallel"
   run -0 eorva --help
+  [[ $output == *"--color WHEN "* && $output != *"{auto"* ]]
   says "For developers:"
   [[ ${output##*Exit status} == *--debug* && ${output%%Exit status*} != *--debug* ]]
   [[ $output != *"eorva init --"* ]]
@@ -77,10 +90,10 @@ task show|eorva: task is required|Try 'eorva task show --help'.|
 task relate disk-usage|eorva: one of --needs, --needed-by and --candidates is required|Try 'eorva task relate --help'.|
 task list --event|eorva: --event needs a value|Try 'eorva task list --help'.|
 config get retention_run|eorva: there is no setting "retention_run"; the settings are output_path, enable_output, retention_runs, retention_failed_runs, retention_output_size, output_limit, shutdown_budget, stop_grace, max_processes, shared_script, unit_fails; did you mean "retention_runs"?|Try 'eorva config get --help'.|
-runs show abc|eorva: run: "abc" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
-runs show 0|eorva: run: "0" is not a whole number, 1 or more|Try 'eorva runs show --help'.|
-runs output -- -1|eorva: run: "-1" is not a whole number, 1 or more|Try 'eorva runs output --help'.|
-runs output 99999999999999999999|eorva: run: "99999999999999999999" is too large|Try 'eorva runs output --help'.|
+runs diff abc 1|eorva: run: "abc" is not a whole number, 1 or more|Try 'eorva runs diff --help'.|
+runs diff 0 1|eorva: run: "0" is not a whole number, 1 or more|Try 'eorva runs diff --help'.|
+runs diff -- -1 1|eorva: run: "-1" is not a whole number, 1 or more|Try 'eorva runs diff --help'.|
+runs diff 1 99999999999999999999|eorva: other: "99999999999999999999" is too large|Try 'eorva runs diff --help'.|
 runs output 1 --tail x|eorva: --tail: "x" is not a whole number from 0 to 4294967294|Try 'eorva runs output --help'.|
 stop|eorva: stop: the number of a run or the name of a task is missing|Try 'eorva stop --help'.|
 task edit disk-usage --time-limit 1y|eorva: --time-limit: "1y" is not a duration; durations are 30s, 5m, 2h30m or 1d; a number alone is seconds|Try 'eorva task edit --help'.|
@@ -105,6 +118,10 @@ event plan nope|there is no event "nope"; list the events with: eorva event list
 event plan --json nope|there is no event "nope"; list the events with: eorva event list
 task graph nope|there is no event "nope"; list the events with: eorva event list
 event enable dayly|; did you mean "daily"?
+runs show disk-usge|there is no task "disk-usge"; did you mean "disk-usage"?
+runs show disk-usage|the task "disk-usage" has no run yet
+runs show 0|there is no run 0
+runs output 99999999999999999999|there is no run 99999999999999999999
 task list --event bootp|there is no event "bootp"; did you mean "bootup"?
 task list --event nope --json|there is no event "nope"; list the events with: eorva event list
 runs list --event bootp|there is no event "bootp"; did you mean "bootup"?

@@ -48,7 +48,7 @@ int runRestore(const Context&, const RestoreOptions& options) {
 
 void addBackupCommands(CLI::App& app, Context& context) {
   CLI::App* pCommand =
-      addCommand(app, "backup", "Back up tasks, run records and configuration to one file; runs continue.",
+      addCommand(app, "backup", "Back up tasks, runs and configuration to one file; running tasks continue.",
                  "  eorva backup /var/backups/eorva.db     'eorva restore' reads it\n"
                  "\nThe file is an SQLite database that only root can read. Run output is not in it.\n");
   auto pBackup = onCommand(pCommand, context, &runBackup);
@@ -59,7 +59,7 @@ void addBackupCommands(CLI::App& app, Context& context) {
                      "replace a backup that has tasks even if there are none now");
 
   pCommand =
-      addCommand(app, "restore", "Restore a backup of tasks, run records and configuration.",
+      addCommand(app, "restore", "Restore a backup of tasks, runs and configuration.",
                  "  eorva restore /var/backups/eorva.db\n"
                  "  eorva init && eorva restore eorva.db --yes     on a new server\n"
                  "\nOwners are stored as user ids, and another server may use these ids for other users. If an id\n"

@@ -66,7 +66,7 @@ int runCheck(const Context&, const CheckOptions& options) {
 }  // namespace
 
 void addCheckCommand(CLI::App& app, Context& context) {
-  CLI::App* pCommand = addCommand(app, "check", "Check the installation. The exit status is 1 if there is a problem.",
+  CLI::App* pCommand = addCommand(app, "check", "Check the installation; the exit status is 1 if there is a problem.",
                                   "  eorva check                 shows each problem with a command to type\n"
                                   "  eorva check --repair        repairs what it can, then checks again\n"
                                   "  eorva check --json\n");

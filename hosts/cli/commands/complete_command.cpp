@@ -120,6 +120,12 @@ Words wordsOf(const NextWord& next, const std::string& strTyped) {
   if (next.strType == "TASK") {
     return taskWords(strTyped);
   }
+  if (next.strType == "TASK|RUN") {
+    Words words = allRunWords();
+    const Words tasks = taskWords(strTyped);
+    words.insert(words.end(), tasks.begin(), tasks.end());
+    return words;
+  }
   if (next.strType == "EVENT") {
     return eventWords(strTyped);
   }

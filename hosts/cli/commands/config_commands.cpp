@@ -8,7 +8,6 @@
 #include "cli/usage.h"
 #include "common/answers/server_answers.h"
 #include "common/config/configuration.h"
-#include "common/config/scheduler_section.h"
 #include "common/config/settings.h"
 #include "common/support/failure.h"
 
@@ -35,10 +34,10 @@ int runShow(const Context&, const ShowOptions& options) {
     printJson(Host::configForPrograms());
     return EXIT_DONE;
   }
-  std::vector<std::pair<std::string, std::string>> vecFields = {
-      {"output", Host::outputSetting(Host::schedulerConfig())}};
-  for (const std::string& strKey : Host::settingKeys()) {
-    vecFields.emplace_back(strKey, Host::settingText(strKey));
+  std::vector<std::pair<std::string, std::string>> vecFields;
+  for (const std::string& strKey : Host::configKeys()) {
+    const std::string strValue = Host::configText(strKey);
+    vecFields.emplace_back(strKey, strValue.empty() ? "-" : strValue);
   }
   printFields(vecFields);
   for (const std::string& strIgnored : Host::ignoredSettings()) {

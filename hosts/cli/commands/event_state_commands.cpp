@@ -52,7 +52,7 @@ int runList(const Context& context, const ListOptions& options) {
     printJson(Host::arrayOf(vecRows, &Host::eventForPrograms));
     return EXIT_DONE;
   }
-  Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"NEXT"}, {"FIRED BY"}, {"WHEN", false, false, true}},
+  Table table({{"EVENT"}, {"STATE"}, {"TASKS", true}, {"NEXT"}, {"WHEN"}, {"FIRED BY", false, false, true}},
               context.isColored());
   for (const EventState& row : vecRows) {
     const bool blFailed = row.state.strActive == "failed";
@@ -62,8 +62,8 @@ int runList(const Context& context, const ListOptions& options) {
                                                                          : nullptr},
                   {fmt::format("{}", row.cTasks)},
                   {row.iNext ? Host::timeText(*row.iNext) : "-"},
-                  {listText(row.vecFiredBy)},
-                  {whenText(row.event)}});
+                  {whenText(row.event)},
+                  {listText(row.vecFiredBy)}});
   }
   table.print();
   return EXIT_DONE;

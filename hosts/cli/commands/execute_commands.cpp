@@ -121,7 +121,7 @@ void addCommonOptions(CLI::App* pCommand, ExecuteOptions& options) {
 }  // namespace
 
 void addExecuteCommands(CLI::App& app, Context& context) {
-  CLI::App* pCommand = addCommand(app, "fire", "Run the tasks of an event, and wait until the last one has ended.",
+  CLI::App* pCommand = addCommand(app, "fire", "Run the tasks of an event; wait until the last one has ended.",
                                   "  eorva fire bootup            exits with 3 when a task failed\n"
                                   "  eorva fire bootup --json     prints all runs when the last one has ended\n"
                                   "  eorva fire disk_attached --env EORVA_DISK=/dev/sdb --detach\n"

@@ -99,7 +99,7 @@ int runExplain(const Context&, const ExplainOptions& options) {
 
 void addExplainCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand =
-      addCommand(app, "explain", "Explain why a task ran or did not run when its event was last fired.",
+      addCommand(app, "explain", "Explain why a task ran or did not run: the last time that its event was fired.",
                  "  eorva explain summary\n"
                  "  eorva explain summary --json\n");
   auto pOptions = onCommand(pCommand, context, &runExplain);

@@ -39,7 +39,7 @@ int runExport(const Context&, const ExportOptions& options) {
 
 void addExportCommand(CLI::App& app, Context& context) {
   CLI::App* pCommand =
-      addCommand(app, "export", "Write all tasks, the events and the configuration as one YAML document.",
+      addCommand(app, "export", "Write tasks, events and configuration as a document: YAML on standard output.",
                  "  eorva export > server.yaml            for 'eorva apply'\n"
                  "  eorva export | ssh other eorva apply - --yes\n"
                  "\nThe last line is \"...\": without it, 'eorva apply' refuses the document as incomplete.\n");

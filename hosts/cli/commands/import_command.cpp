@@ -1,15 +1,15 @@
 /// eorva import cron
 
-#include <algorithm>
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "cli/apply_plan.h"
 #include "cli/terminal/present.h"
 #include "cli/terminal/say.h"
 #include "common/state/cron_import.h"
+#include "common/text/shell_word.h"
 
 using Host::CronSkipped;
+using Host::CronSource;
 
 namespace {
 
@@ -33,11 +33,29 @@ std::string skippedText(const CronSkipped& skipped) {
     case CronSkipped::TIMER:
       return "does nothing under systemd, because its package has a timer; to import it, add --all";
     case CronSkipped::WRITABLE:
-      return "cron refuses it, because not only root can change it; for the table of a user, add --owner USER";
+      return "root would run it, and not only root can change it; for the table or the scripts of a user, add --owner USER";
+    case CronSkipped::UNREADABLE:
+      return "the owner of the task may not read it";
     case CronSkipped::FOLDER:
       return "runs the scripts of a folder; import that folder";
   }
   return {};
+}
+
+/// How to switch off in cron what has been imported, a line for each way.
+std::string switchOffText(const std::vector<CronSource>& vecSources) {
+  std::string strScripts;
+  std::string strTables;
+  for (const CronSource& source : vecSources) {
+    if (source.kind == CronSource::SCRIPT) {
+      strScripts += " " + Host::shellWord(source.strPath);
+    } else if (source.kind == CronSource::TABLE) {
+      strTables += fmt::format("\n    comment out the lines in {}", source.strPath);
+    } else {
+      strTables += fmt::format("\n    crontab -e -u {}", Host::shellWord(source.strUser));
+    }
+  }
+  return (strScripts.empty() ? "" : "\n    chmod -x" + strScripts) + strTables;
 }
 
 int runImportCron(const Context& context, const ImportOptions& options) {
@@ -48,10 +66,7 @@ int runImportCron(const Context& context, const ImportOptions& options) {
   const bool blNew = !import.plan.difference.isEmpty();
   const int iStatus = applyPlan(context, import.plan, options.apply);
   if (blNew && iStatus == EXIT_DONE) {
-    printNote(
-        fmt::format("cron still runs these, too, until you switch them off there (chmod -x SCRIPT; # before a "
-                    "line): {}",
-                    fmt::join(import.vecSources, ", ")));
+    printNote("cron still runs the same; to switch it off there:" + switchOffText(import.vecSources));
   }
   return iStatus;
 }
@@ -66,7 +81,7 @@ void addImportCronCommand(CLI::App& import, Context& context) {
       "MAILTO becomes --mail --mail-if-error. If something is wrong, nothing is added.\n");
   auto pOptions = onCommand(pCommand, context, &runImportCron);
   Host::CronImportRequest& request = pOptions->request;
-  pCommand->add_option("path", request.vecPaths, "folders of scripts, folders of tables (cron.d), or tables")
+  pCommand->add_option("path", request.vecPaths, "folders of scripts, folders of tables (cron.d, crontabs), or tables")
       ->required()
       ->type_name("DIR|FILE");
   pCommand->add_option("--owner", request.strOwner, "owner of the scripts (default root), or of a user's table")

@@ -9,6 +9,7 @@
 #include "common/answers/run_answers.h"
 #include "common/runs/next_try.h"
 #include "common/runs/reconcile.h"
+#include "common/runs/run_query.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/text/json_members.h"
@@ -19,7 +20,7 @@ using Host::textOf;
 namespace {
 
 struct ShowOptions {
-  Json::Int64 iRun = 0;
+  std::string strRun;
   bool blJson = false;
 };
 
@@ -51,7 +52,7 @@ std::string tryText(const Json::Value& jRun) {
 int runShow(const Context&, const ShowOptions& options) {
   const Host::OpenStore session;
   closeInterruptedRuns(session);
-  const Json::Value jRun = Host::requireRun(session, options.iRun);
+  const Json::Value jRun = Host::namedRun(session, options.strRun);
   const std::optional<Host::TryNotes> next = Host::nextTryAfter(Host::nextTries(), jRun);
   Json::Value jShown = Host::runForPrograms(jRun);
   jShown["next_try"] = Host::nextTryForPrograms(next);
@@ -59,7 +60,7 @@ int runShow(const Context&, const ShowOptions& options) {
     printJson(jShown);
     return EXIT_DONE;
   }
-  printFields({{"run", std::to_string(options.iRun)},
+  printFields({{"run", std::to_string(intOf(jRun, "result_id"))},
                {"task", textOf(jRun, "task_name")},
                {"owner", textOf(jShown, "owner_name")},
                {"trigger", textOf(jRun, "trigger_event")},
@@ -84,6 +85,12 @@ CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iRun, const char* szN
   return pCommand->add_option(szName, iRun, "its number")->required()->type_name("RUN")->check(wholeNumber(1));
 }
 
+CLI::Option* addNamedRun(CLI::App* pCommand, std::string& strRun) {
+  return pCommand->add_option("run", strRun, "its number, or a task for its newest run")
+      ->required()
+      ->type_name("TASK|RUN");
+}
+
 void closeInterruptedRuns(Host::Session& session) {
   try {
     Host::reconcile(session);
@@ -94,15 +101,17 @@ void closeInterruptedRuns(Host::Session& session) {
 }
 
 void addRunsCommands(CLI::App& app, Context& context) {
-  CLI::App* pRuns = addCommand(app, "runs", "List runs, show their output and scripts, remove old ones.",
+  CLI::App* pRuns = addCommand(app, "runs", "List runs, show their output, remove old ones.",
                                "  eorva runs list --task disk-usage\n"
                                "  eorva runs output 12\n");
   pRuns->require_subcommand(1);
   addRunsListCommand(*pRuns, context);
 
-  CLI::App* pCommand = addCommand(*pRuns, "show", "Show one run.", "  eorva runs show 12\n");
+  CLI::App* pCommand = addCommand(*pRuns, "show", "Show one run.",
+                                  "  eorva runs show 12\n"
+                                  "  eorva runs show disk-usage     its newest run\n");
   auto pShow = onCommand(pCommand, context, &runShow);
-  addRunOption(pCommand, pShow->iRun);
+  addNamedRun(pCommand, pShow->strRun);
   pCommand->add_flag("--json", pShow->blJson, "print JSON");
 
   addRunsOutputCommands(*pRuns, context);

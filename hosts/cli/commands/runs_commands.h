@@ -4,6 +4,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <string>
 
 #include "cli/context.h"
 
@@ -13,6 +14,9 @@ class Session;
 
 /// Adds the argument RUN, the number of a run.
 CLI::Option* addRunOption(CLI::App* pCommand, Json::Int64& iRun, const char* szName = "run");
+
+/// Adds the argument for the number of a run, or for the task whose newest run is meant.
+CLI::Option* addNamedRun(CLI::App* pCommand, std::string& strRun);
 
 /// Closes interrupted runs, so that they are not shown as running.
 void closeInterruptedRuns(Host::Session& session);

@@ -109,11 +109,11 @@ void addFilterOptions(CLI::App* pCommand, ListOptions& options) {
       ->type_name("EVENT");
   pCommand->add_option("--owner", options.strOwner, "only runs of this user's tasks; a name or user id")
       ->type_name("USER");
-  CLI::Option* pOutcome =
-      pCommand
-          ->add_option("--outcome", options.strOutcome, "only runs with this result; interrupted runs have failed, too")
-          ->check(oneOf({"ok", "failed", "interrupted", "running"}))
-          ->type_name("RESULT");
+  CLI::Option* pOutcome = pCommand
+                              ->add_option("--outcome", options.strOutcome,
+                                           "only runs that are ok, failed, interrupted (have failed, too) or running")
+                              ->check(oneOf({"ok", "failed", "interrupted", "running"}))
+                              ->type_name("OUTCOME");
   pCommand->add_flag("--running", options.blRunning, "same as --outcome running")->excludes(pOutcome);
   pCommand->add_option("--since", options.strSince, "only runs that started at this time or later")->type_name("TIME");
   pCommand->add_option("--until", options.strUntil, "only runs that started at this time or earlier")

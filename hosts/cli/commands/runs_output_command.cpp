@@ -18,6 +18,7 @@
 #include "common/output/run_files.h"
 #include "common/runs/outcome.h"
 #include "common/runs/run_identity.h"
+#include "common/runs/run_query.h"
 #include "common/store/records.h"
 #include "common/support/failure.h"
 #include "common/support/file_alarm.h"
@@ -28,7 +29,7 @@
 namespace {
 
 struct OutputOptions {
-  Json::Int64 iRun = 0;
+  std::string strRun;
   unsigned cTail = Host::FileFollower::ALL_LINES;
   bool blFollow = false;
   bool blRaw = false;
@@ -118,6 +119,7 @@ private:
 
 /// Shows the output of a run until it ends.
 void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions& options, Sink& sink) {
+  const Json::Int64 iRun = Host::intOf(jRun, "result_id");
   std::optional<Host::FileFollower> file;
   std::string strLooked;
   std::optional<RunAlarm> alarm;
@@ -126,7 +128,7 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
     if (!alarm || !alarm->isSet()) {
       alarm.emplace(jRun, file ? &*file : nullptr);
     }
-    blGoesOn = goesOn(session, options.iRun);
+    blGoesOn = goesOn(session, iRun);
     if (std::optional<Host::UniqueFd> fd =
             file ? std::nullopt : Host::findRunFile(jRun, Host::OUTPUT_FILE, strLooked)) {
       file.emplace(std::move(*fd), Host::OUTPUT_FILE, options.cTail);
@@ -134,20 +136,20 @@ void follow(Host::Session& session, const Json::Value& jRun, const OutputOptions
     if (file && blGoesOn) {
       passOn(*file, sink, true);
     } else if (file) {
-      passOnRest(*file, Host::requireRun(session, options.iRun), sink);
+      passOnRest(*file, Host::requireRun(session, iRun), sink);
     }
     if (blGoesOn) {
       alarm->wait();
     }
   }
   if (!file) {
-    throw Host::Failure(fmt::format("run {} has no output: {}", options.iRun, strLooked));
+    throw Host::Failure(fmt::format("run {} has no output: {}", iRun, strLooked));
   }
 }
 
 int runOutput(const Context&, const OutputOptions& options) {
   const Host::OpenStore session;
-  const Json::Value jRun = Host::requireRun(session, options.iRun);
+  const Json::Value jRun = Host::namedRun(session, options.strRun);
   if (options.blJson) {
     printJson(Host::runFileForPrograms(jRun, Host::OUTPUT_FILE, options.cTail));
     return EXIT_DONE;
@@ -164,7 +166,7 @@ int runOutput(const Context&, const OutputOptions& options) {
 
 int runScript(const Context&, const OutputOptions& options) {
   const Host::OpenStore session;
-  const Json::Value jRun = Host::requireRun(session, options.iRun);
+  const Json::Value jRun = Host::namedRun(session, options.strRun);
   if (options.blJson) {
     printJson(Host::runFileForPrograms(jRun, Host::SCRIPT_FILE, Host::FileFollower::ALL_LINES));
     return EXIT_DONE;
@@ -181,9 +183,10 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
   constexpr char RAW[] = "do not replace control characters on a terminal";
   CLI::App* pCommand = addCommand(runs, "output", "Show the output of a run.",
                                   "  eorva runs output 12 | less\n"
+                                  "  eorva runs output disk-usage          of its newest run\n"
                                   "  eorva runs output 12 --tail 20 -f     the last lines, then new output\n");
   auto pOutput = onCommand(pCommand, context, &runOutput);
-  addRunOption(pCommand, pOutput->iRun);
+  addNamedRun(pCommand, pOutput->strRun);
   CLI::Option* pFollow = pCommand->add_flag("-f,--follow", pOutput->blFollow, "show new output until the run ends");
   pCommand->add_option("--tail", pOutput->cTail, "show only the last N lines")
       ->type_name("N")
@@ -194,7 +197,7 @@ void addRunsOutputCommands(CLI::App& runs, Context& context) {
 
   pCommand = addCommand(runs, "script", "Show the script that a run ran.", "  eorva runs script 12\n");
   auto pScript = onCommand(pCommand, context, &runScript);
-  addRunOption(pCommand, pScript->iRun);
+  addNamedRun(pCommand, pScript->strRun);
   pCommand->add_flag("--raw", pScript->blRaw, RAW);
   pCommand->add_flag("--json", pScript->blJson, "print a JSON object with \"text\"");
 }

@@ -43,7 +43,7 @@ void confirmAll(const std::string& strTask, const std::vector<Json::Value>& vecR
   std::transform(vecRuns.begin(), vecRuns.end(), std::back_inserter(vecTexts), [](const Json::Value& jRun) {
     return fmt::format("{} (started {})", Host::intOf(jRun, "result_id"), timeText(jRun, "start_time"));
   });
-  confirm(fmt::format("task \"{}\" has {} open runs: {}", strTask, vecRuns.size(), fmt::join(vecTexts, ", ")),
+  confirm(fmt::format("{} runs of task \"{}\" are running: {}", vecRuns.size(), strTask, fmt::join(vecTexts, ", ")),
           "Stop all?", "no run was stopped", "to stop all, add --all; to stop one, type its number");
 }
 
@@ -118,11 +118,12 @@ int runStop(const Context&, const StopOptions& options) {
 }  // namespace
 
 void addStopCommand(CLI::App& app, Context& context) {
-  CLI::App* pCommand = addCommand(app, "stop", "End runs with all processes that their scripts started.",
-                                  "  eorva stop 42                asks run 42 to end; kills it after stop_grace\n"
-                                  "  eorva stop report            the run of the task \"report\", or its next try\n"
-                                  "  eorva stop report --all      all runs of the task\n"
-                                  "  eorva stop 42 43 --grace 0   kills two runs at once\n");
+  CLI::App* pCommand =
+      addCommand(app, "stop", "End runs, with all processes of their scripts.",
+                 "  eorva stop 42                asks run 42 to end; kills it after stop_grace\n"
+                 "  eorva stop report            the run of the task \"report\", or its next try\n"
+                 "  eorva stop report --all      all runs of the task\n"
+                 "  eorva stop 42 43 --grace 0   kills two runs at once\n");
   auto pOptions = onCommand(pCommand, context, &runStop);
   pCommand->add_option("run", pOptions->vecWords, "number of a run, or name of a task; can be repeated")
       ->type_name("RUN|TASK");

@@ -82,6 +82,10 @@ void addTaskAddCommand(CLI::App& task, Context& context) {
                                   "  eorva task add --record task.json    its owner: {\"1001\": \"alice\"}\n");
   pCommand->add_option("task", pOptions->strName, "name of the task")->type_name("NAME");
   addTaskOptions(pCommand, pOptions->task);
+  for (const char* szName : {"task", "--event", "--owner", "--script"}) {
+    CLI::Option* pOption = pCommand->get_option(szName);
+    pOption->description(pOption->get_description() + "; required");
+  }
   pCommand->callback([&context, pOptions] {
     requireComplete(*pOptions);
     context.fnRun = [&context, pOptions] { return runAdd(context, *pOptions); };

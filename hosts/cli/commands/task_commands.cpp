@@ -162,7 +162,7 @@ int runShow(const Context&, const ShowOptions& options) {
                {"enabled", boolOf(jTask, "enable", true) ? "yes" : "no"},
                {"waits for", waitsForText(jTask)},
                {"needed by", dependantsText(session, options.strTask)},
-               {"several runs at once", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
+               {"parallel runs", boolOf(jTask, "run_the_same_time") ? "yes" : "no"},
                {"time limit", timeLimitText(jTask)},
                {"output limit", outputLimitText(jTask)},
                {"directory", textOf(jTask, "directory")},

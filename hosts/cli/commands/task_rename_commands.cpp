@@ -13,7 +13,7 @@
 namespace {
 
 struct DeleteOptions {
-  std::string strTask;
+  std::vector<std::string> vecTasks;
   bool blYes = false;
 };
 
@@ -44,14 +44,20 @@ void confirmRename(const RenameOptions& options, const std::vector<std::string>&
 }
 
 int runDelete(const Context&, const DeleteOptions& options) {
-  const std::string strDependants = dependantsText(Host::checkDelete(options.strTask));
-  if (!options.blYes) {
-    confirmDelete(options.strTask, strDependants);
+  // All tasks can be deleted, before one is.
+  for (const std::string& strTask : options.vecTasks) {
+    const std::string strDependants = dependantsText(Host::checkDelete(strTask));
+    if (!options.blYes) {
+      confirmDelete(strTask, strDependants);
+    }
   }
-  const std::string strOutput = Host::deleteTask(options.strTask);
-  say("deleted {}\n", options.strTask);
-  printNote(options.blYes ? strDependants : "");
-  printNote(strOutput.empty() ? "" : "its output " + strOutput);
+  for (const std::string& strTask : options.vecTasks) {
+    const std::string strDependants = dependantsText(Host::checkDelete(strTask));
+    const std::string strOutput = Host::deleteTask(strTask);
+    say("deleted {}\n", strTask);
+    printNote(options.blYes ? strDependants : "");
+    printNote(strOutput.empty() ? "" : "its output " + strOutput);
+  }
   return EXIT_DONE;
 }
 
@@ -74,9 +80,9 @@ void addTaskRenameCommands(CLI::App& task, Context& context) {
   pCommand->add_option("new", pRename->strNew, "new name")->required()->type_name("NAME");
   pCommand->add_flag("--yes", pRename->blYes, "do not ask");
 
-  pCommand = addCommand(task, "delete", "Delete a task and its run records; its output moves to TASK~1.",
+  pCommand = addCommand(task, "delete", "Delete tasks and their run records; the output of a task moves to TASK~1.",
                         "  eorva task delete disk-usage --yes\n");
   auto pDelete = onCommand(pCommand, context, &runDelete);
-  pCommand->add_option("task", pDelete->strTask, "name of the task")->required()->type_name("TASK");
+  pCommand->add_option("task", pDelete->vecTasks, "one or more tasks")->required()->type_name("TASK");
   pCommand->add_flag("--yes", pDelete->blYes, "do not ask");
 }

@@ -20,7 +20,9 @@ Table::Table(const std::vector<Column>& vecColumns, bool blColor) : m_pTable(sco
   for (const Column& column : vecColumns) {
     const int iFlags = (column.blRight ? SCOLS_FL_RIGHT : 0) | (column.blTree ? SCOLS_FL_TREE : 0) |
                        (column.blTrunc ? SCOLS_FL_TRUNC : 0);
-    if (scols_table_new_column(m_pTable.get(), column.szName, 0, iFlags) == nullptr) {
+    libscols_column* const pColumn = scols_table_new_column(m_pTable.get(), column.szName, 0, iFlags);
+    // The names of units have backslashes, which would be shown as "\\x5c".
+    if (pColumn == nullptr || scols_column_set_safechars(pColumn, "\\") != 0) {
       throw std::bad_alloc();
     }
   }

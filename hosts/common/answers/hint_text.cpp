@@ -49,7 +49,9 @@ std::string hintText(const Hint& hint) {
     case Hint::NAME_EVENT:
       return "; add --event EVENT";
     case Hint::PREFIX_NAMES:
-      return "; to give the imported ones other names, add --prefix cron-";
+      return "\nto import them anew, delete these first; to have both, add --prefix cron-";
+    case Hint::NAME_TABLE_OWNER:
+      return "\nfor the table of one user, as 'crontab -l' prints it, add --owner USER";
     case Hint::SET_OWNER:
       return "; set its owner with: " + ownerCommand(hint.vecNames.front(), hint.vecNames.back());
     case Hint::RESTORE_BACKUP:

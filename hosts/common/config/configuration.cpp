@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <iterator>
 #include <utility>
 
+#include "common/server/log_event.h"
 #include "common/server/shares.h"
 #include "common/store/records.h"
 #include "common/support/deferred_signals.h"
@@ -95,6 +97,19 @@ std::string sectionFile(const ConfigValues& values) {
   return jConfig == jBefore ? readTextFile(CONFIG_PATH).value_or("") : configFileWith(jConfig);
 }
 
+/// The current values of some settings; without those that cannot be read.
+ConfigValues valuesNow(const ConfigValues& values) {
+  ConfigValues now;
+  for (const auto& [strKey, strValue] : values) {
+    try {
+      now[strKey] = configText(strKey);
+    } catch (const Failure&) {
+      continue;
+    }
+  }
+  return now;
+}
+
 bool areKnown(const ConfigValues& values) {
   const std::vector<std::string> vecKeys = configKeys();
   return std::all_of(values.begin(), values.end(), [&](const auto& value) {
@@ -145,6 +160,12 @@ std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set
   return vecWhy;
 }
 
+void logConfig(const ConfigValues& values) {
+  for (const auto& [strKey, strValue] : values) {
+    logEvent(LogEvent::SETTING_CHANGED, strKey, strValue);
+  }
+}
+
 FileTexts configFilesWith(const ConfigValues& values) {
   FileTexts texts;
   std::string strSettings = readTextFile(SETTINGS_PATH).value_or("");
@@ -179,7 +200,12 @@ void changeConfig(const ConfigValues& values, bool blForce) {
   const ConfigLock lock;
   const auto itOutput = values.find("enable_output");
   const bool blOwnersCount = itOutput != values.end() && itOutput->second == "no" && !blForce;
+  const ConfigValues before = valuesNow(values);
   changeConfig(lock, values, blOwnersCount ? ownersOf(listTasks()) : std::set<Json::Int64>());
+  ConfigValues changed;
+  std::set_difference(values.begin(), values.end(), before.begin(), before.end(),
+                      std::inserter(changed, changed.end()));
+  logConfig(changed);
 }
 
 }  // namespace Host

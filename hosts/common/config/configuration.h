@@ -32,6 +32,9 @@ ConfigValues configValues();
 /// \return a sentence for each problem; empty when all values can be set.
 std::vector<std::string> whyNotConfig(const ConfigValues& values, const std::set<Json::Int64>& setOwners);
 
+/// Writes changed settings to the event log.
+void logConfig(const ConfigValues& values);
+
 /// The files as they are with these values. Valid under the lock under which they were checked.
 FileTexts configFilesWith(const ConfigValues& values);
 

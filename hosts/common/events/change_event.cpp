@@ -40,8 +40,9 @@ EventSettings& requireOwn(EventsByName& events, const std::string& strEvent) {
     return it->second;
   }
   if (isInCatalogue(strEvent)) {
-    throw Failure(fmt::format("the event \"{}\" is in the catalogue, so it can only be enabled and disabled", strEvent),
-                  {Hint::SWITCH_EVENT, {strEvent}});
+    throw Failure(
+        fmt::format("the event \"{}\" is an installed event, which can only be enabled and disabled", strEvent),
+        {Hint::SWITCH_EVENT, {strEvent}});
   }
   if (!tasksOf(strEvent).empty()) {
     throw Failure(fmt::format("the event \"{}\" is known from its tasks only", strEvent),
@@ -80,7 +81,7 @@ EventStored addEvent(const std::string& strEvent, const EventSettings& settings)
   const ConfigLock lock;
   EventsByName events = readOwnEvents();
   if (isInCatalogue(strEvent)) {
-    throw Failure(fmt::format("the event \"{}\" exists already: it is in the catalogue", strEvent),
+    throw Failure(fmt::format("the event \"{}\" exists already: it is an installed event", strEvent),
                   {Hint::SWITCH_EVENT, {strEvent}});
   }
   if (events.count(strEvent) > 0) {

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "common/server/systemd_calendar.h"
 #include "common/server/systemd_units.h"
 #include "common/support/failure.h"
+#include "common/text/cron_schedule.h"
 #include "common/text/name_rules.h"
 #include "common/text/yaml_writer.h"
 #include "event_catalogue.h"
@@ -17,6 +19,16 @@ namespace {
 
 constexpr std::size_t MAX_UNIT_NAME = 255;
 
+/// Tells how a schedule of cron is written for systemd; empty for any other text.
+std::string adviceForCron(const std::string& strSchedule) {
+  try {
+    return fmt::format("\"{}\" is a schedule of cron; for systemd, write \"{}\"", strSchedule,
+                       fmt::join(calendarsOfCron(strSchedule), "\" and \""));
+  } catch (const Failure&) {
+    return {};
+  }
+}
+
 void checkTime(const std::string& strCalendar, EventFindings& findings) {
   if (const std::string strWhy = whyNotCalendarText(strCalendar); !strWhy.empty()) {
     findings.vecErrors.push_back(fmt::format("at: \"{}\" {}", strCalendar, strWhy));
@@ -25,7 +37,10 @@ void checkTime(const std::string& strCalendar, EventFindings& findings) {
   try {
     const Calendar calendar = readCalendar(strCalendar);
     if (!calendar.strWhyNot.empty()) {
-      findings.vecErrors.push_back(fmt::format("at: {}; systemd.time(7) explains the times", calendar.strWhyNot));
+      const std::string strCron = adviceForCron(strCalendar);
+      findings.vecErrors.push_back(strCron.empty()
+                                       ? fmt::format("at: {}; systemd.time(7) explains the times", calendar.strWhyNot)
+                                       : "at: " + strCron);
     } else if (calendar.blOver) {
       findings.vecWarnings.push_back(fmt::format("at: \"{}\" is in the past", strCalendar));
     }
@@ -80,15 +95,15 @@ EventFindings checkOwnEvent(const std::string& strEvent, const EventSettings& se
 std::vector<std::string> whyNotCatalogueEvent(const std::string& strEvent, const EventSettings& settings) {
   std::vector<std::string> vecWhy;
   if (!settings.strDescription.empty()) {
-    vecWhy.emplace_back("description: an event of the catalogue has one already");
+    vecWhy.emplace_back("description: an installed event has one already");
   }
   if (!settings.vecAt.empty()) {
-    vecWhy.emplace_back("at: the catalogue says when it is fired; add an event of your own for other times");
+    vecWhy.emplace_back("at: an installed event has its own times; add an event of your own for others");
   }
   const std::vector<Event> vecCatalogue = eventCatalogue();
   const Event* const pEvent = findEvent(vecCatalogue, strEvent);
   if (settings.blEnabled && (pEvent == nullptr || pEvent->strUnit.empty())) {
-    vecWhy.emplace_back("enabled: the catalogue names no unit that fires it");
+    vecWhy.emplace_back("enabled: no installed unit fires it");
   }
   return vecWhy;
 }

@@ -29,7 +29,7 @@ Event requireOne(const std::vector<Event>& vecEvents, const std::string& strEven
                   {Hint::SET_TIMES, {strEvent}});
   }
   if (pEvent->strUnit.empty()) {
-    throw Failure(fmt::format("the catalogue names no unit that fires the event \"{}\"", strEvent));
+    throw Failure(fmt::format("no installed unit fires the event \"{}\"", strEvent));
   }
   return *pEvent;
 }

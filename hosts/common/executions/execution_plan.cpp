@@ -91,8 +91,8 @@ void refuseSecondRun(Session& session, const std::string& strTask) {
   const std::vector<pid_t> vecPids = livePidsOf(session, strTask);
   if (!vecPids.empty() && !boolOf(jTask, "run_the_same_time")) {
     throw Failure(
-        fmt::format("the task \"{}\" is running already (process {}), and does not allow several runs "
-                    "at once",
+        fmt::format("the task \"{}\" is running already (process {}), and does not allow parallel "
+                    "runs",
                     strTask, fmt::join(vecPids, ", ")));
   }
 }

@@ -66,6 +66,8 @@ int runTask(Session& session, const std::string& strTask, RunRecorder& recorder,
   int iResult = 0;
   do {
     iResult = runOnce(session, strTask, recorder, turns);
+    // Other executions must not wait for this task until its next try.
+    turns.end();
   } while (iResult >= 0 && waitForRetry(session, strTask, recorder, lock));
   return iResult;
 }

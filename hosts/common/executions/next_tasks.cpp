@@ -65,7 +65,7 @@ int NextTasks::beforeList() noexcept {
 /// Tells whether a task must not start now: a task that it waits for is run again, or failed.
 bool NextTasks::isHeld(const std::vector<std::string>& vecWaitsFor, bool blOnlyAfterSuccess) const {
   return std::any_of(vecWaitsFor.begin(), vecWaitsFor.end(), [&](const std::string& strAwaited) {
-    return m_recorder.retries().isOpen(strAwaited) || (blOnlyAfterSuccess && m_recorder.hasFailed(strAwaited));
+    return m_recorder.retries().isOpen(strAwaited) || (blOnlyAfterSuccess && !m_recorder.hasSucceeded(strAwaited));
   });
 }
 
@@ -255,6 +255,8 @@ bool NextTasks::waitForMore() {
   }
   m_vecMore.clear();
   m_cChanges = -1;
+  // Other executions must not wait for the tasks of this one until the next try.
+  m_turns.end();
   for (bool blGoOn = !m_blUnsafe && !isAskedToEnd(); blGoOn; blGoOn = m_recorder.waitForRetry()) {
     takeRetries();
     takeReady();

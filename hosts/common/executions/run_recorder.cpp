@@ -101,10 +101,10 @@ void RunRecorder::beforeFork() {
   if (g_pRecorder != nullptr) {
     attempt([] {
       g_pRecorder->m_naming.reset();
-      g_pRecorder->settle();
       if (ORVAMailIsForking() == 0) {
         g_pRecorder->m_naming.emplace();
       }
+      g_pRecorder->settle();
     });
   }
 }
@@ -177,7 +177,8 @@ void RunRecorder::onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Jso
   if (pStore != m_session.runs()) {
     return;
   }
-  settle();
+  // What is not known of an earlier run does not keep the new one from its name.
+  attempt([this] { settle(); });
   m_blDirty = true;
   if (pFilter == nullptr) {
     onBegin(jRecord);
@@ -239,9 +240,9 @@ void RunRecorder::onClose(const Json::Value& jFilter, Json::Value& jUpdate) {
 
 void RunRecorder::noteOutcome(const Run& run, Json::Int64 iRun, const Json::Value& jUpdate) {
   if (outcomeOf(jUpdate).kind == Outcome::Kind::OK) {
-    m_setFailed.erase(run.strTask);
+    m_setSucceeded.insert(run.strTask);
   } else {
-    m_setFailed.insert(run.strTask);
+    m_setSucceeded.erase(run.strTask);
   }
   const RunSettings& settings = m_mapTasks[run.strTask].settings;
   const std::chrono::seconds after(settings.cRetryAfter);

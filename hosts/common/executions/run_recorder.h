@@ -49,7 +49,7 @@ public:
   bool hasEnded(const std::string& strTask) const {
     return m_setEnded.count(strTask) > 0 && !m_retries.isOpen(strTask);
   }
-  bool hasFailed(const std::string& strTask) const { return m_setFailed.count(strTask) > 0; }
+  bool hasSucceeded(const std::string& strTask) const { return m_setSucceeded.count(strTask) > 0; }
 
   Retries& retries() { return m_retries; }
 
@@ -109,7 +109,7 @@ private:
   std::optional<Pipe> m_naming;          ///< through which the process of a new run learns its task
   std::set<std::string> m_setStarted;
   std::set<std::string> m_setEnded;
-  std::set<std::string> m_setFailed;  ///< the last run failed
+  std::set<std::string> m_setSucceeded;  ///< by their last runs
   Retries m_retries;
   std::map<std::string, Json::Int64> m_mapFailed;  ///< the last run that is repeated, by task
   Json::Value m_jFireTime;                         ///< of the first run; all runs of an execution have the same

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <limits>
 
 #include "common/events/event_catalogue.h"
 #include "common/store/records.h"
 #include "common/store/rows.h"
+#include "common/support/failure.h"
 #include "common/text/json_members.h"
+#include "common/text/number_spec.h"
 #include "common/text/stored_time.h"
 
 namespace Host {
@@ -68,6 +71,22 @@ std::vector<Json::Value> openRunsOf(Session& session, const std::string& strTask
 Json::Value newestRunOf(Session& session, const std::string& strTask) {
   const Json::Value jRuns = listRuns(session, fmt::format("task_name = {}", sqlText(strTask)), 1);
   return jRuns.empty() ? Json::Value() : jRuns[0];
+}
+
+Json::Value namedRun(Session& session, const std::string& strRunOrTask) {
+  if (!strRunOrTask.empty() && strRunOrTask.find_first_not_of("0123456789") == std::string::npos) {
+    const std::optional<std::uint64_t> iRun = numberFrom(strRunOrTask);
+    if (!iRun || *iRun > static_cast<std::uint64_t>(std::numeric_limits<Json::Int64>::max())) {
+      throw Failure(fmt::format("there is no run {}", strRunOrTask));
+    }
+    return requireRun(session, static_cast<Json::Int64>(*iRun));
+  }
+  requireTask(session, strRunOrTask);
+  Json::Value jRun = newestRunOf(session, strRunOrTask);
+  if (jRun.isNull()) {
+    throw Failure(fmt::format("the task \"{}\" has no run yet", strRunOrTask));
+  }
+  return jRun;
 }
 
 RunCounts countRuns(Session& session, std::time_t since) {

@@ -45,6 +45,10 @@ std::vector<Json::Value> openRunsOf(Session& session, const std::string& strTask
 /// The newest run of a task; null when it has none. \throw Failure when the store fails; here and below.
 Json::Value newestRunOf(Session& session, const std::string& strTask);
 
+/// The run with this number, or the newest run of the task with this name. A number is always that of a run.
+/// \throw Failure when there is none, too.
+Json::Value namedRun(Session& session, const std::string& strRunOrTask);
+
 /// Runs by how they ended.
 struct RunCounts {
   std::size_t cAll = 0;

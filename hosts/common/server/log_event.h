@@ -19,9 +19,10 @@ enum class LogEvent : unsigned {
   EVENT_ADDED = 0x1440000C,
   EVENT_CHANGED = 0x1440000D,
   EVENT_REMOVED = 0x1440000E,
-  RUN_FAILED = 0x14400202,   ///< task, run, outcome, event
-  RUN_STOPPED = 0x14400203,  ///< task, run
-  RUNS_PRUNED = 0x14400204,  ///< runs, outputs without their runs, size
+  SETTING_CHANGED = 0x1440000F,  ///< and its value
+  RUN_FAILED = 0x14400202,       ///< task, run, outcome, event
+  RUN_STOPPED = 0x14400203,      ///< task, run
+  RUNS_PRUNED = 0x14400204,      ///< runs, outputs without their runs, size
 };
 
 /// Logs an event with its arguments, the first of them without a gap.

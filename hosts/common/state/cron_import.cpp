@@ -3,15 +3,20 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <json/value.h>
 #include <map>
+#include <optional>
+#include <set>
 #include <sys/stat.h>
 
+#include "common/server/users.h"
 #include "common/support/failure.h"
 #include "common/support/files.h"
+#include "common/support/unique_fd.h"
 #include "common/text/base64.h"
 #include "common/text/cron_schedule.h"
 #include "common/text/crontab_reader.h"
@@ -49,9 +54,10 @@ bool isCronName(const std::string& strName) {
                      [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '-'; });
 }
 
-bool isRootsAlone(const fs::path& file) {
-  struct stat st{};
-  return stat(file.c_str(), &st) == 0 && st.st_uid == 0 && (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+/// Debian's packages begin with such a test what they do by a timer under systemd.
+bool testsForSystemd(const std::string& strScript) {
+  return strScript.find("-d /run/systemd/system") != std::string::npos ||
+         strScript.find("-e /run/systemd/system") != std::string::npos;
 }
 
 /// Makes a name for a task of any text.
@@ -75,10 +81,10 @@ std::string programOf(const std::string& strCommand) {
     cEnd = std::min(strCommand.find_first_of(" \t;|&)", c), strCommand.size());
     const std::string strWord = strCommand.substr(c, cEnd - c);
     const std::string strBase = strWord.substr(strWord.rfind('/') + 1);
-    if (strWord.front() == '/' && strWord.compare(0, 5, "/dev/") != 0 && !strBase.empty()) {
+    if (strWord.starts_with('/') && strWord.compare(0, 5, "/dev/") != 0 && !strBase.empty()) {
       return strBase;
     }
-    if (strFirst.empty() && strWord.find('=') == std::string::npos) {
+    if (strFirst.empty() && strWord.find_first_of("=$`") == std::string::npos) {
       strFirst = strBase;
     }
     cEnd += cEnd == c ? 1 : 0;
@@ -99,7 +105,8 @@ public:
       read(strPath);
     }
     if (!m_vecErrors.empty()) {
-      throw Failure(fmt::format("{} is not imported:\n  {}", m_strPaths, fmt::join(m_vecErrors, "\n  ")));
+      throw Failure(fmt::format("{} is not imported:\n  {}", m_strPaths, fmt::join(m_vecErrors, "\n  ")),
+                    {m_blSystemTable ? Hint::NAME_TABLE_OWNER : Hint::NONE, {}});
     }
     m_import.plan = planApply({m_jDocument.toStyledString(), m_strPaths});
     refuseOthers();
@@ -113,9 +120,12 @@ private:
     if (stat(path.c_str(), &st) != 0) {
       m_vecErrors.push_back(fmt::format("{}: {}", strPath, std::generic_category().message(errno)));
     } else if (!S_ISDIR(st.st_mode)) {
-      readTable(path);
+      readTable(path, m_request.strOwner);
     } else if (path.filename() == "cron.d") {
-      forEachFile(path, [this](const fs::path& file) { readTable(file); });
+      forEachFile(path, [this](const fs::path& file) { readTable(file, m_request.strOwner); });
+    } else if (path.filename() == "crontabs") {
+      // Where cron keeps the tables of users, by their names.
+      forEachFile(path, [this](const fs::path& file) { readTable(file, file.filename()); });
     } else {
       readScripts(path);
     }
@@ -159,38 +169,70 @@ private:
     forEachFile(folder, [&](const fs::path& file) { readScript(file, strEvent); });
   }
 
+  /// Reads a file of which a task of this user is made; nothing when its owner must not decide what the user runs, or the
+  /// user must not see it. Both are asked of the open file: a path of others may lead elsewhere in the next moment.
+  std::optional<std::string> readFor(const fs::path& file, uid_t uid) {
+    const UniqueFd fd(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat st {};
+    if (!fd.isOpen() || fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
+      skip(file, CronSkipped::NOT_A_FILE);
+      return std::nullopt;
+    }
+    if (uid == 0 && (st.st_uid != 0 || (st.st_mode & (S_IWGRP | S_IWOTH)) != 0)) {
+      skip(file, CronSkipped::WRITABLE);
+      return std::nullopt;
+    }
+    if (uid != 0 && st.st_uid != uid && (st.st_mode & S_IROTH) == 0) {
+      skip(file, CronSkipped::UNREADABLE);
+      return std::nullopt;
+    }
+    return readAll(fd.get(), file, CB_MAX_FILE);
+  }
+
+  /// \throw Failure
+  static uid_t requireUser(const std::string& strUser) {
+    const std::optional<uid_t> uid = findUser(strUser);
+    return uid ? *uid : throw Failure(fmt::format("there is no user \"{}\"", strUser));
+  }
+
   void readScript(const fs::path& file, const std::string& strEvent) {
-    const std::string strScript = readTextFile(file).value_or("");
+    const std::string strOwner = m_request.strOwner.empty() ? "root" : m_request.strOwner;
+    const std::optional<std::string> script = readFor(file, requireUser(strOwner));
+    if (!script) {
+      return;
+    }
+    const std::string& strScript = *script;
     if ((fs::status(file).permissions() & fs::perms::owner_exec) == fs::perms::none) {
       skip(file, CronSkipped::NOT_EXECUTABLE);
     } else if (file.filename() == "0anacron") {
       skip(file, CronSkipped::ANACRON);
     } else if (strScript.compare(0, 4, "\177ELF") == 0) {
       skip(file, CronSkipped::PROGRAM);
-    } else if (!m_request.blAll && strScript.find("-d /run/systemd/system") != std::string::npos) {
+    } else if (!m_request.blAll && testsForSystemd(strScript)) {
       skip(file, CronSkipped::TIMER);
     } else {
       // The same package often has a daily and a weekly script.
       const std::string strTask = freeName(file.filename(), strEvent);
-      addTask(strTask, strEvent, m_request.strOwner.empty() ? "root" : m_request.strOwner, strScript);
+      addTask(strTask, strEvent, strOwner, strScript);
       setEvent(strEvent, {});
-      m_import.vecSources.push_back(file);
+      m_import.vecSources.push_back({file, CronSource::SCRIPT, {}});
     }
   }
 
   // --- tables --------------------------------------------------------------------------------------------------
 
-  void readTable(const fs::path& file) {
-    const CrontabKind kind = m_request.strOwner.empty() ? CrontabKind::SYSTEM : CrontabKind::USER;
-    if (kind == CrontabKind::SYSTEM && !isRootsAlone(file)) {
-      skip(file, CronSkipped::WRITABLE);
+  /// \param strOwner  whose table it is; empty for one of the system, whose lines name users.
+  void readTable(const fs::path& file, const std::string& strOwner) {
+    const CrontabKind kind = strOwner.empty() ? CrontabKind::SYSTEM : CrontabKind::USER;
+    const std::optional<std::string> table = readFor(file, strOwner.empty() ? 0 : requireUser(strOwner));
+    if (!table) {
       return;
     }
     std::vector<std::string> vecErrors;
     const std::size_t cTasks = m_jDocument["tasks"].size();
-    for (const CrontabLine& line : readCrontab(readTextFile(file).value_or(""), kind, vecErrors)) {
+    for (const CrontabLine& line : readCrontab(*table, kind, vecErrors)) {
       try {
-        readLine(file, line);
+        readLine(file, line, strOwner);
       } catch (const Failure& error) {
         vecErrors.push_back(fmt::format("line {}: {}", line.cLine, error.what()));
       }
@@ -198,25 +240,29 @@ private:
     for (const std::string& strError : vecErrors) {
       m_vecErrors.push_back(fmt::format("{}: {}", file.string(), strError));
     }
+    m_blSystemTable = m_blSystemTable || kind == CrontabKind::SYSTEM;
     if (m_jDocument["tasks"].size() > cTasks) {
-      m_import.vecSources.push_back(file);
+      m_import.vecSources.push_back({file, strOwner.empty() ? CronSource::TABLE : CronSource::TABLE_OF_USER, strOwner});
     }
   }
 
-  void readLine(const fs::path& file, const CrontabLine& line) {
+  void readLine(const fs::path& file, const CrontabLine& line, const std::string& strTableOwner) {
     const std::string strWhere = fmt::format("{}, line {}", file.string(), line.cLine);
     if (line.strCommand.find("run-parts") != std::string::npos) {
       skip(strWhere, CronSkipped::FOLDER);
       return;
     }
+    if (!m_request.blAll && testsForSystemd(line.strCommand)) {
+      skip(strWhere, CronSkipped::TIMER);
+      return;
+    }
+    const std::string strOwner = strTableOwner.empty() ? line.strUser : strTableOwner;
+    requireUser(strOwner);
     const bool blBoot = line.strSchedule == "@reboot";
     const std::vector<std::string> vecAt = blBoot ? std::vector<std::string>() : calendarsOfCron(line.strSchedule);
     const auto itEvent = EVENTS_OF_CALENDARS.find(vecAt);
-    const bool blTableOfPackage = file.parent_path().filename() == "cron.d";
-    const std::string strTask =
-        freeName(blTableOfPackage ? file.filename().string() : programOf(line.strCommand), "cron");
+    const std::string strTask = freeName(nameOf(file, line, strTableOwner), "cron");
     const std::string strEvent = blBoot ? "bootup" : itEvent == EVENTS_OF_CALENDARS.end() ? strTask : itEvent->second;
-    const std::string strOwner = line.strUser.empty() ? m_request.strOwner : line.strUser;
     Json::Value& jTask = addTask(strTask, strEvent, strOwner, scriptOfCrontabLine(line, onOneLine(file.string())));
     const auto itMail = line.mapEnvironment.find("MAILTO");
     if (itMail != line.mapEnvironment.end() && !itMail->second.empty()) {
@@ -225,6 +271,14 @@ private:
       jTask["notify_mail"] = itMail->second;
     }
     setEvent(strEvent, strEvent == strTask ? vecAt : std::vector<std::string>());
+  }
+
+  /// A table of a package has the package's name. Users may run the same programs.
+  static std::string nameOf(const fs::path& file, const CrontabLine& line, const std::string& strTableOwner) {
+    if (!strTableOwner.empty()) {
+      return fmt::format("{}-{}", strTableOwner, programOf(line.strCommand));
+    }
+    return file.parent_path().filename() == "cron.d" ? file.filename().string() : programOf(line.strCommand);
   }
 
   // --- the document --------------------------------------------------------------------------------------------
@@ -260,16 +314,16 @@ private:
   /// An import adds. It does not change what somebody made, or changed after an earlier import.
   void refuseOthers() {
     const ApplyPlan& plan = m_import.plan;
-    std::vector<std::string> vecNames = plan.difference.vecChanged;
+    std::set<std::string> setNames(plan.difference.vecChanged.begin(), plan.difference.vecChanged.end());
     for (const std::string& strEvent : plan.difference.vecEvents) {
       const auto it = plan.before.events.find(strEvent);
       if (it != plan.before.events.end() && !it->second.vecAt.empty()) {
-        vecNames.push_back(strEvent);
+        setNames.insert(strEvent);
       }
     }
-    if (!vecNames.empty()) {
-      throw Failure(fmt::format("{} is not imported: there are others with these names: {}", m_strPaths,
-                                fmt::join(vecNames, ", ")),
+    if (!setNames.empty()) {
+      throw Failure(fmt::format("{} is not imported: these exist already, and are different: {}", m_strPaths,
+                                fmt::join(setNames, ", ")),
                     {Hint::PREFIX_NAMES, {}});
     }
   }
@@ -278,6 +332,7 @@ private:
   std::string m_strPaths;  ///< for messages
   Json::Value m_jDocument;
   std::vector<std::string> m_vecErrors;
+  bool m_blSystemTable = false;
   CronImport m_import;
 };
 

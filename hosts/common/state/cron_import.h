@@ -28,7 +28,8 @@ struct CronSkipped {
     PROGRAM,   ///< not a script
     ANACRON,   ///< tells anacron that cron has run the scripts
     TIMER,     ///< does nothing under systemd: its package has a timer
-    WRITABLE,  ///< cron refuses a table of the system that somebody else can change
+    WRITABLE,    ///< would be run by root, and not only root can change it
+    UNREADABLE,  ///< would be shown to a user who may not read it
     FOLDER,    ///< runs the scripts of a folder, which can be imported itself
   };
 
@@ -36,10 +37,19 @@ struct CronSkipped {
   Reason reason;
 };
 
+/// A file from which tasks are imported.
+struct CronSource {
+  enum Kind : std::uint8_t { SCRIPT, TABLE, TABLE_OF_USER };
+
+  std::string strPath;
+  Kind kind;
+  std::string strUser;  ///< of the table of a user
+};
+
 struct CronImport {
   ApplyPlan plan;
   std::vector<CronSkipped> vecSkipped;
-  std::vector<std::string> vecSources;  ///< scripts and tables from which tasks are imported
+  std::vector<CronSource> vecSources;
 };
 
 /// Reads what cron runs, and plans tasks and events that do the same. Importing the same again changes nothing.

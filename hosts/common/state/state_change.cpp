@@ -296,12 +296,14 @@ std::vector<std::string> changeState(Session& session, const StateDocument& befo
   // Files and store change in two steps, so signals wait.
   const DeferredSignals deferred;
   storeTasks(session, difference, after);
-  FileTexts texts = configFilesWith(changedConfig(before, after));
+  const ConfigValues changed = changedConfig(before, after);
+  FileTexts texts = configFilesWith(changed);
   texts.merge(eventFilesWith(difference.vecEvents, after.events));
   ConfigChange files(configLock, texts);
   announceChange(files, session.db());
   lock.commit();
   logEvents(difference);
+  logConfig(changed);
   finishChange(files);
   std::vector<std::string> vecNotes;
   for (const std::string& strTask : difference.vecDeleted) {

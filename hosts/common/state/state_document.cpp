@@ -12,12 +12,13 @@
 #include "common/tasks/task_members.h"
 #include "common/tasks/task_request.h"
 #include "common/text/base64.h"
-#include "common/text/duration.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
 #include "common/text/json_utf8.h"
+#include "common/text/suggestion.h"
 #include "common/text/yaml_reader.h"
 #include "common/text/yaml_writer.h"
+#include "document_members.h"
 #include "event_section.h"
 
 namespace Host {
@@ -29,45 +30,12 @@ constexpr char WAITS_FOR[] = "waits_for";
 constexpr char SCRIPT[] = "script";
 constexpr char SCRIPT_BASE64[] = "script_base64";
 
-/// Members that the document has as they are stored, in its order.
-constexpr std::array<const char*, 17> PLAIN_MEMBERS = {
-    "enable",      "description",   "time_limit",        "output_limit",  "directory",
-    "nice",        "io_class",      "memory_limit",      "environment",   "only_after_success",
-    "retries",     "retry_after",   "run_the_same_time", "notify_enable", "notify_if_error",
-    "notify_mail", "operation_type"};
-
-constexpr std::array<const char*, 22> MEMBER_ORDER = {"event",
-                                                      "owner",
-                                                      WAITS_FOR,
-                                                      "enable",
-                                                      "description",
-                                                      "time_limit",
-                                                      "output_limit",
-                                                      "directory",
-                                                      "nice",
-                                                      "io_class",
-                                                      "memory_limit",
-                                                      "environment",
-                                                      "only_after_success",
-                                                      "retries",
-                                                      "retry_after",
-                                                      "run_the_same_time",
-                                                      "notify_enable",
-                                                      "notify_if_error",
-                                                      "notify_mail",
-                                                      "operation_type",
-                                                      SCRIPT,
-                                                      SCRIPT_BASE64};
-
-const Json::Value& usualTask() {
-  static const Json::Value J_USUAL = [] {
-    Json::Value jTask(Json::objectValue);
-    fillDefaults(jTask);
-    jTask["description"] = "";
-    return jTask;
-  }();
-  return J_USUAL;
-}
+/// The members of a task in the document, in its order.
+constexpr std::array<const char*, 22> MEMBER_ORDER = {
+    "event",       "owner",    WAITS_FOR,  "enabled",      "description",   "time_limit",         "output_limit",
+    "directory",   "nice",     "io_class", "memory_limit", "environment",   "only_after_success", "retry",
+    "retry_after", "parallel", "mail",     "send_mail",    "mail_if_error", "operation_type",     SCRIPT,
+    SCRIPT_BASE64};
 
 /// A record in the form of the user interface, with defaults, so that equal tasks are equal records.
 Json::Value inOneForm(Json::Value jTask) {
@@ -97,16 +65,11 @@ Json::Value ownerForFile(const Json::Value& jTask) {
 
 /// A task as the document has it.
 Json::Value taskForFile(const std::string& strTask, const Json::Value& jTask) {
-  Json::Value jOut(Json::objectValue);
+  Json::Value jOut = documentMembers(jTask);
   jOut["event"] = textOf(jTask, "event");
   jOut["owner"] = ownerForFile(jTask);
   for (const std::string& strAwaited : readDependencyList(textOf(jTask, "depend_on_task"))) {
     jOut[WAITS_FOR].append(strAwaited);
-  }
-  for (const char* szMember : PLAIN_MEMBERS) {
-    if (jTask.isMember(szMember) && jTask[szMember] != usualTask()[szMember]) {
-      jOut[szMember] = jTask[szMember];
-    }
   }
   const std::string strScript = textOf(jTask, "operation");
   jOut[isUtf8(strScript) ? SCRIPT : SCRIPT_BASE64] = isUtf8(strScript) ? strScript : toBase64(strScript);
@@ -198,7 +161,8 @@ private:
                      const std::vector<std::string>& vecKnown) {
     for (const std::string& strMember : jObject.getMemberNames()) {
       if (std::find(vecKnown.begin(), vecKnown.end(), strMember) == vecKnown.end()) {
-        error(strWhere, fmt::format("unknown member \"{}\"; the members are {}", strMember, fmt::join(vecKnown, ", ")));
+        error(strWhere, fmt::format("unknown member \"{}\"; the members are {}{}", strMember, fmt::join(vecKnown, ", "),
+                                    didYouMean(strMember, vecKnown)));
       }
     }
   }
@@ -220,39 +184,27 @@ private:
     }
   }
 
-  void readTask(const std::string& strTask, const Json::Value& jFile) {
+  void readTask(const std::string& strTask, const Json::Value& jTyped) {
     const std::string strWhere = fmt::format("task \"{}\"", strTask);
-    if (!jFile.isObject()) {
+    if (!jTyped.isObject()) {
       error(strWhere, "must have at least event, owner and script");
       return;
     }
-    refuseUnknown(strWhere, jFile, {MEMBER_ORDER.begin(), MEMBER_ORDER.end()});
-    Json::Value jTask(Json::objectValue);
-    jTask["task_name"] = strTask;
-    for (const char* szMember : PLAIN_MEMBERS) {
-      copy(jFile, szMember, szMember, jTask);
+    std::vector<std::string> vecWhy;
+    const Json::Value jFile = withPresentNames(jTyped, vecWhy);
+    for (const std::string& strWhy : vecWhy) {
+      error(strWhere, strWhy);
     }
-    readDurations(jTask);
-    copy(jFile, "event", "event", jTask);
+    refuseUnknown(strWhere, jFile, {MEMBER_ORDER.begin(), MEMBER_ORDER.end()});
+    Json::Value jTask = recordMembers(jFile);
+    jTask["task_name"] = strTask;
+    if (jFile.isMember("event")) {
+      jTask["event"] = jFile["event"];
+    }
     readOwner(strWhere, memberOf(jFile, "owner"), jTask);
     readWaitsFor(strWhere, memberOf(jFile, WAITS_FOR), jTask);
     readScript(strWhere, jFile, jTask);
     m_state.mapTasks[strTask] = inOneForm(jTask);
-  }
-
-  static void copy(const Json::Value& jFile, const char* szFrom, const char* szTo, Json::Value& jTask) {
-    if (jFile.isMember(szFrom)) {
-      jTask[szTo] = jFile[szFrom];
-    }
-  }
-
-  /// People may write a duration.
-  static void readDurations(Json::Value& jTask) {
-    for (const char* szMember : {"time_limit", "retry_after"}) {
-      if (const std::optional<std::time_t> cSeconds = durationFrom(textOf(jTask, szMember))) {
-        jTask[szMember] = Json::Int64{*cSeconds};
-      }
-    }
   }
 
   void readOwner(const std::string& strWhere, const Json::Value& jOwner, Json::Value& jTask) {

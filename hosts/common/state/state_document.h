@@ -19,11 +19,12 @@
 ///     ...
 ///
 /// Without the last line the document is incomplete.
-/// A task needs `event`, `owner` and a script. Members with defaults are left out: `enable: true`,
-/// `waits_for: []`, `description: ""`, `time_limit: 0`, no `output_limit`, `directory: /`, `nice: 0`, `io_class: none`,
-/// `memory_limit: 0`, `environment: {}`, `only_after_success: false`, `retries: 0`, `retry_after: 60`,
-/// `run_the_same_time: false`, `notify_enable: false`, `notify_if_error: false`, `notify_mail: ""`, `operation_type:
-/// script`. A script that is not UTF-8 is `script_base64`. event_section.h describes the events.
+/// A task needs `event`, `owner` and a script. Members with defaults are left out: `enabled: true`,
+/// `waits_for: []`, `description: ""`, `time_limit: 0s`, no `output_limit`, `directory: /`, `nice: 0`, `io_class:
+/// none`, `memory_limit: 0`, `environment: {}`, `only_after_success: false`, `retry: 0`, `retry_after: 1m`, `parallel:
+/// false`, `mail: ""`, `mail_if_error: false`, `operation_type: script`. `send_mail` says whether a task sends mail;
+/// the default is true with `mail`, else false. A script that is not UTF-8 is `script_base64`. event_section.h
+/// describes the events.
 
 #pragma once
 

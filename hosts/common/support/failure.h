@@ -37,6 +37,7 @@ struct Hint {
     KEEP_OWNER_IDS,
     NAME_EVENT,
     PREFIX_NAMES,
+    NAME_TABLE_OWNER,
     SET_OWNER,  ///< names: a task, and its owner; empty when that is not known
   };
 

@@ -164,8 +164,9 @@ std::string scriptOfCrontabLine(const CrontabLine& line, const std::string& strN
   const std::string strCommand =
       line.strInput.empty() ? line.strCommand + "\n"
                             : fmt::format("{{ {}\n}} <<'{}'\n{}{}\n", line.strCommand, strMark, line.strInput, strMark);
-  return fmt::format("#!{}\n# From {}, line {}: {}\n{}cd \"$HOME\" || exit\n{}", strShell, strName, line.cLine,
-                     line.strSchedule, strVariables, strCommand);
+  // Without the number of the line: other lines may be added above it before the table is imported again.
+  return fmt::format("#!{}\n# From {}: {}\n{}cd \"$HOME\" || exit\n{}", strShell, strName, line.strSchedule, strVariables,
+                     strCommand);
 }
 
 }  // namespace Host

@@ -61,7 +61,7 @@ TEST_F(OwnEvent, IsAddedOnce) {
   EXPECT_THAT(whyNot([] { addEvent("nightly", {}); }), HasSubstr("the event \"nightly\" exists already"));
   EXPECT_EQ(HostTest::remedyFor([] { addEvent("nightly", {}); }), Hint::EDIT_EVENT);
   EXPECT_THAT(whyNot([] { addEvent("daily", {}); }),
-              HasSubstr("the event \"daily\" exists already: it is in the catalogue"));
+              HasSubstr("the event \"daily\" exists already: it is an installed event"));
   EXPECT_EQ(readOwnEvents().size(), 1U);
 }
 
@@ -104,7 +104,9 @@ TEST_F(OwnEvent, IsChangedWhereAsked) {
   EXPECT_THAT(OrvaTest::readFile(TIMER), HasSubstr("\nOnCalendar=daily\nOnCalendar=5:00\n"));
   changeEvent("nightly", {{}, std::vector<std::string>(), {}});
   EXPECT_FALSE(std::filesystem::exists(TIMER));
-  EXPECT_THAT(whyNot([] { changeEvent("nightly", {{}, std::vector<std::string>{"often"}, {}}); }),
+  EXPECT_THAT(whyNot([] {
+                changeEvent("nightly", {{}, std::vector<std::string>{"often"}, {}});
+              }),
               HasSubstr("the event \"nightly\" is not changed:\n  at: "));
 }
 
@@ -148,7 +150,9 @@ TEST_F(OwnEvent, WithoutTimesCannotBeEnabled) {
 
 TEST_F(OwnEvent, WhoseTimerCannotBeMadeIsStored) {
   const HostTest::FakeSystemctl systemctl("[ \"$1\" != start ] || { echo 'not today'; exit 1; }\n");
-  EXPECT_THAT(whyNot([] { addEvent("late", {"", {"daily"}, true}); }),
+  EXPECT_THAT(whyNot([] {
+                addEvent("late", {"", {"daily"}, true});
+              }),
               AllOf(HasSubstr("the event \"late\" is added, but its timer is not: "), HasSubstr("not today")));
   EXPECT_EQ(readOwnEvents().count("late"), 1U);
   removeEvent("late");

@@ -171,6 +171,11 @@ TEST_F(ExecutionEndings, RunOfAKilledLibraryIsEndedAndClosedByTheWatch) {
 TEST_F(ExecutionEndings, RunOfAKilledWatchIsSettledByTheNextCommand) {
   auto pExecution = std::make_unique<Execution>(m_request, m_plan, m_lock);
   const pid_t pidScript = waitForScript();
+  // The script may begin before its run is recorded.
+  HostTest::waitUntil([] {
+    Session session;
+    return !listRuns(session, "1").empty();
+  });
   ASSERT_EQ(kill(pExecution->pid(), SIGKILL), 0);
   EXPECT_TRUE(pExecution->waitEnd(LONG));
   pExecution.reset();

@@ -126,7 +126,7 @@ TEST_P(RecordingRuns, EndIsRecordedAsTheShellTold) {
   EXPECT_EQ(jRun.isMember("cpu_usec"), !unit().empty());
   EXPECT_TRUE(notes().mapRuns.at(pid).blClosed);
   EXPECT_TRUE(m_recorder->hasEnded("a"));
-  EXPECT_TRUE(m_recorder->hasFailed("a"));
+  EXPECT_FALSE(m_recorder->hasSucceeded("a"));
   EXPECT_FALSE(m_recorder->hasEnded("b"));
   EXPECT_FALSE(!strGroup.empty() && OrvaTest::fileExists(strGroup));
 }

@@ -117,8 +117,8 @@ TEST_F(Apply, EventsThatAreWrongAreTold) {
   EXPECT_THAT(strWhy, HasSubstr("event \"a\": at: Failed to parse calendar specification 'often'"));
   EXPECT_THAT(strWhy, HasSubstr("event \"b\": unknown member \"att\"; the members are description, at, enabled"));
   EXPECT_THAT(strWhy, HasSubstr("event \"c\": must have members"));
-  EXPECT_THAT(strWhy, HasSubstr("event \"daily\": description: an event of the catalogue has one already"));
-  EXPECT_THAT(strWhy, HasSubstr("event \"daily\": at: the catalogue says when it is fired"));
+  EXPECT_THAT(strWhy, HasSubstr("event \"daily\": description: an installed event has one already"));
+  EXPECT_THAT(strWhy, HasSubstr("event \"daily\": at: an installed event has its own times"));
   EXPECT_THAT(strWhy, HasSubstr("event \"d\": enabled must be true or false"));
   EXPECT_THAT(strWhy, HasSubstr("event \"e\": at must be a list of texts"));
   EXPECT_THAT(strWhy, HasSubstr("event \"f\": description must be a text"));

@@ -96,13 +96,97 @@ TEST(StateDocument, HasTheEvents) {
   EXPECT_TRUE(read == written) << stateText(read);
 }
 
-TEST(StateDocument, ATimeLimitCanBeADuration) {
-  std::string strText = stateText(smallState());
-  const std::size_t iLimit = strText.find("time_limit: 60");
-  ASSERT_NE(iLimit, std::string::npos);
+namespace {
+
+/// The document of a task with these members.
+std::string documentWith(const std::string& strMembers) {
+  return "version: 1\ntasks:\n  a:\n    event: daily\n    owner: root\n    script: exit\n" + strMembers + "...\n";
+}
+
+/// The task of that document.
+Json::Value readTask(const std::string& strMembers) {
   StateDocument state;
-  ASSERT_TRUE(isTaken(strText.replace(iLimit, 14, "time_limit: 1m"), state));
-  EXPECT_TRUE(state == smallState());
+  EXPECT_TRUE(isTaken(documentWith(strMembers), state)) << strMembers;
+  return state.mapTasks["a"];
+}
+
+}  // namespace
+
+TEST(StateDocument, HasTheNamesOfTheOptions) {
+  StateDocument state;
+  Json::Value& jTask = state.mapTasks["a"] = taskOf("a", "exit\n", "[b]");
+  jTask["time_limit"] = 5400;
+  jTask["enable"] = false;
+  jTask["run_the_same_time"] = true;
+  jTask["retries"] = 2;
+  jTask["retry_after"] = 90;
+  jTask["notify_enable"] = true;
+  jTask["notify_mail"] = "alice";
+  jTask["notify_if_error"] = true;
+  EXPECT_EQ(stateText(state), R"(version: 1
+configuration:
+events: {}
+tasks:
+  a:
+    event: daily
+    owner: root
+    waits_for: [b]
+    enabled: false
+    time_limit: 1h30m
+    retry: 2
+    retry_after: 1m30s
+    parallel: true
+    mail: alice
+    mail_if_error: true
+    script: |
+      exit
+...
+)");
+  StateDocument read;
+  ASSERT_TRUE(isTaken(stateText(state), read));
+  EXPECT_TRUE(read == state);
+}
+
+TEST(StateDocument, KeepsWhetherATaskSendsMail) {
+  for (const auto& [szMail, blSends] : {std::pair{"", false}, {"", true}, {"root", false}, {"root", true}}) {
+    StateDocument state;
+    state.mapTasks["a"] = taskOf("a", "exit", "");
+    state.mapTasks["a"]["notify_mail"] = szMail;
+    state.mapTasks["a"]["notify_enable"] = blSends;
+    StateDocument read;
+    ASSERT_TRUE(isTaken(stateText(state), read));
+    EXPECT_TRUE(read == state) << stateText(state);
+  }
+}
+
+TEST(StateDocument, AmountsHaveUnits) {
+  EXPECT_EQ(readTask("    time_limit: 1m\n    memory_limit: 64M\n    output_limit: 1G\n"),
+            readTask("    time_limit: 60\n    memory_limit: 67108864\n    output_limit: 1073741824\n"));
+}
+
+TEST(StateDocument, FormerNamesAreRead) {
+  const std::pair<const char*, const char*> names[] = {
+      {"enable: false", "enabled: false"},
+      {"retries: 2", "retry: 2"},
+      {"run_the_same_time: true", "parallel: true"},
+      {"notify_if_error: true", "mail_if_error: true"},
+      {"after: [b]", "waits_for: [b]"},
+      {"notify_mail: root", "mail: root\n    send_mail: false"},
+      {"notify_mail: root\n    notify_enable: true", "mail: root"},
+  };
+  const Json::Value jPlain = readTask("");
+  for (const auto& [strFormer, strPresent] : names) {
+    const Json::Value jTask = readTask(std::string("    ") + strPresent + "\n");
+    EXPECT_NE(jTask, jPlain) << strPresent;
+    EXPECT_EQ(readTask(std::string("    ") + strFormer + "\n"), jTask) << strFormer;
+  }
+}
+
+TEST(StateDocument, TwoNamesOfAMemberAreRefused) {
+  std::vector<std::string> vecErrors;
+  readState(documentWith("    retry: 2\n    retries: 3\n"), vecErrors);
+  ASSERT_FALSE(vecErrors.empty());
+  EXPECT_EQ(vecErrors.front(), "task \"a\": has both retry and retries, which mean the same");
 }
 
 TEST(StateDocument, CutOffAtAnyByteIsRefused) {

@@ -70,7 +70,7 @@ TEST(Crontab, ScriptHasTheCommandAndItsVariables) {
   const CrontabLine line = lineOf("PATH=/bin:/usr/bin\nQ=it's\nMAILTO=bob\nUSER=x\nLOGNAME=x\n30 2 * * * backup --all");
   EXPECT_EQ(scriptOfCrontabLine(line, "/etc/cron.d/backup"),
             "#!/bin/sh\n"
-            "# From /etc/cron.d/backup, line 6: 30 2 * * *\n"
+            "# From /etc/cron.d/backup: 30 2 * * *\n"
             "export PATH='/bin:/usr/bin'\n"
             "export Q='it'\\''s'\n"
             "cd \"$HOME\" || exit\n"
@@ -81,7 +81,7 @@ TEST(Crontab, ScriptRunsInTheShellOfTheTableWithTheInput) {
   const CrontabLine line = lineOf("SHELL=/bin/bash\n@daily cat%END_OF_INPUT%$HOME");
   EXPECT_EQ(scriptOfCrontabLine(line, "table"),
             "#!/bin/bash\n"
-            "# From table, line 2: @daily\n"
+            "# From table: @daily\n"
             "cd \"$HOME\" || exit\n"
             "{ cat\n"
             "} <<'END_OF_INPUT_'\n"
