@@ -33,7 +33,8 @@ std::string skippedText(const CronSkipped& skipped) {
     case CronSkipped::TIMER:
       return "does nothing under systemd, because its package has a timer; to import it, add --all";
     case CronSkipped::WRITABLE:
-      return "root would run it, and not only root can change it; for the table or the scripts of a user, add --owner USER";
+      return "root would run it, and not only root can change it; for the table or the scripts of a user, add --owner "
+             "USER";
     case CronSkipped::UNREADABLE:
       return "the owner of the task may not read it";
     case CronSkipped::FOLDER:

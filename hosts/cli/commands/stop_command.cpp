@@ -118,12 +118,11 @@ int runStop(const Context&, const StopOptions& options) {
 }  // namespace
 
 void addStopCommand(CLI::App& app, Context& context) {
-  CLI::App* pCommand =
-      addCommand(app, "stop", "End runs, with all processes of their scripts.",
-                 "  eorva stop 42                asks run 42 to end; kills it after stop_grace\n"
-                 "  eorva stop report            the run of the task \"report\", or its next try\n"
-                 "  eorva stop report --all      all runs of the task\n"
-                 "  eorva stop 42 43 --grace 0   kills two runs at once\n");
+  CLI::App* pCommand = addCommand(app, "stop", "End runs, with all processes of their scripts.",
+                                  "  eorva stop 42                asks run 42 to end; kills it after stop_grace\n"
+                                  "  eorva stop report            the run of the task \"report\", or its next try\n"
+                                  "  eorva stop report --all      all runs of the task\n"
+                                  "  eorva stop 42 43 --grace 0   kills two runs at once\n");
   auto pOptions = onCommand(pCommand, context, &runStop);
   pCommand->add_option("run", pOptions->vecWords, "number of a run, or name of a task; can be repeated")
       ->type_name("RUN|TASK");

@@ -169,11 +169,11 @@ private:
     forEachFile(folder, [&](const fs::path& file) { readScript(file, strEvent); });
   }
 
-  /// Reads a file of which a task of this user is made; nothing when its owner must not decide what the user runs, or the
-  /// user must not see it. Both are asked of the open file: a path of others may lead elsewhere in the next moment.
+  /// Reads a file of which a task of this user is made; nothing when its owner must not decide what the user runs, or
+  /// the user must not see it. Both are asked of the open file: a path of others may lead elsewhere in the next moment.
   std::optional<std::string> readFor(const fs::path& file, uid_t uid) {
     const UniqueFd fd(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    struct stat st {};
+    struct stat st{};
     if (!fd.isOpen() || fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
       skip(file, CronSkipped::NOT_A_FILE);
       return std::nullopt;

@@ -25,12 +25,12 @@ struct CronSkipped {
     NAME,  ///< cron ignores files with such names
     NOT_A_FILE,
     NOT_EXECUTABLE,
-    PROGRAM,   ///< not a script
-    ANACRON,   ///< tells anacron that cron has run the scripts
-    TIMER,     ///< does nothing under systemd: its package has a timer
+    PROGRAM,     ///< not a script
+    ANACRON,     ///< tells anacron that cron has run the scripts
+    TIMER,       ///< does nothing under systemd: its package has a timer
     WRITABLE,    ///< would be run by root, and not only root can change it
     UNREADABLE,  ///< would be shown to a user who may not read it
-    FOLDER,    ///< runs the scripts of a folder, which can be imported itself
+    FOLDER,      ///< runs the scripts of a folder, which can be imported itself
   };
 
   std::string strWhat;

@@ -154,7 +154,9 @@ std::string weekdaysText(const Field& field) {
   if (setDays.erase(0) > 0) {
     setDays.insert(7);
   }
-  return setDays.size() == 7 ? "" : listText(setDays, [](int i) { return std::string(NAMES.at(static_cast<std::size_t>(i))); }) + " ";
+  return setDays.size() == 7
+             ? ""
+             : listText(setDays, [](int i) { return std::string(NAMES.at(static_cast<std::size_t>(i))); }) + " ";
 }
 
 }  // namespace
