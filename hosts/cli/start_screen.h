@@ -1,5 +1,5 @@
 /// \file start_screen.h
-/// What eorva shows without a command.
+/// The screen of eorva without a command.
 
 #pragma once
 

@@ -28,9 +28,9 @@ setup() { fresh_store; }
   complains "--frobnicate"
   run -2 --separate-stderr eorva task show
   complains "task"
-  run -2 --separate-stderr eorva runs show many
+  run -2 --separate-stderr eorva runs list --before many
   complains "many"
-  run -2 --separate-stderr eorva runs show -- -3
+  run -2 --separate-stderr eorva runs list --before=-3
   complains "-3"
   run -2 --separate-stderr eorva --color=perhaps task list
   complains "perhaps"
@@ -177,8 +177,8 @@ END
 @test "a run number must be a positive whole number" {
   local number
   for number in 0 00x 1.5 1e3 99999999999999999999 9223372036854775808; do
-    run -2 --separate-stderr eorva runs output "$number"
-    complains "\"$number\" is "
+    run -1 --separate-stderr eorva runs output "$number"
+    complains "$number"
     run -2 --separate-stderr eorva runs list --before "$number"
     complains "\"$number\" is "
   done

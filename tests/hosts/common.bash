@@ -58,6 +58,13 @@ same() {
   return 1
 }
 
+# shows_member NAME VALUE: checks that the output of the last command has this line, or one that begins so.
+shows_member() {
+  [[ $output =~ (^|$'\n')"$1:"\ +"$2" ]] && return 0
+  printf 'wanted within the output: %s: %s\ngot: %s\n' "$1" "$2" "$output" >&2
+  return 1
+}
+
 # says TEXT: checks that the output of the last command contains the text.
 says() {
   [[ $output == *"$1"* ]] && return 0

@@ -52,8 +52,8 @@ T
   same "at the end" '[7002,"","shutdown",true,false,false,"root,a@example.org",90,"nightly"]' \
     "$(member it '[.owner, .depend_on_task, .event, .enable, .run_the_same_time, .notify_enable, .notify_mail, .time_limit, .description]')"
   run -0 eorva task show it
-  says "time limit:            1m30s"
-  says "description:           nightly"
+  shows_member "time limit" 1m30s
+  shows_member "description" "nightly"
 }
 
 @test "an edit prints the changed members, or that the task is unchanged" {

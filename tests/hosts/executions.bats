@@ -129,7 +129,7 @@ setup() { fresh_store; }
   eorva run several >/dev/null 3>&- &
   wait_until runs_are 3
   run -0 eorva task show several
-  says "running now:           process "
+  shows_member "running now" "process "
   touch /tmp/go
   wait
   same "outcomes" '["ok"]' "$(eorva runs list --json | jq -c '[.[].outcome] | unique')"

@@ -37,8 +37,8 @@ setup() { fresh_store; }
   add_task three bootup alice 'exit 3'
   run -3 eorva run three
   run -0 eorva runs show 1
-  says "task:          three"
-  says "trigger:       on_demand"
+  shows_member "task" "three"
+  shows_member "trigger" "on_demand"
 }
 
 @test "a record of another program does not tell exit 3 from signal 3" {
@@ -46,8 +46,8 @@ setup() { fresh_store; }
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, exit_info)
     values ('three', 3600, 3700, '{\"exit_code\":3,\"exit_type\":\"by_signal\"}')"
   run -0 eorva runs show 1
-  says "how it ended:  exit 3, exit 131 or signal 3 (SIGQUIT): the record does not tell which"
-  says "CPU time:      -"
+  shows_member "how it ended" "exit 3, exit 131 or signal 3 (SIGQUIT): the record does not tell which"
+  shows_member "CPU time" "-"
   says $'disk I/O:      -\n'
   run -0 eorva runs list
   [[ ${lines[1]} == *" 1m40s exit or signal 3" ]]
@@ -59,8 +59,8 @@ setup() { fresh_store; }
   sqlite3 "$DATABASE" "insert into task_result (task_name, start_time, stop_time, shell_status, cpu_usec, memory_peak,
     io_read, io_written) values ('heavy', 3600, 3700, 0, 12345678, 1610612736, 4096, 0)"
   run -0 eorva runs show 1
-  says "CPU time:      12.3s"
-  says "peak memory:   1.5 GiB"
+  shows_member "CPU time" "12.3s"
+  shows_member "peak memory" "1.5 GiB"
   says "disk I/O:      4.0 KiB read, 0 B written"
   same "for programs" '"cpu_seconds" : 12.345678,' "$(eorva runs show 1 --json | grep -o '"cpu_seconds".*')"
   same "the others" '[1610612736,4096,0]' "$(eorva runs show 1 --json | jq -c '[.memory_peak, .io_read, .io_written]')"

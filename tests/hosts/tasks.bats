@@ -14,7 +14,7 @@ setup() { fresh_store; }
   [[ ${lines[0]} =~ ^TASK\ +EVENT\ +OWNER\ +ENABLED\ +WAITS\ FOR\ +TIME\ LIMIT\ +LAST\ START\ +HOW\ IT\ ENDED$ ]]
   [[ ${lines[1]} =~ ^hello\ +bootup\ +alice\ +yes\ +-\ +-\ +-\ +-$ ]]
   run -0 eorva task show hello
-  says "parallel runs:  no"
+  shows_member "parallel runs" "no"
   says "echo hello"
 }
 
@@ -42,7 +42,7 @@ setup() { fresh_store; }
   same "record" '["[first][second]",false,true,true,true,"a@example.org,b@example.org",7002]' \
     "$(eorva task show both --json | jq -c '[.depend_on_task, .enable, .run_the_same_time, .notify_enable, .notify_if_error, .notify_mail, .owner]')"
   run -0 eorva task show first
-  says "needed by:      both"
+  shows_member "needed by" "both"
 }
 
 @test "list --event shows only tasks of that event" {

@@ -101,9 +101,9 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
   add_task killed ends alice 'kill -KILL $$' --after failing
   run -3 eorva fire ends
   run -0 eorva runs show "$(run_of killed)"
-  says "how it ended:  killed by SIGKILL, which shells report as exit 137"
+  shows_member "how it ended" "killed by SIGKILL, which shells report as exit 137"
   run -0 eorva task show failing
-  says "how it ended:          exit 128"
+  shows_member "how it ended" "exit 128"
   run -0 eorva explain killed
   [[ ${lines[1]} =~ \ with:\ killed\ by\ SIGKILL$ ]]
   [[ ${lines[3]} =~ ^\ \ failing:\ .*\ with:\ exit\ 128$ ]]
@@ -135,7 +135,7 @@ of_runs() { eorva runs list --limit 0 --json "${@:2}" | jq -r ".[] | $1" | sort;
   same "for programs" '["could not start",{"not_started":true},"failed"]' \
     "$(eorva runs list --json | jq -c '.[0] | [.outcome_text, .end, .outcome]')"
   run -0 eorva runs show 2
-  says "how it ended:  could not start: for example, the owner does not exist or the script could not be written"
+  shows_member "how it ended" "could not start: for example, the owner does not exist or the script could not be written"
 }
 
 # fire_it [OPTION...]: fires the event of the task "it", whose script does not end by itself; succeeds when the answer is that of

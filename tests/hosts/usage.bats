@@ -136,7 +136,7 @@ END
   run -2 --separate-stderr eorva runs list --outcome kaputt
   complains 'eorva: --outcome: "kaputt" is none of ok, failed, interrupted, running'
   run -0 eorva runs list --help
-  says "--outcome RESULT:{ok,failed,interrupted,running}"
+  says "--outcome OUTCOME        only runs that are ok, failed, interrupted"
 }
 
 @test "runs of an event that is gone, and on demand, are listed" {

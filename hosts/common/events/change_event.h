@@ -21,7 +21,7 @@ struct EventStored {
 /// \throw Failure when it exists, or cannot be added; also when it is stored, but its timer could not be made.
 EventStored addEvent(const std::string& strEvent, const EventSettings& settings);
 
-/// What is to be changed; the rest stays.
+/// A change of an event; members without a value stay.
 struct EventChange {
   std::optional<std::string> strDescription;
   std::optional<std::vector<std::string>> vecAt;

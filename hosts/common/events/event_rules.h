@@ -10,7 +10,7 @@
 
 namespace Host {
 
-/// What is wrong with an event, and what is probably not meant like this; a sentence each.
+/// Errors and warnings about an event; a sentence each.
 struct EventFindings {
   std::vector<std::string> vecErrors;
   std::vector<std::string> vecWarnings;

@@ -17,7 +17,7 @@
 
 namespace Host {
 
-/// What administrators decide about an event.
+/// The settings of an event that an administrator added.
 struct EventSettings {
   std::string strDescription;
   std::vector<std::string> vecAt;  ///< calendar expressions of systemd

@@ -36,7 +36,7 @@ constexpr int EXIT_NOT_FOUND = 127;
 /// The run of the calling process.
 RunStart g_start;
 
-/// What is told of its end, beside the status.
+/// The report of its end.
 EndReport g_end;
 
 void reportEnd(void*, int iStatus) {

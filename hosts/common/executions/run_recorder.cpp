@@ -177,7 +177,7 @@ void RunRecorder::onWrite(OrvaJsonDbApi* pStore, const Json::Value* pFilter, Jso
   if (pStore != m_session.runs()) {
     return;
   }
-  // What is not known of an earlier run does not keep the new one from its name.
+  // If an earlier run cannot be looked up, the new one gets its name nevertheless.
   attempt([this] { settle(); });
   m_blDirty = true;
   if (pFilter == nullptr) {

@@ -12,7 +12,7 @@ namespace Host {
 /// \return what is wrong; empty when nothing is.
 std::string whyNotCalendarText(std::string_view strCalendar);
 
-/// What systemd makes of a calendar expression.
+/// A calendar expression as systemd reads it.
 struct Calendar {
   std::string strWhyNot;  ///< what systemd says about a wrong one; empty for a right one
   bool blOver = false;    ///< all its times are in the past

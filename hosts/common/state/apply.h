@@ -30,7 +30,7 @@ struct ApplyPlan {
 /// \throw Failure with everything that is wrong, with the shape of the document and with what it asks for.
 ApplyPlan planApply(const ApplyRequest& request);
 
-/// What is to be told about changes that were made; a sentence each.
+/// Messages about changes that were made; a sentence each.
 struct Applied {
   std::vector<std::string> vecNotes;
   std::vector<std::string> vecFailed;  ///< units of events that could not be switched; applying again tries again
