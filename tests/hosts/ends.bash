@@ -21,9 +21,9 @@ shown_as() {
   run -0 --separate-stderr eorva runs list --task "$task" --limit 1
   [[ ${lines[-1]} == *"  $text" || ${lines[-1]} == *[smhd]" $text" ]] || same "runs list" "... $text" "${lines[-1]}"
   run -0 eorva runs show "$number"
-  says "how it ended:  $explanation"
+  shows_member "how it ended" "$explanation"
   run -0 eorva task show "$task"
-  says "how it ended:          $text"
+  shows_member "how it ended" "$text"
   run -0 eorva explain "$task"
   says "with: $text"
 }

@@ -180,8 +180,8 @@ tries() { eorva runs list --limit 0 --json | jq -c 'sort_by(.result_id) | map([.
   run -0 eorva task show t
   [[ $output =~ "retry:"\ +"2 times, each after 5m" ]]
   eorva export >state.yaml
-  grep -q 'retries: 2' state.yaml
-  sed -i 's/retry_after: 300/retry_after: 10m/' state.yaml
+  grep -q 'retry: 2' state.yaml
+  sed -i 's/retry_after: 5m/retry_after: 10m/' state.yaml
   run -0 eorva apply state.yaml --yes
   same "applied" 600 "$(eorva task show t --json | jq .retry_after)"
   run --separate-stderr eorva task edit t --retry 1000

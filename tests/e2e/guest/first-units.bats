@@ -63,7 +63,9 @@ later_than() { (($(date +%s) > $1)); }
   same "never" null "$(next_of soon)"
   eorva event enable soon
   systemctl is-active "$timer"
-  run -0 eorva check --repair
+  # Other events of this system have problems.
+  run eorva check --repair
+  [[ $output != *soon* ]]
   same "runs" 1 "$(runs_of soon | jq length)"
   eorva task delete soon --yes
   eorva event remove soon
