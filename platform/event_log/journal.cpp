@@ -43,7 +43,8 @@ void writeSystemLog(int iPriority, unsigned int uCode, const EventArguments& arg
     }
   }
   for (const auto& [strField, strValue] : text.mapFields) {
-    vecField.push_back(strField + "=" + strValue);
+    vecField.push_back(strField);
+    vecField.back().append("=").append(strValue);
   }
   if (!sendToJournal(vecField)) {
     syslog(iPriority, "%s: %s [%s]", IDENTIFIER, strText.c_str(), eventCodeText(uCode).c_str());
