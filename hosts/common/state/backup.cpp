@@ -18,6 +18,7 @@
 #include "common/support/failure.h"
 #include "common/support/files.h"
 #include "common/support/paths.h"
+#include "common/support/try_until.h"
 #include "common/text/json_members.h"
 #include "common/text/json_reader.h"
 #include "joint_change.h"
@@ -181,6 +182,20 @@ void checkOwners(BackupReader& backup, std::vector<std::string>& vecWarnings) {
   }
 }
 
+/// An empty file has no journal mode yet. Waits while another process has the whole store for itself, as it does for a
+/// moment when the last connection is closed.
+void useWal(const Database& store) {
+  using namespace std::chrono_literals;
+  int iCode = SQLITE_OK;
+  tryUntil(10s, 50ms, [&] {
+    iCode = sqlite3_exec(store.get(), "pragma journal_mode = wal", nullptr, nullptr, nullptr);
+    return iCode != SQLITE_BUSY;
+  });
+  if (iCode != SQLITE_OK) {
+    throw Failure(fmt::format("cannot use {}: {}", DATABASE_PATH, sqlite3_errmsg(store.get())));
+  }
+}
+
 }  // namespace
 
 void writeBackup(const std::string& strFile, EmptyBackup empty) {
@@ -209,8 +224,7 @@ std::vector<std::string> restoreBackup(const ReadBackup& backup) {
   const ConfigLock lock;
   const DeferredSignals deferred;
   const Database store = openStore();
-  // An empty file has no journal mode yet.
-  execute(store, "pragma journal_mode = wal", DATABASE_PATH);
+  useWal(store);
   ConfigChange files(lock, backup.files);
   announceChange(files, store, backup.store);
   copyDatabase(backup.store, store, DATABASE_PATH);
