@@ -27,7 +27,7 @@ bool endedWell(const std::string& strExitCode) {
   return blZero && strExitCode != "0 (" + serverText(SECTION, "by_signal").value_or("") + ")";
 }
 
-// "failed: exit 4". What the host tells is more precise than the exit code of the library.
+// "failed: exit 4". The text of the host is more precise than the exit code of the library.
 std::string resultOf(const PlaceholderValues& mapValue) {
   const std::string strEnd = valueOf(mapValue, "%END%");
   const std::string strExitCode = valueOf(mapValue, "%EXIT_CODE%");

@@ -1,5 +1,5 @@
 /// \file server_values.h
-/// What the platform knows for every mail.
+/// The values of every mail that the platform knows.
 
 #pragma once
 

@@ -115,7 +115,7 @@ struct Schedule {
 std::vector<std::string> startsBySystemd(const std::vector<std::string>& vecCalendars) {
   std::vector<std::string> vecCommand = {"env", "TZ=UTC", "systemd-analyze", "calendar",
                                          fmt::format("--iterations={}", STARTS),
-                                         // What elapses at the base time itself counts.
+                                         // The base time itself counts, too.
                                          "--base-time=2026-12-31 23:59:59"};
   vecCommand.insert(vecCommand.end(), vecCalendars.begin(), vecCalendars.end());
   std::string strOutput;
